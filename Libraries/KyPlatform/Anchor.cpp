@@ -1,0 +1,1 @@
+// Keeps the library non-empty until the first contract is built.

@@ -1,0 +1,113 @@
+#include "JxUtilsLib/Event.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <thread>
+#include <vector>
+
+using JxUtilsLib::Event;
+
+namespace
+{
+
+int64_t Milliseconds(std::chrono::steady_clock::time_point aSince)
+{
+    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - aSince)
+        .count();
+}
+
+TEST(EventTest, StartsUnset)
+{
+    EXPECT_FALSE(Event(true).Wait_ms(0));
+    EXPECT_FALSE(Event(false).Wait_ms(0));
+}
+
+TEST(EventTest, ManualResetStaysSetUntilReset)
+{
+    Event lEvent(true);
+    lEvent.Set();
+    EXPECT_TRUE(lEvent.Wait_ms(0));
+    EXPECT_TRUE(lEvent.Wait_ms(Event::cInfinite));
+    lEvent.Reset();
+    EXPECT_FALSE(lEvent.Wait_ms(0));
+}
+
+TEST(EventTest, AutoResetLetsOneWaiterThrough)
+{
+    Event lEvent(false);
+    lEvent.Set();
+    lEvent.Set();
+    EXPECT_TRUE(lEvent.Wait_ms(0));
+    EXPECT_FALSE(lEvent.Wait_ms(0));
+    lEvent.Set();
+    lEvent.Reset();
+    EXPECT_FALSE(lEvent.Wait_ms(0));
+}
+
+TEST(EventTest, TimeOutLastsAtLeastItsTime)
+{
+    Event lEvent(true);
+    const auto lStart = std::chrono::steady_clock::now();
+    EXPECT_FALSE(lEvent.Wait_ms(50));
+    EXPECT_GE(Milliseconds(lStart), 50);
+}
+
+TEST(EventTest, SetWakesASleepingWaiter)
+{
+    for (const bool lManualReset : {true, false})
+    {
+        Event lEvent(lManualReset);
+        std::thread lSetter([&lEvent] { lEvent.Set(); });
+        EXPECT_TRUE(lEvent.Wait_ms(Event::cInfinite));
+        lSetter.join();
+    }
+}
+
+TEST(EventTest, ManualResetWakesEveryWaiter)
+{
+    Event lEvent(true);
+    std::atomic<int> lThrough{0};
+    std::vector<std::thread> lWaiters;
+    for (int lIndex = 0; lIndex < 4; ++lIndex)
+    {
+        lWaiters.emplace_back([&] { lThrough += lEvent.Wait_ms(Event::cInfinite) ? 1 : 0; });
+    }
+    lEvent.Set();
+    for (std::thread& lWaiter : lWaiters)
+    {
+        lWaiter.join();
+    }
+    EXPECT_EQ(lThrough, 4);
+}
+
+TEST(EventTest, AutoResetWakesOneWaiterPerSet)
+{
+    Event lEvent(false);
+    std::atomic<int> lThrough{0};
+    Event lOneThrough(false);
+    std::vector<std::thread> lWaiters;
+    for (int lIndex = 0; lIndex < 3; ++lIndex)
+    {
+        lWaiters.emplace_back(
+            [&]
+            {
+                EXPECT_TRUE(lEvent.Wait_ms(Event::cInfinite));
+                ++lThrough;
+                lOneThrough.Set();
+            });
+    }
+    for (int lExpected = 1; lExpected <= 3; ++lExpected)
+    {
+        lEvent.Set();
+        ASSERT_TRUE(lOneThrough.Wait_ms(Event::cInfinite));
+        EXPECT_EQ(lThrough, lExpected);
+    }
+    for (std::thread& lWaiter : lWaiters)
+    {
+        lWaiter.join();
+    }
+}
+
+} // namespace

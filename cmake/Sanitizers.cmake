@@ -1,0 +1,13 @@
+# Instruments everything that is built here, the test framework included: a half-instrumented
+# program makes the thread sanitizer miss the ordering that the other half gives.
+if(KYSERIAL_SANITIZE)
+  add_compile_options(-fsanitize=${KYSERIAL_SANITIZE} -fno-omit-frame-pointer -g)
+  add_link_options(-fsanitize=${KYSERIAL_SANITIZE})
+  if(KYSERIAL_SANITIZE MATCHES "undefined")
+    add_compile_options(-fno-sanitize-recover=all)
+  endif()
+endif()
+# Paths in log lines and assertions are the source tree's, not those of the machine that built it.
+if(NOT MSVC)
+  add_compile_options("-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=")
+endif()

@@ -1,0 +1,23 @@
+# What programs and tests use besides this repository. All of it comes from Debian's packages
+# (scripts/setup.sh); the libraries under Libraries/ use none of it.
+
+# Header-only packages are copied: the Windows cross build must not see the rest of /usr/include.
+function(ky_header_only aTarget aHeader)
+  find_path(${aTarget}_ROOT ${aHeader} PATHS /usr/include NO_CMAKE_FIND_ROOT_PATH REQUIRED)
+  get_filename_component(lFolder ${aHeader} DIRECTORY)
+  set(lCopy "${PROJECT_BINARY_DIR}/ThirdParty/${aTarget}")
+  file(COPY "${${aTarget}_ROOT}/${lFolder}" DESTINATION "${lCopy}")
+  add_library(${aTarget} INTERFACE)
+  target_include_directories(${aTarget} SYSTEM INTERFACE "${lCopy}")
+endfunction()
+
+ky_header_only(KyCLI11 CLI/CLI.hpp)
+ky_header_only(KyJson nlohmann/json.hpp)
+
+if(KYSERIAL_BUILD_TESTS)
+  # Built from source in every preset: sanitizers want it instrumented, the cross build wants it at all.
+  set(KYSERIAL_GOOGLETEST /usr/src/googletest CACHE PATH "Source of GoogleTest")
+  set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
+  set(gtest_force_shared_crt ON CACHE BOOL "" FORCE)
+  add_subdirectory("${KYSERIAL_GOOGLETEST}" "${PROJECT_BINARY_DIR}/ThirdParty/googletest" EXCLUDE_FROM_ALL SYSTEM)
+endif()
