@@ -40,6 +40,7 @@ public:
     {
         va_list lSecondPass;
         va_copy(lSecondPass, aArguments);
+        // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): started by the callers
         const int lLength = std::vsnprintf(mShort, sizeof(mShort), aFormat, aArguments);
         if (lLength >= static_cast<int>(sizeof(mShort)))
         {

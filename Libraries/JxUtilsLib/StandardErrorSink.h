@@ -15,7 +15,7 @@ public:
     void Write(const LogRecord& aRecord) override;
 
     /// The line without its end, for a given moment: milliseconds since 1970, UTC.
-    static std::string Format(const LogRecord& aRecord, int64_t aTime_ms);
+    static std::string Format(const LogRecord& aRecord, int64_t aTimeMs);
 };
 
 } // namespace JxUtilsLib

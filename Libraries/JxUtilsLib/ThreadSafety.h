@@ -1,8 +1,8 @@
 #pragma once
 
 /// \file
-/// Lock annotations: clang proves at compile time that a field marked JX_GUARDED_BY(mLock) is touched only with
-/// that lock held (-Wthread-safety). Other compilers see nothing.
+/// Lock annotations: clang proves at compile time that a field marked JX_GUARDED_BY(mLock) is touched only
+/// with that lock held (-Wthread-safety). Other compilers see nothing.
 
 #if defined(__clang__)
 #define JX_THREAD_ANNOTATION(aWhat) __attribute__((aWhat))

@@ -43,7 +43,8 @@ public:
     /// The code as given.
     uint32_t GetCode() const noexcept { return mCode; }
 
-    /// The code's name, "TIMED_OUT" for example; "UNKNOWN" for a code outside the table. Valid until the program ends.
+    /// The code's name, "TIMED_OUT" for example; "UNKNOWN" for a code outside the table. Valid until the
+    /// program ends.
     const KyString& GetCodeString() const noexcept { return CodeText(mCode); }
 
     /// What went wrong, in words; empty when the code says it all. Valid as long as the result.

@@ -23,8 +23,7 @@ KyResult Invalid(const char* aMessage)
 
 } // namespace
 
-KySerialPortConfiguration::KySerialPortConfiguration()
-    : KySerialPortConfiguration(9600, KyParityNone, 8, 1)
+KySerialPortConfiguration::KySerialPortConfiguration() : KySerialPortConfiguration(9600, KyParityNone, 8, 1)
 {
 }
 
@@ -42,15 +41,15 @@ KySerialPortConfiguration::~KySerialPortConfiguration() = default;
 void KySerialPortConfiguration::MakeInvalid()
 {
     mBaudRate = 0;
-    mParity = static_cast<KyParity>(-1); // no enumerator: IsValid() refuses the baud rate before it looks here
+    mParity =
+        static_cast<KyParity>(-1); // no enumerator: IsValid() refuses the baud rate before it looks here
 }
 
 KyResult KySerialPortConfiguration::IsValid() const
 {
     if (std::find(std::begin(cBaudRates), std::end(cBaudRates), mBaudRate) == std::end(cBaudRates))
     {
-        return Invalid(
-            "Invalid port speed. 9600, 14400, 19200, 28800, 38400, 57600 and 115200 supported.");
+        return Invalid("Invalid port speed. 9600, 14400, 19200, 28800, 38400, 57600 and 115200 supported.");
     }
     if (mParity != KyParityNone && mParity != KyParityEven && mParity != KyParityOdd)
     {

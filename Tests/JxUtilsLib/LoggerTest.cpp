@@ -53,11 +53,13 @@ TEST(LoggerTest, DisabledPrioritiesAreNotWritten)
 {
     RecordingLogSink lSink(PriorityError);
     const Logger lLogger("KySerialLib");
-    for (const PriorityLevel lLevel : {PriorityDebug, PriorityInfo, PriorityWarning, PriorityError, PriorityFatal})
+    for (const PriorityLevel lLevel :
+         {PriorityDebug, PriorityInfo, PriorityWarning, PriorityError, PriorityFatal})
     {
         lLogger.Log(lLevel, "f", 1, "F", "text");
     }
-    EXPECT_EQ(lSink.Take(), (std::vector<LogLine>{{PriorityError, "F", "text"}, {PriorityFatal, "F", "text"}}));
+    EXPECT_EQ(lSink.Take(),
+              (std::vector<LogLine>{{PriorityError, "F", "text"}, {PriorityFatal, "F", "text"}}));
 }
 
 TEST(LoggerTest, LogResultLogsAnErrorAndReturnsCodeAndText)
@@ -94,7 +96,10 @@ TEST(LoggerTest, ThrowingSinkIsNotNoticedByTheCaller)
 {
     struct ThrowingSink : JxUtilsLib::LogSink
     {
-        void Write(const JxUtilsLib::LogRecord& /*aRecord*/) override { throw std::runtime_error("disk full"); }
+        void Write(const JxUtilsLib::LogRecord& /*aRecord*/) override
+        {
+            throw std::runtime_error("disk full");
+        }
     } lSink;
     Logger::SetSink(&lSink);
     const JxUtilsLib::Result lResult = Logger("KySerialLib").LogResult(3, "f", 1, "F", "text");

@@ -13,14 +13,16 @@ namespace
 
 std::string Line(PriorityLevel aPriority, int64_t aTime_ms)
 {
-    return StandardErrorSink::Format({"KySerialLib", aPriority, "file", 3, "Class::Function", "the text"}, aTime_ms);
+    return StandardErrorSink::Format({"KySerialLib", aPriority, "file", 3, "Class::Function", "the text"},
+                                     aTime_ms);
 }
 
 TEST(StandardErrorSinkTest, LineHasTimePriorityCategoryFunctionAndText)
 {
     const std::string lLine = Line(JxUtilsLib::PriorityError, 1234);
     ASSERT_GT(lLine.size(), 24U);
-    EXPECT_EQ(lLine.substr(13, 10), ":00:01.234") << lLine; // local time: hours and minutes depend on the zone
+    EXPECT_EQ(lLine.substr(13, 10), ":00:01.234")
+        << lLine; // local time: hours and minutes depend on the zone
     EXPECT_EQ(lLine.substr(23), " ERROR KySerialLib Class::Function: the text");
 }
 

@@ -8,9 +8,9 @@
 ///
 /// Binary interface: two virtual functions in this order, no destructor among them, no data.
 ///
-/// Threads: the adapter calls on its event thread, one call at a time, while the application's threads use the
-/// same port. The library's own sinks only store bytes and set events there; they call back into the adapter
-/// for feature reads, so the adapter holds no lock of its own during a call.
+/// Threads: the adapter calls on its event thread, one call at a time, while the application's threads use
+/// the same port. The library's own sinks only store bytes and set events there; they call back into the
+/// adapter for feature reads, so the adapter holds no lock of its own during a call.
 class IKyDeviceEventSink
 {
 public:
@@ -25,9 +25,9 @@ public:
     virtual void NotifyEvent(uint16_t aEventID, uint16_t aChannel, uint64_t aBlockID, uint64_t aTimestamp,
                              const void* aData, uint32_t aDataLength) = 0;
 
-    /// A feature registered with IKyDeviceAdapter::RegisterFeatureInterest() has changed. Its value, and those
-    /// of the features of the same event, must be readable while the call runs.
-    /// \param aName  The feature; not null, ends with the call.
+    /// A feature registered with IKyDeviceAdapter::RegisterFeatureInterest() has changed. Its value, and
+    /// those of the features of the same event, must be readable while the call runs. \param aName  The
+    /// feature; not null, ends with the call.
     virtual void NotifyFeatureInvalidated(const KyString* aName) = 0;
 
 protected:

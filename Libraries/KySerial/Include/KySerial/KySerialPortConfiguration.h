@@ -16,7 +16,8 @@ public:
     KySerialPortConfiguration();
 
     /// Takes the four values as they are, valid or not; IsValid() judges.
-    KySerialPortConfiguration(uint32_t aBaudRate, KyParity aParity, uint32_t aBitsPerByte, uint32_t aStopBits);
+    KySerialPortConfiguration(uint32_t aBaudRate, KyParity aParity, uint32_t aBitsPerByte,
+                              uint32_t aStopBits);
 
     KySerialPortConfiguration(const KySerialPortConfiguration& aOther);
     KySerialPortConfiguration& operator=(const KySerialPortConfiguration& aOther);
@@ -29,7 +30,8 @@ public:
     ///
     /// The list of speeds is fixed: other rates, 4800 for example, are refused even where a device could run
     /// them.
-    /// \return OK; or BAD_PARAMETER, logged, with a description that names the values allowed. The object stays
+    /// \return OK; or BAD_PARAMETER, logged, with a description that names the values allowed. The object
+    /// stays
     ///         as it is. Does not block.
     KyResult IsValid() const;
 

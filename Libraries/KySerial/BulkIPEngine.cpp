@@ -1,0 +1,433 @@
+#include "BulkIPEngine.h"
+
+#include "DeviceChecks.h"
+#include "DeviceRegisters.h"
+#include "JxUtilsLib/Assert.h"
+#include "LogResult.h"
+#include "PortMap.h"
+
+#include <algorithm>
+
+namespace KySerialLib
+{
+
+namespace
+{
+
+constexpr char cSourceFile[] = "Libraries/KySerial/BulkIPEngine";
+
+// Interrupt bits, in the enable register and in an event's status alike.
+constexpr unsigned cFirstInterruptBit = 8;
+constexpr uint32_t cAllInterrupts = 0x1F00;
+constexpr uint32_t cRxInterrupts = 0x700;
+constexpr uint32_t cTxEmptyInterrupt = 0x800;
+constexpr uint32_t cTxPartialEmptyInterrupt = 0x1000;
+
+// Fields of the configuration register.
+constexpr uint32_t cConfigDoubleTime = 1U << 10U;
+constexpr uint32_t cConfigResetFifos = 1U << 11U;
+constexpr uint32_t cInterfaceUSRT = 0;
+constexpr uint32_t cInterfaceUART = 1;
+constexpr uint32_t cInterfaceI2C = 2;
+
+constexpr uint32_t cI2CCapable = 0x3;
+
+constexpr uint32_t cTransmitWindow = 0x80000000U;
+
+constexpr uint32_t cUARTSpeeds[] = {9600, 14400, 19200, 28800, 38400, 57600, 115200, 0};
+constexpr uint32_t cUSRTDividers[] = {2, 4, 8, 16, 32, 64, 128, 256};
+
+constexpr double cDefaultTimePerByteMs = 0.03000000003;
+
+bool IsBulkPresent(uint32_t aCaps)
+{
+    return (aCaps & cCapsUartCountMask) != 0;
+}
+
+} // namespace
+
+BulkIPEngine::BulkIPEngine()
+    : mTxEmptyEvent(true)
+    , mTxRoomEvent(false)
+    , mTimePerByte(cDefaultTimePerByteMs)
+    , mEngineLogger(std::make_unique<JxUtilsLib::Logger>(cLogCategory, 0))
+{
+}
+
+BulkIPEngine::~BulkIPEngine() = default;
+
+bool BulkIPEngine::IsSupported(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
+{
+    static constexpr char cFunction[] = "KySerialLib::BulkIPEngine::IsSupported";
+    const JxUtilsLib::Logger lLogger(cLogCategory, 0);
+    uint32_t lCaps = 0;
+    if (!ReadFunctionCaps(aDevice, lCaps, KY_LOG_PLACE(lLogger, cFunction)))
+    {
+        return false;
+    }
+    if (aPort != KyDeviceSerialBulk0)
+    {
+        KY_LOG_FATAL(lLogger, cFunction, "Port %d is invalid", static_cast<int>(aPort));
+        JX_ASSERT(false);
+        return false;
+    }
+    return IsBulkPresent(lCaps);
+}
+
+bool BulkIPEngine::IsI2CSupported(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
+{
+    static constexpr char cFunction[] = "KySerialLib::BulkIPEngine::IsI2CSupported";
+    const JxUtilsLib::Logger lLogger(cLogCategory, 0);
+    const LogPlace lPlace = KY_LOG_PLACE(lLogger, cFunction);
+    if (!IsReachable(aDevice, lPlace) || !IsKorvoVideoInterface(aDevice, JxUtilsLib::PriorityError, lPlace) ||
+        !IsGigEVision(aDevice, lPlace))
+    {
+        return false;
+    }
+    uint32_t lCaps = 0;
+    if (!aDevice->ReadRegister(cRegFunctionCaps, lCaps).IsOK())
+    {
+        PortMap::MarkUnsupported(aDevice);
+        KY_LOG(lLogger, JxUtilsLib::PriorityError, cFunction, "Failed to read %s register.",
+               "function capabilities");
+        return false;
+    }
+    if ((lCaps & cCapsImplemented) == 0)
+    {
+        KY_LOG(lLogger, JxUtilsLib::PriorityError, cFunction, "Implemented bit was not set.");
+        return false;
+    }
+    if (aPort != KyDeviceSerialBulk0)
+    {
+        KY_LOG_FATAL(lLogger, cFunction, "Port %d is invalid", static_cast<int>(aPort));
+        JX_ASSERT(false);
+        return false;
+    }
+    uint32_t lBulkCaps = 0;
+    if (!aDevice->ReadRegister(cRegBulk03Config, lBulkCaps).IsOK())
+    {
+        KY_LOG(lLogger, JxUtilsLib::PriorityError, cFunction, "Failed to read %s register.",
+               "DEV_REG_BULK_0_3_CONFIG");
+        return false;
+    }
+    return IsBulkPresent(lCaps) && (lBulkCaps & cI2CCapable) == cI2CCapable;
+}
+
+KyResult BulkIPEngine::Open(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
+{
+    static constexpr char cFunction[] = "KySerialLib::BulkIPEngine::Open";
+    KyResult lResult = CheckConnected(aDevice, KY_LOG_PLACE(*mEngineLogger, cFunction));
+    if (!lResult.IsOK())
+    {
+        return lResult;
+    }
+    if (!IsSupported(aDevice, aPort))
+    {
+        return KY_LOG_RESULT(*mEngineLogger, KyResult::UNSUPPORTED, cFunction,
+                             "The specified port is not supported by this device.");
+    }
+    if (!PortMap::GetInstance().Lock(aDevice, aPort))
+    {
+        return KY_LOG_RESULT(*mEngineLogger, KyResult::FAILURE, cFunction,
+                             "The specified port is already in use.");
+    }
+    mDevice = aDevice;
+    mPort = aPort;
+    static_cast<void>(aDevice->RegisterEventSink(this)); // ignored: the writer's time-out tells
+    // Failures from here on leave the claim and the sink in place; the caller's Close() undoes them.
+    lResult = aDevice->ReadRegister(cRegBulk0Config, mBulkConfig);
+    if (lResult.IsOK())
+    {
+        lResult = aDevice->ReadRegister(cRegBulk0Rate, mBulkRate);
+    }
+    if (!lResult.IsOK())
+    {
+        return lResult;
+    }
+    UpdateTimePerByte();
+    UpdateChunkSizes();
+    lResult = EnableInterrupts(false);
+    return lResult.IsOK() ? ResetFifos() : lResult;
+}
+
+uint32_t BulkIPEngine::GetSpeedIndex() const
+{
+    return (mBulkConfig >> 5U) & 0x7U;
+}
+
+uint32_t BulkIPEngine::GetInterface() const
+{
+    return (mBulkConfig >> 12U) & 0x7U;
+}
+
+double BulkIPEngine::GetUSRTTimePerBit() const
+{
+    const uint32_t lRate = 16700000U / cUSRTDividers[GetSpeedIndex()]; // whole bits per second
+    return 1000.0 / lRate;
+}
+
+double BulkIPEngine::GetUARTTimePerBit() const
+{
+    uint32_t lSpeed = cUARTSpeeds[GetSpeedIndex()];
+    if (lSpeed == 0)
+    {
+        const uint32_t lDivisor = std::max(mBulkRate & 0xFFU, 1U);
+        const double lPeriodSeconds = lDivisor * 480.0 / 1e9;
+        lSpeed = static_cast<uint32_t>(1.0 / lPeriodSeconds +
+                                       0.5); // NOLINT(bugprone-incorrect-roundings): positive
+    }
+    if (lSpeed == 0)
+    {
+        JX_ASSERT(lSpeed != 0);
+        lSpeed = 8170;
+    }
+    return 1000.0 / lSpeed;
+}
+
+double BulkIPEngine::GetI2CTimePerByte()
+{
+    return 0.09;
+}
+
+void BulkIPEngine::UpdateTimePerByte()
+{
+    static constexpr char cFunction[] = "KySerialLib::BulkIPEngine::UpdateTimePerByte";
+    if (!IsOpened())
+    {
+        KY_LOG_FATAL(*mEngineLogger, cFunction, "Unexpected state: the device should already be available.");
+        JX_ASSERT(IsOpened());
+    }
+    mTimePerByte = cDefaultTimePerByteMs;
+    // Time per bit is taken as time per byte for UART and USRT. Time-outs never get below 300 ms, and clients
+    // have tuned their own to what follows from this.
+    switch (GetInterface())
+    {
+    case cInterfaceUSRT:
+        mTimePerByte = GetUSRTTimePerBit();
+        break;
+    case cInterfaceUART:
+        mTimePerByte = GetUARTTimePerBit();
+        break;
+    case cInterfaceI2C:
+        mTimePerByte = GetI2CTimePerByte();
+        break;
+    default:
+        KY_LOG_FATAL(*mEngineLogger, cFunction, "Unknown interface selected (%d).",
+                     static_cast<int>(GetInterface()));
+        JX_ASSERT(false);
+        break;
+    }
+    if ((mBulkConfig & cConfigDoubleTime) != 0)
+    {
+        mTimePerByte *= 2;
+    }
+}
+
+void BulkIPEngine::UpdateChunkSizes()
+{
+    mFirstChunkSize = 256;
+    mNextChunkSize = 252U - (mBulkConfig >> 24U); // unsigned: a threshold above 252 lifts the limit
+    if (GetInterface() == cInterfaceI2C)
+    {
+        mFirstChunkSize -= 2;
+        mNextChunkSize -= 1;
+    }
+}
+
+KyResult BulkIPEngine::EnableInterrupts(bool aRestore)
+{
+    static constexpr char cFunction[] = "KySerialLib::BulkIPEngine::EnableInterrupts";
+    IKyDeviceAdapter* const lDevice = mDevice;
+    uint32_t lValue = 0;
+    if (!lDevice->ReadRegister(cRegInterruptEnable, lValue).IsOK())
+    {
+        // Says "write" for the failed read as well; log filters look for this one text. No value was read.
+        return KY_LOG_RESULT(*mEngineLogger, KyResult::FAILURE, cFunction,
+                             "Failed to write value %x to %s register.", 0U, "Intenable");
+    }
+    if (!aRestore)
+    {
+        for (unsigned lBit = 0; lBit < mSavedInterrupts.size(); ++lBit)
+        {
+            mSavedInterrupts[lBit] = ((lValue >> (cFirstInterruptBit + lBit)) & 1U) != 0;
+        }
+    }
+    if (mPort != KyDeviceSerialBulk0)
+    {
+        JX_ASSERT(0);
+        return KY_LOG_RESULT(*mEngineLogger, KyResult::UNSUPPORTED, cFunction,
+                             "The specified port is not supported by this device.");
+    }
+    lValue |= cAllInterrupts;
+    for (unsigned lBit = 0; aRestore && lBit < mSavedInterrupts.size(); ++lBit)
+    {
+        const uint32_t lMask = 1U << (cFirstInterruptBit + lBit);
+        lValue = mSavedInterrupts[lBit] ? lValue | lMask : lValue & ~lMask;
+    }
+    if (!lDevice->WriteRegister(cRegInterruptEnable, lValue).IsOK())
+    {
+        return KY_LOG_RESULT(*mEngineLogger, KyResult::FAILURE, cFunction,
+                             "Failed to write value %x to %s register.", lValue, "Intenable");
+    }
+    return KyResult(KyResult::OK);
+}
+
+KyResult BulkIPEngine::ResetFifos()
+{
+    JX_ASSERT(mDevice != NULL);
+    JX_ASSERT(IsOpened());
+    IKyDeviceAdapter* const lDevice = mDevice;
+    uint32_t lConfig = 0;
+    KyResult lResult = lDevice->ReadRegister(cRegBulk0Config, lConfig);
+    if (lResult.IsOK())
+    {
+        lResult = lDevice->WriteRegister(cRegBulk0Config, lConfig | cConfigResetFifos);
+    }
+    if (lResult.IsOK())
+    {
+        lResult = lDevice->WriteRegister(cRegBulk0Config, lConfig & ~cConfigResetFifos);
+    }
+    return lResult;
+}
+
+bool BulkIPEngine::IsOpened()
+{
+    return mDevice != nullptr;
+}
+
+KyResult BulkIPEngine::TransmitChunk(const uint8_t* aData, uint32_t aSize)
+{
+    JX_ASSERT(mDevice != NULL);
+    JX_ASSERT(IsOpened());
+    uint32_t lAddress = cTransmitWindow;
+    lAddress |= mI2CFastMode ? 0x200U : 0U;
+    lAddress |= mI2CStop ? 0x400U : 0U;
+    lAddress |= mI2CFlag3 ? 0x800U : 0U;
+    lAddress |= mI2CTransfer ? 0x1000U : 0U;
+    return mDevice.load()->WriteMemory(aData, lAddress, aSize);
+}
+
+uint32_t BulkIPEngine::ComputeChunkTimeout(uint32_t aSize) const
+{
+    uint32_t lTimeout =
+        static_cast<uint32_t>(aSize * mTimePerByte + 0.5); // NOLINT(bugprone-incorrect-roundings): positive
+    lTimeout = std::max(lTimeout, 50U) + 100U;
+    lTimeout *= 2;
+    if (mI2CTransfer)
+    {
+        lTimeout *= 2;
+        if (mI2CFastMode) // alone it changes nothing
+        {
+            lTimeout /= 4;
+        }
+    }
+    return lTimeout;
+}
+
+KyResult BulkIPEngine::TxTimeOut(uint32_t aBytesWritten) const
+{
+    return KY_LOG_RESULT(*mEngineLogger, KyResult::TIMED_OUT, "KySerialLib::BulkIPEngine::Write",
+                         "Timed out waiting for Tx interrupt after sending %d bytes",
+                         static_cast<int>(aBytesWritten));
+}
+
+KyResult BulkIPEngine::Write(const uint8_t* aBuffer, uint32_t aSize, uint32_t& aBytesWritten)
+{
+    static constexpr char cFunction[] = "KySerialLib::BulkIPEngine::Write";
+    aBytesWritten = 0;
+    IKyDeviceAdapter* const lDevice = mDevice;
+    KyResult lResult = CheckConnected(lDevice, KY_LOG_PLACE(*mEngineLogger, cFunction));
+    if (!lResult.IsOK())
+    {
+        return lResult;
+    }
+    lResult = CheckBuffer(aBuffer, aSize, KY_LOG_PLACE(*mEngineLogger, cFunction));
+    if (!lResult.IsOK())
+    {
+        return lResult;
+    }
+    KY_LOG(*mEngineLogger, JxUtilsLib::PriorityInfo, cFunction, "Sending %d bytes of data over bulk port",
+           static_cast<int>(aSize));
+    uint32_t lTimeout = 0;
+    bool lFirst = true;
+    while (aBytesWritten < aSize)
+    {
+        if (!lFirst && !mTxRoomEvent.Wait_ms(lTimeout))
+        {
+            return TxTimeOut(aBytesWritten);
+        }
+        const uint32_t lBytesAllowed = lFirst ? mFirstChunkSize : mNextChunkSize;
+        lFirst = false;
+        JX_ASSERT(lBytesAllowed);
+        // A threshold that leaves no room at all goes on byte by byte: empty chunks would never end.
+        const uint32_t lChunk = std::min(aSize - aBytesWritten, std::max(lBytesAllowed, 1U));
+        // Reset first: an interrupt of the former chunk does not count for this one.
+        mTxRoomEvent.Reset();
+        mTxEmptyEvent.Reset();
+        KY_LOG(*mEngineLogger, JxUtilsLib::PriorityDebug, cFunction,
+               "Transmitting %d byte chunk (%d bytes already sent)", static_cast<int>(lChunk),
+               static_cast<int>(aBytesWritten));
+        lResult = TransmitChunk(aBuffer + aBytesWritten, lChunk);
+        if (!lResult.IsOK())
+        {
+            return lResult;
+        }
+        lTimeout = ComputeChunkTimeout(lChunk);
+        aBytesWritten += lChunk;
+    }
+    return mTxEmptyEvent.Wait_ms(lTimeout) ? KyResult(KyResult::OK) : TxTimeOut(aBytesWritten);
+}
+
+void BulkIPEngine::NotifyEvent(uint16_t aEventID, uint16_t /*aChannel*/, uint64_t /*aBlockID*/,
+                               uint64_t /*aTimestamp*/, const void* aData, uint32_t aDataLength)
+{
+    static constexpr char cFunction[] = "KySerialLib::BulkIPEngine::NotifyEvent";
+    JX_ASSERT(mDevice != NULL);
+    if (aEventID < cEventInterrupt || aEventID > cEventBulkInterrupt || aDataLength < 4 || aData == nullptr)
+    {
+        return;
+    }
+    const uint32_t lStatus = EventWord(aData, 0);
+    if ((lStatus & cRxInterrupts) != 0)
+    {
+        const uint8_t* const lBytes = static_cast<const uint8_t*>(aData);
+        LockRx();
+        KY_LOG(*mEngineLogger, JxUtilsLib::PriorityDebug, cFunction, "Rx Interrupt of length %d",
+               static_cast<int>(aDataLength - 4));
+        for (uint32_t lIndex = 4; lIndex < aDataLength; ++lIndex)
+        {
+            PushByte(lBytes[lIndex], false);
+        }
+        UnlockRx();
+    }
+    if ((lStatus & cTxEmptyInterrupt) != 0)
+    {
+        KY_LOG(*mEngineLogger, JxUtilsLib::PriorityDebug, cFunction, "Tx fifo empty interrupt");
+        mTxRoomEvent.Set();
+        mTxEmptyEvent.Set();
+    }
+    if ((lStatus & cTxPartialEmptyInterrupt) != 0)
+    {
+        KY_LOG(*mEngineLogger, JxUtilsLib::PriorityDebug, cFunction, "Tx fifo partial empty interrupt");
+        mTxRoomEvent.Set();
+    }
+}
+
+KyResult BulkIPEngine::Close()
+{
+    static constexpr char cFunction[] = "KySerialLib::BulkIPEngine::Close";
+    IKyDeviceAdapter* const lDevice = mDevice;
+    KyResult lResult = CheckConnected(lDevice, KY_LOG_PLACE(*mEngineLogger, cFunction));
+    if (!lResult.IsOK())
+    {
+        return lResult;
+    }
+    static_cast<void>(EnableInterrupts(true));                        // ignored: the port closes all the same
+    static_cast<void>(PortMap::GetInstance().Unlock(lDevice, mPort)); // ignored: free is free
+    static_cast<void>(lDevice->UnregisterEventSink(this));            // ignored likewise
+    mDevice = nullptr;
+    mPort = KyDeviceSerialInvalid;
+    return SerialPort::Close();
+}
+
+} // namespace KySerialLib

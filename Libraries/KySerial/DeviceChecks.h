@@ -1,0 +1,49 @@
+#pragma once
+
+#include "JxUtilsLib/Logger.h"
+#include "KyBase/KyResult.h"
+#include "KySerial/IKyDeviceAdapter.h"
+
+#include <cstdint>
+
+/// \file
+/// The tests of a device that engines and support questions begin with. Each logs under the operation that
+/// asks.
+
+namespace KySerialLib
+{
+
+/// On whose behalf a line is logged.
+struct LogPlace
+{
+    const JxUtilsLib::Logger& mLogger;
+    const char* mFile;
+    int mLine;
+    const char* mFunction;
+};
+
+/// Whether an operation can reach its device.
+/// \return OK; NO_CONNECTION, logged, for a null adapter or a disconnected device.
+[[nodiscard]] KyResult CheckConnected(IKyDeviceAdapter* aDevice, const LogPlace& aPlace);
+
+/// Whether a buffer is there for what is to be sent from it.
+/// \return OK; BAD_PARAMETER, logged, for a null buffer with a size.
+[[nodiscard]] KyResult CheckBuffer(const uint8_t* aBuffer, uint32_t aSize, const LogPlace& aPlace);
+
+/// CheckConnected() for support questions, which answer false and log plain lines.
+bool IsReachable(IKyDeviceAdapter* aDevice, const LogPlace& aPlace);
+
+/// Whether a reachable device is one of the maker's video interfaces; a no is logged at aPriority.
+bool IsKorvoVideoInterface(IKyDeviceAdapter* aDevice, JxUtilsLib::PriorityLevel aPriority,
+                           const LogPlace& aPlace);
+
+/// Whether a reachable device is a GigE Vision one; a no is logged.
+bool IsGigEVision(IKyDeviceAdapter* aDevice, const LogPlace& aPlace);
+
+/// What the support questions of both register-driven engines ask before they look at their port.
+/// \param aCaps  Receives the function capabilities register; 0 when the device does not answer.
+/// \return True when the register says something. A device that does not answer is remembered and not asked
+///         again while the process lives.
+bool ReadFunctionCaps(IKyDeviceAdapter* aDevice, uint32_t& aCaps, const LogPlace& aPlace);
+
+} // namespace KySerialLib

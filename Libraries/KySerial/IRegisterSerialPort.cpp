@@ -1,0 +1,466 @@
+#include "IRegisterSerialPort.h"
+
+#include "DeviceChecks.h"
+#include "JxUtilsLib/Assert.h"
+#include "LogResult.h"
+#include "OutOfMemory.h"
+#include "PortMap.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <utility>
+
+namespace KySerialLib
+{
+
+namespace
+{
+
+constexpr char cSourceFile[] = "Libraries/KySerial/IRegisterSerialPort";
+
+constexpr uint32_t cDataHeader = 8;
+constexpr uint32_t cSPIHeader = 12;
+constexpr int64_t cMaxMessage = 520;
+constexpr uint32_t cPadding = 3; // at the most
+constexpr uint32_t cPostWriteMs = 1000;
+constexpr int64_t cSaneUpstreamLength = 0x100000;
+
+// A feature name of a bulk port; the empty text for a port that is none.
+KyString FeatureName(KyDeviceSerial aPort, const char* aFormat)
+{
+    if (aPort < KyDeviceSerialBulk0 || aPort > KyDeviceSerialBulk7)
+    {
+        return {};
+    }
+    char lName[64];
+    std::snprintf(lName, sizeof(lName), aFormat,
+                  static_cast<int>(aPort) - static_cast<int>(KyDeviceSerialBulk0));
+    return KyString(lName);
+}
+
+KyString DownstreamFeature(KyDeviceSerial aPort)
+{
+    return FeatureName(aPort, "Bulk%iDownstreamData");
+}
+
+KyString UpstreamLengthFeature(KyDeviceSerial aPort)
+{
+    return FeatureName(aPort, "EventBulk%iUpstreamDataLength");
+}
+
+KyString UpstreamBufferFeature(KyDeviceSerial aPort)
+{
+    return FeatureName(aPort, "EventBulk%iUpstreamDataBuffer");
+}
+
+bool AreAvailable(IKyDeviceAdapter* aDevice, const KyString& aDownstream, const KyString& aUpstreamLength,
+                  const KyString& aUpstreamBuffer)
+{
+    return aDevice->IsRegisterFeatureAvailable(aDownstream) &&
+           aDevice->IsIntegerFeatureAvailable(aUpstreamLength) &&
+           aDevice->IsRegisterFeatureAvailable(aUpstreamBuffer);
+}
+
+constexpr uint32_t PaddedLength(uint32_t aSize)
+{
+    return (aSize + cPadding) & ~cPadding;
+}
+
+} // namespace
+
+// Grows a buffer that is too short; what it held is gone then. Fresh memory is zero, so that no byte of this
+// process reaches a device, and costs nothing until it is used: a broken device may ask for any size.
+bool IRegisterSerialPort::Grow(Buffer& aBuffer, uint32_t& aLength, uint32_t aNeeded, uint32_t aSlack)
+{
+    if (aLength >= aNeeded)
+    {
+        return true;
+    }
+    aLength = 0;
+    aBuffer.reset(); // before the new one is made: the two are never there together
+    aBuffer.reset(static_cast<uint8_t*>(std::calloc(size_t{aNeeded} + aSlack, 1)));
+    if (aBuffer == nullptr)
+    {
+        return false;
+    }
+    aLength = aNeeded;
+    return true;
+}
+
+IRegisterSerialPort::IRegisterSerialPort(bool aSPI)
+    : mIsSPI(aSPI), mEngineLogger(std::make_unique<JxUtilsLib::Logger>(cLogCategory, 0))
+{
+}
+
+IRegisterSerialPort::~IRegisterSerialPort() = default;
+
+bool IRegisterSerialPort::IsSupported(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
+{
+    const JxUtilsLib::Logger lLogger(cLogCategory, 0);
+    const LogPlace lPlace = KY_LOG_PLACE(lLogger, "KySerialLib::IRegisterSerialPort::IsSupported");
+    return IsReachable(aDevice, lPlace) &&
+           IsKorvoVideoInterface(aDevice, JxUtilsLib::PriorityError, lPlace) &&
+           AreAvailable(aDevice, DownstreamFeature(aPort), UpstreamLengthFeature(aPort),
+                        UpstreamBufferFeature(aPort));
+}
+
+bool IRegisterSerialPort::IsProtocolSupported(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort,
+                                              const KyString& aProtocol)
+{
+    const JxUtilsLib::Logger lLogger(cLogCategory, 0);
+    return IsReachable(aDevice,
+                       KY_LOG_PLACE(lLogger, "KySerialLib::IRegisterSerialPort::IsProtocolSupported")) &&
+           IsSupported(aDevice, aPort) && aDevice->IsEnumEntryAvailable("BulkMode", aProtocol);
+}
+
+bool IRegisterSerialPort::AreFeaturesAvailable() const
+{
+    return AreAvailable(mDevice, mDownstreamFeature, mUpstreamLengthFeature, mUpstreamBufferFeature);
+}
+
+KyResult IRegisterSerialPort::Open(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
+{
+    static constexpr char cFunction[] = "KySerialLib::IRegisterSerialPort::Open";
+    KyResult lResult = CheckConnected(aDevice, KY_LOG_PLACE(*mEngineLogger, cFunction));
+    if (!lResult.IsOK())
+    {
+        return lResult;
+    }
+    if (!IsSupported(aDevice, aPort))
+    {
+        return KY_LOG_RESULT(*mEngineLogger, KyResult::UNSUPPORTED, cFunction,
+                             "The specified port is not supported by this device.");
+    }
+    if (!PortMap::GetInstance().Lock(aDevice, aPort))
+    {
+        return KY_LOG_RESULT(*mEngineLogger, KyResult::FAILURE, cFunction,
+                             "The specified port is already in use.");
+    }
+    mDownstreamFeature = DownstreamFeature(aPort);
+    mUpstreamLengthFeature = UpstreamLengthFeature(aPort);
+    mUpstreamBufferFeature = UpstreamBufferFeature(aPort);
+    mDevice = aDevice;
+    mPort = aPort;
+    if (!AreFeaturesAvailable()) // a device may change its mind between the two questions
+    {
+        JX_ASSERT(0);
+        static_cast<void>(Close()); // ignored: the answer is that of the port
+        return KY_LOG_RESULT(*mEngineLogger, KyResult::UNSUPPORTED, cFunction,
+                             "The specified port is not supported by this device.");
+    }
+    lResult = aDevice->RegisterEventSink(this);
+    if (!lResult.IsOK())
+    {
+        KY_LOG(*mEngineLogger, JxUtilsLib::PriorityWarning, cFunction,
+               "IRegisterSerialPort::Open had problems registering event sink! %s",
+               lResult.GetCodeString().GetAscii());
+    }
+    lResult = aDevice->RegisterFeatureInterest(mUpstreamBufferFeature);
+    if (!lResult.IsOK())
+    {
+        KY_LOG(*mEngineLogger, JxUtilsLib::PriorityWarning, cFunction,
+               "IRegisterSerialPort::Open had problems registering GenInvalidator! %s error %s",
+               mUpstreamBufferFeature.GetAscii(), lResult.GetCodeString().GetAscii());
+    }
+    mOriginalEventNotification = KyString();
+    lResult = SetEventNotification("On", &mOriginalEventNotification);
+    if (!lResult.IsOK())
+    {
+        KY_LOG(*mEngineLogger, JxUtilsLib::PriorityWarning, cFunction,
+               "IRegisterSerialPort::Open could not set event notification %s will close",
+               lResult.GetCodeString().GetAscii());
+        static_cast<void>(Close()); // ignored: the failure to report is this one
+        return KyResult(KyResult::FAILURE);
+    }
+    return lResult;
+}
+
+KyResult IRegisterSerialPort::GetFeature(const char* aName, KyString& aValue)
+{
+    IKyDeviceAdapter* const lDevice = mDevice;
+    if (!lDevice->IsFeatureAvailable(aName) || !lDevice->GetFeatureAsString(aName, aValue).IsOK())
+    {
+        return KY_LOG_RESULT(*mEngineLogger, KyResult::FAILURE,
+                             "KySerialLib::IRegisterSerialPort::SetEventNotification",
+                             "Couldn't get %s parameter.", aName);
+    }
+    return KyResult(KyResult::OK);
+}
+
+KyResult IRegisterSerialPort::SetFeature(const char* aName, const KyString& aValue)
+{
+    if (!mDevice.load()->SetFeatureFromString(aName, aValue).IsOK())
+    {
+        return KY_LOG_RESULT(*mEngineLogger, KyResult::FAILURE,
+                             "KySerialLib::IRegisterSerialPort::SetEventNotification",
+                             "Failed setting parameter %s to %s.", aName, aValue.GetAscii());
+    }
+    return KyResult(KyResult::OK);
+}
+
+KyResult IRegisterSerialPort::SetEventNotification(const char* aValue, KyString* aPrevious)
+{
+    KyString lOriginalSelector;
+    KyResult lResult = GetFeature("EventSelector", lOriginalSelector);
+    if (!lResult.IsOK())
+    {
+        return lResult;
+    }
+    const KyString lEntry = FeatureName(mPort, "Bulk%iUpstreamData");
+    const bool lSelectorChanged = lOriginalSelector != lEntry;
+    if (lSelectorChanged)
+    {
+        lResult = SetFeature("EventSelector", lEntry);
+        if (!lResult.IsOK())
+        {
+            return lResult;
+        }
+    }
+    // Failures from here on leave the selector on this port's event: clients that retry find it there.
+    KyString lCurrentEventNotification;
+    lResult = GetFeature("EventNotification", lCurrentEventNotification);
+    if (lResult.IsOK() && lCurrentEventNotification != aValue)
+    {
+        lResult = SetFeature("EventNotification", aValue);
+    }
+    if (!lResult.IsOK())
+    {
+        return lResult;
+    }
+    if (lSelectorChanged)
+    {
+        // Ignored: the notification is what was asked for.
+        static_cast<void>(mDevice.load()->SetFeatureFromString("EventSelector", lOriginalSelector));
+    }
+    if (aPrevious != nullptr)
+    {
+        *aPrevious = std::move(lCurrentEventNotification);
+    }
+    return lResult;
+}
+
+bool IRegisterSerialPort::IsOpened()
+{
+    return mDevice != nullptr;
+}
+
+KyResult IRegisterSerialPort::Write(const uint8_t* aBuffer, uint32_t aSize, uint32_t& aBytesWritten)
+{
+    return WriteAndRead(aBuffer, aSize, aBytesWritten, 0, false, false);
+}
+
+// Makes room for one message and tells how much payload it takes.
+KyResult IRegisterSerialPort::PrepareDownstream(uint32_t& aPayload)
+{
+    static constexpr char cFunction[] = "KySerialLib::IRegisterSerialPort::WriteAndRead";
+    int64_t lLengthAllowed = 0;
+    KyResult lResult = mDevice.load()->GetRegisterLength(mDownstreamFeature, lLengthAllowed);
+    if (!lResult.IsOK())
+    {
+        KY_LOG(*mEngineLogger, JxUtilsLib::PriorityError, cFunction,
+               "IRegisterSerialPort::Write Downstream get register failed");
+        return lResult;
+    }
+    const uint32_t lHeader = mIsSPI ? cSPIHeader : cDataHeader;
+    if (lLengthAllowed <= static_cast<int64_t>(lHeader))
+    {
+        return KY_LOG_RESULT(
+            *mEngineLogger, KyResult::BUFFER_TOO_SMALL, cFunction,
+            "IRegisterSerialPort::Write length allowed %d is less than or equal to %d header bytes!",
+            static_cast<int>(lLengthAllowed), static_cast<int>(lHeader));
+    }
+    const uint32_t lMessage = static_cast<uint32_t>(std::min(lLengthAllowed, cMaxMessage));
+    // The padding of a feature whose length is no multiple of 4 goes beyond that length, never beyond the
+    // array.
+    if (!Grow(mDownstreamBuffer, mDownstreamBufferLength, lMessage, cPadding))
+    {
+        return OutOfMemory();
+    }
+    aPayload = lMessage - lHeader;
+    return lResult;
+}
+
+KyResult IRegisterSerialPort::WriteAndRead(const uint8_t* aBuffer, uint32_t aSize, uint32_t& aBytesWritten,
+                                           uint32_t aReadSize, bool aSimultaneous, bool aFinal)
+{
+    static constexpr char cFunction[] = "KySerialLib::IRegisterSerialPort::WriteAndRead";
+    aBytesWritten = 0;
+    KyResult lResult = CheckConnected(mDevice, KY_LOG_PLACE(*mEngineLogger, cFunction));
+    if (!lResult.IsOK())
+    {
+        return lResult;
+    }
+    lResult = CheckBuffer(aBuffer, aSize, KY_LOG_PLACE(*mEngineLogger, cFunction));
+    if (!lResult.IsOK())
+    {
+        return lResult;
+    }
+    KY_LOG(*mEngineLogger, JxUtilsLib::PriorityInfo, cFunction,
+           "IRegisterSerialPort::Write sending %d bytes of data", static_cast<int>(aSize));
+    uint32_t lPayload = 0;
+    lResult = PrepareDownstream(lPayload);
+    if (!lResult.IsOK())
+    {
+        return lResult;
+    }
+    if (mIsSPI && aSize == 0)
+    {
+        return TransmitSPI(aBuffer, 0, aReadSize, aSimultaneous, aFinal); // a pure read
+    }
+    while (aBytesWritten < aSize)
+    {
+        const uint8_t* const lData = aBuffer + aBytesWritten;
+        const uint32_t lSize = std::min(aSize - aBytesWritten, lPayload);
+        lResult =
+            mIsSPI ? TransmitSPI(lData, lSize, aReadSize, aSimultaneous, aFinal) : TransmitData(lData, lSize);
+        if (!lResult.IsOK())
+        {
+            return lResult;
+        }
+        aBytesWritten += lSize;
+    }
+    return KyResult(KyResult::OK);
+}
+
+// Words of a header travel in network order to GigE Vision devices, else in the order of the host.
+void IRegisterSerialPort::PutWord(uint32_t aOffset, uint32_t aValue)
+{
+    uint8_t lBytes[4];
+    if (mDevice.load()->IsGigEVision())
+    {
+        for (unsigned lByte = 0; lByte < sizeof(lBytes); ++lByte)
+        {
+            lBytes[lByte] = static_cast<uint8_t>(aValue >> (24U - 8U * lByte));
+        }
+    }
+    else
+    {
+        std::memcpy(lBytes, &aValue, sizeof(lBytes));
+    }
+    std::memcpy(&mDownstreamBuffer[aOffset], lBytes, sizeof(lBytes));
+}
+
+KyResult IRegisterSerialPort::SendMessage(uint32_t aLength)
+{
+    IKyDeviceAdapter* const lDevice = mDevice;
+    KyResult lResult = lDevice->SetRegisterData(mDownstreamFeature, mDownstreamBuffer.get(), aLength);
+    if (lResult.IsOK())
+    {
+        static_cast<void>(lDevice->PostWrite(cPostWriteMs)); // ignored: the message is out
+        return KyResult(KyResult::OK);
+    }
+    return lResult;
+}
+
+KyResult IRegisterSerialPort::TransmitData(const uint8_t* aData, uint32_t aSize)
+{
+    JX_ASSERT(aSize + 8 <= mDownstreamBufferLength);
+    uint32_t lFlags = 0;
+    lFlags |= mI2CFastMode ? 1U << 31U : 0U;
+    lFlags |= mI2CStop ? 1U << 30U : 0U;
+    lFlags |= mI2CFlag3 ? 1U << 29U : 0U;
+    lFlags |= mI2CTransfer ? 1U << 28U : 0U;
+    PutWord(0, lFlags);
+    PutWord(4, aSize);
+    std::memcpy(&mDownstreamBuffer[cDataHeader], aData, aSize);
+    return SendMessage(cDataHeader + PaddedLength(aSize)); // padding keeps what the buffer held
+}
+
+KyResult IRegisterSerialPort::TransmitSPI(const uint8_t* aData, uint32_t aSize, uint32_t aReadSize,
+                                          bool aSimultaneous, bool aFinal)
+{
+    // Adds the remainder, not the padding: stricter than needed for some sizes, and kept so.
+    // clang-format off: the text of an assertion is fixed to the blank
+    JX_ASSERT(aSize + (aSize % 4) + 12 <= mDownstreamBufferLength);
+    // clang-format on
+    if (aSimultaneous && aReadSize != aSize)
+    {
+        KY_LOG(*mEngineLogger, JxUtilsLib::PriorityWarning, "KySerialLib::IRegisterSerialPort::TransmitSPI",
+               "Simultaneous readwrite but read %d != write %d", static_cast<int>(aReadSize),
+               static_cast<int>(aSize));
+    }
+    PutWord(0, 0);
+    PutWord(4, aSize + 4); // the four control bytes count as data
+    uint8_t* const lMessage = mDownstreamBuffer.get();
+    lMessage[8] = aSimultaneous ? uint8_t{0} : static_cast<uint8_t>(aSize);
+    lMessage[9] = aSimultaneous ? uint8_t{0} : static_cast<uint8_t>(aReadSize);
+    lMessage[10] = aSimultaneous ? static_cast<uint8_t>(aSize) : uint8_t{0};
+    lMessage[11] = aFinal ? 1 : 0;
+    const uint32_t lPadded = PaddedLength(aSize);
+    if (aSize > 0)
+    {
+        std::memcpy(lMessage + cSPIHeader, aData, aSize);
+    }
+    std::memset(lMessage + cSPIHeader + aSize, 0, lPadded - aSize);
+    return SendMessage(cSPIHeader + lPadded);
+}
+
+void IRegisterSerialPort::NotifyFeatureInvalidated(const KyString* aName)
+{
+    IKyDeviceAdapter* const lDevice = mDevice;
+    if (lDevice == nullptr || aName == nullptr || !lDevice->IsRegisterFeatureAvailable(*aName))
+    {
+        return;
+    }
+    // Whatever the name, the port's own event is looked at: the adapter shows no payload of another event.
+    int64_t lRegLength = 0;
+    if (!lDevice->GetRegisterLength(mUpstreamBufferFeature, lRegLength).IsOK())
+    {
+        lRegLength = 0;
+    }
+    int64_t lTrueDataLength = 0;
+    if (!lDevice->GetIntegerValue(mUpstreamLengthFeature, lTrueDataLength).IsOK())
+    {
+        lTrueDataLength = 0;
+    }
+    if (lTrueDataLength <= 0)
+    {
+        return;
+    }
+    JX_ASSERT(lTrueDataLength <= lRegLength);
+    if (lTrueDataLength > lRegLength || lTrueDataLength > INT32_MAX)
+    {
+        return;
+    }
+    // The feature's length decides, so that the buffer grows once; an absurd one must not cost the event.
+    const int64_t lNeeded = lRegLength <= cSaneUpstreamLength ? lRegLength : lTrueDataLength;
+    if (!Grow(mUpstreamBuffer, mUpstreamBufferLength, static_cast<uint32_t>(lNeeded), 0))
+    {
+        return;
+    }
+    // Ignored: after a failure the bytes of the event are those that the buffer holds.
+    static_cast<void>(
+        lDevice->GetRegisterData(mUpstreamBufferFeature, mUpstreamBuffer.get(), lTrueDataLength));
+    LockRx();
+    for (int64_t lIndex = 0; lIndex < lTrueDataLength; ++lIndex)
+    {
+        PushByte(mUpstreamBuffer[static_cast<size_t>(lIndex)], false);
+    }
+    UnlockRx();
+}
+
+KyResult IRegisterSerialPort::Close()
+{
+    static constexpr char cFunction[] = "KySerialLib::IRegisterSerialPort::Close";
+    IKyDeviceAdapter* const lDevice = mDevice;
+    KyResult lResult = CheckConnected(lDevice, KY_LOG_PLACE(*mEngineLogger, cFunction));
+    if (!lResult.IsOK())
+    {
+        return lResult;
+    }
+    // Results ignored: the port closes all the same.
+    static_cast<void>(SetEventNotification(mOriginalEventNotification.GetAscii(), nullptr));
+    static_cast<void>(lDevice->UnregisterFeatureInterest(mUpstreamBufferFeature));
+    static_cast<void>(lDevice->UnregisterEventSink(this));
+    mDownstreamFeature = KyString();
+    mUpstreamLengthFeature = KyString();
+    mUpstreamBufferFeature = KyString();
+    mOriginalEventNotification = KyString();
+    static_cast<void>(PortMap::GetInstance().Unlock(lDevice, mPort));
+    mDevice = nullptr;
+    mPort = KyDeviceSerialInvalid;
+    return SerialPort::Close();
+}
+
+} // namespace KySerialLib

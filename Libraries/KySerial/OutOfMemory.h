@@ -1,0 +1,28 @@
+#pragma once
+
+#include "KyBase/KyResult.h"
+
+namespace KySerialLib
+{
+
+/// What an operation returns that found no memory. Not logged: a log line could need memory too.
+inline KyResult OutOfMemory() noexcept
+{
+    return KyResult(KyResult::FAILURE, "Out of memory.");
+}
+
+/// Calls aOperation and makes std::bad_alloc its result: nothing throws across the library's border.
+template<typename Operation>
+KyResult CatchOutOfMemory(Operation&& aOperation) noexcept
+{
+    try
+    {
+        return aOperation();
+    }
+    catch (...) // nothing else is ever thrown below: the device adapter does not throw, nor does the log
+    {
+        return OutOfMemory();
+    }
+}
+
+} // namespace KySerialLib

@@ -1,0 +1,144 @@
+#include "PortMap.h"
+
+#include "JxUtilsLib/Assert.h"
+#include "JxUtilsLib/LockScope.h"
+#include "LogResult.h"
+#include "OmUtilsLib/Network/EthernetAddress.h"
+
+#include <algorithm>
+#include <set>
+
+namespace KySerialLib
+{
+
+namespace
+{
+
+constexpr char cSourceFile[] = "Libraries/KySerial/PortMap";
+
+// Only grows: a device that did not answer once is not asked again while the process lives.
+struct UnsupportedDevices
+{
+    JxUtilsLib::Mutex mMutex;
+    std::set<std::string> mIDs JX_GUARDED_BY(mMutex);
+};
+
+UnsupportedDevices& GetUnsupportedDevices()
+{
+    static UnsupportedDevices sDevices;
+    return sDevices;
+}
+
+// The text of a string feature, or aDefault with a warning.
+std::string ReadText(IKyDeviceAdapter* aDevice, const char* aFeature, const char* aDefault,
+                     const char* aWarning)
+{
+    KyString lText;
+    if (!aDevice->GetStringValue(aFeature, lText).IsOK())
+    {
+        const JxUtilsLib::Logger lLogger(cLogCategory);
+        KY_LOG(lLogger, JxUtilsLib::PriorityWarning, "KySerialLib::PortMap::GetConnectionID", "%s", aWarning);
+        return aDefault;
+    }
+    return {lText.GetAscii(), lText.GetLength()};
+}
+
+std::string ReadMacAddress(IKyDeviceAdapter* aDevice)
+{
+    int64_t lAddress = 0;
+    if (!aDevice->GetIntegerValue("GevMACAddress", lAddress).IsOK())
+    {
+        const JxUtilsLib::Logger lLogger(cLogCategory);
+        KY_LOG(lLogger, JxUtilsLib::PriorityWarning, "KySerialLib::PortMap::GetConnectionID",
+               "Could not read MAC address from device node map.");
+        return "00:11:22:33:44:55";
+    }
+    return OmUtilsLib::Network::EthernetAddress(static_cast<uint64_t>(lAddress)).GetString().GetAscii();
+}
+
+} // namespace
+
+PortMap& PortMap::GetInstance()
+{
+    static PortMap sInstance;
+    return sInstance;
+}
+
+PortMap::PortMap() : mLogger(std::make_unique<JxUtilsLib::Logger>(cLogCategory, 0)) {}
+
+PortMap::~PortMap() = default;
+
+std::string PortMap::GetConnectionID(IKyDeviceAdapter* aDevice)
+{
+    if (aDevice->IsGigEVision())
+    {
+        return ReadMacAddress(aDevice);
+    }
+    if (aDevice->IsAlternateTransport())
+    {
+        std::string lID = ReadText(aDevice, "DeviceVendorName", "Unknown",
+                                   "Could not read vendor name from device node map.");
+        lID += ReadText(aDevice, "DeviceSerialNumber", "00000000",
+                        "Could not read serial number from device node map.");
+        return lID;
+    }
+    return {};
+}
+
+PortMap::PortList* PortMap::GetPortList(const std::string& aID)
+{
+    std::unique_ptr<PortList>& lList = mPorts[aID];
+    if (lList == nullptr)
+    {
+        lList = std::make_unique<PortList>();
+    }
+    return lList.get();
+}
+
+bool PortMap::Lock(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
+{
+    const JxUtilsLib::LockScope lLock(mMutex);
+    PortList* const lPortList = GetPortList(GetConnectionID(aDevice));
+    JX_ASSERT(lPortList != NULL);
+    if (std::find(lPortList->begin(), lPortList->end(), aPort) != lPortList->end())
+    {
+        // The text has always spoken of the MAC address here, and log filters know it.
+        KY_LOG(*mLogger, JxUtilsLib::PriorityInfo, "KySerialLib::PortMap::Lock",
+               "Could not read MAC address from device node map.");
+        return false;
+    }
+    lPortList->push_back(aPort);
+    return true;
+}
+
+bool PortMap::Unlock(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
+{
+    const JxUtilsLib::LockScope lLock(mMutex);
+    PortList* const lPortList = GetPortList(GetConnectionID(aDevice));
+    JX_ASSERT(lPortList != NULL);
+    const auto lFound = std::find(lPortList->begin(), lPortList->end(), aPort);
+    if (lFound == lPortList->end())
+    {
+        return false;
+    }
+    lPortList->erase(lFound);
+    return true;
+}
+
+void PortMap::MarkUnsupported(IKyDeviceAdapter* aDevice)
+{
+    const std::string lID = GetConnectionID(aDevice);
+    UnsupportedDevices& lDevices = GetUnsupportedDevices();
+    const JxUtilsLib::LockScope lLock(lDevices.mMutex);
+    lDevices.mIDs.insert(lID);
+}
+
+bool PortMap::IsKnownUnsupported(IKyDeviceAdapter* aDevice)
+{
+    const std::string lID = GetConnectionID(aDevice);
+    UnsupportedDevices& lDevices = GetUnsupportedDevices();
+    const JxUtilsLib::LockScope lLock(lDevices.mMutex);
+    return lDevices.mIDs.count(lID) != 0;
+}
+
+} // namespace KySerialLib

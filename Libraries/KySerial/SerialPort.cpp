@@ -1,0 +1,164 @@
+#include "SerialPort.h"
+
+#include "JxUtilsLib/LockScope.h"
+#include "LogResult.h"
+#include "OutOfMemory.h"
+
+#include <algorithm>
+#include <new>
+#include <utility>
+
+namespace KySerialLib
+{
+
+SerialPort::SerialPort() : mDataEvent(true), mLogger(std::make_unique<JxUtilsLib::Logger>(cLogCategory, 0))
+{
+    // Not virtual here: no engine exists yet that could have replaced it.
+    if (!SerialPort::SetRxBufferSize(cDefaultBufferSize).IsOK())
+    {
+        throw std::bad_alloc();
+    }
+}
+
+SerialPort::~SerialPort()
+{
+    static_cast<void>(SerialPort::Close()); // only empties the buffer, and that cannot fail
+}
+
+void SerialPort::NotifyEvent(uint16_t /*aEventID*/, uint16_t /*aChannel*/, uint64_t /*aBlockID*/,
+                             uint64_t /*aTimestamp*/, const void* /*aData*/, uint32_t /*aDataLength*/)
+{
+}
+
+void SerialPort::NotifyFeatureInvalidated(const KyString* /*aName*/) {}
+
+void SerialPort::LockRx()
+{
+    mReceiveLock.Wait();
+}
+
+void SerialPort::UnlockRx()
+{
+    mReceiveLock.Release();
+}
+
+void SerialPort::Clear()
+{
+    mWriteIndex = 0;
+    mReadIndex = 0;
+}
+
+KyResult SerialPort::Close()
+{
+    const JxUtilsLib::LockScope lLock(mReceiveLock);
+    Clear();
+    return KyResult(KyResult::OK);
+}
+
+KyResult SerialPort::FlushRxBuffer()
+{
+    const JxUtilsLib::LockScope lLock(mReceiveLock);
+    Clear();
+    return KyResult(KyResult::OK);
+}
+
+KyResult SerialPort::GetRxBytesReady(uint32_t& aBytes)
+{
+    const JxUtilsLib::LockScope lLock(mReceiveLock);
+    aBytes = mWriteIndex >= mReadIndex ? mWriteIndex - mReadIndex : mCells - mReadIndex + mWriteIndex;
+    return KyResult(KyResult::OK);
+}
+
+KyResult SerialPort::GetRxBufferSize(uint32_t& aSize)
+{
+    aSize = mBufferSize;
+    return KyResult(KyResult::OK);
+}
+
+KyResult SerialPort::SetRxBufferSize(uint32_t aSize)
+{
+    const uint32_t lFormerSize = mBufferSize.exchange(aSize);
+    const uint32_t lCells = std::max(aSize, 1U); // a ring of one cell is always empty
+    // Made before the old one goes, so that a failure loses nothing.
+    std::unique_ptr<uint8_t[]> lBuffer(new (std::nothrow) uint8_t[lCells]);
+    if (lBuffer == nullptr)
+    {
+        mBufferSize = lFormerSize;
+        return OutOfMemory();
+    }
+    const JxUtilsLib::LockScope lLock(mReceiveLock);
+    mBuffer = std::move(lBuffer);
+    mCells = lCells;
+    Clear();
+    return KyResult(KyResult::OK);
+}
+
+void SerialPort::Store(uint8_t aByte)
+{
+    mBuffer[mWriteIndex] = aByte;
+    mWriteIndex = (mWriteIndex + 1) % mCells;
+    if (mWriteIndex == mReadIndex)
+    {
+        mReadIndex = (mReadIndex + 1) % mCells; // full: the oldest byte is lost
+    }
+    if (mReaderWaiting)
+    {
+        mDataEvent.Set();
+    }
+}
+
+void SerialPort::PushByte(uint8_t aByte, bool aTakeLock)
+{
+    if (aTakeLock)
+    {
+        LockRx();
+    }
+    Store(aByte);
+    if (aTakeLock)
+    {
+        UnlockRx();
+    }
+}
+
+KyResult SerialPort::Read(uint8_t* aBuffer, uint32_t aSize, uint32_t& aBytesRead, uint32_t aTimeout)
+{
+    aBytesRead = 0;
+    if (aBuffer == nullptr)
+    {
+        return KyResult(KyResult::BAD_PARAMETER, "aBuffer pointer cannot be NULL.");
+    }
+    LockRx();
+    if (IsEmpty())
+    {
+        if (aTimeout == 0)
+        {
+            UnlockRx();
+            return KyResult(KyResult::TIMED_OUT);
+        }
+        // Reset under the lock: a byte pushed between here and the wait still ends the wait.
+        mDataEvent.Reset();
+        mReaderWaiting = true;
+        UnlockRx();
+        const bool lArrived = mDataEvent.Wait_ms(aTimeout);
+        mReaderWaiting = false;
+        if (!lArrived)
+        {
+            return KyResult(KyResult::TIMED_OUT);
+        }
+        LockRx();
+    }
+    do // the size is looked at after the first copy: a call with size 0 takes one byte
+    {
+        if (IsEmpty())
+        {
+            break;
+        }
+        aBuffer[aBytesRead] = mBuffer[mReadIndex];
+        mReadIndex = (mReadIndex + 1) % mCells;
+        ++aBytesRead;
+    } while (aBytesRead < aSize);
+    UnlockRx();
+    return KyResult(KyResult::OK);
+}
+
+} // namespace KySerialLib

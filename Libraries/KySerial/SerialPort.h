@@ -1,0 +1,107 @@
+#pragma once
+
+#include "JxUtilsLib/Event.h"
+#include "JxUtilsLib/Logger.h"
+#include "JxUtilsLib/Mutex.h"
+#include "KyBase/KyResult.h"
+#include "KySerial/IKyDeviceEventSink.h"
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+
+namespace KySerialLib
+{
+
+/// What all port engines have in common: the receive side.
+///
+/// An engine's event handler pushes the bytes that the device sends into a ring buffer; Read() takes them
+/// out. The ring holds one byte less than it has cells; when it is full, the oldest byte gives way. The
+/// buffer exists from construction on, open or not, and receiving never allocates.
+///
+/// Threads: the adapter's event thread pushes; one caller thread at a time reads, flushes or resizes.
+/// The receive lock guards buffer and indexes; nothing is called while it is held but the log.
+class SerialPort : public IKyDeviceEventSink
+{
+public:
+    /// Cells of a new port's receive buffer.
+    static constexpr uint32_t cDefaultBufferSize = 16384;
+
+    /// Throws std::bad_alloc without memory for the buffer; the public classes make that a result.
+    SerialPort();
+    SerialPort(const SerialPort&) = delete;
+    SerialPort& operator=(const SerialPort&) = delete;
+
+    /// Does nothing; register-driven engines receive here.
+    void NotifyEvent(uint16_t aEventID, uint16_t aChannel, uint64_t aBlockID, uint64_t aTimestamp,
+                     const void* aData, uint32_t aDataLength) override;
+    /// Does nothing; the feature-driven engine receives here.
+    void NotifyFeatureInvalidated(const KyString* aName) override;
+
+    /// Empties the buffer. An engine still open is not closed: its owner does that before.
+    virtual ~SerialPort();
+
+    /// Empties the buffer. \return OK. Engines override it and call it last.
+    virtual KyResult Close();
+
+    /// Whether the engine holds a device.
+    virtual bool IsOpened() = 0;
+
+    /// Sends aSize bytes; see the engines.
+    /// \param aBytesWritten  Receives the number of bytes handed to the device.
+    virtual KyResult Write(const uint8_t* aBuffer, uint32_t aSize, uint32_t& aBytesWritten) = 0;
+
+    /// Drops the bytes that wait. \return OK.
+    virtual KyResult FlushRxBuffer();
+
+    /// Number of bytes that wait. \return OK.
+    virtual KyResult GetRxBytesReady(uint32_t& aBytes);
+
+    /// Cells of the buffer as asked for last; takes no lock. \return OK.
+    virtual KyResult GetRxBufferSize(uint32_t& aSize);
+
+    /// Makes the buffer anew and drops the bytes that wait.
+    /// \param aSize  Cells; without bounds. 0 is reported as 0 and, like 1, holds nothing.
+    /// \return OK; FAILURE without memory: buffer, bytes and reported size are as before.
+    virtual KyResult SetRxBufferSize(uint32_t aSize);
+
+    /// Takes bytes that have arrived, waiting only for the first one.
+    /// \param aBuffer     Destination; null is BAD_PARAMETER and takes nothing.
+    /// \param aSize       Capacity. With 0, one byte is taken all the same: clients rely on a byte per call.
+    /// \param aBytesRead  Receives the number taken; 0 on a failure.
+    /// \param aTimeout    Milliseconds for the first byte; 0 does not wait.
+    /// \return OK, with 0 bytes when a flush came between wake-up and copying; TIMED_OUT. Logs nothing.
+    KyResult Read(uint8_t* aBuffer, uint32_t aSize, uint32_t& aBytesRead, uint32_t aTimeout);
+
+    /// Stores a received byte and wakes a waiting reader.
+    /// \param aTakeLock  False when the caller holds the receive lock, for the bytes of one event.
+    void PushByte(uint8_t aByte,
+                  bool aTakeLock) JX_NO_THREAD_SAFETY_ANALYSIS; // the lock depends on an argument
+
+    /// Takes the receive lock around a batch of PushByte(byte, false).
+    void LockRx() JX_ACQUIRE(mReceiveLock);
+    /// Gives it back.
+    void UnlockRx() JX_RELEASE(mReceiveLock);
+
+private:
+    void Store(uint8_t aByte) JX_REQUIRES(mReceiveLock);
+    void Clear() JX_REQUIRES(mReceiveLock);
+    bool IsEmpty() const JX_REQUIRES(mReceiveLock) { return mWriteIndex == mReadIndex; }
+
+    JxUtilsLib::Mutex mReceiveLock;
+    std::unique_ptr<uint8_t[]> mBuffer JX_GUARDED_BY(mReceiveLock);
+    uint32_t mWriteIndex JX_GUARDED_BY(mReceiveLock) = 0;
+    uint32_t mReadIndex JX_GUARDED_BY(mReceiveLock) = 0;
+    std::atomic<uint32_t> mBufferSize{0}; // as reported: stored before the lock is taken
+    // Cells of the array that exists. The ring works with this one, so that a byte that arrives while the
+    // buffer is being replaced stays inside it.
+    uint32_t mCells JX_GUARDED_BY(mReceiveLock) = 1;
+    JxUtilsLib::Event mDataEvent;
+    std::atomic<bool> mReaderWaiting{false};
+
+protected:
+    /// For the log lines of the receive side and of engines without a logger of their own.
+    const std::unique_ptr<JxUtilsLib::Logger> mLogger;
+};
+
+} // namespace KySerialLib

@@ -1,0 +1,270 @@
+#include "SerialPortIPEngine.h"
+
+#include "DeviceChecks.h"
+#include "DeviceRegisters.h"
+#include "JxUtilsLib/Assert.h"
+#include "JxUtilsLib/Thread.h"
+#include "LogResult.h"
+#include "PortMap.h"
+
+namespace KySerialLib
+{
+
+namespace
+{
+
+constexpr char cSourceFile[] = "Libraries/KySerial/SerialPortIPEngine";
+
+constexpr uint32_t cTxTimeoutMs = 1020; // for the interrupt after a byte
+constexpr uint64_t cDrainTimeMs = 1020; // for what the device still holds after a failure
+constexpr uint32_t cDrainIntervalMs = 100;
+
+// The interrupt bits of a UART, in the enable register and in an event's status alike.
+struct InterruptBits
+{
+    uint32_t mTxDone;
+    uint32_t mRxData;
+};
+constexpr InterruptBits cUart0Bits{0x1, 0x2};
+constexpr InterruptBits cUart1Bits{0x4, 0x8};
+constexpr InterruptBits cNoBits{0, 0};
+
+// The data register: a received byte in bits 0 to 7, and these two.
+constexpr uint32_t cDataValid = 0x10000;
+constexpr uint32_t cDataMore = 0x800000;
+
+constexpr InterruptBits GetBits(KyDeviceSerial aPort)
+{
+    return aPort == KyDeviceSerialUart0 ? cUart0Bits : aPort == KyDeviceSerialUart1 ? cUart1Bits : cNoBits;
+}
+
+constexpr uint32_t WithBits(uint32_t aValue, uint32_t aBits, bool aSet)
+{
+    return aSet ? aValue | aBits : aValue & ~aBits;
+}
+
+} // namespace
+
+SerialPortIPEngine::SerialPortIPEngine()
+    : mTxEvent(true), mEngineLogger(std::make_unique<JxUtilsLib::Logger>(cLogCategory, 0))
+{
+}
+
+SerialPortIPEngine::~SerialPortIPEngine() = default;
+
+bool SerialPortIPEngine::IsSupported(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
+{
+    static constexpr char cFunction[] = "KySerialLib::SerialPortIPEngine::IsSupported";
+    const JxUtilsLib::Logger lLogger(cLogCategory, 0);
+    uint32_t lCaps = 0;
+    if (!ReadFunctionCaps(aDevice, lCaps, KY_LOG_PLACE(lLogger, cFunction)))
+    {
+        return false;
+    }
+    const uint32_t lUarts = lCaps & cCapsUartCountMask;
+    switch (aPort)
+    {
+    case KyDeviceSerialUart0:
+        return lUarts > 0;
+    case KyDeviceSerialUart1:
+        return lUarts > 1;
+    default:
+        KY_LOG_FATAL(lLogger, cFunction, "The specified port is not supported");
+        JX_ASSERT(false);
+        return false;
+    }
+}
+
+KyResult SerialPortIPEngine::Open(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
+{
+    static constexpr char cFunction[] = "KySerialLib::SerialPortIPEngine::Open";
+    KyResult lResult = CheckConnected(aDevice, KY_LOG_PLACE(*mEngineLogger, cFunction));
+    if (!lResult.IsOK())
+    {
+        return lResult;
+    }
+    if (!IsSupported(aDevice, aPort))
+    {
+        return KY_LOG_RESULT(*mEngineLogger, KyResult::UNSUPPORTED, cFunction,
+                             "The specified port is not supported by this device.");
+    }
+    if (!PortMap::GetInstance().Lock(aDevice, aPort))
+    {
+        return KY_LOG_RESULT(*mEngineLogger, KyResult::FAILURE, cFunction,
+                             "The specified port is already in use.");
+    }
+    mDevice = aDevice;
+    mPort = aPort;
+    // Ignored: a device without events still sends, and the writer's time-out tells.
+    static_cast<void>(aDevice->RegisterEventSink(this));
+    // A failure leaves everything above in place; the caller's Close() undoes it.
+    return EnableInterrupts(false);
+}
+
+KyResult SerialPortIPEngine::EnableInterrupts(bool aRestore)
+{
+    static constexpr char cFunction[] = "KySerialLib::SerialPortIPEngine::EnableInterrupts";
+    IKyDeviceAdapter* const lDevice = mDevice;
+    uint32_t lValue = 0;
+    if (!lDevice->ReadRegister(cRegInterruptEnable, lValue).IsOK())
+    {
+        return KY_LOG_RESULT(*mEngineLogger, KyResult::FAILURE, cFunction,
+                             "Failed while attempting to read interrupt enable register.");
+    }
+    if (!aRestore)
+    {
+        // UART 0's bits for either port: what UART 1 gets back at close is what UART 0 had at open.
+        // Applications that open both ports count on that.
+        mSavedRxEnable = (lValue & cUart0Bits.mRxData) != 0;
+        mSavedTxEnable = (lValue & cUart0Bits.mTxDone) != 0;
+    }
+    const KyDeviceSerial lPort = mPort;
+    if (lPort != KyDeviceSerialUart0 && lPort != KyDeviceSerialUart1)
+    {
+        JX_ASSERT(false);
+        return KyResult(KyResult::UNSUPPORTED);
+    }
+    const InterruptBits lBits = GetBits(lPort);
+    lValue = WithBits(lValue, lBits.mRxData, !aRestore || mSavedRxEnable);
+    lValue = WithBits(lValue, lBits.mTxDone, !aRestore || mSavedTxEnable);
+    if (!lDevice->WriteRegister(cRegInterruptEnable, lValue).IsOK())
+    {
+        return KY_LOG_RESULT(*mEngineLogger, KyResult::FAILURE, cFunction,
+                             "Failed while attempting to write value %x to interrupt enable register.",
+                             lValue);
+    }
+    return KyResult(KyResult::OK);
+}
+
+bool SerialPortIPEngine::IsOpened()
+{
+    return mDevice != nullptr;
+}
+
+uint32_t SerialPortIPEngine::GetDataRegister() const
+{
+    return mPort == KyDeviceSerialUart0 ? cRegUart0Data : cRegUart1Data;
+}
+
+KyResult SerialPortIPEngine::Write(const uint8_t* aBuffer, uint32_t aSize, uint32_t& aBytesWritten)
+{
+    static constexpr char cFunction[] = "KySerialLib::SerialPortIPEngine::Write";
+    aBytesWritten = 0;
+    IKyDeviceAdapter* const lDevice = mDevice;
+    KyResult lResult = CheckConnected(lDevice, KY_LOG_PLACE(*mEngineLogger, cFunction));
+    if (!lResult.IsOK())
+    {
+        return lResult;
+    }
+    lResult = CheckBuffer(aBuffer, aSize, KY_LOG_PLACE(*mEngineLogger, cFunction));
+    if (!lResult.IsOK())
+    {
+        return lResult;
+    }
+    KY_LOG(*mEngineLogger, JxUtilsLib::PriorityInfo, cFunction, "Writing %d bytes of data",
+           static_cast<int>(aSize));
+    for (uint32_t lIndex = 0; lIndex < aSize; ++lIndex)
+    {
+        lResult = WriteByte(aBuffer[lIndex], lIndex, aBytesWritten);
+        if (!lResult.IsOK())
+        {
+            return lResult;
+        }
+    }
+    return KyResult(KyResult::OK);
+}
+
+KyResult SerialPortIPEngine::WriteByte(uint8_t aByte, uint32_t aIndex, uint32_t& aBytesWritten)
+{
+    static constexpr char cFunction[] = "KySerialLib::SerialPortIPEngine::Write";
+    mTxEvent.Reset(); // before the write: the interrupt may come inside it
+    if (!mDevice.load()->WriteRegister(GetDataRegister(), aByte).IsOK())
+    {
+        DrainRx();
+        return KY_LOG_RESULT(*mEngineLogger, KyResult::FAILURE, cFunction, "Failed to write byte %d.",
+                             static_cast<int>(aIndex));
+    }
+    ++aBytesWritten; // the device has it, whether its interrupt comes or not
+    if (!mTxEvent.Wait_ms(cTxTimeoutMs))
+    {
+        DrainRx();
+        return KY_LOG_RESULT(*mEngineLogger, KyResult::FAILURE, cFunction,
+                             "Failed while waiting for the event from the device after writing byte %d.",
+                             static_cast<int>(aIndex));
+    }
+    return KyResult(KyResult::OK);
+}
+
+void SerialPortIPEngine::DrainRx()
+{
+    const uint64_t lStart = JxUtilsLib::Thread::GetTickCount();
+    for (;;)
+    {
+        // Start minus now, unsigned: the loop ends at the first pass after the tick count has moved on, so a
+        // failing write is not held up by a device that keeps sending.
+        const uint64_t lNow = JxUtilsLib::Thread::GetTickCount();
+        if (lStart - lNow > cDrainTimeMs)
+        {
+            return;
+        }
+        uint32_t lValue = 0;
+        if (!mDevice.load()->ReadRegister(GetDataRegister(), lValue).IsOK())
+        {
+            return;
+        }
+        if ((lValue & cDataValid) != 0)
+        {
+            PushByte(static_cast<uint8_t>(lValue & 0xFFU), true);
+        }
+        if ((lValue & cDataMore) == 0)
+        {
+            return;
+        }
+        JxUtilsLib::Thread::Sleep(cDrainIntervalMs);
+    }
+}
+
+void SerialPortIPEngine::NotifyEvent(uint16_t aEventID, uint16_t /*aChannel*/, uint64_t /*aBlockID*/,
+                                     uint64_t /*aTimestamp*/, const void* aData, uint32_t aDataLength)
+{
+    JX_ASSERT(mDevice != NULL);
+    if (aEventID != cEventInterrupt || aDataLength < 4 || aData == nullptr)
+    {
+        return;
+    }
+    const uint32_t lStatus = EventWord(aData, 0);
+    const InterruptBits lBits = GetBits(mPort);
+    if ((lStatus & lBits.mRxData) != 0)
+    {
+        const uint32_t lWords = aDataLength / 4;
+        LockRx();
+        for (uint32_t lWord = 1; lWord < lWords; ++lWord)
+        {
+            PushByte(static_cast<uint8_t>(EventWord(aData, lWord) & 0xFFU), false);
+        }
+        UnlockRx();
+    }
+    if ((lStatus & lBits.mTxDone) != 0)
+    {
+        mTxEvent.Set();
+    }
+}
+
+KyResult SerialPortIPEngine::Close()
+{
+    static constexpr char cFunction[] = "KySerialLib::SerialPortIPEngine::Close";
+    IKyDeviceAdapter* const lDevice = mDevice;
+    KyResult lResult = CheckConnected(lDevice, KY_LOG_PLACE(*mEngineLogger, cFunction));
+    if (!lResult.IsOK())
+    {
+        return lResult;
+    }
+    static_cast<void>(EnableInterrupts(true));                        // ignored: the port closes all the same
+    static_cast<void>(PortMap::GetInstance().Unlock(lDevice, mPort)); // ignored: free is free
+    static_cast<void>(lDevice->UnregisterEventSink(this));            // ignored likewise
+    mDevice = nullptr;
+    mPort = KyDeviceSerialInvalid;
+    return SerialPort::Close();
+}
+
+} // namespace KySerialLib
