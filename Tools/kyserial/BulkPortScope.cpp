@@ -18,7 +18,8 @@ const char* const cMode = "BulkMode";
 
 } // namespace
 
-BulkPortScope::BulkPortScope(IKyDeviceAdapter& aAdapter, KyDeviceSerial aPort) : mAdapter(aAdapter), mPort(aPort)
+BulkPortScope::BulkPortScope(IKyDeviceAdapter& aAdapter, KyDeviceSerial aPort)
+    : mAdapter(aAdapter), mPort(aPort)
 {
     if (!IsBulk(aPort) || !aAdapter.IsFeatureAvailable(cSelector) ||
         !aAdapter.GetFeatureAsString(cSelector, mFormerSelector).IsOK())
@@ -45,8 +46,8 @@ BulkPortScope::~BulkPortScope()
 std::string BulkPortScope::GetMode()
 {
     KyString lMode;
-    const bool lKnown = mSelected && mAdapter.IsFeatureAvailable(cMode) &&
-                        mAdapter.GetFeatureAsString(cMode, lMode).IsOK();
+    const bool lKnown =
+        mSelected && mAdapter.IsFeatureAvailable(cMode) && mAdapter.GetFeatureAsString(cMode, lMode).IsOK();
     return lKnown ? lMode.GetAscii() : "";
 }
 

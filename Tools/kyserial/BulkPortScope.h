@@ -10,10 +10,12 @@
 namespace KySerialTool
 {
 
-/// Makes the device's features speak of one bulk port, and the port run a protocol, for the life of the object.
+/// Makes the device's features speak of one bulk port, and the port run a protocol, for the life of the
+/// object.
 ///
-/// "BulkMode" is that of the port that "BulkSelector" names. The library asks for the former and never touches the
-/// latter, so a program that goes from port to port selects first. A device without these features is left alone.
+/// "BulkMode" is that of the port that "BulkSelector" names. The library asks for the former and never
+/// touches the latter, so a program that goes from port to port selects first. A device without these
+/// features is left alone.
 class BulkPortScope
 {
 public:
@@ -30,8 +32,8 @@ public:
     /// The protocols that the device offers on the port, in the device's order.
     std::vector<std::string> GetOfferedModes();
 
-    /// Has the port run the first of these protocols, unless it runs one of them already. Does nothing when the device
-    /// does not tell what the port runs. Throws OperationError when the device refuses.
+    /// Has the port run the first of these protocols, unless it runs one of them already. Does nothing when
+    /// the device does not tell what the port runs. Throws OperationError when the device refuses.
     void UseOneOf(const std::vector<std::string>& aModes);
 
 private:

@@ -49,7 +49,8 @@ KyDeviceSerial ParsePort(const std::string& aText, PortKind aKind)
     }
     if (!lPort.has_value())
     {
-        throw CLI::ValidationError("--port", '"' + aText + "\" is no port; use uart0, uart1 or bulk0 to bulk7");
+        throw CLI::ValidationError("--port",
+                                   '"' + aText + "\" is no port; use uart0, uart1 or bulk0 to bulk7");
     }
     return *lPort;
 }
@@ -73,7 +74,8 @@ void AddCommonOptions(CLI::App& aCommand, CommonOptions& aOptions)
     AddDeviceOptions(aCommand, aOptions.mDevice);
     aCommand
         .add_option_function<std::string>(
-            "--log-level", [&aOptions](const std::string& aText) { aOptions.mLogLevel = ParseLogLevel(aText); },
+            "--log-level",
+            [&aOptions](const std::string& aText) { aOptions.mLogLevel = ParseLogLevel(aText); },
             "Log of the library on the error output: debug, info, warning, error, fatal or off (default)")
         ->type_name("LEVEL");
 }
@@ -92,12 +94,14 @@ void AddPortOption(CLI::App& aCommand, PortKind aKind, KyDeviceSerial& aPort)
 CLI::Option* AddNumberOption(CLI::App& aCommand, const std::string& aName, uint32_t aMaximum,
                              const std::string& aUnit, const std::string& aDescription, uint32_t& aValue)
 {
-    const auto lParse = [=, &aValue](const std::string& aText) {
+    const auto lParse = [=, &aValue](const std::string& aText)
+    {
         const std::optional<uint64_t> lNumber = ParseNumber(aText, aMaximum);
         if (!lNumber.has_value())
         {
-            throw CLI::ValidationError(aName.substr(aName.find("--")), '"' + aText + "\" does not fit; use 0 to " +
-                                                                           std::to_string(aMaximum) + ' ' + aUnit);
+            throw CLI::ValidationError(aName.substr(aName.find("--")),
+                                       '"' + aText + "\" does not fit; use 0 to " + std::to_string(aMaximum) +
+                                           ' ' + aUnit);
         }
         aValue = static_cast<uint32_t>(*lNumber);
     };

@@ -38,8 +38,9 @@ void AddPortOption(CLI::App& aCommand, PortKind aKind, KyDeviceSerial& aPort);
 CLI::Option* AddNumberOption(CLI::App& aCommand, const std::string& aName, uint32_t aMaximum,
                              const std::string& aUnit, const std::string& aDescription, uint32_t& aValue);
 
-/// Makes the log level count, sends broken assertions of the library to the log, and goes on behind them: some of
-/// them stand at questions that a program may well ask, such as that about the registers of bulk port 1.
+/// Makes the log level count, sends broken assertions of the library to the log, and goes on behind them:
+/// some of them stand at questions that a program may well ask, such as that about the registers of bulk
+/// port 1.
 void ApplyLogOptions(const CommonOptions& aOptions);
 
 } // namespace KySerialTool

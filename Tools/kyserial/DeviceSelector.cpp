@@ -23,7 +23,8 @@ private:
 
 void AddDeviceOptions(CLI::App& aCommand, DeviceSelection& aSelection)
 {
-    const auto lCheck = [&aSelection](const std::string& aText) {
+    const auto lCheck = [&aSelection](const std::string& aText)
+    {
         const std::string lError = CheckDeviceName(aText);
         if (!lError.empty())
         {
@@ -31,7 +32,9 @@ void AddDeviceOptions(CLI::App& aCommand, DeviceSelection& aSelection)
         }
         aSelection.mName = aText;
     };
-    aCommand.add_option_function<std::string>("-d,--device", lCheck, "Device: sim, the simulated camera (default)")
+    aCommand
+        .add_option_function<std::string>("-d,--device", lCheck,
+                                          "Device: sim, the simulated camera (default)")
         ->type_name("DEVICE");
     SimulatorOptions& lSimulator = aSelection.mSimulator;
     aCommand.add_flag("--sim-fast", lSimulator.mFast, "Lines take no time")->group(cSimulatorGroup);
@@ -45,7 +48,8 @@ void AddDeviceOptions(CLI::App& aCommand, DeviceSelection& aSelection)
         ->type_name("FILE")
         ->group(cSimulatorGroup);
     aCommand
-        .add_option("--sim-cut", lSimulator.mCutAfter, "Cut the connection N accesses after the port was opened")
+        .add_option("--sim-cut", lSimulator.mCutAfter,
+                    "Cut the connection N accesses after the port was opened")
         ->type_name("N")
         ->group(cSimulatorGroup);
 }

@@ -36,7 +36,8 @@ protected:
 /// Adds --device and the options of the simulated camera to a command.
 void AddDeviceOptions(CLI::App& aCommand, DeviceSelection& aSelection);
 
-/// The one place that knows what device texts there are. \return Why aName is none of them; empty when it is one.
+/// The one place that knows what device texts there are. \return Why aName is none of them; empty when it is
+/// one.
 std::string CheckDeviceName(const std::string& aName);
 
 /// Connects the device. Throws OperationError when that fails.

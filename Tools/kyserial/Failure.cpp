@@ -36,7 +36,8 @@ void PrintError(const std::string& aText)
 {
     std::string lLine = "kyserial: " + aText;
     std::replace_if(
-        lLine.begin(), lLine.end(), [](char aCharacter) { return aCharacter == '\n' || aCharacter == '\r'; }, ' ');
+        lLine.begin(), lLine.end(), [](char aCharacter) { return aCharacter == '\n' || aCharacter == '\r'; },
+        ' ');
     lLine += '\n';
     std::fputs(lLine.c_str(), stderr);
     std::fflush(stderr);

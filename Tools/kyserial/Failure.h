@@ -8,7 +8,8 @@
 namespace KySerialTool
 {
 
-/// The command line makes no sense; the text says what would have been right. Ends the program with ExitCode::Usage.
+/// The command line makes no sense; the text says what would have been right. Ends the program with
+/// ExitCode::Usage.
 class UsageError : public std::runtime_error
 {
 public:

@@ -21,7 +21,8 @@ public:
     /// \return The lines that are full with these bytes.
     std::string Add(const uint8_t* aData, size_t aSize);
 
-    /// \return The line that has been begun, as it is; nothing when there is none. The next byte starts a new line.
+    /// \return The line that has been begun, as it is; nothing when there is none. The next byte starts a new
+    /// line.
     std::string Flush();
 
 private:

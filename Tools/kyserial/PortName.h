@@ -10,9 +10,9 @@ namespace KySerialTool
 {
 
 /// All ports of a device in the order of their values.
-constexpr std::array cPorts = {KyDeviceSerialUart0, KyDeviceSerialUart1, KyDeviceSerialBulk0, KyDeviceSerialBulk1,
-                               KyDeviceSerialBulk2, KyDeviceSerialBulk3, KyDeviceSerialBulk4, KyDeviceSerialBulk5,
-                               KyDeviceSerialBulk6, KyDeviceSerialBulk7};
+constexpr std::array cPorts = {
+    KyDeviceSerialUart0, KyDeviceSerialUart1, KyDeviceSerialBulk0, KyDeviceSerialBulk1, KyDeviceSerialBulk2,
+    KyDeviceSerialBulk3, KyDeviceSerialBulk4, KyDeviceSerialBulk5, KyDeviceSerialBulk6, KyDeviceSerialBulk7};
 
 /// The port that a user names "uart0", "bulk7" and so on, exactly so; nothing for any other text.
 std::optional<KyDeviceSerial> ParsePortName(const std::string& aText);

@@ -50,8 +50,10 @@ std::shared_ptr<Eeprom24C02> PlugBus(CameraModel& aCamera, Port aPort)
 struct SimulatedCamera::Parts
 {
     explicit Parts(const SimulatorOptions& aOptions)
-        : mStateFile(aOptions.mStateFile), mCamera(std::make_shared<CameraModel>(Configuration(aOptions))),
-          mFlash(std::make_shared<SpiFlash>()), mAdapter(mCamera)
+        : mStateFile(aOptions.mStateFile)
+        , mCamera(std::make_shared<CameraModel>(Configuration(aOptions)))
+        , mFlash(std::make_shared<SpiFlash>())
+        , mAdapter(mCamera)
     {
     }
 
@@ -88,7 +90,8 @@ void SimulatedCamera::Parts::LoadState()
     {
         return; // the first run makes the file
     }
-    const std::vector<uint8_t> lState{std::istreambuf_iterator<char>(lFile), std::istreambuf_iterator<char>()};
+    const std::vector<uint8_t> lState{std::istreambuf_iterator<char>(lFile),
+                                      std::istreambuf_iterator<char>()};
     if (lState.size() != 2 * Eeprom24C02::cSize + SpiFlash::cSize)
     {
         throw OperationError("--sim-state: " + mStateFile + " was not written by this program");

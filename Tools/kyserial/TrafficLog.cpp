@@ -22,10 +22,11 @@ std::string TimeText(std::chrono::system_clock::time_point aTime)
     const year_month_day lDate(lDay);
     const hh_mm_ss lClock(lMicroseconds - lDay);
     std::array<char, 64> lText{};
-    std::snprintf(lText.data(), lText.size(), "%04d-%02u-%02uT%02d:%02d:%02d.%06dZ", static_cast<int>(lDate.year()),
-                  static_cast<unsigned>(lDate.month()), static_cast<unsigned>(lDate.day()),
-                  static_cast<int>(lClock.hours().count()), static_cast<int>(lClock.minutes().count()),
-                  static_cast<int>(lClock.seconds().count()), static_cast<int>(lClock.subseconds().count()));
+    std::snprintf(lText.data(), lText.size(), "%04d-%02u-%02uT%02d:%02d:%02d.%06dZ",
+                  static_cast<int>(lDate.year()), static_cast<unsigned>(lDate.month()),
+                  static_cast<unsigned>(lDate.day()), static_cast<int>(lClock.hours().count()),
+                  static_cast<int>(lClock.minutes().count()), static_cast<int>(lClock.seconds().count()),
+                  static_cast<int>(lClock.subseconds().count()));
     return lText.data();
 }
 
@@ -55,8 +56,8 @@ bool TrafficLog::HasFailed() const
     return mOpen && !mFile;
 }
 
-std::string TrafficLog::Lines(std::chrono::system_clock::time_point aTime, char aDirection, const uint8_t* aData,
-                              size_t aSize)
+std::string TrafficLog::Lines(std::chrono::system_clock::time_point aTime, char aDirection,
+                              const uint8_t* aData, size_t aSize)
 {
     const std::string lHead = TimeText(aTime) + ' ' + aDirection + ' ';
     std::string lText;

@@ -15,8 +15,8 @@ namespace KySerialTool
 ///
 ///     2025-11-21T08:53:01.123456Z > 53 54 41 54 55 53 3f 0d 0a                       STATUS?..
 ///
-/// '>' is what was sent, '<' what was received. Long pieces take several lines with one time. Lines are added to a
-/// file that exists already, and each piece is in the file when Add() returns. Any thread.
+/// '>' is what was sent, '<' what was received. Long pieces take several lines with one time. Lines are added
+/// to a file that exists already, and each piece is in the file when Add() returns. Any thread.
 class TrafficLog
 {
 public:
@@ -35,8 +35,8 @@ public:
     bool HasFailed() const;
 
     /// The lines for a piece.
-    static std::string Lines(std::chrono::system_clock::time_point aTime, char aDirection, const uint8_t* aData,
-                             size_t aSize);
+    static std::string Lines(std::chrono::system_clock::time_point aTime, char aDirection,
+                             const uint8_t* aData, size_t aSize);
 
 private:
     mutable JxUtilsLib::Mutex mLock;
