@@ -309,8 +309,8 @@ KyResult BulkIPEngine::TransmitChunk(const uint8_t* aData, uint32_t aSize)
 
 uint32_t BulkIPEngine::ComputeChunkTimeout(uint32_t aSize) const
 {
-    uint32_t lTimeout =
-        static_cast<uint32_t>(aSize * mTimePerByte + 0.5); // NOLINT(bugprone-incorrect-roundings): positive
+    // NOLINTNEXTLINE(bugprone-incorrect-roundings): never negative
+    uint32_t lTimeout = static_cast<uint32_t>(aSize * mTimePerByte + 0.5);
     lTimeout = std::max(lTimeout, 50U) + 100U;
     lTimeout *= 2;
     if (mI2CTransfer)

@@ -1,0 +1,109 @@
+#include "DeviceSPIBus.h"
+
+#include "LogResult.h"
+#include "OutOfMemory.h"
+#include "RetiredEngines.h"
+
+#include <utility>
+
+namespace KySerialLib
+{
+
+namespace
+{
+
+constexpr char cSourceFile[] = "Libraries/KySerial/DeviceSPIBus";
+
+constexpr char cNotOpen[] = "%s failed SPI. You must first call Open before using this function";
+constexpr uint32_t cMaxTransfer = 255; // sizes travel in one byte each
+
+} // namespace
+
+DeviceSPIBus::DeviceSPIBus() : mLogger(std::make_unique<JxUtilsLib::Logger>(cLogCategory, 0)) {}
+
+DeviceSPIBus::~DeviceSPIBus()
+{
+    if (mBulk != nullptr && mBulk->IsOpened())
+    {
+        static_cast<void>(
+            CatchOutOfMemory([this] { return mBulk->Close(); })); // ignored: nobody left to tell
+    }
+    RetireEngine(std::move(mBulk));
+}
+
+bool DeviceSPIBus::IsSupported(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
+{
+    return IRegisterSerialPort::IsProtocolSupported(aDevice, aPort, "SPI");
+}
+
+KyResult DeviceSPIBus::Open(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
+{
+    static constexpr char cFunction[] = "KySerialLib::DeviceSPIBus::Open";
+    if (!IsSupported(aDevice, aPort))
+    {
+        return KY_LOG_RESULT(*mLogger, KyResult::UNSUPPORTED, cFunction,
+                             "SPI Bus is not supported with this device");
+    }
+    if (aPort < KyDeviceSerialBulk0 || aPort > KyDeviceSerialBulk7)
+    {
+        return KY_LOG_RESULT(*mLogger, KyResult::BAD_PARAMETER, cFunction,
+                             "The specified port is not supported by this device.");
+    }
+    RetireEngine(std::move(mBulk));
+    mBulk = std::make_unique<IRegisterSerialPort>(true);
+    return mBulk->Open(aDevice, aPort);
+}
+
+KyResult DeviceSPIBus::CheckEngine(const char* aFunction, int aLine) const
+{
+    if (mBulk == nullptr)
+    {
+        return ToKyResult(
+            mLogger->LogResult(KyResult::NOT_OPEN, cSourceFile, aLine, aFunction, cNotOpen, aFunction));
+    }
+    return KyResult(KyResult::OK);
+}
+
+KyResult DeviceSPIBus::Close()
+{
+    KyResult lResult = CheckEngine("KySerialLib::DeviceSPIBus::Close", __LINE__);
+    return lResult.IsOK() ? mBulk->Close() : lResult;
+}
+
+bool DeviceSPIBus::IsOpened()
+{
+    static constexpr char cFunction[] = "KySerialLib::DeviceSPIBus::IsOpened";
+    if (mBulk == nullptr)
+    {
+        KY_LOG(*mLogger, JxUtilsLib::PriorityError, cFunction, cNotOpen, cFunction);
+        return false;
+    }
+    return mBulk->IsOpened();
+}
+
+KyResult DeviceSPIBus::BurstRead(uint8_t* aBuffer, uint32_t aBufferSize, uint32_t& aBytesRead,
+                                 uint32_t aTimeout)
+{
+    KyResult lResult = CheckEngine("KySerialLib::DeviceSPIBus::BurstRead", __LINE__);
+    return lResult.IsOK() ? mBulk->Read(aBuffer, aBufferSize, aBytesRead, aTimeout) : lResult;
+}
+
+KyResult DeviceSPIBus::BurstWriteAndRead(const uint8_t* aBuffer, uint32_t aWriteSize, uint32_t aReadSize,
+                                         bool aSimultaneous, bool aFinal)
+{
+    static constexpr char cFunction[] = "KySerialLib::DeviceSPIBus::BurstWriteAndRead";
+    KyResult lResult = CheckEngine(cFunction, __LINE__);
+    if (!lResult.IsOK())
+    {
+        return lResult;
+    }
+    if (aWriteSize > cMaxTransfer || aReadSize > cMaxTransfer)
+    {
+        return KY_LOG_RESULT(*mLogger, KyResult::BAD_PARAMETER, cFunction,
+                             "SPI read and write only support up to 255 bytes");
+    }
+    uint32_t lBytesWritten = 0;
+    return mBulk->WriteAndRead(aBuffer, aWriteSize, lBytesWritten, aReadSize, aSimultaneous, aFinal);
+}
+
+} // namespace KySerialLib

@@ -1,0 +1,90 @@
+#include "KySerial/KyDeviceSPIBus.h"
+
+#include "DeviceSPIBus.h"
+#include "JxUtilsLib/Assert.h"
+#include "OutOfMemory.h"
+#include "PortMap.h"
+
+using KySerialLib::CatchOutOfMemory;
+using KySerialLib::OutOfMemory;
+
+KyDeviceSPIBus::KyDeviceSPIBus() : mThis(nullptr)
+{
+    try
+    {
+        // Made first, so that it outlives every bus, one with static storage too.
+        static_cast<void>(KySerialLib::PortMap::GetInstance());
+        mThis = new KySerialLib::DeviceSPIBus;
+    }
+    catch (const std::bad_alloc&) // NOLINT(bugprone-empty-catch): every operation reports it
+    {
+    }
+    JX_ASSERT(mThis != NULL);
+}
+
+KyDeviceSPIBus::~KyDeviceSPIBus()
+{
+    JX_ASSERT(mThis != NULL);
+    KySerialLib::ReleaseOwner(mThis);
+}
+
+KyDeviceSPIBus& KyDeviceSPIBus::operator=(const KyDeviceSPIBus& aOther)
+{
+    if (this != &aOther)
+    {
+        KySerialLib::ShareOwner(mThis, aOther.mThis);
+    }
+    return *this;
+}
+
+bool KyDeviceSPIBus::IsOpened()
+{
+    JX_ASSERT(mThis != NULL);
+    return mThis != nullptr && mThis->IsOpened();
+}
+
+bool KyDeviceSPIBus::IsSupported(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
+{
+    try
+    {
+        return KySerialLib::DeviceSPIBus::IsSupported(aDevice, aPort);
+    }
+    catch (const std::bad_alloc&)
+    {
+        return false;
+    }
+}
+
+KyResult KyDeviceSPIBus::Open(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
+{
+    JX_ASSERT(mThis != NULL);
+    return mThis != nullptr ? CatchOutOfMemory([&] { return mThis->Open(aDevice, aPort); }) : OutOfMemory();
+}
+
+KyResult KyDeviceSPIBus::Close()
+{
+    JX_ASSERT(mThis != NULL);
+    return mThis != nullptr ? CatchOutOfMemory([&] { return mThis->Close(); }) : OutOfMemory();
+}
+
+KyResult KyDeviceSPIBus::BurstRead(uint8_t* aBuffer, uint32_t aBufferSize, uint32_t& aBytesRead,
+                                   uint32_t aTimeout)
+{
+    JX_ASSERT(mThis != NULL);
+    return mThis != nullptr
+               ? CatchOutOfMemory([&]
+                                  { return mThis->BurstRead(aBuffer, aBufferSize, aBytesRead, aTimeout); })
+               : OutOfMemory();
+}
+
+KyResult KyDeviceSPIBus::BurstWriteAndRead(const uint8_t* aBuffer, uint32_t aWriteSize, uint32_t aReadSize,
+                                           bool aSimultaneous, bool aFinal)
+{
+    JX_ASSERT(mThis != NULL);
+    return mThis != nullptr ? CatchOutOfMemory(
+                                  [&] {
+                                      return mThis->BurstWriteAndRead(aBuffer, aWriteSize, aReadSize,
+                                                                      aSimultaneous, aFinal);
+                                  })
+                            : OutOfMemory();
+}
