@@ -94,6 +94,9 @@ public:
     void AddListener(CameraListener* aListener);
     /// Removes a listener. No call into it runs when this returns, except the one it is called from.
     void RemoveListener(CameraListener* aListener);
+    /// Waits until listeners and peers have had everything that has been raised so far. Inside a callback it
+    /// returns at once.
+    void WaitForListeners();
 
     /// Puts a peer on the line of a port, in place of the one that was there; null only takes that away. A
     /// peer is on one line at a time.

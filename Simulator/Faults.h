@@ -45,7 +45,8 @@ public:
         Time mDelay{0};       ///< Comes later by this; the events behind it wait for it.
     };
 
-    /// Makes a call fail. Faults add up; of several that hit one call the first given decides.
+    /// Makes a call fail: it has no effect, except that withdrawals of sinks and interests always have.
+    /// Faults add up; of several that hit one call the first given decides.
     void FailCall(const CallFault& aFault);
     /// Loses, doubles or delays one event; aNth counts this adapter's events from now on, 1 is the next.
     void LoseEvent(uint64_t aNth = 1);
@@ -88,6 +89,9 @@ private:
         uint64_t mLeft;
         EventFate mFate;
     };
+
+    void AddEventFault(uint64_t aNth, EventFate aFate);
+    std::optional<KyResult> TakeCallFault(AdapterSlot aSlot) JX_REQUIRES(mLock);
 
     mutable Lock mLock;
     std::vector<CallFault> mCallFaults JX_GUARDED_BY(mLock);

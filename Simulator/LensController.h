@@ -51,12 +51,13 @@ private:
         Time mStart;
     };
 
-    void TakeByte(uint8_t aByte, Time aNow, std::string& aAnswers) JX_REQUIRES(mLock);
-    void EndLine(Time aNow, std::string& aAnswers) JX_REQUIRES(mLock);
+    std::string EndLine(Time aNow) JX_REQUIRES(mLock);
     std::string ExecuteLocked(std::string_view aLine, Time aNow) JX_REQUIRES(mLock);
-    std::string ExecuteMotor(Motor& aMotor, std::string_view aValue, Time aNow) JX_REQUIRES(mLock);
+    std::string ExecutePlain(std::string_view aCommand, Time aNow) JX_REQUIRES(mLock);
+    std::string ExecuteMotor(Motor& aMotor, std::string_view aValue, Time aNow) const;
     std::string Status(Time aNow) const JX_REQUIRES(mLock);
     int32_t PositionOf(const Motor& aMotor, Time aNow) const;
+    Time TimeOfSteps(int64_t aSteps) const;
     void Move(Motor& aMotor, int32_t aTarget, Time aNow) const;
 
     const LensOptions mOptions;
@@ -64,7 +65,6 @@ private:
     std::shared_ptr<SerialLine> mLine JX_GUARDED_BY(mLock);
     std::string mCommand JX_GUARDED_BY(mLock);
     bool mTooLong JX_GUARDED_BY(mLock) = false;
-    bool mAfterReturn JX_GUARDED_BY(mLock) = false;
     std::array<Motor, 3> mMotors JX_GUARDED_BY(mLock);
 };
 

@@ -6,6 +6,7 @@
 #include <KySerial/IKyDeviceAdapter.h>
 
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace KySimulator
@@ -75,9 +76,12 @@ public:
     KyResult UnregisterEventSink(IKyDeviceEventSink* aSink) override;
 
 private:
+    template<typename Text>
+    std::optional<KyResult> Enter(AdapterSlot aSlot, const Text& aArguments);
+
     const std::shared_ptr<CameraModel> mCamera;
     const std::unique_ptr<Faults> mFaults;
-    const std::unique_ptr<AdapterEvents> mEvents;
+    const std::shared_ptr<AdapterEvents> mEvents;
 };
 
 } // namespace KySimulator
