@@ -173,8 +173,8 @@ double BulkIPEngine::GetUARTTimePerBit() const
     {
         const uint32_t lDivisor = std::max(mBulkRate & 0xFFU, 1U);
         const double lPeriodSeconds = lDivisor * 480.0 / 1e9;
-        lSpeed = static_cast<uint32_t>(1.0 / lPeriodSeconds +
-                                       0.5); // NOLINT(bugprone-incorrect-roundings): positive
+        // NOLINTNEXTLINE(bugprone-incorrect-roundings): never negative
+        lSpeed = static_cast<uint32_t>(1.0 / lPeriodSeconds + 0.5);
     }
     if (lSpeed == 0)
     {

@@ -4,17 +4,16 @@
 
 #include <string>
 
-using JxUtilsLib::LogRecord;
 using JxUtilsLib::PriorityLevel;
 using JxUtilsLib::StandardErrorSink;
 
 namespace
 {
 
-std::string Line(PriorityLevel aPriority, int64_t aTime_ms)
+std::string Line(PriorityLevel aPriority, int64_t aTimeMs)
 {
     return StandardErrorSink::Format({"KySerialLib", aPriority, "file", 3, "Class::Function", "the text"},
-                                     aTime_ms);
+                                     aTimeMs);
 }
 
 TEST(StandardErrorSinkTest, LineHasTimePriorityCategoryFunctionAndText)

@@ -1,0 +1,30 @@
+#!/usr/bin/env bash
+# Checks format (clang-format) and habits (clang-tidy, names included) of all sources.
+#   scripts/lint.sh          all files
+#   scripts/lint.sh FILE...  these files
+set -uo pipefail
+cd "$(dirname "$0")/.."
+scripts/setup.sh --tests || exit 1
+
+if [ $# -gt 0 ]; then
+  files=("$@")
+else
+  mapfile -t files < <(git ls-files '*.h' '*.cpp')
+fi
+clang-format --dry-run -Werror "${files[@]}" || exit 1
+
+[ -f build/dev/compile_commands.json ] || cmake --preset dev >/dev/null || exit 1
+# Only what the native build compiles: clang-tidy needs to know how.
+mapfile -t sources < <(python3 - "${files[@]}" <<'PY'
+import json, os, sys
+built = {os.path.relpath(entry["file"]) for entry in json.load(open("build/dev/compile_commands.json"))}
+print("\n".join(file for file in sys.argv[1:] if file.endswith(".cpp") and file in built))
+PY
+)
+printf '%s\n' "${sources[@]}" | xargs -r -P "$(nproc)" -n 1 clang-tidy -p build/dev --quiet 2>/dev/null |
+  grep -E '(warning|error):' | sort -u >build/lint.log
+if [ -s build/lint.log ]; then
+  cat build/lint.log
+  exit 1
+fi
+echo "lint: ${#files[@]} files formatted, ${#sources[@]} sources checked"

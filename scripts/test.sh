@@ -1,0 +1,50 @@
+#!/usr/bin/env bash
+# Builds and tests KySerial: natively, under the address and undefined-behaviour sanitizers, under the thread
+# sanitizer, and as the Windows build under Wine. Closes with one line that counts all tests over all builds.
+#   scripts/test.sh                 everything
+#   scripts/test.sh dev windows     these presets only (dev, asan, tsan, windows, release)
+# Output of the builds and tests goes to build/<preset>/{build,test}.log and, on failure, to the terminal.
+set -uo pipefail
+cd "$(dirname "$0")/.."
+
+presets=("$@")
+[ ${#presets[@]} -gt 0 ] || presets=(dev asan tsan windows)
+jobs=${KYSERIAL_JOBS:-$(nproc)}
+
+scripts/setup.sh --tests || exit 1
+
+export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1:strict_string_checks=1:detect_stack_use_after_return=1}
+export LSAN_OPTIONS=${LSAN_OPTIONS:-suppressions=$PWD/Tests/lsan.supp:print_suppressions=0}
+export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1}
+export TSAN_OPTIONS=${TSAN_OPTIONS:-halt_on_error=1}
+
+reports=()
+broken=0
+for preset in "${presets[@]}"; do
+  log=build/$preset
+  mkdir -p "$log"
+  rm -f "$log/report.xml"
+  printf '== %s: building\n' "$preset"
+  if ! { cmake --preset "$preset" && cmake --build --preset "$preset" -j "$jobs"; } >"$log/build.log" 2>&1; then
+    tail -n 60 "$log/build.log"
+    printf '== %s: the build failed\n' "$preset"
+    broken=$((broken + 1))
+    continue
+  fi
+  # The first Windows program makes Wine set itself up; that must not count as a test's time.
+  [ "$preset" != windows ] || scripts/wine.sh cmd /c ver >/dev/null 2>&1
+  printf '== %s: testing\n' "$preset"
+  ctest --preset "$preset" -j "$jobs" --output-junit "$PWD/$log/report.xml" >"$log/test.log" 2>&1
+  grep -E '^(The following tests FAILED|[[:space:]]+[0-9]+ - .*\((Failed|Timeout|SEGFAULT|Not Run|.*ABORTED|ILLEGAL|NUMERICAL|OTHER_FAULT|Exit code.*)\))' "$log/test.log" || true
+  if [ ! -s "$log/report.xml" ]; then
+    tail -n 60 "$log/test.log"
+    printf '== %s: the test run failed\n' "$preset"
+    broken=$((broken + 1))
+    continue
+  fi
+  python3 scripts/count_tests.py --failures "$log/report.xml"
+  reports+=("$log/report.xml")
+done
+
+# A build or a run that gave no report counts as one failed test: it must not vanish from the sum.
+python3 scripts/count_tests.py --broken "$broken" ${reports[@]+"${reports[@]}"}
