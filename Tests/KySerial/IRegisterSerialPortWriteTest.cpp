@@ -177,11 +177,11 @@ TEST_F(IRegisterSerialPortWriteTest, SplitsLongWrites)
 TEST_F(IRegisterSerialPortWriteTest, FillsFeaturesOfEveryLength)
 {
     const Bytes lAll = Count(40);
+    EXPECT_THAT(mEngine.Close(), IsOK());
     for (int64_t lLength = 9; lLength <= 40; ++lLength)
     {
         SCOPED_TRACE(lLength);
         // A new engine has no longer buffer from before: the sanitizer sees any byte beyond.
-        EXPECT_THAT(mEngine.Close(), IsOK());
         IRegisterSerialPort lEngine(false);
         ASSERT_THAT(lEngine.Open(&mDevice, KyDeviceSerialBulk0), IsOK());
         mDevice.SetLength(cDownstream, lLength);

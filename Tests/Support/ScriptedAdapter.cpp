@@ -91,9 +91,10 @@ ScriptedAdapter::ScriptedAdapter()
     {
         SetAnswer(lSlot, true);
     }
-    SetInteger("GevMACAddress", MakeMac());
+    const int64_t lMac = MakeMac();
+    SetInteger("GevMACAddress", lMac);
     SetText("DeviceVendorName", "Vendor");
-    SetText("DeviceSerialNumber", "1");
+    SetText("DeviceSerialNumber", std::to_string(lMac));
     SetRegister(0xB838, 0);
     SetRegister(0xB84C, 0);
     SetRegister(0xB850, 0);

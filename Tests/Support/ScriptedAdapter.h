@@ -60,7 +60,7 @@ enum class Slot : int
 ///
 /// Starts as a connected GigE Vision device of the maker with two UARTs, a register-driven bulk port 0 (UART,
 /// 115200 bit/s) that can run I2C, and the features of eight bulk ports that offer UART, USRT, I2C and SPI;
-/// with a MAC address that no other adapter of the process has.
+/// with a MAC address and a serial number that no other adapter of the process has.
 ///
 /// A call is written down as "WriteRegister(0xb84c, 0x41)": addresses, register values and bytes in
 /// hexadecimal, the rest in decimal, no parentheses without arguments. Then the hook runs, then the effect
