@@ -194,10 +194,6 @@ TEST_F(KyDeviceSerialPortTest, KeepsItsEngineWhenTheDeviceHasNoBulk0)
     EXPECT_EQ(TakeLog(), Lines());
     EXPECT_EQ(GetSize(), 77U);
     EXPECT_FALSE(mPort->IsOpened());
-
-    ASSERT_THAT(Open(0), IsOK());
-    EXPECT_EQ(Open(2).GetCode(), KyResult::UNSUPPORTED); // there is no UART either now
-    EXPECT_FALSE(mPort->IsOpened());
 }
 
 TEST_F(KyDeviceSerialPortTest, StaysOpenWhenTheDeviceHasNoBulk0)
