@@ -1,5 +1,5 @@
-#include "Support/Process.h"
 #include "kyserial/TrafficLog.h"
+#include "Support/Process.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -33,11 +33,12 @@ TEST_F(TrafficLogTest, LineHasTimeDirectionNumbersAndCharacters)
 TEST_F(TrafficLogTest, LongPiecesTakeSeveralLinesWithOneTime)
 {
     const std::vector<uint8_t> lBytes(17, 'x');
-    const std::string lLines =
-        TrafficLog::Lines(sys_days(year(1999) / 12 / 31), TrafficLog::cReceived, lBytes.data(), lBytes.size());
-    EXPECT_EQ("1999-12-31T00:00:00.000000Z < 78 78 78 78 78 78 78 78 78 78 78 78 78 78 78 78  xxxxxxxxxxxxxxxx\n"
-              "1999-12-31T00:00:00.000000Z < 78                                               x\n",
-              lLines);
+    const std::string lLines = TrafficLog::Lines(sys_days(year(1999) / 12 / 31), TrafficLog::cReceived,
+                                                 lBytes.data(), lBytes.size());
+    EXPECT_EQ(
+        "1999-12-31T00:00:00.000000Z < 78 78 78 78 78 78 78 78 78 78 78 78 78 78 78 78  xxxxxxxxxxxxxxxx\n"
+        "1999-12-31T00:00:00.000000Z < 78                                               x\n",
+        lLines);
 }
 
 TEST_F(TrafficLogTest, AddsToAFileThatExists)
@@ -48,8 +49,7 @@ TEST_F(TrafficLogTest, AddsToAFileThatExists)
     lLog.Add(TrafficLog::cSent, cBytes, 2);
     lLog.Add(TrafficLog::cReceived, cBytes + 2, 1);
 
-    EXPECT_THAT(KyTest::ReadFile(mPath),
-                testing::MatchesRegex("before\n.*Z > 53 54 +ST\n.*Z < 41 +A\n"));
+    EXPECT_THAT(KyTest::ReadFile(mPath), testing::MatchesRegex("before\n.*Z > 53 54 +ST\n.*Z < 41 +A\n"));
     EXPECT_FALSE(lLog.HasFailed());
 }
 

@@ -90,7 +90,9 @@ ExitCode Run(CLI::App& aProgram, Context& aContext, int aCount, const char* cons
     }
     catch (const CLI::CallForHelp&)
     {
-        Print(aContext, DeepestCommand(aProgram).help(FullName(DeepestCommand(aProgram))));
+        const CLI::App& lCommand = DeepestCommand(aProgram);
+        const CLI::App* const lParent = lCommand.get_parent();
+        Print(aContext, lCommand.help(lParent != nullptr ? FullName(*lParent) : "") + '\n');
         return ExitCode::Ok;
     }
     catch (const CLI::CallForVersion& lVersion)

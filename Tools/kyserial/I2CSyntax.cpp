@@ -70,8 +70,9 @@ private:
         const std::optional<uint64_t> lCount = ParseNumber(lLength, cLongestMessage);
         if ((!lMessage.mRead && !aWord.starts_with('w')) || !lCount.has_value())
         {
-            throw UsageError('"' + aWord + "\" is no message; use rLENGTH@ADDRESS or wLENGTH@ADDRESS BYTE..., "
-                                           "w2@0x50 0x00 0x10 for example");
+            throw UsageError('"' + aWord +
+                             "\" is no message; use rLENGTH@ADDRESS or wLENGTH@ADDRESS BYTE..., "
+                             "w2@0x50 0x00 0x10 for example");
         }
         lMessage.mCount = static_cast<size_t>(*lCount);
         if (lAt != std::string::npos)

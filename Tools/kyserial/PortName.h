@@ -10,7 +10,7 @@ namespace KySerialTool
 {
 
 /// All ports of a device in the order of their values.
-constexpr std::array cPorts = {
+inline constexpr std::array cPorts = {
     KyDeviceSerialUart0, KyDeviceSerialUart1, KyDeviceSerialBulk0, KyDeviceSerialBulk1, KyDeviceSerialBulk2,
     KyDeviceSerialBulk3, KyDeviceSerialBulk4, KyDeviceSerialBulk5, KyDeviceSerialBulk6, KyDeviceSerialBulk7};
 
