@@ -2,7 +2,9 @@
 
 #include "kyserial/Context.h"
 #include "kyserial/Failure.h"
+#include "kyserial/I2CCommand.h"
 #include "kyserial/PortsCommand.h"
+#include "kyserial/SpiCommand.h"
 #include "kyserial/TermCommand.h"
 #include "kyserial/Version.h"
 
@@ -10,6 +12,7 @@
 
 #include <exception>
 #include <string>
+#include <vector>
 
 namespace KySerialTool
 {
@@ -59,8 +62,8 @@ std::string Explain(CLI::App& aProgram, const CLI::ParseError& aError)
     const std::string lText = aError.what();
     if (dynamic_cast<const CLI::ExtrasError*>(&aError) != nullptr)
     {
-        const std::string lExtras = lText.substr(lText.find(": ") + 2);
-        return '"' + lExtras + "\" does not belong here; " +
+        const std::vector<std::string> lExtras = aProgram.remaining(true);
+        return '"' + (lExtras.empty() ? "" : lExtras.front()) + "\" does not belong here; " +
                (lChoices.empty() ? "'" + FullName(lCommand) + " --help' lists what does" : "use " + lChoices);
     }
     if (dynamic_cast<const CLI::ValidationError*>(&aError) != nullptr)
@@ -118,6 +121,8 @@ ExitCode RunCommandLine(int aCount, const char* const* aArguments, KyPlatform::C
         lProgram.footer(cFooter);
         AddPortsCommand(lProgram, lContext);
         AddTermCommand(lProgram, lContext);
+        AddI2CCommand(lProgram, lContext);
+        AddSpiCommand(lProgram, lContext);
         return Run(lProgram, lContext, aCount, aArguments);
     }
     catch (const UsageError& lError)
