@@ -1,5 +1,6 @@
 #include "ToolRun.h"
 
+#include <JxUtilsLib/Assert.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -72,6 +73,29 @@ TEST(CommandLineProcessTest, WrongValuesAreUsageErrorsThatSayWhatWouldHaveBeenRi
                      "likewise), 0x00 to 0xff, or none");
     ExpectUsageError({"term", "--port", "uart0", "--sim-cut", "-3"},
                      "kyserial: --sim-cut: \"-3\" does not fit; use 0 to 4294967295 accesses");
+}
+
+TEST(CommandLineProcessTest, LogLevelShowsTheLibrarysLogAndBrokenAssertionsDoNotEndTheProgram)
+{
+    // An I2C bus on bulk port 2 makes the library ask the registers of bulk port 0 about it, which breaks an
+    // assertion.
+    const std::vector<std::string> lCommand = {"i2c", "get", "-y", "--port", "bulk2", "0x48"};
+    EXPECT_EQ("", RunTool(lCommand).mError);
+
+    std::vector<std::string> lLogging = lCommand;
+    lLogging.insert(lLogging.end(), {"--log-level", "fatal"});
+    const ToolResult lResult = RunTool(lLogging);
+    EXPECT_EQ(0, lResult.mStatus);
+    EXPECT_EQ("0x19\n", lResult.mOutput);
+    EXPECT_THAT(lResult.mError, MatchesRegex("[^\n]* FATAL [^\n]*: Port 4 is invalid\r?\n"));
+
+    lLogging.back() = "debug";
+    const std::string lLog = RunTool(lLogging).mError;
+    EXPECT_THAT(lLog, HasSubstr("sending 3 bytes of data"));
+    if (JxUtilsLib::cAssertionsEnabled)
+    {
+        EXPECT_THAT(lLog, HasSubstr("Assertion \"false\" does not hold; going on."));
+    }
 }
 
 TEST(CommandLineProcessTest, BrokenOutputIsAFailureInOneLine)

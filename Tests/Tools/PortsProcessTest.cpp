@@ -53,11 +53,4 @@ TEST(PortsProcessTest, CameraWithoutUartsOffersNoneAndDrivesBulk0ThroughFeatures
     EXPECT_THAT(lResult.mOutput, HasSubstr("bulk0  2      yes        features  UART USRT I2C SPI  UART\n"));
 }
 
-TEST(PortsProcessTest, LogLevelShowsTheLibrarysLogOnTheErrorOutput)
-{
-    // Without UARTs the library says that it does not take registers for granted.
-    EXPECT_EQ("", RunTool({"ports", "--sim-no-uart-registers"}).mError);
-    EXPECT_THAT(RunTool({"ports", "--log-level", "debug"}).mError, HasSubstr("KySerialLib"));
-}
-
 } // namespace

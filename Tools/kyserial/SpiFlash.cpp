@@ -129,6 +129,21 @@ std::vector<uint8_t> EraseAround(OpenFlash& aFlash, size_t& aOffset, const std::
     return lContents;
 }
 
+void VerifyFlash(OpenFlash& aFlash, const FlashOptions& aOptions, size_t aOffset,
+                 const std::vector<uint8_t>& aBytes)
+{
+    const std::vector<uint8_t> lRead = ReadWithProgress(aFlash, "verifying", aOffset, aBytes.size());
+    try
+    {
+        Verify(aBytes, lRead, aOffset);
+    }
+    catch (const OperationError& lError)
+    {
+        throw OperationError(lError.what() +
+                             std::string(aOptions.mErase ? "" : "; was it erased? See --erase"));
+    }
+}
+
 ExitCode RunWrite(Context& aContext, const FlashOptions& aOptions)
 {
     std::vector<uint8_t> lBytes = LoadFile(aContext, aOptions.mFile);
@@ -149,7 +164,7 @@ ExitCode RunWrite(Context& aContext, const FlashOptions& aOptions)
         Progress lProgress("writing", lBytes.size());
         lFlash.mMemory.Program(lOffset, lBytes, [&](size_t aCount) { lProgress.Advance(aCount); });
     }
-    Verify(lBytes, ReadWithProgress(lFlash, "verifying", lOffset, lBytes.size()), lOffset);
+    VerifyFlash(lFlash, aOptions, lOffset, lBytes);
     Note(aOptions, "wrote and verified " + std::to_string(lGiven) + " bytes");
     return ExitCode::Ok;
 }
