@@ -159,18 +159,18 @@ void AdapterEvents::Run()
         WaitForDue(lNext.mDue);
         if (const auto* lEvent = std::get_if<DeviceEvent>(&lNext.mWhat))
         {
-            Deliver(lScope, *lEvent);
+            Deliver(*lEvent);
         }
         else
         {
-            DeliverChange(lScope, std::get<FeatureChange>(lNext.mWhat).mName);
+            DeliverChange(std::get<FeatureChange>(lNext.mWhat).mName);
         }
         mBusy = false;
         mChanged.NotifyAll();
     }
 }
 
-void AdapterEvents::Deliver(LockScope& aScope, const DeviceEvent& aEvent)
+void AdapterEvents::Deliver(const DeviceEvent& aEvent)
 {
     const size_t lBulk =
         aEvent.mId >= cUpstreamEvent ? static_cast<size_t>(aEvent.mId - cUpstreamEvent) : cBulkCount;
@@ -180,32 +180,32 @@ void AdapterEvents::Deliver(LockScope& aScope, const DeviceEvent& aEvent)
     {
         mUpstream[lBulk] = aEvent.mData;
     }
-    CallSinks(aScope,
-              [&](IKyDeviceEventSink& aSink)
-              {
-                  aSink.NotifyEvent(aEvent.mId, 0, lBlockID, static_cast<uint64_t>(aEvent.mTimestamp.count()),
-                                    aEvent.mData.data(), static_cast<uint32_t>(aEvent.mData.size()));
-              });
+    CallSinks(
+        [&](IKyDeviceEventSink& aSink)
+        {
+            aSink.NotifyEvent(aEvent.mId, 0, lBlockID, static_cast<uint64_t>(aEvent.mTimestamp.count()),
+                              aEvent.mData.data(), static_cast<uint32_t>(aEvent.mData.size()));
+        });
     if (lBulk < cBulkCount)
     {
         const std::string lPrefix = "EventBulk" + std::to_string(lBulk) + "UpstreamData";
-        DeliverChange(aScope, lPrefix + "Buffer");
-        DeliverChange(aScope, lPrefix + "Length");
+        DeliverChange(lPrefix + "Buffer");
+        DeliverChange(lPrefix + "Length");
     }
     mDelivering = cBulkCount;
 }
 
-void AdapterEvents::DeliverChange(LockScope& aScope, const std::string& aName)
+void AdapterEvents::DeliverChange(const std::string& aName)
 {
     if (mInterests.count(aName) != 0)
     {
         const KyString lName(aName.c_str());
-        CallSinks(aScope, [&](IKyDeviceEventSink& aSink) { aSink.NotifyFeatureInvalidated(&lName); });
+        CallSinks([&](IKyDeviceEventSink& aSink) { aSink.NotifyFeatureInvalidated(&lName); });
     }
 }
 
 template<typename Call>
-void AdapterEvents::CallSinks(LockScope& aScope, const Call& aCall)
+void AdapterEvents::CallSinks(const Call& aCall)
 {
     const std::vector<IKyDeviceEventSink*> lSinks = mSinks;
     for (IKyDeviceEventSink* const lSink : lSinks)
@@ -216,9 +216,9 @@ void AdapterEvents::CallSinks(LockScope& aScope, const Call& aCall)
             continue;
         }
         mCurrent = lSink;
-        aScope.Open();
+        mLock.Give();
         aCall(*lSink);
-        aScope.Close();
+        mLock.Take();
         mCurrent = nullptr;
         ++mCalls;
         mChanged.NotifyAll();

@@ -60,10 +60,10 @@ private:
     };
 
     void Run();
-    void Deliver(LockScope& aScope, const DeviceEvent& aEvent) JX_REQUIRES(mLock);
-    void DeliverChange(LockScope& aScope, const std::string& aName) JX_REQUIRES(mLock);
+    void Deliver(const DeviceEvent& aEvent) JX_REQUIRES(mLock);
+    void DeliverChange(const std::string& aName) JX_REQUIRES(mLock);
     template<typename Call>
-    void CallSinks(LockScope& aScope, const Call& aCall) JX_REQUIRES(mLock);
+    void CallSinks(const Call& aCall) JX_REQUIRES(mLock);
     void Push(Queued aQueued);
     void WaitForDue(Time aDue) JX_REQUIRES(mLock);
 

@@ -84,26 +84,26 @@ void Outbox::Drain()
     {
         const Output lOutput = std::move(mOutputs.front());
         mOutputs.pop_front();
-        Deliver(lScope, lOutput);
+        Deliver(lOutput);
     }
     mDraining = false;
     mDrainer = std::thread::id();
     mChanged.NotifyAll();
 }
 
-void Outbox::Deliver(LockScope& aScope, const Output& aOutput)
+void Outbox::Deliver(const Output& aOutput)
 {
     if (const auto* lNews = std::get_if<PeerNews>(&aOutput))
     {
-        aScope.Open();
+        mLock.Give();
         CallPeer(*lNews);
-        aScope.Close();
+        mLock.Take();
         return;
     }
-    CallListeners(aScope, aOutput);
+    CallListeners(aOutput);
 }
 
-void Outbox::CallListeners(LockScope& aScope, const Output& aOutput)
+void Outbox::CallListeners(const Output& aOutput)
 {
     const std::vector<CameraListener*> lListeners = mListeners;
     for (CameraListener* const lListener : lListeners)
@@ -113,9 +113,9 @@ void Outbox::CallListeners(LockScope& aScope, const Output& aOutput)
             continue; // removed by a call before this one
         }
         mCurrent = lListener;
-        aScope.Open();
+        mLock.Give();
         CallListener(*lListener, aOutput);
-        aScope.Close();
+        mLock.Take();
         mCurrent = nullptr;
         ++mCalls;
         mChanged.NotifyAll();

@@ -51,8 +51,8 @@ public:
     void Shut();
 
 private:
-    void Deliver(LockScope& aScope, const Output& aOutput) JX_REQUIRES(mLock);
-    void CallListeners(LockScope& aScope, const Output& aOutput) JX_REQUIRES(mLock);
+    void Deliver(const Output& aOutput) JX_REQUIRES(mLock);
+    void CallListeners(const Output& aOutput) JX_REQUIRES(mLock);
 
     Lock mLock;
     Condition mChanged;
