@@ -53,8 +53,8 @@ protected:
 
     static Bytes ReadCommand(uint8_t aAddress, uint16_t aCount)
     {
-        return {static_cast<uint8_t>((static_cast<uint32_t>(aAddress) << 1U) | 1U), static_cast<uint8_t>(aCount & 0xFFU),
-                static_cast<uint8_t>(aCount >> 8U)};
+        return {static_cast<uint8_t>((static_cast<uint32_t>(aAddress) << 1U) | 1U),
+                static_cast<uint8_t>(aCount & 0xFFU), static_cast<uint8_t>(aCount >> 8U)};
     }
 
     size_t mBulk = 1;
