@@ -1,3 +1,4 @@
+#include "Support/PatternMatcher.h"
 #include "ToolRun.h"
 
 #include <JxUtilsLib/Assert.h>
@@ -6,7 +7,6 @@
 
 using namespace KyTest;
 using testing::HasSubstr;
-using testing::MatchesRegex;
 
 namespace
 {
@@ -33,7 +33,7 @@ TEST(CommandLineProcessTest, TellsItsVersion)
 {
     const ToolResult lResult = RunTool({"--version"});
     EXPECT_EQ(0, lResult.mStatus);
-    EXPECT_THAT(lResult.mOutput, MatchesRegex("kyserial [0-9]+\\.[0-9]+\\.[0-9]+\n"));
+    EXPECT_THAT(lResult.mOutput, MatchesPattern("kyserial [0-9]+\\.[0-9]+\\.[0-9]+\n"));
 }
 
 TEST(CommandLineProcessTest, WrongPortIsAUsageErrorThatNamesThePorts)
@@ -87,7 +87,7 @@ TEST(CommandLineProcessTest, LogLevelShowsTheLibrarysLogAndBrokenAssertionsDoNot
     const ToolResult lResult = RunTool(lLogging);
     EXPECT_EQ(0, lResult.mStatus);
     EXPECT_EQ("0x19\n", lResult.mOutput);
-    EXPECT_THAT(lResult.mError, MatchesRegex("[^\n]* FATAL [^\n]*: Port 4 is invalid\r?\n"));
+    EXPECT_THAT(lResult.mError, MatchesPattern("[^\n]* FATAL [^\n]*: Port 4 is invalid\r?\n"));
 
     lLogging.back() = "debug";
     const std::string lLog = RunTool(lLogging).mError;

@@ -1,3 +1,4 @@
+#include "Support/PatternMatcher.h"
 #include "ToolRun.h"
 
 #include <gmock/gmock.h>
@@ -8,7 +9,6 @@
 
 using namespace KyTest;
 using testing::HasSubstr;
-using testing::MatchesRegex;
 using testing::Not;
 
 namespace
@@ -90,8 +90,8 @@ TEST(TermProcessTest, LogHasBothDirectionsWithTimes)
     EXPECT_EQ(0, RunTool({"term", "--port", "bulk1", "--log", lLog}, "STATUS?\r\n").mStatus);
     const std::string lText = ReadFile(lLog);
     EXPECT_THAT(lText,
-                MatchesRegex("....-..-..T..:..:..\\.......Z > 53 54 41 54 55 53 3f 0d 0a +STATUS\\?\\.\\.\n"
-                             "....-..-..T..:..:..\\.......Z < 53 .*S(.|\n)*"));
+                MatchesPattern("....-..-..T..:..:..\\.......Z > 53 54 41 54 55 53 3f 0d 0a +STATUS\\?\\.\\.\n"
+                               "....-..-..T..:..:..\\.......Z < 53 .*S(.|\n)*"));
     std::remove(lLog.c_str());
 }
 
@@ -117,8 +117,8 @@ TEST(TermProcessTest, LostConnectionTellsHowManyBytesWentOut)
         RunTool({"term", "--port", "uart1", "--sim-cut", "200"}, std::string(1000, 'x'));
     EXPECT_EQ(1, lResult.mStatus);
     EXPECT_THAT(lResult.mError,
-                MatchesRegex("sent [0-9]+ bytes, received [0-9]+ bytes\n"
-                             "kyserial: uart1: (sending|receiving) failed after [0-9]+ bytes: .*\n"));
+                MatchesPattern("sent [0-9]+ bytes, received [0-9]+ bytes\n"
+                               "kyserial: uart1: (sending|receiving) failed after [0-9]+ bytes: .*\n"));
 }
 
 TEST(TermProcessTest, BrokenOutputEndsTheProgramWithAClearError)
@@ -130,8 +130,8 @@ TEST(TermProcessTest, BrokenOutputEndsTheProgramWithAClearError)
     ASSERT_TRUE(lTool.Start("kyserial", {"term", "--port", "bulk4"}, lFiles));
     ASSERT_TRUE(lTool.Feed("echo\n"));
     EXPECT_EQ(1, lTool.Wait());
-    EXPECT_THAT(lTool.Error(), MatchesRegex("sent 5 bytes, received [1-5] bytes\n"
-                                            "kyserial: bulk4: cannot write to the standard output\n"));
+    EXPECT_THAT(lTool.Error(), MatchesPattern("sent 5 bytes, received [1-5] bytes\n"
+                                              "kyserial: bulk4: cannot write to the standard output\n"));
 }
 
 TEST(TermProcessTest, ShowsWhatComesWhileTheInputIsStillOpen)

@@ -1,4 +1,5 @@
 #include "kyserial/TrafficLog.h"
+#include "Support/PatternMatcher.h"
 #include "Support/Process.h"
 
 #include <gmock/gmock.h>
@@ -38,9 +39,9 @@ TEST_F(TrafficLogTest, BytesOfOneDirectionShareLinesOfSixteen)
     {
         lLog.Add(TrafficLog::cReceived, cBytes, 1);
     }
-    EXPECT_THAT(KyTest::ReadFile(mPath), testing::MatchesRegex(".*Z < (53 )+ SSSSSSSSSSSSSSSS\n"));
+    EXPECT_THAT(KyTest::ReadFile(mPath), KyTest::MatchesPattern(".*Z < (53 )+ SSSSSSSSSSSSSSSS\n"));
     lLog.Flush();
-    EXPECT_THAT(KyTest::ReadFile(mPath), testing::MatchesRegex(".*SSSSSSSSSSSSSSSS\n.*Z < 53 53 + SS\n"));
+    EXPECT_THAT(KyTest::ReadFile(mPath), KyTest::MatchesPattern(".*SSSSSSSSSSSSSSSS\n.*Z < 53 53 + SS\n"));
 }
 
 TEST_F(TrafficLogTest, ALineEndsWhenTheDirectionChanges)
@@ -51,7 +52,7 @@ TEST_F(TrafficLogTest, ALineEndsWhenTheDirectionChanges)
     lLog.Add(TrafficLog::cSent, cBytes, 0); // nothing was sent
     lLog.Add(TrafficLog::cReceived, cBytes, 1);
     lLog.Add(TrafficLog::cSent, cBytes, 1);
-    EXPECT_THAT(KyTest::ReadFile(mPath), testing::MatchesRegex(".*Z < 53 53 + SS\n"));
+    EXPECT_THAT(KyTest::ReadFile(mPath), KyTest::MatchesPattern(".*Z < 53 53 + SS\n"));
 }
 
 TEST_F(TrafficLogTest, AddsToAFileThatExistsAndEndsTheLastLine)
@@ -64,7 +65,7 @@ TEST_F(TrafficLogTest, AddsToAFileThatExistsAndEndsTheLastLine)
         lLog.Add(TrafficLog::cReceived, cBytes + 2, 1);
         EXPECT_FALSE(lLog.HasFailed());
     }
-    EXPECT_THAT(KyTest::ReadFile(mPath), testing::MatchesRegex("before\n.*Z > 53 54 +ST\n.*Z < 41 +A\n"));
+    EXPECT_THAT(KyTest::ReadFile(mPath), KyTest::MatchesPattern("before\n.*Z > 53 54 +ST\n.*Z < 41 +A\n"));
 }
 
 TEST_F(TrafficLogTest, WithoutAFileNothingHappens)
