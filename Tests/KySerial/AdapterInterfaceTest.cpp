@@ -1,0 +1,118 @@
+#include "KySerial/IKyDeviceAdapter.h"
+#include "KySerial/IKyDeviceEventSink.h"
+#include "Support/ScriptedAdapter.h"
+#include "Support/VirtualSlot.h"
+
+#include <gtest/gtest.h>
+
+#include <type_traits>
+
+using namespace KyTest;
+
+namespace
+{
+
+// One function behind the interface's last: its slot is the number of functions of the interface.
+class BehindAdapter : public IKyDeviceAdapter
+{
+public:
+    virtual void Behind() = 0;
+};
+
+class BehindSink : public IKyDeviceEventSink
+{
+public:
+    virtual void Behind() = 0;
+};
+
+TEST(AdapterInterfaceTest, HasThirtyOneFunctionsAndNoDestructorAmongThem)
+{
+    EXPECT_EQ(GetVirtualSlot(&BehindAdapter::Behind), 31);
+    EXPECT_FALSE(std::has_virtual_destructor_v<IKyDeviceAdapter>);
+    EXPECT_EQ(sizeof(IKyDeviceAdapter), sizeof(void*));
+}
+
+TEST(AdapterInterfaceTest, KeepsTheOrderOfItsFunctions)
+{
+    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::Reserved0), 0);
+    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::IsIntegerFeatureAvailable), 1);
+    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::IsFeatureAvailable), 2);
+    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::Reserved3), 3);
+    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::IsRegisterFeatureAvailable), 4);
+    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::IsFeatureReadable), 5);
+    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::IsFeatureWritable), 6);
+    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::IsEnumEntryAvailable), 7);
+    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::GetIntegerValue), 8);
+    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::GetEnumEntries), 9);
+    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::GetFeatureAsString), 10);
+    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::SetFeatureFromString), 11);
+    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::Reserved12), 12);
+    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::Reserved13), 13);
+    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::GetStringValue), 14);
+    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::GetRegisterLength), 15);
+    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::GetRegisterData), 16);
+    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::SetRegisterData), 17);
+    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::RegisterFeatureInterest), 18);
+    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::UnregisterFeatureInterest), 19);
+    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::WriteRegister), 20);
+    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::ReadRegister), 21);
+    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::WriteMemory), 22);
+    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::Reserved23), 23);
+    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::PostWrite), 24);
+    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::IsConnected), 25);
+    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::IsKorvoVideoInterface), 26);
+    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::IsGigEVision), 27);
+    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::IsAlternateTransport), 28);
+    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::RegisterEventSink), 29);
+    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::UnregisterEventSink), 30);
+}
+
+TEST(AdapterInterfaceTest, KeepsTheTypesOfItsFunctions)
+{
+    using Adapter = IKyDeviceAdapter;
+    using Name = const KyString&;
+    EXPECT_TRUE((std::is_same_v<decltype(&Adapter::IsIntegerFeatureAvailable), bool (Adapter::*)(Name)>));
+    EXPECT_TRUE((std::is_same_v<decltype(&Adapter::IsEnumEntryAvailable), bool (Adapter::*)(Name, Name)>));
+    EXPECT_TRUE((std::is_same_v<decltype(&Adapter::GetIntegerValue), KyResult (Adapter::*)(Name, int64_t&)>));
+    EXPECT_TRUE(
+        (std::is_same_v<decltype(&Adapter::GetEnumEntries), KyResult (Adapter::*)(Name, KyStringList&)>));
+    EXPECT_TRUE(
+        (std::is_same_v<decltype(&Adapter::GetFeatureAsString), KyResult (Adapter::*)(Name, KyString&)>));
+    EXPECT_TRUE(
+        (std::is_same_v<decltype(&Adapter::SetFeatureFromString), KyResult (Adapter::*)(Name, Name)>));
+    EXPECT_TRUE(
+        (std::is_same_v<decltype(&Adapter::GetRegisterLength), KyResult (Adapter::*)(Name, int64_t&)>));
+    EXPECT_TRUE((
+        std::is_same_v<decltype(&Adapter::GetRegisterData), KyResult (Adapter::*)(Name, uint8_t*, int64_t)>));
+    EXPECT_TRUE((std::is_same_v<decltype(&Adapter::SetRegisterData),
+                                KyResult (Adapter::*)(Name, const uint8_t*, int64_t)>));
+    EXPECT_TRUE(
+        (std::is_same_v<decltype(&Adapter::WriteRegister), KyResult (Adapter::*)(uint32_t, uint32_t)>));
+    EXPECT_TRUE(
+        (std::is_same_v<decltype(&Adapter::ReadRegister), KyResult (Adapter::*)(uint32_t, uint32_t&)>));
+    EXPECT_TRUE((std::is_same_v<decltype(&Adapter::WriteMemory),
+                                KyResult (Adapter::*)(const uint8_t*, uint32_t, uint32_t)>));
+    EXPECT_TRUE((std::is_same_v<decltype(&Adapter::PostWrite), KyResult (Adapter::*)(uint32_t)>));
+    EXPECT_TRUE(
+        (std::is_same_v<decltype(&Adapter::RegisterEventSink), KyResult (Adapter::*)(IKyDeviceEventSink*)>));
+}
+
+TEST(EventSinkInterfaceTest, HasTwoFunctionsInOrderAndNoData)
+{
+    EXPECT_EQ(GetVirtualSlot(&IKyDeviceEventSink::NotifyEvent), 0);
+    EXPECT_EQ(GetVirtualSlot(&IKyDeviceEventSink::NotifyFeatureInvalidated), 1);
+    EXPECT_EQ(GetVirtualSlot(&BehindSink::Behind), 2);
+    EXPECT_FALSE(std::has_virtual_destructor_v<IKyDeviceEventSink>);
+    EXPECT_EQ(sizeof(IKyDeviceEventSink), sizeof(void*));
+}
+
+TEST(EventSinkInterfaceTest, KeepsTheTypesOfItsFunctions)
+{
+    using Sink = IKyDeviceEventSink;
+    EXPECT_TRUE(
+        (std::is_same_v<decltype(&Sink::NotifyEvent),
+                        void (Sink::*)(uint16_t, uint16_t, uint64_t, uint64_t, const void*, uint32_t)>));
+    EXPECT_TRUE((std::is_same_v<decltype(&Sink::NotifyFeatureInvalidated), void (Sink::*)(const KyString*)>));
+}
+
+} // namespace

@@ -1,0 +1,132 @@
+#pragma once
+
+#include "Support/AssertRecorder.h"
+#include "Support/RecordingLogSink.h"
+#include "Support/ResultMatcher.h"
+#include "Support/ScriptedAdapter.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace KyTest
+{
+
+using JxUtilsLib::PriorityDebug;
+using JxUtilsLib::PriorityError;
+using JxUtilsLib::PriorityFatal;
+using JxUtilsLib::PriorityInfo;
+using JxUtilsLib::PriorityWarning;
+
+using Lines = std::vector<LogLine>;
+
+/// One call transcript after the other.
+inline Calls Join(const std::vector<Calls>& aParts)
+{
+    Calls lAll;
+    for (const Calls& lPart : aParts)
+    {
+        lAll.insert(lAll.end(), lPart.begin(), lPart.end());
+    }
+    return lAll;
+}
+
+/// What identifying a GigE Vision device asks the adapter.
+inline const Calls cIdentify = {"IsGigEVision", "GetIntegerValue(GevMACAddress)"};
+
+/// A test with a scripted device. Log lines and broken assertions are recorded; those assertions that the
+/// test does not take are failures.
+class EngineTest : public testing::Test
+{
+protected:
+    void TearDown() override { EXPECT_EQ(mAsserts.Take(), Calls()); }
+
+    /// The log lines so far, every one of which is in the library's category.
+    Lines TakeLog()
+    {
+        for (const std::string& lCategory : mLog.GetCategories())
+        {
+            EXPECT_EQ(lCategory, "KySerialLib");
+        }
+        return mLog.Take();
+    }
+
+    /// The same, from one source file.
+    Lines TakeLogOf(const std::string& aFile)
+    {
+        for (const std::string& lFile : mLog.GetFiles())
+        {
+            EXPECT_TRUE(lFile.ends_with("/" + aFile) || lFile.ends_with("\\" + aFile)) << lFile;
+        }
+        return TakeLog();
+    }
+
+    /// Forgets what happened so far.
+    void Forget()
+    {
+        mLog.Take();
+        mDevice.TakeCalls();
+        mDevice.ClearCounts();
+    }
+
+    static void DisableEveryPriority()
+    {
+        JxUtilsLib::Logger::SetPriority(static_cast<JxUtilsLib::PriorityLevel>(PriorityFatal + 1));
+    }
+
+    RecordingLogSink mLog;
+    AssertRecorder mAsserts;
+    ScriptedAdapter mDevice;
+};
+
+/// Little-endian bytes of 32-bit words, as an event carries them.
+inline Bytes Words(const std::vector<uint32_t>& aWords)
+{
+    Bytes lBytes;
+    for (const uint32_t lWord : aWords)
+    {
+        for (unsigned lShift = 0; lShift < 32; lShift += 8)
+        {
+            lBytes.push_back(static_cast<uint8_t>(lWord >> lShift));
+        }
+    }
+    return lBytes;
+}
+
+/// aCount bytes that count up.
+inline Bytes Count(size_t aCount)
+{
+    Bytes lBytes(aCount);
+    for (size_t i = 0; i < aCount; ++i)
+    {
+        lBytes[i] = static_cast<uint8_t>(i);
+    }
+    return lBytes;
+}
+
+/// Everything that a port has received, taken without waiting.
+template<typename Port>
+Bytes ReadAll(Port& aPort)
+{
+    Bytes lAll;
+    uint8_t lPart[256];
+    uint32_t lGot = 0;
+    while (aPort.Read(lPart, sizeof lPart, lGot, 0).IsOK() && lGot > 0)
+    {
+        lAll.insert(lAll.end(), lPart, lPart + lGot);
+    }
+    return lAll;
+}
+
+/// Received bytes waiting.
+template<typename Port>
+uint32_t GetReady(Port& aPort)
+{
+    uint32_t lReady = 0xDEAD;
+    EXPECT_THAT(aPort.GetRxBytesReady(lReady), IsOK());
+    return lReady;
+}
+
+} // namespace KyTest

@@ -1,0 +1,434 @@
+#include "KySerial/FeatureEngineTest.h"
+
+#include "PortMap.h"
+
+using namespace KyTest;
+using namespace KySerialLib;
+
+namespace
+{
+
+constexpr char cIsSupported[] = "KySerialLib::IRegisterSerialPort::IsSupported";
+constexpr char cIsProtocol[] = "KySerialLib::IRegisterSerialPort::IsProtocolSupported";
+constexpr char cOpen[] = "KySerialLib::IRegisterSerialPort::Open";
+constexpr char cSet[] = "KySerialLib::IRegisterSerialPort::SetEventNotification";
+constexpr char cClose[] = "KySerialLib::IRegisterSerialPort::Close";
+constexpr char cNull[] = "Device pointer is NULL.";
+constexpr char cDisconnected[] = "The device is not currently connected.";
+constexpr char cNotKorvo[] = "The device is not an a Korvo video interface.";
+constexpr char cNotSupported[] = "The specified port is not supported by this device.";
+constexpr char cWillClose[] = "IRegisterSerialPort::Open could not set event notification FAILURE will close";
+
+class IRegisterSerialPortTest : public EngineTest
+{
+protected:
+    KyResult Open() { return mEngine.Open(&mDevice, KyDeviceSerialBulk0); }
+
+    bool IsFree(KyDeviceSerial aPort = KyDeviceSerialBulk0)
+    {
+        const bool lFree = PortMap::GetInstance().Lock(&mDevice, aPort);
+        if (lFree)
+        {
+            EXPECT_TRUE(PortMap::GetInstance().Unlock(&mDevice, aPort));
+        }
+        return lFree;
+    }
+
+    void ExpectClosed()
+    {
+        EXPECT_FALSE(mEngine.IsOpened());
+        EXPECT_TRUE(mDevice.GetSinks().empty());
+        EXPECT_TRUE(IsFree());
+    }
+
+    // Open() with the event switch refused in the middle: gives up, having closed again.
+    void ExpectNoNotification(const std::string& aText, bool aAtCloseToo)
+    {
+        EXPECT_THAT(Open(), IsResult(KyResult::FAILURE, ""));
+        const LogLine lFailure{PriorityError, cSet, aText};
+        Lines lLines{lFailure, {PriorityWarning, cOpen, cWillClose}};
+        if (aAtCloseToo)
+        {
+            lLines.push_back(lFailure);
+        }
+        EXPECT_EQ(TakeLogOf("IRegisterSerialPort"), lLines);
+        EXPECT_EQ(mDevice.GetInterest(cUpstreamBuffer), 0);
+        ExpectClosed();
+    }
+
+    IRegisterSerialPort mEngine{false};
+};
+
+TEST_F(IRegisterSerialPortTest, SupportsEachBulkPortByItsThreeFeatures)
+{
+    for (int lPort = 2; lPort <= 9; ++lPort)
+    {
+        SCOPED_TRACE(lPort);
+        EXPECT_TRUE(IRegisterSerialPort::IsSupported(&mDevice, static_cast<KyDeviceSerial>(lPort)));
+        EXPECT_EQ(mDevice.TakeCalls(), AskSupport(lPort - 2));
+    }
+    EXPECT_EQ(TakeLog(), Lines());
+}
+
+TEST_F(IRegisterSerialPortTest, SupportsNoPortWithoutOneOfItsFeatures)
+{
+    const std::pair<Slot, const char*> lFeatures[] = {{Slot::IsRegisterFeatureAvailable, cDownstream},
+                                                      {Slot::IsIntegerFeatureAvailable, cUpstreamLength},
+                                                      {Slot::IsRegisterFeatureAvailable, cUpstreamBuffer}};
+    for (const auto& [lSlot, lName] : lFeatures)
+    {
+        SCOPED_TRACE(lName);
+        mDevice.SetAvailable(lSlot, lName, false);
+        EXPECT_FALSE(IRegisterSerialPort::IsSupported(&mDevice, KyDeviceSerialBulk0));
+        EXPECT_TRUE(IRegisterSerialPort::IsSupported(&mDevice, KyDeviceSerialBulk1));
+        mDevice.SetAvailable(lSlot, lName, true);
+    }
+    EXPECT_EQ(TakeLog(), Lines());
+}
+
+TEST_F(IRegisterSerialPortTest, AsksForFeaturesWithoutANameForOtherPorts)
+{
+    for (const int lPort : {-1, 0, 1, 10, -2, 0x7FFFFFFF})
+    {
+        SCOPED_TRACE(lPort);
+        EXPECT_FALSE(IRegisterSerialPort::IsSupported(&mDevice, static_cast<KyDeviceSerial>(lPort)));
+        const Calls lCalls = mDevice.TakeCalls();
+        ASSERT_GE(lCalls.size(), 3U);
+        EXPECT_EQ(lCalls[2], "IsRegisterFeatureAvailable()");
+    }
+    EXPECT_EQ(TakeLog(), Lines());
+}
+
+TEST_F(IRegisterSerialPortTest, SupportsNothingWithoutADevice)
+{
+    EXPECT_FALSE(IRegisterSerialPort::IsSupported(nullptr, KyDeviceSerialBulk0));
+    EXPECT_EQ(TakeLogOf("IRegisterSerialPort"), (Lines{{PriorityError, cIsSupported, cNull}}));
+    EXPECT_FALSE(IRegisterSerialPort::IsProtocolSupported(nullptr, KyDeviceSerialBulk0, "I2C"));
+    EXPECT_EQ(TakeLogOf("IRegisterSerialPort"), (Lines{{PriorityError, cIsProtocol, cNull}}));
+}
+
+TEST_F(IRegisterSerialPortTest, AsksNothingOfADisconnectedDevice)
+{
+    mDevice.SetAnswer(Slot::IsConnected, false);
+    EXPECT_FALSE(IRegisterSerialPort::IsSupported(&mDevice, KyDeviceSerialBulk0));
+    EXPECT_EQ(mDevice.TakeCalls(), Calls{"IsConnected"});
+    EXPECT_EQ(TakeLog(), (Lines{{PriorityError, cIsSupported, cDisconnected}}));
+    EXPECT_FALSE(IRegisterSerialPort::IsProtocolSupported(&mDevice, KyDeviceSerialBulk0, "I2C"));
+    EXPECT_EQ(mDevice.TakeCalls(), Calls{"IsConnected"});
+    EXPECT_EQ(TakeLog(), (Lines{{PriorityError, cIsProtocol, cDisconnected}}));
+}
+
+TEST_F(IRegisterSerialPortTest, AsksNothingOfAnotherMakersDevice)
+{
+    mDevice.SetAnswer(Slot::IsKorvoVideoInterface, false);
+    EXPECT_FALSE(IRegisterSerialPort::IsSupported(&mDevice, KyDeviceSerialBulk0));
+    EXPECT_EQ(mDevice.TakeCalls(), (Calls{"IsConnected", "IsKorvoVideoInterface"}));
+    EXPECT_EQ(TakeLog(), (Lines{{PriorityError, cIsSupported, cNotKorvo}}));
+}
+
+TEST_F(IRegisterSerialPortTest, WorksOverEveryTransport)
+{
+    mDevice.SetAnswer(Slot::IsGigEVision, false);
+    mDevice.SetAnswer(Slot::IsAlternateTransport, true);
+    EXPECT_TRUE(IRegisterSerialPort::IsSupported(&mDevice, KyDeviceSerialBulk0));
+    EXPECT_THAT(Open(), IsOK());
+    EXPECT_THAT(mEngine.Close(), IsOK());
+}
+
+TEST_F(IRegisterSerialPortTest, OffersTheProtocolsOfTheDevicesBulkMode)
+{
+    EXPECT_TRUE(IRegisterSerialPort::IsProtocolSupported(&mDevice, KyDeviceSerialBulk0, "I2C"));
+    EXPECT_EQ(mDevice.TakeCalls(),
+              Join({{"IsConnected"}, AskSupport(0), {"IsEnumEntryAvailable(BulkMode, I2C)"}}));
+    EXPECT_FALSE(IRegisterSerialPort::IsProtocolSupported(&mDevice, KyDeviceSerialBulk7, "CAN"));
+    EXPECT_EQ(mDevice.TakeCalls(),
+              Join({{"IsConnected"}, AskSupport(7), {"IsEnumEntryAvailable(BulkMode, CAN)"}}));
+    EXPECT_EQ(TakeLog(), Lines());
+}
+
+TEST_F(IRegisterSerialPortTest, OffersNoProtocolOnAPortThatIsNotSupported)
+{
+    mDevice.SetAvailable(Slot::IsRegisterFeatureAvailable, cUpstreamBuffer, false);
+    EXPECT_FALSE(IRegisterSerialPort::IsProtocolSupported(&mDevice, KyDeviceSerialBulk0, "I2C"));
+    EXPECT_EQ(mDevice.GetCallCount(Slot::IsEnumEntryAvailable), 0);
+    EXPECT_EQ(TakeLog(), Lines());
+    mDevice.SetAnswer(Slot::IsKorvoVideoInterface, false);
+    EXPECT_FALSE(IRegisterSerialPort::IsProtocolSupported(&mDevice, KyDeviceSerialBulk1, "I2C"));
+    EXPECT_EQ(TakeLog(), (Lines{{PriorityError, cIsSupported, cNotKorvo}}));
+}
+
+TEST_F(IRegisterSerialPortTest, OpensEachBulkPortInOrder)
+{
+    for (int lPort = 2; lPort <= 9; ++lPort)
+    {
+        SCOPED_TRACE(lPort);
+        EXPECT_FALSE(mEngine.IsOpened());
+        EXPECT_THAT(mEngine.Open(&mDevice, static_cast<KyDeviceSerial>(lPort)), IsOK());
+        EXPECT_EQ(mDevice.TakeCalls(), Join({ClaimFeatures(lPort - 2), SwitchEvent(lPort - 2, "On")}));
+        EXPECT_TRUE(mEngine.IsOpened());
+        EXPECT_FALSE(IsFree(static_cast<KyDeviceSerial>(lPort)));
+        EXPECT_EQ(mDevice.GetSinks(), std::vector<IKyDeviceEventSink*>{&mEngine});
+        EXPECT_EQ(mDevice.GetText("EventNotification"), "On");
+        TakeLog();
+        mDevice.TakeCalls();
+
+        mEngine.PushByte(1, true);
+        EXPECT_THAT(mEngine.Close(), IsOK());
+        EXPECT_EQ(mDevice.TakeCalls(),
+                  Join({{"IsConnected"}, SwitchEvent(lPort - 2, "Off"), ReleaseFeatures(lPort - 2)}));
+        EXPECT_EQ(TakeLog(), Lines());
+        EXPECT_EQ(GetReady(mEngine), 0U);
+        EXPECT_EQ(mDevice.GetText("EventNotification"), "Off");
+        EXPECT_EQ(mDevice.GetText("EventSelector"), "Other");
+        ExpectClosed();
+        mDevice.TakeCalls();
+    }
+}
+
+TEST_F(IRegisterSerialPortTest, LogsNothingWhenAllGoesWell)
+{
+    EXPECT_THAT(Open(), IsOK());
+    EXPECT_THAT(mEngine.Close(), IsOK());
+    EXPECT_EQ(TakeLog(), Lines());
+}
+
+TEST_F(IRegisterSerialPortTest, LeavesASelectorAloneThatIsRightAlready)
+{
+    mDevice.SetText("EventSelector", "Bulk0UpstreamData");
+    EXPECT_THAT(Open(), IsOK());
+    EXPECT_EQ(mDevice.TakeCalls(),
+              Join({ClaimFeatures(0),
+                    {"IsFeatureAvailable(EventSelector)", "GetFeatureAsString(EventSelector)",
+                     "IsFeatureAvailable(EventNotification)", "GetFeatureAsString(EventNotification)",
+                     "SetFeatureFromString(EventNotification, \"On\")"}}));
+}
+
+TEST_F(IRegisterSerialPortTest, LeavesANotificationAloneThatIsOnAlready)
+{
+    mDevice.SetText("EventNotification", "On");
+    EXPECT_THAT(Open(), IsOK());
+    EXPECT_THAT(mEngine.Close(), IsOK());
+    for (const std::string& lCall : mDevice.TakeCalls())
+    {
+        EXPECT_FALSE(lCall.starts_with("SetFeatureFromString(EventNotification")) << lCall;
+    }
+    EXPECT_EQ(mDevice.GetText("EventNotification"), "On");
+}
+
+TEST_F(IRegisterSerialPortTest, PutsAnyEarlierNotificationBack)
+{
+    mDevice.SetText("EventNotification", "Once");
+    EXPECT_THAT(Open(), IsOK());
+    EXPECT_THAT(mEngine.Close(), IsOK());
+    EXPECT_EQ(mDevice.GetText("EventNotification"), "Once");
+    mDevice.SetText("EventNotification", "Off");
+    EXPECT_THAT(Open(), IsOK());
+    EXPECT_THAT(mEngine.Close(), IsOK());
+    EXPECT_EQ(mDevice.GetText("EventNotification"), "Off");
+}
+
+TEST_F(IRegisterSerialPortTest, DoesNotOpenWithoutADevice)
+{
+    EXPECT_THAT(mEngine.Open(nullptr, KyDeviceSerialBulk0), IsResult(KyResult::NO_CONNECTION, cNull));
+    EXPECT_EQ(TakeLogOf("IRegisterSerialPort"), (Lines{{PriorityError, cOpen, cNull}}));
+    EXPECT_FALSE(mEngine.IsOpened());
+}
+
+TEST_F(IRegisterSerialPortTest, DoesNotOpenADisconnectedDevice)
+{
+    mDevice.SetAnswer(Slot::IsConnected, false);
+    EXPECT_THAT(Open(), IsResult(KyResult::NO_CONNECTION, cDisconnected));
+    EXPECT_EQ(mDevice.TakeCalls(), Calls{"IsConnected"});
+    EXPECT_EQ(TakeLog(), (Lines{{PriorityError, cOpen, cDisconnected}}));
+}
+
+TEST_F(IRegisterSerialPortTest, DoesNotOpenAPortThatTheDeviceHasNot)
+{
+    for (const int lPort : {-1, 0, 1, 10})
+    {
+        EXPECT_THAT(mEngine.Open(&mDevice, static_cast<KyDeviceSerial>(lPort)),
+                    IsResult(KyResult::UNSUPPORTED, cNotSupported));
+        EXPECT_EQ(TakeLog(), (Lines{{PriorityError, cOpen, cNotSupported}}));
+        EXPECT_FALSE(mEngine.IsOpened());
+    }
+    mDevice.SetAvailable(Slot::IsIntegerFeatureAvailable, cUpstreamLength, false);
+    EXPECT_THAT(Open(), IsResult(KyResult::UNSUPPORTED, cNotSupported));
+    ExpectClosed();
+}
+
+TEST_F(IRegisterSerialPortTest, DoesNotOpenAPortInUseAndLeavesItsOwnerAlone)
+{
+    ASSERT_THAT(Open(), IsOK());
+    Forget();
+    IRegisterSerialPort lSecond(true);
+    const char* const lText = "The specified port is already in use.";
+    EXPECT_THAT(lSecond.Open(&mDevice, KyDeviceSerialBulk0), IsResult(KyResult::FAILURE, lText));
+    EXPECT_EQ(mDevice.TakeCalls(), Join({{"IsConnected"}, AskSupport(0), cIdentify}));
+    EXPECT_EQ(TakeLog(), (Lines{{PriorityInfo, "KySerialLib::PortMap::Lock",
+                                 "Could not read MAC address from device node map."},
+                                {PriorityError, cOpen, lText}}));
+    EXPECT_FALSE(lSecond.IsOpened());
+    EXPECT_TRUE(mEngine.IsOpened());
+    EXPECT_EQ(mDevice.GetInterest(cUpstreamBuffer), 1);
+    EXPECT_FALSE(IsFree());
+}
+
+TEST_F(IRegisterSerialPortTest, ClosesWhenAFeatureVanishesAfterTheClaim)
+{
+    const std::pair<Slot, int> lVanishing[] = {{Slot::IsRegisterFeatureAvailable, 3},
+                                               {Slot::IsIntegerFeatureAvailable, 2},
+                                               {Slot::IsRegisterFeatureAvailable, 4}};
+    for (const auto& [lSlot, lCall] : lVanishing)
+    {
+        SCOPED_TRACE(testing::Message() << GetSlotName(lSlot) << ' ' << lCall);
+        mDevice.FailCall(lSlot, lCall);
+        EXPECT_THAT(Open(), IsResult(KyResult::UNSUPPORTED, cNotSupported));
+        EXPECT_EQ(mAsserts.Take(), Broken({"0"}));
+        EXPECT_EQ(TakeLog(), (Lines{{PriorityError, cOpen, cNotSupported}}));
+        const Calls lCalls = mDevice.TakeCalls();
+        const Calls lEnd = ReleaseFeatures(0);
+        ASSERT_GT(lCalls.size(), lEnd.size());
+        EXPECT_EQ(Calls(lCalls.end() - static_cast<ptrdiff_t>(lEnd.size()), lCalls.end()), lEnd);
+        EXPECT_EQ(mDevice.GetCallCount(Slot::RegisterEventSink), 0);
+        mDevice.StopFailing();
+        ExpectClosed();
+        mDevice.TakeCalls();
+    }
+}
+
+TEST_F(IRegisterSerialPortTest, OpensWhenTheSinkCannotBeRegistered)
+{
+    mDevice.Fail(Slot::RegisterEventSink, KyResult(KyResult::WRONG_STATE));
+    EXPECT_THAT(Open(), IsOK());
+    EXPECT_EQ(TakeLogOf("IRegisterSerialPort"),
+              (Lines{{PriorityWarning, cOpen,
+                      "IRegisterSerialPort::Open had problems registering event sink! WRONG_STATE"}}));
+    EXPECT_EQ(mDevice.TakeCalls(), Join({ClaimFeatures(0), SwitchEvent(0, "On")}));
+    EXPECT_TRUE(mEngine.IsOpened());
+}
+
+TEST_F(IRegisterSerialPortTest, OpensWhenTheInterestCannotBeRegistered)
+{
+    mDevice.Fail(Slot::RegisterFeatureInterest, KyResult(KyResult::NOT_READABLE));
+    EXPECT_THAT(Open(), IsOK());
+    EXPECT_EQ(TakeLog(), (Lines{{PriorityWarning, cOpen,
+                                 "IRegisterSerialPort::Open had problems registering GenInvalidator! "
+                                 "EventBulk0UpstreamDataBuffer error NOT_READABLE"}}));
+    EXPECT_EQ(mDevice.TakeCalls(), Join({ClaimFeatures(0), SwitchEvent(0, "On")}));
+}
+
+TEST_F(IRegisterSerialPortTest, GivesUpWithoutAnEventSelector)
+{
+    mDevice.SetAvailable(Slot::IsFeatureAvailable, "EventSelector", false);
+    ExpectNoNotification("Couldn't get EventSelector parameter.", true);
+}
+
+TEST_F(IRegisterSerialPortTest, ClosesInOrderWhenItGivesUp)
+{
+    mDevice.SetAvailable(Slot::IsFeatureAvailable, "EventSelector", false);
+    EXPECT_THAT(Open(), IsResult(KyResult::FAILURE, ""));
+    const Calls lAsk{"IsFeatureAvailable(EventSelector)"};
+    EXPECT_EQ(mDevice.TakeCalls(), Join({ClaimFeatures(0), lAsk, {"IsConnected"}, lAsk, ReleaseFeatures(0)}));
+}
+
+TEST_F(IRegisterSerialPortTest, GivesUpWhenTheSelectorCannotBeRead)
+{
+    mDevice.Fail(Slot::GetFeatureAsString, "EventSelector");
+    ExpectNoNotification("Couldn't get EventSelector parameter.", true);
+}
+
+TEST_F(IRegisterSerialPortTest, GivesUpWhenTheSelectorCannotBeSet)
+{
+    mDevice.Fail(Slot::SetFeatureFromString, "EventSelector");
+    ExpectNoNotification("Failed setting parameter EventSelector to Bulk0UpstreamData.", true);
+    EXPECT_EQ(mDevice.GetText("EventNotification"), "Off");
+}
+
+TEST_F(IRegisterSerialPortTest, GivesUpWithoutAnEventNotificationAndLeavesTheSelectorThere)
+{
+    mDevice.SetAvailable(Slot::IsFeatureAvailable, "EventNotification", false);
+    ExpectNoNotification("Couldn't get EventNotification parameter.", true);
+    EXPECT_EQ(mDevice.GetText("EventSelector"), "Bulk0UpstreamData");
+}
+
+TEST_F(IRegisterSerialPortTest, GivesUpWhenTheNotificationCannotBeRead)
+{
+    mDevice.Fail(Slot::GetFeatureAsString, "EventNotification");
+    ExpectNoNotification("Couldn't get EventNotification parameter.", true);
+    EXPECT_EQ(mDevice.GetText("EventSelector"), "Bulk0UpstreamData");
+}
+
+TEST_F(IRegisterSerialPortTest, GivesUpWhenTheNotificationCannotBeSwitchedOn)
+{
+    mDevice.FailCall(Slot::SetFeatureFromString, 2);
+    ExpectNoNotification("Failed setting parameter EventNotification to On.", false);
+    EXPECT_EQ(mDevice.GetText("EventSelector"), "Bulk0UpstreamData");
+}
+
+TEST_F(IRegisterSerialPortTest, OpensWhenTheSelectorCannotBePutBack)
+{
+    mDevice.FailCall(Slot::SetFeatureFromString, 3);
+    EXPECT_THAT(Open(), IsOK());
+    EXPECT_EQ(TakeLog(), Lines());
+    EXPECT_TRUE(mEngine.IsOpened());
+    EXPECT_EQ(mDevice.GetText("EventSelector"), "Bulk0UpstreamData");
+}
+
+TEST_F(IRegisterSerialPortTest, ClosesWhateverTheDeviceRefuses)
+{
+    ASSERT_THAT(Open(), IsOK());
+    mDevice.Fail(Slot::SetFeatureFromString, "EventSelector");
+    mDevice.Fail(Slot::UnregisterEventSink);
+    mDevice.Fail(Slot::UnregisterFeatureInterest);
+    EXPECT_THAT(mEngine.Close(), IsOK());
+    EXPECT_EQ(TakeLog(),
+              (Lines{{PriorityError, cSet, "Failed setting parameter EventSelector to Bulk0UpstreamData."}}));
+    EXPECT_FALSE(mEngine.IsOpened());
+    EXPECT_TRUE(IsFree());
+}
+
+TEST_F(IRegisterSerialPortTest, DoesNotCloseWithoutADevice)
+{
+    EXPECT_THAT(mEngine.Close(), IsResult(KyResult::NO_CONNECTION, cNull));
+    EXPECT_EQ(TakeLogOf("IRegisterSerialPort"), (Lines{{PriorityError, cClose, cNull}}));
+}
+
+TEST_F(IRegisterSerialPortTest, StaysOpenWhenTheDeviceIsGoneAtClose)
+{
+    ASSERT_THAT(Open(), IsOK());
+    Forget();
+    mEngine.PushByte(1, true);
+    mDevice.SetAnswer(Slot::IsConnected, false);
+    EXPECT_THAT(mEngine.Close(), IsResult(KyResult::NO_CONNECTION, cDisconnected));
+    EXPECT_EQ(mDevice.TakeCalls(), Calls{"IsConnected"});
+    EXPECT_EQ(TakeLog(), (Lines{{PriorityError, cClose, cDisconnected}}));
+    EXPECT_TRUE(mEngine.IsOpened());
+    EXPECT_EQ(GetReady(mEngine), 1U);
+    EXPECT_FALSE(IsFree());
+    mDevice.SetAnswer(Slot::IsConnected, true);
+    EXPECT_THAT(mEngine.Close(), IsOK());
+    ExpectClosed();
+}
+
+TEST_F(IRegisterSerialPortTest, FailsTheSameWhenNoPriorityIsEnabled)
+{
+    DisableEveryPriority();
+    mDevice.Fail(Slot::RegisterEventSink);
+    mDevice.SetAvailable(Slot::IsFeatureAvailable, "EventSelector", false);
+    EXPECT_THAT(Open(), IsResult(KyResult::FAILURE, ""));
+    EXPECT_THAT(mEngine.Open(&mDevice, KyDeviceSerialInvalid),
+                IsResult(KyResult::UNSUPPORTED, cNotSupported));
+    EXPECT_EQ(TakeLog(), Lines());
+}
+
+TEST_F(IRegisterSerialPortTest, IgnoresDeviceEvents)
+{
+    ASSERT_THAT(Open(), IsOK());
+    Forget();
+    mDevice.SendEvent(0x9000, Words({0xFFFFFFFF, 1, 2}));
+    EXPECT_EQ(GetReady(mEngine), 0U);
+    EXPECT_EQ(mDevice.TakeCalls(), Calls());
+    EXPECT_EQ(TakeLog(), Lines());
+}
+
+} // namespace

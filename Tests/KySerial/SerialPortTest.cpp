@@ -1,0 +1,332 @@
+#include "KySerial/EngineTest.h"
+#include "Support/VirtualSlot.h"
+
+#include "DeviceSerialPort.h"
+#include "SerialPort.h"
+
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <thread>
+#include <type_traits>
+
+using namespace KyTest;
+using namespace KySerialLib;
+
+namespace
+{
+
+class TestPort : public DeviceSerialPort
+{
+public:
+    bool IsOpened() override { return false; }
+    KyResult Write(const uint8_t* /*aBuffer*/, uint32_t /*aSize*/, uint32_t& /*aBytesWritten*/) override
+    {
+        return KyResult();
+    }
+    KyResult Open(IKyDeviceAdapter* /*aDevice*/, KyDeviceSerial /*aPort*/) override { return KyResult(); }
+
+    void Push(const Bytes& aBytes)
+    {
+        for (const uint8_t lByte : aBytes)
+        {
+            PushByte(lByte, true);
+        }
+    }
+};
+
+// One function behind the engines' contract.
+class BehindPort : public DeviceSerialPort
+{
+public:
+    virtual void Behind() = 0;
+};
+
+class SerialPortTest : public EngineTest
+{
+protected:
+    void TearDown() override
+    {
+        EXPECT_EQ(TakeLog(), Lines()); // nothing of the base logs
+        EngineTest::TearDown();
+    }
+
+    void SetSize(uint32_t aSize) { EXPECT_THAT(mPort.SetRxBufferSize(aSize), IsOK()); }
+
+    uint32_t GetSize()
+    {
+        uint32_t lSize = 0xDEAD;
+        EXPECT_THAT(mPort.GetRxBufferSize(lSize), IsOK());
+        return lSize;
+    }
+
+    // Reads on a second thread, pushing bytes until that has come back.
+    KyResult ReadWhilePushing(uint32_t& aGot)
+    {
+        std::atomic<bool> lDone = false;
+        KyResult lResult;
+        uint8_t lByte = 0;
+        std::thread lReader(
+            [&]
+            {
+                lResult = mPort.Read(&lByte, 1, aGot, 60000);
+                lDone = true;
+            });
+        while (!lDone)
+        {
+            mPort.PushByte(0x55, true);
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        lReader.join();
+        return lResult;
+    }
+
+    uint8_t mBytes[64] = {};
+    uint32_t mGot = 0xDEAD;
+    TestPort mPort;
+};
+
+TEST_F(SerialPortTest, KeepsTheElevenSlotsOfTheEnginesInOrder)
+{
+    // The destructor, slot 2, has two entries in this compiler's tables.
+    EXPECT_EQ(GetVirtualSlot(&SerialPort::NotifyEvent), 0);
+    EXPECT_EQ(GetVirtualSlot(&SerialPort::NotifyFeatureInvalidated), 1);
+    EXPECT_TRUE(std::has_virtual_destructor_v<SerialPort>);
+    EXPECT_EQ(GetVirtualSlot(&SerialPort::Close), 3 + 1);
+    EXPECT_EQ(GetVirtualSlot(&SerialPort::IsOpened), 4 + 1);
+    EXPECT_EQ(GetVirtualSlot(&SerialPort::Write), 5 + 1);
+    EXPECT_EQ(GetVirtualSlot(&SerialPort::FlushRxBuffer), 6 + 1);
+    EXPECT_EQ(GetVirtualSlot(&SerialPort::GetRxBytesReady), 7 + 1);
+    EXPECT_EQ(GetVirtualSlot(&SerialPort::GetRxBufferSize), 8 + 1);
+    EXPECT_EQ(GetVirtualSlot(&SerialPort::SetRxBufferSize), 9 + 1);
+    EXPECT_EQ(GetVirtualSlot(&DeviceSerialPort::Open), 10 + 1);
+    EXPECT_EQ(GetVirtualSlot(&BehindPort::Behind), 11 + 1);
+    EXPECT_EQ(GetVirtualSlot(&SerialPort::Read), -1);
+    EXPECT_TRUE(std::is_abstract_v<SerialPort>);
+    EXPECT_TRUE(std::is_abstract_v<DeviceSerialPort>);
+    EXPECT_TRUE((std::is_base_of_v<IKyDeviceEventSink, SerialPort>));
+}
+
+TEST_F(SerialPortTest, StartsEmptyWith16384Cells)
+{
+    EXPECT_EQ(GetSize(), 16384U);
+    EXPECT_EQ(GetReady(mPort), 0U);
+}
+
+TEST_F(SerialPortTest, IgnoresEventsAndFeatureChanges)
+{
+    mPort.NotifyEvent(0x9000, 0, 0, 0, nullptr, 0);
+    mPort.NotifyEvent(0x9000, 0, 0, 0, mBytes, sizeof mBytes);
+    mPort.NotifyFeatureInvalidated(nullptr);
+    EXPECT_EQ(GetReady(mPort), 0U);
+}
+
+TEST_F(SerialPortTest, GivesBytesInTheOrderInWhichTheyCame)
+{
+    mPort.Push({1, 2, 3});
+    EXPECT_EQ(GetReady(mPort), 3U);
+    EXPECT_THAT(mPort.Read(mBytes, sizeof mBytes, mGot, 0), IsOK());
+    EXPECT_EQ(Bytes(mBytes, mBytes + mGot), (Bytes{1, 2, 3}));
+    EXPECT_EQ(GetReady(mPort), 0U);
+}
+
+TEST_F(SerialPortTest, TakesManyBytesInOneHoldOfTheLock)
+{
+    mPort.LockRx();
+    mPort.PushByte(7, false);
+    mPort.PushByte(8, false);
+    mPort.UnlockRx();
+    mPort.PushByte(9, true);
+    EXPECT_EQ(ReadAll(mPort), (Bytes{7, 8, 9}));
+}
+
+TEST_F(SerialPortTest, KeepsOneByteLessThanCellsAndLosesTheOldest)
+{
+    for (int i = 0; i < 16384; ++i)
+    {
+        mPort.PushByte(static_cast<uint8_t>(i % 251), true);
+    }
+    EXPECT_EQ(GetReady(mPort), 16383U);
+    EXPECT_THAT(mPort.Read(mBytes, 2, mGot, 0), IsOK());
+    EXPECT_EQ(Bytes(mBytes, mBytes + mGot), (Bytes{1, 2}));
+    const Bytes lRest = ReadAll(mPort);
+    EXPECT_EQ(lRest.size(), 16381U);
+    EXPECT_EQ(lRest.back(), 16383 % 251);
+}
+
+TEST_F(SerialPortTest, CountsBytesThatGoAroundTheEndOfTheBuffer)
+{
+    SetSize(8);
+    mPort.Push({1, 2, 3, 4, 5, 6});
+    EXPECT_THAT(mPort.Read(mBytes, 5, mGot, 0), IsOK());
+    mPort.Push({7, 8, 9, 10});
+    EXPECT_EQ(GetReady(mPort), 5U);
+    EXPECT_EQ(ReadAll(mPort), (Bytes{6, 7, 8, 9, 10}));
+    mPort.Push(Count(20));
+    EXPECT_EQ(GetReady(mPort), 7U);
+    EXPECT_EQ(ReadAll(mPort), (Bytes{13, 14, 15, 16, 17, 18, 19}));
+}
+
+TEST_F(SerialPortTest, TimesOutAtOnceWithoutATimeout)
+{
+    EXPECT_THAT(mPort.Read(mBytes, sizeof mBytes, mGot, 0), IsResult(KyResult::TIMED_OUT, ""));
+    EXPECT_EQ(mGot, 0U);
+}
+
+TEST_F(SerialPortTest, WaitsForTheWholeTimeoutWhenNothingComes)
+{
+    const auto lStart = std::chrono::steady_clock::now();
+    EXPECT_THAT(mPort.Read(mBytes, sizeof mBytes, mGot, 100), IsResult(KyResult::TIMED_OUT, ""));
+    EXPECT_GE(std::chrono::steady_clock::now() - lStart, std::chrono::milliseconds(99));
+    EXPECT_EQ(mGot, 0U);
+}
+
+TEST_F(SerialPortTest, ReturnsWhenTheFirstByteComes)
+{
+    std::thread lDevice(
+        [&]
+        {
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+            mPort.PushByte(0x42, true);
+        });
+    EXPECT_THAT(mPort.Read(mBytes, sizeof mBytes, mGot, 60000), IsOK());
+    lDevice.join();
+    EXPECT_EQ(mGot, 1U);
+    EXPECT_EQ(mBytes[0], 0x42);
+}
+
+TEST_F(SerialPortTest, DoesNotWaitToFillTheCallersBuffer)
+{
+    mPort.Push({1, 2, 3});
+    const auto lStart = std::chrono::steady_clock::now();
+    EXPECT_THAT(mPort.Read(mBytes, sizeof mBytes, mGot, 60000), IsOK());
+    EXPECT_LT(std::chrono::steady_clock::now() - lStart, std::chrono::milliseconds(30000));
+    EXPECT_EQ(mGot, 3U);
+}
+
+TEST_F(SerialPortTest, LeavesWhatTheCallersBufferCannotHold)
+{
+    mPort.Push({1, 2, 3, 4, 5});
+    EXPECT_THAT(mPort.Read(mBytes, 2, mGot, 0), IsOK());
+    EXPECT_EQ(Bytes(mBytes, mBytes + mGot), (Bytes{1, 2}));
+    EXPECT_EQ(mBytes[2], 0);
+    EXPECT_EQ(ReadAll(mPort), (Bytes{3, 4, 5}));
+}
+
+TEST_F(SerialPortTest, TakesOneByteForASizeOfNone)
+{
+    mPort.Push({1, 2, 3, 4, 5});
+    EXPECT_THAT(mPort.Read(mBytes, 0, mGot, 0), IsOK());
+    EXPECT_EQ(mGot, 1U);
+    EXPECT_EQ(mBytes[0], 1);
+    EXPECT_EQ(GetReady(mPort), 4U);
+}
+
+TEST_F(SerialPortTest, RefusesANullBufferAndKeepsTheBytes)
+{
+    mPort.Push({1, 2});
+    EXPECT_EQ(mPort.Read(nullptr, 2, mGot, 0).GetCode(), KyResult::BAD_PARAMETER);
+    EXPECT_EQ(mGot, 0U);
+    EXPECT_EQ(mPort.Read(nullptr, 0, mGot, 0).GetCode(), KyResult::BAD_PARAMETER);
+    EXPECT_EQ(ReadAll(mPort), (Bytes{1, 2}));
+    mLog.Take();
+}
+
+TEST_F(SerialPortTest, FindsNothingWhenItIsWokenForNothing)
+{
+    // One cell holds nothing, but the byte that gets lost wakes the reader.
+    SetSize(1);
+    EXPECT_THAT(ReadWhilePushing(mGot), IsOK());
+    EXPECT_EQ(mGot, 0U);
+}
+
+TEST_F(SerialPortTest, IsNotWokenTwiceByOneByte)
+{
+    EXPECT_THAT(ReadWhilePushing(mGot), IsOK());
+    EXPECT_EQ(mGot, 1U);
+    EXPECT_THAT(mPort.FlushRxBuffer(), IsOK());
+    EXPECT_THAT(mPort.Read(mBytes, 1, mGot, 20), IsResult(KyResult::TIMED_OUT, ""));
+}
+
+TEST_F(SerialPortTest, LetsOthersInWhileAReaderWaits)
+{
+    KyResult lResult;
+    std::thread lReader([&] { lResult = mPort.Read(mBytes, 1, mGot, 60000); });
+    for (int i = 0; i < 20; ++i)
+    {
+        EXPECT_EQ(GetReady(mPort), 0U);
+        EXPECT_THAT(mPort.FlushRxBuffer(), IsOK());
+        SetSize(32);
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    mPort.PushByte(1, true);
+    lReader.join();
+    EXPECT_THAT(lResult, IsOK());
+    EXPECT_EQ(mGot, 1U);
+}
+
+TEST_F(SerialPortTest, DropsWaitingBytesWhenFlushed)
+{
+    mPort.Push({1, 2, 3});
+    EXPECT_THAT(mPort.FlushRxBuffer(), IsOK());
+    EXPECT_EQ(GetReady(mPort), 0U);
+    EXPECT_THAT(mPort.Read(mBytes, 1, mGot, 0), IsResult(KyResult::TIMED_OUT, ""));
+    mPort.Push({4});
+    EXPECT_EQ(ReadAll(mPort), Bytes{4});
+}
+
+TEST_F(SerialPortTest, DropsWaitingBytesWhenClosed)
+{
+    mPort.Push({1, 2, 3});
+    EXPECT_THAT(mPort.Close(), IsOK());
+    EXPECT_EQ(GetReady(mPort), 0U);
+    EXPECT_EQ(GetSize(), 16384U);
+}
+
+TEST_F(SerialPortTest, DropsWaitingBytesWhenResized)
+{
+    mPort.Push({1, 2, 3});
+    SetSize(5);
+    EXPECT_EQ(GetSize(), 5U);
+    EXPECT_EQ(GetReady(mPort), 0U);
+    mPort.Push({1, 2, 3, 4, 5});
+    EXPECT_EQ(ReadAll(mPort), (Bytes{2, 3, 4, 5}));
+}
+
+TEST_F(SerialPortTest, TakesEverySmallSize)
+{
+    for (uint32_t lSize = 0; lSize <= 9; ++lSize)
+    {
+        SCOPED_TRACE(lSize);
+        SetSize(lSize);
+        EXPECT_EQ(GetSize(), lSize);
+        mPort.Push(Count(25));
+        const uint32_t lKept = lSize > 1 ? lSize - 1 : 0;
+        EXPECT_EQ(GetReady(mPort), lKept);
+        const Bytes lAll = Count(25);
+        EXPECT_EQ(ReadAll(mPort), Bytes(lAll.end() - lKept, lAll.end()));
+        EXPECT_THAT(mPort.Read(mBytes, 1, mGot, 0), IsResult(KyResult::TIMED_OUT, ""));
+        EXPECT_THAT(mPort.Read(mBytes, 1, mGot, 1), IsResult(KyResult::TIMED_OUT, ""));
+        EXPECT_THAT(mPort.FlushRxBuffer(), IsOK());
+        EXPECT_THAT(mPort.Close(), IsOK());
+    }
+}
+
+TEST_F(SerialPortTest, WorksAgainAfterASizeOfNone)
+{
+    SetSize(0);
+    mPort.Push({1});
+    SetSize(1000);
+    mPort.Push({2, 3});
+    EXPECT_EQ(ReadAll(mPort), (Bytes{2, 3}));
+}
+
+TEST_F(SerialPortTest, IsDestroyedThroughItsBase)
+{
+    std::unique_ptr<SerialPort> lPort = std::make_unique<TestPort>();
+    lPort->PushByte(1, true);
+    lPort.reset(); // the leak checker looks at the rest
+    EXPECT_EQ(lPort, nullptr);
+}
+
+} // namespace
