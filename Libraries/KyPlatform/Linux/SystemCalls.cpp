@@ -3,7 +3,9 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <linux/futex.h>
+#include <sys/eventfd.h>
 #include <sys/file.h>
+#include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -28,6 +30,16 @@ int OpenFile(int aFolder, const char* aName, int aFlags, mode_t aMode)
 long Futex(uint32_t* aWord, int aOperation, uint32_t aValue, const timespec* aTimeout)
 {
     return ::syscall(SYS_futex, aWord, aOperation, aValue, aTimeout, nullptr, 0);
+}
+
+int Control(int aDescriptor, unsigned long aRequest, void* aArgument)
+{
+    return ::ioctl(aDescriptor, aRequest, aArgument);
+}
+
+int Replace(int aFrom, int aTo, int aFlags)
+{
+    return ::dup3(aFrom, aTo, aFlags);
 }
 
 int InitMutex(pthread_mutex_t* aMutex)
@@ -93,6 +105,14 @@ SystemCalls GetRealSystem() noexcept
     lReal.mLockMutex = &LockMutex;
     lReal.mMendMutex = &::pthread_mutex_consistent;
     lReal.mUnlockMutex = &::pthread_mutex_unlock;
+    lReal.mMakeEvent = &::eventfd;
+    lReal.mRead = &::read;
+    lReal.mWrite = &::write;
+    lReal.mPoll = &::poll;
+    lReal.mControl = &Control;
+    lReal.mReplace = &Replace;
+    lReal.mStartThread = &::pthread_create;
+    lReal.mNameThread = &::pthread_setname_np;
     return lReal;
 }
 

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <ctime>
 #include <dirent.h>
+#include <poll.h>
 #include <pthread.h>
 #include <sys/stat.h>
 #include <sys/types.h>
@@ -11,10 +12,10 @@
 namespace KyPlatform
 {
 
-/// Every call into the system that the named objects make, so that a test can put a failing one in its place.
+/// Every call into the system that this layer makes, so that a test can put a failing one in its place.
 ///
 /// The entries are the system's own functions, with their own results and errno. Replace them only while no
-/// other thread uses a named object.
+/// other thread is in this layer.
 struct SystemCalls
 {
     const char* mFolder; ///< What the sessions' folders begin with; their number follows.
@@ -41,6 +42,16 @@ struct SystemCalls
     int (*mLockMutex)(pthread_mutex_t*, const timespec*); ///< Until a moment of the clock that nobody sets.
     int (*mMendMutex)(pthread_mutex_t*);                  ///< Makes the lock of a dead owner usable.
     int (*mUnlockMutex)(pthread_mutex_t*);
+
+    // Host ports, stop events and threads.
+    int (*mMakeEvent)(unsigned, int);
+    ssize_t (*mRead)(int, void*, size_t);
+    ssize_t (*mWrite)(int, const void*, size_t);
+    int (*mPoll)(pollfd*, nfds_t, int);
+    int (*mControl)(int, unsigned long, void*);
+    int (*mReplace)(int, int, int); ///< Makes the second number mean what the first one means.
+    int (*mStartThread)(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
+    int (*mNameThread)(pthread_t, const char*);
 };
 
 /// The table in use.

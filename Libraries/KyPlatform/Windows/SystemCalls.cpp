@@ -25,6 +25,15 @@ SystemCalls GetRealSystem() noexcept
     lReal.mWait = &::WaitForSingleObject;
     lReal.mWaitForAll = &::WaitForMultipleObjects;
     lReal.mGetSession = &::ProcessIdToSessionId;
+    lReal.mOpenPort = &::CreateFileA;
+    lReal.mSetTimeouts = &::SetCommTimeouts;
+    lReal.mGetLine = &::GetCommState;
+    lReal.mSetLine = &::SetCommState;
+    lReal.mReadPort = &::ReadFile;
+    lReal.mWritePort = &::WriteFile;
+    lReal.mGetResult = &::GetOverlappedResult;
+    lReal.mCancel = &::CancelIoEx;
+    lReal.mCreateThread = &::CreateThread;
     return lReal;
 }
 

@@ -11,10 +11,10 @@
 namespace KyPlatform
 {
 
-/// Every call into the system that the named objects make, so that a test can put a failing one in its place.
+/// Every call into the system that this layer makes, so that a test can put a failing one in its place.
 ///
 /// The entries are the system's own functions, with their own results and GetLastError(). Replace them only
-/// while no other thread uses a named object.
+/// while no other thread is in this layer.
 struct SystemCalls
 {
     HANDLE(WINAPI* mCreateMutex)(SECURITY_ATTRIBUTES*, BOOL, const char*);
@@ -36,6 +36,17 @@ struct SystemCalls
     DWORD(WINAPI* mWait)(HANDLE, DWORD);
     DWORD(WINAPI* mWaitForAll)(DWORD, const HANDLE*, BOOL, DWORD);
     BOOL(WINAPI* mGetSession)(DWORD, DWORD*);
+
+    // Host ports and threads.
+    HANDLE(WINAPI* mOpenPort)(const char*, DWORD, DWORD, SECURITY_ATTRIBUTES*, DWORD, DWORD, HANDLE);
+    BOOL(WINAPI* mSetTimeouts)(HANDLE, COMMTIMEOUTS*);
+    BOOL(WINAPI* mGetLine)(HANDLE, DCB*);
+    BOOL(WINAPI* mSetLine)(HANDLE, DCB*);
+    BOOL(WINAPI* mReadPort)(HANDLE, void*, DWORD, DWORD*, OVERLAPPED*);
+    BOOL(WINAPI* mWritePort)(HANDLE, const void*, DWORD, DWORD*, OVERLAPPED*);
+    BOOL(WINAPI* mGetResult)(HANDLE, OVERLAPPED*, DWORD*, BOOL);
+    BOOL(WINAPI* mCancel)(HANDLE, OVERLAPPED*);
+    HANDLE(WINAPI* mCreateThread)(SECURITY_ATTRIBUTES*, SIZE_T, LPTHREAD_START_ROUTINE, void*, DWORD, DWORD*);
 };
 
 /// The table in use.
