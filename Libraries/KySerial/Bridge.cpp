@@ -20,7 +20,8 @@ constexpr char cSourceFile[] = "Libraries/KySerial/Bridge";
 
 constexpr uint32_t cReceiveBufferSize = 0x10000;
 
-// A write to the device that the line holds up lasts this long at most, so that stopping does not wait for it.
+// A write to the device that the line holds up lasts this long at most, so that stopping does not wait for
+// it.
 constexpr uint32_t cPieceTime = 100;
 constexpr uint32_t cSmallestPiece = 64;
 
@@ -32,7 +33,8 @@ Bridge::~Bridge()
 {
     KY_LOG(*mLogger, JxUtilsLib::PriorityInfo, "KySerialLib::Bridge::~Bridge",
            "Bridge releasing serial port resources.");
-    static_cast<void>(CatchOutOfMemory([this] { return RestorePortConfig(); })); // ignored: nobody left to tell
+    static_cast<void>(
+        CatchOutOfMemory([this] { return RestorePortConfig(); })); // ignored: nobody left to tell
     if (mDevice != nullptr)
     {
         static_cast<void>(mDevice->UnregisterEventSink(this)); // ignored, like the other steps of letting go
@@ -163,7 +165,8 @@ KyResult Bridge::Recover()
         return KyResult(KyResult::NOT_OPEN);
     }
     mGate.Shut();
-    static_cast<void>(mDevicePort->Close()); // ignored: what matters is what comes through the port afterwards
+    static_cast<void>(
+        mDevicePort->Close()); // ignored: what matters is what comes through the port afterwards
     static_cast<void>(mDevicePort->Open(mDevice, mDevicePortID));
     mGate.Open();
     return KyResult(KyResult::OK);
@@ -172,12 +175,7 @@ KyResult Bridge::Recover()
 bool Bridge::ReadFromDevice(uint8_t* aBuffer, uint32_t aSize, uint32_t& aRead, uint32_t aTimeout)
 {
     const BridgeGateScope lInside(mGate);
-    if (!mDevicePort->Read(aBuffer, aSize, aRead, aTimeout).IsOK() || aRead == 0)
-    {
-        return false;
-    }
-    mStatistics.mBytesReceivedFromDevice += aRead;
-    return true;
+    return mDevicePort->Read(aBuffer, aSize, aRead, aTimeout).IsOK() && aRead > 0;
 }
 
 // Only engines that wait for the line byte by byte or chunk by chunk are given pieces.

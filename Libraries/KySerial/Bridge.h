@@ -19,15 +19,15 @@ namespace KySerialLib
 
 class FeatureSelectorScope;
 
-/// What both kinds of bridges have in common: the device port, its settings in the device's features, and the two
-/// threads that relay bytes.
+/// What both kinds of bridges have in common: the device port, its settings in the device's features, and the
+/// two threads that relay bytes.
 ///
 /// Order of calls: construct, OpenDevicePort(), what the flavour opens, Start(), destroy. The flavours'
-/// destructors call StopThreads() first, because the threads use the flavour's members; this one's restores the
-/// device's settings.
+/// destructors call StopThreads() first, because the threads use the flavour's members; this one's restores
+/// the device's settings.
 ///
-/// Threads: one caller; GetBaudRate(), the statistics and Recover() also while the threads run, from anywhere.
-/// The adapter must outlive the bridge.
+/// Threads: one caller; GetBaudRate(), the statistics and Recover() also while the threads run, from
+/// anywhere. The adapter must outlive the bridge.
 class Bridge : public IKyDeviceEventSink
 {
 public:
@@ -40,8 +40,8 @@ public:
                      const void* aData, uint32_t aDataLength) override;
     void NotifyFeatureInvalidated(const KyString* aName) override;
 
-    /// Restores the device's settings, closes the device port and lets go of the adapter. The threads must have
-    /// ended.
+    /// Restores the device's settings, closes the device port and lets go of the adapter. The threads must
+    /// have ended.
     virtual ~Bridge();
 
     /// The rate last written to the device; the flavours give their own while there is none.
@@ -59,8 +59,8 @@ public:
     /// Starts the two threads. \return OK; FAILURE: what was made already stays, the destructor undoes it.
     KyResult Start();
 
-    /// Ends the threads. Harmless when none run. Blocks until they have ended: at most the 100 ms that a read of
-    /// the device port waits, unless the device itself holds a write up.
+    /// Ends the threads. Harmless when none run. Blocks until they have ended: at most the 100 ms that a read
+    /// of the device port waits, unless the device itself holds a write up.
     void StopThreads();
 
     /// Closes the device port and opens it again, for a device that was away.
@@ -71,8 +71,8 @@ public:
     /// Finds the names of the port's features.
     void GetParameters();
 
-    /// Save and restore the port's settings. Features that the device lacks, and single failures, are passed over.
-    /// \return OK; UNSUPPORTED: the selector cannot be set.
+    /// Save and restore the port's settings. Features that the device lacks, and single failures, are passed
+    /// over. \return OK; UNSUPPORTED: the selector cannot be set.
     KyResult BackupPortConfig();
     KyResult RestorePortConfig();
 

@@ -3,7 +3,6 @@
 #include "BridgePacer.h"
 #include "JxUtilsLib/Assert.h"
 #include "LogResult.h"
-#include "OutOfMemory.h"
 
 #include <array>
 #include <cstring>
@@ -181,11 +180,11 @@ KyResult BridgeCOM::SetSerialPortConfiguration(const KySerialPortConfiguration& 
     }
     if (!mHostPort.SetLine(ToHostLine(aConfiguration)))
     {
-        return KY_LOG_RESULT(*mLogger, KyResult::FAILURE, cFunction,
-                             "Unable to set COM port configuraton.");
+        return KY_LOG_RESULT(*mLogger, KyResult::FAILURE, cFunction, "Unable to set COM port configuraton.");
     }
     SetConfiguration(aConfiguration);
-    static_cast<void>(ConfigurePort()); // ignored: the host port works, and the device's refusals are in the log
+    static_cast<void>(
+        ConfigurePort()); // ignored: the host port works, and the device's refusals are in the log
     return lResult;
 }
 
@@ -244,6 +243,7 @@ void BridgeCOM::RelayDown()
     BridgePacer lPacer;
     while (!mStop)
     {
+        lPacer.Begin();
         const HostTransferResult lRead = mHostPort.Read(lBuffer.data(), cBufferSize, mStopEvent);
         if (lRead.mEnd == HostTransfer::Stopped)
         {

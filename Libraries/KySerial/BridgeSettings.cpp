@@ -164,7 +164,8 @@ KyResult Bridge::RefreshSupportedBaudRates()
     }
     for (const KyString* lEntry = lEntries.GetFirst(); lEntry != nullptr; lEntry = lEntries.GetNext())
     {
-        // Number and base as this conversion takes them: entries of devices in the field are written to suit it.
+        // Number and base as this conversion takes them: entries of devices in the field are written to suit
+        // it.
         int lBaudRate = 0;
         const bool lIsRate = std::sscanf(lEntry->GetAscii(), "Baud%i", &lBaudRate) == 1;
         if (lIsRate && IsBaudRateSupported(static_cast<uint32_t>(lBaudRate)))

@@ -8,10 +8,11 @@
 namespace KySerialLib
 {
 
-/// Addresses features that depend on a selector: sets the selector, and sets it once more when the scope ends.
+/// Addresses features that depend on a selector: sets the selector, and sets it once more when the scope
+/// ends.
 ///
-/// The scope does not put the former value back: after every bridge operation the selector stays on the bridged
-/// port, and device set-ups rely on finding it there.
+/// The scope does not put the former value back: after every bridge operation the selector stays on the
+/// bridged port, and device set-ups rely on finding it there.
 class FeatureSelectorScope
 {
 public:

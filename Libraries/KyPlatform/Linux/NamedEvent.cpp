@@ -49,22 +49,21 @@ std::atomic_ref<uint32_t> GetWord(void* aObject)
 
 using Clock = std::chrono::steady_clock;
 
-/// Sleeps while the word is aWord, at most until aUntil and never longer than a sleeper may go without a
-/// look. \return False: aUntil has passed, or the system refused.
-bool Sleep(void* aObject, uint32_t aWord, bool aEndless, Clock::time_point aUntil)
+/// Sleeps while the word is aWord.
+/// \param aTime  Milliseconds, no more than a sleeper may go without a look.
+/// \return False: the system refused.
+bool Sleep(void* aObject, uint32_t aWord, uint32_t aTime)
 {
-    auto lLeft = std::chrono::nanoseconds(std::chrono::milliseconds(NamedEvent::cLookAgain));
-    if (!aEndless)
-    {
-        lLeft = std::min(lLeft, std::chrono::duration_cast<std::chrono::nanoseconds>(aUntil - Clock::now()));
-        if (lLeft.count() <= 0)
-        {
-            return false;
-        }
-    }
-    const timespec lTime{lLeft.count() / 1000000000, lLeft.count() % 1000000000};
+    const timespec lTime{0, static_cast<long>(aTime) * 1000000};
     return gSystem.mFutex(GetAddress(aObject), FUTEX_WAIT, aWord, &lTime) == 0 || errno == EAGAIN ||
            errno == EINTR || errno == ETIMEDOUT;
+}
+
+/// Milliseconds until aUntil, rounded up, at most aLongest.
+uint32_t GetLeft(Clock::time_point aUntil, uint32_t aLongest)
+{
+    const auto lLeft = std::chrono::ceil<std::chrono::milliseconds>(aUntil - Clock::now()).count();
+    return static_cast<uint32_t>(std::clamp<int64_t>(lLeft, 0, aLongest));
 }
 
 } // namespace
@@ -149,23 +148,26 @@ WaitResult NamedEvent::Wait(uint32_t aTimeout) noexcept
         return WaitResult::TimedOut;
     }
     const bool lEndless = aTimeout == cInfinite;
-    const Clock::time_point lUntil =
-        lEndless ? Clock::time_point() : Clock::now() + std::chrono::milliseconds(aTimeout);
+    const auto lUntil = lEndless ? Clock::time_point() : Clock::now() + std::chrono::milliseconds(aTimeout);
     const uint32_t lFirst = lNow & cCount;
-    // A count that moved says that the event was set meanwhile, whatever it is now.
+    uint32_t lTime = std::min(aTimeout, cLookAgain);
+    // A count that has moved says that the event was set meanwhile, whatever it is now.
     while ((lNow & cSet) == 0 && (lNow & cCount) == lFirst)
     {
-        const uint32_t lAsleep = lNow | cSleepers;
-        if (!lWord.compare_exchange_strong(lNow, lAsleep))
+        if (lTime == 0)
+        {
+            return WaitResult::TimedOut;
+        }
+        if (!lWord.compare_exchange_strong(lNow, lNow | cSleepers))
         {
             continue;
         }
-        if (!Sleep(mObject, lAsleep, lEndless, lUntil))
+        if (!Sleep(mObject, lNow | cSleepers, lTime))
         {
-            lNow = lWord.load();
-            return (lNow & cSet) != 0 || (lNow & cCount) != lFirst ? WaitResult::Done : WaitResult::TimedOut;
+            return WaitResult::Failed;
         }
         lNow = lWord.load();
+        lTime = lEndless ? cLookAgain : GetLeft(lUntil, cLookAgain);
     }
     return WaitResult::Done;
 }

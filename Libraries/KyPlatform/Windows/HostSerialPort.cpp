@@ -87,8 +87,8 @@ bool HostSerialPort::Open(const char* aPath) noexcept
     {
         return false;
     }
-    lPort->mReadEvent = gSystem.mCreateEvent(nullptr, TRUE, FALSE, nullptr);
-    lPort->mWriteEvent = gSystem.mCreateEvent(nullptr, TRUE, FALSE, nullptr);
+    lPort->mReadEvent = gSystem.mMakeEvent(nullptr, TRUE, FALSE, nullptr);
+    lPort->mWriteEvent = gSystem.mMakeEvent(nullptr, TRUE, FALSE, nullptr);
     const bool lComplete = lPort->mReadEvent != nullptr && lPort->mWriteEvent != nullptr;
     mObject = lPort.release();
     if (!lComplete)

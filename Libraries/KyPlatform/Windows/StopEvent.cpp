@@ -8,7 +8,7 @@ namespace KyPlatform
 bool StopEvent::Create() noexcept
 {
     Close();
-    mObject = gSystem.mCreateEvent(nullptr, TRUE, FALSE, nullptr);
+    mObject = gSystem.mMakeEvent(nullptr, TRUE, FALSE, nullptr);
     return mObject != nullptr;
 }
 

@@ -25,6 +25,7 @@ SystemCalls GetRealSystem() noexcept
     lReal.mWait = &::WaitForSingleObject;
     lReal.mWaitForAll = &::WaitForMultipleObjects;
     lReal.mGetSession = &::ProcessIdToSessionId;
+    lReal.mMakeEvent = &::CreateEventA;
     lReal.mOpenPort = &::CreateFileA;
     lReal.mSetTimeouts = &::SetCommTimeouts;
     lReal.mGetLine = &::GetCommState;

@@ -37,7 +37,8 @@ struct SystemCalls
     DWORD(WINAPI* mWaitForAll)(DWORD, const HANDLE*, BOOL, DWORD);
     BOOL(WINAPI* mGetSession)(DWORD, DWORD*);
 
-    // Host ports and threads.
+    // Host ports, stop events and threads.
+    HANDLE(WINAPI* mMakeEvent)(SECURITY_ATTRIBUTES*, BOOL, BOOL, const char*); ///< One without a name.
     HANDLE(WINAPI* mOpenPort)(const char*, DWORD, DWORD, SECURITY_ATTRIBUTES*, DWORD, DWORD, HANDLE);
     BOOL(WINAPI* mSetTimeouts)(HANDLE, COMMTIMEOUTS*);
     BOOL(WINAPI* mGetLine)(HANDLE, DCB*);
