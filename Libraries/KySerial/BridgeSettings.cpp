@@ -25,7 +25,7 @@ KyString Bridge::FindFeature(const char* aPrefix, const char* aSuffix)
     char lText[64];
     static_cast<void>(std::snprintf(lText, sizeof lText, "%s%s", aPrefix, aSuffix)); // 8 + 13 bytes at most
     const KyString lName(lText);
-    return mDevice->IsFeatureAvailable(lName) ? lName : KyString();
+    return mDevice != nullptr && mDevice->IsFeatureAvailable(lName) ? lName : KyString();
 }
 
 void Bridge::RegisterInterest(const KyString& aFeature)
