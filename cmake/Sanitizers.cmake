@@ -1,7 +1,7 @@
 # Instruments everything that is built here, the test framework included: a half-instrumented
 # program makes the thread sanitizer miss the ordering that the other half gives.
 if(KYSERIAL_SANITIZE)
-  add_compile_options(-fsanitize=${KYSERIAL_SANITIZE} -fno-omit-frame-pointer -g)
+  add_compile_options(-fsanitize=${KYSERIAL_SANITIZE} -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${KYSERIAL_SANITIZE})
   if(KYSERIAL_SANITIZE MATCHES "undefined")
     add_compile_options(-fno-sanitize-recover=all)

@@ -370,9 +370,10 @@ KyResult IRegisterSerialPort::TransmitData(const uint8_t* aData, uint32_t aSize)
 KyResult IRegisterSerialPort::TransmitSPI(const uint8_t* aData, uint32_t aSize, uint32_t aReadSize,
                                           bool aSimultaneous, bool aFinal)
 {
-    // Adds the remainder, not the padding: stricter than needed for some sizes, and kept so.
-    // clang-format off: the text of an assertion is fixed to the blank
-    JX_ASSERT(aSize + (aSize % 4) + 12 <= mDownstreamBufferLength);
+    // Adds the remainder, not the padding: stricter than needed for some sizes, and kept so. The text of an
+    // assertion is fixed to the blank.
+    // clang-format off
+    JX_ASSERT(aSize + (aSize%4) + 12 <= mDownstreamBufferLength);
     // clang-format on
     if (aSimultaneous && aReadSize != aSize)
     {

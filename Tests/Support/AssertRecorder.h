@@ -1,6 +1,7 @@
 #pragma once
 
 #include "JxUtilsLib/Assert.h"
+#include "Support/AllocationPause.h"
 
 #include <mutex>
 #include <string>
@@ -34,6 +35,7 @@ public:
 private:
     static void Handle(const char* aText, const char* /*aFile*/, int /*aLine*/)
     {
+        const AllocationPause lPause;
         const std::lock_guard<std::mutex> lLock(sMutex);
         sTexts.emplace_back(aText);
     }

@@ -1,0 +1,244 @@
+#include "KyPlatform/Console.h"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <climits>
+#include <csignal>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <termios.h>
+#include <unistd.h>
+
+namespace KyPlatform
+{
+
+namespace
+{
+
+constexpr std::array cWatchedSignals = {SIGINT, SIGTERM, SIGHUP};
+
+/// The eventfd that the signal handler raises; -1 without a watching console.
+std::atomic<int> gInterruptFile{-1};
+
+void Raise(int aFile)
+{
+    const uint64_t lOne = 1;
+    // A full counter is raised already; nothing else can fail on an eventfd.
+    [[maybe_unused]] const ssize_t lWritten = ::write(aFile, &lOne, sizeof(lOne));
+}
+
+void OnSignal(int)
+{
+    const int lError = errno; // the interrupted code must not see it change
+    const int lFile = gInterruptFile.load(std::memory_order_relaxed);
+    if (lFile >= 0)
+    {
+        Raise(lFile);
+    }
+    errno = lError;
+}
+
+using Clock = std::chrono::steady_clock;
+
+/// Milliseconds until aEnd for poll(), rounded up; -1 when the wait has no end.
+int RemainingTime(uint32_t aTimeout, Clock::time_point aEnd)
+{
+    if (aTimeout == Console::cInfinite)
+    {
+        return -1;
+    }
+    const auto lLeft = std::chrono::ceil<std::chrono::milliseconds>(aEnd - Clock::now()).count();
+    return static_cast<int>(std::clamp<int64_t>(lLeft, 0, INT_MAX));
+}
+
+bool IsTransient(int aError)
+{
+    return aError == EINTR || aError == EAGAIN;
+}
+
+} // namespace
+
+struct Console::State
+{
+    int mInterruptFile = -1;
+    bool mRaw = false;
+    bool mWatching = false;
+    termios mFormerMode{};
+    struct sigaction mFormerPipeAction
+    {
+    };
+    std::array<struct sigaction, cWatchedSignals.size()> mFormerActions{};
+};
+
+Console::Console() : mThis(new State)
+{
+    mThis->mInterruptFile = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    struct sigaction lIgnore = {};
+    lIgnore.sa_handler = SIG_IGN;
+    ::sigaction(SIGPIPE, &lIgnore, &mThis->mFormerPipeAction);
+}
+
+Console::~Console()
+{
+    LeaveRawMode();
+    if (mThis->mWatching)
+    {
+        for (size_t lIndex = 0; lIndex < cWatchedSignals.size(); ++lIndex)
+        {
+            ::sigaction(cWatchedSignals[lIndex], &mThis->mFormerActions[lIndex], nullptr);
+        }
+        gInterruptFile = -1;
+    }
+    ::sigaction(SIGPIPE, &mThis->mFormerPipeAction, nullptr);
+    ::close(mThis->mInterruptFile);
+    delete mThis;
+}
+
+bool Console::IsInputTerminal()
+{
+    return ::isatty(STDIN_FILENO) == 1;
+}
+
+bool Console::IsOutputTerminal()
+{
+    return ::isatty(STDOUT_FILENO) == 1;
+}
+
+bool Console::IsErrorTerminal()
+{
+    return ::isatty(STDERR_FILENO) == 1;
+}
+
+bool Console::EnterRawMode()
+{
+    if (mThis->mRaw)
+    {
+        return true;
+    }
+    if (::tcgetattr(STDIN_FILENO, &mThis->mFormerMode) != 0)
+    {
+        return false;
+    }
+    // Output processing stays on: log lines and messages share the terminal and end with a bare line feed.
+    termios lMode = mThis->mFormerMode;
+    lMode.c_iflag &= ~static_cast<tcflag_t>(IGNBRK | BRKINT | PARMRK | ISTRIP | INLCR | IGNCR | ICRNL | IXON);
+    lMode.c_lflag &= ~static_cast<tcflag_t>(ECHO | ECHONL | ICANON | ISIG | IEXTEN);
+    lMode.c_cc[VMIN] = 1;
+    lMode.c_cc[VTIME] = 0;
+    mThis->mRaw = ::tcsetattr(STDIN_FILENO, TCSADRAIN, &lMode) == 0;
+    return mThis->mRaw;
+}
+
+void Console::LeaveRawMode()
+{
+    if (mThis->mRaw)
+    {
+        ::tcsetattr(STDIN_FILENO, TCSADRAIN, &mThis->mFormerMode);
+        mThis->mRaw = false;
+    }
+}
+
+bool Console::WatchInterrupts()
+{
+    if (mThis->mWatching)
+    {
+        return true;
+    }
+    if (mThis->mInterruptFile < 0)
+    {
+        return false;
+    }
+    gInterruptFile = mThis->mInterruptFile;
+    struct sigaction lAction = {};
+    lAction.sa_handler = OnSignal;
+    lAction.sa_flags = SA_RESTART;
+    sigemptyset(&lAction.sa_mask);
+    for (size_t lIndex = 0; lIndex < cWatchedSignals.size(); ++lIndex)
+    {
+        ::sigaction(cWatchedSignals[lIndex], &lAction, &mThis->mFormerActions[lIndex]);
+    }
+    mThis->mWatching = true;
+    return true;
+}
+
+Console::ReadResult Console::Read(uint8_t* aBuffer, size_t aSize, size_t& aRead, uint32_t aTimeout)
+{
+    aRead = 0;
+    const Clock::time_point lEnd = Clock::now() + std::chrono::milliseconds(aTimeout);
+    for (;;)
+    {
+        pollfd lFiles[2] = {{STDIN_FILENO, POLLIN, 0}, {mThis->mInterruptFile, POLLIN, 0}};
+        const int lReady = ::poll(lFiles, 2, RemainingTime(aTimeout, lEnd));
+        if (lReady < 0 && !IsTransient(errno))
+        {
+            return ReadResult::End;
+        }
+        if (lReady > 0 && lFiles[1].revents != 0)
+        {
+            return ReadResult::Interrupted;
+        }
+        if (lReady > 0)
+        {
+            const ssize_t lRead = ::read(STDIN_FILENO, aBuffer, aSize);
+            if (lRead > 0)
+            {
+                aRead = static_cast<size_t>(lRead);
+                return ReadResult::Data;
+            }
+            if (lRead == 0 || !IsTransient(errno))
+            {
+                return ReadResult::End; // a terminal that was hung up reports EIO
+            }
+        }
+        if (aTimeout != cInfinite && Clock::now() >= lEnd)
+        {
+            return ReadResult::TimedOut;
+        }
+    }
+}
+
+void Console::Interrupt()
+{
+    Raise(mThis->mInterruptFile);
+}
+
+bool Console::IsInterrupted() const
+{
+    pollfd lFile = {mThis->mInterruptFile, POLLIN, 0};
+    return ::poll(&lFile, 1, 0) > 0;
+}
+
+bool Console::Write(const uint8_t* aData, size_t aSize)
+{
+    while (aSize > 0)
+    {
+        pollfd lFiles[2] = {{STDOUT_FILENO, POLLOUT, 0}, {mThis->mInterruptFile, POLLIN, 0}};
+        if (::poll(lFiles, 2, -1) < 0)
+        {
+            if (!IsTransient(errno))
+            {
+                return false;
+            }
+            continue;
+        }
+        if (lFiles[0].revents == 0)
+        {
+            return false; // interrupted, and the reader of the output does not read
+        }
+        // A writable pipe takes PIPE_BUF bytes at once; more could block past an interruption.
+        const ssize_t lWritten = ::write(STDOUT_FILENO, aData, std::min<size_t>(aSize, PIPE_BUF));
+        if (lWritten < 0 && !IsTransient(errno))
+        {
+            return false;
+        }
+        const size_t lDone = lWritten > 0 ? static_cast<size_t>(lWritten) : 0;
+        aData += lDone;
+        aSize -= lDone;
+    }
+    return true;
+}
+
+} // namespace KyPlatform

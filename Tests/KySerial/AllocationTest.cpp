@@ -1,0 +1,232 @@
+#include "Support/AllocationCounter.h"
+
+#include "KySerial/EngineTest.h"
+#include "KySerial/KyDeviceI2CBus.h"
+#include "KySerial/KyDeviceSPIBus.h"
+#include "KySerial/KyDeviceSerialPort.h"
+
+#include <cstring>
+#include <optional>
+
+using namespace KyTest;
+
+namespace
+{
+
+constexpr char cOutOfMemory[] = "Out of memory.";
+constexpr char cUpstreamBuffer[] = "EventBulk3UpstreamDataBuffer";
+
+// Takes log lines without memory of its own, and notes whether one speaks of memory.
+class QuietSink final : public JxUtilsLib::LogSink
+{
+public:
+    QuietSink()
+    {
+        JxUtilsLib::Logger::SetPriority(PriorityDebug);
+        JxUtilsLib::Logger::SetSink(this);
+    }
+    ~QuietSink()
+    {
+        JxUtilsLib::Logger::SetSink(nullptr);
+        JxUtilsLib::Logger::SetPriority(PriorityWarning);
+    }
+    void Write(const JxUtilsLib::LogRecord& aRecord) override
+    {
+        mMemoryLines += std::strstr(aRecord.mMessage, "memory") != nullptr ? 1 : 0;
+    }
+
+    int mMemoryLines = 0;
+};
+
+class AllocationTest : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        mDevice.SetRecording(false);
+        const auto lConfirm = [this] { mDevice.SendEvent(0x9000, mConfirmation); };
+        mDevice.OnCall(Slot::WriteRegister, lConfirm);
+        mDevice.OnCall(Slot::WriteMemory, lConfirm);
+        mDevice.SetContent(cUpstreamBuffer, Count(100));
+        mDevice.SetInteger("EventBulk3UpstreamDataLength", 100);
+    }
+
+    // What an operation gave back; adds to the failures for want of memory.
+    void Note(const KyResult& aResult)
+    {
+        const AllocationPause lPause;
+        if (aResult.GetDescription() == KyString(cOutOfMemory))
+        {
+            EXPECT_EQ(aResult.GetCode(), KyResult::FAILURE);
+            ++mFailures;
+        }
+    }
+
+    // Receives aTimes events of 100 bytes, and returns how many allocations that took.
+    int CountReceiving(KyDeviceSerialPort& aPort, int aTimes)
+    {
+        const Bytes lUart = Words(std::vector<uint32_t>(101, 0x0A));
+        Bytes lBulk(104, 0x01);
+        const KyString lName(cUpstreamBuffer);
+        uint8_t lBytes[64];
+        uint32_t lGot = 0;
+        uint32_t lTotal = 0;
+        const AllocationCounter lCounter;
+        for (int i = 0; i < aTimes; ++i)
+        {
+            for (IKyDeviceEventSink* lSink : mSinks)
+            {
+                lSink->NotifyEvent(0x9000, 0, 0, 0, lUart.data(), static_cast<uint32_t>(lUart.size()));
+                lSink->NotifyEvent(0x9000, 0, 0, 0, lBulk.data(), static_cast<uint32_t>(lBulk.size()));
+                lSink->NotifyFeatureInvalidated(&lName);
+            }
+            while (aPort.Read(lBytes, sizeof lBytes, lGot, 0).IsOK())
+            {
+                lTotal += lGot;
+            }
+        }
+        const int lCount = AllocationCounter::GetCount();
+        const AllocationPause lPause;
+        EXPECT_EQ(lTotal, static_cast<uint32_t>(aTimes) * 100);
+        return lCount;
+    }
+
+    const Bytes mConfirmation = Words({0x1805});
+    QuietSink mSink;
+    AssertRecorder mAsserts;
+    ScriptedAdapter mDevice;
+    std::vector<IKyDeviceEventSink*> mSinks;
+    int mFailures = 0;
+};
+
+TEST_F(AllocationTest, ReceivingAllocatesNothing)
+{
+    for (const KyDeviceSerial lNumber : {KyDeviceSerialUart0, KyDeviceSerialUart1, KyDeviceSerialBulk0})
+    {
+        SCOPED_TRACE(lNumber);
+        KyDeviceSerialPort lPort;
+        ASSERT_THAT(lPort.Open(&mDevice, lNumber), IsOK());
+        mSinks = mDevice.GetSinks();
+        EXPECT_EQ(CountReceiving(lPort, 300), 0);
+        EXPECT_THAT(lPort.Close(), IsOK());
+    }
+}
+
+TEST_F(AllocationTest, ReceivingThroughFeaturesAllocatesNothingOnceTheBufferFits)
+{
+    KyDeviceSerialPort lPort;
+    ASSERT_THAT(lPort.Open(&mDevice, KyDeviceSerialBulk3), IsOK());
+    mSinks = mDevice.GetSinks();
+    static_cast<void>(CountReceiving(lPort, 1)); // the first event may make the buffer
+    EXPECT_EQ(CountReceiving(lPort, 300), 0);
+    EXPECT_THAT(lPort.Close(), IsOK());
+}
+
+TEST_F(AllocationTest, KeepsItsBufferWhenThereIsNoMemoryForAnother)
+{
+    KyDeviceSerialPort lPort;
+    ASSERT_THAT(lPort.SetRxBufferSize(100), IsOK());
+    ASSERT_THAT(lPort.Open(&mDevice, KyDeviceSerialUart0), IsOK());
+    ASSERT_THAT(lPort.SetRxBufferSize(100), IsOK());
+    mDevice.SendEvent(0x9000, Words({0x2, 1, 2, 3}));
+    std::optional<KyResult> lResult;
+    {
+        const AllocationCounter lCounter(1);
+        lResult = lPort.SetRxBufferSize(5000);
+    }
+    EXPECT_THAT(*lResult, IsResult(KyResult::FAILURE, cOutOfMemory));
+    uint32_t lSize = 0;
+    EXPECT_THAT(lPort.GetRxBufferSize(lSize), IsOK());
+    EXPECT_EQ(lSize, 100U);
+    EXPECT_EQ(ReadAll(lPort), (Bytes{1, 2, 3}));
+    EXPECT_EQ(mSink.mMemoryLines, 0);
+    EXPECT_THAT(lPort.Close(), IsOK());
+}
+
+TEST_F(AllocationTest, PortsSurviveEachFailedAllocation)
+{
+    for (const KyDeviceSerial lNumber : {KyDeviceSerialUart1, KyDeviceSerialBulk0, KyDeviceSerialBulk3})
+    {
+        int lFailing = 0;
+        for (int lCount = 1; lCount >= lFailing; ++lFailing)
+        {
+            SCOPED_TRACE(testing::Message() << lNumber << ' ' << lFailing);
+            std::optional<KyDeviceSerialPort> lPort;
+            const Bytes lBytes = Count(3);
+            uint32_t lWritten = 0;
+            {
+                const AllocationCounter lCounter(lFailing);
+                lPort.emplace();
+                Note(lPort->Open(&mDevice, lNumber));
+                Note(lPort->SetRxBufferSize(50));
+                Note(lPort->Write(lBytes.data(), 3, lWritten));
+                Note(lPort->FlushRxBuffer());
+                Note(lPort->Close());
+                static_cast<void>(KyDeviceSerialPort::IsSupported(&mDevice, lNumber)); // must not throw
+                lCount = AllocationCounter::GetCount();
+            }
+            if (lPort->IsOpened())
+            {
+                EXPECT_THAT(lPort->Close(), IsOK());
+            }
+            lPort.reset();
+            EXPECT_TRUE(mDevice.GetSinks().empty());
+        }
+        EXPECT_GT(lFailing, 5);
+    }
+    EXPECT_GT(mFailures, 3);
+    EXPECT_EQ(mSink.mMemoryLines, 0);
+}
+
+TEST_F(AllocationTest, I2CBusesSurviveEachFailedAllocation)
+{
+    int lFailing = 0;
+    for (int lCount = 1; lCount >= lFailing; ++lFailing)
+    {
+        SCOPED_TRACE(lFailing);
+        uint8_t lByte = 0;
+        uint32_t lGot = 0;
+        {
+            const AllocationCounter lCounter(lFailing);
+            KyDeviceI2CBus lBus;
+            Note(lBus.Open(&mDevice, KyDeviceSerialBulk0));
+            Note(lBus.BurstWrite(1, &lByte, 1, true));
+            Note(lBus.BurstRead(1, &lByte, 0, lGot, true));
+            Note(lBus.IndirectBurstWrite(1, 2, &lByte, 1, true));
+            Note(lBus.IndirectBurstRead(1, 2, &lByte, 0, lGot, true, true));
+            static_cast<void>(lBus.IsOpened());
+            static_cast<void>(KyDeviceI2CBus::IsSupported(&mDevice, KyDeviceSerialBulk0)); // must not throw
+            Note(lBus.Close());
+            lCount = AllocationCounter::GetCount();
+        }
+    }
+    EXPECT_GT(lFailing, 10);
+    EXPECT_GT(mFailures, 3);
+    EXPECT_EQ(mSink.mMemoryLines, 0);
+}
+
+TEST_F(AllocationTest, SPIBusesSurviveEachFailedAllocation)
+{
+    int lFailing = 0;
+    for (int lCount = 1; lCount >= lFailing; ++lFailing)
+    {
+        SCOPED_TRACE(lFailing);
+        uint8_t lByte = 0;
+        uint32_t lGot = 0;
+        {
+            const AllocationCounter lCounter(lFailing);
+            KyDeviceSPIBus lBus;
+            Note(lBus.Open(&mDevice, KyDeviceSerialBulk3));
+            Note(lBus.BurstWriteAndRead(&lByte, 1, 1, true, true));
+            Note(lBus.BurstRead(&lByte, 1, lGot, 0));
+            static_cast<void>(KyDeviceSPIBus::IsSupported(&mDevice, KyDeviceSerialBulk3)); // must not throw
+            Note(lBus.Close());
+            lCount = AllocationCounter::GetCount();
+        }
+    }
+    EXPECT_GT(lFailing, 10);
+    EXPECT_GT(mFailures, 3);
+    EXPECT_EQ(mSink.mMemoryLines, 0);
+}
+
+} // namespace

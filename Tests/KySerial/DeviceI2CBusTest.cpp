@@ -1,0 +1,479 @@
+#include "KySerial/BusTest.h"
+
+#include "DeviceI2CBus.h"
+#include "KySerial/KyDeviceI2CBus.h"
+
+#include <chrono>
+#include <type_traits>
+
+using namespace KyTest;
+using namespace KySerialLib;
+
+namespace
+{
+
+constexpr char cName[] = "KySerialLib::DeviceI2CBus::";
+constexpr char cNoI2C[] = "I2C Bus is not supported with this device";
+constexpr char cNotSupported[] = "The specified port is not supported by this device.";
+constexpr char cInUse[] = "The specified port is already in use.";
+
+// A line of the bus itself.
+LogLine Failure(const std::string& aFunction, const std::string& aText)
+{
+    return {PriorityError, cName + aFunction, aText};
+}
+
+std::string NotOpenText(const std::string& aFunction)
+{
+    return cName + aFunction + " failed. You must first call Open before using this function";
+}
+
+LogLine BadPort(int aPort)
+{
+    return {PriorityFatal, "KySerialLib::BulkIPEngine::IsI2CSupported",
+            "Port " + std::to_string(aPort) + " is invalid"};
+}
+
+template<typename Bus>
+class I2CBusTest : public BusTest<Bus>
+{
+protected:
+    using BusTest<Bus>::mDevice;
+    using BusTest<Bus>::mBus;
+
+    void NoRegisters() { mDevice.SetRegister(0xB95C, 0); }
+    void NoFeatures() { mDevice.SetEntry("BulkMode", "I2C", false); }
+
+    // Opens bulk port 0 with registers; the device confirms what it gets and answers with bytes.
+    void OpenRegisters(const Bytes& aAnswer = {})
+    {
+        mDevice.OnCall(Slot::WriteMemory,
+                       [this, aAnswer]
+                       {
+                           mDevice.SendEvent(0x9000, Words({0x800}));
+                           if (!aAnswer.empty())
+                           {
+                               Bytes lPayload = Words({0x100});
+                               lPayload.insert(lPayload.end(), aAnswer.begin(), aAnswer.end());
+                               mDevice.SendEvent(0x9000, lPayload);
+                           }
+                       });
+        ASSERT_THAT(this->Open(2), IsOK());
+        this->Forget();
+    }
+
+    // A write to a closed or missing engine fails with NOT_OPEN and this function in its text.
+    void ExpectNotOpen(const KyResult& aResult, const std::string& aFunction)
+    {
+        EXPECT_THAT(aResult, IsResult(KyResult::NOT_OPEN, NotOpenText(aFunction).c_str()));
+        EXPECT_EQ(this->TakeLogOf("DeviceI2CBus"), (Lines{Failure(aFunction, NotOpenText(aFunction))}));
+    }
+};
+
+using Buses = testing::Types<DeviceI2CBus, KyDeviceI2CBus>;
+class BusNames
+{
+public:
+    template<typename Bus>
+    static std::string GetName(int /*aIndex*/)
+    {
+        return std::is_same_v<Bus, DeviceI2CBus> ? "Internal" : "Public";
+    }
+};
+TYPED_TEST_SUITE(I2CBusTest, Buses, BusNames);
+
+TYPED_TEST(I2CBusTest, IsNotOpenBeforeOpen)
+{
+    EXPECT_FALSE(this->mBus->IsOpened());
+    EXPECT_EQ(this->TakeLogOf("DeviceI2CBus"), (Lines{Failure("IsOpened", NotOpenText("IsOpened"))}));
+    this->ExpectNotOpen(this->mBus->Close(), "Close");
+    this->ExpectNotOpen(this->mBus->MasterTransmitter(1, this->mBytes, 1, false, false), "MasterTransmitter");
+    this->ExpectNotOpen(
+        this->mBus->MasterReceiverAfterFirstByte(1, this->mBytes, 1, this->mGot, false, false),
+        "MasterReceiverAfterFirstByte");
+    this->ExpectNotOpen(this->mBus->BurstWrite(1, this->mBytes, 1, false), "MasterTransmitter");
+    this->ExpectNotOpen(this->mBus->BurstRead(1, this->mBytes, 1, this->mGot, false),
+                        "MasterReceiverAfterFirstByte");
+    this->ExpectNotOpen(this->mBus->IndirectBurstWrite(1, 2, this->mBytes, 1, false), "MasterTransmitter");
+    this->ExpectNotOpen(this->mBus->IndirectBurstRead(1, 2, this->mBytes, 1, this->mGot, false, false),
+                        "MasterTransmitter");
+    this->DisableEveryPriority();
+    EXPECT_FALSE(this->mBus->IsOpened());
+    EXPECT_THAT(this->mBus->Close(), IsResult(KyResult::NOT_OPEN, NotOpenText("Close").c_str()));
+    this->mBus.reset();
+    EXPECT_EQ(this->TakeLog(), Lines());
+}
+
+TYPED_TEST(I2CBusTest, OpensBulk0WithRegistersAfterBothQuestions)
+{
+    EXPECT_THAT(this->Open(2), IsOK());
+    const Calls lCalls = this->mDevice.TakeCalls();
+    const Calls lQuestions = Join({cAskI2CRegisters, AskProtocol(0, "I2C")});
+    ASSERT_GT(lCalls.size(), lQuestions.size());
+    EXPECT_EQ(Calls(lCalls.begin(), lCalls.begin() + static_cast<ptrdiff_t>(lQuestions.size())), lQuestions);
+    EXPECT_EQ(lCalls.back(), "WriteRegister(0xb898, 0x10c0)");
+    EXPECT_EQ(this->TakeLog(), Lines());
+    EXPECT_TRUE(this->mBus->IsOpened());
+    EXPECT_FALSE(this->IsFree(2));
+    EXPECT_THAT(this->mBus->Close(), IsOK());
+    EXPECT_FALSE(this->mBus->IsOpened());
+    EXPECT_TRUE(this->IsFree(2));
+}
+
+TYPED_TEST(I2CBusTest, OpensBulk0WithFeaturesOfADeviceWithoutRegisters)
+{
+    this->NoRegisters();
+    EXPECT_THAT(this->Open(2), IsOK());
+    EXPECT_EQ(this->mDevice.TakeCalls(),
+              Join({cAskI2CRegisters, AskProtocol(0, "I2C"), ClaimFeatures(0), SwitchEvent(0, "On")}));
+    EXPECT_EQ(this->TakeLog(), Lines());
+}
+
+TYPED_TEST(I2CBusTest, OpensBulk0WithRegistersOfADeviceWithoutFeatures)
+{
+    this->NoFeatures();
+    EXPECT_THAT(this->Open(2), IsOK());
+    EXPECT_EQ(this->mDevice.TakeCalls().back(), "WriteRegister(0xb898, 0x10c0)");
+}
+
+TYPED_TEST(I2CBusTest, OpensOtherBulkPortsWithFeatures)
+{
+    for (int lPort = 3; lPort <= 9; ++lPort)
+    {
+        SCOPED_TRACE(lPort);
+        EXPECT_THAT(this->Open(lPort), IsOK());
+        EXPECT_EQ(this->mDevice.TakeCalls(),
+                  Join({{"IsConnected", "IsKorvoVideoInterface", "IsGigEVision", "ReadRegister(0xb8fc)"},
+                        AskProtocol(lPort - 2, "I2C"),
+                        ClaimFeatures(lPort - 2),
+                        SwitchEvent(lPort - 2, "On")}));
+        EXPECT_EQ(this->TakeLog(), Lines{BadPort(lPort)});
+        EXPECT_EQ(this->mAsserts.Take(), Broken({"false"}));
+        EXPECT_THAT(this->mBus->Close(), IsOK());
+        this->mDevice.TakeCalls();
+    }
+}
+
+TYPED_TEST(I2CBusTest, DoesNotOpenWithoutI2C)
+{
+    this->NoRegisters();
+    this->NoFeatures();
+    EXPECT_THAT(this->Open(2), IsResult(KyResult::UNSUPPORTED, cNoI2C));
+    EXPECT_EQ(this->mDevice.TakeCalls(), Join({cAskI2CRegisters, AskProtocol(0, "I2C")}));
+    EXPECT_EQ(this->TakeLogOf("DeviceI2CBus"), (Lines{Failure("Open", cNoI2C)}));
+    this->ExpectNotOpen(this->mBus->Close(), "Close"); // no engine was chosen
+    EXPECT_THAT(this->Open(3), IsResult(KyResult::UNSUPPORTED, cNoI2C));
+    EXPECT_EQ(this->TakeLog(), (Lines{BadPort(3), Failure("Open", cNoI2C)}));
+    EXPECT_EQ(this->mAsserts.Take(), Broken({"false"}));
+}
+
+TYPED_TEST(I2CBusTest, DoesNotOpenWithoutADevice)
+{
+    EXPECT_THAT(this->mBus->Open(nullptr, KyDeviceSerialBulk0), IsResult(KyResult::UNSUPPORTED, cNoI2C));
+    EXPECT_EQ(this->TakeLog(),
+              (Lines{{PriorityError, "KySerialLib::BulkIPEngine::IsI2CSupported", "Device pointer is NULL."},
+                     {PriorityError, "KySerialLib::IRegisterSerialPort::IsProtocolSupported",
+                      "Device pointer is NULL."},
+                     Failure("Open", cNoI2C)}));
+}
+
+TYPED_TEST(I2CBusTest, DoesNotOpenOnPortsThatAreNoBulkPorts)
+{
+    for (const int lPort : {-1, 0, 1, 10, -5})
+    {
+        EXPECT_THAT(this->Open(lPort), IsResult(KyResult::UNSUPPORTED, cNoI2C));
+        EXPECT_EQ(this->TakeLog(), (Lines{BadPort(lPort), Failure("Open", cNoI2C)}));
+        EXPECT_EQ(this->mAsserts.Take(), Broken({"false"}));
+    }
+}
+
+TYPED_TEST(I2CBusTest, RefusesAPortThatTheDeviceClaimsButThatIsNoBulkPort)
+{
+    this->OfferNamelessFeatures();
+    for (const int lPort : {-1, 0, 1, 10})
+    {
+        EXPECT_THAT(this->Open(lPort), IsResult(KyResult::BAD_PARAMETER, cNotSupported));
+        EXPECT_EQ(this->TakeLog(), (Lines{BadPort(lPort), Failure("Open", cNotSupported)}));
+        EXPECT_EQ(this->mAsserts.Take(), Broken({"false"}));
+        this->ExpectNotOpen(this->mBus->Close(), "Close");
+    }
+}
+
+TYPED_TEST(I2CBusTest, KeepsAnEngineThatDidNotOpen)
+{
+    ASSERT_TRUE(PortMap::GetInstance().Lock(&this->mDevice, KyDeviceSerialBulk0));
+    EXPECT_THAT(this->Open(2), IsResult(KyResult::FAILURE, cInUse));
+    this->TakeLog();
+    EXPECT_FALSE(this->mBus->IsOpened());
+    EXPECT_EQ(this->TakeLog(), Lines()); // there is an engine now, which is closed
+    EXPECT_THAT(this->mBus->BurstWrite(1, this->mBytes, 1, false),
+                IsResult(KyResult::NO_CONNECTION, "Device pointer is NULL."));
+    EXPECT_THAT(this->mBus->Close(), IsResult(KyResult::NO_CONNECTION, "Device pointer is NULL."));
+    ASSERT_TRUE(PortMap::GetInstance().Unlock(&this->mDevice, KyDeviceSerialBulk0));
+    EXPECT_THAT(this->Open(2), IsOK());
+    EXPECT_TRUE(this->mBus->IsOpened());
+}
+
+TYPED_TEST(I2CBusTest, FindsItsOwnPortInUseWhenOpenedTwice)
+{
+    for (const int lPort : {2, 3})
+    {
+        ASSERT_THAT(this->Open(lPort), IsOK());
+        EXPECT_THAT(this->Open(lPort), IsResult(KyResult::FAILURE, cInUse));
+        EXPECT_FALSE(this->mBus->IsOpened());
+        EXPECT_FALSE(this->IsFree(lPort));
+        this->mDevice.SendEvent(0x9000, Words({0xFFFFFFFF, 1})); // the former engine's sink is still safe
+        this->mDevice.Invalidate("EventBulk1UpstreamDataBuffer");
+    }
+    EXPECT_EQ(this->mDevice.GetSinks().size(), 2U);
+    this->mAsserts.Take();
+}
+
+TYPED_TEST(I2CBusTest, KeepsEarlierPortsWhenOpenedOnAnother)
+{
+    ASSERT_THAT(this->Open(3), IsOK());
+    ASSERT_THAT(this->Open(4), IsOK());
+    EXPECT_THAT(this->mBus->Close(), IsOK());
+    EXPECT_TRUE(this->IsFree(4));
+    EXPECT_FALSE(this->IsFree(3));
+    EXPECT_EQ(this->mDevice.GetSinks().size(), 1U);
+    this->mBus.reset();
+    this->mDevice.SetInteger("EventBulk1UpstreamDataLength", 3);
+    this->mDevice.Invalidate("EventBulk1UpstreamDataBuffer"); // still safe: the memory checker looks
+    this->mAsserts.Take();
+}
+
+TYPED_TEST(I2CBusTest, ClosesWhenDestroyed)
+{
+    for (const int lPort : {2, 7})
+    {
+        this->mBus = std::make_unique<TypeParam>();
+        ASSERT_THAT(this->Open(lPort), IsOK());
+        this->Forget();
+        this->mBus.reset();
+        EXPECT_EQ(this->TakeLog(), Lines());
+        EXPECT_TRUE(this->IsFree(lPort));
+        EXPECT_TRUE(this->mDevice.GetSinks().empty());
+    }
+    this->mAsserts.Take();
+}
+
+TYPED_TEST(I2CBusTest, LeavesASafeSinkWhenDestroyedWithoutItsDevice)
+{
+    ASSERT_THAT(this->Open(2), IsOK());
+    this->mDevice.SetAnswer(Slot::IsConnected, false);
+    this->mBus.reset();
+    this->mDevice.SetAnswer(Slot::IsConnected, true);
+    EXPECT_EQ(this->mDevice.GetSinks().size(), 1U);
+    this->mDevice.SendEvent(0x9000, Words({0xFFFFFFFF, 1, 2, 3}));
+}
+
+TYPED_TEST(I2CBusTest, TellsWhetherADeviceHasABus)
+{
+    EXPECT_TRUE(TypeParam::IsSupported(&this->mDevice, KyDeviceSerialBulk0));
+    EXPECT_EQ(this->mDevice.TakeCalls(), AskProtocol(0, "I2C"));
+    this->NoFeatures();
+    EXPECT_TRUE(TypeParam::IsSupported(&this->mDevice, KyDeviceSerialBulk0));
+    EXPECT_EQ(this->mDevice.TakeCalls(), Join({AskProtocol(0, "I2C"), cAskI2CRegisters}));
+    this->NoRegisters();
+    EXPECT_FALSE(TypeParam::IsSupported(&this->mDevice, KyDeviceSerialBulk0));
+    EXPECT_EQ(this->TakeLog(), Lines());
+    EXPECT_FALSE(TypeParam::IsSupported(nullptr, KyDeviceSerialBulk0));
+    EXPECT_FALSE(TypeParam::IsSupported(&this->mDevice, KyDeviceSerialUart0));
+    EXPECT_EQ(this->mAsserts.Take(), Broken({"false"}));
+}
+
+TYPED_TEST(I2CBusTest, WritesAddressAndData)
+{
+    this->OpenRegisters();
+    const uint8_t lData[] = {0x11, 0x22};
+    EXPECT_THAT(this->mBus->BurstWrite(0x50, lData, 2, false), IsOK());
+    EXPECT_EQ(this->mDevice.TakeCalls(), (Calls{"IsConnected", "WriteMemory(0x80001c00, [a0 11 22])"}));
+    EXPECT_THAT(this->mBus->BurstWrite(0x51, lData, 1, true), IsOK());
+    EXPECT_EQ(this->mDevice.TakeCalls(), (Calls{"IsConnected", "WriteMemory(0x80001e00, [a2 11])"}));
+    EXPECT_THAT(this->mBus->MasterTransmitter(0x7F, lData, 2, false, false), IsOK());
+    EXPECT_EQ(this->mDevice.TakeCalls(), (Calls{"IsConnected", "WriteMemory(0x80001800, [fe 11 22])"}));
+    EXPECT_THAT(this->mBus->MasterTransmitter(0x80, lData, 2, true, true), IsOK());
+    EXPECT_EQ(this->mDevice.TakeCalls(), (Calls{"IsConnected", "WriteMemory(0x80001e00, [00 11 22])"}));
+}
+
+TYPED_TEST(I2CBusTest, WritesThroughFeatures)
+{
+    this->NoRegisters();
+    ASSERT_THAT(this->Open(2), IsOK());
+    this->Forget();
+    const uint8_t lData[] = {0x11, 0x22, 0x33};
+    EXPECT_THAT(this->mBus->BurstWrite(0x50, lData, 3, false), IsOK());
+    // Stop, third flag and transfer in the upper bits of the header; no SPI message.
+    EXPECT_EQ(this->mDevice.GetContent(cDownstream),
+              (Bytes{0x70, 0, 0, 0, 0, 0, 0, 4, 0xA0, 0x11, 0x22, 0x33}));
+    EXPECT_THAT(this->mBus->MasterTransmitter(0x50, lData, 3, true, false), IsOK());
+    EXPECT_EQ(this->mDevice.GetContent(cDownstream)[0], 0xB0);
+}
+
+TYPED_TEST(I2CBusTest, WritesTheAddressAlone)
+{
+    this->OpenRegisters();
+    EXPECT_THAT(this->mBus->MasterTransmitter(0x50, nullptr, 0, false, true), IsOK());
+    EXPECT_EQ(this->mDevice.TakeCalls(), (Calls{"IsConnected", "WriteMemory(0x80001c00, [a0])"}));
+    EXPECT_THAT(this->mBus->IndirectBurstWrite(0x50, 0x10, nullptr, 0, false), IsOK());
+    EXPECT_EQ(this->mDevice.TakeCalls(), (Calls{"IsConnected", "WriteMemory(0x80001c00, [a0 10])"}));
+}
+
+TYPED_TEST(I2CBusTest, WritesToARegisterOfTheSlave)
+{
+    this->OpenRegisters();
+    const uint8_t lData[] = {0x11, 0x22};
+    EXPECT_THAT(this->mBus->IndirectBurstWrite(0x50, 0x10, lData, 2, true), IsOK());
+    EXPECT_EQ(this->mDevice.TakeCalls(), (Calls{"IsConnected", "WriteMemory(0x80001e00, [a0 10 11 22])"}));
+}
+
+TYPED_TEST(I2CBusTest, RefusesNullBuffers)
+{
+    this->OpenRegisters();
+    EXPECT_EQ(this->mBus->MasterTransmitter(1, nullptr, 2, false, true).GetCode(), KyResult::BAD_PARAMETER);
+    EXPECT_EQ(this->mBus->BurstWrite(1, nullptr, 2, false).GetCode(), KyResult::BAD_PARAMETER);
+    EXPECT_EQ(this->mBus->IndirectBurstWrite(1, 2, nullptr, 2, false).GetCode(), KyResult::BAD_PARAMETER);
+    EXPECT_EQ(this->mDevice.GetCallCount(Slot::WriteMemory), 0);
+    EXPECT_EQ(this->mBus->BurstRead(1, nullptr, 2, this->mGot, false).GetCode(), KyResult::BAD_PARAMETER);
+}
+
+TYPED_TEST(I2CBusTest, RefusesSizesThatDoNotFitWithTheAddress)
+{
+    // One byte more than a size can say; with an offset, two.
+    this->OpenRegisters();
+    EXPECT_FALSE(this->mBus->BurstWrite(1, nullptr, 0xFFFFFFFF, false).IsOK());
+    EXPECT_FALSE(this->mBus->IndirectBurstWrite(1, 2, nullptr, 0xFFFFFFFF, false).IsOK());
+    EXPECT_FALSE(this->mBus->IndirectBurstWrite(1, 2, nullptr, 0xFFFFFFFE, false).IsOK());
+    EXPECT_EQ(this->mDevice.GetCallCount(Slot::WriteMemory), 0);
+}
+
+TYPED_TEST(I2CBusTest, ReadsWhatTheDeviceAnswers)
+{
+    this->OpenRegisters({0x31, 0x32, 0x33, 0x34});
+    this->mDevice.SendEvent(0x9000, Words({0x100, 0xEEEEEEEE})); // of earlier: gets flushed
+    EXPECT_THAT(this->mBus->BurstRead(0x50, this->mBytes, 4, this->mGot, true), IsOK());
+    EXPECT_EQ(Bytes(this->mBytes, this->mBytes + this->mGot), (Bytes{0x31, 0x32, 0x33, 0x34}));
+    EXPECT_EQ(this->mDevice.TakeCalls(), (Calls{"IsConnected", "WriteMemory(0x80001e00, [a1 04 00])"}));
+    EXPECT_THAT(this->mBus->MasterReceiverAfterFirstByte(0x50, this->mBytes, 2, this->mGot, false, false),
+                IsOK());
+    EXPECT_EQ(this->mGot, 2U);
+    EXPECT_EQ(this->mDevice.TakeCalls(), (Calls{"IsConnected", "WriteMemory(0x80001800, [a1 02 00])"}));
+}
+
+TYPED_TEST(I2CBusTest, AsksForLongReadsWithALittleEndianCount)
+{
+    this->OpenRegisters(Count(300));
+    EXPECT_THAT(this->mBus->BurstRead(0x50, this->mBytes, 300, this->mGot, true), IsOK());
+    EXPECT_EQ(this->mGot, 300U);
+    EXPECT_EQ(Bytes(this->mBytes, this->mBytes + 300), Count(300));
+    EXPECT_EQ(this->mDevice.TakeCalls()[1], "WriteMemory(0x80001e00, [a1 2c 01])");
+}
+
+TYPED_TEST(I2CBusTest, TellsHowManyBytesCameBeforeTheDeviceStoppedAnswering)
+{
+    this->OpenRegisters({0x31, 0x32});
+    const auto lStart = std::chrono::steady_clock::now();
+    EXPECT_THAT(this->mBus->BurstRead(0x50, this->mBytes, 4, this->mGot, false),
+                IsResult(KyResult::TIMED_OUT, ""));
+    EXPECT_GE(std::chrono::steady_clock::now() - lStart, std::chrono::milliseconds(49));
+    EXPECT_EQ(this->mGot, 2U);
+    EXPECT_EQ(this->mBytes[1], 0x32);
+}
+
+TYPED_TEST(I2CBusTest, WaitsASecondMoreOnlyForReadsOfASecond)
+{
+    this->OpenRegisters();
+    Bytes lBytes(44445);
+    struct Case
+    {
+        uint32_t mSize;
+        bool mFast;
+        int mLeast;
+    };
+    for (const Case& lCase :
+         {Case{11112, false, 1050}, Case{44445, true, 1050}, Case{11111, false, 50}, Case{44444, true, 50}})
+    {
+        const auto lStart = std::chrono::steady_clock::now();
+        EXPECT_THAT(this->mBus->BurstRead(0x50, lBytes.data(), lCase.mSize, this->mGot, lCase.mFast),
+                    IsResult(KyResult::TIMED_OUT, ""));
+        const auto lTook = std::chrono::steady_clock::now() - lStart;
+        EXPECT_GE(lTook, std::chrono::milliseconds(lCase.mLeast - 1));
+        EXPECT_TRUE(lCase.mLeast > 50 || lTook < std::chrono::milliseconds(1000)); // twenty times as long
+        EXPECT_EQ(this->mGot, 0U);
+    }
+}
+
+TYPED_TEST(I2CBusTest, ReadsNothingForNoBytes)
+{
+    this->OpenRegisters();
+    EXPECT_THAT(this->mBus->BurstRead(0x50, nullptr, 0, this->mGot, true), IsOK());
+    EXPECT_EQ(this->mGot, 0U);
+    EXPECT_EQ(this->mDevice.TakeCalls()[1], "WriteMemory(0x80001e00, [a1 00 00])");
+}
+
+TYPED_TEST(I2CBusTest, ChecksThatTheCountFitsInTwoBytes)
+{
+    this->OpenRegisters();
+    Bytes lBytes(65537);
+    EXPECT_EQ(this->mBus->BurstRead(0x50, lBytes.data(), 65537, this->mGot, true).GetCode(),
+              KyResult::TIMED_OUT);
+    EXPECT_EQ(this->mAsserts.Take(), Broken({"aBufferSize < 65536"}));
+    EXPECT_EQ(this->mDevice.TakeCalls()[1], "WriteMemory(0x80001e00, [a1 01 00])");
+}
+
+TYPED_TEST(I2CBusTest, PassesAFailedWriteOnAndReadsNothing)
+{
+    this->OpenRegisters({1, 2, 3, 4});
+    this->mDevice.Fail(Slot::WriteMemory, KyResult(0x3333, "bus"));
+    EXPECT_THAT(this->mBus->BurstWrite(1, this->mBytes, 1, false), IsResult(0x3333, "bus"));
+    EXPECT_THAT(this->mBus->BurstRead(1, this->mBytes, 1, this->mGot, false), IsResult(0x3333, "bus"));
+    EXPECT_THAT(this->mBus->IndirectBurstRead(1, 2, this->mBytes, 1, this->mGot, false, true),
+                IsResult(0x3333, "bus"));
+    EXPECT_EQ(this->mDevice.GetCallCount(Slot::WriteMemory), 3);
+    EXPECT_EQ(this->mGot, 0xDEADU); // untouched
+    this->mDevice.SetAnswer(Slot::IsConnected, false);
+    EXPECT_THAT(this->mBus->BurstRead(1, this->mBytes, 1, this->mGot, false),
+                IsResult(KyResult::NO_CONNECTION, "The device is not currently connected."));
+}
+
+TYPED_TEST(I2CBusTest, ReadsFromARegisterOfTheSlave)
+{
+    this->OpenRegisters({0x31, 0x32, 0x33, 0x34});
+    EXPECT_THAT(this->mBus->IndirectBurstRead(0x50, 0x10, this->mBytes, 4, this->mGot, false, true), IsOK());
+    EXPECT_EQ(this->mGot, 4U);
+    EXPECT_EQ(this->mDevice.TakeCalls(), (Calls{"IsConnected", "WriteMemory(0x80001800, [a0 10])", // no stop
+                                                "IsConnected", "WriteMemory(0x80001c00, [a1 04 00])"}));
+    EXPECT_THAT(this->mBus->IndirectBurstRead(0x50, 0x10, this->mBytes, 4, this->mGot, true, false), IsOK());
+    EXPECT_EQ(this->mDevice.TakeCalls(), (Calls{"IsConnected", "WriteMemory(0x80001e00, [a0 10])",
+                                                "IsConnected", "WriteMemory(0x80001e00, [a1 04 00])"}));
+}
+
+TYPED_TEST(I2CBusTest, PassesAFailureOfTheSecondTransferOn)
+{
+    this->OpenRegisters({1});
+    this->mDevice.FailCall(Slot::WriteMemory, 2, KyResult(0x3334, "second"));
+    EXPECT_THAT(this->mBus->IndirectBurstRead(0x50, 0x10, this->mBytes, 4, this->mGot, false, true),
+                IsResult(0x3334, "second"));
+    EXPECT_EQ(this->mGot, 0xDEADU);
+}
+
+TEST(KyDeviceI2CBusTest, SharesItsBusByAssignmentAndHasNoCopyConstructor)
+{
+    EXPECT_FALSE(std::is_copy_constructible_v<KyDeviceI2CBus>);
+    EXPECT_TRUE(std::is_copy_assignable_v<KyDeviceI2CBus>);
+    ScriptedAdapter lDevice;
+    auto lOne = std::make_unique<KyDeviceI2CBus>();
+    auto lOther = std::make_unique<KyDeviceI2CBus>();
+    ASSERT_THAT(lOne->Open(&lDevice, KyDeviceSerialBulk0), IsOK());
+    *lOther = *lOne;
+    KyDeviceI2CBus& lSame = *lOther;
+    *lOther = lSame;
+    EXPECT_TRUE(lOther->IsOpened());
+    lOne.reset();
+    EXPECT_TRUE(lOther->IsOpened());
+    EXPECT_THAT(lOther->Close(), IsOK());
+    EXPECT_TRUE(lDevice.GetSinks().empty());
+}
+
+} // namespace

@@ -1,0 +1,419 @@
+#include "KySerial/KyDeviceSerialPort.h"
+
+#include "KySerial/FeatureEngineTest.h"
+#include "Support/VirtualSlot.h"
+
+#include "PortMap.h"
+
+#include <memory>
+#include <type_traits>
+
+using namespace KyTest;
+using namespace KySerialLib;
+
+namespace
+{
+
+constexpr char cOpen[] = "KyDeviceSerialPort::Open";
+constexpr char cNull[] = "Device pointer is NULL.";
+constexpr char cInUse[] = "The specified port is already in use.";
+constexpr char cNotClosed[] = "SerialPort not closed before deleting. Will close";
+
+const Calls cAskRegisters =
+    Join({{"IsConnected", "IsKorvoVideoInterface"}, cIdentify, {"IsGigEVision", "ReadRegister(0xb8fc)"}});
+
+class KyDeviceSerialPortTest : public EngineTest
+{
+protected:
+    void SetSize(uint32_t aSize) { EXPECT_THAT(mPort->SetRxBufferSize(aSize), IsOK()); }
+
+    // Tells whether the engine has been replaced since SetSize().
+    uint32_t GetSize()
+    {
+        uint32_t lSize = 0;
+        EXPECT_THAT(mPort->GetRxBufferSize(lSize), IsOK());
+        return lSize;
+    }
+
+    KyResult Open(int aPort) { return mPort->Open(&mDevice, static_cast<KyDeviceSerial>(aPort)); }
+
+    bool IsFree(KyDeviceSerial aPort)
+    {
+        const bool lFree = PortMap::GetInstance().Lock(&mDevice, aPort);
+        if (lFree)
+        {
+            EXPECT_TRUE(PortMap::GetInstance().Unlock(&mDevice, aPort));
+        }
+        return lFree;
+    }
+
+    void HideFeatures() { mDevice.SetAvailable(Slot::IsRegisterFeatureAvailable, cDownstream, false); }
+    void HideRegisters() { mDevice.SetRegister(0xB8FC, 0); }
+
+    uint32_t mCount = 0xDEAD;
+    uint8_t mBytes[16] = {};
+    std::unique_ptr<KyDeviceSerialPort> mPort = std::make_unique<KyDeviceSerialPort>();
+};
+
+TEST_F(KyDeviceSerialPortTest, HasAVirtualDestructorOnlyAndIsNotCopied)
+{
+    class Behind : public KyDeviceSerialPort
+    {
+    public:
+        virtual void Last() {}
+    };
+    EXPECT_TRUE(std::has_virtual_destructor_v<KyDeviceSerialPort>);
+    EXPECT_EQ(GetVirtualSlot(&Behind::Last), 2); // the destructor has two entries
+    EXPECT_EQ(GetVirtualSlot(&KyDeviceSerialPort::Open), -1);
+    EXPECT_EQ(sizeof(KyDeviceSerialPort), 2 * sizeof(void*));
+    EXPECT_FALSE(std::is_copy_constructible_v<KyDeviceSerialPort>);
+    EXPECT_FALSE(std::is_copy_assignable_v<KyDeviceSerialPort>);
+}
+
+TEST_F(KyDeviceSerialPortTest, StartsAsAClosedUart)
+{
+    EXPECT_FALSE(mPort->IsOpened());
+    EXPECT_EQ(GetSize(), 16384U);
+    EXPECT_EQ(GetReady(*mPort), 0U);
+    EXPECT_THAT(mPort->FlushRxBuffer(), IsOK());
+    EXPECT_THAT(mPort->Read(mBytes, 4, mCount, 0), IsResult(KyResult::TIMED_OUT, ""));
+    EXPECT_EQ(mCount, 0U);
+    EXPECT_EQ(TakeLog(), Lines());
+    EXPECT_THAT(mPort->Write(mBytes, 4, mCount), IsResult(KyResult::NO_CONNECTION, cNull));
+    EXPECT_EQ(TakeLog(), (Lines{{PriorityError, "KySerialLib::SerialPortIPEngine::Write", cNull}}));
+    EXPECT_THAT(mPort->Close(), IsResult(KyResult::NO_CONNECTION, cNull));
+    EXPECT_EQ(TakeLog(), (Lines{{PriorityError, "KySerialLib::SerialPortIPEngine::Close", cNull}}));
+    mPort.reset();
+    EXPECT_EQ(TakeLog(), Lines());
+}
+
+TEST_F(KyDeviceSerialPortTest, RefusesTheInvalidPortAndKeepsItsEngine)
+{
+    SetSize(77);
+    EXPECT_THAT(Open(-1), IsResult(KyResult::BAD_PARAMETER, "The specified port is invalid."));
+    EXPECT_EQ(TakeLogOf("KyDeviceSerialPort"),
+              (Lines{{PriorityError, cOpen, "The specified port is invalid."}}));
+    EXPECT_THAT(mPort->Open(nullptr, KyDeviceSerialInvalid),
+                IsResult(KyResult::BAD_PARAMETER, "The specified port is invalid."));
+    EXPECT_EQ(mDevice.TakeCalls(), Calls());
+    EXPECT_EQ(GetSize(), 77U);
+}
+
+TEST_F(KyDeviceSerialPortTest, RefusesUnknownPortsAndKeepsItsEngine)
+{
+    SetSize(77);
+    for (const int lPort : {10, -2, 0x7FFFFFFF, -0x7FFFFFFF - 1})
+    {
+        EXPECT_THAT(Open(lPort), IsResult(KyResult::UNSUPPORTED, ""));
+        EXPECT_EQ(TakeLogOf("KyDeviceSerialPort"), (Lines{{PriorityFatal, cOpen, "Unknown port."}}));
+        EXPECT_EQ(mAsserts.Take(), Broken({"false"}));
+    }
+    EXPECT_EQ(mDevice.TakeCalls(), Calls());
+    EXPECT_EQ(GetSize(), 77U);
+}
+
+TEST_F(KyDeviceSerialPortTest, OpensUartsWithTheRegisterEngine)
+{
+    for (const KyDeviceSerial lPort : {KyDeviceSerialUart0, KyDeviceSerialUart1})
+    {
+        SetSize(77);
+        EXPECT_THAT(Open(lPort), IsOK());
+        EXPECT_EQ(mDevice.TakeCalls(), Join({{"IsConnected"},
+                                             cAskRegisters,
+                                             cIdentify,
+                                             {"RegisterEventSink", "ReadRegister(0xb838)",
+                                              lPort == KyDeviceSerialUart0 ? "WriteRegister(0xb838, 0x3)"
+                                                                           : "WriteRegister(0xb838, 0xc)"}}));
+        EXPECT_TRUE(mPort->IsOpened());
+        EXPECT_EQ(GetSize(), 16384U);
+        mDevice.SendEvent(0x9000, Words({lPort == KyDeviceSerialUart0 ? 0x2U : 0x8U, 0x41}));
+        EXPECT_EQ(ReadAll(*mPort), Bytes{0x41});
+        EXPECT_THAT(mPort->Close(), IsOK());
+        EXPECT_FALSE(mPort->IsOpened());
+        mDevice.TakeCalls();
+    }
+    EXPECT_EQ(TakeLog(), Lines());
+}
+
+TEST_F(KyDeviceSerialPortTest, ReplacesItsEngineEvenWhenTheNewOneDoesNotOpen)
+{
+    for (const int lPort : {0, 1, 3, 9})
+    {
+        SetSize(77);
+        EXPECT_THAT(mPort->Open(nullptr, static_cast<KyDeviceSerial>(lPort)),
+                    IsResult(KyResult::NO_CONNECTION, cNull));
+        EXPECT_EQ(GetSize(), 16384U);
+        const char* const lFunction =
+            lPort < 2 ? "KySerialLib::SerialPortIPEngine::Open" : "KySerialLib::IRegisterSerialPort::Open";
+        EXPECT_EQ(TakeLog(), (Lines{{PriorityError, lFunction, cNull}}));
+    }
+}
+
+TEST_F(KyDeviceSerialPortTest, OpensBulk0WithRegistersAfterBothQuestions)
+{
+    EXPECT_THAT(Open(2), IsOK());
+    const Calls lCalls = mDevice.TakeCalls();
+    const Calls lQuestions = Join({cAskRegisters, AskSupport(0)});
+    ASSERT_GT(lCalls.size(), lQuestions.size());
+    EXPECT_EQ(Calls(lCalls.begin(), lCalls.begin() + static_cast<ptrdiff_t>(lQuestions.size())), lQuestions);
+    EXPECT_EQ(lCalls.back(), "WriteRegister(0xb898, 0x10c0)");
+    mDevice.OnCall(Slot::WriteMemory, [this] { mDevice.SendEvent(0x9000, Words({0x800})); });
+    EXPECT_THAT(mPort->Write(mBytes, 3, mCount), IsOK());
+    EXPECT_EQ(mDevice.TakeCalls(), (Calls{"IsConnected", "WriteMemory(0x80000000, [00 00 00])"}));
+    EXPECT_THAT(mPort->Close(), IsOK());
+    EXPECT_TRUE(IsFree(KyDeviceSerialBulk0));
+}
+
+TEST_F(KyDeviceSerialPortTest, OpensBulk0WithRegistersOfADeviceWithoutFeatures)
+{
+    HideFeatures();
+    EXPECT_THAT(Open(2), IsOK());
+    EXPECT_EQ(mDevice.TakeCalls().back(), "WriteRegister(0xb898, 0x10c0)");
+    EXPECT_EQ(TakeLog(), Lines());
+}
+
+TEST_F(KyDeviceSerialPortTest, OpensBulk0WithFeaturesOfADeviceWithoutRegisters)
+{
+    HideRegisters();
+    SetSize(77);
+    EXPECT_THAT(Open(2), IsOK());
+    EXPECT_EQ(mDevice.TakeCalls(),
+              Join({cAskRegisters, AskSupport(0), ClaimFeatures(0), SwitchEvent(0, "On")}));
+    EXPECT_EQ(TakeLog(), Lines());
+    EXPECT_EQ(GetSize(), 16384U);
+    EXPECT_THAT(mPort->Write(mBytes, 4, mCount), IsOK());
+    EXPECT_EQ(mDevice.GetContent(cDownstream), (Bytes{0, 0, 0, 0, 0, 0, 0, 4, 0, 0, 0, 0})); // not SPI
+}
+
+TEST_F(KyDeviceSerialPortTest, KeepsItsEngineWhenTheDeviceHasNoBulk0)
+{
+    HideRegisters();
+    HideFeatures();
+    SetSize(77);
+    EXPECT_THAT(Open(2), IsResult(KyResult::UNSUPPORTED, ""));
+    EXPECT_EQ(TakeLog(), Lines());
+    EXPECT_EQ(GetSize(), 77U);
+    EXPECT_FALSE(mPort->IsOpened());
+}
+
+TEST_F(KyDeviceSerialPortTest, StaysOpenWhenTheDeviceHasNoBulk0)
+{
+    ASSERT_THAT(Open(0), IsOK());
+    HideRegisters();
+    HideFeatures();
+    EXPECT_THAT(Open(2), IsResult(KyResult::UNSUPPORTED, ""));
+    EXPECT_TRUE(mPort->IsOpened());
+    EXPECT_THAT(mPort->Close(), IsOK());
+}
+
+TEST_F(KyDeviceSerialPortTest, HasNoBulk0WithoutADevice)
+{
+    SetSize(77);
+    EXPECT_THAT(mPort->Open(nullptr, KyDeviceSerialBulk0), IsResult(KyResult::UNSUPPORTED, ""));
+    EXPECT_EQ(TakeLog(), (Lines{{PriorityError, "KySerialLib::BulkIPEngine::IsSupported", cNull},
+                                {PriorityError, "KySerialLib::IRegisterSerialPort::IsSupported", cNull}}));
+    EXPECT_EQ(GetSize(), 77U);
+}
+
+TEST_F(KyDeviceSerialPortTest, OpensOtherBulkPortsWithFeaturesWithoutAskingFirst)
+{
+    for (int lPort = 3; lPort <= 9; ++lPort)
+    {
+        SCOPED_TRACE(lPort);
+        EXPECT_THAT(Open(lPort), IsOK());
+        EXPECT_EQ(mDevice.TakeCalls(), Join({ClaimFeatures(lPort - 2), SwitchEvent(lPort - 2, "On")}));
+        EXPECT_THAT(mPort->Close(), IsOK());
+        mDevice.TakeCalls();
+    }
+    mDevice.SetAvailable(Slot::IsRegisterFeatureAvailable, "Bulk4DownstreamData", false);
+    EXPECT_THAT(Open(6),
+                IsResult(KyResult::UNSUPPORTED, "The specified port is not supported by this device."));
+}
+
+TEST_F(KyDeviceSerialPortTest, PassesTheEnginesFailureOn)
+{
+    mDevice.Fail(Slot::ReadRegister, "0xb954", KyResult(0x5555, "rate"));
+    EXPECT_THAT(Open(2), IsResult(0x5555, "rate"));
+    EXPECT_TRUE(mPort->IsOpened());
+    EXPECT_THAT(mPort->Close(), IsOK());
+    EXPECT_FALSE(mPort->IsOpened());
+    EXPECT_TRUE(IsFree(KyDeviceSerialBulk0));
+}
+
+TEST_F(KyDeviceSerialPortTest, ClosesWhenDestroyed)
+{
+    for (int lPort = 0; lPort <= 9; ++lPort)
+    {
+        SCOPED_TRACE(lPort);
+        mPort = std::make_unique<KyDeviceSerialPort>();
+        ASSERT_THAT(Open(lPort), IsOK());
+        mPort.reset();
+        EXPECT_EQ(TakeLogOf("KyDeviceSerialPort"),
+                  (Lines{{PriorityWarning, "KyDeviceSerialPort::~KyDeviceSerialPort", cNotClosed}}));
+        EXPECT_TRUE(IsFree(static_cast<KyDeviceSerial>(lPort)));
+        EXPECT_TRUE(mDevice.GetSinks().empty());
+    }
+}
+
+TEST_F(KyDeviceSerialPortTest, DoesNotWarnAboutAClosedPort)
+{
+    ASSERT_THAT(Open(0), IsOK());
+    ASSERT_THAT(mPort->Close(), IsOK());
+    mPort.reset();
+    EXPECT_EQ(TakeLog(), Lines());
+}
+
+TEST_F(KyDeviceSerialPortTest, LeavesASafeSinkWhenDestroyedWithoutItsDevice)
+{
+    for (const int lPort : {0, 2, 5})
+    {
+        mPort = std::make_unique<KyDeviceSerialPort>();
+        ASSERT_THAT(Open(lPort), IsOK());
+        mDevice.SetAnswer(Slot::IsConnected, false);
+        mPort.reset();
+        mDevice.SetAnswer(Slot::IsConnected, true);
+        const Lines lLog = TakeLog();
+        ASSERT_EQ(lLog.size(), 2U);
+        EXPECT_EQ(lLog[0].mMessage, cNotClosed);
+        EXPECT_EQ(lLog[1].mMessage, "The device is not currently connected.");
+        EXPECT_FALSE(IsFree(static_cast<KyDeviceSerial>(lPort)));
+        // The adapter goes on calling: the memory checker looks.
+        mDevice.SendEvent(0x9000, Words({0xFFFFFFFF, 1, 2, 3}));
+        mDevice.SetInteger("EventBulk3UpstreamDataLength", 3);
+        mDevice.Invalidate("EventBulk3UpstreamDataBuffer");
+        TakeLog();
+    }
+    EXPECT_EQ(mDevice.GetSinks().size(), 3U);
+}
+
+TEST_F(KyDeviceSerialPortTest, FindsItsOwnPortInUseWhenOpenedTwice)
+{
+    for (const int lPort : {0, 2, 5})
+    {
+        mPort = std::make_unique<KyDeviceSerialPort>();
+        ASSERT_THAT(Open(lPort), IsOK());
+        EXPECT_THAT(Open(lPort), IsResult(KyResult::FAILURE, cInUse));
+        EXPECT_FALSE(mPort->IsOpened());
+        EXPECT_FALSE(IsFree(static_cast<KyDeviceSerial>(lPort)));
+        mDevice.SendEvent(0x9000, Words({0xFFFFFFFF, 1, 2, 3})); // to the engine that was replaced
+        EXPECT_EQ(GetReady(*mPort), 0U);
+        TakeLog();
+    }
+    EXPECT_EQ(mDevice.GetSinks().size(), 3U);
+}
+
+TEST_F(KyDeviceSerialPortTest, ForgetsTheFirstPortWhenOpenedOnASecond)
+{
+    ASSERT_THAT(Open(0), IsOK());
+    EXPECT_THAT(Open(1), IsOK());
+    EXPECT_TRUE(mPort->IsOpened());
+    EXPECT_EQ(mDevice.GetSinks().size(), 2U);
+    mDevice.SendEvent(0x9000, Words({0xA, 0x55}));
+    EXPECT_EQ(ReadAll(*mPort), Bytes{0x55});
+    EXPECT_THAT(mPort->Close(), IsOK());
+    EXPECT_TRUE(IsFree(KyDeviceSerialUart1));
+    EXPECT_FALSE(IsFree(KyDeviceSerialUart0));
+    EXPECT_EQ(mDevice.GetSinks().size(), 1U);
+    mDevice.SendEvent(0x9000, Words({0xA, 0x55}));
+}
+
+TEST_F(KyDeviceSerialPortTest, ForwardsTheReceiveSide)
+{
+    ASSERT_THAT(Open(2), IsOK());
+    SetSize(10);
+    EXPECT_EQ(GetSize(), 10U);
+    mDevice.SendEvent(0x9000, Words({0x100, 0x04030201}));
+    EXPECT_EQ(GetReady(*mPort), 4U);
+    EXPECT_THAT(mPort->Read(mBytes, 2, mCount, 0), IsOK());
+    EXPECT_EQ(Bytes(mBytes, mBytes + mCount), (Bytes{1, 2}));
+    EXPECT_THAT(mPort->FlushRxBuffer(), IsOK());
+    EXPECT_EQ(GetReady(*mPort), 0U);
+    EXPECT_EQ(mPort->Read(nullptr, 1, mCount, 0).GetCode(), KyResult::BAD_PARAMETER);
+    EXPECT_EQ(mPort->Write(nullptr, 1, mCount).GetCode(), KyResult::BAD_PARAMETER);
+}
+
+TEST_F(KyDeviceSerialPortTest, ReadsAnEmptyBufferAfterClose)
+{
+    ASSERT_THAT(Open(0), IsOK());
+    mDevice.SendEvent(0x9000, Words({0x2, 1, 2, 3}));
+    EXPECT_EQ(GetReady(*mPort), 3U);
+    SetSize(50);
+    mDevice.SendEvent(0x9000, Words({0x2, 1, 2, 3}));
+    EXPECT_THAT(mPort->Close(), IsOK());
+    EXPECT_THAT(mPort->Read(mBytes, 4, mCount, 0), IsResult(KyResult::TIMED_OUT, ""));
+    EXPECT_EQ(GetSize(), 50U);
+}
+
+TEST_F(KyDeviceSerialPortTest, TellsWhichPortsADeviceHas)
+{
+    for (int lPort = -3; lPort <= 12; ++lPort)
+    {
+        SCOPED_TRACE(lPort);
+        const bool lExpected = lPort >= 0 && lPort <= 9;
+        EXPECT_EQ(KyDeviceSerialPort::IsSupported(&mDevice, static_cast<KyDeviceSerial>(lPort)), lExpected);
+        Calls lCalls;
+        if (lExpected)
+        {
+            lCalls = lPort < 2 ? cAskRegisters : AskSupport(lPort - 2);
+        }
+        EXPECT_EQ(mDevice.TakeCalls(), lCalls);
+    }
+    EXPECT_EQ(TakeLog(), Lines());
+}
+
+TEST_F(KyDeviceSerialPortTest, AsksForTheFeaturesOfBulk0BeforeItsRegisters)
+{
+    HideFeatures();
+    EXPECT_TRUE(KyDeviceSerialPort::IsSupported(&mDevice, KyDeviceSerialBulk0));
+    EXPECT_EQ(mDevice.TakeCalls(), Join({{"IsConnected", "IsKorvoVideoInterface"},
+                                         {"IsRegisterFeatureAvailable(Bulk0DownstreamData)"},
+                                         cAskRegisters}));
+    HideRegisters();
+    EXPECT_FALSE(KyDeviceSerialPort::IsSupported(&mDevice, KyDeviceSerialBulk0));
+    EXPECT_EQ(TakeLog(), Lines());
+}
+
+TEST_F(KyDeviceSerialPortTest, TellsThatNoDeviceHasNoPorts)
+{
+    for (int lPort = -1; lPort <= 10; ++lPort)
+    {
+        EXPECT_FALSE(KyDeviceSerialPort::IsSupported(nullptr, static_cast<KyDeviceSerial>(lPort)));
+    }
+    mDevice.SetAnswer(Slot::IsConnected, false);
+    for (int lPort = -1; lPort <= 10; ++lPort)
+    {
+        EXPECT_FALSE(KyDeviceSerialPort::IsSupported(&mDevice, static_cast<KyDeviceSerial>(lPort)));
+    }
+    for (const std::string& lCall : mDevice.TakeCalls())
+    {
+        EXPECT_EQ(lCall, "IsConnected");
+    }
+}
+
+TEST_F(KyDeviceSerialPortTest, TouchesNoRegisterOfADisconnectedDevice)
+{
+    mDevice.SetAnswer(Slot::IsConnected, false);
+    for (int lPort = 0; lPort <= 9; ++lPort)
+    {
+        const uint32_t lCode = Open(lPort).GetCode();
+        EXPECT_EQ(lCode, lPort == 2 ? KyResult::UNSUPPORTED : KyResult::NO_CONNECTION) << lPort;
+    }
+    for (const std::string& lCall : mDevice.TakeCalls())
+    {
+        EXPECT_EQ(lCall, "IsConnected");
+    }
+}
+
+TEST_F(KyDeviceSerialPortTest, FailsTheSameWhenNoPriorityIsEnabled)
+{
+    DisableEveryPriority();
+    EXPECT_THAT(Open(-1), IsResult(KyResult::BAD_PARAMETER, "The specified port is invalid."));
+    EXPECT_THAT(Open(10), IsResult(KyResult::UNSUPPORTED, ""));
+    EXPECT_EQ(mAsserts.Take(), Broken({"false"}));
+    ASSERT_THAT(Open(0), IsOK());
+    mPort.reset();
+    EXPECT_TRUE(IsFree(KyDeviceSerialUart0));
+    EXPECT_EQ(TakeLog(), Lines());
+}
+
+} // namespace

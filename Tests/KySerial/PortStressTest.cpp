@@ -1,0 +1,205 @@
+#include "KySerial/EngineTest.h"
+
+#include "KySerial/KyDeviceSerialPort.h"
+
+#include <atomic>
+#include <thread>
+
+using namespace KyTest;
+
+namespace
+{
+
+constexpr char cUpstreamBuffer[] = "EventBulk3UpstreamDataBuffer";
+
+// Meant for the race detector: many threads on one port, bounded by counts.
+class PortStressTest : public testing::TestWithParam<KyDeviceSerial>
+{
+protected:
+    void SetUp() override
+    {
+        mDevice.SetRecording(false);
+        mDevice.SetContent(cUpstreamBuffer, Count(100));
+        mDevice.SetInteger("EventBulk3UpstreamDataLength", 100);
+    }
+
+    // The device: bytes and confirmations for every kind of port, until it is told to stop.
+    void Storm()
+    {
+        const Bytes lEvent = Words({0x190F, 1, 2, 3, 4, 5, 6, 7});
+        while (!mStop)
+        {
+            mDevice.SendEvent(0x9000, lEvent);
+            mDevice.Invalidate(cUpstreamBuffer);
+            std::this_thread::yield();
+        }
+    }
+
+    ScriptedAdapter mDevice;
+    std::atomic<bool> mStop = false;
+};
+
+TEST_P(PortStressTest, KeepsItsBytesTogetherInAStorm)
+{
+    KyDeviceSerialPort lPort;
+    ASSERT_THAT(lPort.Open(&mDevice, GetParam()), IsOK());
+    std::thread lDevice([this] { Storm(); });
+    std::thread lReader(
+        [&]
+        {
+            Bytes lBytes(64);
+            for (int i = 0; i < 2000; ++i)
+            {
+                uint32_t lGot = 0;
+                const KyResult lResult = lPort.Read(lBytes.data(), 64, lGot, i % 3 == 0 ? 0 : 2);
+                EXPECT_TRUE(lResult.IsOK() || lResult.GetCode() == KyResult::TIMED_OUT);
+                EXPECT_LE(lGot, 64U);
+            }
+        });
+    std::thread lWriter(
+        [&]
+        {
+            const Bytes lBytes = Count(300);
+            const uint32_t lSize = GetParam() < KyDeviceSerialBulk0 ? 5 : 300;
+            for (int i = 0; i < 200; ++i)
+            {
+                uint32_t lWritten = 0;
+                EXPECT_THAT(lPort.Write(lBytes.data(), lSize, lWritten), IsOK());
+                EXPECT_EQ(lWritten, lSize);
+            }
+        });
+    std::thread lResizer(
+        [&]
+        {
+            for (uint32_t i = 0; i < 2000; ++i)
+            {
+                EXPECT_THAT(lPort.SetRxBufferSize(i % 7 == 0 ? 20000 : i % 40), IsOK());
+                uint32_t lValue = 0;
+                EXPECT_THAT(lPort.GetRxBufferSize(lValue), IsOK());
+                EXPECT_THAT(lPort.GetRxBytesReady(lValue), IsOK());
+                EXPECT_LT(lValue, 20000U);
+                EXPECT_THAT(lPort.FlushRxBuffer(), IsOK());
+                EXPECT_TRUE(lPort.IsOpened());
+            }
+        });
+    lReader.join();
+    lWriter.join();
+    lResizer.join();
+    EXPECT_THAT(lPort.Close(), IsOK()); // in the middle of the storm
+    EXPECT_EQ(GetReady(lPort), 0U);
+    mStop = true;
+    lDevice.join();
+}
+
+TEST_P(PortStressTest, OpensAndClosesInAStorm)
+{
+    std::thread lDevice([this] { Storm(); });
+    for (int i = 0; i < 200; ++i)
+    {
+        KyDeviceSerialPort lPort;
+        EXPECT_THAT(lPort.Open(&mDevice, GetParam()), IsOK());
+        uint32_t lGot = 0;
+        uint8_t lByte = 0;
+        EXPECT_THAT(lPort.Read(&lByte, 1, lGot, 60000), IsOK());
+        EXPECT_THAT(lPort.Close(), IsOK());
+    }
+    mStop = true;
+    lDevice.join();
+    EXPECT_TRUE(mDevice.GetSinks().empty());
+}
+
+TEST_P(PortStressTest, LosesNothingWhileTheReaderKeepsUp)
+{
+    KyDeviceSerialPort lPort;
+    ASSERT_THAT(lPort.Open(&mDevice, GetParam()), IsOK());
+    constexpr uint32_t cTotal = 50000;
+    std::thread lDevice(
+        [&]
+        {
+            for (uint32_t lSent = 0; lSent < cTotal; lSent += 4)
+            {
+                while (GetReady(lPort) > 8000)
+                {
+                    std::this_thread::yield();
+                }
+                const auto lByte = [&](uint32_t aIndex) { return (lSent + aIndex) & 0xFF; };
+                if (GetParam() == KyDeviceSerialBulk3)
+                {
+                    mDevice.SetContent(cUpstreamBuffer,
+                                       {static_cast<uint8_t>(lByte(0)), static_cast<uint8_t>(lByte(1)),
+                                        static_cast<uint8_t>(lByte(2)), static_cast<uint8_t>(lByte(3))});
+                    mDevice.SetInteger("EventBulk3UpstreamDataLength", 4);
+                    mDevice.Invalidate(cUpstreamBuffer);
+                }
+                else if (GetParam() == KyDeviceSerialBulk0)
+                {
+                    mDevice.SendEvent(
+                        0x9000, Words({0x100, lByte(0) | lByte(1) << 8 | lByte(2) << 16 | lByte(3) << 24}));
+                }
+                else
+                {
+                    mDevice.SendEvent(0x9000, Words({0xA, lByte(0), lByte(1), lByte(2), lByte(3)}));
+                }
+            }
+        });
+    uint32_t lNext = 0;
+    while (lNext < cTotal)
+    {
+        uint8_t lBytes[100];
+        uint32_t lGot = 0;
+        ASSERT_THAT(lPort.Read(lBytes, sizeof lBytes, lGot, 60000), IsOK());
+        ASSERT_GT(lGot, 0U);
+        for (uint32_t i = 0; i < lGot; ++i, ++lNext)
+        {
+            ASSERT_EQ(lBytes[i], static_cast<uint8_t>(lNext));
+        }
+    }
+    lDevice.join();
+    EXPECT_EQ(lNext, cTotal);
+    EXPECT_THAT(lPort.Close(), IsOK());
+}
+
+INSTANTIATE_TEST_SUITE_P(EachEngine, PortStressTest,
+                         testing::Values(KyDeviceSerialUart0, KyDeviceSerialBulk0, KyDeviceSerialBulk3),
+                         [](const testing::TestParamInfo<KyDeviceSerial>& aInfo)
+                         {
+                             return aInfo.param == KyDeviceSerialUart0   ? "Uart"
+                                    : aInfo.param == KyDeviceSerialBulk0 ? "Registers"
+                                                                         : "Features";
+                         });
+
+TEST(PortClaimStressTest, LetsOneOfTwoAdaptersInAtATime)
+{
+    ScriptedAdapter lFirst;
+    ScriptedAdapter lSecond;
+    lFirst.SetInteger("GevMACAddress", 0x0A0000000001);
+    lSecond.SetInteger("GevMACAddress", 0x0A0000000001);
+    JxUtilsLib::Logger::SetPriority(static_cast<JxUtilsLib::PriorityLevel>(PriorityFatal + 1));
+    std::atomic<int> lOwners = 0;
+    std::atomic<int> lOpened = 0;
+    const auto lRun = [&](ScriptedAdapter& aDevice)
+    {
+        aDevice.SetRecording(false);
+        for (int i = 0; i < 400; ++i)
+        {
+            KyDeviceSerialPort lPort;
+            const KyResult lResult = lPort.Open(&aDevice, KyDeviceSerialUart0);
+            EXPECT_TRUE(lResult.IsOK() || lResult.GetCode() == KyResult::FAILURE);
+            if (lResult.IsOK())
+            {
+                ++lOpened;
+                EXPECT_EQ(++lOwners, 1);
+                std::this_thread::yield();
+                --lOwners;
+                EXPECT_THAT(lPort.Close(), IsOK());
+            }
+        }
+    };
+    std::thread lOther([&] { lRun(lSecond); });
+    lRun(lFirst);
+    lOther.join();
+    EXPECT_GE(lOpened, 400);
+    JxUtilsLib::Logger::SetPriority(PriorityWarning);
+}
+
+} // namespace

@@ -1,0 +1,97 @@
+#include "Support/AllocationCounter.h"
+
+#include <cstdlib>
+#include <new>
+
+namespace
+{
+
+thread_local bool gCounting = false;
+thread_local int gCount = 0;
+thread_local int gFailing = 0;
+
+void* Allocate(size_t aSize) noexcept
+{
+    if (gCounting && KyTest::gAllocationPause == 0 && ++gCount == gFailing)
+    {
+        return nullptr;
+    }
+    return std::malloc(aSize > 0 ? aSize : 1);
+}
+
+void* AllocateOrThrow(size_t aSize)
+{
+    void* const lMemory = Allocate(aSize);
+    if (lMemory == nullptr)
+    {
+        throw std::bad_alloc();
+    }
+    return lMemory;
+}
+
+} // namespace
+
+namespace KyTest
+{
+
+AllocationCounter::AllocationCounter(int aFailing)
+{
+    gCount = 0;
+    gFailing = aFailing;
+    gCounting = true;
+}
+
+AllocationCounter::~AllocationCounter()
+{
+    gCounting = false;
+}
+
+int AllocationCounter::GetCount()
+{
+    return gCount;
+}
+
+} // namespace KyTest
+
+// The whole set, so that no form of delete meets memory of another form of new.
+
+void* operator new(size_t aSize)
+{
+    return AllocateOrThrow(aSize);
+}
+void* operator new[](size_t aSize)
+{
+    return AllocateOrThrow(aSize);
+}
+void* operator new(size_t aSize, const std::nothrow_t& /*aTag*/) noexcept
+{
+    return Allocate(aSize);
+}
+void* operator new[](size_t aSize, const std::nothrow_t& /*aTag*/) noexcept
+{
+    return Allocate(aSize);
+}
+void operator delete(void* aMemory) noexcept
+{
+    std::free(aMemory);
+}
+void operator delete[](void* aMemory) noexcept
+{
+    std::free(aMemory);
+}
+void operator delete(void* aMemory, size_t /*aSize*/) noexcept
+{
+    std::free(aMemory);
+}
+void operator delete[](void* aMemory, size_t /*aSize*/) noexcept
+{
+    std::free(aMemory);
+}
+void operator delete(void* aMemory, const std::nothrow_t& /*aTag*/) noexcept
+{
+    std::free(aMemory);
+}
+void operator delete[](void* aMemory, const std::nothrow_t& /*aTag*/) noexcept
+{
+    std::free(aMemory);
+}

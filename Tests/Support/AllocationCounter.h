@@ -1,0 +1,25 @@
+#pragma once
+
+#include "Support/AllocationPause.h"
+
+namespace KyTest
+{
+
+/// Counts the calling thread's allocations with operator new, from construction to destruction, and can let
+/// one of them fail. Only in a program that compiles AllocationCounter.cpp; one at a time on a thread.
+///
+/// Test code that allocates in between stands under an AllocationPause.
+class AllocationCounter
+{
+public:
+    /// \param aFailing  The number, from 1, of the allocation that finds no memory; 0 for none.
+    explicit AllocationCounter(int aFailing = 0);
+    ~AllocationCounter();
+    AllocationCounter(const AllocationCounter&) = delete;
+    AllocationCounter& operator=(const AllocationCounter&) = delete;
+
+    /// Allocations so far, the failed one included.
+    static int GetCount();
+};
+
+} // namespace KyTest

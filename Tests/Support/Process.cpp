@@ -1,0 +1,88 @@
+#include "Support/Process.h"
+
+#include <atomic>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <random>
+#include <thread>
+
+namespace KyTest
+{
+
+namespace
+{
+
+bool WaitUntil(const std::function<bool()>& aCondition)
+{
+    const auto lEnd = std::chrono::steady_clock::now() + std::chrono::milliseconds(Process::cPatience);
+    while (!aCondition())
+    {
+        if (std::chrono::steady_clock::now() > lEnd)
+        {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    return true;
+}
+
+} // namespace
+
+bool Process::Start(const std::string& aName, const std::vector<std::string>& aArguments, const Files& aFiles)
+{
+    mPaths = {TemporaryFile(".in"), TemporaryFile(".out"), TemporaryFile(".err")};
+    return WriteFile(mPaths.mInput, aFiles.mInputText) && WriteFile(mPaths.mOutput, "") &&
+           WriteFile(mPaths.mError, "") && StartChild(ProgramFolder() + aName, aArguments, aFiles);
+}
+
+std::string Process::Output() const
+{
+    return ReadFile(mPaths.mOutput);
+}
+
+std::string Process::Error() const
+{
+    return ReadFile(mPaths.mError);
+}
+
+bool Process::WaitForOutput(const std::string& aText)
+{
+    return WaitUntil([&] { return Output().find(aText) != std::string::npos; });
+}
+
+bool Process::WaitForError(const std::string& aText)
+{
+    return WaitUntil([&] { return Error().find(aText) != std::string::npos; });
+}
+
+bool Process::WaitForTerminal(const std::string& aText)
+{
+    return WaitUntil([&] { return TerminalText().find(aText) != std::string::npos; });
+}
+
+std::string Process::TemporaryFile(const std::string& aSuffix)
+{
+    static const uint64_t cRun =
+        (static_cast<uint64_t>(std::random_device{}()) << 32U) | std::random_device{}();
+    static std::atomic<uint32_t> sCount{0};
+    const std::string lName = "kytest-" + std::to_string(cRun) + "-" + std::to_string(++sCount) + aSuffix;
+    return (std::filesystem::temp_directory_path() / lName).string();
+}
+
+std::string ReadFile(const std::string& aPath)
+{
+    std::ifstream lFile(aPath, std::ios::binary);
+    return {std::istreambuf_iterator<char>(lFile), std::istreambuf_iterator<char>()};
+}
+
+bool WriteFile(const std::string& aPath, const std::string& aContent)
+{
+    std::ofstream lFile(aPath, std::ios::binary | std::ios::trunc);
+    lFile << aContent;
+    return static_cast<bool>(lFile.flush());
+}
+
+} // namespace KyTest

@@ -1,0 +1,95 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace KyTest
+{
+
+/// A second program that a test starts, feeds, watches and waits for. Its output and error output go to files
+/// of its own, which vanish with the object. A program that still runs then is killed.
+class Process
+{
+public:
+    /// What the program finds as its standard input.
+    enum class Input
+    {
+        Pipe,    ///< A pipe that Feed() writes to and CloseInput() ends.
+        File,    ///< A file with Files::mInputText.
+        Terminal ///< A terminal that Feed() types on; only where HasTerminals().
+    };
+
+    struct Files
+    {
+        Input mInput = Input::File;
+        std::string mInputText{};
+        bool mBrokenOutput = false;  ///< The standard output is a pipe that nobody reads any more.
+        bool mErrorTerminal = false; ///< The error output is the terminal too; see TerminalText().
+    };
+
+    /// Generous: a test that needs it has failed anyway.
+    static constexpr uint32_t cPatience = 60000;
+
+    Process();
+    ~Process();
+    Process(const Process&) = delete;
+    Process& operator=(const Process&) = delete;
+
+    /// \param aName       Program name without its ending; the program lies beside the running test program.
+    /// \param aArguments  Passed on one by one, whatever characters they have.
+    bool Start(const std::string& aName, const std::vector<std::string>& aArguments, const Files& aFiles);
+
+    /// Writes to the program's input. \return False when it takes no more.
+    bool Feed(const std::string& aText);
+    /// Ends an input pipe; hangs up a terminal.
+    void CloseInput();
+
+    /// Asks the program to end as Ctrl-C would. \return False where a test cannot do that.
+    bool AskToEnd();
+
+    /// Waits for the end. \return The exit status; nothing when the program still runs, or was killed.
+    std::optional<int> Wait(uint32_t aTimeout = cPatience);
+
+    /// What the program has written so far.
+    std::string Output() const;
+    std::string Error() const;
+    /// What the terminal shows.
+    std::string TerminalText();
+
+    /// Waits until the output, the error output or the terminal contains aText.
+    bool WaitForOutput(const std::string& aText);
+    bool WaitForError(const std::string& aText);
+    bool WaitForTerminal(const std::string& aText);
+
+    /// Whether this system offers terminals to tests.
+    static bool HasTerminals();
+    /// Folder of the running program, with the separator at its end.
+    static std::string ProgramFolder();
+    /// A path for a file of this test alone; the file does not exist yet.
+    static std::string TemporaryFile(const std::string& aSuffix);
+
+private:
+    struct Child; // the system's half
+    struct Paths
+    {
+        std::string mInput;
+        std::string mOutput;
+        std::string mError;
+    };
+
+    bool StartChild(const std::string& aProgram, const std::vector<std::string>& aArguments,
+                    const Files& aFiles);
+
+    Paths mPaths;
+    std::unique_ptr<Child> mChild;
+};
+
+/// The whole of a file; empty when there is none.
+std::string ReadFile(const std::string& aPath);
+/// Makes a file with this content.
+bool WriteFile(const std::string& aPath, const std::string& aContent);
+
+} // namespace KyTest

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <KyBase/KyString.h>
+#include <KySerial/IKyDeviceAdapter.h>
+#include <KySerial/KySerialTypes.h>
+
+#include <string>
+#include <vector>
+
+namespace KySerialTool
+{
+
+/// Makes the device's features speak of one bulk port, and the port run a protocol, for the life of the
+/// object.
+///
+/// "BulkMode" is that of the port that "BulkSelector" names. The library asks for the former and never
+/// touches the latter, so a program that goes from port to port selects first. A device without these
+/// features is left alone.
+class BulkPortScope
+{
+public:
+    /// Selects the port. A UART is no bulk port: nothing happens then and later.
+    BulkPortScope(IKyDeviceAdapter& aAdapter, KyDeviceSerial aPort);
+    /// Puts mode and selector back. What goes wrong here is not reported: the device is as it was, or gone.
+    ~BulkPortScope();
+    BulkPortScope(const BulkPortScope&) = delete;
+    BulkPortScope& operator=(const BulkPortScope&) = delete;
+
+    /// The protocol that the port runs: "UART", "USRT", "I2C", "SPI"; empty when the device does not tell.
+    std::string GetMode();
+
+    /// The protocols that the device offers on the port, in the device's order.
+    std::vector<std::string> GetOfferedModes();
+
+    /// Has the port run the first of these protocols, unless it runs one of them already. Does nothing when
+    /// the device does not tell what the port runs. Throws OperationError when the device refuses.
+    void UseOneOf(const std::vector<std::string>& aModes);
+
+private:
+    IKyDeviceAdapter& mAdapter;
+    const KyDeviceSerial mPort;
+    KyString mFormerSelector;
+    KyString mFormerMode;
+    bool mSelected = false;
+};
+
+} // namespace KySerialTool

@@ -1,0 +1,16 @@
+#include "kyserial/Context.h"
+
+#include "kyserial/Failure.h"
+
+namespace KySerialTool
+{
+
+void Print(Context& aContext, const std::string& aText)
+{
+    if (!aContext.mConsole.Write(reinterpret_cast<const uint8_t*>(aText.data()), aText.size()))
+    {
+        throw OperationError("cannot write to the standard output");
+    }
+}
+
+} // namespace KySerialTool

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "kyserial/CommonOptions.h"
+#include "kyserial/ExitCode.h"
+
+#include <KyPlatform/Console.h>
+
+#include <functional>
+#include <string>
+
+namespace KySerialTool
+{
+
+/// What a command finds when it runs.
+struct Context
+{
+    KyPlatform::Console& mConsole;
+    CommonOptions mCommon{};
+    /// The command that the command line names; a command sets it while the line is taken apart.
+    std::function<ExitCode(Context&)> mAction{};
+};
+
+/// Writes to the standard output. Throws OperationError when it is broken.
+void Print(Context& aContext, const std::string& aText);
+
+} // namespace KySerialTool

@@ -1,0 +1,67 @@
+#include "kyserial/DeviceSelector.h"
+
+namespace KySerialTool
+{
+
+namespace
+{
+
+const char* const cSimulatorGroup = "Simulated camera";
+
+class SimulatedDevice : public Device
+{
+public:
+    explicit SimulatedDevice(const SimulatorOptions& aOptions) : mCamera(aOptions) {}
+
+    IKyDeviceAdapter& GetAdapter() override { return mCamera.GetAdapter(); }
+
+private:
+    SimulatedCamera mCamera;
+};
+
+} // namespace
+
+void AddDeviceOptions(CLI::App& aCommand, DeviceSelection& aSelection)
+{
+    const auto lCheck = [&aSelection](const std::string& aText)
+    {
+        const std::string lError = CheckDeviceName(aText);
+        if (!lError.empty())
+        {
+            throw CLI::ValidationError("--device", lError);
+        }
+        aSelection.mName = aText;
+    };
+    aCommand
+        .add_option_function<std::string>("-d,--device", lCheck,
+                                          "Device: sim, the simulated camera (default)")
+        ->type_name("DEVICE");
+    SimulatorOptions& lSimulator = aSelection.mSimulator;
+    aCommand.add_flag("--sim-fast", lSimulator.mFast, "Lines take no time")->group(cSimulatorGroup);
+    aCommand
+        .add_flag("--sim-no-uart-registers", lSimulator.mFeaturesOnly,
+                  "No UARTs, and bulk port 0 is driven through features")
+        ->group(cSimulatorGroup);
+    aCommand
+        .add_option("--sim-state", lSimulator.mStateFile,
+                    "File that keeps the contents of the memories on the buses between runs")
+        ->type_name("FILE")
+        ->group(cSimulatorGroup);
+    aCommand
+        .add_option("--sim-cut", lSimulator.mCutAfter,
+                    "Cut the connection N accesses after the port was opened")
+        ->type_name("N")
+        ->group(cSimulatorGroup);
+}
+
+std::string CheckDeviceName(const std::string& aName)
+{
+    return aName == "sim" ? std::string() : '"' + aName + "\" is no device; use sim (the simulated camera)";
+}
+
+std::unique_ptr<Device> OpenDevice(const DeviceSelection& aSelection)
+{
+    return std::make_unique<SimulatedDevice>(aSelection.mSimulator);
+}
+
+} // namespace KySerialTool

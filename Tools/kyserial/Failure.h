@@ -1,0 +1,35 @@
+#pragma once
+
+#include <KyBase/KyResult.h>
+
+#include <stdexcept>
+#include <string>
+
+namespace KySerialTool
+{
+
+/// The command line makes no sense; the text says what would have been right. Ends the program with
+/// ExitCode::Usage.
+class UsageError : public std::runtime_error
+{
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// Something that was tried did not work. Ends the program with ExitCode::Failed.
+class OperationError : public std::runtime_error
+{
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// A result as a user reads it: "TIMED_OUT: Timed out waiting", or the number of a code without a name.
+std::string ResultText(const KyResult& aResult);
+
+/// Throws an OperationError "aWhat: result" unless the result is OK.
+void Check(const KyResult& aResult, const std::string& aWhat);
+
+/// Writes "kyserial: aText" as one line to the error output, whatever line ends the text has.
+void PrintError(const std::string& aText);
+
+} // namespace KySerialTool

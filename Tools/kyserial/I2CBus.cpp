@@ -1,0 +1,81 @@
+#include "kyserial/I2CBus.h"
+
+#include "kyserial/Failure.h"
+#include "kyserial/HexDump.h"
+#include "kyserial/PortName.h"
+
+namespace KySerialTool
+{
+
+I2CBus::I2CBus(IKyDeviceAdapter& aAdapter, KyDeviceSerial aPort, bool aFast)
+    : mScope(aAdapter, aPort), mPort(aPort), mFast(aFast)
+{
+    mScope.UseOneOf({"I2C"});
+    const KyResult lOpened = mBus.Open(&aAdapter, aPort);
+    if (!lOpened.IsOK() && mBus.IsOpened())
+    {
+        static_cast<void>(mBus.Close()); // a refused step may have left the port claimed
+    }
+    Check(lOpened, "cannot open " + PortName(aPort) + " as I2C bus");
+}
+
+I2CBus::~I2CBus()
+{
+    static_cast<void>(mBus.Close()); // fails only when the device is gone, which a transfer has told before
+}
+
+KyResult I2CBus::TryWrite(uint8_t aAddress, const std::vector<uint8_t>& aBytes, Then aThen)
+{
+    return mBus.MasterTransmitter(aAddress, aBytes.data(), static_cast<uint32_t>(aBytes.size()), mFast,
+                                  aThen == Then::Stop);
+}
+
+KyResult I2CBus::TryRead(uint8_t aAddress, size_t aCount, std::vector<uint8_t>& aBytes, Then aThen)
+{
+    aBytes.resize(aCount);
+    uint32_t lRead = 0;
+    const KyResult lResult = mBus.MasterReceiverAfterFirstByte(
+        aAddress, aBytes.data(), static_cast<uint32_t>(aCount), lRead, mFast, aThen == Then::Stop);
+    aBytes.resize(lRead);
+    return lResult;
+}
+
+void I2CBus::Write(uint8_t aAddress, const std::vector<uint8_t>& aBytes, Then aThen)
+{
+    Check(TryWrite(aAddress, aBytes, aThen), "writing to " + Name(aAddress) + " failed");
+}
+
+std::vector<uint8_t> I2CBus::Read(uint8_t aAddress, size_t aCount, Then aThen)
+{
+    std::vector<uint8_t> lBytes;
+    Check(TryRead(aAddress, aCount, lBytes, aThen), "reading from " + Name(aAddress) + " failed");
+    return lBytes;
+}
+
+std::vector<uint8_t> I2CBus::WriteAndRead(uint8_t aAddress, const std::vector<uint8_t>& aBytes, size_t aCount)
+{
+    std::vector<uint8_t> lRead;
+    Check(TryWriteAndRead(aAddress, aBytes, aCount, lRead), "reading from " + Name(aAddress) + " failed");
+    return lRead;
+}
+
+KyResult I2CBus::TryWriteAndRead(uint8_t aAddress, const std::vector<uint8_t>& aBytes, size_t aCount,
+                                 std::vector<uint8_t>& aRead)
+{
+    aRead.clear();
+    const KyResult lWritten = TryWrite(aAddress, aBytes, Then::RepeatedStart);
+    return lWritten.IsOK() ? TryRead(aAddress, aCount, aRead) : lWritten;
+}
+
+bool I2CBus::IsNoAnswer(const KyResult& aResult)
+{
+    constexpr uint32_t cNoAcknowledge = 0x8F01; // a device that tells; others just send nothing
+    return aResult.GetCode() == KyResult::TIMED_OUT || aResult.GetCode() == cNoAcknowledge;
+}
+
+std::string I2CBus::Name(uint8_t aAddress) const
+{
+    return "0x" + HexBytes(&aAddress, 1) + " on " + PortName(mPort);
+}
+
+} // namespace KySerialTool

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+namespace KySerialTool
+{
+
+/// A bar on the error output that follows a long transfer; only there when that is a terminal.
+class Progress
+{
+public:
+    /// \param aLabel  "writing", "reading" and so on.
+    /// \param aTotal  What Advance() will add up to.
+    Progress(std::string aLabel, size_t aTotal);
+    /// Ends the bar's line.
+    ~Progress();
+    Progress(const Progress&) = delete;
+    Progress& operator=(const Progress&) = delete;
+
+    void Advance(size_t aCount);
+
+    /// The bar: "writing    [##########          ]  50%".
+    static std::string Text(const std::string& aLabel, size_t aDone, size_t aTotal);
+
+private:
+    const std::string mLabel;
+    const size_t mTotal;
+    const bool mVisible;
+    size_t mDone = 0;
+    std::string mShown{};
+};
+
+} // namespace KySerialTool

@@ -1,0 +1,74 @@
+#include "kyserial/TrafficLog.h"
+
+#include "kyserial/HexDump.h"
+
+#include <JxUtilsLib/LockScope.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+
+namespace KySerialTool
+{
+
+namespace
+{
+
+std::string TimeText(std::chrono::system_clock::time_point aTime)
+{
+    using namespace std::chrono;
+    const auto lMicroseconds = floor<microseconds>(aTime);
+    const auto lDay = floor<days>(lMicroseconds);
+    const year_month_day lDate(lDay);
+    const hh_mm_ss lClock(lMicroseconds - lDay);
+    std::array<char, 64> lText{};
+    std::snprintf(lText.data(), lText.size(), "%04d-%02u-%02uT%02d:%02d:%02d.%06dZ",
+                  static_cast<int>(lDate.year()), static_cast<unsigned>(lDate.month()),
+                  static_cast<unsigned>(lDate.day()), static_cast<int>(lClock.hours().count()),
+                  static_cast<int>(lClock.minutes().count()), static_cast<int>(lClock.seconds().count()),
+                  static_cast<int>(lClock.subseconds().count()));
+    return lText.data();
+}
+
+} // namespace
+
+bool TrafficLog::Open(const std::string& aPath)
+{
+    const JxUtilsLib::LockScope lScope(mLock);
+    mFile.open(aPath, std::ios::binary | std::ios::app);
+    mOpen = mFile.is_open();
+    return mOpen;
+}
+
+void TrafficLog::Add(char aDirection, const uint8_t* aData, size_t aSize)
+{
+    const auto lNow = std::chrono::system_clock::now();
+    const JxUtilsLib::LockScope lScope(mLock);
+    if (mOpen)
+    {
+        mFile << Lines(lNow, aDirection, aData, aSize) << std::flush;
+    }
+}
+
+bool TrafficLog::HasFailed() const
+{
+    const JxUtilsLib::LockScope lScope(mLock);
+    return mOpen && !mFile;
+}
+
+std::string TrafficLog::Lines(std::chrono::system_clock::time_point aTime, char aDirection,
+                              const uint8_t* aData, size_t aSize)
+{
+    const std::string lHead = TimeText(aTime) + ' ' + aDirection + ' ';
+    std::string lText;
+    for (size_t lDone = 0; lDone < aSize; lDone += HexDump::cBytesPerLine)
+    {
+        const size_t lPart = std::min(aSize - lDone, HexDump::cBytesPerLine);
+        std::string lNumbers = HexBytes(aData + lDone, lPart);
+        lNumbers.resize(HexDump::cBytesPerLine * 3 - 1, ' ');
+        lText += lHead + lNumbers + "  " + PrintableBytes(aData + lDone, lPart) + '\n';
+    }
+    return lText;
+}
+
+} // namespace KySerialTool
