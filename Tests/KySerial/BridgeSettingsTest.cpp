@@ -432,7 +432,9 @@ TEST_F(BridgeSettingsTest, EveryFailedCallIsSurvivedAndTheBridgeLetsGo)
         {
             static_cast<void>(mDevice.UnregisterEventSink(mDevice.GetSinks().front()));
         }
-        static_cast<void>(KySerialLib::PortMap::GetInstance().Unlock(&mDevice, KyDeviceSerialBulk3));
+        KySerialLib::PortMap& lPorts = KySerialLib::PortMap::GetInstance();
+        static_cast<void>(lPorts.Lock(&mDevice, KyDeviceSerialBulk3)); // if it is not claimed still
+        EXPECT_TRUE(lPorts.Unlock(&mDevice, KyDeviceSerialBulk3));
     } while (lCalls >= lFailing);
     EXPECT_GT(lFailing, 50);
 }
