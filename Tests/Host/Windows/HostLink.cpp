@@ -3,7 +3,9 @@
 #include "JxUtilsLib/Thread.h"
 #include "KyPlatform/HostSerialPort.h"
 
+#include <algorithm>
 #include <array>
+#include <chrono>
 #include <condition_variable>
 #include <cstdlib>
 #include <mutex>
@@ -77,6 +79,10 @@ HostLink::HostLink() : mEnd(std::make_unique<End>())
         throw std::runtime_error("no COM port");
     }
     mEnd->mReader = std::thread([this] { mEnd->ReadAll(); });
+    // What an earlier test of this process has left on the way is not this one's.
+    while (!Read(1000000, 100).empty())
+    {
+    }
 }
 
 HostLink::~HostLink()
