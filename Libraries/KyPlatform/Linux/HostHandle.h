@@ -1,0 +1,20 @@
+#pragma once
+
+#include <cstdint>
+
+namespace KyPlatform
+{
+
+/// A file descriptor as a contract's object pointer: null for what the system refused.
+inline void* ToHandle(int aDescriptor) noexcept
+{
+    return aDescriptor < 0 ? nullptr : reinterpret_cast<void*>(static_cast<intptr_t>(aDescriptor) + 1);
+}
+
+/// Back again; not of null.
+inline int ToDescriptor(void* aHandle) noexcept
+{
+    return static_cast<int>(reinterpret_cast<intptr_t>(aHandle) - 1);
+}
+
+} // namespace KyPlatform

@@ -1,0 +1,294 @@
+#include "KyPlatform/HostSerialPort.h"
+
+#include "KyPlatform/Linux/Deadline.h"
+#include "KyPlatform/Linux/HostHandle.h"
+#include "KyPlatform/Linux/SystemCalls.h"
+#include "KyPlatform/Linux/TerminalLine.h"
+
+#include <atomic>
+#include <cerrno>
+#include <charconv>
+#include <climits>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <sys/file.h>
+
+namespace KyPlatform
+{
+
+namespace
+{
+
+constexpr char cComPrefix[] = R"(\\.\COM)";
+
+struct Port
+{
+    char mPath[PATH_MAX];
+    int mDescriptor = -1; // the same number from Open() to Close(), also when the device is opened again
+    bool mHungUp = false; // the reader's
+    std::mutex mMutex;    // the line: the reader sets it when it opens the device again
+    TerminalLine mFound;
+    bool mIsFound = false;
+    HostLine mLine;
+    bool mIsSet = false;
+};
+
+Port* ToPort(void* aObject) noexcept
+{
+    return static_cast<Port*>(aObject);
+}
+
+// The device of a port's name. \return False: the name is none.
+bool GetDevice(const char* aName, char (&aPath)[PATH_MAX]) noexcept
+{
+    if (HostSerialPort::IsPath(aName))
+    {
+        return std::snprintf(aPath, sizeof aPath, "%s", aName) < static_cast<int>(sizeof aPath);
+    }
+    constexpr size_t cPrefixLength = sizeof cComPrefix - 1;
+    if (aName == nullptr || std::strncmp(aName, cComPrefix, cPrefixLength) != 0)
+    {
+        return false;
+    }
+    unsigned lNumber = 0;
+    const char* const lEnd = aName + std::strlen(aName);
+    const auto lParsed = std::from_chars(aName + cPrefixLength, lEnd, lNumber);
+    if (lParsed.ec != std::errc() || lParsed.ptr != lEnd || lNumber == 0)
+    {
+        return false;
+    }
+    return std::snprintf(aPath, sizeof aPath, "/dev/ttyS%u", lNumber - 1) > 0;
+}
+
+// Opens a terminal that nobody else uses. \return -1 with errno.
+int OpenTerminal(const char* aPath) noexcept
+{
+    const int lDescriptor = gSystem.mOpen(AT_FDCWD, aPath, O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC, 0);
+    if (lDescriptor < 0)
+    {
+        return -1;
+    }
+    TerminalLine lLine;
+    // The mark keeps other users' programs out, the lock those that respect it, the superuser's too.
+    if (!lLine.Read(lDescriptor) || gSystem.mLockFile(lDescriptor, LOCK_EX | LOCK_NB) != 0 ||
+        !TerminalLine::SetExclusive(lDescriptor, true))
+    {
+        const int lError = errno;
+        static_cast<void>(gSystem.mClose(lDescriptor)); // ignored: the first failure is what counts
+        errno = lError;
+        return -1;
+    }
+    return lDescriptor;
+}
+
+// Puts the device that the port's name means now in the place of the one that has hung up. \return False with
+// errno.
+bool OpenAgain(Port& aPort) noexcept
+{
+    const int lDescriptor = OpenTerminal(aPort.mPath);
+    if (lDescriptor < 0)
+    {
+        return false;
+    }
+    const std::lock_guard<std::mutex> lLock(aPort.mMutex);
+    TerminalLine lLine;
+    bool lDone = lLine.Read(lDescriptor) && lLine.WriteReadRule(lDescriptor);
+    lDone = lDone && (!aPort.mIsSet || lLine.Write(lDescriptor, aPort.mLine));
+    // The writer may be using the number: it changes its device in one step.
+    lDone = lDone && gSystem.mReplace(lDescriptor, aPort.mDescriptor, O_CLOEXEC) >= 0;
+    const int lError = errno;
+    static_cast<void>(gSystem.mClose(lDescriptor)); // ignored: a second number of the device, or of no use
+    errno = lError;
+    aPort.mHungUp = !lDone;
+    return lDone;
+}
+
+HostTransferResult Failed(HostTransfer aEnd, uint32_t aBytes) noexcept
+{
+    return {aEnd, aBytes, static_cast<uint32_t>(errno)};
+}
+
+enum class Ready
+{
+    Line,
+    Stop,
+    Nothing,
+    Failed
+};
+
+Ready WaitForLine(const Port& aPort, short aEvents, int aStop, const Deadline& aDeadline) noexcept
+{
+    pollfd lPolls[] = {{aStop, POLLIN, 0}, {aPort.mDescriptor, aEvents, 0}};
+    const int lReady = PollUntil(lPolls, 2, aDeadline);
+    if (lReady < 0)
+    {
+        return Ready::Failed;
+    }
+    if (lPolls[0].revents != 0)
+    {
+        return Ready::Stop;
+    }
+    return lReady > 0 ? Ready::Line : Ready::Nothing;
+}
+
+} // namespace
+
+bool HostSerialPort::IsPath(const char* aName) noexcept
+{
+    return aName != nullptr && aName[0] == '/';
+}
+
+bool HostSerialPort::Open(const char* aPath) noexcept
+{
+    Close();
+    std::unique_ptr<Port> lPort(new (std::nothrow) Port);
+    if (lPort == nullptr || !GetDevice(aPath, lPort->mPath))
+    {
+        return false;
+    }
+    lPort->mDescriptor = OpenTerminal(lPort->mPath);
+    mObject = lPort->mDescriptor >= 0 ? lPort.release() : nullptr;
+    return mObject != nullptr;
+}
+
+void HostSerialPort::Close() noexcept
+{
+    const std::unique_ptr<Port> lPort(ToPort(std::exchange(mObject, nullptr)));
+    if (lPort != nullptr)
+    {
+        // Results ignored: a device that is gone refuses, and there is nothing left to undo.
+        static_cast<void>(TerminalLine::SetExclusive(lPort->mDescriptor, false));
+        static_cast<void>(gSystem.mClose(lPort->mDescriptor));
+    }
+}
+
+bool HostSerialPort::SetTimeouts() noexcept
+{
+    TerminalLine lLine;
+    return mObject != nullptr && lLine.Read(ToPort(mObject)->mDescriptor) &&
+           lLine.WriteReadRule(ToPort(mObject)->mDescriptor);
+}
+
+bool HostSerialPort::ReadLine() noexcept
+{
+    if (mObject == nullptr)
+    {
+        return false;
+    }
+    Port& lPort = *ToPort(mObject);
+    const std::lock_guard<std::mutex> lLock(lPort.mMutex);
+    lPort.mIsFound = lPort.mFound.Read(lPort.mDescriptor);
+    return lPort.mIsFound;
+}
+
+bool HostSerialPort::SetLine(const HostLine& aLine) noexcept
+{
+    if (mObject == nullptr)
+    {
+        return false;
+    }
+    Port& lPort = *ToPort(mObject);
+    const std::lock_guard<std::mutex> lLock(lPort.mMutex);
+    if (!lPort.mIsFound || !lPort.mFound.Write(lPort.mDescriptor, aLine))
+    {
+        return false;
+    }
+    lPort.mLine = aLine;
+    lPort.mIsSet = true;
+    return true;
+}
+
+HostTransferResult HostSerialPort::Read(void* aBuffer, uint32_t aSize, StopEvent& aStop) noexcept
+{
+    if (mObject == nullptr || aStop.mObject == nullptr)
+    {
+        errno = EBADF;
+        return Failed(HostTransfer::Refused, 0);
+    }
+    Port& lPort = *ToPort(mObject);
+    if (lPort.mHungUp && !OpenAgain(lPort))
+    {
+        return Failed(HostTransfer::Refused, 0);
+    }
+    uint32_t lBytes = 0;
+    while (lBytes < aSize)
+    {
+        const Deadline lDeadline(lBytes == 0 ? cInfinite : cQuietTime);
+        switch (WaitForLine(lPort, POLLIN, ToDescriptor(aStop.mObject), lDeadline))
+        {
+        case Ready::Line:
+            break;
+        case Ready::Stop:
+            return {HostTransfer::Stopped, lBytes, 0};
+        case Ready::Nothing:
+            return {HostTransfer::Done, lBytes, 0};
+        case Ready::Failed:
+            return Failed(HostTransfer::Unsuccessful, lBytes);
+        }
+        const ssize_t lRead =
+            gSystem.mRead(lPort.mDescriptor, static_cast<uint8_t*>(aBuffer) + lBytes, aSize - lBytes);
+        if (lRead > 0)
+        {
+            lBytes += static_cast<uint32_t>(lRead);
+            continue;
+        }
+        if (lRead < 0 && (errno == EAGAIN || errno == EINTR))
+        {
+            continue;
+        }
+        // The end of a terminal: nobody is at the other side any more, or the device is gone.
+        errno = lRead < 0 ? errno : EIO;
+        lPort.mHungUp = true;
+        return lBytes > 0 ? HostTransferResult{HostTransfer::Done, lBytes, 0}
+                          : Failed(HostTransfer::Refused, 0);
+    }
+    return {HostTransfer::Done, lBytes, 0};
+}
+
+HostTransferResult HostSerialPort::Write(const void* aData, uint32_t aSize, StopEvent& aStop) noexcept
+{
+    if (mObject == nullptr || aStop.mObject == nullptr)
+    {
+        errno = EBADF;
+        return Failed(HostTransfer::Refused, 0);
+    }
+    const Port& lPort = *ToPort(mObject);
+    const Deadline lDeadline(uint64_t{aSize} * cWriteTimePerByte + cWriteTimeMore);
+    uint32_t lBytes = 0;
+    while (lBytes < aSize)
+    {
+        const ssize_t lWritten =
+            gSystem.mWrite(lPort.mDescriptor, static_cast<const uint8_t*>(aData) + lBytes, aSize - lBytes);
+        if (lWritten > 0)
+        {
+            lBytes += static_cast<uint32_t>(lWritten);
+            continue;
+        }
+        if (lWritten < 0 && errno == EINTR)
+        {
+            continue;
+        }
+        if (lWritten < 0 && errno != EAGAIN)
+        {
+            return Failed(HostTransfer::Refused, lBytes);
+        }
+        switch (WaitForLine(lPort, POLLOUT, ToDescriptor(aStop.mObject), lDeadline))
+        {
+        case Ready::Line:
+            break;
+        case Ready::Stop:
+            return {HostTransfer::Stopped, lBytes, 0};
+        case Ready::Nothing:
+            return {HostTransfer::Done, lBytes, 0};
+        case Ready::Failed:
+            return Failed(HostTransfer::Unsuccessful, lBytes);
+        }
+    }
+    return {HostTransfer::Done, lBytes, 0};
+}
+
+} // namespace KyPlatform

@@ -1,0 +1,86 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <sys/types.h>
+
+namespace KyPlatform
+{
+
+/// A mapped file that lives as long as some process holds it: what every named object here is made of.
+///
+/// Each holder keeps a shared lock on the file. Who gets the exclusive lock knows that nobody holds the file
+/// any more: an opener that does takes it away and finds nothing, a holder that does when it closes was the
+/// last and takes it away too. A new file gets its name only when it is complete and locked. So nobody ever
+/// sees half a file, or meets what the dead have left.
+///
+/// A child made by fork() shares its parent's locks: it may use what it inherited while the parent holds it.
+class NamedFile
+{
+public:
+    /// Fills a new file; false gives up on it.
+    using Fill = bool (*)(void* aBase, const void* aContext);
+
+    NamedFile() noexcept = default;
+    ~NamedFile() { Close(); }
+    NamedFile(const NamedFile&) = delete;
+    NamedFile& operator=(const NamedFile&) = delete;
+
+    /// Opens the file of an object.
+    /// \param aName  The object's name with its prefix.
+    /// \param aKind  Ending that keeps names of different kinds apart.
+    /// \return False: there is none, it is empty, or the system refused.
+    bool Open(const std::string& aName, const char* aKind);
+
+    /// Opens the file of an object or makes it.
+    /// \param aSize     Bytes of a new one; memory is reserved for all of them.
+    /// \param aFill     Null leaves a new file full of zeros.
+    /// \param aContext  Passed on to aFill.
+    /// \return False: the name is not one, or the system refused.
+    bool Create(const std::string& aName, const char* aKind, uint64_t aSize, Fill aFill,
+                const void* aContext);
+
+    /// \return False: the memory or the file could not be given back.
+    bool Close() noexcept;
+
+    /// Keeps file and memory until the process ends.
+    void Abandon() noexcept;
+
+    void* GetBase() const noexcept { return mBase; }
+    uint64_t GetSize() const noexcept { return mSize; }
+    bool IsNew() const noexcept { return mNew; }
+
+private:
+    enum class Outcome
+    {
+        Held,   // opened or made, and held
+        Absent, // nobody holds a file of this name
+        Again,  // another process was faster; look again
+        Failed
+    };
+
+    bool Find(const std::string& aName, const char* aKind, bool aMake);
+    Outcome Hold(const std::string& aFile);
+    Outcome Make(const std::string& aFile, uint64_t aSize, Fill aFill, const void* aContext);
+    bool Map();
+    bool IsLinked(const std::string& aFile) const;
+
+    int mFolder = -1;
+    int mFile = -1;
+    std::string mFileName;
+    void* mBase = nullptr;
+    uint64_t mSize = 0;
+    pid_t mHolder = 0;
+    bool mNew = false;
+};
+
+/// A named file whose bytes are a Layout, which begins with Layout::cMark so that no other file is taken for
+/// one. \return Null: there is none, it is no Layout, or the system refused. The caller deletes it.
+NamedFile* OpenRecord(const std::string& aName, const char* aKind, uint64_t aSize, uint32_t aMark) noexcept;
+
+/// As OpenRecord(), and makes the file when there is none. aFill sets everything but the mark.
+NamedFile* CreateRecord(const std::string& aName, const char* aKind, uint64_t aSize, uint32_t aMark,
+                        NamedFile::Fill aFill, const void* aContext) noexcept;
+
+} // namespace KyPlatform

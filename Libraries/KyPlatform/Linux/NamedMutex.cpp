@@ -1,0 +1,149 @@
+#include "KyPlatform/NamedMutex.h"
+
+#include "KyPlatform/Linux/NamedFile.h"
+#include "KyPlatform/Linux/SystemCalls.h"
+
+#include <atomic>
+#include <cerrno>
+#include <cstddef>
+#include <memory>
+#include <new>
+
+namespace KyPlatform
+{
+
+namespace
+{
+
+constexpr char cKind[] = ".mutex";
+constexpr uint32_t cMark = 0x314D794BU; // "KyM1"; the lock's layout is the C library's
+constexpr time_t cSecondsForEver = 1000000000;
+
+struct Record
+{
+    uint32_t mMark;
+    alignas(64) pthread_mutex_t mMutex;
+};
+
+struct Object
+{
+    std::unique_ptr<NamedFile> mFile;
+    pthread_mutex_t* mMutex = nullptr;
+    std::atomic<int> mHeld{0}; // how often this process has it
+};
+
+bool FillRecord(void* aBase, const void* /*aContext*/)
+{
+    auto* const lRecord = static_cast<Record*>(aBase);
+    lRecord->mMark = cMark;
+    return gSystem.mInitMutex(&lRecord->mMutex) == 0;
+}
+
+void* MakeObject(NamedFile* aFile) noexcept
+{
+    std::unique_ptr<NamedFile> lFile(aFile);
+    auto* const lObject = lFile != nullptr ? new (std::nothrow) Object() : nullptr;
+    if (lObject != nullptr)
+    {
+        lObject->mMutex = &static_cast<Record*>(lFile->GetBase())->mMutex;
+        lObject->mFile = std::move(lFile);
+    }
+    return lObject;
+}
+
+timespec GetDeadline(uint32_t aTimeout)
+{
+    timespec lUntil{};
+    ::clock_gettime(CLOCK_MONOTONIC, &lUntil);
+    if (aTimeout == cInfinite)
+    {
+        lUntil.tv_sec += cSecondsForEver;
+        return lUntil;
+    }
+    lUntil.tv_sec += aTimeout / 1000;
+    lUntil.tv_nsec += static_cast<long>(aTimeout % 1000) * 1000000;
+    if (lUntil.tv_nsec >= 1000000000)
+    {
+        lUntil.tv_nsec -= 1000000000;
+        ++lUntil.tv_sec;
+    }
+    return lUntil;
+}
+
+} // namespace
+
+bool NamedMutex::Create(const std::string& aName) noexcept
+{
+    Close();
+    mObject = MakeObject(CreateRecord(aName, cKind, sizeof(Record), cMark, &FillRecord, nullptr));
+    return mObject != nullptr;
+}
+
+bool NamedMutex::Open(const std::string& aName) noexcept
+{
+    Close();
+    mObject = MakeObject(OpenRecord(aName, cKind, sizeof(Record), cMark));
+    return mObject != nullptr;
+}
+
+bool NamedMutex::Close() noexcept
+{
+    const std::unique_ptr<Object> lObject(static_cast<Object*>(std::exchange(mObject, nullptr)));
+    if (lObject == nullptr)
+    {
+        return true;
+    }
+    if (lObject->mHeld != 0)
+    {
+        // The owning thread's list of locks points into the file.
+        lObject->mFile->Abandon();
+    }
+    return lObject->mFile->Close();
+}
+
+WaitResult NamedMutex::Wait(uint32_t aTimeout) noexcept
+{
+    if (mObject == nullptr)
+    {
+        return WaitResult::Failed;
+    }
+    auto* const lObject = static_cast<Object*>(mObject);
+    int lError = gSystem.mTryLockMutex(lObject->mMutex);
+    if (lError == EBUSY && aTimeout != 0)
+    {
+        const timespec lUntil = GetDeadline(aTimeout);
+        lError = gSystem.mLockMutex(lObject->mMutex, &lUntil);
+    }
+    switch (lError)
+    {
+    case 0:
+        ++lObject->mHeld;
+        return WaitResult::Done;
+    case EOWNERDEAD:
+        if (gSystem.mMendMutex(lObject->mMutex) != 0)
+        {
+            gSystem.mUnlockMutex(lObject->mMutex);
+            return WaitResult::Failed;
+        }
+        ++lObject->mHeld;
+        return WaitResult::OwnerDied;
+    case EBUSY:
+    case ETIMEDOUT:
+        return WaitResult::TimedOut;
+    default:
+        return WaitResult::Failed;
+    }
+}
+
+bool NamedMutex::Release() noexcept
+{
+    auto* const lObject = static_cast<Object*>(mObject);
+    if (lObject == nullptr || gSystem.mUnlockMutex(lObject->mMutex) != 0)
+    {
+        return false;
+    }
+    --lObject->mHeld;
+    return true;
+}
+
+} // namespace KyPlatform

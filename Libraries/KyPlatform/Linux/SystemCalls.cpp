@@ -1,0 +1,121 @@
+#include "KyPlatform/Linux/SystemCalls.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <linux/futex.h>
+#include <sys/eventfd.h>
+#include <sys/file.h>
+#include <sys/ioctl.h>
+#include <sys/mman.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#if defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define KYPLATFORM_THREAD_SANITIZER
+#endif
+#endif
+
+namespace KyPlatform
+{
+
+namespace
+{
+
+int OpenFile(int aFolder, const char* aName, int aFlags, mode_t aMode)
+{
+    return ::openat(aFolder, aName, aFlags, aMode);
+}
+
+long Futex(uint32_t* aWord, int aOperation, uint32_t aValue, const timespec* aTimeout)
+{
+    return ::syscall(SYS_futex, aWord, aOperation, aValue, aTimeout, nullptr, 0);
+}
+
+int Control(int aDescriptor, unsigned long aRequest, void* aArgument)
+{
+    return ::ioctl(aDescriptor, aRequest, aArgument);
+}
+
+int Replace(int aFrom, int aTo, int aFlags)
+{
+    return ::dup3(aFrom, aTo, aFlags);
+}
+
+int InitMutex(pthread_mutex_t* aMutex)
+{
+    pthread_mutexattr_t lKind;
+    int lError = ::pthread_mutexattr_init(&lKind);
+    if (lError != 0)
+    {
+        return lError;
+    }
+    lError = ::pthread_mutexattr_setpshared(&lKind, PTHREAD_PROCESS_SHARED);
+    lError = lError != 0 ? lError : ::pthread_mutexattr_setrobust(&lKind, PTHREAD_MUTEX_ROBUST);
+    lError = lError != 0 ? lError : ::pthread_mutexattr_settype(&lKind, PTHREAD_MUTEX_RECURSIVE);
+    lError = lError != 0 ? lError : ::pthread_mutex_init(aMutex, &lKind);
+    ::pthread_mutexattr_destroy(&lKind);
+    return lError;
+}
+
+int LockMutex(pthread_mutex_t* aMutex, const timespec* aUntil)
+{
+#if defined(KYPLATFORM_THREAD_SANITIZER)
+    // The sanitizer of this compiler does not know pthread_mutex_clocklock and would not see the lock.
+    timespec lNow{};
+    timespec lWall{};
+    ::clock_gettime(CLOCK_MONOTONIC, &lNow);
+    ::clock_gettime(CLOCK_REALTIME, &lWall);
+    constexpr long cSecond = 1000000000;
+    lWall.tv_sec += aUntil->tv_sec - lNow.tv_sec;
+    lWall.tv_nsec += aUntil->tv_nsec - lNow.tv_nsec;
+    lWall.tv_sec += lWall.tv_nsec < 0 ? -1 : lWall.tv_nsec / cSecond;
+    lWall.tv_nsec += lWall.tv_nsec < 0 ? cSecond : -(lWall.tv_nsec / cSecond) * cSecond;
+    return ::pthread_mutex_timedlock(aMutex, &lWall);
+#else
+    return ::pthread_mutex_clocklock(aMutex, CLOCK_MONOTONIC, aUntil);
+#endif
+}
+
+} // namespace
+
+SystemCalls GetRealSystem() noexcept
+{
+    SystemCalls lReal{};
+    lReal.mFolder = "/dev/shm/KySerial-";
+    lReal.mGetUser = &::geteuid;
+    lReal.mMakeFolder = &::mkdir;
+    lReal.mOpen = &OpenFile;
+    lReal.mClose = &::close;
+    lReal.mGetStatus = &::fstat;
+    lReal.mGetStatusOf = &::fstatat;
+    lReal.mSetMode = &::fchmod;
+    lReal.mLockFile = &::flock;
+    lReal.mAllocate = &::posix_fallocate;
+    lReal.mMap = &::mmap;
+    lReal.mUnmap = &::munmap;
+    lReal.mLink = &::linkat;
+    lReal.mRemove = &::unlinkat;
+    lReal.mOpenList = &::fdopendir;
+    lReal.mGetNext = &::readdir;
+    lReal.mCloseList = &::closedir;
+    lReal.mFutex = &Futex;
+    lReal.mInitMutex = &InitMutex;
+    lReal.mTryLockMutex = &::pthread_mutex_trylock;
+    lReal.mLockMutex = &LockMutex;
+    lReal.mMendMutex = &::pthread_mutex_consistent;
+    lReal.mUnlockMutex = &::pthread_mutex_unlock;
+    lReal.mMakeEvent = &::eventfd;
+    lReal.mRead = &::read;
+    lReal.mWrite = &::write;
+    lReal.mPoll = &::poll;
+    lReal.mControl = &Control;
+    lReal.mReplace = &Replace;
+    lReal.mStartThread = &::pthread_create;
+    lReal.mNameThread = &::pthread_setname_np;
+    return lReal;
+}
+
+SystemCalls gSystem = GetRealSystem();
+
+} // namespace KyPlatform

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <ctime>
+#include <dirent.h>
+#include <poll.h>
+#include <pthread.h>
+#include <sys/stat.h>
+#include <sys/types.h>
+
+namespace KyPlatform
+{
+
+/// Every call into the system that this layer makes, so that a test can put a failing one in its place.
+///
+/// The entries are the system's own functions, with their own results and errno. Replace them only while no
+/// other thread is in this layer.
+struct SystemCalls
+{
+    const char* mFolder; ///< What the sessions' folders begin with; their number follows.
+
+    uid_t (*mGetUser)();
+    int (*mMakeFolder)(const char*, mode_t);
+    int (*mOpen)(int, const char*, int, mode_t); ///< Relative to an open folder.
+    int (*mClose)(int);
+    int (*mGetStatus)(int, struct stat*);
+    int (*mGetStatusOf)(int, const char*, struct stat*, int);
+    int (*mSetMode)(int, mode_t);
+    int (*mLockFile)(int, int);
+    int (*mAllocate)(int, off_t, off_t); ///< Result is the error.
+    void* (*mMap)(void*, size_t, int, int, int, off_t);
+    int (*mUnmap)(void*, size_t);
+    int (*mLink)(int, const char*, int, const char*, int);
+    int (*mRemove)(int, const char*, int);
+    DIR* (*mOpenList)(int);
+    dirent* (*mGetNext)(DIR*);
+    int (*mCloseList)(DIR*);
+    long (*mFutex)(uint32_t*, int, uint32_t, const timespec*);
+    int (*mInitMutex)(pthread_mutex_t*);
+    int (*mTryLockMutex)(pthread_mutex_t*);
+    int (*mLockMutex)(pthread_mutex_t*, const timespec*); ///< Until a moment of the clock that nobody sets.
+    int (*mMendMutex)(pthread_mutex_t*);                  ///< Makes the lock of a dead owner usable.
+    int (*mUnlockMutex)(pthread_mutex_t*);
+
+    // Host ports, stop events and threads.
+    int (*mMakeEvent)(unsigned, int);
+    ssize_t (*mRead)(int, void*, size_t);
+    ssize_t (*mWrite)(int, const void*, size_t);
+    int (*mPoll)(pollfd*, nfds_t, int);
+    int (*mControl)(int, unsigned long, void*);
+    int (*mReplace)(int, int, int); ///< Makes the second number mean what the first one means.
+    int (*mStartThread)(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
+    int (*mNameThread)(pthread_t, const char*);
+};
+
+/// The table in use.
+extern SystemCalls gSystem;
+
+/// The table that a process starts with.
+SystemCalls GetRealSystem() noexcept;
+
+} // namespace KyPlatform

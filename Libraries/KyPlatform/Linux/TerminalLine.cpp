@@ -1,0 +1,108 @@
+#include "KyPlatform/Linux/TerminalLine.h"
+
+#include "KyPlatform/Linux/SystemCalls.h"
+
+#include <asm/ioctls.h>
+#include <asm/termbits.h>
+#include <cerrno>
+#include <cstring>
+
+namespace KyPlatform
+{
+
+namespace
+{
+
+constexpr tcflag_t cReceived =
+    IGNBRK | BRKINT | PARMRK | INPCK | ISTRIP | INLCR | IGNCR | ICRNL | IXON | IXOFF;
+
+tcflag_t GetRateFlag(uint32_t aBaudRate) noexcept
+{
+    switch (aBaudRate)
+    {
+    case 9600:
+        return B9600;
+    case 19200:
+        return B19200;
+    case 38400:
+        return B38400;
+    case 57600:
+        return B57600;
+    case 115200:
+        return B115200;
+    default:
+        return BOTHER; // the number itself counts
+    }
+}
+
+tcflag_t GetControl(tcflag_t aFound, const HostLine& aLine) noexcept
+{
+    const tcflag_t lChanged = CBAUD | (CBAUD << IBSHIFT) | CSIZE | PARENB | PARODD | CMSPAR | CSTOPB;
+    tcflag_t lFlags = (aFound & ~lChanged) | CREAD | CLOCAL; // without a modem's permission
+    lFlags |= GetRateFlag(aLine.mBaudRate);
+    lFlags |= aLine.mDataBits == 7 ? CS7 : CS8;
+    lFlags |= aLine.mTwoStopBits ? CSTOPB : 0U;
+    if (aLine.mParity != HostLine::Parity::Unchanged)
+    {
+        lFlags |= PARENB | (aLine.mParity == HostLine::Parity::Odd ? PARODD : 0U);
+    }
+    return lFlags;
+}
+
+// Drivers run at the nearest rate that they can and tell which; a line works up to a few per cent off.
+bool IsNear(uint32_t aRate, uint32_t aWanted) noexcept
+{
+    const uint32_t lOff = aRate > aWanted ? aRate - aWanted : aWanted - aRate;
+    return lOff <= aWanted / 30;
+}
+
+} // namespace
+
+bool TerminalLine::Read(int aDescriptor) noexcept
+{
+    static_assert(sizeof(termios2) <= sizeof mState);
+    return gSystem.mControl(aDescriptor, TCGETS2, mState.data()) == 0;
+}
+
+bool TerminalLine::WriteReadRule(int aDescriptor) noexcept
+{
+    termios2 lLine{};
+    std::memcpy(&lLine, mState.data(), sizeof lLine);
+    lLine.c_cc[VMIN] = 1;
+    lLine.c_cc[VTIME] = 0;
+    std::memcpy(mState.data(), &lLine, sizeof lLine);
+    return gSystem.mControl(aDescriptor, TCSETS2, mState.data()) == 0;
+}
+
+bool TerminalLine::Write(int aDescriptor, const HostLine& aLine) noexcept
+{
+    termios2 lLine{};
+    std::memcpy(&lLine, mState.data(), sizeof lLine);
+    lLine.c_iflag = (lLine.c_iflag & ~cReceived) | (aLine.mCheckParity ? INPCK : 0U);
+    lLine.c_oflag &= ~static_cast<tcflag_t>(OPOST);
+    lLine.c_lflag &= ~static_cast<tcflag_t>(ECHO | ECHONL | ICANON | ISIG | IEXTEN);
+    lLine.c_cflag = GetControl(lLine.c_cflag, aLine);
+    lLine.c_ispeed = aLine.mBaudRate;
+    lLine.c_ospeed = aLine.mBaudRate;
+    lLine.c_cc[VMIN] = 1;
+    lLine.c_cc[VTIME] = 0;
+    TerminalLine lDone;
+    if (gSystem.mControl(aDescriptor, TCSETS2, &lLine) != 0 || !lDone.Read(aDescriptor))
+    {
+        return false;
+    }
+    std::memcpy(&lLine, lDone.mState.data(), sizeof lLine);
+    if (!IsNear(lLine.c_ospeed, aLine.mBaudRate))
+    {
+        errno = EINVAL;
+        return false;
+    }
+    return true;
+}
+
+bool TerminalLine::SetExclusive(int aDescriptor, bool aExclusive) noexcept
+{
+    return gSystem.mControl(aDescriptor, aExclusive ? TIOCEXCL : TIOCNXCL, nullptr) == 0;
+}
+
+} // namespace KyPlatform

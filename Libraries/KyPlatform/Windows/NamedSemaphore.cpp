@@ -1,0 +1,42 @@
+#include "KyPlatform/NamedSemaphore.h"
+
+#include "KyPlatform/Windows/SystemCalls.h"
+
+namespace KyPlatform
+{
+
+bool NamedSemaphore::Create(const std::string& aName, uint32_t aCount, uint32_t aMaximum) noexcept
+{
+    Close();
+    if (aMaximum != 0 && aMaximum <= 0x7FFFFFFFU && aCount <= aMaximum)
+    {
+        mObject = gSystem.mCreateSemaphore(nullptr, static_cast<LONG>(aCount), static_cast<LONG>(aMaximum),
+                                           aName.c_str());
+    }
+    return mObject != nullptr;
+}
+
+bool NamedSemaphore::Open(const std::string& aName) noexcept
+{
+    Close();
+    mObject = gSystem.mOpenSemaphore(SYNCHRONIZE | SEMAPHORE_MODIFY_STATE, FALSE, aName.c_str());
+    return mObject != nullptr;
+}
+
+bool NamedSemaphore::Close() noexcept
+{
+    void* const lHandle = std::exchange(mObject, nullptr);
+    return lHandle == nullptr || gSystem.mCloseHandle(lHandle) != FALSE;
+}
+
+bool NamedSemaphore::TryTake() noexcept
+{
+    return mObject != nullptr && gSystem.mWait(mObject, 0) == WAIT_OBJECT_0;
+}
+
+bool NamedSemaphore::Release() noexcept
+{
+    return mObject != nullptr && gSystem.mReleaseSemaphore(mObject, 1, nullptr) != FALSE;
+}
+
+} // namespace KyPlatform

@@ -1,0 +1,173 @@
+#pragma once
+
+#include "BridgeGate.h"
+#include "JxUtilsLib/Logger.h"
+#include "JxUtilsLib/Mutex.h"
+#include "KyPlatform/StopEvent.h"
+#include "KyPlatform/WorkerThread.h"
+#include "KySerial/IKyDeviceAdapter.h"
+#include "KySerial/KyDeviceSerialPort.h"
+#include "KySerial/KySerialPortConfiguration.h"
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+namespace KySerialLib
+{
+
+class FeatureSelectorScope;
+
+/// What both kinds of bridges have in common: the device port, its settings in the device's features, and the
+/// two threads that relay bytes.
+///
+/// Order of calls: construct, OpenDevicePort(), what the flavour opens, Start(), destroy. The flavours'
+/// destructors call StopThreads() first, because the threads use the flavour's members; this one's restores
+/// the device's settings.
+///
+/// Threads: one caller; GetBaudRate(), the statistics and Recover() also while the threads run, from
+/// anywhere. The adapter must outlive the bridge.
+class Bridge : public IKyDeviceEventSink
+{
+public:
+    Bridge();
+    Bridge(const Bridge&) = delete;
+    Bridge& operator=(const Bridge&) = delete;
+
+    /// Do nothing: the device port has a sink of its own.
+    void NotifyEvent(uint16_t aEventID, uint16_t aChannel, uint64_t aBlockID, uint64_t aTimestamp,
+                     const void* aData, uint32_t aDataLength) override;
+    void NotifyFeatureInvalidated(const KyString* aName) override;
+
+    /// Restores the device's settings, closes the device port and lets go of the adapter. The threads must
+    /// have ended.
+    virtual ~Bridge();
+
+    /// The rate last written to the device; the flavours give their own while there is none.
+    virtual uint32_t GetBaudRate() const;
+    /// Whether the flavour can use a rate that the device offers.
+    virtual bool IsBaudRateSupported(uint32_t aBaudRate) const = 0;
+    /// What the threads run; their argument is the Bridge.
+    virtual KyPlatform::WorkerThread::Routine GetUpThreadRoutine() const = 0;
+    virtual KyPlatform::WorkerThread::Routine GetDownThreadRoutine() const = 0;
+
+    /// Opens the device port, finds its features and saves what they say.
+    /// \return OK. UNSUPPORTED: the device does not offer the port. Others: as KyDeviceSerialPort::Open().
+    KyResult OpenDevicePort(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort);
+
+    /// Starts the two threads. \return OK; FAILURE: what was made already stays, the destructor undoes it.
+    KyResult Start();
+
+    /// Ends the threads. Harmless when none run. Blocks until they have ended: at most the 100 ms that a read
+    /// of the device port waits, unless the device itself holds a write up.
+    void StopThreads();
+
+    /// Closes the device port and opens it again, for a device that was away.
+    /// \return OK, whatever came of it; NOT_OPEN before OpenDevicePort().
+    /// Blocks until the threads have left the device port.
+    KyResult Recover();
+
+    /// Finds the names of the port's features.
+    void GetParameters();
+
+    /// Save and restore the port's settings. Features that the device lacks, and single failures, are passed
+    /// over. \return OK; UNSUPPORTED: the selector cannot be set.
+    KyResult BackupPortConfig();
+    KyResult RestorePortConfig();
+
+    /// Finds out which rates the device offers and the flavour supports.
+    /// \return OK. UNSUPPORTED: the selector cannot be set. NOT_READABLE: the device does not say.
+    KyResult RefreshSupportedBaudRates();
+
+    /// Writes the configuration to the device; single settings that fail are logged and passed over.
+    /// \return OK. BAD_PARAMETER: the configuration is not valid. UNSUPPORTED: the selector cannot be set.
+    KyResult ConfigurePort();
+
+    /// Write one setting each, if the device has it and it differs.
+    /// \param aForce  Asks the device even if the rate is the one written last.
+    /// \return OK; UNSUPPORTED: the device refused, or there is no such setting.
+    KyResult SyncBaudRate(bool aForce);
+    KyResult SyncBulkMode();
+    KyResult SyncParity();
+    KyResult SyncStopBits();
+
+    uint64_t GetBytesSentToDevice() const { return mStatistics.mBytesSentToDevice; }
+    uint64_t GetBytesReceivedFromDevice() const { return mStatistics.mBytesReceivedFromDevice; }
+    /// Transfers that failed, in the flavour that counts them.
+    uint64_t GetTransferErrors() const { return mStatistics.mTransferErrors; }
+    void ResetStatistics();
+
+    /// Null before OpenDevicePort().
+    KyDeviceSerialPort* GetPort() const { return mDevicePort.get(); }
+    KyDeviceSerial GetDevicePortID() const { return mDevicePortID; }
+    KySerialPortConfiguration GetConfiguration() const;
+    uint32_t GetSupportedBaudRateCount() const { return static_cast<uint32_t>(mSupportedBaudRates.size()); }
+    /// Past the end it is a broken assertion, and 0.
+    uint32_t GetSupportedBaudRate(uint32_t aIndex) const;
+
+protected:
+    /// Everything that is counted, in bytes and transfers.
+    struct Statistics
+    {
+        std::atomic<uint64_t> mBytesSentToDevice{0};
+        std::atomic<uint64_t> mSpare{0};
+        std::atomic<uint64_t> mBytesReceivedFromDevice{0};
+        std::atomic<uint64_t> mTransferErrors{0};
+    };
+
+    void SetConfiguration(const KySerialPortConfiguration& aConfiguration);
+
+    /// Reads from the device port for at most aTimeout milliseconds.
+    /// \return Whether bytes came.
+    bool ReadFromDevice(uint8_t* aBuffer, uint32_t aSize, uint32_t& aRead, uint32_t aTimeout);
+
+    /// Writes to the device port and counts the bytes written.
+    /// \return True: all were written, or the threads are to stop.
+    bool WriteToDevice(const uint8_t* aData, uint32_t aSize);
+
+    bool HasDevicePort() const { return mDevicePort != nullptr; }
+
+    KyPlatform::WorkerThread mUpThread;
+    KyPlatform::WorkerThread mDownThread;
+    KyPlatform::StopEvent mStopEvent;
+    std::atomic<bool> mStop{false};
+    Statistics mStatistics;
+    const std::unique_ptr<JxUtilsLib::Logger> mLogger;
+
+private:
+    KyResult SetSelector(FeatureSelectorScope& aScope, const char* aFunction);
+    void Backup(const KyString& aFeature, KyString& aSaved);
+    void Restore(const KyString& aFeature, const KyString& aSaved);
+    KyString FindFeature(const char* aPrefix, const char* aSuffix);
+    void RegisterInterest(const KyString& aFeature);
+    KyResult SyncEntry(const KyString& aFeature, const KyString& aEntry, const char* aFunction);
+    KyResult CloseDevicePort();
+    uint32_t GetPieceSize() const;
+
+    std::unique_ptr<KyDeviceSerialPort> mDevicePort;
+    IKyDeviceAdapter* mDevice = nullptr; // not owned
+    KyDeviceSerial mDevicePortID = KyDeviceSerialInvalid;
+    mutable JxUtilsLib::Mutex mConfigurationMutex;
+    KySerialPortConfiguration mConfiguration JX_GUARDED_BY(mConfigurationMutex);
+    std::vector<uint32_t> mSupportedBaudRates;
+    std::atomic<uint32_t> mDeviceBaudRate{0}; // as last written; 0: never
+    BridgeGate mGate;
+
+    // Names of features; empty: the device has none.
+    KyString mBaudRateFeature;
+    KyString mParityFeature;
+    KyString mStopBitsFeature;
+    KyString mBulkModeFeature;
+    KyString mSelectorValue; // the entry that selects this port
+    KyString mSelectorFeature;
+    std::vector<KyString> mRegisteredFeatures;
+
+    // What the features said before the bridge changed them.
+    KyString mSavedBaudRate;
+    KyString mSavedParity;
+    KyString mSavedStopBits;
+    KyString mSavedBulkMode;
+};
+
+} // namespace KySerialLib

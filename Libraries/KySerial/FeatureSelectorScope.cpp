@@ -1,0 +1,30 @@
+#include "FeatureSelectorScope.h"
+
+namespace KySerialLib
+{
+
+FeatureSelectorScope::~FeatureSelectorScope()
+{
+    for (const auto& [lName, lValue] : mWritten)
+    {
+        static_cast<void>(mDevice->SetFeatureFromString(lName, lValue)); // ignored: set once already
+    }
+}
+
+KyResult FeatureSelectorScope::Set(const KyString& aName, const KyString& aValue)
+{
+    KyString lCurrent;
+    if (!mDevice->GetFeatureAsString(aName, lCurrent).IsOK() || lCurrent == aValue)
+    {
+        return KyResult(KyResult::OK);
+    }
+    mWritten.reserve(mWritten.size() + 1); // before the device is touched: nothing is thrown behind that
+    KyResult lResult = mDevice->SetFeatureFromString(aName, aValue);
+    if (lResult.IsOK())
+    {
+        mWritten.emplace_back(aName, aValue);
+    }
+    return lResult;
+}
+
+} // namespace KySerialLib

@@ -1,0 +1,250 @@
+#include "KySerial/KySerialBridge.h"
+
+#include "BridgeCLDLL.h"
+#include "BridgeCOM.h"
+#include "LogResult.h"
+#include "OutOfMemory.h"
+#include "PortMap.h"
+
+#include <utility>
+
+using KySerialLib::Bridge;
+using KySerialLib::BridgeCLDLL;
+using KySerialLib::BridgeCOM;
+using KySerialLib::CatchOutOfMemory;
+
+namespace
+{
+
+constexpr char cSourceFile[] = "Libraries/KySerial/KySerialBridge";
+constexpr char cStart[] = "KySerialBridge::Start";
+
+#define KY_BRIDGE_FAILURE(aCode, aFunction, aMessage) Fail(aCode, __LINE__, aFunction, aMessage)
+
+KyResult Fail(KyResult::Code aCode, int aLine, const char* aFunction, const char* aMessage)
+{
+    const JxUtilsLib::Logger lLogger(KySerialLib::cLogCategory, 0);
+    return KySerialLib::ToKyResult(lLogger.LogResult(aCode, cSourceFile, aLine, aFunction, "%s", aMessage));
+}
+
+KyResult NotStarted(int aLine, const char* aFunction)
+{
+    return Fail(KyResult::NO_CONNECTION, aLine, aFunction, "Bridge not started.");
+}
+
+// What both kinds of start check of the device.
+KyResult CheckDevice(IKyDeviceAdapter* aDevice, bool aIsPort)
+{
+    if (aDevice == nullptr)
+    {
+        return KY_BRIDGE_FAILURE(KyResult::BAD_PARAMETER, cStart, "aDevice pointer cannot be NULL.");
+    }
+    if (!aDevice->IsConnected())
+    {
+        return KY_BRIDGE_FAILURE(KyResult::NO_CONNECTION, cStart, "Device is not connected.");
+    }
+    if (!aIsPort)
+    {
+        return KY_BRIDGE_FAILURE(KyResult::BAD_PARAMETER, cStart, "Invalid device port requested.");
+    }
+    return KyResult(KyResult::OK);
+}
+
+} // namespace
+
+KySerialBridge::KySerialBridge() : mThis(nullptr)
+{
+    // Made first, so that it outlives every bridge, one with static storage too. Without memory for it each
+    // start says so.
+    static_cast<void>(CatchOutOfMemory(
+        []
+        {
+            static_cast<void>(KySerialLib::PortMap::GetInstance());
+            return KyResult(KyResult::OK);
+        }));
+}
+
+KySerialBridge::~KySerialBridge()
+{
+    delete std::exchange(mThis, nullptr);
+}
+
+KyResult KySerialBridge::Start(const KyString& aSerialPort, KySerialPortConfiguration aConfiguration,
+                               IKyDeviceAdapter* aDevice, KyDeviceSerial aDevicePort)
+{
+    if (mThis != nullptr)
+    {
+        return KY_BRIDGE_FAILURE(KyResult::WRONG_STATE, cStart, "Bridge already started.");
+    }
+    const bool lIsPort = aDevicePort >= KyDeviceSerialUart0 && aDevicePort <= KyDeviceSerialBulk7;
+    KyResult lResult = CheckDevice(aDevice, lIsPort);
+    if (!lResult.IsOK())
+    {
+        return lResult;
+    }
+    lResult = CatchOutOfMemory(
+        [&]
+        {
+            auto* const lBridge = new BridgeCOM;
+            mThis = lBridge;
+            KyResult lStep = lBridge->OpenDevicePort(aDevice, aDevicePort);
+            lStep = lStep.IsOK() ? lBridge->OpenCOMPort(aSerialPort.GetAscii(), aConfiguration) : lStep;
+            return lStep.IsOK() ? lBridge->Start() : lStep;
+        });
+    if (!lResult.IsOK() && mThis != nullptr)
+    {
+        static_cast<void>(Stop()); // ignored: the first failure is what counts
+    }
+    return lResult;
+}
+
+KyResult KySerialBridge::Start(const KyString& aName, IKyDeviceAdapter* aDevice, KyDeviceSerial aDevicePort)
+{
+    if (mThis != nullptr)
+    {
+        return KY_BRIDGE_FAILURE(KyResult::WRONG_STATE, cStart, "Bridge already started.");
+    }
+    if (aName.GetLength() == 0)
+    {
+        return KY_BRIDGE_FAILURE(KyResult::BAD_PARAMETER, cStart, "Bridge name cannot have zero-length.");
+    }
+    // Unlike the other start, this one leaves it to the bridge to refuse the invalid port: callers tell the
+    // two by the code.
+    const bool lIsPort = aDevicePort >= KyDeviceSerialInvalid && aDevicePort <= KyDeviceSerialBulk7;
+    KyResult lResult = CheckDevice(aDevice, lIsPort);
+    if (!lResult.IsOK())
+    {
+        return lResult;
+    }
+    lResult = CatchOutOfMemory(
+        [&]
+        {
+            auto* const lBridge = new BridgeCLDLL;
+            mThis = lBridge;
+            KyResult lStep = lBridge->OpenDevicePort(aDevice, aDevicePort);
+            lStep = lStep.IsOK() ? lBridge->OpenSharedMem(aName.GetAscii()) : lStep;
+            return lStep.IsOK() ? lBridge->Start() : lStep;
+        });
+    if (!lResult.IsOK() && mThis != nullptr)
+    {
+        static_cast<void>(Stop()); // ignored: the first failure is what counts
+    }
+    return lResult;
+}
+
+KyResult KySerialBridge::Stop()
+{
+    if (mThis == nullptr)
+    {
+        return NotStarted(__LINE__, "KySerialBridge::Stop");
+    }
+    delete std::exchange(mThis, nullptr);
+    return KyResult(KyResult::OK);
+}
+
+KyResult KySerialBridge::Recover()
+{
+    return mThis != nullptr ? CatchOutOfMemory([&] { return mThis->Recover(); })
+                            : NotStarted(__LINE__, "KySerialBridge::Recover");
+}
+
+KyResult KySerialBridge::SetSerialPortConfiguration(KySerialPortConfiguration aConfiguration)
+{
+    static constexpr char cFunction[] = "KySerialBridge::SetSerialPortConfiguration";
+    if (mThis == nullptr)
+    {
+        return NotStarted(__LINE__, cFunction);
+    }
+    auto* const lBridge = dynamic_cast<BridgeCOM*>(mThis);
+    if (lBridge == nullptr)
+    {
+        return KY_BRIDGE_FAILURE(KyResult::WRONG_STATE, cFunction,
+                                 "Bridge not started as serial COM port bridge.");
+    }
+    return CatchOutOfMemory([&] { return lBridge->SetSerialPortConfiguration(aConfiguration); });
+}
+
+KyResult KySerialBridge::SetHardCodedBaudRate(uint32_t aBaudRate)
+{
+    static constexpr char cFunction[] = "KySerialBridge::SetHardCodedBaudRate";
+    if (mThis == nullptr)
+    {
+        return NotStarted(__LINE__, cFunction);
+    }
+    auto* const lBridge = dynamic_cast<BridgeCLDLL*>(mThis);
+    if (lBridge == nullptr)
+    {
+        return KY_BRIDGE_FAILURE(
+            KyResult::WRONG_STATE, cFunction,
+            "Cannot set hard coded baud rate if the bridge is not in Camera Link DLL mode.");
+    }
+    return CatchOutOfMemory([&] { return lBridge->SetHardCodedBaudRate(aBaudRate); });
+}
+
+uint32_t KySerialBridge::GetSupportedBaudRateCount() const
+{
+    return mThis != nullptr ? mThis->GetSupportedBaudRateCount() : 0;
+}
+
+uint32_t KySerialBridge::GetSupportedBaudRate(uint32_t aIndex) const
+{
+    return mThis != nullptr ? mThis->GetSupportedBaudRate(aIndex) : 0;
+}
+
+uint32_t KySerialBridge::GetBaudRate() const
+{
+    return mThis != nullptr ? mThis->GetBaudRate() : 0;
+}
+
+uint32_t KySerialBridge::GetHardCodedBaudRate() const
+{
+    const auto* const lBridge = dynamic_cast<const BridgeCLDLL*>(mThis);
+    return lBridge != nullptr ? lBridge->GetHardCodedBaudRate() : 0;
+}
+
+KyString KySerialBridge::GetName() const
+{
+    const auto* const lBridge = dynamic_cast<const BridgeCLDLL*>(mThis);
+    return lBridge != nullptr ? lBridge->GetName() : KyString();
+}
+
+KyString KySerialBridge::GetSerialPort() const
+{
+    const auto* const lBridge = dynamic_cast<const BridgeCOM*>(mThis);
+    return lBridge != nullptr ? lBridge->GetSerialPort() : KyString();
+}
+
+KyDeviceSerial KySerialBridge::GetDevicePort() const
+{
+    return mThis != nullptr ? mThis->GetDevicePortID() : KyDeviceSerialInvalid;
+}
+
+KySerialPortConfiguration KySerialBridge::GetSerialPortConfiguration() const
+{
+    const auto* const lBridge = dynamic_cast<const BridgeCOM*>(mThis);
+    if (lBridge != nullptr)
+    {
+        return lBridge->GetConfiguration();
+    }
+    KySerialPortConfiguration lNone;
+    lNone.MakeInvalid();
+    return lNone;
+}
+
+uint64_t KySerialBridge::GetBytesSentToDevice() const
+{
+    return mThis != nullptr ? mThis->GetBytesSentToDevice() : 0;
+}
+
+uint64_t KySerialBridge::GetBytesReceivedFromDevice() const
+{
+    return mThis != nullptr ? mThis->GetBytesReceivedFromDevice() : 0;
+}
+
+void KySerialBridge::ResetStatistics()
+{
+    if (mThis != nullptr)
+    {
+        mThis->ResetStatistics();
+    }
+}

@@ -1,0 +1,102 @@
+#include "ClientTable.h"
+
+#include <utility>
+
+namespace KySerialLib
+{
+
+ClientTable& ClientTable::GetInstance()
+{
+    static ClientTable sInstance;
+    return sInstance;
+}
+
+uint32_t ClientTable::Renew()
+{
+    std::vector<ClientServer> lServers = ClientServer::GetAll();
+    const std::lock_guard<std::mutex> lLock(mMutex);
+    mServers = std::move(lServers);
+    return static_cast<uint32_t>(mServers.size());
+}
+
+std::string ClientTable::GetName(uint32_t aIndex)
+{
+    for (int lTry = 0; lTry < 2; ++lTry)
+    {
+        ClientServer lServer;
+        {
+            const std::lock_guard<std::mutex> lLock(mMutex);
+            lServer = aIndex < mServers.size() ? mServers[aIndex] : ClientServer();
+        }
+        if (!lServer.mName.empty() && lServer.IsAlive())
+        {
+            return lServer.mName;
+        }
+        static_cast<void>(Renew()); // the number does not matter: the next turn looks
+    }
+    return {};
+}
+
+ClientResult ClientTable::Open(uint32_t aIndex, void*& aReference)
+{
+    aReference = nullptr;
+    const std::string lName = GetName(aIndex);
+    if (lName.empty())
+    {
+        return ClientResult::Gone;
+    }
+    auto lPort = std::make_unique<ClientPort>();
+    const ClientResult lResult = lPort->Attach(lName);
+    if (lResult != ClientResult::Done)
+    {
+        return lResult;
+    }
+    const std::lock_guard<std::mutex> lLock(mMutex);
+    mLast += 0x10; // looks like a pointer, is none
+    void* const lReference =
+        reinterpret_cast<void*>(mLast); // NOLINT(performance-no-int-to-ptr): never followed
+    mItems[lReference].mPort = std::move(lPort);
+    aReference = lReference;
+    return lResult;
+}
+
+void ClientTable::Close(void* aReference)
+{
+    std::unique_ptr<ClientPort> lPort; // detaches after the lock is released
+    std::unique_lock<std::mutex> lLock(mMutex);
+    const auto lFound = mItems.find(aReference);
+    if (lFound == mItems.end() || lFound->second.mClosing)
+    {
+        return;
+    }
+    lFound->second.mClosing = true; // no more users from here on
+    lFound->second.mPort->Close();
+    mUnused.wait(lLock, [&] { return lFound->second.mUsers == 0; });
+    lPort = std::move(lFound->second.mPort);
+    mItems.erase(lFound);
+    lLock.unlock();
+}
+
+ClientTable::Use::Use(ClientTable& aTable, void* aReference)
+    : mTable(aTable), mReference(aReference), mPort(nullptr)
+{
+    const std::lock_guard<std::mutex> lLock(mTable.mMutex);
+    const auto lFound = mTable.mItems.find(mReference);
+    if (lFound != mTable.mItems.end() && !lFound->second.mClosing)
+    {
+        ++lFound->second.mUsers;
+        mPort = lFound->second.mPort.get();
+    }
+}
+
+ClientTable::Use::~Use()
+{
+    if (mPort != nullptr)
+    {
+        const std::lock_guard<std::mutex> lLock(mTable.mMutex);
+        --mTable.mItems[mReference].mUsers;
+        mTable.mUnused.notify_all();
+    }
+}
+
+} // namespace KySerialLib

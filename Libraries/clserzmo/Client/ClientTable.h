@@ -1,0 +1,68 @@
+#pragma once
+
+#include "ClientPort.h"
+
+#include <map>
+#include <vector>
+
+namespace KySerialLib
+{
+
+/// The process's list of servers, and its open ports by their references.
+///
+/// References are numbers that are never used twice: a wrong one is not found.
+///
+/// Threads: any.
+class ClientTable
+{
+public:
+    static ClientTable& GetInstance();
+
+    /// Makes the list of servers anew. \return Their number.
+    uint32_t Renew();
+
+    /// \return The name of a server of the list, which is made anew if the index is too high or its server is
+    /// gone;
+    ///         empty if there is none.
+    std::string GetName(uint32_t aIndex);
+
+    /// Opens a port. \param aReference  Receives its reference; null on failure.
+    ClientResult Open(uint32_t aIndex, void*& aReference);
+
+    /// Closes a port when all calls on it have ended; ignores what is none.
+    void Close(void* aReference);
+
+    /// An open port for the time of one call.
+    class Use
+    {
+    public:
+        Use(ClientTable& aTable, void* aReference);
+        ~Use();
+        Use(const Use&) = delete;
+        Use& operator=(const Use&) = delete;
+
+        /// Null: the reference is not that of an open port.
+        ClientPort* GetPort() const { return mPort; }
+
+    private:
+        ClientTable& mTable;
+        void* const mReference;
+        ClientPort* mPort;
+    };
+
+private:
+    struct Item
+    {
+        std::unique_ptr<ClientPort> mPort;
+        unsigned mUsers = 0;
+        bool mClosing = false;
+    };
+
+    std::mutex mMutex; // guards all below; no port is called while it is held
+    std::condition_variable mUnused;
+    std::vector<ClientServer> mServers;
+    std::map<void*, Item> mItems;
+    uintptr_t mLast = 0x1000;
+};
+
+} // namespace KySerialLib

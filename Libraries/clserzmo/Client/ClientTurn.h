@@ -1,0 +1,55 @@
+#pragma once
+
+#include "Deadline.h"
+
+#include <atomic>
+#include <condition_variable>
+#include <mutex>
+
+namespace KySerialLib
+{
+
+/// Lets one thread after the other do something that takes long.
+class ClientTurn
+{
+public:
+    /// Waits for the turn.
+    /// \param aStop  Once true, ends the wait, at most cLookAgain milliseconds later.
+    /// \return Whether the caller has the turn.
+    bool Take(const Deadline& aDeadline, const std::atomic<bool>& aStop);
+    void GiveBack();
+
+    static constexpr uint32_t cLookAgain = 50;
+
+private:
+    std::mutex mMutex;
+    std::condition_variable mFree;
+    bool mTaken = false; // under mMutex
+};
+
+/// A turn from construction to destruction, if it came in time.
+class ClientTurnScope
+{
+public:
+    ClientTurnScope(ClientTurn& aTurn, const Deadline& aDeadline, const std::atomic<bool>& aStop)
+        : mTurn(aTurn), mIsMine(aTurn.Take(aDeadline, aStop))
+    {
+    }
+    ~ClientTurnScope()
+    {
+        if (mIsMine)
+        {
+            mTurn.GiveBack();
+        }
+    }
+    ClientTurnScope(const ClientTurnScope&) = delete;
+    ClientTurnScope& operator=(const ClientTurnScope&) = delete;
+
+    bool IsMine() const { return mIsMine; }
+
+private:
+    ClientTurn& mTurn;
+    const bool mIsMine;
+};
+
+} // namespace KySerialLib

@@ -1,0 +1,271 @@
+// The bridge to a host port, with a port.
+
+#include "BridgeCOM.h"
+
+#include "JxUtilsLib/Thread.h"
+#include "KySerial/BridgeFixture.h"
+#include "Tests/Host/HostLink.h"
+
+#include <ctime>
+#include <thread>
+
+using namespace KyTest;
+using JxUtilsLib::Thread;
+using KySerialLib::BridgeCOM;
+
+namespace
+{
+
+constexpr char cUpstream[] = "EventBulk1UpstreamDataBuffer";
+constexpr char cDownstream[] = "Bulk1DownstreamData";
+constexpr uint64_t cStopTime = 2000; // ms; ten times what it takes at most
+
+class BridgeCOMHostTest : public EngineTest
+{
+protected:
+    void SetUp() override
+    {
+        const std::string lReason = HostLink::GetReasonToSkip();
+        if (!lReason.empty())
+        {
+            GTEST_SKIP() << lReason;
+        }
+        mLink = std::make_unique<HostLink>();
+        AddSettings(mDevice, "Bulk1");
+        mDevice.SetContent(cDownstream, Bytes(520));
+        ASSERT_THAT(mBridge->OpenDevicePort(&mDevice, KyDeviceSerialBulk1), IsOK());
+        Forget();
+    }
+    KyResult OpenHost(const KySerialPortConfiguration& aConfiguration = KySerialPortConfiguration())
+    {
+        return mBridge->OpenCOMPort(mLink->GetName().c_str(), aConfiguration);
+    }
+    void Start()
+    {
+        ASSERT_THAT(OpenHost(), IsOK());
+        ASSERT_THAT(mBridge->Start(), IsOK());
+    }
+    // The device sends, as the engine for features expects it.
+    void SendFromDevice(const std::string& aText)
+    {
+        mDevice.SetContent(cUpstream, Bytes(aText.begin(), aText.end()));
+        mDevice.SetInteger("EventBulk1UpstreamDataLength", static_cast<int64_t>(aText.size()));
+        mDevice.Invalidate(cUpstream);
+    }
+    uint64_t StopAndMeasure()
+    {
+        const uint64_t lStart = Thread::GetTickCount();
+        mBridge.reset();
+        return Thread::GetTickCount() - lStart;
+    }
+    template<typename Condition>
+    static bool WaitFor(Condition aCondition)
+    {
+        const uint64_t lStart = Thread::GetTickCount();
+        while (Thread::GetTickCount() - lStart < 60000)
+        {
+            if (aCondition())
+            {
+                return true;
+            }
+            Thread::Sleep(2);
+        }
+        return false;
+    }
+    bool HasLogged(const std::string& aStart)
+    {
+        for (const LogLine& lLine : mLog.Take())
+        {
+            mFound = mFound || (lLine.mPriority == PriorityError && lLine.mMessage.starts_with(aStart));
+        }
+        return std::exchange(mFound, false);
+    }
+
+    std::unique_ptr<HostLink> mLink;
+    std::optional<BridgeCOM> mBridge{std::in_place};
+    bool mFound = false;
+};
+
+TEST_F(BridgeCOMHostTest, OpeningConfiguresTheDeviceAndListsItsRates)
+{
+    EXPECT_THAT(OpenHost({115200, KyParityNone, 8, 1}), IsOK());
+    EXPECT_EQ(
+        mDevice.TakeCalls(),
+        (Calls{"IsFeatureWritable(Bulk1Parity)", "GetFeatureAsString(Bulk1Parity)",
+               "SetFeatureFromString(Bulk1Parity, \"None\")", "IsFeatureWritable(Bulk1NumOfStopBits)",
+               "GetFeatureAsString(Bulk1NumOfStopBits)", "SetFeatureFromString(Bulk1NumOfStopBits, \"One\")",
+               "GetFeatureAsString(Bulk1BaudRate)", "SetFeatureFromString(Bulk1BaudRate, \"Baud115200\")",
+               "IsFeatureReadable(Bulk1BaudRate)", "GetEnumEntries(Bulk1BaudRate)"}));
+    EXPECT_EQ(mBridge->GetSupportedBaudRateCount(), 2U);
+    EXPECT_EQ(mBridge->GetConfiguration().mBaudRate, 115200U);
+    EXPECT_EQ(TakeLog(), Lines());
+}
+
+TEST_F(BridgeCOMHostTest, InvalidConfigurationSetsNothingAndClosesTheHostPort)
+{
+    EXPECT_THAT(
+        OpenHost({4800, KyParityNone, 8, 1}),
+        IsResult(KyResult::BAD_PARAMETER,
+                 "Invalid port speed. 9600, 14400, 19200, 28800, 38400, 57600 and 115200 supported."));
+    EXPECT_EQ(mDevice.TakeCalls(), Calls());
+    EXPECT_EQ(mBridge->GetConfiguration().mBaudRate, 9600U);
+    TakeLog();
+    EXPECT_THAT(mBridge->SetSerialPortConfiguration(KySerialPortConfiguration()),
+                IsResult(KyResult::FAILURE, "Unable to read current COM port configuration."));
+    EXPECT_THAT(OpenHost(), IsOK()); // it was not left open
+}
+
+TEST_F(BridgeCOMHostTest, LaterInvalidConfigurationLeavesTheFormerOne)
+{
+    EXPECT_THAT(OpenHost({19200, KyParityNone, 8, 1}), IsOK());
+    Forget();
+    EXPECT_EQ(mBridge->SetSerialPortConfiguration({19200, KyParityNone, 9, 1}).GetCode(),
+              KyResult::BAD_PARAMETER);
+    EXPECT_EQ(mDevice.TakeCalls(), Calls());
+    EXPECT_EQ(mBridge->GetConfiguration().mBitsPerByte, 8U);
+}
+
+TEST_F(BridgeCOMHostTest, TheDevicesRefusalDoesNotFailTheHostPort)
+{
+    mDevice.Fail(Slot::SetFeatureFromString);
+    mDevice.Fail(Slot::GetEnumEntries);
+    EXPECT_THAT(OpenHost(), IsOK());
+    EXPECT_EQ(mBridge->GetSupportedBaudRateCount(), 0U);
+}
+
+TEST_F(BridgeCOMHostTest, RelaysBothWaysAndCounts)
+{
+    Start();
+    SendFromDevice("to the host");
+    EXPECT_EQ(mLink->Read(11), "to the host");
+    EXPECT_EQ(mLink->Write("to the device"), 13U);
+    EXPECT_TRUE(WaitFor([&] { return mBridge->GetBytesSentToDevice() == 13; }));
+    EXPECT_TRUE(WaitFor([&] { return mBridge->GetBytesReceivedFromDevice() == 11; }));
+    const Bytes lMessage = mDevice.GetContent(cDownstream);
+    ASSERT_GE(lMessage.size(), 21U);
+    EXPECT_EQ(std::string(lMessage.begin() + 8, lMessage.begin() + 21), "to the device"); // behind its header
+    EXPECT_EQ(mBridge->GetTransferErrors(), 0U);
+}
+
+TEST_F(BridgeCOMHostTest, SettingsChangeWhileItRelays)
+{
+    Start();
+    EXPECT_THAT(mBridge->SetSerialPortConfiguration({57600, KyParityNone, 8, 2}), IsOK());
+    EXPECT_EQ(mDevice.GetText("Bulk1BaudRate"), "Baud57600");
+    EXPECT_EQ(mDevice.GetText("Bulk1NumOfStopBits"), "Two");
+    EXPECT_EQ(mBridge->GetBaudRate(), 57600U);
+    SendFromDevice("x");
+    EXPECT_EQ(mLink->Read(1), "x");
+}
+
+TEST_F(BridgeCOMHostTest, ADeviceThatRefusesIsLoggedAndTheBridgeGoesOn)
+{
+    Start();
+    mDevice.Fail(Slot::SetRegisterData);
+    EXPECT_EQ(mLink->Write("lost"), 4U);
+    EXPECT_TRUE(WaitFor(
+        [&] { return HasLogged("Error writting data from the COM port to the KyDevice serial port."); }));
+    mDevice.StopFailing();
+    EXPECT_EQ(mLink->Write("kept"), 4U);
+    EXPECT_TRUE(WaitFor([&] { return mBridge->GetBytesSentToDevice() == 4; }));
+}
+
+TEST_F(BridgeCOMHostTest, AnIdleBridgeStopsAtOnce)
+{
+    Start();
+    Thread::Sleep(50);
+    EXPECT_LE(StopAndMeasure(), cStopTime);
+    EXPECT_EQ(mDevice.GetText("Bulk1BaudRate"), "SavedBaudRate");
+    EXPECT_TRUE(mDevice.GetSinks().empty());
+}
+
+TEST_F(BridgeCOMHostTest, ABridgeThatCannotWriteToTheHostStopsAtOnce)
+{
+    Start();
+    // More than the way to the host holds, and nobody reads there.
+    for (int i = 0; i < 100; ++i)
+    {
+        SendFromDevice(std::string(512, 'x'));
+    }
+    Thread::Sleep(100);
+    EXPECT_LE(StopAndMeasure(), cStopTime);
+}
+
+TEST_F(BridgeCOMHostTest, ABusyBridgeStopsAtOnce)
+{
+    Start();
+    std::atomic<bool> lEnd{false};
+    std::thread lDevice(
+        [&]
+        {
+            while (!lEnd)
+            {
+                SendFromDevice(std::string(100, 'd'));
+                Thread::Sleep(1);
+            }
+        });
+    std::thread lHost(
+        [&]
+        {
+            while (!lEnd)
+            {
+                mLink->Write("h");
+                static_cast<void>(mLink->Read(1000, 0));
+                Thread::Sleep(1);
+            }
+        });
+    Thread::Sleep(100);
+    EXPECT_LE(StopAndMeasure(), cStopTime);
+    lEnd = true;
+    lDevice.join();
+    lHost.join();
+}
+
+TEST_F(BridgeCOMHostTest, RecoversWhileItRelays)
+{
+    Start();
+    mDevice.SetAnswer(Slot::IsConnected, false);
+    EXPECT_EQ(mLink->Write("gone"), 4U);
+    EXPECT_TRUE(WaitFor(
+        [&] { return HasLogged("Error writting data from the COM port to the KyDevice serial port."); }));
+    mDevice.SetAnswer(Slot::IsConnected, true);
+    EXPECT_THAT(mBridge->Recover(), IsOK());
+    SendFromDevice("up");
+    EXPECT_EQ(mLink->Read(2), "up");
+    EXPECT_EQ(mLink->Write("down"), 4U);
+    EXPECT_TRUE(WaitFor([&] { return mBridge->GetBytesSentToDevice() >= 4; }));
+}
+
+TEST_F(BridgeCOMHostTest, AVanishedHostPortIsLoggedCostsLittleAndComesBack)
+{
+    if (!HostLink::CanVanish())
+    {
+        GTEST_SKIP() << "the other end of these ports cannot be pulled out";
+    }
+    Start();
+    mLink->Vanish();
+    EXPECT_TRUE(WaitFor([&] { return HasLogged("ReadFile failure: 0x"); }));
+    SendFromDevice("lost");
+    EXPECT_TRUE(WaitFor(
+        [&]
+        {
+            return HasLogged("Error writting bytes (0 out of 4) from the KyDevice serial "
+                             "port to the COM port.");
+        }));
+    const std::clock_t lBefore = std::clock();
+    Thread::Sleep(1000);
+    // Under 1 % of a core on its own; the bound is for a machine that runs other things under sanitizers.
+    EXPECT_LT(std::clock() - lBefore, CLOCKS_PER_SEC / 20);
+    mLink->ComeBack();
+    const auto lSent = [&]
+    {
+        SendFromDevice("back");
+        return mLink->Read(4, 100) == "back";
+    };
+    EXPECT_TRUE(WaitFor(lSent));
+    EXPECT_EQ(mLink->Write("here"), 4U);
+    EXPECT_TRUE(WaitFor([&] { return mBridge->GetBytesSentToDevice() == 4; }));
+    EXPECT_LE(StopAndMeasure(), cStopTime);
+}
+
+} // namespace

@@ -1,0 +1,258 @@
+#include "KyPlatform/HostSerialPort.h"
+
+#include "JxUtilsLib/Thread.h"
+#include "Tests/Host/HostLink.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <thread>
+
+using JxUtilsLib::Thread;
+using KyPlatform::HostLine;
+using KyPlatform::HostSerialPort;
+using KyPlatform::HostTransfer;
+using KyPlatform::HostTransferResult;
+using KyTest::HostLink;
+
+namespace
+{
+
+std::string AllBytes()
+{
+    std::string lAll;
+    for (int i = 0; i < 256; ++i)
+    {
+        lAll += static_cast<char>(i);
+    }
+    return lAll;
+}
+
+TEST(HostSerialPortClosedTest, RefusesEverything)
+{
+    HostSerialPort lPort;
+    KyPlatform::StopEvent lStop;
+    ASSERT_TRUE(lStop.Create());
+    char lByte = 0;
+    EXPECT_FALSE(lPort.IsOpen());
+    EXPECT_FALSE(lPort.SetTimeouts());
+    EXPECT_FALSE(lPort.ReadLine());
+    EXPECT_FALSE(lPort.SetLine(HostLine()));
+    EXPECT_EQ(lPort.Read(&lByte, 1, lStop).mEnd, HostTransfer::Refused);
+    EXPECT_EQ(lPort.Write(&lByte, 1, lStop).mEnd, HostTransfer::Refused);
+    lPort.Close();
+}
+
+TEST(HostSerialPortClosedTest, DoesNotOpenWhatIsNoPort)
+{
+    HostSerialPort lPort;
+    for (const char* lName : {"", "COM", R"(\\.\COM)", R"(\\.\COM0)", R"(\\.\COM1x)", "relative", "/",
+                              "/dev/does-not-exist", R"(\\.\COM99)"})
+    {
+        EXPECT_FALSE(lPort.Open(lName)) << lName;
+        EXPECT_FALSE(lPort.IsOpen());
+    }
+    EXPECT_FALSE(lPort.Open(nullptr));
+    EXPECT_FALSE(lPort.Open(std::string(100000, '/').c_str()));
+    EXPECT_FALSE(HostSerialPort::IsPath(nullptr));
+    EXPECT_FALSE(HostSerialPort::IsPath("COM1"));
+    EXPECT_FALSE(HostSerialPort::IsPath(""));
+}
+
+class HostSerialPortTest : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        const std::string lReason = HostLink::GetReasonToSkip();
+        if (!lReason.empty())
+        {
+            GTEST_SKIP() << lReason;
+        }
+        mLink = std::make_unique<HostLink>();
+        ASSERT_TRUE(mStop.Create());
+        ASSERT_TRUE(mPort.Open(mLink->GetPath().c_str()));
+        ASSERT_TRUE(mPort.SetTimeouts());
+        ASSERT_TRUE(mPort.ReadLine());
+        HostLine lLine;
+        lLine.mBaudRate = 115200;
+        ASSERT_TRUE(mPort.SetLine(lLine));
+    }
+    HostTransferResult Read(uint32_t aSize = 16384) { return mPort.Read(mBuffer.data(), aSize, mStop); }
+    /// Reads, over completions without bytes, until something comes.
+    std::string ReadSome(uint32_t aSize = 16384)
+    {
+        HostTransferResult lRead{HostTransfer::Done, 0, 0};
+        while (lRead.mEnd == HostTransfer::Done && lRead.mBytes == 0)
+        {
+            lRead = Read(aSize);
+        }
+        EXPECT_EQ(lRead.mEnd, HostTransfer::Done);
+        return {mBuffer.data(), lRead.mBytes};
+    }
+    std::string ReadCount(size_t aCount)
+    {
+        std::string lAll;
+        while (lAll.size() < aCount)
+        {
+            const std::string lSome = ReadSome();
+            if (lSome.empty())
+            {
+                break;
+            }
+            lAll += lSome;
+        }
+        return lAll;
+    }
+
+    std::unique_ptr<HostLink> mLink;
+    HostSerialPort mPort;
+    KyPlatform::StopEvent mStop;
+    std::array<char, 16384> mBuffer{};
+};
+
+TEST_F(HostSerialPortTest, CarriesEveryByteValueIn)
+{
+    EXPECT_EQ(mLink->Write(AllBytes()), 256U);
+    EXPECT_EQ(ReadCount(256), AllBytes());
+}
+
+TEST_F(HostSerialPortTest, CarriesEveryByteValueOut)
+{
+    const std::string lAll = AllBytes();
+    const HostTransferResult lWrite = mPort.Write(lAll.data(), 256, mStop);
+    EXPECT_EQ(lWrite.mEnd, HostTransfer::Done);
+    EXPECT_EQ(lWrite.mBytes, 256U);
+    EXPECT_EQ(mLink->Read(256), lAll);
+    EXPECT_EQ(mLink->Read(1, 50), ""); // no echo
+}
+
+TEST_F(HostSerialPortTest, AFullBufferIsDeliveredWithoutWaiting)
+{
+    EXPECT_EQ(mLink->Write("abcdef"), 6U);
+    EXPECT_EQ(ReadSome(4), "abcd");
+    EXPECT_EQ(ReadCount(2), "ef");
+}
+
+TEST_F(HostSerialPortTest, WaitsForTheFirstByteAsLongAsItTakes)
+{
+    std::thread lSender(
+        [&]
+        {
+            Thread::Sleep(100);
+            mLink->Write("x");
+        });
+    EXPECT_EQ(ReadSome(), "x");
+    lSender.join();
+}
+
+TEST_F(HostSerialPortTest, AStopEndsAReadThatWaits)
+{
+    std::thread lStopper(
+        [&]
+        {
+            Thread::Sleep(30);
+            mStop.Set();
+        });
+    HostTransferResult lRead{HostTransfer::Done, 0, 0};
+    while (lRead.mEnd == HostTransfer::Done)
+    {
+        lRead = Read();
+    }
+    EXPECT_EQ(lRead.mEnd, HostTransfer::Stopped);
+    lStopper.join();
+    EXPECT_EQ(Read().mEnd, HostTransfer::Stopped); // it stays set
+}
+
+TEST_F(HostSerialPortTest, AStopEndsAWriteThatNobodyTakes)
+{
+    // More than any buffer on the way holds; nobody reads at the other end of the link.
+    std::thread lStopper(
+        [&]
+        {
+            Thread::Sleep(100);
+            mStop.Set();
+        });
+    const std::string lMuch(16384, 'x');
+    HostTransferResult lWrite{HostTransfer::Done, 0, 0};
+    const uint64_t lStart = Thread::GetTickCount();
+    while (lWrite.mEnd == HostTransfer::Done && Thread::GetTickCount() - lStart < 60000)
+    {
+        lWrite = mPort.Write(lMuch.data(), 16384, mStop);
+    }
+    EXPECT_EQ(lWrite.mEnd, HostTransfer::Stopped);
+    EXPECT_LE(lWrite.mBytes, 16384U);
+    lStopper.join();
+}
+
+TEST_F(HostSerialPortTest, ReadsAndWritesAtTheSameTime)
+{
+    const std::string lMuch(20000, 'u');
+    std::string lArrived;
+    std::thread lReader([&] { lArrived = ReadCount(lMuch.size()); });
+    std::thread lWriter(
+        [&]
+        {
+            size_t lDone = 0;
+            while (lDone < lMuch.size())
+            {
+                const auto lPart = static_cast<uint32_t>(std::min<size_t>(1000, lMuch.size() - lDone));
+                lDone += mPort.Write(lMuch.data() + lDone, lPart, mStop).mBytes;
+            }
+        });
+    std::string lCame;
+    std::thread lTaker([&] { lCame = mLink->Read(lMuch.size()); });
+    EXPECT_EQ(mLink->Write(lMuch), lMuch.size());
+    lReader.join();
+    lWriter.join();
+    lTaker.join();
+    EXPECT_TRUE(lArrived == lMuch); // not as equality: the texts are long
+    EXPECT_TRUE(lCame == lMuch);
+}
+
+TEST_F(HostSerialPortTest, TheLineCanBeSetAgain)
+{
+    for (const uint32_t lRate : {9600U, 19200U, 38400U, 57600U, 115200U})
+    {
+        ASSERT_TRUE(mPort.ReadLine());
+        HostLine lLine;
+        lLine.mBaudRate = lRate;
+        EXPECT_TRUE(mPort.SetLine(lLine)) << lRate;
+    }
+}
+
+TEST_F(HostSerialPortTest, APortThatIsClosedCanBeOpenedAgain)
+{
+    mPort.Close();
+    EXPECT_FALSE(mPort.IsOpen());
+    ASSERT_TRUE(mPort.Open(mLink->GetPath().c_str()));
+    EXPECT_FALSE(mPort.SetLine(HostLine())); // not read yet
+    EXPECT_TRUE(mPort.ReadLine());
+    EXPECT_TRUE(mPort.SetLine(HostLine()));
+}
+
+TEST_F(HostSerialPortTest, GoesOnAfterTheOtherEndHasVanishedAndComeBack)
+{
+    if (!HostLink::CanVanish())
+    {
+        GTEST_SKIP() << "the other end of these ports cannot be pulled out";
+    }
+    mLink->Vanish();
+    EXPECT_EQ(Read().mEnd, HostTransfer::Refused);
+    EXPECT_EQ(mPort.Write("x", 1, mStop).mEnd, HostTransfer::Refused);
+    EXPECT_EQ(Read().mEnd, HostTransfer::Refused); // still away
+    EXPECT_NE(Read().mError, 0U);
+    mLink->ComeBack();
+    std::thread lSender([&] { mLink->Write("back"); });
+    HostTransferResult lRead = Read();
+    while (lRead.mEnd == HostTransfer::Refused)
+    {
+        lRead = Read();
+    }
+    EXPECT_EQ(std::string(mBuffer.data(), lRead.mBytes), "back");
+    lSender.join();
+    EXPECT_EQ(mPort.Write("\nhere", 5, mStop).mBytes, 5U);
+    EXPECT_EQ(mLink->Read(5), "\nhere"); // the settings are as before: no translation
+}
+
+} // namespace

@@ -1,0 +1,187 @@
+// What the system is told about a line: a pty keeps neither parity nor data bits, so the calls are looked at.
+
+#include "KyPlatform/HostSerialPort.h"
+#include "KyPlatform/Linux/SystemCalls.h"
+#include "Tests/Host/HostLink.h"
+
+#include <asm/ioctls.h>
+#include <asm/termbits.h>
+#include <cerrno>
+#include <gtest/gtest.h>
+
+using namespace KyPlatform;
+using KyTest::HostLink;
+
+namespace
+{
+
+termios2 gSet{};
+uint32_t gRunsAt = 0;       // not 0: what the line makes of every rate
+unsigned long gRefused = 0; // a request that fails
+std::string gOpened;
+
+int Control(int aDescriptor, unsigned long aRequest, void* aArgument)
+{
+    if (aRequest == gRefused)
+    {
+        errno = EIO;
+        return -1;
+    }
+    if (aRequest == TCSETS2)
+    {
+        gSet = *static_cast<termios2*>(aArgument);
+    }
+    const int lResult = GetRealSystem().mControl(aDescriptor, aRequest, aArgument);
+    if (aRequest == TCGETS2 && gRunsAt != 0)
+    {
+        static_cast<termios2*>(aArgument)->c_ospeed = gRunsAt;
+    }
+    return lResult;
+}
+
+int OpenNothing(int /*aFolder*/, const char* aPath, int /*aFlags*/, mode_t /*aMode*/)
+{
+    gOpened = aPath;
+    errno = ENOENT;
+    return -1;
+}
+
+class HostLineTest : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        gSystem.mControl = &Control;
+        ASSERT_TRUE(mPort.Open(mLink.GetPath().c_str()));
+        ASSERT_TRUE(mPort.ReadLine());
+    }
+    ~HostLineTest() override
+    {
+        mPort.Close();
+        gSystem = GetRealSystem();
+        gRunsAt = 0;
+        gRefused = 0;
+    }
+
+    HostLink mLink;
+    HostSerialPort mPort;
+};
+
+TEST_F(HostLineTest, SetsRateBitsParityAndStopBits)
+{
+    ASSERT_TRUE(mPort.SetLine({115200, 7, HostLine::Parity::Even, true, true}));
+    EXPECT_EQ(gSet.c_cflag & CBAUD, tcflag_t{B115200});
+    EXPECT_EQ(gSet.c_cflag & CSIZE, tcflag_t{CS7});
+    EXPECT_EQ(gSet.c_cflag & (PARENB | PARODD), tcflag_t{PARENB});
+    EXPECT_NE(gSet.c_cflag & CSTOPB, 0U);
+    EXPECT_NE(gSet.c_iflag & INPCK, 0U);
+}
+
+TEST_F(HostLineTest, OddParityIsNotChecked)
+{
+    ASSERT_TRUE(mPort.SetLine({9600, 8, HostLine::Parity::Odd, false, false}));
+    EXPECT_EQ(gSet.c_cflag & (PARENB | PARODD), tcflag_t{PARENB | PARODD});
+    EXPECT_EQ(gSet.c_iflag & INPCK, 0U);
+    EXPECT_EQ(gSet.c_cflag & CSTOPB, 0U);
+    EXPECT_EQ(gSet.c_cflag & CSIZE, tcflag_t{CS8});
+}
+
+TEST_F(HostLineTest, NoParitySwitchesParityOff)
+{
+    ASSERT_TRUE(mPort.SetLine({9600, 8, HostLine::Parity::Odd, false, false}));
+    ASSERT_TRUE(mPort.SetLine(HostLine()));
+    EXPECT_EQ(gSet.c_cflag & (PARENB | PARODD), 0U);
+}
+
+TEST_F(HostLineTest, RunsEveryRateOfAConfiguration)
+{
+    for (const uint32_t lRate : {9600U, 14400U, 19200U, 28800U, 38400U, 57600U, 115200U})
+    {
+        HostLine lLine;
+        lLine.mBaudRate = lRate;
+        EXPECT_TRUE(mPort.SetLine(lLine)) << lRate;
+        EXPECT_EQ(gSet.c_ospeed, lRate);
+        EXPECT_EQ(gSet.c_ispeed, lRate);
+    }
+}
+
+TEST_F(HostLineTest, MakesTheLineTransparentAndKeepsHardwareHandshake)
+{
+    termios2 lLine{};
+    ASSERT_EQ(gSystem.mControl(0, 0, nullptr), -1); // the wrapper passes failures on
+    ASSERT_TRUE(mPort.SetLine(HostLine()));
+    EXPECT_EQ(gSet.c_iflag & (IXON | IXOFF | ICRNL | ISTRIP), 0U);
+    EXPECT_EQ(gSet.c_oflag & OPOST, 0U);
+    EXPECT_EQ(gSet.c_lflag & (ECHO | ICANON | ISIG), 0U);
+    EXPECT_NE(gSet.c_cflag & CLOCAL, 0U);
+    EXPECT_EQ(gSet.c_cc[VMIN], 1);
+    lLine = gSet;
+    lLine.c_cflag |= CRTSCTS;
+    const int lTerminal = gSystem.mOpen(0, mLink.GetPath().c_str(), 2, 0);
+    ASSERT_GE(lTerminal, 0);
+    ASSERT_EQ(gSystem.mControl(lTerminal, TCSETS2, &lLine), 0);
+    EXPECT_EQ(gSystem.mClose(lTerminal), 0);
+    ASSERT_TRUE(mPort.ReadLine());
+    ASSERT_TRUE(mPort.SetLine(HostLine()));
+    EXPECT_NE(gSet.c_cflag & CRTSCTS, 0U);
+}
+
+TEST_F(HostLineTest, ARateThatTheLineDoesNotRunAtIsRefused)
+{
+    gRunsAt = 9600;
+    HostLine lLine;
+    lLine.mBaudRate = 19200;
+    EXPECT_FALSE(mPort.SetLine(lLine));
+    lLine.mBaudRate = 9600;
+    EXPECT_TRUE(mPort.SetLine(lLine));
+    gRunsAt = 9700; // a per cent off
+    EXPECT_TRUE(mPort.SetLine(lLine));
+}
+
+TEST_F(HostLineTest, RefusalsAreReported)
+{
+    gRefused = TCSETS2;
+    EXPECT_FALSE(mPort.SetTimeouts());
+    EXPECT_FALSE(mPort.SetLine(HostLine()));
+    gRefused = TCGETS2;
+    EXPECT_FALSE(mPort.SetTimeouts());
+    EXPECT_FALSE(mPort.ReadLine());
+    EXPECT_FALSE(mPort.SetLine(HostLine())); // nothing is known of it any more
+}
+
+TEST_F(HostLineTest, APortThatIsInUseIsNotOpened)
+{
+    HostSerialPort lSecond;
+    EXPECT_FALSE(lSecond.Open(mLink.GetPath().c_str()));
+    mPort.Close();
+    EXPECT_TRUE(lSecond.Open(mLink.GetPath().c_str()));
+}
+
+TEST(HostPathTest, WhatIsNoTerminalIsNoPort)
+{
+    HostSerialPort lPort;
+    EXPECT_FALSE(lPort.Open("/dev/null"));
+    EXPECT_FALSE(lPort.Open("/"));
+}
+
+TEST(HostPathTest, ComNamesAreTheSystemsSerialPorts)
+{
+    gSystem.mOpen = &OpenNothing;
+    HostSerialPort lPort;
+    EXPECT_FALSE(lPort.Open(R"(\\.\COM1)"));
+    EXPECT_EQ(gOpened, "/dev/ttyS0");
+    EXPECT_FALSE(lPort.Open(R"(\\.\COM10)"));
+    EXPECT_EQ(gOpened, "/dev/ttyS9");
+    EXPECT_FALSE(lPort.Open(R"(\\.\COM05)"));
+    EXPECT_EQ(gOpened, "/dev/ttyS4");
+    EXPECT_FALSE(lPort.Open("/dev/ttyUSB0"));
+    EXPECT_EQ(gOpened, "/dev/ttyUSB0");
+    gOpened = "";
+    EXPECT_FALSE(lPort.Open(R"(\\.\COM0)"));
+    EXPECT_EQ(gOpened, "");
+    gSystem = GetRealSystem();
+    EXPECT_TRUE(HostSerialPort::IsPath("/dev/ttyUSB0"));
+    EXPECT_FALSE(HostSerialPort::IsPath("dev/ttyUSB0"));
+}
+
+} // namespace

@@ -1,0 +1,15 @@
+#pragma once
+
+/// Makes one call into the system fail, as seen by the named objects. One at a time; undone by destruction.
+class FailingSystem
+{
+public:
+    /// \param aCall  The call that fails, counted from 1; 0 only counts.
+    explicit FailingSystem(int aCall);
+    ~FailingSystem();
+    FailingSystem(const FailingSystem&) = delete;
+    FailingSystem& operator=(const FailingSystem&) = delete;
+
+    /// Calls made so far.
+    static int GetCalls();
+};

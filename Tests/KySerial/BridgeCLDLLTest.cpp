@@ -1,0 +1,381 @@
+#include "BridgeCLDLL.h"
+
+#include "JxUtilsLib/Thread.h"
+#include "KySerial/BridgeFixture.h"
+#include "Tests/Support/PrivateSession.h"
+
+#include <thread>
+
+using namespace KyTest;
+using JxUtilsLib::Thread;
+using KyPlatform::NamedSemaphore;
+using KySerialLib::BridgeCLDLL;
+using KySerialLib::SharedFifo;
+using KySerialLib::SharedRegistry;
+using KySerialLib::SharedRegistryEntry;
+
+namespace
+{
+
+constexpr char cOpen[] = "KySerialLib::BridgeCLDLL::OpenSharedMem";
+constexpr char cNoRates[] =
+    "Could not retrieve port speeds supported by device. Offering 9600 for the time being.";
+constexpr char cUpstream[] = "EventBulk1UpstreamDataBuffer";
+constexpr char cDownstream[] = "Bulk1DownstreamData";
+constexpr uint64_t cStopTime = 2000; // ms; ten times what it takes at most
+
+class BridgeCLDLLTest : public EngineTest
+{
+protected:
+    void SetUp() override
+    {
+        AddSettings(mDevice, "Bulk1");
+        mDevice.SetContent(cDownstream, Bytes(520));
+    }
+    void OpenPort(BridgeCLDLL& aBridge, KyDeviceSerial aPort = KyDeviceSerialBulk1)
+    {
+        ASSERT_THAT(aBridge.OpenDevicePort(&mDevice, aPort), IsOK());
+        Forget();
+    }
+    void Start()
+    {
+        OpenPort(*mBridge);
+        ASSERT_THAT(mBridge->OpenSharedMem("Server"), IsOK());
+        ASSERT_THAT(mBridge->Start(), IsOK());
+        mDown = std::make_unique<SharedFifo>("KySerialBridgeDownFifo1", "Local\\", 1024, false);
+        mUp = std::make_unique<SharedFifo>("KySerialBridgeUpFifo1", "Local\\", 1024, false);
+        ASSERT_TRUE(mDown->IsValid() && mUp->IsValid());
+        Forget();
+    }
+    SharedRegistryEntry& Entry(const std::string& aName = "Server")
+    {
+        SharedRegistryEntry* lEntry = nullptr;
+        EXPECT_TRUE(mRegistry.Find(aName, lEntry));
+        return *lEntry;
+    }
+    void SendFromDevice(const std::string& aText)
+    {
+        mDevice.SetContent(cUpstream, Bytes(aText.begin(), aText.end()));
+        mDevice.SetInteger("EventBulk1UpstreamDataLength", static_cast<int64_t>(aText.size()));
+        mDevice.Invalidate(cUpstream);
+    }
+    bool Send(const std::string& aText)
+    {
+        uint32_t lWritten = 0;
+        return mDown->Write(aText.data(), static_cast<uint32_t>(aText.size()), lWritten, 60000);
+    }
+    std::string Receive(size_t aCount)
+    {
+        std::string lAll;
+        char lPart[1024];
+        uint32_t lRead = 0;
+        while (lAll.size() < aCount && mUp->Read(lPart, sizeof lPart, lRead, 60000))
+        {
+            lAll.append(lPart, lRead);
+        }
+        return lAll;
+    }
+    uint64_t StopAndMeasure()
+    {
+        const uint64_t lStart = Thread::GetTickCount();
+        mBridge.reset();
+        return Thread::GetTickCount() - lStart;
+    }
+    template<typename Condition>
+    static bool WaitFor(Condition aCondition)
+    {
+        const uint64_t lStart = Thread::GetTickCount();
+        while (Thread::GetTickCount() - lStart < 60000)
+        {
+            if (aCondition())
+            {
+                return true;
+            }
+            Thread::Sleep(2);
+        }
+        return false;
+    }
+
+    PrivateSession mSession;
+    SharedRegistry mRegistry{true};
+    std::optional<BridgeCLDLL> mBridge{std::in_place};
+    std::unique_ptr<SharedFifo> mDown;
+    std::unique_ptr<SharedFifo> mUp;
+};
+
+TEST_F(BridgeCLDLLTest, ANewOneIsClosed)
+{
+    EXPECT_STREQ(mBridge->GetName().GetAscii(), "");
+    EXPECT_EQ(mBridge->GetHardCodedBaudRate(), 9600U);
+    EXPECT_EQ(mBridge->GetBaudRate(), 9600U);
+    mBridge->CloseSharedMem();
+}
+
+TEST_F(BridgeCLDLLTest, SupportsOnlyTheRatesWithBits)
+{
+    for (const uint32_t lRate : {9600U, 19200U, 38400U, 57600U, 115200U})
+    {
+        EXPECT_TRUE(mBridge->IsBaudRateSupported(lRate)) << lRate;
+    }
+    for (const uint32_t lRate : {0U, 4800U, 14400U, 28800U, 230400U, 0xFFFFFFFFU})
+    {
+        EXPECT_FALSE(mBridge->IsBaudRateSupported(lRate)) << lRate;
+    }
+}
+
+TEST_F(BridgeCLDLLTest, ThreadsWithoutFifosEndAtOnce)
+{
+    KySerialLib::Bridge* const lBridge = &*mBridge;
+    EXPECT_EQ(mBridge->GetUpThreadRoutine()(lBridge), 0xFFFFFFFFU);
+    EXPECT_EQ(mBridge->GetDownThreadRoutine()(lBridge), 0xFFFFFFFFU);
+}
+
+TEST_F(BridgeCLDLLTest, EntersTheServerWithItsRatesAndConfiguresTheDevice)
+{
+    for (const char* lEntry : {"Baud19200", "Baud230400", "Baud14400"})
+    {
+        mDevice.SetEntry("Bulk1BaudRate", lEntry, true);
+    }
+    OpenPort(*mBridge);
+    EXPECT_THAT(mBridge->OpenSharedMem("Server"), IsOK());
+    EXPECT_EQ(
+        mDevice.TakeCalls(),
+        (Calls{"IsFeatureReadable(Bulk1BaudRate)", "GetEnumEntries(Bulk1BaudRate)",
+               "IsFeatureWritable(Bulk1Parity)", "GetFeatureAsString(Bulk1Parity)",
+               "SetFeatureFromString(Bulk1Parity, \"None\")", "IsFeatureWritable(Bulk1NumOfStopBits)",
+               "GetFeatureAsString(Bulk1NumOfStopBits)", "SetFeatureFromString(Bulk1NumOfStopBits, \"One\")",
+               "GetFeatureAsString(Bulk1BaudRate)", "SetFeatureFromString(Bulk1BaudRate, \"Baud9600\")"}));
+    EXPECT_STREQ(mBridge->GetName().GetAscii(), "Server");
+    EXPECT_EQ(Entry().mSupportedBaudRates, 0x13U); // 9600, 19200, 115200
+    EXPECT_EQ(Entry().mServerActive, 1U);
+    EXPECT_EQ(Entry().mServerId, 1U);
+    EXPECT_EQ(mBridge->GetSupportedBaudRateCount(), 3U);
+    EXPECT_EQ(TakeLog(), Lines());
+    KyPlatform::SharedMemory lFifo;
+    for (const char* lName : {"Local\\KySerialBridgeDownFifo1Memory", "Local\\KySerialBridgeUpFifo1Memory"})
+    {
+        EXPECT_TRUE(lFifo.Open(lName)) << lName;
+        EXPECT_TRUE(lFifo.HasSizeOf(1024 + 16));
+    }
+}
+
+TEST_F(BridgeCLDLLTest, OffersOnly9600WhenNothingElseIsKnown)
+{
+    mDevice.SetEntry("Bulk1BaudRate", "Baud9600", false);
+    mDevice.SetEntry("Bulk1BaudRate", "Baud115200", false);
+    mDevice.SetEntry("Bulk1BaudRate", "Baud230400", true);
+    OpenPort(*mBridge);
+    EXPECT_THAT(mBridge->OpenSharedMem("Server"), IsOK());
+    EXPECT_EQ(Entry().mSupportedBaudRates, 0x01U);
+    EXPECT_EQ(mBridge->GetHardCodedBaudRate(), 9600U);
+    EXPECT_EQ(TakeLogOf("BridgeCLDLL"), (Lines{{PriorityWarning, cOpen, cNoRates}}));
+}
+
+TEST_F(BridgeCLDLLTest, ASecondServerOfTheNameIsRefusedAndLeavesTheFirst)
+{
+    OpenPort(*mBridge);
+    ASSERT_THAT(mBridge->OpenSharedMem("Server"), IsOK());
+    Forget();
+    const char* const lMessage =
+        "Unable to create server. A server with the same name is probably already active.";
+    {
+        BridgeCLDLL lSecond;
+        EXPECT_THAT(lSecond.OpenSharedMem("Server"), IsResult(KyResult::FAILURE, lMessage));
+        EXPECT_EQ(TakeLogOf("BridgeCLDLL"), (Lines{{PriorityError, cOpen, lMessage}}));
+        EXPECT_THAT(lSecond.OpenSharedMem("Other"), IsOK());
+        EXPECT_EQ(Entry("Other").mServerId, 2U);
+    }
+    EXPECT_EQ(Entry().mServerActive, 1U);
+    mBridge.reset();
+    BridgeCLDLL lThird;
+    EXPECT_THAT(lThird.OpenSharedMem("Server"), IsOK());
+    EXPECT_EQ(Entry().mServerId, 1U);
+}
+
+TEST_F(BridgeCLDLLTest, EndWithdrawsTheServer)
+{
+    OpenPort(*mBridge);
+    ASSERT_THAT(mBridge->OpenSharedMem("Server"), IsOK());
+    mBridge.reset();
+    NamedSemaphore lSemaphore;
+    EXPECT_FALSE(lSemaphore.Open("Local\\KySerialBridgeServerSemaphore1"));
+    EXPECT_FALSE(lSemaphore.Open("Local\\KySerialBridgeClientSemaphore1"));
+    EXPECT_EQ(mRegistry.GetEntries().at(0).mServerActive, 0U);
+    KyPlatform::SharedMemory lFifo;
+    EXPECT_FALSE(lFifo.Open("Local\\KySerialBridgeDownFifo1Memory"));
+    EXPECT_EQ(mDevice.GetText("Bulk1BaudRate"), "SavedBaudRate");
+}
+
+TEST_F(BridgeCLDLLTest, AFullRegistryRefuses)
+{
+    for (uint32_t i = 0; i < SharedRegistry::cEntryCount; ++i)
+    {
+        ASSERT_TRUE(mRegistry.Register("Server" + std::to_string(i)));
+    }
+    EXPECT_EQ(mBridge->OpenSharedMem("One more").GetCode(), KyResult::FAILURE);
+}
+
+TEST_F(BridgeCLDLLTest, HardCodedRateIsTheOnlyOneOffered)
+{
+    OpenPort(*mBridge);
+    ASSERT_THAT(mBridge->OpenSharedMem("Server"), IsOK());
+    Forget();
+    EXPECT_THAT(mBridge->SetHardCodedBaudRate(57600), IsOK());
+    EXPECT_EQ(mBridge->GetHardCodedBaudRate(), 57600U);
+    EXPECT_EQ(Entry().mSupportedBaudRates, 0x08U);
+    EXPECT_THAT(mBridge->SetHardCodedBaudRate(28800),
+                IsResult(KyResult::BAD_PARAMETER, "Invalid or unsupported baud rate."));
+    EXPECT_EQ(TakeLogOf("BridgeCLDLL"),
+              (Lines{{PriorityError, "KySerialLib::BridgeCLDLL::SetHardCodedBaudRate",
+                      "Invalid or unsupported baud rate."}}));
+    EXPECT_EQ(Entry().mSupportedBaudRates, 0x08U);
+}
+
+TEST_F(BridgeCLDLLTest, HardCodedRateWithoutAServerIsABrokenAssertion)
+{
+    EXPECT_THAT(mBridge->SetHardCodedBaudRate(57600), IsOK());
+    EXPECT_EQ(mAsserts.Take(), Broken({"mSharedRegistryEntry != 0"}));
+    EXPECT_EQ(mBridge->GetHardCodedBaudRate(), 9600U);
+}
+
+TEST_F(BridgeCLDLLTest, RelaysBothWaysAndCounts)
+{
+    Start();
+    SendFromDevice("to the client");
+    EXPECT_EQ(Receive(13), "to the client");
+    EXPECT_TRUE(Send("to the device"));
+    EXPECT_TRUE(WaitFor([&] { return mBridge->GetBytesSentToDevice() == 13; }));
+    EXPECT_EQ(mBridge->GetBytesReceivedFromDevice(), 13U);
+    EXPECT_EQ(mBridge->GetTransferErrors(), 0U);
+    const Bytes lMessage = mDevice.GetContent(cDownstream);
+    ASSERT_GE(lMessage.size(), 21U);
+    EXPECT_EQ(std::string(lMessage.begin() + 8, lMessage.begin() + 21), "to the device"); // behind its header
+}
+
+TEST_F(BridgeCLDLLTest, TheDeviceIsSetToTheClientsRateBeforeEachBlock)
+{
+    Start();
+    Entry().mRequestedBaudRate = 0x04;
+    EXPECT_TRUE(Send("a"));
+    EXPECT_TRUE(WaitFor([&] { return mBridge->GetBytesSentToDevice() == 1; }));
+    Calls lCalls = mDevice.TakeCalls();
+    ASSERT_GE(lCalls.size(), 3U);
+    EXPECT_EQ(lCalls[0], "GetFeatureAsString(Bulk1BaudRate)");
+    EXPECT_EQ(lCalls[1], "SetFeatureFromString(Bulk1BaudRate, \"Baud38400\")");
+    EXPECT_EQ(mBridge->GetBaudRate(), 38400U);
+    EXPECT_EQ(mBridge->GetConfiguration().mBaudRate, 38400U);
+    EXPECT_TRUE(Send("b"));
+    EXPECT_TRUE(WaitFor([&] { return mBridge->GetBytesSentToDevice() == 2; }));
+    lCalls = mDevice.TakeCalls();
+    EXPECT_EQ(lCalls.at(0), "GetFeatureAsString(Bulk1BaudRate)");
+    EXPECT_NE(lCalls.at(1), "SetFeatureFromString(Bulk1BaudRate, \"Baud38400\")"); // it has that already
+}
+
+TEST_F(BridgeCLDLLTest, ARequestThatIsNoneBecomesZero)
+{
+    Start();
+    for (const uint32_t lRequest : {0U, 0x03U, 0x20U, 0xFFFFFFFFU})
+    {
+        mBridge->ResetStatistics();
+        Entry().mRequestedBaudRate = lRequest;
+        EXPECT_TRUE(Send("a"));
+        EXPECT_TRUE(WaitFor([&] { return mBridge->GetBytesSentToDevice() == 1; }));
+        EXPECT_EQ(mBridge->GetConfiguration().mBaudRate, 0U) << lRequest;
+        EXPECT_EQ(mDevice.GetText("Bulk1BaudRate"), "Baud0");
+    }
+}
+
+TEST_F(BridgeCLDLLTest, ADeviceThatRefusesIsCountedLoggedAndTheBridgeGoesOn)
+{
+    Start();
+    mDevice.Fail(Slot::SetRegisterData);
+    EXPECT_TRUE(Send("lost"));
+    EXPECT_TRUE(WaitFor([&] { return mBridge->GetTransferErrors() == 1; }));
+    const LogLine lExpected{PriorityError, "KySerialLib::BridgeCLDLL::DownThread",
+                            "Error writting data from the shared memory FIFO To the KyDevice."};
+    EXPECT_TRUE(WaitFor([&] { return testing::Value(mLog.Take(), testing::Contains(lExpected)); }));
+    mDevice.StopFailing();
+    EXPECT_TRUE(Send("kept"));
+    EXPECT_TRUE(WaitFor([&] { return mBridge->GetBytesSentToDevice() == 4; }));
+    EXPECT_EQ(mBridge->GetTransferErrors(), 1U);
+}
+
+TEST_F(BridgeCLDLLTest, ASpoiltFifoIsCountedAndLogged)
+{
+    Start();
+    KyPlatform::SharedMemory lMemory;
+    ASSERT_TRUE(lMemory.Open("Local\\KySerialBridgeUpFifo1Memory"));
+    static_cast<KySerialLib::SharedFifoHeader*>(lMemory.GetBase())->mSize = 0;
+    SendFromDevice("lost");
+    EXPECT_TRUE(WaitFor([&] { return mBridge->GetTransferErrors() == 1; }));
+    const LogLine lExpected{PriorityError, "KySerialLib::BridgeCLDLL::UpThread",
+                            "Error writting data from KyDevice to shared memory FIFO."};
+    EXPECT_TRUE(WaitFor([&] { return testing::Value(mLog.Take(), testing::Contains(lExpected)); }));
+}
+
+TEST_F(BridgeCLDLLTest, AnIdleBridgeStopsAtOnce)
+{
+    Start();
+    Thread::Sleep(30);
+    EXPECT_LE(StopAndMeasure(), cStopTime);
+}
+
+TEST_F(BridgeCLDLLTest, AFullFifoThatNobodyReadsDoesNotHoldTheStopUp)
+{
+    Start();
+    for (int i = 0; i < 10; ++i)
+    {
+        SendFromDevice(std::string(512, 'x'));
+    }
+    uint32_t lWaiting = 0;
+    EXPECT_TRUE(WaitFor([&] { return mUp->GetAvailable(lWaiting) && lWaiting == 1023; }));
+    EXPECT_LE(StopAndMeasure(), cStopTime);
+    EXPECT_FALSE(testing::Value(
+        mLog.Take(), testing::Contains(testing::Field(&LogLine::mPriority, testing::Eq(PriorityError)))));
+    EXPECT_TRUE(mUp->GetAvailable(lWaiting)); // a peer sees nothing of it
+    EXPECT_EQ(lWaiting, 1023U);
+}
+
+TEST_F(BridgeCLDLLTest, ABusyBridgeStopsAtOnce)
+{
+    Start();
+    std::atomic<bool> lEnd{false};
+    std::thread lClient(
+        [&]
+        {
+            char lPart[100];
+            uint32_t lCount = 0;
+            while (!lEnd)
+            {
+                static_cast<void>(mDown->Write("0123456789", 10, lCount, 10));
+                static_cast<void>(mUp->Read(lPart, sizeof lPart, lCount, 1));
+            }
+        });
+    std::thread lDevice(
+        [&]
+        {
+            while (!lEnd)
+            {
+                SendFromDevice("0123456789");
+                Thread::Sleep(1);
+            }
+        });
+    Thread::Sleep(100);
+    EXPECT_LE(StopAndMeasure(), cStopTime);
+    lEnd = true;
+    lClient.join();
+    lDevice.join();
+}
+
+TEST_F(BridgeCLDLLTest, RecoversWhileItRelays)
+{
+    Start();
+    for (int i = 0; i < 20; ++i)
+    {
+        EXPECT_THAT(mBridge->Recover(), IsOK());
+    }
+    SendFromDevice("up");
+    EXPECT_EQ(Receive(2), "up");
+}
+
+} // namespace

@@ -1,0 +1,168 @@
+// What of the bridge to a host port needs no host port.
+
+#include "BridgeCOM.h"
+
+#include "BridgePacer.h"
+#include "KySerial/BridgeFixture.h"
+
+using namespace KyTest;
+using KyPlatform::HostLine;
+using KySerialLib::BridgeCOM;
+
+namespace
+{
+
+constexpr char cParse[] = "KySerialLib::BridgeCOM::ParseCOMPort";
+constexpr char cMalformed[] = "Serial port string not formatted as expected. Example: COM5.";
+
+class BridgeCOMTest : public EngineTest
+{
+protected:
+    BridgeCOM mBridge;
+};
+
+TEST_F(BridgeCOMTest, TakesComNamesOfOneOrTwoDigitsInAnyCase)
+{
+    const std::pair<const char*, const char*> lNames[] = {
+        {"COM1", R"(\\.\COM1)"}, {"com9", R"(\\.\COM9)"},   {"CoM12", R"(\\.\COM12)"},
+        {"COM0", R"(\\.\COM0)"}, {"cOm07", R"(\\.\COM07)"}, {"COM10", R"(\\.\COM10)"}};
+    for (const auto& [lName, lExpected] : lNames)
+    {
+        KyString lPath;
+        EXPECT_THAT(mBridge.ParseCOMPort(lName, lPath), IsOK()) << lName;
+        EXPECT_STREQ(lPath.GetAscii(), lExpected);
+        EXPECT_STREQ(mBridge.GetSerialPort().GetAscii(), lName);
+    }
+    EXPECT_EQ(TakeLog(), Lines());
+}
+
+TEST_F(BridgeCOMTest, RefusesEveryOtherName)
+{
+    KyString lPath("before");
+    for (const char* lName : {"COM", "COM123", "COM100", "COMA", "LPT1", "COM1A", "COM5X", "", "5", "COM-",
+                              "COM 1", "\xC3OM1", "COM1\n", R"(\\.\COM1)"})
+    {
+        EXPECT_THAT(mBridge.ParseCOMPort(lName, lPath), IsResult(KyResult::BAD_PARAMETER, cMalformed))
+            << lName;
+        EXPECT_EQ(TakeLogOf("BridgeCOM"), (Lines{{PriorityError, cParse, cMalformed}}));
+    }
+    EXPECT_THAT(mBridge.ParseCOMPort(nullptr, lPath), IsResult(KyResult::BAD_PARAMETER, cMalformed));
+    EXPECT_STREQ(lPath.GetAscii(), "before");
+    EXPECT_STREQ(mBridge.GetSerialPort().GetAscii(), "");
+}
+
+TEST_F(BridgeCOMTest, ConvertsEveryRate)
+{
+    for (const uint32_t lRate : {9600U, 14400U, 19200U, 28800U, 38400U, 57600U, 115200U})
+    {
+        EXPECT_EQ(BridgeCOM::ToHostLine({lRate, KyParityNone, 8, 1}).mBaudRate, lRate);
+    }
+}
+
+TEST_F(BridgeCOMTest, ConvertsParity)
+{
+    const HostLine lNone = BridgeCOM::ToHostLine({9600, KyParityNone, 8, 1});
+    EXPECT_EQ(lNone.mParity, HostLine::Parity::Unchanged);
+    EXPECT_FALSE(lNone.mCheckParity);
+    const HostLine lEven = BridgeCOM::ToHostLine({9600, KyParityEven, 8, 1});
+    EXPECT_EQ(lEven.mParity, HostLine::Parity::Even);
+    EXPECT_TRUE(lEven.mCheckParity);
+    const HostLine lOdd = BridgeCOM::ToHostLine({9600, KyParityOdd, 8, 1});
+    EXPECT_EQ(lOdd.mParity, HostLine::Parity::Odd);
+    EXPECT_FALSE(lOdd.mCheckParity);
+}
+
+TEST_F(BridgeCOMTest, ConvertsDataAndStopBits)
+{
+    const HostLine lLong = BridgeCOM::ToHostLine({9600, KyParityNone, 8, 2});
+    EXPECT_EQ(lLong.mDataBits, 8U);
+    EXPECT_TRUE(lLong.mTwoStopBits);
+    const HostLine lShort = BridgeCOM::ToHostLine({9600, KyParityNone, 7, 1});
+    EXPECT_EQ(lShort.mDataBits, 7U);
+    EXPECT_FALSE(lShort.mTwoStopBits);
+}
+
+TEST_F(BridgeCOMTest, ConversionOfEveryInvalidValueIsABrokenAssertionAndMild)
+{
+    const KySerialPortConfiguration lInvalid[] = {
+        {4800, KyParityNone, 8, 1}, {0, KyParityNone, 8, 1},    {9600, static_cast<KyParity>(-1), 8, 1},
+        {9600, KyParityNone, 9, 1}, {9600, KyParityNone, 5, 1}, {9600, KyParityNone, 8, 0},
+        {9600, KyParityNone, 8, 3}};
+    for (const KySerialPortConfiguration& lConfiguration : lInvalid)
+    {
+        const HostLine lLine = BridgeCOM::ToHostLine(lConfiguration);
+        EXPECT_EQ(mAsserts.Take(), Broken({"false"}));
+        EXPECT_EQ(lLine.mBaudRate, 9600U);
+        EXPECT_EQ(lLine.mParity, HostLine::Parity::Unchanged);
+        EXPECT_FALSE(lLine.mCheckParity);
+        EXPECT_EQ(lLine.mDataBits, 8U);
+        EXPECT_FALSE(lLine.mTwoStopBits);
+    }
+}
+
+TEST_F(BridgeCOMTest, SupportsEveryRate)
+{
+    for (const uint32_t lRate : {0U, 300U, 9600U, 230400U, 0xFFFFFFFFU})
+    {
+        EXPECT_TRUE(mBridge.IsBaudRateSupported(lRate));
+    }
+}
+
+TEST_F(BridgeCOMTest, RateIsTheConfigurationsUntilTheDeviceHasOne)
+{
+    EXPECT_EQ(mBridge.GetBaudRate(), 9600U);
+    AddSettings(mDevice, "Uart0");
+    ASSERT_THAT(mBridge.OpenDevicePort(&mDevice, KyDeviceSerialUart0), IsOK());
+    EXPECT_EQ(mBridge.GetBaudRate(), 9600U);
+}
+
+TEST_F(BridgeCOMTest, MalformedNameOpensNothing)
+{
+    EXPECT_THAT(mBridge.OpenCOMPort("COM5X", KySerialPortConfiguration()),
+                IsResult(KyResult::BAD_PARAMETER, cMalformed));
+}
+
+TEST_F(BridgeCOMTest, APortThatIsNotThereIsAFailure)
+{
+    EXPECT_THAT(mBridge.OpenCOMPort("COM99", KySerialPortConfiguration()),
+                IsResult(KyResult::FAILURE, "Unable to open requested COM port."));
+    EXPECT_EQ(TakeLogOf("BridgeCOM"), (Lines{{PriorityError, "KySerialLib::BridgeCOM::OpenCOMPort",
+                                              "Unable to open requested COM port."}}));
+    EXPECT_STREQ(mBridge.GetSerialPort().GetAscii(), "COM99");
+}
+
+TEST_F(BridgeCOMTest, SettingsNeedAnOpenPort)
+{
+    EXPECT_THAT(mBridge.SetSerialPortConfiguration(KySerialPortConfiguration()),
+                IsResult(KyResult::FAILURE, "Unable to read current COM port configuration."));
+    EXPECT_EQ(TakeLog(), (Lines{{PriorityError, "KySerialLib::BridgeCOM::SetSerialPortConfiguration",
+                                 "Unable to read current COM port configuration."}}));
+}
+
+TEST(BridgePacerTest, ASingleMissCostsNothingAndADeadLineIsTriedOnceASecond)
+{
+    KySerialLib::BridgePacer lPacer;
+    std::vector<uint32_t> lDelays;
+    for (int i = 0; i < 11; ++i)
+    {
+        lPacer.Begin();
+        lDelays.push_back(lPacer.GetDelay());
+    }
+    EXPECT_EQ(lDelays, (std::vector<uint32_t>{0, 10, 20, 40, 80, 160, 320, 640, 1000, 1000, 1000}));
+    lPacer.Reset();
+    lPacer.Begin();
+    EXPECT_EQ(lPacer.GetDelay(), 0U);
+}
+
+TEST(BridgePacerTest, ATryThatTookItsTimeNeedsNoPause)
+{
+    KySerialLib::BridgePacer lPacer;
+    for (int i = 0; i < 3; ++i)
+    {
+        lPacer.Begin();
+        JxUtilsLib::Thread::Sleep(15);
+        EXPECT_EQ(lPacer.GetDelay(), 0U);
+    }
+}
+
+} // namespace

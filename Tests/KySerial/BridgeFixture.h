@@ -1,0 +1,105 @@
+#pragma once
+
+#include "KySerial/EngineTest.h"
+
+#include "Bridge.h"
+
+#include <functional>
+#include <optional>
+
+namespace KyTest
+{
+
+/// A flavour whose threads and rates a test sets.
+class ScriptedBridge final : public KySerialLib::Bridge
+{
+public:
+    ~ScriptedBridge() override { StopThreads(); }
+
+    bool IsBaudRateSupported(uint32_t aBaudRate) const override { return aBaudRate != mUnsupported; }
+    KyPlatform::WorkerThread::Routine GetUpThreadRoutine() const override { return mUpRoutine; }
+    KyPlatform::WorkerThread::Routine GetDownThreadRoutine() const override { return mDownRoutine; }
+
+    using Bridge::mStatistics;
+    using Bridge::mStop;
+    using Bridge::mStopEvent;
+    using Bridge::ReadFromDevice;
+    using Bridge::SetConfiguration;
+    using Bridge::WriteToDevice;
+
+    uint32_t mUnsupported = 0;
+    KyPlatform::WorkerThread::Routine mUpRoutine = &WaitForStop;
+    KyPlatform::WorkerThread::Routine mDownRoutine = &WaitForStop;
+    std::atomic<int> mRunning{0};
+
+    static uint32_t WaitForStop(void* aBridge)
+    {
+        auto* const lThis = static_cast<ScriptedBridge*>(static_cast<KySerialLib::Bridge*>(aBridge));
+        ++lThis->mRunning;
+        EXPECT_EQ(lThis->mStopEvent.Wait(KyPlatform::cInfinite), KyPlatform::WaitResult::Done);
+        EXPECT_TRUE(lThis->mStop);
+        --lThis->mRunning;
+        return 0;
+    }
+};
+
+/// Gives a device the features of a port's settings, with values that no bridge writes.
+inline void AddSettings(ScriptedAdapter& aDevice, const std::string& aPrefix)
+{
+    for (const char* lSuffix : {"BaudRate", "Parity", "NumOfStopBits"})
+    {
+        for (const Slot lSlot : {Slot::IsFeatureAvailable, Slot::IsFeatureReadable, Slot::IsFeatureWritable})
+        {
+            aDevice.SetAvailable(lSlot, aPrefix + lSuffix, true);
+        }
+        aDevice.SetText(aPrefix + lSuffix, std::string("Saved") + lSuffix);
+    }
+    for (const char* lEntry : {"Baud9600", "Custom", "Baud115200"})
+    {
+        aDevice.SetEntry(aPrefix + "BaudRate", lEntry, true);
+    }
+}
+
+/// Gives a device a mode for its bulk ports.
+inline void AddBulkMode(ScriptedAdapter& aDevice)
+{
+    for (const Slot lSlot : {Slot::IsFeatureAvailable, Slot::IsFeatureReadable, Slot::IsFeatureWritable})
+    {
+        aDevice.SetAvailable(lSlot, "BulkMode", true);
+    }
+    aDevice.SetText("BulkMode", "SPI");
+}
+
+/// Gives a device a selector, which some other port is selected with.
+inline void AddSelector(ScriptedAdapter& aDevice)
+{
+    aDevice.SetAvailable(Slot::IsFeatureAvailable, "BulkSelector", true);
+    aDevice.SetText("BulkSelector", "Bulk7");
+}
+
+/// Tests of a bridge on a scripted device.
+class BridgeFixture : public EngineTest
+{
+protected:
+    /// What an operation asks of a device that answers as the test's does.
+    static Calls Record(ScriptedAdapter& aDevice, const std::function<void(ScriptedAdapter&)>& aOperation)
+    {
+        aDevice.TakeCalls();
+        aOperation(aDevice);
+        return aDevice.TakeCalls();
+    }
+
+    /// Opens the bridge's device port and forgets what that took.
+    void Open(KyDeviceSerial aPort)
+    {
+        ASSERT_THAT(mBridge->OpenDevicePort(&mDevice, aPort), IsOK());
+        Forget();
+    }
+
+    /// Destroys the bridge.
+    void End() { mBridge.reset(); }
+
+    std::optional<ScriptedBridge> mBridge{std::in_place};
+};
+
+} // namespace KyTest

@@ -1,0 +1,324 @@
+#include "KySerial/BridgeFixture.h"
+
+#include "JxUtilsLib/Thread.h"
+#include "PortMap.h"
+
+#include <thread>
+
+using namespace KyTest;
+
+namespace
+{
+
+constexpr char cFree[] = "KySerialLib::Bridge::~Bridge";
+constexpr char cReleasing[] = "Bridge releasing serial port resources.";
+constexpr char cStopThreads[] = "KySerialLib::Bridge::StopThreads";
+
+class BridgeTest : public BridgeFixture
+{
+protected:
+    static bool IsStopLine(const LogLine& aLine)
+    {
+        return aLine.mPriority == PriorityInfo && aLine.mFunction == cStopThreads &&
+               aLine.mMessage.starts_with("Bridge threads stop time: ") && aLine.mMessage.ends_with(".");
+    }
+};
+
+TEST_F(BridgeTest, ANewOneHasNothing)
+{
+    EXPECT_EQ(mBridge->GetPort(), nullptr);
+    EXPECT_EQ(mBridge->GetDevicePortID(), KyDeviceSerialInvalid);
+    EXPECT_EQ(mBridge->GetBaudRate(), 0U);
+    EXPECT_EQ(mBridge->GetSupportedBaudRateCount(), 0U);
+    const KySerialPortConfiguration lConfiguration = mBridge->GetConfiguration();
+    EXPECT_EQ(lConfiguration.mBaudRate, 9600U);
+    EXPECT_EQ(lConfiguration.mParity, KyParityNone);
+    EXPECT_EQ(lConfiguration.mBitsPerByte, 8U);
+    EXPECT_EQ(lConfiguration.mStopBits, 1U);
+}
+
+TEST_F(BridgeTest, WithoutADevicePortItDoesNothingToADevice)
+{
+    EXPECT_THAT(mBridge->BackupPortConfig(), IsOK());
+    EXPECT_THAT(mBridge->RestorePortConfig(), IsOK());
+    EXPECT_THAT(mBridge->ConfigurePort(), IsOK());
+    EXPECT_THAT(mBridge->SyncBaudRate(true), IsOK());
+    EXPECT_THAT(mBridge->Recover(), IsResult(KyResult::NOT_OPEN, ""));
+    mBridge->StopThreads();
+    EXPECT_EQ(TakeLog(), Lines());
+    End();
+    EXPECT_EQ(TakeLogOf("Bridge"), (Lines{{PriorityInfo, cFree, cReleasing}}));
+}
+
+TEST_F(BridgeTest, OpensTheDevicePortInThisOrder)
+{
+    AddSettings(mDevice, "Uart0");
+    KyDeviceSerialPort lPort;
+    const Calls lAsked = Record(mDevice, [](auto& aDevice)
+                                { KyDeviceSerialPort::IsSupported(&aDevice, KyDeviceSerialUart0); });
+    const Calls lOpened = Record(mDevice, [&](auto& aDevice)
+                                 { EXPECT_THAT(lPort.Open(&aDevice, KyDeviceSerialUart0), IsOK()); });
+    EXPECT_THAT(lPort.Close(), IsOK());
+    Forget();
+
+    EXPECT_THAT(mBridge->OpenDevicePort(&mDevice, KyDeviceSerialUart0), IsOK());
+    const Calls lFeatures = {
+        "IsFeatureAvailable(Uart0BaudRate)",      "RegisterFeatureInterest(Uart0BaudRate)",
+        "IsFeatureAvailable(Uart0Parity)",        "RegisterFeatureInterest(Uart0Parity)",
+        "IsFeatureAvailable(Uart0NumOfStopBits)", "RegisterFeatureInterest(Uart0NumOfStopBits)",
+        "IsFeatureReadable(Uart0BaudRate)",       "GetFeatureAsString(Uart0BaudRate)",
+        "IsFeatureReadable(Uart0Parity)",         "GetFeatureAsString(Uart0Parity)",
+        "IsFeatureReadable(Uart0NumOfStopBits)",  "GetFeatureAsString(Uart0NumOfStopBits)"};
+    EXPECT_EQ(mDevice.TakeCalls(), Join({lAsked, {"RegisterEventSink"}, lOpened, lFeatures}));
+    EXPECT_EQ(mBridge->GetDevicePortID(), KyDeviceSerialUart0);
+    ASSERT_NE(mBridge->GetPort(), nullptr);
+    EXPECT_TRUE(mBridge->GetPort()->IsOpened());
+    uint32_t lSize = 0;
+    EXPECT_THAT(mBridge->GetPort()->GetRxBufferSize(lSize), IsOK());
+    EXPECT_EQ(lSize, 65536U);
+    EXPECT_EQ(mDevice.GetSinks().size(), 2U); // the bridge and its port
+}
+
+TEST_F(BridgeTest, UnsupportedPortIsRefusedAndLeavesNothing)
+{
+    mDevice.SetAnswer(Slot::IsKorvoVideoInterface, false);
+    EXPECT_THAT(mBridge->OpenDevicePort(&mDevice, KyDeviceSerialUart1),
+                IsResult(KyResult::UNSUPPORTED, "Requested device port not supported."));
+    EXPECT_EQ(TakeLog().back(), (LogLine{PriorityError, "KySerialLib::Bridge::OpenDevicePort",
+                                         "Requested device port not supported."}));
+    EXPECT_EQ(mBridge->GetPort(), nullptr);
+    EXPECT_EQ(mBridge->GetDevicePortID(), KyDeviceSerialInvalid);
+    EXPECT_TRUE(mDevice.GetSinks().empty());
+    mDevice.TakeCalls();
+    End();
+    EXPECT_EQ(mDevice.TakeCalls(), Calls());
+}
+
+TEST_F(BridgeTest, InvalidPortIsNotSupported)
+{
+    EXPECT_THAT(mBridge->OpenDevicePort(&mDevice, KyDeviceSerialInvalid),
+                IsResult(KyResult::UNSUPPORTED, "Requested device port not supported."));
+}
+
+TEST_F(BridgeTest, PortInUsePassesThePortsResultOnAndLetsGo)
+{
+    ASSERT_TRUE(KySerialLib::PortMap::GetInstance().Lock(&mDevice, KyDeviceSerialUart0));
+    EXPECT_THAT(mBridge->OpenDevicePort(&mDevice, KyDeviceSerialUart0),
+                IsResult(KyResult::FAILURE, "The specified port is already in use."));
+    EXPECT_EQ(mDevice.GetSinks().size(), 1U);
+    EXPECT_EQ(mDevice.GetCallCount(Slot::RegisterFeatureInterest), 0);
+    End();
+    EXPECT_TRUE(mDevice.GetSinks().empty());
+    EXPECT_TRUE(KySerialLib::PortMap::GetInstance().Unlock(&mDevice, KyDeviceSerialUart0));
+}
+
+TEST_F(BridgeTest, RefusedSinkDoesNotMatter)
+{
+    mDevice.FailCall(Slot::RegisterEventSink, 1);
+    EXPECT_THAT(mBridge->OpenDevicePort(&mDevice, KyDeviceSerialUart0), IsOK());
+}
+
+TEST_F(BridgeTest, IgnoresTheDevicesEvents)
+{
+    Open(KyDeviceSerialUart0);
+    mBridge->NotifyEvent(0x9000, 0, 0, 0, "data", 4);
+    const KyString lName("Uart0BaudRate");
+    mBridge->NotifyFeatureInvalidated(&lName);
+    EXPECT_EQ(mDevice.TakeCalls(), Calls());
+    EXPECT_EQ(TakeLog(), Lines());
+}
+
+TEST_F(BridgeTest, EndRestoresThenLetsGoThenCloses)
+{
+    AddSettings(mDevice, "Uart0");
+    Open(KyDeviceSerialUart0);
+    EXPECT_EQ(mDevice.GetInterest("Uart0Parity"), 1);
+    KyDeviceSerialPort lOther;
+    ASSERT_THAT(lOther.Open(&mDevice, KyDeviceSerialUart1), IsOK());
+    Calls lClose = Record(mDevice, [&](auto&) { EXPECT_THAT(lOther.Close(), IsOK()); });
+    Forget();
+    const Calls lClosed = Record(mDevice, [&](auto&) { End(); });
+    const Calls lRestored = {"IsFeatureWritable(Uart0BaudRate)",
+                             "SetFeatureFromString(Uart0BaudRate, \"SavedBaudRate\")",
+                             "IsFeatureWritable(Uart0Parity)",
+                             "SetFeatureFromString(Uart0Parity, \"SavedParity\")",
+                             "IsFeatureWritable(Uart0NumOfStopBits)",
+                             "SetFeatureFromString(Uart0NumOfStopBits, \"SavedNumOfStopBits\")",
+                             "UnregisterEventSink",
+                             "UnregisterFeatureInterest(Uart0BaudRate)",
+                             "UnregisterFeatureInterest(Uart0Parity)",
+                             "UnregisterFeatureInterest(Uart0NumOfStopBits)"};
+    ASSERT_EQ(lClosed.size(), lRestored.size() + lClose.size());
+    EXPECT_EQ(Calls(lClosed.begin(), lClosed.begin() + static_cast<ptrdiff_t>(lRestored.size())), lRestored);
+    EXPECT_EQ(mDevice.GetInterest("Uart0Parity"), 0);
+    EXPECT_TRUE(mDevice.GetSinks().empty());
+    EXPECT_EQ(TakeLog().front(), (LogLine{PriorityInfo, cFree, cReleasing}));
+    EXPECT_TRUE(KySerialLib::PortMap::GetInstance().Lock(&mDevice, KyDeviceSerialUart0));
+    EXPECT_TRUE(KySerialLib::PortMap::GetInstance().Unlock(&mDevice, KyDeviceSerialUart0));
+}
+
+TEST_F(BridgeTest, StartsBothThreadsAndEndsThem)
+{
+    EXPECT_THAT(mBridge->Start(), IsOK());
+    while (mBridge->mRunning < 2)
+    {
+        std::this_thread::yield();
+    }
+    mBridge->StopThreads();
+    EXPECT_EQ(mBridge->mRunning, 0);
+    const Lines lLines = TakeLogOf("Bridge");
+    ASSERT_EQ(lLines.size(), 2U); // one for each thread
+    EXPECT_TRUE(IsStopLine(lLines[0])) << lLines[0];
+    EXPECT_TRUE(IsStopLine(lLines[1])) << lLines[1];
+    mBridge->StopThreads();
+    EXPECT_EQ(TakeLog(), Lines());
+}
+
+TEST_F(BridgeTest, RefusedUpstreamThreadFailsTheStart)
+{
+    mBridge->mUpRoutine = nullptr;
+    EXPECT_THAT(mBridge->Start(), IsResult(KyResult::FAILURE, "Unable to start bridge upstream thread."));
+    EXPECT_EQ(TakeLog(), (Lines{{PriorityError, "KySerialLib::Bridge::Start",
+                                 "Unable to start bridge upstream thread."}}));
+    EXPECT_TRUE(mBridge->mStopEvent.IsValid()); // left for the destructor
+    mBridge->StopThreads();
+    EXPECT_EQ(TakeLog(), Lines());
+}
+
+TEST_F(BridgeTest, RefusedDownstreamThreadFailsTheStartAndLeavesTheOtherRunning)
+{
+    mBridge->mDownRoutine = nullptr;
+    EXPECT_THAT(mBridge->Start(), IsResult(KyResult::FAILURE, "Unable to start bridge downstream thread."));
+    EXPECT_EQ(TakeLog(), (Lines{{PriorityError, "KySerialLib::Bridge::Start",
+                                 "Unable to start bridge downstream thread."}}));
+    mBridge->StopThreads();
+    EXPECT_EQ(TakeLog().size(), 1U);
+}
+
+TEST_F(BridgeTest, ResetsAllStatistics)
+{
+    mBridge->mStatistics.mBytesSentToDevice = 1;
+    mBridge->mStatistics.mBytesReceivedFromDevice = 2;
+    mBridge->mStatistics.mTransferErrors = 3;
+    EXPECT_EQ(mBridge->GetBytesSentToDevice(), 1U);
+    EXPECT_EQ(mBridge->GetBytesReceivedFromDevice(), 2U);
+    EXPECT_EQ(mBridge->GetTransferErrors(), 3U);
+    mBridge->ResetStatistics();
+    EXPECT_EQ(mBridge->GetBytesSentToDevice(), 0U);
+    EXPECT_EQ(mBridge->GetBytesReceivedFromDevice(), 0U);
+    EXPECT_EQ(mBridge->GetTransferErrors(), 0U);
+}
+
+TEST_F(BridgeTest, RecoverClosesAndOpensTheSamePort)
+{
+    KyDeviceSerialPort lPort;
+    ASSERT_THAT(lPort.Open(&mDevice, KyDeviceSerialUart1), IsOK());
+    const Calls lClosed = Record(mDevice, [&](auto&) { EXPECT_THAT(lPort.Close(), IsOK()); });
+    const Calls lOpened = Record(mDevice, [&](auto& aDevice)
+                                 { EXPECT_THAT(lPort.Open(&aDevice, KyDeviceSerialUart1), IsOK()); });
+    EXPECT_THAT(lPort.Close(), IsOK());
+    Open(KyDeviceSerialUart1);
+    EXPECT_THAT(mBridge->Recover(), IsOK());
+    EXPECT_EQ(mDevice.TakeCalls(), Join({lClosed, lOpened}));
+    EXPECT_TRUE(mBridge->GetPort()->IsOpened());
+}
+
+TEST_F(BridgeTest, RecoverSucceedsWithoutTheDeviceAndAgainWithIt)
+{
+    Open(KyDeviceSerialUart0);
+    mDevice.SetAnswer(Slot::IsConnected, false);
+    EXPECT_THAT(mBridge->Recover(), IsOK());
+    mDevice.SetAnswer(Slot::IsConnected, true);
+    EXPECT_THAT(mBridge->Recover(), IsOK());
+}
+
+TEST_F(BridgeTest, ADeviceThatComesBackWorksAfterRecover)
+{
+    Open(KyDeviceSerialBulk1);
+    const uint8_t lByte = 0x41;
+    mDevice.SetAnswer(Slot::IsConnected, false);
+    EXPECT_FALSE(mBridge->WriteToDevice(&lByte, 1));
+    mDevice.SetAnswer(Slot::IsConnected, true);
+    EXPECT_THAT(mBridge->Recover(), IsOK());
+    EXPECT_TRUE(mBridge->WriteToDevice(&lByte, 1));
+    EXPECT_EQ(mDevice.GetSinks().size(), 2U);
+}
+
+// Opening a port replaces its engine: the sanitizers see whether a thread is still inside the old one.
+TEST_F(BridgeTest, RecoverMeetsThreadsThatReadAndWrite)
+{
+    AddBulkMode(mDevice);
+    mDevice.SetRecording(false);
+    JxUtilsLib::Logger::SetPriority(PriorityFatal);
+    Open(KyDeviceSerialBulk1);
+    std::atomic<bool> lEnd{false};
+    std::thread lReader(
+        [&]
+        {
+            uint8_t lBytes[100];
+            uint32_t lRead = 0;
+            while (!lEnd)
+            {
+                static_cast<void>(mBridge->ReadFromDevice(lBytes, sizeof lBytes, lRead, 1));
+            }
+        });
+    std::thread lWriter(
+        [&]
+        {
+            const uint8_t lBytes[100] = {};
+            while (!lEnd)
+            {
+                static_cast<void>(mBridge->WriteToDevice(lBytes, sizeof lBytes));
+            }
+        });
+    for (int lTurn = 0; lTurn < 200; ++lTurn)
+    {
+        EXPECT_THAT(mBridge->Recover(), IsOK());
+    }
+    lEnd = true;
+    lReader.join();
+    lWriter.join();
+    EXPECT_TRUE(mBridge->GetPort()->IsOpened());
+}
+
+TEST_F(BridgeTest, CountsWhatTheDeviceTookOfAFailedWrite)
+{
+    JxUtilsLib::Logger::SetPriority(PriorityFatal);
+    Open(KyDeviceSerialBulk1);
+    const Bytes lBytes = Count(100);
+    EXPECT_TRUE(mBridge->WriteToDevice(lBytes.data(), 100));
+    EXPECT_EQ(mBridge->GetBytesSentToDevice(), 100U);
+    mDevice.Fail(Slot::SetRegisterData);
+    EXPECT_FALSE(mBridge->WriteToDevice(lBytes.data(), 100));
+    EXPECT_EQ(mBridge->GetBytesSentToDevice(), 100U);
+}
+
+TEST_F(BridgeTest, AWriteThatTheLineHoldsUpEndsEarlyWhenStopped)
+{
+    AddSettings(mDevice, "Uart0");
+    Open(KyDeviceSerialUart0);
+    // The device confirms every byte; the stop comes with the tenth.
+    int lBytes = 0;
+    mDevice.OnCall(Slot::WriteRegister,
+                   [&]
+                   {
+                       mBridge->mStop = ++lBytes >= 10;
+                       mDevice.SendEvent(0x9000, Words({1})); // sent
+                   });
+    const Bytes lBlock(16384);
+    EXPECT_TRUE(mBridge->WriteToDevice(lBlock.data(), 16384));
+    EXPECT_LT(lBytes, 400);
+}
+
+TEST_F(BridgeTest, PastTheEndOfTheRatesIsABrokenAssertionAndZero)
+{
+    AddSettings(mDevice, "Uart0");
+    Open(KyDeviceSerialUart0);
+    EXPECT_THAT(mBridge->RefreshSupportedBaudRates(), IsOK());
+    ASSERT_EQ(mBridge->GetSupportedBaudRateCount(), 2U);
+    EXPECT_EQ(mBridge->GetSupportedBaudRate(1), 115200U);
+    EXPECT_EQ(mBridge->GetSupportedBaudRate(2), 0U);
+    EXPECT_EQ(mAsserts.Take(), Broken({"aIndex < mSupportedBaudRates.size()"}));
+}
+
+} // namespace

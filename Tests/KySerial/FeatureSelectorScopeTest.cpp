@@ -1,0 +1,101 @@
+#include "FeatureSelectorScope.h"
+
+#include "KySerial/EngineTest.h"
+
+#include <optional>
+
+using namespace KyTest;
+using KySerialLib::FeatureSelectorScope;
+
+namespace
+{
+
+class FeatureSelectorScopeTest : public EngineTest
+{
+protected:
+    void SetUp() override { mDevice.SetText("Selector", "Other"); }
+
+    KyResult Set(const char* aName = "Selector", const char* aValue = "Mine")
+    {
+        return mScope->Set(aName, aValue);
+    }
+    Calls End()
+    {
+        mScope.reset();
+        return mDevice.TakeCalls();
+    }
+
+    std::optional<FeatureSelectorScope> mScope{std::in_place, &mDevice};
+};
+
+TEST_F(FeatureSelectorScopeTest, DoesNothingByItself)
+{
+    EXPECT_EQ(End(), Calls());
+}
+
+TEST_F(FeatureSelectorScopeTest, NeedsNoDeviceWithoutSelector)
+{
+    const FeatureSelectorScope lScope(nullptr);
+}
+
+TEST_F(FeatureSelectorScopeTest, WritesAnotherValueAndWritesItOnceMoreAtTheEnd)
+{
+    EXPECT_THAT(Set(), IsOK());
+    EXPECT_EQ(mDevice.TakeCalls(),
+              (Calls{"GetFeatureAsString(Selector)", "SetFeatureFromString(Selector, \"Mine\")"}));
+    mDevice.SetText("Selector", "Moved");
+    EXPECT_EQ(End(), Calls{"SetFeatureFromString(Selector, \"Mine\")"});
+    EXPECT_EQ(mDevice.GetText("Selector"), "Mine");
+}
+
+TEST_F(FeatureSelectorScopeTest, LeavesTheSameValueAlone)
+{
+    mDevice.SetText("Selector", "Mine");
+    EXPECT_THAT(Set(), IsOK());
+    EXPECT_EQ(End(), Calls{"GetFeatureAsString(Selector)"});
+}
+
+TEST_F(FeatureSelectorScopeTest, ComparesTheWholeValue)
+{
+    for (const char* lOther : {"mine", "Min", "Mine0", ""})
+    {
+        mDevice.SetText("Selector", lOther);
+        EXPECT_THAT(Set(), IsOK());
+        EXPECT_EQ(mDevice.GetText("Selector"), "Mine") << lOther;
+    }
+}
+
+TEST_F(FeatureSelectorScopeTest, LeavesAValueAloneThatCannotBeRead)
+{
+    mDevice.Fail(Slot::GetFeatureAsString);
+    EXPECT_THAT(Set(), IsOK());
+    EXPECT_EQ(End(), Calls{"GetFeatureAsString(Selector)"});
+    EXPECT_EQ(mDevice.GetText("Selector"), "Other");
+}
+
+TEST_F(FeatureSelectorScopeTest, PassesARefusedWriteOnAndDoesNotTryAgain)
+{
+    mDevice.FailCall(Slot::SetFeatureFromString, 1, KyResult(0x1234, "no"));
+    EXPECT_THAT(Set(), IsResult(0x1234, "no"));
+    EXPECT_EQ(End(), (Calls{"GetFeatureAsString(Selector)", "SetFeatureFromString(Selector, \"Mine\")"}));
+}
+
+TEST_F(FeatureSelectorScopeTest, IgnoresARefusalAtTheEnd)
+{
+    EXPECT_THAT(Set(), IsOK());
+    mDevice.Fail(Slot::SetFeatureFromString);
+    mDevice.TakeCalls();
+    EXPECT_EQ(End(), Calls{"SetFeatureFromString(Selector, \"Mine\")"});
+    EXPECT_EQ(TakeLog(), Lines());
+}
+
+TEST_F(FeatureSelectorScopeTest, WritesEachOfSeveralOnceMore)
+{
+    EXPECT_THAT(Set("A", "1"), IsOK());
+    EXPECT_THAT(Set("B", "2"), IsOK());
+    mDevice.TakeCalls();
+    EXPECT_THAT(End(), testing::UnorderedElementsAre("SetFeatureFromString(A, \"1\")",
+                                                     "SetFeatureFromString(B, \"2\")"));
+}
+
+} // namespace

@@ -1,0 +1,67 @@
+#include "Tests/Support/PrivateSession.h"
+
+#include "KyPlatform/Linux/SystemCalls.h"
+#include "Tests/Support/UniqueName.h"
+
+#include <array>
+#include <cstdlib>
+#include <filesystem>
+#include <unistd.h>
+
+using KyPlatform::gSystem;
+
+namespace
+{
+
+uid_t gNumber = 0;
+
+uid_t GetNumber()
+{
+    return gNumber;
+}
+
+/// A session's folder belongs to the user that its name ends in.
+int GetStatus(int aFile, struct stat* aStatus)
+{
+    const int lResult = ::fstat(aFile, aStatus);
+    if (lResult == 0 && S_ISDIR(aStatus->st_mode))
+    {
+        std::array<char, 512> lPath{};
+        const ssize_t lLength =
+            ::readlink(("/proc/self/fd/" + std::to_string(aFile)).c_str(), lPath.data(), lPath.size() - 1);
+        const std::string lName(lPath.data(), lLength > 0 ? static_cast<size_t>(lLength) : 0);
+        aStatus->st_uid =
+            static_cast<uid_t>(std::strtoul(lName.substr(lName.rfind('-') + 1).c_str(), nullptr, 10));
+    }
+    return lResult;
+}
+
+} // namespace
+
+PrivateSession::PrivateSession(const std::string& aToken)
+    : mToken(aToken.empty() ? UniqueName("KyTest") : aToken)
+    , mOwner(aToken.empty())
+    , mFolder("/dev/shm/" + mToken + "/Session-")
+{
+    std::filesystem::create_directory("/dev/shm/" + mToken);
+    gNumber = cFirstNumber;
+    gSystem.mFolder = mFolder.c_str();
+    gSystem.mGetUser = &GetNumber;
+    gSystem.mGetStatus = &GetStatus;
+}
+
+PrivateSession::PrivateSession() : PrivateSession(std::string()) {}
+
+PrivateSession::~PrivateSession()
+{
+    gSystem = KyPlatform::GetRealSystem();
+    if (mOwner)
+    {
+        std::filesystem::remove_all("/dev/shm/" + mToken);
+    }
+}
+
+void PrivateSession::SetOwnNumber(uint32_t aNumber)
+{
+    gNumber = aNumber;
+}

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+/// Gives this process named objects of its own: what has a fixed name, as the registry has, would else be
+/// shared by every test that runs on the machine. One at a time; made before the first object and destroyed
+/// after the last.
+class PrivateSession
+{
+public:
+    /// A new one, for this process and those that are told its token.
+    PrivateSession();
+
+    /// Joins that of another process.
+    explicit PrivateSession(const std::string& aToken);
+
+    ~PrivateSession();
+    PrivateSession(const PrivateSession&) = delete;
+    PrivateSession& operator=(const PrivateSession&) = delete;
+
+    const std::string& GetToken() const { return mToken; }
+
+    /// Makes this process look as if it ran in session aNumber; at first it is in session 40.
+    static void SetOwnNumber(uint32_t aNumber);
+
+    static constexpr uint32_t cFirstNumber = 40;
+
+private:
+    const std::string mToken;
+    const bool mOwner;
+    std::string mFolder;
+};

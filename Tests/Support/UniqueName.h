@@ -1,0 +1,13 @@
+#pragma once
+
+#include <atomic>
+#include <random>
+#include <string>
+
+/// A name that no other test, process or run uses: objects of that name are machine wide.
+inline std::string UniqueName(const std::string& aStem)
+{
+    static const uint32_t sProcess = std::random_device()();
+    static std::atomic<int> sCount{0};
+    return aStem + std::to_string(sProcess) + "x" + std::to_string(++sCount);
+}

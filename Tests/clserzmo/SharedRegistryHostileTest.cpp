@@ -1,0 +1,131 @@
+#include "Tests/clserzmo/RegistryFixture.h"
+
+#include <algorithm>
+#include <cstring>
+#include <random>
+#include <vector>
+
+using KyPlatform::NamedSemaphore;
+using KySerialLib::SharedRegistry;
+using KySerialLib::SharedRegistryEntry;
+
+namespace
+{
+
+constexpr size_t cSectionSize = 11008;
+
+/// A section that an enemy writes to.
+class SharedRegistryHostileTest : public RegistryFixture
+{
+protected:
+    /// Makes every operation once; none may touch anything outside the section or keep the lock.
+    void UseEverything(const std::string& aName)
+    {
+        SharedRegistryEntry* lEntry = nullptr;
+        if (mRegistry->Find(aName, lEntry))
+        {
+            const auto lOffset = static_cast<size_t>(reinterpret_cast<uint8_t*>(lEntry) - mBytesOfRegistry);
+            EXPECT_LT(lOffset, cSectionSize);
+            EXPECT_EQ(lOffset % 344, 0U);
+            EXPECT_TRUE(mRegistry->SetServerActive(aName, true));
+        }
+        const std::vector<SharedRegistryEntry> lEntries = mRegistry->GetEntries();
+        ASSERT_EQ(lEntries.size(), 32U);
+        EXPECT_FALSE(mRegistry->GetPrefix(lEntries[0]).empty());
+        NamedSemaphore lServer;
+        NamedSemaphore lClient;
+        NamedSemaphore lMine;
+        if (mRegistry->AcquireServer(aName, lServer, lClient))
+        {
+            EXPECT_TRUE(mRegistry->AcquireClient(aName, lMine));
+            SharedRegistry::ReleaseClient(lMine);
+            SharedRegistry::ReleaseServer(lServer, lClient);
+        }
+    }
+
+    void SetUp() override
+    {
+        ASSERT_TRUE(mRegistry->Register("First"));
+        SharedRegistryEntry* lEntry = nullptr;
+        ASSERT_TRUE(mRegistry->Find("First", lEntry));
+        mBytesOfRegistry = reinterpret_cast<uint8_t*>(lEntry);
+        mBytes = MapSection();
+        // The last entry carries a name, so that what is behind it would be looked at by an endless
+        // comparison.
+        std::memset(mBytes + cSectionSize - 256, 'n', 255);
+        mFresh.assign(mBytes, mBytes + cSectionSize);
+    }
+
+    void Restore() { std::memcpy(mBytes, mFresh.data(), cSectionSize); }
+
+    uint8_t* mBytesOfRegistry = nullptr;
+    uint8_t* mBytes = nullptr;
+    std::vector<uint8_t> mFresh;
+};
+
+TEST_F(SharedRegistryHostileTest, RandomBytesHarmNobody)
+{
+    std::mt19937 lRandom(3);
+    for (int lTurn = 0; lTurn < 100; ++lTurn)
+    {
+        std::generate_n(mBytes, cSectionSize, [&lRandom] { return static_cast<uint8_t>(lRandom()); });
+        UseEverything("First");
+    }
+    Restore();
+    EXPECT_EQ(GetEntry("First").mServerId, 1U);
+}
+
+TEST_F(SharedRegistryHostileTest, EverySingleByteMayBeWrong)
+{
+    for (size_t lOffset = 0; lOffset < cSectionSize; ++lOffset)
+    {
+        Restore();
+        mBytes[lOffset] ^= 0xFFU;
+        SharedRegistryEntry* lEntry = nullptr;
+        // Only the name's own bytes decide whether it is found.
+        const bool lNameHit = lOffset >= 88 && lOffset < 88 + 6;
+        ASSERT_EQ(mRegistry->Find("First", lEntry), !lNameHit) << lOffset;
+        ASSERT_NO_FATAL_FAILURE(UseEverything(lNameHit ? "First" : std::string(255, 'n'))) << lOffset;
+    }
+    Restore();
+    EXPECT_EQ(GetEntry("First").mServerId, 1U);
+}
+
+TEST_F(SharedRegistryHostileTest, NameWithoutEndIsNoName)
+{
+    std::memset(mBytes + 88, 'x', 256);
+    std::memset(mBytes + cSectionSize - 256, 'x', 256);
+    SharedRegistryEntry* lEntry = nullptr;
+    for (const size_t lLength : {size_t{254}, size_t{255}, size_t{256}, size_t{257}, size_t{5000}})
+    {
+        EXPECT_FALSE(mRegistry->Find(std::string(lLength, 'x'), lEntry));
+    }
+    EXPECT_EQ(GetName(mRegistry->GetEntries()[31]), std::string(256, 'x'));
+}
+
+TEST_F(SharedRegistryHostileTest, SectionOfTheWrongSizeIsRefused)
+{
+    mMemory.Close();
+    mRegistry.reset();
+    bool lNew = false;
+    for (const uint64_t lSize :
+         {uint64_t{1}, uint64_t{344}, uint64_t{8192}, uint64_t{12289}, uint64_t{1} << 20})
+    {
+        ASSERT_TRUE(mMemory.Create("Local\\KySerialBridgeRegistryMemory", lSize, lNew));
+        ASSERT_TRUE(lNew);
+        SharedRegistry lRegistry(true);
+        EXPECT_FALSE(lRegistry.IsValid());
+        EXPECT_FALSE(lRegistry.Register("A"));
+        EXPECT_FALSE(lRegistry.SetServerActive("A", true));
+        EXPECT_TRUE(lRegistry.GetEntries().empty());
+        SharedRegistryEntry* lEntry = nullptr;
+        EXPECT_FALSE(lRegistry.Find("A", lEntry));
+        NamedSemaphore lServer;
+        NamedSemaphore lClient;
+        EXPECT_FALSE(lRegistry.AcquireServer("A", lServer, lClient));
+        EXPECT_FALSE(lRegistry.AcquireClient("A", lClient));
+        mMemory.Close();
+    }
+}
+
+} // namespace
