@@ -7,6 +7,7 @@
 
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <cstdlib>
 #include <iostream>
 #include <random>
@@ -87,6 +88,22 @@ int Hold(const Arguments& aArguments)
     return 0;
 }
 
+/// survive NAME: makes the FIFO and uses it when told to, which must not take long.
+int Survive(const Arguments& aArguments)
+{
+    SharedFifo lFifo(aArguments[1], "Local\\", 1024, true);
+    Say("ready");
+    Hear();
+    const auto lStart = std::chrono::steady_clock::now();
+    std::array<char, 16> lBuffer{};
+    uint32_t lCount = 0;
+    const bool lDone =
+        lFifo.Write("abc", 3, lCount, 0) && lFifo.Read(lBuffer.data(), 16, lCount, 0) && lCount == 3;
+    const bool lAtOnce = std::chrono::steady_clock::now() - lStart < std::chrono::seconds(3);
+    Say(lDone && lAtOnce ? "alive" : "stuck");
+    return lDone && lAtOnce ? 0 : 1;
+}
+
 /// write NAME FIRST: writes counting bytes, the first is FIRST, in blocks of any size, until it is killed.
 int WriteForEver(const Arguments& aArguments)
 {
@@ -164,6 +181,10 @@ int RunPeer(const std::vector<std::string>& aArguments)
     if (lRole == "hold")
     {
         return Hold(aArguments);
+    }
+    if (lRole == "survive")
+    {
+        return Survive(aArguments);
     }
     if (lRole == "write")
     {
