@@ -11,17 +11,20 @@ if [ $# -gt 0 ]; then
 else
   mapfile -t files < <(git ls-files '*.h' '*.cpp')
 fi
+mkdir -p build
 clang-format --dry-run -Werror "${files[@]}" || exit 1
 
-[ -f build/dev/compile_commands.json ] || cmake --preset dev >/dev/null || exit 1
+# Configured on its own: clang-tidy cannot read the other compiler's precompiled headers.
+cmake --preset dev -B build/lint -DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON >build/lint-configure.log 2>&1 ||
+  { tail -n 20 build/lint-configure.log; exit 1; }
 # Only what the native build compiles: clang-tidy needs to know how.
 mapfile -t sources < <(python3 - "${files[@]}" <<'PY'
 import json, os, sys
-built = {os.path.relpath(entry["file"]) for entry in json.load(open("build/dev/compile_commands.json"))}
+built = {os.path.relpath(entry["file"]) for entry in json.load(open("build/lint/compile_commands.json"))}
 print("\n".join(file for file in sys.argv[1:] if file.endswith(".cpp") and file in built))
 PY
 )
-printf '%s\n' "${sources[@]}" | xargs -r -P "$(nproc)" -n 1 clang-tidy -p build/dev --quiet 2>/dev/null |
+printf '%s\n' "${sources[@]}" | xargs -r -P "$(nproc)" -n 1 clang-tidy -p build/lint --quiet 2>/dev/null |
   grep -E '(warning|error):' | sort -u >build/lint.log
 if [ -s build/lint.log ]; then
   cat build/lint.log
