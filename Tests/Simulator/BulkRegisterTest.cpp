@@ -4,7 +4,6 @@
 
 using namespace KySimulator;
 using namespace std::chrono_literals;
-using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;

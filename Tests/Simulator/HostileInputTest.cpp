@@ -70,7 +70,7 @@ TEST_F(HostileInputTest, RandomMessagesInEveryMode)
         const size_t lBulk = Random(cBulkCount);
         Set("BulkSelector", "Bulk" + std::to_string(lBulk));
         Set("BulkMode", std::vector<std::string>{"UART", "USRT", "I2C", "SPI"}[Random(4)]);
-        Bytes lMessage = RandomBytes(4 * Random(131)); // up to the feature's length
+        Bytes lMessage = RandomBytes(size_t(4) * Random(131)); // up to the feature's length
         if (lMessage.size() >= 8)
         {
             lMessage[0] &= 0xF0U;
