@@ -72,7 +72,7 @@ protected:
         uint32_t lGot = 0;
         uint32_t lTotal = 0;
         const AllocationCounter lCounter;
-        for (int i = 0; i < aTimes; ++i)
+        for (int lIndex = 0; lIndex < aTimes; ++lIndex)
         {
             for (IKyDeviceEventSink* lSink : mSinks)
             {

@@ -92,9 +92,9 @@ TEST_F(BulkIPEngineRxTest, TakesEventsOfEveryLength)
     {
         SCOPED_TRACE(lLength);
         Bytes lData(lLength, 0x5A); // of exactly this size on the heap: the sanitizer sees any byte beyond
-        for (size_t i = 0; i < lLength && i < 4; ++i)
+        for (size_t lIndex = 0; lIndex < lLength && lIndex < 4; ++lIndex)
         {
-            lData[i] = i == 1 ? 0x04 : 0;
+            lData[lIndex] = lIndex == 1 ? 0x04 : 0;
         }
         mDevice.SendEvent(0x9000, lData);
         EXPECT_EQ(ReadAll(mEngine), Bytes(lLength >= 4 ? lLength - 4 : 0, 0x5A));

@@ -354,10 +354,10 @@ TEST_F(BulkIPEngineWriteTest, FailsTheSameWhenNoPriorityIsEnabled)
 TEST_F(BulkIPEngineWriteTest, TakesTheUartRateFromItsTable)
 {
     const double lSpeeds[] = {9600, 14400, 19200, 28800, 38400, 57600, 115200};
-    for (uint32_t i = 0; i < 7; ++i)
+    for (uint32_t lIndex = 0; lIndex < 7; ++lIndex)
     {
-        Reopen(cUart | i << 5, 2);
-        EXPECT_DOUBLE_EQ(mEngine.GetUARTTimePerBit(), 1000.0 / lSpeeds[i]);
+        Reopen(cUart | lIndex << 5, 2);
+        EXPECT_DOUBLE_EQ(mEngine.GetUARTTimePerBit(), 1000.0 / lSpeeds[lIndex]);
     }
 }
 
@@ -376,10 +376,10 @@ TEST_F(BulkIPEngineWriteTest, TakesTheUsrtRateFromItsDividers)
 {
     // 16700000 by 2, 4, 8 ... 256, as whole numbers.
     const double lRates[] = {8350000, 4175000, 2087500, 1043750, 521875, 260937, 130468, 65234};
-    for (uint32_t i = 0; i < 8; ++i)
+    for (uint32_t lIndex = 0; lIndex < 8; ++lIndex)
     {
-        Reopen(i << 5);
-        EXPECT_DOUBLE_EQ(mEngine.GetUSRTTimePerBit(), 1000.0 / lRates[i]);
+        Reopen(lIndex << 5);
+        EXPECT_DOUBLE_EQ(mEngine.GetUSRTTimePerBit(), 1000.0 / lRates[lIndex]);
     }
 }
 

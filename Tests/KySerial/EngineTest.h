@@ -99,9 +99,9 @@ inline Bytes Words(const std::vector<uint32_t>& aWords)
 inline Bytes Count(size_t aCount)
 {
     Bytes lBytes(aCount);
-    for (size_t i = 0; i < aCount; ++i)
+    for (size_t lIndex = 0; lIndex < aCount; ++lIndex)
     {
-        lBytes[i] = static_cast<uint8_t>(i);
+        lBytes[lIndex] = static_cast<uint8_t>(lIndex);
     }
     return lBytes;
 }

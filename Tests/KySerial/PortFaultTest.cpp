@@ -72,13 +72,13 @@ protected:
     void Use(KyDeviceSerialPort& aPort, ScriptedAdapter& aDevice)
     {
         const KyResult lOpened = aPort.Open(&aDevice, GetParam().mPort);
-        EXPECT_TRUE(cOpenCodes.contains(lOpened.GetCode())) << testing::PrintToString(lOpened);
+        EXPECT_TRUE(mOpenCodes.contains(lOpened.GetCode())) << testing::PrintToString(lOpened);
         EXPECT_TRUE(!lOpened.IsOK() || aPort.IsOpened());
         mOpened += lOpened.IsOK() ? 1 : 0;
         const Bytes lBytes = Count(GetParam().mWriteSize);
         uint32_t lWritten = 0xDEAD;
         const KyResult lResult = aPort.Write(lBytes.data(), static_cast<uint32_t>(lBytes.size()), lWritten);
-        EXPECT_TRUE(cWriteCodes.contains(lResult.GetCode())) << testing::PrintToString(lResult);
+        EXPECT_TRUE(mWriteCodes.contains(lResult.GetCode())) << testing::PrintToString(lResult);
         EXPECT_LE(lWritten, lBytes.size());
         EXPECT_EQ(lResult.IsOK() && aPort.IsOpened(), lWritten == lBytes.size() && lResult.IsOK());
         mWritten += lResult.IsOK() ? 1 : 0;
@@ -89,9 +89,9 @@ protected:
         static_cast<void>(ReadAll(aPort)); // whatever came
     }
 
-    const std::set<uint32_t> cOpenCodes{KyResult::OK, KyResult::NO_CONNECTION, KyResult::UNSUPPORTED,
+    const std::set<uint32_t> mOpenCodes{KyResult::OK, KyResult::NO_CONNECTION, KyResult::UNSUPPORTED,
                                         KyResult::FAILURE, cRefused};
-    const std::set<uint32_t> cWriteCodes{KyResult::OK, KyResult::NO_CONNECTION, KyResult::TIMED_OUT,
+    const std::set<uint32_t> mWriteCodes{KyResult::OK, KyResult::NO_CONNECTION, KyResult::TIMED_OUT,
                                          KyResult::FAILURE, cRefused};
     RecordingLogSink mLog;
     AssertRecorder mAsserts; // a device that changes its mind breaks some

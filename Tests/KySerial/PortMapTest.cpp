@@ -190,7 +190,7 @@ TEST_F(PortMapTest, LetsExactlyOneOfManyThreadsIn)
     std::atomic<int> lClaims = 0;
     const auto lRun = [&]
     {
-        for (int i = 0; i < 300; ++i)
+        for (int lIndex = 0; lIndex < 300; ++lIndex)
         {
             if (mMap.Lock(&mDevice, KyDeviceSerialUart1))
             {

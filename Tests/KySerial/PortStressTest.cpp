@@ -48,10 +48,10 @@ TEST_P(PortStressTest, KeepsItsBytesTogetherInAStorm)
         [&]
         {
             Bytes lBytes(64);
-            for (int i = 0; i < 2000; ++i)
+            for (int lIndex = 0; lIndex < 2000; ++lIndex)
             {
                 uint32_t lGot = 0;
-                const KyResult lResult = lPort.Read(lBytes.data(), 64, lGot, i % 3 == 0 ? 0 : 2);
+                const KyResult lResult = lPort.Read(lBytes.data(), 64, lGot, lIndex % 3 == 0 ? 0 : 2);
                 EXPECT_TRUE(lResult.IsOK() || lResult.GetCode() == KyResult::TIMED_OUT);
                 EXPECT_LE(lGot, 64U);
             }
@@ -61,7 +61,7 @@ TEST_P(PortStressTest, KeepsItsBytesTogetherInAStorm)
         {
             const Bytes lBytes = Count(300);
             const uint32_t lSize = GetParam() < KyDeviceSerialBulk0 ? 5 : 300;
-            for (int i = 0; i < 200; ++i)
+            for (int lIndex = 0; lIndex < 200; ++lIndex)
             {
                 uint32_t lWritten = 0;
                 EXPECT_THAT(lPort.Write(lBytes.data(), lSize, lWritten), IsOK());
@@ -71,9 +71,9 @@ TEST_P(PortStressTest, KeepsItsBytesTogetherInAStorm)
     std::thread lResizer(
         [&]
         {
-            for (uint32_t i = 0; i < 2000; ++i)
+            for (uint32_t lIndex = 0; lIndex < 2000; ++lIndex)
             {
-                EXPECT_THAT(lPort.SetRxBufferSize(i % 7 == 0 ? 20000 : i % 40), IsOK());
+                EXPECT_THAT(lPort.SetRxBufferSize(lIndex % 7 == 0 ? 20000 : lIndex % 40), IsOK());
                 uint32_t lValue = 0;
                 EXPECT_THAT(lPort.GetRxBufferSize(lValue), IsOK());
                 EXPECT_THAT(lPort.GetRxBytesReady(lValue), IsOK());
@@ -94,7 +94,7 @@ TEST_P(PortStressTest, KeepsItsBytesTogetherInAStorm)
 TEST_P(PortStressTest, OpensAndClosesInAStorm)
 {
     std::thread lDevice([this] { Storm(); });
-    for (int i = 0; i < 200; ++i)
+    for (int lIndex = 0; lIndex < 200; ++lIndex)
     {
         KyDeviceSerialPort lPort;
         EXPECT_THAT(lPort.Open(&mDevice, GetParam()), IsOK());
@@ -149,9 +149,9 @@ TEST_P(PortStressTest, LosesNothingWhileTheReaderKeepsUp)
         uint32_t lGot = 0;
         ASSERT_THAT(lPort.Read(lBytes, sizeof lBytes, lGot, 60000), IsOK());
         ASSERT_GT(lGot, 0U);
-        for (uint32_t i = 0; i < lGot; ++i, ++lNext)
+        for (uint32_t lIndex = 0; lIndex < lGot; ++lIndex, ++lNext)
         {
-            ASSERT_EQ(lBytes[i], static_cast<uint8_t>(lNext));
+            ASSERT_EQ(lBytes[lIndex], static_cast<uint8_t>(lNext));
         }
     }
     lDevice.join();
@@ -180,7 +180,7 @@ TEST(PortClaimStressTest, LetsOneOfTwoAdaptersInAtATime)
     const auto lRun = [&](ScriptedAdapter& aDevice)
     {
         aDevice.SetRecording(false);
-        for (int i = 0; i < 400; ++i)
+        for (int lIndex = 0; lIndex < 400; ++lIndex)
         {
             KyDeviceSerialPort lPort;
             const KyResult lResult = lPort.Open(&aDevice, KyDeviceSerialUart0);

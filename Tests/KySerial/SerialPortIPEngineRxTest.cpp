@@ -42,7 +42,7 @@ protected:
     int DrainOnce(uint32_t aRegister, uint32_t aData)
     {
         int lReads = 0;
-        for (int i = 0; i < 100 && lReads == 0; ++i)
+        for (int lIndex = 0; lIndex < 100 && lReads == 0; ++lIndex)
         {
             lReads = Drain(aRegister, aData);
         }
@@ -88,9 +88,9 @@ TEST_F(SerialPortIPEngineRxTest, TakesWholeWordsOfEveryLength)
     {
         SCOPED_TRACE(lLength);
         Bytes lData(lLength, 0x5A); // of exactly this size on the heap: the sanitizer sees any byte beyond
-        for (size_t i = 0; i < lLength && i < 4; ++i)
+        for (size_t lIndex = 0; lIndex < lLength && lIndex < 4; ++lIndex)
         {
-            lData[i] = i == 0 ? 0x3 : 0;
+            lData[lIndex] = lIndex == 0 ? 0x3 : 0;
         }
         const size_t lBytes = lLength >= 4 ? lLength / 4 - 1 : 0;
         EXPECT_EQ(Receive(0x9000, lData), Bytes(lBytes, 0x5A));

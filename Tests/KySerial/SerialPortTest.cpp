@@ -142,9 +142,9 @@ TEST_F(SerialPortTest, TakesManyBytesInOneHoldOfTheLock)
 
 TEST_F(SerialPortTest, KeepsOneByteLessThanCellsAndLosesTheOldest)
 {
-    for (int i = 0; i < 16384; ++i)
+    for (int lIndex = 0; lIndex < 16384; ++lIndex)
     {
-        mPort.PushByte(static_cast<uint8_t>(i % 251), true);
+        mPort.PushByte(static_cast<uint8_t>(lIndex % 251), true);
     }
     EXPECT_EQ(GetReady(mPort), 16383U);
     EXPECT_THAT(mPort.Read(mBytes, 2, mGot, 0), IsOK());
@@ -251,7 +251,7 @@ TEST_F(SerialPortTest, LetsOthersInWhileAReaderWaits)
 {
     KyResult lResult;
     std::thread lReader([&] { lResult = mPort.Read(mBytes, 1, mGot, 60000); });
-    for (int i = 0; i < 20; ++i)
+    for (int lIndex = 0; lIndex < 20; ++lIndex)
     {
         EXPECT_EQ(GetReady(mPort), 0U);
         EXPECT_THAT(mPort.FlushRxBuffer(), IsOK());

@@ -69,10 +69,10 @@ const char* GetSlotName(Slot aSlot)
 std::string ToText(const uint8_t* aData, size_t aLength)
 {
     std::string lText = "[";
-    for (size_t i = 0; i < aLength; ++i)
+    for (size_t lIndex = 0; lIndex < aLength; ++lIndex)
     {
         char lByte[4];
-        static_cast<void>(std::snprintf(lByte, sizeof lByte, i == 0 ? "%02x" : " %02x", aData[i]));
+        static_cast<void>(std::snprintf(lByte, sizeof lByte, lIndex == 0 ? "%02x" : " %02x", aData[lIndex]));
         lText += lByte;
     }
     return lText + "]";
@@ -102,9 +102,9 @@ ScriptedAdapter::ScriptedAdapter()
     SetRegister(0xB8FC, 0x80000002);
     SetRegister(0xB954, 0);
     SetRegister(0xB95C, 3);
-    for (int i = 0; i < 8; ++i)
+    for (int lBulk = 0; lBulk < 8; ++lBulk)
     {
-        const std::string lIndex = std::to_string(i);
+        const std::string lIndex = std::to_string(lBulk);
         SetContent("Bulk" + lIndex + "DownstreamData", Bytes(1024));
         SetContent("EventBulk" + lIndex + "UpstreamDataBuffer", Bytes(1024));
         SetInteger("EventBulk" + lIndex + "UpstreamDataLength", 0);
