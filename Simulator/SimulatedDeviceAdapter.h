@@ -25,6 +25,8 @@ class AdapterEvents;
 /// somebody has registered interest. While these run, the event thread reads the two features as the event
 /// has them and those of other ports as empty; other threads read the last event of each port.
 ///
+/// Tests may derive from it to take over single operations.
+///
 /// Results: the camera's refusals have the numbers of Status; a cut connection gives KyResult::NO_CONNECTION.
 class SimulatedDeviceAdapter : public IKyDeviceAdapter
 {
@@ -32,7 +34,7 @@ public:
     /// Starts the event thread. \param aCamera  Not null; kept alive.
     explicit SimulatedDeviceAdapter(std::shared_ptr<CameraModel> aCamera);
     /// Ends the event thread; not from inside a sink.
-    ~SimulatedDeviceAdapter();
+    virtual ~SimulatedDeviceAdapter();
     SimulatedDeviceAdapter(const SimulatedDeviceAdapter&) = delete;
     SimulatedDeviceAdapter& operator=(const SimulatedDeviceAdapter&) = delete;
 

@@ -3,6 +3,7 @@
 #include "DeviceChecks.h"
 #include "DeviceRegisters.h"
 #include "JxUtilsLib/Assert.h"
+#include "JxUtilsLib/LockScope.h"
 #include "LogResult.h"
 #include "PortMap.h"
 
@@ -362,8 +363,7 @@ KyResult BulkIPEngine::Write(const uint8_t* aBuffer, uint32_t aSize, uint32_t& a
         // A threshold that leaves no room at all goes on byte by byte: empty chunks would never end.
         const uint32_t lChunk = std::min(aSize - aBytesWritten, std::max(lBytesAllowed, 1U));
         // Reset first: an interrupt of the former chunk does not count for this one.
-        mTxRoomEvent.Reset();
-        mTxEmptyEvent.Reset();
+        ResetTxEvents();
         KY_LOG(*mEngineLogger, JxUtilsLib::PriorityDebug, cFunction,
                "Transmitting %d byte chunk (%d bytes already sent)", static_cast<int>(lChunk),
                static_cast<int>(aBytesWritten));
@@ -400,17 +400,34 @@ void BulkIPEngine::NotifyEvent(uint16_t aEventID, uint16_t /*aChannel*/, uint64_
         }
         UnlockRx();
     }
-    if ((lStatus & cTxEmptyInterrupt) != 0)
+    const bool lTxEmpty = (lStatus & cTxEmptyInterrupt) != 0;
+    const bool lTxPartialEmpty = (lStatus & cTxPartialEmptyInterrupt) != 0;
+    if (lTxEmpty)
     {
         KY_LOG(*mEngineLogger, JxUtilsLib::PriorityDebug, cFunction, "Tx fifo empty interrupt");
-        mTxRoomEvent.Set();
-        mTxEmptyEvent.Set();
     }
-    if ((lStatus & cTxPartialEmptyInterrupt) != 0)
+    if (lTxPartialEmpty)
     {
         KY_LOG(*mEngineLogger, JxUtilsLib::PriorityDebug, cFunction, "Tx fifo partial empty interrupt");
+    }
+    // All of an interrupt's signals at once: a writer that the first of them wakes sends the next chunk, and
+    // what is left of this interrupt must not count for that one.
+    const JxUtilsLib::LockScope lLock(mTxLock);
+    if (lTxEmpty)
+    {
+        mTxEmptyEvent.Set();
+    }
+    if (lTxEmpty || lTxPartialEmpty)
+    {
         mTxRoomEvent.Set();
     }
+}
+
+void BulkIPEngine::ResetTxEvents()
+{
+    const JxUtilsLib::LockScope lLock(mTxLock);
+    mTxRoomEvent.Reset();
+    mTxEmptyEvent.Reset();
 }
 
 KyResult BulkIPEngine::Close()

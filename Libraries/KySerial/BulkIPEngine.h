@@ -68,6 +68,7 @@ private:
     [[nodiscard]] KyResult EnableInterrupts(bool aRestore);
     [[nodiscard]] KyResult ResetFifos();
     [[nodiscard]] KyResult TransmitChunk(const uint8_t* aData, uint32_t aSize);
+    void ResetTxEvents();
     [[nodiscard]] KyResult TxTimeOut(uint32_t aBytesWritten) const;
     uint32_t GetSpeedIndex() const;
     uint32_t GetInterface() const;
@@ -75,6 +76,7 @@ private:
     std::atomic<IKyDeviceAdapter*> mDevice{nullptr};
     std::atomic<KyDeviceSerial> mPort{KyDeviceSerialInvalid};
     std::array<bool, 5> mSavedInterrupts{}; // bits 8 to 12 of the interrupt enable register
+    JxUtilsLib::Mutex mTxLock;              // one interrupt's signals, and one chunk's resets, are one step
     JxUtilsLib::Event mTxEmptyEvent;
     JxUtilsLib::Event mTxRoomEvent;
     uint32_t mFirstChunkSize = 256;

@@ -34,7 +34,7 @@ constexpr uint32_t ReadTimeout(uint32_t aSize, bool aFastMode)
 
 constexpr uint8_t WireAddress(uint8_t aSlaveAddress, bool aRead)
 {
-    return static_cast<uint8_t>((aSlaveAddress << 1U) | (aRead ? 1U : 0U));
+    return static_cast<uint8_t>((uint32_t{aSlaveAddress} << 1U) | (aRead ? 1U : 0U));
 }
 
 } // namespace

@@ -191,6 +191,7 @@ TEST_F(BulkIPEngineWriteTest, SendsTheNextChunkOnEitherTxInterrupt)
 TEST_F(BulkIPEngineWriteTest, WaitsForInterruptsFromTheEventThread)
 {
     Open(cUart | 6 << 5);
+    mEngine.SetI2CTransfer(true); // twice the time, for a busy machine
     std::vector<std::thread> lEvents;
     mDevice.OnCall(Slot::WriteMemory,
                    [&]
@@ -250,6 +251,41 @@ TEST_F(BulkIPEngineWriteTest, OneInterruptLetsOneChunkThrough)
                    });
     EXPECT_THAT(Write(Count(600)), IsResult(KyResult::TIMED_OUT, TimedOut(508).c_str()));
     EXPECT_EQ(mDevice.TakeCalls(), Chunks({256, 252}));
+}
+
+// Holds the event thread up in the middle of an interrupt that says two things.
+class SlowSink final : public JxUtilsLib::LogSink
+{
+public:
+    SlowSink() { JxUtilsLib::Logger::SetSink(this); }
+    ~SlowSink() { JxUtilsLib::Logger::SetSink(nullptr); }
+    void Write(const JxUtilsLib::LogRecord& aRecord) override
+    {
+        if (std::string(aRecord.mMessage) == "Tx fifo partial empty interrupt")
+        {
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        }
+    }
+};
+
+TEST_F(BulkIPEngineWriteTest, OneInterruptLetsOneChunkThroughEvenWhenItComesSlowly)
+{
+    Open(cUart | 6 << 5);
+    mEngine.SetI2CTransfer(true); // twice the time, for a busy machine
+    const SlowSink lSink;
+    std::thread lEvents;
+    mDevice.OnCall(Slot::WriteMemory,
+                   [&]
+                   {
+                       if (!lEvents.joinable())
+                       {
+                           lEvents = std::thread(
+                               [this] { mDevice.SendEvent(0x9000, Words({cTxEmpty | cTxPartial})); });
+                       }
+                   });
+    EXPECT_THAT(Write(Count(600)), IsResult(KyResult::TIMED_OUT, TimedOut(508).c_str()));
+    lEvents.join();
+    EXPECT_EQ(mDevice.TakeCalls(), Chunks({256, 252}, "0x80001000"));
 }
 
 TEST_F(BulkIPEngineWriteTest, LooksAtTheLastInterruptWhenThereIsNothingToSend)

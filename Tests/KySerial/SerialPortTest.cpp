@@ -242,9 +242,8 @@ TEST_F(SerialPortTest, FindsNothingWhenItIsWokenForNothing)
 
 TEST_F(SerialPortTest, IsNotWokenTwiceByOneByte)
 {
+    SetSize(1); // so that only a wake-up ends the first call
     EXPECT_THAT(ReadWhilePushing(mGot), IsOK());
-    EXPECT_EQ(mGot, 1U);
-    EXPECT_THAT(mPort.FlushRxBuffer(), IsOK());
     EXPECT_THAT(mPort.Read(mBytes, 1, mGot, 20), IsResult(KyResult::TIMED_OUT, ""));
 }
 

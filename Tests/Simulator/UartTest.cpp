@@ -17,11 +17,6 @@ constexpr auto cByte9600 = Time(1041666); // ten bits at 9600 bits per second, i
 
 class UartTest : public CameraFixture
 {
-protected:
-    uint32_t StatusOf(const DeviceEvent& aEvent) const
-    {
-        return aEvent.mData.at(0) | aEvent.mData.at(1) << 8U;
-    }
 };
 
 TEST_F(UartTest, SendsTheLowByteOfAWriteAfterAByteTime)

@@ -38,7 +38,8 @@ TEST(EscapeKeyTest, TakesAnyByteAsANumber)
 
 TEST(EscapeKeyTest, RefusesEverythingElse)
 {
-    for (const char* const lText : {"", "]", "^", "^1", "^]]", "Ctrl-", "Ctrl-1", "Ctrl-AB", "0x", "0x100", "29", "None"})
+    for (const char* const lText :
+         {"", "]", "^", "^1", "^]]", "Ctrl-", "Ctrl-1", "Ctrl-AB", "0x", "0x100", "29", "None"})
     {
         EXPECT_EQ("refused", ParsedText(lText)) << lText;
     }

@@ -22,7 +22,8 @@ protected:
     {
         mReceiver = std::make_unique<PortReceiver>(
             mPort, mLog,
-            PortReceiver::Callbacks{[this](const std::vector<uint8_t>& aBytes) {
+            PortReceiver::Callbacks{[this](const std::vector<uint8_t>& aBytes)
+                                    {
                                         mTaken.append(aBytes.begin(), aBytes.end());
                                         (aBytes.empty() ? mIdle : mSome).Set();
                                         return mAccept;

@@ -36,7 +36,7 @@ protected:
     KyTest::ScriptedPort mPort;
     TrafficLog mLog;
     bool mGiveUp = false;
-    PortSender mSender{mPort, mLog, [this] { return mGiveUp; }};
+    PortSender mSender{mPort, mLog, [this] { return mGiveUp; }, 100};
 };
 
 const KyResult cBusy(0x8007, "Busy.");
@@ -81,7 +81,7 @@ TEST_F(PortSenderTest, GivesUpOnRequestBetweenPieces)
 
 TEST_F(PortSenderTest, ADeviceThatStaysBusyFails)
 {
-    for (uint32_t lCall = 0; lCall < PortSender::cBusyLimit; ++lCall)
+    for (uint32_t lCall = 0; lCall < 100; ++lCall)
     {
         mPort.mSendSteps.push_back({0, cBusy});
     }

@@ -21,7 +21,8 @@ TEST(NumberTest, TakesDecimalAndHexadecimalNumbersUpToTheMaximum)
 
 TEST(NumberTest, RefusesEverythingElse)
 {
-    for (const char* const lText : {"", "11", "-1", "+1", " 1", "1 ", "0x", "0xg", "1x", "99999999999999999999"})
+    for (const char* const lText :
+         {"", "11", "-1", "+1", " 1", "1 ", "0x", "0xg", "1x", "99999999999999999999"})
     {
         EXPECT_FALSE(ParseNumber(lText, 10).has_value()) << lText;
     }

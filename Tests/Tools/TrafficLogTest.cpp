@@ -1,5 +1,6 @@
-#include "Support/Process.h"
 #include "kyserial/TrafficLog.h"
+#include "Support/PatternMatcher.h"
+#include "Support/Process.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -27,30 +28,44 @@ TEST_F(TrafficLogTest, LineHasTimeDirectionNumbersAndCharacters)
 {
     const auto lTime = sys_days(year(2025) / 11 / 21) + 8h + 53min + 1s + 1234us;
     EXPECT_EQ("2025-11-21T08:53:01.001234Z > 53 54 41 54 55 53 3f 0d 0a                       STATUS?..\n",
-              TrafficLog::Lines(lTime, TrafficLog::cSent, cBytes, sizeof(cBytes)));
+              TrafficLog::Line(lTime, TrafficLog::cSent, {cBytes, cBytes + sizeof(cBytes)}));
 }
 
-TEST_F(TrafficLogTest, LongPiecesTakeSeveralLinesWithOneTime)
+TEST_F(TrafficLogTest, BytesOfOneDirectionShareLinesOfSixteen)
 {
-    const std::vector<uint8_t> lBytes(17, 'x');
-    const std::string lLines =
-        TrafficLog::Lines(sys_days(year(1999) / 12 / 31), TrafficLog::cReceived, lBytes.data(), lBytes.size());
-    EXPECT_EQ("1999-12-31T00:00:00.000000Z < 78 78 78 78 78 78 78 78 78 78 78 78 78 78 78 78  xxxxxxxxxxxxxxxx\n"
-              "1999-12-31T00:00:00.000000Z < 78                                               x\n",
-              lLines);
-}
-
-TEST_F(TrafficLogTest, AddsToAFileThatExists)
-{
-    ASSERT_TRUE(KyTest::WriteFile(mPath, "before\n"));
     TrafficLog lLog;
     ASSERT_TRUE(lLog.Open(mPath));
-    lLog.Add(TrafficLog::cSent, cBytes, 2);
-    lLog.Add(TrafficLog::cReceived, cBytes + 2, 1);
+    for (int lByte = 0; lByte < 18; ++lByte)
+    {
+        lLog.Add(TrafficLog::cReceived, cBytes, 1);
+    }
+    EXPECT_THAT(KyTest::ReadFile(mPath), KyTest::MatchesPattern(".*Z < (53 )+ SSSSSSSSSSSSSSSS\n"));
+    lLog.Flush();
+    EXPECT_THAT(KyTest::ReadFile(mPath), KyTest::MatchesPattern(".*SSSSSSSSSSSSSSSS\n.*Z < 53 53 + SS\n"));
+}
 
-    EXPECT_THAT(KyTest::ReadFile(mPath),
-                testing::MatchesRegex("before\n.*Z > 53 54 +ST\n.*Z < 41 +A\n"));
-    EXPECT_FALSE(lLog.HasFailed());
+TEST_F(TrafficLogTest, ALineEndsWhenTheDirectionChanges)
+{
+    TrafficLog lLog;
+    ASSERT_TRUE(lLog.Open(mPath));
+    lLog.Add(TrafficLog::cReceived, cBytes, 1);
+    lLog.Add(TrafficLog::cSent, cBytes, 0); // nothing was sent
+    lLog.Add(TrafficLog::cReceived, cBytes, 1);
+    lLog.Add(TrafficLog::cSent, cBytes, 1);
+    EXPECT_THAT(KyTest::ReadFile(mPath), KyTest::MatchesPattern(".*Z < 53 53 + SS\n"));
+}
+
+TEST_F(TrafficLogTest, AddsToAFileThatExistsAndEndsTheLastLine)
+{
+    ASSERT_TRUE(KyTest::WriteFile(mPath, "before\n"));
+    {
+        TrafficLog lLog;
+        ASSERT_TRUE(lLog.Open(mPath));
+        lLog.Add(TrafficLog::cSent, cBytes, 2);
+        lLog.Add(TrafficLog::cReceived, cBytes + 2, 1);
+        EXPECT_FALSE(lLog.HasFailed());
+    }
+    EXPECT_THAT(KyTest::ReadFile(mPath), KyTest::MatchesPattern("before\n.*Z > 53 54 +ST\n.*Z < 41 +A\n"));
 }
 
 TEST_F(TrafficLogTest, WithoutAFileNothingHappens)

@@ -2,7 +2,9 @@
 
 #include "kyserial/Context.h"
 #include "kyserial/Failure.h"
+#include "kyserial/I2CCommand.h"
 #include "kyserial/PortsCommand.h"
+#include "kyserial/SpiCommand.h"
 #include "kyserial/TermCommand.h"
 #include "kyserial/Version.h"
 
@@ -10,6 +12,7 @@
 
 #include <exception>
 #include <string>
+#include <vector>
 
 namespace KySerialTool
 {
@@ -59,8 +62,8 @@ std::string Explain(CLI::App& aProgram, const CLI::ParseError& aError)
     const std::string lText = aError.what();
     if (dynamic_cast<const CLI::ExtrasError*>(&aError) != nullptr)
     {
-        const std::string lExtras = lText.substr(lText.find(": ") + 2);
-        return '"' + lExtras + "\" does not belong here; " +
+        const std::vector<std::string> lExtras = aProgram.remaining(true);
+        return '"' + (lExtras.empty() ? "" : lExtras.front()) + "\" does not belong here; " +
                (lChoices.empty() ? "'" + FullName(lCommand) + " --help' lists what does" : "use " + lChoices);
     }
     if (dynamic_cast<const CLI::ValidationError*>(&aError) != nullptr)
@@ -90,7 +93,9 @@ ExitCode Run(CLI::App& aProgram, Context& aContext, int aCount, const char* cons
     }
     catch (const CLI::CallForHelp&)
     {
-        Print(aContext, DeepestCommand(aProgram).help(FullName(DeepestCommand(aProgram))));
+        const CLI::App& lCommand = DeepestCommand(aProgram);
+        const CLI::App* const lParent = lCommand.get_parent();
+        Print(aContext, lCommand.help(lParent != nullptr ? FullName(*lParent) : "") + '\n');
         return ExitCode::Ok;
     }
     catch (const CLI::CallForVersion& lVersion)
@@ -116,6 +121,8 @@ ExitCode RunCommandLine(int aCount, const char* const* aArguments, KyPlatform::C
         lProgram.footer(cFooter);
         AddPortsCommand(lProgram, lContext);
         AddTermCommand(lProgram, lContext);
+        AddI2CCommand(lProgram, lContext);
+        AddSpiCommand(lProgram, lContext);
         return Run(lProgram, lContext, aCount, aArguments);
     }
     catch (const UsageError& lError)

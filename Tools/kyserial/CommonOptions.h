@@ -33,11 +33,6 @@ enum class PortKind
 /// Adds the required option --port.
 void AddPortOption(CLI::App& aCommand, PortKind aKind, KyDeviceSerial& aPort);
 
-/// Adds an option whose value is a number from 0 to aMaximum.
-/// \param aUnit  What is counted, "milliseconds" for example; part of the help and of the refusal.
-CLI::Option* AddNumberOption(CLI::App& aCommand, const std::string& aName, uint32_t aMaximum,
-                             const std::string& aUnit, const std::string& aDescription, uint32_t& aValue);
-
 /// Makes the log level count, sends broken assertions of the library to the log, and goes on behind them:
 /// some of them stand at questions that a program may well ask, such as that about the registers of bulk
 /// port 1.

@@ -1,5 +1,7 @@
 #include "kyserial/DeviceSelector.h"
 
+#include "kyserial/NumberOption.h"
+
 namespace KySerialTool
 {
 
@@ -47,10 +49,8 @@ void AddDeviceOptions(CLI::App& aCommand, DeviceSelection& aSelection)
                     "File that keeps the contents of the memories on the buses between runs")
         ->type_name("FILE")
         ->group(cSimulatorGroup);
-    aCommand
-        .add_option("--sim-cut", lSimulator.mCutAfter,
-                    "Cut the connection N accesses after the port was opened")
-        ->type_name("N")
+    AddNumberOption(aCommand, "--sim-cut", UINT32_MAX, "accesses",
+                    "Cut the connection with the Nth access to the device (0: never)", lSimulator.mCutAfter)
         ->group(cSimulatorGroup);
 }
 

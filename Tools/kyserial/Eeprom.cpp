@@ -68,8 +68,8 @@ std::vector<uint8_t> Eeprom::OffsetBytes(size_t aOffset) const
 
 void Eeprom::AwaitWriteCycle(size_t aOffset)
 {
-    // Asked with a read: not every device reports that a write was not acknowledged, but a read without an answer
-    // always shows.
+    // Asked with a read: not every device reports that a write was not acknowledged, but a read without an
+    // answer always shows.
     const uint64_t lEnd = JxUtilsLib::Thread::GetTickCount() + cWriteCycleLimit;
     std::vector<uint8_t> lByte;
     KyResult lResult = mBus.TryRead(SlaveAddress(aOffset), 1, lByte);

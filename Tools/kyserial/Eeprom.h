@@ -14,8 +14,9 @@ struct EepromShape
 {
     uint8_t mAddress = 0x50;
     size_t mSize = 256;
-    size_t mPage = 8;         ///< Bytes that one write takes.
-    size_t mOffsetBytes = 1;  ///< 1, or 2 for memories above 2 KiB. With 1, the block is part of the slave's address.
+    size_t mPage = 8; ///< Bytes that one write takes.
+    size_t mOffsetBytes =
+        1; ///< 1, or 2 for memories above 2 KiB. With 1, the block is part of the slave's address.
 };
 
 /// An EEPROM on an I2C bus. Every function throws OperationError when the memory does not answer.

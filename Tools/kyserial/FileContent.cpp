@@ -21,7 +21,8 @@ std::vector<uint8_t> LoadInput(Console& aConsole)
     std::vector<uint8_t> lBytes;
     std::array<uint8_t, 4096> lPiece{};
     size_t lRead = 0;
-    while (aConsole.Read(lPiece.data(), lPiece.size(), lRead, Console::cInfinite) == Console::ReadResult::Data)
+    while (aConsole.Read(lPiece.data(), lPiece.size(), lRead, Console::cInfinite) ==
+           Console::ReadResult::Data)
     {
         lBytes.insert(lBytes.end(), lPiece.begin(), lPiece.begin() + static_cast<std::ptrdiff_t>(lRead));
     }

@@ -30,7 +30,8 @@ public:
     I2CBus(const I2CBus&) = delete;
     I2CBus& operator=(const I2CBus&) = delete;
 
-    /// Writes bytes to a slave; none sends its address alone. Does not throw: a missing slave is an answer too.
+    /// Writes bytes to a slave; none sends its address alone. Does not throw: a missing slave is an answer
+    /// too.
     KyResult TryWrite(uint8_t aAddress, const std::vector<uint8_t>& aBytes, Then aThen = Then::Stop);
     /// Reads bytes from a slave. \param aBytes  What came; all that was asked for only when the result is OK.
     KyResult TryRead(uint8_t aAddress, size_t aCount, std::vector<uint8_t>& aBytes, Then aThen = Then::Stop);

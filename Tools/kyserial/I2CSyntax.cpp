@@ -63,16 +63,20 @@ public:
 private:
     I2CMessage ParseHead(const std::string& aWord)
     {
-        I2CMessage lMessage;
-        lMessage.mRead = aWord.starts_with('r');
         const size_t lAt = aWord.find('@');
-        const std::string lLength = aWord.substr(1, lAt == std::string::npos ? lAt : lAt - 1);
-        const std::optional<uint64_t> lCount = ParseNumber(lLength, cLongestMessage);
-        if ((!lMessage.mRead && !aWord.starts_with('w')) || !lCount.has_value())
+        const bool lDirection = aWord.starts_with('r') || aWord.starts_with('w');
+        const std::optional<uint64_t> lCount =
+            lDirection
+                ? ParseNumber(aWord.substr(1, lAt == std::string::npos ? lAt : lAt - 1), cLongestMessage)
+                : std::nullopt;
+        if (!lCount.has_value())
         {
-            throw UsageError('"' + aWord + "\" is no message; use rLENGTH@ADDRESS or wLENGTH@ADDRESS BYTE..., "
-                                           "w2@0x50 0x00 0x10 for example");
+            throw UsageError('"' + aWord +
+                             "\" is no message; use rLENGTH@ADDRESS or wLENGTH@ADDRESS BYTE..., "
+                             "w2@0x50 0x00 0x10 for example");
         }
+        I2CMessage lMessage;
+        lMessage.mRead = aWord.front() == 'r';
         lMessage.mCount = static_cast<size_t>(*lCount);
         if (lAt != std::string::npos)
         {

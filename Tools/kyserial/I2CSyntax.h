@@ -16,7 +16,8 @@ constexpr uint8_t cHighestI2CAddress = 0x7F;
 /// A slave's address. Throws UsageError for others than 0x08 to 0x77, with aAll than 0x00 to 0x7f.
 uint8_t ParseI2CAddress(const std::string& aText, bool aAll);
 
-/// A number of one byte, or up to aMaximum. Throws UsageError. \param aWhat  "register", "value"; for the refusal.
+/// A number of one byte, or up to aMaximum. Throws UsageError. \param aWhat  "register", "value"; for the
+/// refusal.
 uint32_t ParseI2CNumber(const std::string& aText, const std::string& aWhat, uint32_t aMaximum);
 
 /// "0x00-0x3f". Throws UsageError.
@@ -31,8 +32,9 @@ struct I2CMessage
     std::vector<uint8_t> mBytes{}; ///< Bytes to write.
 };
 
-/// Messages as i2ctransfer takes them: {r|w}LENGTH[@ADDRESS], a write followed by its bytes. A message without an
-/// address goes to that of the message before. The last byte of a write may end in "=" (repeat it), "+" (count up),
+/// Messages as i2ctransfer takes them: {r|w}LENGTH[@ADDRESS], a write followed by its bytes. A message
+/// without an address goes to that of the message before. The last byte of a write may end in "=" (repeat
+/// it), "+" (count up),
 /// "-" (count down) or "p" (pseudo-random from it) to fill the length. Throws UsageError.
 std::vector<I2CMessage> ParseI2CMessages(const std::vector<std::string>& aWords, bool aAll);
 

@@ -91,7 +91,9 @@ std::string DumpWordsTable(const DumpValues& aValues, DumpRange aRange)
         for (uint32_t lRegister = lRow; lRegister < lRow + 8; ++lRegister)
         {
             const std::optional<uint16_t>& lValue = aValues.at(lRegister);
-            lText += !IsInRange(lRegister, aRange) ? "     " : lValue.has_value() ? Number("%04x ", *lValue) : "XXXX ";
+            lText += !IsInRange(lRegister, aRange) ? "     "
+                     : lValue.has_value()          ? Number("%04x ", *lValue)
+                                                   : "XXXX ";
         }
         lText += '\n';
     }

@@ -62,7 +62,11 @@ void PortReceiver::Run()
 
 bool PortReceiver::PassOn(const std::vector<uint8_t>& aBytes)
 {
-    if (!aBytes.empty())
+    if (aBytes.empty())
+    {
+        mLog.Flush(); // a pause: whoever watches the file sees what came before it
+    }
+    else
     {
         mReceived += aBytes.size();
         mLastTime = JxUtilsLib::Thread::GetTickCount();

@@ -18,8 +18,8 @@ constexpr uint32_t cBusyPause = 10;      // milliseconds
 
 } // namespace
 
-PortSender::PortSender(BytePort& aPort, TrafficLog& aLog, std::function<bool()> aGiveUp)
-    : mPort(aPort), mLog(aLog), mGiveUp(std::move(aGiveUp))
+PortSender::PortSender(BytePort& aPort, TrafficLog& aLog, std::function<bool()> aGiveUp, uint32_t aBusyLimit)
+    : mPort(aPort), mLog(aLog), mGiveUp(std::move(aGiveUp)), mBusyLimit(aBusyLimit)
 {
 }
 
@@ -53,7 +53,7 @@ uint32_t PortSender::SendPiece(const uint8_t* aData, uint32_t aSize)
     {
         mBusySince = mBusySince == 0 ? lNow : mBusySince;
     }
-    if (!lResult.IsOK() && (lResult.GetCode() != cDeviceBusy || lNow - mBusySince > cBusyLimit))
+    if (!lResult.IsOK() && (lResult.GetCode() != cDeviceBusy || lNow - mBusySince > mBusyLimit))
     {
         throw OperationError("sending failed after " + std::to_string(mSent) +
                              " bytes: " + ResultText(lResult));

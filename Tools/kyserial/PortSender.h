@@ -22,7 +22,9 @@ public:
     static constexpr uint32_t cBusyLimit = 5000;
 
     /// \param aGiveUp  Asked between pieces; true ends Send() early.
-    PortSender(BytePort& aPort, TrafficLog& aLog, std::function<bool()> aGiveUp);
+    /// \param aBusyLimit  See cBusyLimit.
+    PortSender(BytePort& aPort, TrafficLog& aLog, std::function<bool()> aGiveUp,
+               uint32_t aBusyLimit = cBusyLimit);
 
     /// Sends all bytes. Throws OperationError with the number of bytes of the session that went out.
     /// \return False when it gave up on request.
@@ -38,6 +40,7 @@ private:
     BytePort& mPort;
     TrafficLog& mLog;
     const std::function<bool()> mGiveUp;
+    const uint32_t mBusyLimit;
     uint64_t mSent = 0;
     uint64_t mBusySince = 0; // tick count; 0 while the device takes bytes
 };

@@ -51,7 +51,7 @@ private:
 };
 
 /// The session and what its end means. \return What went wrong; empty when nothing did.
-std::string RunSession(TermSession& aSession, const TrafficLog& aLog, const TermOptions& aOptions)
+std::string RunSession(TermSession& aSession, TrafficLog& aLog, const TermOptions& aOptions)
 {
     try
     {
@@ -64,6 +64,7 @@ std::string RunSession(TermSession& aSession, const TrafficLog& aLog, const Term
     {
         return PortName(aOptions.mPort) + ": " + lError.what();
     }
+    aLog.Flush();
     return aLog.HasFailed() ? "--log: cannot write " + aOptions.mLogFile : std::string();
 }
 

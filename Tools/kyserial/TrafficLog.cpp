@@ -40,14 +40,47 @@ bool TrafficLog::Open(const std::string& aPath)
     return mOpen;
 }
 
+TrafficLog::~TrafficLog()
+{
+    Flush();
+}
+
 void TrafficLog::Add(char aDirection, const uint8_t* aData, size_t aSize)
 {
     const auto lNow = std::chrono::system_clock::now();
     const JxUtilsLib::LockScope lScope(mLock);
-    if (mOpen)
+    if (aSize > 0 && mLineDirection != aDirection)
     {
-        mFile << Lines(lNow, aDirection, aData, aSize) << std::flush;
+        FlushLocked();
     }
+    for (size_t lIndex = 0; lIndex < aSize; ++lIndex)
+    {
+        if (mLine.empty())
+        {
+            mLineTime = lNow;
+            mLineDirection = aDirection;
+        }
+        mLine.push_back(aData[lIndex]);
+        if (mLine.size() == HexDump::cBytesPerLine)
+        {
+            FlushLocked();
+        }
+    }
+}
+
+void TrafficLog::Flush()
+{
+    const JxUtilsLib::LockScope lScope(mLock);
+    FlushLocked();
+}
+
+void TrafficLog::FlushLocked()
+{
+    if (mOpen && !mLine.empty())
+    {
+        mFile << Line(mLineTime, mLineDirection, mLine) << std::flush;
+    }
+    mLine.clear();
 }
 
 bool TrafficLog::HasFailed() const
@@ -56,19 +89,13 @@ bool TrafficLog::HasFailed() const
     return mOpen && !mFile;
 }
 
-std::string TrafficLog::Lines(std::chrono::system_clock::time_point aTime, char aDirection,
-                              const uint8_t* aData, size_t aSize)
+std::string TrafficLog::Line(std::chrono::system_clock::time_point aTime, char aDirection,
+                             const std::vector<uint8_t>& aBytes)
 {
-    const std::string lHead = TimeText(aTime) + ' ' + aDirection + ' ';
-    std::string lText;
-    for (size_t lDone = 0; lDone < aSize; lDone += HexDump::cBytesPerLine)
-    {
-        const size_t lPart = std::min(aSize - lDone, HexDump::cBytesPerLine);
-        std::string lNumbers = HexBytes(aData + lDone, lPart);
-        lNumbers.resize(HexDump::cBytesPerLine * 3 - 1, ' ');
-        lText += lHead + lNumbers + "  " + PrintableBytes(aData + lDone, lPart) + '\n';
-    }
-    return lText;
+    std::string lNumbers = HexBytes(aBytes.data(), aBytes.size());
+    lNumbers.resize(std::max(lNumbers.size(), HexDump::cBytesPerLine * 3 - 1), ' ');
+    return TimeText(aTime) + ' ' + aDirection + ' ' + lNumbers + "  " +
+           PrintableBytes(aBytes.data(), aBytes.size()) + '\n';
 }
 
 } // namespace KySerialTool

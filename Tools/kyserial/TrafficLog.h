@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <fstream>
 #include <string>
+#include <vector>
 
 namespace KySerialTool
 {
@@ -15,8 +16,9 @@ namespace KySerialTool
 ///
 ///     2025-11-21T08:53:01.123456Z > 53 54 41 54 55 53 3f 0d 0a                       STATUS?..
 ///
-/// '>' is what was sent, '<' what was received. Long pieces take several lines with one time. Lines are added
-/// to a file that exists already, and each piece is in the file when Add() returns. Any thread.
+/// '>' is what was sent, '<' what was received. Bytes that follow each other in one direction share lines of
+/// sixteen, with the time of the line's first byte; a line ends early when the direction changes, and with
+/// Flush(). Lines are added to a file that exists already. Any thread.
 class TrafficLog
 {
 public:
@@ -24,6 +26,10 @@ public:
     static constexpr char cReceived = '<';
 
     TrafficLog() = default;
+    /// Flush().
+    ~TrafficLog();
+    TrafficLog(const TrafficLog&) = delete;
+    TrafficLog& operator=(const TrafficLog&) = delete;
 
     /// \return False when the file cannot be written.
     bool Open(const std::string& aPath);
@@ -31,17 +37,25 @@ public:
     /// Adds bytes with the present time. Without an open file, nothing.
     void Add(char aDirection, const uint8_t* aData, size_t aSize);
 
+    /// Writes the line that has been begun, so that the file has everything.
+    void Flush();
+
     /// Whether a line got lost because the file could not be written.
     bool HasFailed() const;
 
-    /// The lines for a piece.
-    static std::string Lines(std::chrono::system_clock::time_point aTime, char aDirection,
-                             const uint8_t* aData, size_t aSize);
+    /// One line.
+    static std::string Line(std::chrono::system_clock::time_point aTime, char aDirection,
+                            const std::vector<uint8_t>& aBytes);
 
 private:
+    void FlushLocked() JX_REQUIRES(mLock);
+
     mutable JxUtilsLib::Mutex mLock;
     std::ofstream mFile JX_GUARDED_BY(mLock);
     bool mOpen JX_GUARDED_BY(mLock) = false;
+    std::vector<uint8_t> mLine JX_GUARDED_BY(mLock);
+    std::chrono::system_clock::time_point mLineTime JX_GUARDED_BY(mLock);
+    char mLineDirection JX_GUARDED_BY(mLock) = cSent;
 };
 
 } // namespace KySerialTool

@@ -61,17 +61,18 @@ int InitMutex(pthread_mutex_t* aMutex)
 int LockMutex(pthread_mutex_t* aMutex, const timespec* aUntil)
 {
 #if defined(KYPLATFORM_THREAD_SANITIZER)
-    // The sanitizer of this compiler does not know pthread_mutex_clocklock and would not see the lock.
+    // The sanitizer of this compiler sees locks that were taken from the dead only in pthread_mutex_trylock.
     timespec lNow{};
-    timespec lWall{};
-    ::clock_gettime(CLOCK_MONOTONIC, &lNow);
-    ::clock_gettime(CLOCK_REALTIME, &lWall);
-    constexpr long cSecond = 1000000000;
-    lWall.tv_sec += aUntil->tv_sec - lNow.tv_sec;
-    lWall.tv_nsec += aUntil->tv_nsec - lNow.tv_nsec;
-    lWall.tv_sec += lWall.tv_nsec < 0 ? -1 : lWall.tv_nsec / cSecond;
-    lWall.tv_nsec += lWall.tv_nsec < 0 ? cSecond : -(lWall.tv_nsec / cSecond) * cSecond;
-    return ::pthread_mutex_timedlock(aMutex, &lWall);
+    int lError = EBUSY;
+    do
+    {
+        constexpr timespec cPause{0, 1000000};
+        ::nanosleep(&cPause, nullptr);
+        lError = ::pthread_mutex_trylock(aMutex);
+        ::clock_gettime(CLOCK_MONOTONIC, &lNow);
+    } while (lError == EBUSY && (lNow.tv_sec < aUntil->tv_sec ||
+                                 (lNow.tv_sec == aUntil->tv_sec && lNow.tv_nsec < aUntil->tv_nsec)));
+    return lError == EBUSY ? ETIMEDOUT : lError;
 #else
     return ::pthread_mutex_clocklock(aMutex, CLOCK_MONOTONIC, aUntil);
 #endif

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+/// Something that a process does until it is killed, and what the survivor then has to find. Made anew for
+/// every death: construction sets the scene.
+class KillScenario
+{
+public:
+    virtual ~KillScenario() = default;
+
+    /// In the child, before the first instruction at which it may be killed.
+    virtual void Before() {}
+
+    /// In the child.
+    virtual void Steps() = 0;
+
+    /// In the survivor, when the child is gone.
+    /// \return What is wrong; empty if nothing is.
+    virtual std::string Check() = 0;
+};
+
+struct KillCase
+{
+    std::string mName;
+    std::function<std::unique_ptr<KillScenario>()> mMake;
+};
+
+std::vector<KillCase> GetFifoKillCases();
+std::vector<KillCase> GetRegistryKillCases();

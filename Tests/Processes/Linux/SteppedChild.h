@@ -1,0 +1,37 @@
+#pragma once
+
+#include <functional>
+#include <sys/types.h>
+
+/// A forked copy of this process that runs one function, one instruction at a time.
+class SteppedChild
+{
+public:
+    /// Forks; the child runs aBefore at full speed and stops where aSteps begins.
+    SteppedChild(const std::function<void()>& aBefore, const std::function<void()>& aSteps);
+
+    /// Kills it.
+    ~SteppedChild();
+    SteppedChild(const SteppedChild&) = delete;
+    SteppedChild& operator=(const SteppedChild&) = delete;
+
+    /// Runs up to aCount instructions of aSteps.
+    /// \return How many there were: fewer than aCount when aSteps has ended.
+    int Step(int aCount);
+
+    /// Runs at full speed up to the aCount-th begin or end of a call into the system.
+    /// \return How many there were: fewer than aCount when aSteps has ended.
+    int StepCalls(int aCount);
+
+    /// Kills it where it is and waits until it is gone.
+    void Kill();
+
+private:
+    int StepBy(int aRequest, int aCount);
+    int AwaitStop() const;
+
+    pid_t mProcess = -1;
+};
+
+/// Whether the code is instrumented: then its instructions are not those that ship.
+bool IsInstrumented();

@@ -1,0 +1,105 @@
+#include "Tests/Processes/ChildProcess.h"
+#include "Tests/clserzmo/FifoFixture.h"
+
+#include <array>
+#include <atomic>
+#include <cstdlib>
+#include <random>
+#include <thread>
+
+namespace
+{
+
+/// Peers that are killed in the middle of traffic, at any time. The long form: KYSERIAL_KILL_ROUNDS rounds a
+/// case.
+class RandomKillTest : public FifoFixture, public testing::WithParamInterface<int>
+{
+protected:
+    static int GetRounds()
+    {
+        const char* const lText =
+            std::getenv("KYSERIAL_KILL_ROUNDS"); // NOLINT(concurrency-mt-unsafe): one thread
+        return lText != nullptr ? std::atoi(lText) : ChildProcess::ScaleRounds(100);
+    }
+
+    /// Lets the peer work for a while.
+    void Pause() { std::this_thread::sleep_for(std::chrono::microseconds(mRandom() % 2000)); }
+
+    std::mt19937 mRandom{static_cast<uint32_t>(GetParam())};
+};
+
+TEST_P(RandomKillTest, WhatADyingWriterLeavesIsAPrefix)
+{
+    uint8_t lNext = 0;
+    for (int lRound = 0; lRound < GetRounds(); ++lRound)
+    {
+        ChildProcess lPeer({"write", mName, std::to_string(lNext)});
+        ASSERT_EQ(lPeer.ReadLine(), "ready");
+        std::atomic<bool> lDead{false};
+        std::thread lKiller(
+            [&]
+            {
+                Pause();
+                lPeer.Kill();
+                lDead = true;
+            });
+        std::array<uint8_t, 700> lBlock{};
+        uint32_t lRead = 0;
+        // Now and then it sleeps without end, else the stop would cost 50 ms in every round.
+        const uint32_t lTime = lRound % 10 == 0 ? KyPlatform::cInfinite : 1;
+        bool lLast = false;
+        do
+        {
+            lLast = lDead; // what the peer left is there when it is dead
+            mFifo.Read(lBlock.data(), lBlock.size(), lRead, lTime, &lDead);
+            for (uint32_t lIndex = 0; lIndex < lRead; ++lIndex)
+            {
+                ASSERT_EQ(lBlock[lIndex], lNext++) << lRound;
+            }
+            if (mRandom() % 8 == 0)
+            {
+                std::this_thread::yield();
+            }
+        } while (!lLast || lRead != 0);
+        lKiller.join();
+        ASSERT_EQ(Read(), "");
+    }
+}
+
+TEST_P(RandomKillTest, WriterGoesOnWithTheNextReader)
+{
+    std::atomic<bool> lStop{false};
+    std::atomic<uint32_t> lBlocks{0};
+    std::thread lWriter(
+        [&]
+        {
+            std::array<uint8_t, 1500> lBlock{};
+            std::mt19937 lRandom(3);
+            uint32_t lWritten = 0;
+            while (!lStop)
+            {
+                const auto lSize = static_cast<uint32_t>(1 + lRandom() % (lRandom() % 4 == 0 ? 1500 : 40));
+                const bool lDone = mFifo.Write(lBlock.data(), lSize, lWritten, KyPlatform::cInfinite, &lStop);
+                EXPECT_TRUE(lDone || lStop);
+                ++lBlocks;
+            }
+        });
+    for (int lRound = 0; lRound < GetRounds(); ++lRound)
+    {
+        ChildProcess lPeer({"read", mName});
+        ASSERT_EQ(lPeer.ReadLine(), "ready");
+        const uint32_t lBefore = lBlocks;
+        while (lBlocks - lBefore < 3) // each reader gets the writer going again; else this hangs
+        {
+            std::this_thread::yield();
+        }
+        Pause();
+        lPeer.Kill();
+    }
+    lStop = true;
+    lWriter.join();
+}
+
+INSTANTIATE_TEST_SUITE_P(Seeds, RandomKillTest, testing::Range(0, 5));
+
+} // namespace

@@ -1,0 +1,245 @@
+#include "Support/PatternMatcher.h"
+#include "ToolRun.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <string>
+
+using namespace KyTest;
+using testing::HasSubstr;
+using testing::Not;
+
+namespace
+{
+
+const char* const cStatus = "STATUS READY ZOOM 0 FOCUS 1000 IRIS 100\r\n";
+
+std::string AllBytes(size_t aCount)
+{
+    std::string lText;
+    for (size_t lIndex = 0; lIndex < aCount; ++lIndex)
+    {
+        lText += static_cast<char>(lIndex * 7 + lIndex / 256);
+    }
+    return lText;
+}
+
+TEST(TermProcessTest, PrintsTheLensControllersAnswer)
+{
+    for (const char* const lPort : {"uart0", "bulk0", "bulk1"})
+    {
+        const ToolResult lResult = RunTool({"term", "--port", lPort}, "STATUS?\r\n");
+        EXPECT_EQ(0, lResult.mStatus) << lPort;
+        EXPECT_EQ(cStatus, lResult.mOutput) << lPort;
+        EXPECT_EQ("sent 9 bytes, received 41 bytes\n", lResult.mError) << lPort;
+    }
+}
+
+TEST(TermProcessTest, Bulk0WorksThroughFeaturesToo)
+{
+    const ToolResult lResult = RunTool({"term", "--port", "bulk0", "--sim-no-uart-registers"}, "STATUS?\r\n");
+    EXPECT_EQ(0, lResult.mStatus);
+    EXPECT_EQ(cStatus, lResult.mOutput);
+}
+
+TEST(TermProcessTest, PassesEveryByteInOrderAndLosesNone)
+{
+    const std::string lText = AllBytes(20000);
+    const ToolResult lResult = RunTool({"term", "--port", "bulk4", "--sim-fast", "--quiet"}, lText);
+    EXPECT_EQ(0, lResult.mStatus);
+    EXPECT_TRUE(lText == lResult.mOutput) << lResult.mOutput.size() << " bytes came back";
+    EXPECT_EQ("", lResult.mError);
+}
+
+TEST(TermProcessTest, WaitsWhileTheDevicesQueueIsFull)
+{
+    const std::string lText = AllBytes(150000); // the simulated camera queues 65536 bytes ahead of the line
+    const ToolResult lResult = RunTool({"term", "--port", "bulk5", "--sim-fast", "--quiet"}, lText);
+    EXPECT_EQ(0, lResult.mStatus);
+    EXPECT_TRUE(lText == lResult.mOutput) << lResult.mOutput.size() << " bytes came back";
+}
+
+TEST(TermProcessTest, SwitchesAPortThatRunsAnotherProtocolToUart)
+{
+    const ToolResult lResult = RunTool({"term", "--port", "bulk2"}, "echo");
+    EXPECT_EQ(0, lResult.mStatus);
+    EXPECT_EQ("echo", lResult.mOutput);
+}
+
+TEST(TermProcessTest, EmptyInputEndsAfterTheQuietTime)
+{
+    const ToolResult lResult = RunTool({"term", "--port", "uart1", "--quiet-time", "0"});
+    EXPECT_EQ(0, lResult.mStatus);
+    EXPECT_EQ("sent 0 bytes, received 0 bytes\n", lResult.mError);
+}
+
+TEST(TermProcessTest, HexShowsWhatComesAsADump)
+{
+    const ToolResult lResult = RunTool({"term", "--port", "uart1", "--hex"}, "0123456789abcdef\r\n");
+    EXPECT_EQ(0, lResult.mStatus);
+    EXPECT_EQ("00000000  30 31 32 33 34 35 36 37 38 39 61 62 63 64 65 66  |0123456789abcdef|\n"
+              "00000010  0d 0a                                            |..|\n",
+              lResult.mOutput);
+}
+
+TEST(TermProcessTest, LogHasBothDirectionsWithTimes)
+{
+    const std::string lLog = Process::TemporaryFile(".log");
+    EXPECT_EQ(0, RunTool({"term", "--port", "bulk1", "--log", lLog}, "STATUS?\r\n").mStatus);
+    const std::string lText = ReadFile(lLog);
+    EXPECT_THAT(lText,
+                MatchesPattern("....-..-..T..:..:..\\.......Z > 53 54 41 54 55 53 3f 0d 0a +STATUS\\?\\.\\.\n"
+                               "....-..-..T..:..:..\\.......Z < 53 .*S(.|\n)*"));
+    std::remove(lLog.c_str());
+}
+
+TEST(TermProcessTest, LogThatCannotBeWrittenIsAFailure)
+{
+    const ToolResult lResult = RunTool({"term", "--port", "uart0", "--log", "missing/folder/file"});
+    EXPECT_EQ(1, lResult.mStatus);
+    EXPECT_EQ("kyserial: --log: cannot write missing/folder/file\n", lResult.mError);
+}
+
+TEST(TermProcessTest, UnsupportedPortIsAFailureWithTheLibrarysCodeAndWords)
+{
+    const ToolResult lResult = RunTool({"term", "--port", "uart0", "--sim-no-uart-registers"});
+    EXPECT_EQ(1, lResult.mStatus);
+    EXPECT_EQ(
+        "kyserial: cannot open uart0: UNSUPPORTED: The specified port is not supported by this device.\n",
+        lResult.mError);
+}
+
+TEST(TermProcessTest, LostConnectionTellsHowManyBytesWentOut)
+{
+    const ToolResult lResult =
+        RunTool({"term", "--port", "uart1", "--sim-cut", "200"}, std::string(1000, 'x'));
+    EXPECT_EQ(1, lResult.mStatus);
+    EXPECT_THAT(lResult.mError,
+                MatchesPattern("sent [0-9]+ bytes, received [0-9]+ bytes\n"
+                               "kyserial: uart1: (sending|receiving) failed after [0-9]+ bytes: .*\n"));
+}
+
+TEST(TermProcessTest, BrokenOutputEndsTheProgramWithAClearError)
+{
+    Process lTool;
+    Process::Files lFiles;
+    lFiles.mInput = Process::Input::Pipe; // which stays open: only the broken output can end the program
+    lFiles.mBrokenOutput = true;
+    ASSERT_TRUE(lTool.Start("kyserial", {"term", "--port", "bulk4"}, lFiles));
+    ASSERT_TRUE(lTool.Feed("echo\n"));
+    EXPECT_EQ(1, lTool.Wait());
+    EXPECT_THAT(lTool.Error(), MatchesPattern("sent 5 bytes, received [1-5] bytes\n"
+                                              "kyserial: bulk4: cannot write to the standard output\n"));
+}
+
+TEST(TermProcessTest, ShowsWhatComesWhileTheInputIsStillOpen)
+{
+    Process lTool;
+    Process::Files lFiles;
+    lFiles.mInput = Process::Input::Pipe;
+    ASSERT_TRUE(lTool.Start("kyserial", {"term", "--port", "uart0", "--quiet-time", "100"}, lFiles));
+    ASSERT_TRUE(lTool.Feed("STATUS?\r\n"));
+    EXPECT_TRUE(lTool.WaitForOutput(cStatus));
+    ASSERT_TRUE(lTool.Feed("ID?\r\n"));
+    EXPECT_TRUE(lTool.WaitForOutput("KYLENS"));
+    lTool.CloseInput();
+    EXPECT_EQ(0, lTool.Wait());
+}
+
+/// Ctrl-C in a session that waits for input.
+TEST(TermProcessTest, InterruptClosesThePortAndTellsTheCounts)
+{
+    Process lTool;
+    Process::Files lFiles;
+    lFiles.mInput = Process::Input::Pipe;
+    ASSERT_TRUE(lTool.Start("kyserial", {"term", "--port", "bulk4", "--log-level", "warning"}, lFiles));
+    ASSERT_TRUE(lTool.Feed("echo"));
+    ASSERT_TRUE(lTool.WaitForOutput("echo"));
+    if (!lTool.AskToEnd())
+    {
+        GTEST_SKIP() << "tests have no console to send a control event through on this system";
+    }
+    EXPECT_EQ(1, lTool.Wait());
+    // A port that was not closed would be warned about.
+    EXPECT_EQ("sent 4 bytes, received 4 bytes\n"
+              "kyserial: interrupted before the end of the input\n",
+              lTool.Error());
+}
+
+TEST(TermProcessTest, InterruptIsTheWayToStopListening)
+{
+    Process lTool;
+    ASSERT_TRUE(lTool.Start("kyserial", {"term", "--port", "bulk4", "--quiet-time", "never"},
+                            {Process::Input::File, "echo", false, false}));
+    ASSERT_TRUE(lTool.WaitForOutput("echo"));
+    if (!lTool.AskToEnd())
+    {
+        GTEST_SKIP() << "tests have no console to send a control event through on this system";
+    }
+    EXPECT_EQ(0, lTool.Wait());
+    EXPECT_EQ("sent 4 bytes, received 4 bytes\n", lTool.Error());
+}
+
+/// A terminal as the input.
+class InteractiveTermTest : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        if (!Process::HasTerminals())
+        {
+            GTEST_SKIP() << "no terminal to give to a program on this system";
+        }
+    }
+
+    void Start(const std::vector<std::string>& aArguments)
+    {
+        Process::Files lFiles;
+        lFiles.mInput = Process::Input::Terminal;
+        ASSERT_TRUE(mTool.Start("kyserial", aArguments, lFiles));
+        ASSERT_TRUE(mTool.WaitForError("leaves\n"));
+    }
+
+    Process mTool;
+};
+
+TEST_F(InteractiveTermTest, KeysGoToThePortUntilTheEscapeKey)
+{
+    Start({"term", "--port", "uart0"});
+    EXPECT_EQ("uart0 of sim; Ctrl-] leaves\n", mTool.Error());
+    ASSERT_TRUE(mTool.Feed("STATUS?\r"));
+    EXPECT_TRUE(mTool.WaitForOutput(cStatus));
+    ASSERT_TRUE(mTool.Feed("\x1D"));
+    EXPECT_EQ(0, mTool.Wait());
+    EXPECT_THAT(mTool.Error(), HasSubstr("sent 8 bytes, received 41 bytes\n"));
+    EXPECT_EQ("", mTool.TerminalText()) << "keys are not echoed";
+}
+
+TEST_F(InteractiveTermTest, ControlCAndOtherKeysAreSentLikeAnyOther)
+{
+    Start({"term", "--port", "bulk4"});
+    ASSERT_TRUE(mTool.Feed("\x03\x04\x1A\x11\x13"));
+    EXPECT_TRUE(mTool.WaitForOutput("\x03\x04\x1A\x11\x13"));
+    ASSERT_TRUE(mTool.Feed("\x1D"));
+    EXPECT_EQ(0, mTool.Wait());
+}
+
+TEST_F(InteractiveTermTest, TheEscapeKeyCanBeAnother)
+{
+    Start({"term", "--port", "bulk4", "--escape", "^A"});
+    EXPECT_EQ("bulk4 of sim; Ctrl-A leaves\n", mTool.Error());
+    ASSERT_TRUE(mTool.Feed("x\x1Dy\x01z"));
+    EXPECT_EQ(0, mTool.Wait());
+    EXPECT_THAT(mTool.Error(), HasSubstr("sent 3 bytes"));
+}
+
+TEST_F(InteractiveTermTest, EndsWhenTheTerminalIsHungUp)
+{
+    Start({"term", "--port", "bulk4"});
+    mTool.CloseInput();
+    EXPECT_TRUE(mTool.Wait().has_value());
+}
+
+} // namespace
