@@ -78,8 +78,9 @@ bool WorkerThread::SetName(const char* aName) noexcept
     {
         return false;
     }
-    // A debugger sees the exception before any handler; ours, the first, lets the program go on.
-    void* const lHandler = ::AddVectoredExceptionHandler(1, &Swallow);
+    // A debugger sees the exception before any handler, profilers by handlers of theirs; ours, the last, lets
+    // the program go on.
+    void* const lHandler = ::AddVectoredExceptionHandler(0, &Swallow);
     if (lHandler == nullptr)
     {
         return false;

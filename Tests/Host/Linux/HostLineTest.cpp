@@ -6,8 +6,11 @@
 
 #include <asm/ioctls.h>
 #include <asm/termbits.h>
+#include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <gtest/gtest.h>
+#include <thread>
 
 using namespace KyPlatform;
 using KyTest::HostLink;
@@ -147,6 +150,35 @@ TEST_F(HostLineTest, RefusalsAreReported)
     EXPECT_FALSE(mPort.SetTimeouts());
     EXPECT_FALSE(mPort.ReadLine());
     EXPECT_FALSE(mPort.SetLine(HostLine())); // nothing is known of it any more
+}
+
+// Under traffic without pauses nothing but a full buffer is delivered; programs get whole messages that way.
+TEST_F(HostLineTest, DeliversWhenTheLineHasBeenQuietOrTheBufferIsFull)
+{
+    ASSERT_TRUE(mPort.SetTimeouts());
+    ASSERT_TRUE(mPort.ReadLine());
+    ASSERT_TRUE(mPort.SetLine(HostLine()));
+    StopEvent lStop;
+    ASSERT_TRUE(lStop.Create());
+    char lBuffer[8];
+    ASSERT_EQ(mLink.Write("abc"), 3U);
+    const auto lStart = std::chrono::steady_clock::now();
+    EXPECT_EQ(mPort.Read(lBuffer, sizeof lBuffer, lStop).mBytes, 3U);
+    EXPECT_GE(std::chrono::steady_clock::now() - lStart, std::chrono::milliseconds(9));
+    std::atomic<bool> lEnd{false};
+    std::thread lTraffic(
+        [&]
+        {
+            while (!lEnd)
+            {
+                mLink.Write("x");
+            }
+        });
+    const HostTransferResult lFull = mPort.Read(lBuffer, sizeof lBuffer, lStop);
+    lEnd = true;
+    lTraffic.join();
+    EXPECT_EQ(lFull.mEnd, HostTransfer::Done);
+    EXPECT_EQ(lFull.mBytes, sizeof lBuffer);
 }
 
 TEST_F(HostLineTest, APortThatIsInUseIsNotOpened)
