@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Sets up, builds, and shows KySerial at work on a simulated camera: a dialogue with a lens controller over a UART and
-# over a bulk port of each kind, then an I2C bus. Ends with status 0 when every answer was the right one.
+# over a bulk port of each kind, then a scan of an I2C bus and a dump of the EEPROM on it. Ends with status 0 when every answer was the right one.
 #   scripts/demo.sh            natively
 #   scripts/demo.sh windows    the Windows program, under Wine
 set -euo pipefail
@@ -46,6 +46,10 @@ for port in uart0 bulk0 bulk1; do
   typed='ID?\r\nZOOM 1200\r\nFOCUS 340\r\nSTATUS?\r\n'
   show 'STATUS READY ZOOM 1200 FOCUS 340 IRIS 100' term --port "$port"
 done
+
+typed=
+show '40: -- -- -- -- -- -- -- -- 48 -- -- -- -- -- -- -- ' i2c detect -y --port bulk2
+show '00: ff ff ff ff ff ff ff ff ff ff ff ff ff ff ff ff    ................' i2c dump -y --port bulk2 0x50
 
 echo
 echo "demo: every answer was the right one"

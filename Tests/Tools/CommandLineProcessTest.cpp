@@ -79,7 +79,7 @@ TEST(CommandLineProcessTest, LogLevelShowsTheLibrarysLogAndBrokenAssertionsDoNot
 {
     // An I2C bus on bulk port 2 makes the library ask the registers of bulk port 0 about it, which breaks an
     // assertion.
-    const std::vector<std::string> lCommand = {"i2c", "get", "-y", "--port", "bulk2", "0x48"};
+    const std::vector<std::string> lCommand = {"i2c", "get", "-y", "--port", "bulk2", "0x48", "0"};
     EXPECT_EQ("", RunTool(lCommand).mError);
 
     std::vector<std::string> lLogging = lCommand;

@@ -62,9 +62,24 @@ std::vector<uint8_t> I2CBus::WriteAndRead(uint8_t aAddress, const std::vector<ui
 KyResult I2CBus::TryWriteAndRead(uint8_t aAddress, const std::vector<uint8_t>& aBytes, size_t aCount,
                                  std::vector<uint8_t>& aRead)
 {
-    aRead.clear();
-    const KyResult lWritten = TryWrite(aAddress, aBytes, Then::RepeatedStart);
-    return lWritten.IsOK() ? TryRead(aAddress, aCount, aRead) : lWritten;
+    return Repeatedly(
+        [&]
+        {
+            aRead.clear();
+            const KyResult lWritten = TryWrite(aAddress, aBytes, Then::RepeatedStart);
+            return lWritten.IsOK() ? TryRead(aAddress, aCount, aRead) : lWritten;
+        });
+}
+
+KyResult I2CBus::Repeatedly(const std::function<KyResult()>& aRead)
+{
+    constexpr int cTries = 3;
+    KyResult lResult = aRead();
+    for (int lTry = 1; lTry < cTries && lResult.GetCode() == KyResult::TIMED_OUT; ++lTry)
+    {
+        lResult = aRead();
+    }
+    return lResult;
 }
 
 bool I2CBus::IsNoAnswer(const KyResult& aResult)

@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -40,10 +41,14 @@ public:
     void Write(uint8_t aAddress, const std::vector<uint8_t>& aBytes, Then aThen = Then::Stop);
     std::vector<uint8_t> Read(uint8_t aAddress, size_t aCount, Then aThen = Then::Stop);
 
-    /// Writes bytes, a register number usually, and reads behind a repeated start.
+    /// Writes bytes, a register number usually, and reads behind a repeated start; again, when the answer
+    /// timed out: the time for an answer is short, and a busy computer may miss it.
     std::vector<uint8_t> WriteAndRead(uint8_t aAddress, const std::vector<uint8_t>& aBytes, size_t aCount);
     KyResult TryWriteAndRead(uint8_t aAddress, const std::vector<uint8_t>& aBytes, size_t aCount,
                              std::vector<uint8_t>& aRead);
+
+    /// Makes a read that may be made again up to three times, as long as its answer times out.
+    static KyResult Repeatedly(const std::function<KyResult()>& aRead);
 
     /// Whether a result says that the slave did not answer, rather than that the device failed.
     static bool IsNoAnswer(const KyResult& aResult);
