@@ -39,6 +39,7 @@ BridgeCLDLL::~BridgeCLDLL()
 {
     StopThreads();
     CloseSharedMem();
+    Release();
 }
 
 uint32_t BridgeCLDLL::GetBaudRate() const

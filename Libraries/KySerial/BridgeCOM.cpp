@@ -46,6 +46,7 @@ BridgeCOM::~BridgeCOM()
 {
     StopThreads();
     mHostPort.Close();
+    Release();
 }
 
 uint32_t BridgeCOM::GetBaudRate() const
