@@ -8,7 +8,7 @@
 #include "OutOfMemory.h"
 
 #include <algorithm>
-#include <cstdio>
+#include <utility>
 
 namespace KySerialLib
 {
@@ -31,6 +31,15 @@ Bridge::Bridge() : mLogger(std::make_unique<JxUtilsLib::Logger>(cLogCategory, 0)
 
 Bridge::~Bridge()
 {
+    Release();
+}
+
+void Bridge::Release() noexcept
+{
+    if (std::exchange(mReleased, true))
+    {
+        return;
+    }
     KY_LOG(*mLogger, JxUtilsLib::PriorityInfo, "KySerialLib::Bridge::~Bridge",
            "Bridge releasing serial port resources.");
     static_cast<void>(

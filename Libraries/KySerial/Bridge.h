@@ -107,6 +107,11 @@ public:
     uint32_t GetSupportedBaudRate(uint32_t aIndex) const;
 
 protected:
+    /// Restores the device's settings, lets go of the adapter and closes the device port. The last step of
+    /// each flavour's destructor: the adapter may call the object until then, and must not meet one that is
+    /// half gone.
+    void Release() noexcept;
+
     /// Everything that is counted, in bytes and transfers.
     struct Statistics
     {
@@ -153,6 +158,7 @@ private:
     std::vector<uint32_t> mSupportedBaudRates;
     std::atomic<uint32_t> mDeviceBaudRate{0}; // as last written; 0: never
     BridgeGate mGate;
+    bool mReleased = false;
 
     // Names of features; empty: the device has none.
     KyString mBaudRateFeature;

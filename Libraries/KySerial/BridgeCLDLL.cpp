@@ -39,6 +39,7 @@ BridgeCLDLL::~BridgeCLDLL()
 {
     StopThreads();
     CloseSharedMem();
+    Release();
 }
 
 uint32_t BridgeCLDLL::GetBaudRate() const
@@ -110,10 +111,10 @@ void BridgeCLDLL::OfferBaudRates()
     Shared(mSharedRegistryEntry->mSupportedBaudRates) = 0;
     static_cast<void>(RefreshSupportedBaudRates()); // ignored: without rates there is a fallback
     uint32_t lOffered = 0;
-    for (uint32_t i = 0; i < GetSupportedBaudRateCount(); ++i)
+    for (uint32_t lIndex = 0; lIndex < GetSupportedBaudRateCount(); ++lIndex)
     {
         uint32_t lMask = 0;
-        if (BaudRateToMask(GetSupportedBaudRate(i), lMask))
+        if (BaudRateToMask(GetSupportedBaudRate(lIndex), lMask))
         {
             lOffered |= lMask;
         }

@@ -5,6 +5,7 @@
 #include "LogResult.h"
 
 #include <array>
+#include <cstdio>
 #include <cstring>
 
 namespace KySerialLib
@@ -45,6 +46,7 @@ BridgeCOM::~BridgeCOM()
 {
     StopThreads();
     mHostPort.Close();
+    Release();
 }
 
 uint32_t BridgeCOM::GetBaudRate() const
@@ -66,8 +68,8 @@ KyResult BridgeCOM::ParseCOMPort(const char* aName, KyString& aPath)
     }
     else if (aName != nullptr && IsComName(aName))
     {
-        char lPath[] = R"(\\.\COM##)";
-        std::strcpy(&lPath[sizeof R"(\\.\COM)" - 1], &aName[3]); // one digit or two
+        char lPath[16] = {};
+        static_cast<void>(std::snprintf(lPath, sizeof lPath, R"(\\.\COM%s)", &aName[3])); // one digit or two
         aPath = KyString(lPath);
     }
     else

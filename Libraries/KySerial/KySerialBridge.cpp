@@ -8,7 +8,6 @@
 
 #include <utility>
 
-using KySerialLib::Bridge;
 using KySerialLib::BridgeCLDLL;
 using KySerialLib::BridgeCOM;
 using KySerialLib::CatchOutOfMemory;

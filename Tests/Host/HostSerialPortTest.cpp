@@ -243,14 +243,13 @@ TEST_F(HostSerialPortTest, GoesOnAfterTheOtherEndHasVanishedAndComeBack)
     EXPECT_EQ(Read().mEnd, HostTransfer::Refused); // still away
     EXPECT_NE(Read().mError, 0U);
     mLink->ComeBack();
-    std::thread lSender([&] { mLink->Write("back"); });
-    HostTransferResult lRead = Read();
-    while (lRead.mEnd == HostTransfer::Refused)
-    {
-        lRead = Read();
-    }
-    EXPECT_EQ(std::string(mBuffer.data(), lRead.mBytes), "back");
-    lSender.join();
+    // A read that is to stop at once opens the device again and then stops.
+    KyPlatform::StopEvent lAtOnce;
+    ASSERT_TRUE(lAtOnce.Create());
+    ASSERT_TRUE(lAtOnce.Set());
+    EXPECT_EQ(mPort.Read(mBuffer.data(), 1, lAtOnce).mEnd, HostTransfer::Stopped);
+    EXPECT_EQ(mLink->Write("back"), 4U);
+    EXPECT_EQ(ReadCount(4), "back");
     EXPECT_EQ(mPort.Write("\nhere", 5, mStop).mBytes, 5U);
     EXPECT_EQ(mLink->Read(5), "\nhere"); // the settings are as before: no translation
 }

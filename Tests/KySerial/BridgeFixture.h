@@ -14,7 +14,11 @@ namespace KyTest
 class ScriptedBridge final : public KySerialLib::Bridge
 {
 public:
-    ~ScriptedBridge() override { StopThreads(); }
+    ~ScriptedBridge() override
+    {
+        StopThreads();
+        Release();
+    }
 
     bool IsBaudRateSupported(uint32_t aBaudRate) const override { return aBaudRate != mUnsupported; }
     KyPlatform::WorkerThread::Routine GetUpThreadRoutine() const override { return mUpRoutine; }

@@ -308,6 +308,7 @@ TEST_F(BridgeTest, AWriteThatTheLineHoldsUpEndsEarlyWhenStopped)
     const Bytes lBlock(16384);
     EXPECT_TRUE(mBridge->WriteToDevice(lBlock.data(), 16384));
     EXPECT_LT(lBytes, 400);
+    mDevice.OnCall(Slot::WriteRegister, {}); // closing the port writes registers too
 }
 
 TEST_F(BridgeTest, PastTheEndOfTheRatesIsABrokenAssertionAndZero)
