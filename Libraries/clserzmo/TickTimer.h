@@ -17,7 +17,7 @@ public:
     /// \param aTimeout  Milliseconds; 0xFFFFFFFF has no end.
     explicit TickTimer(uint32_t aTimeout) noexcept;
 
-    /// Milliseconds since the start; 0 when the count has wrapped.
+    /// Milliseconds since the start; 0 when the count has wrapped. Of no meaning for a time-out without end.
     uint32_t GetElapsed() noexcept;
 
     /// Milliseconds left of the time-out; 0xFFFFFFFF of one without end.

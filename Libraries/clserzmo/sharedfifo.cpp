@@ -464,8 +464,8 @@ bool SharedFifo::WaitUntilEmpty(uint32_t aTimeout) noexcept
         {
             return true;
         }
-        lElapsed = lTimer.GetElapsed();
-        const uint32_t lLeft = lElapsed > aTimeout ? 0 : aTimeout - lElapsed;
+        const uint32_t lLeft = lTimer.GetRemaining();
+        lElapsed = aTimeout == KyPlatform::cInfinite ? 0 : lTimer.GetElapsed();
         if (mDataReadEvent.Wait(std::min(lLeft, cLookAgain)) == WaitResult::Done)
         {
             // Every read sets it and only a full FIFO resets it, so it says nothing about how much is left.

@@ -22,8 +22,8 @@ protected:
         return lText != nullptr ? std::atoi(lText) : ChildProcess::ScaleRounds(100);
     }
 
-    /// Lets the peer work for a while.
-    void Pause() { std::this_thread::sleep_for(std::chrono::microseconds(mRandom() % 2000)); }
+    /// How long a peer is let work.
+    std::chrono::microseconds GetPause() { return std::chrono::microseconds(mRandom() % 2000); }
 
     std::mt19937 mRandom{static_cast<uint32_t>(GetParam())};
 };
@@ -36,10 +36,11 @@ TEST_P(RandomKillTest, WhatADyingWriterLeavesIsAPrefix)
         ChildProcess lPeer({"write", mName, std::to_string(lNext)});
         ASSERT_EQ(lPeer.ReadLine(), "ready");
         std::atomic<bool> lDead{false};
+        const auto lPause = GetPause();
         std::thread lKiller(
             [&]
             {
-                Pause();
+                std::this_thread::sleep_for(lPause);
                 lPeer.Kill();
                 lDead = true;
             });
@@ -93,7 +94,7 @@ TEST_P(RandomKillTest, WriterGoesOnWithTheNextReader)
         {
             std::this_thread::yield();
         }
-        Pause();
+        std::this_thread::sleep_for(GetPause());
         lPeer.Kill();
     }
     lStop = true;

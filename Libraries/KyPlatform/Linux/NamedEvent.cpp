@@ -51,12 +51,11 @@ using Clock = std::chrono::steady_clock;
 
 /// Sleeps while the word is aWord.
 /// \param aTime  Milliseconds, no more than a sleeper may go without a look.
-/// \return False: the system refused.
-bool Sleep(void* aObject, uint32_t aWord, uint32_t aTime)
+/// \return 0 or the error that ended it.
+int Sleep(void* aObject, uint32_t aWord, uint32_t aTime)
 {
     const timespec lTime{0, static_cast<long>(aTime) * 1000000};
-    return gSystem.mFutex(GetAddress(aObject), FUTEX_WAIT, aWord, &lTime) == 0 || errno == EAGAIN ||
-           errno == EINTR || errno == ETIMEDOUT;
+    return gSystem.mFutex(GetAddress(aObject), FUTEX_WAIT, aWord, &lTime) == 0 ? 0 : errno;
 }
 
 /// Milliseconds until aUntil, rounded up, at most aLongest.
@@ -147,8 +146,11 @@ WaitResult NamedEvent::Wait(uint32_t aTimeout) noexcept
     {
         return WaitResult::TimedOut;
     }
+    // The clock is left alone until a sleep has ended early: reading it costs as much as all the rest.
     const bool lEndless = aTimeout == cInfinite;
-    const auto lUntil = lEndless ? Clock::time_point() : Clock::now() + std::chrono::milliseconds(aTimeout);
+    const bool lOneSleep = aTimeout <= cLookAgain;
+    auto lUntil =
+        lEndless || lOneSleep ? Clock::time_point() : Clock::now() + std::chrono::milliseconds(aTimeout);
     const uint32_t lFirst = lNow & cCount;
     uint32_t lTime = std::min(aTimeout, cLookAgain);
     // A count that has moved says that the event was set meanwhile, whatever it is now.
@@ -162,11 +164,16 @@ WaitResult NamedEvent::Wait(uint32_t aTimeout) noexcept
         {
             continue;
         }
-        if (!Sleep(mObject, lNow | cSleepers, lTime))
+        const int lError = Sleep(mObject, lNow | cSleepers, lTime);
+        if (lError != 0 && lError != EAGAIN && lError != EINTR && lError != ETIMEDOUT)
         {
             return WaitResult::Failed;
         }
         lNow = lWord.load();
+        if (lOneSleep && lUntil == Clock::time_point())
+        {
+            lUntil = Clock::now() + std::chrono::milliseconds(lError == ETIMEDOUT ? 0 : aTimeout);
+        }
         lTime = lEndless ? cLookAgain : GetLeft(lUntil, cLookAgain);
     }
     return WaitResult::Done;

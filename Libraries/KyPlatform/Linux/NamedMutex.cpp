@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <memory>
 #include <new>
+#include <thread>
 
 namespace KyPlatform
 {
@@ -18,6 +19,7 @@ namespace
 constexpr char cKind[] = ".mutex";
 constexpr uint32_t cMark = 0x314D794BU; // "KyM1"; the lock's layout is the C library's
 constexpr time_t cSecondsForEver = 1000000000;
+constexpr int cTries = 100; // a microsecond or two
 
 struct Record
 {
@@ -29,7 +31,8 @@ struct Object
 {
     std::unique_ptr<NamedFile> mFile;
     pthread_mutex_t* mMutex = nullptr;
-    std::atomic<int> mHeld{0}; // how often this process has it
+    std::atomic<int> mHeld{0};             // how often a thread has it through this object
+    std::atomic<std::thread::id> mOwner{}; // that thread
 };
 
 bool FillRecord(void* aBase, const void* /*aContext*/)
@@ -108,7 +111,12 @@ WaitResult NamedMutex::Wait(uint32_t aTimeout) noexcept
         return WaitResult::Failed;
     }
     auto* const lObject = static_cast<Object*>(mObject);
-    int lError = gSystem.mTryLockMutex(lObject->mMutex);
+    // Owners hold it for less time than it takes to fall asleep and be woken.
+    int lError = EBUSY;
+    for (int lTry = 0; lError == EBUSY && lTry < cTries; ++lTry)
+    {
+        lError = gSystem.mTryLockMutex(lObject->mMutex);
+    }
     if (lError == EBUSY && aTimeout != 0)
     {
         const timespec lUntil = GetDeadline(aTimeout);
@@ -118,6 +126,7 @@ WaitResult NamedMutex::Wait(uint32_t aTimeout) noexcept
     {
     case 0:
         ++lObject->mHeld;
+        lObject->mOwner = std::this_thread::get_id();
         return WaitResult::Done;
     case EOWNERDEAD:
         if (gSystem.mMendMutex(lObject->mMutex) != 0)
@@ -125,7 +134,8 @@ WaitResult NamedMutex::Wait(uint32_t aTimeout) noexcept
             gSystem.mUnlockMutex(lObject->mMutex);
             return WaitResult::Failed;
         }
-        ++lObject->mHeld;
+        lObject->mHeld = 1; // the dead may have been a thread of this process
+        lObject->mOwner = std::this_thread::get_id();
         return WaitResult::OwnerDied;
     case EBUSY:
     case ETIMEDOUT:
@@ -138,11 +148,16 @@ WaitResult NamedMutex::Wait(uint32_t aTimeout) noexcept
 bool NamedMutex::Release() noexcept
 {
     auto* const lObject = static_cast<Object*>(mObject);
-    if (lObject == nullptr || gSystem.mUnlockMutex(lObject->mMutex) != 0)
+    if (lObject == nullptr || lObject->mHeld == 0 || lObject->mOwner != std::this_thread::get_id())
     {
         return false;
     }
-    --lObject->mHeld;
+    --lObject->mHeld; // before another thread can have it
+    if (gSystem.mUnlockMutex(lObject->mMutex) != 0)
+    {
+        ++lObject->mHeld;
+        return false;
+    }
     return true;
 }
 

@@ -1,0 +1,239 @@
+#include "KyPlatform/Windows/SystemCalls.h"
+#include "sharedfifo.h"
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <vector>
+
+using KySerialLib::SharedFifo;
+
+namespace
+{
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::array<uint32_t, 5> cSizes = {1, 16, 256, 4096, 16384};
+constexpr int cTurns = 3000;
+
+/// Both directions between two processes; the first one makes it, the second joins by name.
+class Link
+{
+public:
+    virtual ~Link() = default;
+    virtual void Send(const void* aData, uint32_t aSize) = 0;
+    virtual uint32_t Receive(void* aBuffer, uint32_t aSize) = 0;
+};
+
+class FifoLink : public Link
+{
+public:
+    FifoLink(const std::string& aName, uint32_t aCapacity, bool aFirst)
+        : mA(aName + "A", "Local\\", aCapacity, true)
+        , mB(aName + "B", "Local\\", aCapacity, true)
+        , mOut(aFirst ? mA : mB)
+        , mIn(aFirst ? mB : mA)
+    {
+    }
+    void Send(const void* aData, uint32_t aSize) override
+    {
+        uint32_t lWritten = 0;
+        mOut.Write(aData, aSize, lWritten, KyPlatform::cInfinite);
+    }
+    uint32_t Receive(void* aBuffer, uint32_t aSize) override
+    {
+        uint32_t lRead = 0;
+        mIn.Read(aBuffer, aSize, lRead, KyPlatform::cInfinite);
+        return lRead;
+    }
+
+private:
+    SharedFifo mA;
+    SharedFifo mB;
+    SharedFifo& mOut;
+    SharedFifo& mIn;
+};
+
+class PipeLink : public Link
+{
+public:
+    PipeLink(const std::string& aName, bool aFirst)
+    {
+        const std::string lPath = "\\\\.\\pipe\\" + aName;
+        mPipe = aFirst ? ::CreateNamedPipeA(lPath.c_str(), PIPE_ACCESS_DUPLEX, PIPE_TYPE_BYTE | PIPE_WAIT, 1,
+                                            65536, 65536, 0, nullptr)
+                       : ::CreateFileA(lPath.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
+                                       0, nullptr);
+    }
+    ~PipeLink() override { ::CloseHandle(mPipe); }
+    void Send(const void* aData, uint32_t aSize) override
+    {
+        DWORD lDone = 0;
+        ::WriteFile(mPipe, aData, aSize, &lDone, nullptr);
+    }
+    uint32_t Receive(void* aBuffer, uint32_t aSize) override
+    {
+        DWORD lDone = 0;
+        ::ReadFile(mPipe, aBuffer, aSize, &lDone, nullptr);
+        return lDone;
+    }
+
+private:
+    HANDLE mPipe = nullptr;
+};
+
+/// Two auto-reset events: the least that a round trip can cost.
+class EventLink : public Link
+{
+public:
+    EventLink(const std::string& aName, bool aFirst)
+    {
+        HANDLE lA = ::CreateEventA(nullptr, FALSE, FALSE, (aName + "A").c_str());
+        HANDLE lB = ::CreateEventA(nullptr, FALSE, FALSE, (aName + "B").c_str());
+        mOut = aFirst ? lA : lB;
+        mIn = aFirst ? lB : lA;
+    }
+    void Send(const void* /*aData*/, uint32_t /*aSize*/) override { ::SetEvent(mOut); }
+    uint32_t Receive(void* /*aBuffer*/, uint32_t /*aSize*/) override
+    {
+        ::WaitForSingleObject(mIn, INFINITE);
+        return 1;
+    }
+
+private:
+    HANDLE mOut = nullptr;
+    HANDLE mIn = nullptr;
+};
+
+std::unique_ptr<Link> MakeLink(const std::string& aKind, const std::string& aName, bool aFirst)
+{
+    if (aKind == "event")
+    {
+        return std::make_unique<EventLink>(aName, aFirst);
+    }
+    if (aKind == "pipe")
+    {
+        return std::make_unique<PipeLink>(aName, aFirst);
+    }
+    return std::make_unique<FifoLink>(aName, aKind == "fifo1024" ? 1024 : 65536, aFirst);
+}
+
+uint32_t GetCount(uint32_t aSize)
+{
+    return std::clamp<uint32_t>(8U * 1024 * 1024 / aSize, 500, 5000);
+}
+
+/// The second process: answers round trips, then drains one run of each size and acknowledges it.
+int RunPeer(const std::string& aKind, const std::string& aName, DWORD_PTR aProcessor)
+{
+    ::SetProcessAffinityMask(::GetCurrentProcess(), aProcessor);
+    const auto lLink = MakeLink(aKind, aName, false);
+    std::vector<char> lBuffer(16384);
+    for (int lTurn = 0; lTurn < cTurns; ++lTurn)
+    {
+        lLink->Receive(lBuffer.data(), 1);
+        lLink->Send(lBuffer.data(), 1);
+    }
+    for (const uint32_t lSize : cSizes)
+    {
+        for (uint64_t lGot = 0; aKind != "event" && lGot < uint64_t{GetCount(lSize)} * lSize;)
+        {
+            lGot += lLink->Receive(lBuffer.data(), 16384);
+        }
+        lLink->Send(lBuffer.data(), 1);
+    }
+    return 0;
+}
+
+void Report(const std::string& aProgram, const std::string& aKind, bool aSpread)
+{
+    static int sCount = 0;
+    const std::string lName =
+        "KyBench" + std::to_string(::GetCurrentProcessId()) + "x" + std::to_string(++sCount);
+    ::SetProcessAffinityMask(::GetCurrentProcess(), 1);
+    const auto lLink = MakeLink(aKind, lName, true);
+    STARTUPINFOA lStart = {};
+    lStart.cb = sizeof(lStart);
+    PROCESS_INFORMATION lPeer = {};
+    std::string lCommand = "\"" + aProgram + "\" " + aKind + " " + lName + (aSpread ? " 2" : " 1");
+    ::CreateProcessA(nullptr, lCommand.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &lStart, &lPeer);
+    std::vector<char> lBuffer(16384, 'x');
+    auto lTime = Clock::now();
+    for (int lTurn = 0; lTurn < cTurns; ++lTurn)
+    {
+        if (lTurn == cTurns / 3)
+        {
+            lTime = Clock::now(); // the first third is the peer's start
+        }
+        lLink->Send(lBuffer.data(), 1);
+        lLink->Receive(lBuffer.data(), 1);
+    }
+    const auto lSince = [&lTime] { return std::chrono::duration<double>(Clock::now() - lTime).count(); };
+    std::printf("%-20s %-7s %8.1f", aKind.c_str(), aSpread ? "spread" : "one",
+                lSince() / (cTurns * 2 / 3) * 1e6);
+    for (const uint32_t lSize : cSizes)
+    {
+        lTime = Clock::now();
+        for (uint32_t lTurn = 0; aKind != "event" && lTurn < GetCount(lSize); ++lTurn)
+        {
+            lLink->Send(lBuffer.data(), lSize);
+        }
+        lLink->Receive(lBuffer.data(), 1);
+        if (aKind != "event")
+        {
+            std::printf(" %8.2f", static_cast<double>(GetCount(lSize)) * lSize / lSince() / 1e6);
+        }
+    }
+    std::printf("\n");
+    std::fflush(stdout);
+    ::WaitForSingleObject(lPeer.hProcess, INFINITE);
+}
+
+/// Calls into the system that one write and one read make.
+int gCalls = 0;
+const KyPlatform::SystemCalls cReal = KyPlatform::GetRealSystem();
+
+void ReportCalls()
+{
+    KyPlatform::gSystem.mWait = [](HANDLE aHandle, DWORD aTime) -> DWORD
+    { return ++gCalls, cReal.mWait(aHandle, aTime); };
+    KyPlatform::gSystem.mSetEvent = [](HANDLE aHandle) -> BOOL { return ++gCalls, cReal.mSetEvent(aHandle); };
+    KyPlatform::gSystem.mReleaseMutex = [](HANDLE aHandle) -> BOOL
+    { return ++gCalls, cReal.mReleaseMutex(aHandle); };
+    SharedFifo lFifo("KyBenchCalls" + std::to_string(::GetCurrentProcessId()), "Local\\", 1024, true);
+    uint32_t lCount = 0;
+    std::array<char, 16> lBuffer{};
+    gCalls = 0;
+    lFifo.Write("abc", 3, lCount, 0);
+    std::printf("kernel calls: %d a write, ", gCalls);
+    gCalls = 0;
+    lFifo.Read(lBuffer.data(), 16, lCount, 0);
+    std::printf("%d a read\n", gCalls);
+    KyPlatform::gSystem = cReal;
+}
+
+} // namespace
+
+int main(int aCount, char** aArguments)
+{
+    if (aCount == 4)
+    {
+        return RunPeer(aArguments[1], aArguments[2], static_cast<DWORD_PTR>(std::stoi(aArguments[3])));
+    }
+    std::array<char, MAX_PATH> lProgram{};
+    ::GetModuleFileNameA(nullptr, lProgram.data(), MAX_PATH);
+    ReportCalls();
+    std::printf("%-20s %-7s %8s %8s %8s %8s %8s %8s\n", "", "cores", "trip/us", "1 B", "16 B", "256 B",
+                "4096 B", "16384 B");
+    for (const bool lSpread : {false, true})
+    {
+        for (const char* const lKind : {"event", "fifo1024", "fifo65536", "pipe"})
+        {
+            Report(lProgram.data(), lKind, lSpread);
+        }
+    }
+    return 0;
+}
