@@ -24,8 +24,11 @@ public:
     };
 
     /// Opens the bus; throws OperationError when that fails.
-    /// \param aFast  400 kHz instead of 100 kHz.
-    I2CBus(IKyDeviceAdapter& aAdapter, KyDeviceSerial aPort, bool aFast);
+    /// \param aFast     400 kHz instead of 100 kHz.
+    /// \param aRetries  How often a read is repeated whose answer did not come within the library's 50 ms. A
+    /// slave
+    ///                  that counts has moved on by then.
+    I2CBus(IKyDeviceAdapter& aAdapter, KyDeviceSerial aPort, bool aFast, uint32_t aRetries = 0);
     ~I2CBus();
     I2CBus(const I2CBus&) = delete;
     I2CBus& operator=(const I2CBus&) = delete;
@@ -49,11 +52,13 @@ public:
     static bool IsNoAnswer(const KyResult& aResult);
 
 private:
+    KyResult ReadOnce(uint8_t aAddress, size_t aCount, std::vector<uint8_t>& aBytes, Then aThen);
     std::string Name(uint8_t aAddress) const;
 
     BulkPortScope mScope;
     const KyDeviceSerial mPort;
     const bool mFast;
+    const uint32_t mRetries;
     KyDeviceI2CBus mBus;
 };
 
