@@ -79,7 +79,8 @@ TEST(CommandLineProcessTest, LogLevelShowsTheLibrarysLogAndBrokenAssertionsDoNot
 {
     // An I2C bus on bulk port 2 makes the library ask the registers of bulk port 0 about it, which breaks an
     // assertion.
-    const std::vector<std::string> lCommand = {"i2c", "get", "-y", "--port", "bulk2", "0x48", "0"};
+    const std::vector<std::string> lCommand = {"i2c",  "get",    "-y",    "--retries",
+                                               "1000", "--port", "bulk2", "0x48"};
     EXPECT_EQ("", RunTool(lCommand).mError);
 
     std::vector<std::string> lLogging = lCommand;

@@ -20,7 +20,7 @@ ToolResult RunI2C(const Words& aWords, const std::string& aInput = {})
 {
     Words lWords = {"i2c"};
     lWords.insert(lWords.end(), aWords.begin(), aWords.end());
-    lWords.insert(lWords.end(), {"-y", "--port", "bulk2"});
+    lWords.insert(lWords.end(), {"-y", "--port", "bulk2", "--retries", "1000"});
     return RunTool(lWords, aInput);
 }
 
@@ -57,7 +57,8 @@ TEST(I2CProcessTest, DetectTakesARangeAndGivesJson)
 
 TEST(I2CProcessTest, DetectWorksThroughTheRegistersOfBulk0Too)
 {
-    const ToolResult lResult = RunTool({"i2c", "detect", "-y", "--port", "bulk0", "0x48", "0x50", "--json"});
+    const ToolResult lResult =
+        RunTool({"i2c", "detect", "-y", "--port", "bulk0", "--retries", "1000", "0x48", "0x50", "--json"});
     EXPECT_EQ(0, lResult.mStatus) << lResult.mError;
     EXPECT_EQ("{\"port\":\"bulk0\",\"addresses\":[72,80]}\n", lResult.mOutput);
 }
@@ -155,7 +156,7 @@ TEST(I2CProcessTest, TransferSendsMessagesAndPrintsWhatItReads)
 
 TEST(I2CProcessTest, AsksBeforeGoingAheadAndTakesNoForAnAnswer)
 {
-    const Words lCommand = {"i2c", "get", "--port", "bulk2", "0x48"};
+    const Words lCommand = {"i2c", "get", "--retries", "1000", "--port", "bulk2", "0x48"};
     const ToolResult lYes = RunTool(lCommand, "\n");
     EXPECT_EQ("0x19\n", lYes.mOutput);
     EXPECT_THAT(lYes.mError, HasSubstr("Continue? [Y/n] "));

@@ -1,5 +1,6 @@
 #include "Simulator/CameraModel.h"
 #include "Simulator/Eeprom24C02.h"
+#include "Simulator/Faults.h"
 #include "Simulator/SimulatedDeviceAdapter.h"
 #include "Simulator/SpiFlash.h"
 #include "kyserial/CommonOptions.h"
@@ -19,6 +20,9 @@ namespace
 {
 
 using Bytes = std::vector<uint8_t>;
+
+/// Answers may come late on a busy machine; the library waits 50 ms.
+constexpr uint32_t cRetries = 1000;
 
 Bytes Pattern(size_t aSize)
 {
@@ -67,7 +71,7 @@ protected:
 
 TEST_F(MemoriesTest, EepromIsWrittenPageByPageAcrossPageEnds)
 {
-    I2CBus lBus(mAdapter, KyDeviceSerialBulk2, false);
+    I2CBus lBus(mAdapter, KyDeviceSerialBulk2, false, cRetries);
     Eeprom lEeprom(lBus, {});
     const Bytes lBytes = Pattern(21);
     lEeprom.Write(5, lBytes, mAdvance);
@@ -86,7 +90,7 @@ TEST_F(MemoriesTest, EepromIsReadAsAWhole)
     std::copy(lBytes.begin(), lBytes.end(), lContents.begin());
     mChip->SetContents(lContents);
 
-    I2CBus lBus(mAdapter, KyDeviceSerialBulk2, true);
+    I2CBus lBus(mAdapter, KyDeviceSerialBulk2, true, cRetries);
     Eeprom lEeprom(lBus, {});
     EXPECT_EQ(lBytes, lEeprom.Read(0, lBytes.size(), mAdvance));
     EXPECT_EQ(Bytes(lBytes.begin() + 100, lBytes.begin() + 200), lEeprom.Read(100, 100, mAdvance));
@@ -97,7 +101,7 @@ TEST_F(MemoriesTest, EepromWithBlocksHasThemInItsAddress)
 {
     auto lSecond = std::make_shared<Eeprom24C02>();
     mWires->SetDevice(Eeprom24C02::cAddress + 1, lSecond);
-    I2CBus lBus(mAdapter, KyDeviceSerialBulk2, false);
+    I2CBus lBus(mAdapter, KyDeviceSerialBulk2, false, cRetries);
     Eeprom lEeprom(lBus, {0x50, 512, 8, 1});
     const Bytes lBytes = Pattern(16);
     lEeprom.Write(248, lBytes, mAdvance);
@@ -108,7 +112,7 @@ TEST_F(MemoriesTest, EepromWithBlocksHasThemInItsAddress)
 
 TEST_F(MemoriesTest, EepromWithWideOffsetsGetsTwoOffsetBytes)
 {
-    I2CBus lBus(mAdapter, KyDeviceSerialBulk2, false);
+    I2CBus lBus(mAdapter, KyDeviceSerialBulk2, false, cRetries);
     Eeprom lEeprom(lBus, {0x50, 4096, 32, 2});
     mWires->ClearTransfers();
     lEeprom.Read(0x123, 1, mAdvance);
@@ -122,15 +126,32 @@ TEST_F(MemoriesTest, EepromWithWideOffsetsGetsTwoOffsetBytes)
 
 TEST_F(MemoriesTest, MissingEepromIsAFailure)
 {
-    I2CBus lBus(mAdapter, KyDeviceSerialBulk2, false);
+    I2CBus lBus(mAdapter, KyDeviceSerialBulk2, false, cRetries);
     Eeprom lEeprom(lBus, {0x51, 256, 8, 1});
     EXPECT_THROW(lEeprom.Read(0, 1, mAdvance), OperationError);
     EXPECT_THROW(lEeprom.Write(0, {1}, mAdvance), OperationError);
 }
 
+TEST_F(MemoriesTest, ReadsWhoseAnswerGetsLostAreRepeatedWhenAskedFor)
+{
+    Bytes lBytes;
+    {
+        I2CBus lBus(mAdapter, KyDeviceSerialBulk2, false);
+        mAdapter.GetFaults().LoseEvent();
+        EXPECT_EQ(KyResult::TIMED_OUT, lBus.TryRead(0x50, 1, lBytes).GetCode());
+        EXPECT_TRUE(I2CBus::IsNoAnswer(lBus.TryRead(0x51, 1, lBytes)));
+    }
+    I2CBus lBus(mAdapter, KyDeviceSerialBulk2, false, cRetries);
+    mAdapter.GetFaults().LoseEvent();
+    EXPECT_TRUE(lBus.TryRead(0x50, 1, lBytes).IsOK());
+    mAdapter.GetFaults().LoseEvent();
+    EXPECT_TRUE(lBus.TryWriteAndRead(0x50, {0}, 2, lBytes).IsOK());
+    EXPECT_EQ((Bytes{0xFF, 0xFF}), lBytes);
+}
+
 TEST_F(SilentMemoriesTest, WriteCyclesAreAwaitedWithoutReportsOfAMissingAcknowledge)
 {
-    I2CBus lBus(mAdapter, KyDeviceSerialBulk2, false);
+    I2CBus lBus(mAdapter, KyDeviceSerialBulk2, false, cRetries);
     Eeprom lEeprom(lBus, {});
     const Bytes lBytes = Pattern(32);
     lEeprom.Write(0, lBytes, mAdvance);

@@ -26,11 +26,29 @@ std::string AllBytes(size_t aCount)
     return lText;
 }
 
+/// Runs "kyserial term" with aInput, which ends only when aOutput has come: an answer may take its time on a
+/// busy machine.
+ToolResult RunTerm(const std::vector<std::string>& aArguments, const std::string& aInput,
+                   const std::string& aOutput)
+{
+    std::vector<std::string> lArguments = {"term"};
+    lArguments.insert(lArguments.end(), aArguments.begin(), aArguments.end());
+    Process lTool;
+    Process::Files lFiles;
+    lFiles.mInput = Process::Input::Pipe;
+    EXPECT_TRUE(lTool.Start("kyserial", lArguments, lFiles));
+    EXPECT_TRUE(lTool.Feed(aInput));
+    EXPECT_TRUE(lTool.WaitForOutput(aOutput));
+    lTool.CloseInput();
+    const int lStatus = lTool.Wait().value_or(-1);
+    return {lStatus, lTool.Output(), lTool.Error()};
+}
+
 TEST(TermProcessTest, PrintsTheLensControllersAnswer)
 {
     for (const char* const lPort : {"uart0", "bulk0", "bulk1"})
     {
-        const ToolResult lResult = RunTool({"term", "--port", lPort}, "STATUS?\r\n");
+        const ToolResult lResult = RunTerm({"--port", lPort}, "STATUS?\r\n", cStatus);
         EXPECT_EQ(0, lResult.mStatus) << lPort;
         EXPECT_EQ(cStatus, lResult.mOutput) << lPort;
         EXPECT_EQ("sent 9 bytes, received 41 bytes\n", lResult.mError) << lPort;
@@ -39,7 +57,8 @@ TEST(TermProcessTest, PrintsTheLensControllersAnswer)
 
 TEST(TermProcessTest, Bulk0WorksThroughFeaturesToo)
 {
-    const ToolResult lResult = RunTool({"term", "--port", "bulk0", "--sim-no-uart-registers"}, "STATUS?\r\n");
+    const ToolResult lResult =
+        RunTerm({"--port", "bulk0", "--sim-no-uart-registers"}, "STATUS?\r\n", cStatus);
     EXPECT_EQ(0, lResult.mStatus);
     EXPECT_EQ(cStatus, lResult.mOutput);
 }
@@ -47,7 +66,7 @@ TEST(TermProcessTest, Bulk0WorksThroughFeaturesToo)
 TEST(TermProcessTest, PassesEveryByteInOrderAndLosesNone)
 {
     const std::string lText = AllBytes(20000);
-    const ToolResult lResult = RunTool({"term", "--port", "bulk4", "--sim-fast", "--quiet"}, lText);
+    const ToolResult lResult = RunTerm({"--port", "bulk4", "--sim-fast", "--quiet"}, lText, lText);
     EXPECT_EQ(0, lResult.mStatus);
     EXPECT_TRUE(lText == lResult.mOutput) << lResult.mOutput.size() << " bytes came back";
     EXPECT_EQ("", lResult.mError);
@@ -56,16 +75,23 @@ TEST(TermProcessTest, PassesEveryByteInOrderAndLosesNone)
 TEST(TermProcessTest, WaitsWhileTheDevicesQueueIsFull)
 {
     const std::string lText = AllBytes(150000); // the simulated camera queues 65536 bytes ahead of the line
-    const ToolResult lResult = RunTool({"term", "--port", "bulk5", "--sim-fast", "--quiet"}, lText);
+    const ToolResult lResult = RunTerm({"--port", "bulk5", "--sim-fast", "--quiet"}, lText, lText);
     EXPECT_EQ(0, lResult.mStatus);
     EXPECT_TRUE(lText == lResult.mOutput) << lResult.mOutput.size() << " bytes came back";
 }
 
 TEST(TermProcessTest, SwitchesAPortThatRunsAnotherProtocolToUart)
 {
-    const ToolResult lResult = RunTool({"term", "--port", "bulk2"}, "echo");
+    const ToolResult lResult = RunTerm({"--port", "bulk2"}, "echo", "echo");
     EXPECT_EQ(0, lResult.mStatus);
     EXPECT_EQ("echo", lResult.mOutput);
+}
+
+TEST(TermProcessTest, TakesAnswersThatComeAfterTheEndOfTheInput)
+{
+    const ToolResult lResult = RunTool({"term", "--port", "uart0", "--quiet-time", "3000"}, "STATUS?\r\n");
+    EXPECT_EQ(0, lResult.mStatus);
+    EXPECT_EQ(cStatus, lResult.mOutput);
 }
 
 TEST(TermProcessTest, EmptyInputEndsAfterTheQuietTime)
@@ -77,7 +103,10 @@ TEST(TermProcessTest, EmptyInputEndsAfterTheQuietTime)
 
 TEST(TermProcessTest, HexShowsWhatComesAsADump)
 {
-    const ToolResult lResult = RunTool({"term", "--port", "uart1", "--hex"}, "0123456789abcdef\r\n");
+    // The second line is shown at the end only: the first is what to wait for, and the quiet time for the
+    // rest.
+    const ToolResult lResult = RunTerm({"--port", "uart1", "--hex", "--quiet-time", "3000"},
+                                       "0123456789abcdef\r\n", "|0123456789abcdef|\n");
     EXPECT_EQ(0, lResult.mStatus);
     EXPECT_EQ("00000000  30 31 32 33 34 35 36 37 38 39 61 62 63 64 65 66  |0123456789abcdef|\n"
               "00000010  0d 0a                                            |..|\n",
@@ -87,7 +116,7 @@ TEST(TermProcessTest, HexShowsWhatComesAsADump)
 TEST(TermProcessTest, LogHasBothDirectionsWithTimes)
 {
     const std::string lLog = Process::TemporaryFile(".log");
-    EXPECT_EQ(0, RunTool({"term", "--port", "bulk1", "--log", lLog}, "STATUS?\r\n").mStatus);
+    EXPECT_EQ(0, RunTerm({"--port", "bulk1", "--log", lLog}, "STATUS?\r\n", cStatus).mStatus);
     const std::string lText = ReadFile(lLog);
     EXPECT_THAT(lText,
                 MatchesPattern("....-..-..T..:..:..\\.......Z > 53 54 41 54 55 53 3f 0d 0a +STATUS\\?\\.\\.\n"

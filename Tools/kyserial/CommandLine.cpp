@@ -59,7 +59,7 @@ std::string Explain(CLI::App& aProgram, const CLI::ParseError& aError)
 {
     const CLI::App& lCommand = DeepestCommand(aProgram);
     const std::string lChoices = CommandChoices(lCommand);
-    const std::string lText = aError.what();
+    std::string lText = aError.what();
     if (dynamic_cast<const CLI::ExtrasError*>(&aError) != nullptr)
     {
         const std::vector<std::string> lExtras = aProgram.remaining(true);

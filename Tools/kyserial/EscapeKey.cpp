@@ -31,11 +31,9 @@ std::optional<EscapeKey> EscapeKey::Parse(const std::string& aText)
     {
         return lKey;
     }
-    if (aText.size() == 2 && aText.front() == '^')
-    {
-        lKey.mByte = ParseControlKey(aText.back());
-    }
-    else if (aText.size() == 6 && (aText.starts_with("Ctrl-") || aText.starts_with("ctrl-")))
+    const bool lCaret = aText.size() == 2 && aText.front() == '^';
+    const bool lName = aText.size() == 6 && (aText.starts_with("Ctrl-") || aText.starts_with("ctrl-"));
+    if (lCaret || lName)
     {
         lKey.mByte = ParseControlKey(aText.back());
     }

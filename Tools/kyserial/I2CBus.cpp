@@ -7,8 +7,8 @@
 namespace KySerialTool
 {
 
-I2CBus::I2CBus(IKyDeviceAdapter& aAdapter, KyDeviceSerial aPort, bool aFast)
-    : mScope(aAdapter, aPort), mPort(aPort), mFast(aFast)
+I2CBus::I2CBus(IKyDeviceAdapter& aAdapter, KyDeviceSerial aPort, bool aFast, uint32_t aRetries)
+    : mScope(aAdapter, aPort), mPort(aPort), mFast(aFast), mRetries(aRetries)
 {
     mScope.UseOneOf({"I2C"});
     const KyResult lOpened = mBus.Open(&aAdapter, aPort);
@@ -31,6 +31,16 @@ KyResult I2CBus::TryWrite(uint8_t aAddress, const std::vector<uint8_t>& aBytes, 
 }
 
 KyResult I2CBus::TryRead(uint8_t aAddress, size_t aCount, std::vector<uint8_t>& aBytes, Then aThen)
+{
+    KyResult lResult = ReadOnce(aAddress, aCount, aBytes, aThen);
+    for (uint32_t lRetry = 0; lRetry < mRetries && lResult.GetCode() == KyResult::TIMED_OUT; ++lRetry)
+    {
+        lResult = ReadOnce(aAddress, aCount, aBytes, aThen);
+    }
+    return lResult;
+}
+
+KyResult I2CBus::ReadOnce(uint8_t aAddress, size_t aCount, std::vector<uint8_t>& aBytes, Then aThen)
 {
     aBytes.resize(aCount);
     uint32_t lRead = 0;
@@ -62,23 +72,15 @@ std::vector<uint8_t> I2CBus::WriteAndRead(uint8_t aAddress, const std::vector<ui
 KyResult I2CBus::TryWriteAndRead(uint8_t aAddress, const std::vector<uint8_t>& aBytes, size_t aCount,
                                  std::vector<uint8_t>& aRead)
 {
-    return Repeatedly(
-        [&]
-        {
-            aRead.clear();
-            const KyResult lWritten = TryWrite(aAddress, aBytes, Then::RepeatedStart);
-            return lWritten.IsOK() ? TryRead(aAddress, aCount, aRead) : lWritten;
-        });
-}
-
-KyResult I2CBus::Repeatedly(const std::function<KyResult()>& aRead)
-{
-    constexpr int cTries = 3;
-    KyResult lResult = aRead();
-    for (int lTry = 1; lTry < cTries && lResult.GetCode() == KyResult::TIMED_OUT; ++lTry)
+    KyResult lResult;
+    uint32_t lTries = 0;
+    do
     {
-        lResult = aRead();
-    }
+        // From the write on: the slave may have counted during the read that came too late.
+        aRead.clear();
+        lResult = TryWrite(aAddress, aBytes, Then::RepeatedStart);
+        lResult = lResult.IsOK() ? ReadOnce(aAddress, aCount, aRead, Then::Stop) : lResult;
+    } while (lResult.GetCode() == KyResult::TIMED_OUT && lTries++ < mRetries);
     return lResult;
 }
 

@@ -6,7 +6,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -25,8 +24,11 @@ public:
     };
 
     /// Opens the bus; throws OperationError when that fails.
-    /// \param aFast  400 kHz instead of 100 kHz.
-    I2CBus(IKyDeviceAdapter& aAdapter, KyDeviceSerial aPort, bool aFast);
+    /// \param aFast     400 kHz instead of 100 kHz.
+    /// \param aRetries  How often a read is repeated whose answer did not come within the library's 50 ms. A
+    /// slave
+    ///                  that counts has moved on by then.
+    I2CBus(IKyDeviceAdapter& aAdapter, KyDeviceSerial aPort, bool aFast, uint32_t aRetries = 0);
     ~I2CBus();
     I2CBus(const I2CBus&) = delete;
     I2CBus& operator=(const I2CBus&) = delete;
@@ -41,24 +43,22 @@ public:
     void Write(uint8_t aAddress, const std::vector<uint8_t>& aBytes, Then aThen = Then::Stop);
     std::vector<uint8_t> Read(uint8_t aAddress, size_t aCount, Then aThen = Then::Stop);
 
-    /// Writes bytes, a register number usually, and reads behind a repeated start; again, when the answer
-    /// timed out: the time for an answer is short, and a busy computer may miss it.
+    /// Writes bytes, a register number usually, and reads behind a repeated start.
     std::vector<uint8_t> WriteAndRead(uint8_t aAddress, const std::vector<uint8_t>& aBytes, size_t aCount);
     KyResult TryWriteAndRead(uint8_t aAddress, const std::vector<uint8_t>& aBytes, size_t aCount,
                              std::vector<uint8_t>& aRead);
-
-    /// Makes a read that may be made again up to three times, as long as its answer times out.
-    static KyResult Repeatedly(const std::function<KyResult()>& aRead);
 
     /// Whether a result says that the slave did not answer, rather than that the device failed.
     static bool IsNoAnswer(const KyResult& aResult);
 
 private:
+    KyResult ReadOnce(uint8_t aAddress, size_t aCount, std::vector<uint8_t>& aBytes, Then aThen);
     std::string Name(uint8_t aAddress) const;
 
     BulkPortScope mScope;
     const KyDeviceSerial mPort;
     const bool mFast;
+    const uint32_t mRetries;
     KyDeviceI2CBus mBus;
 };
 

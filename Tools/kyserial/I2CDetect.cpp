@@ -26,9 +26,7 @@ struct DetectOptions : I2COptions
 bool Answers(I2CBus& aBus, uint8_t aAddress, bool aQuickWrite)
 {
     std::vector<uint8_t> lByte;
-    const KyResult lResult = aQuickWrite
-                                 ? aBus.TryWrite(aAddress, {})
-                                 : I2CBus::Repeatedly([&] { return aBus.TryRead(aAddress, 1, lByte); });
+    const KyResult lResult = aQuickWrite ? aBus.TryWrite(aAddress, {}) : aBus.TryRead(aAddress, 1, lByte);
     if (!lResult.IsOK() && !I2CBus::IsNoAnswer(lResult))
     {
         Check(lResult, "asking the bus failed");

@@ -1,5 +1,6 @@
 #include "kyserial/I2COptions.h"
 
+#include "kyserial/NumberOption.h"
 #include "kyserial/PortName.h"
 
 #include <cstdio>
@@ -35,6 +36,9 @@ void AddI2COptions(CLI::App& aCommand, I2COptions& aOptions, Context& aContext)
 {
     AddPortOption(aCommand, PortKind::Bulk, aOptions.mPort);
     aCommand.add_flag("--fast", aOptions.mFast, "400 kHz instead of 100 kHz");
+    AddNumberOption(aCommand, "--retries", 1000, "times",
+                    "Repeat a read up to N times when its answer does not come within 50 ms (0)",
+                    aOptions.mRetries);
     aCommand.add_flag("-y,--yes", aOptions.mYes, "Do not ask before going ahead");
     aCommand.add_flag("-a,--all", aOptions.mAll, "Take reserved addresses too (0x00 to 0x07, 0x78 to 0x7f)");
     aCommand.add_flag("-f,--force", aOptions.mForce, "No effect here: nothing else can hold an address");
@@ -43,7 +47,7 @@ void AddI2COptions(CLI::App& aCommand, I2COptions& aOptions, Context& aContext)
 
 OpenI2CBus::OpenI2CBus(Context& aContext, const I2COptions& aOptions)
     : mDevice(OpenDevice(aContext.mCommon.mDevice))
-    , mBus(mDevice->GetAdapter(), aOptions.mPort, aOptions.mFast)
+    , mBus(mDevice->GetAdapter(), aOptions.mPort, aOptions.mFast, aOptions.mRetries)
 {
 }
 

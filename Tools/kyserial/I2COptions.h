@@ -19,6 +19,7 @@ struct I2COptions
     bool mFast = false;
     bool mYes = false;
     bool mAll = false;
+    uint32_t mRetries = 0;
     bool mForce = false; ///< Accepted for the sake of scripts: nobody else can hold an address here.
 };
 

@@ -13,7 +13,7 @@ namespace
 
 constexpr size_t cLibraryLimit = 255;
 constexpr int64_t cMessageHeader = 12;
-constexpr uint32_t cAnswerTime = 1000; // milliseconds for the next bytes of an answer
+constexpr uint32_t cAnswerTime = 5000; // milliseconds for the next bytes of an answer
 
 /// Bytes that one message takes. The library would split a longer step into messages that each read again.
 size_t MessageLimit(IKyDeviceAdapter& aAdapter, KyDeviceSerial aPort)

@@ -12,8 +12,6 @@
 #include <thread>
 #include <unistd.h>
 
-extern char** environ; // NOLINT(readability-identifier-naming): the system's name
-
 namespace KyTest
 {
 
