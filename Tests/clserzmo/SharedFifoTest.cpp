@@ -273,8 +273,7 @@ TEST(SharedFifoOpenTest, NothingIsMadeWithoutTheCreateFlag)
         "( ( mMutex != 0 ) && ( mMutex != ((HANDLE)(LONG_PTR)-1) ) )",
         "( ( mDataWrittenEvent != 0 ) && ( mDataWrittenEvent != ((HANDLE)(LONG_PTR)-1) ) )",
         "( ( mDataReadEvent != 0 ) && ( mDataReadEvent != ((HANDLE)(LONG_PTR)-1) ) )"};
-    EXPECT_EQ(lAsserts.Take(),
-              JxUtilsLib::cAssertionsEnabled ? lExpected : std::vector<std::string>());
+    EXPECT_EQ(lAsserts.Take(), JxUtilsLib::cAssertionsEnabled ? lExpected : std::vector<std::string>());
     KyPlatform::NamedMutex lMutex;
     EXPECT_FALSE(lMutex.Open("Local\\" + lName + "Mutex"));
 }

@@ -220,8 +220,7 @@ TEST_F(SharedRegistryTest, ReleaseOfWhatIsNotHeldBreaksAnAssertion)
         "( ( *aServerSemaphore != 0 ) && ( *aServerSemaphore != ((HANDLE)(LONG_PTR)-1) ) )",
         "( ( *aClientSemaphore != 0 ) && ( *aClientSemaphore != ((HANDLE)(LONG_PTR)-1) ) )",
         "::ReleaseSemaphore( *aServerSemaphore, 1, 0 )", "::ReleaseSemaphore( *aClientSemaphore, 1, 0 )"};
-    EXPECT_EQ(lAsserts.Take(),
-              JxUtilsLib::cAssertionsEnabled ? lExpected : std::vector<std::string>());
+    EXPECT_EQ(lAsserts.Take(), JxUtilsLib::cAssertionsEnabled ? lExpected : std::vector<std::string>());
 }
 
 TEST_F(SharedRegistryTest, PrefixTellsTheServersSessionFromTheOwn)
