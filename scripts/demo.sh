@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Sets up, builds, and shows KySerial at work on a simulated camera: a dialogue with a lens controller over a UART and
-# over a bulk port of each kind, then a scan of an I2C bus and a dump of the EEPROM on it. Ends with status 0 when every answer was the right one.
+# over a bulk port of each kind, then a scan of an I2C bus and a dump of the EEPROM on it,
+# and the identity of an SPI flash. Ends with status 0 when every answer was the right one.
 #   scripts/demo.sh            natively
 #   scripts/demo.sh windows    the Windows program, under Wine
 set -euo pipefail
@@ -47,9 +48,17 @@ for port in uart0 bulk0 bulk1; do
   show 'STATUS READY ZOOM 1200 FOCUS 340 IRIS 100' term --port "$port"
 done
 
+# A file keeps the memories of the simulated camera from one command to the next.
+memory=build/demo-memory
+rm -f "$memory"
 typed=
-show '40: -- -- -- -- -- -- -- -- 48 -- -- -- -- -- -- -- ' i2c detect -y --port bulk2
-show '00: ff ff ff ff ff ff ff ff ff ff ff ff ff ff ff ff    ................' i2c dump -y --port bulk2 0x50
+show '50: 50 -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- ' i2c detect -y --port bulk2
+typed='KySerial 24C02'
+show '' i2c eeprom write --port bulk2 --sim-state "$memory" -
+typed=
+show '00: 4b 79 53 65 72 69 61 6c 20 32 34 43 30 32 ff ff    KySerial 24C02..' \
+  i2c dump -y -r 0x00-0x1f --port bulk2 --sim-state "$memory" 0x50
+show 'manufacturer 0xef, type 0x30, capacity 0x10 (65536 bytes)' spi flash id --port bulk3
 
 echo
 echo "demo: every answer was the right one"
