@@ -117,20 +117,10 @@ bool BulkIPEngine::IsI2CSupported(IKyDeviceAdapter* aDevice, KyDeviceSerial aPor
 KyResult BulkIPEngine::Open(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
 {
     static constexpr char cFunction[] = "KySerialLib::BulkIPEngine::Open";
-    KyResult lResult = CheckConnected(aDevice, KY_LOG_PLACE(*mEngineLogger, cFunction));
+    KyResult lResult = ClaimPort(aDevice, aPort, &IsSupported, KY_LOG_PLACE(*mEngineLogger, cFunction));
     if (!lResult.IsOK())
     {
         return lResult;
-    }
-    if (!IsSupported(aDevice, aPort))
-    {
-        return KY_LOG_RESULT(*mEngineLogger, KyResult::UNSUPPORTED, cFunction,
-                             "The specified port is not supported by this device.");
-    }
-    if (!PortMap::GetInstance().Lock(aDevice, aPort))
-    {
-        return KY_LOG_RESULT(*mEngineLogger, KyResult::FAILURE, cFunction,
-                             "The specified port is already in use.");
     }
     mDevice = aDevice;
     mPort = aPort;

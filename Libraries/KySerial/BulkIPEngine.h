@@ -64,10 +64,11 @@ protected:
     void UpdateTimePerByte();
     void UpdateChunkSizes();
 
-private:
     [[nodiscard]] KyResult EnableInterrupts(bool aRestore);
     [[nodiscard]] KyResult ResetFifos();
     [[nodiscard]] KyResult TransmitChunk(const uint8_t* aData, uint32_t aSize);
+
+private:
     void ResetTxEvents();
     [[nodiscard]] KyResult TxTimeOut(uint32_t aBytesWritten) const;
     uint32_t GetSpeedIndex() const;

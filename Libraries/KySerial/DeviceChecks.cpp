@@ -42,6 +42,25 @@ KyResult CheckConnected(IKyDeviceAdapter* aDevice, const LogPlace& aPlace)
     return KyResult(KyResult::OK);
 }
 
+KyResult ClaimPort(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort,
+                   bool (*aIsSupported)(IKyDeviceAdapter*, KyDeviceSerial), const LogPlace& aPlace)
+{
+    KyResult lResult = CheckConnected(aDevice, aPlace);
+    if (!lResult.IsOK())
+    {
+        return lResult;
+    }
+    if (!aIsSupported(aDevice, aPort))
+    {
+        return Fail(KyResult::UNSUPPORTED, "The specified port is not supported by this device.", aPlace);
+    }
+    if (!PortMap::GetInstance().Lock(aDevice, aPort))
+    {
+        return Fail(KyResult::FAILURE, "The specified port is already in use.", aPlace);
+    }
+    return lResult;
+}
+
 KyResult CheckBuffer(const uint8_t* aBuffer, uint32_t aSize, const LogPlace& aPlace)
 {
     if (aBuffer == nullptr && aSize > 0)

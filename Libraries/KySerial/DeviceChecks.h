@@ -3,6 +3,7 @@
 #include "JxUtilsLib/Logger.h"
 #include "KyBase/KyResult.h"
 #include "KySerial/IKyDeviceAdapter.h"
+#include "KySerial/KySerialTypes.h"
 
 #include <cstdint>
 
@@ -25,6 +26,13 @@ struct LogPlace
 /// Whether an operation can reach its device.
 /// \return OK; NO_CONNECTION, logged, for a null adapter or a disconnected device.
 [[nodiscard]] KyResult CheckConnected(IKyDeviceAdapter* aDevice, const LogPlace& aPlace);
+
+/// What every engine's Open() begins with: the device is reachable, offers the port, and nobody else in this
+/// process has it. With OK the caller owns the claim. \param aIsSupported  The engine's support question.
+/// \return OK; NO_CONNECTION; UNSUPPORTED; FAILURE when the port is in use. All logged.
+[[nodiscard]] KyResult ClaimPort(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort,
+                                 bool (*aIsSupported)(IKyDeviceAdapter*, KyDeviceSerial),
+                                 const LogPlace& aPlace);
 
 /// Whether a buffer is there for what is to be sent from it.
 /// \return OK; BAD_PARAMETER, logged, for a null buffer with a size.
