@@ -30,8 +30,8 @@ std::string HexDump::Flush()
     std::snprintf(lOffset.data(), lOffset.size(), "%08llx", static_cast<unsigned long long>(mOffset));
     std::string lNumbers = HexBytes(mLine.data(), mLine.size());
     lNumbers.resize(cBytesPerLine * 3 - 1, ' ');
-    const std::string lText = std::string(lOffset.data()) + "  " + lNumbers + "  |" +
-                              PrintableBytes(mLine.data(), mLine.size()) + "|\n";
+    std::string lText = std::string(lOffset.data()) + "  " + lNumbers + "  |" +
+                        PrintableBytes(mLine.data(), mLine.size()) + "|\n";
     mOffset += mLine.size();
     mLine.clear();
     return lText;

@@ -44,7 +44,7 @@ KyResult I2CBus::ReadOnce(uint8_t aAddress, size_t aCount, std::vector<uint8_t>&
 {
     aBytes.resize(aCount);
     uint32_t lRead = 0;
-    const KyResult lResult = mBus.MasterReceiverAfterFirstByte(
+    KyResult lResult = mBus.MasterReceiverAfterFirstByte(
         aAddress, aBytes.data(), static_cast<uint32_t>(aCount), lRead, mFast, aThen == Then::Stop);
     aBytes.resize(lRead);
     return lResult;
