@@ -28,7 +28,7 @@ constexpr uint32_t cCount = ~(cSet | cSleepers);
 struct Record
 {
     uint32_t mMark;
-    alignas(64) uint32_t mWord;
+    uint32_t mWord;
 };
 
 bool FillRecord(void* aBase, const void* /*aContext*/)

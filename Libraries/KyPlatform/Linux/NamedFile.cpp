@@ -132,6 +132,31 @@ bool NamedFile::IsLinked(const std::string& aFile) const
     return IsSameFile(mFolder, aFile.c_str(), mFile);
 }
 
+/// What the file that was just opened is good for.
+NamedFile::Outcome NamedFile::Judge(const std::string& aFile) const
+{
+    struct stat lStatus = {};
+    if (gSystem.mGetStatus(mFile, &lStatus) != 0 || !S_ISREG(lStatus.st_mode))
+    {
+        return Outcome::Failed;
+    }
+    if (gSystem.mLockFile(mFile, LOCK_EX | LOCK_NB) == 0)
+    {
+        // Nobody held it. While we have it alone no other process can take it for its own.
+        if (!IsLinked(aFile))
+        {
+            return Outcome::Again;
+        }
+        return gSystem.mRemove(mFolder, aFile.c_str(), 0) == 0 ? Outcome::Absent : Outcome::Failed;
+    }
+    if (errno == EWOULDBLOCK && gSystem.mLockFile(mFile, LOCK_SH | LOCK_NB) == 0)
+    {
+        // Its last holder may have taken it away between the two calls.
+        return IsLinked(aFile) ? Outcome::Held : Outcome::Again;
+    }
+    return errno == EWOULDBLOCK ? Outcome::Again : Outcome::Failed;
+}
+
 NamedFile::Outcome NamedFile::Hold(const std::string& aFile)
 {
     mFile = gSystem.mOpen(mFolder, aFile.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0);
@@ -139,34 +164,7 @@ NamedFile::Outcome NamedFile::Hold(const std::string& aFile)
     {
         return errno == ENOENT ? Outcome::Absent : Outcome::Failed;
     }
-    struct stat lStatus = {};
-    Outcome lOutcome = Outcome::Failed;
-    if (gSystem.mGetStatus(mFile, &lStatus) != 0 || !S_ISREG(lStatus.st_mode))
-    {
-        lOutcome = Outcome::Failed;
-    }
-    else if (gSystem.mLockFile(mFile, LOCK_EX | LOCK_NB) == 0)
-    {
-        // Nobody held it. While we have it alone no other process can take it for its own.
-        lOutcome = Outcome::Again;
-        if (IsLinked(aFile))
-        {
-            lOutcome = gSystem.mRemove(mFolder, aFile.c_str(), 0) == 0 ? Outcome::Absent : Outcome::Failed;
-        }
-    }
-    else if (errno != EWOULDBLOCK)
-    {
-        lOutcome = Outcome::Failed;
-    }
-    else if (gSystem.mLockFile(mFile, LOCK_SH | LOCK_NB) == 0)
-    {
-        // Its last holder may have taken it away between the two calls.
-        lOutcome = IsLinked(aFile) ? Outcome::Held : Outcome::Again;
-    }
-    else
-    {
-        lOutcome = errno == EWOULDBLOCK ? Outcome::Again : Outcome::Failed;
-    }
+    const Outcome lOutcome = Judge(aFile);
     if (lOutcome != Outcome::Held)
     {
         gSystem.mClose(mFile);

@@ -62,6 +62,7 @@ private:
 
     bool Find(const std::string& aName, const char* aKind, bool aMake);
     Outcome Hold(const std::string& aFile);
+    Outcome Judge(const std::string& aFile) const;
     Outcome Make(const std::string& aFile, uint64_t aSize, Fill aFill, const void* aContext);
     bool Map();
     bool IsLinked(const std::string& aFile) const;

@@ -24,7 +24,8 @@ constexpr int cTries = 100; // a microsecond or two
 struct Record
 {
     uint32_t mMark;
-    alignas(64) pthread_mutex_t mMutex;
+    uint32_t mApart[15]; // the lock on a cache line of its own
+    pthread_mutex_t mMutex;
 };
 
 struct Object

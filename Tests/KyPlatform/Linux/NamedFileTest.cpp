@@ -163,7 +163,7 @@ TEST_F(NamedFileTest, NothingIsLeftBehind)
 TEST_F(NamedFileTest, FileThatIsNoLockIsNotTakenForOne)
 {
     std::filesystem::create_directory(GetFolder(::geteuid()));
-    std::ofstream(GetFile("A.mutex")) << std::string(128, 'x'); // the lock's own size
+    std::ofstream(GetFile("A.mutex")) << std::string(104, 'x'); // the lock's own size
     const int lHolder = ::open(GetFile("A.mutex").c_str(), O_RDWR | O_CLOEXEC);
     ASSERT_EQ(::flock(lHolder, LOCK_SH), 0);
     NamedMutex lMutex;
