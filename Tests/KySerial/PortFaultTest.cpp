@@ -22,6 +22,8 @@ struct Kind
     KyDeviceSerial mPort;
     bool mRegisters;   // whether bulk port 0 is driven through registers
     size_t mWriteSize; // bytes; more than one chunk or message
+
+    friend void PrintTo(const Kind& aKind, std::ostream* aStream) { *aStream << aKind.mName; }
 };
 
 constexpr Kind cKinds[] = {{"Uart0", KyDeviceSerialUart0, true, 3},

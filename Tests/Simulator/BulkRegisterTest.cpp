@@ -212,6 +212,11 @@ struct RateCase
     uint32_t mConfiguration;
     uint32_t mRate;
     int64_t mNanoseconds;
+
+    friend void PrintTo(const RateCase& aCase, std::ostream* aStream)
+    {
+        *aStream << aCase.mConfiguration << ' ' << aCase.mRate;
+    }
 };
 
 class BulkRateTest : public BulkRegisterTest, public testing::WithParamInterface<RateCase>

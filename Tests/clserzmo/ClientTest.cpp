@@ -443,11 +443,11 @@ TEST_F(ClientTest, CloseEndsCallsThatWait)
     const uint64_t lStart = Thread::GetTickCount();
     clSerialClose(mPort);
     EXPECT_LE(Thread::GetTickCount() - lStart, 1000U); // ten times what it takes at most
-    EXPECT_EQ(lEnded, 3);
     for (std::thread& lThread : lThreads)
     {
         lThread.join();
     }
+    EXPECT_EQ(lEnded, 3);
     EXPECT_EQ(clSerialInit(0, &mPort), CL_ERR_NO_ERR); // free again at once
 }
 

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -27,6 +28,8 @@ struct KillCase
 {
     std::string mName;
     std::function<std::unique_ptr<KillScenario>()> mMake;
+
+    friend void PrintTo(const KillCase& aCase, std::ostream* aStream) { *aStream << aCase.mName; }
 };
 
 std::vector<KillCase> GetFifoKillCases();
