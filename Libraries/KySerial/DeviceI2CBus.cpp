@@ -32,6 +32,13 @@ constexpr uint32_t ReadTimeout(uint32_t aSize, bool aFastMode)
     return lTimeout + 50;
 }
 
+// Room for a byte in front of aSize others; null without it, and for a size that has no number one above it.
+std::unique_ptr<uint8_t[]> OneMore(uint32_t aSize)
+{
+    return std::unique_ptr<uint8_t[]>(aSize != UINT32_MAX ? new (std::nothrow) uint8_t[size_t{aSize} + 1]
+                                                          : nullptr);
+}
+
 constexpr uint8_t WireAddress(uint8_t aSlaveAddress, bool aRead)
 {
     return static_cast<uint8_t>((uint32_t{aSlaveAddress} << 1U) | (aRead ? 1U : 0U));
@@ -142,8 +149,8 @@ KyResult DeviceI2CBus::MasterTransmitter(uint8_t aSlaveAddress, const uint8_t* a
     {
         return lResult;
     }
-    const std::unique_ptr<uint8_t[]> lBytes(new (std::nothrow) uint8_t[size_t{aBufferSize} + 1]);
-    if (lBytes == nullptr || aBufferSize == UINT32_MAX)
+    const std::unique_ptr<uint8_t[]> lBytes = OneMore(aBufferSize);
+    if (lBytes == nullptr)
     {
         return OutOfMemory();
     }
@@ -216,8 +223,8 @@ KyResult DeviceI2CBus::IndirectBurstWrite(uint8_t aSlaveAddress, uint8_t aOffset
     {
         return MasterTransmitter(aSlaveAddress, nullptr, aBufferSize, aFastMode, true); // tells what is wrong
     }
-    const std::unique_ptr<uint8_t[]> lBytes(new (std::nothrow) uint8_t[size_t{aBufferSize} + 1]);
-    if (lBytes == nullptr || aBufferSize == UINT32_MAX)
+    const std::unique_ptr<uint8_t[]> lBytes = OneMore(aBufferSize);
+    if (lBytes == nullptr)
     {
         return OutOfMemory();
     }
