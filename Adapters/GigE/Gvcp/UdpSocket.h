@@ -1,0 +1,132 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace KyGvcp
+{
+
+/// An IPv4 address and a UDP port, both as numbers: 127.0.0.1 is 0x7F000001.
+struct Endpoint
+{
+    uint32_t mAddress = 0;
+    uint16_t mPort = 0;
+
+    bool operator==(const Endpoint&) const = default;
+};
+
+constexpr uint32_t cBroadcastAddress = 0xFFFFFFFF;
+
+/// "127.0.0.1" as a number; nothing when it is not four numbers up to 255 with points. Asks no name server.
+std::optional<uint32_t> ParseAddress(const std::string& aText);
+std::string AddressText(uint32_t aAddress);
+/// "127.0.0.1:3956"
+std::string EndpointText(const Endpoint& aEndpoint);
+
+/// An address of this computer.
+struct Interface
+{
+    std::string mName; ///< "eth0"
+    uint32_t mAddress = 0;
+    uint32_t mMask = 0;
+    bool mLoopback = false;
+};
+
+/// The IPv4 addresses of interfaces that are up; empty when the system does not tell.
+std::vector<Interface> ListInterfaces();
+
+/// Lets waits of this thread, and of those that it starts, end within microseconds of their time.
+void TightenTimers();
+
+/// Ends one wait of a socket from another thread. Setting it before the wait ends that one at once; setting
+/// it twice ends one wait. For one waiting thread at a time.
+class Waker
+{
+public:
+    Waker();
+    ~Waker();
+    Waker(const Waker&) = delete;
+    Waker& operator=(const Waker&) = delete;
+
+    /// False: the system refused it; waits end by themselves only.
+    bool IsValid() const { return mHandle >= 0; }
+    /// Any thread; does not block.
+    void Wake();
+
+private:
+    friend class UdpSocket;
+    int mHandle;
+};
+
+/// How an operation of a socket ended.
+enum class SocketResult
+{
+    Done,
+    TimedOut,
+    Woken,   ///< By the waker.
+    Refused, ///< Nobody listens where this socket is connected to.
+    Failed   ///< The system refused, or the socket is closed.
+};
+
+/// A wait's longest time; negative: no end.
+using SocketTime = std::chrono::nanoseconds;
+constexpr SocketTime cForever{-1};
+
+/// A UDP socket. One thread may send while another receives; opening and closing is for one thread alone.
+class UdpSocket
+{
+public:
+    UdpSocket() = default;
+    ~UdpSocket();
+    UdpSocket(const UdpSocket&) = delete;
+    UdpSocket& operator=(const UdpSocket&) = delete;
+
+    /// Opens a socket bound to aLocal; port 0 lets the system choose. Closes first.
+    /// \param aShared  Others may be bound to the same, if they share too: each gets what is broadcast.
+    /// \return False: the system refused (GetError()); the socket is closed.
+    bool Open(const Endpoint& aLocal, bool aShared = false);
+    /// Takes and sends to aPeer only, from now on. \return False: refused; GetError().
+    bool Connect(const Endpoint& aPeer);
+    void Close();
+    bool IsOpen() const { return mHandle >= 0; }
+
+    /// Allows sending to cBroadcastAddress. \return False: refused; GetError().
+    bool AllowBroadcast();
+    /// What it is bound to; zeros when closed.
+    Endpoint GetLocal() const;
+    /// The system's words for the last failure of Open(), Connect() or AllowBroadcast().
+    const std::string& GetError() const { return mError; }
+
+    /// Sends one datagram. Send() wants a connected socket. Does not block: what does not fit the system's
+    /// queues is lost, as datagrams are. \return Done, Refused or Failed.
+    SocketResult Send(std::span<const uint8_t> aData);
+    SocketResult SendTo(const Endpoint& aPeer, std::span<const uint8_t> aData);
+
+    /// Waits for one datagram.
+    /// \param aBuffer  A longer datagram is cut.
+    /// \param aSize    Receives its size, as cut; 0 unless Done.
+    /// \param aFrom    Receives the sender; may be null. Touched when Done only.
+    /// \param aTimeout 0 only looks.
+    /// \param aWaker   Ends the wait; may be null. A datagram that is there goes before it.
+    SocketResult Receive(std::span<uint8_t> aBuffer, size_t& aSize, Endpoint* aFrom, SocketTime aTimeout,
+                         Waker* aWaker = nullptr);
+
+    /// Waits until one of some sockets has something, a refusal included.
+    /// \param aSockets  Not null; closed ones are passed over. Eight at most.
+    /// \return Done, TimedOut, Woken or Failed.
+    static SocketResult Wait(std::span<UdpSocket* const> aSockets, SocketTime aTimeout, Waker* aWaker);
+
+private:
+    SocketResult TakeDatagram(std::span<uint8_t> aBuffer, size_t& aSize, Endpoint* aFrom);
+    bool Fail(const char* aWhat);
+
+    int mHandle = -1;
+    std::string mError;
+};
+
+} // namespace KyGvcp
