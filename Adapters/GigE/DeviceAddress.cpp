@@ -1,5 +1,8 @@
 #include "Adapters/GigE/DeviceAddress.h"
 
+#include "Adapters/GigE/Gvcp/Protocol.h"
+#include "Adapters/GigE/Gvcp/UdpSocket.h"
+
 #include <cstdlib>
 
 namespace KyGigE
@@ -10,7 +13,6 @@ namespace
 
 const char* const cScheme = "gev://";
 const char* const cInterface = "interface=";
-constexpr uint16_t cStandardPort = 3956;
 
 /// Digits only, not more than aLimit.
 bool ParseNumber(const std::string& aText, uint32_t aLimit, uint32_t& aNumber)
@@ -24,36 +26,6 @@ bool ParseNumber(const std::string& aText, uint32_t aLimit, uint32_t& aNumber)
 }
 
 } // namespace
-
-bool ParseIPv4(const std::string& aText, uint32_t& aAddress)
-{
-    uint32_t lAddress = 0;
-    size_t lBegin = 0;
-    for (int lByte = 0; lByte < 4; ++lByte)
-    {
-        const size_t lEnd = lByte < 3 ? aText.find('.', lBegin) : aText.size();
-        uint32_t lNumber = 0;
-        if (lEnd == std::string::npos || lEnd - lBegin > 3 ||
-            !ParseNumber(aText.substr(lBegin, lEnd - lBegin), 255, lNumber))
-        {
-            return false;
-        }
-        lAddress = lAddress << 8U | lNumber;
-        lBegin = lEnd + 1;
-    }
-    aAddress = lAddress;
-    return true;
-}
-
-std::string IPv4Text(uint32_t aAddress)
-{
-    std::string lText;
-    for (unsigned lByte = 0; lByte < 4; ++lByte)
-    {
-        lText += (lByte == 0 ? "" : ".") + std::to_string(aAddress >> (24U - 8U * lByte) & 0xFFU);
-    }
-    return lText;
-}
 
 std::string ParseDeviceAddress(const std::string& aText, DeviceAddress& aAddress)
 {
@@ -88,12 +60,12 @@ std::string ParseDeviceAddress(const std::string& aText, DeviceAddress& aAddress
         lAddress.mPort = static_cast<uint16_t>(lPort);
         lHost.resize(lColon);
     }
-    uint32_t lNumber = 0;
-    if (!ParseIPv4(lHost, lNumber))
+    const auto lNumber = KyGvcp::ParseAddress(lHost);
+    if (!lNumber)
     {
         return '"' + lHost + "\" is no IPv4 address" + lForm;
     }
-    lAddress.mAddress = IPv4Text(lNumber);
+    lAddress.mAddress = KyGvcp::AddressText(*lNumber);
     aAddress = lAddress;
     return {};
 }
@@ -101,7 +73,7 @@ std::string ParseDeviceAddress(const std::string& aText, DeviceAddress& aAddress
 std::string DeviceAddressText(const DeviceAddress& aAddress)
 {
     std::string lText = cScheme + aAddress.mAddress;
-    if (aAddress.mPort != cStandardPort)
+    if (aAddress.mPort != KyGvcp::cControlPort)
     {
         lText += ':' + std::to_string(aAddress.mPort);
     }

@@ -24,9 +24,4 @@ KY_EXPORT std::string ParseDeviceAddress(const std::string& aText, DeviceAddress
 /// The text of an address, as ParseDeviceAddress() reads it.
 KY_EXPORT std::string DeviceAddressText(const DeviceAddress& aAddress);
 
-/// An IPv4 address, dotted, as a number whose highest byte is the first. \return False: aText is none.
-bool ParseIPv4(const std::string& aText, uint32_t& aAddress);
-/// The reverse.
-std::string IPv4Text(uint32_t aAddress);
-
 } // namespace KyGigE

@@ -3,19 +3,33 @@
 #include <JxUtilsLib/LockScope.h>
 
 #include <algorithm>
-#include <utility>
 
 namespace KyGigE
 {
 
 using JxUtilsLib::LockScope;
 
-void EventStore::Begin(uint16_t aEventID, std::vector<uint8_t> aItem)
+namespace
+{
+
+constexpr uint32_t cNoEvent = 0x10000; // beyond any identifier
+
+} // namespace
+
+void EventStore::Begin(uint16_t aEventID, const uint8_t* aItem, size_t aSize)
 {
     const LockScope lScope(mLock);
-    mItems[aEventID] = std::move(aItem);
+    mItems[aEventID].assign(aItem, aItem + aSize);
     mDelivers = true;
     mDelivered = aEventID;
+    mThread = std::this_thread::get_id();
+}
+
+void EventStore::BeginNone()
+{
+    const LockScope lScope(mLock);
+    mDelivers = true;
+    mDelivered = cNoEvent;
     mThread = std::this_thread::get_id();
 }
 

@@ -21,7 +21,9 @@ class EventStore
 {
 public:
     /// Keeps an item, header included, and begins its delivery on the calling thread.
-    void Begin(uint16_t aEventID, std::vector<uint8_t> aItem);
+    void Begin(uint16_t aEventID, const uint8_t* aItem, size_t aSize);
+    /// Begins something on the calling thread that is no event: all of them look empty there.
+    void BeginNone();
     /// Ends the delivery.
     void End();
 
@@ -32,7 +34,7 @@ private:
     JxUtilsLib::Mutex mLock; // a leaf
     std::map<uint16_t, std::vector<uint8_t>> mItems JX_GUARDED_BY(mLock);
     bool mDelivers JX_GUARDED_BY(mLock) = false;
-    uint16_t mDelivered JX_GUARDED_BY(mLock) = 0;
+    uint32_t mDelivered JX_GUARDED_BY(mLock) = 0;
     std::thread::id mThread JX_GUARDED_BY(mLock);
 };
 

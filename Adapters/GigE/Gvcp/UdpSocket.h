@@ -1,83 +1,132 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
 namespace KyGvcp
 {
 
-/// An IPv4 address, its first byte the highest, and a UDP port.
+/// An IPv4 address and a UDP port, both as numbers: 127.0.0.1 is 0x7F000001.
 struct Endpoint
 {
     uint32_t mAddress = 0;
     uint16_t mPort = 0;
 
-    bool operator==(const Endpoint& aOther) const
-    {
-        return mAddress == aOther.mAddress && mPort == aOther.mPort;
-    }
+    bool operator==(const Endpoint&) const = default;
 };
 
-constexpr uint32_t cLoopback = 0x7F000001U;
-constexpr uint32_t cBroadcast = 0xFFFFFFFFU;
+constexpr uint32_t cBroadcastAddress = 0xFFFFFFFF;
 
-/// What became of a datagram.
-enum class SocketResult
-{
-    Done,
-    TimedOut,
-    Refused, ///< The other host says that nobody listens there.
-    Failed
-};
+/// "127.0.0.1" as a number; nothing when it is not four numbers up to 255 with points. Asks no name server.
+std::optional<uint32_t> ParseAddress(const std::string& aText);
+std::string AddressText(uint32_t aAddress);
+/// "127.0.0.1:3956"
+std::string EndpointText(const Endpoint& aEndpoint);
 
-/// A UDP socket.
-///
-/// Threads: one sends and one receives at the same time; the rest by one thread while nobody does.
-class UdpSocket
-{
-public:
-    UdpSocket() = default;
-    ~UdpSocket() { Close(); }
-    UdpSocket(const UdpSocket&) = delete;
-    UdpSocket& operator=(const UdpSocket&) = delete;
-
-    /// Opens a socket of its own; closes the former. \param aLocal  Address 0: all; port 0: a free one.
-    bool Open(const Endpoint& aLocal);
-    /// Fixes the other side: only its datagrams are received, and its refusals are heard.
-    bool Connect(const Endpoint& aPeer);
-    /// Allows broadcasts.
-    bool AllowBroadcast();
-    void Close();
-    bool IsOpen() const { return mSocket >= 0; }
-
-    /// The socket's own address and port; zeros when it is closed.
-    Endpoint GetLocal() const;
-
-    /// Sends a datagram to the connected side.
-    SocketResult Send(const uint8_t* aData, size_t aSize);
-    /// Sends a datagram.
-    SocketResult SendTo(const Endpoint& aPeer, const uint8_t* aData, size_t aSize);
-    /// Receives a datagram; what does not fit is cut off.
-    /// \param aTimeout  Milliseconds; 0 only looks.
-    SocketResult Receive(uint8_t* aBuffer, size_t aCapacity, size_t& aSize, Endpoint& aFrom,
-                         uint32_t aTimeout);
-
-private:
-    int mSocket = -1;
-};
-
-/// An address of this host.
+/// An address of this computer.
 struct Interface
 {
-    std::string mName;
+    std::string mName; ///< "eth0"
     uint32_t mAddress = 0;
     uint32_t mMask = 0;
     bool mLoopback = false;
 };
 
-/// The IPv4 addresses of the host's interfaces that are up.
-std::vector<Interface> GetInterfaces();
+/// The IPv4 addresses of interfaces that are up; empty when the system does not tell.
+std::vector<Interface> ListInterfaces();
+
+/// Lets waits of this thread, and of those that it starts, end within microseconds of their time.
+void TightenTimers();
+
+/// Ends one wait of a socket from another thread. Setting it before the wait ends that one at once; setting
+/// it twice ends one wait. For one waiting thread at a time.
+class Waker
+{
+public:
+    Waker();
+    ~Waker();
+    Waker(const Waker&) = delete;
+    Waker& operator=(const Waker&) = delete;
+
+    /// False: the system refused it; waits end by themselves only.
+    bool IsValid() const { return mHandle >= 0; }
+    /// Any thread; does not block.
+    void Wake();
+
+private:
+    friend class UdpSocket;
+    int mHandle;
+};
+
+/// How an operation of a socket ended.
+enum class SocketResult
+{
+    Done,
+    TimedOut,
+    Woken,   ///< By the waker.
+    Refused, ///< Nobody listens where this socket is connected to.
+    Failed   ///< The system refused, or the socket is closed.
+};
+
+/// A wait's longest time; negative: no end.
+using SocketTime = std::chrono::nanoseconds;
+constexpr SocketTime cForever{-1};
+
+/// A UDP socket. One thread may send while another receives; opening and closing is for one thread alone.
+class UdpSocket
+{
+public:
+    UdpSocket() = default;
+    ~UdpSocket();
+    UdpSocket(const UdpSocket&) = delete;
+    UdpSocket& operator=(const UdpSocket&) = delete;
+
+    /// Opens a socket bound to aLocal; port 0 lets the system choose. Closes first.
+    /// \param aShared  Others may be bound to the same, if they share too: each gets what is broadcast.
+    /// \return False: the system refused (GetError()); the socket is closed.
+    bool Open(const Endpoint& aLocal, bool aShared = false);
+    /// Takes and sends to aPeer only, from now on. \return False: refused; GetError().
+    bool Connect(const Endpoint& aPeer);
+    void Close();
+    bool IsOpen() const { return mHandle >= 0; }
+
+    /// Allows sending to cBroadcastAddress. \return False: refused; GetError().
+    bool AllowBroadcast();
+    /// What it is bound to; zeros when closed.
+    Endpoint GetLocal() const;
+    /// The system's words for the last failure of Open(), Connect() or AllowBroadcast().
+    const std::string& GetError() const { return mError; }
+
+    /// Sends one datagram. Send() wants a connected socket. Does not block: what does not fit the system's
+    /// queues is lost, as datagrams are. \return Done, Refused or Failed.
+    SocketResult Send(std::span<const uint8_t> aData);
+    SocketResult SendTo(const Endpoint& aPeer, std::span<const uint8_t> aData);
+
+    /// Waits for one datagram.
+    /// \param aBuffer  A longer datagram is cut.
+    /// \param aSize    Receives its size, as cut; 0 unless Done.
+    /// \param aFrom    Receives the sender; may be null. Touched when Done only.
+    /// \param aTimeout 0 only looks.
+    /// \param aWaker   Ends the wait; may be null. A datagram that is there goes before it.
+    SocketResult Receive(std::span<uint8_t> aBuffer, size_t& aSize, Endpoint* aFrom, SocketTime aTimeout,
+                         Waker* aWaker = nullptr);
+
+    /// Waits until one of some sockets has something, a refusal included.
+    /// \param aSockets  Not null; closed ones are passed over. Eight at most.
+    /// \return Done, TimedOut, Woken or Failed.
+    static SocketResult Wait(std::span<UdpSocket* const> aSockets, SocketTime aTimeout, Waker* aWaker);
+
+private:
+    SocketResult TakeDatagram(std::span<uint8_t> aBuffer, size_t& aSize, Endpoint* aFrom);
+    bool Fail(const char* aWhat);
+
+    int mHandle = -1;
+    std::string mError;
+};
 
 } // namespace KyGvcp

@@ -1,0 +1,309 @@
+#include "Adapters/GigE/Gvcp/UdpSocket.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <system_error>
+#include <utility>
+
+#include <arpa/inet.h>
+#include <ifaddrs.h>
+#include <net/if.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace KyGvcp
+{
+
+namespace
+{
+
+using Clock = std::chrono::steady_clock;
+
+constexpr size_t cMostSockets = 8;
+constexpr int cReceiveBuffer = 1 << 20; // events of a second in which nobody looked
+
+sockaddr_in ToSystem(const Endpoint& aEndpoint)
+{
+    sockaddr_in lAddress{};
+    lAddress.sin_family = AF_INET;
+    lAddress.sin_addr.s_addr = htonl(aEndpoint.mAddress);
+    lAddress.sin_port = htons(aEndpoint.mPort);
+    return lAddress;
+}
+
+Endpoint FromSystem(const sockaddr_in& aAddress)
+{
+    return {ntohl(aAddress.sin_addr.s_addr), ntohs(aAddress.sin_port)};
+}
+
+const sockaddr* Generic(const sockaddr_in& aAddress)
+{
+    return reinterpret_cast<const sockaddr*>(&aAddress);
+}
+
+sockaddr* Generic(sockaddr_in& aAddress)
+{
+    return reinterpret_cast<sockaddr*>(&aAddress);
+}
+
+timespec ToTimespec(SocketTime aTime)
+{
+    const auto lSeconds = std::chrono::duration_cast<std::chrono::seconds>(aTime);
+    return {static_cast<time_t>(lSeconds.count()), static_cast<long>((aTime - lSeconds).count())};
+}
+
+/// poll() to the nanosecond, going on after signals. \return As poll().
+int PollFor(pollfd* aPolls, size_t aCount, SocketTime aTimeout)
+{
+    const Clock::time_point lEnd = Clock::now() + std::max(aTimeout, SocketTime(0));
+    SocketTime lLeft = aTimeout;
+    for (;;)
+    {
+        const timespec lTime = ToTimespec(std::max(lLeft, SocketTime(0)));
+        const int lReady =
+            ppoll(aPolls, static_cast<nfds_t>(aCount), aTimeout < SocketTime(0) ? nullptr : &lTime, nullptr);
+        if (lReady >= 0 || errno != EINTR)
+        {
+            return lReady;
+        }
+        lLeft = lEnd - Clock::now();
+    }
+}
+
+SocketResult SendResult(ssize_t aSent)
+{
+    if (aSent >= 0)
+    {
+        return SocketResult::Done;
+    }
+    const bool lLost = errno == EAGAIN || errno == ENOBUFS;
+    return lLost ? SocketResult::Done : errno == ECONNREFUSED ? SocketResult::Refused : SocketResult::Failed;
+}
+
+} // namespace
+
+std::optional<uint32_t> ParseAddress(const std::string& aText)
+{
+    in_addr lAddress{};
+    if (inet_pton(AF_INET, aText.c_str(), &lAddress) != 1)
+    {
+        return {};
+    }
+    return ntohl(lAddress.s_addr);
+}
+
+std::string AddressText(uint32_t aAddress)
+{
+    std::string lText = std::to_string(aAddress >> 24U);
+    for (const uint32_t lShift : {16U, 8U, 0U})
+    {
+        lText += '.' + std::to_string((aAddress >> lShift) & 0xFFU);
+    }
+    return lText;
+}
+
+std::string EndpointText(const Endpoint& aEndpoint)
+{
+    return AddressText(aEndpoint.mAddress) + ':' + std::to_string(aEndpoint.mPort);
+}
+
+std::vector<Interface> ListInterfaces()
+{
+    std::vector<Interface> lInterfaces;
+    ifaddrs* lList = nullptr;
+    if (getifaddrs(&lList) != 0)
+    {
+        return lInterfaces;
+    }
+    for (const ifaddrs* lNext = lList; lNext != nullptr; lNext = lNext->ifa_next)
+    {
+        const bool lUsable = lNext->ifa_addr != nullptr && lNext->ifa_addr->sa_family == AF_INET &&
+                             lNext->ifa_netmask != nullptr && (lNext->ifa_flags & IFF_UP) != 0;
+        if (lUsable)
+        {
+            const auto* const lAddress = reinterpret_cast<const sockaddr_in*>(lNext->ifa_addr);
+            const auto* const lMask = reinterpret_cast<const sockaddr_in*>(lNext->ifa_netmask);
+            lInterfaces.push_back({lNext->ifa_name, ntohl(lAddress->sin_addr.s_addr),
+                                   ntohl(lMask->sin_addr.s_addr), (lNext->ifa_flags & IFF_LOOPBACK) != 0});
+        }
+    }
+    freeifaddrs(lList);
+    return lInterfaces;
+}
+
+void TightenTimers()
+{
+    constexpr unsigned long cNanoseconds = 1000;
+    static_cast<void>(prctl(PR_SET_TIMERSLACK, cNanoseconds, 0UL, 0UL, 0UL)); // ignored: waits are only later
+}
+
+Waker::Waker() : mHandle(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
+
+Waker::~Waker()
+{
+    if (mHandle >= 0)
+    {
+        close(mHandle);
+    }
+}
+
+void Waker::Wake()
+{
+    const uint64_t lOne = 1;
+    // Ignored: a full counter is set already, and without a handle nobody waits for it.
+    static_cast<void>(!write(mHandle, &lOne, sizeof lOne));
+}
+
+UdpSocket::~UdpSocket()
+{
+    Close();
+}
+
+bool UdpSocket::Fail(const char* aWhat)
+{
+    mError = std::string(aWhat) + ": " + std::system_category().message(errno);
+    return false;
+}
+
+bool UdpSocket::Open(const Endpoint& aLocal, bool aShared)
+{
+    Close();
+    mHandle = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (mHandle < 0)
+    {
+        return Fail("no socket");
+    }
+    const int lOne = 1;
+    // Ignored: the system's own size does too, for a shorter while.
+    static_cast<void>(setsockopt(mHandle, SOL_SOCKET, SO_RCVBUF, &cReceiveBuffer, sizeof cReceiveBuffer));
+    const sockaddr_in lAddress = ToSystem(aLocal);
+    if ((aShared && setsockopt(mHandle, SOL_SOCKET, SO_REUSEADDR, &lOne, sizeof lOne) != 0) ||
+        bind(mHandle, Generic(lAddress), sizeof lAddress) != 0)
+    {
+        Fail(EndpointText(aLocal).c_str());
+        Close();
+        return false;
+    }
+    return true;
+}
+
+bool UdpSocket::Connect(const Endpoint& aPeer)
+{
+    const sockaddr_in lAddress = ToSystem(aPeer);
+    return connect(mHandle, Generic(lAddress), sizeof lAddress) == 0 || Fail(EndpointText(aPeer).c_str());
+}
+
+void UdpSocket::Close()
+{
+    const int lHandle = std::exchange(mHandle, -1);
+    if (lHandle >= 0)
+    {
+        close(lHandle);
+    }
+}
+
+bool UdpSocket::AllowBroadcast()
+{
+    const int lOne = 1;
+    return setsockopt(mHandle, SOL_SOCKET, SO_BROADCAST, &lOne, sizeof lOne) == 0 || Fail("broadcast");
+}
+
+Endpoint UdpSocket::GetLocal() const
+{
+    sockaddr_in lAddress{};
+    socklen_t lSize = sizeof lAddress;
+    return getsockname(mHandle, Generic(lAddress), &lSize) == 0 ? FromSystem(lAddress) : Endpoint();
+}
+
+SocketResult UdpSocket::Send(std::span<const uint8_t> aData)
+{
+    return SendResult(send(mHandle, aData.data(), aData.size(), MSG_NOSIGNAL));
+}
+
+SocketResult UdpSocket::SendTo(const Endpoint& aPeer, std::span<const uint8_t> aData)
+{
+    const sockaddr_in lAddress = ToSystem(aPeer);
+    return SendResult(
+        sendto(mHandle, aData.data(), aData.size(), MSG_NOSIGNAL, Generic(lAddress), sizeof lAddress));
+}
+
+SocketResult UdpSocket::TakeDatagram(std::span<uint8_t> aBuffer, size_t& aSize, Endpoint* aFrom)
+{
+    sockaddr_in lAddress{};
+    socklen_t lSize = sizeof lAddress;
+    const ssize_t lCount = recvfrom(mHandle, aBuffer.data(), aBuffer.size(), 0, Generic(lAddress), &lSize);
+    if (lCount < 0)
+    {
+        const bool lNone = errno == EAGAIN || errno == EINTR;
+        return lNone                   ? SocketResult::TimedOut
+               : errno == ECONNREFUSED ? SocketResult::Refused
+                                       : SocketResult::Failed;
+    }
+    aSize = static_cast<size_t>(lCount);
+    if (aFrom != nullptr)
+    {
+        *aFrom = FromSystem(lAddress);
+    }
+    return SocketResult::Done;
+}
+
+SocketResult UdpSocket::Receive(std::span<uint8_t> aBuffer, size_t& aSize, Endpoint* aFrom,
+                                SocketTime aTimeout, Waker* aWaker)
+{
+    aSize = 0;
+    const Clock::time_point lEnd = Clock::now() + std::max(aTimeout, SocketTime(0));
+    SocketTime lLeft = aTimeout;
+    for (;;)
+    {
+        const SocketResult lTaken = TakeDatagram(aBuffer, aSize, aFrom);
+        if (lTaken != SocketResult::TimedOut)
+        {
+            return lTaken;
+        }
+        UdpSocket* const lThis = this;
+        const SocketResult lWaited = Wait({&lThis, 1}, lLeft, aWaker);
+        if (lWaited != SocketResult::Done)
+        {
+            return lWaited;
+        }
+        // What woke the wait may turn out to be a broken datagram, which the system drops.
+        lLeft =
+            aTimeout < SocketTime(0) ? cForever : std::max<SocketTime>(lEnd - Clock::now(), SocketTime(0));
+    }
+}
+
+SocketResult UdpSocket::Wait(std::span<UdpSocket* const> aSockets, SocketTime aTimeout, Waker* aWaker)
+{
+    std::array<pollfd, cMostSockets + 1> lPolls{};
+    const size_t lSockets = std::min(aSockets.size(), cMostSockets);
+    for (size_t lIndex = 0; lIndex < lSockets; ++lIndex)
+    {
+        lPolls[lIndex] = {aSockets[lIndex]->mHandle, POLLIN, 0}; // poll() passes over negative ones
+    }
+    lPolls[lSockets] = {aWaker != nullptr ? aWaker->mHandle : -1, POLLIN, 0};
+    if (PollFor(lPolls.data(), lSockets + 1, aTimeout) < 0)
+    {
+        return SocketResult::Failed;
+    }
+    for (size_t lIndex = 0; lIndex < lSockets; ++lIndex)
+    {
+        if (lPolls[lIndex].revents != 0)
+        {
+            return (lPolls[lIndex].revents & POLLNVAL) != 0 ? SocketResult::Failed : SocketResult::Done;
+        }
+    }
+    if (lPolls[lSockets].revents == 0)
+    {
+        return SocketResult::TimedOut;
+    }
+    uint64_t lCount = 0;
+    static_cast<void>(!read(aWaker->mHandle, &lCount, sizeof lCount)); // ignored: it only sets it back
+    return SocketResult::Woken;
+}
+
+} // namespace KyGvcp
