@@ -206,9 +206,8 @@ KyResult DeviceConnection::ReadMemory(uint64_t aAddress, uint8_t* aBuffer, uint6
         mStore.Read(EventOf(aAddress), EventOffset(aAddress), aBuffer, aSize);
         return {};
     }
-    return IsOutside(aAddress, aSize)
-               ? OutsideResult()
-               : mClient.ReadMemory(static_cast<uint32_t>(aAddress), aBuffer, aSize);
+    return IsOutside(aAddress, aSize) ? OutsideResult()
+                                      : mClient.ReadMemory(static_cast<uint32_t>(aAddress), aBuffer, aSize);
 }
 
 KyResult DeviceConnection::WriteMemory(uint64_t aAddress, const uint8_t* aBuffer, uint64_t aSize)
@@ -217,9 +216,8 @@ KyResult DeviceConnection::WriteMemory(uint64_t aAddress, const uint8_t* aBuffer
     {
         return {KyGvcp::cWriteProtect, "What an event brought can only be read."};
     }
-    return IsOutside(aAddress, aSize)
-               ? OutsideResult()
-               : mClient.WriteMemory(static_cast<uint32_t>(aAddress), aBuffer, aSize);
+    return IsOutside(aAddress, aSize) ? OutsideResult()
+                                      : mClient.WriteMemory(static_cast<uint32_t>(aAddress), aBuffer, aSize);
 }
 
 KyResult DeviceConnection::ReadRegister(uint64_t aAddress, uint32_t& aValue)

@@ -63,7 +63,8 @@ GigEDeviceAdapter::GigEDeviceAdapter(std::unique_ptr<DeviceConnection> aConnecti
 
 GigEDeviceAdapter::~GigEDeviceAdapter() = default;
 
-KyResult GigEDeviceAdapter::Connect(const DeviceAddress& aAddress, std::unique_ptr<GigEDeviceAdapter>& aAdapter)
+KyResult GigEDeviceAdapter::Connect(const DeviceAddress& aAddress,
+                                    std::unique_ptr<GigEDeviceAdapter>& aAdapter)
 {
     return Connect(aAddress, ConnectionOptions(), aAdapter);
 }

@@ -23,7 +23,7 @@ struct FeatureEntry
 {
     std::string mName;
     std::string mCategory;
-    std::string mKind;       ///< "Integer", "Float", "Boolean", "Enumeration", "String", "Register", "Command".
+    std::string mKind; ///< "Integer", "Float", "Boolean", "Enumeration", "String", "Register", "Command".
     std::string mVisibility; ///< "Beginner", "Expert", "Guru" or "Invisible".
     std::string mToolTip;
     bool mAvailable = false;
@@ -34,9 +34,9 @@ struct FeatureEntry
 /// What passed through a connection.
 struct ConnectionFigures
 {
-    uint64_t mLosses = 0;         ///< How often the connection was lost.
+    uint64_t mLosses = 0;           ///< How often the connection was lost.
     uint64_t mRepeatedCommands = 0; ///< Packets that had to be sent again.
-    uint64_t mRepeatedEvents = 0; ///< Events that came again and were left out.
+    uint64_t mRepeatedEvents = 0;   ///< Events that came again and were left out.
 };
 
 /// A GigE Vision device on the network, as the serial library wants it.
@@ -79,8 +79,8 @@ public:
     GigEDeviceAdapter(const GigEDeviceAdapter&) = delete;
     GigEDeviceAdapter& operator=(const GigEDeviceAdapter&) = delete;
 
-    /// Connects again now, if the connection is lost. \return As Connect(); also NO_CONNECTION: another device
-    /// answers there.
+    /// Connects again now, if the connection is lost. \return As Connect(); also NO_CONNECTION: another
+    /// device answers there.
     KyResult Reconnect();
     /// What the device said about itself.
     const DeviceInformation& GetInformation() const;

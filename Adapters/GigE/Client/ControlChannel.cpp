@@ -24,8 +24,8 @@ constexpr uint16_t cNoAcknowledge = 0x8F01;
 
 KyResult Refused(uint16_t aStatus)
 {
-    const std::string lReason = aStatus == cNoAcknowledge ? "nobody on the bus acknowledged"
-                                                          : KyGvcp::NameOfStatus(aStatus);
+    const std::string lReason =
+        aStatus == cNoAcknowledge ? "nobody on the bus acknowledged" : KyGvcp::NameOfStatus(aStatus);
     return {aStatus, KyString(("The device refused: " + lReason + ".").c_str())};
 }
 
@@ -210,8 +210,8 @@ KyResult ControlChannel::WriteMemory(uint32_t aAddress, const uint8_t* aBuffer, 
     {
         const size_t lSize = static_cast<size_t>(std::min<uint64_t>(aSize - lDone, KyGvcp::cMaxBlock));
         const bool lWindow = (aAddress & cWindow) != 0;
-        KyResult lResult = WriteBlock(lWindow ? aAddress : aAddress + static_cast<uint32_t>(lDone),
-                                      aBuffer + lDone, lSize);
+        KyResult lResult =
+            WriteBlock(lWindow ? aAddress : aAddress + static_cast<uint32_t>(lDone), aBuffer + lDone, lSize);
         if (!lResult.IsOK())
         {
             return lResult;

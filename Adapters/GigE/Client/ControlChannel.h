@@ -17,8 +17,8 @@ namespace KyGigE
 /// How long a command may take.
 struct ControlTimes
 {
-    uint32_t mTimeout = 200;  ///< Milliseconds until a command is sent again.
-    uint32_t mAttempts = 4;   ///< How often it is sent; then the device counts as lost.
+    uint32_t mTimeout = 200;   ///< Milliseconds until a command is sent again.
+    uint32_t mAttempts = 4;    ///< How often it is sent; then the device counts as lost.
     uint32_t mPending = 10000; ///< The most that a device may ask for in all, in milliseconds.
 };
 
@@ -75,7 +75,7 @@ private:
     std::atomic<bool> mShut = true;
     std::atomic<uint64_t> mRepeats = 0;
     uint16_t mRequest JX_GUARDED_BY(mLock) = 0;
-    uint16_t mCode JX_GUARDED_BY(mLock) = 0;   // of the command, and how many bytes have to answer it
+    uint16_t mCode JX_GUARDED_BY(mLock) = 0; // of the command, and how many bytes have to answer it
     size_t mAnswer JX_GUARDED_BY(mLock) = 0;
     Clock::time_point mLatest JX_GUARDED_BY(mLock); // end of the device's time, whatever it asks for
     std::array<uint8_t, KyGvcp::cMaxPacket> mIn JX_GUARDED_BY(mLock){};

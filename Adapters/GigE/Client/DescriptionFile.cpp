@@ -27,10 +27,10 @@ bool ParseHex(const std::string& aText, uint32_t& aNumber)
 bool ParseDescriptionUrl(const std::string& aUrl, DescriptionPlace& aPlace)
 {
     const std::string lScheme = "local:";
-    const bool lLocal =
-        aUrl.size() > lScheme.size() &&
-        std::equal(lScheme.begin(), lScheme.end(), aUrl.begin(), [](char aExpected, char aFound)
-                   { return aExpected == std::tolower(static_cast<unsigned char>(aFound)); });
+    const bool lLocal = aUrl.size() > lScheme.size() &&
+                        std::equal(lScheme.begin(), lScheme.end(), aUrl.begin(),
+                                   [](char aExpected, char aFound)
+                                   { return aExpected == std::tolower(static_cast<unsigned char>(aFound)); });
     const size_t lFirst = aUrl.find(';');
     const size_t lSecond = lFirst != std::string::npos ? aUrl.find(';', lFirst + 1) : lFirst;
     if (!lLocal || lSecond == std::string::npos)

@@ -2,6 +2,8 @@
 
 #include "Adapters/GigE/Gvcp/Protocol.h"
 
+#include <KyBase/Export.h>
+
 #include <cstdint>
 #include <string>
 
@@ -28,6 +30,6 @@ struct DeviceInformation
 DeviceInformation ParseInformation(KyGvcp::Bytes aRegisters);
 
 /// "00:11:22:33:44:55"
-std::string MacText(uint64_t aMac);
+KY_EXPORT std::string MacText(uint64_t aMac);
 
 } // namespace KyGigE

@@ -83,10 +83,9 @@ void Collect(Search& aSearch, std::map<std::pair<uint32_t, uint16_t>, FoundDevic
     if (lAnswer && lAnswer->mCode == KyGvcp::cDiscoveryAck && lAnswer->mRequestID == cRequest &&
         lAnswer->mStatus == KyGvcp::cSuccess && lAnswer->mPayload.size() >= KyGvcp::cDiscoverySize)
     {
-        aFound.try_emplace({lFrom.mAddress, lFrom.mPort},
-                           FoundDevice{ParseInformation(lAnswer->mPayload),
-                                       KyGvcp::AddressText(lFrom.mAddress), lFrom.mPort,
-                                       aSearch.mInterface.mName});
+        aFound.try_emplace({lFrom.mAddress, lFrom.mPort}, FoundDevice{ParseInformation(lAnswer->mPayload),
+                                                                      KyGvcp::AddressText(lFrom.mAddress),
+                                                                      lFrom.mPort, aSearch.mInterface.mName});
     }
 }
 

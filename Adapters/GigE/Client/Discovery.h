@@ -27,7 +27,7 @@ struct DiscoveryOptions
 struct FoundDevice
 {
     DeviceInformation mInformation;
-    std::string mAddress;   ///< What it answered from, dotted.
+    std::string mAddress; ///< What it answered from, dotted.
     uint16_t mPort = 0;
     std::string mInterface; ///< Name of the interface that it was found on.
 };

@@ -12,8 +12,8 @@
 namespace KyGigE
 {
 
-using JxUtilsLib::Logger;
 using JxUtilsLib::LockScope;
+using JxUtilsLib::Logger;
 
 namespace
 {
@@ -53,10 +53,12 @@ KyResult GvcpClient::OpenSockets(MessageChannel::EventHandler aEvents)
     }
     if (!mAddress.mInterface.empty() && !FindInterface(mAddress.mInterface, lLocal))
     {
-        return Failure(KyResult::FAILURE, "This computer has no network interface " + mAddress.mInterface + ".");
+        return Failure(KyResult::FAILURE,
+                       "This computer has no network interface " + mAddress.mInterface + ".");
     }
     KyResult lResult = mControl.Open({*lDevice, mAddress.mPort}, lLocal);
-    return lResult.IsOK() ? mMessages.Open(mControl.GetLocal().mAddress, *lDevice, std::move(aEvents)) : lResult;
+    return lResult.IsOK() ? mMessages.Open(mControl.GetLocal().mAddress, *lDevice, std::move(aEvents))
+                          : lResult;
 }
 
 KyResult GvcpClient::Open(MessageChannel::EventHandler aEvents, Preparation aPrepare)
@@ -177,8 +179,7 @@ KyResult GvcpClient::TakeControl()
         static_cast<void>(mControl.ReadRegister(KyGvcp::cPrimaryAddressRegister, lAddress));
         static_cast<void>(mControl.ReadRegister(KyGvcp::cPrimaryPortRegister, lPort));
         const std::string lOwner =
-            lAddress == 0 ? ""
-                          : " (" + KyGvcp::EndpointText({lAddress, static_cast<uint16_t>(lPort)}) + ")";
+            lAddress == 0 ? "" : " (" + KyGvcp::EndpointText({lAddress, static_cast<uint16_t>(lPort)}) + ")";
         return Failure(KyGvcp::cAccessDenied,
                        "Another application" + lOwner + " controls the device at " + Where() + ".");
     }

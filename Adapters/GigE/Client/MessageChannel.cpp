@@ -109,9 +109,8 @@ void MessageChannel::HandlePacket(Bytes aPacket, const KyGvcp::Endpoint& aFrom)
     // At once: the device sends again what is not acknowledged in time, and sinks take their time.
     if ((lCommand->mFlags & KyGvcp::cAcknowledgeWanted) != 0)
     {
-        const auto lAcknowledge =
-            KyGvcp::Packet::Acknowledge(KyGvcp::cSuccess, static_cast<uint16_t>(lCommand->mCode + 1U),
-                                        lCommand->mRequestID);
+        const auto lAcknowledge = KyGvcp::Packet::Acknowledge(
+            KyGvcp::cSuccess, static_cast<uint16_t>(lCommand->mCode + 1U), lCommand->mRequestID);
         static_cast<void>(mSocket.SendTo(aFrom, lAcknowledge.GetBytes())); // ignored: the device asks again
     }
     if (IsRepeated(aPacket, lCommand->mRequestID))
@@ -125,8 +124,8 @@ void MessageChannel::HandlePacket(Bytes aPacket, const KyGvcp::Endpoint& aFrom)
     }
 }
 
-// A packet that is sent again is the same in every byte, its time included. The identifier alone would take the
-// first events of a device that has started anew for old ones.
+// A packet that is sent again is the same in every byte, its time included. The identifier alone would take
+// the first events of a device that has started anew for old ones.
 bool MessageChannel::IsRepeated(Bytes aPacket, uint16_t aRequest)
 {
     const std::string_view lBytes(reinterpret_cast<const char*>(aPacket.data()), aPacket.size());
