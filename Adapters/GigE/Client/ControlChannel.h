@@ -1,0 +1,87 @@
+#pragma once
+
+#include "Adapters/GigE/Gvcp/Protocol.h"
+#include "Adapters/GigE/Gvcp/UdpSocket.h"
+
+#include <JxUtilsLib/Mutex.h>
+#include <KyBase/KyResult.h>
+
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+
+namespace KyGigE
+{
+
+/// How long a command may take.
+struct ControlTimes
+{
+    uint32_t mTimeout = 200;   ///< Milliseconds until a command is sent again.
+    uint32_t mAttempts = 4;    ///< How often it is sent; then the device counts as lost.
+    uint32_t mPending = 10000; ///< The most that a device may ask for in all, in milliseconds.
+};
+
+/// The control channel to a device: one command at a time, each sent again with the same identifier until
+/// its acknowledge comes, so that the device does it once.
+///
+/// Threads: any. A command blocks until the one before it is done, and then for mTimeout * mAttempts at the
+/// most, or as long as the device asks for.
+///
+/// Results: OK; a status of GigE Vision, 0x8000 and above, as the device sent it; NO_CONNECTION: the channel
+/// is shut, or the device does not answer, which shuts it.
+class ControlChannel
+{
+public:
+    explicit ControlChannel(const ControlTimes& aTimes);
+
+    /// Opens the socket. \param aLocal  Own address; 0: the system chooses. \return FAILURE: it refused.
+    KyResult Open(const KyGvcp::Endpoint& aDevice, uint32_t aLocal);
+    /// Own end of the channel.
+    KyGvcp::Endpoint GetLocal() const { return mSocket.GetLocal(); }
+
+    /// Commands go through, or are refused at once.
+    void SetShut(bool aShut) { mShut = aShut; }
+    bool IsShut() const { return mShut; }
+
+    KyResult ReadRegister(uint32_t aAddress, uint32_t& aValue);
+    KyResult WriteRegister(uint32_t aAddress, uint32_t aValue);
+    /// Reads any number of bytes. Devices read whole words, so a little more is asked for and dropped.
+    KyResult ReadMemory(uint32_t aAddress, uint8_t* aBuffer, uint64_t aSize);
+    /// Writes exactly aSize bytes, in packets of 536. Where bit 31 of the address is set lies a window, not
+    /// memory: all packets go to the same address.
+    /// \return Also 0x8002: no bytes.
+    KyResult WriteMemory(uint32_t aAddress, const uint8_t* aBuffer, uint64_t aSize);
+
+    /// Packets that were sent again.
+    uint64_t GetRepeats() const { return mRepeats; }
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    KyResult Execute(const KyGvcp::Packet& aCommand, uint16_t aCode, size_t aAnswer, KyGvcp::Bytes& aPayload)
+        JX_REQUIRES(mLock);
+    KyResult WaitForAnswer(KyGvcp::Bytes& aPayload, bool& aRefused) JX_REQUIRES(mLock);
+    bool TakeAnswer(size_t aReceived, Clock::time_point& aEnd, KyGvcp::Bytes& aPayload, KyResult& aResult)
+        JX_REQUIRES(mLock);
+    uint16_t NextRequest() JX_REQUIRES(mLock);
+    KyResult ReadBlock(uint32_t aAddress, uint8_t* aBuffer, size_t aSize);
+    KyResult WriteBlock(uint32_t aAddress, const uint8_t* aBuffer, size_t aSize);
+    KyResult Lose();
+
+    const ControlTimes mTimes;
+    JxUtilsLib::Mutex mLock;
+    KyGvcp::UdpSocket mSocket;
+    std::atomic<bool> mShut = true;
+    std::atomic<uint64_t> mRepeats = 0;
+    uint16_t mRequest JX_GUARDED_BY(mLock) = 0;
+    uint16_t mCode JX_GUARDED_BY(mLock) = 0; // of the command, and how many bytes have to answer it
+    size_t mAnswer JX_GUARDED_BY(mLock) = 0;
+    Clock::time_point mLatest JX_GUARDED_BY(mLock); // end of the device's time, whatever it asks for
+    std::array<uint8_t, KyGvcp::cMaxPacket> mIn JX_GUARDED_BY(mLock){};
+};
+
+/// What every call on a lost device returns.
+KyResult NotConnected();
+
+} // namespace KyGigE

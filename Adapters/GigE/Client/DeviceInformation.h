@@ -1,0 +1,35 @@
+#pragma once
+
+#include "Adapters/GigE/Gvcp/Protocol.h"
+
+#include <KyBase/Export.h>
+
+#include <cstdint>
+#include <string>
+
+namespace KyGigE
+{
+
+/// What a device says about itself.
+struct DeviceInformation
+{
+    uint64_t mMac = 0;
+    uint32_t mAddress = 0; ///< The one that it uses now.
+    uint32_t mMask = 0;
+    uint32_t mGateway = 0;
+    std::string mVendor;
+    std::string mModel;
+    std::string mVersion;
+    std::string mInformation; ///< The maker's own words.
+    std::string mSerialNumber;
+    std::string mUserName;
+};
+
+/// Takes the first 248 bytes of a device's registers apart, as discovery and memory reads give them. Texts
+/// are cut at what cannot be printed.
+DeviceInformation ParseInformation(KyGvcp::Bytes aRegisters);
+
+/// "00:11:22:33:44:55"
+KY_EXPORT std::string MacText(uint64_t aMac);
+
+} // namespace KyGigE

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "Adapters/GigE/Client/DeviceInformation.h"
+
+#include <KyBase/Export.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace KyGigE
+{
+
+/// Where devices are looked for.
+struct DiscoveryOptions
+{
+    /// Address of one device, dotted; empty: every device that a broadcast reaches.
+    std::string mAddress;
+    uint16_t mPort = KyGvcp::cControlPort;
+    /// Own address or name of the interface to look on; empty: all.
+    std::string mInterface;
+    /// Milliseconds to wait for answers; a single device ends the wait.
+    uint32_t mTime = 500;
+};
+
+/// A device that answered.
+struct FoundDevice
+{
+    DeviceInformation mInformation;
+    std::string mAddress; ///< What it answered from, dotted.
+    uint16_t mPort = 0;
+    std::string mInterface; ///< Name of the interface that it was found on.
+};
+
+/// Looks for devices. A broadcast leaves the host on each interface that is searched.
+/// \param aDevices  Those that answered, by address; each once, though several interfaces may reach it.
+/// \return Empty; or why nothing could be asked, in words for a user.
+KY_EXPORT std::string DiscoverDevices(const DiscoveryOptions& aOptions, std::vector<FoundDevice>& aDevices);
+
+/// The own address to use for an interface's address or name.
+/// \return False: this host has no such interface, or it is not up.
+bool FindInterface(const std::string& aInterface, uint32_t& aAddress);
+
+} // namespace KyGigE

@@ -1,0 +1,102 @@
+#pragma once
+
+#include "Adapters/GigE/Client/ControlChannel.h"
+#include "Adapters/GigE/Client/DeviceInformation.h"
+#include "Adapters/GigE/Client/MessageChannel.h"
+#include "Adapters/GigE/Condition.h"
+#include "Adapters/GigE/DeviceAddress.h"
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <thread>
+
+namespace KyGigE
+{
+
+/// How a device is kept.
+struct ConnectionOptions
+{
+    ControlTimes mControl;
+    uint32_t mHeartbeatPeriod = 500;   ///< Milliseconds between two signs of life.
+    uint32_t mHeartbeatTimeout = 3000; ///< After which the device gives up an application that is silent.
+    uint32_t mEventTimeout = 200;      ///< After which the device sends an event again, in milliseconds.
+    uint32_t mEventRetries = 3;        ///< How often it does. In all it should stay below a second.
+    bool mReconnect = true;            ///< Connect again by itself when the device is back.
+};
+
+/// A connection to a device: control, its events, and the signs of life that keep both.
+///
+/// When the device does not answer any more, or gives control to somebody else, the connection is lost: every
+/// operation returns NO_CONNECTION at once, and a thread of the client tries to connect again, to the same
+/// device only. The message channel is set up again then; what else was written to the device is not.
+///
+/// Threads: Open() and Close() by one; the rest by any.
+class GvcpClient
+{
+public:
+    /// What an owner does with a device that has just been connected, before anybody else may use it.
+    using Preparation = std::function<KyResult()>;
+
+    GvcpClient(const DeviceAddress& aAddress, const ConnectionOptions& aOptions);
+    ~GvcpClient() { Close(); }
+    GvcpClient(const GvcpClient&) = delete;
+    GvcpClient& operator=(const GvcpClient&) = delete;
+
+    /// Connects. \param aEvents  Hears the device's events, on the thread of the message channel.
+    /// \param aPrepare  Called here and at each new connection, on the thread that connects.
+    /// \return FAILURE: no such interface, or the system refused; NO_CONNECTION: nobody answers; 0x8006:
+    ///         another application controls the device; what the device or aPrepare answered.
+    KyResult Open(MessageChannel::EventHandler aEvents, Preparation aPrepare);
+    /// Gives the device back and ends all threads. Not from an event's handler.
+    void Close();
+
+    /// Connects again now, unless the connection is there. \return As Open().
+    KyResult Reconnect();
+    /// Whether the device can be reached, as far as is known.
+    bool IsConnected() const { return mConnected && !mControl.IsShut(); }
+    /// How often the connection was lost.
+    uint64_t GetLosses() const { return mLosses; }
+    /// Whether the device sends events.
+    bool HasEvents() const { return mHasEvents; }
+    /// What the device said about itself when it was opened.
+    const DeviceInformation& GetInformation() const { return mInformation; }
+
+    KyResult ReadRegister(uint32_t aAddress, uint32_t& aValue);
+    KyResult WriteRegister(uint32_t aAddress, uint32_t aValue);
+    KyResult ReadMemory(uint32_t aAddress, uint8_t* aBuffer, uint64_t aSize);
+    KyResult WriteMemory(uint32_t aAddress, const uint8_t* aBuffer, uint64_t aSize);
+
+    /// The channels, for preparations and for figures.
+    ControlChannel& GetControl() { return mControl; }
+    MessageChannel& GetMessages() { return mMessages; }
+
+private:
+    KyResult OpenSockets(MessageChannel::EventHandler aEvents);
+    KyResult Connect() JX_REQUIRES(mConnecting);
+    KyResult Identify() JX_REQUIRES(mConnecting);
+    KyResult TakeControl();
+    KyResult StartEvents();
+    void Keep();
+    void SendHeartbeat();
+    void LoseConnection(const char* aReason);
+    std::string Where() const { return DeviceAddressText(mAddress); }
+
+    const DeviceAddress mAddress;
+    const ConnectionOptions mOptions;
+    ControlChannel mControl;
+    MessageChannel mMessages;
+    Preparation mPrepare;
+    DeviceInformation mInformation; // constant after Open()
+    bool mIdentified JX_GUARDED_BY(mConnecting) = false;
+    std::atomic<bool> mConnected = false;
+    std::atomic<bool> mHasEvents = false;
+    std::atomic<uint64_t> mLosses = 0;
+    JxUtilsLib::Mutex mConnecting; // one attempt at a time
+    std::thread mKeeper;
+    JxUtilsLib::Mutex mLock;
+    Condition mChanged;
+    bool mStop JX_GUARDED_BY(mLock) = false;
+};
+
+} // namespace KyGigE

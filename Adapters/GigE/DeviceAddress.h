@@ -1,0 +1,27 @@
+#pragma once
+
+#include <KyBase/Export.h>
+
+#include <cstdint>
+#include <string>
+
+namespace KyGigE
+{
+
+/// Where a device is.
+struct DeviceAddress
+{
+    std::string mAddress;   ///< IPv4, "192.168.0.5".
+    uint16_t mPort = 3956;  ///< UDP port of its control channel.
+    std::string mInterface; ///< Own IPv4 address or network interface to use; empty: the system chooses.
+};
+
+/// Takes "gev://ADDRESS[:PORT][?interface=ADDRESS-OR-NAME]" apart.
+/// \param aAddress  Untouched on a failure.
+/// \return Empty; or why aText is none, in words for a user.
+KY_EXPORT std::string ParseDeviceAddress(const std::string& aText, DeviceAddress& aAddress);
+
+/// The text of an address, as ParseDeviceAddress() reads it.
+KY_EXPORT std::string DeviceAddressText(const DeviceAddress& aAddress);
+
+} // namespace KyGigE

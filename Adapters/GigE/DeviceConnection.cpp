@@ -1,0 +1,236 @@
+#include "Adapters/GigE/DeviceConnection.h"
+
+#include "Adapters/GigE/Client/DescriptionFile.h"
+#include "Adapters/GigE/GenApi/ArvNodeMap.h"
+#include "Adapters/GigE/GenApi/EventAddress.h"
+#include "Adapters/GigE/GenApi/Unzip.h"
+
+#include <JxUtilsLib/Event.h>
+#include <JxUtilsLib/LockScope.h>
+
+#include <utility>
+
+namespace KyGigE
+{
+
+using JxUtilsLib::LockScope;
+
+namespace
+{
+
+bool IsOutside(uint64_t aAddress, uint64_t aSize)
+{
+    constexpr uint64_t cSpace = uint64_t{1} << 32U;
+    return aAddress >= cSpace || aSize > cSpace - aAddress;
+}
+
+KyResult OutsideResult()
+{
+    return {KyGvcp::cInvalidAddress, "The address lies outside the device's registers."};
+}
+
+} // namespace
+
+DeviceConnection::DeviceConnection(const DeviceAddress& aAddress, const ConnectionOptions& aOptions)
+    : mClient(aAddress, aOptions)
+{
+}
+
+DeviceConnection::~DeviceConnection()
+{
+    mClient.Close();
+}
+
+KyResult DeviceConnection::Open()
+{
+    return mClient.Open([this](const KyGvcp::EventView& aEvent) { HandleEvent(aEvent); },
+                        [this] { return LoadFeatures(); });
+}
+
+std::shared_ptr<const DeviceFeatures> DeviceConnection::GetFeatures()
+{
+    const LockScope lScope(mFeaturesLock);
+    return mFeatures;
+}
+
+KyResult DeviceConnection::LoadFeatures()
+{
+    std::string lFile;
+    auto lFeatures = std::make_shared<DeviceFeatures>();
+    KyResult lResult = ReadDescription(mClient.GetControl(), lFile);
+    if (lResult.IsOK())
+    {
+        lResult = DeviceDescription::Parse(Unzipped(lFile), lFeatures->mDescription);
+    }
+    if (lResult.IsOK())
+    {
+        lResult = ArvNodeMap::Create(*lFeatures->mDescription, *this, lFeatures->mMap);
+    }
+    if (lResult.IsOK())
+    {
+        const FeatureGraph& lGraph = lFeatures->mDescription->GetGraph();
+        for (const auto& [lPort, lEvent] : lGraph.GetEventPorts())
+        {
+            lFeatures->mFed[lEvent] = lGraph.FedBy(lEvent);
+        }
+        const LockScope lScope(mFeaturesLock);
+        mFeatures = std::move(lFeatures);
+    }
+    return lResult;
+}
+
+void DeviceConnection::NotifyInvalidated(const std::string& aName)
+{
+    if (mSinks.HasInterest(aName))
+    {
+        const KyString lName(aName.c_str(), aName.size());
+        mSinks.Call([&](IKyDeviceEventSink& aSink) { aSink.NotifyFeatureInvalidated(&lName); });
+    }
+}
+
+void DeviceConnection::HandleEvent(const KyGvcp::EventView& aEvent)
+{
+    mStore.Begin(aEvent.mID, aEvent.mItem.data(), aEvent.mItem.size());
+    mSinks.Call(
+        [&](IKyDeviceEventSink& aSink)
+        {
+            aSink.NotifyEvent(aEvent.mID, aEvent.mStreamChannel, aEvent.mBlockID, aEvent.mTimestamp,
+                              aEvent.mData.data(), static_cast<uint32_t>(aEvent.mData.size()));
+        });
+    const std::shared_ptr<const DeviceFeatures> lFeatures = mSinks.HasInterests() ? GetFeatures() : nullptr;
+    if (lFeatures != nullptr)
+    {
+        const auto lFed = lFeatures->mFed.find(aEvent.mID);
+        for (const std::string& lName :
+             lFed != lFeatures->mFed.end() ? lFed->second : std::vector<std::string>())
+        {
+            NotifyInvalidated(lName);
+        }
+    }
+    mStore.End();
+}
+
+void DeviceConnection::Report(std::vector<std::string> aNames)
+{
+    mClient.GetMessages().Post(
+        [this, lNames = std::move(aNames)]
+        {
+            mStore.BeginNone();
+            for (const std::string& lName : lNames)
+            {
+                NotifyInvalidated(lName);
+            }
+            mStore.End();
+        });
+}
+
+void DeviceConnection::ReportWritten(const std::string& aName)
+{
+    const std::shared_ptr<const DeviceFeatures> lFeatures = mSinks.HasInterests() ? GetFeatures() : nullptr;
+    if (lFeatures == nullptr)
+    {
+        return;
+    }
+    std::vector<std::string> lNames;
+    for (std::string& lName : lFeatures->mDescription->GetGraph().AffectedBy(aName))
+    {
+        if (mSinks.HasInterest(lName))
+        {
+            lNames.push_back(std::move(lName));
+        }
+    }
+    if (!lNames.empty())
+    {
+        Report(std::move(lNames));
+    }
+}
+
+bool DeviceConnection::HasChanged(const DeviceFeatures& aFeatures, const std::string& aName,
+                                  uint32_t aMilliseconds)
+{
+    const uint64_t lPeriod = aFeatures.mDescription->GetGraph().PollingTimeOf(aName);
+    if (lPeriod == 0)
+    {
+        return false;
+    }
+    {
+        const LockScope lScope(mPollLock);
+        Polled& lPolled = mPolled[aName];
+        lPolled.mElapsed += aMilliseconds;
+        if (lPolled.mElapsed < lPeriod)
+        {
+            return false;
+        }
+        lPolled.mElapsed = 0;
+    }
+    std::string lValue;
+    if (!aFeatures.mMap->GetText(aName, lValue).IsOK())
+    {
+        return false;
+    }
+    const LockScope lScope(mPollLock);
+    Polled& lPolled = mPolled[aName];
+    const bool lChanged = lPolled.mKnown && lPolled.mValue != lValue;
+    lPolled.mKnown = true;
+    lPolled.mValue = lValue;
+    return lChanged;
+}
+
+void DeviceConnection::PollFeatures(uint32_t aMilliseconds)
+{
+    const std::shared_ptr<const DeviceFeatures> lFeatures = mSinks.HasInterests() ? GetFeatures() : nullptr;
+    if (lFeatures == nullptr)
+    {
+        return;
+    }
+    for (const std::string& lName : mSinks.GetInterests())
+    {
+        if (HasChanged(*lFeatures, lName, aMilliseconds))
+        {
+            Report({lName});
+        }
+    }
+}
+
+void DeviceConnection::WaitForEvents()
+{
+    const auto lDone = std::make_shared<JxUtilsLib::Event>(true);
+    mClient.GetMessages().Post([lDone] { lDone->Set(); });
+    lDone->Wait_ms(JxUtilsLib::Event::cInfinite);
+}
+
+KyResult DeviceConnection::ReadMemory(uint64_t aAddress, uint8_t* aBuffer, uint64_t aSize)
+{
+    if (IsEventAddress(aAddress))
+    {
+        mStore.Read(EventOf(aAddress), EventOffset(aAddress), aBuffer, aSize);
+        return {};
+    }
+    return IsOutside(aAddress, aSize) ? OutsideResult()
+                                      : mClient.ReadMemory(static_cast<uint32_t>(aAddress), aBuffer, aSize);
+}
+
+KyResult DeviceConnection::WriteMemory(uint64_t aAddress, const uint8_t* aBuffer, uint64_t aSize)
+{
+    if (IsEventAddress(aAddress))
+    {
+        return {KyGvcp::cWriteProtect, "What an event brought can only be read."};
+    }
+    return IsOutside(aAddress, aSize) ? OutsideResult()
+                                      : mClient.WriteMemory(static_cast<uint32_t>(aAddress), aBuffer, aSize);
+}
+
+KyResult DeviceConnection::ReadRegister(uint64_t aAddress, uint32_t& aValue)
+{
+    aValue = 0;
+    return IsOutside(aAddress, 4) ? OutsideResult()
+                                  : mClient.ReadRegister(static_cast<uint32_t>(aAddress), aValue);
+}
+
+KyResult DeviceConnection::WriteRegister(uint64_t aAddress, uint32_t aValue)
+{
+    return IsOutside(aAddress, 4) ? OutsideResult()
+                                  : mClient.WriteRegister(static_cast<uint32_t>(aAddress), aValue);
+}
+
+} // namespace KyGigE

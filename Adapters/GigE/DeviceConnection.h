@@ -1,0 +1,83 @@
+#pragma once
+
+#include "Adapters/GigE/Client/GvcpClient.h"
+#include "Adapters/GigE/EventSinks.h"
+#include "Adapters/GigE/EventStore.h"
+#include "Adapters/GigE/GenApi/DeviceDescription.h"
+#include "Adapters/GigE/GenApi/INodeMap.h"
+#include "Adapters/GigE/GenApi/IRegisterSpace.h"
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace KyGigE
+{
+
+/// What a connected device can be asked by name.
+struct DeviceFeatures
+{
+    std::unique_ptr<DeviceDescription> mDescription;
+    std::unique_ptr<INodeMap> mMap;
+    std::map<uint16_t, std::vector<std::string>> mFed; ///< By event: the features that it feeds.
+};
+
+/// The parts of an adapter put together: client, features, events.
+///
+/// Locks: that of the control channel is held during a command, that of the node map during an access to a
+/// feature, which may take the channel's; all others are leaves. None is held while a sink is called, and the
+/// way of an event takes neither of the two.
+class DeviceConnection final : public IRegisterSpace
+{
+public:
+    DeviceConnection(const DeviceAddress& aAddress, const ConnectionOptions& aOptions);
+    ~DeviceConnection();
+    DeviceConnection(const DeviceConnection&) = delete;
+    DeviceConnection& operator=(const DeviceConnection&) = delete;
+
+    /// Connects. \return As GvcpClient::Open().
+    KyResult Open();
+
+    GvcpClient& GetClient() { return mClient; }
+    EventSinks& GetSinks() { return mSinks; }
+    /// The features; never null after Open() has worked. A new connection makes new ones.
+    std::shared_ptr<const DeviceFeatures> GetFeatures();
+
+    /// Reports a feature that was written, and those that depend on it, on the event thread.
+    void ReportWritten(const std::string& aName);
+    /// Lets time pass for features that the device changes by itself: those that are due are read, and
+    /// reported when they have changed.
+    void PollFeatures(uint32_t aMilliseconds);
+    /// Waits until the event thread has done everything that it has now.
+    void WaitForEvents();
+
+    KyResult ReadMemory(uint64_t aAddress, uint8_t* aBuffer, uint64_t aSize) override;
+    KyResult WriteMemory(uint64_t aAddress, const uint8_t* aBuffer, uint64_t aSize) override;
+    KyResult ReadRegister(uint64_t aAddress, uint32_t& aValue) override;
+    KyResult WriteRegister(uint64_t aAddress, uint32_t aValue) override;
+
+private:
+    struct Polled
+    {
+        uint64_t mElapsed = 0;
+        bool mKnown = false;
+        std::string mValue;
+    };
+
+    KyResult LoadFeatures();
+    void HandleEvent(const KyGvcp::EventView& aEvent);
+    void Report(std::vector<std::string> aNames);
+    void NotifyInvalidated(const std::string& aName);
+    bool HasChanged(const DeviceFeatures& aFeatures, const std::string& aName, uint32_t aMilliseconds);
+
+    EventStore mStore;
+    EventSinks mSinks;
+    JxUtilsLib::Mutex mFeaturesLock;
+    std::shared_ptr<const DeviceFeatures> mFeatures JX_GUARDED_BY(mFeaturesLock);
+    JxUtilsLib::Mutex mPollLock;
+    std::map<std::string, Polled> mPolled JX_GUARDED_BY(mPollLock);
+    GvcpClient mClient; // last: its threads use the others
+};
+
+} // namespace KyGigE

@@ -1,0 +1,119 @@
+#include "Adapters/GigE/EventSinks.h"
+
+#include <JxUtilsLib/LockScope.h>
+
+#include <algorithm>
+
+namespace KyGigE
+{
+
+using JxUtilsLib::LockScope;
+
+bool EventSinks::Add(IKyDeviceEventSink* aSink)
+{
+    const LockScope lScope(mLock);
+    if (std::find(mSinks.begin(), mSinks.end(), aSink) != mSinks.end())
+    {
+        return false;
+    }
+    mSinks.push_back(aSink);
+    return true;
+}
+
+bool EventSinks::Remove(IKyDeviceEventSink* aSink)
+{
+    const LockScope lScope(mLock);
+    const auto lSink = std::find(mSinks.begin(), mSinks.end(), aSink);
+    const bool lFound = lSink != mSinks.end();
+    if (lFound)
+    {
+        mSinks.erase(lSink);
+    }
+    // Also for a sink that another thread has just removed: the promise holds for each caller.
+    const uint64_t lCalls = mCalls;
+    while (mCurrent != nullptr && mCurrent == aSink && mCalls == lCalls &&
+           mThread != std::this_thread::get_id())
+    {
+        mEnded.Wait(mLock);
+    }
+    return lFound;
+}
+
+void EventSinks::AddInterest(const std::string& aName)
+{
+    const LockScope lScope(mLock);
+    ++mInterests[aName];
+    mInterestCount = mInterests.size();
+}
+
+bool EventSinks::RemoveInterest(const std::string& aName)
+{
+    const LockScope lScope(mLock);
+    const auto lInterest = mInterests.find(aName);
+    if (lInterest == mInterests.end())
+    {
+        return false;
+    }
+    if (--lInterest->second == 0)
+    {
+        mInterests.erase(lInterest);
+        mInterestCount = mInterests.size();
+    }
+    return true;
+}
+
+bool EventSinks::HasInterest(const std::string& aName)
+{
+    const LockScope lScope(mLock);
+    return mInterests.count(aName) != 0;
+}
+
+std::vector<std::string> EventSinks::GetInterests()
+{
+    const LockScope lScope(mLock);
+    std::vector<std::string> lNames;
+    for (const auto& [lName, lCount] : mInterests)
+    {
+        lNames.push_back(lName);
+    }
+    return lNames;
+}
+
+bool EventSinks::BeginCall(IKyDeviceEventSink* aSink)
+{
+    const LockScope lScope(mLock);
+    if (std::find(mSinks.begin(), mSinks.end(), aSink) == mSinks.end())
+    {
+        return false;
+    }
+    mCurrent = aSink;
+    mThread = std::this_thread::get_id();
+    return true;
+}
+
+void EventSinks::EndCall()
+{
+    const LockScope lScope(mLock);
+    mCurrent = nullptr;
+    ++mCalls;
+    mEnded.NotifyAll();
+}
+
+void EventSinks::Call(const std::function<void(IKyDeviceEventSink&)>& aCall)
+{
+    std::vector<IKyDeviceEventSink*> lSinks;
+    {
+        const LockScope lScope(mLock);
+        lSinks = mSinks;
+    }
+    for (IKyDeviceEventSink* const lSink : lSinks)
+    {
+        if (BeginCall(lSink))
+        {
+            aCall(*lSink);
+            EndCall();
+        }
+    }
+}
+
+} // namespace KyGigE

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <JxUtilsLib/Mutex.h>
+
+#include <cstdint>
+#include <map>
+#include <thread>
+#include <vector>
+
+namespace KyGigE
+{
+
+/// The last item of each event, for the features on event ports.
+///
+/// While an event is delivered, the delivering thread sees that one and all others as empty: a sink asks for
+/// its own port's bytes whichever port's event it is told of, and would take old ones twice. Other threads
+/// see the last item of each event. An event that never came is empty too; an empty item reads as zeros.
+///
+/// Threads: Begin() and End() by one; Read() by any.
+class EventStore
+{
+public:
+    /// Keeps an item, header included, and begins its delivery on the calling thread.
+    void Begin(uint16_t aEventID, const uint8_t* aItem, size_t aSize);
+    /// Begins something on the calling thread that is no event: all of them look empty there.
+    void BeginNone();
+    /// Ends the delivery.
+    void End();
+
+    /// Copies bytes of an event's last item; zeros beyond its end.
+    void Read(uint16_t aEventID, uint32_t aOffset, uint8_t* aBuffer, uint64_t aSize);
+
+private:
+    JxUtilsLib::Mutex mLock; // a leaf
+    std::map<uint16_t, std::vector<uint8_t>> mItems JX_GUARDED_BY(mLock);
+    bool mDelivers JX_GUARDED_BY(mLock) = false;
+    uint32_t mDelivered JX_GUARDED_BY(mLock) = 0;
+    std::thread::id mThread JX_GUARDED_BY(mLock);
+};
+
+} // namespace KyGigE

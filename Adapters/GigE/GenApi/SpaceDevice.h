@@ -1,0 +1,31 @@
+#pragma once
+
+#include "Adapters/GigE/GenApi/IRegisterSpace.h"
+
+#include <arv.h>
+
+#include <optional>
+#include <string>
+
+namespace KyGigE
+{
+
+/// What the evaluator's device object works on.
+struct SpaceAccess
+{
+    IRegisterSpace& mSpace;
+    bool mRegistersOnly = false; ///< Four bytes are a register.
+    std::string mXml{};          ///< The description, for who asks the object for it.
+    ArvGc* mEvaluator = nullptr; ///< Likewise.
+    std::optional<KyResult>
+        mFailure{}; ///< The register space's last failure; the evaluator only knows texts.
+};
+
+/// A device object of Aravis whose registers lie in a register space of ours. The caller owns the reference;
+/// aAccess has to outlive it.
+///
+/// The object's type stays registered until the process ends, so the library that holds this code must never
+/// be unloaded.
+ArvDevice* NewSpaceDevice(SpaceAccess& aAccess);
+
+} // namespace KyGigE

@@ -1,0 +1,386 @@
+#include "Adapters/GigE/GigEDeviceAdapter.h"
+
+#include "Adapters/GigE/DeviceConnection.h"
+
+#include <algorithm>
+
+namespace KyGigE
+{
+
+namespace
+{
+
+/// The makers whose devices are video interfaces with serial registers.
+constexpr const char* cMaker = "Korvo";
+
+std::string TextOf(const KyString& aText)
+{
+    return {aText.GetAscii(), aText.GetLength()};
+}
+
+KyString ToKyString(const std::string& aText)
+{
+    return {aText.c_str(), aText.size()};
+}
+
+KyResult InvalidParameter(const std::string& aText)
+{
+    return {KyGvcp::cInvalidParameter, ToKyString(aText)};
+}
+
+const char* KindText(NodeKind aKind)
+{
+    switch (aKind)
+    {
+    case NodeKind::Integer:
+        return "Integer";
+    case NodeKind::Float:
+        return "Float";
+    case NodeKind::Boolean:
+        return "Boolean";
+    case NodeKind::Enumeration:
+        return "Enumeration";
+    case NodeKind::String:
+        return "String";
+    case NodeKind::Register:
+        return "Register";
+    case NodeKind::Command:
+        return "Command";
+    case NodeKind::Category:
+        return "Category";
+    case NodeKind::None:
+        break;
+    }
+    return "";
+}
+
+} // namespace
+
+GigEDeviceAdapter::GigEDeviceAdapter(std::unique_ptr<DeviceConnection> aConnection)
+    : mThis(std::move(aConnection))
+{
+}
+
+GigEDeviceAdapter::~GigEDeviceAdapter() = default;
+
+KyResult GigEDeviceAdapter::Connect(const DeviceAddress& aAddress,
+                                    std::unique_ptr<GigEDeviceAdapter>& aAdapter)
+{
+    return Connect(aAddress, ConnectionOptions(), aAdapter);
+}
+
+KyResult GigEDeviceAdapter::Connect(const DeviceAddress& aAddress, const ConnectionOptions& aOptions,
+                                    std::unique_ptr<GigEDeviceAdapter>& aAdapter)
+{
+    aAdapter.reset();
+    auto lConnection = std::make_unique<DeviceConnection>(aAddress, aOptions);
+    KyResult lResult = lConnection->Open();
+    if (lResult.IsOK())
+    {
+        aAdapter.reset(new GigEDeviceAdapter(std::move(lConnection)));
+    }
+    return lResult;
+}
+
+KyResult GigEDeviceAdapter::Reconnect()
+{
+    return mThis->GetClient().Reconnect();
+}
+
+const DeviceInformation& GigEDeviceAdapter::GetInformation() const
+{
+    return mThis->GetClient().GetInformation();
+}
+
+ConnectionFigures GigEDeviceAdapter::GetFigures() const
+{
+    GvcpClient& lClient = mThis->GetClient();
+    return {lClient.GetLosses(), lClient.GetControl().GetRepeats(), lClient.GetMessages().GetRepeats()};
+}
+
+std::vector<FeatureEntry> GigEDeviceAdapter::ListFeatures()
+{
+    const std::shared_ptr<const DeviceFeatures> lFeatures = mThis->GetFeatures();
+    INodeMap& lMap = *lFeatures->mMap;
+    std::vector<FeatureEntry> lEntries;
+    for (const ListedFeature& lListed : lFeatures->mDescription->GetGraph().GetFeatures())
+    {
+        FeatureEntry lEntry;
+        lEntry.mName = lListed.mName;
+        lEntry.mCategory = lListed.mCategory;
+        lEntry.mKind = KindText(lMap.GetKind(lListed.mName));
+        lEntry.mVisibility = lListed.mVisibility;
+        lEntry.mToolTip = lListed.mToolTip;
+        lEntry.mAvailable = IsConnected() && lMap.IsAvailable(lListed.mName);
+        lEntry.mReadable = lEntry.mAvailable && lMap.IsReadable(lListed.mName);
+        lEntry.mWritable = lEntry.mAvailable && lMap.IsWritable(lListed.mName);
+        lEntries.push_back(std::move(lEntry));
+    }
+    return lEntries;
+}
+
+void GigEDeviceAdapter::WaitForEvents()
+{
+    mThis->WaitForEvents();
+}
+
+void GigEDeviceAdapter::Reserved0() {}
+
+void GigEDeviceAdapter::Reserved3() {}
+
+void GigEDeviceAdapter::Reserved12() {}
+
+void GigEDeviceAdapter::Reserved13() {}
+
+void GigEDeviceAdapter::Reserved23() {}
+
+bool GigEDeviceAdapter::IsIntegerFeatureAvailable(const KyString& aName)
+{
+    return IsAvailable(TextOf(aName), NodeKind::Integer);
+}
+
+bool GigEDeviceAdapter::IsFeatureAvailable(const KyString& aName)
+{
+    return IsConnected() && mThis->GetFeatures()->mMap->IsAvailable(TextOf(aName));
+}
+
+bool GigEDeviceAdapter::IsRegisterFeatureAvailable(const KyString& aName)
+{
+    return IsAvailable(TextOf(aName), NodeKind::Register);
+}
+
+bool GigEDeviceAdapter::IsAvailable(const std::string& aName, NodeKind aKind)
+{
+    const std::shared_ptr<const DeviceFeatures> lFeatures = mThis->GetFeatures();
+    return IsConnected() && lFeatures->mMap->GetKind(aName) == aKind && lFeatures->mMap->IsAvailable(aName);
+}
+
+bool GigEDeviceAdapter::IsFeatureReadable(const KyString& aName)
+{
+    return IsConnected() && mThis->GetFeatures()->mMap->IsReadable(TextOf(aName));
+}
+
+bool GigEDeviceAdapter::IsFeatureWritable(const KyString& aName)
+{
+    return IsConnected() && mThis->GetFeatures()->mMap->IsWritable(TextOf(aName));
+}
+
+bool GigEDeviceAdapter::IsEnumEntryAvailable(const KyString& aName, const KyString& aEntry)
+{
+    std::vector<std::string> lEntries;
+    return IsConnected() && mThis->GetFeatures()->mMap->GetEntries(TextOf(aName), lEntries).IsOK() &&
+           std::find(lEntries.begin(), lEntries.end(), TextOf(aEntry)) != lEntries.end();
+}
+
+KyResult GigEDeviceAdapter::GetIntegerValue(const KyString& aName, int64_t& aValue)
+{
+    aValue = 0;
+    return IsConnected() ? mThis->GetFeatures()->mMap->GetInteger(TextOf(aName), aValue) : NotConnected();
+}
+
+KyResult GigEDeviceAdapter::GetEnumEntries(const KyString& aName, KyStringList& aEntries)
+{
+    aEntries.Clear();
+    if (!IsConnected())
+    {
+        return NotConnected();
+    }
+    std::vector<std::string> lEntries;
+    KyResult lResult = mThis->GetFeatures()->mMap->GetEntries(TextOf(aName), lEntries);
+    for (const std::string& lEntry : lEntries)
+    {
+        aEntries.Add(ToKyString(lEntry));
+    }
+    return lResult;
+}
+
+KyResult GigEDeviceAdapter::GetFeatureAsString(const KyString& aName, KyString& aValue)
+{
+    aValue = KyString();
+    if (!IsConnected())
+    {
+        return NotConnected();
+    }
+    std::string lText;
+    KyResult lResult = mThis->GetFeatures()->mMap->GetText(TextOf(aName), lText);
+    aValue = ToKyString(lText);
+    return lResult;
+}
+
+KyResult GigEDeviceAdapter::SetFeatureFromString(const KyString& aName, const KyString& aValue)
+{
+    if (!IsConnected())
+    {
+        return NotConnected();
+    }
+    KyResult lResult = mThis->GetFeatures()->mMap->SetText(TextOf(aName), TextOf(aValue));
+    if (lResult.IsOK())
+    {
+        mThis->ReportWritten(TextOf(aName));
+    }
+    return lResult;
+}
+
+KyResult GigEDeviceAdapter::GetStringValue(const KyString& aName, KyString& aValue)
+{
+    aValue = KyString();
+    if (!IsConnected())
+    {
+        return NotConnected();
+    }
+    const NodeKind lKind = mThis->GetFeatures()->mMap->GetKind(TextOf(aName));
+    return lKind == NodeKind::String || lKind == NodeKind::None
+               ? GetFeatureAsString(aName, aValue)
+               : InvalidParameter("The feature is no string.");
+}
+
+KyResult GigEDeviceAdapter::GetRegisterLength(const KyString& aName, int64_t& aLength)
+{
+    aLength = 0;
+    if (!IsConnected())
+    {
+        return NotConnected();
+    }
+    RegisterPlace lPlace;
+    KyResult lResult = mThis->GetFeatures()->mMap->GetRegister(TextOf(aName), RegisterUse::Look, lPlace);
+    aLength = static_cast<int64_t>(lPlace.mLength);
+    return lResult;
+}
+
+KyResult GigEDeviceAdapter::GetRegisterData(const KyString& aName, uint8_t* aBuffer, int64_t aLength)
+{
+    if (!IsConnected())
+    {
+        return NotConnected();
+    }
+    RegisterPlace lPlace;
+    KyResult lResult = mThis->GetFeatures()->mMap->GetRegister(TextOf(aName), RegisterUse::Read, lPlace);
+    if (!lResult.IsOK())
+    {
+        return lResult;
+    }
+    if (aBuffer == nullptr || aLength < 0 || static_cast<uint64_t>(aLength) > lPlace.mLength)
+    {
+        return InvalidParameter("The feature " + TextOf(aName) + " does not have that many bytes.");
+    }
+    return mThis->ReadMemory(lPlace.mAddress, aBuffer, static_cast<uint64_t>(aLength));
+}
+
+KyResult GigEDeviceAdapter::SetRegisterData(const KyString& aName, const uint8_t* aBuffer, int64_t aLength)
+{
+    if (!IsConnected())
+    {
+        return NotConnected();
+    }
+    RegisterPlace lPlace;
+    KyResult lResult = mThis->GetFeatures()->mMap->GetRegister(TextOf(aName), RegisterUse::Write, lPlace);
+    if (!lResult.IsOK())
+    {
+        return lResult;
+    }
+    if (aBuffer == nullptr || aLength < 0 || static_cast<uint64_t>(aLength) > lPlace.mLength)
+    {
+        return InvalidParameter("The feature " + TextOf(aName) + " does not take that many bytes.");
+    }
+    lResult = mThis->WriteMemory(lPlace.mAddress, aBuffer, static_cast<uint64_t>(aLength));
+    if (lResult.IsOK())
+    {
+        mThis->ReportWritten(TextOf(aName));
+    }
+    return lResult;
+}
+
+KyResult GigEDeviceAdapter::RegisterFeatureInterest(const KyString& aName)
+{
+    if (!IsConnected())
+    {
+        return NotConnected();
+    }
+    if (mThis->GetFeatures()->mMap->GetKind(TextOf(aName)) == NodeKind::None)
+    {
+        return {KyGvcp::cNotImplemented, "There is no such feature."};
+    }
+    mThis->GetSinks().AddInterest(TextOf(aName));
+    return {};
+}
+
+KyResult GigEDeviceAdapter::UnregisterFeatureInterest(const KyString& aName)
+{
+    const bool lFound = mThis->GetSinks().RemoveInterest(TextOf(aName));
+    if (!IsConnected())
+    {
+        return NotConnected();
+    }
+    return lFound ? KyResult() : InvalidParameter("Nobody has registered interest in this feature.");
+}
+
+KyResult GigEDeviceAdapter::WriteRegister(uint32_t aAddress, uint32_t aValue)
+{
+    return mThis->GetClient().WriteRegister(aAddress, aValue);
+}
+
+KyResult GigEDeviceAdapter::ReadRegister(uint32_t aAddress, uint32_t& aValue)
+{
+    return mThis->GetClient().ReadRegister(aAddress, aValue);
+}
+
+KyResult GigEDeviceAdapter::WriteMemory(const uint8_t* aBuffer, uint32_t aAddress, uint32_t aLength)
+{
+    return mThis->GetClient().WriteMemory(aAddress, aBuffer, aLength);
+}
+
+KyResult GigEDeviceAdapter::PostWrite(uint32_t aMilliseconds)
+{
+    if (!IsConnected())
+    {
+        return NotConnected();
+    }
+    mThis->PollFeatures(aMilliseconds);
+    return {};
+}
+
+bool GigEDeviceAdapter::IsConnected()
+{
+    return mThis->GetClient().IsConnected();
+}
+
+bool GigEDeviceAdapter::IsKorvoVideoInterface()
+{
+    return GetInformation().mVendor == cMaker;
+}
+
+bool GigEDeviceAdapter::IsGigEVision()
+{
+    return true;
+}
+
+bool GigEDeviceAdapter::IsAlternateTransport()
+{
+    return false;
+}
+
+KyResult GigEDeviceAdapter::RegisterEventSink(IKyDeviceEventSink* aSink)
+{
+    if (!IsConnected())
+    {
+        return NotConnected();
+    }
+    if (aSink == nullptr)
+    {
+        return InvalidParameter("There is no event sink.");
+    }
+    return mThis->GetSinks().Add(aSink) ? KyResult()
+                                        : InvalidParameter("The event sink is registered already.");
+}
+
+KyResult GigEDeviceAdapter::UnregisterEventSink(IKyDeviceEventSink* aSink)
+{
+    const bool lFound = mThis->GetSinks().Remove(aSink);
+    if (!IsConnected())
+    {
+        return NotConnected();
+    }
+    return lFound ? KyResult() : InvalidParameter("The event sink is not registered.");
+}
+
+} // namespace KyGigE

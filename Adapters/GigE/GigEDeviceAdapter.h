@@ -1,0 +1,132 @@
+#pragma once
+
+#include "Adapters/GigE/Client/DeviceInformation.h"
+#include "Adapters/GigE/DeviceAddress.h"
+
+#include <KyBase/Export.h>
+#include <KySerial/IKyDeviceAdapter.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace KyGigE
+{
+
+class DeviceConnection;
+enum class NodeKind;
+struct ConnectionOptions;
+
+/// A feature as a list for users shows it.
+struct FeatureEntry
+{
+    std::string mName;
+    std::string mCategory;
+    std::string mKind; ///< "Integer", "Float", "Boolean", "Enumeration", "String", "Register", "Command".
+    std::string mVisibility; ///< "Beginner", "Expert", "Guru" or "Invisible".
+    std::string mToolTip;
+    bool mAvailable = false;
+    bool mReadable = false;
+    bool mWritable = false;
+};
+
+/// What passed through a connection.
+struct ConnectionFigures
+{
+    uint64_t mLosses = 0;           ///< How often the connection was lost.
+    uint64_t mRepeatedCommands = 0; ///< Packets that had to be sent again.
+    uint64_t mRepeatedEvents = 0;   ///< Events that came again and were left out.
+};
+
+/// A GigE Vision device on the network, as the serial library wants it.
+///
+/// Register and memory access and events go over a client of its own, GenICam features are evaluated by
+/// Aravis. The application owns the object, gives it to ports, buses and bridges, and closes those before it
+/// destroys the object.
+///
+/// Connection: the object takes control of the device when it is made and gives it back at its end. A device
+/// that falls silent is noticed within two seconds: IsConnected() is false then and every operation returns
+/// KyResult::NO_CONNECTION at once. When the device is back, the object connects again by itself (or at
+/// Reconnect(), if that was switched off), and events flow again. What the application had written to the
+/// device is not written again: ports that were open have to be closed and opened.
+///
+/// Events come on a thread of the object's own, one call at a time, without any lock held. An event first
+/// calls NotifyEvent() of each sink, then NotifyFeatureInvalidated() for each feature that it feeds and that
+/// somebody has registered interest in. While these run, the event thread reads the features of this event as
+/// it has them, and those of other events as zeros; other threads read the last event of each kind. A feature
+/// that is written is reported, and those that depend on it, whether or not the value changed.
+///
+/// Threads: as IKyDeviceAdapter says; the destructor not from inside a sink.
+///
+/// Results: OK; NO_CONNECTION; statuses of GigE Vision (0x8001 and above) as the device sent them, and those
+/// for features: 0x8001 no such feature, 0x8002 another kind or a value that does not fit, 0x8004 can only be
+/// read, 0x8006 can only be written, or not now.
+class KY_EXPORT GigEDeviceAdapter final : public IKyDeviceAdapter
+{
+public:
+    /// Connects a device.
+    /// \param aAdapter  Null on a failure.
+    /// \return NO_CONNECTION: no device answers there. 0x8006: another application controls it. FAILURE: this
+    ///         computer has no such interface, or the device's description cannot be used. Others: passed on
+    ///         from the device. Blocks: about a second when nobody answers.
+    static KyResult Connect(const DeviceAddress& aAddress, std::unique_ptr<GigEDeviceAdapter>& aAdapter);
+    /// The same with other times than the usual ones.
+    static KyResult Connect(const DeviceAddress& aAddress, const ConnectionOptions& aOptions,
+                            std::unique_ptr<GigEDeviceAdapter>& aAdapter);
+    /// Gives the device back. Blocks until a sink that is being called returns.
+    virtual ~GigEDeviceAdapter();
+    GigEDeviceAdapter(const GigEDeviceAdapter&) = delete;
+    GigEDeviceAdapter& operator=(const GigEDeviceAdapter&) = delete;
+
+    /// Connects again now, if the connection is lost. \return As Connect(); also NO_CONNECTION: another
+    /// device answers there.
+    KyResult Reconnect();
+    /// What the device said about itself.
+    const DeviceInformation& GetInformation() const;
+    ConnectionFigures GetFigures() const;
+    /// The features for users, in the device's order, with what can be done with them now.
+    std::vector<FeatureEntry> ListFeatures();
+    /// Waits until every event that has come so far has been delivered. Not from inside a sink.
+    void WaitForEvents();
+
+    void Reserved0() override;
+    bool IsIntegerFeatureAvailable(const KyString& aName) override;
+    bool IsFeatureAvailable(const KyString& aName) override;
+    void Reserved3() override;
+    bool IsRegisterFeatureAvailable(const KyString& aName) override;
+    bool IsFeatureReadable(const KyString& aName) override;
+    bool IsFeatureWritable(const KyString& aName) override;
+    bool IsEnumEntryAvailable(const KyString& aName, const KyString& aEntry) override;
+    KyResult GetIntegerValue(const KyString& aName, int64_t& aValue) override;
+    KyResult GetEnumEntries(const KyString& aName, KyStringList& aEntries) override;
+    KyResult GetFeatureAsString(const KyString& aName, KyString& aValue) override;
+    KyResult SetFeatureFromString(const KyString& aName, const KyString& aValue) override;
+    void Reserved12() override;
+    void Reserved13() override;
+    KyResult GetStringValue(const KyString& aName, KyString& aValue) override;
+    KyResult GetRegisterLength(const KyString& aName, int64_t& aLength) override;
+    KyResult GetRegisterData(const KyString& aName, uint8_t* aBuffer, int64_t aLength) override;
+    KyResult SetRegisterData(const KyString& aName, const uint8_t* aBuffer, int64_t aLength) override;
+    KyResult RegisterFeatureInterest(const KyString& aName) override;
+    KyResult UnregisterFeatureInterest(const KyString& aName) override;
+    KyResult WriteRegister(uint32_t aAddress, uint32_t aValue) override;
+    KyResult ReadRegister(uint32_t aAddress, uint32_t& aValue) override;
+    KyResult WriteMemory(const uint8_t* aBuffer, uint32_t aAddress, uint32_t aLength) override;
+    void Reserved23() override;
+    KyResult PostWrite(uint32_t aMilliseconds) override;
+    bool IsConnected() override;
+    bool IsKorvoVideoInterface() override;
+    bool IsGigEVision() override;
+    bool IsAlternateTransport() override;
+    KyResult RegisterEventSink(IKyDeviceEventSink* aSink) override;
+    KyResult UnregisterEventSink(IKyDeviceEventSink* aSink) override;
+
+private:
+    explicit GigEDeviceAdapter(std::unique_ptr<DeviceConnection> aConnection);
+    bool IsAvailable(const std::string& aName, NodeKind aKind);
+
+    const std::unique_ptr<DeviceConnection> mThis;
+};
+
+} // namespace KyGigE

@@ -1,0 +1,163 @@
+#include "GigE/FakeSpace.h"
+
+#include "Adapters/GigE/GenApi/FeatureGraph.h"
+
+#include <gmock/gmock.h>
+
+using KyGigE::FeatureGraph;
+using KyGigE::ListedFeature;
+using KyGigE::ParseXml;
+using KyTest::Description;
+using KyTest::IntReg;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+namespace
+{
+
+FeatureGraph GraphOf(const std::string& aNodes)
+{
+    const KyGigE::XmlDocument lDocument = ParseXml(Description(aNodes));
+    EXPECT_NE(lDocument, nullptr);
+    return FeatureGraph(*xmlDocGetRootElement(lDocument.get()));
+}
+
+std::string Port(const std::string& aName, const std::string& aEvent)
+{
+    return "<Port Name=\"" + aName + "\"><EventID>" + aEvent + "</EventID></Port>";
+}
+
+std::string Integer(const std::string& aName, const std::string& aInside)
+{
+    return "<Integer Name=\"" + aName + "\">" + aInside + "</Integer>";
+}
+
+TEST(FeatureGraphTest, AnEventFeedsWhateverIsMadeOfItsPort)
+{
+    const FeatureGraph lGraph = GraphOf(
+        Integer("Length", "<pValue>LengthReg</pValue>") + IntReg("LengthReg", "0x10", "RO", "", "Event1") +
+        IntReg("Other", "0x10", "RO", "", "Event2") + IntReg("Plain", "0x10") + Port("Event1", "9101") +
+        Port("Event2", "0x9102"));
+    EXPECT_THAT(lGraph.FedBy(0x9101), ElementsAre("Length", "LengthReg"));
+    EXPECT_THAT(lGraph.FedBy(0x9102), ElementsAre("Other"));
+    EXPECT_THAT(lGraph.FedBy(0x9103), IsEmpty());
+}
+
+TEST(FeatureGraphTest, AnIdentifierThatIsNoneMakesNoEventPort)
+{
+    const FeatureGraph lGraph = GraphOf(Port("Text", "beer") + Port("Large", "12345") + Port("Empty", ""));
+    EXPECT_THAT(lGraph.GetEventPorts(), IsEmpty());
+}
+
+TEST(FeatureGraphTest, AWriteAffectsWhatIsMadeOfTheSameRegister)
+{
+    const FeatureGraph lGraph = GraphOf(
+        Integer("Width", "<pValue>WidthReg</pValue>") + Integer("Half", "<pValue>HalfKnife</pValue>") +
+        "<IntSwissKnife Name=\"HalfKnife\"><pVariable Name=\"W\">WidthReg</pVariable><Formula>W/2</Formula>"
+        "</IntSwissKnife>" +
+        IntReg("WidthReg", "0x10") + IntReg("Height", "0x14"));
+    EXPECT_THAT(lGraph.AffectedBy("Width"), ElementsAre("Width", "Half", "HalfKnife", "WidthReg"));
+    EXPECT_THAT(lGraph.AffectedBy("Height"), ElementsAre("Height"));
+    EXPECT_THAT(lGraph.AffectedBy("None"), IsEmpty());
+}
+
+TEST(FeatureGraphTest, ASelectorAffectsWhatItSelects)
+{
+    const FeatureGraph lGraph = GraphOf(
+        "<Enumeration Name=\"Selector\"><EnumEntry Name=\"A\"><Value>0</Value></EnumEntry>"
+        "<pValue>SelectorReg</pValue><pSelected>Mode</pSelected><pSelected>Rate</pSelected></Enumeration>" +
+        Integer("Mode", "<pValue>ModeReg</pValue>") + Integer("Rate", "<Value>1</Value>") +
+        IntReg("SelectorReg", "0x10") + IntReg("ModeReg", "0x14"));
+    EXPECT_THAT(lGraph.AffectedBy("Selector"),
+                ElementsAre("Selector", "Mode", "Rate", "SelectorReg", "ModeReg"));
+    EXPECT_THAT(lGraph.AffectedBy("Mode"), ElementsAre("Mode", "ModeReg"));
+}
+
+TEST(FeatureGraphTest, AWriteAffectsWhatItLocksLimitsOrInvalidates)
+{
+    const FeatureGraph lGraph =
+        GraphOf(IntReg("Lock", "0x10") + IntReg("Locked", "0x14", "RW", "<pIsLocked>Lock</pIsLocked>") +
+                Integer("Limited", "<Value>1</Value><pMax>Lock</pMax>") +
+                IntReg("Stale", "0x18", "RW", "<pInvalidator>Lock</pInvalidator>"));
+    EXPECT_THAT(lGraph.AffectedBy("Lock"), ElementsAre("Lock", "Locked", "Limited", "Stale"));
+}
+
+TEST(FeatureGraphTest, EntriesOfAStructureDependOnWhereItLies)
+{
+    const FeatureGraph lGraph =
+        GraphOf("<StructReg Comment=\"Status\"><Address>0</Address><Length>4</Length><pPort>Event</pPort>"
+                "<StructEntry Name=\"Flag\"><Bit>0</Bit></StructEntry></StructReg>" +
+                Port("Event", "9200"));
+    EXPECT_THAT(lGraph.FedBy(0x9200), ElementsAre("Flag"));
+}
+
+TEST(FeatureGraphTest, NodesOfAGroupCount)
+{
+    const FeatureGraph lGraph = GraphOf("<Group Comment=\"g\">" + IntReg("Inner", "0x10") +
+                                        Integer("Outer", "<pValue>Inner</pValue>") + "</Group>");
+    EXPECT_THAT(lGraph.AffectedBy("Outer"), ElementsAre("Inner", "Outer"));
+}
+
+TEST(FeatureGraphTest, FindsAValueThatNeedsItself)
+{
+    EXPECT_THAT(GraphOf(Integer("A", "<pValue>B</pValue>") + Integer("B", "<pValue>A</pValue>"))
+                    .FindEndlessReference(),
+                HasSubstr("depends on itself"));
+    EXPECT_THAT(GraphOf(Integer("A", "<pValue>A</pValue>")).FindEndlessReference(), Not(IsEmpty()));
+    std::string lLong;
+    for (int lIndex = 0; lIndex < 1000; ++lIndex)
+    {
+        lLong +=
+            Integer("N" + std::to_string(lIndex), "<pValue>N" + std::to_string(lIndex + 1) + "</pValue>");
+    }
+    EXPECT_THAT(GraphOf(lLong).FindEndlessReference(), Not(IsEmpty()));
+}
+
+TEST(FeatureGraphTest, RangesThatLimitEachOtherAreFine)
+{
+    EXPECT_THAT(GraphOf(Integer("Width", "<Value>1</Value><pMax>Offset</pMax>") +
+                        Integer("Offset", "<Value>1</Value><pMax>Width</pMax>") +
+                        Integer("Twice", "<pValue>Width</pValue>"))
+                    .FindEndlessReference(),
+                IsEmpty());
+}
+
+TEST(FeatureGraphTest, ListsWhatHangsUnderTheRoot)
+{
+    const FeatureGraph lGraph =
+        GraphOf("<Category Name=\"Root\"><pFeature>Device</pFeature><pFeature>Serial</pFeature></Category>"
+                "<Category Name=\"Serial\"><pFeature>Rate</pFeature><pFeature>Root</pFeature>"
+                "<pFeature>Missing</pFeature></Category>" +
+                IntReg("Hidden", "0x10") +
+                IntReg("Rate", "0x14", "RW", "<ToolTip>Speed</ToolTip><Visibility>Guru</Visibility>"));
+    const std::vector<ListedFeature> lFeatures = lGraph.GetFeatures();
+    ASSERT_EQ(lFeatures.size(), 1U); // the port is no feature
+    EXPECT_EQ(lFeatures[0].mName, "Rate");
+    EXPECT_EQ(lFeatures[0].mCategory, "Serial");
+    EXPECT_EQ(lFeatures[0].mVisibility, "Guru");
+    EXPECT_EQ(lFeatures[0].mToolTip, "Speed");
+}
+
+TEST(FeatureGraphTest, WithoutARootEverythingIsListed)
+{
+    const FeatureGraph lGraph = GraphOf(IntReg("B", "0x10") + IntReg("A", "0x14"));
+    const std::vector<ListedFeature> lFeatures = lGraph.GetFeatures();
+    ASSERT_EQ(lFeatures.size(), 2U);
+    EXPECT_EQ(lFeatures[0].mName, "B");
+    EXPECT_EQ(lFeatures[1].mName, "A");
+}
+
+TEST(FeatureGraphTest, TheShortestPollingTimeCounts)
+{
+    const FeatureGraph lGraph =
+        GraphOf(Integer("Temperature", "<pValue>Reg</pValue><PollingTime>3000</PollingTime>") +
+                IntReg("Reg", "0x10", "RO", "<PollingTime>1000</PollingTime>") + IntReg("Fixed", "0x14"));
+    EXPECT_EQ(lGraph.PollingTimeOf("Temperature"), 1000U);
+    EXPECT_EQ(lGraph.PollingTimeOf("Fixed"), 0U);
+    EXPECT_EQ(lGraph.PollingTimeOf("None"), 0U);
+}
+
+} // namespace
