@@ -28,7 +28,8 @@
 /// other, as the parts say; whoever closes an object waits for the calls on it, and calls that come later
 /// wait for that. Therefore no function may be called from a thread that holds a lock which the application's
 /// adapter takes, and the adapter's functions call nothing of this library but KySetLastText(),
-/// KyReturnText(), KyDeviceNotifyEvent() and KyDeviceNotifyFeatureInvalidated(). No function throws.
+/// KyGetLastText(), KyReturnText(), KyDeviceNotifyEvent() and KyDeviceNotifyFeatureInvalidated(). No function
+/// throws.
 
 #include <KySerialC/Adapter.h>
 #include <KySerialC/Bridge.h>
