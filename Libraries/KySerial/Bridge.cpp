@@ -176,7 +176,12 @@ KyResult Bridge::Recover()
     mGate.Shut();
     static_cast<void>(
         mDevicePort->Close()); // ignored: what matters is what comes through the port afterwards
-    static_cast<void>(mDevicePort->Open(mDevice, mDevicePortID));
+    // A port that could not be closed keeps its claim. Opening it would put a new engine in the place of the
+    // one that has the claim, and no later call could ever take the port back.
+    if (!mDevicePort->IsOpened())
+    {
+        static_cast<void>(mDevicePort->Open(mDevice, mDevicePortID));
+    }
     mGate.Open();
     return KyResult(KyResult::OK);
 }

@@ -230,6 +230,8 @@ TEST_F(BridgeTest, RecoverSucceedsWithoutTheDeviceAndAgainWithIt)
     EXPECT_THAT(mBridge->Recover(), IsOK());
     mDevice.SetAnswer(Slot::IsConnected, true);
     EXPECT_THAT(mBridge->Recover(), IsOK());
+    EXPECT_TRUE(mBridge->GetPort()->IsOpened());
+    EXPECT_EQ(mDevice.GetSinks().size(), 2U);
 }
 
 TEST_F(BridgeTest, ADeviceThatComesBackWorksAfterRecover)

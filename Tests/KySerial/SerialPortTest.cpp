@@ -277,7 +277,8 @@ TEST_F(SerialPortTest, TakesOneByteForASizeOfNone)
 TEST_F(SerialPortTest, RefusesANullBufferAndKeepsTheBytes)
 {
     mPort.Push({1, 2});
-    EXPECT_EQ(mPort.Read(nullptr, 2, mGot, 0).GetCode(), KyResult::BAD_PARAMETER);
+    EXPECT_THAT(mPort.Read(nullptr, 2, mGot, 0),
+                IsResult(KyResult::BAD_PARAMETER, "aBuffer pointer cannot be NULL."));
     EXPECT_EQ(mGot, 0U);
     EXPECT_EQ(mPort.Read(nullptr, 0, mGot, 0).GetCode(), KyResult::BAD_PARAMETER);
     EXPECT_EQ(ReadAll(mPort), (Bytes{1, 2}));
