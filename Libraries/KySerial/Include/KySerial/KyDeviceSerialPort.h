@@ -9,6 +9,7 @@
 
 namespace KySerialLib
 {
+class Bridge;
 class SerialPort;
 } // namespace KySerialLib
 
@@ -123,5 +124,6 @@ public:
     static bool IsSupported(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort);
 
 private:
+    friend class KySerialLib::Bridge; // ends a read that waits
     KySerialLib::SerialPort* mThis;
 };
