@@ -9,6 +9,7 @@
 
 namespace KySerialLib
 {
+class Bridge;
 class SerialPort;
 } // namespace KySerialLib
 
@@ -124,5 +125,6 @@ public:
     static bool IsSupported(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort);
 
 private:
+    friend class KySerialLib::Bridge; // ends a read that waits
     KySerialLib::SerialPort* mThis;
 };
