@@ -26,9 +26,9 @@ inline constexpr bool cAssertionsEnabled = true;
 
 } // namespace JxUtilsLib
 
-/// An internal invariant. A release build does not evaluate it.
+/// An internal invariant. A release build compiles it and does not evaluate it, so what only it names stays used.
 #if defined(NDEBUG)
-#define JX_ASSERT(aExpression) static_cast<void>(0)
+#define JX_ASSERT(aExpression) static_cast<void>(sizeof((aExpression) ? 1 : 0))
 #else
 #define JX_ASSERT(aExpression)                                                                               \
     ((aExpression) ? static_cast<void>(0) : ::JxUtilsLib::AssertFailed(#aExpression, __FILE__, __LINE__))

@@ -380,14 +380,10 @@ void BulkIPEngine::NotifyEvent(uint16_t aEventID, uint16_t /*aChannel*/, uint64_
     const uint32_t lStatus = EventWord(aData, 0);
     if ((lStatus & cRxInterrupts) != 0)
     {
-        const uint8_t* const lBytes = static_cast<const uint8_t*>(aData);
         LockRx();
         KY_LOG(*mEngineLogger, JxUtilsLib::PriorityDebug, cFunction, "Rx Interrupt of length %d",
                static_cast<int>(aDataLength - 4));
-        for (uint32_t lIndex = 4; lIndex < aDataLength; ++lIndex)
-        {
-            PushByte(lBytes[lIndex], false);
-        }
+        PushBytes(static_cast<const uint8_t*>(aData) + 4, aDataLength - 4);
         UnlockRx();
     }
     const bool lTxEmpty = (lStatus & cTxEmptyInterrupt) != 0;

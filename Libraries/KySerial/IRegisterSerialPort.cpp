@@ -424,10 +424,7 @@ void IRegisterSerialPort::NotifyFeatureInvalidated(const KyString* aName)
     static_cast<void>(
         lDevice->GetRegisterData(mUpstreamBufferFeature, mUpstreamBuffer.get(), lTrueDataLength));
     LockRx();
-    for (int64_t lIndex = 0; lIndex < lTrueDataLength; ++lIndex)
-    {
-        PushByte(mUpstreamBuffer[static_cast<size_t>(lIndex)], false);
-    }
+    PushBytes(mUpstreamBuffer.get(), static_cast<uint32_t>(lTrueDataLength));
     UnlockRx();
 }
 

@@ -5,6 +5,7 @@
 #include "OutOfMemory.h"
 
 #include <algorithm>
+#include <cstring>
 #include <new>
 #include <utility>
 
@@ -65,7 +66,7 @@ KyResult SerialPort::FlushRxBuffer()
 KyResult SerialPort::GetRxBytesReady(uint32_t& aBytes)
 {
     const JxUtilsLib::LockScope lLock(mReceiveLock);
-    aBytes = mWriteIndex >= mReadIndex ? mWriteIndex - mReadIndex : mCells - mReadIndex + mWriteIndex;
+    aBytes = GetUsed();
     return KyResult(KyResult::OK);
 }
 
@@ -93,13 +94,42 @@ KyResult SerialPort::SetRxBufferSize(uint32_t aSize)
     return KyResult(KyResult::OK);
 }
 
-void SerialPort::Store(uint8_t aByte)
+uint32_t SerialPort::GetUsed() const
 {
-    mBuffer[mWriteIndex] = aByte;
-    mWriteIndex = (mWriteIndex + 1) % mCells;
-    if (mWriteIndex == mReadIndex)
+    return mWriteIndex >= mReadIndex ? mWriteIndex - mReadIndex : mCells - mReadIndex + mWriteIndex;
+}
+
+/// Where aIndex is after aCount cells, of which there are at most as many as the ring has.
+uint32_t SerialPort::Advance(uint32_t aIndex, uint32_t aCount) const
+{
+    const uint32_t lToEnd = mCells - aIndex; // without a sum, which could exceed 32 bits
+    return aCount < lToEnd ? aIndex + aCount : aCount - lToEnd;
+}
+
+void SerialPort::PushBytes(const uint8_t* aBytes, uint32_t aCount)
+{
+    if (aCount == 0)
     {
-        mReadIndex = (mReadIndex + 1) % mCells; // full: the oldest byte is lost
+        return;
+    }
+    if (aCount >= mCells) // nothing that was there stays, nor does what the newest bytes push out
+    {
+        const uint32_t lKept = mCells - 1;
+        std::memcpy(mBuffer.get(), aBytes + (aCount - lKept), lKept);
+        mReadIndex = 0;
+        mWriteIndex = lKept;
+    }
+    else
+    {
+        const bool lFull = aCount > mCells - 1 - GetUsed();
+        const uint32_t lFirst = std::min(aCount, mCells - mWriteIndex);
+        std::memcpy(mBuffer.get() + mWriteIndex, aBytes, lFirst);
+        std::memcpy(mBuffer.get(), aBytes + lFirst, aCount - lFirst);
+        mWriteIndex = Advance(mWriteIndex, aCount);
+        if (lFull)
+        {
+            mReadIndex = Advance(mWriteIndex, 1); // the oldest bytes are lost
+        }
     }
     if (mReaderWaiting)
     {
@@ -113,7 +143,7 @@ void SerialPort::PushByte(uint8_t aByte, bool aTakeLock)
     {
         LockRx();
     }
-    Store(aByte);
+    PushBytes(&aByte, 1);
     if (aTakeLock)
     {
         UnlockRx();
@@ -147,16 +177,12 @@ KyResult SerialPort::Read(uint8_t* aBuffer, uint32_t aSize, uint32_t& aBytesRead
         }
         LockRx();
     }
-    do // the size is looked at after the first copy: a call with size 0 takes one byte
-    {
-        if (IsEmpty())
-        {
-            break;
-        }
-        aBuffer[aBytesRead] = mBuffer[mReadIndex];
-        mReadIndex = (mReadIndex + 1) % mCells;
-        ++aBytesRead;
-    } while (aBytesRead < aSize);
+    // A call with size 0 takes one byte: clients rely on a byte per call.
+    aBytesRead = std::min(std::max(aSize, 1U), GetUsed());
+    const uint32_t lFirst = std::min(aBytesRead, mCells - mReadIndex);
+    std::memcpy(aBuffer, mBuffer.get() + mReadIndex, lFirst);
+    std::memcpy(aBuffer + lFirst, mBuffer.get(), aBytesRead - lFirst);
+    mReadIndex = Advance(mReadIndex, aBytesRead);
     UnlockRx();
     return KyResult(KyResult::OK);
 }

@@ -78,13 +78,18 @@ public:
     void PushByte(uint8_t aByte,
                   bool aTakeLock) JX_NO_THREAD_SAFETY_ANALYSIS; // the lock depends on an argument
 
-    /// Takes the receive lock around a batch of PushByte(byte, false).
+    /// Stores the bytes of one event, oldest first, as that many PushByte(byte, false) would. The caller
+    /// holds the receive lock. \param aBytes  Not null, unless there are none.
+    void PushBytes(const uint8_t* aBytes, uint32_t aCount) JX_REQUIRES(mReceiveLock);
+
+    /// Takes the receive lock around a batch of PushByte(byte, false) or PushBytes.
     void LockRx() JX_ACQUIRE(mReceiveLock);
     /// Gives it back.
     void UnlockRx() JX_RELEASE(mReceiveLock);
 
 private:
-    void Store(uint8_t aByte) JX_REQUIRES(mReceiveLock);
+    uint32_t GetUsed() const JX_REQUIRES(mReceiveLock);
+    uint32_t Advance(uint32_t aIndex, uint32_t aCount) const JX_REQUIRES(mReceiveLock);
     void Clear() JX_REQUIRES(mReceiveLock);
     bool IsEmpty() const JX_REQUIRES(mReceiveLock) { return mWriteIndex == mReadIndex; }
 

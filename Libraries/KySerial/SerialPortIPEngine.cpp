@@ -7,6 +7,8 @@
 #include "LogResult.h"
 #include "PortMap.h"
 
+#include <array>
+
 namespace KySerialLib
 {
 
@@ -214,6 +216,23 @@ void SerialPortIPEngine::DrainRx()
     }
 }
 
+/// Receives the low byte of each word behind the first one, all in one hold of the lock.
+void SerialPortIPEngine::PushLowBytes(const void* aWords, uint32_t aCount)
+{
+    std::array<uint8_t, 256> lBytes;
+    LockRx();
+    for (uint32_t lWord = 1; lWord < aCount;)
+    {
+        uint32_t lGathered = 0;
+        while (lWord < aCount && lGathered < lBytes.size())
+        {
+            lBytes[lGathered++] = static_cast<uint8_t>(EventWord(aWords, lWord++) & 0xFFU);
+        }
+        PushBytes(lBytes.data(), lGathered);
+    }
+    UnlockRx();
+}
+
 void SerialPortIPEngine::NotifyEvent(uint16_t aEventID, uint16_t /*aChannel*/, uint64_t /*aBlockID*/,
                                      uint64_t /*aTimestamp*/, const void* aData, uint32_t aDataLength)
 {
@@ -226,13 +245,7 @@ void SerialPortIPEngine::NotifyEvent(uint16_t aEventID, uint16_t /*aChannel*/, u
     const InterruptBits lBits = GetBits(mPort);
     if ((lStatus & lBits.mRxData) != 0)
     {
-        const uint32_t lWords = aDataLength / 4;
-        LockRx();
-        for (uint32_t lWord = 1; lWord < lWords; ++lWord)
-        {
-            PushByte(static_cast<uint8_t>(EventWord(aData, lWord) & 0xFFU), false);
-        }
-        UnlockRx();
+        PushLowBytes(aData, aDataLength / 4);
     }
     if ((lStatus & lBits.mTxDone) != 0)
     {

@@ -51,6 +51,7 @@ private:
     [[nodiscard]] KyResult EnableInterrupts(bool aRestore);
     [[nodiscard]] KyResult WriteByte(uint8_t aByte, uint32_t aIndex, uint32_t& aBytesWritten);
     void DrainRx();
+    void PushLowBytes(const void* aWords, uint32_t aCount);
     uint32_t GetDataRegister() const;
 
     std::atomic<IKyDeviceAdapter*> mDevice{nullptr};

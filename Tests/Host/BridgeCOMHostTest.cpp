@@ -183,7 +183,7 @@ TEST_F(BridgeCOMHostTest, ABridgeThatCannotWriteToTheHostStopsAtOnce)
 {
     Start();
     // More than the way to the host holds, and nobody reads there.
-    for (int i = 0; i < 100; ++i)
+    for (int lIndex = 0; lIndex < 100; ++lIndex)
     {
         SendFromDevice(std::string(512, 'x'));
     }

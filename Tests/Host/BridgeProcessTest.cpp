@@ -54,7 +54,7 @@ TEST_F(BridgeProcessTest, AMebibyteEachWayThroughAHostPort)
     for (size_t lDone = 0; lDone < cMebibyte; lDone += cBlock)
     {
         std::string lBlock;
-        for (size_t i = 0; i < cBlock; ++i)
+        for (size_t lIndex = 0; lIndex < cBlock; ++lIndex)
         {
             lState = lState * 1664525U + 1013904223U;
             lBlock += static_cast<char>(lState >> 24U);

@@ -21,9 +21,9 @@ namespace
 std::string AllBytes()
 {
     std::string lAll;
-    for (int i = 0; i < 256; ++i)
+    for (int lIndex = 0; lIndex < 256; ++lIndex)
     {
-        lAll += static_cast<char>(i);
+        lAll += static_cast<char>(lIndex);
     }
     return lAll;
 }

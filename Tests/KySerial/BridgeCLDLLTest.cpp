@@ -208,9 +208,9 @@ TEST_F(BridgeCLDLLTest, EndWithdrawsTheServer)
 
 TEST_F(BridgeCLDLLTest, AFullRegistryRefuses)
 {
-    for (uint32_t i = 0; i < SharedRegistry::cEntryCount; ++i)
+    for (uint32_t lIndex = 0; lIndex < SharedRegistry::cEntryCount; ++lIndex)
     {
-        ASSERT_TRUE(mRegistry.Register("Server" + std::to_string(i)));
+        ASSERT_TRUE(mRegistry.Register("Server" + std::to_string(lIndex)));
     }
     EXPECT_EQ(mBridge->OpenSharedMem("One more").GetCode(), KyResult::FAILURE);
 }
@@ -323,7 +323,7 @@ TEST_F(BridgeCLDLLTest, AnIdleBridgeStopsAtOnce)
 TEST_F(BridgeCLDLLTest, AFullFifoThatNobodyReadsDoesNotHoldTheStopUp)
 {
     Start();
-    for (int i = 0; i < 10; ++i)
+    for (int lIndex = 0; lIndex < 10; ++lIndex)
     {
         SendFromDevice(std::string(512, 'x'));
     }
@@ -370,7 +370,7 @@ TEST_F(BridgeCLDLLTest, ABusyBridgeStopsAtOnce)
 TEST_F(BridgeCLDLLTest, RecoversWhileItRelays)
 {
     Start();
-    for (int i = 0; i < 20; ++i)
+    for (int lIndex = 0; lIndex < 20; ++lIndex)
     {
         EXPECT_THAT(mBridge->Recover(), IsOK());
     }

@@ -143,7 +143,7 @@ TEST(BridgePacerTest, ASingleMissCostsNothingAndADeadLineIsTriedOnceASecond)
 {
     KySerialLib::BridgePacer lPacer;
     std::vector<uint32_t> lDelays;
-    for (int i = 0; i < 11; ++i)
+    for (int lIndex = 0; lIndex < 11; ++lIndex)
     {
         lPacer.Begin();
         lDelays.push_back(lPacer.GetDelay());
@@ -157,7 +157,7 @@ TEST(BridgePacerTest, ASingleMissCostsNothingAndADeadLineIsTriedOnceASecond)
 TEST(BridgePacerTest, ATryThatTookItsTimeNeedsNoPause)
 {
     KySerialLib::BridgePacer lPacer;
-    for (int i = 0; i < 3; ++i)
+    for (int lIndex = 0; lIndex < 3; ++lIndex)
     {
         lPacer.Begin();
         JxUtilsLib::Thread::Sleep(15);

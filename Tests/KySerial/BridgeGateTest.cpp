@@ -97,7 +97,7 @@ TEST(BridgeGateTest, NobodyIsInsideWhileItIsShutHoweverOftenThatIs)
     int lGuarded = 0; // the thread sanitizer sees whether the gate orders the accesses
     std::atomic<int> lInside{0};
     std::vector<std::thread> lThreads;
-    for (int i = 0; i < 2; ++i)
+    for (int lIndex = 0; lIndex < 2; ++lIndex)
     {
         lThreads.emplace_back(
             [&]

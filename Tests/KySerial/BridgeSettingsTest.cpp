@@ -207,9 +207,9 @@ TEST_F(BridgeSettingsTest, RatesComeFromTheEntriesNames)
     mBridge->mUnsupported = 38400;
     EXPECT_THAT(mBridge->RefreshSupportedBaudRates(), IsOK());
     std::vector<uint32_t> lRates;
-    for (uint32_t i = 0; i < mBridge->GetSupportedBaudRateCount(); ++i)
+    for (uint32_t lIndex = 0; lIndex < mBridge->GetSupportedBaudRateCount(); ++lIndex)
     {
-        lRates.push_back(mBridge->GetSupportedBaudRate(i));
+        lRates.push_back(mBridge->GetSupportedBaudRate(lIndex));
     }
     EXPECT_EQ(lRates, (std::vector<uint32_t>{9600, 115200, 16, 8, 300, 600, 0xFFFFFFFF}));
     EXPECT_EQ(mDevice.TakeCalls(),

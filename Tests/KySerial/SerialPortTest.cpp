@@ -4,8 +4,11 @@
 #include "DeviceSerialPort.h"
 #include "SerialPort.h"
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <deque>
+#include <future>
 #include <memory>
 #include <thread>
 #include <type_traits>
@@ -165,6 +168,55 @@ TEST_F(SerialPortTest, CountsBytesThatGoAroundTheEndOfTheBuffer)
     mPort.Push(Count(20));
     EXPECT_EQ(GetReady(mPort), 7U);
     EXPECT_EQ(ReadAll(mPort), (Bytes{13, 14, 15, 16, 17, 18, 19}));
+}
+
+// A batch does what as many single bytes would, wherever the indexes stand and however small the ring is.
+TEST_F(SerialPortTest, BatchesOfBytesKeepTheNewest)
+{
+    for (const uint32_t lCells : {1U, 2U, 3U, 8U, 17U})
+    {
+        SetSize(lCells);
+        std::deque<uint8_t> lExpected;
+        uint8_t lNext = 0;
+        for (uint32_t lStep = 0; lStep < 400; ++lStep)
+        {
+            Bytes lBatch((lStep * 7) % (lCells * 2 + 2));
+            for (uint8_t& lByte : lBatch)
+            {
+                lByte = lNext++;
+                lExpected.push_back(lByte);
+            }
+            mPort.LockRx();
+            mPort.PushBytes(lBatch.data(), static_cast<uint32_t>(lBatch.size()));
+            mPort.UnlockRx();
+            while (lExpected.size() > lCells - 1)
+            {
+                lExpected.pop_front();
+            }
+            ASSERT_EQ(GetReady(mPort), lExpected.size());
+            const uint32_t lWanted = lStep % 5 + 1;
+            static_cast<void>(mPort.Read(mBytes, lWanted, mGot, 0));
+            ASSERT_EQ(mGot, std::min<size_t>(lWanted, lExpected.size()));
+            for (uint32_t lIndex = 0; lIndex < mGot; ++lIndex)
+            {
+                ASSERT_EQ(mBytes[lIndex], lExpected.front());
+                lExpected.pop_front();
+            }
+        }
+    }
+}
+
+TEST_F(SerialPortTest, ABatchWakesAReader)
+{
+    auto lReader = std::async(std::launch::async,
+                              [this] { return mPort.Read(mBytes, sizeof mBytes, mGot, 0xFFFFFFFF); });
+    Bytes lBatch{4, 5, 6};
+    std::this_thread::sleep_for(std::chrono::milliseconds(2)); // most often the reader waits by then
+    mPort.LockRx();
+    mPort.PushBytes(lBatch.data(), 3);
+    mPort.UnlockRx();
+    EXPECT_THAT(lReader.get(), IsOK());
+    EXPECT_EQ(Bytes(mBytes, mBytes + mGot), lBatch);
 }
 
 TEST_F(SerialPortTest, TimesOutAtOnceWithoutATimeout)

@@ -419,7 +419,7 @@ TEST_F(ClientTest, CloseEndsCallsThatWait)
     Attach();
     std::atomic<int> lEnded{0};
     std::vector<std::thread> lThreads;
-    for (int i = 0; i < 2; ++i)
+    for (int lIndex = 0; lIndex < 2; ++lIndex)
     {
         lThreads.emplace_back(
             [&]
@@ -457,7 +457,7 @@ TEST_F(ClientTest, SeveralThreadsGetWholeBlocks)
     constexpr int cBlocks = 100;
     std::atomic<int> lWhole{0};
     std::vector<std::thread> lThreads;
-    for (int i = 0; i < 3; ++i)
+    for (int lIndex = 0; lIndex < 3; ++lIndex)
     {
         lThreads.emplace_back(
             [&]

@@ -1,0 +1,120 @@
+#pragma once
+
+#include "KySerial/IKyDeviceAdapter.h"
+
+#include <cstdint>
+#include <string>
+
+namespace KyBench
+{
+
+/// A device that does nothing and answers at once, so that what is measured around it is the library.
+/// It has two UARTs, a register-driven bulk port 0 and feature-driven bulk ports. Each write raises the
+/// interrupt that tells of its end, inside the call.
+class BenchDevice final : public IKyDeviceAdapter
+{
+public:
+    uint64_t mRegisterWrites = 0;
+    uint64_t mMemoryWrites = 0;
+    uint64_t mMessages = 0;
+    /// The answer to "who are you": two devices have two.
+    int64_t mAddress = 0x0011223344;
+
+    void Reserved0() override {}
+    bool IsIntegerFeatureAvailable(const KyString& /*aName*/) override { return true; }
+    bool IsFeatureAvailable(const KyString& /*aName*/) override { return true; }
+    void Reserved3() override {}
+    bool IsRegisterFeatureAvailable(const KyString& /*aName*/) override { return true; }
+    bool IsFeatureReadable(const KyString& /*aName*/) override { return true; }
+    bool IsFeatureWritable(const KyString& /*aName*/) override { return true; }
+    bool IsEnumEntryAvailable(const KyString& /*aName*/, const KyString& /*aEntry*/) override { return true; }
+    KyResult GetIntegerValue(const KyString& /*aName*/, int64_t& aValue) override
+    {
+        aValue = mAddress;
+        return KyResult();
+    }
+    KyResult GetEnumEntries(const KyString& /*aName*/, KyStringList& /*aEntries*/) override
+    {
+        return KyResult();
+    }
+    KyResult GetFeatureAsString(const KyString& /*aName*/, KyString& aValue) override
+    {
+        aValue = KyString("Off");
+        return KyResult();
+    }
+    KyResult SetFeatureFromString(const KyString& /*aName*/, const KyString& /*aValue*/) override
+    {
+        return KyResult();
+    }
+    void Reserved12() override {}
+    void Reserved13() override {}
+    KyResult GetStringValue(const KyString& /*aName*/, KyString& aValue) override
+    {
+        aValue = KyString("bench");
+        return KyResult();
+    }
+    KyResult GetRegisterLength(const KyString& /*aName*/, int64_t& aLength) override
+    {
+        aLength = 520;
+        return KyResult();
+    }
+    KyResult GetRegisterData(const KyString& /*aName*/, uint8_t* /*aBuffer*/, int64_t /*aLength*/) override
+    {
+        return KyResult();
+    }
+    KyResult SetRegisterData(const KyString& /*aName*/, const uint8_t* /*aBuffer*/,
+                             int64_t /*aLength*/) override
+    {
+        ++mMessages;
+        return KyResult();
+    }
+    KyResult RegisterFeatureInterest(const KyString& /*aName*/) override { return KyResult(); }
+    KyResult UnregisterFeatureInterest(const KyString& /*aName*/) override { return KyResult(); }
+    KyResult WriteRegister(uint32_t aAddress, uint32_t /*aValue*/) override
+    {
+        ++mRegisterWrites;
+        if (mSink != nullptr && (aAddress == 0xB84C || aAddress == 0xB850))
+        {
+            static constexpr uint8_t cSent[4] = {0x05, 0, 0, 0};
+            mSink->NotifyEvent(0x9000, 0xFFFF, 0, 0, cSent, sizeof(cSent));
+        }
+        return KyResult();
+    }
+    KyResult ReadRegister(uint32_t aAddress, uint32_t& aValue) override
+    {
+        // Capabilities: two UARTs; the bulk port is an UART at 115200 bit/s with a threshold of 64 bytes.
+        aValue = aAddress == 0xB8FC ? 0x80000002U : aAddress == 0xB898 ? 0x400010C0U : 0;
+        return KyResult();
+    }
+    KyResult WriteMemory(const uint8_t* /*aBuffer*/, uint32_t /*aAddress*/, uint32_t /*aLength*/) override
+    {
+        ++mMemoryWrites;
+        if (mSink != nullptr)
+        {
+            static constexpr uint8_t cEmpty[4] = {0, 0x18, 0, 0};
+            mSink->NotifyEvent(0x9001, 0xFFFF, 0, 0, cEmpty, sizeof(cEmpty));
+        }
+        return KyResult();
+    }
+    void Reserved23() override {}
+    KyResult PostWrite(uint32_t /*aMilliseconds*/) override { return KyResult(); }
+    bool IsConnected() override { return true; }
+    bool IsKorvoVideoInterface() override { return true; }
+    bool IsGigEVision() override { return true; }
+    bool IsAlternateTransport() override { return false; }
+    KyResult RegisterEventSink(IKyDeviceEventSink* aSink) override
+    {
+        mSink = aSink;
+        return KyResult();
+    }
+    KyResult UnregisterEventSink(IKyDeviceEventSink* /*aSink*/) override
+    {
+        mSink = nullptr;
+        return KyResult();
+    }
+
+private:
+    IKyDeviceEventSink* mSink = nullptr;
+};
+
+} // namespace KyBench

@@ -1,0 +1,119 @@
+"""Bridges: a port of the camera joined to a serial port of the host, or to Camera Link serial clients."""
+import ctypes
+from ctypes import byref
+
+from ._handle import make, number, text, when_gone
+from ._library import lib
+from .device import port_number
+from .errors import check
+from .line import line_settings
+
+
+class Bridge:
+    """Relays bytes from its making to close(); a context manager.
+
+    Bridge(camera, "uart0", host="COM5") joins a port to one of the host, on Linux also host="/dev/ttyS4" or the path of a
+    pseudo-terminal, with the line settings baudrate, parity, bytesize and stopbits.
+    Bridge(camera, "uart0", server="Camera 1") serves Camera Link serial clients under that name.
+    """
+
+    def __init__(self, device, port, host=None, server=None, **settings):
+        if (host is None) == (server is None):
+            raise TypeError("Bridge() takes either host or server")
+        if server is not None and settings:
+            raise TypeError("clients choose the line settings of a server themselves")
+        line = line_settings(**settings)
+        self._device = device
+        self._handle = make(lib.KyBridgeCreate)
+        self._finalizer = when_gone(self, lib.KyBridgeDestroy, self._handle)
+        try:
+            if host is not None:
+                check(lib.KyBridgeStartHost(self._handle, host.encode(), byref(line), device._handle,
+                                            port_number(port)))
+            else:
+                check(lib.KyBridgeStartClients(self._handle, server.encode(), device._handle, port_number(port)))
+        except BaseException:
+            self._finalizer()
+            raise
+
+    def close(self):
+        """Stops relaying; the camera's port gets its settings back. A second call does nothing."""
+        if self._finalizer.alive:
+            try:
+                check(lib.KyBridgeStop(self._handle))
+            finally:
+                self._finalizer()
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.close()
+
+    def recover(self):
+        """To be called when a camera that was disconnected is back."""
+        check(lib.KyBridgeRecover(self._handle))
+
+    def set_line_settings(self, **settings):
+        """Changes baudrate, parity, bytesize and stopbits of both sides; those not given get their defaults."""
+        check(lib.KyBridgeSetLineSettings(self._handle, byref(line_settings(**settings))))
+
+    @property
+    def line_settings(self):
+        """A dictionary of baudrate, parity, bytesize and stopbits; None for a bridge to clients."""
+        line = line_settings()
+        check(lib.KyBridgeGetLineSettings(self._handle, byref(line)))
+        if line.parity < 0:
+            return None
+        return {"baudrate": line.baudrate, "parity": "NEO"[line.parity], "bytesize": line.bytesize,
+                "stopbits": line.stopbits}
+
+    @property
+    def hard_coded_baudrate(self):
+        """The only rate that clients are offered, if it has been set."""
+        return number(lib.KyBridgeGetHardCodedBaudRate, self._handle)
+
+    @hard_coded_baudrate.setter
+    def hard_coded_baudrate(self, value):
+        check(lib.KyBridgeSetHardCodedBaudRate(self._handle, value))
+
+    @property
+    def supported_baudrates(self):
+        """The rates that camera and bridge have in common."""
+        rates = []
+        for index in range(number(lib.KyBridgeGetSupportedBaudRateCount, self._handle)):
+            rate = ctypes.c_uint32()
+            check(lib.KyBridgeGetSupportedBaudRate(self._handle, index, byref(rate)))
+            rates.append(rate.value)
+        return rates
+
+    @property
+    def baudrate(self):
+        """The rate that the camera was set to last."""
+        return number(lib.KyBridgeGetBaudRate, self._handle)
+
+    @property
+    def server(self):
+        """The server's name; empty for a bridge to a host port."""
+        return text(lib.KyBridgeGetName, self._handle)
+
+    @property
+    def host(self):
+        """The host port's name; empty for a bridge to clients."""
+        return text(lib.KyBridgeGetHostPort, self._handle)
+
+    @property
+    def port(self):
+        """The number of the camera's port."""
+        return number(lib.KyBridgeGetDevicePort, self._handle, ctypes.c_int32)
+
+    @property
+    def statistics(self):
+        """Bytes to the camera, and from it, since the start or reset_statistics()."""
+        to_device, from_device = ctypes.c_uint64(), ctypes.c_uint64()
+        check(lib.KyBridgeGetStatistics(self._handle, byref(to_device), byref(from_device)))
+        return to_device.value, from_device.value
+
+    def reset_statistics(self):
+        """Starts counting anew."""
+        check(lib.KyBridgeResetStatistics(self._handle))

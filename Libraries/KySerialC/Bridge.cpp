@@ -1,0 +1,241 @@
+#include "KySerialC/Bridge.h"
+
+#include "KySerial/KySerialBridge.h"
+#include "LineSettingsForm.h"
+#include "Opened.h"
+
+using namespace KySerialCLib;
+
+namespace
+{
+
+// A bridge and the device that it runs on.
+struct Bridge
+{
+    DeviceHold mDevice; // set while it runs; goes after it
+    std::mutex mTurn;
+    KySerialBridge mBridge;
+};
+
+HandleTable<Bridge>& Bridges()
+{
+    static auto* const cTable = new HandleTable<Bridge>(HandleKind::Bridge);
+    return *cTable;
+}
+
+// Starts a bridge. aStart gets the adapter.
+template<typename Start>
+KyCode StartBridge(const char* aFunction, KyBridgeHandle aBridge, KyDeviceHandle aDevice, const Start& aStart)
+{
+    return RunOn(aFunction, Bridges(), aBridge,
+                 [&](Bridge& aObject) -> KyResult
+                 {
+                     const std::lock_guard lScope(aObject.mTurn);
+                     if (aObject.mDevice.Get() != nullptr)
+                     {
+                         return Fail(KY_WRONG_STATE, aFunction, "Bridge already started.");
+                     }
+                     DeviceHold lDevice(aDevice);
+                     if (lDevice.Get() == nullptr)
+                     {
+                         return Fail(KY_INVALID_HANDLE, aFunction, "No such device.");
+                     }
+                     KyResult lResult = aStart(aObject.mBridge, lDevice.Get());
+                     if (lResult.IsOK())
+                     {
+                         aObject.mDevice = std::move(lDevice);
+                     }
+                     return lResult;
+                 });
+}
+
+// An operation on a bridge. aOperation gets the bridge.
+template<typename Operation>
+KyCode OnBridge(const char* aFunction, KyBridgeHandle aBridge, const Operation& aOperation)
+{
+    return RunOn(aFunction, Bridges(), aBridge,
+                 [&](Bridge& aObject)
+                 {
+                     const std::lock_guard lScope(aObject.mTurn);
+                     return aOperation(aObject.mBridge);
+                 });
+}
+
+// A question to a bridge. aQuestion gets the bridge and gives the answer.
+template<typename Value, typename Question>
+KyCode AskBridge(const char* aFunction, KyBridgeHandle aBridge, Value* aValue, Value aInitial,
+                 const Question& aQuestion)
+{
+    return RunOn(aFunction, Bridges(), aBridge, aValue, aInitial,
+                 [&](Bridge& aObject, Value& aAnswer)
+                 {
+                     const std::lock_guard lScope(aObject.mTurn);
+                     aAnswer = aQuestion(aObject.mBridge);
+                     return KyResult();
+                 });
+}
+
+} // namespace
+
+KyCode KyBridgeCreate(KyBridgeHandle* aBridge)
+{
+    return Create("KyBridgeCreate", Bridges(), aBridge);
+}
+
+KyCode KyBridgeDestroy(KyBridgeHandle aBridge)
+{
+    return Destroy("KyBridgeDestroy", Bridges(), aBridge);
+}
+
+KyCode KyBridgeStartHost(KyBridgeHandle aBridge, const char* aHostPort, const KyLineSettings* aSettings,
+                         KyDeviceHandle aDevice, int32_t aSerial)
+{
+    static constexpr char cFunction[] = "KyBridgeStartHost";
+    return StartBridge(cFunction, aBridge, aDevice,
+                       [&](KySerialBridge& aProduct, IKyDeviceAdapter* aAdapter)
+                       {
+                           KySerialPortConfiguration lConfiguration;
+                           KyResult lResult = aSettings != nullptr
+                                                  ? Convert(cFunction, aSettings, lConfiguration)
+                                                  : KyResult();
+                           return lResult.IsOK()
+                                      ? aProduct.Start(KyString(aHostPort), lConfiguration, aAdapter,
+                                                       static_cast<KyDeviceSerial>(aSerial))
+                                      : lResult;
+                       });
+}
+
+KyCode KyBridgeStartClients(KyBridgeHandle aBridge, const char* aName, KyDeviceHandle aDevice,
+                            int32_t aSerial)
+{
+    return StartBridge(
+        "KyBridgeStartClients", aBridge, aDevice,
+        [&](KySerialBridge& aProduct, IKyDeviceAdapter* aAdapter)
+        { return aProduct.Start(KyString(aName), aAdapter, static_cast<KyDeviceSerial>(aSerial)); });
+}
+
+KyCode KyBridgeStop(KyBridgeHandle aBridge)
+{
+    return RunOn("KyBridgeStop", Bridges(), aBridge,
+                 [](Bridge& aObject)
+                 {
+                     const std::lock_guard lScope(aObject.mTurn);
+                     KyResult lResult = aObject.mBridge.Stop();
+                     aObject.mDevice.Reset(); // a bridge that does not run has no device
+                     return lResult;
+                 });
+}
+
+KyCode KyBridgeRecover(KyBridgeHandle aBridge)
+{
+    return OnBridge("KyBridgeRecover", aBridge, [](KySerialBridge& aProduct) { return aProduct.Recover(); });
+}
+
+KyCode KyBridgeSetLineSettings(KyBridgeHandle aBridge, const KyLineSettings* aSettings)
+{
+    static constexpr char cFunction[] = "KyBridgeSetLineSettings";
+    return OnBridge(cFunction, aBridge,
+                    [&](KySerialBridge& aProduct)
+                    {
+                        KySerialPortConfiguration lConfiguration;
+                        KyResult lResult = Convert(cFunction, aSettings, lConfiguration);
+                        return lResult.IsOK() ? aProduct.SetSerialPortConfiguration(lConfiguration) : lResult;
+                    });
+}
+
+KyCode KyBridgeGetLineSettings(KyBridgeHandle aBridge, KyLineSettings* aSettings)
+{
+    static constexpr char cFunction[] = "KyBridgeGetLineSettings";
+    return OnBridge(cFunction, aBridge,
+                    [&](KySerialBridge& aProduct)
+                    { return Convert(cFunction, aProduct.GetSerialPortConfiguration(), aSettings); });
+}
+
+KyCode KyBridgeSetHardCodedBaudRate(KyBridgeHandle aBridge, uint32_t aBaudRate)
+{
+    return OnBridge("KyBridgeSetHardCodedBaudRate", aBridge,
+                    [&](KySerialBridge& aProduct) { return aProduct.SetHardCodedBaudRate(aBaudRate); });
+}
+
+KyCode KyBridgeGetHardCodedBaudRate(KyBridgeHandle aBridge, uint32_t* aBaudRate)
+{
+    return AskBridge("KyBridgeGetHardCodedBaudRate", aBridge, aBaudRate, 0U,
+                     [](const KySerialBridge& aProduct) { return aProduct.GetHardCodedBaudRate(); });
+}
+
+KyCode KyBridgeGetSupportedBaudRateCount(KyBridgeHandle aBridge, uint32_t* aCount)
+{
+    return AskBridge("KyBridgeGetSupportedBaudRateCount", aBridge, aCount, 0U,
+                     [](const KySerialBridge& aProduct) { return aProduct.GetSupportedBaudRateCount(); });
+}
+
+KyCode KyBridgeGetSupportedBaudRate(KyBridgeHandle aBridge, uint32_t aIndex, uint32_t* aBaudRate)
+{
+    static constexpr char cFunction[] = "KyBridgeGetSupportedBaudRate";
+    return RunOn(cFunction, Bridges(), aBridge, aBaudRate, 0U,
+                 [&](Bridge& aObject, uint32_t& aRate)
+                 {
+                     const std::lock_guard lScope(aObject.mTurn);
+                     if (aIndex >= aObject.mBridge.GetSupportedBaudRateCount())
+                     {
+                         return Fail(KY_BAD_PARAMETER, cFunction, "The index is past the end.");
+                     }
+                     aRate = aObject.mBridge.GetSupportedBaudRate(aIndex);
+                     return KyResult();
+                 });
+}
+
+KyCode KyBridgeGetBaudRate(KyBridgeHandle aBridge, uint32_t* aBaudRate)
+{
+    return AskBridge("KyBridgeGetBaudRate", aBridge, aBaudRate, 0U,
+                     [](const KySerialBridge& aProduct) { return aProduct.GetBaudRate(); });
+}
+
+KyCode KyBridgeGetName(KyBridgeHandle aBridge, char* aBuffer, uint32_t* aSize)
+{
+    static constexpr char cFunction[] = "KyBridgeGetName";
+    return OnBridge(cFunction, aBridge,
+                    [&](const KySerialBridge& aProduct)
+                    { return CopyText(cFunction, aProduct.GetName(), aBuffer, aSize); });
+}
+
+KyCode KyBridgeGetHostPort(KyBridgeHandle aBridge, char* aBuffer, uint32_t* aSize)
+{
+    static constexpr char cFunction[] = "KyBridgeGetHostPort";
+    return OnBridge(cFunction, aBridge,
+                    [&](const KySerialBridge& aProduct)
+                    { return CopyText(cFunction, aProduct.GetSerialPort(), aBuffer, aSize); });
+}
+
+KyCode KyBridgeGetDevicePort(KyBridgeHandle aBridge, int32_t* aSerial)
+{
+    return AskBridge("KyBridgeGetDevicePort", aBridge, aSerial, static_cast<int32_t>(KY_INVALID_PORT),
+                     [](const KySerialBridge& aProduct)
+                     { return static_cast<int32_t>(aProduct.GetDevicePort()); });
+}
+
+KyCode KyBridgeGetStatistics(KyBridgeHandle aBridge, uint64_t* aToDevice, uint64_t* aFromDevice)
+{
+    uint64_t lNowhere[2] = {};
+    uint64_t& lToDevice = aToDevice != nullptr ? *aToDevice : lNowhere[0];
+    uint64_t& lFromDevice = aFromDevice != nullptr ? *aFromDevice : lNowhere[1];
+    lToDevice = 0;
+    lFromDevice = 0;
+    return OnBridge("KyBridgeGetStatistics", aBridge,
+                    [&](const KySerialBridge& aProduct)
+                    {
+                        lToDevice = aProduct.GetBytesSentToDevice();
+                        lFromDevice = aProduct.GetBytesReceivedFromDevice();
+                        return KyResult();
+                    });
+}
+
+KyCode KyBridgeResetStatistics(KyBridgeHandle aBridge)
+{
+    return OnBridge("KyBridgeResetStatistics", aBridge,
+                    [](KySerialBridge& aProduct)
+                    {
+                        aProduct.ResetStatistics();
+                        return KyResult();
+                    });
+}

@@ -1,0 +1,117 @@
+#pragma once
+
+#include "KySerial/IKyDeviceAdapter.h"
+#include "KySerialC/Adapter.h"
+
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace KySerialCLib
+{
+
+/// An application's table of functions as the library's own adapter, and the way of its events to the sinks.
+///
+/// Threads: any. Reports come one after the other; no lock is held during a call into the application or into
+/// a sink.
+class DeviceAdapter final : public IKyDeviceAdapter
+{
+public:
+    /// \param aAdapter  Checked by IsComplete(); copied as far as its size says.
+    explicit DeviceAdapter(const KyAdapter& aAdapter);
+    DeviceAdapter(const DeviceAdapter&) = delete;
+    DeviceAdapter& operator=(const DeviceAdapter&) = delete;
+
+    /// Whether the table is large enough and has what it must have.
+    static bool IsComplete(const KyAdapter& aAdapter);
+
+    /// The handle that the application's functions are told. Before any call.
+    void SetHandle(KyDeviceHandle aHandle) { mHandle = aHandle; }
+
+    /// Keeps the device from being retired. \return False: it has been.
+    bool Hold();
+    /// Gives one Hold() back.
+    void Release();
+
+    /// Ends all calls into the application. Waits for reports of other threads.
+    /// \return KY_WRONG_STATE: something holds the device. KY_INVALID_HANDLE: it has been retired already.
+    KyCode Retire();
+
+    /// Tells the sinks of an event.
+    /// \return KY_WRONG_STATE: from inside a report. KY_INVALID_HANDLE: retired.
+    KyCode ReportEvent(uint16_t aEventID, uint16_t aChannel, uint64_t aBlockID, uint64_t aTimestamp,
+                       const void* aData, uint32_t aDataLength);
+    /// Tells the sinks of a change. Results as ReportEvent().
+    KyCode ReportChange(const KyString& aName);
+
+    void Reserved0() override {}
+    bool IsIntegerFeatureAvailable(const KyString& aName) override;
+    bool IsFeatureAvailable(const KyString& aName) override;
+    void Reserved3() override {}
+    bool IsRegisterFeatureAvailable(const KyString& aName) override;
+    bool IsFeatureReadable(const KyString& aName) override;
+    bool IsFeatureWritable(const KyString& aName) override;
+    bool IsEnumEntryAvailable(const KyString& aName, const KyString& aEntry) override;
+    KyResult GetIntegerValue(const KyString& aName, int64_t& aValue) override;
+    KyResult GetEnumEntries(const KyString& aName, KyStringList& aEntries) override;
+    KyResult GetFeatureAsString(const KyString& aName, KyString& aValue) override;
+    KyResult SetFeatureFromString(const KyString& aName, const KyString& aValue) override;
+    void Reserved12() override {}
+    void Reserved13() override {}
+    KyResult GetStringValue(const KyString& aName, KyString& aValue) override;
+    KyResult GetRegisterLength(const KyString& aName, int64_t& aLength) override;
+    KyResult GetRegisterData(const KyString& aName, uint8_t* aBuffer, int64_t aLength) override;
+    KyResult SetRegisterData(const KyString& aName, const uint8_t* aBuffer, int64_t aLength) override;
+    KyResult RegisterFeatureInterest(const KyString& aName) override;
+    KyResult UnregisterFeatureInterest(const KyString& aName) override;
+    KyResult WriteRegister(uint32_t aAddress, uint32_t aValue) override;
+    KyResult ReadRegister(uint32_t aAddress, uint32_t& aValue) override;
+    KyResult WriteMemory(const uint8_t* aBuffer, uint32_t aAddress, uint32_t aLength) override;
+    void Reserved23() override {}
+    KyResult PostWrite(uint32_t aMilliseconds) override;
+    bool IsConnected() override;
+    bool IsKorvoVideoInterface() override;
+    bool IsGigEVision() override;
+    bool IsAlternateTransport() override;
+    KyResult RegisterEventSink(IKyDeviceEventSink* aSink) override;
+    KyResult UnregisterEventSink(IKyDeviceEventSink* aSink) override;
+
+private:
+    template<typename Call>
+    KyCode Report(const Call& aCall);
+    bool RemoveSink(IKyDeviceEventSink* aSink);
+
+    KyAdapter mAdapter;
+    KyDeviceHandle mHandle = 0;
+    std::mutex mMutex; // guards all below
+    std::condition_variable mChanged;
+    std::vector<IKyDeviceEventSink*> mSinks;
+    IKyDeviceEventSink* mCurrent = nullptr; // being called
+    std::thread::id mReporter;              // who reports, if somebody does
+    uint32_t mHolds = 0;
+    bool mRetired = false;
+};
+
+/// Keeps a device for a port, bus or bridge that is open on it, or for the time of a question.
+class DeviceHold
+{
+public:
+    /// Holds nothing.
+    DeviceHold() = default;
+    /// Holds the device of that handle, if there is one.
+    explicit DeviceHold(KyDeviceHandle aDevice);
+    ~DeviceHold() { Reset(); }
+    DeviceHold(DeviceHold&& aOther) noexcept = default;
+    DeviceHold& operator=(DeviceHold&& aOther) noexcept;
+
+    /// Null: holds nothing.
+    DeviceAdapter* Get() const { return mDevice.get(); }
+    void Reset();
+
+private:
+    std::shared_ptr<DeviceAdapter> mDevice;
+};
+
+} // namespace KySerialCLib

@@ -1,0 +1,122 @@
+#ifndef KYSERIALC_BRIDGE_H
+#define KYSERIALC_BRIDGE_H
+
+#include <KySerialC/Device.h>
+#include <KySerialC/LineSettings.h>
+
+/// \file
+/// Bridges: a port of the device joined to a serial port of the host, or to Camera Link serial clients in
+/// other processes. Bytes are relayed both ways on threads of the library's until the bridge is stopped.
+
+#ifdef __cplusplus
+extern "C"
+{
+#endif
+
+    /// A bridge that KyBridgeCreate() has made; 0 is none. Calls on one bridge wait for each other.
+    ///
+    /// While it runs, the device port's mode, rate, parity and stop bits are the bridge's; stopping restores
+    /// them. KY_NO_CONNECTION is the answer of every operation that needs a running bridge.
+    typedef uint64_t KyBridgeHandle;
+
+    /// Makes a stopped bridge.
+    /// \param aBridge  Receives it; 0 on a failure.
+    /// \return KY_OK. KY_FAILURE: out of memory.
+    KYSERIALC_API KyCode KyBridgeCreate(KyBridgeHandle* aBridge);
+
+    /// Ends a bridge, and stops it if it runs.
+    /// \return KY_OK.
+    KYSERIALC_API KyCode KyBridgeDestroy(KyBridgeHandle aBridge);
+
+    /// Starts a bridge to a serial port of the host, which gets the same line settings as the device.
+    /// \param aHostPort  "COM5": COM in any case, and one or two digits. On Linux COM5 is /dev/ttyS4, and the
+    ///         absolute path of a terminal device will do too.
+    /// \param aSettings  Line settings; null means those of KyLineSettingsInit().
+    /// \param aSerial  KY_UART0 to KY_BULK7.
+    /// \return KY_OK: bytes are relayed. KY_WRONG_STATE: running already; that bridge is left alone. In all
+    ///         other cases it is stopped. KY_BAD_PARAMETER: no such port, malformed name, invalid settings.
+    ///         KY_NO_CONNECTION: the device is not connected. KY_UNSUPPORTED: the device does not offer the
+    ///         port. KY_FAILURE: one of the two ports is in use, or refuses.
+    KYSERIALC_API KyCode KyBridgeStartHost(KyBridgeHandle aBridge, const char* aHostPort,
+                                           const KyLineSettings* aSettings, KyDeviceHandle aDevice,
+                                           int32_t aSerial);
+
+    /// Starts a bridge to Camera Link serial clients: a server that clients find under its name.
+    /// \param aName  Unique on the machine; 255 bytes at most, not empty.
+    /// \return As KyBridgeStartHost(); KY_FAILURE also when a server of that name runs, or 32 names are in
+    ///         use. Blocks up to 5 s when another process holds the registry's lock.
+    KYSERIALC_API KyCode KyBridgeStartClients(KyBridgeHandle aBridge, const char* aName,
+                                              KyDeviceHandle aDevice, int32_t aSerial);
+
+    /// Ends the relaying: threads, host side, device port, in this order.
+    /// \return KY_OK. Blocks at most about 100 ms; longer only while the device itself holds up a write.
+    KYSERIALC_API KyCode KyBridgeStop(KyBridgeHandle aBridge);
+
+    /// Closes and opens the device port again: to be called when a device that was disconnected is back.
+    /// \return KY_OK, also when the device port could not be opened; call it again then.
+    KYSERIALC_API KyCode KyBridgeRecover(KyBridgeHandle aBridge);
+
+    /// Changes the line settings of host and device while the bridge runs.
+    /// \return KY_OK. KY_WRONG_STATE: not a bridge to a host port. KY_BAD_PARAMETER: null or not valid,
+    ///         nothing was set. KY_FAILURE: the host port refuses.
+    KYSERIALC_API KyCode KyBridgeSetLineSettings(KyBridgeHandle aBridge, const KyLineSettings* aSettings);
+
+    /// \param aSettings  Receives the line settings; its size has to be set. A baud rate of 0 and a parity of
+    ///         -1 when this is no bridge to a host port.
+    /// \return KY_OK. KY_BAD_PARAMETER: null or another size.
+    KYSERIALC_API KyCode KyBridgeGetLineSettings(KyBridgeHandle aBridge, KyLineSettings* aSettings);
+
+    /// Offers the clients this rate only, instead of those that the device names.
+    /// \param aBaudRate  9600, 19200, 38400, 57600 or 115200.
+    /// \return KY_OK. KY_WRONG_STATE: not a bridge to clients. KY_BAD_PARAMETER: another rate.
+    KYSERIALC_API KyCode KyBridgeSetHardCodedBaudRate(KyBridgeHandle aBridge, uint32_t aBaudRate);
+
+    /// \param aBaudRate  Receives the rate that was set with KyBridgeSetHardCodedBaudRate(), 9600 at first; 0
+    ///         when this is no bridge to clients.
+    /// \return KY_OK.
+    KYSERIALC_API KyCode KyBridgeGetHardCodedBaudRate(KyBridgeHandle aBridge, uint32_t* aBaudRate);
+
+    /// \param aCount  Receives the number of rates that the device offers and the bridge supports; 0 when
+    ///         stopped.
+    /// \return KY_OK.
+    KYSERIALC_API KyCode KyBridgeGetSupportedBaudRateCount(KyBridgeHandle aBridge, uint32_t* aCount);
+
+    /// \param aBaudRate  Receives one of them, bits per second, in the device's order; 0 on a failure.
+    /// \return KY_OK. KY_BAD_PARAMETER: aIndex is past the end.
+    KYSERIALC_API KyCode KyBridgeGetSupportedBaudRate(KyBridgeHandle aBridge, uint32_t aIndex,
+                                                      uint32_t* aBaudRate);
+
+    /// \param aBaudRate  Receives the rate that the device was set to last; 0 when stopped.
+    /// \return KY_OK.
+    KYSERIALC_API KyCode KyBridgeGetBaudRate(KyBridgeHandle aBridge, uint32_t* aBaudRate);
+
+    /// Gives the server's name; empty when this is no bridge to clients.
+    /// \param aBuffer,  aSize  See kyserial.h.
+    /// \return KY_OK. KY_BUFFER_TOO_SMALL.
+    KYSERIALC_API KyCode KyBridgeGetName(KyBridgeHandle aBridge, char* aBuffer, uint32_t* aSize);
+
+    /// Gives the host port's name as it was given; empty when this is no bridge to a host port.
+    /// \param aBuffer,  aSize  See kyserial.h.
+    /// \return KY_OK. KY_BUFFER_TOO_SMALL.
+    KYSERIALC_API KyCode KyBridgeGetHostPort(KyBridgeHandle aBridge, char* aBuffer, uint32_t* aSize);
+
+    /// \param aSerial  Receives the bridged port of the device; KY_INVALID_PORT when stopped, and on a
+    ///         failure.
+    /// \return KY_OK.
+    KYSERIALC_API KyCode KyBridgeGetDevicePort(KyBridgeHandle aBridge, int32_t* aSerial);
+
+    /// Gives the bytes relayed since the start or the last KyBridgeResetStatistics(); 0 when stopped.
+    /// \param aToDevice,  aFromDevice  Either may be null.
+    /// \return KY_OK.
+    KYSERIALC_API KyCode KyBridgeGetStatistics(KyBridgeHandle aBridge, uint64_t* aToDevice,
+                                               uint64_t* aFromDevice);
+
+    /// Starts counting anew.
+    /// \return KY_OK.
+    KYSERIALC_API KyCode KyBridgeResetStatistics(KyBridgeHandle aBridge);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

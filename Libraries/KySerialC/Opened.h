@@ -1,0 +1,97 @@
+#pragma once
+
+#include "Call.h"
+#include "DeviceAdapter.h"
+#include "KySerial/KySerialTypes.h"
+
+#include <mutex>
+#include <optional>
+#include <shared_mutex>
+
+namespace KySerialCLib
+{
+
+/// A port or bus of the library and the device that it is open on.
+template<typename Product>
+struct Opened
+{
+    Opened() { mProduct.emplace(); }
+
+    DeviceHold mDevice;     // set as long as the product has to be closed; goes after it
+    std::shared_mutex mUse; // shared by calls that may meet on the product
+    std::optional<Product> mProduct;
+    std::mutex mReadTurn; // of a port
+    std::mutex mWriteTurn;
+};
+
+/// Opens. Needs the object for itself. A product that was open before is made anew: the library keeps what a
+/// second Open() replaces until the process ends.
+template<typename Product>
+KyResult Open(const char* aFunction, Opened<Product>& aObject, KyDeviceHandle aDevice, int32_t aSerial)
+{
+    if (aObject.mDevice.Get() != nullptr)
+    {
+        return Fail(KY_WRONG_STATE, aFunction, "Open already: close it first.");
+    }
+    DeviceHold lDevice(aDevice);
+    if (lDevice.Get() == nullptr)
+    {
+        return Fail(KY_INVALID_HANDLE, aFunction, "No such device.");
+    }
+    if (!IsSerial(aSerial))
+    {
+        return Fail(KY_BAD_PARAMETER, aFunction, "No such port.");
+    }
+    aObject.mProduct.emplace();
+    KyResult lResult = aObject.mProduct->Open(lDevice.Get(), static_cast<KyDeviceSerial>(aSerial));
+    if (lResult.IsOK() || aObject.mProduct->IsOpened())
+    {
+        aObject.mDevice = std::move(lDevice);
+    }
+    return lResult;
+}
+
+/// Closes. Needs the object for itself.
+template<typename Product>
+KyResult Close(Opened<Product>& aObject)
+{
+    KyResult lResult = aObject.mProduct->Close();
+    if (lResult.IsOK())
+    {
+        aObject.mDevice.Reset();
+    }
+    return lResult;
+}
+
+/// Answers whether a device offers what Product stands for on a port.
+template<typename Product>
+KyCode IsSupported(const char* aFunction, KyDeviceHandle aDevice, int32_t aSerial, int32_t* aIsSupported)
+{
+    return Run(
+        [&]() -> KyResult
+        {
+            if (aIsSupported == nullptr)
+            {
+                return Fail(KY_BAD_PARAMETER, aFunction, "The answer has nowhere to go: a null pointer.");
+            }
+            *aIsSupported = 0;
+            const DeviceHold lDevice(aDevice);
+            if (lDevice.Get() == nullptr)
+            {
+                return Fail(KY_INVALID_HANDLE, aFunction, "No such device.");
+            }
+            const bool lIsSupported =
+                IsSerial(aSerial) &&
+                Product::IsSupported(lDevice.Get(), static_cast<KyDeviceSerial>(aSerial));
+            *aIsSupported = lIsSupported ? 1 : 0;
+            return KyResult();
+        });
+}
+
+/// What a function answers to a null buffer.
+inline KyResult NoBuffer(const char* aFunction)
+{
+    return Fail(KY_BAD_PARAMETER, aFunction, "A null pointer for the bytes, or no room for any.");
+}
+
+} // namespace KySerialCLib

@@ -1,0 +1,138 @@
+#include "KySerialC/Port.h"
+
+#include "KySerial/KyDeviceSerialPort.h"
+#include "Opened.h"
+
+using namespace KySerialCLib;
+
+namespace
+{
+
+using Port = Opened<KyDeviceSerialPort>;
+
+HandleTable<Port>& Ports()
+{
+    static auto* const cTable = new HandleTable<Port>(HandleKind::Port);
+    return *cTable;
+}
+
+} // namespace
+
+KyCode KyPortCreate(KyPortHandle* aPort)
+{
+    return Create("KyPortCreate", Ports(), aPort);
+}
+
+KyCode KyPortDestroy(KyPortHandle aPort)
+{
+    return Destroy("KyPortDestroy", Ports(), aPort);
+}
+
+KyCode KyPortOpen(KyPortHandle aPort, KyDeviceHandle aDevice, int32_t aSerial)
+{
+    static constexpr char cFunction[] = "KyPortOpen";
+    return RunOn(cFunction, Ports(), aPort,
+                 [&](Port& aObject)
+                 {
+                     const std::unique_lock lScope(aObject.mUse);
+                     return Open(cFunction, aObject, aDevice, aSerial);
+                 });
+}
+
+KyCode KyPortClose(KyPortHandle aPort)
+{
+    return RunOn("KyPortClose", Ports(), aPort,
+                 [](Port& aObject)
+                 {
+                     const std::unique_lock lScope(aObject.mUse);
+                     return Close(aObject);
+                 });
+}
+
+KyCode KyPortIsOpened(KyPortHandle aPort, int32_t* aIsOpened)
+{
+    return RunOn("KyPortIsOpened", Ports(), aPort, aIsOpened, 0,
+                 [](Port& aObject, int32_t& aAnswer)
+                 {
+                     const std::shared_lock lScope(aObject.mUse);
+                     aAnswer = aObject.mProduct->IsOpened() ? 1 : 0;
+                     return KyResult();
+                 });
+}
+
+KyCode KyPortWrite(KyPortHandle aPort, const uint8_t* aBuffer, uint32_t aSize, uint32_t* aWritten)
+{
+    static constexpr char cFunction[] = "KyPortWrite";
+    return RunOn(cFunction, Ports(), aPort, aWritten, 0U,
+                 [&](Port& aObject, uint32_t& aCount)
+                 {
+                     if (aBuffer == nullptr && aSize > 0)
+                     {
+                         return NoBuffer(cFunction);
+                     }
+                     const std::shared_lock lScope(aObject.mUse);
+                     const std::lock_guard lTurn(aObject.mWriteTurn);
+                     return aObject.mProduct->Write(aBuffer, aSize, aCount);
+                 });
+}
+
+KyCode KyPortRead(KyPortHandle aPort, uint8_t* aBuffer, uint32_t aSize, uint32_t* aRead, uint32_t aTimeout)
+{
+    static constexpr char cFunction[] = "KyPortRead";
+    return RunOn(cFunction, Ports(), aPort, aRead, 0U,
+                 [&](Port& aObject, uint32_t& aCount)
+                 {
+                     if (aBuffer == nullptr || aSize == 0)
+                     {
+                         return NoBuffer(cFunction);
+                     }
+                     const std::shared_lock lScope(aObject.mUse);
+                     const std::lock_guard lTurn(aObject.mReadTurn);
+                     return aObject.mProduct->Read(aBuffer, aSize, aCount, aTimeout);
+                 });
+}
+
+KyCode KyPortFlushRxBuffer(KyPortHandle aPort)
+{
+    return RunOn("KyPortFlushRxBuffer", Ports(), aPort,
+                 [](Port& aObject)
+                 {
+                     const std::shared_lock lScope(aObject.mUse);
+                     return aObject.mProduct->FlushRxBuffer();
+                 });
+}
+
+KyCode KyPortGetRxBytesReady(KyPortHandle aPort, uint32_t* aBytes)
+{
+    return RunOn("KyPortGetRxBytesReady", Ports(), aPort, aBytes, 0U,
+                 [](Port& aObject, uint32_t& aCount)
+                 {
+                     const std::shared_lock lScope(aObject.mUse);
+                     return aObject.mProduct->GetRxBytesReady(aCount);
+                 });
+}
+
+KyCode KyPortGetRxBufferSize(KyPortHandle aPort, uint32_t* aSize)
+{
+    return RunOn("KyPortGetRxBufferSize", Ports(), aPort, aSize, 0U,
+                 [](Port& aObject, uint32_t& aCells)
+                 {
+                     const std::shared_lock lScope(aObject.mUse);
+                     return aObject.mProduct->GetRxBufferSize(aCells);
+                 });
+}
+
+KyCode KyPortSetRxBufferSize(KyPortHandle aPort, uint32_t aSize)
+{
+    return RunOn("KyPortSetRxBufferSize", Ports(), aPort,
+                 [&](Port& aObject)
+                 {
+                     const std::unique_lock lScope(aObject.mUse);
+                     return aObject.mProduct->SetRxBufferSize(aSize);
+                 });
+}
+
+KyCode KyPortIsSupported(KyDeviceHandle aDevice, int32_t aSerial, int32_t* aIsSupported)
+{
+    return IsSupported<KyDeviceSerialPort>("KyPortIsSupported", aDevice, aSerial, aIsSupported);
+}

@@ -1,0 +1,93 @@
+#include "KySerialC/SPIBus.h"
+
+#include "KySerial/KyDeviceSPIBus.h"
+#include "Opened.h"
+
+using namespace KySerialCLib;
+
+namespace
+{
+
+using Bus = Opened<KyDeviceSPIBus>;
+
+HandleTable<Bus>& Buses()
+{
+    static auto* const cTable = new HandleTable<Bus>(HandleKind::SPIBus);
+    return *cTable;
+}
+
+} // namespace
+
+KyCode KySPIBusCreate(KySPIBusHandle* aBus)
+{
+    return Create("KySPIBusCreate", Buses(), aBus);
+}
+
+KyCode KySPIBusDestroy(KySPIBusHandle aBus)
+{
+    return Destroy("KySPIBusDestroy", Buses(), aBus);
+}
+
+KyCode KySPIBusOpen(KySPIBusHandle aBus, KyDeviceHandle aDevice, int32_t aSerial)
+{
+    static constexpr char cFunction[] = "KySPIBusOpen";
+    return RunOn(cFunction, Buses(), aBus,
+                 [&](Bus& aObject)
+                 {
+                     const std::unique_lock lScope(aObject.mUse);
+                     return Open(cFunction, aObject, aDevice, aSerial);
+                 });
+}
+
+KyCode KySPIBusClose(KySPIBusHandle aBus)
+{
+    return RunOn("KySPIBusClose", Buses(), aBus,
+                 [](Bus& aObject)
+                 {
+                     const std::unique_lock lScope(aObject.mUse);
+                     return Close(aObject);
+                 });
+}
+
+KyCode KySPIBusIsOpened(KySPIBusHandle aBus, int32_t* aIsOpened)
+{
+    return RunOn("KySPIBusIsOpened", Buses(), aBus, aIsOpened, 0,
+                 [](Bus& aObject, int32_t& aAnswer)
+                 {
+                     const std::shared_lock lScope(aObject.mUse);
+                     aAnswer = aObject.mDevice.Get() != nullptr ? 1 : 0;
+                     return KyResult();
+                 });
+}
+
+KyCode KySPIBusIsSupported(KyDeviceHandle aDevice, int32_t aSerial, int32_t* aIsSupported)
+{
+    return IsSupported<KyDeviceSPIBus>("KySPIBusIsSupported", aDevice, aSerial, aIsSupported);
+}
+
+KyCode KySPIBusTransfer(KySPIBusHandle aBus, const uint8_t* aBuffer, uint32_t aWriteSize, uint32_t aReadSize,
+                        int32_t aSimultaneous, int32_t aFinal)
+{
+    return RunOn("KySPIBusTransfer", Buses(), aBus,
+                 [&](Bus& aObject)
+                 {
+                     const std::unique_lock lScope(aObject.mUse);
+                     return aObject.mProduct->BurstWriteAndRead(aBuffer, aWriteSize, aReadSize,
+                                                                aSimultaneous != 0, aFinal != 0);
+                 });
+}
+
+KyCode KySPIBusRead(KySPIBusHandle aBus, uint8_t* aBuffer, uint32_t aSize, uint32_t* aRead, uint32_t aTimeout)
+{
+    static constexpr char cFunction[] = "KySPIBusRead";
+    return RunOn(cFunction, Buses(), aBus, aRead, 0U,
+                 [&](Bus& aObject, uint32_t& aCount)
+                 {
+                     if (aBuffer == nullptr || aSize == 0)
+                     {
+                         return NoBuffer(cFunction);
+                     }
+                     const std::unique_lock lScope(aObject.mUse);
+                     return aObject.mProduct->BurstRead(aBuffer, aSize, aCount, aTimeout);
+                 });
+}

@@ -1,0 +1,262 @@
+#include "KySimulatorC/kysimulator.h"
+
+#include "Camera.h"
+#include "Simulator/Eeprom24C02.h"
+#include "Simulator/FeatureTable.h"
+#include "Simulator/LensController.h"
+#include "Simulator/LoopbackPeer.h"
+#include "Simulator/SpiFlash.h"
+#include "Simulator/TemperatureSensor.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+#include <new>
+
+using namespace KySimulatorCLib;
+using KySimulator::Port;
+using KySimulator::Protocol;
+
+namespace
+{
+
+// Runs a function's body.
+template<typename Body>
+KyCode Run(const Body& aBody) noexcept
+{
+    try
+    {
+        return Finish(aBody());
+    }
+    catch (const std::bad_alloc&)
+    {
+        return Finish(KyResult(KY_FAILURE, "Out of memory."));
+    }
+}
+
+// Runs the body of a function that works on a camera.
+template<typename Body>
+KyCode RunOn(KySimCameraHandle aCamera, const Body& aBody) noexcept
+{
+    return Run(
+        [&]() -> KyResult
+        {
+            const CameraCall lCall(aCamera);
+            return lCall.Get() != nullptr ? aBody(*lCall.Get())
+                                          : KyResult(KY_INVALID_HANDLE, "No such camera.");
+        });
+}
+
+KyResult BadParameter(const char* aText)
+{
+    return KyResult(KY_BAD_PARAMETER, aText);
+}
+
+bool IsPort(int32_t aSerial)
+{
+    return KySimulator::IsPort(static_cast<Port>(aSerial));
+}
+
+// An I2C bus with its two devices.
+std::shared_ptr<KySimulator::I2CBusPeer> MakeI2CBus()
+{
+    auto lBus = std::make_shared<KySimulator::I2CBusPeer>();
+    lBus->SetDevice(KySimulator::Eeprom24C02::cAddress, std::make_shared<KySimulator::Eeprom24C02>());
+    lBus->SetDevice(KySimulator::TemperatureSensor::cAddress,
+                    std::make_shared<KySimulator::TemperatureSensor>());
+    return lBus;
+}
+
+// Sets a bulk port's protocol, and the selector back to what it was.
+KyResult SetProtocol(KySimulator::CameraModel& aCamera, int32_t aSerial, Protocol aProtocol)
+{
+    const std::string lName = "Bulk" + std::to_string(aSerial - KY_BULK0);
+    std::string lSelected;
+    KySimulator::Outcome lOutcome = aCamera.GetText("BulkSelector", lSelected);
+    lOutcome = lOutcome.IsOk() ? aCamera.SetText("BulkSelector", lName) : lOutcome;
+    lOutcome = lOutcome.IsOk() ? aCamera.SetText("BulkMode", KySimulator::NameOf(aProtocol)) : lOutcome;
+    const KySimulator::Outcome lBack = aCamera.SetText("BulkSelector", lSelected);
+    lOutcome = lOutcome.IsOk() ? lBack : lOutcome;
+    return KyResult(static_cast<KyCode>(lOutcome.mStatus), lOutcome.mText.c_str());
+}
+
+// What speaks as a UART; null for nothing, and for what does not.
+std::shared_ptr<KySimulator::SerialPeer> MakePeer(int32_t aWhat)
+{
+    if (aWhat == KY_SIM_LOOPBACK)
+    {
+        return std::make_shared<KySimulator::LoopbackPeer>();
+    }
+    return aWhat == KY_SIM_LENS ? std::make_shared<KySimulator::LensController>() : nullptr;
+}
+
+KyResult Plug(KySimulator::CameraModel& aCamera, int32_t aSerial, int32_t aWhat)
+{
+    const auto lPort = static_cast<Port>(aSerial);
+    const bool lIsBus = aWhat == KY_SIM_I2C || aWhat == KY_SIM_FLASH;
+    aCamera.Plug(lPort, MakePeer(aWhat));
+    if (aSerial < KY_BULK0)
+    {
+        return KyResult();
+    }
+    aCamera.PlugI2C(lPort, aWhat == KY_SIM_I2C ? MakeI2CBus() : nullptr);
+    aCamera.PlugSpi(lPort, aWhat == KY_SIM_FLASH ? std::make_shared<KySimulator::SpiBusPeer>(
+                                                       std::make_shared<KySimulator::SpiFlash>())
+                                                 : nullptr);
+    const Protocol lBus = aWhat == KY_SIM_I2C ? Protocol::I2C : Protocol::Spi;
+    return SetProtocol(aCamera, aSerial, lIsBus ? lBus : Protocol::Uart);
+}
+
+} // namespace
+
+KyCode KySimOptionsInit(KySimOptions* aOptions)
+{
+    return Run(
+        [&]() -> KyResult
+        {
+            if (aOptions == nullptr)
+            {
+                return BadParameter("A null pointer for the options.");
+            }
+            *aOptions = {sizeof(KySimOptions), KY_SIM_GIGE_VISION, KySimulator::cUartCount, 0};
+            return KyResult();
+        });
+}
+
+KyCode KySimCameraCreate(const KySimOptions* aOptions, KySimCameraHandle* aCamera)
+{
+    return Run(
+        [&]() -> KyResult
+        {
+            if (aCamera == nullptr)
+            {
+                return BadParameter("The handle has nowhere to go: a null pointer.");
+            }
+            *aCamera = 0;
+            KySimOptions lOptions = {};
+            KySimOptionsInit(&lOptions);
+            lOptions = aOptions != nullptr ? *aOptions : lOptions;
+            if (lOptions.mSize != sizeof(KySimOptions) || lOptions.mTransport < KY_SIM_GIGE_VISION ||
+                lOptions.mTransport > KY_SIM_NEITHER)
+            {
+                return BadParameter("No options: the size is not set, or no such transport.");
+            }
+            KySimulator::CameraConfiguration lConfiguration;
+            lConfiguration.mTransport = static_cast<KySimulator::Transport>(lOptions.mTransport);
+            lConfiguration.mUartCount = lOptions.mUartCount;
+            lConfiguration.mUnlimitedLineRate = lOptions.mUnlimitedLineRate != 0;
+            *aCamera = Cameras().Add(std::make_shared<Camera>(lConfiguration));
+            return *aCamera != 0 ? KyResult() : KyResult(KY_FAILURE, "Too many cameras.");
+        });
+}
+
+KyCode KySimCameraDestroy(KySimCameraHandle aCamera)
+{
+    return Run(
+        [&]() -> KyResult
+        {
+            if (CameraCall::IsRunning())
+            {
+                return KyResult(KY_WRONG_STATE, "From inside a call of a simulated camera.");
+            }
+            const std::shared_ptr<Camera> lCamera = Cameras().Remove(aCamera);
+            if (lCamera == nullptr)
+            {
+                return KyResult(KY_INVALID_HANDLE, "No such camera.");
+            }
+            lCamera->Stop();
+            return KyResult();
+        });
+}
+
+KyCode KySimCameraGetAdapter(KySimCameraHandle aCamera, KyAdapter* aAdapter)
+{
+    return RunOn(aCamera,
+                 [&](Camera&) -> KyResult
+                 {
+                     if (aAdapter == nullptr || aAdapter->mSize < offsetof(KyAdapter, mIsConnected))
+                     {
+                         return BadParameter("No adapter: a null pointer, or the size is not set.");
+                     }
+                     KyAdapter lTable = AdapterTable(aCamera);
+                     lTable.mSize = std::min<uint32_t>(aAdapter->mSize, sizeof(lTable));
+                     std::memcpy(aAdapter, &lTable, lTable.mSize);
+                     return KyResult();
+                 });
+}
+
+KyCode KySimCameraPlug(KySimCameraHandle aCamera, int32_t aSerial, int32_t aWhat)
+{
+    return RunOn(aCamera,
+                 [&](Camera& aObject) -> KyResult
+                 {
+                     const bool lIsBus = aWhat == KY_SIM_I2C || aWhat == KY_SIM_FLASH;
+                     if (!IsPort(aSerial) || aWhat < KY_SIM_NOTHING || aWhat > KY_SIM_FLASH ||
+                         (lIsBus && aSerial < KY_BULK0))
+                     {
+                         return BadParameter("No such port, or not on that port.");
+                     }
+                     return Plug(aObject.Model(), aSerial, aWhat);
+                 });
+}
+
+KyCode KySimCameraInject(KySimCameraHandle aCamera, int32_t aSerial, const uint8_t* aBytes, uint32_t aSize)
+{
+    return RunOn(aCamera,
+                 [&](Camera& aObject) -> KyResult
+                 {
+                     if (!IsPort(aSerial) || (aBytes == nullptr && aSize > 0))
+                     {
+                         return BadParameter("No such port, or a null pointer for the bytes.");
+                     }
+                     aObject.Model().InjectBytes(static_cast<Port>(aSerial), aBytes, aSize);
+                     return KyResult();
+                 });
+}
+
+KyCode KySimCameraTakeWire(KySimCameraHandle aCamera, int32_t aSerial, uint8_t* aBytes, uint32_t aSize,
+                           uint32_t* aCount)
+{
+    return RunOn(aCamera,
+                 [&](Camera& aObject) -> KyResult
+                 {
+                     if (aCount != nullptr)
+                     {
+                         *aCount = 0;
+                     }
+                     if (!IsPort(aSerial) || aCount == nullptr || (aBytes == nullptr && aSize > 0))
+                     {
+                         return BadParameter("No such port, or a null pointer.");
+                     }
+                     const auto lWire = aObject.Model().GetWire(static_cast<Port>(aSerial));
+                     aObject.Model().ClearWire(static_cast<Port>(aSerial));
+                     *aCount = static_cast<uint32_t>(std::min<size_t>(lWire.size(), aSize));
+                     std::copy_n(lWire.begin(), *aCount, aBytes);
+                     return KyResult();
+                 });
+}
+
+KyCode KySimCameraSetConnected(KySimCameraHandle aCamera, int32_t aConnected)
+{
+    return RunOn(aCamera,
+                 [&](Camera& aObject)
+                 {
+                     KySimulator::Faults& lFaults = aObject.Adapter().GetFaults();
+                     aConnected != 0 ? lFaults.Reconnect() : lFaults.Disconnect();
+                     return KyResult();
+                 });
+}
+
+KyCode KySimCameraWaitForEvents(KySimCameraHandle aCamera)
+{
+    if (CameraCall::IsRunning())
+    {
+        return Finish(KyResult(KY_WRONG_STATE, "From inside a call of a simulated camera."));
+    }
+    return RunOn(aCamera,
+                 [](Camera& aObject)
+                 {
+                     aObject.Adapter().WaitForEvents();
+                     return KyResult();
+                 });
+}

@@ -1,0 +1,5 @@
+// Something to compile the shared headers for.
+int main()
+{
+    return 0;
+}
