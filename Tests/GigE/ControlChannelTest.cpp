@@ -53,7 +53,7 @@ TEST_F(ControlChannelTest, ReadsAndWritesRegisters)
 TEST_F(ControlChannelTest, ALostAcknowledgeIsAskedForAgainAndTheCommandDoneOnce)
 {
     mDevice.SetScript([](const ScriptedDevice::Command&) { return Answer{Answer::Silence}; });
-    EXPECT_THAT(mChannel.WriteMemory(reinterpret_cast<const uint8_t*>("x"), 0x80000000, 1), IsOK());
+    EXPECT_THAT(mChannel.WriteMemory(0x80000000, Counting(1).data(), 1), IsOK());
     const auto lCommands = mDevice.TakeCommands();
     ASSERT_GE(lCommands.size(), 2U);
     EXPECT_EQ(lCommands[0].mRequest, lCommands[1].mRequest);
@@ -129,7 +129,8 @@ TEST_F(ControlChannelTest, ADeviceThatAsksForTimeGetsIt)
 
 TEST_F(ControlChannelTest, RefusalsKeepTheDevicesNumber)
 {
-    for (const uint16_t lStatus : {0x8003, 0x8004, 0x8006, 0x8007, 0x8F01, 0x8ABC})
+    for (const uint16_t lStatus :
+         std::initializer_list<uint16_t>{0x8003, 0x8004, 0x8006, 0x8007, 0x8F01, 0x8ABC})
     {
         mDevice.SetScript([=](const ScriptedDevice::Command&) { return Answer{Answer::Refuse, lStatus}; });
         const KyResult lResult = mChannel.WriteRegister(0xB84C, 1);
@@ -153,7 +154,7 @@ TEST_F(ControlChannelTest, WritesExactlyTheBytesThatItGets)
 {
     for (const size_t lSize : {1U, 2U, 3U, 255U, 535U, 536U})
     {
-        EXPECT_THAT(mChannel.WriteMemory(Counting(lSize).data(), 0x80000400, lSize), IsOK());
+        EXPECT_THAT(mChannel.WriteMemory(0x80000400, Counting(lSize).data(), lSize), IsOK());
         EXPECT_THAT(mDevice.TakeWindowWrites(), ElementsAre(testing::Pair(0x80000400U, Counting(lSize))));
     }
 }
@@ -161,7 +162,7 @@ TEST_F(ControlChannelTest, WritesExactlyTheBytesThatItGets)
 TEST_F(ControlChannelTest, LongWritesStayInAWindowAndAdvanceInMemory)
 {
     const Bytes lBytes = Counting(1100);
-    EXPECT_THAT(mChannel.WriteMemory(lBytes.data(), 0x80000200, lBytes.size()), IsOK());
+    EXPECT_THAT(mChannel.WriteMemory(0x80000200, lBytes.data(), lBytes.size()), IsOK());
     const auto lWrites = mDevice.TakeWindowWrites();
     ASSERT_THAT(lWrites, SizeIs(3));
     Bytes lAll;
@@ -172,7 +173,7 @@ TEST_F(ControlChannelTest, LongWritesStayInAWindowAndAdvanceInMemory)
         lAll.insert(lAll.end(), lPart.begin(), lPart.end());
     }
     EXPECT_EQ(lAll, lBytes);
-    EXPECT_THAT(mChannel.WriteMemory(lBytes.data(), 0x20000, lBytes.size()), IsOK());
+    EXPECT_THAT(mChannel.WriteMemory(0x20000, lBytes.data(), lBytes.size()), IsOK());
     Bytes lRead(lBytes.size());
     EXPECT_THAT(mChannel.ReadMemory(0x20000, lRead.data(), lRead.size()), IsOK());
     EXPECT_EQ(lRead, lBytes);
@@ -189,8 +190,8 @@ TEST_F(ControlChannelTest, ReadsWholeWordsAndGivesWhatWasWanted)
 
 TEST_F(ControlChannelTest, RefusesToWriteNothing)
 {
-    EXPECT_EQ(mChannel.WriteMemory(nullptr, 0x80000000, 4).GetCode(), KyGvcp::cInvalidParameter);
-    EXPECT_EQ(mChannel.WriteMemory(Counting(1).data(), 0x80000000, 0).GetCode(), KyGvcp::cInvalidParameter);
+    EXPECT_EQ(mChannel.WriteMemory(0x80000000, nullptr, 4).GetCode(), KyGvcp::cInvalidParameter);
+    EXPECT_EQ(mChannel.WriteMemory(0x80000000, Counting(1).data(), 0).GetCode(), KyGvcp::cInvalidParameter);
     EXPECT_THAT(mDevice.TakeCommands(), SizeIs(0));
 }
 
