@@ -247,7 +247,9 @@ std::vector<EventView> ParseEvents(const CommandView& aCommand)
 
 void AddEvent(Packet& aCommand, uint16_t aID, uint16_t aBlockID, uint64_t aTimestamp, Bytes aData)
 {
-    aCommand.Add16(0).Add16(aID).Add16(cNoStreamChannel).Add16(aBlockID).Add64(aTimestamp).Add(aData);
+    // The size lets a device description tell the length of the data, which the event port has nowhere else.
+    const auto lSize = static_cast<uint16_t>(cEventItemSize + aData.size());
+    aCommand.Add16(lSize).Add16(aID).Add16(cNoStreamChannel).Add16(aBlockID).Add64(aTimestamp).Add(aData);
 }
 
 } // namespace KyGvcp

@@ -225,7 +225,8 @@ struct EventView
 /// The events of a command. \return None at all when a part of the payload makes no sense.
 std::vector<EventView> ParseEvents(const CommandView& aCommand);
 
-/// Adds an event item with short ids and its data to an EVENT or EVENTDATA command.
+/// Adds an event item with its size, short ids and its data to an EVENT or EVENTDATA command.
+/// \param aData  So many bytes as fit a packet; with more the packet is bad.
 void AddEvent(Packet& aCommand, uint16_t aID, uint16_t aBlockID, uint64_t aTimestamp, Bytes aData);
 
 } // namespace KyGvcp

@@ -1,0 +1,402 @@
+#include "Simulator/Network/GvcpServer.h"
+
+#include <algorithm>
+
+namespace KySimulator
+{
+
+using namespace KyGvcp;
+
+namespace
+{
+
+/// How much longer than needed an announced time is: the acknowledge has to arrive within it.
+constexpr std::chrono::milliseconds cPendingMargin{100};
+
+bool Equal(Bytes aOne, Bytes aOther)
+{
+    return std::equal(aOne.begin(), aOne.end(), aOther.begin(), aOther.end());
+}
+
+Packet Refusal(Status aStatus, const CommandView& aCommand)
+{
+    return Packet::Acknowledge(static_cast<uint16_t>(aStatus), static_cast<uint16_t>(aCommand.mCode + 1),
+                               aCommand.mRequestID);
+}
+
+Packet Success(const CommandView& aCommand)
+{
+    return Refusal(Status::Ok, aCommand);
+}
+
+Packet BadLength(const CommandView& aCommand)
+{
+    return Refusal(static_cast<Status>(cInvalidHeader), aCommand);
+}
+
+} // namespace
+
+GvcpServer::GvcpServer(RegisterMap& aRegisters, NetworkFaults& aFaults, Host& aHost)
+    : mRegisters(aRegisters), mFaults(aFaults), mHost(aHost)
+{
+}
+
+bool GvcpServer::IsControlled() const
+{
+    return !(mController == Endpoint());
+}
+
+bool GvcpServer::IsController(const Endpoint& aFrom) const
+{
+    return IsControlled() && mController == aFrom;
+}
+
+bool GvcpServer::MayRead(const Endpoint& aFrom, uint32_t aAddress) const
+{
+    const uint32_t lPrivilege = mRegisters.GetBootstrap().Get(cControlPrivilegeRegister);
+    return (lPrivilege & cExclusiveAccess) == 0 || IsController(aFrom) ||
+           aAddress == cControlPrivilegeRegister;
+}
+
+void GvcpServer::Handle(const Endpoint& aFrom, Bytes aPacket, Time aNow)
+{
+    const auto lCommand = ParseCommand(aPacket);
+    if (!lCommand.has_value() || lCommand->mRequestID == 0 || lCommand->mCode % 2 != 0)
+    {
+        ++mCounters.mIgnored;
+        return;
+    }
+    if (IsController(aFrom))
+    {
+        mHeard = aNow;
+    }
+    if (lCommand->mCode == cDiscovery)
+    {
+        Discover(aFrom, *lCommand);
+    }
+    else if (mWork.has_value())
+    {
+        Defer(aFrom, aPacket, aNow);
+    }
+    else
+    {
+        Take(aFrom, aPacket, aNow);
+    }
+}
+
+void GvcpServer::Discover(const Endpoint& aFrom, const CommandView& aCommand)
+{
+    ++mCounters.mCommands;
+    Buffer lData;
+    static_cast<void>(mRegisters.GetBootstrap().ReadMemory(0, cDiscoverySize, lData)); // ignored: they exist
+    Packet lPacket = Success(aCommand);
+    mHost.SendAcknowledge(aFrom, lPacket.Add(lData).GetBytes());
+}
+
+void GvcpServer::Announce(const Waiting& aWork, Time aNow)
+{
+    const auto lCommand = ParseCommand(aWork.mPacket);
+    if (!lCommand.has_value() || (lCommand->mFlags & cAcknowledgeWanted) == 0)
+    {
+        return;
+    }
+    ++mCounters.mPending;
+    const auto lTime = std::chrono::ceil<std::chrono::milliseconds>(aWork.mDue - aNow) + cPendingMargin;
+    const auto lMilliseconds = std::clamp<std::chrono::milliseconds::rep>(lTime.count(), 0, UINT16_MAX);
+    Packet lPacket = Packet::Acknowledge(cSuccess, cPendingAck, lCommand->mRequestID);
+    mHost.SendAcknowledge(aWork.mFrom,
+                          lPacket.Add16(0).Add16(static_cast<uint16_t>(lMilliseconds)).GetBytes());
+}
+
+void GvcpServer::Defer(const Endpoint& aFrom, Bytes aPacket, Time aNow)
+{
+    const auto lSame = [&](const Waiting& aWaiting)
+    { return aWaiting.mFrom == aFrom && Equal(aWaiting.mPacket, aPacket); };
+    if (lSame(*mWork))
+    {
+        Announce(*mWork, aNow);
+    }
+    else if (mQueue.size() < cQueue && std::none_of(mQueue.begin(), mQueue.end(), lSame))
+    {
+        mQueue.push_back({aFrom, {aPacket.begin(), aPacket.end()}});
+    }
+}
+
+void GvcpServer::Take(const Endpoint& aFrom, Bytes aPacket, Time aNow)
+{
+    if (Replay(aFrom, aPacket))
+    {
+        return;
+    }
+    if (mFaults.TakeBusy())
+    {
+        // Not remembered: who asks again may be lucky.
+        ++mCounters.mBusy;
+        mHost.SendAcknowledge(aFrom, Refusal(Status::Busy, *ParseCommand(aPacket)).GetBytes());
+        return;
+    }
+    const Time lSlow = mFaults.TakeSlow();
+    if (lSlow > Time(0))
+    {
+        mWork = Waiting{aFrom, {aPacket.begin(), aPacket.end()}, aNow + lSlow};
+        Announce(*mWork, aNow);
+        return;
+    }
+    Execute(aFrom, aPacket, aNow);
+}
+
+bool GvcpServer::Replay(const Endpoint& aFrom, Bytes aPacket)
+{
+    const auto lFound =
+        std::find_if(mMemory.begin(), mMemory.end(),
+                     [&](const Remembered& aRemembered) { return aRemembered.mFrom == aFrom; });
+    if (lFound == mMemory.end() || !Equal(lFound->mCommand, aPacket))
+    {
+        return false;
+    }
+    ++mCounters.mRepeated;
+    mHost.SendAcknowledge(aFrom, lFound->mAcknowledge);
+    return true;
+}
+
+void GvcpServer::Remember(const Endpoint& aFrom, Bytes aPacket, Bytes aAcknowledge)
+{
+    std::erase_if(mMemory, [&](const Remembered& aRemembered) { return aRemembered.mFrom == aFrom; });
+    if (mMemory.size() >= cMemory)
+    {
+        mMemory.pop_front();
+    }
+    mMemory.push_back({aFrom, {aPacket.begin(), aPacket.end()}, {aAcknowledge.begin(), aAcknowledge.end()}});
+}
+
+void GvcpServer::Execute(const Endpoint& aFrom, Bytes aPacket, Time aNow)
+{
+    ++mCounters.mCommands;
+    const CommandView lCommand = *ParseCommand(aPacket);
+    const bool lControlled = IsControlled();
+    const Packet lAnswer = Answer(aFrom, lCommand);
+    if (IsControlled() && !lControlled)
+    {
+        mHeard = aNow;
+    }
+    const auto lStatus = ParseAcknowledge(lAnswer.GetBytes());
+    mCounters.mRefused += lStatus.has_value() && lStatus->mStatus != cSuccess ? 1U : 0U;
+    if ((lCommand.mFlags & cAcknowledgeWanted) != 0)
+    {
+        Remember(aFrom, aPacket, lAnswer.GetBytes());
+        mHost.SendAcknowledge(aFrom, lAnswer.GetBytes());
+    }
+}
+
+void GvcpServer::Step(Time aNow)
+{
+    if (HeartbeatDue() <= aNow && !mWork.has_value())
+    {
+        ++mCounters.mExpired;
+        ReleaseControl();
+    }
+    if (!mWork.has_value() || mWork->mDue > aNow)
+    {
+        return;
+    }
+    const Waiting lWork = std::move(*mWork);
+    mWork.reset();
+    Execute(lWork.mFrom, lWork.mPacket, aNow);
+    while (!mQueue.empty() && !mWork.has_value())
+    {
+        const Waiting lNext = std::move(mQueue.front());
+        mQueue.pop_front();
+        Take(lNext.mFrom, lNext.mPacket, aNow);
+    }
+}
+
+Time GvcpServer::HeartbeatDue() const
+{
+    const uint32_t lHeartbeat = mRegisters.GetBootstrap().Get(cHeartbeatRegister);
+    return IsControlled() ? mHeard + std::chrono::milliseconds(lHeartbeat) : cNever;
+}
+
+Time GvcpServer::NextDue() const
+{
+    return mWork.has_value() ? mWork->mDue : HeartbeatDue();
+}
+
+void GvcpServer::ReleaseControl()
+{
+    BootstrapRegisters& lRegisters = mRegisters.GetBootstrap();
+    mController = {};
+    for (const uint32_t lRegister : {cControlPrivilegeRegister, cPrimaryPortRegister, cPrimaryAddressRegister,
+                                     cMessagePortRegister, cMessageAddressRegister})
+    {
+        lRegisters.Set(lRegister, 0);
+    }
+    mHost.OnChannelChanged(GetChannel());
+}
+
+ChannelSettings GvcpServer::GetChannel() const
+{
+    const BootstrapRegisters& lRegisters = mRegisters.GetBootstrap();
+    const Endpoint lPeer{lRegisters.Get(cMessageAddressRegister),
+                         static_cast<uint16_t>(lRegisters.Get(cMessagePortRegister) & 0xFFFFU)};
+    const bool lOpen = lPeer.mAddress != 0 && lPeer.mPort != 0;
+    return {lOpen ? lPeer : Endpoint(), lRegisters.Get(cMessageTimeoutRegister),
+            lRegisters.Get(cMessageRetriesRegister), lRegisters.GetTimestampStart()};
+}
+
+Packet GvcpServer::Answer(const Endpoint& aFrom, const CommandView& aCommand)
+{
+    if (!aCommand.mLengthFits)
+    {
+        return BadLength(aCommand);
+    }
+    switch (aCommand.mCode)
+    {
+    case cReadRegister:
+        return ReadRegisters(aFrom, aCommand);
+    case cWriteRegister:
+        return WriteRegisters(aFrom, aCommand);
+    case cReadMemory:
+        return ReadMemory(aFrom, aCommand);
+    case cWriteMemory:
+        return WriteMemory(aFrom, aCommand);
+    default:
+        return Refusal(Status::NotImplemented, aCommand);
+    }
+}
+
+Packet GvcpServer::ReadRegisters(const Endpoint& aFrom, const CommandView& aCommand)
+{
+    Reader lReader(aCommand.mPayload);
+    if (lReader.GetRest().empty() || lReader.GetRest().size() % 4 != 0 ||
+        lReader.GetRest().size() > cMaxPayload)
+    {
+        return BadLength(aCommand);
+    }
+    Packet lAnswer = Success(aCommand);
+    while (!lReader.GetRest().empty())
+    {
+        const uint32_t lAddress = lReader.Take32();
+        uint32_t lValue = 0;
+        const Status lStatus = MayRead(aFrom, lAddress) ? mRegisters.ReadRegister(lAddress, lValue).mStatus
+                                                        : Status::AccessDenied;
+        if (lStatus != Status::Ok)
+        {
+            return Refusal(lStatus, aCommand);
+        }
+        lAnswer.Add32(lValue);
+    }
+    return lAnswer;
+}
+
+Packet GvcpServer::WriteRegisters(const Endpoint& aFrom, const CommandView& aCommand)
+{
+    Reader lReader(aCommand.mPayload);
+    if (lReader.GetRest().empty() || lReader.GetRest().size() % 8 != 0 ||
+        lReader.GetRest().size() > cMaxPayload)
+    {
+        return BadLength(aCommand);
+    }
+    uint16_t lDone = 0;
+    Status lStatus = Status::Ok;
+    while (!lReader.GetRest().empty() && lStatus == Status::Ok)
+    {
+        const uint32_t lAddress = lReader.Take32();
+        lStatus = WriteWord(aFrom, lAddress, lReader.Take32());
+        lDone = static_cast<uint16_t>(lDone + (lStatus == Status::Ok ? 1 : 0));
+    }
+    return Refusal(lStatus, aCommand).Add16(0).Add16(lDone); // a refusal tells where it stopped
+}
+
+Packet GvcpServer::ReadMemory(const Endpoint& aFrom, const CommandView& aCommand)
+{
+    if (aCommand.mPayload.size() != 8)
+    {
+        return BadLength(aCommand);
+    }
+    Reader lReader(aCommand.mPayload);
+    const uint32_t lAddress = lReader.Take32();
+    static_cast<void>(lReader.Take16()); // reserved
+    const size_t lCount = lReader.Take16();
+    Buffer lData;
+    const Status lStatus = MayRead(aFrom, lAddress) ? mRegisters.ReadMemory(lAddress, lCount, lData).mStatus
+                                                    : Status::AccessDenied;
+    return lStatus == Status::Ok ? Success(aCommand).Add32(lAddress).Add(lData) : Refusal(lStatus, aCommand);
+}
+
+Packet GvcpServer::WriteMemory(const Endpoint& aFrom, const CommandView& aCommand)
+{
+    Reader lReader(aCommand.mPayload);
+    const uint32_t lAddress = lReader.Take32();
+    const Bytes lData = lReader.GetRest();
+    if (!lReader.IsGood() || lData.size() > cMaxBlock)
+    {
+        return BadLength(aCommand);
+    }
+    Status lStatus = Status::AccessDenied;
+    if (!mRegisters.IsBlock(lAddress))
+    {
+        lStatus = WriteWords(aFrom, lAddress, lData);
+    }
+    else if (IsController(aFrom))
+    {
+        lStatus = mRegisters.WriteBlock(lAddress, lData).mStatus;
+    }
+    return lStatus == Status::Ok ? Success(aCommand).Add16(0).Add16(static_cast<uint16_t>(lData.size()))
+                                 : Refusal(lStatus, aCommand);
+}
+
+Status GvcpServer::WriteWords(const Endpoint& aFrom, uint32_t aAddress, Bytes aData)
+{
+    if (aData.empty() || aData.size() % 4 != 0)
+    {
+        return Status::InvalidParameter; // registers are written whole
+    }
+    Reader lReader(aData);
+    Status lStatus = Status::Ok;
+    for (uint32_t lAddress = aAddress; !lReader.GetRest().empty() && lStatus == Status::Ok; lAddress += 4)
+    {
+        lStatus = WriteWord(aFrom, lAddress, lReader.Take32());
+    }
+    return lStatus;
+}
+
+Status GvcpServer::WriteWord(const Endpoint& aFrom, uint32_t aAddress, uint32_t aValue)
+{
+    if (aAddress == cControlPrivilegeRegister)
+    {
+        return SetPrivilege(aFrom, aValue);
+    }
+    if (!IsController(aFrom))
+    {
+        return Status::AccessDenied;
+    }
+    const Status lStatus = mRegisters.WriteRegister(aAddress, aValue).mStatus;
+    const bool lChannel = aAddress >= cMessagePortRegister && aAddress <= cMessageSourcePortRegister;
+    if (lStatus == Status::Ok && (lChannel || aAddress == cTimestampControlRegister))
+    {
+        mHost.OnChannelChanged(GetChannel());
+    }
+    return lStatus;
+}
+
+Status GvcpServer::SetPrivilege(const Endpoint& aFrom, uint32_t aValue)
+{
+    if (IsControlled() && !IsController(aFrom))
+    {
+        return Status::AccessDenied;
+    }
+    const uint32_t lPrivilege = aValue & (cExclusiveAccess | cControlAccess);
+    if (lPrivilege == 0)
+    {
+        ReleaseControl();
+        return Status::Ok;
+    }
+    BootstrapRegisters& lRegisters = mRegisters.GetBootstrap();
+    mController = aFrom;
+    lRegisters.Set(cControlPrivilegeRegister, lPrivilege);
+    lRegisters.Set(cPrimaryPortRegister, aFrom.mPort);
+    lRegisters.Set(cPrimaryAddressRegister, aFrom.mAddress);
+    return Status::Ok;
+}
+
+} // namespace KySimulator

@@ -1,0 +1,123 @@
+#pragma once
+
+#include "Adapters/GigE/Gvcp/Protocol.h"
+#include "Adapters/GigE/Gvcp/UdpSocket.h"
+#include "Simulator/Network/MessageChannel.h"
+#include "Simulator/Network/NetworkFaults.h"
+#include "Simulator/Network/RegisterMap.h"
+
+#include <cstdint>
+#include <deque>
+#include <optional>
+#include <vector>
+
+namespace KySimulator
+{
+
+/// The control channel of a network camera: commands in, acknowledges out. It knows no sockets and no clock;
+/// one thread at a time.
+///
+/// A command that comes again, byte for byte with its request id, gets the acknowledge that it got before
+/// and is not executed again. Only the application that has taken control may write. When it is silent for
+/// longer than the heartbeat time-out, its control ends and the message channel is closed.
+class GvcpServer
+{
+public:
+    /// What the server needs of the camera round it.
+    class Host
+    {
+    public:
+        virtual void SendAcknowledge(const KyGvcp::Endpoint& aTo, KyGvcp::Bytes aPacket) = 0;
+        /// A register of the message channel, or the timestamp, has been written.
+        virtual void OnChannelChanged(const ChannelSettings& aSettings) = 0;
+
+    protected:
+        Host() = default;
+        Host(const Host&) = default;
+        Host& operator=(const Host&) = default;
+        ~Host() = default; // the server never owns it
+    };
+
+    struct Counters
+    {
+        uint64_t mCommands = 0; ///< Executed, or refused as such.
+        uint64_t mRefused = 0;  ///< Of these: acknowledged with another status than success.
+        uint64_t mRepeated = 0; ///< Answered from memory.
+        uint64_t mBusy = 0;     ///< Refused because a fault wanted it so.
+        uint64_t mPending = 0;  ///< Announced to take longer.
+        uint64_t mIgnored = 0;  ///< Datagrams that are no commands.
+        uint64_t mExpired = 0;  ///< Applications that lost control by silence.
+    };
+
+    /// Commands that wait while another one takes its time; more are ignored.
+    static constexpr size_t cQueue = 64;
+    /// Applications whose last acknowledge is remembered.
+    static constexpr size_t cMemory = 16;
+
+    /// All of them outlive this object.
+    GvcpServer(RegisterMap& aRegisters, NetworkFaults& aFaults, Host& aHost);
+
+    /// A datagram that has come to the control port.
+    void Handle(const KyGvcp::Endpoint& aFrom, KyGvcp::Bytes aPacket, Time aNow);
+    /// Does what time makes due.
+    void Step(Time aNow);
+    Time NextDue() const;
+
+    /// The application in control; zeros when there is none.
+    const KyGvcp::Endpoint& GetController() const { return mController; }
+    /// Ends its control, as silence would.
+    void ReleaseControl();
+
+    const Counters& GetCounters() const { return mCounters; }
+
+private:
+    using Buffer = std::vector<uint8_t>;
+
+    struct Waiting
+    {
+        KyGvcp::Endpoint mFrom;
+        Buffer mPacket;
+        Time mDue{0};
+    };
+
+    struct Remembered
+    {
+        KyGvcp::Endpoint mFrom;
+        Buffer mCommand;
+        Buffer mAcknowledge;
+    };
+
+    void Discover(const KyGvcp::Endpoint& aFrom, const KyGvcp::CommandView& aCommand);
+    void Take(const KyGvcp::Endpoint& aFrom, KyGvcp::Bytes aPacket, Time aNow);
+    void Announce(const Waiting& aWork, Time aNow);
+    void Defer(const KyGvcp::Endpoint& aFrom, KyGvcp::Bytes aPacket, Time aNow);
+    bool Replay(const KyGvcp::Endpoint& aFrom, KyGvcp::Bytes aPacket);
+    void Remember(const KyGvcp::Endpoint& aFrom, KyGvcp::Bytes aPacket, KyGvcp::Bytes aAcknowledge);
+    void Execute(const KyGvcp::Endpoint& aFrom, KyGvcp::Bytes aPacket, Time aNow);
+
+    KyGvcp::Packet Answer(const KyGvcp::Endpoint& aFrom, const KyGvcp::CommandView& aCommand);
+    KyGvcp::Packet ReadRegisters(const KyGvcp::Endpoint& aFrom, const KyGvcp::CommandView& aCommand);
+    KyGvcp::Packet WriteRegisters(const KyGvcp::Endpoint& aFrom, const KyGvcp::CommandView& aCommand);
+    KyGvcp::Packet ReadMemory(const KyGvcp::Endpoint& aFrom, const KyGvcp::CommandView& aCommand);
+    KyGvcp::Packet WriteMemory(const KyGvcp::Endpoint& aFrom, const KyGvcp::CommandView& aCommand);
+    Status WriteWord(const KyGvcp::Endpoint& aFrom, uint32_t aAddress, uint32_t aValue);
+    Status WriteWords(const KyGvcp::Endpoint& aFrom, uint32_t aAddress, KyGvcp::Bytes aData);
+    Status SetPrivilege(const KyGvcp::Endpoint& aFrom, uint32_t aValue);
+    bool MayRead(const KyGvcp::Endpoint& aFrom, uint32_t aAddress) const;
+    bool IsController(const KyGvcp::Endpoint& aFrom) const;
+    bool IsControlled() const;
+    ChannelSettings GetChannel() const;
+    Time HeartbeatDue() const;
+
+    RegisterMap& mRegisters;
+    NetworkFaults& mFaults;
+    Host& mHost;
+    KyGvcp::Endpoint mController;
+    Time mHeard{0};                 // when the controller spoke last
+    std::optional<Waiting> mWork;   // takes its time
+    std::deque<Waiting> mQueue;     // behind it
+    std::deque<Remembered> mMemory; // the latest at the back
+    Counters mCounters;
+};
+
+} // namespace KySimulator

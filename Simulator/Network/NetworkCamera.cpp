@@ -1,0 +1,297 @@
+#include "Simulator/Network/NetworkCamera.h"
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <utility>
+
+namespace KySimulator
+{
+
+using namespace KyGvcp;
+
+namespace
+{
+
+constexpr size_t cReceiveBuffer = 2048; // more than any packet; what is longer is cut and refused
+constexpr int cBurst = 32;              // datagrams of one socket before the others have their turn
+
+/// The mask of the network that an address of this computer is in.
+uint32_t MaskOf(uint32_t aAddress)
+{
+    constexpr uint32_t cEveryBit = 0xFFFFFFFF;
+    const std::vector<Interface> lInterfaces = ListInterfaces();
+    const auto lFound =
+        std::find_if(lInterfaces.begin(), lInterfaces.end(),
+                     [=](const Interface& aInterface)
+                     { return (aInterface.mAddress & aInterface.mMask) == (aAddress & aInterface.mMask); });
+    return lFound != lInterfaces.end() ? lFound->mMask : cEveryBit;
+}
+
+} // namespace
+
+NetworkCamera::NetworkCamera(std::shared_ptr<CameraModel> aCamera, const NetworkPlace& aPlace)
+    : mCamera(std::move(aCamera))
+    , mPlace(aPlace)
+    , mRegisters(*mCamera)
+    , mGate(mFaults,
+            [this](DatagramKind aKind, const Endpoint& aPeer, Bytes aData) { Dispatch(aKind, aPeer, aData); })
+    , mChannel([this](const Endpoint& aTo, Bytes aData)
+               { mGate.Pass(DatagramKind::Event, aTo, aData, Now()); },
+               [this]
+               {
+                   if (std::this_thread::get_id() != mThreadID) // that thread looks anyway
+                   {
+                       mWaker.Wake();
+                   }
+               })
+    , mServer(mRegisters, mFaults, *this)
+{
+}
+
+NetworkCamera::~NetworkCamera()
+{
+    Stop();
+}
+
+Time NetworkCamera::Now()
+{
+    return std::chrono::steady_clock::now().time_since_epoch();
+}
+
+bool NetworkCamera::OpenSockets()
+{
+    if (!mControl.Open(mPlace.mEndpoint))
+    {
+        mError = mControl.GetError();
+        return false;
+    }
+    if (!mMessages.Open({mPlace.mEndpoint.mAddress, mMessagePort}))
+    {
+        mError = mMessages.GetError();
+        CloseSockets();
+        return false;
+    }
+    mPlace.mEndpoint = mControl.GetLocal();
+    mMessagePort = mMessages.GetLocal().mPort;
+    mHearsBroadcasts = mPlace.mBroadcast && mPlace.mEndpoint.mPort == cControlPort &&
+                       mBroadcast.Open({cBroadcastAddress, cControlPort}, true);
+    return true;
+}
+
+void NetworkCamera::CloseSockets()
+{
+    mControl.Close();
+    mMessages.Close();
+    mBroadcast.Close();
+}
+
+bool NetworkCamera::Start()
+{
+    if (!mWaker.IsValid())
+    {
+        mError = "no event handle";
+        return false;
+    }
+    if (!OpenSockets())
+    {
+        return false;
+    }
+    mRegisters.SetPlace(mPlace.mEndpoint.mAddress, MaskOf(mPlace.mEndpoint.mAddress));
+    mRegisters.GetBootstrap().Set(cMessageSourcePortRegister, mMessagePort);
+    mStop = false;
+    mThread = std::thread([this] { Run(); });
+    mThreadID = mThread.get_id();
+    mCamera->AddListener(&mChannel);
+    return true;
+}
+
+void NetworkCamera::Stop()
+{
+    if (!mThread.joinable())
+    {
+        return;
+    }
+    mCamera->RemoveListener(&mChannel);
+    mStop = true;
+    mWaker.Wake();
+    mThread.join();
+    CloseSockets();
+}
+
+void NetworkCamera::Ask(const std::function<void()>& aRequest)
+{
+    if (!mThread.joinable())
+    {
+        aRequest();
+        return;
+    }
+    LockScope lScope(mLock);
+    mRequests.push_back(&aRequest);
+    const uint64_t lNumber = ++mAsked;
+    mWaker.Wake();
+    while (mAnswered < lNumber)
+    {
+        mChanged.Wait(mLock);
+    }
+}
+
+void NetworkCamera::RunRequests()
+{
+    LockScope lScope(mLock);
+    while (!mRequests.empty())
+    {
+        const std::function<void()>* const lRequest = mRequests.front();
+        mRequests.pop_front();
+        lScope.Open();
+        (*lRequest)();
+        lScope.Close();
+        ++mAnswered;
+        mChanged.NotifyAll();
+    }
+}
+
+void NetworkCamera::Run()
+{
+    TightenTimers();
+    while (!mStop)
+    {
+        RunRequests();
+        if (!mFrozen)
+        {
+            Step();
+        }
+        Wait();
+        Receive(mControl, DatagramKind::Command);
+        Receive(mBroadcast, DatagramKind::Command);
+        Receive(mMessages, DatagramKind::EventAcknowledge);
+    }
+    RunRequests(); // nobody waits for ever
+}
+
+void NetworkCamera::Step()
+{
+    const Time lNow = Now();
+    mGate.Step(lNow);
+    mServer.Step(lNow);
+    mChannel.Step(lNow); // last: what a command raises leaves after its acknowledge
+}
+
+void NetworkCamera::Wait()
+{
+    const std::array<UdpSocket*, 3> lSockets = {&mControl, &mBroadcast, &mMessages};
+    const Time lDue = std::min({mGate.NextDue(), mServer.NextDue(), mChannel.NextDue()});
+    const bool lTimed = lDue != cNever && !mFrozen;
+    const Time lTimeout = lTimed ? std::max(lDue - Now(), Time(0)) : cForever;
+    if (UdpSocket::Wait(lSockets, lTimeout, &mWaker) == SocketResult::Failed)
+    {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1)); // short of memory; not in circles
+    }
+}
+
+void NetworkCamera::Receive(UdpSocket& aSocket, DatagramKind aKind)
+{
+    std::array<uint8_t, cReceiveBuffer> lBuffer; // NOLINT(cppcoreguidelines-pro-type-member-init): filled
+    Endpoint lFrom;
+    size_t lSize = 0;
+    for (int lCount = 0; lCount < cBurst && aSocket.IsOpen(); ++lCount)
+    {
+        if (aSocket.Receive(lBuffer, lSize, &lFrom, Time(0)) != SocketResult::Done)
+        {
+            return;
+        }
+        if (mFrozen)
+        {
+            ++mUnheard;
+            continue;
+        }
+        if (aKind == DatagramKind::Command && mUntilUnplugged > 0 && --mUntilUnplugged == 0)
+        {
+            CloseSockets();
+            return;
+        }
+        const Time lNow = Now();
+        mGate.Pass(aKind, lFrom, Bytes(lBuffer).first(lSize), lNow);
+        mChannel.Step(lNow);
+    }
+}
+
+void NetworkCamera::Dispatch(DatagramKind aKind, const Endpoint& aPeer, Bytes aData)
+{
+    switch (aKind)
+    {
+    case DatagramKind::Command:
+        mServer.Handle(aPeer, aData, Now());
+        return;
+    case DatagramKind::Acknowledge:
+        static_cast<void>(mControl.SendTo(aPeer, aData)); // ignored: datagrams may get lost
+        return;
+    case DatagramKind::Event:
+        static_cast<void>(mMessages.SendTo(aPeer, aData)); // ignored: the same
+        return;
+    case DatagramKind::EventAcknowledge:
+        mChannel.HandleAcknowledge(aPeer, aData);
+        return;
+    }
+}
+
+void NetworkCamera::SendAcknowledge(const Endpoint& aTo, Bytes aPacket)
+{
+    mGate.Pass(DatagramKind::Acknowledge, aTo, aPacket, Now());
+}
+
+void NetworkCamera::OnChannelChanged(const ChannelSettings& aSettings)
+{
+    mChannel.Configure(aSettings);
+}
+
+void NetworkCamera::ChangeFaults(const std::function<void(NetworkFaults&)>& aChange)
+{
+    Ask([&] { aChange(mFaults); });
+}
+
+void NetworkCamera::Freeze(bool aFrozen)
+{
+    Ask([&] { mFrozen = aFrozen; });
+}
+
+void NetworkCamera::Unplug()
+{
+    Ask([this] { CloseSockets(); });
+}
+
+void NetworkCamera::UnplugAt(uint64_t aCommand)
+{
+    Ask([&] { mUntilUnplugged = aCommand; });
+}
+
+bool NetworkCamera::Plug()
+{
+    bool lOpen = false;
+    Ask([&] { lOpen = mControl.IsOpen() || OpenSockets(); });
+    return lOpen;
+}
+
+void NetworkCamera::ReleaseControl()
+{
+    Ask([this] { mServer.ReleaseControl(); });
+}
+
+Endpoint NetworkCamera::GetController()
+{
+    Endpoint lController;
+    Ask([&] { lController = mServer.GetController(); });
+    return lController;
+}
+
+NetworkCamera::Statistics NetworkCamera::GetStatistics()
+{
+    Statistics lStatistics;
+    Ask(
+        [&] {
+            lStatistics = {mServer.GetCounters(), mChannel.GetCounters(), mGate.GetCounters(), mUnheard};
+        });
+    return lStatistics;
+}
+
+} // namespace KySimulator

@@ -1,0 +1,124 @@
+#pragma once
+
+#include "Adapters/GigE/Gvcp/UdpSocket.h"
+#include "Simulator/CameraModel.h"
+#include "Simulator/Network/DatagramGate.h"
+#include "Simulator/Network/GvcpServer.h"
+#include "Simulator/Network/MessageChannel.h"
+
+#include <atomic>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <string>
+#include <thread>
+
+namespace KySimulator
+{
+
+/// Where a network camera stands.
+struct NetworkPlace
+{
+    /// The address is one of this computer's; port 0 lets the system choose.
+    KyGvcp::Endpoint mEndpoint{0x7F000001, KyGvcp::cControlPort};
+    /// Answers discovery that is broadcast too. Only at the usual port, which broadcasts go to, and only when
+    /// the system allows it.
+    bool mBroadcast = true;
+};
+
+/// A simulated camera as a GigE Vision device: sockets, a thread that serves them, and faults on demand.
+///
+/// Start() and Stop() on one thread; everything else on any, but not from inside the camera's callbacks.
+class NetworkCamera final : private GvcpServer::Host
+{
+public:
+    struct Statistics
+    {
+        GvcpServer::Counters mControl;
+        MessageChannel::Counters mMessages;
+        DatagramGate::Counters mFaults;
+        uint64_t mUnheard = 0; ///< Datagrams that came while frozen.
+    };
+
+    /// \param aCamera  Not null; kept alive.
+    NetworkCamera(std::shared_ptr<CameraModel> aCamera, const NetworkPlace& aPlace);
+    ~NetworkCamera();
+    NetworkCamera(const NetworkCamera&) = delete;
+    NetworkCamera& operator=(const NetworkCamera&) = delete;
+
+    /// Opens the sockets and serves them from now on. \return False, with GetError(), when the system
+    /// refuses.
+    bool Start();
+    void Stop();
+    const std::string& GetError() const { return mError; }
+
+    CameraModel& GetCamera() const { return *mCamera; }
+    /// Where it is; the chosen port in place of 0.
+    const KyGvcp::Endpoint& GetEndpoint() const { return mPlace.mEndpoint; }
+    bool HearsBroadcasts() const { return mHearsBroadcasts; }
+
+    /// Changes the faults, between two datagrams.
+    void ChangeFaults(const std::function<void(NetworkFaults&)>& aChange);
+    /// Hangs: hears nothing, says nothing, and no time passes by for it; or goes on.
+    void Freeze(bool aFrozen);
+    /// Takes the camera off the network: its ports are closed, as with a program that ended. The camera
+    /// itself goes on.
+    void Unplug();
+    /// Unplugs it with the n-th command from now on, which is not executed any more; 0: never.
+    void UnplugAt(uint64_t aCommand);
+    /// Puts it back, at the same place. \return False when the system refuses; GetError().
+    bool Plug();
+    /// Forgets the application in control.
+    void ReleaseControl();
+    /// The application in control; zeros when there is none.
+    KyGvcp::Endpoint GetController();
+    Statistics GetStatistics();
+
+private:
+    void SendAcknowledge(const KyGvcp::Endpoint& aTo, KyGvcp::Bytes aPacket) override;
+    void OnChannelChanged(const ChannelSettings& aSettings) override;
+
+    /// Does something on the serving thread and waits for it.
+    void Ask(const std::function<void()>& aRequest);
+    void RunRequests();
+    bool OpenSockets();
+    void CloseSockets();
+    void Run();
+    void Step();
+    void Wait();
+    void Receive(KyGvcp::UdpSocket& aSocket, DatagramKind aKind);
+    void Dispatch(DatagramKind aKind, const KyGvcp::Endpoint& aPeer, KyGvcp::Bytes aData);
+    static Time Now();
+
+    const std::shared_ptr<CameraModel> mCamera;
+    NetworkPlace mPlace;
+    KyGvcp::Waker mWaker;
+    RegisterMap mRegisters;
+    NetworkFaults mFaults;
+    DatagramGate mGate;
+    MessageChannel mChannel;
+    GvcpServer mServer;
+    KyGvcp::UdpSocket mControl;
+    KyGvcp::UdpSocket mBroadcast;
+    KyGvcp::UdpSocket mMessages;
+    uint16_t mMessagePort = 0;
+    bool mHearsBroadcasts = false;
+    std::string mError;
+
+    // The serving thread's, or everybody's while it does not run.
+    bool mFrozen = false;
+    uint64_t mUnheard = 0;
+    uint64_t mUntilUnplugged = 0;
+
+    std::thread mThread;
+    std::thread::id mThreadID;
+    std::atomic<bool> mStop{false};
+    Lock mLock;
+    Condition mChanged;
+    std::deque<const std::function<void()>*> mRequests JX_GUARDED_BY(mLock);
+    uint64_t mAnswered JX_GUARDED_BY(mLock) = 0;
+    uint64_t mAsked JX_GUARDED_BY(mLock) = 0;
+};
+
+} // namespace KySimulator

@@ -1,0 +1,28 @@
+#include "Simulator/Network/NetworkFaults.h"
+
+namespace KySimulator
+{
+
+void NetworkFaults::Delay(DatagramKind aKind, uint32_t aNth, Time aTime)
+{
+    At(aKind).mDelay.Set(aNth);
+    At(aKind).mDelayTime = aTime;
+}
+
+void NetworkFaults::SetSlow(uint32_t aNth, Time aTime)
+{
+    mSlow.Set(aNth);
+    mSlowTime = aTime;
+}
+
+NetworkFaults::Fate NetworkFaults::NextFate(DatagramKind aKind)
+{
+    Rules& lRules = At(aKind);
+    // Each rule counts every datagram, whatever the others make of it.
+    const bool lDrop = lRules.mDrop.Take();
+    const bool lDouble = lRules.mDouble.Take();
+    const bool lDelay = lRules.mDelay.Take();
+    return {lDrop ? 0U : lDouble ? 2U : 1U, lDelay ? lRules.mDelayTime : Time(0)};
+}
+
+} // namespace KySimulator

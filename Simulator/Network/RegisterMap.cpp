@@ -1,0 +1,148 @@
+#include "Simulator/Network/RegisterMap.h"
+
+#include "Simulator/Network/DeviceXml.h"
+#include "Simulator/Registers.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+
+namespace KySimulator
+{
+
+namespace
+{
+
+constexpr size_t cWord = 4;
+
+void Append(std::vector<uint8_t>& aData, uint32_t aValue)
+{
+    for (const uint32_t lShift : {24U, 16U, 8U, 0U})
+    {
+        aData.push_back(static_cast<uint8_t>((aValue >> lShift) & 0xFFU));
+    }
+}
+
+Outcome Misaligned()
+{
+    return {Status::BadAlignment, "Registers are at multiples of 4."};
+}
+
+} // namespace
+
+RegisterMap::RegisterMap(CameraModel& aCamera)
+    : mCamera(aCamera)
+    , mBootstrap(aCamera)
+    , mFeatures(aCamera)
+    , mDescription(MakeDeviceXml(mFeatures, aCamera.GetConfiguration()))
+    , mDescriptionSize(mDescription.size())
+{
+    mDescription.resize((mDescriptionSize + cWord - 1) / cWord * cWord);
+}
+
+void RegisterMap::SetPlace(uint32_t aAddress, uint32_t aMask)
+{
+    std::array<char, 64> lUrl{};
+    std::snprintf(lUrl.data(), lUrl.size(), "Local:kyserial-camera.xml;%X;%zX",
+                  static_cast<unsigned>(cDescription), mDescriptionSize);
+    mBootstrap.SetIdentity({aAddress, aMask, lUrl.data()});
+}
+
+Outcome RegisterMap::ReadRegister(uint32_t aAddress, uint32_t& aValue)
+{
+    aValue = 0;
+    if (aAddress % cWord != 0)
+    {
+        return Misaligned();
+    }
+    if (aAddress < BootstrapRegisters::cEnd)
+    {
+        return mBootstrap.Read(aAddress, aValue);
+    }
+    return mFeatures.Contains(aAddress) ? mFeatures.ReadWord(aAddress, aValue)
+                                        : mCamera.ReadRegister(aAddress, aValue);
+}
+
+Outcome RegisterMap::WriteRegister(uint32_t aAddress, uint32_t aValue)
+{
+    if (aAddress % cWord != 0)
+    {
+        return Misaligned();
+    }
+    if (aAddress < BootstrapRegisters::cEnd)
+    {
+        return mBootstrap.Write(aAddress, aValue);
+    }
+    return mFeatures.Contains(aAddress) ? mFeatures.WriteWord(aAddress, aValue)
+                                        : mCamera.WriteRegister(aAddress, aValue);
+}
+
+Outcome RegisterMap::ReadMemory(uint32_t aAddress, size_t aCount, std::vector<uint8_t>& aData)
+{
+    aData.clear();
+    if (aAddress % cWord != 0)
+    {
+        return Misaligned();
+    }
+    if (aCount == 0 || aCount % cWord != 0 || aCount > KyGvcp::cMaxBlock)
+    {
+        return {Status::InvalidParameter, "Memory is read in multiples of 4 bytes, 536 at most."};
+    }
+    if (aAddress < BootstrapRegisters::cEnd)
+    {
+        return mBootstrap.ReadMemory(aAddress, aCount, aData);
+    }
+    return aAddress >= cDescription && aAddress - cDescription < mDescription.size()
+               ? ReadDescription(aAddress, aCount, aData)
+               : ReadWords(aAddress, aCount, aData);
+}
+
+Outcome RegisterMap::ReadDescription(uint32_t aAddress, size_t aCount, std::vector<uint8_t>& aData) const
+{
+    const size_t lOffset = aAddress - cDescription;
+    if (aCount > mDescription.size() - lOffset)
+    {
+        return {Status::InvalidAddress, "The description is shorter."};
+    }
+    const auto lBegin = mDescription.begin() + static_cast<ptrdiff_t>(lOffset);
+    aData.assign(lBegin, lBegin + static_cast<ptrdiff_t>(aCount));
+    return {};
+}
+
+Outcome RegisterMap::ReadWords(uint32_t aAddress, size_t aCount, std::vector<uint8_t>& aData)
+{
+    for (size_t lOffset = 0; lOffset < aCount; lOffset += cWord)
+    {
+        uint32_t lValue = 0;
+        Outcome lOutcome = ReadRegister(aAddress + static_cast<uint32_t>(lOffset), lValue);
+        if (!lOutcome.IsOk())
+        {
+            aData.clear();
+            return lOutcome;
+        }
+        Append(aData, lValue);
+    }
+    return {};
+}
+
+bool RegisterMap::IsBlock(uint32_t aAddress) const
+{
+    return (aAddress & cWindow) != 0 || aAddress == KyGvcp::cUserNameRegister ||
+           mFeatures.IsMessage(aAddress);
+}
+
+Outcome RegisterMap::WriteBlock(uint32_t aAddress, KyGvcp::Bytes aData)
+{
+    if (aData.empty())
+    {
+        return {Status::InvalidParameter, "There is nothing to write."};
+    }
+    if (aAddress < BootstrapRegisters::cEnd)
+    {
+        return mBootstrap.WriteText(aAddress, aData);
+    }
+    return (aAddress & cWindow) != 0 ? mCamera.WriteMemory(aAddress, aData.data(), aData.size())
+                                     : mFeatures.WriteMessage(aAddress, aData);
+}
+
+} // namespace KySimulator

@@ -1,0 +1,51 @@
+#pragma once
+
+#include "Simulator/Network/BootstrapRegisters.h"
+#include "Simulator/Network/FeatureRegisters.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace KySimulator
+{
+
+/// Everything that a camera has under an address: bootstrap registers, its description, features, serial
+/// registers and the transmit window. Knows nothing of who may write.
+class RegisterMap
+{
+public:
+    static constexpr uint32_t cDescription = 0x00100000;
+
+    /// \param aCamera  Outlives this object.
+    explicit RegisterMap(CameraModel& aCamera);
+
+    BootstrapRegisters& GetBootstrap() { return mBootstrap; }
+    const std::string& GetDescription() const { return mDescription; }
+    /// Says where the camera is. \param aAddress  IPv4.
+    void SetPlace(uint32_t aAddress, uint32_t aMask);
+
+    /// Reads a register. \return BadAlignment, InvalidAddress, AccessDenied; the camera's.
+    Outcome ReadRegister(uint32_t aAddress, uint32_t& aValue);
+    /// Writes a register. \return BadAlignment, InvalidAddress, WriteProtect; the camera's.
+    Outcome WriteRegister(uint32_t aAddress, uint32_t aValue);
+    /// Reads bytes, a multiple of 4. aData is empty on a failure.
+    /// \return BadAlignment; InvalidParameter: another count, or more than fits a packet; as ReadRegister().
+    Outcome ReadMemory(uint32_t aAddress, size_t aCount, std::vector<uint8_t>& aData);
+    /// Whether bytes of any number can be written in one piece to aAddress.
+    bool IsBlock(uint32_t aAddress) const;
+    /// Writes bytes in one piece. \return InvalidParameter: none; the camera's; InvalidAddress.
+    Outcome WriteBlock(uint32_t aAddress, KyGvcp::Bytes aData);
+
+private:
+    Outcome ReadDescription(uint32_t aAddress, size_t aCount, std::vector<uint8_t>& aData) const;
+    Outcome ReadWords(uint32_t aAddress, size_t aCount, std::vector<uint8_t>& aData);
+
+    CameraModel& mCamera;
+    BootstrapRegisters mBootstrap;
+    FeatureRegisters mFeatures;
+    std::string mDescription; // zeros behind it up to a multiple of 4
+    size_t mDescriptionSize;
+};
+
+} // namespace KySimulator
