@@ -171,7 +171,7 @@ protected:
 
 TEST_F(EventStoreTest, KeepsTheLastItemOfEachEvent)
 {
-    EXPECT_THAT(Read(0x9100, 0, 2), ElementsAre(0, 0));
+    EXPECT_THAT(Read(0x9100, 0, 6), ElementsAre(0, 16, 0x91, 0, 0, 0)); // none came: a header, no data
     Deliver(0x9100, {1, 2, 3});
     Deliver(0x9101, {4});
     Deliver(0x9100, {5, 6});
@@ -192,7 +192,7 @@ TEST_F(EventStoreTest, TheDeliveringThreadSeesTheDeliveredEventOnly)
     Deliver(0x9100, {1});
     const uint8_t lItem = 2;
     mStore.Begin(0x9101, &lItem, 1);
-    EXPECT_THAT(Read(0x9100, 0, 1), ElementsAre(0));
+    EXPECT_THAT(Read(0x9100, 0, 2), ElementsAre(0, 16));
     EXPECT_THAT(Read(0x9101, 0, 1), ElementsAre(2));
     std::thread([this] { EXPECT_THAT(Read(0x9100, 0, 1), ElementsAre(1)); }).join();
     mStore.End();
