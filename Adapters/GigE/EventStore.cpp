@@ -3,6 +3,8 @@
 #include <JxUtilsLib/LockScope.h>
 
 #include <algorithm>
+#include <array>
+#include <span>
 
 namespace KyGigE
 {
@@ -13,6 +15,7 @@ namespace
 {
 
 constexpr uint32_t cNoEvent = 0x10000; // beyond any identifier
+constexpr uint8_t cHeader = 16;        // bytes of an item without data
 
 } // namespace
 
@@ -45,12 +48,16 @@ void EventStore::Read(uint16_t aEventID, uint32_t aOffset, uint8_t* aBuffer, uin
     const LockScope lScope(mLock);
     const auto lItem = mItems.find(aEventID);
     const bool lHidden = mDelivers && mThread == std::this_thread::get_id() && mDelivered != aEventID;
-    if (lItem == mItems.end() || lHidden || aOffset >= lItem->second.size())
+    const std::array<uint8_t, 4> lEmpty = {0, cHeader, static_cast<uint8_t>(aEventID >> 8U),
+                                           static_cast<uint8_t>(aEventID)};
+    const std::span<const uint8_t> lBytes = lItem == mItems.end() || lHidden
+                                                ? std::span<const uint8_t>(lEmpty)
+                                                : std::span<const uint8_t>(lItem->second);
+    if (aOffset < lBytes.size())
     {
-        return;
+        const auto lRest = lBytes.subspan(aOffset);
+        std::copy_n(lRest.begin(), std::min<uint64_t>(aSize, lRest.size()), aBuffer);
     }
-    const std::vector<uint8_t>& lBytes = lItem->second;
-    std::copy_n(lBytes.begin() + aOffset, std::min<uint64_t>(aSize, lBytes.size() - aOffset), aBuffer);
 }
 
 } // namespace KyGigE

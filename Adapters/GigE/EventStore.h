@@ -14,7 +14,8 @@ namespace KyGigE
 ///
 /// While an event is delivered, the delivering thread sees that one and all others as empty: a sink asks for
 /// its own port's bytes whichever port's event it is told of, and would take old ones twice. Other threads
-/// see the last item of each event. An event that never came is empty too; an empty item reads as zeros.
+/// see the last item of each event. An event that never came looks empty too: an item that is a header of 16
+/// bytes, its size and the event's identifier in it, and no data.
 ///
 /// Threads: Begin() and End() by one; Read() by any.
 class EventStore

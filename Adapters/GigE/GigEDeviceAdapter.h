@@ -54,7 +54,7 @@ struct ConnectionFigures
 /// Events come on a thread of the object's own, one call at a time, without any lock held. An event first
 /// calls NotifyEvent() of each sink, then NotifyFeatureInvalidated() for each feature that it feeds and that
 /// somebody has registered interest in. While these run, the event thread reads the features of this event as
-/// it has them, and those of other events as zeros; other threads read the last event of each kind. A feature
+/// it has them, and those of other events as empty; other threads read the last event of each kind. A feature
 /// that is written is reported, and those that depend on it, whether or not the value changed.
 ///
 /// Threads: as IKyDeviceAdapter says; the destructor not from inside a sink.

@@ -87,8 +87,8 @@ TEST_P(I2CBusTest, ReadsBackWhatItWroteToAnEeprom)
     EXPECT_EQ(mEeprom->GetContents()[0x21], 0xAD);
     EXPECT_EQ(ReadAt(0x50, 0x20, 4), lBytes);
     const bool lRegisters = GetParam() > 0;
-    EXPECT_EQ(mCamera.Adapter().GetFaults().GetCallCount(AdapterSlot::WriteMemory) > 0, lRegisters);
-    EXPECT_EQ(mCamera.Adapter().GetFaults().GetCallCount(AdapterSlot::SetRegisterData) > 0, !lRegisters);
+    EXPECT_EQ(mCamera.Link().CallsOf(AdapterSlot::WriteMemory).value_or(lRegisters) > 0, lRegisters);
+    EXPECT_EQ(mCamera.Link().CallsOf(AdapterSlot::SetRegisterData).value_or(!lRegisters) > 0, !lRegisters);
 }
 
 TEST_P(I2CBusTest, ACombinedReadIsOneTransactionWithARepeatedStart)

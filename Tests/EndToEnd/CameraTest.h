@@ -1,11 +1,12 @@
 #pragma once
 
+#include "CameraLink.h" // InProcess/ or Network/, as the program is built
+
 #include <KySerial/KyDeviceSerialPort.h>
 
 #include "Simulator/CameraModel.h"
 #include "Simulator/LensController.h"
 #include "Simulator/LoopbackPeer.h"
-#include "Simulator/SimulatedDeviceAdapter.h"
 
 #include <gtest/gtest.h>
 
@@ -21,12 +22,13 @@ class Camera
 {
 public:
     explicit Camera(KySimulator::CameraConfiguration aConfiguration = {})
-        : mModel(std::make_shared<KySimulator::CameraModel>(Fast(aConfiguration))), mAdapter(mModel)
+        : mModel(std::make_shared<KySimulator::CameraModel>(Fast(aConfiguration))), mLink(mModel)
     {
     }
 
     KySimulator::CameraModel& Model() { return *mModel; }
-    KySimulator::SimulatedDeviceAdapter& Adapter() { return mAdapter; }
+    auto& Adapter() { return mLink.GetAdapter(); }
+    CameraLink& Link() { return mLink; }
     std::shared_ptr<KySimulator::CameraModel> Share() { return mModel; }
 
     void PlugLoopback(KyDeviceSerial aPort)
@@ -54,7 +56,7 @@ private:
     }
 
     std::shared_ptr<KySimulator::CameraModel> mModel;
-    KySimulator::SimulatedDeviceAdapter mAdapter;
+    CameraLink mLink;
 };
 
 /// Time for what is sure to come; only a failing test waits that long.

@@ -43,20 +43,6 @@ TEST(DialogueTest, BulkPort0AnswersThroughFeaturesWithoutRegisters)
     EXPECT_TRUE(lPort.Close().IsOK());
 }
 
-TEST(DialogueTest, AlternateTransportAnswersThroughFeatures)
-{
-    KySimulator::CameraConfiguration lConfiguration;
-    lConfiguration.mTransport = KySimulator::Transport::Alternate;
-    Camera lCamera(lConfiguration);
-    lCamera.PlugLens(KyDeviceSerialBulk2);
-    EXPECT_FALSE(KyDeviceSerialPort::IsSupported(&lCamera.Adapter(), KyDeviceSerialUart0));
-    KyDeviceSerialPort lPort;
-    ASSERT_TRUE(lPort.Open(&lCamera.Adapter(), KyDeviceSerialBulk2).IsOK());
-    KyTest::Send(lPort, "ID?\r\n");
-    EXPECT_EQ(KyTest::ReceiveLine(lPort), "ID KYLENS 1.0");
-    EXPECT_TRUE(lPort.Close().IsOK());
-}
-
 TEST(DialogueTest, AllPortsOfOneCameraAreOpenAtOnce)
 {
     Camera lCamera;

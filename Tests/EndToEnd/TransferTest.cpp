@@ -47,36 +47,6 @@ TEST(TransferTest, FeaturePortCarriesMoreThanAMessage)
     ExpectEcho(lCamera, KyDeviceSerialBulk5, 10000);
 }
 
-TEST(TransferTest, DamagedInterruptsLoseNoByteThatWasReported)
-{
-    // A doubled interrupt of a UART is confirmed twice and sent once.
-    Camera lCamera;
-    lCamera.Adapter().GetFaults().DoubleEvent(2);
-    KyDeviceSerialPort lPort;
-    ASSERT_TRUE(lPort.Open(&lCamera.Adapter(), KyDeviceSerialUart0).IsOK());
-    KyTest::Send(lPort, "abcdef");
-    lCamera.Adapter().WaitForEvents();
-    const std::vector<uint8_t> lWire = lCamera.Model().GetWire(KySimulator::Port::Uart0);
-    EXPECT_EQ(std::string(lWire.begin(), lWire.end()), "abcdef");
-    EXPECT_TRUE(lPort.Close().IsOK());
-}
-
-TEST(TransferTest, LostTransmitInterruptFailsTheByteThatWasSent)
-{
-    Camera lCamera;
-    KyDeviceSerialPort lPort;
-    ASSERT_TRUE(lPort.Open(&lCamera.Adapter(), KyDeviceSerialUart0).IsOK());
-    lCamera.Adapter().GetFaults().LoseEvent(3);
-    const uint8_t lBytes[] = {'a', 'b', 'c', 'd'};
-    uint32_t lWritten = 0;
-    const KyResult lResult = lPort.Write(lBytes, sizeof(lBytes), lWritten);
-    EXPECT_EQ(lResult.GetCode(), KyResult::FAILURE);
-    EXPECT_STREQ(lResult.GetDescription().GetAscii(),
-                 "Failed while waiting for the event from the device after writing byte 2.");
-    EXPECT_EQ(lWritten, 3U);
-    EXPECT_TRUE(lPort.Close().IsOK());
-}
-
 TEST(TransferTest, ReceiveBufferKeepsTheNewestBytes)
 {
     Camera lCamera;
@@ -85,7 +55,7 @@ TEST(TransferTest, ReceiveBufferKeepsTheNewestBytes)
     ASSERT_TRUE(lPort.Open(&lCamera.Adapter(), KyDeviceSerialBulk1).IsOK());
     ASSERT_TRUE(lPort.SetRxBufferSize(5).IsOK());
     KyTest::Send(lPort, "0123456789");
-    lCamera.Adapter().WaitForEvents();
+    lCamera.Link().WaitForEvents();
     EXPECT_EQ(KyTest::Receive(lPort, 4), "6789");
     EXPECT_TRUE(lPort.Close().IsOK());
 }

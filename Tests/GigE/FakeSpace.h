@@ -3,8 +3,7 @@
 #include "Adapters/GigE/GenApi/IRegisterSpace.h"
 
 #include <algorithm>
-#include <atomic>
-#include <cstring>
+#include <cstdio>
 #include <map>
 #include <mutex>
 #include <optional>

@@ -48,8 +48,11 @@ TEST(CommandLineProcessTest, WrongCommandIsAUsageErrorThatNamesTheCommands)
 {
     ExpectUsageError(
         {"terminal"},
-        "kyserial: \"terminal\" does not belong here; use ports, term, bridge, clser, i2c or spi");
-    ExpectUsageError({}, "kyserial: no command after 'kyserial'; use ports, term, bridge, clser, i2c or spi");
+        "kyserial: \"terminal\" does not belong here; use devices, features, ports, term, bridge, clser, i2c "
+        "or spi");
+    ExpectUsageError(
+        {}, "kyserial: no command after 'kyserial'; use devices, features, ports, term, bridge, clser, i2c "
+            "or spi");
     ExpectUsageError({"spi"}, "kyserial: no command after 'kyserial spi'; use transfer or flash");
 }
 
@@ -62,8 +65,9 @@ TEST(CommandLineProcessTest, WrongOptionIsAUsageErrorThatPointsToTheHelp)
 
 TEST(CommandLineProcessTest, WrongValuesAreUsageErrorsThatSayWhatWouldHaveBeenRight)
 {
-    ExpectUsageError({"ports", "--device", "gev://10.0.0.1"},
-                     "kyserial: --device: \"gev://10.0.0.1\" is no device; use sim (the simulated camera)");
+    ExpectUsageError(
+        {"ports", "--device", "usb"},
+        "kyserial: --device: \"usb\" is no device; use sim (the simulated camera) or gev://ADDRESS");
     ExpectUsageError(
         {"ports", "--log-level", "loud"},
         "kyserial: --log-level: \"loud\" is no level; use debug, info, warning, error, fatal or off");

@@ -3,7 +3,9 @@
 #include "kyserial/BridgeCommand.h"
 #include "kyserial/ClserCommand.h"
 #include "kyserial/Context.h"
+#include "kyserial/DevicesCommand.h"
 #include "kyserial/Failure.h"
+#include "kyserial/FeaturesCommand.h"
 #include "kyserial/I2CCommand.h"
 #include "kyserial/PortsCommand.h"
 #include "kyserial/SpiCommand.h"
@@ -121,6 +123,8 @@ ExitCode RunCommandLine(int aCount, const char* const* aArguments, KyPlatform::C
         CLI::App lProgram("Serial ports of a GigE Vision device, from the command line", "kyserial");
         lProgram.set_version_flag("--version", "kyserial " KYSERIAL_VERSION);
         lProgram.footer(cFooter);
+        AddDevicesCommand(lProgram, lContext);
+        AddFeaturesCommand(lProgram, lContext);
         AddPortsCommand(lProgram, lContext);
         AddTermCommand(lProgram, lContext);
         AddBridgeCommand(lProgram, lContext);

@@ -1,5 +1,6 @@
 #include "kyserial/DeviceSelector.h"
 
+#include "kyserial/NetworkDevices.h"
 #include "kyserial/NumberOption.h"
 
 namespace KySerialTool
@@ -16,6 +17,15 @@ public:
     explicit SimulatedDevice(const SimulatorOptions& aOptions) : mCamera(aOptions) {}
 
     IKyDeviceAdapter& GetAdapter() override { return mCamera.GetAdapter(); }
+    std::vector<DeviceFeature> ListFeatures() override
+    {
+        std::vector<DeviceFeature> lFeatures;
+        for (const auto& [lName, lKind] : mCamera.GetFeatures())
+        {
+            lFeatures.push_back({lName, "", lKind, "Beginner", ""});
+        }
+        return lFeatures;
+    }
 
 private:
     SimulatedCamera mCamera;
@@ -35,8 +45,10 @@ void AddDeviceOptions(CLI::App& aCommand, DeviceSelection& aSelection)
         aSelection.mName = aText;
     };
     aCommand
-        .add_option_function<std::string>("-d,--device", lCheck,
-                                          "Device: sim, the simulated camera (default)")
+        .add_option_function<std::string>(
+            "-d,--device", lCheck,
+            "Device: sim, the simulated camera (default), or gev://ADDRESS, a GigE "
+            "Vision device; 'devices' lists those")
         ->type_name("DEVICE");
     SimulatorOptions& lSimulator = aSelection.mSimulator;
     aCommand.add_flag("--sim-fast", lSimulator.mFast, "Lines take no time")->group(cSimulatorGroup);
@@ -56,11 +68,20 @@ void AddDeviceOptions(CLI::App& aCommand, DeviceSelection& aSelection)
 
 std::string CheckDeviceName(const std::string& aName)
 {
-    return aName == "sim" ? std::string() : '"' + aName + "\" is no device; use sim (the simulated camera)";
+    if (IsNetworkDevice(aName))
+    {
+        return CheckNetworkDevice(aName);
+    }
+    return aName == "sim" ? std::string()
+                          : '"' + aName + "\" is no device; use sim (the simulated camera) or gev://ADDRESS";
 }
 
 std::unique_ptr<Device> OpenDevice(const DeviceSelection& aSelection)
 {
+    if (IsNetworkDevice(aSelection.mName))
+    {
+        return OpenNetworkDevice(aSelection.mName);
+    }
     return std::make_unique<SimulatedDevice>(aSelection.mSimulator);
 }
 

@@ -7,6 +7,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace KySerialTool
 {
@@ -16,6 +17,16 @@ struct DeviceSelection
 {
     std::string mName = "sim"; ///< Accepted by CheckDeviceName().
     SimulatorOptions mSimulator;
+};
+
+/// A feature of a device, as its description lists it.
+struct DeviceFeature
+{
+    std::string mName;
+    std::string mCategory;
+    std::string mKind; ///< "Integer", "Float", "Boolean", "Enumeration", "String", "Register", "Command".
+    std::string mVisibility;
+    std::string mToolTip;
 };
 
 /// A connected device; ends with the object.
@@ -28,6 +39,8 @@ public:
 
     /// The way to the device; lives as long as this object.
     virtual IKyDeviceAdapter& GetAdapter() = 0;
+    /// Its features, those that cannot be used now included.
+    virtual std::vector<DeviceFeature> ListFeatures() = 0;
 
 protected:
     Device() = default;

@@ -4,6 +4,7 @@
 
 #include "Simulator/CameraModel.h"
 #include "Simulator/Eeprom24C02.h"
+#include "Simulator/FeatureTable.h"
 #include "Simulator/LensController.h"
 #include "Simulator/LoopbackPeer.h"
 #include "Simulator/SimulatedDeviceAdapter.h"
@@ -32,6 +33,21 @@ CameraConfiguration Configuration(const SimulatorOptions& aOptions)
     lConfiguration.mBulk[2].mMode = Protocol::I2C;
     lConfiguration.mBulk[3].mMode = Protocol::Spi;
     return lConfiguration;
+}
+
+const char* KindText(FeatureKind aKind)
+{
+    switch (aKind)
+    {
+    case FeatureKind::Integer:
+        return "Integer";
+    case FeatureKind::Enumeration:
+        return "Enumeration";
+    case FeatureKind::String:
+        return "String";
+    default:
+        return "Register";
+    }
 }
 
 /// An I2C bus with its two devices on a port.
@@ -147,6 +163,16 @@ SimulatedCamera::~SimulatedCamera()
 IKyDeviceAdapter& SimulatedCamera::GetAdapter()
 {
     return mThis->mAdapter;
+}
+
+std::vector<std::pair<std::string, std::string>> SimulatedCamera::GetFeatures() const
+{
+    std::vector<std::pair<std::string, std::string>> lFeatures;
+    for (const auto& [lName, lFeature] : MakeFeatureTable(mThis->mCamera->GetConfiguration()))
+    {
+        lFeatures.emplace_back(lName, KindText(lFeature.mKind));
+    }
+    return lFeatures;
 }
 
 } // namespace KySerialTool

@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace KySerialTool
 {
@@ -39,6 +41,8 @@ public:
     SimulatedCamera& operator=(const SimulatedCamera&) = delete;
 
     IKyDeviceAdapter& GetAdapter();
+    /// Names and kinds of its features.
+    std::vector<std::pair<std::string, std::string>> GetFeatures() const;
 
 private:
     struct Parts;

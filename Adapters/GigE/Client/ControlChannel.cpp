@@ -49,12 +49,6 @@ KyResult ControlChannel::Open(const KyGvcp::Endpoint& aDevice, uint32_t aLocal)
     return {};
 }
 
-uint16_t ControlChannel::NextRequest()
-{
-    mRequest = mRequest == UINT16_MAX ? uint16_t{1} : static_cast<uint16_t>(mRequest + 1);
-    return mRequest;
-}
-
 // Sends a command until it is answered with aAnswer bytes at the least. aPayload points into mIn.
 KyResult ControlChannel::Execute(const Packet& aCommand, uint16_t aCode, size_t aAnswer, Bytes& aPayload)
 {

@@ -22,6 +22,12 @@ struct ControlTimes
     uint32_t mPending = 10000; ///< The most that a device may ask for in all, in milliseconds.
 };
 
+/// The identifier after another; 0 is none.
+constexpr uint16_t FollowingRequest(uint16_t aRequest)
+{
+    return aRequest == UINT16_MAX ? uint16_t{1} : static_cast<uint16_t>(aRequest + 1);
+}
+
 /// The control channel to a device: one command at a time, each sent again with the same identifier until
 /// its acknowledge comes, so that the device does it once.
 ///
@@ -64,7 +70,7 @@ private:
     KyResult WaitForAnswer(KyGvcp::Bytes& aPayload, bool& aRefused) JX_REQUIRES(mLock);
     bool TakeAnswer(size_t aReceived, Clock::time_point& aEnd, KyGvcp::Bytes& aPayload, KyResult& aResult)
         JX_REQUIRES(mLock);
-    uint16_t NextRequest() JX_REQUIRES(mLock);
+    uint16_t NextRequest() JX_REQUIRES(mLock) { return mRequest = FollowingRequest(mRequest); }
     KyResult ReadBlock(uint32_t aAddress, uint8_t* aBuffer, size_t aSize);
     KyResult WriteBlock(uint32_t aAddress, const uint8_t* aBuffer, size_t aSize);
     KyResult Lose();

@@ -1,0 +1,148 @@
+#include "GigE/ScriptedDevice.h"
+#include "Support/ResultMatcher.h"
+
+#include "Adapters/GigE/Client/MessageChannel.h"
+
+#include <JxUtilsLib/Event.h>
+#include <gmock/gmock.h>
+
+#include <future>
+
+using KyGigE::MessageChannel;
+using KyTest::IsOK;
+using KyTest::ScriptedDevice;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using Bytes = std::vector<uint8_t>;
+
+namespace
+{
+
+constexpr uint32_t cLoopback = 0x7F000001;
+
+class MessageChannelTest : public testing::Test
+{
+protected:
+    struct Heard
+    {
+        uint16_t mID;
+        uint64_t mTime;
+        Bytes mData;
+    };
+
+    MessageChannelTest()
+    {
+        EXPECT_THAT(mChannel.Open(cLoopback, mDevice.GetAddress(),
+                                  [this](const KyGvcp::EventView& aEvent) { Hear(aEvent); }),
+                    IsOK());
+        mDevice.PutWord(KyGvcp::cMessageAddressRegister, cLoopback);
+        mDevice.PutWord(KyGvcp::cMessagePortRegister, mChannel.GetLocal().mPort);
+    }
+    ~MessageChannelTest() override { mChannel.Close(); }
+
+    void Hear(const KyGvcp::EventView& aEvent)
+    {
+        if (mInHandler)
+        {
+            mInHandler();
+        }
+        mHeard.push_back({aEvent.mID, aEvent.mTimestamp, {aEvent.mData.begin(), aEvent.mData.end()}});
+    }
+
+    /// What was heard until now, everything that has come included.
+    std::vector<Heard> TakeHeard()
+    {
+        std::promise<std::vector<Heard>> lHeard;
+        mChannel.Post([&] { lHeard.set_value(std::exchange(mHeard, {})); });
+        return lHeard.get_future().get();
+    }
+
+    ScriptedDevice mDevice{""};
+    std::function<void()> mInHandler;
+    std::vector<Heard> mHeard; // the channel's thread only
+    MessageChannel mChannel;
+};
+
+TEST_F(MessageChannelTest, TellsOfAnEventWithItsData)
+{
+    ASSERT_TRUE(mDevice.WaitForAcknowledge(mDevice.SendEvent(0x9000, {1, 2, 3}, 0, 77)));
+    const auto lHeard = TakeHeard();
+    ASSERT_EQ(lHeard.size(), 1U);
+    EXPECT_EQ(lHeard[0].mID, 0x9000);
+    EXPECT_EQ(lHeard[0].mTime, 77U);
+    EXPECT_THAT(lHeard[0].mData, ElementsAre(1, 2, 3));
+}
+
+TEST_F(MessageChannelTest, AcknowledgesBeforeItTells)
+{
+    JxUtilsLib::Event lGo(true);
+    mInHandler = [&] { EXPECT_TRUE(lGo.Wait_ms(20000)); };
+    EXPECT_TRUE(mDevice.WaitForAcknowledge(mDevice.SendEvent(0x9000, {1})));
+    lGo.Set();
+    EXPECT_EQ(TakeHeard().size(), 1U);
+}
+
+TEST_F(MessageChannelTest, LeavesOutARepetitionButAcknowledgesIt)
+{
+    for (int lRound = 0; lRound < 3; ++lRound)
+    {
+        EXPECT_TRUE(mDevice.WaitForAcknowledge(mDevice.SendEvent(0x9000, {1}, 5, 100)));
+    }
+    EXPECT_TRUE(mDevice.WaitForAcknowledge(mDevice.SendEvent(0x9000, {2}, 6, 101)));
+    EXPECT_TRUE(mDevice.WaitForAcknowledge(mDevice.SendEvent(0x9000, {1}, 5, 100))); // a late one
+    EXPECT_EQ(TakeHeard().size(), 2U);
+    EXPECT_EQ(mChannel.GetRepeats(), 3U);
+}
+
+TEST_F(MessageChannelTest, ADeviceThatStartsAnewIsHeardAlthoughItsIdentifiersRepeat)
+{
+    EXPECT_TRUE(mDevice.WaitForAcknowledge(mDevice.SendEvent(0x9000, {1}, 1, 100)));
+    EXPECT_TRUE(mDevice.WaitForAcknowledge(mDevice.SendEvent(0x9000, {1}, 1, 7)));
+    EXPECT_EQ(TakeHeard().size(), 2U);
+}
+
+TEST_F(MessageChannelTest, OtherHostsAreNotListenedTo)
+{
+    KyGvcp::Packet lPacket = KyGvcp::Packet::Command(KyGvcp::cEventData, KyGvcp::cAcknowledgeWanted, 9);
+    KyGvcp::AddEvent(lPacket, 0x9000, 1, 1, {});
+    const KyGvcp::Bytes lBytes = lPacket.GetBytes();
+    mDevice.SendPacket({lBytes.begin(), lBytes.end()}, 0x7F000002);
+    EXPECT_TRUE(mDevice.WaitForAcknowledge(mDevice.SendEvent(0x9100, {})));
+    const auto lHeard = TakeHeard();
+    ASSERT_EQ(lHeard.size(), 1U);
+    EXPECT_EQ(lHeard[0].mID, 0x9100);
+}
+
+TEST_F(MessageChannelTest, WhatIsNoEventIsNothing)
+{
+    mDevice.SendPacket({}, 0);
+    mDevice.SendPacket({0x42, 0x01, 0x00, 0xC2, 0x00, 0x40, 0x00, 0x01}, 0);
+    mDevice.SendPacket({0x42, 0x01, 0x00, 0x80, 0x00, 0x04, 0x00, 0x01, 0, 0, 0, 0}, 0);
+    mDevice.SendPacket(Bytes(548, 0xFF), 0);
+    EXPECT_TRUE(mDevice.WaitForAcknowledge(mDevice.SendEvent(0x9100, {})));
+    EXPECT_EQ(TakeHeard().size(), 1U);
+}
+
+TEST_F(MessageChannelTest, DoesOtherThingsOnTheSameThread)
+{
+    std::thread::id lEventThread;
+    mInHandler = [&] { lEventThread = std::this_thread::get_id(); };
+    EXPECT_TRUE(mDevice.WaitForAcknowledge(mDevice.SendEvent(0x9000, {})));
+    std::promise<std::thread::id> lTaskThread;
+    mChannel.Post([&] { lTaskThread.set_value(std::this_thread::get_id()); });
+    EXPECT_EQ(lTaskThread.get_future().get(), lEventThread);
+    EXPECT_NE(lEventThread, std::this_thread::get_id());
+}
+
+TEST_F(MessageChannelTest, ClosesWhileEventsCome)
+{
+    for (uint16_t lRound = 1; lRound < 50; ++lRound)
+    {
+        mDevice.SendEvent(0x9000, {1}, lRound);
+    }
+    mChannel.Close();
+    const size_t lHeard = mHeard.size();
+    EXPECT_LE(lHeard, 49U);
+}
+
+} // namespace
