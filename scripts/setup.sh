@@ -3,6 +3,7 @@
 # Asks the package manager for nothing when everything is there. Wants root, or sudo.
 #   scripts/setup.sh           for demo.sh: compiler, build tools, the program's libraries, socat
 #   scripts/setup.sh --tests   for test.sh too: the other compiler, the Windows cross compiler, Wine, test frameworks
+#   scripts/setup.sh --tests --coverage  for coverage.sh too
 set -euo pipefail
 
 packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev socat)
@@ -10,6 +11,9 @@ if [ "${1:-}" = "--tests" ]; then
   packages+=(googletest clang clang-tidy clang-format libclang-rt-14-dev python3 python3-pytest python3-serial
     pkg-config dpkg-dev file lld doxygen graphviz
     g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix wine wine64 procps git)
+fi
+if [ "${2:-}" = "--coverage" ]; then
+  packages+=(gcovr)
 fi
 
 missing=()
