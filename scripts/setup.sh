@@ -4,6 +4,7 @@
 #   scripts/setup.sh           for demo.sh: compiler, build tools, the program's libraries, socat
 #   scripts/setup.sh --bench   for bench.sh: the peers and what counts instructions and system calls
 #   scripts/setup.sh --tests   for test.sh too: the other compiler, the Windows cross compiler, Wine, test frameworks
+#   scripts/setup.sh --tests --coverage  for coverage.sh too
 set -euo pipefail
 
 packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev socat
@@ -15,6 +16,9 @@ if [ "${1:-}" = "--tests" ]; then
 fi
 if [ "${1:-}" = "--bench" ]; then
   packages+=(libbenchmark-dev libboost-dev socat ser2net valgrind strace python3 binutils)
+fi
+if [ "${2:-}" = "--coverage" ]; then
+  packages+=(gcovr)
 fi
 
 missing=()
