@@ -75,8 +75,7 @@ show() {
 
 # wait_until COMMAND...: until it succeeds, for a minute at most.
 wait_until() {
-  local try
-  for try in $(seq 600); do
+  for _ in $(seq 600); do
     ! "$@" 2>/dev/null || return 0
     sleep 0.1
   done
@@ -109,8 +108,7 @@ start_bridge() {
   printf '\n$ kyserial bridge'
   printf ' %s' "$@" --stats-json '&'
   printf '\n'
-  local try
-  for try in $(seq 20); do
+  for _ in $(seq 20); do
     "${program[@]}" bridge "$@" --stats-json </dev/null >"$statistics" 2>"$statistics.err" &
     bridge=$!
     wait_until is_relaying || true
@@ -182,7 +180,7 @@ typed=$dialogue
 type_to "$terminal" "${answers[@]}"
 typed='STATUS?\r\n' # another user, later
 type_to "$terminal" "${answers[1]}"
-end_bridge '"to_device":{"bytes":45,' '"from_device":{"bytes":111,' '"baud_rate":115200'
+end_bridge '"to_device":{"bytes":45,' '"from_device":{"bytes":109,' '"baud_rate":115200'
 [ ! -e "$work/lens" ] || fail "the terminal is still there"
 
 # The lens as a Camera Link port: the client is another process, knows the client library only, and chooses the rate.

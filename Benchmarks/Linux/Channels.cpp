@@ -1,5 +1,6 @@
 #include "Benchmarks/Linux/Channels.h"
 
+#include "Benchmarks/Linux/ByteFifo.h"
 #include "sharedfifo.h"
 
 #include <array>
@@ -77,11 +78,28 @@ private:
     KySerialLib::SharedFifo mFifo;
 };
 
+class ByteChannel : public Channel
+{
+public:
+    explicit ByteChannel(uint32_t aCapacity)
+        : mFifo("KyBenchBytes" + std::to_string(::getpid()) + "x" + std::to_string(++sCount), aCapacity)
+    {
+    }
+
+    void Send(const void* aData, size_t aSize) override { mFifo.Write(aData, aSize); }
+    size_t Receive(void* aBuffer, size_t aSize) override { return mFifo.Read(aBuffer, aSize); }
+
+private:
+    static inline int sCount = 0;
+    ByteFifo mFifo;
+};
+
 class FutexChannel : public Channel
 {
 public:
-    FutexChannel()
-        : mWord(static_cast<uint32_t*>(
+    explicit FutexChannel(bool aTimed)
+        : mTimed(aTimed)
+        , mWord(static_cast<uint32_t*>(
               ::mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0)))
     {
     }
@@ -95,14 +113,16 @@ public:
     size_t Receive(void* /*aBuffer*/, size_t /*aSize*/) override
     {
         const std::atomic_ref<uint32_t> lWord(*mWord);
+        const timespec lTime{0, 50000000};
         while (lWord.exchange(0) == 0)
         {
-            ::syscall(SYS_futex, mWord, FUTEX_WAIT, 0, nullptr, nullptr, 0);
+            ::syscall(SYS_futex, mWord, FUTEX_WAIT, 0, mTimed ? &lTime : nullptr, nullptr, 0);
         }
         return 1;
     }
 
 private:
+    const bool mTimed;
     uint32_t* const mWord;
 };
 
@@ -123,9 +143,14 @@ std::unique_ptr<Channel> MakeFifo(uint32_t aCapacity)
     return std::make_unique<FifoChannel>(aCapacity);
 }
 
-std::unique_ptr<Channel> MakeFutex()
+std::unique_ptr<Channel> MakeByteFifo(uint32_t aCapacity)
 {
-    return std::make_unique<FutexChannel>();
+    return std::make_unique<ByteChannel>(aCapacity);
+}
+
+std::unique_ptr<Channel> MakeFutex(bool aTimed)
+{
+    return std::make_unique<FutexChannel>(aTimed);
 }
 
 #if !defined(KYSERIAL_HAS_BOOST)

@@ -21,7 +21,10 @@ public:
 std::unique_ptr<Channel> MakePipe();
 std::unique_ptr<Channel> MakeUnixStream();
 std::unique_ptr<Channel> MakeFifo(uint32_t aCapacity);
+/// The straightforward form of the same.
+std::unique_ptr<Channel> MakeByteFifo(uint32_t aCapacity);
 /// No data: a word that is changed and waited for, the least that a round trip can cost.
-std::unique_ptr<Channel> MakeFutex();
+/// \param aTimed  Its sleeps end after 50 ms, as those of whoever must survive the death of the other side.
+std::unique_ptr<Channel> MakeFutex(bool aTimed);
 /// Null where Boost is not installed. Message by message, up to aLargest bytes each.
 std::unique_ptr<Channel> MakeBoostQueue(size_t aLargest, size_t aMessages);

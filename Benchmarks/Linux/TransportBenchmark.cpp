@@ -1,9 +1,14 @@
+// The shared-memory transport beside what else passes bytes from one process to another.
+//   TransportBenchmark [--quick]           all figures, one a line: "figure <name> <value>"
+//   TransportBenchmark --trips KIND COUNT  round trips only, for those who count system calls
+
+#include "Benchmarks/Figures.h"
 #include "Benchmarks/Linux/Channels.h"
 
 #include <algorithm>
 #include <array>
-#include <chrono>
 #include <cstdio>
+#include <cstring>
 #include <functional>
 #include <sched.h>
 #include <sys/wait.h>
@@ -13,11 +18,34 @@
 namespace
 {
 
-using Clock = std::chrono::steady_clock;
-using Maker = std::function<std::unique_ptr<Channel>()>;
+using KyBench::Clock;
 
 constexpr std::array<size_t, 5> cSizes = {1, 16, 256, 4096, 16384};
-constexpr int cRepeats = 5;
+
+struct Kind
+{
+    const char* mName;
+    bool mCarriesData;
+    std::function<std::unique_ptr<Channel>(size_t)> mMake; ///< For messages of a size.
+};
+
+std::vector<Kind> GetKinds()
+{
+    std::vector<Kind> lKinds;
+    lKinds.push_back({"futex", false, [](size_t) { return MakeFutex(false); }});
+    lKinds.push_back({"futex50", false, [](size_t) { return MakeFutex(true); }});
+    lKinds.push_back({"fifo1024", true, [](size_t) { return MakeFifo(1024); }});
+    lKinds.push_back({"bytes1024", true, [](size_t) { return MakeByteFifo(1024); }});
+    lKinds.push_back({"fifo65536", true, [](size_t) { return MakeFifo(65536); }});
+    lKinds.push_back({"pipe", true, [](size_t) { return MakePipe(); }});
+    lKinds.push_back({"unix", true, [](size_t) { return MakeUnixStream(); }});
+    if (MakeBoostQueue(1, 1) != nullptr)
+    {
+        // As many bytes wait in it as in the others.
+        lKinds.push_back({"boost", true, [](size_t aSize) { return MakeBoostQueue(aSize, 65536 / aSize); }});
+    }
+    return lKinds;
+}
 
 void PinTo(size_t aProcessor)
 {
@@ -46,15 +74,14 @@ double Time(bool aSpread, const std::function<void()>& aPeer, const std::functio
 }
 
 /// Microseconds of a one-byte round trip.
-double MeasureRoundTrip(const Maker& aMake, bool aSpread)
+double MeasureRoundTrip(const Kind& aKind, bool aSpread, int aTurns)
 {
-    constexpr int cTurns = 4000;
-    const auto lDown = aMake();
-    const auto lUp = aMake();
+    const auto lDown = aKind.mMake(1);
+    const auto lUp = aKind.mMake(1);
     char lByte = 'x';
     const auto lEcho = [&]
     {
-        for (int lTurn = 0; lTurn < cTurns; ++lTurn)
+        for (int lTurn = 0; lTurn < aTurns; ++lTurn)
         {
             lDown->Receive(&lByte, 1);
             lUp->Send(&lByte, 1);
@@ -62,21 +89,22 @@ double MeasureRoundTrip(const Maker& aMake, bool aSpread)
     };
     const auto lAsk = [&]
     {
-        for (int lTurn = 0; lTurn < cTurns; ++lTurn)
+        for (int lTurn = 0; lTurn < aTurns; ++lTurn)
         {
             lDown->Send(&lByte, 1);
             lUp->Receive(&lByte, 1);
         }
     };
-    return Time(aSpread, lEcho, lAsk) / cTurns * 1e6;
+    return Time(aSpread, lEcho, lAsk) / aTurns * 1e6;
 }
 
 /// Megabytes a second of messages of one size.
-double MeasureThroughput(const Maker& aMake, size_t aSize, bool aSpread)
+double MeasureThroughput(const Kind& aKind, size_t aSize, bool aSpread, bool aQuick)
 {
-    const size_t lCount = std::clamp<size_t>(8U * 1024 * 1024 / aSize, 1000, 20000);
-    const auto lDown = aMake();
-    const auto lUp = aMake();
+    const size_t lMost = aQuick ? 5000 : 20000;
+    const size_t lCount = std::clamp<size_t>(8U * 1024 * 1024 / aSize, 500, lMost);
+    const auto lDown = aKind.mMake(aSize);
+    const auto lUp = aKind.mMake(1);
     std::vector<char> lMessage(aSize, 'x');
     std::vector<char> lBuffer(16384);
     const auto lDrain = [&]
@@ -98,76 +126,58 @@ double MeasureThroughput(const Maker& aMake, size_t aSize, bool aSpread)
     return static_cast<double>(lCount * aSize) / Time(aSpread, lDrain, lPour) / 1e6;
 }
 
-/// One line of the report: the round trip, then one figure for each size of message.
-struct Line
+std::string NameOf(bool aSpread, const Kind& aKind, const std::string& aWhat)
 {
-    const char* mName;
-    Maker mMake;
-    bool mCarriesData;
-    std::array<std::vector<double>, 1 + cSizes.size()> mFigures;
-};
-
-void Measure(Line& aLine, bool aSpread)
-{
-    aLine.mFigures[0].push_back(MeasureRoundTrip(aLine.mMake, aSpread));
-    for (size_t lIndex = 0; aLine.mCarriesData && lIndex < cSizes.size(); ++lIndex)
-    {
-        aLine.mFigures[lIndex + 1].push_back(MeasureThroughput(aLine.mMake, cSizes[lIndex], aSpread));
-    }
+    return std::string(aSpread ? "spread." : "one.") + aKind.mName + "." + aWhat;
 }
 
-/// Prints the medians.
-void Report(Line& aLine, bool aSpread)
+void Measure(KyBench::Figures& aFigures, const Kind& aKind, bool aSpread, bool aQuick)
 {
-    std::printf("%-24s %-7s", aLine.mName, aSpread ? "spread" : "one");
-    for (std::vector<double>& lFigures : aLine.mFigures)
+    aFigures.Add(NameOf(aSpread, aKind, "trip_us"), MeasureRoundTrip(aKind, aSpread, aQuick ? 1500 : 4000));
+    for (const size_t lSize : cSizes)
     {
-        std::sort(lFigures.begin(), lFigures.end());
-        if (!lFigures.empty())
+        if (aKind.mCarriesData)
         {
-            std::printf(" %8.2f", lFigures[lFigures.size() / 2]);
+            aFigures.Add(NameOf(aSpread, aKind, std::to_string(lSize) + "B_MBs"),
+                         MeasureThroughput(aKind, lSize, aSpread, aQuick));
         }
     }
-    std::printf("\n");
-    std::fflush(stdout);
 }
 
-std::vector<Line> GetLines()
+int RunTrips(const char* aName, int aTurns)
 {
-    std::vector<Line> lLines;
-    lLines.push_back({"futex ping-pong", &MakeFutex, false, {}});
-    lLines.push_back({"SharedFifo 1024", [] { return MakeFifo(1024); }, true, {}});
-    lLines.push_back({"SharedFifo 65536", [] { return MakeFifo(65536); }, true, {}});
-    lLines.push_back({"pipe", &MakePipe, true, {}});
-    lLines.push_back({"AF_UNIX stream", &MakeUnixStream, true, {}});
-    if (MakeBoostQueue(1, 1) != nullptr)
+    for (const Kind& lKind : GetKinds())
     {
-        lLines.push_back({"boost message_queue", [] { return MakeBoostQueue(16384, 64); }, true, {}});
+        if (std::strcmp(lKind.mName, aName) == 0)
+        {
+            std::printf("figure trip_us %.3f\n", MeasureRoundTrip(lKind, false, aTurns));
+            return 0;
+        }
     }
-    return lLines;
+    return 2;
 }
 
 } // namespace
 
-int main()
+int main(int aCount, char** aArguments)
 {
-    std::printf("%-24s %-7s %8s %8s %8s %8s %8s %8s\n", "", "cores", "trip/us", "1 B", "16 B", "256 B",
-                "4096 B", "16384 B");
-    for (const bool lSpread : {false, true})
+    if (aCount == 4 && std::strcmp(aArguments[1], "--trips") == 0)
     {
-        // Turn by turn, so that a load from elsewhere hits all of them alike.
-        std::vector<Line> lLines = GetLines();
-        for (int lRepeat = 0; lRepeat < cRepeats; ++lRepeat)
+        return RunTrips(aArguments[2], std::atoi(aArguments[3]));
+    }
+    const bool lQuick = aCount == 2 && std::strcmp(aArguments[1], "--quick") == 0;
+    KyBench::Figures lFigures;
+    // Turn by turn, so that a load from elsewhere hits all of them alike.
+    for (int lRepeat = 0; lRepeat < KyBench::cRepeats; ++lRepeat)
+    {
+        for (const bool lSpread : {false, true})
         {
-            for (Line& lLine : lLines)
+            for (const Kind& lKind : GetKinds())
             {
-                Measure(lLine, lSpread);
+                Measure(lFigures, lKind, lSpread, lQuick);
             }
         }
-        for (Line& lLine : lLines)
-        {
-            Report(lLine, lSpread);
-        }
     }
+    lFigures.Print();
     return 0;
 }

@@ -1,3 +1,7 @@
+// The shared-memory transport beside events and named pipes: "figure <name> <value>" lines.
+//   TransportBenchmark [--quick]
+
+#include "Benchmarks/Figures.h"
 #include "KyPlatform/Windows/SystemCalls.h"
 #include "sharedfifo.h"
 
@@ -14,10 +18,10 @@ using KySerialLib::SharedFifo;
 namespace
 {
 
-using Clock = std::chrono::steady_clock;
+using KyBench::Clock;
 
 constexpr std::array<uint32_t, 5> cSizes = {1, 16, 256, 4096, 16384};
-constexpr int cTurns = 3000;
+constexpr int cTurns = 1500;
 
 /// Both directions between two processes; the first one makes it, the second joins by name.
 class Link
@@ -123,7 +127,7 @@ std::unique_ptr<Link> MakeLink(const std::string& aKind, const std::string& aNam
 
 uint32_t GetCount(uint32_t aSize)
 {
-    return std::clamp<uint32_t>(8U * 1024 * 1024 / aSize, 500, 5000);
+    return std::clamp<uint32_t>(2U * 1024 * 1024 / aSize, 100, 2000);
 }
 
 /// The second process: answers round trips, then drains one run of each size and acknowledges it.
@@ -148,11 +152,12 @@ int RunPeer(const std::string& aKind, const std::string& aName, DWORD_PTR aProce
     return 0;
 }
 
-void Report(const std::string& aProgram, const std::string& aKind, bool aSpread)
+void Measure(KyBench::Figures& aFigures, const std::string& aProgram, const std::string& aKind, bool aSpread)
 {
     static int sCount = 0;
     const std::string lName =
         "KyBench" + std::to_string(::GetCurrentProcessId()) + "x" + std::to_string(++sCount);
+    const std::string lFigure = (aSpread ? "spread." : "one.") + aKind + ".";
     ::SetProcessAffinityMask(::GetCurrentProcess(), 1);
     const auto lLink = MakeLink(aKind, lName, true);
     STARTUPINFOA lStart = {};
@@ -171,9 +176,7 @@ void Report(const std::string& aProgram, const std::string& aKind, bool aSpread)
         lLink->Send(lBuffer.data(), 1);
         lLink->Receive(lBuffer.data(), 1);
     }
-    const auto lSince = [&lTime] { return std::chrono::duration<double>(Clock::now() - lTime).count(); };
-    std::printf("%-20s %-7s %8.1f", aKind.c_str(), aSpread ? "spread" : "one",
-                lSince() / (cTurns * 2 / 3) * 1e6);
+    aFigures.Add(lFigure + "trip_us", KyBench::GetSeconds(lTime) / (cTurns * 2 / 3) * 1e6);
     for (const uint32_t lSize : cSizes)
     {
         lTime = Clock::now();
@@ -184,11 +187,10 @@ void Report(const std::string& aProgram, const std::string& aKind, bool aSpread)
         lLink->Receive(lBuffer.data(), 1);
         if (aKind != "event")
         {
-            std::printf(" %8.2f", static_cast<double>(GetCount(lSize)) * lSize / lSince() / 1e6);
+            aFigures.Add(lFigure + std::to_string(lSize) + "B_MBs",
+                         static_cast<double>(GetCount(lSize)) * lSize / KyBench::GetSeconds(lTime) / 1e6);
         }
     }
-    std::printf("\n");
-    std::fflush(stdout);
     ::WaitForSingleObject(lPeer.hProcess, INFINITE);
 }
 
@@ -208,10 +210,10 @@ void ReportCalls()
     std::array<char, 16> lBuffer{};
     gCalls = 0;
     lFifo.Write("abc", 3, lCount, 0);
-    std::printf("kernel calls: %d a write, ", gCalls);
+    std::printf("figure calls.write %d\n", gCalls);
     gCalls = 0;
     lFifo.Read(lBuffer.data(), 16, lCount, 0);
-    std::printf("%d a read\n", gCalls);
+    std::printf("figure calls.read %d\n", gCalls);
     KyPlatform::gSystem = cReal;
 }
 
@@ -226,14 +228,18 @@ int main(int aCount, char** aArguments)
     std::array<char, MAX_PATH> lProgram{};
     ::GetModuleFileNameA(nullptr, lProgram.data(), MAX_PATH);
     ReportCalls();
-    std::printf("%-20s %-7s %8s %8s %8s %8s %8s %8s\n", "", "cores", "trip/us", "1 B", "16 B", "256 B",
-                "4096 B", "16384 B");
-    for (const bool lSpread : {false, true})
+    const int lRepeats = aCount == 2 ? 1 : KyBench::cRepeats; // --quick
+    KyBench::Figures lFigures;
+    for (int lRepeat = 0; lRepeat < lRepeats; ++lRepeat)
     {
-        for (const char* const lKind : {"event", "fifo1024", "fifo65536", "pipe"})
+        for (const bool lSpread : {false, true})
         {
-            Report(lProgram.data(), lKind, lSpread);
+            for (const char* const lKind : {"event", "fifo1024", "fifo65536", "pipe"})
+            {
+                Measure(lFigures, lProgram.data(), lKind, lSpread);
+            }
         }
     }
+    lFigures.Print();
     return 0;
 }

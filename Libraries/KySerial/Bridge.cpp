@@ -6,6 +6,7 @@
 #include "JxUtilsLib/Thread.h"
 #include "LogResult.h"
 #include "OutOfMemory.h"
+#include "SerialPort.h"
 
 #include <algorithm>
 #include <utility>
@@ -155,6 +156,10 @@ void Bridge::StopThreads()
     {
         static_cast<void>(mStopEvent.Set()); // cannot fail for an event that is ours
     }
+    {
+        const BridgeGateScope lInside(mGate);
+        EndDeviceReads(true);
+    }
     for (KyPlatform::WorkerThread* lThread : {&mUpThread, &mDownThread})
     {
         if (lThread->IsRunning())
@@ -173,12 +178,31 @@ KyResult Bridge::Recover()
     {
         return KyResult(KyResult::NOT_OPEN);
     }
+    {
+        const BridgeGateScope lInside(mGate); // somebody else may be opening the port again
+        EndDeviceReads(true);
+    }
     mGate.Shut();
     static_cast<void>(
         mDevicePort->Close()); // ignored: what matters is what comes through the port afterwards
-    static_cast<void>(mDevicePort->Open(mDevice, mDevicePortID));
+    // A port that could not be closed keeps its claim. Opening it would put a new engine in the place of the
+    // one that has the claim, and no later call could ever take the port back.
+    if (!mDevicePort->IsOpened())
+    {
+        static_cast<void>(mDevicePort->Open(mDevice, mDevicePortID));
+    }
+    EndDeviceReads(false); // a port that could not be opened has the engine that it had
     mGate.Open();
     return KyResult(KyResult::OK);
+}
+
+// A thread that waits for the device to say something is let go at once.
+void Bridge::EndDeviceReads(bool aEnd)
+{
+    if (mDevicePort != nullptr && mDevicePort->mThis != nullptr)
+    {
+        mDevicePort->mThis->EndReads(aEnd);
+    }
 }
 
 bool Bridge::ReadFromDevice(uint8_t* aBuffer, uint32_t aSize, uint32_t& aRead, uint32_t aTimeout)

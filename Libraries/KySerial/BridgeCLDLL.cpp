@@ -20,10 +20,11 @@ constexpr char cSourceFile[] = "Libraries/KySerial/BridgeCLDLL";
 
 constexpr uint32_t cBufferSize = 16384;
 constexpr uint32_t cFifoSize = 1024;
-constexpr uint32_t cReadTimeout = 100;     // ms; how late a stop may be noticed
-constexpr uint32_t cNoPortPause = 5;       // ms
-constexpr uint32_t cNoFifo = 0xFFFFFFFFU;  // a thread's result
-constexpr uint32_t cForever = 0xFFFFFFFFU; // ms
+constexpr uint32_t cDeviceReadTimeout = 1000; // ms; a stop ends the read itself
+constexpr uint32_t cReadTimeout = 100;        // ms; how late a stop may be noticed
+constexpr uint32_t cNoPortPause = 5;          // ms
+constexpr uint32_t cNoFifo = 0xFFFFFFFFU;     // a thread's result
+constexpr uint32_t cForever = 0xFFFFFFFFU;    // ms
 
 // A field that other processes read or write at any time.
 std::atomic_ref<uint32_t> Shared(uint32_t& aField)
@@ -197,7 +198,7 @@ void BridgeCLDLL::RelayUp()
             JxUtilsLib::Thread::Sleep(cNoPortPause);
             continue;
         }
-        if (!ReadFromDevice(lBuffer.data(), cBufferSize, lRead, cReadTimeout))
+        if (!ReadFromDevice(lBuffer.data(), cBufferSize, lRead, cDeviceReadTimeout))
         {
             continue;
         }

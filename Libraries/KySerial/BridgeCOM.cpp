@@ -21,7 +21,7 @@ using KyPlatform::HostTransferResult;
 constexpr char cSourceFile[] = "Libraries/KySerial/BridgeCOM";
 
 constexpr uint32_t cBufferSize = 16384;
-constexpr uint32_t cDeviceReadTimeout = 50; // ms; how late a stop may be noticed
+constexpr uint32_t cDeviceReadTimeout = 1000; // ms; a stop ends the read itself
 
 bool IsDigit(char aCharacter)
 {

@@ -137,6 +137,16 @@ void SerialPort::PushBytes(const uint8_t* aBytes, uint32_t aCount)
     }
 }
 
+void SerialPort::EndReads(bool aEnd)
+{
+    const JxUtilsLib::LockScope lLock(mReceiveLock);
+    mReadsEnd = aEnd;
+    if (aEnd && mReaderWaiting)
+    {
+        mDataEvent.Set();
+    }
+}
+
 void SerialPort::PushByte(uint8_t aByte, bool aTakeLock)
 {
     if (aTakeLock)
@@ -160,7 +170,7 @@ KyResult SerialPort::Read(uint8_t* aBuffer, uint32_t aSize, uint32_t& aBytesRead
     LockRx();
     if (IsEmpty())
     {
-        if (aTimeout == 0)
+        if (aTimeout == 0 || mReadsEnd)
         {
             UnlockRx();
             return KyResult(KyResult::TIMED_OUT);
@@ -176,6 +186,11 @@ KyResult SerialPort::Read(uint8_t* aBuffer, uint32_t aSize, uint32_t& aBytesRead
             return KyResult(KyResult::TIMED_OUT);
         }
         LockRx();
+        if (mReadsEnd && IsEmpty())
+        {
+            UnlockRx();
+            return KyResult(KyResult::TIMED_OUT);
+        }
     }
     // A call with size 0 takes one byte: clients rely on a byte per call.
     aBytesRead = std::min(std::max(aSize, 1U), GetUsed());

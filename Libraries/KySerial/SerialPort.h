@@ -73,6 +73,11 @@ public:
     /// \return OK, with 0 bytes when a flush came between wake-up and copying; TIMED_OUT. Logs nothing.
     KyResult Read(uint8_t* aBuffer, uint32_t aSize, uint32_t& aBytesRead, uint32_t aTimeout);
 
+    /// Ends the wait of a reader, which gets TIMED_OUT as if its time had passed; until EndReads(false),
+    /// reads that find nothing do not wait. Bytes that are there are taken as ever. Does not block. Any
+    /// thread.
+    void EndReads(bool aEnd);
+
     /// Stores a received byte and wakes a waiting reader.
     /// \param aTakeLock  False when the caller holds the receive lock, for the bytes of one event.
     void PushByte(uint8_t aByte,
@@ -103,6 +108,7 @@ private:
     uint32_t mCells JX_GUARDED_BY(mReceiveLock) = 1;
     JxUtilsLib::Event mDataEvent;
     std::atomic<bool> mReaderWaiting{false};
+    bool mReadsEnd JX_GUARDED_BY(mReceiveLock) = false; // see EndReads()
 
 protected:
     /// For the log lines of the receive side and of engines without a logger of their own.

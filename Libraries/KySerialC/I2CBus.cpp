@@ -24,7 +24,7 @@ auto Alone(const Transfer& aTransfer)
 {
     return [&](Bus& aObject)
     {
-        const std::unique_lock lScope(aObject.mUse);
+        const auto lScope = aObject.mTurns.Alone();
         return aTransfer(*aObject.mProduct);
     };
 }
@@ -39,7 +39,7 @@ auto Reading(const char* aFunction, const uint8_t* aBuffer, uint32_t aSize, cons
         {
             return NoBuffer(aFunction);
         }
-        const std::unique_lock lScope(aObject.mUse);
+        const auto lScope = aObject.mTurns.Alone();
         return aTransfer(*aObject.mProduct, aRead);
     };
 }
@@ -62,7 +62,7 @@ KyCode KyI2CBusOpen(KyI2CBusHandle aBus, KyDeviceHandle aDevice, int32_t aSerial
     return RunOn(cFunction, Buses(), aBus,
                  [&](Bus& aObject)
                  {
-                     const std::unique_lock lScope(aObject.mUse);
+                     const auto lScope = aObject.mTurns.Alone();
                      return Open(cFunction, aObject, aDevice, aSerial);
                  });
 }
@@ -72,7 +72,7 @@ KyCode KyI2CBusClose(KyI2CBusHandle aBus)
     return RunOn("KyI2CBusClose", Buses(), aBus,
                  [](Bus& aObject)
                  {
-                     const std::unique_lock lScope(aObject.mUse);
+                     const auto lScope = aObject.mTurns.Alone();
                      return Close(aObject);
                  });
 }
@@ -82,7 +82,7 @@ KyCode KyI2CBusIsOpened(KyI2CBusHandle aBus, int32_t* aIsOpened)
     return RunOn("KyI2CBusIsOpened", Buses(), aBus, aIsOpened, 0,
                  [](Bus& aObject, int32_t& aAnswer)
                  {
-                     const std::shared_lock lScope(aObject.mUse);
+                     const auto lScope = aObject.mTurns.Share();
                      aAnswer = aObject.mDevice.Get() != nullptr ? 1 : 0;
                      return KyResult();
                  });

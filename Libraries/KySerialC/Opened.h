@@ -3,10 +3,10 @@
 #include "Call.h"
 #include "DeviceAdapter.h"
 #include "KySerial/KySerialTypes.h"
+#include "Turns.h"
 
 #include <mutex>
 #include <optional>
-#include <shared_mutex>
 
 namespace KySerialCLib
 {
@@ -17,8 +17,8 @@ struct Opened
 {
     Opened() { mProduct.emplace(); }
 
-    DeviceHold mDevice;     // set as long as the product has to be closed; goes after it
-    std::shared_mutex mUse; // shared by calls that may meet on the product
+    DeviceHold mDevice; // set as long as the product has to be closed; goes after it
+    Turns mTurns;
     std::optional<Product> mProduct;
     std::mutex mReadTurn; // of a port
     std::mutex mWriteTurn;

@@ -34,7 +34,7 @@ KyCode KyPortOpen(KyPortHandle aPort, KyDeviceHandle aDevice, int32_t aSerial)
     return RunOn(cFunction, Ports(), aPort,
                  [&](Port& aObject)
                  {
-                     const std::unique_lock lScope(aObject.mUse);
+                     const auto lScope = aObject.mTurns.Alone();
                      return Open(cFunction, aObject, aDevice, aSerial);
                  });
 }
@@ -44,7 +44,7 @@ KyCode KyPortClose(KyPortHandle aPort)
     return RunOn("KyPortClose", Ports(), aPort,
                  [](Port& aObject)
                  {
-                     const std::unique_lock lScope(aObject.mUse);
+                     const auto lScope = aObject.mTurns.Alone();
                      return Close(aObject);
                  });
 }
@@ -54,7 +54,7 @@ KyCode KyPortIsOpened(KyPortHandle aPort, int32_t* aIsOpened)
     return RunOn("KyPortIsOpened", Ports(), aPort, aIsOpened, 0,
                  [](Port& aObject, int32_t& aAnswer)
                  {
-                     const std::shared_lock lScope(aObject.mUse);
+                     const auto lScope = aObject.mTurns.Share();
                      aAnswer = aObject.mProduct->IsOpened() ? 1 : 0;
                      return KyResult();
                  });
@@ -70,7 +70,7 @@ KyCode KyPortWrite(KyPortHandle aPort, const uint8_t* aBuffer, uint32_t aSize, u
                      {
                          return NoBuffer(cFunction);
                      }
-                     const std::shared_lock lScope(aObject.mUse);
+                     const auto lScope = aObject.mTurns.Share();
                      const std::lock_guard lTurn(aObject.mWriteTurn);
                      return aObject.mProduct->Write(aBuffer, aSize, aCount);
                  });
@@ -86,7 +86,7 @@ KyCode KyPortRead(KyPortHandle aPort, uint8_t* aBuffer, uint32_t aSize, uint32_t
                      {
                          return NoBuffer(cFunction);
                      }
-                     const std::shared_lock lScope(aObject.mUse);
+                     const auto lScope = aObject.mTurns.Share();
                      const std::lock_guard lTurn(aObject.mReadTurn);
                      return aObject.mProduct->Read(aBuffer, aSize, aCount, aTimeout);
                  });
@@ -97,7 +97,7 @@ KyCode KyPortFlushRxBuffer(KyPortHandle aPort)
     return RunOn("KyPortFlushRxBuffer", Ports(), aPort,
                  [](Port& aObject)
                  {
-                     const std::shared_lock lScope(aObject.mUse);
+                     const auto lScope = aObject.mTurns.Share();
                      return aObject.mProduct->FlushRxBuffer();
                  });
 }
@@ -107,7 +107,7 @@ KyCode KyPortGetRxBytesReady(KyPortHandle aPort, uint32_t* aBytes)
     return RunOn("KyPortGetRxBytesReady", Ports(), aPort, aBytes, 0U,
                  [](Port& aObject, uint32_t& aCount)
                  {
-                     const std::shared_lock lScope(aObject.mUse);
+                     const auto lScope = aObject.mTurns.Share();
                      return aObject.mProduct->GetRxBytesReady(aCount);
                  });
 }
@@ -117,7 +117,7 @@ KyCode KyPortGetRxBufferSize(KyPortHandle aPort, uint32_t* aSize)
     return RunOn("KyPortGetRxBufferSize", Ports(), aPort, aSize, 0U,
                  [](Port& aObject, uint32_t& aCells)
                  {
-                     const std::shared_lock lScope(aObject.mUse);
+                     const auto lScope = aObject.mTurns.Share();
                      return aObject.mProduct->GetRxBufferSize(aCells);
                  });
 }
@@ -127,7 +127,7 @@ KyCode KyPortSetRxBufferSize(KyPortHandle aPort, uint32_t aSize)
     return RunOn("KyPortSetRxBufferSize", Ports(), aPort,
                  [&](Port& aObject)
                  {
-                     const std::unique_lock lScope(aObject.mUse);
+                     const auto lScope = aObject.mTurns.Alone();
                      return aObject.mProduct->SetRxBufferSize(aSize);
                  });
 }

@@ -34,7 +34,7 @@ KyCode KySPIBusOpen(KySPIBusHandle aBus, KyDeviceHandle aDevice, int32_t aSerial
     return RunOn(cFunction, Buses(), aBus,
                  [&](Bus& aObject)
                  {
-                     const std::unique_lock lScope(aObject.mUse);
+                     const auto lScope = aObject.mTurns.Alone();
                      return Open(cFunction, aObject, aDevice, aSerial);
                  });
 }
@@ -44,7 +44,7 @@ KyCode KySPIBusClose(KySPIBusHandle aBus)
     return RunOn("KySPIBusClose", Buses(), aBus,
                  [](Bus& aObject)
                  {
-                     const std::unique_lock lScope(aObject.mUse);
+                     const auto lScope = aObject.mTurns.Alone();
                      return Close(aObject);
                  });
 }
@@ -54,7 +54,7 @@ KyCode KySPIBusIsOpened(KySPIBusHandle aBus, int32_t* aIsOpened)
     return RunOn("KySPIBusIsOpened", Buses(), aBus, aIsOpened, 0,
                  [](Bus& aObject, int32_t& aAnswer)
                  {
-                     const std::shared_lock lScope(aObject.mUse);
+                     const auto lScope = aObject.mTurns.Share();
                      aAnswer = aObject.mDevice.Get() != nullptr ? 1 : 0;
                      return KyResult();
                  });
@@ -71,7 +71,7 @@ KyCode KySPIBusTransfer(KySPIBusHandle aBus, const uint8_t* aBuffer, uint32_t aW
     return RunOn("KySPIBusTransfer", Buses(), aBus,
                  [&](Bus& aObject)
                  {
-                     const std::unique_lock lScope(aObject.mUse);
+                     const auto lScope = aObject.mTurns.Alone();
                      return aObject.mProduct->BurstWriteAndRead(aBuffer, aWriteSize, aReadSize,
                                                                 aSimultaneous != 0, aFinal != 0);
                  });
@@ -87,7 +87,7 @@ KyCode KySPIBusRead(KySPIBusHandle aBus, uint8_t* aBuffer, uint32_t aSize, uint3
                      {
                          return NoBuffer(cFunction);
                      }
-                     const std::unique_lock lScope(aObject.mUse);
+                     const auto lScope = aObject.mTurns.Alone();
                      return aObject.mProduct->BurstRead(aBuffer, aSize, aCount, aTimeout);
                  });
 }

@@ -12,14 +12,14 @@ namespace
 constexpr size_t cTextSize = 512;
 
 // Plain data: a thread's end has nothing to destroy, whichever library goes first.
-thread_local char sText[cTextSize] = "";
-thread_local AdapterCall* sCall = nullptr;
+thread_local char gText[cTextSize] = "";
+thread_local AdapterCall* gCall = nullptr;
 
 } // namespace
 
 const char* GetThreadText() noexcept
 {
-    return sText;
+    return gText;
 }
 
 void SetThreadText(const char* aText) noexcept
@@ -27,36 +27,36 @@ void SetThreadText(const char* aText) noexcept
     const size_t lLength = aText != nullptr ? std::min(std::strlen(aText), cTextSize - 1) : 0;
     if (lLength > 0)
     {
-        std::memmove(sText, aText, lLength); // may be the text itself
+        std::memmove(gText, aText, lLength); // may be the text itself
     }
-    sText[lLength] = '\0';
+    gText[lLength] = '\0';
 }
 
 AdapterCall::AdapterCall(KyString* aText, KyStringList* aList) noexcept
-    : mText(aText), mList(aList), mOuter(sCall)
+    : mText(aText), mList(aList), mOuter(gCall)
 {
-    sCall = this;
+    gCall = this;
     SetThreadText(nullptr);
 }
 
 AdapterCall::~AdapterCall()
 {
-    sCall = mOuter;
+    gCall = mOuter;
 }
 
 bool AdapterCall::TakeText(const char* aText) noexcept
 {
-    if (sCall == nullptr || (sCall->mText == nullptr && sCall->mList == nullptr))
+    if (gCall == nullptr || (gCall->mText == nullptr && gCall->mList == nullptr))
     {
         return false;
     }
-    if (sCall->mText != nullptr)
+    if (gCall->mText != nullptr)
     {
-        *sCall->mText = KyString(aText);
+        *gCall->mText = KyString(aText);
     }
     else
     {
-        sCall->mList->Add(KyString(aText));
+        gCall->mList->Add(KyString(aText));
     }
     return true;
 }

@@ -170,6 +170,7 @@ KyAdapter AdapterTable(KySimCameraHandle aCamera)
     using Adapter = SimulatedDeviceAdapter;
     KyAdapter lTable = {};
     lTable.mSize = sizeof(lTable);
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): a number that is carried, not an address
     lTable.mContext = reinterpret_cast<void*>(aCamera);
     lTable.mIsConnected = &AskCamera<&Adapter::IsConnected>;
     lTable.mIsKorvoVideoInterface = &AskCamera<&Adapter::IsKorvoVideoInterface>;

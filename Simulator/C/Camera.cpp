@@ -9,25 +9,25 @@ using KySimulator::SimulatedDeviceAdapter;
 namespace
 {
 
-thread_local int sRunning = 0; // calls and reports that the thread is in
+thread_local int gRunning = 0; // calls and reports that the thread is in
 
 } // namespace
 
 void EventForwarder::NotifyEvent(uint16_t aEventID, uint16_t aChannel, uint64_t aBlockID, uint64_t aTimestamp,
                                  const void* aData, uint32_t aDataLength)
 {
-    ++sRunning;
+    ++gRunning;
     // A device that has ended does not listen any more; nothing else can be wrong.
     static_cast<void>(
         KyDeviceNotifyEvent(mDevice, aEventID, aChannel, aBlockID, aTimestamp, aData, aDataLength));
-    --sRunning;
+    --gRunning;
 }
 
 void EventForwarder::NotifyFeatureInvalidated(const KyString* aName)
 {
-    ++sRunning;
+    ++gRunning;
     static_cast<void>(KyDeviceNotifyFeatureInvalidated(mDevice, aName->GetAscii())); // as above
-    --sRunning;
+    --gRunning;
 }
 
 Camera::Camera(const KySimulator::CameraConfiguration& aConfiguration)
@@ -97,12 +97,12 @@ CameraCall::CameraCall(KySimCameraHandle aCamera) : mCamera(Cameras().Find(aCame
     {
         mCamera.reset();
     }
-    ++sRunning;
+    ++gRunning;
 }
 
 CameraCall::~CameraCall()
 {
-    --sRunning;
+    --gRunning;
     if (mCamera != nullptr)
     {
         mCamera->Leave();
@@ -111,7 +111,7 @@ CameraCall::~CameraCall()
 
 bool CameraCall::IsRunning()
 {
-    return sRunning > 0;
+    return gRunning > 0;
 }
 
 KyCode Finish(const KyResult& aResult)

@@ -27,6 +27,7 @@ public:
     using Bridge::mStatistics;
     using Bridge::mStop;
     using Bridge::mStopEvent;
+    using Bridge::mUpThread;
     using Bridge::ReadFromDevice;
     using Bridge::SetConfiguration;
     using Bridge::WriteToDevice;

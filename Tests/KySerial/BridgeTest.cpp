@@ -230,6 +230,8 @@ TEST_F(BridgeTest, RecoverSucceedsWithoutTheDeviceAndAgainWithIt)
     EXPECT_THAT(mBridge->Recover(), IsOK());
     mDevice.SetAnswer(Slot::IsConnected, true);
     EXPECT_THAT(mBridge->Recover(), IsOK());
+    EXPECT_TRUE(mBridge->GetPort()->IsOpened());
+    EXPECT_EQ(mDevice.GetSinks().size(), 2U);
 }
 
 TEST_F(BridgeTest, ADeviceThatComesBackWorksAfterRecover)
@@ -279,6 +281,51 @@ TEST_F(BridgeTest, RecoverMeetsThreadsThatReadAndWrite)
     lReader.join();
     lWriter.join();
     EXPECT_TRUE(mBridge->GetPort()->IsOpened());
+}
+
+// Without time-out, so that nothing but the call under test ends the read.
+uint32_t ReadForEver(void* aBridge)
+{
+    auto* const lThis = static_cast<ScriptedBridge*>(static_cast<KySerialLib::Bridge*>(aBridge));
+    uint8_t lByte = 0;
+    uint32_t lRead = 0;
+    while (!lThis->mStop)
+    {
+        ++lThis->mRunning;
+        static_cast<void>(lThis->ReadFromDevice(&lByte, 1, lRead, 0xFFFFFFFF));
+    }
+    return 0;
+}
+
+TEST_F(BridgeTest, StopDoesNotWaitForAReadOfTheDevicePort)
+{
+    Open(KyDeviceSerialBulk1);
+    mBridge->mUpRoutine = &ReadForEver;
+    ASSERT_THAT(mBridge->Start(), IsOK());
+    while (mBridge->mRunning < 2) // the other thread counts once
+    {
+        std::this_thread::yield();
+    }
+    mBridge->StopThreads();
+    EXPECT_FALSE(mBridge->mUpThread.IsRunning());
+}
+
+TEST_F(BridgeTest, RecoverDoesNotWaitForAReadOfTheDevicePort)
+{
+    Open(KyDeviceSerialBulk1);
+    mBridge->mUpRoutine = &ReadForEver;
+    ASSERT_THAT(mBridge->Start(), IsOK());
+    while (mBridge->mRunning < 2) // the other thread counts once
+    {
+        std::this_thread::yield();
+    }
+    EXPECT_THAT(mBridge->Recover(), IsOK());
+    EXPECT_TRUE(mBridge->GetPort()->IsOpened());
+    // The reader waits again, in the new port, and does not turn in circles.
+    const int lBefore = mBridge->mRunning;
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_LE(mBridge->mRunning, lBefore + 2);
+    mBridge->StopThreads();
 }
 
 TEST_F(BridgeTest, CountsWhatTheDeviceTookOfAFailedWrite)

@@ -277,7 +277,8 @@ TEST_F(SerialPortTest, TakesOneByteForASizeOfNone)
 TEST_F(SerialPortTest, RefusesANullBufferAndKeepsTheBytes)
 {
     mPort.Push({1, 2});
-    EXPECT_EQ(mPort.Read(nullptr, 2, mGot, 0).GetCode(), KyResult::BAD_PARAMETER);
+    EXPECT_THAT(mPort.Read(nullptr, 2, mGot, 0),
+                IsResult(KyResult::BAD_PARAMETER, "aBuffer pointer cannot be NULL."));
     EXPECT_EQ(mGot, 0U);
     EXPECT_EQ(mPort.Read(nullptr, 0, mGot, 0).GetCode(), KyResult::BAD_PARAMETER);
     EXPECT_EQ(ReadAll(mPort), (Bytes{1, 2}));
@@ -313,6 +314,27 @@ TEST_F(SerialPortTest, LetsOthersInWhileAReaderWaits)
     mPort.PushByte(1, true);
     lReader.join();
     EXPECT_THAT(lResult, IsOK());
+    EXPECT_EQ(mGot, 1U);
+}
+
+TEST_F(SerialPortTest, AReaderThatWaitsIsLetGoWhenReadsEnd)
+{
+    auto lReader = std::async(std::launch::async, [this] { return mPort.Read(mBytes, 1, mGot, 0xFFFFFFFF); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(2)); // most often the reader waits by then
+    mPort.EndReads(true);
+    EXPECT_THAT(lReader.get(), IsResult(KyResult::TIMED_OUT, ""));
+    EXPECT_EQ(mGot, 0U);
+}
+
+TEST_F(SerialPortTest, WhileReadsEndTheyTakeWhatIsThereAndDoNotWait)
+{
+    mPort.EndReads(true);
+    EXPECT_THAT(mPort.Read(mBytes, 1, mGot, 0xFFFFFFFF), IsResult(KyResult::TIMED_OUT, ""));
+    mPort.Push({1, 2});
+    EXPECT_THAT(mPort.Read(mBytes, sizeof mBytes, mGot, 0xFFFFFFFF), IsOK());
+    EXPECT_EQ(mGot, 2U);
+    mPort.EndReads(false);
+    EXPECT_THAT(ReadWhilePushing(mGot), IsOK()); // waits again
     EXPECT_EQ(mGot, 1U);
 }
 

@@ -1,5 +1,7 @@
 """Byte ports and their pySerial habits."""
 import io
+import subprocess
+import sys
 import threading
 import time
 
@@ -185,3 +187,18 @@ def test_unknown_ports_are_refused(camera):
     assert error.value.code == kyserial.errors.BAD_PARAMETER
     assert kyserial.Port.is_supported(camera, "bulk7")
     assert not kyserial.Port.is_supported(camera, 42)
+
+
+def test_a_program_may_end_with_everything_open():
+    program = """if True:
+        import kyserial
+        camera = kyserial.SimulatedCamera()
+        camera.plug("uart0", "lens")
+        port = kyserial.Port(camera, "uart0", timeout=20)
+        bus = kyserial.I2CBus(camera, "bulk2")
+        port.write(b"ID?\\r\\n")
+        print(port.readline().decode().strip())
+        """
+    run = subprocess.run([sys.executable, "-B", "-c", program], capture_output=True, text=True, timeout=60, check=False)
+    assert (run.returncode, run.stdout) == (0, "ID KYLENS 1.0\n"), run.stderr
+    assert "Traceback" not in run.stderr and "WARN" not in run.stderr

@@ -1,7 +1,9 @@
 """Byte ports, with the habits of pySerial."""
+import ctypes
 import io
 import threading
 import time
+from ctypes import byref
 
 from . import errors
 from ._handle import buffer_of, make, number, when_gone
@@ -10,10 +12,15 @@ from .device import port_name, port_number
 from .errors import TimedOutError, check
 from .line import LineFeatures
 
-import ctypes
-from ctypes import byref
-
 _SLICE_MS = 100  # how long a wait in the library lasts, so that closing and interrupting need not wait longer
+
+
+def _end(handle):
+    """Closes and destroys: what a program that has forgotten its port, or ends, leaves to do."""
+    opened = ctypes.c_int32()
+    if lib.KyPortIsOpened(handle, byref(opened)) == errors.OK and opened.value:
+        lib.KyPortClose(handle)
+    lib.KyPortDestroy(handle)
 
 
 class Port(io.RawIOBase):
@@ -39,7 +46,7 @@ class Port(io.RawIOBase):
         self._line = LineFeatures(device, self.port)
         self._cancelled = threading.Event()
         self._handle = make(lib.KyPortCreate)
-        self._finalizer = when_gone(self, lib.KyPortDestroy, self._handle)
+        self._finalizer = when_gone(self, _end, self._handle)
         self._opened = False
         try:
             check(lib.KyPortOpen(self._handle, device._handle, self.port))
@@ -72,7 +79,7 @@ class Port(io.RawIOBase):
         super().close()
         self.cancel_read()
         try:
-            if self._opened:
+            if self._opened and self._finalizer.alive:
                 check(lib.KyPortClose(self._handle))
         finally:
             self._finalizer()

@@ -2,6 +2,7 @@
 
 #include "KyPlatform/Linux/SystemCalls.h"
 
+#include <atomic>
 #include <cerrno>
 #include <sys/mman.h>
 #include <type_traits>
@@ -11,16 +12,16 @@ using namespace KyPlatform;
 namespace
 {
 
-int gCalls = 0;
+std::atomic<int> gCalls{0}; // bridges call from threads of their own
 int gFailing = 0;
-const SystemCalls cReal = GetRealSystem();
+SystemCalls gBefore = GetRealSystem(); // the table that is covered, a private session's perhaps
 
 template<auto tEntry, typename tResult, typename... tArguments>
 tResult Count(tArguments... aArguments)
 {
     if (++gCalls != gFailing)
     {
-        return (cReal.*tEntry)(aArguments...);
+        return (gBefore.*tEntry)(aArguments...);
     }
     errno = EIO;
     if constexpr (std::is_same_v<tResult, void*>)
@@ -55,15 +56,17 @@ FailingSystem::FailingSystem(int aCall)
 {
     gCalls = 0;
     gFailing = aCall;
+    gBefore = gSystem;
     using S = SystemCalls;
     ReplaceAll<&S::mMakeFolder, &S::mOpen, &S::mGetStatus, &S::mGetStatusOf, &S::mSetMode, &S::mLockFile,
                &S::mAllocate, &S::mMap, &S::mLink, &S::mRemove, &S::mOpenList, &S::mFutex, &S::mInitMutex,
-               &S::mTryLockMutex, &S::mLockMutex, &S::mMendMutex>();
+               &S::mTryLockMutex, &S::mLockMutex, &S::mMendMutex, &S::mMakeEvent, &S::mRead, &S::mWrite,
+               &S::mPoll, &S::mControl, &S::mReplace, &S::mStartThread, &S::mNameThread>();
 }
 
 FailingSystem::~FailingSystem()
 {
-    gSystem = cReal;
+    gSystem = gBefore;
 }
 
 int FailingSystem::GetCalls()

@@ -2,6 +2,7 @@
 
 #include "KyPlatform/Windows/SystemCalls.h"
 
+#include <atomic>
 #include <type_traits>
 
 using namespace KyPlatform;
@@ -9,16 +10,16 @@ using namespace KyPlatform;
 namespace
 {
 
-int gCalls = 0;
+std::atomic<int> gCalls{0}; // bridges call from threads of their own
 int gFailing = 0;
-const SystemCalls cReal = GetRealSystem();
+SystemCalls gBefore = GetRealSystem(); // the table that is covered, a private session's perhaps
 
 template<auto tEntry, typename tResult, typename... tArguments>
 tResult WINAPI Count(tArguments... aArguments)
 {
     if (++gCalls != gFailing)
     {
-        return (cReal.*tEntry)(aArguments...);
+        return (gBefore.*tEntry)(aArguments...);
     }
     ::SetLastError(ERROR_ACCESS_DENIED);
     if constexpr (std::is_same_v<tResult, DWORD>)
@@ -49,16 +50,18 @@ FailingSystem::FailingSystem(int aCall)
 {
     gCalls = 0;
     gFailing = aCall;
+    gBefore = gSystem;
     using S = SystemCalls;
     ReplaceAll<&S::mCreateMutex, &S::mOpenMutex, &S::mCreateEvent, &S::mOpenEvent, &S::mSetEvent,
                &S::mResetEvent, &S::mCreateSemaphore, &S::mOpenSemaphore, &S::mReleaseSemaphore,
                &S::mCreateMapping, &S::mOpenMapping, &S::mMapView, &S::mQueryView, &S::mWait, &S::mWaitForAll,
-               &S::mGetSession>();
+               &S::mGetSession, &S::mMakeEvent, &S::mOpenPort, &S::mSetTimeouts, &S::mGetLine, &S::mSetLine,
+               &S::mReadPort, &S::mWritePort, &S::mGetResult, &S::mCreateThread>();
 }
 
 FailingSystem::~FailingSystem()
 {
-    gSystem = cReal;
+    gSystem = gBefore;
 }
 
 int FailingSystem::GetCalls()

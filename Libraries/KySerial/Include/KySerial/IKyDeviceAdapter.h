@@ -8,7 +8,8 @@
 #include <cstdint>
 
 /// The way to one connected device. The application implements it, or takes an implementation from its camera
-/// software, and hands it to the library's Open() and Start() operations.
+/// software, and hands it to the library's Open() and Start() operations. Docs/writing-an-adapter.md and
+/// Examples/OwnAdapter.cpp show how.
 ///
 /// Owner: the application. It must outlive every port, bus and bridge that was given it; the library never
 /// deletes it.

@@ -12,7 +12,7 @@ namespace KySerialLib
 class DeviceI2CBus;
 } // namespace KySerialLib
 
-/// An I2C bus on one of the device's bulk ports; the application is its master.
+/// An I2C bus on one of the device's bulk ports; the application is its master. Example: Examples/I2CBus.cpp.
 ///
 /// Bulk port 0 runs I2C through registers where the device can, else, like the other bulk ports, through
 /// GenICam features. The port's mode on the device ("BulkMode") has to be I2C; the library does not set it.

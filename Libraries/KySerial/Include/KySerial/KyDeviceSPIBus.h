@@ -12,7 +12,7 @@ namespace KySerialLib
 class DeviceSPIBus;
 } // namespace KySerialLib
 
-/// An SPI bus on one of the device's bulk ports; the device is its master.
+/// An SPI bus on one of the device's bulk ports; the device is its master. Example: Examples/SPIBus.cpp.
 ///
 /// Always driven through GenICam features. The port's mode on the device ("BulkMode") has to be SPI; the
 /// library does not set it. A transfer is BurstWriteAndRead(); what it read is collected with BurstRead().

@@ -9,10 +9,12 @@
 
 namespace KySerialLib
 {
+class Bridge;
 class SerialPort;
 } // namespace KySerialLib
 
-/// A byte port of the device: one of its two UARTs or of its eight bulk ports.
+/// A byte port of the device: one of its two UARTs or of its eight bulk ports. Example:
+/// Examples/SerialPort.cpp.
 ///
 /// Open() chooses the engine that serves the port: the UARTs and, where the device offers it, bulk port 0 are
 /// driven through registers and interrupt events; every other bulk port through GenICam features.
@@ -123,5 +125,6 @@ public:
     static bool IsSupported(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort);
 
 private:
+    friend class KySerialLib::Bridge; // ends a read that waits
     KySerialLib::SerialPort* mThis;
 };

@@ -15,7 +15,8 @@ class Bridge;
 } // namespace KySerialLib
 
 /// Joins a serial port of the device to a serial port of the host, or to Camera Link serial clients in other
-/// processes, and relays bytes both ways on two threads of its own until it is stopped.
+/// processes, and relays bytes both ways on two threads of its own until it is stopped. Example:
+/// Examples/SerialBridge.cpp.
 ///
 /// Which of the two it is follows from the Start() that is called. While it runs, the device port's mode,
 /// rate, parity and stop bits are the bridge's; Stop() restores what they were.

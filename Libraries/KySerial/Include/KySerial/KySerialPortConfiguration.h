@@ -6,7 +6,8 @@
 
 #include <cstdint>
 
-/// The line settings of a serial link: a value that stores and checks, and talks to no device.
+/// The line settings of a serial link: a value that stores and checks, and talks to no device. Example:
+/// Examples/LineConfiguration.cpp.
 ///
 /// Threads: as for any plain structure.
 class KYSERIAL_API KySerialPortConfiguration

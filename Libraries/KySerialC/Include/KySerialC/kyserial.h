@@ -25,8 +25,11 @@
 /// KY_BUFFER_TOO_SMALL, which leaves the buffer alone. aBuffer may be null then: the way to ask for the size.
 ///
 /// Threads: any function by any thread at any time. Calls on one object that do not go together wait for each
-/// other, as the parts say. No function throws, and no function may be called from a thread that holds a lock
-/// which the application's adapter takes.
+/// other, as the parts say; whoever closes an object waits for the calls on it, and calls that come later
+/// wait for that. Therefore no function may be called from a thread that holds a lock which the application's
+/// adapter takes, and the adapter's functions call nothing of this library but KySetLastText(),
+/// KyGetLastText(), KyReturnText(), KyDeviceNotifyEvent() and KyDeviceNotifyFeatureInvalidated(). No function
+/// throws.
 
 #include <KySerialC/Adapter.h>
 #include <KySerialC/Bridge.h>

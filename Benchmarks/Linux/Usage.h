@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstdio>
+#include <ctime>
+#include <sys/types.h>
+#include <unistd.h>
+
+namespace KyBench
+{
+
+/// Seconds of processor time that a process has used, counted in nanoseconds; 0 when there is none.
+inline double GetCpuOf(pid_t aProcess)
+{
+    clockid_t lClock{};
+    timespec lTime{};
+    if (::clock_getcpuclockid(aProcess, &lClock) != 0 || ::clock_gettime(lClock, &lTime) != 0)
+    {
+        return 0;
+    }
+    return static_cast<double>(lTime.tv_sec) + static_cast<double>(lTime.tv_nsec) * 1e-9;
+}
+
+inline double GetOwnCpu()
+{
+    return GetCpuOf(0);
+}
+
+/// Bytes of this process that are in memory.
+inline double GetResident()
+{
+    long lSize = 0;
+    long lResident = 0;
+    std::FILE* const lFile = std::fopen("/proc/self/statm", "r");
+    if (lFile == nullptr || std::fscanf(lFile, "%ld %ld", &lSize, &lResident) != 2)
+    {
+        lResident = 0;
+    }
+    if (lFile != nullptr)
+    {
+        std::fclose(lFile);
+    }
+    return static_cast<double>(lResident) * static_cast<double>(::sysconf(_SC_PAGESIZE));
+}
+
+} // namespace KyBench

@@ -1,0 +1,98 @@
+// Two threads of one process that wait for each other in turn: with the library's event, and with the wait
+// for an address that the system has for those who need no kernel object.
+
+#include "Benchmarks/Figures.h"
+#include "JxUtilsLib/Event.h"
+#include "KyPlatform/Windows/SystemCalls.h"
+
+#include <atomic>
+#include <thread>
+
+namespace
+{
+
+constexpr int cTurns = 20000;
+
+class LibraryWait
+{
+public:
+    void Set() { mEvent.Set(); }
+    void Wait() { mEvent.Wait_ms(JxUtilsLib::Event::cInfinite); }
+
+private:
+    JxUtilsLib::Event mEvent{false};
+};
+
+using WaitOnAddressType = BOOL(WINAPI*)(volatile void*, void*, SIZE_T, DWORD);
+using WakeByAddressType = void(WINAPI*)(void*);
+
+template<typename tFunction>
+tFunction Find(const char* aName)
+{
+    static const HMODULE cModule = ::LoadLibraryA("kernelbase.dll");
+    return reinterpret_cast<tFunction>(reinterpret_cast<void*>(::GetProcAddress(cModule, aName)));
+}
+
+class AddressWait
+{
+public:
+    void Set()
+    {
+        static const auto cWake = Find<WakeByAddressType>("WakeByAddressSingle");
+        mWord = 1;
+        cWake(&mWord);
+    }
+    void Wait()
+    {
+        static const auto cWait = Find<WaitOnAddressType>("WaitOnAddress");
+        int lZero = 0;
+        while (mWord.exchange(0) == 0)
+        {
+            cWait(&mWord, &lZero, sizeof(int), INFINITE);
+        }
+    }
+
+private:
+    std::atomic<int> mWord{0};
+};
+
+/// Microseconds of a round trip.
+template<typename tWait>
+double Measure()
+{
+    tWait lDown;
+    tWait lUp;
+    std::thread lPeer(
+        [&]
+        {
+            for (int lTurn = 0; lTurn < cTurns; ++lTurn)
+            {
+                lDown.Wait();
+                lUp.Set();
+            }
+        });
+    const auto lStart = KyBench::Clock::now();
+    for (int lTurn = 0; lTurn < cTurns; ++lTurn)
+    {
+        lDown.Set();
+        lUp.Wait();
+    }
+    const double lTime = KyBench::GetSeconds(lStart);
+    lPeer.join();
+    return lTime / cTurns * 1e6;
+}
+
+} // namespace
+
+int main()
+{
+    ::SetProcessAffinityMask(::GetCurrentProcess(), 1);
+    KyBench::Figures lFigures;
+    for (int lRepeat = 0; lRepeat < KyBench::cRepeats; ++lRepeat)
+    {
+        lFigures.Add("inner.wait_us", Measure<LibraryWait>());
+        lFigures.Add("inner.address_us", Measure<AddressWait>());
+    }
+    lFigures.Print();
+    return 0;
+}

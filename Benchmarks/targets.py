@@ -1,0 +1,120 @@
+"""What is to be reached, table by table. Each row: what, how to get it from the figures, bound, peers in brackets."""
+
+
+def ratio(upper, lower):
+    """The quotient of two figures; None when one was not measured."""
+    return lambda figures: figures[upper] / figures[lower] if figures.get(lower) and upper in figures else None
+
+
+def value(name):
+    return lambda figures: figures.get(name)
+
+
+def growth(figures):
+    """How much more a bridge among 256 costs than one among 8, in times."""
+    many, few = figures.get("bridges256.cpu_percent"), figures.get("bridges8.cpu_percent")
+    return many / 256 / (few / 8) if many and few else None
+
+
+def at_most(bound):
+    return ("at most", bound)
+
+
+def at_least(bound):
+    return ("at least", bound)
+
+
+def throughput(cores):
+    rows = [
+        ("1 byte, times a pipe", ratio(f"{cores}.fifo65536.1B_MBs", f"{cores}.pipe.1B_MBs"), 7),
+        ("256 bytes, times AF_UNIX", ratio(f"{cores}.fifo65536.256B_MBs", f"{cores}.unix.256B_MBs"), 3),
+        ("4096 bytes, times a pipe", ratio(f"{cores}.fifo65536.4096B_MBs", f"{cores}.pipe.4096B_MBs"), 1.5),
+    ]
+    rows = [(what, how, at_least(bound) if cores == "one" else None) for what, how, bound in rows]
+    for size in (1, 16, 256, 4096, 16384):
+        rows.append((f"{size} bytes, times message_queue",
+                     ratio(f"{cores}.fifo65536.{size}B_MBs", f"{cores}.boost.{size}B_MBs"), at_least(0.9)))
+    return rows
+
+
+TABLES = {
+    "trip": ("One byte there and back, two sleeping processes", [
+        ("one core: 1024, times a raw futex", ratio("one.fifo1024.trip_us", "one.futex.trip_us"), at_most(1.05)),
+        ("one core: 1024, times a futex that looks up every 50 ms",
+         ratio("one.fifo1024.trip_us", "one.futex50.trip_us"), at_most(1.05)),
+        ("two cores: 1024, times a raw futex",
+         ratio("spread.fifo1024.trip_us", "spread.futex.trip_us"), at_most(1.05)),
+        ("one core: pipe, times a raw futex", ratio("one.pipe.trip_us", "one.futex.trip_us"), None),
+        ("one core: AF_UNIX, times a raw futex", ratio("one.unix.trip_us", "one.futex.trip_us"), None),
+        ("one core: message_queue, times a raw futex", ratio("one.boost.trip_us", "one.futex.trip_us"), None),
+        ("one core: straightforward form, times a raw futex",
+         ratio("one.bytes1024.trip_us", "one.futex.trip_us"), None),
+        ("system calls a round trip", value("trip.system_calls"), at_most(4)),
+    ]),
+    "throughput-one": ("MB/s at capacity 65536, one core", throughput("one")),
+    "throughput-two": ("MB/s at capacity 65536, two cores", throughput("spread")),
+    "small": ("Capacity 1024", [
+        ("one core: 256 bytes, times the straightforward form",
+         ratio("one.fifo1024.256B_MBs", "one.bytes1024.256B_MBs"), at_least(5)),
+        ("one core: 16 KiB, times the straightforward form",
+         ratio("one.fifo1024.16384B_MBs", "one.bytes1024.16384B_MBs"), at_least(7)),
+        ("two cores: 256 bytes, times the straightforward form",
+         ratio("spread.fifo1024.256B_MBs", "spread.bytes1024.256B_MBs"), None),
+        ("64 servers at 115200 bit/s, % of a core", value("servers64.cpu_percent"), at_most(5)),
+        ("runs in which they lost bytes", value("servers64.lost"), at_most(0)),
+    ]),
+    "ring": ("Receive ring, ns", [
+        ("256 bytes pushed", value("engine.RingPush/256"), at_most(18)),
+        ("256 bytes pushed and read", value("engine.RingPushAndRead/256"), at_most(33)),
+        ("256 bytes pushed one by one", value("engine.RingPushByteByByte/256"), None),
+        ("peer: memcpy of 256 bytes", value("engine.CopyBytes/256"), None),
+        ("peer: a mutex taken and given back", value("engine.MutexPair"), None),
+        ("peer: boost spsc_queue, 256 bytes in and out", value("engine.SpscPushAndPop/256"), None),
+    ]),
+    "engines": ("Engines, own time in ns", [
+        ("UART, one byte", value("engine.UartWrite/1.own"), at_most(60)),
+        ("UART, a byte of 1000", value("engine.UartWrite/1000.own_per_call"), at_most(60)),
+        ("adapter calls for 1000 UART bytes", value("engine.UartWrite/1000.calls"), at_most(1000)),
+        ("register bulk, a chunk of 256", value("engine.BulkRegisterWrite/256.own"), at_most(300)),
+        ("adapter calls for 600 bytes", value("engine.BulkRegisterWrite/600.calls"), at_most(3)),
+        ("feature bulk, a message of 256", value("engine.BulkFeatureWrite/256.own"), at_most(300)),
+    ]),
+    "relay": ("A bridge to a pseudo terminal", [
+        ("host to device, one byte: ms, median", value("relay.bridge.down_ms_median"), at_most(10.25)),
+        ("host to device, one byte: ms, 99 of 100", value("relay.bridge.down_ms_p99"), at_most(10.6)),
+        ("device to host: us, median, times socat",
+         ratio("relay.bridge.up_us_median", "relay.socat.up_us_median"), at_most(1)),
+        ("device to host: us, median, times ser2net",
+         ratio("relay.bridge.up_us_median", "relay.ser2net.up_us_median"), None),
+        ("device to host: CPU a megabyte, times socat",
+         ratio("relay.bridge.up_cpu_ms_per_MB", "relay.socat.up_cpu_ms_per_MB"), at_most(1)),
+        ("device to host: CPU a megabyte, times ser2net",
+         ratio("relay.bridge.up_cpu_ms_per_MB", "relay.ser2net.up_cpu_ms_per_MB"), None),
+        ("CPU at 115200 bit/s both ways, times socat",
+         ratio("relay.bridge.line_cpu_percent", "relay.socat.line_cpu_percent"), at_most(0.75)),
+        ("CPU at 115200 bit/s both ways, times ser2net",
+         ratio("relay.bridge.line_cpu_percent", "relay.ser2net.line_cpu_percent"), None),
+    ]),
+    "bridges": ("Many bridges in one process", [
+        ("CPU of one among 256, times one among 8", growth, at_most(1.1)),
+        ("64 idle: % of a core", value("bridges64.idle_cpu_percent"), at_most(1)),
+        ("64: KiB in memory each", value("bridges64.resident_KiB_each"), at_most(110)),
+        ("64: ms until all have stopped", value("bridges64.stop_all_ms"), at_most(100)),
+        ("256: bytes lost", value("bridges256.lost"), at_most(0)),
+    ]),
+    "wine": ("Windows build under Wine", [
+        ("kernel calls a write with room", value("wine.calls.write"), at_most(3)),
+        ("kernel calls a read with data", value("wine.calls.read"), at_most(3)),
+        ("one core: round trip, times two events",
+         ratio("wine.one.fifo1024.trip_us", "wine.one.event.trip_us"), at_most(4.5)),
+        ("one core: named pipe, times two events",
+         ratio("wine.one.pipe.trip_us", "wine.one.event.trip_us"), None),
+        ("wait inside a process, times an address wait",
+         ratio("wine.inner.wait_us", "wine.inner.address_us"), at_most(1.1)),
+        ("64 idle bridges: % of a core", value("wine.idle64.cpu_percent"), at_most(2)),
+    ]),
+    "size": ("Start and size", [
+        ("kyserial ports: ms", value("start.ports_ms"), at_most(20)),
+        ("libKySerial.so, stripped: KiB", value("size.library_KiB"), at_most(600)),
+    ]),
+}

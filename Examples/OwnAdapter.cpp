@@ -1,0 +1,120 @@
+// A complete way to a camera, as small as it gets: UART 0 through registers, with its output joined to its
+// input. Docs/writing-an-adapter.md goes through it.
+
+#include <KySerial/IKyDeviceAdapter.h>
+#include <KySerial/KyDeviceSerialPort.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <mutex>
+#include <vector>
+
+namespace
+{
+constexpr uint32_t cUart0Data = 0xB84C;
+constexpr uint32_t cCapabilities = 0xB8FC;
+constexpr uint16_t cInterruptEvent = 0x9000;
+
+class EchoCamera : public IKyDeviceAdapter
+{
+public:
+    bool IsConnected() override { return true; }
+    bool IsKorvoVideoInterface() override { return true; } // it has the serial registers
+    bool IsGigEVision() override { return true; }
+    bool IsAlternateTransport() override { return false; }
+    KyResult ReadRegister(uint32_t aAddress, uint32_t& aValue) override
+    {
+        aValue =
+            aAddress == cCapabilities ? 0x80000001U : 0; // implemented, one UART; nothing else is of interest
+        return KyResult::OK;
+    }
+    KyResult WriteRegister(uint32_t aAddress, uint32_t aValue) override
+    {
+        if (aAddress == cUart0Data) // a byte to send; anything else would be interrupt enables
+        {
+            // A real camera raises these on its own time, and the adapter reports them on its event thread.
+            Report({0x02, 0, 0, 0, static_cast<uint8_t>(aValue), 0, 0x01,
+                    0});             // received: a byte, bit 16 says so
+            Report({0x01, 0, 0, 0}); // sent: the next byte may come
+        }
+        return KyResult::OK;
+    }
+
+    KyResult RegisterEventSink(IKyDeviceEventSink* aSink) override
+    {
+        const std::lock_guard<std::mutex> lScope(mMutex);
+        mSinks.push_back(aSink);
+        return KyResult::OK;
+    }
+    KyResult UnregisterEventSink(IKyDeviceEventSink* aSink) override
+    {
+        const std::lock_guard<std::mutex> lScope(mMutex);
+        mSinks.erase(std::remove(mSinks.begin(), mSinks.end(), aSink), mSinks.end());
+        return KyResult::OK;
+    }
+    KyResult GetStringValue(const KyString&, KyString& aValue) override
+    {
+        aValue = "02:00:00:00:00:99"; // "GevMACAddress": what tells this camera from others
+        return KyResult::OK;
+    }
+
+    // This camera has no other features, and no transmit window.
+    bool IsIntegerFeatureAvailable(const KyString&) override { return false; }
+    bool IsFeatureAvailable(const KyString&) override { return false; }
+    bool IsRegisterFeatureAvailable(const KyString&) override { return false; }
+    bool IsFeatureReadable(const KyString&) override { return false; }
+    bool IsFeatureWritable(const KyString&) override { return false; }
+    bool IsEnumEntryAvailable(const KyString&, const KyString&) override { return false; }
+    KyResult GetIntegerValue(const KyString&, int64_t&) override { return KyResult::UNSUPPORTED; }
+    KyResult GetEnumEntries(const KyString&, KyStringList&) override { return KyResult::UNSUPPORTED; }
+    KyResult GetFeatureAsString(const KyString&, KyString&) override { return KyResult::UNSUPPORTED; }
+    KyResult SetFeatureFromString(const KyString&, const KyString&) override { return KyResult::UNSUPPORTED; }
+    KyResult GetRegisterLength(const KyString&, int64_t&) override { return KyResult::UNSUPPORTED; }
+    KyResult GetRegisterData(const KyString&, uint8_t*, int64_t) override { return KyResult::UNSUPPORTED; }
+    KyResult SetRegisterData(const KyString&, const uint8_t*, int64_t) override
+    {
+        return KyResult::UNSUPPORTED;
+    }
+    KyResult RegisterFeatureInterest(const KyString&) override { return KyResult::UNSUPPORTED; }
+    KyResult UnregisterFeatureInterest(const KyString&) override { return KyResult::UNSUPPORTED; }
+    KyResult WriteMemory(const uint8_t*, uint32_t, uint32_t) override { return KyResult::UNSUPPORTED; }
+    KyResult PostWrite(uint32_t) override { return KyResult::OK; }
+    void Reserved0() override {}
+    void Reserved3() override {}
+    void Reserved12() override {}
+    void Reserved13() override {}
+    void Reserved23() override {}
+
+private:
+    void Report(const std::vector<uint8_t>& aPayload)
+    {
+        std::vector<IKyDeviceEventSink*> lSinks;
+        {
+            const std::lock_guard<std::mutex> lScope(mMutex); // not held while a sink is called
+            lSinks = mSinks;
+        }
+        for (IKyDeviceEventSink* const lSink : lSinks)
+        {
+            lSink->NotifyEvent(cInterruptEvent, 0, 0, 0, aPayload.data(),
+                               static_cast<uint32_t>(aPayload.size()));
+        }
+    }
+
+    std::mutex mMutex;
+    std::vector<IKyDeviceEventSink*> mSinks;
+};
+
+} // namespace
+
+int main()
+{
+    EchoCamera lCamera;
+    KyDeviceSerialPort lPort;
+    char lAnswer[6] = "";
+    uint32_t lCount = 0;
+    KyResult lResult = lPort.Open(&lCamera, KyDeviceSerialUart0);
+    lResult = lResult.IsOK() ? lPort.Write(reinterpret_cast<const uint8_t*>("hello"), 5, lCount) : lResult;
+    lResult = lResult.IsOK() ? lPort.Read(reinterpret_cast<uint8_t*>(lAnswer), 5, lCount, 1000) : lResult;
+    std::printf("%s: %s\n", lResult.GetCodeString().GetAscii(), lAnswer);
+    return lPort.Close().IsOK() && lCount == 5 ? 0 : 1;
+}

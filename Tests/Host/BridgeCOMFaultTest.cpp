@@ -1,0 +1,132 @@
+// The bridge to a host port: every call into the system refused once while it opens the port, and every call
+// of the adapter spoilt once.
+
+#include "BridgeCOM.h"
+#include "KySerial/BridgeFixture.h"
+#include "KySerial/KySerialBridge.h"
+#include "PortMap.h"
+#include "Support/FaultAdapter.h"
+#include "Support/ThreadCount.h"
+#include "Tests/Host/HostLink.h"
+#include "Tests/KyPlatform/FailingSystem.h"
+
+#include <set>
+
+using namespace KyTest;
+using KySerialLib::BridgeCOM;
+using KySerialLib::PortMap;
+
+namespace
+{
+
+class BridgeCOMFaultTest : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        const std::string lReason = HostLink::GetReasonToSkip();
+        if (!lReason.empty())
+        {
+            GTEST_SKIP() << lReason;
+        }
+        mLink = std::make_unique<HostLink>();
+        Prepare(mDevice);
+    }
+
+    static void Prepare(ScriptedAdapter& aDevice)
+    {
+        aDevice.SetRecording(false);
+        AddSettings(aDevice, "Bulk1");
+        aDevice.SetContent("Bulk1DownstreamData", Bytes(520));
+    }
+
+    // A whole life: started, reconfigured, recovered, stopped. \return Whether the fault was met.
+    bool Live(ScriptedAdapter& aDevice, Fault aFault, int aNumber)
+    {
+        FaultAdapter lAdapter(aDevice);
+        lAdapter.Set(aFault, aNumber);
+        KySerialBridge lBridge;
+        const KySerialPortConfiguration lLine;
+        const KyResult lStarted =
+            lBridge.Start(mLink->GetName().c_str(), lLine, &lAdapter, KyDeviceSerialBulk1);
+        if (lStarted.IsOK())
+        {
+            EXPECT_THAT(lBridge.SetSerialPortConfiguration({19200, KyParityNone, 8, 1}), IsOK());
+            EXPECT_THAT(lBridge.Recover(), IsOK());
+            lAdapter.Heal();
+            EXPECT_THAT(lBridge.Recover(), IsOK());
+            EXPECT_THAT(lBridge.Stop(), IsOK());
+        }
+        EXPECT_EQ(lBridge.GetDevicePort(), KyDeviceSerialInvalid);
+        mStarts += lStarted.IsOK() ? 1 : 0;
+        mFailed += lStarted.IsOK() ? 0 : 1;
+        return lAdapter.IsReached();
+    }
+
+    std::unique_ptr<HostLink> mLink;
+    RecordingLogSink mLog{PriorityFatal};
+    AssertRecorder mAsserts; // calls that cannot fail do
+    ScriptedAdapter mDevice;
+    int mStarts = 0;
+    int mFailed = 0;
+};
+
+TEST_F(BridgeCOMFaultTest, OpensThePortAfterEachRefusalOfTheSystem)
+{
+    std::set<std::string> lTexts;
+    int lCalls = 0;
+    for (int lFailing = 1; lFailing == 1 || lCalls >= lFailing - 1; ++lFailing)
+    {
+        SCOPED_TRACE(lFailing);
+        BridgeCOM lBridge;
+        ASSERT_THAT(lBridge.OpenDevicePort(&mDevice, KyDeviceSerialBulk1), IsOK());
+        {
+            const FailingSystem lSystem(lFailing);
+            const KyResult lOpened =
+                lBridge.OpenCOMPort(mLink->GetName().c_str(), KySerialPortConfiguration());
+            EXPECT_TRUE(lOpened.IsOK() || lOpened.GetCode() == KyResult::FAILURE);
+            lTexts.insert(lOpened.GetDescription().GetAscii());
+            lCalls = FailingSystem::GetCalls();
+        }
+        EXPECT_THAT(lBridge.OpenCOMPort(mLink->GetName().c_str(), KySerialPortConfiguration()), IsOK());
+    }
+    EXPECT_THAT(lTexts, testing::IsSupersetOf({std::string("Unable to open requested COM port."),
+                                               std::string("Unable to set COM port timeouts."),
+                                               std::string("Unable to read current COM port configuration."),
+                                               std::string("Unable to set COM port configuraton.")}));
+}
+
+TEST_F(BridgeCOMFaultTest, LeavesNothingBehindWhateverCallOfTheAdapterIsRefused)
+{
+    const size_t lThreads = CountThreads();
+    int lNumber = 0;
+    for (bool lReached = true; lReached;)
+    {
+        SCOPED_TRACE(++lNumber);
+        ScriptedAdapter lDevice;
+        Prepare(lDevice);
+        lReached = Live(lDevice, Fault::Once, lNumber);
+        EXPECT_EQ(CountThreads(), lThreads);
+        // A device that seems to be away just when a start gives up keeps its claim.
+        const bool lFree = PortMap::GetInstance().Lock(&lDevice, KyDeviceSerialBulk1);
+        EXPECT_TRUE(lFree || mFailed > 0);
+        EXPECT_TRUE(lDevice.GetSinks().empty() || !lFree);
+        static_cast<void>(
+            PortMap::GetInstance().Unlock(&lDevice, KyDeviceSerialBulk1)); // taken above, or left
+    }
+    EXPECT_GT(lNumber, 20);
+    EXPECT_GT(mStarts, 10);
+    EXPECT_GT(mFailed, 5);
+}
+
+TEST_F(BridgeCOMFaultTest, RefusesTheOtherKindsOperation)
+{
+    KySerialBridge lBridge;
+    ASSERT_THAT(lBridge.Start(mLink->GetName().c_str(), {}, &mDevice, KyDeviceSerialBulk1), IsOK());
+    EXPECT_THAT(lBridge.SetHardCodedBaudRate(9600),
+                IsResult(KyResult::WRONG_STATE,
+                         "Cannot set hard coded baud rate if the bridge is not in Camera Link DLL mode."));
+    EXPECT_THAT(lBridge.Stop(), IsOK());
+}
+
+} // namespace

@@ -1,0 +1,122 @@
+#!/usr/bin/env bash
+# One test of what is installed and packed: install_test.sh CASE SOURCE BUILD WORK [TOOLCHAIN]
+# BUILD is the build to install from, WORK a folder of this test's own, TOOLCHAIN that of a cross build for Windows, whose
+# programs run under Wine.
+set -euo pipefail
+case=$1 source=$2 build=$3 work=$4 toolchain=${5:-}
+tree=$(dirname "$work")/tree # what the first case installs
+rm -rf "$work"
+mkdir -p "$work"
+
+run=()
+suffix=
+consumer_options=(-G Ninja -DCMAKE_BUILD_TYPE=Debug)
+if [ -n "$toolchain" ]; then
+  run=("$source/scripts/wine.sh")
+  suffix=.exe
+  consumer_options+=(-DCMAKE_TOOLCHAIN_FILE="$toolchain")
+fi
+
+fail() {
+  echo "install: $*" >&2
+  exit 1
+}
+
+# build_and_run PREFIX: the consumer against what is installed there, its programs beside the DLLs.
+build_and_run() {
+  cmake -S "$source/Tests/Install/Consumer" -B "$work/consumer" "${consumer_options[@]}" -DCMAKE_PREFIX_PATH="$1" \
+    -DCMAKE_FIND_ROOT_PATH="$1" >"$work/configure.log" 2>&1 || { cat "$work/configure.log"; fail "configure"; }
+  cmake --build "$work/consumer" >"$work/build.log" 2>&1 || { cat "$work/build.log"; fail "build"; }
+  if [ -n "$toolchain" ]; then
+    cp "$1"/bin/*.dll "$work/consumer"
+  fi
+  "${run[@]}" "$work/consumer/consumer$suffix" | tee "$work/consumer.out"
+  grep -q '^open: NO_CONNECTION, bridge: 0, clser: 0' "$work/consumer.out" || fail "the program said something else"
+  "${run[@]}" "$work/consumer/consumer_c$suffix" | grep 'ID KYLENS 1.0'
+}
+
+# talk PROGRAM...: the installed program has to hear from the lens of its simulated camera.
+talk() {
+  printf 'STATUS?\r\n' | "$@" term --port uart0 | grep 'STATUS READY ZOOM 0 FOCUS 1000 IRIS 100'
+}
+
+case $case in
+Tree)
+  cmake --install "$build" --prefix "$tree" >"$work/install.log"
+  talk "${run[@]}" "$tree/bin/kyserial$suffix"
+  # Nothing of the machine or of the sources may be needed by what others get.
+  if grep -rlF -e "$source" -e "$build" "$tree/include" "$tree/lib/cmake" "$tree/lib/pkgconfig"; then
+    fail "paths of the build"
+  fi
+  ;;
+FindPackage)
+  build_and_run "$tree"
+  ;;
+Version)
+  # A minor version of its own is another interface.
+  mkdir "$work/project"
+  printf 'cmake_minimum_required(VERSION 3.25)\nproject(x LANGUAGES NONE)\nfind_package(KySerial 0.2 REQUIRED)\n' \
+    >"$work/project/CMakeLists.txt"
+  if cmake -S "$work/project" -B "$work/b" -DCMAKE_PREFIX_PATH="$tree" >"$work/out" 2>&1; then
+    fail "version 0.2 was accepted"
+  fi
+  grep -q 'compatible with requested' "$work/out" || { cat "$work/out"; fail "refused for another reason"; }
+  ;;
+PkgConfig)
+  export PKG_CONFIG_PATH=$tree/lib/pkgconfig
+  c++ -std=c++17 -Wall -Wextra -Wpedantic -Werror "$source/Tests/Install/Consumer/consumer.cpp" -o "$work/consumer" \
+    $(pkg-config --cflags --libs kyserial clserzmo) -Wl,-rpath,"$tree/lib"
+  "$work/consumer"
+  cc -std=c11 -Wall -Wextra -Wpedantic -Werror "$source/Tests/Install/Consumer/consumer.c" -o "$work/consumer_c" \
+    $(pkg-config --cflags --libs kyserialc) -lKySimulatorC -Wl,-rpath,"$tree/lib"
+  "$work/consumer_c"
+  [ "$(pkg-config --modversion kyserialc)" = "$(pkg-config --modversion kyserial)" ] || fail "versions"
+  ;;
+AddSubdirectory)
+  cmake -S "$source/Tests/Install/Subdirectory" -B "$work/consumer" "${consumer_options[@]}" \
+    -DKYSERIAL_SOURCE="$source" >"$work/log" 2>&1 || { cat "$work/log"; fail "configure"; }
+  cmake --build "$work/consumer" --target consumer -j 2 >"$work/log" 2>&1 || { cat "$work/log"; fail "build"; }
+  "$work/consumer/consumer"
+  if cmake --build "$work/consumer" --target kyserial >/dev/null 2>&1; then
+    fail "a customer's project would build our program"
+  fi
+  ;;
+Debian)
+  (cd "$build" && cpack -G DEB -B "$work/packages") >"$work/log" 2>&1 || { cat "$work/log"; fail "cpack"; }
+  for package in libkyserial0 libkyserial-dev kyserial python3-kyserial; do
+    file=$(ls "$work/packages/${package}_"*.deb) || fail "no $package"
+    dpkg -x "$file" "$work/root"
+    dpkg-deb --field "$file" Package Version Depends | tee -a "$work/fields"
+  done
+  grep -q 'Depends: .*libc6 .*' "$work/fields" || fail "the libraries depend on nothing"
+  grep -q 'Depends: libkyserial0 (= ' "$work/fields" || fail "libkyserial-dev does not depend on the libraries"
+  talk "$work/root/usr/bin/kyserial"
+  PYTHONPATH=$work/root/usr/lib/python3/dist-packages KYSERIAL_LIBRARY_PATH=$work/root/usr/lib /usr/bin/python3 -B -c '
+import kyserial
+with kyserial.SimulatedCamera() as camera:
+    camera.plug("uart0", "lens")
+    with kyserial.Port(camera, "uart0", timeout=20) as port:
+        port.write(b"ID?\r\n")
+        assert port.readline() == b"ID KYLENS 1.0\r\n"'
+  build_and_run "$work/root/usr"
+  ;;
+Zip)
+  (cd "$build" && cpack -G ZIP -B "$work/packages") >"$work/log" 2>&1 || { cat "$work/log"; fail "cpack"; }
+  (cd "$work" && cmake -E tar xf packages/*.zip)
+  root=$(ls -d "$work"/KySerial-*)
+  ls "$root"/bin "$root"/lib
+  [ -s "$root/share/doc/KySerial/README.md" ] || fail "no README"
+  talk "${run[@]}" "$root/bin/kyserial.exe"
+  build_and_run "$root"
+  # The C program once more, with another linker's import library, which the .def file is for.
+  for library in KySerialC KySimulatorC clserzmo; do
+    lld-link /lib "/def:$root/lib/$library.def" /machine:x64 "/out:$work/$library.lib"
+  done
+  x86_64-w64-mingw32-gcc-posix -std=c11 -I"$root/include" "$source/Tests/Install/Consumer/consumer.c" \
+    "$work/KySerialC.lib" "$work/KySimulatorC.lib" -o "$root/bin/other.exe"
+  "${run[@]}" "$root/bin/other.exe" | grep 'ID KYLENS 1.0'
+  ;;
+*)
+  fail "no case $case"
+  ;;
+esac

@@ -1,0 +1,298 @@
+// Every call of the adapter spoilt in every way, in every operation of the public classes.
+
+#include "JxUtilsLib/Thread.h"
+#include "KySerial/BridgeFixture.h"
+#include "KySerial/KyDeviceI2CBus.h"
+#include "KySerial/KyDeviceSPIBus.h"
+#include "KySerial/KyDeviceSerialPort.h"
+#include "KySerial/KySerialBridge.h"
+#include "PortMap.h"
+#include "Support/FaultAdapter.h"
+#include "Support/PrivateSession.h"
+#include "Support/ThreadCount.h"
+#include "clserzmo/sharedfifo.h"
+
+#include <atomic>
+#include <set>
+#include <thread>
+#include <tuple>
+
+using namespace KyTest;
+using KySerialLib::PortMap;
+
+namespace
+{
+
+using Codes = std::set<uint32_t>;
+
+// What operations may answer beside OK when the device spoils something.
+const Codes cOpenCodes{KyResult::NO_CONNECTION, KyResult::UNSUPPORTED, KyResult::FAILURE,
+                       FaultAdapter::cFailed};
+const Codes cWriteCodes{KyResult::NO_CONNECTION, KyResult::TIMED_OUT, KyResult::FAILURE,
+                        KyResult::BUFFER_TOO_SMALL, FaultAdapter::cFailed};
+const Codes cReadCodes{KyResult::TIMED_OUT};
+const Codes cBusReadCodes{KyResult::NOT_OPEN, KyResult::NO_CONNECTION,    KyResult::TIMED_OUT,
+                          KyResult::FAILURE,  KyResult::BUFFER_TOO_SMALL, FaultAdapter::cFailed};
+const Codes cCloseCodes{KyResult::NOT_OPEN, KyResult::NO_CONNECTION};
+
+// One run: an adapter that may be spoilt, and what came of the operations.
+struct OneRun
+{
+    explicit OneRun(ScriptedAdapter& aDevice) : mDevice(aDevice), mAdapter(aDevice) {}
+
+    void Note(const char* aOperation, const KyResult& aResult, const Codes& aCodes)
+    {
+        mFailures += aResult.IsOK() ? 0 : 1;
+        EXPECT_TRUE(aResult.IsOK() || aCodes.contains(aResult.GetCode()))
+            << aOperation << ": " << testing::PrintToString(aResult);
+    }
+
+    // The device comes back, and what is open is closed.
+    template<typename Port>
+    void Release(Port& aPort)
+    {
+        mAdapter.Heal();
+        if (aPort.IsOpened())
+        {
+            EXPECT_THAT(aPort.Close(), IsOK());
+        }
+        EXPECT_FALSE(aPort.IsOpened());
+    }
+
+    ScriptedAdapter& mDevice;
+    FaultAdapter mAdapter;
+    int mFailures = 0;
+};
+
+struct Scenario
+{
+    const char* mName;
+    KyDeviceSerial mPort;
+    bool mRegisters;
+    void (*mDo)(OneRun& aRun, const Scenario& aScenario);
+};
+
+void UsePort(OneRun& aRun, const Scenario& aScenario)
+{
+    KyDeviceSerialPort lPort;
+    aRun.Note("Open", lPort.Open(&aRun.mAdapter, aScenario.mPort), cOpenCodes);
+    const Bytes lBytes = Count(aScenario.mPort < KyDeviceSerialBulk0 ? 1 : 600);
+    uint32_t lCount = 0xDEAD;
+    const KyResult lWritten = lPort.Write(lBytes.data(), static_cast<uint32_t>(lBytes.size()), lCount);
+    aRun.Note("Write", lWritten, cWriteCodes);
+    EXPECT_LE(lCount, lBytes.size());
+    EXPECT_TRUE(!lWritten.IsOK() || lCount == lBytes.size());
+    aRun.mDevice.SendEvent(0x9000, Words({0x10A, 1}));
+    aRun.mDevice.Invalidate("EventBulk0UpstreamDataBuffer");
+    aRun.mDevice.Invalidate("EventBulk7UpstreamDataBuffer");
+    uint8_t lByte = 0;
+    aRun.Note("Read", lPort.Read(&lByte, 1, lCount, 0), cReadCodes);
+    EXPECT_LE(lCount, 1U);
+    aRun.Note("Close", lPort.Close(), cCloseCodes);
+    aRun.Release(lPort);
+}
+
+void UseI2C(OneRun& aRun, const Scenario& aScenario)
+{
+    KyDeviceI2CBus lBus;
+    uint8_t lByte = 1;
+    uint32_t lCount = 0;
+    aRun.Note("Open", lBus.Open(&aRun.mAdapter, aScenario.mPort), cOpenCodes);
+    aRun.Note("MasterTransmitter", lBus.MasterTransmitter(0x50, &lByte, 1, false, false), cBusReadCodes);
+    aRun.Note("MasterReceiverAfterFirstByte",
+              lBus.MasterReceiverAfterFirstByte(0x50, &lByte, 1, lCount, true, true), cBusReadCodes);
+    EXPECT_LE(lCount, 1U);
+    aRun.Note("BurstWrite", lBus.BurstWrite(0x50, &lByte, 1, true), cBusReadCodes);
+    aRun.Note("BurstRead", lBus.BurstRead(0x50, &lByte, 1, lCount, true), cBusReadCodes);
+    aRun.Note("IndirectBurstWrite", lBus.IndirectBurstWrite(0x50, 0, &lByte, 1, true), cBusReadCodes);
+    aRun.Note("IndirectBurstRead", lBus.IndirectBurstRead(0x50, 0, &lByte, 1, lCount, true, true),
+              cBusReadCodes);
+    aRun.Note("Close", lBus.Close(), cCloseCodes);
+    aRun.Release(lBus);
+}
+
+void UseSPI(OneRun& aRun, const Scenario& aScenario)
+{
+    KyDeviceSPIBus lBus;
+    uint8_t lByte = 1;
+    uint32_t lCount = 0;
+    aRun.Note("Open", lBus.Open(&aRun.mAdapter, aScenario.mPort), cOpenCodes);
+    aRun.Note("BurstWriteAndRead", lBus.BurstWriteAndRead(&lByte, 1, 1, true, true), cBusReadCodes);
+    aRun.Note("BurstRead", lBus.BurstRead(&lByte, 1, lCount, 0), cBusReadCodes);
+    EXPECT_LE(lCount, 1U);
+    aRun.Note("BurstWriteAndRead", lBus.BurstWriteAndRead(nullptr, 0, 4, false, false), cBusReadCodes);
+    aRun.Note("Close", lBus.Close(), cCloseCodes);
+    aRun.Release(lBus);
+}
+
+// A device that never stops sending, so that the bridge's threads never wait long for bytes.
+class Chatter
+{
+public:
+    explicit Chatter(ScriptedAdapter& aDevice) : mThread([this, &aDevice] { Send(aDevice); }) {}
+    ~Chatter()
+    {
+        mEnd = true;
+        mThread.join();
+    }
+    Chatter(const Chatter&) = delete;
+    Chatter& operator=(const Chatter&) = delete;
+
+private:
+    void Send(ScriptedAdapter& aDevice) const
+    {
+        const FaultAdapter::Immunity lImmunity;
+        while (!mEnd)
+        {
+            aDevice.Invalidate("EventBulk1UpstreamDataBuffer");
+            JxUtilsLib::Thread::Sleep(1);
+        }
+    }
+
+    std::atomic<bool> mEnd{false};
+    std::thread mThread; // the last: it uses the other
+};
+
+void UseBridge(OneRun& aRun, const Scenario& aScenario)
+{
+    KySerialBridge lBridge;
+    const KyResult lStarted = lBridge.Start("Torture", &aRun.mAdapter, aScenario.mPort);
+    aRun.Note("Start", lStarted, cOpenCodes);
+    EXPECT_EQ(lBridge.GetDevicePort(), lStarted.IsOK() ? aScenario.mPort : KyDeviceSerialInvalid);
+    if (!lStarted.IsOK())
+    {
+        aRun.mAdapter.Heal();
+        EXPECT_THAT(lBridge.Stop(), IsResult(KyResult::NO_CONNECTION, "Bridge not started."));
+        return;
+    }
+    KySerialLib::SharedFifo lDown("KySerialBridgeDownFifo1", "Local\\", 1024, false);
+    ASSERT_TRUE(lDown.IsValid());
+    const Chatter lChatter(aRun.mDevice);
+    uint32_t lCount = 0;
+    EXPECT_TRUE(lDown.Write("abc", 3, lCount, 60000));
+    EXPECT_TRUE(lDown.WaitUntilEmpty(60000)); // whatever the device does, the thread takes the bytes
+    aRun.Note("SetHardCodedBaudRate", lBridge.SetHardCodedBaudRate(19200), {});
+    aRun.Note("Recover", lBridge.Recover(), {});
+    aRun.mAdapter.Heal();
+    aRun.Note("Recover", lBridge.Recover(), {}); // after this the bridge works, whatever was before
+    const uint64_t lBefore = lBridge.GetBytesSentToDevice();
+    EXPECT_TRUE(lDown.Write("defg", 4, lCount, 60000));
+    const uint64_t lBegin = JxUtilsLib::Thread::GetTickCount();
+    while (lBridge.GetBytesSentToDevice() < lBefore + 4 &&
+           JxUtilsLib::Thread::GetTickCount() < lBegin + 60000)
+    {
+        JxUtilsLib::Thread::Sleep(1);
+    }
+    EXPECT_GE(lBridge.GetBytesSentToDevice(), lBefore + 4); // the first ones may be late
+    aRun.Note("Stop", lBridge.Stop(), {});
+}
+
+constexpr Scenario cScenarios[] = {{"Uart1Port", KyDeviceSerialUart1, true, &UsePort},
+                                   {"Bulk0RegistersPort", KyDeviceSerialBulk0, true, &UsePort},
+                                   {"Bulk0FeaturesPort", KyDeviceSerialBulk0, false, &UsePort},
+                                   {"Bulk7Port", KyDeviceSerialBulk7, true, &UsePort},
+                                   {"Bulk0I2C", KyDeviceSerialBulk0, true, &UseI2C},
+                                   {"Bulk1I2C", KyDeviceSerialBulk1, false, &UseI2C},
+                                   {"Bulk2SPI", KyDeviceSerialBulk2, true, &UseSPI},
+                                   {"Bulk1Bridge", KyDeviceSerialBulk1, true, &UseBridge}};
+
+// A device that confirms whatever it gets, and whose slaves answer every read with one byte.
+void Prepare(ScriptedAdapter& aDevice, const Scenario& aScenario)
+{
+    aDevice.SetRecording(false);
+    if (!aScenario.mRegisters)
+    {
+        aDevice.SetRegister(0xB8FC, 0);
+        aDevice.SetRegister(0xB95C, 0);
+    }
+    AddSettings(aDevice, "Bulk1");
+    const std::string lBuffer =
+        "EventBulk" + std::to_string(std::max(0, aScenario.mPort - KyDeviceSerialBulk0)) + "UpstreamData";
+    for (const char* lIndex : {"0", "1", "2", "7"})
+    {
+        aDevice.SetInteger("EventBulk" + std::string(lIndex) + "UpstreamDataLength", 1);
+    }
+    aDevice.OnCall(Slot::WriteRegister, [&aDevice] { aDevice.SendEvent(0x9000, Words({0x5})); });
+    aDevice.OnCall(Slot::WriteMemory, [&aDevice] { aDevice.SendEvent(0x9000, Words({0x1900, 1})); });
+    aDevice.OnCall(Slot::SetRegisterData, [&aDevice, lBuffer] { aDevice.Invalidate(lBuffer + "Buffer"); });
+}
+
+class TortureTest : public testing::TestWithParam<std::tuple<Scenario, Fault>>
+{
+protected:
+    const Scenario& GetScenario() const { return std::get<0>(GetParam()); }
+
+    // \return Whether the fault was met.
+    bool RunOnce(ScriptedAdapter& aDevice, Fault aFault, int aNumber)
+    {
+        OneRun lRun(aDevice);
+        lRun.mAdapter.Set(aFault, aNumber, [] { std::this_thread::yield(); });
+        GetScenario().mDo(lRun, GetScenario());
+        const bool lReached = lRun.mAdapter.IsReached();
+        mFailures += lRun.mFailures;
+        EXPECT_TRUE(lReached || aFault == Fault::FromThere || lRun.mFailures == 0) << "a run without a fault";
+        mCall = lRun.mAdapter.GetCall();
+        // What a bridge has open when its device goes while it starts stays open: nobody can close it.
+        mLeft = aFault == Fault::Disconnect || aFault == Fault::FromThere ||
+                (aFault == Fault::Once && mCall == "IsConnected");
+        return lReached;
+    }
+
+    void CheckReleased(ScriptedAdapter& aDevice, bool aAgain)
+    {
+        const KyDeviceSerial lPort = GetScenario().mPort;
+        const bool lFree =
+            PortMap::GetInstance().Lock(&aDevice, lPort) && PortMap::GetInstance().Unlock(&aDevice, lPort);
+        EXPECT_TRUE(lFree || (GetScenario().mDo == &UseBridge && mLeft)) << mCall;
+        EXPECT_TRUE(aDevice.GetSinks().empty() || !lFree) << mCall;
+        EXPECT_EQ(CountThreads(), mThreads) << mCall;
+        if (lFree && aAgain)
+        {
+            // Another device by its name: one whose capabilities could not be read is remembered.
+            aDevice.SetInteger("GevMACAddress", sNextMac++);
+            RunOnce(aDevice, Fault::None, 0);
+        }
+    }
+
+    PrivateSession mSession;
+    RecordingLogSink mLog{PriorityFatal};
+    AssertRecorder mAsserts; // a device that changes its mind breaks some
+    const size_t mThreads = CountThreads();
+    static inline int64_t sNextMac = 0x0C0000000001;
+    std::string mCall;
+    bool mLeft = false;
+    int mFailures = 0;
+};
+
+TEST_P(TortureTest, LeavesNothingBehindWhateverCallIsSpoilt)
+{
+    const Fault lFault = std::get<1>(GetParam());
+    int lNumber = 0;
+    for (bool lReached = true; lReached;)
+    {
+        SCOPED_TRACE(++lNumber);
+        ScriptedAdapter lDevice;
+        Prepare(lDevice, GetScenario());
+        lReached = RunOnce(lDevice, lFault, lNumber);
+        // A bridge's life takes longer than all the others together.
+        CheckReleased(lDevice, GetScenario().mDo != &UseBridge || lNumber % 10 == 1);
+        ASSERT_LT(lNumber, 1000);
+    }
+    EXPECT_GT(lNumber, 10);
+    EXPECT_EQ(mFailures > 0, lFault != Fault::Delay) << "a fault is to be seen";
+}
+
+std::string GetName(const testing::TestParamInfo<std::tuple<Scenario, Fault>>& aInfo)
+{
+    constexpr const char* cFaults[] = {"None", "Once", "FromThere", "Disconnect", "Delay", "Drop"};
+    return std::string(std::get<0>(aInfo.param).mName) + "_" +
+           cFaults[static_cast<size_t>(std::get<1>(aInfo.param))];
+}
+
+INSTANTIATE_TEST_SUITE_P(EachWay, TortureTest,
+                         testing::Combine(testing::ValuesIn(cScenarios),
+                                          testing::Values(Fault::Once, Fault::FromThere, Fault::Disconnect,
+                                                          Fault::Delay, Fault::Drop)),
+                         &GetName);
+
+} // namespace

@@ -1,0 +1,122 @@
+#pragma once
+
+#include "KySerial/IKyDeviceAdapter.h"
+
+#include <functional>
+#include <mutex>
+#include <string>
+
+namespace KyTest
+{
+
+/// What goes wrong with an adapter's call.
+enum class Fault
+{
+    None,
+    Once,       ///< The call fails and has no effect.
+    FromThere,  ///< That call fails, and every later one.
+    Disconnect, ///< From that call on the device is not connected.
+    Delay,      ///< The call is made late.
+    Drop        ///< The call has no effect, and says that it had.
+};
+
+/// Stands between the code under test and any adapter, and spoils one of the calls.
+///
+/// A failed call answers with cFailed, or NO_CONNECTION once the device is gone; a failed question with
+/// false. Calls to take a sink or an interest away are made all the same, whatever they answer: the real
+/// adapter must not call what is gone. Identifying the device always works: a claim would else be another
+/// device's.
+///
+/// Threads: any; Set() and Heal() while no call is running.
+class FaultAdapter final : public IKyDeviceAdapter
+{
+public:
+    static constexpr uint32_t cFailed = 0x7777;
+
+    /// Calls by a thread that has one are never spoilt, and not counted.
+    class Immunity
+    {
+    public:
+        Immunity() { ++sCount; }
+        ~Immunity() { --sCount; }
+        Immunity(const Immunity&) = delete;
+        Immunity& operator=(const Immunity&) = delete;
+
+    private:
+        friend class FaultAdapter;
+        static inline thread_local int sCount = 0;
+    };
+
+    explicit FaultAdapter(IKyDeviceAdapter& aInner) : mInner(aInner) {}
+    ~FaultAdapter() = default;
+    FaultAdapter(const FaultAdapter&) = delete;
+    FaultAdapter& operator=(const FaultAdapter&) = delete;
+
+    /// Spoils the aNumber-th call from now, counted from 1. \param aDelay  What a delay does meanwhile.
+    void Set(Fault aFault, int aNumber, std::function<void()> aDelay = {});
+    /// No more faults; the device is connected.
+    void Heal();
+    /// Whether the call that was to be spoilt has come.
+    bool IsReached();
+    /// Its name; empty before.
+    std::string GetCall();
+
+    void Reserved0() override {}
+    bool IsIntegerFeatureAvailable(const KyString& aName) override;
+    bool IsFeatureAvailable(const KyString& aName) override;
+    void Reserved3() override {}
+    bool IsRegisterFeatureAvailable(const KyString& aName) override;
+    bool IsFeatureReadable(const KyString& aName) override;
+    bool IsFeatureWritable(const KyString& aName) override;
+    bool IsEnumEntryAvailable(const KyString& aName, const KyString& aEntry) override;
+    KyResult GetIntegerValue(const KyString& aName, int64_t& aValue) override;
+    KyResult GetEnumEntries(const KyString& aName, KyStringList& aEntries) override;
+    KyResult GetFeatureAsString(const KyString& aName, KyString& aValue) override;
+    KyResult SetFeatureFromString(const KyString& aName, const KyString& aValue) override;
+    void Reserved12() override {}
+    void Reserved13() override {}
+    KyResult GetStringValue(const KyString& aName, KyString& aValue) override;
+    KyResult GetRegisterLength(const KyString& aName, int64_t& aLength) override;
+    KyResult GetRegisterData(const KyString& aName, uint8_t* aBuffer, int64_t aLength) override;
+    KyResult SetRegisterData(const KyString& aName, const uint8_t* aBuffer, int64_t aLength) override;
+    KyResult RegisterFeatureInterest(const KyString& aName) override;
+    KyResult UnregisterFeatureInterest(const KyString& aName) override;
+    KyResult WriteRegister(uint32_t aAddress, uint32_t aValue) override;
+    KyResult ReadRegister(uint32_t aAddress, uint32_t& aValue) override;
+    KyResult WriteMemory(const uint8_t* aBuffer, uint32_t aAddress, uint32_t aLength) override;
+    void Reserved23() override {}
+    KyResult PostWrite(uint32_t aMilliseconds) override;
+    bool IsConnected() override;
+    bool IsKorvoVideoInterface() override;
+    bool IsGigEVision() override { return mInner.IsGigEVision(); }
+    bool IsAlternateTransport() override { return mInner.IsAlternateTransport(); }
+    KyResult RegisterEventSink(IKyDeviceEventSink* aSink) override;
+    KyResult UnregisterEventSink(IKyDeviceEventSink* aSink) override;
+
+private:
+    enum class Verdict
+    {
+        Make,
+        Fail,
+        Gone,
+        Pretend
+    };
+
+    Verdict Judge(const char* aName);
+    template<typename Call>
+    KyResult Do(const char* aName, Call&& aCall);
+    template<typename Call>
+    KyResult Undo(const char* aName, Call&& aCall);
+    template<typename Call>
+    bool Ask(const char* aName, Call&& aCall);
+
+    IKyDeviceAdapter& mInner;
+    std::mutex mMutex;
+    Fault mFault = Fault::None;
+    int mCountdown = 0;
+    bool mReached = false;
+    std::string mCall;
+    std::function<void()> mDelay;
+};
+
+} // namespace KyTest

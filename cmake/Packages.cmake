@@ -1,0 +1,123 @@
+# What is installed, and the packages: cmake --install, cpack. Components: runtime (the shared libraries), development
+# (headers, import libraries, package files), tools (the program), python.
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+set(lLibraries JxUtilsLib KySerial KySerialC clserzmo)
+if(TARGET KySimulatorC)
+  list(APPEND lLibraries KySimulatorC)
+endif()
+set(lPackageFolder "${CMAKE_INSTALL_LIBDIR}/cmake/KySerial")
+
+install(TARGETS ${lLibraries} KyBase EXPORT KySerialTargets
+  RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT runtime
+  LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT runtime NAMELINK_COMPONENT development
+  ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT development
+  INCLUDES DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
+install(EXPORT KySerialTargets NAMESPACE KySerial:: DESTINATION "${lPackageFolder}" COMPONENT development)
+if(NOT WIN32)
+  # Found wherever the folder is put.
+  set_target_properties(${lLibraries} PROPERTIES INSTALL_RPATH "$ORIGIN")
+endif()
+
+foreach(lFolder KySerial/Include clserzmo/Client/Include KySerialC/Include)
+  install(DIRECTORY "${PROJECT_SOURCE_DIR}/Libraries/${lFolder}/" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}"
+    COMPONENT development)
+endforeach()
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/Libraries/KyBase" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}"
+  COMPONENT development FILES_MATCHING PATTERN "*.h")
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/Libraries/JxUtilsLib" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}"
+  COMPONENT development FILES_MATCHING PATTERN "*.h" PATTERN "StandardErrorSink.h" EXCLUDE)
+if(TARGET KySimulatorC)
+  install(DIRECTORY "${PROJECT_SOURCE_DIR}/Simulator/C/Include/" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}"
+    COMPONENT development)
+endif()
+
+configure_package_config_file("${PROJECT_SOURCE_DIR}/cmake/KySerialConfig.cmake.in"
+  "${PROJECT_BINARY_DIR}/package/KySerialConfig.cmake" INSTALL_DESTINATION "${lPackageFolder}")
+# Before 1.0 a minor version may break.
+write_basic_package_version_file("${PROJECT_BINARY_DIR}/package/KySerialConfigVersion.cmake"
+  COMPATIBILITY SameMinorVersion)
+install(FILES "${PROJECT_BINARY_DIR}/package/KySerialConfig.cmake"
+  "${PROJECT_BINARY_DIR}/package/KySerialConfigVersion.cmake" DESTINATION "${lPackageFolder}" COMPONENT development)
+
+# ky_pkg_config(name description libraries): a pkg-config file that moves with its folder.
+function(ky_pkg_config aName aDescription aLibraries)
+  file(RELATIVE_PATH lPrefix "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
+  set(NAME ${aName})
+  set(SUMMARY "${aDescription}")
+  set(LIBS "${aLibraries}")
+  configure_file("${PROJECT_SOURCE_DIR}/cmake/package.pc.in" "${PROJECT_BINARY_DIR}/package/${aName}.pc" @ONLY)
+  install(FILES "${PROJECT_BINARY_DIR}/package/${aName}.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig"
+    COMPONENT development)
+endfunction()
+ky_pkg_config(kyserial "Serial ports, buses and bridges of machine-vision cameras (C++)" "-lKySerial -lJxUtilsLib")
+ky_pkg_config(kyserialc "Serial ports, buses and bridges of machine-vision cameras (C)" "-lKySerialC")
+ky_pkg_config(clserzmo "Camera Link serial clients of KySerial's bridges" "-lclserzmo")
+
+if(WIN32)
+  # For linkers that do not read MinGW's import libraries: the C libraries, whose names every compiler knows.
+  foreach(lLibrary KySerialC KySimulatorC clserzmo)
+    if(TARGET ${lLibrary})
+      get_target_property(lMap ${lLibrary} KYSERIAL_MAP)
+      file(STRINGS "${lMap}" lNames REGEX "^ +[A-Za-z0-9]+;$")
+      string(REGEX REPLACE " +([A-Za-z0-9]+)\;;?" "  \\1\n" lNames "${lNames}")
+      file(WRITE "${PROJECT_BINARY_DIR}/package/${lLibrary}.def" "LIBRARY ${lLibrary}.dll\nEXPORTS\n${lNames}")
+      install(FILES "${PROJECT_BINARY_DIR}/package/${lLibrary}.def" DESTINATION "${CMAKE_INSTALL_LIBDIR}"
+        COMPONENT development)
+    endif()
+  endforeach()
+endif()
+
+if(TARGET kyserial)
+  if(NOT WIN32)
+    file(RELATIVE_PATH lToLibraries "/${CMAKE_INSTALL_BINDIR}" "/${CMAKE_INSTALL_LIBDIR}")
+    set_target_properties(kyserial PROPERTIES INSTALL_RPATH "$ORIGIN/${lToLibraries}")
+  endif()
+  install(TARGETS kyserial RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT tools)
+endif()
+if(WIN32)
+  set(lPython python)
+else()
+  set(lPython lib/python3/dist-packages)
+endif()
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/Bindings/python/kyserial" DESTINATION "${lPython}" COMPONENT python
+  FILES_MATCHING PATTERN "*.py")
+install(FILES "${PROJECT_SOURCE_DIR}/README.md" "${PROJECT_SOURCE_DIR}/LICENSE" "${PROJECT_SOURCE_DIR}/CHANGELOG.md"
+  DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT runtime)
+
+set(CPACK_PACKAGE_NAME KySerial)
+set(CPACK_PACKAGE_VENDOR "The KySerial developers")
+set(CPACK_PACKAGE_CONTACT "The KySerial developers <kyserial@localhost>")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "Serial ports, I2C and SPI buses and bridges of machine-vision cameras")
+set(CPACK_RESOURCE_FILE_LICENSE "${PROJECT_SOURCE_DIR}/LICENSE")
+set(CPACK_VERBATIM_VARIABLES ON)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_COMPONENTS_ALL runtime development tools python)
+if(WIN32)
+  set(CPACK_GENERATOR ZIP)
+  set(CPACK_PACKAGE_FILE_NAME "KySerial-${PROJECT_VERSION}-windows-x64")
+  set(CPACK_COMPONENTS_GROUPING ALL_COMPONENTS_IN_ONE)
+else()
+  set(CPACK_GENERATOR DEB)
+  set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+  set(CPACK_DEB_COMPONENT_INSTALL ON)
+  set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+  set(CPACK_DEBIAN_PACKAGE_SECTION libs)
+  set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libkyserial0)
+  set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
+  set(CPACK_DEBIAN_RUNTIME_PACKAGE_GENERATE_SHLIBS ON)
+  set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libkyserial-dev)
+  set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
+  set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "libkyserial0 (= ${PROJECT_VERSION})")
+  set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME kyserial)
+  set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION electronics)
+  set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libkyserial0 (= ${PROJECT_VERSION})")
+  set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
+  set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "${CMAKE_LIBRARY_OUTPUT_DIRECTORY}")
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-kyserial)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "python3, libkyserial0 (>= ${PROJECT_VERSION})")
+endif()
+include(CPack)
