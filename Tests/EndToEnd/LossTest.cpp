@@ -13,7 +13,7 @@ namespace
 /// The large amounts take half a minute; the small ones show the same.
 bool IsFull()
 {
-    return std::getenv("KYSERIAL_FULL_LOSS_TEST") != nullptr;
+    return std::getenv("KYSERIAL_FULL_LOSS_TEST") != nullptr; // NOLINT(concurrency-mt-unsafe): one thread
 }
 
 KyGigE::ConnectionOptions Hasty()

@@ -22,7 +22,8 @@ namespace
 
 int PacketCount()
 {
-    const char* const lCount = std::getenv("KYSERIAL_HOSTILE_PACKETS");
+    const char* const lCount =
+        std::getenv("KYSERIAL_HOSTILE_PACKETS"); // NOLINT(concurrency-mt-unsafe): one thread
     return lCount != nullptr ? std::atoi(lCount) : 5000;
 }
 

@@ -167,21 +167,39 @@ KyResult GvcpClient::Identify()
                : Failure(KyResult::NO_CONNECTION, "Another device answers at " + Where() + ".");
 }
 
+// Some devices do not answer those that are not in control when they write.
+bool GvcpClient::IsTakenInSilence(const KyResult& aResult)
+{
+    if (aResult.GetCode() != KyResult::NO_CONNECTION)
+    {
+        return false;
+    }
+    mControl.SetShut(false);
+    uint32_t lPrivilege = 0;
+    return mControl.ReadRegister(KyGvcp::cControlPrivilegeRegister, lPrivilege).IsOK() &&
+           (lPrivilege & (KyGvcp::cControlAccess | KyGvcp::cExclusiveAccess)) != 0;
+}
+
+KyResult GvcpClient::TakenResult()
+{
+    uint32_t lAddress = 0;
+    uint32_t lPort = 0;
+    // Results ignored: whose it is adds to the message, no more.
+    static_cast<void>(mControl.ReadRegister(KyGvcp::cPrimaryAddressRegister, lAddress));
+    static_cast<void>(mControl.ReadRegister(KyGvcp::cPrimaryPortRegister, lPort));
+    const std::string lOwner =
+        lAddress == 0 ? "" : " (" + KyGvcp::EndpointText({lAddress, static_cast<uint16_t>(lPort)}) + ")";
+    return Failure(KyGvcp::cAccessDenied,
+                   "Another application" + lOwner + " controls the device at " + Where() + ".");
+}
+
 KyResult GvcpClient::TakeControl()
 {
     const KyResult lResult =
         mControl.WriteRegister(KyGvcp::cControlPrivilegeRegister, KyGvcp::cControlAccess);
-    if (lResult.GetCode() == KyGvcp::cAccessDenied)
+    if (lResult.GetCode() == KyGvcp::cAccessDenied || IsTakenInSilence(lResult))
     {
-        uint32_t lAddress = 0;
-        uint32_t lPort = 0;
-        // Results ignored: whose it is adds to the message, no more.
-        static_cast<void>(mControl.ReadRegister(KyGvcp::cPrimaryAddressRegister, lAddress));
-        static_cast<void>(mControl.ReadRegister(KyGvcp::cPrimaryPortRegister, lPort));
-        const std::string lOwner =
-            lAddress == 0 ? "" : " (" + KyGvcp::EndpointText({lAddress, static_cast<uint16_t>(lPort)}) + ")";
-        return Failure(KyGvcp::cAccessDenied,
-                       "Another application" + lOwner + " controls the device at " + Where() + ".");
+        return TakenResult();
     }
     if (!lResult.IsOK())
     {

@@ -76,6 +76,8 @@ private:
     KyResult Connect() JX_REQUIRES(mConnecting);
     KyResult Identify() JX_REQUIRES(mConnecting);
     KyResult TakeControl();
+    bool IsTakenInSilence(const KyResult& aResult);
+    KyResult TakenResult();
     KyResult StartEvents();
     void Keep();
     void SendHeartbeat();

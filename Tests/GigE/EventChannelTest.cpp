@@ -20,7 +20,7 @@ namespace
 
 constexpr uint32_t cLoopback = 0x7F000001;
 
-class MessageChannelTest : public testing::Test
+class EventChannelTest : public testing::Test
 {
 protected:
     struct Heard
@@ -30,7 +30,7 @@ protected:
         Bytes mData;
     };
 
-    MessageChannelTest()
+    EventChannelTest()
     {
         EXPECT_THAT(mChannel.Open(cLoopback, mDevice.GetAddress(),
                                   [this](const KyGvcp::EventView& aEvent) { Hear(aEvent); }),
@@ -38,7 +38,7 @@ protected:
         mDevice.PutWord(KyGvcp::cMessageAddressRegister, cLoopback);
         mDevice.PutWord(KyGvcp::cMessagePortRegister, mChannel.GetLocal().mPort);
     }
-    ~MessageChannelTest() override { mChannel.Close(); }
+    ~EventChannelTest() override { mChannel.Close(); }
 
     void Hear(const KyGvcp::EventView& aEvent)
     {
@@ -63,7 +63,7 @@ protected:
     MessageChannel mChannel;
 };
 
-TEST_F(MessageChannelTest, TellsOfAnEventWithItsData)
+TEST_F(EventChannelTest, TellsOfAnEventWithItsData)
 {
     ASSERT_TRUE(mDevice.WaitForAcknowledge(mDevice.SendEvent(0x9000, {1, 2, 3}, 0, 77)));
     const auto lHeard = TakeHeard();
@@ -73,7 +73,7 @@ TEST_F(MessageChannelTest, TellsOfAnEventWithItsData)
     EXPECT_THAT(lHeard[0].mData, ElementsAre(1, 2, 3));
 }
 
-TEST_F(MessageChannelTest, AcknowledgesBeforeItTells)
+TEST_F(EventChannelTest, AcknowledgesBeforeItTells)
 {
     JxUtilsLib::Event lGo(true);
     mInHandler = [&] { EXPECT_TRUE(lGo.Wait_ms(20000)); };
@@ -82,7 +82,7 @@ TEST_F(MessageChannelTest, AcknowledgesBeforeItTells)
     EXPECT_EQ(TakeHeard().size(), 1U);
 }
 
-TEST_F(MessageChannelTest, LeavesOutARepetitionButAcknowledgesIt)
+TEST_F(EventChannelTest, LeavesOutARepetitionButAcknowledgesIt)
 {
     for (int lRound = 0; lRound < 3; ++lRound)
     {
@@ -94,14 +94,14 @@ TEST_F(MessageChannelTest, LeavesOutARepetitionButAcknowledgesIt)
     EXPECT_EQ(mChannel.GetRepeats(), 3U);
 }
 
-TEST_F(MessageChannelTest, ADeviceThatStartsAnewIsHeardAlthoughItsIdentifiersRepeat)
+TEST_F(EventChannelTest, ADeviceThatStartsAnewIsHeardAlthoughItsIdentifiersRepeat)
 {
     EXPECT_TRUE(mDevice.WaitForAcknowledge(mDevice.SendEvent(0x9000, {1}, 1, 100)));
     EXPECT_TRUE(mDevice.WaitForAcknowledge(mDevice.SendEvent(0x9000, {1}, 1, 7)));
     EXPECT_EQ(TakeHeard().size(), 2U);
 }
 
-TEST_F(MessageChannelTest, OtherHostsAreNotListenedTo)
+TEST_F(EventChannelTest, OtherHostsAreNotListenedTo)
 {
     KyGvcp::Packet lPacket = KyGvcp::Packet::Command(KyGvcp::cEventData, KyGvcp::cAcknowledgeWanted, 9);
     KyGvcp::AddEvent(lPacket, 0x9000, 1, 1, {});
@@ -113,7 +113,7 @@ TEST_F(MessageChannelTest, OtherHostsAreNotListenedTo)
     EXPECT_EQ(lHeard[0].mID, 0x9100);
 }
 
-TEST_F(MessageChannelTest, WhatIsNoEventIsNothing)
+TEST_F(EventChannelTest, WhatIsNoEventIsNothing)
 {
     mDevice.SendPacket({}, 0);
     mDevice.SendPacket({0x42, 0x01, 0x00, 0xC2, 0x00, 0x40, 0x00, 0x01}, 0);
@@ -123,7 +123,7 @@ TEST_F(MessageChannelTest, WhatIsNoEventIsNothing)
     EXPECT_EQ(TakeHeard().size(), 1U);
 }
 
-TEST_F(MessageChannelTest, DoesOtherThingsOnTheSameThread)
+TEST_F(EventChannelTest, DoesOtherThingsOnTheSameThread)
 {
     std::thread::id lEventThread;
     mInHandler = [&] { lEventThread = std::this_thread::get_id(); };
@@ -134,7 +134,7 @@ TEST_F(MessageChannelTest, DoesOtherThingsOnTheSameThread)
     EXPECT_NE(lEventThread, std::this_thread::get_id());
 }
 
-TEST_F(MessageChannelTest, ClosesWhileEventsCome)
+TEST_F(EventChannelTest, ClosesWhileEventsCome)
 {
     for (uint16_t lRound = 1; lRound < 50; ++lRound)
     {
