@@ -1,6 +1,8 @@
 #include "kyserial/SimulatedCamera.h"
 
 #include "kyserial/Failure.h"
+#include "kyserial/PortName.h"
+#include "kyserial/PortSettings.h"
 
 #include "Simulator/CameraModel.h"
 #include "Simulator/Eeprom24C02.h"
@@ -10,6 +12,11 @@
 #include "Simulator/SimulatedDeviceAdapter.h"
 #include "Simulator/SpiFlash.h"
 #include "Simulator/TemperatureSensor.h"
+
+#include <JxUtilsLib/LockScope.h>
+#include <JxUtilsLib/Mutex.h>
+#include <JxUtilsLib/Thread.h>
+#include <JxUtilsLib/ThreadSafety.h>
 
 #include <algorithm>
 #include <array>
@@ -61,6 +68,66 @@ std::shared_ptr<Eeprom24C02> PlugBus(CameraModel& aCamera, Port aPort)
     return lEeprom;
 }
 
+/// A camera whose connection, once cut, comes back after a time; then the camera has lost its settings.
+class ReturningAdapter : public SimulatedDeviceAdapter
+{
+public:
+    /// \param aBackAfter  Milliseconds; 0: it stays away.
+    ReturningAdapter(const std::shared_ptr<CameraModel>& aCamera, uint32_t aBackAfter)
+        : SimulatedDeviceAdapter(aCamera), mBackAfter(aBackAfter)
+    {
+        for (const KyDeviceSerial lPort : cPorts)
+        {
+            mAtPowerUp.emplace_back(lPort);
+        }
+    }
+
+    /// Takes down what the camera has at power-up.
+    void TakeDown()
+    {
+        for (PortSettings& lSettings : mAtPowerUp)
+        {
+            lSettings.Read(*this);
+        }
+        mAtPowerUp.at(KyDeviceSerialBulk0).Read(*this); // the selector, too
+    }
+
+    bool IsConnected() override
+    {
+        const bool lConnected = SimulatedDeviceAdapter::IsConnected();
+        if (lConnected || mBackAfter == 0)
+        {
+            return lConnected;
+        }
+        const JxUtilsLib::LockScope lScope(mLock);
+        const uint64_t lNow = JxUtilsLib::Thread::GetTickCount();
+        mAwaySince = mAwaySince == 0 ? lNow : mAwaySince;
+        if (lNow >= mAwaySince + mBackAfter && GetFaults().IsDisconnected())
+        {
+            ComeBack();
+        }
+        return !GetFaults().IsDisconnected();
+    }
+
+private:
+    void ComeBack()
+    {
+        constexpr uint32_t cInterruptEnable = 0xB838;
+        static_cast<void>(GetCamera().WriteRegister(cInterruptEnable, 0)); // a camera may lack it
+        GetFaults().Reconnect();
+        for (const PortSettings& lSettings : mAtPowerUp)
+        {
+            static_cast<void>(lSettings.Write(*this)); // they were there before
+        }
+        static_cast<void>(mAtPowerUp.at(KyDeviceSerialBulk0).Write(*this));
+    }
+
+    const uint32_t mBackAfter;
+    std::vector<PortSettings> mAtPowerUp;
+    JxUtilsLib::Mutex mLock;
+    uint64_t mAwaySince JX_GUARDED_BY(mLock) = 0;
+};
+
 } // namespace
 
 struct SimulatedCamera::Parts
@@ -69,7 +136,7 @@ struct SimulatedCamera::Parts
         : mStateFile(aOptions.mStateFile)
         , mCamera(std::make_shared<CameraModel>(Configuration(aOptions)))
         , mFlash(std::make_shared<SpiFlash>())
-        , mAdapter(mCamera)
+        , mAdapter(mCamera, aOptions.mBackAfter)
     {
     }
 
@@ -81,7 +148,7 @@ struct SimulatedCamera::Parts
     const std::shared_ptr<CameraModel> mCamera;
     std::array<std::shared_ptr<Eeprom24C02>, 2> mEeproms;
     const std::shared_ptr<SpiFlash> mFlash;
-    SimulatedDeviceAdapter mAdapter;
+    ReturningAdapter mAdapter;
 };
 
 void SimulatedCamera::Parts::Plug()
@@ -151,6 +218,7 @@ SimulatedCamera::SimulatedCamera(const SimulatorOptions& aOptions) : mThis(std::
     mThis->LoadState();
     if (aOptions.mCutAfter > 0)
     {
+        mThis->mAdapter.TakeDown();
         mThis->mAdapter.GetFaults().DisconnectAtCall(aOptions.mCutAfter);
     }
 }

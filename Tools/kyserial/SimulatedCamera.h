@@ -18,6 +18,7 @@ struct SimulatorOptions
     bool mFeaturesOnly = false; ///< No UARTs, and bulk port 0 only through features.
     std::string mStateFile{};   ///< Memories are read from here and written back at the end; empty: neither.
     uint32_t mCutAfter = 0;     ///< The connection breaks with this access; 0: never.
+    uint32_t mBackAfter = 0;    ///< Milliseconds after which it is back; 0: it stays away.
 };
 
 /// The camera of --device sim and what hangs on its ports:
