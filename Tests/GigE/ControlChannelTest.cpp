@@ -36,8 +36,8 @@ protected:
     }
 
     ScriptedDevice mDevice{""};
-    // Patient enough for a busy machine: only tests of silence wait that long.
-    ControlChannel mChannel{{100, 4, 5000}};
+    // Patient enough for a busy machine; tests of silence have their own.
+    ControlChannel mChannel{{100, 100, 5000}};
 };
 
 TEST_F(ControlChannelTest, ReadsAndWritesRegisters)
@@ -79,19 +79,21 @@ TEST_F(ControlChannelTest, RequestsHaveDifferentIdentifiersAndNeverZero)
 
 TEST_F(ControlChannelTest, ASilentDeviceIsLostAfterTheLastAttempt)
 {
+    ControlChannel lChannel({100, 4, 5000});
+    ASSERT_THAT(lChannel.Open({mDevice.GetAddress(), mDevice.GetPort()}, 0), IsOK());
+    lChannel.SetShut(false);
     mDevice.SetFrozen(true);
     uint32_t lValue = 7;
     const auto lBegin = std::chrono::steady_clock::now();
-    EXPECT_THAT(mChannel.ReadRegister(0, lValue),
+    EXPECT_THAT(lChannel.ReadRegister(0, lValue),
                 IsResult(KyResult::NO_CONNECTION, "The device does not answer."));
     EXPECT_GE(std::chrono::steady_clock::now() - lBegin, std::chrono::milliseconds(400));
     EXPECT_EQ(lValue, 0U);
-    EXPECT_TRUE(mChannel.IsShut());
-    EXPECT_EQ(mChannel.GetRepeats(), 3U);
-    EXPECT_THAT(mChannel.WriteRegister(0, 1),
+    EXPECT_TRUE(lChannel.IsShut());
+    EXPECT_EQ(lChannel.GetRepeats(), 3U);
+    EXPECT_THAT(lChannel.WriteRegister(0, 1),
                 IsResult(KyResult::NO_CONNECTION, "The device is not currently connected."));
     mDevice.SetFrozen(false);
-    mChannel.SetShut(false);
     EXPECT_THAT(mChannel.ReadRegister(0, lValue), IsOK());
 }
 
@@ -120,11 +122,14 @@ TEST_F(ControlChannelTest, OneOldRefusalDoesNotLoseADeviceThatIsBack)
 TEST_F(ControlChannelTest, ADeviceThatAsksForTimeGetsIt)
 {
     mDevice.SetScript([](const ScriptedDevice::Command&) { return Answer{Answer::Pending, 0, 1600}; });
+    ControlChannel lChannel({600, 4, 5000});
+    ASSERT_THAT(lChannel.Open({mDevice.GetAddress(), mDevice.GetPort()}, 0), IsOK());
+    lChannel.SetShut(false);
     const auto lBegin = std::chrono::steady_clock::now();
     uint32_t lValue = 0;
-    EXPECT_THAT(mChannel.ReadRegister(0, lValue), IsOK());
+    EXPECT_THAT(lChannel.ReadRegister(0, lValue), IsOK());
     EXPECT_GE(std::chrono::steady_clock::now() - lBegin, std::chrono::milliseconds(800));
-    EXPECT_EQ(mChannel.GetRepeats(), 0U);
+    EXPECT_EQ(lChannel.GetRepeats(), 0U);
 }
 
 TEST_F(ControlChannelTest, RefusalsKeepTheDevicesNumber)

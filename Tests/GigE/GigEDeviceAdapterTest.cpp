@@ -57,6 +57,7 @@ protected:
         ConnectionOptions lOptions;
         lOptions.mReconnect = false;
         lOptions.mHeartbeatPeriod = 20;
+        lOptions.mControl.mAttempts = 50; // nobody is lost for want of a processor
         EXPECT_THAT(GigEDeviceAdapter::Connect({"127.0.0.1", mDevice.GetPort(), ""}, lOptions, mAdapter),
                     IsOK());
         EXPECT_THAT(mAdapter->RegisterEventSink(&mSink), IsOK());

@@ -21,7 +21,7 @@ namespace
 ConnectionOptions Quick()
 {
     ConnectionOptions lOptions;
-    lOptions.mControl = {150, 4, 5000};
+    lOptions.mControl = {150, 40, 5000}; // nobody is lost for want of a processor
     lOptions.mHeartbeatPeriod = 20;
     return lOptions;
 }
@@ -181,7 +181,9 @@ TEST_F(GvcpClientTest, NoticesADeviceThatIsSwitchedOffAndConnectsAgain)
 
 TEST_F(GvcpClientTest, NoticesAFrozenDeviceByItself)
 {
-    Open();
+    ConnectionOptions lOptions = Quick();
+    lOptions.mControl.mAttempts = 4;
+    Open(lOptions);
     mDevice.SetFrozen(true);
     EXPECT_TRUE(WaitFor([&] { return !mClient->IsConnected(); }));
     mDevice.SetFrozen(false);

@@ -270,7 +270,7 @@ void ScriptedDevice::Handle(KyGvcp::Bytes aPacket, const Endpoint& aFrom)
         {lCommand->mCode, lCommand->mRequestID, {lCommand->mPayload.begin(), lCommand->mPayload.end()}});
     const Command lCopy = mCommands.back();
     mChanged.notify_all();
-    if (lCommand->mRequestID == mLastRequest)
+    if (lCommand->mRequestID == mLastRequest && aFrom == mLastPeer)
     {
         static_cast<void>(mSocket.SendTo(aFrom, mLastAnswer));
         return;
@@ -295,6 +295,7 @@ void ScriptedDevice::Handle(KyGvcp::Bytes aPacket, const Endpoint& aFrom)
                                : Execute(*lCommand, aFrom);
     const KyGvcp::Bytes lBytes = lResult.GetBytes();
     mLastRequest = lCommand->mRequestID;
+    mLastPeer = aFrom;
     mLastAnswer.assign(lBytes.begin(), lBytes.end());
     if (lAnswer.mWhat != Answer::Silence)
     {

@@ -113,6 +113,7 @@ private:
     std::deque<uint16_t> mAcknowledged;
     std::optional<KyGvcp::Endpoint> mOwner;
     uint16_t mLastRequest = 0;
+    KyGvcp::Endpoint mLastPeer;
     Bytes mLastAnswer;
     uint16_t mNextEvent = 0;
     uint64_t mTime = 0;
