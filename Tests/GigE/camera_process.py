@@ -11,13 +11,13 @@ class Camera:
 
     PATIENCE = 60  # seconds; a test that needs them has failed anyway
 
-    def __init__(self, program, address, *options):
+    def __init__(self, program, address, *options, broadcast=False):
         self.address = address
         self.lines = []
         self._changed = threading.Condition()
         self._ended = False
         self._process = subprocess.Popen(
-            [program, "--address", address, "--no-broadcast", *options],
+            [program, "--address", address, *([] if broadcast else ["--no-broadcast"]), *options],
             stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
         self._reader = threading.Thread(target=self._read)
         self._reader.start()
