@@ -11,7 +11,7 @@ packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev socat
   pkg-config libaravis-dev libusb-1.0-0-dev libxml2-dev)
 if [ "${1:-}" = "--tests" ]; then
   packages+=(googletest clang clang-tidy clang-format libclang-rt-14-dev python3 python3-pytest python3-serial
-    aravis-tools dpkg-dev file doxygen graphviz
+    aravis-tools aravis-tools-cli libxml2-utils tshark iproute2 dpkg-dev file doxygen graphviz
     g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix wine wine64 procps git)
 fi
 if [ "${1:-}" = "--bench" ]; then
