@@ -1,9 +1,30 @@
 #include "JxUtilsLib/Event.h"
 
+#include "KyPlatform/WordWait.h"
+
+#include <algorithm>
 #include <chrono>
 
 namespace JxUtilsLib
 {
+
+namespace
+{
+
+/// The word: bit 0 set, the rest counts those who wait.
+constexpr uint32_t cSet = 1;
+constexpr uint32_t cOneWaiter = 2;
+
+using Clock = std::chrono::steady_clock;
+
+/// Milliseconds until aUntil, rounded up.
+uint32_t GetLeft(Clock::time_point aUntil)
+{
+    const auto lLeft = std::chrono::ceil<std::chrono::milliseconds>(aUntil - Clock::now()).count();
+    return static_cast<uint32_t>(std::clamp<int64_t>(lLeft, 0, Event::cInfinite - 1));
+}
+
+} // namespace
 
 Event::Event(bool aManualReset) : mManualReset(aManualReset) {}
 
@@ -11,50 +32,59 @@ Event::~Event() = default;
 
 void Event::Set() noexcept
 {
-    // Notified under the lock: a waiter may destroy the event as soon as it got through.
-    const std::lock_guard<std::mutex> lLock(mMutex);
-    mSet = true;
-    if (mManualReset)
+    const bool lAll = mManualReset;
+    const uint32_t lOld = mWord.fetch_or(cSet);
+    // From here on only the address is used: a waiter may destroy the event as soon as it got through.
+    if ((lOld & cSet) == 0 && lOld != 0)
     {
-        mChanged.notify_all();
-    }
-    else
-    {
-        mChanged.notify_one();
+        lAll ? KyPlatform::WordWait::WakeAll(&mWord) : KyPlatform::WordWait::WakeOne(&mWord);
     }
 }
 
 void Event::Reset() noexcept
 {
-    const std::lock_guard<std::mutex> lLock(mMutex);
-    mSet = false;
+    mWord.fetch_and(~cSet);
 }
 
 bool Event::Take() noexcept
 {
-    const bool lWasSet = mSet;
-    if (!mManualReset)
+    uint32_t lWord = mWord.load();
+    while ((lWord & cSet) != 0)
     {
-        mSet = false;
+        if (mManualReset || mWord.compare_exchange_weak(lWord, lWord & ~cSet))
+        {
+            return true;
+        }
     }
-    return lWasSet;
+    return false;
 }
 
 bool Event::Wait_ms(uint32_t aTimeout) noexcept
 {
-    std::unique_lock<std::mutex> lLock(mMutex);
-    if (mSet)
+    if (Take())
     {
-        return Take(); // without a look at the clock, which costs as much as the lock
+        return true; // without a look at the clock, which costs as much as all the rest
     }
-    if (aTimeout == cInfinite)
+    const bool lEndless = aTimeout == cInfinite;
+    const auto lUntil = lEndless ? Clock::time_point() : Clock::now() + std::chrono::milliseconds(aTimeout);
+    uint32_t lLeft = aTimeout;
+    uint32_t lWord = mWord.fetch_add(cOneWaiter) + cOneWaiter;
+    for (;;)
     {
-        mChanged.wait(lLock, [this] { return mSet; });
-        return Take();
+        const bool lIsSet = (lWord & cSet) != 0;
+        if (lIsSet || lLeft == 0)
+        {
+            const uint32_t lTaken = lIsSet && !mManualReset ? cSet : 0;
+            if (mWord.compare_exchange_weak(lWord, lWord - cOneWaiter - lTaken))
+            {
+                return lIsSet;
+            }
+            continue;
+        }
+        KyPlatform::WordWait::Sleep(mWord, lWord, lLeft);
+        lLeft = lEndless ? cInfinite : GetLeft(lUntil);
+        lWord = mWord.load();
     }
-    const auto lDeadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(aTimeout);
-    mChanged.wait_until(lLock, lDeadline, [this] { return mSet; });
-    return Take();
 }
 
 } // namespace JxUtilsLib

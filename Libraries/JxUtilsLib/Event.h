@@ -2,9 +2,8 @@
 
 #include "JxUtilsLib/Export.h"
 
-#include <condition_variable>
+#include <atomic>
 #include <cstdint>
-#include <mutex>
 
 namespace JxUtilsLib
 {
@@ -40,9 +39,7 @@ private:
     bool Take() noexcept;
 
     const bool mManualReset;
-    bool mSet = false;
-    std::mutex mMutex;
-    std::condition_variable mChanged;
+    std::atomic<uint32_t> mWord{0};
 };
 
 } // namespace JxUtilsLib
