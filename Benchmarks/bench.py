@@ -81,7 +81,7 @@ def measure_engines(binaries, quick):
 def measure_bridges(binaries, quick):
     figures = {}
     for count in (8, 64) if quick else (1, 8, 64, 256):
-        seconds = 1 if quick else 3
+        seconds = 1 if quick else 2
         runs = [read_figures(run([binaries / "BridgeBenchmark", str(count), str(seconds)]))
                 for _ in range(1 if quick else REPEATS)]
         figures.update(median_of(runs))
@@ -206,6 +206,7 @@ def main():
     parser.add_argument("--quick", action="store_true")
     parser.add_argument("--check", action="store_true")
     parser.add_argument("--update-baseline", action="store_true")
+    parser.add_argument("--only", help="these steps, separated by commas; other figures stay as they were")
     parser.add_argument("--write", action="store_true", help="pictures and tables into Docs/")
     arguments = parser.parse_args()
     if arguments.check or arguments.update_baseline:
@@ -222,6 +223,11 @@ def main():
         "start": lambda: measure_start(arguments.binaries),
         "wine": lambda: measure_wine(arguments.wine, quick),
     }
+    folder = ROOT / "Docs" / "performance" if arguments.write else arguments.binaries.parent / "performance"
+    if arguments.only:
+        steps = {name: steps[name] for name in arguments.only.split(",")}
+        if (folder / "figures.json").exists():
+            figures = json.loads((folder / "figures.json").read_text())
     for name, step in steps.items():
         start = time.perf_counter()
         try:
@@ -230,7 +236,6 @@ def main():
             print(f"{name}: {error}", file=sys.stderr)
         load = os.getloadavg()[0]
         print(f"{name}: {time.perf_counter() - start:.0f} s, load {load:.1f}", file=sys.stderr)
-    folder = ROOT / "Docs" / "performance" if arguments.write else arguments.binaries.parent / "performance"
     tables = write_results(figures, folder)
     (folder / "figures.json").write_text(json.dumps(dict(sorted(figures.items())), indent=1) + "\n")
     if arguments.write:

@@ -37,4 +37,4 @@ case " $* " in
     fi
     ;;
 esac
-exec python3 Benchmarks/bench.py "${arguments[@]}"
+exec python3 -B Benchmarks/bench.py "${arguments[@]}"

@@ -6,7 +6,6 @@
 #include "Benchmarks/Figures.h"
 #include "Benchmarks/Linux/RelaySubjects.h"
 #include "Benchmarks/Linux/TerminalPair.h"
-#include "Benchmarks/Linux/Usage.h"
 
 #include <array>
 #include <cstring>
@@ -69,7 +68,7 @@ void MeasureUp(Subject& aSubject, std::vector<double>& aLate)
 double MeasureCost(Subject& aSubject)
 {
     std::array<char, 16384> lBuffer;
-    const double lBefore = KyBench::GetCpuOf(aSubject.GetRelay());
+    const double lBefore = aSubject.GetCpuOfRelay();
     aSubject.Tell('f');
     for (size_t lGot = 0; lGot < KyBench::cFastBytes;)
     {
@@ -81,18 +80,38 @@ double MeasureCost(Subject& aSubject)
         }
         lGot += lCount;
     }
-    std::this_thread::sleep_for(Milliseconds(20));
-    const double lUsed = KyBench::GetCpuOf(aSubject.GetRelay()) - lBefore - aSubject.GetShared().mOwnCpu;
+    const double lUsed = aSubject.GetCpuOfRelay() - lBefore;
     return lUsed * 1e3 / (KyBench::cFastBytes * 1e-6);
 }
 
-/// \return Per cent of a processor at 115200 bit/s both ways.
-double MeasureLine(Subject& aSubject, int aTurns)
+/// \return Per cent of a processor at 115200 bit/s both ways, without a pause: 12 bytes every 1.04 ms.
+double MeasureStream(Subject& aSubject)
+{
+    std::array<char, 4096> lBuffer{};
+    const double lBefore = aSubject.GetCpuOfRelay();
+    aSubject.Tell('l');
+    const auto lStart = KyBench::Clock::now();
+    for (int lTurn = 0; lTurn < KyBench::cStreamTurns; ++lTurn)
+    {
+        KyBench::SendAll(aSubject.GetHostFile(), lBuffer.data(), KyBench::cStreamBytes);
+        std::this_thread::sleep_until(lStart + (lTurn + 1) * KyBench::cStreamPeriod);
+        KyBench::ReceiveSome(aSubject.GetHostFile(), lBuffer.data(), lBuffer.size(), 0);
+    }
+    const double lUsed = aSubject.GetCpuOfRelay() - lBefore;
+    while (KyBench::ReceiveSome(aSubject.GetHostFile(), lBuffer.data(), lBuffer.size(), 20) > 0)
+    {
+    }
+    return lUsed / std::chrono::duration<double>(KyBench::cStreamTurns * KyBench::cStreamPeriod).count() *
+           100;
+}
+
+/// \return Per cent of a processor at 115200 bit/s both ways, in messages of 256 bytes that are sent back.
+double MeasureMessages(Subject& aSubject, int aTurns)
 {
     aSubject.Tell('e');
     std::array<char, cMessage> lMessage{};
     std::array<char, 4096> lBuffer;
-    const double lBefore = KyBench::GetCpuOf(aSubject.GetRelay());
+    const double lBefore = aSubject.GetCpuOfRelay();
     const auto lStart = KyBench::Clock::now();
     size_t lGot = 0;
     for (int lTurn = 0; lTurn < aTurns; ++lTurn)
@@ -101,8 +120,7 @@ double MeasureLine(Subject& aSubject, int aTurns)
         std::this_thread::sleep_until(lStart + (lTurn + 1) * cPeriod);
         lGot += KyBench::ReceiveSome(aSubject.GetHostFile(), lBuffer.data(), lBuffer.size(), 0);
     }
-    const double lShare =
-        (KyBench::GetCpuOf(aSubject.GetRelay()) - lBefore) / KyBench::GetSeconds(lStart) * 100;
+    const double lShare = (aSubject.GetCpuOfRelay() - lBefore) / KyBench::GetSeconds(lStart) * 100;
     while (lGot < static_cast<size_t>(aTurns) * cMessage)
     {
         const size_t lCount =
@@ -128,7 +146,8 @@ void Measure(Figures& aFigures, Late& aLate, const char* aName, Subject& aSubjec
     MeasureDown(aSubject, aQuick ? 20 : 60, aLate.mDown);
     MeasureUp(aSubject, aLate.mUp);
     aFigures.Add(lName + "up_cpu_ms_per_MB", MeasureCost(aSubject));
-    aFigures.Add(lName + "line_cpu_percent", MeasureLine(aSubject, aQuick ? 20 : 90));
+    aFigures.Add(lName + "messages_cpu_percent", MeasureMessages(aSubject, aQuick ? 20 : 90));
+    aFigures.Add(lName + "stream_cpu_percent", MeasureStream(aSubject));
 }
 
 void Report(Figures& aFigures, const char* aName, const Late& aLate)

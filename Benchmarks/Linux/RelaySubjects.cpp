@@ -1,6 +1,7 @@
 #include "Benchmarks/Linux/RelaySubjects.h"
 
 #include "Benchmarks/Linux/TerminalPair.h"
+#include "Benchmarks/Linux/Usage.h"
 #include "Benchmarks/LoopDevice.h"
 #include "KySerial/KySerialBridge.h"
 
@@ -47,24 +48,27 @@ void SendSlowly(Shared& aShared, const Sender& aSend)
     }
 }
 
-void SendFast(Shared& aShared, const Sender& aSend)
+/// Sends aCount packets of aSize bytes, aTurns times, one turn a period. What that costs besides the sending
+/// goes into mOwnCpu.
+void SendPaced(Shared& aShared, const Sender& aSend, int aTurns, std::chrono::nanoseconds aPeriod, int aCount,
+               uint32_t aSize)
 {
     const std::array<uint8_t, cPacket> lPacket{};
     const double lBegin = GetThreadCpu();
     double lSending = 0;
     auto lNext = std::chrono::steady_clock::now();
-    for (size_t lSent = 0; lSent < cFastBytes; lSent += size_t{cPacket} * cPacketsAtOnce)
+    for (int lTurn = 0; lTurn < aTurns; ++lTurn)
     {
-        lNext += std::chrono::milliseconds(2);
+        lNext += aPeriod;
         std::this_thread::sleep_until(lNext);
         const double lBefore = GetThreadCpu();
-        for (int lTurn = 0; lTurn < cPacketsAtOnce; ++lTurn)
+        for (int lCount = 0; lCount < aCount; ++lCount)
         {
-            aSend(lPacket.data(), cPacket);
+            aSend(lPacket.data(), aSize);
         }
         lSending += GetThreadCpu() - lBefore;
     }
-    aShared.mOwnCpu = GetThreadCpu() - lBegin - lSending;
+    aShared.mOwnCpu = aShared.mOwnCpu + GetThreadCpu() - lBegin - lSending;
 }
 
 /// The device's process: does what it is told until nobody tells it anything any more.
@@ -80,8 +84,14 @@ void RunDevice(int aOrders, Shared& aShared, std::atomic<bool>& aEcho, const Sen
         }
         if (lOrder == 'f')
         {
-            SendFast(aShared, aSend);
+            SendPaced(aShared, aSend, cFastBytes / (cPacket * cPacketsAtOnce), std::chrono::milliseconds(2),
+                      cPacketsAtOnce, cPacket);
         }
+        if (lOrder == 'l')
+        {
+            SendPaced(aShared, aSend, cStreamTurns, cStreamPeriod, 1, cStreamBytes);
+        }
+        --aShared.mBusy;
     }
 }
 
@@ -273,8 +283,18 @@ void Subject::EndAll()
     }
 }
 
+double Subject::GetCpuOfRelay() const
+{
+    while (mShared->mBusy > 0)
+    {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return GetCpuOf(mRelay) - (mRelay == mDevice ? mShared->mOwnCpu.load() : 0);
+}
+
 void Subject::Tell(char aWhat) const
 {
+    ++mShared->mBusy;
     if (::write(mOrders[1], &aWhat, 1) != 1)
     {
         throw std::runtime_error("the device has gone");

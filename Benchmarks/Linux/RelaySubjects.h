@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <ctime>
 #include <memory>
@@ -12,6 +13,9 @@ namespace KyBench
 
 constexpr int cSlowTurns = 60;
 constexpr size_t cFastBytes = 2048 * 1024;
+constexpr uint32_t cStreamBytes = 12;
+constexpr auto cStreamPeriod = std::chrono::nanoseconds(1041667); // of 12 bytes at 115200 bit/s
+constexpr int cStreamTurns = 1440;
 
 inline int64_t GetNanoseconds()
 {
@@ -25,7 +29,8 @@ struct Shared
 {
     std::atomic<uint32_t> mReceived{0}; ///< Bytes that have come from the host.
     std::atomic<int64_t> mWhen{0};      ///< When the last byte came, or when one was sent to the host.
-    std::atomic<double> mOwnCpu{0};     ///< Seconds that went into making the load, in the relay's process.
+    std::atomic<double> mOwnCpu{0}; ///< Seconds that making the load has taken in all, without the sending.
+    std::atomic<int> mBusy{0};      ///< Orders that are not done.
 };
 
 /// A relay at work, with a device behind it in another process.
@@ -38,11 +43,14 @@ public:
 
     /// The host's end.
     virtual int GetHostFile() const = 0;
-    pid_t GetRelay() const { return mRelay; }
+    /// Seconds of processor time of the relay, less what making the load took in its process. Waits until the
+    /// device has done what it was told.
+    double GetCpuOfRelay() const;
     Shared& GetShared() const { return *mShared; }
 
     /// What the device is to do from now on: 'r' note when bytes come, 'e' send them back; 's' send
-    /// cSlowTurns single bytes 5 ms apart, 'f' send cFastBytes, 4096 every 2 ms.
+    /// cSlowTurns single bytes 5 ms apart, 'f' send cFastBytes, 4096 every 2 ms, 'l' send cStreamTurns times
+    /// cStreamBytes.
     void Tell(char aWhat) const;
 
 protected:
