@@ -33,6 +33,7 @@ case " $* " in
     if command -v x86_64-w64-mingw32-g++-posix >/dev/null && command -v wine >/dev/null; then
       build build/bench-windows "TransportBenchmark WaitBenchmark IdleBenchmark" \
         --toolchain cmake/mingw-w64-x86_64.cmake -DKYSERIAL_BUILD_TOOLS=OFF
+      export WINEPREFIX=$PWD/build/wine
       arguments+=(--wine build/bench-windows/bin)
     fi
     ;;

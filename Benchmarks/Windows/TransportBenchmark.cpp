@@ -21,7 +21,7 @@ namespace
 using KyBench::Clock;
 
 constexpr std::array<uint32_t, 5> cSizes = {1, 16, 256, 4096, 16384};
-constexpr int cTurns = 1500;
+constexpr int cTurns = 600;
 
 /// Both directions between two processes; the first one makes it, the second joins by name.
 class Link
@@ -127,7 +127,7 @@ std::unique_ptr<Link> MakeLink(const std::string& aKind, const std::string& aNam
 
 uint32_t GetCount(uint32_t aSize)
 {
-    return std::clamp<uint32_t>(2U * 1024 * 1024 / aSize, 100, 2000);
+    return std::clamp<uint32_t>(512U * 1024 / aSize, 40, 400);
 }
 
 /// The second process: answers round trips, then drains one run of each size and acknowledges it.
