@@ -107,7 +107,10 @@ def measure_wine(binaries, quick):
     figures = {}
     for program in ("TransportBenchmark.exe", "WaitBenchmark.exe"):
         command = [wine, binaries / program] + ["--quick"] * quick
-        figures.update(read_figures(run(command, timeout=240), "wine."))
+        try:
+            figures.update(read_figures(run(command, timeout=120), "wine."))
+        except subprocess.TimeoutExpired as error:
+            print(f"wine: {error}", file=sys.stderr)
     figures.update(measure_idle_wine(wine, binaries / "IdleBenchmark.exe", 1 if quick else 4))
     return figures
 
