@@ -25,6 +25,11 @@ public:
 
     /// Prefix of the names of session aNumber, "Session\<number>\"; it may also be the caller's own.
     static std::string GetPrefix(uint32_t aNumber);
+
+    /// Why the calling process cannot make named objects in its own session.
+    /// \return A sentence in English; empty: nothing is known that would be in the way.
+    /// Throws std::bad_alloc only.
+    static std::string GetObstacle();
 };
 
 } // namespace KyPlatform

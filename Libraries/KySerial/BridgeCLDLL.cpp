@@ -3,6 +3,7 @@
 #include "BridgePacer.h"
 #include "JxUtilsLib/Assert.h"
 #include "JxUtilsLib/Thread.h"
+#include "KyPlatform/Session.h"
 #include "LogResult.h"
 #include "OutOfMemory.h"
 #include "clserzmo/BaudRateMask.h"
@@ -78,6 +79,7 @@ KyResult BridgeCLDLL::OpenSharedMem(const char* aName)
     {
         mClientSemaphore.Close(); // held on, it would make a dead server of that name look alive
         mSharedRegistry.Sweep();
+        LogObstacle();
         return KY_LOG_RESULT(
             *mLogger, KyResult::FAILURE, cFunction,
             "Unable to create server. A server with the same name is probably already active.");
@@ -105,6 +107,17 @@ KyResult BridgeCLDLL::OpenSharedMem(const char* aName)
     static_cast<void>(mSharedRegistry.SetServerActive(lName, true));
     mSharedRegistry.Sweep();
     return KyResult(KyResult::OK);
+}
+
+// The result names the likely reason, which it is not when there is no registry at all.
+void BridgeCLDLL::LogObstacle() const
+{
+    const std::string lObstacle = mSharedRegistry.IsValid() ? "" : KyPlatform::Session::GetObstacle();
+    if (!lObstacle.empty())
+    {
+        KY_LOG(*mLogger, JxUtilsLib::PriorityError, "KySerialLib::BridgeCLDLL::OpenSharedMem",
+               "The registry of servers cannot be used: %s", lObstacle.c_str());
+    }
 }
 
 void BridgeCLDLL::OfferBaudRates()

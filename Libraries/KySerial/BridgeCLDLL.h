@@ -57,6 +57,7 @@ private:
     void RelayUp();
     void RelayDown();
     void FollowClient();
+    void LogObstacle() const;
     void OfferBaudRates();
     std::unique_ptr<SharedFifo> MakeFifo(const char* aStem) const;
     KyResult CloseAfter(KyResult aFailure);

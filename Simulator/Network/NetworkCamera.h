@@ -60,7 +60,7 @@ public:
 
     /// Changes the faults, between two datagrams.
     void ChangeFaults(const std::function<void(NetworkFaults&)>& aChange);
-    /// Hangs: hears nothing, says nothing, and no time passes by for it; or goes on.
+    /// Hangs: hears nothing, says nothing, does nothing; or goes on.
     void Freeze(bool aFrozen);
     /// Takes the camera off the network: its ports are closed, as with a program that ended. The camera
     /// itself goes on.

@@ -108,9 +108,12 @@ Zip)
   [ -s "$root/share/doc/KySerial/README.md" ] || fail "no README"
   talk "${run[@]}" "$root/bin/kyserial.exe"
   build_and_run "$root"
-  # The C program once more, with another linker's import library, which the .def file is for.
+  # The C program once more, with import libraries made of the .def files, as other linkers need them.
   for library in KySerialC KySimulatorC clserzmo; do
-    lld-link /lib "/def:$root/lib/$library.def" /machine:x64 "/out:$work/$library.lib"
+    x86_64-w64-mingw32-dlltool --input-def "$root/lib/$library.def" --output-lib "$work/$library.lib"
+    names=$(sed 1,2d "$root/lib/$library.def" | wc -l)
+    [ "$names" = "$(x86_64-w64-mingw32-objdump -p "$root/bin/$library.dll" |
+      sed -n '/Ordinal\/Name Pointer/,/^$/p' | grep -c '^[[:space:]]*\[ *[0-9]')" ] || fail "$library.def has not every export"
   done
   x86_64-w64-mingw32-gcc-posix -std=c11 -I"$root/include" "$source/Tests/Install/Consumer/consumer.c" \
     "$work/KySerialC.lib" "$work/KySimulatorC.lib" -o "$root/bin/other.exe"

@@ -187,6 +187,20 @@ TEST_F(PtyBridgeTest, EndsWhenTheDeviceIsGone)
     EXPECT_FALSE(std::filesystem::is_symlink(mLink));
 }
 
+TEST_F(PtyBridgeTest, ADeviceThatIsBackHasItsSettingsAndTheUserIsStillThere)
+{
+    const std::string lLog = Process::TemporaryFile(".log");
+    BridgeRun lBridge({"--port", "bulk1", "--pty", mLink, "--baud", "115200", "--reconnect", "--sim-cut",
+                       "160", "--sim-back", "200", "--log", lLog});
+    TerminalUser lUser(mLink);
+    EXPECT_TRUE(lBridge.mTool.WaitForOutput("\"reconnections\":1"));
+    EXPECT_EQ(lUser.Ask("STATUS?\r\n", 41), cStatus);
+    EXPECT_EQ(lBridge.End(), 0);
+    EXPECT_THAT(ReadFile(lLog), MatchesPattern("[^!]*! the device is gone\n"
+                                               "[^!]*! the device is back; 0 bytes to it are lost\n[^!]*"));
+    std::remove(lLog.c_str());
+}
+
 TEST_F(PtyBridgeTest, EndsAfterItsDuration)
 {
     const ToolResult lResult = RunTool({"bridge", "--port", "uart0", "--pty", mLink, "--duration", "1"});

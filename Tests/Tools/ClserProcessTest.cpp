@@ -4,6 +4,8 @@
 #include "Support/PatternMatcher.h"
 #include "Support/UniqueName.h"
 
+#include <JxUtilsLib/Thread.h>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -151,6 +153,44 @@ TEST_F(ClserProcessTest, AServerThatHasGoneTakesNothingAnyMore)
     EXPECT_EQ(lClient.Error(), "sent 4 bytes, received 4 bytes\nkyserial: " + mName +
                                    ": sending failed after 4 bytes: TIMED_OUT: CL_ERR_TIMEOUT (-10004): The "
                                    "operation has timed out.\n");
+}
+
+/// Every byte that a client has sent is either sent or lost.
+TEST_F(ClserProcessTest, AnAbsenceOfTheDeviceIsSurvivedWithReconnect)
+{
+    for (const char* const lPort : {"uart1", "bulk4"})
+    {
+        BridgeRun lBridge({"--port", lPort, "--clser", mName, "--sim-fast", "--reconnect", "--sim-cut", "300",
+                           "--sim-back", "300"});
+        Process lClient;
+        Process::Files lFiles;
+        lFiles.mInput = Process::Input::Pipe;
+        ASSERT_TRUE(lClient.Start("kyserial", {"clser", "term", mName, "--baud", "57600"}, lFiles));
+        size_t lTyped = 0;
+        while (lBridge.mTool.Output().find("\"connected\":false") == std::string::npos)
+        {
+            ASSERT_LT(lTyped, 100000U) << "the connection is not cut";
+            ASSERT_TRUE(lClient.Feed("0123456789"));
+            lTyped += 10;
+            JxUtilsLib::Thread::Sleep(10);
+        }
+        EXPECT_TRUE(lBridge.mTool.WaitForOutput("\"reconnections\":1"));
+        ASSERT_TRUE(lClient.Feed("again"));
+        EXPECT_TRUE(lClient.WaitForOutput("again")) << lPort;
+        lClient.CloseInput();
+        EXPECT_EQ(lClient.Wait(), 0);
+        EXPECT_EQ(lBridge.End(), 0);
+        const nlohmann::json lReport = lBridge.LastReport();
+        EXPECT_EQ(lReport["to_device"]["bytes"].get<size_t>() + lReport["lost_bytes"].get<size_t>(),
+                  lTyped + 5)
+            << lPort;
+        EXPECT_GT(lReport["lost_bytes"], 0) << lPort;
+        EXPECT_EQ(lReport["connected"], true);
+        EXPECT_EQ(lReport["baud_rate"], 57600);
+        EXPECT_THAT(lBridge.mTool.Error(),
+                    MatchesPattern("(.|\n)*\n" + std::string(lPort) + ": the device is gone\n" + lPort +
+                                   ": the device is back; [0-9]+ bytes to it are lost\n(.|\n)*"));
+    }
 }
 
 TEST_F(ClserProcessTest, LogHasBothDirections)

@@ -81,4 +81,17 @@ TEST_F(TrafficLogTest, AFileThatCannotBeWrittenIsNotOpened)
     EXPECT_FALSE(lLog.Open(mPath + "/missing/file.log"));
 }
 
+TEST_F(TrafficLogTest, NotesStandBetweenTheLinesOfBytes)
+{
+    TrafficLog lLog;
+    lLog.AddNote("before there is a file");
+    ASSERT_TRUE(lLog.Open(mPath));
+    lLog.Add(TrafficLog::cSent, cBytes, 1);
+    lLog.AddNote("a note");
+    lLog.Add(TrafficLog::cSent, cBytes, 1);
+    lLog.Flush();
+    EXPECT_THAT(KyTest::ReadFile(mPath),
+                KyTest::MatchesPattern(".{27} > 53 +S\n.{27} ! a note\n.{27} > 53 +S\n"));
+}
+
 } // namespace

@@ -49,7 +49,7 @@ ExitCode RunBridge(Context& aContext, const BridgeOptions& aOptions)
     {
         lTap = std::make_unique<TrafficTap>(lDevice->GetAdapter(), aOptions.mPort, lLog);
     }
-    IKyDeviceAdapter& lAdapter = lTap != nullptr ? *lTap : lDevice->GetAdapter();
+    PatientAdapter lAdapter(lTap != nullptr ? *lTap : lDevice->GetAdapter(), aOptions.mPort);
     {
         const BulkPortScope lScope(lAdapter, aOptions.mPort); // the bridge's features are this port's
         BridgeSession lSession(aContext, aOptions, lAdapter, lLog);
@@ -82,6 +82,8 @@ void AddBridgeOptions(CLI::App& aCommand, BridgeOptions& aOptions)
     AddPortOption(aCommand, PortKind::Any, aOptions.mPort);
     AddHostOptions(aCommand, aOptions.mHost);
     AddLineOptions(aCommand, aOptions.mLine);
+    aCommand.add_flag("--reconnect", aOptions.mReconnect,
+                      "Go on when the device was away and is back, instead of ending when it is gone");
     aCommand.add_flag("--stats-json", aOptions.mStatsJson,
                       "A JSON object on the standard output at once, each second, and at the end");
     aCommand

@@ -3,6 +3,8 @@
 #include "kyserial/Failure.h"
 #include "kyserial/PortName.h"
 
+#include <KySerial/KyDeviceSerialPort.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
@@ -38,16 +40,19 @@ void PrintTo(std::FILE* aFile, const std::string& aText)
 
 } // namespace
 
-BridgeSession::BridgeSession(Context& aContext, const BridgeOptions& aOptions, IKyDeviceAdapter& aAdapter,
+BridgeSession::BridgeSession(Context& aContext, const BridgeOptions& aOptions, PatientAdapter& aAdapter,
                              TrafficLog& aLog)
     : mContext(aContext)
     , mOptions(aOptions)
     , mAdapter(aAdapter)
+    , mSettings(aOptions.mPort)
     , mLog(aLog)
     , mBegin(Clock::now())
     , mStatistics(PortName(aOptions.mPort), aOptions.mHost.mName, mBegin)
 {
     Start();
+    mSettings.Read(mAdapter);
+    mAdapter.SetPatient(aOptions.mReconnect);
 }
 
 void BridgeSession::StartClser()
@@ -88,8 +93,15 @@ void BridgeSession::Start()
 
 BridgeCounts BridgeSession::GetCounts() const
 {
-    return {mBridge.GetBytesSentToDevice(), mBridge.GetBytesReceivedFromDevice(),
-            mRelay.has_value() ? mRelay->GetUnread() : 0, mBridge.GetBaudRate(), mConnected};
+    const uint64_t lLost = mAdapter.GetLost(); // first: what the bridge has sent may only grow meanwhile
+    const uint64_t lSent = mBridge.GetBytesSentToDevice();
+    return {lSent - std::min(lSent, lLost),
+            mBridge.GetBytesReceivedFromDevice(),
+            mRelay.has_value() ? mRelay->GetUnread() : 0,
+            mBridge.GetBaudRate(),
+            mConnected,
+            lLost,
+            mReconnections};
 }
 
 void BridgeSession::Run()
@@ -131,11 +143,7 @@ void BridgeSession::Watch()
     {
         const Clock::time_point lNow = Clock::now();
         FlushQuietLog();
-        mConnected = mAdapter.IsConnected();
-        if (!mConnected)
-        {
-            throw OperationError(PortName(mOptions.mPort) + ": the connection to the device is lost");
-        }
+        WatchDevice(lNow);
         if (lNow >= lNext)
         {
             Report(lNow, false);
@@ -145,6 +153,72 @@ void BridgeSession::Watch()
         {
             return;
         }
+    }
+}
+
+void BridgeSession::WatchDevice(Clock::time_point aNow)
+{
+    constexpr std::chrono::milliseconds cRetry(500);
+    const bool lThere = mAdapter.IsTargetConnected();
+    if (!lThere && !mOptions.mReconnect)
+    {
+        mConnected = false;
+        throw OperationError(PortName(mOptions.mPort) + ": the connection to the device is lost");
+    }
+    if (!lThere)
+    {
+        mAdapter.SetAway(true);
+        mAdapter.ReleaseWriter();
+    }
+    const bool lAway = mAdapter.IsAway(); // it may have been away, and be back already
+    if (lAway && mConnected)
+    {
+        mConnected = false;
+        Note("the device is gone");
+    }
+    if (!lAway)
+    {
+        mLostBefore = mAdapter.GetLost();
+    }
+    else if (lThere && aNow >= mNextTry)
+    {
+        mNextTry = aNow + cRetry;
+        if (Recover())
+        {
+            mConnected = true;
+            ++mReconnections;
+            Note("the device is back; " + std::to_string(mAdapter.GetLost() - mLostBefore) +
+                 " bytes to it are lost");
+        }
+    }
+}
+
+// Gives a device that is back its settings, and the bridge its port.
+bool BridgeSession::Recover()
+{
+    if (!mSettings.Write(mAdapter) || !mBridge.Recover().IsOK())
+    {
+        return false;
+    }
+    // The bridge does not tell whether the port is open again: one that is cannot be opened a second time.
+    KyDeviceSerialPort lProbe;
+    static_cast<void>(lProbe.Open(&mAdapter, mOptions.mPort));
+    if (lProbe.IsOpened())
+    {
+        static_cast<void>(lProbe.Close()); // ignored: the next try opens it
+        return false;
+    }
+    mAdapter.SetAway(false);
+    return true;
+}
+
+void BridgeSession::Note(const std::string& aText)
+{
+    mLog.AddNote(aText);
+    if (!mOptions.mQuiet)
+    {
+        const bool lLine = mLineLength > 0; // a status line stays where it is
+        PrintTo(stderr, (lLine ? "\n" : "") + PortName(mOptions.mPort) + ": " + aText + '\n');
     }
 }
 

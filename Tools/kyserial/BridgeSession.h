@@ -4,6 +4,8 @@
 #include "kyserial/Context.h"
 #include "kyserial/HostSide.h"
 #include "kyserial/LineOptions.h"
+#include "kyserial/PatientAdapter.h"
+#include "kyserial/PortSettings.h"
 #include "kyserial/PtyRelay.h"
 #include "kyserial/TerminalLink.h"
 #include "kyserial/TrafficLog.h"
@@ -27,6 +29,7 @@ struct BridgeOptions
     uint32_t mDuration = 0;         ///< Seconds; 0: until it is interrupted.
     std::string mLogFile{};
     bool mQuiet = false;
+    bool mReconnect = false; ///< Goes on when a device that was away is back.
 };
 
 /// A bridge from its start to its end, and what it tells meanwhile.
@@ -34,7 +37,7 @@ class BridgeSession
 {
 public:
     /// Starts the bridge. Throws OperationError when that fails. The arguments must outlive the object.
-    BridgeSession(Context& aContext, const BridgeOptions& aOptions, IKyDeviceAdapter& aAdapter,
+    BridgeSession(Context& aContext, const BridgeOptions& aOptions, PatientAdapter& aAdapter,
                   TrafficLog& aLog);
     /// Stops it; the device has its settings back then.
     ~BridgeSession() = default;
@@ -52,17 +55,24 @@ private:
     void Watch();
     void Report(Clock::time_point aNow, bool aFinal);
     void FlushQuietLog();
+    void WatchDevice(Clock::time_point aNow);
+    bool Recover();
+    void Note(const std::string& aText);
     BridgeCounts GetCounts() const;
 
     Context& mContext;
     const BridgeOptions& mOptions;
-    IKyDeviceAdapter& mAdapter;
+    PatientAdapter& mAdapter;
+    PortSettings mSettings; // as the bridge has set them
     TrafficLog& mLog;
     // Go in the other order: nobody finds the terminal any more, then the bridge ends, then its terminal.
     std::optional<PtyRelay> mRelay{};
     KySerialBridge mBridge{};
     std::optional<TerminalLink> mLink{};
     bool mConnected = true;
+    uint64_t mReconnections = 0;
+    uint64_t mLostBefore = 0; // before the device went away
+    Clock::time_point mNextTry{};
     uint64_t mLoggedBytes = 0;
     size_t mLineLength = 0; // of the line that the terminal shows
     const Clock::time_point mBegin;

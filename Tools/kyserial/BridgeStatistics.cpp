@@ -71,7 +71,9 @@ std::string BridgeStatistics::Json(const BridgeCounts& aCounts, Clock::time_poin
         {"connected", aCounts.mConnected},
         {"to_device", {{"bytes", aCounts.mToDevice}, {"bytes_per_second", Rounded(lRates.mToDevice)}}},
         {"from_device", {{"bytes", aCounts.mFromDevice}, {"bytes_per_second", Rounded(lRates.mFromDevice)}}},
-        {"unread_bytes", aCounts.mUnread}};
+        {"unread_bytes", aCounts.mUnread},
+        {"lost_bytes", aCounts.mLost},
+        {"reconnections", aCounts.mReconnections}};
     // Names of files need not be text; what is none must not end the bridge.
     return lReport.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + '\n';
 }

@@ -64,6 +64,10 @@ void AddDeviceOptions(CLI::App& aCommand, DeviceSelection& aSelection)
     AddNumberOption(aCommand, "--sim-cut", UINT32_MAX, "accesses",
                     "Cut the connection with the Nth access to the device (0: never)", lSimulator.mCutAfter)
         ->group(cSimulatorGroup);
+    AddNumberOption(aCommand, "--sim-back", 3600000, "milliseconds",
+                    "The camera is back N milliseconds after the cut, as after power-up (0: it stays away)",
+                    lSimulator.mBackAfter)
+        ->group(cSimulatorGroup);
 }
 
 std::string CheckDeviceName(const std::string& aName)

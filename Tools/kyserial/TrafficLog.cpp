@@ -63,6 +63,17 @@ void TrafficLog::Add(char aDirection, const uint8_t* aData, size_t aSize)
     }
 }
 
+void TrafficLog::AddNote(const std::string& aText)
+{
+    const JxUtilsLib::LockScope lScope(mLock);
+    FlushLocked();
+    if (mOpen)
+    {
+        mFile << TimeText(std::chrono::system_clock::now()) << ' ' << cNote << ' ' << aText << '\n'
+              << std::flush;
+    }
+}
+
 void TrafficLog::Flush()
 {
     const JxUtilsLib::LockScope lScope(mLock);

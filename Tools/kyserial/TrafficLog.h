@@ -19,14 +19,15 @@ std::string TimeText(std::chrono::system_clock::time_point aTime);
 ///
 ///     2025-11-21T08:53:01.123456Z > 53 54 41 54 55 53 3f 0d 0a                       STATUS?..
 ///
-/// '>' is what was sent, '<' what was received. Bytes that follow each other in one direction share lines of
-/// sixteen, with the time of the line's first byte; a line ends early when the direction changes, and with
-/// Flush(). Lines are added to a file that exists already. Any thread.
+/// '>' is what was sent, '<' what was received, '!' a note. Bytes that follow each other in one direction
+/// share lines of sixteen, with the time of the line's first byte; a line ends early when the direction
+/// changes, and with Flush(). Lines are added to a file that exists already. Any thread.
 class TrafficLog
 {
 public:
     static constexpr char cSent = '>';
     static constexpr char cReceived = '<';
+    static constexpr char cNote = '!';
 
     TrafficLog() = default;
     /// Flush().
@@ -39,6 +40,9 @@ public:
 
     /// Adds bytes with the present time. Without an open file, nothing.
     void Add(char aDirection, const uint8_t* aData, size_t aSize);
+
+    /// Adds a line with the present time, cNote and a text.
+    void AddNote(const std::string& aText);
 
     /// Writes the line that has been begun, so that the file has everything.
     void Flush();

@@ -1,51 +1,16 @@
 #include "kyserial/TrafficTap.h"
 
 #include "kyserial/PortName.h"
-
-#include <algorithm>
+#include "kyserial/PortProtocol.h"
 
 namespace KySerialTool
 {
 
-namespace
-{
-
-// The serial registers and interrupts of the video-interface engines.
-constexpr uint32_t cUart0Data = 0xB84C;
-constexpr uint32_t cUart1Data = 0xB850;
-constexpr uint32_t cDataValid = 0x10000;
-constexpr uint32_t cTransmitWindow = 0x80000000U;
-constexpr uint16_t cInterrupt = 0x9000;
-constexpr uint16_t cBulkInterrupt = 0x9001;
-constexpr uint32_t cUart0Receive = 0x2;
-constexpr uint32_t cUart1Receive = 0x8;
-constexpr uint32_t cBulkReceive = 0x700;
-
-// A message to a bulk port: flags, number of bytes, bytes.
-constexpr int64_t cHeader = 8;
-
-std::string BulkFeature(KyDeviceSerial aPort, const std::string& aBefore, const std::string& aBehind)
-{
-    return IsBulk(aPort) ? aBefore + std::to_string(BulkIndex(aPort)) + aBehind : std::string();
-}
-
-uint32_t Word(const uint8_t* aBytes, bool aBigEndian)
-{
-    uint32_t lWord = 0;
-    for (unsigned lIndex = 0; lIndex < 4; ++lIndex)
-    {
-        lWord |= static_cast<uint32_t>(aBytes[lIndex]) << 8U * (aBigEndian ? 3 - lIndex : lIndex);
-    }
-    return lWord;
-}
-
-} // namespace
-
 TrafficTap::TrafficTap(IKyDeviceAdapter& aDevice, KyDeviceSerial aPort, TrafficLog& aLog)
     : ForwardingAdapter(aDevice)
     , mPort(aPort)
-    , mDownstreamFeature(BulkFeature(aPort, "Bulk", "DownstreamData"))
-    , mUpstreamFeature(BulkFeature(aPort, "EventBulk", "UpstreamDataBuffer"))
+    , mDownstreamFeature(DownstreamFeature(aPort))
+    , mUpstreamFeature(UpstreamFeature(aPort))
     , mLog(aLog)
 {
     static_cast<void>(aDevice.RegisterEventSink(this)); // refused: the log lacks what comes that way
@@ -56,16 +21,10 @@ TrafficTap::~TrafficTap()
     static_cast<void>(GetTarget().UnregisterEventSink(this));
 }
 
-bool TrafficTap::IsDataRegister(uint32_t aAddress) const
-{
-    return (mPort == KyDeviceSerialUart0 && aAddress == cUart0Data) ||
-           (mPort == KyDeviceSerialUart1 && aAddress == cUart1Data);
-}
-
 KyResult TrafficTap::WriteRegister(uint32_t aAddress, uint32_t aValue)
 {
     KyResult lResult = ForwardingAdapter::WriteRegister(aAddress, aValue);
-    if (lResult.IsOK() && IsDataRegister(aAddress))
+    if (lResult.IsOK() && IsDataRegister(mPort, aAddress))
     {
         const auto lByte = static_cast<uint8_t>(aValue & 0xFFU);
         mLog.Add(TrafficLog::cSent, &lByte, 1);
@@ -77,7 +36,7 @@ KyResult TrafficTap::WriteRegister(uint32_t aAddress, uint32_t aValue)
 KyResult TrafficTap::ReadRegister(uint32_t aAddress, uint32_t& aValue)
 {
     KyResult lResult = ForwardingAdapter::ReadRegister(aAddress, aValue);
-    if (lResult.IsOK() && IsDataRegister(aAddress) && (aValue & cDataValid) != 0)
+    if (lResult.IsOK() && IsDataRegister(mPort, aAddress) && (aValue & cDataValid) != 0)
     {
         const auto lByte = static_cast<uint8_t>(aValue & 0xFFU);
         mLog.Add(TrafficLog::cReceived, &lByte, 1);
@@ -98,11 +57,12 @@ KyResult TrafficTap::WriteMemory(const uint8_t* aBuffer, uint32_t aAddress, uint
 KyResult TrafficTap::SetRegisterData(const KyString& aName, const uint8_t* aBuffer, int64_t aLength)
 {
     KyResult lResult = ForwardingAdapter::SetRegisterData(aName, aBuffer, aLength);
-    if (lResult.IsOK() && IsBulk(mPort) && mDownstreamFeature == aName.GetAscii() && aLength > cHeader)
+    const bool lDownstream = !mDownstreamFeature.empty() && mDownstreamFeature == aName.GetAscii();
+    const int64_t lSize =
+        lResult.IsOK() && lDownstream ? MessageSize(aBuffer, aLength, GetTarget().IsGigEVision()) : 0;
+    if (lSize > 0)
     {
-        const int64_t lSize = Word(aBuffer + 4, GetTarget().IsGigEVision());
-        mLog.Add(TrafficLog::cSent, aBuffer + cHeader,
-                 static_cast<size_t>(std::min(lSize, aLength - cHeader)));
+        mLog.Add(TrafficLog::cSent, aBuffer + cMessageHeader, static_cast<size_t>(lSize));
     }
     return lResult;
 }
@@ -111,7 +71,7 @@ KyResult TrafficTap::SetRegisterData(const KyString& aName, const uint8_t* aBuff
 KyResult TrafficTap::GetRegisterData(const KyString& aName, uint8_t* aBuffer, int64_t aLength)
 {
     KyResult lResult = ForwardingAdapter::GetRegisterData(aName, aBuffer, aLength);
-    if (lResult.IsOK() && IsBulk(mPort) && mUpstreamFeature == aName.GetAscii() && aLength > 0)
+    if (lResult.IsOK() && !mUpstreamFeature.empty() && mUpstreamFeature == aName.GetAscii() && aLength > 0)
     {
         mLog.Add(TrafficLog::cReceived, aBuffer, static_cast<size_t>(aLength));
     }

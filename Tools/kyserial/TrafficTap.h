@@ -32,7 +32,6 @@ private:
     void NotifyEvent(uint16_t aEventID, uint16_t aChannel, uint64_t aBlockID, uint64_t aTimestamp,
                      const void* aData, uint32_t aDataLength) override;
     void NotifyFeatureInvalidated(const KyString* aName) override;
-    bool IsDataRegister(uint32_t aAddress) const;
 
     const KyDeviceSerial mPort;
     const std::string mDownstreamFeature; // empty for a UART, like the next

@@ -150,7 +150,16 @@ void FeatureGraph::AddNode(const xmlNode& aElement, const xmlNode* aOwner)
             mEventPorts[lName] = lID;
         }
     }
-    mNodes.emplace(lName, std::move(lNode));
+    const auto [lFound, lNew] = mNodes.try_emplace(lName, std::move(lNode));
+    if (!lNew)
+    {
+        // A name that comes twice: the evaluator may take either node, so the references of both count.
+        Node& lBoth = lFound->second;
+        lBoth.mValues.merge(lNode.mValues); // NOLINT(bugprone-use-after-move): try_emplace() has not moved it
+        lBoth.mTargets.merge(lNode.mTargets);
+        lBoth.mConditions.merge(lNode.mConditions);
+        lBoth.mSelected.merge(lNode.mSelected);
+    }
 }
 
 void FeatureGraph::AddReferences(const xmlNode& aElement, Node& aNode)

@@ -136,7 +136,14 @@ bool NamedFile::IsLinked(const std::string& aFile) const
 NamedFile::Outcome NamedFile::Judge(const std::string& aFile) const
 {
     struct stat lStatus = {};
-    if (gSystem.mGetStatus(mFile, &lStatus) != 0 || !S_ISREG(lStatus.st_mode))
+    struct stat lFolder = {};
+    if (gSystem.mGetStatus(mFile, &lStatus) != 0 || gSystem.mGetStatus(mFolder, &lFolder) != 0 ||
+        !S_ISREG(lStatus.st_mode))
+    {
+        return Outcome::Failed;
+    }
+    // In a folder that others may write to there may be files of theirs, or further names of other files.
+    if (lStatus.st_uid != lFolder.st_uid || lStatus.st_nlink > 1)
     {
         return Outcome::Failed;
     }
@@ -176,12 +183,12 @@ NamedFile::Outcome NamedFile::Hold(const std::string& aFile)
 NamedFile::Outcome NamedFile::Make(const std::string& aFile, uint64_t aSize, Fill aFill, const void* aContext)
 {
     struct stat lFolder = {};
-    if (gSystem.mGetStatus(mFolder, &lFolder) != 0)
+    if (gSystem.mGetStatus(mFolder, &lFolder) != 0 || lFolder.st_uid != gSystem.mGetUser())
     {
-        return Outcome::Failed;
+        return Outcome::Failed; // nobody would take a file in a folder of others for one of theirs
     }
     static std::atomic_flag sSwept;
-    if (lFolder.st_uid == gSystem.mGetUser() && !sSwept.test_and_set())
+    if (!sSwept.test_and_set())
     {
         RemoveTheDead(mFolder);
     }

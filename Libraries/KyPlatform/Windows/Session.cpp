@@ -13,4 +13,9 @@ bool Session::GetOwnNumber(uint32_t& aNumber) noexcept
     return lDone;
 }
 
+std::string Session::GetObstacle()
+{
+    return {}; // the kernel keeps the sessions apart
+}
+
 } // namespace KyPlatform

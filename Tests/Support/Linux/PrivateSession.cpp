@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdlib>
 #include <filesystem>
+#include <string_view>
 #include <unistd.h>
 
 using KyPlatform::gSystem;
@@ -20,18 +21,20 @@ uid_t GetNumber()
     return gNumber;
 }
 
-/// A session's folder belongs to the user that its name ends in.
+/// A session's folder belongs to the user that its name ends in, and so does what is in it.
 int GetStatus(int aFile, struct stat* aStatus)
 {
+    constexpr std::string_view cSession = "/Session-";
     const int lResult = ::fstat(aFile, aStatus);
-    if (lResult == 0 && S_ISDIR(aStatus->st_mode))
+    std::array<char, 512> lPath{};
+    const ssize_t lLength =
+        ::readlink(("/proc/self/fd/" + std::to_string(aFile)).c_str(), lPath.data(), lPath.size() - 1);
+    const std::string lName(lPath.data(), lLength > 0 ? static_cast<size_t>(lLength) : 0);
+    const size_t lSession = lName.rfind(cSession);
+    if (lResult == 0 && lSession != std::string::npos)
     {
-        std::array<char, 512> lPath{};
-        const ssize_t lLength =
-            ::readlink(("/proc/self/fd/" + std::to_string(aFile)).c_str(), lPath.data(), lPath.size() - 1);
-        const std::string lName(lPath.data(), lLength > 0 ? static_cast<size_t>(lLength) : 0);
         aStatus->st_uid =
-            static_cast<uid_t>(std::strtoul(lName.substr(lName.rfind('-') + 1).c_str(), nullptr, 10));
+            static_cast<uid_t>(std::strtoul(lName.c_str() + lSession + cSession.size(), nullptr, 10));
     }
     return lResult;
 }

@@ -1,0 +1,128 @@
+#include "CameraClient.h"
+
+#include <Support/Process.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace
+{
+
+using KyTest::Process;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+class CameraProcessTest : public testing::Test
+{
+protected:
+    void Start(std::vector<std::string> aArguments)
+    {
+        aArguments.insert(aArguments.end(), {"--port", "0"});
+        Process::Files lFiles;
+        lFiles.mInput = Process::Input::Pipe;
+        ASSERT_TRUE(mCamera.Start("kyserial-camera", aArguments, lFiles));
+        ASSERT_TRUE(mCamera.WaitForOutput("\n")) << mCamera.Error();
+    }
+    /// Where the ready line says that it is.
+    KyGvcp::Endpoint Place() const
+    {
+        const std::string lStart = "kyserial-camera: ready at 127.0.0.1:";
+        const std::string lLine = mCamera.Output();
+        EXPECT_THAT(lLine, StartsWith(lStart));
+        return {0x7F000001, static_cast<uint16_t>(std::stoul("0" + lLine.substr(lStart.size())))};
+    }
+    void ExpectRefused(const std::vector<std::string>& aArguments, int aStatus, const std::string& aText)
+    {
+        Process lProcess;
+        ASSERT_TRUE(lProcess.Start("kyserial-camera", aArguments, {}));
+        EXPECT_EQ(aStatus, lProcess.Wait());
+        EXPECT_THAT(lProcess.Error(), HasSubstr(aText));
+        EXPECT_EQ("", lProcess.Output());
+    }
+
+    Process mCamera;
+};
+
+TEST_F(CameraProcessTest, TellsWhereItIsAndServes)
+{
+    Start({});
+    CameraClient lClient(Place());
+    EXPECT_EQ(0x00020000U, lClient.Read(0));
+}
+
+TEST_F(CameraProcessTest, StopsWhenAskedToWithItsStatistics)
+{
+    Start({});
+    CameraClient lClient(Place());
+    lClient.Read(0);
+    ASSERT_TRUE(mCamera.AskToEnd());
+    EXPECT_EQ(0, mCamera.Wait());
+    EXPECT_THAT(mCamera.Output(), HasSubstr("\nstatistics: commands=1 "));
+    EXPECT_EQ("", mCamera.Error());
+}
+
+TEST_F(CameraProcessTest, GoesOnWithoutInputUntilAsked)
+{
+    Start({});
+    mCamera.CloseInput();
+    CameraClient lClient(Place());
+    EXPECT_EQ(0x00020000U, lClient.Read(0));
+    ASSERT_TRUE(mCamera.AskToEnd());
+    EXPECT_EQ(0, mCamera.Wait());
+}
+
+TEST_F(CameraProcessTest, TakesCommandsWhileItRuns)
+{
+    Start({"--busy", "1"});
+    CameraClient lClient(Place());
+    lClient.Send(KyGvcp::MakeReadRegister(1, 0));
+    const auto lBusy = lClient.Receive();
+    ASSERT_TRUE(lBusy.has_value());
+    EXPECT_EQ(KyGvcp::cBusy, lBusy->mStatus);
+    ASSERT_TRUE(mCamera.Feed("clear\n"));
+    ASSERT_TRUE(mCamera.WaitForOutput("\nok\n"));
+    EXPECT_EQ(0x00020000U, lClient.Read(0));
+    ASSERT_TRUE(mCamera.Feed("quit\n"));
+    EXPECT_EQ(0, mCamera.Wait());
+}
+
+TEST_F(CameraProcessTest, IsWhatTheOptionsSay)
+{
+    Start({"--mac", "0A0B0C0D0E0F", "--serial", "S1", "--user-id", "eye", "--no-uart-registers"});
+    CameraClient lClient(Place());
+    EXPECT_EQ(0x0A0BU, lClient.Read(KyGvcp::cMacHighRegister));
+    EXPECT_EQ(0x53310000U, lClient.Read(KyGvcp::cSerialNumberRegister));
+    EXPECT_EQ(0x65796500U, lClient.Read(KyGvcp::cUserNameRegister));
+    EXPECT_EQ(0x80000000U, lClient.Read(0xB8FC)); // no UARTs
+}
+
+TEST_F(CameraProcessTest, KeepsItsMemories)
+{
+    const std::string lState = Process::TemporaryFile(".state");
+    Start({"--state", lState});
+    ASSERT_TRUE(mCamera.Feed("quit\n"));
+    EXPECT_EQ(0, mCamera.Wait());
+    EXPECT_EQ(2U * 256 + 65536, KyTest::ReadFile(lState).size());
+    KyTest::WriteFile(lState, "short");
+    ExpectRefused({"--port", "0", "--state", lState}, 1, "was not written by this program");
+    static_cast<void>(std::remove(lState.c_str())); // ignored: it lies in the temporary folder
+}
+
+TEST_F(CameraProcessTest, RefusesACommandLineThatMakesNoSense)
+{
+    ExpectRefused({"--address", "localhost"}, 2, "--address: \"localhost\" is no address");
+    ExpectRefused({"--mac", "12"}, 2, "--mac: \"12\" does not fit");
+    ExpectRefused({"--serial", "12345678901234567"}, 2, "--serial: ");
+    ExpectRefused({"--drop", "ack"}, 2, "--drop: \"ack\" does not fit; error: use drop WHAT N");
+    ExpectRefused({"--nonsense"}, 2, "--nonsense");
+}
+
+TEST_F(CameraProcessTest, TellsWhyItCannotBeThere)
+{
+    ExpectRefused({"--address", "198.51.100.77"}, 1, "cannot be at 198.51.100.77:3956: ");
+}
+
+} // namespace

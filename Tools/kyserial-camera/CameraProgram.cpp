@@ -1,0 +1,287 @@
+#include "kyserial-camera/CameraProgram.h"
+
+#include "kyserial-camera/CameraConsole.h"
+
+#include "Simulator/EquippedCamera.h"
+#include "Simulator/Network/NetworkCamera.h"
+
+#include <CLI/CLI.hpp>
+
+#include <array>
+#include <cstdio>
+#include <exception>
+#include <random>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace KySerialCamera
+{
+
+namespace
+{
+
+using namespace KySimulator;
+using KyPlatform::Console;
+
+constexpr int cOk = 0;
+constexpr int cFailed = 1;
+constexpr int cUsage = 2;
+
+struct Options
+{
+    std::string mAddress = "127.0.0.1";
+    uint16_t mPort = KyGvcp::cControlPort;
+    bool mNoBroadcast = false;
+    std::string mMac{};
+    std::string mSerialNumber{};
+    std::string mUserID{};
+    EquipmentOptions mEquipment{};
+    std::string mStateFile{};
+    std::vector<std::pair<std::string, std::string>> mFaults{}; // commands of the console and what follows
+};
+
+void AddOptions(CLI::App& aProgram, Options& aOptions)
+{
+    aProgram.add_option("--address", aOptions.mAddress, "IPv4 address of this computer to be at");
+    aProgram.add_option("--port", aOptions.mPort, "UDP port; 0 picks one");
+    aProgram.add_flag("--no-broadcast", aOptions.mNoBroadcast, "Do not answer discovery that is broadcast");
+    aProgram.add_option("--mac", aOptions.mMac,
+                        "MAC address, 12 hexadecimal digits (default: from the address)");
+    aProgram.add_option("--serial", aOptions.mSerialNumber,
+                        "Serial number, 16 characters at most (default: from the address)");
+    aProgram.add_option("--user-id", aOptions.mUserID, "Name given by the user, 16 characters at most");
+    aProgram.add_flag("--fast", aOptions.mEquipment.mFast, "Lines take no time");
+    aProgram.add_flag("--no-uart-registers", aOptions.mEquipment.mFeaturesOnly,
+                      "No UARTs, and bulk port 0 is driven through features");
+    aProgram.add_option("--state", aOptions.mStateFile,
+                        "File that keeps the contents of the memories on the buses between runs");
+    const std::array<std::array<const char*, 3>, 6> lFaults = {
+        {{"drop", "WHAT:N", "Lose every Nth command, ack, event or event-ack"},
+         {"double", "WHAT:N", "Double every Nth of them"},
+         {"delay", "WHAT:N:MS", "Delay every Nth of them"},
+         {"busy", "N", "Answer every Nth command with busy"},
+         {"slow", "N:MS", "Take this time for every Nth command, and announce it"},
+         {"unplug", "N", "Leave the network with the Nth command"}}};
+    for (const auto& [lCommand, lValue, lText] : lFaults)
+    {
+        aProgram
+            .add_option_function<std::vector<std::string>>(
+                std::string("--") + lCommand,
+                [&aOptions, lName = std::string(lCommand)](const std::vector<std::string>& aValues)
+                {
+                    for (const std::string& lOne : aValues)
+                    {
+                        aOptions.mFaults.emplace_back(lName, lOne);
+                    }
+                },
+                lText)
+            ->type_name(lValue)
+            ->allow_extra_args(false)
+            ->group("Faults");
+    }
+}
+
+class UsageError : public std::runtime_error
+{
+public:
+    using std::runtime_error::runtime_error;
+};
+
+uint64_t MacOf(const Options& aOptions, uint32_t aAddress)
+{
+    constexpr uint64_t cLocallyAdministered = 0x020000000000U;
+    constexpr uint32_t cByte = 0xFF;
+    if (aOptions.mMac.empty())
+    {
+        // Cameras at other addresses, or other ports of one, are other cameras.
+        std::random_device lRandom;
+        const uint32_t lPort = aOptions.mPort == 0 ? lRandom() : aOptions.mPort - KyGvcp::cControlPort;
+        return cLocallyAdministered | (static_cast<uint64_t>(lPort & cByte) << 32U) | aAddress;
+    }
+    const bool lDigits = aOptions.mMac.size() == 12 &&
+                         aOptions.mMac.find_first_not_of("0123456789abcdefABCDEF") == std::string::npos;
+    if (!lDigits)
+    {
+        throw UsageError("--mac: \"" + aOptions.mMac + "\" does not fit; use 12 hexadecimal digits");
+    }
+    return std::stoull(aOptions.mMac, nullptr, 16);
+}
+
+std::string ShortText(const char* aOption, const std::string& aText)
+{
+    if (aText.size() > KyGvcp::cShortTextSize)
+    {
+        throw UsageError(std::string(aOption) + ": \"" + aText + "\" is too long; use 16 characters at most");
+    }
+    return aText;
+}
+
+CameraConfiguration Configure(const Options& aOptions, uint32_t aAddress)
+{
+    CameraConfiguration lConfiguration;
+    lConfiguration.mMacAddress = MacOf(aOptions, aAddress);
+    lConfiguration.mUserID = ShortText("--user-id", aOptions.mUserID);
+    lConfiguration.mSerialNumber = ShortText("--serial", aOptions.mSerialNumber);
+    if (lConfiguration.mSerialNumber.empty())
+    {
+        std::array<char, 16> lText{};
+        std::snprintf(lText.data(), lText.size(), "SIM%012llX",
+                      static_cast<unsigned long long>(lConfiguration.mMacAddress));
+        lConfiguration.mSerialNumber = lText.data();
+    }
+    return lConfiguration;
+}
+
+void Print(Console& aConsole, const std::string& aText)
+{
+    const std::string lLine = aText + '\n';
+    // Ignored: a camera goes on when nobody reads what it says.
+    static_cast<void>(aConsole.Write(reinterpret_cast<const uint8_t*>(lLine.data()), lLine.size()));
+}
+
+/// Carries out the lines of the console until the program is asked to end.
+class Session
+{
+public:
+    Session(NetworkCamera& aCamera, Console& aConsole) : mCamera(aCamera), mConsole(aConsole) {}
+
+    void Run()
+    {
+        std::array<uint8_t, 256> lBuffer{};
+        bool lOpen = true;
+        while (!mQuit && !mConsole.IsInterrupted())
+        {
+            if (!lOpen)
+            {
+                // Nobody can wait for an end of the program alone.
+                std::this_thread::sleep_for(std::chrono::milliseconds(20));
+                continue;
+            }
+            size_t lSize = 0;
+            lOpen = mConsole.Read(lBuffer.data(), lBuffer.size(), lSize, Console::cInfinite) !=
+                    Console::ReadResult::End;
+            Take(lBuffer.data(), lSize);
+        }
+    }
+
+private:
+    void Take(const uint8_t* aData, size_t aSize)
+    {
+        constexpr size_t cLongest = 10000;
+        for (size_t lIndex = 0; lIndex < aSize && !mQuit; ++lIndex)
+        {
+            if (aData[lIndex] == '\n')
+            {
+                Execute(std::exchange(mLine, {}));
+            }
+            else if (mLine.size() < cLongest)
+            {
+                mLine += static_cast<char>(aData[lIndex]);
+            }
+        }
+    }
+
+    void Execute(const std::string& aLine)
+    {
+        const ConsoleAnswer lAnswer = ExecuteLine(mCamera, aLine);
+        mQuit = lAnswer.mQuit;
+        if (!lAnswer.mText.empty())
+        {
+            Print(mConsole, lAnswer.mText);
+        }
+    }
+
+    NetworkCamera& mCamera;
+    Console& mConsole;
+    std::string mLine;
+    bool mQuit = false;
+};
+
+void SetFaults(NetworkCamera& aCamera, const Options& aOptions)
+{
+    for (const auto& [lCommand, lValue] : aOptions.mFaults)
+    {
+        const ConsoleAnswer lAnswer = ExecuteOption(aCamera, lCommand, lValue);
+        if (!lAnswer.mGood)
+        {
+            throw UsageError("--" + lCommand + ": \"" + lValue + "\" does not fit; " + lAnswer.mText);
+        }
+    }
+}
+
+void Serve(const Options& aOptions, Console& aConsole)
+{
+    const auto lAddress = KyGvcp::ParseAddress(aOptions.mAddress);
+    if (!lAddress.has_value() || *lAddress == 0)
+    {
+        throw UsageError("--address: \"" + aOptions.mAddress +
+                         "\" is no address; use four numbers like 127.0.0.1");
+    }
+    EquippedCamera lEquipped(aOptions.mEquipment, Configure(aOptions, *lAddress));
+    if (!aOptions.mStateFile.empty() && !lEquipped.LoadState(aOptions.mStateFile))
+    {
+        throw std::runtime_error("--state: " + aOptions.mStateFile + " was not written by this program");
+    }
+    NetworkCamera lCamera(lEquipped.GetCamera(), {{*lAddress, aOptions.mPort}, !aOptions.mNoBroadcast});
+    SetFaults(lCamera, aOptions);
+    if (!aConsole.WatchInterrupts() || !lCamera.Start())
+    {
+        throw std::runtime_error("cannot be at " + lCamera.GetError());
+    }
+    // Scripts wait for this line.
+    Print(aConsole, "kyserial-camera: ready at " + EndpointText(lCamera.GetEndpoint()) +
+                        (lCamera.HearsBroadcasts() ? ", answers broadcasts" : ""));
+    Session(lCamera, aConsole).Run();
+    lCamera.Stop();
+    Print(aConsole, StatisticsText(lCamera.GetStatistics()));
+    if (!aOptions.mStateFile.empty() && !lEquipped.SaveState(aOptions.mStateFile))
+    {
+        throw std::runtime_error("--state: cannot write " + aOptions.mStateFile);
+    }
+}
+
+int Complain(const std::string& aText, int aStatus)
+{
+    static_cast<void>(
+        std::fprintf(stderr, "kyserial-camera: %s\n", aText.c_str())); // ignored: nowhere else to
+    return aStatus;
+}
+
+} // namespace
+
+int RunProgram(int aCount, const char* const* aArguments, Console& aConsole)
+{
+    Options lOptions;
+    CLI::App lProgram("A simulated camera with serial ports, as a GigE Vision device on the network",
+                      "kyserial-camera");
+    lProgram.footer("Commands on the standard input change the faults while it runs; 'help' lists them.");
+    AddOptions(lProgram, lOptions);
+    try
+    {
+        lProgram.parse(aCount, aArguments);
+        Serve(lOptions, aConsole);
+        return cOk;
+    }
+    catch (const CLI::CallForHelp&)
+    {
+        Print(aConsole, lProgram.help());
+        return cOk;
+    }
+    catch (const CLI::ParseError& lError)
+    {
+        return Complain(lError.what(), cUsage);
+    }
+    catch (const UsageError& lError)
+    {
+        return Complain(lError.what(), cUsage);
+    }
+    catch (const std::exception& lError)
+    {
+        return Complain(lError.what(), cFailed);
+    }
+}
+
+} // namespace KySerialCamera

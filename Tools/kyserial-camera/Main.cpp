@@ -1,0 +1,7 @@
+#include "kyserial-camera/CameraProgram.h"
+
+int main(int aCount, char** aArguments)
+{
+    KyPlatform::Console lConsole;
+    return KySerialCamera::RunProgram(aCount, aArguments, lConsole);
+}
