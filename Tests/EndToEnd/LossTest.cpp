@@ -10,7 +10,7 @@ using KyTest::CameraLink;
 namespace
 {
 
-/// The large amounts take half a minute; the small ones show the same.
+/// The large amounts take two minutes; the small ones show the same.
 bool IsFull()
 {
     return std::getenv("KYSERIAL_FULL_LOSS_TEST") != nullptr; // NOLINT(concurrency-mt-unsafe): one thread

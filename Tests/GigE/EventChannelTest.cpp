@@ -58,8 +58,21 @@ protected:
     }
 
     ScriptedDevice mDevice{""};
-    std::function<void()> mInHandler;
-    std::vector<Heard> mHeard; // the channel's thread only
+    /// Has the channel's thread do something with each event from now on.
+    void SetInHandler(std::function<void()> aInHandler)
+    {
+        std::promise<void> lDone;
+        mChannel.Post(
+            [&]
+            {
+                mInHandler = std::move(aInHandler);
+                lDone.set_value();
+            });
+        lDone.get_future().get();
+    }
+
+    std::function<void()> mInHandler; // the channel's thread only
+    std::vector<Heard> mHeard;        // the channel's thread only
     MessageChannel mChannel;
 };
 
@@ -76,7 +89,7 @@ TEST_F(EventChannelTest, TellsOfAnEventWithItsData)
 TEST_F(EventChannelTest, AcknowledgesBeforeItTells)
 {
     JxUtilsLib::Event lGo(true);
-    mInHandler = [&] { EXPECT_TRUE(lGo.Wait_ms(20000)); };
+    SetInHandler([&] { EXPECT_TRUE(lGo.Wait_ms(20000)); });
     EXPECT_TRUE(mDevice.WaitForAcknowledge(mDevice.SendEvent(0x9000, {1})));
     lGo.Set();
     EXPECT_EQ(TakeHeard().size(), 1U);
@@ -126,7 +139,7 @@ TEST_F(EventChannelTest, WhatIsNoEventIsNothing)
 TEST_F(EventChannelTest, DoesOtherThingsOnTheSameThread)
 {
     std::thread::id lEventThread;
-    mInHandler = [&] { lEventThread = std::this_thread::get_id(); };
+    SetInHandler([&] { lEventThread = std::this_thread::get_id(); });
     EXPECT_TRUE(mDevice.WaitForAcknowledge(mDevice.SendEvent(0x9000, {})));
     std::promise<std::thread::id> lTaskThread;
     mChannel.Post([&] { lTaskThread.set_value(std::this_thread::get_id()); });

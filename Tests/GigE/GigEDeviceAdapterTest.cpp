@@ -183,6 +183,7 @@ TEST_F(GigEDeviceAdapterTest, ANotificationShowsItsOwnEventAndNoOther)
     std::vector<std::pair<Bytes, Bytes>> lSeen;
     mSink.mOnFeature = [&](const std::string& /*aName*/)
     { lSeen.emplace_back(ReadUpstream("Bulk1"), ReadUpstream("Bulk2")); };
+    mAdapter->WaitForEvents(); // so that the event thread sees what the sink has to do
     SendUpstream(0x9101, {1, 2, 3});
     SendUpstream(0x9102, {4});
     EXPECT_THAT(lSeen, ElementsAre(std::pair(Bytes{1, 2, 3}, Bytes{}), std::pair(Bytes{}, Bytes{4})));
@@ -256,6 +257,7 @@ TEST_F(GigEDeviceAdapterTest, SinksUseTheAdapterFromInsideANotification)
         EXPECT_THAT(mAdapter->ReadRegister(0x20004, lRead), IsOK());
         EXPECT_THAT(mAdapter->UnregisterEventSink(&mSink), IsOK());
     };
+    mAdapter->WaitForEvents(); // so that the event thread sees what the sink has to do
     Deliver(0x9000, {1});
     EXPECT_EQ(lRead, 5U);
 }
