@@ -17,6 +17,15 @@ CALLS = re.compile(r"\b(KY_LOG|KY_LOG_RESULT|KY_LOG_FATAL|KY_BRIDGE_FAILURE|LogR
 NO_MESSAGE = re.compile(r"^(KySerialLib::|KySerialBridge::|Ky[A-Za-z0-9]*::|[%\w]+$)")
 
 
+# Messages that no test can produce, each with its reason.
+UNREACHABLE = {
+    "Could not convert baud rate value to Camera Link baud rate bitmask.":
+        "behind a check with the same table of rates",
+    "GetOverlappedResult failure: 0x%08X":
+        "a transfer that the system has taken and then fails; no terminal or COM port of the tests does that",
+}
+
+
 def read(pattern):
     return {path: open(path, encoding="utf-8").read() for path in glob.glob(pattern, recursive=True)}
 
@@ -66,10 +75,12 @@ def main():
     # A text that a test puts together from parts is compared without the joints.
     tests += re.sub(r'"\s*\+?\s*(?:std::string|std::to_string|KyString)?\(?[\w:.() ]*\)?\s*\+\s*"', "~", tests)
     messages = collect()
-    missing = sorted((path, text) for text, path in messages.items() if not is_expected(text, tests))
+    missing = sorted((path, text) for text, path in messages.items()
+                     if not is_expected(text, tests) and text not in UNREACHABLE)
     for path, text in missing:
         print(f'{path}: "{text}"')
-    print(f"{len(messages)} messages, {len(missing)} that no test expects")
+    print(f"{len(messages)} messages, {len(missing)} that no test expects, "
+          f"{len(UNREACHABLE.keys() & messages.keys())} that none can")
     return 1 if missing else 0
 
 

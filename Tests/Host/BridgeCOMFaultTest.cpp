@@ -2,6 +2,7 @@
 // of the adapter spoilt once.
 
 #include "BridgeCOM.h"
+#include "JxUtilsLib/Thread.h"
 #include "KySerial/BridgeFixture.h"
 #include "KySerial/KySerialBridge.h"
 #include "PortMap.h"
@@ -117,6 +118,31 @@ TEST_F(BridgeCOMFaultTest, LeavesNothingBehindWhateverCallOfTheAdapterIsRefused)
     EXPECT_GT(lNumber, 20);
     EXPECT_GT(mStarts, 10);
     EXPECT_GT(mFailed, 5);
+}
+
+TEST_F(BridgeCOMFaultTest, LogsTheRefusalOfBytesForAPortThatHasVanished)
+{
+    if (!HostLink::CanComeBack())
+    {
+        GTEST_SKIP() << "a port of this system that has vanished does not refuse bytes";
+    }
+    JxUtilsLib::Logger::SetPriority(PriorityError);
+    KySerialBridge lBridge;
+    ASSERT_THAT(lBridge.Start(mLink->GetName().c_str(), {}, &mDevice, KyDeviceSerialBulk1), IsOK());
+    mLink->Vanish();
+    mDevice.SetInteger("EventBulk1UpstreamDataLength", 4);
+    bool lFound = false;
+    for (int lTry = 0; lTry < 6000 && !lFound; ++lTry)
+    {
+        mDevice.Invalidate("EventBulk1UpstreamDataBuffer");
+        JxUtilsLib::Thread::Sleep(10);
+        for (const LogLine& lLine : mLog.Take())
+        {
+            lFound = lFound || lLine.mMessage.starts_with("WriteFile failure: 0x");
+        }
+    }
+    EXPECT_TRUE(lFound);
+    EXPECT_THAT(lBridge.Stop(), IsOK());
 }
 
 TEST_F(BridgeCOMFaultTest, RefusesTheOtherKindsOperation)

@@ -279,7 +279,10 @@ TEST_P(TortureTest, LeavesNothingBehindWhateverCallIsSpoilt)
         ASSERT_LT(lNumber, 1000);
     }
     EXPECT_GT(lNumber, 10);
-    EXPECT_EQ(mFailures > 0, lFault != Fault::Delay) << "a fault is to be seen";
+    // A bridge takes no notice of what a device only pretends to have done.
+    const bool lHarmless =
+        lFault == Fault::Delay || (lFault == Fault::Drop && GetScenario().mDo == &UseBridge);
+    EXPECT_EQ(mFailures > 0, !lHarmless) << "a fault is to be seen";
 }
 
 std::string GetName(const testing::TestParamInfo<std::tuple<Scenario, Fault>>& aInfo)
