@@ -11,7 +11,7 @@ using namespace KySimulator;
 class GvcpHostileInputTest : public ServerFixture
 {
 protected:
-    uint32_t Random() { return mRandom(); }
+    uint32_t Random() { return static_cast<uint32_t>(mRandom()); }
 
     uint32_t RandomAddress()
     {

@@ -14,7 +14,7 @@
 #include <vector>
 
 /// A control channel without a network: packets in, packets out, and a clock that tests move.
-class ServerFixture : public ::testing::Test, protected KySimulator::GvcpServer::Host
+class ServerFixture : public ::testing::Test, public KySimulator::GvcpServer::Host
 {
 protected:
     using Buffer = std::vector<uint8_t>;
