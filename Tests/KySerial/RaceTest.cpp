@@ -11,6 +11,7 @@
 #include "clserzmo/sharedregistry.h"
 
 #include <barrier>
+#include <mutex>
 #include <thread>
 
 using namespace KyTest;
