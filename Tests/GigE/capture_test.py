@@ -77,7 +77,7 @@ def session(camera):
     client.write(0x0938, 3000)
     camera.command("clear")
     assert client.command(0x80, struct.pack(">I", 0x9000))[0] == 0x8003
-    assert client.command(0x40, b"")[0] == 0x8001
+    assert client.command(0x40, bytes(12))[0] == 0x8001
     client.write(0x0A00, 0)
     client.close()
 
