@@ -26,7 +26,8 @@ inline constexpr bool cAssertionsEnabled = true;
 
 } // namespace JxUtilsLib
 
-/// An internal invariant. A release build compiles it and does not evaluate it, so what only it names stays used.
+/// An internal invariant. A release build compiles it and does not evaluate it, so what only it names stays
+/// used.
 #if defined(NDEBUG)
 #define JX_ASSERT(aExpression) static_cast<void>(sizeof((aExpression) ? 1 : 0))
 #else

@@ -59,8 +59,8 @@ public:
     /// Starts the two threads. \return OK; FAILURE: what was made already stays, the destructor undoes it.
     KyResult Start();
 
-    /// Ends the threads. Harmless when none run. Blocks until they have ended: waits for the device port and a
-    /// host port end at once, those for a FIFO within 50 ms, unless the device itself holds a write up.
+    /// Ends the threads. Harmless when none run. Blocks until they have ended: waits for the device port and
+    /// a host port end at once, those for a FIFO within 50 ms, unless the device itself holds a write up.
     void StopThreads();
 
     /// Closes the device port and opens it again, for a device that was away.

@@ -16,7 +16,7 @@ int main()
     const KyResult lResult = lPort.Open(nullptr, KyDeviceSerialBulk1);
     const KySerialBridge lBridge;
     CLUINT32 lPorts = 0;
-    std::printf("open: %s, bridge: %u, clser: %d\n", lResult.GetCodeString().GetAscii(), lBridge.GetBaudRate(),
-                clGetNumSerialPorts(&lPorts));
+    std::printf("open: %s, bridge: %u, clser: %d\n", lResult.GetCodeString().GetAscii(),
+                lBridge.GetBaudRate(), clGetNumSerialPorts(&lPorts));
     return lResult.GetCode() == KyResult::NO_CONNECTION ? 0 : 1;
 }
