@@ -1,28 +1,42 @@
 #!/usr/bin/env bash
-# Sets up, builds, and shows KySerial at work on a simulated camera: a dialogue with a lens controller over a UART and
+# Sets up, builds, and shows KySerial at work on a simulated camera, which is a program of its own on the network: a
+# dialogue with a lens controller over a UART and
 # over a bulk port of each kind, a scan of an I2C bus and a dump of the EEPROM on it, the identity of an SPI flash, then
 # the bridges: the lens as a terminal that socat types into, and as a Camera Link port for a client in another process.
 # Ends with status 0 when every answer was the right one and everything has ended as it should.
-#   scripts/demo.sh            natively
-#   scripts/demo.sh windows    the Windows program, under Wine; the terminal is a COM port that is mapped to a pty
+#   scripts/demo.sh                 natively
+#   scripts/demo.sh --device sim    the simulated camera is part of the program; no network
+#   scripts/demo.sh windows         the Windows program, under Wine, with the camera in it; the terminal is a COM port
+#                                   that is mapped to a pty
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-device=sim # what the camera is, as --device takes it
+device= # what the camera is, as --device takes it; empty: a program on the network
 preset=release
 program=(build/release/bin/kyserial)
 setup=()
-if [ "${1:-}" = windows ]; then
+case "$*" in
+"") ;;
+"--device sim") device=sim ;;
+windows | "windows --device sim")
+  device=sim
   preset=windows
   program=(scripts/wine.sh build/windows/bin/kyserial.exe)
   setup=(--tests)
-fi
+  ;;
+*)
+  echo "demo: use scripts/demo.sh [windows] [--device sim]" >&2
+  exit 2
+  ;;
+esac
+targets=(kyserial)
+[ -n "$device" ] || targets+=(kyserial-camera)
 
 scripts/setup.sh ${setup[@]+"${setup[@]}"}
 mkdir -p "build/$preset"
 echo "building kyserial (log in build/$preset/demo.log)"
 if ! { cmake --preset "$preset" -DKYSERIAL_BUILD_TESTS=OFF -DKYSERIAL_WERROR=OFF -B "build/$preset-demo" &&
-  cmake --build "build/$preset-demo" --target kyserial; } >"build/$preset/demo.log" 2>&1; then
+  cmake --build "build/$preset-demo" --target "${targets[@]}"; } >"build/$preset/demo.log" 2>&1; then
   tail -n 40 "build/$preset/demo.log"
   exit 1
 fi
@@ -146,6 +160,25 @@ type_to() {
   expect "$output" "$@"
 }
 
+# start_camera: a camera on this computer's own network, at a port that is free.
+start_camera() {
+  local ready=$work/camera
+  printf '\n$ kyserial-camera --port 0 --no-broadcast &\n'
+  "$(dirname "${program[-1]}")/kyserial-camera" --port 0 --no-broadcast </dev/null >"$ready" 2>&1 &
+  running+=($!)
+  wait_until grep -q 'ready at' "$ready" || fail "the camera does not start: $(cat "$ready")"
+  cat "$ready"
+  device=gev://$(sed -n 's/.*ready at \([0-9.:]*\).*/\1/p' "$ready")
+}
+
+# The camera on the network keeps its memories for as long as it runs, the one in the program in a file.
+if [ -n "$device" ]; then
+  memory=(--device "$device" --sim-state "$work/memory")
+else
+  start_camera
+  memory=(--device "$device")
+fi
+
 show 'uart0  0      yes        register UART  UART               UART' ports --device "$device"
 
 for port in uart0 bulk0 bulk1; do
@@ -153,16 +186,14 @@ for port in uart0 bulk0 bulk1; do
   show 'STATUS READY ZOOM 1200 FOCUS 340 IRIS 100' term --device "$device" --port "$port"
 done
 
-# A file keeps the memories of the simulated camera from one command to the next.
-memory=$work/memory
 typed=
 show '50: 50 -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- ' i2c detect -y --device "$device" --port bulk2
 typed='KySerial 24C02'
-show '' i2c eeprom write --port bulk2 --sim-state "$memory" -
+show '' i2c eeprom write --port bulk2 "${memory[@]}" -
 typed=
 show '00: 4b 79 53 65 72 69 61 6c 20 32 34 43 30 32 ff ff    KySerial 24C02..' \
-  i2c dump -y -r 0x00-0x1f --port bulk2 --sim-state "$memory" 0x50
-show 'manufacturer 0xef, type 0x30, capacity 0x10 (65536 bytes)' spi flash id --port bulk3
+  i2c dump -y -r 0x00-0x1f --port bulk2 "${memory[@]}" 0x50
+show 'manufacturer 0xef, type 0x30, capacity 0x10 (65536 bytes)' spi flash id --device "$device" --port bulk3
 
 # The lens as a terminal of this machine. What is typed into it goes to the camera, and from there to the lens.
 dialogue='ID?\r\nZOOM 1200\r\nFOCUS 340\r\nSTATUS?\r\n'
