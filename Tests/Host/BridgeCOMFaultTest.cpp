@@ -99,7 +99,10 @@ TEST_F(BridgeCOMFaultTest, OpensThePortAfterEachRefusalOfTheSystem)
 
 TEST_F(BridgeCOMFaultTest, LeavesNothingBehindWhateverCallOfTheAdapterIsRefused)
 {
-    const size_t lThreads = CountThreads();
+    EXPECT_FALSE(Live(mDevice, Fault::None, 0));
+    mStarts = 0;
+    const size_t lThreads =
+        CountThreads(); // some systems add one of their own to a process that had a bridge
     int lNumber = 0;
     for (bool lReached = true; lReached;)
     {
@@ -107,7 +110,7 @@ TEST_F(BridgeCOMFaultTest, LeavesNothingBehindWhateverCallOfTheAdapterIsRefused)
         ScriptedAdapter lDevice;
         Prepare(lDevice);
         lReached = Live(lDevice, Fault::Once, lNumber);
-        EXPECT_EQ(CountThreads(), lThreads);
+        EXPECT_TRUE(HasNoMoreThreadsThan(lThreads));
         // A device that seems to be away just when a start gives up keeps its claim.
         const bool lFree = PortMap::GetInstance().Lock(&lDevice, KyDeviceSerialBulk1);
         EXPECT_TRUE(lFree || mFailed > 0);

@@ -10,7 +10,7 @@
 #include "clserzmo/sharedfifo.h"
 #include "clserzmo/sharedregistry.h"
 
-#include <barrier>
+#include <atomic>
 #include <mutex>
 #include <thread>
 
@@ -31,10 +31,13 @@ void MeetInPairs(const std::vector<Call>& aCalls, bool aWithItself)
     {
         for (size_t lSecond = lFirst + (aWithItself ? 0 : 1); lSecond < aCalls.size(); ++lSecond)
         {
-            std::barrier lTogether(2);
+            std::atomic<int> lThere{0}; // not std::barrier: one compiler's never opens on Windows
             const auto lRun = [&](const Call& aCall)
             {
-                lTogether.arrive_and_wait();
+                for (++lThere; lThere < 2;)
+                {
+                    std::this_thread::yield();
+                }
                 for (int lIndex = 0; lIndex < cMeetings; ++lIndex)
                 {
                     aCall();

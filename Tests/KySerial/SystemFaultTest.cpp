@@ -115,7 +115,12 @@ TEST_F(SystemFaultTest, SaysWhatOfAServerCouldNotBeMade)
 
 TEST_F(SystemFaultTest, AStartThatTheSystemRefusesLeavesNoThread)
 {
-    const size_t lThreads = CountThreads();
+    {
+        ScriptedBridge lBridge;
+        ASSERT_THAT(lBridge.OpenDevicePort(&mDevice, KyDeviceSerialBulk1), IsOK());
+        ASSERT_THAT(lBridge.Start(), IsOK());
+    }
+    const size_t lThreads = CountThreads(); // some systems add one of their own with the first thread
     for (int lFailing = 1; lFailing < 6; ++lFailing)
     {
         SCOPED_TRACE(lFailing);
@@ -129,7 +134,7 @@ TEST_F(SystemFaultTest, AStartThatTheSystemRefusesLeavesNoThread)
         EXPECT_TRUE(lStarted.IsOK() || lStarted.GetCode() == KyResult::FAILURE);
         mTexts.insert(lStarted.GetDescription().GetAscii());
         lBridge.StopThreads();
-        EXPECT_EQ(CountThreads(), lThreads);
+        EXPECT_TRUE(HasNoMoreThreadsThan(lThreads));
     }
     EXPECT_THAT(mTexts,
                 testing::IsSupersetOf({std::string("Unable to create event required to stop bridge threads."),

@@ -245,7 +245,7 @@ protected:
             PortMap::GetInstance().Lock(&aDevice, lPort) && PortMap::GetInstance().Unlock(&aDevice, lPort);
         EXPECT_TRUE(lFree || (GetScenario().mDo == &UseBridge && mLeft)) << mCall;
         EXPECT_TRUE(aDevice.GetSinks().empty() || !lFree) << mCall;
-        EXPECT_EQ(CountThreads(), mThreads) << mCall;
+        EXPECT_TRUE(HasNoMoreThreadsThan(mThreads)) << mCall;
         if (lFree && aAgain)
         {
             // Another device by its name: one whose capabilities could not be read is remembered.
@@ -257,7 +257,7 @@ protected:
     PrivateSession mSession;
     RecordingLogSink mLog{PriorityFatal};
     AssertRecorder mAsserts; // a device that changes its mind breaks some
-    const size_t mThreads = CountThreads();
+    size_t mThreads = 0;
     static inline int64_t sNextMac = 0x0C0000000001;
     std::string mCall;
     bool mLeft = false;
@@ -267,6 +267,12 @@ protected:
 TEST_P(TortureTest, LeavesNothingBehindWhateverCallIsSpoilt)
 {
     const Fault lFault = std::get<1>(GetParam());
+    {
+        ScriptedAdapter lDevice;
+        Prepare(lDevice, GetScenario());
+        RunOnce(lDevice, Fault::None, 0);
+    }
+    mThreads = CountThreads(); // some systems add one of their own to a process that has used them once
     int lNumber = 0;
     for (bool lReached = true; lReached;)
     {
