@@ -191,7 +191,7 @@ void NetworkCamera::Wait()
 
 void NetworkCamera::Receive(UdpSocket& aSocket, DatagramKind aKind)
 {
-    std::array<uint8_t, cReceiveBuffer> lBuffer; // NOLINT(cppcoreguidelines-pro-type-member-init): filled
+    std::array<uint8_t, cReceiveBuffer> lBuffer; // not cleared: receiving fills it
     Endpoint lFrom;
     size_t lSize = 0;
     for (int lCount = 0; lCount < cBurst && aSocket.IsOpen(); ++lCount)

@@ -52,7 +52,7 @@ protected:
         return lPacket;
     }
 
-    std::mt19937 mRandom{1}; // NOLINT(cert-msc51-cpp): the same packets in every run
+    std::mt19937 mRandom{1}; // the same packets in every run
 };
 
 TEST_F(GvcpHostileInputTest, SurvivesAnyPacketsAndStillWorks)

@@ -219,7 +219,7 @@ TEST(ProtocolTest, DropsEventsThatDoNotFitTheirSize)
 
 TEST(ProtocolTest, ParsesAnythingWithoutLeavingTheBuffer)
 {
-    std::mt19937 lRandom(1); // NOLINT(cert-msc51-cpp): the same packets in every run
+    std::mt19937 lRandom(1); // the same packets in every run
     for (int lRound = 0; lRound < 20000; ++lRound)
     {
         // On the heap and exactly as long as it is: the address sanitizer sees one byte too many.
