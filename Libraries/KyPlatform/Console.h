@@ -9,8 +9,8 @@ namespace KyPlatform
 /// The terminal, or the files or pipes, that a command-line program talks to.
 ///
 /// One object per program: signals and the terminal's mode belong to the process.
-/// Threads: Read() by one thread, Write() by one thread, which may be another; Interrupt() and
-/// IsInterrupted() by any; everything else while no other call runs.
+/// Threads: Read() by one thread, Write() by one thread, which may be another; Interrupt(),
+/// IsInterrupted() and WaitForInterrupt() by any; everything else while no other call runs.
 class Console
 {
 public:
@@ -46,7 +46,9 @@ public:
     void LeaveRawMode();
 
     /// From now on Ctrl-C, and a request to end the process, call Interrupt() instead of ending the process
-    /// at once. \return False when the system refused.
+    /// at once. A request that the program cannot decline (Windows: the console window is closed, the user
+    /// logs off) is held up until the object is destroyed, as long as the system lets it. \return False when
+    /// the system refused.
     bool WatchInterrupts();
 
     /// Reads what is there, waiting for the first byte.
@@ -62,6 +64,11 @@ public:
 
     /// Whether Interrupt() was called.
     bool IsInterrupted() const;
+
+    /// Waits until Interrupt() is called, without a look at the input.
+    /// \param aTimeout  Milliseconds; 0 only looks, cInfinite waits for ever.
+    /// \return IsInterrupted().
+    bool WaitForInterrupt(uint32_t aTimeout) const;
 
     /// Writes all bytes to the standard output, past the buffers of the language's library.
     /// \param aData  May be null when aSize is 0.

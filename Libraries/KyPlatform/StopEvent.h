@@ -9,6 +9,7 @@ namespace KyPlatform
 {
 
 class HostSerialPort;
+class PseudoTerminal;
 
 /// A manual-reset signal inside one process that ends waits, those of HostSerialPort too. Once set it stays
 /// so.
@@ -43,6 +44,7 @@ public:
 
 private:
     friend class HostSerialPort;
+    friend class PseudoTerminal;
     void* mObject = nullptr; // the backend's; null: closed
 };
 

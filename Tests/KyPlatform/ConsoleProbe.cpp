@@ -78,6 +78,25 @@ int ReadOnce(Console& aConsole, uint32_t aTimeout)
     return 0;
 }
 
+/// Waits for a request to end, without a look at the input.
+int Await(Console& aConsole)
+{
+    const bool lEarly = aConsole.WaitForInterrupt(40);
+    std::fputs(lEarly ? "early\n" : "ready\n", stderr);
+    const bool lLate = aConsole.WaitForInterrupt(Console::cInfinite);
+    std::fputs(lLate && aConsole.WaitForInterrupt(0) ? "interrupted" : "not interrupted", stderr);
+    return 0;
+}
+
+int AwaitFromThread(Console& aConsole)
+{
+    std::thread lThread([&] { aConsole.Interrupt(); });
+    const bool lInterrupted = aConsole.WaitForInterrupt(60000);
+    lThread.join();
+    std::fputs(lInterrupted ? "interrupted" : "not interrupted", stderr);
+    return 0;
+}
+
 int InterruptFromThread(Console& aConsole)
 {
     std::thread lThread([&] { aConsole.Interrupt(); });
@@ -116,6 +135,14 @@ int main(int aCount, char** aArguments)
     if (lWhat == "watch")
     {
         return lConsole.WatchInterrupts() ? Copy(lConsole, false) : 6;
+    }
+    if (lWhat == "await")
+    {
+        return lConsole.WatchInterrupts() ? Await(lConsole) : 6;
+    }
+    if (lWhat == "await thread")
+    {
+        return AwaitFromThread(lConsole);
     }
     if (lWhat == "raw")
     {

@@ -87,6 +87,27 @@ TEST_F(ConsoleTest, InterruptEndsTheReadThatRunsAndEveryLaterOne)
     EXPECT_EQ("interrupted 0 yesinterrupted 0 yes", mProbe.Error());
 }
 
+TEST_F(ConsoleTest, InterruptEndsTheWaitForIt)
+{
+    ASSERT_TRUE(Start("await thread", cPipe));
+
+    EXPECT_EQ(0, mProbe.Wait());
+    EXPECT_EQ("interrupted", mProbe.Error());
+}
+
+TEST_F(ConsoleTest, RequestToEndEndsTheWaitForIt)
+{
+    ASSERT_TRUE(Start("await", cPipe));
+    ASSERT_TRUE(mProbe.WaitForError("ready"));
+    if (!mProbe.AskToEnd())
+    {
+        GTEST_SKIP() << "tests have no console to send a control event through on this system";
+    }
+
+    EXPECT_EQ(0, mProbe.Wait());
+    EXPECT_EQ("ready\ninterrupted", mProbe.Error());
+}
+
 TEST_F(ConsoleTest, RequestToEndBecomesAnInterruptWhenWatched)
 {
     ASSERT_TRUE(Start("watch", cPipe));

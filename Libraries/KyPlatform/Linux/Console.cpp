@@ -207,8 +207,19 @@ void Console::Interrupt()
 
 bool Console::IsInterrupted() const
 {
+    return WaitForInterrupt(0);
+}
+
+bool Console::WaitForInterrupt(uint32_t aTimeout) const
+{
+    const Clock::time_point lEnd = Clock::now() + std::chrono::milliseconds(aTimeout);
     pollfd lFile = {mThis->mInterruptFile, POLLIN, 0};
-    return ::poll(&lFile, 1, 0) > 0;
+    int lReady = 0;
+    do
+    {
+        lReady = ::poll(&lFile, 1, RemainingTime(aTimeout, lEnd));
+    } while (lReady < 0 && IsTransient(errno));
+    return lReady > 0;
 }
 
 bool Console::Write(const uint8_t* aData, size_t aSize)

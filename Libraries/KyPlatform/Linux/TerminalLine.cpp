@@ -105,4 +105,10 @@ bool TerminalLine::SetExclusive(int aDescriptor, bool aExclusive) noexcept
     return gSystem.mControl(aDescriptor, aExclusive ? TIOCEXCL : TIOCNXCL, nullptr) == 0;
 }
 
+bool TerminalLine::DropInput(int aDescriptor) noexcept
+{
+    const intptr_t lQueue = TCIFLUSH; // the call takes the number itself, not where it is
+    return gSystem.mControl(aDescriptor, TCFLSH, reinterpret_cast<void*>(lQueue)) == 0;
+}
+
 } // namespace KyPlatform

@@ -29,6 +29,12 @@ public:
     /// Keeps others from opening the terminal, or lets them again. \return False with errno.
     static bool SetExclusive(int aDescriptor, bool aExclusive) noexcept;
 
+    /// Throws away what has come and was not read. \return False with errno.
+    static bool DropInput(int aDescriptor) noexcept;
+
+    /// Whether the same settings have been read.
+    bool operator==(const TerminalLine& aOther) const noexcept = default;
+
 private:
     alignas(std::max_align_t) std::array<unsigned char, 64> mState{};
 };

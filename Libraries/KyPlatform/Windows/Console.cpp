@@ -34,6 +34,7 @@ struct Input
 
 /// The console that watches interrupts; the handler runs on a thread of the system's own.
 std::mutex gWatcherMutex;
+std::condition_variable gWatcherGone;
 std::shared_ptr<Input> gWatcher;
 
 void Interrupt(Input& aInput)
@@ -43,14 +44,20 @@ void Interrupt(Input& aInput)
     aInput.mChanged.notify_all();
 }
 
-BOOL WINAPI OnControl(DWORD)
+BOOL WINAPI OnControl(DWORD aEvent)
 {
-    const std::lock_guard lLock(gWatcherMutex);
+    constexpr std::chrono::seconds cLongest(10); // the system's own patience is shorter
+    std::unique_lock lLock(gWatcherMutex);
     if (gWatcher == nullptr)
     {
         return FALSE;
     }
     Interrupt(*gWatcher);
+    if (aEvent != CTRL_C_EVENT && aEvent != CTRL_BREAK_EVENT)
+    {
+        // The process ends when this returns.
+        gWatcherGone.wait_for(lLock, cLongest, [] { return gWatcher == nullptr; });
+    }
     return TRUE;
 }
 
@@ -119,6 +126,7 @@ Console::~Console()
         ::SetConsoleCtrlHandler(OnControl, FALSE);
         const std::lock_guard lLock(gWatcherMutex);
         gWatcher = nullptr;
+        gWatcherGone.notify_all();
     }
     if (mThis->mReader.joinable())
     {
@@ -230,6 +238,18 @@ bool Console::IsInterrupted() const
 {
     const std::lock_guard lLock(mThis->mInput->mMutex);
     return mThis->mInput->mInterrupted;
+}
+
+bool Console::WaitForInterrupt(uint32_t aTimeout) const
+{
+    Input& lInput = *mThis->mInput;
+    std::unique_lock lLock(lInput.mMutex);
+    const auto lInterrupted = [&] { return lInput.mInterrupted; };
+    if (aTimeout == cInfinite)
+    {
+        lInput.mChanged.wait(lLock, lInterrupted);
+    }
+    return lInput.mChanged.wait_for(lLock, std::chrono::milliseconds(aTimeout), lInterrupted);
 }
 
 bool Console::Write(const uint8_t* aData, size_t aSize)

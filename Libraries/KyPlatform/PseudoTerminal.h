@@ -1,0 +1,65 @@
+#pragma once
+
+#include "KyPlatform/HostSerialPort.h"
+
+#include <cstdint>
+
+namespace KyPlatform
+{
+
+/// A serial port of the host whose device is this program: what other programs write to its path is read
+/// here, and the other way round. They attach and leave as they like.
+///
+/// Linux: a pty. Windows: there is nothing of the kind, and Create() fails.
+///
+/// The line is transparent (no echo, no line editing). Each user finds it so, whatever an earlier one did to
+/// it, and finds no bytes that an earlier one has not read.
+///
+/// States: closed -- Create() --> open -- Close() --> closed.
+/// Threads: one reader and one writer at the same time; Create() and Close() while nobody else is here.
+class PseudoTerminal
+{
+public:
+    PseudoTerminal() noexcept = default;
+    ~PseudoTerminal() { Close(); }
+    PseudoTerminal(const PseudoTerminal&) = delete;
+    PseudoTerminal& operator=(const PseudoTerminal&) = delete;
+
+    /// Whether the system has such ports.
+    static bool IsSupported() noexcept;
+
+    /// Makes a port. Closes first.
+    /// \return False: the system has none, or refused; the object is closed.
+    bool Create() noexcept;
+
+    /// Takes the port away from those who have it open; harmless when closed.
+    void Close() noexcept;
+
+    bool IsOpen() const noexcept { return mObject != nullptr; }
+
+    /// Where other programs find the port, "/dev/pts/5"; empty when closed.
+    const char* GetPath() const noexcept;
+
+    /// Whether a program has the port open now; false when closed.
+    bool IsAttached() const noexcept;
+
+    /// Takes what programs have written. Blocks until some of it is there, over programs that leave and
+    /// attach, or until aStop is set.
+    /// \param aBuffer  Room for aSize bytes, one at least; not null.
+    /// \param aStop    An open event.
+    /// \return Done with one byte at least; Stopped; or a failure, Refused when closed.
+    HostTransferResult Read(void* aBuffer, uint32_t aSize, StopEvent& aStop) noexcept;
+
+    /// Gives bytes to the program that is attached. Blocks until the system has taken them, the program has
+    /// left, or aStop is set.
+    /// \param aData  aSize bytes, one at least; not null.
+    /// \param aStop  An open event.
+    /// \return Done, with fewer bytes when nobody was there for the rest; Stopped; or a failure, Refused when
+    ///         closed.
+    HostTransferResult Write(const void* aData, uint32_t aSize, StopEvent& aStop) noexcept;
+
+private:
+    void* mObject = nullptr; // the backend's; null: closed
+};
+
+} // namespace KyPlatform

@@ -1,0 +1,50 @@
+#include "KyPlatform/PseudoTerminal.h"
+
+#include <windows.h>
+
+// Programs of this system reach a serial port by the name of a driver's device, and a program cannot be one.
+
+namespace KyPlatform
+{
+
+namespace
+{
+
+constexpr HostTransferResult cRefused{HostTransfer::Refused, 0, ERROR_INVALID_HANDLE};
+
+} // namespace
+
+bool PseudoTerminal::IsSupported() noexcept
+{
+    return false;
+}
+
+bool PseudoTerminal::Create() noexcept
+{
+    return false;
+}
+
+void PseudoTerminal::Close() noexcept {}
+
+const char* PseudoTerminal::GetPath() const noexcept
+{
+    return "";
+}
+
+bool PseudoTerminal::IsAttached() const noexcept
+{
+    return false;
+}
+
+HostTransferResult PseudoTerminal::Read(void* /*aBuffer*/, uint32_t /*aSize*/, StopEvent& /*aStop*/) noexcept
+{
+    return cRefused;
+}
+
+HostTransferResult PseudoTerminal::Write(const void* /*aData*/, uint32_t /*aSize*/,
+                                         StopEvent& /*aStop*/) noexcept
+{
+    return cRefused;
+}
+
+} // namespace KyPlatform

@@ -1,0 +1,172 @@
+// Users of a pseudo terminal that take it as they find it, and systems that refuse.
+
+#include "KyPlatform/PseudoTerminal.h"
+
+#include "KyPlatform/Linux/SystemCalls.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cerrno>
+#include <fcntl.h>
+#include <poll.h>
+#include <string>
+#include <termios.h>
+#include <thread>
+#include <unistd.h>
+
+using namespace KyPlatform;
+
+namespace
+{
+
+class PseudoTerminalUserTest : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(mStop.Create());
+        ASSERT_TRUE(mTerminal.Create());
+        mReader = std::thread([this] { ReadAll(); });
+    }
+    void TearDown() override
+    {
+        EXPECT_TRUE(mStop.Set());
+        mReader.join();
+    }
+    void ReadAll()
+    {
+        std::array<char, 100> lBuffer{};
+        for (HostTransferResult lRead{HostTransfer::Done}; lRead.mEnd == HostTransfer::Done;)
+        {
+            lRead = mTerminal.Read(lBuffer.data(), 100, mStop);
+            mHeard.append(lBuffer.data(), lRead.mBytes);
+        }
+    }
+    int Open() const { return ::open(mTerminal.GetPath(), O_RDWR | O_NOCTTY | O_CLOEXEC); }
+    static std::string Read(int aUser)
+    {
+        pollfd lPoll{aUser, POLLIN, 0};
+        std::array<char, 100> lBuffer{};
+        const bool lReady = ::poll(&lPoll, 1, 50) > 0;
+        const ssize_t lRead = lReady ? ::read(aUser, lBuffer.data(), lBuffer.size()) : 0;
+        return {lBuffer.data(), lRead > 0 ? static_cast<size_t>(lRead) : 0};
+    }
+    /// Waits until the reading side has looked at the terminal without user.
+    bool WaitUntilClean() const
+    {
+        for (int lTry = 0; lTry < 1000; ++lTry)
+        {
+            ::usleep(25000);
+            const int lUser = Open();
+            termios lLine{};
+            const bool lClean = ::tcgetattr(lUser, &lLine) == 0 && (lLine.c_lflag & ECHO) == 0;
+            ::close(lUser);
+            if (lClean)
+            {
+                return true;
+            }
+        }
+        return false;
+    }
+
+    PseudoTerminal mTerminal;
+    StopEvent mStop;
+    std::string mHeard; // the thread's, until it is joined
+    std::thread mReader;
+};
+
+TEST_F(PseudoTerminalUserTest, FindsATransparentLine)
+{
+    const int lUser = Open();
+    EXPECT_EQ(mTerminal.Write("a\x03\n\r", 4, mStop).mBytes, 4U);
+    EXPECT_EQ(Read(lUser), "a\x03\n\r"); // neither line by line, nor as signals
+    ::close(lUser);
+    EXPECT_TRUE(mStop.Set());
+    mReader.join();
+    EXPECT_EQ(mHeard, "") << "echo";
+    mReader = std::thread([] {});
+}
+
+TEST_F(PseudoTerminalUserTest, FindsNothingOfTheOneBefore)
+{
+    int lUser = Open();
+    termios lLine{};
+    ASSERT_EQ(::tcgetattr(lUser, &lLine), 0);
+    lLine.c_lflag |= ECHO | ICANON;
+    ASSERT_EQ(::tcsetattr(lUser, TCSANOW, &lLine), 0);
+    EXPECT_EQ(mTerminal.Write("unread", 6, mStop).mBytes, 6U);
+    ::close(lUser);
+    ASSERT_TRUE(WaitUntilClean());
+    lUser = Open();
+    EXPECT_EQ(Read(lUser), "");
+    ::close(lUser);
+}
+
+// Bytes alone are enough: most users leave the line as it was.
+TEST_F(PseudoTerminalUserTest, FindsNoUnreadBytesEvenIfTheLineWasLeftAlone)
+{
+    int lUser = Open();
+    EXPECT_EQ(mTerminal.Write("unread", 6, mStop).mBytes, 6U);
+    ::close(lUser);
+    bool lIsThere = true;
+    for (int lTry = 0; lTry < 1000 && lIsThere; ++lTry)
+    {
+        ::usleep(25000); // the reading side looks at a terminal without user from time to time
+        lUser = Open();
+        pollfd lPoll{lUser, POLLIN, 0};
+        lIsThere = ::poll(&lPoll, 1, 0) > 0;
+        ::close(lUser);
+    }
+    EXPECT_FALSE(lIsThere);
+}
+
+int gCall = 0;
+int gFailing = 0;
+int gOpen = 0;
+
+bool IsFailing()
+{
+    errno = EIO;
+    return ++gCall == gFailing;
+}
+
+int FailingOpen(int aFolder, const char* aName, int aFlags, mode_t aMode)
+{
+    const int lFile = IsFailing() ? -1 : GetRealSystem().mOpen(aFolder, aName, aFlags, aMode);
+    gOpen += lFile >= 0 ? 1 : 0;
+    return lFile;
+}
+
+int FailingControl(int aDescriptor, unsigned long aRequest, void* aArgument)
+{
+    return IsFailing() ? -1 : GetRealSystem().mControl(aDescriptor, aRequest, aArgument);
+}
+
+int CountingClose(int aDescriptor)
+{
+    --gOpen;
+    return GetRealSystem().mClose(aDescriptor);
+}
+
+TEST(PseudoTerminalFailureTest, LeavesNothingOpenWhateverTheSystemRefuses)
+{
+    gSystem.mOpen = &FailingOpen;
+    gSystem.mControl = &FailingControl;
+    gSystem.mClose = &CountingClose;
+    bool lMade = false;
+    for (gFailing = 1; !lMade; ++gFailing)
+    {
+        gCall = 0;
+        gOpen = 0;
+        PseudoTerminal lTerminal;
+        lMade = lTerminal.Create();
+        EXPECT_EQ(lMade, gCall < gFailing) << gFailing;
+        EXPECT_EQ(lTerminal.IsOpen(), lMade);
+        EXPECT_EQ(gOpen, lMade ? 1 : 0) << gFailing;
+    }
+    EXPECT_GT(gFailing, 6);
+    gSystem = GetRealSystem();
+}
+
+} // namespace
