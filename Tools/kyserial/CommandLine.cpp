@@ -1,5 +1,6 @@
 #include "kyserial/CommandLine.h"
 
+#include "kyserial/BridgeCommand.h"
 #include "kyserial/Context.h"
 #include "kyserial/Failure.h"
 #include "kyserial/I2CCommand.h"
@@ -121,6 +122,7 @@ ExitCode RunCommandLine(int aCount, const char* const* aArguments, KyPlatform::C
         lProgram.footer(cFooter);
         AddPortsCommand(lProgram, lContext);
         AddTermCommand(lProgram, lContext);
+        AddBridgeCommand(lProgram, lContext);
         AddI2CCommand(lProgram, lContext);
         AddSpiCommand(lProgram, lContext);
         return Run(lProgram, lContext, aCount, aArguments);

@@ -11,9 +11,6 @@
 namespace KySerialTool
 {
 
-namespace
-{
-
 std::string TimeText(std::chrono::system_clock::time_point aTime)
 {
     using namespace std::chrono;
@@ -29,8 +26,6 @@ std::string TimeText(std::chrono::system_clock::time_point aTime)
                   static_cast<int>(lClock.subseconds().count()));
     return lText.data();
 }
-
-} // namespace
 
 bool TrafficLog::Open(const std::string& aPath)
 {

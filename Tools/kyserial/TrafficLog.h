@@ -12,6 +12,9 @@
 namespace KySerialTool
 {
 
+/// "2025-11-21T08:53:01.123456Z".
+std::string TimeText(std::chrono::system_clock::time_point aTime);
+
 /// A file with what went over a port: time (UTC), direction, bytes in hexadecimal and as characters.
 ///
 ///     2025-11-21T08:53:01.123456Z > 53 54 41 54 55 53 3f 0d 0a                       STATUS?..

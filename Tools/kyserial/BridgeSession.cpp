@@ -1,0 +1,188 @@
+#include "kyserial/BridgeSession.h"
+
+#include "kyserial/Failure.h"
+#include "kyserial/PortName.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+
+namespace KySerialTool
+{
+
+namespace
+{
+
+using KyPlatform::Console;
+
+// Milliseconds after which an interruption is noticed late at most, or a device that is gone.
+constexpr uint32_t cTick = 50;
+
+/// The terminal as the library wants it: from the root on.
+std::string AbsolutePath(const std::string& aPath)
+{
+    std::error_code lError;
+    const std::filesystem::path lPath = std::filesystem::absolute(aPath, lError);
+    if (lError || !std::filesystem::exists(lPath, lError))
+    {
+        throw OperationError("--tty: there is no " + aPath);
+    }
+    return lPath.string();
+}
+
+void PrintTo(std::FILE* aFile, const std::string& aText)
+{
+    std::fputs(aText.c_str(), aFile);
+    std::fflush(aFile);
+}
+
+} // namespace
+
+BridgeSession::BridgeSession(Context& aContext, const BridgeOptions& aOptions, IKyDeviceAdapter& aAdapter,
+                             TrafficLog& aLog)
+    : mContext(aContext)
+    , mOptions(aOptions)
+    , mAdapter(aAdapter)
+    , mLog(aLog)
+    , mBegin(Clock::now())
+    , mStatistics(PortName(aOptions.mPort), aOptions.mHost.mName, mBegin)
+{
+    Start();
+}
+
+void BridgeSession::StartClser()
+{
+    const std::string& lName = mOptions.mHost.mName;
+    Check(mBridge.Start(lName.c_str(), &mAdapter, mOptions.mPort),
+          "cannot bridge " + PortName(mOptions.mPort) + " to Camera Link clients as \"" + lName + '"');
+    if (mOptions.mLine.mBaudRate.has_value())
+    {
+        Check(mBridge.SetHardCodedBaudRate(*mOptions.mLine.mBaudRate), "--baud");
+    }
+}
+
+void BridgeSession::Start()
+{
+    if (mOptions.mHost.mKind == HostKind::Clser)
+    {
+        StartClser();
+        return;
+    }
+    std::string lHost = mOptions.mHost.mName;
+    if (mOptions.mHost.mKind == HostKind::Pty)
+    {
+        mRelay.emplace();
+        lHost = mRelay->GetBridgePath();
+    }
+    else if (mOptions.mHost.mKind == HostKind::Tty)
+    {
+        lHost = AbsolutePath(lHost);
+    }
+    Check(mBridge.Start(lHost.c_str(), ToConfiguration(mOptions.mLine), &mAdapter, mOptions.mPort),
+          "cannot bridge " + PortName(mOptions.mPort) + " to " + mOptions.mHost.mName);
+    if (mRelay.has_value())
+    {
+        mLink.emplace(mOptions.mHost.mName, mRelay->GetUserPath()); // last: who finds it finds a bridge
+    }
+}
+
+BridgeCounts BridgeSession::GetCounts() const
+{
+    return {mBridge.GetBytesSentToDevice(), mBridge.GetBytesReceivedFromDevice(),
+            mRelay.has_value() ? mRelay->GetUnread() : 0, mBridge.GetBaudRate(), mConnected};
+}
+
+void BridgeSession::Run()
+{
+    if (!mOptions.mQuiet)
+    {
+        const bool lClser = mOptions.mHost.mKind == HostKind::Clser;
+        PrintTo(stderr,
+                PortName(mOptions.mPort) + " of " + mContext.mCommon.mDevice.mName + " is " +
+                    mOptions.mHost.mName +
+                    (lClser ? " for Camera Link clients" : ", " + LineText(ToConfiguration(mOptions.mLine))) +
+                    "; Ctrl-C ends\n");
+    }
+    if (mOptions.mStatsJson)
+    {
+        Report(Clock::now(), false); // at once: a script sees that the bridge runs
+    }
+    std::string lFailure;
+    try
+    {
+        Watch();
+    }
+    catch (const OperationError& lError)
+    {
+        lFailure = lError.what();
+    }
+    Report(Clock::now(), true);
+    if (!lFailure.empty())
+    {
+        throw OperationError(lFailure);
+    }
+}
+
+void BridgeSession::Watch()
+{
+    const std::chrono::milliseconds lInterval(mOptions.mStatsInterval);
+    Clock::time_point lNext = mBegin + lInterval;
+    while (!mContext.mConsole.WaitForInterrupt(cTick))
+    {
+        const Clock::time_point lNow = Clock::now();
+        FlushQuietLog();
+        mConnected = mAdapter.IsConnected();
+        if (!mConnected)
+        {
+            throw OperationError(PortName(mOptions.mPort) + ": the connection to the device is lost");
+        }
+        if (lNow >= lNext)
+        {
+            Report(lNow, false);
+            lNext = std::max(lNext + lInterval, lNow); // one that is late is not made up for
+        }
+        if (mOptions.mDuration > 0 && lNow >= mBegin + std::chrono::seconds(mOptions.mDuration))
+        {
+            return;
+        }
+    }
+}
+
+// Whoever watches the file sees what came before a pause.
+void BridgeSession::FlushQuietLog()
+{
+    const uint64_t lBytes = mBridge.GetBytesSentToDevice() + mBridge.GetBytesReceivedFromDevice();
+    if (lBytes == mLoggedBytes)
+    {
+        mLog.Flush();
+    }
+    mLoggedBytes = lBytes;
+}
+
+void BridgeSession::Report(Clock::time_point aNow, bool aFinal)
+{
+    const BridgeCounts lCounts = GetCounts();
+    if (mOptions.mStatsJson)
+    {
+        Print(mContext, mStatistics.Json(lCounts, aNow, aFinal));
+    }
+    if (mOptions.mQuiet)
+    {
+        return;
+    }
+    if (Console::IsErrorTerminal() && !mOptions.mStatsJson)
+    {
+        std::string lLine = mStatistics.Line(lCounts, aNow);
+        const size_t lLength = lLine.size();
+        lLine.append(lLength < mLineLength ? mLineLength - lLength : 0, ' '); // over what was there
+        mLineLength = lLength;
+        PrintTo(stderr, '\r' + lLine + (aFinal ? "\n" : ""));
+    }
+    if (aFinal)
+    {
+        PrintTo(stderr, "sent " + std::to_string(lCounts.mToDevice) + " bytes, received " +
+                            std::to_string(lCounts.mFromDevice) + " bytes\n");
+    }
+}
+
+} // namespace KySerialTool

@@ -1,0 +1,72 @@
+#pragma once
+
+#include "kyserial/BridgeStatistics.h"
+#include "kyserial/Context.h"
+#include "kyserial/HostSide.h"
+#include "kyserial/LineOptions.h"
+#include "kyserial/PtyRelay.h"
+#include "kyserial/TerminalLink.h"
+#include "kyserial/TrafficLog.h"
+
+#include <KySerial/KySerialBridge.h>
+
+#include <optional>
+#include <string>
+
+namespace KySerialTool
+{
+
+/// What "bridge" is asked to do.
+struct BridgeOptions
+{
+    KyDeviceSerial mPort = KyDeviceSerialInvalid;
+    HostSelection mHost{};
+    LineSelection mLine{};
+    bool mStatsJson = false;
+    uint32_t mStatsInterval = 1000; ///< Milliseconds.
+    uint32_t mDuration = 0;         ///< Seconds; 0: until it is interrupted.
+    std::string mLogFile{};
+    bool mQuiet = false;
+};
+
+/// A bridge from its start to its end, and what it tells meanwhile.
+class BridgeSession
+{
+public:
+    /// Starts the bridge. Throws OperationError when that fails. The arguments must outlive the object.
+    BridgeSession(Context& aContext, const BridgeOptions& aOptions, IKyDeviceAdapter& aAdapter,
+                  TrafficLog& aLog);
+    /// Stops it; the device has its settings back then.
+    ~BridgeSession() = default;
+    BridgeSession(const BridgeSession&) = delete;
+    BridgeSession& operator=(const BridgeSession&) = delete;
+
+    /// Relays until it is interrupted, or its time is over. Throws OperationError when the device is gone.
+    void Run();
+
+private:
+    using Clock = BridgeStatistics::Clock;
+
+    void Start();
+    void StartClser();
+    void Watch();
+    void Report(Clock::time_point aNow, bool aFinal);
+    void FlushQuietLog();
+    BridgeCounts GetCounts() const;
+
+    Context& mContext;
+    const BridgeOptions& mOptions;
+    IKyDeviceAdapter& mAdapter;
+    TrafficLog& mLog;
+    // Go in the other order: nobody finds the terminal any more, then the bridge ends, then its terminal.
+    std::optional<PtyRelay> mRelay{};
+    KySerialBridge mBridge{};
+    std::optional<TerminalLink> mLink{};
+    bool mConnected = true;
+    uint64_t mLoggedBytes = 0;
+    size_t mLineLength = 0; // of the line that the terminal shows
+    const Clock::time_point mBegin;
+    BridgeStatistics mStatistics;
+};
+
+} // namespace KySerialTool
