@@ -5,6 +5,7 @@
 #include "kyserial/Failure.h"
 #include "kyserial/Number.h"
 #include "kyserial/NumberOption.h"
+#include "kyserial/TerminalRun.h"
 #include "kyserial/TrafficTap.h"
 
 #include <algorithm>
@@ -41,14 +42,7 @@ ExitCode RunBridge(Context& aContext, const BridgeOptions& aOptions)
         CheckClserLine(aOptions.mLine);
     }
     TrafficLog lLog;
-    if (!aOptions.mLogFile.empty() && !lLog.Open(aOptions.mLogFile))
-    {
-        throw OperationError("--log: cannot write " + aOptions.mLogFile);
-    }
-    if (!aContext.mConsole.WatchInterrupts())
-    {
-        throw OperationError("cannot watch for Ctrl-C");
-    }
+    PrepareSession(aContext, aOptions.mLogFile, lLog);
     const std::unique_ptr<Device> lDevice = OpenDevice(aContext.mCommon.mDevice);
     std::unique_ptr<TrafficTap> lTap;
     if (!aOptions.mLogFile.empty())

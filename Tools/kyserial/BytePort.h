@@ -21,6 +21,9 @@ public:
     /// Sends bytes. \param aSent  Receives the number that went out, on a failure too.
     virtual KyResult Send(const uint8_t* aData, uint32_t aSize, uint32_t& aSent) = 0;
 
+    /// Whether a result of Send() means that there is no room now: trying again later makes sense.
+    virtual bool IsBusy(const KyResult& aResult) const = 0;
+
     /// What has come, oldest first; waits for the first byte. Empty when none came in time.
     virtual std::vector<uint8_t> Receive(uint32_t aTimeout) = 0;
 

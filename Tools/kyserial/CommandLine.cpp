@@ -1,6 +1,7 @@
 #include "kyserial/CommandLine.h"
 
 #include "kyserial/BridgeCommand.h"
+#include "kyserial/ClserCommand.h"
 #include "kyserial/Context.h"
 #include "kyserial/Failure.h"
 #include "kyserial/I2CCommand.h"
@@ -123,6 +124,7 @@ ExitCode RunCommandLine(int aCount, const char* const* aArguments, KyPlatform::C
         AddPortsCommand(lProgram, lContext);
         AddTermCommand(lProgram, lContext);
         AddBridgeCommand(lProgram, lContext);
+        AddClserCommand(lProgram, lContext);
         AddI2CCommand(lProgram, lContext);
         AddSpiCommand(lProgram, lContext);
         return Run(lProgram, lContext, aCount, aArguments);

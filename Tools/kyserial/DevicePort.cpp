@@ -12,6 +12,7 @@ namespace
 /// More than a minute and a half at 115200 bit/s, for a reader of our output that takes a break.
 constexpr uint32_t cReceiveCells = 1U << 20U;
 constexpr size_t cPiece = 16384;
+constexpr uint32_t cDeviceBusy = 0x8007;
 
 } // namespace
 
@@ -70,6 +71,11 @@ KyResult DevicePort::GetState()
     return mAdapter.IsConnected()
                ? KyResult(KyResult::OK)
                : KyResult(KyResult::NO_CONNECTION, "The device is not currently connected.");
+}
+
+bool DevicePort::IsBusy(const KyResult& aResult) const
+{
+    return aResult.GetCode() == cDeviceBusy;
 }
 
 KyResult DevicePort::Close()

@@ -22,6 +22,8 @@ public:
     KyResult Send(const uint8_t* aData, uint32_t aSize, uint32_t& aSent) override;
     std::vector<uint8_t> Receive(uint32_t aTimeout) override;
     KyResult GetState() override;
+    /// A device whose queue is full answers with the status of GigE Vision for "try again later".
+    bool IsBusy(const KyResult& aResult) const override;
 
     /// Closes the port; the destructor does that too, but cannot tell the result.
     KyResult Close();

@@ -13,8 +13,7 @@ namespace KySerialTool
 namespace
 {
 
-constexpr uint32_t cDeviceBusy = 0x8007; // GigE Vision: try again later
-constexpr uint32_t cBusyPause = 10;      // milliseconds
+constexpr uint32_t cBusyPause = 10; // milliseconds
 
 } // namespace
 
@@ -49,11 +48,12 @@ uint32_t PortSender::SendPiece(const uint8_t* aData, uint32_t aSize)
     {
         mBusySince = 0;
     }
-    if (lResult.GetCode() == cDeviceBusy)
+    const bool lBusy = !lResult.IsOK() && mPort.IsBusy(lResult);
+    if (lBusy)
     {
         mBusySince = mBusySince == 0 ? lNow : mBusySince;
     }
-    if (!lResult.IsOK() && (lResult.GetCode() != cDeviceBusy || lNow - mBusySince > mBusyLimit))
+    if (!lResult.IsOK() && (!lBusy || lNow - mBusySince > mBusyLimit))
     {
         throw OperationError("sending failed after " + std::to_string(mSent) +
                              " bytes: " + ResultText(lResult));

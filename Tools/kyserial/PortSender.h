@@ -10,15 +10,14 @@ namespace KySerialTool
 
 /// Sends a session's bytes to a port and counts what goes out.
 ///
-/// A device whose queue is full answers "busy" (the status of GigE Vision); sending goes on when it has room
-/// again.
+/// A port that is busy gets the rest when it has room again.
 class PortSender
 {
 public:
     /// Bytes given to the library at once: at 9600 bit/s half a second, after which a request to end is
     /// noticed.
     static constexpr uint32_t cPiece = 512;
-    /// Milliseconds without any progress after which a busy device counts as failed.
+    /// Milliseconds without any progress after which a busy port counts as failed.
     static constexpr uint32_t cBusyLimit = 5000;
 
     /// \param aGiveUp  Asked between pieces; true ends Send() early.
@@ -42,7 +41,7 @@ private:
     const std::function<bool()> mGiveUp;
     const uint32_t mBusyLimit;
     uint64_t mSent = 0;
-    uint64_t mBusySince = 0; // tick count; 0 while the device takes bytes
+    uint64_t mBusySince = 0; // tick count; 0 while the port takes bytes
 };
 
 } // namespace KySerialTool

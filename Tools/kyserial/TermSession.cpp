@@ -22,7 +22,8 @@ constexpr uint32_t cQuietPoll = 5; // milliseconds
 TermSession::TermSession(Console& aConsole, BytePort& aPort, TrafficLog& aLog, const TermSettings& aSettings)
     : mConsole(aConsole)
     , mSettings(aSettings)
-    , mSender(aPort, aLog, [this] { return mConsole.IsInterrupted(); })
+    , mSender(
+          aPort, aLog, [this] { return mConsole.IsInterrupted(); }, aSettings.mBusyLimit)
     , mReceiver(aPort, aLog,
                 {[this](const std::vector<uint8_t>& aBytes) { return Take(aBytes); },
                  [this] { mConsole.Interrupt(); }})

@@ -23,6 +23,7 @@ struct TermSettings
     bool mPartialLines = false; ///< A dump's line is shown when nothing more comes for a moment.
     bool mForever = false;      ///< Goes on after the end of the input until it is interrupted.
     uint32_t mQuietTime = 300; ///< Milliseconds without a byte after which it ends, once the input has ended.
+    uint32_t mBusyLimit = PortSender::cBusyLimit; ///< See there.
 };
 
 /// The standard input to a port, and the port to the standard output.
