@@ -56,6 +56,9 @@ public:
         return mState;
     }
 
+    /// Busy is the status of GigE Vision for "try again later".
+    bool IsBusy(const KyResult& aResult) const override { return aResult.GetCode() == 0x8007; }
+
     /// Lets bytes arrive.
     void Arrive(const std::string& aText)
     {

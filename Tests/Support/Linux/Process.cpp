@@ -198,7 +198,7 @@ void Process::CloseInput()
 
 bool Process::AskToEnd()
 {
-    return ::kill(mChild->mProcess, SIGINT) == 0;
+    return mChild->mProcess > 0 && ::kill(mChild->mProcess, SIGINT) == 0; // not all processes
 }
 
 std::optional<int> Process::Wait(uint32_t aTimeout)

@@ -52,6 +52,11 @@ std::string Quoted(const std::string& aArgument)
     return lResult + "\"";
 }
 
+BOOL WINAPI IgnoreControl(DWORD /*aEvent*/)
+{
+    return TRUE;
+}
+
 void Close(HANDLE& aHandle)
 {
     if (aHandle != nullptr)
@@ -111,8 +116,9 @@ bool Process::StartChild(const std::string& aProgram, const std::vector<std::str
         lCommand += " " + Quoted(lArgument);
     }
     PROCESS_INFORMATION lInformation = {};
-    const BOOL lStarted = ::CreateProcessA(nullptr, lCommand.data(), nullptr, nullptr, TRUE, 0, nullptr,
-                                           nullptr, &lStart, &lInformation);
+    // With a console of its own, which nobody sees: a control event reaches the programs of one console.
+    const BOOL lStarted = ::CreateProcessA(nullptr, lCommand.data(), nullptr, nullptr, TRUE, CREATE_NO_WINDOW,
+                                           nullptr, nullptr, &lStart, &lInformation);
     Close(lStart.hStdInput);
     Close(lStart.hStdOutput);
     Close(lStart.hStdError);
@@ -136,7 +142,13 @@ void Process::CloseInput()
 
 bool Process::AskToEnd()
 {
-    return false; // a control event reaches only programs of one console, and tests run without any
+    // From inside the program's console; the event comes to this program too.
+    ::SetConsoleCtrlHandler(IgnoreControl, TRUE);
+    ::FreeConsole();
+    const bool lAsked = ::AttachConsole(::GetProcessId(mChild->mProcess)) != FALSE &&
+                        ::GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0) != FALSE;
+    ::FreeConsole();
+    return lAsked;
 }
 
 std::optional<int> Process::Wait(uint32_t aTimeout)
@@ -147,7 +159,10 @@ std::optional<int> Process::Wait(uint32_t aTimeout)
     {
         return std::nullopt;
     }
-    return static_cast<int>(lStatus);
+    // What the system ends a program with that does not handle its control events.
+    return lStatus != static_cast<DWORD>(STATUS_CONTROL_C_EXIT)
+               ? std::optional<int>(static_cast<int>(lStatus))
+               : std::nullopt;
 }
 
 std::string Process::TerminalText()
