@@ -6,7 +6,6 @@
 #include "KySerial/BridgeFixture.h"
 #include "Tests/Host/HostLink.h"
 
-#include <ctime>
 #include <thread>
 
 using namespace KyTest;
@@ -236,35 +235,65 @@ TEST_F(BridgeCOMHostTest, RecoversWhileItRelays)
     EXPECT_TRUE(WaitFor([&] { return mBridge->GetBytesSentToDevice() >= 4; }));
 }
 
-TEST_F(BridgeCOMHostTest, AVanishedHostPortIsLoggedCostsLittleAndComesBack)
+TEST_F(BridgeCOMHostTest, AVanishedHostPortIsLoggedAndWorksWhenItIsBack)
 {
-    if (!HostLink::CanVanish())
+    if (!HostLink::CanComeBack())
     {
-        GTEST_SKIP() << "the other end of these ports cannot be pulled out";
+        GTEST_SKIP() << "a port of this system that has vanished does not come back while it is open";
     }
     Start();
-    mLink->Vanish();
-    EXPECT_TRUE(WaitFor([&] { return HasLogged("ReadFile failure: 0x"); }));
-    SendFromDevice("lost");
-    EXPECT_TRUE(WaitFor(
-        [&]
+    for (int lTurn = 0; lTurn < 3; ++lTurn)
+    {
+        mLink->Vanish();
+        EXPECT_TRUE(WaitFor([&] { return HasLogged("ReadFile failure: 0x"); }));
+        SendFromDevice("lost");
+        EXPECT_TRUE(WaitFor(
+            [&] {
+                return HasLogged(
+                    "Error writting bytes (0 out of 4) from the KyDevice serial port to the COM port.");
+            }));
+        mLink->ComeBack();
+        const auto lSent = [&]
         {
-            return HasLogged("Error writting bytes (0 out of 4) from the KyDevice serial "
-                             "port to the COM port.");
-        }));
-    const std::clock_t lBefore = std::clock();
+            SendFromDevice("back");
+            return mLink->Read(4, 100) == "back";
+        };
+        EXPECT_TRUE(WaitFor(lSent));
+        const uint64_t lBefore = mBridge->GetBytesSentToDevice();
+        EXPECT_EQ(mLink->Write("here"), 4U);
+        EXPECT_TRUE(WaitFor([&] { return mBridge->GetBytesSentToDevice() == lBefore + 4; }));
+    }
+    EXPECT_LE(StopAndMeasure(), cStopTime);
+}
+
+// A host that writes and never reads: its bytes reach the device all the same.
+TEST_F(BridgeCOMHostTest, AHostThatDoesNotReadCanWrite)
+{
+    Start();
+    for (int lTurn = 0; lTurn < 100; ++lTurn)
+    {
+        SendFromDevice(std::string(512, 'x')); // more than the way to the host holds
+    }
+    for (uint64_t lDone = 0; lDone < 5000; lDone += 500)
+    {
+        ASSERT_EQ(mLink->Write(std::string(500, 'h')), 500U);
+        ASSERT_TRUE(WaitFor([&] { return mBridge->GetBytesSentToDevice() == lDone + 500; }));
+    }
+    EXPECT_LE(StopAndMeasure(), cStopTime);
+}
+
+// The last one: some systems have one such port for all tests of a process, and it does not come back. Not
+// every system fails the calls that wait already.
+TEST_F(BridgeCOMHostTest, AVanishedHostPortCostsLittle)
+{
+    Start();
+    mLink->Vanish();
+    SendFromDevice("lost");
+    Thread::Sleep(200);
+    const uint64_t lBefore = HostLink::GetProcessorTime();
     Thread::Sleep(1000);
     // Under 1 % of a core on its own; the bound is for a machine that runs other things under sanitizers.
-    EXPECT_LT(std::clock() - lBefore, CLOCKS_PER_SEC / 20);
-    mLink->ComeBack();
-    const auto lSent = [&]
-    {
-        SendFromDevice("back");
-        return mLink->Read(4, 100) == "back";
-    };
-    EXPECT_TRUE(WaitFor(lSent));
-    EXPECT_EQ(mLink->Write("here"), 4U);
-    EXPECT_TRUE(WaitFor([&] { return mBridge->GetBytesSentToDevice() == 4; }));
+    EXPECT_LT(HostLink::GetProcessorTime() - lBefore, 50U);
     EXPECT_LE(StopAndMeasure(), cStopTime);
 }
 

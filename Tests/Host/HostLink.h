@@ -32,12 +32,15 @@ public:
     /// Receives from the port, for aTimeout milliseconds at most. \return What came; shorter after the time.
     std::string Read(size_t aCount, uint32_t aTimeout = 60000);
 
-    /// Whether the other end can be pulled out.
-    static bool CanVanish();
     /// Pulls the other end out: the port's device vanishes.
     void Vanish();
+    /// Whether a port that has vanished can come back under its name while it is open.
+    static bool CanComeBack();
     /// Plugs it in again; the port's name means a new device.
     void ComeBack();
+
+    /// Milliseconds of processor time that this process has used.
+    static uint64_t GetProcessorTime();
 
 private:
     struct End;

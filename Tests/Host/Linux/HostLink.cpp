@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <fcntl.h>
 #include <filesystem>
 #include <poll.h>
@@ -41,7 +42,7 @@ std::string HostLink::GetReasonToSkip()
     return {};
 }
 
-bool HostLink::CanVanish()
+bool HostLink::CanComeBack()
 {
     return true;
 }
@@ -54,6 +55,11 @@ void HostLink::Vanish()
         ::close(mEnd->mMaster);
         mEnd = nullptr;
     }
+}
+
+uint64_t HostLink::GetProcessorTime()
+{
+    return static_cast<uint64_t>(std::clock()) * 1000 / CLOCKS_PER_SEC;
 }
 
 void HostLink::ComeBack()

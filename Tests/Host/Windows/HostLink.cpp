@@ -8,10 +8,12 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdlib>
+#include <fstream>
 #include <mutex>
 #include <sstream>
 #include <stdexcept>
 #include <thread>
+#include <windows.h>
 
 namespace KyTest
 {
@@ -91,14 +93,27 @@ HostLink::~HostLink()
     mEnd->mReader.join();
 }
 
-bool HostLink::CanVanish()
+// What runs the program does it, once it finds the file.
+void HostLink::Vanish()
+{
+    std::ofstream(std::getenv("KYSERIAL_TEST_COM_UNPLUG")) << mName;
+}
+
+bool HostLink::CanComeBack()
 {
     return false;
 }
 
-void HostLink::Vanish() {}
-
 void HostLink::ComeBack() {}
+
+uint64_t HostLink::GetProcessorTime()
+{
+    FILETIME lTimes[4] = {}; // made, ended, in the kernel, in the program
+    ::GetProcessTimes(::GetCurrentProcess(), &lTimes[0], &lTimes[1], &lTimes[2], &lTimes[3]);
+    const auto lTicks = [](const FILETIME& aTime)
+    { return (uint64_t{aTime.dwHighDateTime} << 32U) + aTime.dwLowDateTime; };
+    return (lTicks(lTimes[2]) + lTicks(lTimes[3])) / 10000; // of 100 ns
+}
 
 size_t HostLink::Write(const std::string& aBytes)
 {

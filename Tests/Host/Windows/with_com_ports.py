@@ -1,14 +1,17 @@
 #!/usr/bin/env python3
 """Runs a Windows program under Wine with two COM ports that are connected with each other.
 
-Each port is a pty; what one gets, the other sends. The program finds their names in KYSERIAL_TEST_COM_PORTS.
+Each port is a pty; what one gets, the other sends. The program finds their names in KYSERIAL_TEST_COM_PORTS. When it
+makes the file that KYSERIAL_TEST_COM_UNPLUG names, the first port's device vanishes.
 Wine removes the links of ports that it does not know when it starts up, so they are looked after meanwhile.
 """
 import os
 import pathlib
 import select
+import shutil
 import subprocess
 import sys
+import tempfile
 import threading
 import tty
 
@@ -53,6 +56,10 @@ class Port:
         except FileExistsError:
             pass
 
+    def vanish(self):
+        os.close(self.master)
+        os.close(self.terminal)
+
     def release(self):
         self.link.unlink(missing_ok=True)
         pathlib.Path(f"{self.link}.owner").unlink(missing_ok=True)
@@ -80,12 +87,16 @@ def main():
     subprocess.run([str(WINE), "cmd", "/c", "ver"], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, check=False)
     ports = [Port(), Port()]
     ended = threading.Event()
+    unplug = pathlib.Path(tempfile.mkdtemp()) / "unplug"
     try:
         for port in ports:
             port.mend()
-        for source, target in (ports, reversed(ports)):
-            threading.Thread(target=relay, args=(source.master, target.master, ended), daemon=True).start()
-        environment = dict(os.environ, KYSERIAL_TEST_COM_PORTS=" ".join(port.name for port in ports))
+        relays = [threading.Thread(target=relay, args=(source.master, target.master, ended), daemon=True)
+                  for source, target in (ports, reversed(ports))]
+        for thread in relays:
+            thread.start()
+        environment = dict(os.environ, KYSERIAL_TEST_COM_PORTS=" ".join(port.name for port in ports),
+                           KYSERIAL_TEST_COM_UNPLUG="Z:" + str(unplug).replace("/", "\\"))
         program = subprocess.Popen([str(WINE), *sys.argv[1:]], env=environment)
         while True:
             try:
@@ -93,10 +104,16 @@ def main():
             except subprocess.TimeoutExpired:
                 for port in ports:
                     port.mend()
+            if unplug.exists() and not ended.is_set():
+                ended.set()
+                for thread in relays:
+                    thread.join()
+                ports[0].vanish()
     finally:
         ended.set()
         for port in ports:
             port.release()
+        shutil.rmtree(unplug.parent)
 
 
 if __name__ == "__main__":
