@@ -367,15 +367,57 @@ TEST_F(BridgeCLDLLTest, ABusyBridgeStopsAtOnce)
     lDevice.join();
 }
 
+TEST_F(BridgeCLDLLTest, AClientThatDoesNotReadCanWrite)
+{
+    Start();
+    for (int lIndex = 0; lIndex < 10; ++lIndex)
+    {
+        SendFromDevice(std::string(512, 'x'));
+    }
+    uint32_t lWaiting = 0;
+    ASSERT_TRUE(WaitFor([&] { return mUp->GetAvailable(lWaiting) && lWaiting == 1023; }));
+    for (uint64_t lDone = 0; lDone < 5000; lDone += 500)
+    {
+        ASSERT_TRUE(Send(std::string(500, 'c')));
+    }
+    EXPECT_TRUE(WaitFor([&] { return mBridge->GetBytesSentToDevice() == 5000; }));
+    EXPECT_EQ(Receive(5120), std::string(5120, 'x')); // once it reads, nothing has been lost
+    EXPECT_LE(StopAndMeasure(), cStopTime);
+}
+
 TEST_F(BridgeCLDLLTest, RecoversWhileItRelays)
 {
     Start();
+    std::atomic<bool> lEnd{false};
+    std::thread lTraffic(
+        [&]
+        {
+            char lPart[1024];
+            uint32_t lCount = 0;
+            while (!lEnd)
+            {
+                SendFromDevice("0123456789");
+                static_cast<void>(mDown->Write("0123456789", 10, lCount, 10));
+                static_cast<void>(mUp->Read(lPart, sizeof lPart, lCount, 1));
+            }
+        });
     for (int lIndex = 0; lIndex < 20; ++lIndex)
     {
         EXPECT_THAT(mBridge->Recover(), IsOK());
     }
-    SendFromDevice("up");
-    EXPECT_EQ(Receive(2), "up");
+    lEnd = true;
+    lTraffic.join();
+    const uint64_t lBefore = mBridge->GetBytesSentToDevice();
+    EXPECT_TRUE(Send("down"));
+    EXPECT_TRUE(WaitFor([&] { return mBridge->GetBytesSentToDevice() >= lBefore + 4; }));
+    SendFromDevice("up!");
+    std::string lCame;
+    while (!lCame.ends_with("up!"))
+    {
+        const std::string lMore = Receive(1); // and what the traffic has left
+        ASSERT_FALSE(lMore.empty());
+        lCame += lMore;
+    }
 }
 
 } // namespace
