@@ -46,9 +46,10 @@ TEST(CommandLineProcessTest, WrongPortIsAUsageErrorThatNamesThePorts)
 
 TEST(CommandLineProcessTest, WrongCommandIsAUsageErrorThatNamesTheCommands)
 {
-    ExpectUsageError({"terminal"},
-                     "kyserial: \"terminal\" does not belong here; use ports, term, i2c or spi");
-    ExpectUsageError({}, "kyserial: no command after 'kyserial'; use ports, term, i2c or spi");
+    ExpectUsageError(
+        {"terminal"},
+        "kyserial: \"terminal\" does not belong here; use ports, term, bridge, clser, i2c or spi");
+    ExpectUsageError({}, "kyserial: no command after 'kyserial'; use ports, term, bridge, clser, i2c or spi");
     ExpectUsageError({"spi"}, "kyserial: no command after 'kyserial spi'; use transfer or flash");
 }
 
