@@ -1,12 +1,14 @@
 #!/usr/bin/env bash
 # Sets up, builds, and shows KySerial at work on a simulated camera: a dialogue with a lens controller over a UART and
-# over a bulk port of each kind, then a scan of an I2C bus and a dump of the EEPROM on it,
-# and the identity of an SPI flash. Ends with status 0 when every answer was the right one.
+# over a bulk port of each kind, a scan of an I2C bus and a dump of the EEPROM on it, the identity of an SPI flash, then
+# the bridges: the lens as a terminal that socat types into, and as a Camera Link port for a client in another process.
+# Ends with status 0 when every answer was the right one and everything has ended as it should.
 #   scripts/demo.sh            natively
-#   scripts/demo.sh windows    the Windows program, under Wine
+#   scripts/demo.sh windows    the Windows program, under Wine; the terminal is a COM port that is mapped to a pty
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
+device=sim # what the camera is, as --device takes it
 preset=release
 program=(build/release/bin/kyserial)
 setup=()
@@ -26,39 +28,169 @@ if ! { cmake --preset "$preset" -DKYSERIAL_BUILD_TESTS=OFF -DKYSERIAL_WERROR=OFF
 fi
 program[-1]=${program[-1]/build\/$preset\//build\/$preset-demo\/}
 
-# show EXPECTED ARGUMENTS...: runs kyserial on the standard input; its output has to contain the expected line.
-show() {
-  local expected=$1
-  shift
-  printf '\n$ '
-  [ -z "${typed:-}" ] || printf "printf '%s' | " "$typed"
-  printf 'kyserial'
-  printf ' %s' "$@"
-  printf '\n'
-  local output
-  output=$(printf "${typed:-}" | "${program[@]}" "$@" | tr -d '\r')
-  printf '%s\n' "$output"
-  grep -qxF -- "$expected" <<<"$output" || { echo "demo: expected \"$expected\"" >&2; exit 1; }
+work=$(mktemp -d "$PWD/build/demo.XXXXXX")
+running=() # processes in the background
+# What the demo started, it ends; nothing of it is left.
+clean_up() {
+  for process in ${running[@]+"${running[@]}"}; do kill "$process" 2>/dev/null || true; done
+  [ -z "${link:-}" ] || rm -f "$link"
+  rm -rf "$work"
+}
+trap clean_up EXIT
+
+fail() {
+  echo "demo: $1" >&2
+  exit 1
 }
 
-show 'uart0  0      yes        register UART  UART               UART' ports
+# expect TEXT LINE...: the lines have to be there.
+expect() {
+  local text=$1 line
+  shift
+  for line in "$@"; do
+    grep -qxF -- "$line" <<<"$text" || grep -qE -- "^[0-9]+ +$line\$" <<<"$text" || fail "expected \"$line\""
+  done
+}
+
+# print_command COMMAND...: what runs now, with what is typed into it.
+print_command() {
+  printf '\n$ '
+  [ -z "${typed:-}" ] || printf "printf '%s' | " "$typed"
+  printf '%s' "$1"
+  shift
+  [ $# -eq 0 ] || printf ' %s' "$@"
+  printf '\n'
+}
+
+# show EXPECTED ARGUMENTS...: runs kyserial on the standard input; its output has to contain the expected line, or, in
+# a table, a line that ends with it.
+show() {
+  local expected=$1 output
+  shift
+  print_command kyserial "$@"
+  output=$(printf "${typed:-}" | "${program[@]}" "$@" | tr -d '\r')
+  printf '%s\n' "$output"
+  expect "$output" "$expected"
+}
+
+# wait_until COMMAND...: until it succeeds, for a minute at most.
+wait_until() {
+  for _ in $(seq 600); do
+    ! "$@" 2>/dev/null || return 0
+    sleep 0.1
+  done
+  return 1
+}
+
+# map_com_port: two ptys that are connected with each other, one behind a COM port of Wine, one for socat's user. Wine
+# removes the links of ports that it does not know when it starts up, so this one is looked after.
+map_com_port() {
+  com_port=COM33
+  link=${WINEPREFIX:-${XDG_CACHE_HOME:-$HOME/.cache}/kyserial-wine}/dosdevices/${com_port,,}
+  socat "pty,raw,echo=0,link=$work/port" "pty,raw,echo=0,link=$work/terminal" &
+  running+=($!)
+  wait_until test -e "$work/terminal" || fail "socat makes no pty"
+  scripts/wine.sh cmd /c ver >/dev/null 2>&1
+  local port
+  port=$(readlink "$work/port")
+  while sleep 0.05; do [ "$(readlink "$link")" = "$port" ] || ln -sfn "$port" "$link"; done &
+  running+=($!)
+}
+
+# is_relaying: whether the bridge has begun, or will not any more.
+is_relaying() {
+  grep -qF '"final":false' "$statistics" || ! kill -0 "$bridge"
+}
+
+# start_bridge ARGUMENTS...: "kyserial bridge" in the background, with its statistics in a file, once it relays.
+start_bridge() {
+  statistics=$work/statistics
+  printf '\n$ kyserial bridge'
+  printf ' %s' "$@" --stats-json '&'
+  printf '\n'
+  for _ in $(seq 20); do
+    "${program[@]}" bridge "$@" --stats-json </dev/null >"$statistics" 2>"$statistics.err" &
+    bridge=$!
+    wait_until is_relaying || true
+    if grep -qF '"final":false' "$statistics"; then
+      running+=("$bridge")
+      return
+    fi
+    [ "$preset" = windows ] || break # Wine may still be setting its ports up
+    sleep 0.5
+  done
+  fail "the bridge does not start: $(cat "$statistics.err")"
+}
+
+# end_bridge TEXT...: asks the bridge to end as Ctrl-C does; the texts have to be in its last statistics.
+end_bridge() {
+  local text last
+  printf '\n$ kill -INT %%1\n'
+  kill -INT "$bridge"
+  wait "$bridge" || fail "the bridge ended with status $?: $(cat "$statistics.err")"
+  unset 'running[-1]'
+  last=$(tail -n 1 "$statistics" | tr -d '\r')
+  printf '%s\n' "$last"
+  for text in '"final":true' "$@"; do
+    grep -qF -- "$text" <<<"$last" || fail "expected $text in the statistics"
+  done
+}
+
+# type_to TERMINAL EXPECTED...: types through a terminal as a user would; the answers have to contain the lines.
+type_to() {
+  local terminal=$1 output
+  shift
+  print_command socat -t 2 - "$(basename "$terminal"),raw,echo=0"
+  output=$(printf "$typed" | timeout 60 socat -t 2 - "$terminal,raw,echo=0" | tr -d '\r')
+  printf '%s\n' "$output"
+  expect "$output" "$@"
+}
+
+show 'uart0  0      yes        register UART  UART               UART' ports --device "$device"
 
 for port in uart0 bulk0 bulk1; do
   typed='ID?\r\nZOOM 1200\r\nFOCUS 340\r\nSTATUS?\r\n'
-  show 'STATUS READY ZOOM 1200 FOCUS 340 IRIS 100' term --port "$port"
+  show 'STATUS READY ZOOM 1200 FOCUS 340 IRIS 100' term --device "$device" --port "$port"
 done
 
 # A file keeps the memories of the simulated camera from one command to the next.
-memory=build/demo-memory
-rm -f "$memory"
+memory=$work/memory
 typed=
-show '50: 50 -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- ' i2c detect -y --port bulk2
+show '50: 50 -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- ' i2c detect -y --device "$device" --port bulk2
 typed='KySerial 24C02'
 show '' i2c eeprom write --port bulk2 --sim-state "$memory" -
 typed=
 show '00: 4b 79 53 65 72 69 61 6c 20 32 34 43 30 32 ff ff    KySerial 24C02..' \
   i2c dump -y -r 0x00-0x1f --port bulk2 --sim-state "$memory" 0x50
 show 'manufacturer 0xef, type 0x30, capacity 0x10 (65536 bytes)' spi flash id --port bulk3
+
+# The lens as a terminal of this machine. What is typed into it goes to the camera, and from there to the lens.
+dialogue='ID?\r\nZOOM 1200\r\nFOCUS 340\r\nSTATUS?\r\n'
+answers=('ID KYLENS 1.0' 'STATUS READY ZOOM 1200 FOCUS 340 IRIS 100')
+counts=('"to_device":{"bytes":36,' '"from_device":{"bytes":66,')
+if [ "$preset" = windows ]; then
+  map_com_port
+  start_bridge --device "$device" --port uart0 --com "$com_port" --baud 115200
+  terminal=$work/terminal
+else
+  start_bridge --device "$device" --port uart0 --pty "$work/lens" --baud 115200
+  terminal=$work/lens
+fi
+typed=$dialogue
+type_to "$terminal" "${answers[@]}"
+typed='STATUS?\r\n' # another user, later
+type_to "$terminal" "${answers[1]}"
+end_bridge '"to_device":{"bytes":45,' '"from_device":{"bytes":109,' '"baud_rate":115200'
+[ ! -e "$work/lens" ] || fail "the terminal is still there"
+
+# The lens as a Camera Link port: the client is another process, knows the client library only, and chooses the rate.
+name=DemoLens$$
+start_bridge --device "$device" --port bulk0 --clser "$name"
+typed=
+show "$name" clser list
+typed=$dialogue
+show "${answers[1]}" clser term "$name" --baud 38400
+end_bridge "${counts[@]}" '"baud_rate":38400'
 
 echo
 echo "demo: every answer was the right one"

@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
 # Installs what building, testing and checking KySerial need and this machine lacks: Debian 12 packages only.
 # Asks the package manager for nothing when everything is there. Wants root, or sudo.
-#   scripts/setup.sh           for demo.sh: compiler, build tools, the program's libraries
+#   scripts/setup.sh           for demo.sh: compiler, build tools, the program's libraries, socat
 #   scripts/setup.sh --tests   for test.sh too: the other compiler, the Windows cross compiler, Wine, test frameworks
 set -euo pipefail
 
-packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev)
+packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev socat)
 if [ "${1:-}" = "--tests" ]; then
   packages+=(googletest clang clang-tidy clang-format libclang-rt-14-dev python3
     g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix wine wine64 procps git)
