@@ -26,7 +26,7 @@ inline constexpr bool cAssertionsEnabled = true;
 
 } // namespace JxUtilsLib
 
-/// An internal invariant. A release build compiles it and does not evaluate it, so what only it names stays used.
+/// An internal invariant. A release build compiles it without evaluating it, so that what it names is used.
 #if defined(NDEBUG)
 #define JX_ASSERT(aExpression) static_cast<void>(sizeof((aExpression) ? 1 : 0))
 #else
