@@ -123,13 +123,12 @@ start_bridge() {
   printf ' %s' "$@" --stats-json '&'
   printf '\n'
   for _ in $(seq 20); do
+    : >"$statistics" # what the bridge before this one has written is not this one's
     "${program[@]}" bridge "$@" --stats-json </dev/null >"$statistics" 2>"$statistics.err" &
     bridge=$!
+    running+=("$bridge")
     wait_until is_relaying || true
-    if grep -qF '"final":false' "$statistics"; then
-      running+=("$bridge")
-      return
-    fi
+    ! grep -qF '"final":false' "$statistics" || return 0
     [ "$preset" = windows ] || break # Wine may still be setting its ports up
     sleep 0.5
   done
