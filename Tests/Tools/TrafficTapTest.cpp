@@ -48,7 +48,7 @@ protected:
     {
         KySimulator::CameraConfiguration lConfiguration;
         lConfiguration.mUnlimitedLineRate = true;
-        lConfiguration.mUartCount = aUarts;
+        lConfiguration.mUartCount = static_cast<std::uint32_t>(aUarts);
         lConfiguration.mTransport = aTransport;
         mCamera = std::make_shared<KySimulator::CameraModel>(lConfiguration);
         mAdapter = std::make_unique<KySimulator::SimulatedDeviceAdapter>(mCamera);
