@@ -32,7 +32,9 @@ int main(int aCount, char** aArguments)
     while (std::getchar() != EOF)
     {
     }
+    // The last bytes are counted after they have been passed on: only once the relay has ended are all counted.
+    const bool lStopped = lBridge.Stop().IsOK();
     std::printf("sent %llu received %llu\n", static_cast<unsigned long long>(lBridge.GetBytesSentToDevice()),
                 static_cast<unsigned long long>(lBridge.GetBytesReceivedFromDevice()));
-    return lBridge.Stop().IsOK() ? 0 : 1;
+    return lStopped ? 0 : 1;
 }
