@@ -16,6 +16,9 @@ public:
     /// In the child, before the first instruction at which it may be killed.
     virtual void Before() {}
 
+    /// In the survivor, when the child stands before that instruction.
+    virtual void Beside() {}
+
     /// In the child.
     virtual void Steps() = 0;
 
@@ -34,3 +37,4 @@ struct KillCase
 
 std::vector<KillCase> GetFifoKillCases();
 std::vector<KillCase> GetRegistryKillCases();
+std::vector<KillCase> GetBridgeKillCases();

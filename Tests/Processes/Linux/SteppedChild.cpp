@@ -4,6 +4,7 @@
 #include <csignal>
 #include <stdexcept>
 #include <sys/ptrace.h>
+#include <sys/user.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -87,6 +88,28 @@ int SteppedChild::Step(int aCount)
 int SteppedChild::StepCalls(int aCount)
 {
     return StepBy(PTRACE_SYSCALL, aCount);
+}
+
+int SteppedChild::Survey(int aMost, std::vector<int>& aCalls)
+{
+    constexpr long cCall = 0x050F; // the instruction, low byte first
+    int lDone = 0;
+    for (; lDone < aMost; ++lDone)
+    {
+        user_regs_struct lRegisters{};
+        ::ptrace(PTRACE_GETREGS, mProcess, nullptr, &lRegisters);
+        errno = 0;
+        const long lWord = ::ptrace(PTRACE_PEEKTEXT, mProcess, lRegisters.rip, nullptr);
+        if (errno == 0 && (lWord & 0xFFFF) == cCall)
+        {
+            aCalls.push_back(lDone);
+        }
+        if (Step(1) != 1)
+        {
+            break;
+        }
+    }
+    return lDone;
 }
 
 void SteppedChild::Kill()
