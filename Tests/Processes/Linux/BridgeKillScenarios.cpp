@@ -218,12 +218,16 @@ protected:
             lNew.RelayDown();
         }
         aDown = lNew.mDevice.mTaken;
-        aUp += ReadAll(*aClient); // so that there is room
+        aUp = ReadAll(*aClient); // so that there is room
         uint32_t lWritten = 0;
         mUp->Write(&cEnd, 1, lWritten, 0);
+        aUp.insert(0, GetFirst()); // who has slept reads before all others
         aUp += ReadAll(*aClient);
         return aDown.ends_with(cEnd) && aUp.ends_with(cEnd) ? "" : "bytes do not come through";
     }
+
+    /// What a sleeper has read that something has come for.
+    virtual std::string GetFirst() { return ""; }
 
     PrivateSession mSession;
     SharedRegistry mRegistry{true};
@@ -311,7 +315,6 @@ public:
             lWrong = "the client sleeps for ever";
         }
         mSleeper.reset();
-        lUp.insert(0, mFirst);
         const std::string lSent = mDeed == Serving::Down ? mText + cEnd : std::string(1, cEnd);
         const std::string lCame = mDeed == Serving::Up ? mText : "";
         if (lWrong.empty() && !lSent.ends_with(lDown))
@@ -326,6 +329,12 @@ public:
     }
 
 private:
+    std::string GetFirst() override
+    {
+        const bool lReads = mHasSleeper && mDeed == Serving::Up;
+        return lReads && mSleeper->HasWoken(std::chrono::seconds(5)) ? mFirst : "";
+    }
+
     void Sleep()
     {
         if (mDeed == Serving::Down)
@@ -503,9 +512,10 @@ private:
 template<typename tScenario, typename tDeed>
 KillCase MakeCase(const char* aName, tDeed aDeed, size_t aSize, bool aSleeper)
 {
-    return {aName, [=]() -> std::unique_ptr<KillScenario> {
-                return std::make_unique<tScenario>(aDeed, aSize, aSleeper);
-            }};
+    return {aName,
+            [=]() -> std::unique_ptr<KillScenario>
+            { return std::make_unique<tScenario>(aDeed, aSize, aSleeper); },
+            true};
 }
 
 } // namespace

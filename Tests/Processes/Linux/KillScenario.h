@@ -31,6 +31,7 @@ struct KillCase
 {
     std::string mName;
     std::function<std::unique_ptr<KillScenario>()> mMake;
+    bool mIsLarge = false; ///< Too long to be surveyed, or killed in every call, in a short run.
 
     friend void PrintTo(const KillCase& aCase, std::ostream* aStream) { *aStream << aCase.mName; }
 };

@@ -69,12 +69,23 @@ protected:
         return aChild.Step(aInstruction - *(lNext - 1));
     }
 
+    static bool IsSampled() { return GetParam().mIsLarge && GetLongForm() == nullptr; }
+
     static constexpr int cShortRun = 100000; // instructions in all, about
+    static constexpr int cStride = 40;       // from a call into the system to the next one of a sample
 };
 
 TEST_P(KillStepTest, SurvivorGoesOnWhereverThePeerDies)
 {
     std::string lWrong;
+    if (IsSampled())
+    {
+        // Some way behind some call: where the lengths and places of all are is not worth finding out.
+        KillAfter([](SteppedChild& aChild) { return aChild.StepCalls(cStride / 2 + 1) + aChild.Step(99); },
+                  lWrong);
+        EXPECT_EQ(lWrong, "");
+        return;
+    }
     const int lMost = GetLongForm() != nullptr ? std::numeric_limits<int>::max() : cShortRun;
     std::vector<int> lCalls;
     const int lLength = KillAfter([&](SteppedChild& aChild) { return aChild.Survey(lMost, lCalls); }, lWrong);
@@ -97,13 +108,15 @@ TEST_P(KillStepTest, SurvivorGoesOnWhenThePeerDiesInAnySystemCall)
 {
     std::string lWrong;
     int lStep = 0;
+    int lDeaths = 0;
     const auto lRun = [&](SteppedChild& aChild) { return aChild.StepCalls(lStep); };
-    for (; KillAfter(lRun, lWrong) == lStep; ++lStep)
+    for (; KillAfter(lRun, lWrong) == lStep; lStep += IsSampled() ? cStride : 1)
     {
+        ++lDeaths;
         EXPECT_EQ(lWrong, "") << "behind stop " << lStep;
     }
     EXPECT_EQ(lWrong, "") << "after the end";
-    std::cout << GetParam().mName << ": " << lStep << " deaths at system calls\n";
+    std::cout << GetParam().mName << ": " << lDeaths << " deaths at system calls\n";
 }
 
 std::vector<KillCase> GetAllCases()
