@@ -32,7 +32,8 @@ int main(int aCount, char** aArguments)
     while (std::getchar() != EOF)
     {
     }
-    // The last bytes are counted after they have been passed on: only once the relay has ended are all counted.
+    // The last bytes are counted after they have been passed on: only once the relay has ended are all
+    // counted.
     const bool lStopped = lBridge.Stop().IsOK();
     std::printf("sent %llu received %llu\n", static_cast<unsigned long long>(lBridge.GetBytesSentToDevice()),
                 static_cast<unsigned long long>(lBridge.GetBytesReceivedFromDevice()));
