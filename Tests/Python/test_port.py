@@ -41,12 +41,17 @@ def test_a_read_without_a_timeout_waits_until_the_bytes_come(camera):
         assert port.read(4) == b"late"
 
 
-def test_in_waiting_counts_and_reset_input_buffer_drops(camera):
+def test_in_waiting_counts_read_all_takes_and_reset_input_buffer_drops(camera):
     with kyserial.Port(camera, "uart1", timeout=0) as port:
         assert port.in_waiting == 0
         camera.inject("uart1", b"abc")
         camera.wait_for_events()
         assert port.in_waiting == 3
+        assert port.read_all() == b"abc"
+        assert port.read_all() == b""
+        camera.inject("uart1", b"de")
+        camera.wait_for_events()
+        assert port.in_waiting == 2
         port.reset_input_buffer()
         assert port.in_waiting == 0
         assert port.out_waiting == 0
