@@ -158,7 +158,7 @@ class LateDevice : public KyBench::BenchDevice
 {
 public:
     LateDevice() : mThread([this] { Run(); }) {}
-    ~LateDevice() override
+    ~LateDevice()
     {
         mEnd = true;
         mOrder.Set();
