@@ -21,7 +21,7 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 BASELINE = ROOT / "Benchmarks" / "baseline.json"
 TURNS = (1000, 3000)  # two runs of different length: what begins and ends a run does not count
 GROWTH = 1.10
-REPEATS = 5
+REPEATS = 5  # as in Figures.h
 
 
 def run(command, timeout=120):
@@ -83,7 +83,7 @@ def measure_engines(binaries, quick):
     program = binaries / "EngineBenchmark"
     if not program.exists():
         return {}
-    report = json.loads(run([program, "--benchmark_format=json", f"--benchmark_repetitions={REPEATS}",
+    report = json.loads(run([program, "--benchmark_format=json", f"--benchmark_repetitions={2 if quick else REPEATS}",
                              f"--benchmark_min_time={0.02 if quick else 0.2}",
                              "--benchmark_report_aggregates_only=true"]))
     figures = {}
@@ -241,19 +241,20 @@ def write_results(figures, folder):
     return "\n".join(lines)
 
 
-def describe_machine():
+def describe_machine(load_before):
     with open("/proc/cpuinfo", encoding="utf-8") as file:
         model = re.search(r"model name\s*: (.*)", file.read()).group(1)
     compiler = run(["c++", "--version"]).splitlines()[0]
-    return f"{os.cpu_count()} x {model}, Linux {os.uname().release}, {compiler}; load {os.getloadavg()[0]:.1f} at the end."
+    return (f"{os.cpu_count()} x {model}, Linux {os.uname().release}, {compiler}; "
+            f"{load_before:.1f} programs at work before the run.")
 
 
-def insert_into_page(tables):
+def insert_into_page(tables, load_before):
     """Between the marks of Docs/performance.md."""
     page = ROOT / "Docs" / "performance.md"
     head, rest = page.read_text().split("<!-- figures -->")
     tail = rest.split("<!-- end of figures -->")[1]
-    page.write_text(f"{head}<!-- figures -->\n{describe_machine()}\n\n{tables}\n<!-- end of figures -->{tail}")
+    page.write_text(f"{head}<!-- figures -->\n{describe_machine(load_before)}\n\n{tables}\n<!-- end of figures -->{tail}")
 
 
 def main():
@@ -271,6 +272,7 @@ def main():
 
     figures = {}
     quick = arguments.quick
+    load_before = os.getloadavg()[0]
     steps = {
         "transport": lambda: measure_transport(arguments.binaries, quick),
         "servers": lambda: read_figures(run([arguments.binaries / "ServerBenchmark"] + ["--quick"] * quick)),
@@ -299,7 +301,7 @@ def main():
     tables = write_results(figures, folder)
     (folder / "figures.json").write_text(json.dumps(dict(sorted(figures.items())), indent=1) + "\n")
     if arguments.write:
-        insert_into_page(tables)
+        insert_into_page(tables, load_before)
     print(tables)
     return 0
 

@@ -261,7 +261,7 @@ int main(int aCount, char** /*aArguments*/)
     CPU_ZERO(&lOne);
     CPU_SET(0, &lOne);
     Figures lFigures;
-    for (int lRepeat = 0; lRepeat < KyBench::cRepeats; ++lRepeat)
+    for (int lRepeat = 0; lRepeat < (aCount > 1 ? KyBench::cQuickRepeats : KyBench::cRepeats); ++lRepeat)
     {
         for (const bool lSpread : {false, true})
         {

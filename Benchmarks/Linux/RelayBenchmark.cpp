@@ -171,7 +171,7 @@ int main(int aCount, char** aArguments)
     const bool lQuick = aCount == 2 && std::strcmp(aArguments[1], "--quick") == 0;
     Figures lFigures;
     std::map<std::string, Late> lLate;
-    for (int lRepeat = 0; lRepeat < KyBench::cRepeats; ++lRepeat)
+    for (int lRepeat = 0; lRepeat < (lQuick ? 1 : KyBench::cRepeats); ++lRepeat)
     {
         for (const char* const lName : {"bridge", "socat", "ser2net"})
         {

@@ -251,7 +251,7 @@ int main(int aCount, char** aArguments)
     const bool lQuick = aCount == 2 && std::strcmp(aArguments[1], "--quick") == 0;
     KyBench::Figures lFigures;
     // Turn by turn, so that a load from elsewhere hits all of them alike.
-    for (int lRepeat = 0; lRepeat < KyBench::cRepeats; ++lRepeat)
+    for (int lRepeat = 0; lRepeat < (lQuick ? KyBench::cQuickRepeats : KyBench::cRepeats); ++lRepeat)
     {
         for (const bool lSpread : {false, true})
         {

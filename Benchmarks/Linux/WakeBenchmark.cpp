@@ -158,7 +158,7 @@ class LateDevice : public KyBench::BenchDevice
 {
 public:
     LateDevice() : mThread([this] { Run(); }) {}
-    ~LateDevice() override
+    ~LateDevice()
     {
         mEnd = true;
         mOrder.Set();
@@ -244,7 +244,7 @@ int main(int aCount, char** /*aArguments*/)
     CPU_SET(0, &lOne);
     ::sched_setaffinity(0, sizeof(lOne), &lOne);
     KyBench::Figures lFigures;
-    for (int lRepeat = 0; lRepeat < KyBench::cRepeats; ++lRepeat)
+    for (int lRepeat = 0; lRepeat < (aCount > 1 ? KyBench::cQuickRepeats : KyBench::cRepeats); ++lRepeat)
     {
         lFigures.Add("wake.futex_us", Measure<FutexWait>(lTurns));
         lFigures.Add("wake.timed_us", Measure<TimedFutexWait>(lTurns));

@@ -108,11 +108,11 @@ double Measure()
 
 } // namespace
 
-int main()
+int main(int aCount, char** /*aArguments*/)
 {
     ::SetProcessAffinityMask(::GetCurrentProcess(), 1);
     KyBench::Figures lFigures;
-    for (int lRepeat = 0; lRepeat < KyBench::cRepeats; ++lRepeat)
+    for (int lRepeat = 0; lRepeat < (aCount > 1 ? KyBench::cQuickRepeats : KyBench::cRepeats); ++lRepeat)
     {
         lFigures.Add("inner.wait_us", Measure<LibraryWait>());
         lFigures.Add("inner.address_us", Measure<AddressWait>());
