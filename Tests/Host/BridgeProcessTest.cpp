@@ -29,11 +29,15 @@ protected:
         ASSERT_TRUE(mBridge->Start("KyBridgeHost", {aKind, aName}, lFiles));
         ASSERT_TRUE(mBridge->WaitForOutput("ready")) << mBridge->Error();
     }
-    void EndBridge(const std::string& aCounts)
+    /// Ends the bridge, through which aBytes have gone each way.
+    void EndBridge(size_t aBytes)
     {
+        const std::string lBytes = std::to_string(aBytes);
+        EXPECT_TRUE(mBridge->Feed(lBytes));
         mBridge->CloseInput();
         EXPECT_EQ(mBridge->Wait(), 0);
-        EXPECT_NE(mBridge->Output().find(aCounts), std::string::npos) << mBridge->Output();
+        EXPECT_NE(mBridge->Output().find("sent " + lBytes + " received " + lBytes), std::string::npos)
+            << mBridge->Output();
         EXPECT_EQ(mBridge->Error(), "");
     }
 
@@ -62,7 +66,7 @@ TEST_F(BridgeProcessTest, AMebibyteEachWayThroughAHostPort)
         ASSERT_EQ(lLink.Write(lBlock), cBlock) << lDone;
         ASSERT_TRUE(lLink.Read(cBlock) == lBlock) << lDone; // not as equality: the texts are long
     }
-    EndBridge("sent 1048576 received 1048576");
+    EndBridge(cMebibyte);
 }
 
 TEST_F(BridgeProcessTest, AMebibyteEachWayThroughAClientInC)
@@ -72,13 +76,13 @@ TEST_F(BridgeProcessTest, AMebibyteEachWayThroughAClientInC)
     ASSERT_TRUE(lClient.Start("ClserClient", {mName, std::to_string(cMebibyte)}, {}));
     EXPECT_EQ(lClient.Wait(120000), 0) << lClient.Error();
     EXPECT_EQ(lClient.Output().substr(0, 13), "1048576 bytes");
-    EndBridge("sent 1048576 received 1048576");
+    EndBridge(cMebibyte);
 }
 
 TEST_F(BridgeProcessTest, AClientFindsNoServerThatHasEnded)
 {
     StartBridge("clser", mName);
-    EndBridge("sent 0");
+    EndBridge(0);
     Process lClient;
     ASSERT_TRUE(lClient.Start("ClserClient", {mName, "1"}, {}));
     EXPECT_EQ(lClient.Wait(), 1);
@@ -93,7 +97,7 @@ TEST_F(BridgeProcessTest, ASecondServerOfTheNameIsRefusedInAnotherProcessToo)
     EXPECT_EQ(lSecond.Wait(), 1);
     EXPECT_NE(lSecond.Error().find("A server with the same name is probably already active."),
               std::string::npos);
-    EndBridge("sent 0");
+    EndBridge(0);
 }
 
 TEST_F(BridgeProcessTest, AServerThatWasKilledCanBeStartedAgain)
@@ -104,7 +108,7 @@ TEST_F(BridgeProcessTest, AServerThatWasKilledCanBeStartedAgain)
     Process lClient;
     ASSERT_TRUE(lClient.Start("ClserClient", {mName, std::to_string(2 * cBlock)}, {}));
     EXPECT_EQ(lClient.Wait(), 0) << lClient.Error();
-    EndBridge("sent 16384 received 16384");
+    EndBridge(2 * cBlock);
 }
 
 } // namespace

@@ -1,7 +1,9 @@
 // A program with a bridge, for tests with a bridge in another process: KyBridgeHost com PORT, or KyBridgeHost
-// clser NAME. The device sends everything back. Says "ready" and its end waits for the end of its input.
+// clser NAME. The device sends everything back. Says "ready" and waits for the end of its input, which names
+// the bytes that went each way.
 
 #include "EndToEnd/CameraTest.h"
+#include "JxUtilsLib/Thread.h"
 
 #include <KySerial/KySerialBridge.h>
 
@@ -29,12 +31,19 @@ int main(int aCount, char** aArguments)
     }
     std::puts("ready");
     static_cast<void>(std::fflush(stdout));
-    while (std::getchar() != EOF)
+    unsigned long long lBytes = 0;
+    for (int lDigit = std::getchar(); lDigit != EOF; lDigit = std::getchar())
     {
+        lBytes = lBytes * 10 + static_cast<unsigned long long>(lDigit - '0');
     }
-    // The last bytes are counted after they have been passed on: only once the relay has ended are all counted.
-    const bool lStopped = lBridge.Stop().IsOK();
+    // The other end has the last bytes before they are counted.
+    for (int lTry = 0; lTry < 1000 && (lBridge.GetBytesSentToDevice() < lBytes ||
+                                       lBridge.GetBytesReceivedFromDevice() < lBytes);
+         ++lTry)
+    {
+        JxUtilsLib::Thread::Sleep(10);
+    }
     std::printf("sent %llu received %llu\n", static_cast<unsigned long long>(lBridge.GetBytesSentToDevice()),
                 static_cast<unsigned long long>(lBridge.GetBytesReceivedFromDevice()));
-    return lStopped ? 0 : 1;
+    return lBridge.Stop().IsOK() ? 0 : 1;
 }

@@ -40,7 +40,7 @@ TEST(DevicesJsonTest, BytesThatAreNoTextAreReplaced)
 {
     NetworkFinding lFinding = Finding();
     lFinding.mModel = "\xFF\xFE";
-    EXPECT_NO_THROW(nlohmann::json::parse(DevicesJson({lFinding})));
+    EXPECT_TRUE(nlohmann::json::accept(DevicesJson({lFinding})));
 }
 
 FeatureFinding Mode()
