@@ -1,4 +1,4 @@
-#include "Adapters/GigE/DeviceAddress.h"
+#include <KyGigE/DeviceAddress.h>
 
 #include "Adapters/GigE/Gvcp/Protocol.h"
 #include "Adapters/GigE/Gvcp/UdpSocket.h"
@@ -10,6 +10,8 @@ namespace KyGigE
 
 namespace
 {
+
+static_assert(DeviceAddress().mPort == KyGvcp::cControlPort);
 
 const char* const cScheme = "gev://";
 const char* const cInterface = "interface=";

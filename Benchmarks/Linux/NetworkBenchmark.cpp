@@ -1,11 +1,11 @@
 // What the adapter for GigE Vision devices costs over the loop-back network, beside two threads that send
 // each other plain datagrams. Both ends run in this process.
 
-#include "Adapters/GigE/GigEDeviceAdapter.h"
 #include "Adapters/GigE/Gvcp/UdpSocket.h"
 #include "Simulator/CameraModel.h"
 #include "Simulator/Network/NetworkCamera.h"
 
+#include <KyGigE/GigEDeviceAdapter.h>
 #include <KySerial/KyDeviceSerialPort.h>
 
 #include <algorithm>

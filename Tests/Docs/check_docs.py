@@ -14,7 +14,8 @@ EXAMPLES = {"KyDeviceSerialPort.h": "SerialPort.cpp", "KyDeviceI2CBus.h": "I2CBu
             "IKyDeviceAdapter.h": "OwnAdapter.cpp"}
 MOST_LINES = 120
 PAGES = ("*.md", "Docs/*.md", "Bindings/*/*.md")
-HEADERS = ("Libraries/*/Include/*/*.h", "Libraries/*/*/Include/*/*.h", "Simulator/*/Include/*/*.h")
+HEADERS = ("Libraries/*/Include/*/*.h", "Libraries/*/*/Include/*/*.h", "Simulator/*/Include/*/*.h",
+           "Adapters/*/Include/*/*.h")
 
 
 def links(source, files):
