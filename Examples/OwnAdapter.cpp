@@ -24,8 +24,7 @@ public:
     bool IsAlternateTransport() override { return false; }
     KyResult ReadRegister(uint32_t aAddress, uint32_t& aValue) override
     {
-        aValue =
-            aAddress == cCapabilities ? 0x80000001U : 0; // implemented, one UART; nothing else is of interest
+        aValue = aAddress == cCapabilities ? 0x80000001U : 0; // implemented, one UART; the rest is never used
         return KyResult::OK;
     }
     KyResult WriteRegister(uint32_t aAddress, uint32_t aValue) override
@@ -33,9 +32,9 @@ public:
         if (aAddress == cUart0Data) // a byte to send; anything else would be interrupt enables
         {
             // A real camera raises these on its own time, and the adapter reports them on its event thread.
-            Report({0x02, 0, 0, 0, static_cast<uint8_t>(aValue), 0, 0x01,
-                    0});             // received: a byte, bit 16 says so
-            Report({0x01, 0, 0, 0}); // sent: the next byte may come
+            // Received, with the byte, and bit 16 to say that it is one; then sent: the next byte may come.
+            Report({0x02, 0, 0, 0, static_cast<uint8_t>(aValue), 0, 0x01, 0});
+            Report({0x01, 0, 0, 0});
         }
         return KyResult::OK;
     }

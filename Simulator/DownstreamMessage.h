@@ -27,9 +27,10 @@ struct SpiMessage
 };
 
 /// Takes a message apart: two words, the first with the flags in its upper four bits, the second with the
-/// length of the data that follows; the whole padded to a multiple of 4. \param aData       May be null when
-/// aSize is 0. \param aBigEndian  Byte order of the two words. \return Nothing when the message does not fit
-/// its header.
+/// length of the data that follows; the whole padded to a multiple of 4.
+/// \param aData       May be null when aSize is 0.
+/// \param aBigEndian  Byte order of the two words.
+/// \return Nothing when the message does not fit its header.
 std::optional<SerialMessage> ParseSerialMessage(const uint8_t* aData, size_t aSize, bool aBigEndian);
 
 /// The same in SPI form: a word of zeros, a word with the length of what follows, four control bytes (write

@@ -17,8 +17,10 @@ public:
     virtual ~SerialLine() = default;
 
     /// Puts bytes on the line to the camera, where they arrive at the line's speed, behind what is on the
-    /// line already. Any thread, also from inside SerialPeer's functions. \param aData   May be null when
-    /// aSize is 0. Copied. \param aSize   Bytes. \param aDelay  Time before the first of them begins.
+    /// line already. Any thread, also from inside SerialPeer's functions.
+    /// \param aData   May be null when aSize is 0. Copied.
+    /// \param aSize   Bytes.
+    /// \param aDelay  Time before the first of them begins.
     virtual void Send(const uint8_t* aData, size_t aSize, Time aDelay = Time(0)) = 0;
 
     /// The camera's time.

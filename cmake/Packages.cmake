@@ -1,6 +1,6 @@
 # What is installed, and the packages: cmake --install, cpack. Components: runtime (the shared libraries), development
-# (headers, import libraries, package files), tools (the program, the adapter for GigE Vision devices), gige (the adapter's
-# headers and package files), python.
+# (headers, import libraries, package files, Docs and Examples), tools (the programs, the adapter for GigE Vision devices),
+# gige (the adapter's headers and package files), python.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -54,6 +54,9 @@ function(ky_pkg_config aName aDescription aLibraries)
 endfunction()
 ky_pkg_config(kyserial "Serial ports, buses and bridges of machine-vision cameras (C++)" "-lKySerial -lJxUtilsLib")
 ky_pkg_config(kyserialc "Serial ports, buses and bridges of machine-vision cameras (C)" "-lKySerialC")
+if(TARGET KySimulatorC)
+  ky_pkg_config(kysimulatorc "A simulated camera for KySerial's C interface" "-lKySimulatorC -lKySerialC")
+endif()
 ky_pkg_config(clserzmo "Camera Link serial clients of KySerial's bridges" "-lclserzmo")
 
 if(WIN32)
@@ -88,6 +91,9 @@ if(TARGET kyserial)
       COMPONENT gige)
   endif()
 endif()
+if(TARGET kyserial-camera)
+  install(TARGETS kyserial-camera RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT tools)
+endif()
 if(WIN32)
   set(lPython python)
 else()
@@ -97,6 +103,9 @@ install(DIRECTORY "${PROJECT_SOURCE_DIR}/Bindings/python/kyserial" DESTINATION "
   FILES_MATCHING PATTERN "*.py")
 install(FILES "${PROJECT_SOURCE_DIR}/README.md" "${PROJECT_SOURCE_DIR}/LICENSE" "${PROJECT_SOURCE_DIR}/CHANGELOG.md"
   DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT runtime)
+# Beside the README, which links to them.
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/Docs" "${PROJECT_SOURCE_DIR}/Examples" DESTINATION "${CMAKE_INSTALL_DOCDIR}"
+  COMPONENT development FILES_MATCHING REGEX "\\.(md|svg|c|cpp|py)$")
 
 set(CPACK_PACKAGE_NAME KySerial)
 set(CPACK_PACKAGE_VENDOR "The KySerial developers")

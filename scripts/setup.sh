@@ -37,5 +37,11 @@ else
   exit 1
 fi
 echo "setup: installing ${missing[*]}" >&2
-"${as_root[@]}" apt-get update -qq >&2
-DEBIAN_FRONTEND=noninteractive "${as_root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >&2
+log=$(mktemp) # what the package manager says is of interest only when it fails
+trap 'rm -f "$log"' EXIT
+if ! { "${as_root[@]}" apt-get update -qq &&
+  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends \
+    "${missing[@]}"; } >"$log" 2>&1; then
+  cat "$log" >&2
+  exit 1
+fi

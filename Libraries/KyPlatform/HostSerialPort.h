@@ -92,10 +92,11 @@ public:
     bool SetLine(const HostLine& aLine) noexcept;
 
     /// Reads bytes. Blocks until some have come and the line has been quiet for cQuietTime, until aSize bytes
-    /// are there, or until aStop is set. \param aBuffer  Room for aSize bytes, one at least; not null. \param
-    /// aStop    An open event. \return Done, possibly with 0 bytes; Stopped: bytes that had come are lost; a
-    /// failure at once, so that the
-    ///         caller has to pace a line that only fails.
+    /// are there, or until aStop is set.
+    /// \param aBuffer  Room for aSize bytes, one at least; not null.
+    /// \param aStop    An open event.
+    /// \return Done, possibly with 0 bytes; Stopped: bytes that had come are lost; a failure at once, so that
+    ///         the caller has to pace a line that only fails.
     HostTransferResult Read(void* aBuffer, uint32_t aSize, StopEvent& aStop) noexcept;
 
     /// Writes bytes. Blocks until the system has taken them, the time for them is over, or aStop is set.

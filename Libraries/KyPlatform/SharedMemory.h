@@ -24,9 +24,10 @@ public:
     SharedMemory& operator=(const SharedMemory&) = delete;
 
     /// Opens the memory of that name, with the size that it has, or makes it when there is none. Closes
-    /// first. \param aSize  Bytes of a new one, all of them 0; 1 or more. \param aNew   Receives whether it
-    /// was made; false on failure. \return False: an argument is bad, or the system refused; the object is
-    /// closed.
+    /// first.
+    /// \param aSize  Bytes of a new one, all of them 0; 1 or more.
+    /// \param aNew   Receives whether it was made; false on failure.
+    /// \return False: an argument is bad, or the system refused; the object is closed.
     bool Create(const std::string& aName, uint64_t aSize, bool& aNew) noexcept;
 
     /// Opens the memory of that name, readable and writable. Closes first.

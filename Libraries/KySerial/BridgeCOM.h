@@ -29,8 +29,9 @@ public:
 
     /// Checks the name of a host port and keeps it.
     /// \param aName  "COM" in any case and one or two digits, or a path where the system has them; null is
-    /// refused. \param aPath  Receives what the system calls the port; unchanged on failure. \return OK;
-    /// BAD_PARAMETER: aName is not formed like that.
+    ///         refused.
+    /// \param aPath  Receives what the system calls the port; unchanged on failure.
+    /// \return OK; BAD_PARAMETER: aName is not formed like that.
     KyResult ParseCOMPort(const char* aName, KyString& aPath);
 
     /// Opens a host port and gives it and the device these settings.

@@ -50,11 +50,13 @@ public:
 
     /// Sends aSize bytes in as many messages as the downstream feature's length asks for, and does not wait
     /// for the device beyond the adapter's operations. What an SPI transaction reads comes in as received
-    /// bytes. \param aBytesWritten  Bytes handed to the device so far, on failures too. \param aReadSize SPI:
-    /// bytes that each message reads (low 8 bits). \param aSimultaneous  SPI: reads while it writes. \param
-    /// aFinal         SPI: the caller's final flag. \return OK; NO_CONNECTION; BAD_PARAMETER for a null
-    /// buffer; BUFFER_TOO_SMALL when the downstream feature
-    ///         has no room behind the header; the adapter's result of a feature access.
+    /// bytes.
+    /// \param aBytesWritten  Bytes handed to the device so far, on failures too.
+    /// \param aReadSize      SPI: bytes that each message reads (low 8 bits).
+    /// \param aSimultaneous  SPI: reads while it writes.
+    /// \param aFinal         SPI: the caller's final flag.
+    /// \return OK; NO_CONNECTION; BAD_PARAMETER for a null buffer; BUFFER_TOO_SMALL when the downstream
+    ///         feature has no room behind the header; the adapter's result of a feature access.
     KyResult WriteAndRead(const uint8_t* aBuffer, uint32_t aSize, uint32_t& aBytesWritten, uint32_t aReadSize,
                           bool aSimultaneous, bool aFinal);
 

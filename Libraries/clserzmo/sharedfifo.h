@@ -60,8 +60,9 @@ public:
     /// Writes bytes, waiting for room as often as it takes.
     ///
     /// A write that leaves the FIFO exactly full waits for the reader before it returns. When the reader
-    /// takes nothing in time the result is false, although every byte is stored: aWritten tells. \param aData
-    /// aSize bytes; may be null if aSize is 0. \param aWritten  Receives the bytes stored, on failure too.
+    /// takes nothing in time the result is false, although every byte is stored: aWritten tells.
+    /// \param aData     aSize bytes; may be null if aSize is 0.
+    /// \param aWritten  Receives the bytes stored, on failure too.
     /// \param aTimeout  Milliseconds in all that it may wait for room; 0xFFFFFFFF has no end.
     /// \param aStop     Once true, ends the wait for room as its time-out does, at most 50 ms later; null:
     /// nothing
@@ -106,7 +107,8 @@ private:
         uint32_t mHead = 0;
 
         bool IsEmpty() const noexcept { return mHead == mTail; }
-        bool IsFull() const noexcept { return (uint64_t{mHead} + 1) % mSize == mTail; }
+        /// Head one behind tail; compared, since a division takes as long as the rest of a short write.
+        bool IsFull() const noexcept { return mHead == (mTail == 0 ? mSize : mTail) - 1; }
         uint32_t GetUsed() const noexcept { return mHead >= mTail ? mHead - mTail : mSize - mTail + mHead; }
     };
     using Question = bool (Indexes::*)() const noexcept;

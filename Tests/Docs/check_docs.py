@@ -2,7 +2,8 @@
 """Checks the documentation: check_docs.py SOURCE
 
 Links of the Markdown files and the files that installed headers name have to exist; each picture has to have the labels of
-its text, so that one is not changed without the other; the exported classes have their examples.
+its text, so that one is not changed without the other; the exported classes have their examples; the README's program is
+the one that is compiled and run as a test, and short.
 """
 import html
 import pathlib
@@ -13,17 +14,32 @@ EXAMPLES = {"KyDeviceSerialPort.h": "SerialPort.cpp", "KyDeviceI2CBus.h": "I2CBu
             "KySerialBridge.h": "SerialBridge.cpp", "KySerialPortConfiguration.h": "LineConfiguration.cpp",
             "IKyDeviceAdapter.h": "OwnAdapter.cpp"}
 MOST_LINES = 120
+FIRST_PROGRAM = "Examples/FirstProgram.cpp"
+MOST_FIRST_LINES = 15  # without blank lines and lone braces
 PAGES = ("*.md", "Docs/*.md", "Bindings/*/*.md")
 HEADERS = ("Libraries/*/Include/*/*.h", "Libraries/*/*/Include/*/*.h", "Simulator/*/Include/*/*.h",
            "Adapters/*/Include/*/*.h")
 
 
+def prose(file):
+    return re.sub(r"```.*?```", "", file.read_text(encoding="utf-8"), flags=re.S)
+
+
+def anchors(page):
+    for heading in re.findall(r"^#+ (.*)$", prose(page), re.M):
+        yield re.sub(r"[^\w -]", "", heading.lower()).replace(" ", "-")
+
+
 def links(source, files):
     for file in files:
-        text = re.sub(r"```.*?```", "", (source / file).read_text(encoding="utf-8"), flags=re.S)
-        for target in re.findall(r"\]\(([^)#]+)(?:#[^)]*)?\)", text):
-            if "://" not in target and not (source / file).parent.joinpath(target).exists():
+        for target, anchor in re.findall(r"\]\(([^)#]*)(?:#([^)]*))?\)", prose(source / file)):
+            page = (source / file).parent.joinpath(target) if target else source / file
+            if "://" in target:
+                continue
+            if not page.exists():
                 yield f"{file}: no such file: {target}"
+            elif anchor and anchor not in anchors(page):
+                yield f"{file}: no such heading: {target}#{anchor}"
 
 
 def pictures(source):
@@ -47,6 +63,24 @@ def examples(source):
                 yield f"{example.name} has {lines} lines, more than {MOST_LINES}"
 
 
+def programs(source, files):
+    """What pages show of a file, named in a comment before it, is in that file to the letter."""
+    for file in files:
+        text = (source / file).read_text(encoding="utf-8")
+        for name, shown in re.findall(r"<!-- ([\w/.]+) -->\n```\w+\n(.*?)```", text, re.S):
+            if shown not in (source / name).read_text(encoding="utf-8"):
+                yield f"{file}: what it shows of {name} is not there"
+
+
+def first_program(source):
+    program = (source / FIRST_PROGRAM).read_text(encoding="utf-8")
+    if f"```cpp\n{program}```" not in (source / "README.md").read_text(encoding="utf-8"):
+        yield f"README.md: does not show {FIRST_PROGRAM}"
+    lines = sum(1 for line in program.splitlines() if re.search(r"\w", line))
+    if lines > MOST_FIRST_LINES:
+        yield f"{FIRST_PROGRAM} has {lines} lines, more than {MOST_FIRST_LINES}"
+
+
 def named_files(source, headers):
     for header in headers:
         for name in re.findall(r"\b(?:Examples|Docs)/[\w.-]+\.\w+", (source / header).read_text(encoding="utf-8")):
@@ -61,7 +95,8 @@ def main(folder):
     if len(pages) < 10 or len(headers) < 20:
         print(f"found only {len(pages)} pages and {len(headers)} headers")
         return 1
-    wrong = [*links(source, pages), *pictures(source), *examples(source), *named_files(source, headers)]
+    wrong = [*links(source, pages), *pictures(source), *examples(source), *first_program(source),
+             *programs(source, pages), *named_files(source, headers)]
     print("\n".join(wrong))
     print(f"{len(pages)} pages, {len(headers)} headers")
     return 1 if wrong else 0

@@ -44,27 +44,60 @@ talk() {
   printf 'STATUS?\r\n' | "$@" term --port uart0 | grep 'STATUS READY ZOOM 0 FOCUS 1000 IRIS 100'
 }
 
+# talk_over_network BIN: the installed program has to hear from the lens of the installed camera program.
+talk_over_network() {
+  local ready=$work/camera.out camera
+  "$1/kyserial-camera" --port 0 --no-broadcast </dev/null >"$ready" 2>&1 &
+  camera=$!
+  trap 'kill "$camera" 2>/dev/null || true' EXIT
+  for _ in $(seq 600); do
+    ! grep -q 'ready at' "$ready" || break
+    sleep 0.1
+  done
+  printf 'STATUS?\r\n' |
+    "$1/kyserial" term --device "gev://$(sed -n 's/.*ready at \([0-9.:]*\).*/\1/p' "$ready")" --port uart0 |
+    grep 'STATUS READY ZOOM 0 FOCUS 1000 IRIS 100' || fail "no answer over the network: $(cat "$ready")"
+  kill "$camera"
+  wait "$camera" || fail "the camera ended with status $?"
+  trap - EXIT
+}
+
+# refused NAME EXPECTED FIND...: find_package with these arguments has to fail, for the reason that is expected.
+refused() {
+  local name=$1 expected=$2
+  shift 2
+  mkdir "$work/$name"
+  printf 'cmake_minimum_required(VERSION 3.25)\nproject(x LANGUAGES NONE)\nfind_package(KySerial %s)\n' "$*" \
+    >"$work/$name/CMakeLists.txt"
+  if cmake -S "$work/$name" -B "$work/$name/b" -DCMAKE_PREFIX_PATH="$tree" >"$work/$name/out" 2>&1; then
+    fail "accepted: $*"
+  fi
+  grep -q "$expected" "$work/$name/out" || { cat "$work/$name/out"; fail "refused for another reason: $*"; }
+}
+
 case $case in
 Tree)
   cmake --install "$build" --prefix "$tree" >"$work/install.log"
   talk "${run[@]}" "$tree/bin/kyserial$suffix"
+  [ -n "$toolchain" ] || talk_over_network "$tree/bin"
   # Nothing of the machine or of the sources may be needed by what others get.
   if grep -rlF -e "$source" -e "$build" "$tree/include" "$tree/lib/cmake" "$tree/lib/pkgconfig"; then
     fail "paths of the build"
   fi
   ;;
 FindPackage)
-  build_and_run "$tree"
+  # In another place than it was installed to.
+  mkdir "$work/moved"
+  cp -a "$tree" "$work/moved/away"
+  if grep -rlF "$tree" "$work/moved/away"; then
+    fail "paths of the place of installation"
+  fi
+  build_and_run "$work/moved/away"
   ;;
 Version)
   # A minor version of its own is another interface.
-  mkdir "$work/project"
-  printf 'cmake_minimum_required(VERSION 3.25)\nproject(x LANGUAGES NONE)\nfind_package(KySerial 0.2 REQUIRED)\n' \
-    >"$work/project/CMakeLists.txt"
-  if cmake -S "$work/project" -B "$work/b" -DCMAKE_PREFIX_PATH="$tree" >"$work/out" 2>&1; then
-    fail "version 0.2 was accepted"
-  fi
-  grep -q 'compatible with requested' "$work/out" || { cat "$work/out"; fail "refused for another reason"; }
+  refused minor 'compatible with requested' 0.2 REQUIRED
+  refused component KyNothing 0.1 REQUIRED COMPONENTS KySerial KyNothing
   ;;
 PkgConfig)
   export PKG_CONFIG_PATH=$tree/lib/pkgconfig
@@ -72,7 +105,7 @@ PkgConfig)
     $(pkg-config --cflags --libs kyserial clserzmo) -Wl,-rpath,"$tree/lib"
   "$work/consumer"
   cc -std=c11 -Wall -Wextra -Wpedantic -Werror "$source/Tests/Install/Consumer/consumer.c" -o "$work/consumer_c" \
-    $(pkg-config --cflags --libs kyserialc) -lKySimulatorC -Wl,-rpath,"$tree/lib"
+    $(pkg-config --cflags --libs kysimulatorc) -Wl,-rpath,"$tree/lib"
   "$work/consumer_c"
   [ "$(pkg-config --modversion kyserialc)" = "$(pkg-config --modversion kyserial)" ] || fail "versions"
   ;;
@@ -99,6 +132,7 @@ Debian)
   grep -q 'Depends: .*libc6 .*' "$work/fields" || fail "the libraries depend on nothing"
   grep -q 'Depends: libkyserial0 (= ' "$work/fields" || fail "libkyserial-dev does not depend on the libraries"
   talk "$work/root/usr/bin/kyserial"
+  [ -x "$work/root/usr/bin/kyserial-camera" ] || fail "no camera program"
   PYTHONPATH=$work/root/usr/lib/python3/dist-packages KYSERIAL_LIBRARY_PATH=$work/root/usr/lib /usr/bin/python3 -B -c '
 import kyserial
 with kyserial.SimulatedCamera() as camera:
@@ -114,6 +148,7 @@ Zip)
   root=$(ls -d "$work"/KySerial-*)
   ls "$root"/bin "$root"/lib
   [ -s "$root/share/doc/KySerial/README.md" ] || fail "no README"
+  [ -s "$root/share/doc/KySerial/Docs/getting-started.md" ] || fail "no Docs"
   talk "${run[@]}" "$root/bin/kyserial.exe"
   build_and_run "$root"
   # The C program once more, with import libraries made of the .def files, as other linkers need them.

@@ -81,3 +81,14 @@ def test_a_flash_tells_its_identity(camera):
         with pytest.raises(kyserial.KySerialError) as error:
             bus.transfer(bytes(256))
         assert error.value.code == kyserial.errors.BAD_PARAMETER
+
+
+def test_a_bus_is_closed_once_and_says_when_the_camera_is_gone(camera):
+    bus = kyserial.I2CBus(camera, "bulk2")
+    bus.close()
+    bus.close()
+    bus = kyserial.I2CBus(camera, "bulk2")
+    camera.set_connected(False)
+    with pytest.raises(kyserial.NoConnectionError):
+        bus.close()
+    bus.close()

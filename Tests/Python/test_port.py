@@ -41,12 +41,28 @@ def test_a_read_without_a_timeout_waits_until_the_bytes_come(camera):
         assert port.read(4) == b"late"
 
 
-def test_in_waiting_counts_and_reset_input_buffer_drops(camera):
+def test_a_cancelled_read_ends_and_the_next_one_waits_again(camera):
+    with kyserial.Port(camera, "bulk1") as port:
+        port.cancel_read()
+        assert port.read(1) == b""
+        camera.inject("bulk1", b"x")
+        assert port.read(1) == b"x"
+
+
+def test_in_waiting_counts_read_all_takes_and_reset_input_buffer_drops(camera):
     with kyserial.Port(camera, "uart1", timeout=0) as port:
         assert port.in_waiting == 0
         camera.inject("uart1", b"abc")
         camera.wait_for_events()
         assert port.in_waiting == 3
+        port.timeout = PATIENCE
+        start = time.monotonic()
+        assert port.read_all() == b"abc"
+        assert port.read_all() == b""
+        assert time.monotonic() - start < PATIENCE
+        camera.inject("uart1", b"de")
+        camera.wait_for_events()
+        assert port.in_waiting == 2
         port.reset_input_buffer()
         assert port.in_waiting == 0
         assert port.out_waiting == 0
@@ -103,6 +119,15 @@ def test_what_is_written_is_on_the_wire(camera):
         assert port.write(memoryview(b"cd")) == 2
         assert port.write(b"") == 0
     assert camera.take_wire("uart0") == b"abcd"
+
+
+def test_a_write_in_pieces_sends_each_byte_once(camera):
+    sent = bytes(range(100))
+    with kyserial.Port(camera, "uart0", write_timeout=PATIENCE) as port:
+        assert port.write(sent) == 100
+        port.write_timeout = 0  # time for one piece there always is
+        assert port.write(b"!") == 1
+    assert camera.take_wire("uart0") == sent + b"!"
 
 
 def test_a_write_that_takes_too_long_says_so():

@@ -2,6 +2,7 @@
 
 #include "kyserial/Failure.h"
 #include "kyserial/HexDump.h"
+#include "kyserial/OpenBus.h"
 #include "kyserial/PortName.h"
 
 namespace KySerialTool
@@ -10,13 +11,7 @@ namespace KySerialTool
 I2CBus::I2CBus(IKyDeviceAdapter& aAdapter, KyDeviceSerial aPort, bool aFast, uint32_t aRetries)
     : mScope(aAdapter, aPort), mPort(aPort), mFast(aFast), mRetries(aRetries)
 {
-    mScope.UseOneOf({"I2C"});
-    const KyResult lOpened = mBus.Open(&aAdapter, aPort);
-    if (!lOpened.IsOK() && mBus.IsOpened())
-    {
-        static_cast<void>(mBus.Close()); // a refused step may have left the port claimed
-    }
-    Check(lOpened, "cannot open " + PortName(aPort) + " as I2C bus");
+    OpenBus(mBus, mScope, aAdapter, aPort, "I2C");
 }
 
 I2CBus::~I2CBus()

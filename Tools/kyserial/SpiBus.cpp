@@ -1,6 +1,7 @@
 #include "kyserial/SpiBus.h"
 
 #include "kyserial/Failure.h"
+#include "kyserial/OpenBus.h"
 #include "kyserial/PortName.h"
 
 #include <algorithm>
@@ -44,13 +45,7 @@ std::vector<SpiStep> SplitSpiTransfer(size_t aWrite, size_t aRead, bool aSimulta
 SpiBus::SpiBus(IKyDeviceAdapter& aAdapter, KyDeviceSerial aPort)
     : mScope(aAdapter, aPort), mPort(aPort), mLimit(MessageLimit(aAdapter, aPort))
 {
-    mScope.UseOneOf({"SPI"});
-    const KyResult lOpened = mBus.Open(&aAdapter, aPort);
-    if (!lOpened.IsOK() && mBus.IsOpened())
-    {
-        static_cast<void>(mBus.Close()); // a refused step may have left the port claimed
-    }
-    Check(lOpened, "cannot open " + PortName(aPort) + " as SPI bus");
+    OpenBus(mBus, mScope, aAdapter, aPort, "SPI");
 }
 
 SpiBus::~SpiBus()

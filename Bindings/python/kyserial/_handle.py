@@ -39,6 +39,29 @@ def buffer_of(data):
     return (ctypes.c_uint8 * max(len(view), 1)).from_buffer_copy(view.tobytes() or b"\0"), len(view)
 
 
+class Closing:
+    """A context manager. close() ends what the object does (_end) and then what its finalizer destroys, once."""
+
+    _finalizer = None
+
+    def _end(self):
+        raise NotImplementedError
+
+    def close(self):
+        """Gives the camera's port back, with the settings it had. A second call does nothing."""
+        if self._finalizer.alive:
+            try:
+                self._end()
+            finally:
+                self._finalizer()
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.close()
+
+
 def when_gone(owner, destroy, handle):
     """Has a handle destroyed with its owner, or when the program ends: last made, first destroyed."""
     return weakref.finalize(owner, destroy, handle)

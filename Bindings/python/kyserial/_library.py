@@ -13,8 +13,10 @@ def _load(name):
     file = _NAMES.get(sys.platform, "lib{}.so").format(name)
     folders = [os.environ.get("KYSERIAL_LIBRARY_PATH"), os.path.dirname(os.path.abspath(__file__))]
     for folder in folders:
-        if folder and os.path.exists(os.path.join(folder, file)):
-            return ctypes.CDLL(os.path.join(folder, file))
+        # Absolute: Windows looks for what a library needs in its own folder only then.
+        path = os.path.abspath(os.path.join(folder, file)) if folder else ""
+        if os.path.exists(path):
+            return ctypes.CDLL(path)
     try:
         return ctypes.CDLL(ctypes.util.find_library(name) or file)
     except OSError as error:

@@ -2,14 +2,14 @@
 import ctypes
 from ctypes import byref
 
-from ._handle import make, number, text, when_gone
+from ._handle import Closing, make, number, text, when_gone
 from ._library import lib
 from .device import port_number
 from .errors import check
 from .line import line_settings
 
 
-class Bridge:
+class Bridge(Closing):
     """Relays bytes from its making to close(); a context manager.
 
     Bridge(camera, "uart0", host="COM5") joins a port to one of the host, on Linux also host="/dev/ttyS4" or the path of a
@@ -36,19 +36,8 @@ class Bridge:
             self._finalizer()
             raise
 
-    def close(self):
-        """Stops relaying; the camera's port gets its settings back. A second call does nothing."""
-        if self._finalizer.alive:
-            try:
-                check(lib.KyBridgeStop(self._handle))
-            finally:
-                self._finalizer()
-
-    def __enter__(self):
-        return self
-
-    def __exit__(self, *_):
-        self.close()
+    def _end(self):
+        check(lib.KyBridgeStop(self._handle))
 
     def recover(self):
         """To be called when a camera that was disconnected is back."""

@@ -4,13 +4,13 @@ import time
 from ctypes import byref
 
 from . import errors
-from ._handle import buffer_of, make, when_gone
+from ._handle import Closing, buffer_of, make, when_gone
 from ._library import lib
 from .device import port_name, port_number
 from .errors import check
 
 
-class _Bus:
+class _Bus(Closing):
     """Open from its making to close(); a context manager."""
 
     _KIND = ""
@@ -35,19 +35,8 @@ class _Bus:
         """"bulk3"."""
         return port_name(self.port)
 
-    def close(self):
-        """Gives the port back. A second call does nothing."""
-        if self._finalizer.alive:
-            try:
-                check(self._function("Close")(self._handle))
-            finally:
-                self._finalizer()
-
-    def __enter__(self):
-        return self
-
-    def __exit__(self, *_):
-        self.close()
+    def _end(self):
+        check(self._function("Close")(self._handle))
 
     @classmethod
     def is_supported(cls, device, port):

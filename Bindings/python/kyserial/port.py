@@ -171,6 +171,10 @@ class Port(io.RawIOBase):
                 return bytes(data)
             data += memoryview(buffer)[:count]
 
+    def read_all(self):
+        """What waits to be read, without waiting."""
+        return self.read(self.in_waiting)
+
     def read_until(self, expected=b"\n", size=None):
         """Reads up to and with expected, or size bytes, or what came in time."""
         data = bytearray()

@@ -1,6 +1,7 @@
 #include "KyPlatform/NamedEvent.h"
 
 #include "KyPlatform/Windows/SystemCalls.h"
+#include "KyPlatform/Windows/WaitFor.h"
 
 namespace KyPlatform
 {
@@ -48,15 +49,7 @@ bool NamedEvent::Reset() noexcept
 
 WaitResult NamedEvent::Wait(uint32_t aTimeout) noexcept
 {
-    switch (mObject != nullptr ? gSystem.mWait(mObject, aTimeout) : WAIT_FAILED)
-    {
-    case WAIT_OBJECT_0:
-        return WaitResult::Done;
-    case WAIT_TIMEOUT:
-        return WaitResult::TimedOut;
-    default:
-        return WaitResult::Failed;
-    }
+    return WaitFor(mObject, aTimeout);
 }
 
 WaitResult NamedEvent::WaitThenLock(NamedMutex& aMutex, uint32_t aTimeout, uint32_t aLockTimeout) noexcept

@@ -1,6 +1,7 @@
 #include "KyPlatform/NamedMutex.h"
 
 #include "KyPlatform/Windows/SystemCalls.h"
+#include "KyPlatform/Windows/WaitFor.h"
 
 namespace KyPlatform
 {
@@ -33,17 +34,7 @@ bool NamedMutex::Close() noexcept
 WaitResult NamedMutex::Wait(uint32_t aTimeout) noexcept
 {
     static_assert(cInfinite == INFINITE);
-    switch (mObject != nullptr ? gSystem.mWait(mObject, aTimeout) : WAIT_FAILED)
-    {
-    case WAIT_OBJECT_0:
-        return WaitResult::Done;
-    case WAIT_ABANDONED:
-        return WaitResult::OwnerDied;
-    case WAIT_TIMEOUT:
-        return WaitResult::TimedOut;
-    default:
-        return WaitResult::Failed;
-    }
+    return WaitFor(mObject, aTimeout);
 }
 
 bool NamedMutex::Release() noexcept

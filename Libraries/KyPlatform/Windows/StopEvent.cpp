@@ -1,6 +1,7 @@
 #include "KyPlatform/StopEvent.h"
 
 #include "KyPlatform/Windows/SystemCalls.h"
+#include "KyPlatform/Windows/WaitFor.h"
 
 namespace KyPlatform
 {
@@ -28,15 +29,7 @@ bool StopEvent::Set() noexcept
 
 WaitResult StopEvent::Wait(uint32_t aTimeout) noexcept
 {
-    switch (mObject != nullptr ? gSystem.mWait(mObject, aTimeout) : WAIT_FAILED)
-    {
-    case WAIT_OBJECT_0:
-        return WaitResult::Done;
-    case WAIT_TIMEOUT:
-        return WaitResult::TimedOut;
-    default:
-        return WaitResult::Failed;
-    }
+    return WaitFor(mObject, aTimeout);
 }
 
 } // namespace KyPlatform

@@ -26,8 +26,8 @@ public:
                              const void* aData, uint32_t aDataLength) = 0;
 
     /// A feature registered with IKyDeviceAdapter::RegisterFeatureInterest() has changed. Its value, and
-    /// those of the features of the same event, must be readable while the call runs. \param aName  The
-    /// feature; not null, ends with the call.
+    /// those of the features of the same event, must be readable while the call runs.
+    /// \param aName  The feature; not null, ends with the call.
     virtual void NotifyFeatureInvalidated(const KyString* aName) = 0;
 
 protected:

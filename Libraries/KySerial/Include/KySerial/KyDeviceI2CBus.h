@@ -45,9 +45,10 @@ public:
     /// Chooses an engine, claims the port and starts receiving.
     ///
     /// On an object that is open: call Close() first. Otherwise, on bulk port 0 the former engine is dropped;
-    /// on the other bulk ports it stays alive, with its claim, until the process ends. \param aDevice  The
-    /// adapter of a connected device, not owned. Null gives UNSUPPORTED. \param aPort    A bulk port. \return
-    /// OK.
+    /// on the other bulk ports it stays alive, with its claim, until the process ends.
+    /// \param aDevice  The adapter of a connected device, not owned. Null gives UNSUPPORTED.
+    /// \param aPort    A bulk port.
+    /// \return OK.
     ///         UNSUPPORTED: the device offers no I2C on this port.
     ///         BAD_PARAMETER: not a bulk port, although the device claims I2C for it.
     ///         NO_CONNECTION: the device is not connected.

@@ -24,12 +24,14 @@ class SerialPort;
 ///
 /// States:
 ///
-/// | state  | Open()                             | Close()                    | Write()       | Read() |
-/// |--------|------------------------------------|----------------------------|---------------|-------------------|
-/// | closed | open, or as its result says        | NO_CONNECTION              | NO_CONNECTION | finds no
-/// bytes    | | open   | drops the engine without closing it| closed; NO_CONNECTION and  | sends         |
-/// takes what came   | |        | and starts anew: call Close() first| still open while the device| | | | |
-/// | is disconnected            |               |                   |
+/// | call    | while closed                 | while open                                             |
+/// |---------|------------------------------|--------------------------------------------------------|
+/// | Open()  | open, or as its result says  | drops the engine without closing it and starts anew:   |
+/// |         |                              | call Close() first                                     |
+/// | Close() | NO_CONNECTION                | closed; NO_CONNECTION, and still open, while the       |
+/// |         |                              | device is disconnected                                 |
+/// | Write() | NO_CONNECTION                | sends                                                  |
+/// | Read()  | TIMED_OUT, no bytes          | takes what came                                        |
 ///
 /// Threads: one thread at a time calls Open(), Close() and the destructor, with no other call running. One
 /// reader and one writer may work on an open port at the same time, while the adapter's event thread
@@ -53,17 +55,17 @@ public:
     /// Claims a port of the device and starts receiving from it.
     ///
     /// The claim is process wide and by device, not by adapter. The receive buffer is a new one of 16384
-    /// cells; its size, if it matters, is set after this call. \param aDevice  The adapter of a connected
-    /// device, not owned. Null gives UNSUPPORTED for bulk port 0 and
-    ///                 NO_CONNECTION for the others.
+    /// cells; its size, if it matters, is set after this call.
+    /// \param aDevice  The adapter of a connected device, not owned. Null gives UNSUPPORTED for bulk port 0
+    ///                 and NO_CONNECTION for the others.
     /// \param aPort    The port.
     /// \return OK.
     ///         BAD_PARAMETER: aPort is KyDeviceSerialInvalid; nothing has changed.
     ///         NO_CONNECTION: the device is not connected.
     ///         UNSUPPORTED: the device does not offer the port, or there is no such port.
     ///         FAILURE: the port is in use already, or the device refused a step. After a refused step the
-    ///         port may be left claimed and IsOpened(): Close() then releases it. Other codes come from the
-    ///         adapter, with the same after-care.
+    ///         port may be left claimed and IsOpened(): Close() then releases it.
+    ///         Other codes come from the adapter, with the same after-care.
     /// Blocks for the adapter's register and feature accesses.
     KyResult Open(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort);
 
@@ -79,10 +81,11 @@ public:
     ///
     /// UARTs wait for the device's transmit-done interrupt after each byte, up to 1020 ms. Bulk port 0
     /// through registers waits for the transmit FIFO to run empty, with a time-out that follows from the line
-    /// rate. Through features the bytes are in the device's hands when the call returns. \param aBuffer Bytes
-    /// to send; may be null when aSize is 0. \param aSize          Number of bytes. \param aBytesWritten
-    /// Receives the number handed to the device, also on a failure on the way;
-    ///                       0 when nothing was sent.
+    /// rate. Through features the bytes are in the device's hands when the call returns.
+    /// \param aBuffer        Bytes to send; may be null when aSize is 0.
+    /// \param aSize          Number of bytes.
+    /// \param aBytesWritten  Receives the number handed to the device, also on a failure on the way; 0 when
+    ///                       nothing was sent.
     /// \return OK: all were sent.
     ///         NO_CONNECTION: not open, or the device is disconnected.
     ///         TIMED_OUT: bulk port 0, the transmit interrupt did not come.

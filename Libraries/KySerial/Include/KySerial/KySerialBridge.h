@@ -43,16 +43,17 @@ public:
     ///
     /// Host and device get the same line settings. Bytes from the host go to the device once its line has
     /// been quiet for 10 ms, or 16384 of them are there: under traffic without pauses every 1.4 s at 115200
-    /// bit/s. \param aSerialPort     "COM5": COM in any case, and one or two digits. On Linux COM5 is
-    /// /dev/ttyS4, and the
-    ///                        absolute path of a terminal device will do too. A Linux device that vanishes is
-    ///                        opened again when it is back under that path.
+    /// bit/s.
+    /// \param aSerialPort     "COM5": COM in any case, and one or two digits. On Linux COM5 is /dev/ttyS4;
+    ///                        the absolute path of a terminal device will do too. A Linux device that
+    ///                        vanishes is opened again when it is back under that path.
     /// \param aConfiguration  Line settings.
     /// \param aDevice         The adapter of a connected device, not owned.
     /// \param aDevicePort     The device's port; KyDeviceSerialInvalid is refused.
     /// \return OK: bytes are relayed.
     ///         WRONG_STATE: running already; that bridge is left alone. In all other cases the bridge is
-    ///         stopped. BAD_PARAMETER: null adapter, no such port, malformed name, invalid settings.
+    ///         stopped.
+    ///         BAD_PARAMETER: null adapter, no such port, malformed name, invalid settings.
     ///         NO_CONNECTION: the device is not connected.
     ///         UNSUPPORTED: the device does not offer the port.
     ///         FAILURE: the device port or the host port is in use, or refuses.
