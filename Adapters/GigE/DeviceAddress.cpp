@@ -11,8 +11,6 @@ namespace KyGigE
 namespace
 {
 
-static_assert(DeviceAddress().mPort == KyGvcp::cControlPort);
-
 const char* const cScheme = "gev://";
 const char* const cInterface = "interface=";
 
