@@ -14,6 +14,8 @@ using Clock = std::chrono::steady_clock;
 
 /// What is measured is measured this often; the median counts.
 constexpr int cRepeats = 5;
+/// When there is no time for more, to see that everything works.
+constexpr int cQuickRepeats = 2;
 
 inline double GetSeconds(Clock::time_point aSince)
 {

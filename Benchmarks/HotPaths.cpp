@@ -1,4 +1,5 @@
-// One hot path, run a number of times, for those who count its instructions: HotPaths NAME TURNS.
+// One hot path, run a number of times, for those who count its instructions and its calls into the system:
+//   HotPaths NAME TURNS   "figure allocations <number>"
 
 #include "Benchmarks/BenchDevice.h"
 
@@ -8,13 +9,42 @@
 #include "sharedfifo.h"
 
 #include <array>
+#include <cstdio>
 #include <cstdlib>
 #include <functional>
 #include <map>
+#include <new>
 #include <string>
 
 using namespace KySerialLib;
 using KyBench::BenchDevice;
+
+namespace
+{
+
+uint64_t gAllocations = 0;
+
+} // namespace
+
+void* operator new(size_t aSize)
+{
+    ++gAllocations;
+    if (void* const lMemory = std::malloc(aSize > 0 ? aSize : 1))
+    {
+        return lMemory;
+    }
+    throw std::bad_alloc();
+}
+
+void operator delete(void* aMemory) noexcept
+{
+    std::free(aMemory);
+}
+
+void operator delete(void* aMemory, size_t /*aSize*/) noexcept
+{
+    std::free(aMemory);
+}
 
 namespace
 {
@@ -133,5 +163,6 @@ int main(int aCount, char** aArguments)
         return 2;
     }
     lPath->second(std::atoi(aArguments[2]));
+    std::printf("figure allocations %llu\n", static_cast<unsigned long long>(gAllocations));
     return 0;
 }

@@ -6,10 +6,12 @@ import json
 import os
 import pathlib
 import re
+import select
 import shutil
 import statistics
 import subprocess
 import sys
+import threading
 import time
 
 import draw
@@ -17,15 +19,13 @@ import targets
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 BASELINE = ROOT / "Benchmarks" / "baseline.json"
-# Paths whose instructions are counted, by the names that HotPaths knows.
-HOT_PATHS = ["RingPush/256", "RingPushAndRead/256", "UartWrite/1", "BulkRegisterWrite/256", "BulkFeatureWrite/256",
-             "UartEvent", "FifoWriteAndRead/256"]
+TURNS = (1000, 3000)  # two runs of different length: what begins and ends a run does not count
 GROWTH = 1.10
-REPEATS = 5
+REPEATS = 5  # as in Figures.h
 
 
-def run(command, **options):
-    return subprocess.run(command, check=True, capture_output=True, text=True, **options).stdout
+def run(command, timeout=120):
+    return subprocess.run(command, check=True, capture_output=True, text=True, timeout=timeout).stdout
 
 
 def read_figures(text, prefix=""):
@@ -45,23 +45,45 @@ def measure_transport(binaries, quick):
     return figures
 
 
+def count_calls(command):
+    """System calls of a run, by strace's sum."""
+    log = run(["strace", "-f", "-c", "-o", "/dev/stdout"] + command)
+    return int(re.search(r"^100\.00.*?(\d+)\s+(?:\d+\s+)?total$", log, re.M).group(1))
+
+
+def of_a_turn(count):
+    """What one turn adds; count: what a number of turns comes to."""
+    return (count(TURNS[1]) - count(TURNS[0])) / (TURNS[1] - TURNS[0])
+
+
 def count_system_calls(binaries):
-    """System calls a round trip: what more round trips cost more, so that start and end do not count."""
     if shutil.which("strace") is None:
         return {}
-    counts = []
-    for turns in (500, 2500):
-        command = ["strace", "-f", "-c", "-o", "/dev/stdout", binaries / "TransportBenchmark", "--trips", "fifo1024"]
-        total = re.search(r"^100\.00.*?(\d+)\s+(?:\d+\s+)?total$", run(command + [str(turns)]), re.M)
-        counts.append(int(total.group(1)))
-    return {"trip.system_calls": (counts[1] - counts[0]) / 2000}
+    program = [binaries / "TransportBenchmark", "--trips", "fifo1024"]
+    # A tenth more of them go before.
+    return {"trip.system_calls": of_a_turn(lambda turns: count_calls(program + [str(turns)])) / 1.1}
+
+
+def count_hot_paths(binaries, quick):
+    """Allocations and system calls, and instructions if there is time for them."""
+    figures = {}
+    for name in targets.HOT_PATHS:
+        program = [binaries / "HotPaths", name]
+        figures[f"count.{name}.allocations"] = of_a_turn(
+            lambda turns: read_figures(run(program + [str(turns)]))["allocations"])
+        if shutil.which("strace") is not None:
+            figures[f"count.{name}.system_calls"] = of_a_turn(lambda turns: count_calls(program + [str(turns)]))
+    if not quick and shutil.which("valgrind") is not None:
+        for name, count in count_instructions(binaries).items():
+            figures[f"count.{name}.instructions"] = count
+    return figures
 
 
 def measure_engines(binaries, quick):
     program = binaries / "EngineBenchmark"
     if not program.exists():
         return {}
-    report = json.loads(run([program, "--benchmark_format=json", f"--benchmark_repetitions={REPEATS}",
+    report = json.loads(run([program, "--benchmark_format=json", f"--benchmark_repetitions={2 if quick else REPEATS}",
                              f"--benchmark_min_time={0.02 if quick else 0.2}",
                              "--benchmark_report_aggregates_only=true"]))
     figures = {}
@@ -78,11 +100,16 @@ def measure_engines(binaries, quick):
     return figures
 
 
+def measure_network(binaries, quick):
+    """Only where the adapter can be built."""
+    program = binaries / "NetworkBenchmark"
+    return read_figures(run([program] + ["--quick"] * quick)) if program.exists() else {}
+
+
 def measure_bridges(binaries, quick):
     figures = {}
     for count in (8, 64) if quick else (1, 8, 64, 256):
-        seconds = 1 if quick else 2
-        runs = [read_figures(run([binaries / "BridgeBenchmark", str(count), str(seconds)]))
+        runs = [read_figures(run([binaries / "BridgeBenchmark", str(count), "1"]))
                 for _ in range(1 if quick else REPEATS)]
         figures.update(median_of(runs))
     return figures
@@ -104,53 +131,80 @@ def measure_wine(binaries, quick):
     if not binaries or not (binaries / "TransportBenchmark.exe").exists():
         return {}
     wine = ROOT / "scripts" / "wine.sh"
+    run([wine, "cmd", "/c", "ver"])  # the first start makes the prefix
     figures = {}
-    for program in ("TransportBenchmark.exe", "WaitBenchmark.exe"):
+    for program in ("WaitBenchmark.exe", "TransportBenchmark.exe"):
         command = [wine, binaries / program] + ["--quick"] * quick
         try:
-            figures.update(read_figures(run(command, timeout=120), "wine."))
-        except subprocess.TimeoutExpired as error:
-            print(f"wine: {error}", file=sys.stderr)
-    figures.update(measure_idle_wine(wine, binaries / "IdleBenchmark.exe", 1 if quick else 4))
+            figures.update(read_figures(run(command, timeout=30 if quick else 100), "wine."))
+        except (subprocess.SubprocessError, OSError) as error:
+            print(f"wine: {program}: {error}", file=sys.stderr)
+    figures.update(measure_bridges_wine(wine, binaries / "IdleBenchmark.exe", 1 if quick else 4))
     return figures
 
 
-def measure_idle_wine(wine, program, seconds):
-    """64 bridges at 64 pseudo terminals, which Wine knows as COM ports."""
+def measure_bridges_wine(wine, program, seconds):
+    """64 bridges at 64 pseudo terminals, which Wine knows as COM ports: idle, and then a byte there and back."""
     sys.path.insert(0, str(ROOT / "Tests" / "Host" / "Windows"))
     import with_com_ports
 
     with_com_ports.PREFIX = pathlib.Path(os.environ.get("WINEPREFIX", with_com_ports.PREFIX))
     ports = []
+    keeper = bridges = None
     try:
         ports = [with_com_ports.Port() for _ in range(64)]
-        for port in ports:
-            port.mend()
         # The links of ports that Wine does not know go when it starts; a program that is there keeps it up.
         keeper = subprocess.Popen([wine, "cmd", "/c", "pause"], stdin=subprocess.PIPE, stdout=subprocess.DEVNULL)
         time.sleep(3)
         for port in ports:
             port.mend()
-        text = run([wine, program, str(seconds)] + [port.name for port in ports], timeout=60)
-        keeper.communicate(b"\n", timeout=30)
-        return read_figures(text, "wine.")
+        bridges = subprocess.Popen([wine, program, str(seconds)] + [port.name for port in ports],
+                                   stdout=subprocess.PIPE, text=True)
+        with_end = threading.Timer(60, bridges.kill)
+        with_end.start()
+        lines = []
+        for line in bridges.stdout:
+            lines.append(line)
+            if line.strip() == "echo":
+                lines += measure_echo(ports[0].master)
+        bridges.wait()
+        with_end.cancel()
+        return read_figures("\n".join(lines), "wine.")
     finally:
+        if keeper:
+            try:
+                keeper.communicate(b"\n", timeout=30)
+            except subprocess.TimeoutExpired:
+                keeper.kill()
         for port in ports:
             port.release()
 
 
+def measure_echo(terminal):
+    """A byte to a bridge's device and back, for three seconds: lines with figures."""
+    times = []
+    end = time.perf_counter() + 3
+    while time.perf_counter() < end:
+        start = time.perf_counter()
+        os.write(terminal, b"x")
+        if not select.select([terminal], [], [], 1)[0] or os.read(terminal, 1) != b"x":
+            return []
+        times.append((time.perf_counter() - start) * 1e3)
+        time.sleep(0.005)
+    times.sort()
+    return [f"figure relay.echo_ms_median {statistics.median(times)}",
+            f"figure relay.echo_ms_p99 {times[len(times) * 99 // 100]}"]
+
+
 def count_instructions(binaries):
-    """Instructions of one turn of each hot path. Two runs of different length: start and end do not count."""
-    counts = {}
-    for name in HOT_PATHS:
-        totals = []
-        for turns in (1000, 3000):
-            command = ["valgrind", "--tool=callgrind", "--callgrind-out-file=/dev/null", binaries / "HotPaths", name,
-                       str(turns)]
-            log = subprocess.run(command, check=True, capture_output=True, text=True).stderr
-            totals.append(int(re.search(r"Collected : (\d+)", log).group(1)))
-        counts[name] = (totals[1] - totals[0]) / 2000
-    return counts
+    """Instructions of one turn of each hot path."""
+    def count(name, turns):
+        command = ["valgrind", "--tool=callgrind", "--callgrind-out-file=/dev/null", binaries / "HotPaths", name,
+                   str(turns)]
+        log = subprocess.run(command, check=True, capture_output=True, text=True, timeout=120).stderr
+        return int(re.search(r"Collected : (\d+)", log).group(1))
+
+    return {name: of_a_turn(lambda turns, path=name: count(path, turns)) for name in targets.HOT_PATHS}
 
 
 def check(binaries, update):
@@ -187,19 +241,20 @@ def write_results(figures, folder):
     return "\n".join(lines)
 
 
-def describe_machine():
+def describe_machine(load_before):
     with open("/proc/cpuinfo", encoding="utf-8") as file:
         model = re.search(r"model name\s*: (.*)", file.read()).group(1)
     compiler = run(["c++", "--version"]).splitlines()[0]
-    return f"{os.cpu_count()} x {model}, Linux {os.uname().release}, {compiler}; load {os.getloadavg()[0]:.1f} at the end."
+    return (f"{os.cpu_count()} x {model}, Linux {os.uname().release}, {compiler}; "
+            f"{load_before:.1f} programs at work before the run.")
 
 
-def insert_into_page(tables):
+def insert_into_page(tables, load_before):
     """Between the marks of Docs/performance.md."""
     page = ROOT / "Docs" / "performance.md"
     head, rest = page.read_text().split("<!-- figures -->")
     tail = rest.split("<!-- end of figures -->")[1]
-    page.write_text(f"{head}<!-- figures -->\n{describe_machine()}\n\n{tables}\n<!-- end of figures -->{tail}")
+    page.write_text(f"{head}<!-- figures -->\n{describe_machine(load_before)}\n\n{tables}\n<!-- end of figures -->{tail}")
 
 
 def main():
@@ -217,11 +272,15 @@ def main():
 
     figures = {}
     quick = arguments.quick
+    load_before = os.getloadavg()[0]
     steps = {
         "transport": lambda: measure_transport(arguments.binaries, quick),
         "servers": lambda: read_figures(run([arguments.binaries / "ServerBenchmark"] + ["--quick"] * quick)),
         "engines": lambda: measure_engines(arguments.binaries, quick),
-        "relay": lambda: read_figures(run([arguments.binaries / "RelayBenchmark"] + ["--quick"] * quick, timeout=120)),
+        "wakes": lambda: read_figures(run([arguments.binaries / "WakeBenchmark"] + ["--quick"] * quick)),
+        "counts": lambda: count_hot_paths(arguments.binaries, quick),
+        "network": lambda: measure_network(arguments.binaries, quick),
+        "relay": lambda: read_figures(run([arguments.binaries / "RelayBenchmark"] + ["--quick"] * quick, timeout=240)),
         "bridges": lambda: measure_bridges(arguments.binaries, quick),
         "start": lambda: measure_start(arguments.binaries),
         "wine": lambda: measure_wine(arguments.wine, quick),
@@ -235,14 +294,14 @@ def main():
         start = time.perf_counter()
         try:
             figures.update(step())
-        except (subprocess.SubprocessError, OSError) as error:
+        except (subprocess.SubprocessError, OSError, AttributeError, ValueError) as error:
             print(f"{name}: {error}", file=sys.stderr)
         load = os.getloadavg()[0]
         print(f"{name}: {time.perf_counter() - start:.0f} s, load {load:.1f}", file=sys.stderr)
     tables = write_results(figures, folder)
     (folder / "figures.json").write_text(json.dumps(dict(sorted(figures.items())), indent=1) + "\n")
     if arguments.write:
-        insert_into_page(tables)
+        insert_into_page(tables, load_before)
     print(tables)
     return 0
 

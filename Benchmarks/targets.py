@@ -10,10 +10,29 @@ def value(name):
     return lambda figures: figures.get(name)
 
 
-def growth(figures):
-    """How much more a bridge among 256 costs than one among 8, in times."""
-    many, few = figures.get("bridges256.cpu_percent"), figures.get("bridges8.cpu_percent")
-    return many / 256 / (few / 8) if many and few else None
+def growth(count):
+    """What a bridge among so many costs, times what one costs alone in its process."""
+    def compute(figures):
+        many, one = figures.get(f"bridges{count}.cpu_percent"), figures.get("bridges1.cpu_percent")
+        return many / count / one if many and one else None
+    return compute
+
+
+def of_the_possible(size, capacity=1024):
+    """The speed as a part of what one raw futex round trip for every filling of the queue would allow."""
+    def compute(figures):
+        speed, trip = figures.get(f"one.fifo{capacity}.{size}B_MBs"), figures.get("one.futex.trip_us")
+        return speed / ((capacity - 1) / trip) if speed and trip else None
+    return compute
+
+
+def per_sleep(figures):
+    """Processor time of a bridge for each time that it is woken, times socat's."""
+    names = [f"relay.{who}.messages_{what}" for who in ("bridge", "socat") for what in ("cpu_percent", "sleeps")]
+    if not all(figures.get(name) for name in names):
+        return None
+    bridge_time, bridge_sleeps, socat_time, socat_sleeps = (figures[name] for name in names)
+    return (bridge_time / bridge_sleeps) / (socat_time / socat_sleeps)
 
 
 def at_most(bound):
@@ -22,6 +41,28 @@ def at_most(bound):
 
 def at_least(bound):
     return ("at least", bound)
+
+
+def counts():
+    rows = []
+    for name, what in HOT_PATHS.items():
+        rows.append((f"{what}: instructions", value(f"count.{name}.instructions"), None))
+    for name, what in HOT_PATHS.items():
+        rows.append((f"{what}: system calls", value(f"count.{name}.system_calls"), at_most(0)))
+    for name, what in HOT_PATHS.items():
+        rows.append((f"{what}: allocations", value(f"count.{name}.allocations"), at_most(0)))
+    return rows
+
+
+def network(cores):
+    udp, where = f"{cores}.net.udp_us", "one core" if cores == "one" else "all cores"
+    return [
+        (f"{where}: register read, times UDP", ratio(f"{cores}.net.read_us", udp), at_most(1.3)),
+        (f"{where}: register write, times UDP", ratio(f"{cores}.net.write_us", udp), at_most(1.3)),
+        (f"{where}: register read by Aravis, times UDP", ratio(f"{cores}.net.aravis_us", udp), None),
+        (f"{where}: UART byte with its event, times UDP", ratio(f"{cores}.net.uart_us", udp), at_most(3)),
+        (f"{where}: byte on the line until its event, times UDP", ratio(f"{cores}.net.event_us", udp), None),
+    ]
 
 
 def throughput(cores):
@@ -37,6 +78,17 @@ def throughput(cores):
     return rows
 
 
+# Paths whose instructions are counted, by the names that HotPaths knows.
+HOT_PATHS = {
+    "RingPush/256": "256 bytes pushed",
+    "RingPushAndRead/256": "256 bytes pushed and read",
+    "UartWrite/1": "UART byte written",
+    "UartEvent": "UART byte received",
+    "BulkRegisterWrite/256": "register bulk chunk of 256",
+    "BulkFeatureWrite/256": "feature bulk message of 256",
+    "FifoWriteAndRead/256": "SharedFifo, 256 bytes written and read",
+}
+
 TABLES = {
     "trip": ("One byte there and back, two sleeping processes", [
         ("one core: 1024, times a raw futex", ratio("one.fifo1024.trip_us", "one.futex.trip_us"), at_most(1.05)),
@@ -49,6 +101,11 @@ TABLES = {
         ("one core: message_queue, times a raw futex", ratio("one.boost.trip_us", "one.futex.trip_us"), None),
         ("one core: straightforward form, times a raw futex",
          ratio("one.bytes1024.trip_us", "one.futex.trip_us"), None),
+        ("one core: a futex after offering the processor, times raw",
+         ratio("one.futexyield.trip_us", "one.futex.trip_us"), None),
+        ("beside a program that computes: 1024, us", value("beside.fifo1024.trip_us"), None),
+        ("the same, a raw futex, us", value("beside.futex.trip_us"), None),
+        ("the same, a futex after offering the processor, us", value("beside.futexyield.trip_us"), None),
         ("system calls a round trip", value("trip.system_calls"), at_most(4)),
     ]),
     "throughput-one": ("MB/s at capacity 65536, one core", throughput("one")),
@@ -58,6 +115,11 @@ TABLES = {
          ratio("one.fifo1024.256B_MBs", "one.bytes1024.256B_MBs"), at_least(5)),
         ("one core: 16 KiB, times the straightforward form",
          ratio("one.fifo1024.16384B_MBs", "one.bytes1024.16384B_MBs"), at_least(7)),
+        ("one core: 1 byte, times the straightforward form",
+         ratio("one.fifo1024.1B_MBs", "one.bytes1024.1B_MBs"), None),
+        ("one core: 16 bytes, times the straightforward form",
+         ratio("one.fifo1024.16B_MBs", "one.bytes1024.16B_MBs"), None),
+        ("one core: 16 KiB, part of what a raw futex allows", of_the_possible(16384), None),
         ("two cores: 256 bytes, times the straightforward form",
          ratio("spread.fifo1024.256B_MBs", "spread.bytes1024.256B_MBs"), None),
         ("64 servers at 115200 bit/s, % of a core", value("servers64.cpu_percent"), at_most(5)),
@@ -71,6 +133,14 @@ TABLES = {
         ("peer: a mutex taken and given back", value("engine.MutexPair"), None),
         ("peer: boost spsc_queue, 256 bytes in and out", value("engine.SpscPushAndPop/256"), None),
     ]),
+    "wake": ("A thread that waits inside the process", [
+        ("a reader woken by an event, times a futex", ratio("wake.ring_us", "wake.futex_us"), at_most(1.05)),
+        ("the same, times a futex with a time-out", ratio("wake.ring_us", "wake.timed_us"), None),
+        ("an event of the library, times a futex", ratio("wake.event_us", "wake.futex_us"), None),
+        ("mutex and condition variable, times a futex", ratio("wake.condition_us", "wake.futex_us"), None),
+        ("UART: wake-ups a byte whose event comes later", value("wake.uart_sleeps"), at_most(1)),
+        ("register bulk: wake-ups a chunk of 256", value("wake.bulk_sleeps"), at_most(1)),
+    ]),
     "engines": ("Engines, own time in ns", [
         ("UART, one byte", value("engine.UartWrite/1.own"), at_most(60)),
         ("UART, a byte of 1000", value("engine.UartWrite/1000.own_per_call"), at_most(60)),
@@ -79,6 +149,7 @@ TABLES = {
         ("adapter calls for 600 bytes", value("engine.BulkRegisterWrite/600.calls"), at_most(3)),
         ("feature bulk, a message of 256", value("engine.BulkFeatureWrite/256.own"), at_most(300)),
     ]),
+    "counts": ("Instructions, calls and allocations of one turn, nobody waiting", counts()),
     "relay": ("A bridge to a pseudo terminal", [
         ("host to device, one byte: ms, median", value("relay.bridge.down_ms_median"), at_most(10.25)),
         ("host to device, one byte: ms, 99 of 100", value("relay.bridge.down_ms_p99"), at_most(10.6)),
@@ -98,14 +169,21 @@ TABLES = {
          ratio("relay.bridge.messages_cpu_percent", "relay.socat.messages_cpu_percent"), at_most(0.75)),
         ("the same, times ser2net",
          ratio("relay.bridge.messages_cpu_percent", "relay.ser2net.messages_cpu_percent"), None),
+        ("wake-ups a 256-byte message: bridge", value("relay.bridge.messages_sleeps"), None),
+        ("wake-ups a 256-byte message: socat", value("relay.socat.messages_sleeps"), None),
+        ("CPU a wake-up, 256-byte messages, times socat", per_sleep, None),
     ]),
     "bridges": ("Many bridges in one process", [
-        ("CPU of one among 256, times one among 8", growth, at_most(1.1)),
+        ("1: CPU at 115200 bit/s both ways, % of a core", value("bridges1.cpu_percent"), None),
+        ("8: CPU each, times one alone", growth(8), at_most(1.1)),
+        ("64: CPU each, times one alone", growth(64), at_most(1.1)),
+        ("256: CPU each, times one alone", growth(256), at_most(1.1)),
         ("64 idle: % of a core", value("bridges64.idle_cpu_percent"), at_most(1)),
         ("64: KiB in memory each", value("bridges64.resident_KiB_each"), at_most(110)),
         ("64: ms until all have stopped", value("bridges64.stop_all_ms"), at_most(100)),
         ("256: bytes lost", value("bridges256.lost"), at_most(0)),
     ]),
+    "network": ("Network adapter", network("one") + network("spread")),
     "wine": ("Windows build under Wine", [
         ("kernel calls a write with room", value("wine.calls.write"), at_most(3)),
         ("kernel calls a read with data", value("wine.calls.read"), at_most(3)),
@@ -115,6 +193,10 @@ TABLES = {
          ratio("wine.one.pipe.trip_us", "wine.one.event.trip_us"), None),
         ("wait inside a process, times an address wait",
          ratio("wine.inner.wait_us", "wine.inner.address_us"), at_most(1.1)),
+        ("mutex and condition variable, times an address wait",
+         ratio("wine.inner.condition_us", "wine.inner.address_us"), None),
+        ("host to device and back, one byte: ms, median", value("wine.relay.echo_ms_median"), at_most(10.25)),
+        ("host to device and back, one byte: ms, 99 of 100", value("wine.relay.echo_ms_p99"), at_most(10.6)),
         ("64 idle bridges: % of a core", value("wine.idle64.cpu_percent"), at_most(2)),
     ]),
     "size": ("Start and size", [

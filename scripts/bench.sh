@@ -24,7 +24,8 @@ build() { # folder, targets, options
     { tail -n 30 "$folder/build.log"; exit 1; }
 }
 
-native="TransportBenchmark ServerBenchmark BridgeBenchmark RelayBenchmark EngineBenchmark HotPaths KySerial kyserial"
+native="TransportBenchmark ServerBenchmark BridgeBenchmark RelayBenchmark WakeBenchmark EngineBenchmark HotPaths
+NetworkBenchmark KySerial kyserial"
 build build/bench "$native"
 arguments=(--binaries build/bench/bin "$@")
 case " $* " in

@@ -10,6 +10,7 @@ cd "$(dirname "$0")/.."
 presets=("$@")
 [ ${#presets[@]} -gt 0 ] || presets=(dev asan tsan windows fuzz)
 jobs=${KYSERIAL_JOBS:-$(nproc)}
+test_jobs=$((jobs + 1)) # many tests wait more than they work
 
 scripts/setup.sh --tests || exit 1
 
@@ -43,7 +44,7 @@ for preset in "${presets[@]}"; do
     trap 'wineserver -k >/dev/null 2>&1' EXIT
   fi
   printf '== %s: testing\n' "$preset"
-  if ! ctest --preset "$preset" -j "$jobs" --output-junit "$PWD/$log/report.xml" >"$log/test.log" 2>&1 &&
+  if ! ctest --preset "$preset" -j "$test_jobs" --output-junit "$PWD/$log/report.xml" >"$log/test.log" 2>&1 &&
     [ -n "${KYSERIAL_CI:-}" ]; then
     # On a machine that others use too, what failed gets a second chance; a test that needed it is named.
     ctest --preset "$preset" -j 1 --rerun-failed --output-junit "$PWD/$log/report-again.xml" >"$log/again.log" 2>&1

@@ -21,7 +21,7 @@ namespace
 
 constexpr size_t cMessage = 256;
 constexpr double cPeriod = cMessage / 11520.0; // seconds; ten bits a byte
-constexpr int cIdleSeconds = 2;
+constexpr int cIdleSeconds = 1;
 
 struct Client
 {

@@ -7,6 +7,7 @@
 #include <atomic>
 #include <climits>
 #include <linux/futex.h>
+#include <sched.h>
 #include <stdexcept>
 #include <sys/mman.h>
 #include <sys/socket.h>
@@ -81,24 +82,20 @@ private:
 class ByteChannel : public Channel
 {
 public:
-    explicit ByteChannel(uint32_t aCapacity)
-        : mFifo("KyBenchBytes" + std::to_string(::getpid()) + "x" + std::to_string(++sCount), aCapacity)
-    {
-    }
+    explicit ByteChannel(uint32_t aCapacity) : mFifo(aCapacity) {}
 
     void Send(const void* aData, size_t aSize) override { mFifo.Write(aData, aSize); }
     size_t Receive(void* aBuffer, size_t aSize) override { return mFifo.Read(aBuffer, aSize); }
 
 private:
-    static inline int sCount = 0;
     ByteFifo mFifo;
 };
 
 class FutexChannel : public Channel
 {
 public:
-    explicit FutexChannel(bool aTimed)
-        : mTimed(aTimed)
+    explicit FutexChannel(FutexSleep aSleep)
+        : mSleep(aSleep)
         , mWord(static_cast<uint32_t*>(
               ::mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0)))
     {
@@ -114,15 +111,20 @@ public:
     {
         const std::atomic_ref<uint32_t> lWord(*mWord);
         const timespec lTime{0, 50000000};
+        if (mSleep == FutexSleep::YieldFirst && lWord.load() == 0)
+        {
+            ::sched_yield();
+        }
         while (lWord.exchange(0) == 0)
         {
-            ::syscall(SYS_futex, mWord, FUTEX_WAIT, 0, mTimed ? &lTime : nullptr, nullptr, 0);
+            ::syscall(SYS_futex, mWord, FUTEX_WAIT, 0, mSleep == FutexSleep::Timed ? &lTime : nullptr,
+                      nullptr, 0);
         }
         return 1;
     }
 
 private:
-    const bool mTimed;
+    const FutexSleep mSleep;
     uint32_t* const mWord;
 };
 
@@ -148,9 +150,9 @@ std::unique_ptr<Channel> MakeByteFifo(uint32_t aCapacity)
     return std::make_unique<ByteChannel>(aCapacity);
 }
 
-std::unique_ptr<Channel> MakeFutex(bool aTimed)
+std::unique_ptr<Channel> MakeFutex(FutexSleep aSleep)
 {
-    return std::make_unique<FutexChannel>(aTimed);
+    return std::make_unique<FutexChannel>(aSleep);
 }
 
 #if !defined(KYSERIAL_HAS_BOOST)

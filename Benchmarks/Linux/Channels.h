@@ -23,8 +23,15 @@ std::unique_ptr<Channel> MakeUnixStream();
 std::unique_ptr<Channel> MakeFifo(uint32_t aCapacity);
 /// The straightforward form of the same.
 std::unique_ptr<Channel> MakeByteFifo(uint32_t aCapacity);
+/// How a futex is slept at.
+enum class FutexSleep
+{
+    Plain,
+    Timed,     ///< For 50 ms at a time, as whoever must survive the death of the other side does.
+    YieldFirst ///< The processor is offered to others before.
+};
+
 /// No data: a word that is changed and waited for, the least that a round trip can cost.
-/// \param aTimed  Its sleeps end after 50 ms, as those of whoever must survive the death of the other side.
-std::unique_ptr<Channel> MakeFutex(bool aTimed);
+std::unique_ptr<Channel> MakeFutex(FutexSleep aSleep);
 /// Null where Boost is not installed. Message by message, up to aLargest bytes each.
 std::unique_ptr<Channel> MakeBoostQueue(size_t aLargest, size_t aMessages);

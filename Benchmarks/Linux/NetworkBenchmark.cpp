@@ -1,31 +1,36 @@
 // What the adapter for GigE Vision devices costs over the loop-back network, beside two threads that send
-// each other plain datagrams. Both ends run in this process.
+// each other plain datagrams, and beside Aravis, which reads the same camera's registers. Everything is in
+// this process, on one processor and on all of them.
+//   NetworkBenchmark [--quick]   "figure <name> <value>" lines, microseconds
 
 #include "Adapters/GigE/GigEDeviceAdapter.h"
-#include "Adapters/GigE/Gvcp/UdpSocket.h"
+#include "Benchmarks/Figures.h"
 #include "Simulator/CameraModel.h"
 #include "Simulator/Network/NetworkCamera.h"
 
 #include <KySerial/KyDeviceSerialPort.h>
 
-#include <algorithm>
+#include <arpa/inet.h>
 #include <array>
+#include <arv.h>
 #include <atomic>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
+#include <sched.h>
+#include <sys/socket.h>
 #include <thread>
+#include <unistd.h>
 #include <vector>
 
 namespace
 {
 
-using Clock = std::chrono::steady_clock;
-using KyGvcp::Endpoint;
-using KyGvcp::UdpSocket;
+constexpr uint32_t cLoopback = 0x7F000001;
+constexpr uint32_t cRegister = 0xB8FC;
+constexpr int cWarmUp = 50;
 
-constexpr int cWarmUp = 200;
+using KyBench::Figures;
 
 void Require(bool aGood, const char* aWhat)
 {
@@ -36,80 +41,117 @@ void Require(bool aGood, const char* aWhat)
     }
 }
 
-/// Runs aDo many times and prints median, 99th percentile and maximum in microseconds.
-void Measure(const char* aName, int aRounds, const std::function<void()>& aDo)
+/// Runs aDo many times and notes the median.
+void Measure(Figures& aFigures, const std::string& aName, int aRounds, const std::function<void()>& aDo)
 {
     std::vector<double> lTimes;
     for (int lRound = -cWarmUp; lRound < aRounds; ++lRound)
     {
-        const Clock::time_point lBegin = Clock::now();
+        const auto lBegin = KyBench::Clock::now();
         aDo();
         if (lRound >= 0)
         {
-            lTimes.push_back(std::chrono::duration<double, std::micro>(Clock::now() - lBegin).count());
+            lTimes.push_back(KyBench::GetSeconds(lBegin) * 1e6);
         }
     }
-    std::sort(lTimes.begin(), lTimes.end());
-    const auto lRank = [&](size_t aPercent) { return lTimes[(lTimes.size() - 1) * aPercent / 100]; };
-    std::printf("%-42s %9.1f %9.1f %9.1f\n", aName, lRank(50), lRank(99), lTimes.back());
+    aFigures.Add(aName, KyBench::GetQuantile(lTimes, 0.5));
 }
 
-/// A thread that sends every datagram back.
-class Echo
+/// A datagram socket on the loop-back network, nothing around it.
+class PlainSocket
 {
 public:
-    Echo()
+    PlainSocket() : mSocket(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0))
     {
-        Require(mSocket.Open({0x7F000001, 0}), "echo socket");
-        mThread = std::thread([this] { Run(); });
+        sockaddr_in lAny = GetAddress(0);
+        Require(::bind(mSocket, reinterpret_cast<sockaddr*>(&lAny), sizeof lAny) == 0, "socket");
     }
-    ~Echo()
-    {
-        mStop = true;
-        mWaker.Wake();
-        mThread.join();
-    }
+    ~PlainSocket() { ::close(mSocket); }
+    PlainSocket(const PlainSocket&) = delete;
+    PlainSocket& operator=(const PlainSocket&) = delete;
 
-    Endpoint GetLocal() const { return mSocket.GetLocal(); }
+    void ConnectTo(const PlainSocket& aOther) const
+    {
+        sockaddr_in lOther{};
+        socklen_t lSize = sizeof lOther;
+        Require(::getsockname(aOther.mSocket, reinterpret_cast<sockaddr*>(&lOther), &lSize) == 0 &&
+                    ::connect(mSocket, reinterpret_cast<sockaddr*>(&lOther), sizeof lOther) == 0,
+                "connection");
+    }
+    bool Send(const void* aData, size_t aSize) const
+    {
+        return ::send(mSocket, aData, aSize, 0) == static_cast<ssize_t>(aSize);
+    }
+    ssize_t Receive(void* aBuffer, size_t aSize) const { return ::recv(mSocket, aBuffer, aSize, 0); }
 
 private:
-    void Run()
+    static sockaddr_in GetAddress(uint16_t aPort)
     {
-        std::array<uint8_t, 600> lBuffer{};
-        while (!mStop)
-        {
-            size_t lSize = 0;
-            Endpoint lFrom;
-            if (mSocket.Receive(lBuffer, lSize, &lFrom, KyGvcp::cForever, &mWaker) ==
-                KyGvcp::SocketResult::Done)
-            {
-                static_cast<void>(mSocket.SendTo(lFrom, {lBuffer.data(), lSize}));
-            }
-        }
+        sockaddr_in lAddress{};
+        lAddress.sin_family = AF_INET;
+        lAddress.sin_port = htons(aPort);
+        lAddress.sin_addr.s_addr = htonl(cLoopback);
+        return lAddress;
     }
 
-    UdpSocket mSocket;
-    KyGvcp::Waker mWaker;
-    std::atomic<bool> mStop = false;
-    std::thread mThread;
+    const int mSocket;
 };
 
-void MeasureDatagrams(size_t aSize, const char* aName, int aRounds)
+/// Sixteen bytes there and back: as long as a register's read and its answer.
+void MeasureDatagrams(Figures& aFigures, const std::string& aPrefix, int aRounds)
 {
-    const Echo lEcho;
-    UdpSocket lSocket;
-    Require(lSocket.Open({0x7F000001, 0}) && lSocket.Connect(lEcho.GetLocal()), "socket");
-    std::array<uint8_t, 600> lBuffer{};
-    Measure(aName, aRounds,
+    const PlainSocket lHere;
+    const PlainSocket lThere;
+    lHere.ConnectTo(lThere);
+    lThere.ConnectTo(lHere);
+    std::thread lEcho(
+        [&lThere]
+        {
+            std::array<uint8_t, 64> lBuffer{};
+            for (ssize_t lSize = 16; lSize == 16;)
+            {
+                lSize = lThere.Receive(lBuffer.data(), lBuffer.size());
+                Require(lThere.Send(lBuffer.data(), static_cast<size_t>(lSize)), "echo");
+            }
+        });
+    std::array<uint8_t, 64> lBuffer{};
+    Measure(aFigures, aPrefix + "udp_us", aRounds,
             [&]
             {
-                size_t lSize = 0;
-                static_cast<void>(lSocket.Send({lBuffer.data(), aSize}));
-                Require(lSocket.Receive(lBuffer, lSize, nullptr, std::chrono::seconds(5)) ==
-                            KyGvcp::SocketResult::Done,
+                Require(lHere.Send(lBuffer.data(), 16) && lHere.Receive(lBuffer.data(), lBuffer.size()) == 16,
                         "ping-pong");
             });
+    Require(lHere.Send(lBuffer.data(), 1), "end"); // one byte ends the echo
+    lEcho.join();
 }
+
+/// A camera whose line takes no time, at a place of its own.
+class Camera
+{
+public:
+    explicit Camera(const KyGvcp::Endpoint& aPlace) : mCamera(MakeModel(), {aPlace, false})
+    {
+        mIsThere = mCamera.Start();
+    }
+    ~Camera() { mCamera.Stop(); }
+    Camera(const Camera&) = delete;
+    Camera& operator=(const Camera&) = delete;
+
+    bool IsThere() const { return mIsThere; }
+    KySimulator::CameraModel& GetModel() const { return mCamera.GetCamera(); }
+    uint16_t GetPort() const { return mCamera.GetEndpoint().mPort; }
+
+private:
+    static std::shared_ptr<KySimulator::CameraModel> MakeModel()
+    {
+        KySimulator::CameraConfiguration lConfiguration;
+        lConfiguration.mUnlimitedLineRate = true;
+        return std::make_shared<KySimulator::CameraModel>(lConfiguration);
+    }
+
+    KySimulator::NetworkCamera mCamera;
+    bool mIsThere = false;
+};
 
 /// Tells when an event has come.
 class Listener : public IKyDeviceEventSink
@@ -133,7 +175,8 @@ public:
     std::atomic<uint32_t> mCount = 0;
 };
 
-void MeasureEvents(KyGigE::GigEDeviceAdapter& aAdapter, KySimulator::CameraModel& aCamera, int aRounds)
+void MeasureEvents(Figures& aFigures, const std::string& aPrefix, KyGigE::GigEDeviceAdapter& aAdapter,
+                   KySimulator::CameraModel& aCamera, int aRounds)
 {
     constexpr uint32_t cInterruptEnable = 0xB838;
     constexpr uint32_t cUart1Receive = 0x8;
@@ -141,7 +184,7 @@ void MeasureEvents(KyGigE::GigEDeviceAdapter& aAdapter, KySimulator::CameraModel
     Require(aAdapter.WriteRegister(cInterruptEnable, cUart1Receive).IsOK(), "interrupts");
     Require(aAdapter.RegisterEventSink(&lListener).IsOK(), "sink");
     uint32_t lExpected = 0;
-    Measure("byte on the camera's line until NotifyEvent", aRounds,
+    Measure(aFigures, aPrefix + "event_us", aRounds,
             [&]
             {
                 const uint8_t lByte = 'x';
@@ -151,29 +194,22 @@ void MeasureEvents(KyGigE::GigEDeviceAdapter& aAdapter, KySimulator::CameraModel
     Require(aAdapter.UnregisterEventSink(&lListener).IsOK(), "sink");
 }
 
-void MeasureAdapter(int aRounds)
+void MeasureAdapter(Figures& aFigures, const std::string& aPrefix, int aRounds)
 {
-    KySimulator::CameraConfiguration lConfiguration;
-    lConfiguration.mUnlimitedLineRate = true;
-    const auto lModel = std::make_shared<KySimulator::CameraModel>(lConfiguration);
-    KySimulator::NetworkCamera lCamera(lModel, {{0x7F000001, 0}, false});
-    Require(lCamera.Start(), "camera");
+    const Camera lCamera({cLoopback, 0});
+    Require(lCamera.IsThere(), "camera");
     std::unique_ptr<KyGigE::GigEDeviceAdapter> lAdapter;
-    Require(
-        KyGigE::GigEDeviceAdapter::Connect({"127.0.0.1", lCamera.GetEndpoint().mPort, ""}, lAdapter).IsOK(),
-        "connection");
+    Require(KyGigE::GigEDeviceAdapter::Connect({"127.0.0.1", lCamera.GetPort(), ""}, lAdapter).IsOK(),
+            "connection");
     uint32_t lValue = 0;
-    Measure("read a register", aRounds,
-            [&] { Require(lAdapter->ReadRegister(0xB8FC, lValue).IsOK(), "read"); });
-    Measure("write a register", aRounds,
+    Measure(aFigures, aPrefix + "read_us", aRounds,
+            [&] { Require(lAdapter->ReadRegister(cRegister, lValue).IsOK(), "read"); });
+    Measure(aFigures, aPrefix + "write_us", aRounds,
             [&] { Require(lAdapter->WriteRegister(0xB838, 0).IsOK(), "write"); });
-    KyString lText;
-    Measure("read an enumeration feature as text", aRounds / 10,
-            [&] { Require(lAdapter->GetFeatureAsString("BulkMode", lText).IsOK(), "feature"); });
-    MeasureEvents(*lAdapter, *lModel, aRounds);
+    MeasureEvents(aFigures, aPrefix, *lAdapter, lCamera.GetModel(), aRounds);
     KyDeviceSerialPort lPort;
     Require(lPort.Open(lAdapter.get(), KyDeviceSerialUart0).IsOK(), "port");
-    Measure("UART byte: write until its transmit event", aRounds,
+    Measure(aFigures, aPrefix + "uart_us", aRounds,
             [&]
             {
                 const uint8_t lByte = 'x';
@@ -181,18 +217,61 @@ void MeasureAdapter(int aRounds)
                 Require(lPort.Write(&lByte, 1, lWritten).IsOK(), "byte");
             });
     Require(lPort.Close().IsOK(), "close");
-    lAdapter.reset();
-    lCamera.Stop();
+}
+
+/// Aravis knows one port only, so its camera has an address of its own; without one there are no figures.
+void MeasureAravis(Figures& aFigures, const std::string& aPrefix, int aRounds)
+{
+    const uint32_t lAddress = 0x7F400000U + static_cast<uint32_t>(::getpid() % 60000) + 2;
+    const Camera lCamera({lAddress, KyGvcp::cControlPort});
+    if (!lCamera.IsThere())
+    {
+        return;
+    }
+    in_addr lThere{};
+    lThere.s_addr = htonl(lAddress);
+    GInetAddress* const lInterface = g_inet_address_new_from_string("127.0.0.1");
+    GInetAddress* const lPlace = g_inet_address_new_from_string(::inet_ntoa(lThere));
+    ArvDevice* const lDevice = arv_gv_device_new(lInterface, lPlace, nullptr);
+    if (lDevice != nullptr)
+    {
+        guint32 lValue = 0;
+        Measure(aFigures, aPrefix + "aravis_us", aRounds,
+                [&]
+                { Require(arv_device_read_register(lDevice, cRegister, &lValue, nullptr) != 0, "Aravis"); });
+        g_object_unref(lDevice);
+    }
+    g_object_unref(lPlace);
+    g_object_unref(lInterface);
+}
+
+void SetProcessors(const cpu_set_t& aProcessors)
+{
+    ::sched_setaffinity(0, sizeof(aProcessors), &aProcessors); // the threads that follow inherit it
 }
 
 } // namespace
 
-int main(int aCount, char** aArguments)
+int main(int aCount, char** /*aArguments*/)
 {
-    const int lRounds = aCount > 1 ? std::max(std::atoi(aArguments[1]), 100) : 20000;
-    std::printf("%-42s %9s %9s %9s\n", "microseconds", "median", "p99", "max");
-    MeasureDatagrams(16, "16 bytes there and back, plain UDP", lRounds);
-    MeasureDatagrams(548, "548 bytes there and back, plain UDP", lRounds);
-    MeasureAdapter(lRounds);
+    const int lRounds = aCount > 1 ? 300 : 1500;
+    cpu_set_t lAll;
+    cpu_set_t lOne;
+    ::sched_getaffinity(0, sizeof(lAll), &lAll);
+    CPU_ZERO(&lOne);
+    CPU_SET(0, &lOne);
+    Figures lFigures;
+    for (int lRepeat = 0; lRepeat < (aCount > 1 ? KyBench::cQuickRepeats : KyBench::cRepeats); ++lRepeat)
+    {
+        for (const bool lSpread : {false, true})
+        {
+            SetProcessors(lSpread ? lAll : lOne);
+            const std::string lPrefix = lSpread ? "spread.net." : "one.net.";
+            MeasureDatagrams(lFigures, lPrefix, lRounds);
+            MeasureAdapter(lFigures, lPrefix, lRounds);
+            MeasureAravis(lFigures, lPrefix, lRounds);
+        }
+    }
+    lFigures.Print();
     return 0;
 }

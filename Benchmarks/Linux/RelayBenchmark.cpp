@@ -106,12 +106,14 @@ double MeasureStream(Subject& aSubject)
 }
 
 /// \return Per cent of a processor at 115200 bit/s both ways, in messages of 256 bytes that are sent back.
-double MeasureMessages(Subject& aSubject, int aTurns)
+/// \param aSleeps  Receives how often the relay goes to sleep for each.
+double MeasureMessages(Subject& aSubject, int aTurns, double& aSleeps)
 {
     aSubject.Tell('e');
     std::array<char, cMessage> lMessage{};
     std::array<char, 4096> lBuffer;
     const double lBefore = aSubject.GetCpuOfRelay();
+    const double lSleeps = aSubject.GetSleepsOfRelay();
     const auto lStart = KyBench::Clock::now();
     size_t lGot = 0;
     for (int lTurn = 0; lTurn < aTurns; ++lTurn)
@@ -121,6 +123,7 @@ double MeasureMessages(Subject& aSubject, int aTurns)
         lGot += KyBench::ReceiveSome(aSubject.GetHostFile(), lBuffer.data(), lBuffer.size(), 0);
     }
     const double lShare = (aSubject.GetCpuOfRelay() - lBefore) / KyBench::GetSeconds(lStart) * 100;
+    aSleeps = (aSubject.GetSleepsOfRelay() - lSleeps) / aTurns;
     while (lGot < static_cast<size_t>(aTurns) * cMessage)
     {
         const size_t lCount =
@@ -146,7 +149,9 @@ void Measure(Figures& aFigures, Late& aLate, const char* aName, Subject& aSubjec
     MeasureDown(aSubject, aQuick ? 20 : 60, aLate.mDown);
     MeasureUp(aSubject, aLate.mUp);
     aFigures.Add(lName + "up_cpu_ms_per_MB", MeasureCost(aSubject));
-    aFigures.Add(lName + "messages_cpu_percent", MeasureMessages(aSubject, aQuick ? 20 : 90));
+    double lSleeps = 0;
+    aFigures.Add(lName + "messages_cpu_percent", MeasureMessages(aSubject, aQuick ? 20 : 90, lSleeps));
+    aFigures.Add(lName + "messages_sleeps", lSleeps);
     aFigures.Add(lName + "stream_cpu_percent", MeasureStream(aSubject));
 }
 
@@ -166,7 +171,7 @@ int main(int aCount, char** aArguments)
     const bool lQuick = aCount == 2 && std::strcmp(aArguments[1], "--quick") == 0;
     Figures lFigures;
     std::map<std::string, Late> lLate;
-    for (int lRepeat = 0; lRepeat < KyBench::cRepeats; ++lRepeat)
+    for (int lRepeat = 0; lRepeat < (lQuick ? 1 : KyBench::cRepeats); ++lRepeat)
     {
         for (const char* const lName : {"bridge", "socat", "ser2net"})
         {

@@ -292,6 +292,11 @@ double Subject::GetCpuOfRelay() const
     return GetCpuOf(mRelay) - (mRelay == mDevice ? mShared->mOwnCpu.load() : 0);
 }
 
+double Subject::GetSleepsOfRelay() const
+{
+    return GetSleepsOf(mRelay);
+}
+
 void Subject::Tell(char aWhat) const
 {
     ++mShared->mBusy;

@@ -46,6 +46,8 @@ public:
     /// Seconds of processor time of the relay, less what making the load took in its process. Waits until the
     /// device has done what it was told.
     double GetCpuOfRelay() const;
+    /// How often the relay's threads have gone to sleep.
+    double GetSleepsOfRelay() const;
     Shared& GetShared() const { return *mShared; }
 
     /// What the device is to do from now on: 'r' note when bytes come, 'e' send them back; 's' send

@@ -99,7 +99,7 @@ int main(int aCount, char** /*aArguments*/)
 {
     const int lTurns = aCount > 1 ? 45 : 90; // --quick: a second each time
     KyBench::Figures lFigures;
-    for (int lRepeat = 0; lRepeat < KyBench::cRepeats; ++lRepeat)
+    for (int lRepeat = 0; lRepeat < (aCount > 1 ? KyBench::cQuickRepeats : KyBench::cRepeats); ++lRepeat)
     {
         const std::string lStem =
             "KyBenchServer" + std::to_string(::getpid()) + "x" + std::to_string(lRepeat) + "n";

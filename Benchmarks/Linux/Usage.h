@@ -2,6 +2,9 @@
 
 #include <cstdio>
 #include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <string>
 #include <sys/types.h>
 #include <unistd.h>
 
@@ -23,6 +26,27 @@ inline double GetCpuOf(pid_t aProcess)
 inline double GetOwnCpu()
 {
     return GetCpuOf(0);
+}
+
+/// How often the threads of a process have gone to sleep.
+inline double GetSleepsOf(pid_t aProcess)
+{
+    const std::string cName = "voluntary_ctxt_switches:";
+    double lSleeps = 0;
+    std::error_code lError;
+    const std::filesystem::path lTasks = "/proc/" + std::to_string(aProcess) + "/task";
+    for (const auto& lTask : std::filesystem::directory_iterator(lTasks, lError))
+    {
+        std::ifstream lStatus(lTask.path() / "status");
+        for (std::string lLine; std::getline(lStatus, lLine);)
+        {
+            if (lLine.compare(0, cName.size(), cName) == 0)
+            {
+                lSleeps += std::stod(lLine.substr(cName.size()));
+            }
+        }
+    }
+    return lSleeps;
 }
 
 /// Bytes of this process that are in memory.

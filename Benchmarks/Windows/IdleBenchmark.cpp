@@ -1,4 +1,5 @@
-// Bridges that have nothing to do: IdleBenchmark SECONDS COM30 COM31 ...
+// Bridges that have nothing to do, and then send back what comes: IdleBenchmark SECONDS COM30 COM31 ...
+// It says "idle" when the first time begins and "echo" when the second one does.
 
 #include "Benchmarks/Figures.h"
 #include "Benchmarks/LoopDevice.h"
@@ -20,6 +21,8 @@ double GetOwnCpu()
     ::GetProcessTimes(::GetCurrentProcess(), &lIgnored, &lIgnored, &lKernel, &lUser);
     return static_cast<double>(lKernel.dwLowDateTime + lUser.dwLowDateTime) * 1e-7;
 }
+
+constexpr DWORD cEchoTime = 4000;
 
 struct Served
 {
@@ -55,7 +58,9 @@ int main(int aCount, char** aArguments)
     ::Sleep(static_cast<DWORD>(std::atoi(aArguments[1])) * 1000);
     std::printf("figure idle%zu.cpu_percent %.3f\n", lServed.size(),
                 (GetOwnCpu() - lBefore) / KyBench::GetSeconds(lStart) * 100);
+    std::printf("echo\n");
     std::fflush(stdout);
+    ::Sleep(cEchoTime);
     const auto lStop = KyBench::Clock::now();
     for (const Served& lOne : lServed)
     {

@@ -11,6 +11,10 @@ namespace JxUtilsLib
 namespace
 {
 
+// The one thing in this library that is not plain standard C++. A standard lock and condition variable would
+// do, but with the Windows compiler they are kernel objects, and a wake-up through them costs several calls
+// where a word costs one; std::atomic waits at a word too, but without an end.
+
 /// The word: bit 0 set, the rest counts those who wait.
 constexpr uint32_t cSet = 1;
 constexpr uint32_t cOneWaiter = 2;

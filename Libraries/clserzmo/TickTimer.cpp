@@ -20,7 +20,11 @@ std::atomic<TickTimer::Source> gSource{&GetSystemTicks};
 
 } // namespace
 
-TickTimer::TickTimer(uint32_t aTimeout) noexcept : mTimeout(aTimeout), mStart(gSource.load()()) {}
+// A time-out without end needs no clock, and reading it costs as much as a short write.
+TickTimer::TickTimer(uint32_t aTimeout) noexcept
+    : mTimeout(aTimeout), mStart(aTimeout == KyPlatform::cInfinite ? 0 : gSource.load()())
+{
+}
 
 uint32_t TickTimer::GetElapsed() noexcept
 {

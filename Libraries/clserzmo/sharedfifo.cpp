@@ -331,8 +331,12 @@ uint32_t SharedFifo::Store(Indexes& aIndexes, const uint8_t* aData, uint32_t aSi
     }
     const uint32_t lFirst = std::min(lCount, aIndexes.mSize - aIndexes.mHead);
     std::memcpy(mData + aIndexes.mHead, aData, lFirst);
-    std::memcpy(mData, aData + lFirst, lCount - lFirst);
-    aIndexes.mHead = lFirst == aIndexes.mSize - aIndexes.mHead ? lCount - lFirst : aIndexes.mHead + lCount;
+    aIndexes.mHead += lFirst;
+    if (aIndexes.mHead == aIndexes.mSize)
+    {
+        aIndexes.mHead = lCount - lFirst;
+        std::memcpy(mData, aData + lFirst, lCount - lFirst);
+    }
     StoreWord(mHeader->mHeadIndex, aIndexes.mHead);
     return lCount;
 }
@@ -343,8 +347,12 @@ uint32_t SharedFifo::Take(Indexes& aIndexes, uint8_t* aBuffer, uint32_t aSize) n
     const uint32_t lCount = std::min(aSize, aIndexes.GetUsed());
     const uint32_t lFirst = std::min(lCount, aIndexes.mSize - aIndexes.mTail);
     std::memcpy(aBuffer, mData + aIndexes.mTail, lFirst);
-    std::memcpy(aBuffer + lFirst, mData, lCount - lFirst);
-    aIndexes.mTail = lFirst == aIndexes.mSize - aIndexes.mTail ? lCount - lFirst : aIndexes.mTail + lCount;
+    aIndexes.mTail += lFirst;
+    if (aIndexes.mTail == aIndexes.mSize)
+    {
+        aIndexes.mTail = lCount - lFirst;
+        std::memcpy(aBuffer + lFirst, mData, lCount - lFirst);
+    }
     StoreWord(mHeader->mTailIndex, aIndexes.mTail);
     return lCount;
 }

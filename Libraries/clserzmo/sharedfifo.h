@@ -107,7 +107,8 @@ private:
         uint32_t mHead = 0;
 
         bool IsEmpty() const noexcept { return mHead == mTail; }
-        bool IsFull() const noexcept { return (uint64_t{mHead} + 1) % mSize == mTail; }
+        /// Head one behind tail; compared, since a division takes as long as the rest of a short write.
+        bool IsFull() const noexcept { return mHead == (mTail == 0 ? mSize : mTail) - 1; }
         uint32_t GetUsed() const noexcept { return mHead >= mTail ? mHead - mTail : mSize - mTail + mHead; }
     };
     using Question = bool (Indexes::*)() const noexcept;

@@ -109,7 +109,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* aData, size_t aSize)
     {
         JxUtilsLib::Logger::SetPriority(
             static_cast<JxUtilsLib::PriorityLevel>(JxUtilsLib::PriorityFatal + 1));
-        KY_REQUIRE(sMemory.Open("Local\\FuzzedMemory") && sMemory.GetSize() == cSectionSize);
+        KY_REQUIRE(sMemory.Open("Local\\FuzzedMemory") && sMemory.HasSizeOf(cSectionSize));
         KY_REQUIRE(sFirst.IsValid() && sSecond.IsValid());
     }
     auto* const lSection = static_cast<uint8_t*>(sMemory.GetBase());

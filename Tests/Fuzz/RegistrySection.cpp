@@ -135,7 +135,7 @@ struct Run
         {
             const SharedRegistryEntry* const lEntry = mModel.Find(aName);
             KY_REQUIRE(lFound && lEntry != nullptr && mServer.IsValid() && mClient.IsValid());
-            KY_REQUIRE(lEntry->mServerSessionId == PrivateSession::cFirstNumber);
+            // An entry of another session has its server there, where the system lets this process in.
             mHeldNumber = lEntry->mServerId;
             mHeldSession = lEntry->mServerSessionId;
             NamedSemaphore lSecond;

@@ -1,89 +1,13 @@
 // The bridge to a host port, with a port.
 
-#include "BridgeCOM.h"
-
-#include "JxUtilsLib/Thread.h"
-#include "KySerial/BridgeFixture.h"
-#include "Tests/Host/HostLink.h"
-
-#include <thread>
+#include "Tests/Host/BridgeCOMFixture.h"
 
 using namespace KyTest;
-using JxUtilsLib::Thread;
-using KySerialLib::BridgeCOM;
 
 namespace
 {
 
-constexpr char cUpstream[] = "EventBulk1UpstreamDataBuffer";
 constexpr char cDownstream[] = "Bulk1DownstreamData";
-constexpr uint64_t cStopTime = 2000; // ms; ten times what it takes at most
-
-class BridgeCOMHostTest : public EngineTest
-{
-protected:
-    void SetUp() override
-    {
-        const std::string lReason = HostLink::GetReasonToSkip();
-        if (!lReason.empty())
-        {
-            GTEST_SKIP() << lReason;
-        }
-        mLink = std::make_unique<HostLink>();
-        AddSettings(mDevice, "Bulk1");
-        mDevice.SetContent(cDownstream, Bytes(520));
-        ASSERT_THAT(mBridge->OpenDevicePort(&mDevice, KyDeviceSerialBulk1), IsOK());
-        Forget();
-    }
-    KyResult OpenHost(const KySerialPortConfiguration& aConfiguration = KySerialPortConfiguration())
-    {
-        return mBridge->OpenCOMPort(mLink->GetName().c_str(), aConfiguration);
-    }
-    void Start()
-    {
-        ASSERT_THAT(OpenHost(), IsOK());
-        ASSERT_THAT(mBridge->Start(), IsOK());
-    }
-    // The device sends, as the engine for features expects it.
-    void SendFromDevice(const std::string& aText)
-    {
-        mDevice.SetContent(cUpstream, Bytes(aText.begin(), aText.end()));
-        mDevice.SetInteger("EventBulk1UpstreamDataLength", static_cast<int64_t>(aText.size()));
-        mDevice.Invalidate(cUpstream);
-    }
-    uint64_t StopAndMeasure()
-    {
-        const uint64_t lStart = Thread::GetTickCount();
-        mBridge.reset();
-        return Thread::GetTickCount() - lStart;
-    }
-    template<typename Condition>
-    static bool WaitFor(Condition aCondition)
-    {
-        const uint64_t lStart = Thread::GetTickCount();
-        while (Thread::GetTickCount() - lStart < 60000)
-        {
-            if (aCondition())
-            {
-                return true;
-            }
-            Thread::Sleep(2);
-        }
-        return false;
-    }
-    bool HasLogged(const std::string& aStart)
-    {
-        for (const LogLine& lLine : mLog.Take())
-        {
-            mFound = mFound || (lLine.mPriority == PriorityError && lLine.mMessage.starts_with(aStart));
-        }
-        return std::exchange(mFound, false);
-    }
-
-    std::unique_ptr<HostLink> mLink;
-    std::optional<BridgeCOM> mBridge{std::in_place};
-    bool mFound = false;
-};
 
 TEST_F(BridgeCOMHostTest, OpeningConfiguresTheDeviceAndListsItsRates)
 {
@@ -169,57 +93,6 @@ TEST_F(BridgeCOMHostTest, ADeviceThatRefusesIsLoggedAndTheBridgeGoesOn)
     EXPECT_TRUE(WaitFor([&] { return mBridge->GetBytesSentToDevice() == 4; }));
 }
 
-TEST_F(BridgeCOMHostTest, AnIdleBridgeStopsAtOnce)
-{
-    Start();
-    Thread::Sleep(50);
-    EXPECT_LE(StopAndMeasure(), cStopTime);
-    EXPECT_EQ(mDevice.GetText("Bulk1BaudRate"), "SavedBaudRate");
-    EXPECT_TRUE(mDevice.GetSinks().empty());
-}
-
-TEST_F(BridgeCOMHostTest, ABridgeThatCannotWriteToTheHostStopsAtOnce)
-{
-    Start();
-    // More than the way to the host holds, and nobody reads there.
-    for (int lIndex = 0; lIndex < 100; ++lIndex)
-    {
-        SendFromDevice(std::string(512, 'x'));
-    }
-    Thread::Sleep(100);
-    EXPECT_LE(StopAndMeasure(), cStopTime);
-}
-
-TEST_F(BridgeCOMHostTest, ABusyBridgeStopsAtOnce)
-{
-    Start();
-    std::atomic<bool> lEnd{false};
-    std::thread lDevice(
-        [&]
-        {
-            while (!lEnd)
-            {
-                SendFromDevice(std::string(100, 'd'));
-                Thread::Sleep(1);
-            }
-        });
-    std::thread lHost(
-        [&]
-        {
-            while (!lEnd)
-            {
-                mLink->Write("h");
-                static_cast<void>(mLink->Read(1000, 0));
-                Thread::Sleep(1);
-            }
-        });
-    Thread::Sleep(100);
-    EXPECT_LE(StopAndMeasure(), cStopTime);
-    lEnd = true;
-    lDevice.join();
-    lHost.join();
-}
-
 TEST_F(BridgeCOMHostTest, RecoversWhileItRelays)
 {
     Start();
@@ -263,7 +136,6 @@ TEST_F(BridgeCOMHostTest, AVanishedHostPortIsLoggedAndWorksWhenItIsBack)
         EXPECT_EQ(mLink->Write("here"), 4U);
         EXPECT_TRUE(WaitFor([&] { return mBridge->GetBytesSentToDevice() == lBefore + 4; }));
     }
-    EXPECT_LE(StopAndMeasure(), cStopTime);
 }
 
 // A host that writes and never reads: its bytes reach the device all the same.
@@ -279,22 +151,6 @@ TEST_F(BridgeCOMHostTest, AHostThatDoesNotReadCanWrite)
         ASSERT_EQ(mLink->Write(std::string(500, 'h')), 500U);
         ASSERT_TRUE(WaitFor([&] { return mBridge->GetBytesSentToDevice() == lDone + 500; }));
     }
-    EXPECT_LE(StopAndMeasure(), cStopTime);
-}
-
-// The last one: some systems have one such port for all tests of a process, and it does not come back. Not
-// every system fails the calls that wait already.
-TEST_F(BridgeCOMHostTest, AVanishedHostPortCostsLittle)
-{
-    Start();
-    mLink->Vanish();
-    SendFromDevice("lost");
-    Thread::Sleep(200);
-    const uint64_t lBefore = HostLink::GetProcessorTime();
-    Thread::Sleep(1000);
-    // Under 1 % of a core on its own; the bound is for a machine that runs other things under sanitizers.
-    EXPECT_LT(HostLink::GetProcessorTime() - lBefore, 50U);
-    EXPECT_LE(StopAndMeasure(), cStopTime);
 }
 
 } // namespace

@@ -39,9 +39,6 @@ public:
     /// Plugs it in again; the port's name means a new device.
     void ComeBack();
 
-    /// Milliseconds of processor time that this process has used.
-    static uint64_t GetProcessorTime();
-
 private:
     struct End;
     std::string mName;

@@ -272,7 +272,7 @@ TEST_P(TortureTest, LeavesNothingBehindWhateverCallIsSpoilt)
         Prepare(lDevice, GetScenario());
         RunOnce(lDevice, Fault::None, 0);
     }
-    mThreads = CountThreads(); // some systems add one of their own to a process that has used them once
+    mThreads = CountThreadsAtFirst();
     int lNumber = 0;
     for (bool lReached = true; lReached;)
     {

@@ -160,13 +160,26 @@ TEST_F(PtyBridgeTest, LogHasBothDirections)
 
 TEST_F(PtyBridgeTest, ALinkOfABridgeThatWasKilledGivesWay)
 {
+    // The system gives the number of the dead terminal to whoever wants one next. Is that another program,
+    // then the link leads to a terminal that is none of ours, and rightly stays.
+    constexpr int cTries = 20;
+    for (int lTry = 1; lTry <= cTries; ++lTry)
     {
-        const BridgeRun lKilled({"--port", "bulk1", "--pty", mLink});
+        {
+            const BridgeRun lKilled({"--port", "bulk1", "--pty", mLink});
+        }
+        ASSERT_TRUE(std::filesystem::is_symlink(mLink));
+        const ToolResult lResult = RunTool({"bridge", "--port", "bulk1", "--pty", mLink, "--duration", "1"});
+        const bool lTaken = lResult.mError.find("exists already and leads to ") != std::string::npos;
+        EXPECT_EQ(lResult.mStatus, lTaken ? 1 : 0) << lResult.mError;
+        if (!lTaken)
+        {
+            EXPECT_FALSE(std::filesystem::is_symlink(mLink)); // it was its own in the end
+            return;
+        }
+        std::filesystem::remove(mLink);
     }
-    ASSERT_TRUE(std::filesystem::is_symlink(mLink));
-    BridgeRun lBridge({"--port", "bulk1", "--pty", mLink});
-    EXPECT_EQ(TerminalUser(mLink).Ask("STATUS?\r\n", 41), cStatus);
-    EXPECT_EQ(lBridge.End(), 0);
+    ADD_FAILURE() << "the link never gave way";
 }
 
 TEST_F(PtyBridgeTest, AFileIsNoPlaceForTheLink)

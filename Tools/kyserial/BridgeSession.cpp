@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
+#include <thread>
 
 namespace KySerialTool
 {
@@ -104,6 +105,21 @@ BridgeCounts BridgeSession::GetCounts() const
             mReconnections};
 }
 
+// Bytes are counted after they have been passed on: who has the last ones may end this program at once. Waits
+// until nothing has been counted for a while; not for long, traffic may go on.
+void BridgeSession::AwaitCounts() const
+{
+    constexpr std::chrono::milliseconds cQuiet(30);
+    const auto lTotal = [this]
+    { return mBridge.GetBytesSentToDevice() + mBridge.GetBytesReceivedFromDevice(); };
+    uint64_t lBefore = lTotal() + 1;
+    for (int lTry = 0; lTry < 4 && lTotal() != lBefore; ++lTry)
+    {
+        lBefore = lTotal();
+        std::this_thread::sleep_for(cQuiet);
+    }
+}
+
 void BridgeSession::Run()
 {
     if (!mOptions.mQuiet)
@@ -128,6 +144,7 @@ void BridgeSession::Run()
     {
         lFailure = lError.what();
     }
+    AwaitCounts();
     Report(Clock::now(), true);
     if (!lFailure.empty())
     {

@@ -52,6 +52,7 @@ private:
 
     void Start();
     void StartClser();
+    void AwaitCounts() const;
     void Watch();
     void Report(Clock::time_point aNow, bool aFinal);
     void FlushQuietLog();

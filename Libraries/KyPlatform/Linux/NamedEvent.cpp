@@ -146,7 +146,7 @@ WaitResult NamedEvent::Wait(uint32_t aTimeout) noexcept
     {
         return WaitResult::TimedOut;
     }
-    // The clock is left alone until a sleep has ended early: reading it costs as much as all the rest.
+    // The clock is left alone until a sleep has ended for nothing: reading it costs as much as all the rest.
     const bool lEndless = aTimeout == cInfinite;
     const bool lOneSleep = aTimeout <= cLookAgain;
     auto lUntil =
@@ -154,7 +154,8 @@ WaitResult NamedEvent::Wait(uint32_t aTimeout) noexcept
     const uint32_t lFirst = lNow & cCount;
     uint32_t lTime = std::min(aTimeout, cLookAgain);
     // A count that has moved says that the event was set meanwhile, whatever it is now.
-    while ((lNow & cSet) == 0 && (lNow & cCount) == lFirst)
+    const auto lIsOver = [&] { return (lNow & cSet) != 0 || (lNow & cCount) != lFirst; };
+    while (!lIsOver())
     {
         if (lTime == 0)
         {
@@ -170,6 +171,10 @@ WaitResult NamedEvent::Wait(uint32_t aTimeout) noexcept
             return WaitResult::Failed;
         }
         lNow = lWord.load();
+        if (lIsOver())
+        {
+            break;
+        }
         if (lOneSleep && lUntil == Clock::time_point())
         {
             lUntil = Clock::now() + std::chrono::milliseconds(lError == ETIMEDOUT ? 0 : aTimeout);

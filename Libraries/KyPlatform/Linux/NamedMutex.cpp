@@ -32,8 +32,8 @@ struct Object
 {
     std::unique_ptr<NamedFile> mFile;
     pthread_mutex_t* mMutex = nullptr;
-    std::atomic<int> mHeld{0};             // how often a thread has it through this object
-    std::atomic<std::thread::id> mOwner{}; // that thread
+    std::atomic<int> mHeld{0};             // how often a thread has it through this object; the owner's
+    std::atomic<std::thread::id> mOwner{}; // that thread; none when it gives the lock back
 };
 
 bool FillRecord(void* aBase, const void* /*aContext*/)
@@ -41,6 +41,21 @@ bool FillRecord(void* aBase, const void* /*aContext*/)
     auto* const lRecord = static_cast<Record*>(aBase);
     lRecord->mMark = cMark;
     return gSystem.mInitMutex(&lRecord->mMutex) == 0;
+}
+
+/// Whether the caller has the lock through this object: it was the last to write, and takes itself out.
+bool IsOwner(const Object& aObject) noexcept
+{
+    return aObject.mOwner.load(std::memory_order_relaxed) == std::this_thread::get_id();
+}
+
+/// By the owner. Nobody else acts on what is noted here, so the order of other processors' views does not
+/// matter, and keeping it costs as much as the lock itself.
+void NoteOwner(Object& aObject, int aHeld) noexcept
+{
+    aObject.mHeld.store(aHeld, std::memory_order_relaxed);
+    aObject.mOwner.store(aHeld > 0 ? std::this_thread::get_id() : std::thread::id(),
+                         std::memory_order_relaxed);
 }
 
 void* MakeObject(NamedFile* aFile) noexcept
@@ -126,8 +141,7 @@ WaitResult NamedMutex::Wait(uint32_t aTimeout) noexcept
     switch (lError)
     {
     case 0:
-        ++lObject->mHeld;
-        lObject->mOwner = std::this_thread::get_id();
+        NoteOwner(*lObject, IsOwner(*lObject) ? lObject->mHeld.load(std::memory_order_relaxed) + 1 : 1);
         return WaitResult::Done;
     case EOWNERDEAD:
         if (gSystem.mMendMutex(lObject->mMutex) != 0)
@@ -135,8 +149,7 @@ WaitResult NamedMutex::Wait(uint32_t aTimeout) noexcept
             gSystem.mUnlockMutex(lObject->mMutex);
             return WaitResult::Failed;
         }
-        lObject->mHeld = 1; // the dead may have been a thread of this process
-        lObject->mOwner = std::this_thread::get_id();
+        NoteOwner(*lObject, 1); // the dead may have been a thread of this process
         return WaitResult::OwnerDied;
     case EBUSY:
     case ETIMEDOUT:
@@ -149,14 +162,15 @@ WaitResult NamedMutex::Wait(uint32_t aTimeout) noexcept
 bool NamedMutex::Release() noexcept
 {
     auto* const lObject = static_cast<Object*>(mObject);
-    if (lObject == nullptr || lObject->mHeld == 0 || lObject->mOwner != std::this_thread::get_id())
+    if (lObject == nullptr || !IsOwner(*lObject))
     {
         return false;
     }
-    --lObject->mHeld; // before another thread can have it
+    const int lHeld = lObject->mHeld.load(std::memory_order_relaxed);
+    NoteOwner(*lObject, lHeld - 1); // before another thread can have it
     if (gSystem.mUnlockMutex(lObject->mMutex) != 0)
     {
-        ++lObject->mHeld;
+        NoteOwner(*lObject, lHeld);
         return false;
     }
     return true;

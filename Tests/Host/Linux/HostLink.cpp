@@ -7,7 +7,6 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <ctime>
 #include <fcntl.h>
 #include <filesystem>
 #include <poll.h>
@@ -55,11 +54,6 @@ void HostLink::Vanish()
         ::close(mEnd->mMaster);
         mEnd = nullptr;
     }
-}
-
-uint64_t HostLink::GetProcessorTime()
-{
-    return static_cast<uint64_t>(std::clock()) * 1000 / CLOCKS_PER_SEC;
 }
 
 void HostLink::ComeBack()

@@ -13,7 +13,6 @@
 #include <sstream>
 #include <stdexcept>
 #include <thread>
-#include <windows.h>
 
 namespace KyTest
 {
@@ -105,15 +104,6 @@ bool HostLink::CanComeBack()
 }
 
 void HostLink::ComeBack() {}
-
-uint64_t HostLink::GetProcessorTime()
-{
-    FILETIME lTimes[4] = {}; // made, ended, in the kernel, in the program
-    ::GetProcessTimes(::GetCurrentProcess(), &lTimes[0], &lTimes[1], &lTimes[2], &lTimes[3]);
-    const auto lTicks = [](const FILETIME& aTime)
-    { return (uint64_t{aTime.dwHighDateTime} << 32U) + aTime.dwLowDateTime; };
-    return (lTicks(lTimes[2]) + lTicks(lTimes[3])) / 10000; // of 100 ns
-}
 
 size_t HostLink::Write(const std::string& aBytes)
 {

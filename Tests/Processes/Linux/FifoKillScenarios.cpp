@@ -1,14 +1,12 @@
 #include "KyPlatform/NamedEvent.h"
 #include "KyPlatform/SharedMemory.h"
 #include "Tests/Processes/Linux/KillScenario.h"
+#include "Tests/Processes/Linux/Sleeper.h"
 #include "Tests/Support/UniqueName.h"
 #include "sharedfifo.h"
 
-#include <atomic>
 #include <chrono>
-#include <future>
 #include <optional>
-#include <thread>
 
 using KySerialLib::SharedFifo;
 using KySerialLib::SharedFifoHeader;
@@ -78,41 +76,6 @@ protected:
     const std::string mWaiting;
     KyPlatform::NamedEvent mWritten;
     KyPlatform::NamedEvent mRead;
-};
-
-/// A thread of the survivor that sleeps without end while the other process dies.
-class Sleeper
-{
-public:
-    explicit Sleeper(std::function<void()> aSleep)
-        : mThread(
-              [this, lSleep = std::move(aSleep)]
-              {
-                  mStarted = true;
-                  lSleep();
-                  mDone.set_value();
-              })
-    {
-        while (!mStarted)
-        {
-            std::this_thread::yield();
-        }
-        std::this_thread::sleep_for(std::chrono::microseconds(200)); // most likely asleep by now
-    }
-    ~Sleeper() { mThread.join(); }
-    Sleeper(const Sleeper&) = delete;
-    Sleeper& operator=(const Sleeper&) = delete;
-
-    bool HasWoken(std::chrono::milliseconds aTime)
-    {
-        return mFuture.wait_for(aTime) == std::future_status::ready;
-    }
-
-private:
-    std::atomic<bool> mStarted{false};
-    std::promise<void> mDone;
-    std::future<void> mFuture{mDone.get_future()};
-    std::thread mThread;
 };
 
 class WriterDies : public FifoScenario

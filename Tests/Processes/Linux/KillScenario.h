@@ -16,6 +16,9 @@ public:
     /// In the child, before the first instruction at which it may be killed.
     virtual void Before() {}
 
+    /// In the survivor, when the child stands before that instruction.
+    virtual void Beside() {}
+
     /// In the child.
     virtual void Steps() = 0;
 
@@ -28,9 +31,11 @@ struct KillCase
 {
     std::string mName;
     std::function<std::unique_ptr<KillScenario>()> mMake;
+    bool mIsLarge = false; ///< Too long to be surveyed, or killed in every call, in a short run.
 
     friend void PrintTo(const KillCase& aCase, std::ostream* aStream) { *aStream << aCase.mName; }
 };
 
 std::vector<KillCase> GetFifoKillCases();
 std::vector<KillCase> GetRegistryKillCases();
+std::vector<KillCase> GetBridgeKillCases();

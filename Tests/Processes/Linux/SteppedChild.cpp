@@ -4,8 +4,10 @@
 #include <csignal>
 #include <stdexcept>
 #include <sys/ptrace.h>
+#include <sys/user.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <unordered_map>
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 #define KYTEST_INSTRUMENTED
@@ -87,6 +89,34 @@ int SteppedChild::Step(int aCount)
 int SteppedChild::StepCalls(int aCount)
 {
     return StepBy(PTRACE_SYSCALL, aCount);
+}
+
+int SteppedChild::Survey(int aMost, std::vector<int>& aCalls)
+{
+    constexpr long cCall = 0x050F;                        // the instruction, low byte first
+    std::unordered_map<unsigned long long, bool> lIsCall; // by address: most are in loops
+    int lDone = 0;
+    for (; lDone < aMost; ++lDone)
+    {
+        user_regs_struct lRegisters{};
+        ::ptrace(PTRACE_GETREGS, mProcess, nullptr, &lRegisters);
+        const auto [lFound, lIsNew] = lIsCall.try_emplace(lRegisters.rip, false);
+        if (lIsNew)
+        {
+            errno = 0;
+            const long lWord = ::ptrace(PTRACE_PEEKTEXT, mProcess, lRegisters.rip, nullptr);
+            lFound->second = errno == 0 && (lWord & 0xFFFF) == cCall;
+        }
+        if (lFound->second)
+        {
+            aCalls.push_back(lDone);
+        }
+        if (Step(1) != 1)
+        {
+            break;
+        }
+    }
+    return lDone;
 }
 
 void SteppedChild::Kill()

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <sys/types.h>
+#include <vector>
 
 /// A forked copy of this process that runs one function, one instruction at a time.
 class SteppedChild
@@ -22,6 +23,11 @@ public:
     /// Runs at full speed up to the aCount-th begin or end of a call into the system.
     /// \return How many there were: fewer than aCount when aSteps has ended.
     int StepCalls(int aCount);
+
+    /// Runs all of aSteps, or aMost instructions, one by one.
+    /// \param aCalls  Receives how many instructions come before each call into the system.
+    /// \return How many instructions there were.
+    int Survey(int aMost, std::vector<int>& aCalls);
 
     /// Kills it where it is and waits until it is gone.
     void Kill();

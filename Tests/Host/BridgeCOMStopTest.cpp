@@ -1,0 +1,138 @@
+// How soon a bridge to a host port ends, and what it costs when the port is dead.
+
+#include "Support/ProcessorTime.h"
+#include "Support/QuickStop.h"
+#include "Tests/Host/BridgeCOMFixture.h"
+
+#include <atomic>
+#include <chrono>
+#include <thread>
+
+using namespace KyTest;
+using JxUtilsLib::Thread;
+
+namespace
+{
+
+class BridgeCOMStopTest : public BridgeCOMHostTest
+{
+protected:
+    // A bridge that runs, whatever ran before.
+    void StartAnew(KyDeviceSerial aPort = KyDeviceSerialBulk1)
+    {
+        mBridge.emplace();
+        OpenDevice(aPort);
+        Start();
+    }
+    void Stop() { mBridge.reset(); }
+};
+
+TEST_F(BridgeCOMStopTest, AnIdleBridgeStopsAtOnce)
+{
+    ExpectQuickStop(
+        [this]
+        {
+            StartAnew();
+            Thread::Sleep(30);
+        },
+        [this] { Stop(); });
+    EXPECT_EQ(mDevice.GetText("Bulk1BaudRate"), "SavedBaudRate");
+    EXPECT_TRUE(mDevice.GetSinks().empty());
+}
+
+TEST_F(BridgeCOMStopTest, ABridgeThatCannotWriteToTheHostStopsAtOnce)
+{
+    ExpectQuickStop(
+        [this]
+        {
+            StartAnew();
+            for (int lIndex = 0; lIndex < 100; ++lIndex)
+            {
+                SendFromDevice(std::string(512, 'x')); // more than the way to the host holds
+            }
+            Thread::Sleep(30);
+        },
+        [this] { Stop(); });
+}
+
+TEST_F(BridgeCOMStopTest, ABusyBridgeStopsAtOnce)
+{
+    std::atomic<bool> lEnd{false};
+    std::thread lDevice(
+        [&]
+        {
+            while (!lEnd)
+            {
+                SendFromDevice(std::string(100, 'd'));
+                Thread::Sleep(1);
+            }
+        });
+    std::thread lHost(
+        [&]
+        {
+            while (!lEnd)
+            {
+                mLink->Write("h");
+                static_cast<void>(mLink->Read(1000, 0));
+                Thread::Sleep(1);
+            }
+        });
+    ExpectQuickStop(
+        [this]
+        {
+            StartAnew();
+            EXPECT_TRUE(WaitFor([this] { return mBridge->GetBytesReceivedFromDevice() > 0; }));
+        },
+        [this] { Stop(); });
+    lEnd = true;
+    lDevice.join();
+    lHost.join();
+}
+
+// The block that waits for the device's line would take seconds.
+TEST_F(BridgeCOMStopTest, ABridgeToASlowLineStopsAtOnce)
+{
+    mDevice.OnCall(Slot::WriteRegister,
+                   [this]
+                   {
+                       std::this_thread::sleep_for(std::chrono::microseconds(500));
+                       mDevice.SendEvent(0x9000, Words({1})); // sent
+                   });
+    ExpectQuickStop(
+        [this]
+        {
+            StartAnew(KyDeviceSerialUart0);
+            EXPECT_EQ(mLink->Write(std::string(3000, 'h')), 3000U);
+            EXPECT_TRUE(WaitFor([this] { return mBridge->GetBytesSentToDevice() > 0; }));
+        },
+        [this] { Stop(); });
+    mDevice.OnCall(Slot::WriteRegister, {});
+}
+
+// The last one: some systems have one such port for all tests of a process, and it does not come back. Not
+// every system fails the calls that wait already.
+TEST_F(BridgeCOMStopTest, AVanishedHostPortCostsLittleAndDoesNotHoldTheStopUp)
+{
+    Start();
+    mLink->Vanish();
+    SendFromDevice("lost");
+    Thread::Sleep(200);
+    uint64_t lCost = 0;
+    EXPECT_TRUE(CostsLessThanOnePercent(lCost)) << lCost << " ms in the last span";
+    Stop();
+    if (!HostLink::CanComeBack())
+    {
+        return; // one stop alone is no measure on a busy machine, and there is no second one
+    }
+    ExpectQuickStop(
+        [this]
+        {
+            mLink->ComeBack();
+            StartAnew();
+            mLink->Vanish();
+            Thread::Sleep(30);
+        },
+        [this] { Stop(); });
+}
+
+} // namespace

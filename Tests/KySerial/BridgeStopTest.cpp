@@ -1,0 +1,179 @@
+// How soon a bridge to Camera Link clients ends, and what it costs when a FIFO is dead.
+
+#include "KySerial/BridgeCLDLLFixture.h"
+#include "Support/ProcessorTime.h"
+#include "Support/QuickStop.h"
+
+#include <atomic>
+#include <chrono>
+#include <thread>
+
+using namespace KyTest;
+using JxUtilsLib::Thread;
+
+namespace
+{
+
+class BridgeStopTest : public BridgeCLDLLTest
+{
+protected:
+    // A bridge that runs, whatever ran before; the FIFOs of the one before are gone with their last user.
+    void StartAnew(KyDeviceSerial aPort = KyDeviceSerialBulk1)
+    {
+        mUp = nullptr;
+        mDown = nullptr;
+        mBridge.emplace();
+        Start(aPort);
+    }
+    void Stop() { mBridge.reset(); }
+
+    void FillUp()
+    {
+        for (int lIndex = 0; lIndex < 10; ++lIndex)
+        {
+            SendFromDevice(std::string(512, 'x'));
+        }
+        uint32_t lWaiting = 0;
+        ASSERT_TRUE(WaitFor([&] { return mUp->GetAvailable(lWaiting) && lWaiting == 1023; }));
+    }
+};
+
+TEST_F(BridgeStopTest, AnIdleBridgeStopsAtOnce)
+{
+    ExpectQuickStop(
+        [this]
+        {
+            StartAnew();
+            Thread::Sleep(30);
+        },
+        [this] { Stop(); });
+}
+
+TEST_F(BridgeStopTest, AFullFifoThatNobodyReadsDoesNotHoldTheStopUp)
+{
+    ExpectQuickStop(
+        [this]
+        {
+            StartAnew();
+            FillUp();
+        },
+        [this] { Stop(); });
+    EXPECT_FALSE(testing::Value(
+        mLog.Take(), testing::Contains(testing::Field(&LogLine::mPriority, testing::Eq(PriorityError)))));
+    uint32_t lWaiting = 0;
+    EXPECT_TRUE(mUp->GetAvailable(lWaiting)); // a peer sees nothing of it
+    EXPECT_EQ(lWaiting, 1023U);
+}
+
+TEST_F(BridgeStopTest, ABusyBridgeStopsAtOnce)
+{
+    std::atomic<bool> lEnd{false};
+    std::thread lDevice(
+        [&]
+        {
+            while (!lEnd)
+            {
+                SendFromDevice("0123456789");
+                Thread::Sleep(1);
+            }
+        });
+    std::thread lClient;
+    std::atomic<bool> lClientEnds{false};
+    const auto lEndClient = [&]
+    {
+        lClientEnds = true;
+        if (lClient.joinable())
+        {
+            lClient.join();
+        }
+    };
+    ExpectQuickStop(
+        [&]
+        {
+            lEndClient();
+            StartAnew();
+            lClientEnds = false;
+            lClient = std::thread(
+                [&]
+                {
+                    char lPart[100];
+                    uint32_t lCount = 0;
+                    while (!lClientEnds)
+                    {
+                        static_cast<void>(mDown->Write("0123456789", 10, lCount, 10));
+                        static_cast<void>(mUp->Read(lPart, sizeof lPart, lCount, 1));
+                    }
+                });
+            EXPECT_TRUE(WaitFor(
+                [this] {
+                    return mBridge->GetBytesSentToDevice() > 0 && mBridge->GetBytesReceivedFromDevice() > 0;
+                }));
+        },
+        [this] { Stop(); });
+    lEndClient();
+    lEnd = true;
+    lDevice.join();
+}
+
+// What the client has sent would take the device's line half a second.
+TEST_F(BridgeStopTest, ABridgeToASlowLineStopsAtOnce)
+{
+    mDevice.OnCall(Slot::WriteRegister,
+                   [this]
+                   {
+                       std::this_thread::sleep_for(std::chrono::microseconds(500));
+                       mDevice.SendEvent(0x9000, Words({1})); // sent
+                   });
+    ExpectQuickStop(
+        [this]
+        {
+            StartAnew(KyDeviceSerialUart0);
+            EXPECT_TRUE(Send(std::string(1000, 'c')));
+            EXPECT_TRUE(WaitFor([this] { return mBridge->GetBytesSentToDevice() > 0; }));
+        },
+        [this] { Stop(); });
+    mDevice.OnCall(Slot::WriteRegister, {});
+}
+
+TEST_F(BridgeStopTest, SpoiltFifosCostLittleAndDoNotHoldTheStopUp)
+{
+    const auto lSpoil = []
+    {
+        for (const char* const lName :
+             {"Local\\KySerialBridgeUpFifo1Memory", "Local\\KySerialBridgeDownFifo1Memory"})
+        {
+            KyPlatform::SharedMemory lMemory;
+            ASSERT_TRUE(lMemory.Open(lName));
+            static_cast<KySerialLib::SharedFifoHeader*>(lMemory.GetBase())->mSize = 0;
+        }
+    };
+    StartAnew();
+    lSpoil();
+    SendFromDevice("lost");
+    Thread::Sleep(200);
+    uint64_t lCost = 0;
+    EXPECT_TRUE(CostsLessThanOnePercent(lCost)) << lCost << " ms in the last span";
+    ExpectQuickStop(
+        [&]
+        {
+            StartAnew();
+            lSpoil();
+            Thread::Sleep(30);
+        },
+        [this] { Stop(); });
+}
+
+TEST_F(BridgeStopTest, ADeviceThatIsGoneCostsLittleAndDoesNotHoldTheStopUp)
+{
+    StartAnew();
+    mDevice.SetAnswer(Slot::IsConnected, false);
+    EXPECT_TRUE(Send("lost"));
+    EXPECT_TRUE(WaitFor([this] { return mBridge->GetTransferErrors() > 0; }));
+    uint64_t lCost = 0;
+    EXPECT_TRUE(CostsLessThanOnePercent(lCost)) << lCost << " ms in the last span";
+    EXPECT_THAT(mBridge->Recover(), IsOK()); // still gone
+    EXPECT_TRUE(CostsLessThanOnePercent(lCost)) << lCost << " ms in the last span";
+    mDevice.SetAnswer(Slot::IsConnected, true);
+}
+
+} // namespace

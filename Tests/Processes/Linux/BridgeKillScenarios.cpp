@@ -1,0 +1,538 @@
+// A whole Camera Link bridge and its client: one of the two dies at any instruction of what it does, the
+// other goes on. The stepped process does on one thread what a bridge does on its own.
+
+#include "Benchmarks/BenchDevice.h"
+#include "BridgeCLDLL.h"
+#include "ClientPort.h"
+#include "Tests/Processes/Linux/KillScenario.h"
+#include "Tests/Processes/Linux/Sleeper.h"
+#include "Tests/Support/PrivateSession.h"
+
+#include <algorithm>
+#include <cstring>
+#include <optional>
+
+using KySerialLib::BridgeCLDLL;
+using KySerialLib::ClientPort;
+using KySerialLib::ClientResult;
+using KySerialLib::SharedFifo;
+using KySerialLib::SharedRegistry;
+using KySerialLib::SharedRegistryEntry;
+
+namespace
+{
+
+constexpr char cName[] = "Server";
+constexpr size_t cSome = 500;
+constexpr size_t cMore = 3000; // than a FIFO holds
+constexpr uint32_t cPatience = 10000;
+constexpr char cEnd = '!';
+
+using Clock = std::chrono::steady_clock;
+
+std::string MakeText(size_t aSize)
+{
+    std::string lText;
+    uint32_t lState = 1;
+    while (lText.size() < aSize)
+    {
+        lState = lState * 1664525U + 1013904223U;
+        lText += static_cast<char>('a' + (lState >> 24U) % 26);
+    }
+    return lText;
+}
+
+/// Bulk port 1 of a device that keeps what it gets.
+class Device final : public KyBench::BenchDevice
+{
+public:
+    KyResult GetIntegerValue(const KyString& aName, int64_t& aValue) override
+    {
+        const bool lIsLength = std::strstr(aName.GetAscii(), "UpstreamDataLength") != nullptr;
+        aValue = lIsLength ? static_cast<int64_t>(mPiece.size()) : mAddress;
+        return KyResult();
+    }
+    KyResult GetRegisterData(const KyString& /*aName*/, uint8_t* aBuffer, int64_t aLength) override
+    {
+        std::copy_n(mPiece.begin(), std::min(static_cast<size_t>(aLength), mPiece.size()), aBuffer);
+        return KyResult();
+    }
+    KyResult SetRegisterData(const KyString& /*aName*/, const uint8_t* aBuffer, int64_t /*aLength*/) override
+    {
+        const size_t lSize = size_t{aBuffer[6]} << 8U | aBuffer[7]; // end of the header, in network order
+        mTaken.append(reinterpret_cast<const char*>(aBuffer) + 8, lSize);
+        mOnTaken();
+        return KyResult();
+    }
+
+    void Send(const std::string& aText)
+    {
+        const KyString lName("EventBulk1UpstreamDataBuffer");
+        for (size_t lDone = 0; lDone < aText.size(); lDone += mPiece.size())
+        {
+            mPiece = aText.substr(lDone, 500);
+            mSink->NotifyFeatureInvalidated(&lName);
+        }
+    }
+
+    std::string mTaken;
+    std::function<void()> mOnTaken = [] {};
+
+private:
+    std::string mPiece;
+};
+
+/// A bridge that relays when it is told to.
+class Server
+{
+public:
+    bool Open()
+    {
+        mBridge.emplace();
+        return mBridge->OpenDevicePort(&mDevice, KyDeviceSerialBulk1).IsOK() &&
+               mBridge->OpenSharedMem(cName).IsOK();
+    }
+    void Close() { mBridge.reset(); }
+
+    /// Relays down until the device gets cEnd, but not longer than cPatience.
+    void RelayDown()
+    {
+        mDevice.mOnTaken = [this]
+        {
+            if (mDevice.mTaken.ends_with(cEnd))
+            {
+                mBridge->StopThreads();
+            }
+        };
+        std::atomic<bool> lLeft{false};
+        std::thread lStopper(
+            [&]
+            {
+                const auto lStart = Clock::now();
+                while (!lLeft && Clock::now() - lStart < std::chrono::milliseconds(cPatience))
+                {
+                    std::this_thread::sleep_for(std::chrono::microseconds(50));
+                }
+                mBridge->StopThreads();
+            });
+        Run(mBridge->GetDownThreadRoutine());
+        lLeft = true;
+        lStopper.join();
+    }
+
+    /// Relays one block down.
+    void RelayBlockDown()
+    {
+        mDevice.mOnTaken = [this] { mBridge->StopThreads(); };
+        Run(mBridge->GetDownThreadRoutine());
+    }
+
+    /// Relays one block up, as far as there is room for it.
+    void RelayBlockUp()
+    {
+        std::thread lStopper(
+            [this]
+            {
+                while (mBridge->GetBytesReceivedFromDevice() == 0)
+                {
+                    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+                }
+                std::this_thread::sleep_for(std::chrono::milliseconds(30)); // and stays in its wait for room
+                mBridge->StopThreads();
+            });
+        Run(mBridge->GetUpThreadRoutine());
+        lStopper.join();
+    }
+
+    /// Relays up until Stop().
+    void RelayUp() { Run(mBridge->GetUpThreadRoutine()); }
+    void Stop()
+    {
+        mBridge->StopThreads();
+        mDevice.Send("#"); // ends its wait for the device
+    }
+
+    Device mDevice;
+
+private:
+    void Run(KyPlatform::WorkerThread::Routine aRoutine)
+    {
+        aRoutine(static_cast<KySerialLib::Bridge*>(&*mBridge));
+    }
+
+    std::optional<BridgeCLDLL> mBridge;
+};
+
+/// Reads what is there.
+std::string ReadAll(ClientPort& aClient)
+{
+    std::string lText(2 * cMore, '\0');
+    uint32_t lRead = 0;
+    aClient.Read(lText.data(), static_cast<uint32_t>(lText.size()), false, 0, lRead);
+    return lText.substr(0, lRead);
+}
+
+bool Write(ClientPort& aClient, const std::string& aText, uint32_t aTimeout)
+{
+    uint32_t lWritten = 0;
+    return aClient.Write(aText.data(), static_cast<uint32_t>(aText.size()), aTimeout, lWritten) ==
+           ClientResult::Done;
+}
+
+class BridgeScenario : public KillScenario
+{
+public:
+    BridgeScenario() { JxUtilsLib::Logger::SetPriority(JxUtilsLib::PriorityFatal); }
+
+protected:
+    /// The FIFOs as they are between the processes.
+    bool OpenFifos()
+    {
+        SharedRegistryEntry* lEntry = nullptr;
+        if (!mRegistry.Find(cName, lEntry))
+        {
+            return false;
+        }
+        const std::string lNumber = std::to_string(lEntry->mServerId);
+        mDown.emplace("KySerialBridgeDownFifo" + lNumber, "Local\\", 1024, false);
+        mUp.emplace("KySerialBridgeUpFifo" + lNumber, "Local\\", 1024, false);
+        return mDown->IsValid() && mUp->IsValid();
+    }
+
+    /// A new server and, if there is none, a new client, at once, with one more byte each way.
+    /// \param aDown, aUp  Receive what came out of what was on its way before, and that byte.
+    std::string ServeAgain(std::optional<ClientPort>& aClient, std::string& aDown, std::string& aUp)
+    {
+        Server lNew;
+        lNew.mDevice.mAddress = 0x77;
+        if (!lNew.Open() || !OpenFifos())
+        {
+            return "the name cannot be served again";
+        }
+        if (!aClient.has_value() && aClient.emplace().Attach(cName) != ClientResult::Done)
+        {
+            return "no client can attach";
+        }
+        {
+            Sleeper lWriter([&] { Write(*aClient, std::string(1, cEnd), cPatience); });
+            lNew.RelayDown();
+        }
+        aDown = lNew.mDevice.mTaken;
+        aUp = ReadAll(*aClient); // so that there is room
+        uint32_t lWritten = 0;
+        mUp->Write(&cEnd, 1, lWritten, 0);
+        aUp.insert(0, GetFirst()); // who has slept reads before all others
+        aUp += ReadAll(*aClient);
+        return aDown.ends_with(cEnd) && aUp.ends_with(cEnd) ? "" : "bytes do not come through";
+    }
+
+    /// What a sleeper has read that something has come for.
+    virtual std::string GetFirst() { return ""; }
+
+    PrivateSession mSession;
+    SharedRegistry mRegistry{true};
+    std::optional<SharedFifo> mDown;
+    std::optional<SharedFifo> mUp;
+};
+
+/// What the dying server does.
+enum class Serving
+{
+    Open,
+    Close,
+    Down,
+    Up
+};
+
+/// The survivor is the client.
+class ServerDies : public BridgeScenario
+{
+public:
+    ServerDies(Serving aDeed, size_t aSize, bool aSleeper)
+        : mDeed(aDeed), mHasSleeper(aSleeper), mText(MakeText(aSize))
+    {
+    }
+
+    void Before() override
+    {
+        if (mDeed != Serving::Open)
+        {
+            mServer.Open();
+        }
+        if (mDeed == Serving::Up)
+        {
+            mServer.mDevice.Send(mText);
+        }
+    }
+
+    void Beside() override
+    {
+        if (mDeed == Serving::Open)
+        {
+            return;
+        }
+        mAttached = mClient.emplace().Attach(cName) == ClientResult::Done;
+        if (mDeed == Serving::Down && !mHasSleeper)
+        {
+            mAttached = mAttached && Write(*mClient, mText, 0);
+        }
+        if (mHasSleeper)
+        {
+            mSleeper.emplace([this] { Sleep(); });
+        }
+    }
+
+    void Steps() override
+    {
+        switch (mDeed)
+        {
+        case Serving::Open:
+            mServer.Open();
+            break;
+        case Serving::Close:
+            mServer.Close();
+            break;
+        case Serving::Down:
+            mServer.RelayBlockDown();
+            break;
+        case Serving::Up:
+            mServer.RelayBlockUp();
+            break;
+        }
+    }
+
+    std::string Check() override
+    {
+        if (mDeed != Serving::Open && !mAttached)
+        {
+            return "the scene was not set";
+        }
+        std::string lDown;
+        std::string lUp;
+        std::string lWrong = ServeAgain(mClient, lDown, lUp);
+        if (mHasSleeper && !mSleeper->HasWoken(std::chrono::seconds(5)))
+        {
+            lWrong = "the client sleeps for ever";
+        }
+        mSleeper.reset();
+        const std::string lSent = mDeed == Serving::Down ? mText + cEnd : std::string(1, cEnd);
+        const std::string lCame = mDeed == Serving::Up ? mText : "";
+        if (lWrong.empty() && !lSent.ends_with(lDown))
+        {
+            lWrong = "the next server gets what was not sent";
+        }
+        if (lWrong.empty() && !lCame.starts_with(lUp.substr(0, lUp.size() - 1)))
+        {
+            lWrong = "the client gets what was not sent";
+        }
+        return lWrong;
+    }
+
+private:
+    std::string GetFirst() override
+    {
+        const bool lReads = mHasSleeper && mDeed == Serving::Up;
+        return lReads && mSleeper->HasWoken(std::chrono::seconds(5)) ? mFirst : "";
+    }
+
+    void Sleep()
+    {
+        if (mDeed == Serving::Down)
+        {
+            Write(*mClient, mText, cPatience);
+            return;
+        }
+        char lByte = 0;
+        uint32_t lRead = 0;
+        mClient->Read(&lByte, 1, true, cPatience, lRead);
+        mFirst.assign(&lByte, lRead);
+    }
+
+    const Serving mDeed;
+    const bool mHasSleeper;
+    const std::string mText;
+    Server mServer;
+    bool mAttached = false;
+    std::optional<ClientPort> mClient;
+    std::string mFirst;
+    std::optional<Sleeper> mSleeper;
+};
+
+/// What the dying client does.
+enum class Using
+{
+    Attach,
+    Close,
+    Write,
+    Read
+};
+
+/// The survivor is the server.
+class ClientDies : public BridgeScenario
+{
+public:
+    ClientDies(Using aDeed, size_t aSize, bool aSleeper)
+        : mDeed(aDeed), mHasSleeper(aSleeper), mText(MakeText(aSize)), mOpen(mServer.Open() && OpenFifos())
+    {
+        if (mDeed == Using::Read)
+        {
+            mServer.mDevice.Send(mText);
+        }
+        if (mDeed == Using::Read && !mHasSleeper)
+        {
+            std::thread lStopper(
+                [this]
+                {
+                    uint32_t lCount = 0;
+                    while (mUp->GetAvailable(lCount) && lCount < mText.size())
+                    {
+                        std::this_thread::sleep_for(std::chrono::microseconds(50));
+                    }
+                    mServer.Stop();
+                });
+            mServer.RelayUp();
+            lStopper.join();
+        }
+    }
+
+    void Before() override
+    {
+        if (mDeed != Using::Attach)
+        {
+            mClient.emplace().Attach(cName);
+        }
+    }
+
+    void Beside() override
+    {
+        if (mHasSleeper)
+        {
+            mSleeper.emplace([this] { mDeed == Using::Write ? mServer.RelayDown() : mServer.RelayUp(); });
+        }
+    }
+
+    void Steps() override
+    {
+        char lBytes[200];
+        uint32_t lCount = 0;
+        switch (mDeed)
+        {
+        case Using::Attach:
+            mClient.emplace().Attach(cName);
+            break;
+        case Using::Close:
+            mClient.reset();
+            break;
+        case Using::Write:
+            Write(*mClient, mText, 1000);
+            break;
+        case Using::Read:
+            mClient->Read(lBytes, sizeof lBytes, true, 1000, lCount);
+            break;
+        }
+    }
+
+    std::string Check() override
+    {
+        if (!mOpen)
+        {
+            return "the scene was not set";
+        }
+        std::string lWrong = mHasSleeper ? WakeServer() : "";
+        const std::string lBefore = mServer.mDevice.mTaken;
+        std::string lLeft = mTakenUp + ReadUp(0);
+        if (lLeft.ends_with('#'))
+        {
+            lLeft.pop_back(); // of the stop
+        }
+        mServer.Close();
+        std::string lDown;
+        std::string lUp;
+        mClient.reset();
+        if (lWrong.empty())
+        {
+            lWrong = ServeAgain(mClient, lDown, lUp);
+        }
+        const std::string lAll = mHasSleeper && mDeed == Using::Write ? lBefore : lDown;
+        if (lWrong.empty() &&
+            !(mDeed == Using::Write ? mText : "").starts_with(lAll.substr(0, lAll.size() - 1)))
+        {
+            lWrong = "the device gets what was not written";
+        }
+        if (lWrong.empty() && !(mDeed == Using::Read ? mText : "").ends_with(lLeft))
+        {
+            lWrong = "the next client gets what was not sent, or twice";
+        }
+        return lWrong;
+    }
+
+private:
+    std::string ReadUp(uint32_t aTimeout)
+    {
+        char lBytes[1024];
+        uint32_t lRead = 0;
+        mUp->Read(lBytes, sizeof lBytes, lRead, aTimeout);
+        return {lBytes, lRead};
+    }
+
+    /// What the survivor sleeps for comes.
+    std::string WakeServer()
+    {
+        uint32_t lWritten = 0;
+        if (mDeed == Using::Write)
+        {
+            mDown->Write(&cEnd, 1, lWritten, cPatience);
+        }
+        // What the device has sent comes to its end, although the client that was to take it is dead.
+        const auto lStart = Clock::now();
+        while (mDeed == Using::Read && !mTakenUp.ends_with(mText.substr(mText.size() - 100)) &&
+               Clock::now() - lStart < std::chrono::seconds(5))
+        {
+            mTakenUp += ReadUp(1);
+        }
+        if (mDeed == Using::Read)
+        {
+            mServer.Stop();
+        }
+        const bool lWoken = mSleeper->HasWoken(std::chrono::seconds(5));
+        mSleeper.reset();
+        return lWoken ? "" : "the server sleeps for ever";
+    }
+
+    const Using mDeed;
+    const bool mHasSleeper;
+    const std::string mText;
+    Server mServer;
+    const bool mOpen;
+    std::optional<ClientPort> mClient;
+    std::string mTakenUp;
+    std::optional<Sleeper> mSleeper;
+};
+
+template<typename tScenario, typename tDeed>
+KillCase MakeCase(const char* aName, tDeed aDeed, size_t aSize, bool aSleeper)
+{
+    return {aName,
+            [=]() -> std::unique_ptr<KillScenario>
+            { return std::make_unique<tScenario>(aDeed, aSize, aSleeper); },
+            true};
+}
+
+} // namespace
+
+std::vector<KillCase> GetBridgeKillCases()
+{
+    return {MakeCase<ServerDies>("BridgeOpens", Serving::Open, 0, false),
+            MakeCase<ServerDies>("BridgeCloses", Serving::Close, 0, false),
+            MakeCase<ServerDies>("BridgeRelaysDown", Serving::Down, cSome, false),
+            MakeCase<ServerDies>("BridgeRelaysDownBesideASleepingClient", Serving::Down, cMore, true),
+            MakeCase<ServerDies>("BridgeRelaysUp", Serving::Up, cSome, false),
+            MakeCase<ServerDies>("BridgeRelaysUpBesideASleepingClient", Serving::Up, cSome, true),
+            MakeCase<ServerDies>("BridgeRelaysUpMoreThanFits", Serving::Up, cMore, false),
+            MakeCase<ClientDies>("ClientAttaches", Using::Attach, 0, false),
+            MakeCase<ClientDies>("ClientCloses", Using::Close, 0, false),
+            MakeCase<ClientDies>("ClientWrites", Using::Write, cSome, false),
+            MakeCase<ClientDies>("ClientWritesBesideASleepingBridge", Using::Write, cMore, true),
+            MakeCase<ClientDies>("ClientReads", Using::Read, cSome, false),
+            MakeCase<ClientDies>("ClientReadsBesideASleepingBridge", Using::Read, cMore, true)};
+}
