@@ -97,7 +97,7 @@ FindPackage)
 Version)
   # A minor version of its own is another interface.
   refused minor 'compatible with requested' 0.2 REQUIRED
-  refused component KyNothing 0.1 REQUIRED COMPONENTS KySerial KyNothing
+  refused component "no component KyNothing" 0.1 REQUIRED COMPONENTS KySerial KyNothing
   ;;
 PkgConfig)
   export PKG_CONFIG_PATH=$tree/lib/pkgconfig
