@@ -137,6 +137,9 @@ def measure_wine(binaries, quick):
         command = [wine, binaries / program] + ["--quick"] * quick
         try:
             figures.update(read_figures(run(command, timeout=30 if quick else 100), "wine."))
+        except subprocess.TimeoutExpired as error:
+            print(f"wine: {program}: {error}", file=sys.stderr)
+            figures.update(read_figures((error.stdout or b"").decode(), "wine."))
         except (subprocess.SubprocessError, OSError) as error:
             print(f"wine: {program}: {error}", file=sys.stderr)
     figures.update(measure_bridges_wine(wine, binaries / "IdleBenchmark.exe", 1 if quick else 4))

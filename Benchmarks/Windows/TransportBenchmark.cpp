@@ -143,7 +143,11 @@ int RunPeer(const std::string& aKind, const std::string& aName, DWORD_PTR aProce
     }
     for (const uint32_t lSize : cSizes)
     {
-        for (uint64_t lGot = 0; aKind != "event" && lGot < uint64_t{GetCount(lSize)} * lSize;)
+        if (aKind == "event")
+        {
+            break; // carries no bytes
+        }
+        for (uint64_t lGot = 0; lGot < uint64_t{GetCount(lSize)} * lSize;)
         {
             lGot += lLink->Receive(lBuffer.data(), 16384);
         }
@@ -179,17 +183,18 @@ void Measure(KyBench::Figures& aFigures, const std::string& aProgram, const std:
     aFigures.Add(lFigure + "trip_us", KyBench::GetSeconds(lTime) / (cTurns * 2 / 3) * 1e6);
     for (const uint32_t lSize : cSizes)
     {
+        if (aKind == "event")
+        {
+            break;
+        }
         lTime = Clock::now();
-        for (uint32_t lTurn = 0; aKind != "event" && lTurn < GetCount(lSize); ++lTurn)
+        for (uint32_t lTurn = 0; lTurn < GetCount(lSize); ++lTurn)
         {
             lLink->Send(lBuffer.data(), lSize);
         }
         lLink->Receive(lBuffer.data(), 1);
-        if (aKind != "event")
-        {
-            aFigures.Add(lFigure + std::to_string(lSize) + "B_MBs",
-                         static_cast<double>(GetCount(lSize)) * lSize / KyBench::GetSeconds(lTime) / 1e6);
-        }
+        aFigures.Add(lFigure + std::to_string(lSize) + "B_MBs",
+                     static_cast<double>(GetCount(lSize)) * lSize / KyBench::GetSeconds(lTime) / 1e6);
     }
     ::WaitForSingleObject(lPeer.hProcess, INFINITE);
 }
@@ -239,7 +244,7 @@ int main(int aCount, char** aArguments)
                 Measure(lFigures, lProgram.data(), lKind, lSpread);
             }
         }
+        lFigures.Print(); // those so far, in case that somebody runs out of patience
     }
-    lFigures.Print();
     return 0;
 }

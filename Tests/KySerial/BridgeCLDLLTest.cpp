@@ -17,7 +17,6 @@ namespace
 constexpr char cOpen[] = "KySerialLib::BridgeCLDLL::OpenSharedMem";
 constexpr char cNoRates[] =
     "Could not retrieve port speeds supported by device. Offering 9600 for the time being.";
-constexpr char cUpstream[] = "EventBulk1UpstreamDataBuffer";
 constexpr char cDownstream[] = "Bulk1DownstreamData";
 
 TEST_F(BridgeCLDLLTest, ANewOneIsClosed)

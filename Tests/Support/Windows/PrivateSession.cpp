@@ -1,6 +1,7 @@
 #include "Tests/Support/PrivateSession.h"
 
 #include "KyPlatform/Windows/SystemCalls.h"
+#include "Tests/Support/AllocationPause.h"
 #include "Tests/Support/UniqueName.h"
 
 using KyPlatform::gSystem;
@@ -22,6 +23,7 @@ BOOL WINAPI GetNumber(DWORD /*aProcess*/, DWORD* aNumber)
 /// "Local\X" and "Session\7\X" become names of the real session that nobody else uses.
 std::string GetPrivateName(const std::string& aName)
 {
+    const KyTest::AllocationPause lPause;
     const std::string lLocal = "Local\\";
     std::string lName = aName;
     if (lName.compare(0, lLocal.size(), lLocal) == 0)
