@@ -64,7 +64,7 @@ private:
 class PipeLink : public Link
 {
 public:
-    PipeLink(const std::string& aName, bool aFirst)
+    PipeLink(const std::string& aName, bool aFirst) : mIsJoined(!aFirst)
     {
         const std::string lPath = "\\\\.\\pipe\\" + aName;
         mPipe = aFirst ? ::CreateNamedPipeA(lPath.c_str(), PIPE_ACCESS_DUPLEX, PIPE_TYPE_BYTE | PIPE_WAIT, 1,
@@ -75,6 +75,12 @@ public:
     ~PipeLink() override { ::CloseHandle(mPipe); }
     void Send(const void* aData, uint32_t aSize) override
     {
+        if (!mIsJoined)
+        {
+            // What is written before the other end is there is lost.
+            ::ConnectNamedPipe(mPipe, nullptr);
+            mIsJoined = true;
+        }
         DWORD lDone = 0;
         ::WriteFile(mPipe, aData, aSize, &lDone, nullptr);
     }
@@ -87,6 +93,7 @@ public:
 
 private:
     HANDLE mPipe = nullptr;
+    bool mIsJoined;
 };
 
 /// Two auto-reset events: the least that a round trip can cost.

@@ -4,7 +4,7 @@
 
 #include "Adapters/GigE/Client/ControlChannel.h"
 #include "Adapters/GigE/Client/DescriptionFile.h"
-#include "Adapters/GigE/Client/DeviceInformation.h"
+#include "Adapters/GigE/Client/ParseInformation.h"
 #include "Fuzz/FuzzInput.h"
 
 #include <optional>
