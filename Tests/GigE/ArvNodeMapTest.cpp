@@ -296,6 +296,21 @@ TEST_F(ArvNodeMapTest, ALengthThatTheDeviceMakesUpTakesNoMemory)
                 IsResult(KyResult::FAILURE, "The feature Text is longer than any value."));
 }
 
+TEST_F(ArvNodeMapTest, ALengthBelowZeroTakesNoMemoryWhateverIsDoneWithIt)
+{
+    Make(Description("<IntReg Name=\"Bad\"><Address>0x40</Address><Length>-1</Length>"
+                     "<AccessMode>RW</AccessMode><pPort>Device</pPort></IntReg>"
+                     "<Integer Name=\"User\"><pValue>Bad</pValue></Integer>"));
+    std::string lText;
+    for (const char* const lName : {"Bad", "User"})
+    {
+        EXPECT_THAT(mMap->GetText(lName, lText),
+                    IsResult(KyResult::FAILURE, "The feature Bad is longer than any value."));
+        EXPECT_THAT(mMap->SetText(lName, "1"),
+                    IsResult(KyResult::FAILURE, "The feature Bad is longer than any value."));
+    }
+}
+
 TEST_F(ArvNodeMapTest, SeveralThreadsMayAskAtOnce)
 {
     mSpace.PutWord(0x14, 640);

@@ -155,6 +155,7 @@ KyResult ArvNodeMap::Create(const DeviceDescription& aDescription, IRegisterSpac
     SpaceAccess& lAccess = lParts->mAccess;
     lAccess.mRegistersOnly = aDescription.HasRegistersOnly();
     lAccess.mXml = aDescription.GetXml();
+    lAccess.mGraph = std::make_unique<const FeatureGraph>(aDescription.GetGraph());
     lParts->mDevice = NewSpaceDevice(lAccess);
     lAccess.mEvaluator = arv_gc_new(lParts->mDevice, lAccess.mXml.data(), lAccess.mXml.size());
     if (lAccess.mEvaluator == nullptr)

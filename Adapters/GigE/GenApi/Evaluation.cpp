@@ -87,9 +87,43 @@ KyResult Evaluation::GetResult() const
                    "The feature " + mName + " cannot be evaluated: " + mError->message);
 }
 
+// The evaluator takes memory for a whole register, whose length the description or the device may make up,
+// and ends the process when there is not as much. Asked of the registers behind this feature too, those first
+// that lengths of others come from. A feature that is a register of bytes is not read by the evaluator.
+bool Evaluation::HasFittingLengths()
+{
+    if (mHasChecked)
+    {
+        return !HasFailed();
+    }
+    mHasChecked = true;
+    for (const std::string& lName : mAccess.mGraph->InvolvedIn(mName))
+    {
+        ArvGcNode* const lNode = arv_gc_get_node(mAccess.mEvaluator, lName.c_str());
+        const bool lOwn = ARV_GC_NODE(mNode) == lNode;
+        if (lNode == nullptr || !ARV_IS_GC_REGISTER(lNode) || (lOwn && mKind == NodeKind::Register))
+        {
+            continue;
+        }
+        const guint64 lLength = arv_gc_register_get_length(ARV_GC_REGISTER(lNode), Error());
+        if (HasFailed())
+        {
+            return false;
+        }
+        if (lLength > cLongestValue)
+        {
+            mAccess.mFailure =
+                Refusal(KyResult::FAILURE, "The feature " + lName + " is longer than any value.");
+            return false;
+        }
+    }
+    return true;
+}
+
 bool Evaluation::IsAvailable()
 {
-    return mNode != nullptr && arv_gc_feature_node_is_implemented(mNode, Error()) != FALSE && !HasFailed() &&
+    return mNode != nullptr && HasFittingLengths() &&
+           arv_gc_feature_node_is_implemented(mNode, Error()) != FALSE && !HasFailed() &&
            arv_gc_feature_node_is_available(mNode, Error()) != FALSE && !HasFailed();
 }
 
@@ -141,12 +175,6 @@ KyResult Evaluation::CheckReadable()
     if (lResult.IsOK() && !IsReadable())
     {
         return Refusal(cAccessDenied, "The feature " + mName + " can only be written.");
-    }
-    // The evaluator takes memory for a whole register, whose length the device may make up.
-    if (lResult.IsOK() && mKind != NodeKind::Register && ARV_IS_GC_REGISTER(mNode) &&
-        arv_gc_register_get_length(ARV_GC_REGISTER(mNode), Error()) > cLongestValue)
-    {
-        return Refusal(KyResult::FAILURE, "The feature " + mName + " is longer than any value.");
     }
     return lResult;
 }

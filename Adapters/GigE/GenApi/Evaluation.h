@@ -46,11 +46,13 @@ public:
 
 private:
     KyResult CheckAvailable();
+    bool HasFittingLengths();
 
     SpaceAccess& mAccess;
     const std::string mName;
     ArvGcFeatureNode* mNode = nullptr;
     NodeKind mKind = NodeKind::None;
+    bool mHasChecked = false; ///< The lengths, once.
     GError* mError = nullptr;
 };
 

@@ -233,6 +233,36 @@ std::string FeatureGraph::FindEndlessReference() const
     return {};
 }
 
+std::vector<std::string> FeatureGraph::InvolvedIn(const std::string& aName) const
+{
+    std::vector<std::string> lNames;
+    std::set<std::string> lSeen;
+    std::vector<std::pair<std::string, bool>> lOpen{{aName, false}}; // whether its references were before it
+    while (!lOpen.empty())
+    {
+        const auto [lName, lIsDone] = lOpen.back();
+        lOpen.pop_back();
+        const auto lNode = mNodes.find(lName);
+        if (lIsDone)
+        {
+            lNames.push_back(lName);
+        }
+        else if (lNode != mNodes.end() && lSeen.insert(lName).second)
+        {
+            lOpen.emplace_back(lName, true);
+            for (const auto* const lReferences :
+                 {&lNode->second.mValues, &lNode->second.mTargets, &lNode->second.mConditions})
+            {
+                for (const std::string& lReference : *lReferences)
+                {
+                    lOpen.emplace_back(lReference, false);
+                }
+            }
+        }
+    }
+    return lNames;
+}
+
 std::set<std::string> FeatureGraph::Closure(const std::set<std::string>& aStart) const
 {
     std::set<std::string> lNames = aStart;

@@ -45,6 +45,10 @@ public:
     /// description.
     std::vector<std::string> AffectedBy(const std::string& aName) const;
 
+    /// Every node that takes part when aName is evaluated, itself last; each after those that it refers to,
+    /// as far as they do not refer to each other.
+    std::vector<std::string> InvolvedIn(const std::string& aName) const;
+
     /// Milliseconds after which a feature of the device may have changed by itself; 0: no such time.
     uint64_t PollingTimeOf(const std::string& aName) const;
 

@@ -1,9 +1,11 @@
 #pragma once
 
+#include "Adapters/GigE/GenApi/FeatureGraph.h"
 #include "Adapters/GigE/GenApi/IRegisterSpace.h"
 
 #include <arv.h>
 
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -14,9 +16,10 @@ namespace KyGigE
 struct SpaceAccess
 {
     IRegisterSpace& mSpace;
-    bool mRegistersOnly = false; ///< Four bytes are a register.
-    std::string mXml{};          ///< The description, for who asks the object for it.
-    ArvGc* mEvaluator = nullptr; ///< Likewise.
+    bool mRegistersOnly = false;                  ///< Four bytes are a register.
+    std::string mXml{};                           ///< The description, for who asks the object for it.
+    ArvGc* mEvaluator = nullptr;                  ///< Likewise.
+    std::unique_ptr<const FeatureGraph> mGraph{}; ///< The description's.
     std::optional<KyResult>
         mFailure{}; ///< The register space's last failure; the evaluator only knows texts.
 };
