@@ -33,7 +33,7 @@ const std::map<std::string, std::regex>& Models()
 {
     const auto lMake = [](const std::string& aOwn) { return std::regex(cBase + aOwn); };
     const std::string lRegister = cRegister;
-    static const std::map<std::string, std::regex> sModels = {
+    static const std::map<std::string, std::regex> cModels = {
         {"Category", lMake("(pFeature;)*")},
         {"Integer",
          lMake(cValue + std::string("(Min;|pMin;)?(Max;|pMax;)?(Inc;|pInc;)?(Unit;)?(Representation;)?"
@@ -49,17 +49,17 @@ const std::map<std::string, std::regex>& Models()
          lMake("(pInvalidator;)*(Streamable;)?(pVariable;)*(Constant;)*(Expression;)*Formula;"
                "(Unit;)?(Representation;)?")},
         {"Port", lMake("(ChunkID;|pChunkID;)?(SwapEndianess;)?(CacheChunkData;)?")}};
-    return sModels;
+    return cModels;
 }
 
 /// What the text of an element looks like; those that are not listed may have any.
 const std::map<std::string, std::regex>& Texts()
 {
-    static const std::regex sNumber("-?[0-9]+|0x[0-9A-Fa-f]+");
-    static const std::map<std::string, std::regex> sTexts = {
-        {"Address", sNumber},
-        {"Length", sNumber},
-        {"Value", sNumber},
+    static const std::regex cInteger("-?[0-9]+|0x[0-9A-Fa-f]+");
+    static const std::map<std::string, std::regex> cTexts = {
+        {"Address", cInteger},
+        {"Length", cInteger},
+        {"Value", cInteger},
         {"Bit", std::regex("[0-9]|[1-5][0-9]|6[0-3]")},
         {"AccessMode", std::regex("RO|WO|RW")},
         {"Cachable", std::regex("NoCache|WriteThrough|WriteAround")},
@@ -67,7 +67,7 @@ const std::map<std::string, std::regex>& Texts()
         {"Endianess", std::regex("BigEndian|LittleEndian")},
         {"Visibility", std::regex("Beginner|Expert|Guru|Invisible")},
         {"EventID", std::regex("([0-9A-Fa-f]{2})+")}};
-    return sTexts;
+    return cTexts;
 }
 
 class Checker
@@ -102,8 +102,8 @@ private:
 
     void CheckHead(const xmlNode& aRoot)
     {
-        static const std::regex sGuid("[0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{12}");
-        static const std::regex sName("[A-Za-z_][A-Za-z0-9_]*");
+        static const std::regex cGuid("[0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{12}");
+        static const std::regex cName("[A-Za-z_][A-Za-z0-9_]*");
         for (const char* const lName : {"SchemaMajorVersion", "SchemaMinorVersion", "SchemaSubMinorVersion",
                                         "MajorVersion", "MinorVersion", "SubMinorVersion"})
         {
@@ -111,11 +111,11 @@ private:
         }
         for (const char* const lName : {"ProductGuid", "VersionGuid"})
         {
-            Expect(std::regex_match(AttributeOf(aRoot, lName), sGuid), lName);
+            Expect(std::regex_match(AttributeOf(aRoot, lName), cGuid), lName);
         }
         for (const char* const lName : {"ModelName", "VendorName"})
         {
-            Expect(std::regex_match(AttributeOf(aRoot, lName), sName), lName);
+            Expect(std::regex_match(AttributeOf(aRoot, lName), cName), lName);
         }
         Expect(std::regex_match(AttributeOf(aRoot, "StandardNameSpace"), std::regex("None|IIDC|GEV|CL|USB")),
                "StandardNameSpace");
@@ -127,11 +127,11 @@ private:
     // \param aKinds  The names that have to differ from this one.
     void CheckNode(const xmlNode& aNode, Kinds& aKinds)
     {
-        static const std::regex sName("[A-Za-z_][A-Za-z0-9_]*");
+        static const std::regex cName("[A-Za-z_][A-Za-z0-9_]*");
         const std::string lKind = NameOf(aNode);
         const std::string lName = AttributeOf(aNode, "Name");
         const std::string lNode = lKind + " " + lName + ": ";
-        Expect(std::regex_match(lName, sName), lNode + "name");
+        Expect(std::regex_match(lName, cName), lNode + "name");
         Expect(aKinds.emplace(lName, lKind).second, lNode + "another node has the name");
         const std::string lSpace = AttributeOf(aNode, "NameSpace");
         Expect(lSpace.empty() || lSpace == "Standard" || lSpace == "Custom", lNode + "NameSpace");
