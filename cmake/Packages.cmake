@@ -1,5 +1,6 @@
 # What is installed, and the packages: cmake --install, cpack. Components: runtime (the shared libraries), development
-# (headers, import libraries, package files, Docs and Examples), tools (the programs), python.
+# (headers, import libraries, package files, Docs and Examples), tools (the programs, the adapter for GigE Vision devices),
+# gige (the adapter's headers and package files), python.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -80,9 +81,14 @@ if(TARGET kyserial)
   endif()
   install(TARGETS kyserial RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT tools)
   if(TARGET KyGigE)
-    # Goes with the program: the serial library's package must not need Aravis.
+    # Goes with the program: the serial library's packages must not need Aravis. Hence targets of its own, too.
     set_target_properties(KyGigE PROPERTIES INSTALL_RPATH "$ORIGIN")
-    install(TARGETS KyGigE LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT tools NAMELINK_SKIP)
+    install(TARGETS KyGigE EXPORT KyGigETargets
+      LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT tools NAMELINK_COMPONENT gige
+      INCLUDES DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
+    install(EXPORT KyGigETargets NAMESPACE KySerial:: DESTINATION "${lPackageFolder}" COMPONENT gige)
+    install(DIRECTORY "${PROJECT_SOURCE_DIR}/Adapters/GigE/Include/" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}"
+      COMPONENT gige)
   endif()
 endif()
 if(TARGET kyserial-camera)
@@ -109,6 +115,9 @@ set(CPACK_RESOURCE_FILE_LICENSE "${PROJECT_SOURCE_DIR}/LICENSE")
 set(CPACK_VERBATIM_VARIABLES ON)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_COMPONENTS_ALL runtime development tools python)
+if(TARGET KyGigE)
+  list(APPEND CPACK_COMPONENTS_ALL gige)
+endif()
 if(WIN32)
   set(CPACK_GENERATOR ZIP)
   set(CPACK_PACKAGE_FILE_NAME "KySerial-${PROJECT_VERSION}-windows-x64")
@@ -130,6 +139,9 @@ else()
   set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libkyserial0 (= ${PROJECT_VERSION})")
   set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "${CMAKE_LIBRARY_OUTPUT_DIRECTORY}")
+  set(CPACK_DEBIAN_GIGE_PACKAGE_NAME libkygige-dev)
+  set(CPACK_DEBIAN_GIGE_PACKAGE_SECTION libdevel)
+  set(CPACK_DEBIAN_GIGE_PACKAGE_DEPENDS "kyserial (= ${PROJECT_VERSION}), libkyserial-dev (= ${PROJECT_VERSION})")
   set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-kyserial)
   set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
   set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)

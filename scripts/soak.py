@@ -13,7 +13,7 @@ the next one written, but for those that the bridge says it has lost. Once a sec
                         Camera Link port closes it and opens it again, at another rate.
 
 Traffic goes on meanwhile, except that it comes to rest before the last three: of bytes that are inside a camera that
-goes away nobody can say how many there were.
+goes away nobody can say how many there were. SIGINT and SIGTERM end it early, with its account.
 """
 import argparse
 import collections
@@ -54,7 +54,7 @@ class Program:
         self.last = ""
         self.log = tempfile.TemporaryFile()
         self.process = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=self.log,
-                                        text=True)
+                                        text=True, start_new_session=True)
         self.count = 0
         self.reader = threading.Thread(target=self.read)
         self.reader.start()
@@ -212,7 +212,7 @@ class Soak(threading.Thread):
         interval = max(self.options.seconds / 60, 1)
         next_fault = begin + 0.5
         next_sample = begin + self.options.seconds / 10
-        while (now := time.monotonic()) < begin + self.options.seconds:
+        while (now := time.monotonic()) < begin + self.options.seconds and not self.options.stop:
             if now >= next_fault:
                 self.make_fault()
                 next_fault += 1
@@ -368,6 +368,13 @@ def main():
     for name in ("--tool", "--camera", "--library"):
         parser.add_argument(name, required=True)
     options = parser.parse_args()
+    options.stop = False
+
+    def stop(_number, _frame):
+        options.stop = True
+
+    signal.signal(signal.SIGTERM, stop)
+    signal.signal(signal.SIGINT, stop)
     with tempfile.TemporaryDirectory() as folder:
         soaks = [Soak(flavour, options, folder) for flavour in PORTS]
         for soak in soaks:

@@ -1,4 +1,4 @@
-#include "Adapters/GigE/DeviceAddress.h"
+#include <KyGigE/DeviceAddress.h>
 
 #include "Adapters/GigE/Gvcp/Protocol.h"
 #include "Adapters/GigE/Gvcp/UdpSocket.h"

@@ -1,4 +1,4 @@
-#include "Adapters/GigE/GigEDeviceAdapter.h"
+#include <KyGigE/GigEDeviceAdapter.h>
 
 #include "Adapters/GigE/DeviceConnection.h"
 

@@ -3,12 +3,12 @@
 // this process, on one processor and on all of them.
 //   NetworkBenchmark [--quick]   "figure <name> <value>" lines, microseconds
 
-#include "Adapters/GigE/GigEDeviceAdapter.h"
 #include "Benchmarks/Figures.h"
 #include "JxUtilsLib/Event.h"
 #include "Simulator/CameraModel.h"
 #include "Simulator/Network/NetworkCamera.h"
 
+#include <KyGigE/GigEDeviceAdapter.h>
 #include <KySerial/KyDeviceSerialPort.h>
 
 #include <arpa/inet.h>

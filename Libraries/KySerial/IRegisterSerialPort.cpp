@@ -441,11 +441,12 @@ KyResult IRegisterSerialPort::Close()
     static_cast<void>(SetEventNotification(mOriginalEventNotification.GetAscii(), nullptr));
     static_cast<void>(lDevice->UnregisterFeatureInterest(mUpstreamBufferFeature));
     static_cast<void>(lDevice->UnregisterEventSink(this));
+    // Needs memory for a moment. Without it the port stays open, with all that closing it again takes.
+    static_cast<void>(PortMap::GetInstance().Unlock(lDevice, mPort));
     mDownstreamFeature = KyString();
     mUpstreamLengthFeature = KyString();
     mUpstreamBufferFeature = KyString();
     mOriginalEventNotification = KyString();
-    static_cast<void>(PortMap::GetInstance().Unlock(lDevice, mPort));
     mDevice = nullptr;
     mPort = KyDeviceSerialInvalid;
     return SerialPort::Close();

@@ -6,6 +6,7 @@
 #include "OmUtilsLib/Network/EthernetAddress.h"
 
 #include <algorithm>
+#include <new>
 #include <set>
 
 namespace KySerialLib
@@ -29,12 +30,24 @@ UnsupportedDevices& GetUnsupportedDevices()
     return sDevices;
 }
 
+// A text that must be there. Without memory it is empty, which would be another feature's name or another
+// device's identifier: the claim of a port would then be looked for in the wrong place, and never be
+// released.
+KyString NotEmpty(KyString aText)
+{
+    if (aText.GetLength() == 0)
+    {
+        throw std::bad_alloc();
+    }
+    return aText;
+}
+
 // The text of a string feature, or aDefault with a warning.
 std::string ReadText(IKyDeviceAdapter* aDevice, const char* aFeature, const char* aDefault,
                      const char* aWarning)
 {
     KyString lText;
-    if (!aDevice->GetStringValue(aFeature, lText).IsOK())
+    if (!aDevice->GetStringValue(NotEmpty(aFeature), lText).IsOK())
     {
         const JxUtilsLib::Logger lLogger(cLogCategory);
         KY_LOG(lLogger, JxUtilsLib::PriorityWarning, "KySerialLib::PortMap::GetConnectionID", "%s", aWarning);
@@ -46,14 +59,15 @@ std::string ReadText(IKyDeviceAdapter* aDevice, const char* aFeature, const char
 std::string ReadMacAddress(IKyDeviceAdapter* aDevice)
 {
     int64_t lAddress = 0;
-    if (!aDevice->GetIntegerValue("GevMACAddress", lAddress).IsOK())
+    if (!aDevice->GetIntegerValue(NotEmpty("GevMACAddress"), lAddress).IsOK())
     {
         const JxUtilsLib::Logger lLogger(cLogCategory);
         KY_LOG(lLogger, JxUtilsLib::PriorityWarning, "KySerialLib::PortMap::GetConnectionID",
                "Could not read MAC address from device node map.");
         return "00:11:22:33:44:55";
     }
-    return OmUtilsLib::Network::EthernetAddress(static_cast<uint64_t>(lAddress)).GetString().GetAscii();
+    const OmUtilsLib::Network::EthernetAddress lMac(static_cast<uint64_t>(lAddress));
+    return NotEmpty(lMac.GetString()).GetAscii();
 }
 
 } // namespace

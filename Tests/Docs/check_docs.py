@@ -17,7 +17,8 @@ MOST_LINES = 120
 FIRST_PROGRAM = "Examples/FirstProgram.cpp"
 MOST_FIRST_LINES = 15  # without blank lines and lone braces
 PAGES = ("*.md", "Docs/*.md", "Bindings/*/*.md")
-HEADERS = ("Libraries/*/Include/*/*.h", "Libraries/*/*/Include/*/*.h", "Simulator/*/Include/*/*.h")
+HEADERS = ("Libraries/*/Include/*/*.h", "Libraries/*/*/Include/*/*.h", "Simulator/*/Include/*/*.h",
+           "Adapters/*/Include/*/*.h")
 
 
 def prose(file):

@@ -1,10 +1,10 @@
 #include "Support/Process.h"
 #include "Support/ResultMatcher.h"
 
-#include "Adapters/GigE/Client/Discovery.h"
 #include "Adapters/GigE/Client/GvcpClient.h"
-#include "Adapters/GigE/GigEDeviceAdapter.h"
 
+#include <KyGigE/Discovery.h>
+#include <KyGigE/GigEDeviceAdapter.h>
 #include <gmock/gmock.h>
 
 #include <filesystem>

@@ -4,8 +4,8 @@
 #include "Support/ResultMatcher.h"
 
 #include "Adapters/GigE/Client/GvcpClient.h"
-#include "Adapters/GigE/GigEDeviceAdapter.h"
 
+#include <KyGigE/GigEDeviceAdapter.h>
 #include <gmock/gmock.h>
 
 using KyGigE::ConnectionOptions;

@@ -7,6 +7,8 @@
 #include <JxUtilsLib/Thread.h>
 #include <gmock/gmock.h>
 
+#include <algorithm>
+
 using KyGigE::ConnectionOptions;
 using KyGigE::GvcpClient;
 using KyTest::IsOK;
@@ -80,8 +82,8 @@ TEST_F(GvcpClientTest, TakesControlAndSetsUpTheMessageChannel)
     EXPECT_EQ(mDevice.GetWord(KyGvcp::cHeartbeatRegister), 3000U);
     EXPECT_EQ(mDevice.GetWord(KyGvcp::cMessageAddressRegister), 0x7F000001U);
     EXPECT_EQ(mDevice.GetWord(KyGvcp::cMessagePortRegister), mClient->GetMessages().GetLocal().mPort);
-    EXPECT_EQ(mDevice.GetWord(KyGvcp::cMessageTimeoutRegister), 200U);
-    EXPECT_EQ(mDevice.GetWord(KyGvcp::cMessageRetriesRegister), 3U);
+    EXPECT_EQ(mDevice.GetWord(KyGvcp::cMessageTimeoutRegister), 15U);
+    EXPECT_EQ(mDevice.GetWord(KyGvcp::cMessageRetriesRegister), 60U);
     EXPECT_EQ(mPrepared, 1);
 }
 
@@ -188,6 +190,39 @@ TEST_F(GvcpClientTest, NoticesAFrozenDeviceByItself)
     EXPECT_TRUE(WaitFor([&] { return !mClient->IsConnected(); }));
     mDevice.SetFrozen(false);
     EXPECT_TRUE(WaitFor([&] { return mClient->IsConnected(); }));
+}
+
+TEST_F(GvcpClientTest, AFrozenDeviceIsLostWithinTwoSeconds)
+{
+    ConnectionOptions lOptions; // as applications have them
+    lOptions.mReconnect = false;
+    uint64_t lBest = UINT64_MAX;
+    for (int lTry = 0; lTry < 4 && lBest >= 2000; ++lTry) // the machine may be busy
+    {
+        mDevice.SetFrozen(false);
+        mDevice.SwitchOff();
+        mDevice.SwitchOn();
+        Open(lOptions);
+        const uint64_t lStart = JxUtilsLib::Thread::GetTickCount();
+        mDevice.SetFrozen(true);
+        EXPECT_TRUE(WaitFor([&] { return !mClient->IsConnected(); }));
+        lBest = std::min(lBest, JxUtilsLib::Thread::GetTickCount() - lStart);
+    }
+    EXPECT_LT(lBest, 2000U);
+}
+
+TEST_F(GvcpClientTest, ADeviceThatKeepsItsOwnTimesForEventsIsFine)
+{
+    mDevice.SetScript(
+        [](const ScriptedDevice::Command& aCommand)
+        {
+            const bool lTime = aCommand.mCode == KyGvcp::cWriteRegister &&
+                               (aCommand.Word(0) == KyGvcp::cMessageTimeoutRegister ||
+                                aCommand.Word(0) == KyGvcp::cMessageRetriesRegister);
+            return lTime ? Answer{Answer::Refuse, KyGvcp::cWriteProtect} : Answer();
+        });
+    Open();
+    EXPECT_TRUE(mDevice.WaitForAcknowledge(mDevice.SendEvent(0x9000, {})));
 }
 
 TEST_F(GvcpClientTest, NoticesThatAnotherApplicationHasGotTheControl)

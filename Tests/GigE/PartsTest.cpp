@@ -2,13 +2,14 @@
 #include "Support/ResultMatcher.h"
 
 #include "Adapters/GigE/Client/DescriptionFile.h"
-#include "Adapters/GigE/Client/Discovery.h"
-#include "Adapters/GigE/DeviceAddress.h"
+#include "Adapters/GigE/Client/ParseInformation.h"
 #include "Adapters/GigE/EventSinks.h"
 #include "Adapters/GigE/EventStore.h"
 #include "RecordingSink.h"
 
 #include <JxUtilsLib/Event.h>
+#include <KyGigE/DeviceAddress.h>
+#include <KyGigE/Discovery.h>
 #include <gmock/gmock.h>
 
 using KyGigE::DeviceAddress;

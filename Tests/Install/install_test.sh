@@ -33,6 +33,10 @@ build_and_run() {
   "${run[@]}" "$work/consumer/consumer$suffix" | tee "$work/consumer.out"
   grep -q '^open: NO_CONNECTION, bridge: 0, clser: 0' "$work/consumer.out" || fail "the program said something else"
   "${run[@]}" "$work/consumer/consumer_c$suffix" | grep 'ID KYLENS 1.0'
+  if [ -e "$build/lib/libKyGigE.so" ]; then
+    "$work/consumer/consumer_gige" |
+      grep '^address: good, connect: NO_CONNECTION, open: NO_CONNECTION, search: refused, mac: 00:00:00:00:00:01'
+  fi
 }
 
 # talk PROGRAM...: the installed program has to hear from the lens of its simulated camera.
@@ -93,7 +97,7 @@ FindPackage)
 Version)
   # A minor version of its own is another interface.
   refused minor 'compatible with requested' 0.2 REQUIRED
-  refused component KyNothing 0.1 REQUIRED COMPONENTS KySerial KyNothing
+  refused component "no component KyNothing" 0.1 REQUIRED COMPONENTS KySerial KyNothing
   ;;
 PkgConfig)
   export PKG_CONFIG_PATH=$tree/lib/pkgconfig
@@ -116,7 +120,11 @@ AddSubdirectory)
   ;;
 Debian)
   (cd "$build" && cpack -G DEB -B "$work/packages") >"$work/log" 2>&1 || { cat "$work/log"; fail "cpack"; }
-  for package in libkyserial0 libkyserial-dev kyserial python3-kyserial; do
+  packages="libkyserial0 libkyserial-dev kyserial python3-kyserial"
+  if [ -e "$build/lib/libKyGigE.so" ]; then
+    packages+=" libkygige-dev"
+  fi
+  for package in $packages; do
     file=$(ls "$work/packages/${package}_"*.deb) || fail "no $package"
     dpkg -x "$file" "$work/root"
     dpkg-deb --field "$file" Package Version Depends | tee -a "$work/fields"

@@ -4,6 +4,8 @@
 #include "KySerial/KyDeviceI2CBus.h"
 #include "KySerial/KyDeviceSPIBus.h"
 #include "KySerial/KyDeviceSerialPort.h"
+#include "KySerial/KySerialBridge.h"
+#include "Support/PrivateSession.h"
 
 #include <cstring>
 #include <optional>
@@ -169,6 +171,9 @@ TEST_F(AllocationTest, PortsSurviveEachFailedAllocation)
             {
                 EXPECT_THAT(lPort->Close(), IsOK());
             }
+            lPort.emplace();
+            EXPECT_THAT(lPort->Open(&mDevice, lNumber), IsOK()); // the claim was released
+            EXPECT_THAT(lPort->Close(), IsOK());
             lPort.reset();
             EXPECT_TRUE(mDevice.GetSinks().empty());
         }
@@ -228,5 +233,48 @@ TEST_F(AllocationTest, SPIBusesSurviveEachFailedAllocation)
     EXPECT_GT(mFailures, 3);
     EXPECT_EQ(mSink.mMemoryLines, 0);
 }
+
+// In four parts, which may run at the same time: each stop waits for a thread to look up.
+class BridgeAllocationTest : public AllocationTest, public testing::WithParamInterface<int>
+{
+};
+
+TEST_P(BridgeAllocationTest, NameAndPortAreFreeWhateverAllocationFailed)
+{
+    const PrivateSession lSession;
+    int lServed = 0;
+    int lCount = 0;
+    int lFailing = GetParam();
+    for (; lFailing <= 4 || lCount >= lFailing - 4; lFailing += 4)
+    {
+        SCOPED_TRACE(lFailing);
+        const KyString lName("Server");
+        {
+            const AllocationCounter lCounter(lFailing);
+            KySerialBridge lBridge;
+            const KyResult lResult = lBridge.Start(lName, &mDevice, KyDeviceSerialBulk3);
+            lServed += lResult.IsOK() ? 1 : 0;
+            Note(lResult);
+            Note(lBridge.SetHardCodedBaudRate(19200));
+            Note(lBridge.Recover());
+            static_cast<void>(lBridge.GetSupportedBaudRateCount()); // must not throw
+            Note(lBridge.Stop());
+            lCount = AllocationCounter::GetCount();
+        }
+        EXPECT_TRUE(mDevice.GetSinks().empty());
+        KyDeviceSerialPort lPort;
+        EXPECT_THAT(lPort.Open(&mDevice, KyDeviceSerialBulk3), IsOK());
+        EXPECT_THAT(lPort.Close(), IsOK());
+    }
+    EXPECT_GT(lFailing, 50);
+    EXPECT_GT(lServed, 1);
+    EXPECT_GT(mFailures, 3);
+    EXPECT_EQ(mSink.mMemoryLines, 0);
+    KySerialBridge lBridge;
+    EXPECT_THAT(lBridge.Start("Server", &mDevice, KyDeviceSerialBulk3), IsOK());
+    EXPECT_THAT(lBridge.Stop(), IsOK());
+}
+
+INSTANTIATE_TEST_SUITE_P(Parts, BridgeAllocationTest, testing::Range(1, 5));
 
 } // namespace

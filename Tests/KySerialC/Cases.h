@@ -43,6 +43,7 @@ KY_CASE(KyBridgeC, OffersTheDevicesRatesOrTheHardCodedOne)
 KY_CASE(KyLineSettingsC, AreCheckedValueByValue)
 
 KY_CASE(KyLogC, LinesGoToTheFunction)
+KY_CASE(KyLogC, ABrokenAssertionIsALineOfADebugBuild)
 KY_CASE(KyResultC, CodesHaveNamesAndTheVersionItsParts)
 KY_CASE(KyResultC, ALongTextIsCut)
 

@@ -51,6 +51,7 @@ void KyDeviceC_ATableOfAnOlderHeaderLacksWhatLiesBeyondIt(void)
     CHECK_OK(KyPortCreate(&lPort));
     CHECK_CODE(KyPortOpen(lPort, lDevice, KY_BULK1), KY_UNSUPPORTED);
     CHECK_CODE(KyDeviceGetFeature(lDevice, "BulkMode", lText, &lSize), KY_UNSUPPORTED);
+    CHECK(strcmp(KyGetLastText(), "The device adapter does not have this function.") == 0);
     CHECK_OK(KyPortDestroy(lPort));
     CHECK_OK(KyDeviceDestroy(lDevice));
     KyLogSetPriority(KY_LOG_WARNING);
@@ -244,12 +245,15 @@ void KyDeviceC_EventsReachThePortsUntilTheyAreClosed(void)
 /* Reports, from inside a report: a port's sink reads this feature. */
 static KyDeviceHandle sDevice;
 static KyCode sResult;
+static int32_t sHasText;
 static KyCode (*sGetRegisterLength)(void*, const char*, int64_t*);
 static KyCode (*sGetIntegerValue)(void*, const char*, int64_t*);
 
 static KyCode ReportFromInside(void* aContext, const char* aName, int64_t* aLength)
 {
     sResult = KyDeviceNotifyEvent(sDevice, 0x9000, 0, 0, 0, NULL, 0);
+    sHasText =
+        strcmp(KyGetLastText(), "Inside another report of this thread, or of a device that ends.") == 0;
     return sGetIntegerValue(aContext, aName, aLength);
 }
 
@@ -270,6 +274,7 @@ void KyDeviceC_AReportFromInsideAReportIsRefused(void)
     CHECK_OK(KySimCameraInject(lCamera.mCamera, KY_BULK6, (const uint8_t*)"abc", 3));
     CHECK_OK(KySimCameraWaitForEvents(lCamera.mCamera));
     CHECK_CODE(sResult, KY_WRONG_STATE);
+    CHECK(sHasText);
     CHECK_OK(KyPortClose(lPort));
     CHECK_OK(KyPortDestroy(lPort));
     CHECK_OK(KyDeviceDestroy(sDevice));

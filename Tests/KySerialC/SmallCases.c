@@ -69,6 +69,39 @@ void KyLogC_LinesGoToTheFunction(void)
     CHECK(lNotes.mLines == 1);
 }
 
+/* Counts the lines that hold both texts, the second behind the first. */
+typedef struct LineCount
+{
+    const char* mFirst;
+    const char* mSecond;
+    int mLines;
+} LineCount;
+
+static void CountLine(void* aContext, const KyLogRecord* aRecord)
+{
+    LineCount* const lCount = (LineCount*)aContext;
+    const char* const lFirst = strstr(aRecord->mMessage, lCount->mFirst);
+    lCount->mLines += lFirst != NULL && strstr(lFirst, lCount->mSecond) != NULL;
+}
+
+void KyLogC_ABrokenAssertionIsALineOfADebugBuild(void)
+{
+#if defined(NDEBUG)
+    const int cExpected = 0;
+#else
+    const int cExpected = 1;
+#endif
+    const TestCamera lCamera = MakeCamera();
+    LineCount lCount = {"BulkIPEngine.cpp:", ": assertion \"false\" failed", 0};
+    int32_t lAnswer = 7;
+    CHECK_OK(KyLogSetSink(&CountLine, &lCount));
+    CHECK_OK(KyI2CBusIsSupported(lCamera.mDevice, KY_UART0, &lAnswer)); /* never a bus; nobody asks */
+    CHECK(lAnswer == 0);
+    CHECK_OK(KyLogSetSink(NULL, NULL));
+    CHECK(lCount.mLines == cExpected);
+    EndCamera(lCamera);
+}
+
 void KyResultC_CodesHaveNamesAndTheVersionItsParts(void)
 {
     CHECK(strcmp(KyGetCodeName(KY_OK), "OK") == 0);

@@ -49,6 +49,8 @@ public:
 
     /// Asks the program to end as Ctrl-C would. \return False where a test cannot do that.
     bool AskToEnd();
+    /// Asks it as a system does that shuts down. \return False where a test cannot do that.
+    bool Terminate();
 
     /// Waits for the end. \return The exit status; nothing when the program still runs, or was killed.
     std::optional<int> Wait(uint32_t aTimeout = cPatience);

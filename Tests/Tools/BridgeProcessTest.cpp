@@ -3,6 +3,7 @@
 #include "BridgeRun.h"
 #include "Support/PatternMatcher.h"
 #include "Support/UniqueName.h"
+#include "TerminalUser.h"
 
 #include <KyPlatform/HostSerialPort.h>
 #include <KyPlatform/PseudoTerminal.h>
@@ -10,63 +11,18 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <array>
 #include <cstdio>
 #include <filesystem>
 #include <optional>
 
 using namespace KyTest;
 using KyPlatform::HostSerialPort;
-using KyPlatform::HostTransfer;
 using testing::HasSubstr;
 
 namespace
 {
 
 const char* const cStatus = "STATUS READY ZOOM 0 FOCUS 1000 IRIS 100\r\n";
-
-/// A terminal program at a bridge's pseudo terminal.
-class TerminalUser
-{
-public:
-    explicit TerminalUser(const std::string& aLink)
-    {
-        EXPECT_TRUE(mStop.Create());
-        EXPECT_TRUE(mPort.Open(aLink.c_str()));
-        EXPECT_TRUE(mPort.SetTimeouts());
-    }
-
-    void Type(const std::string& aText)
-    {
-        EXPECT_EQ(mPort.Write(aText.data(), static_cast<uint32_t>(aText.size()), mStop).mBytes, aText.size());
-    }
-
-    std::string Read(size_t aCount)
-    {
-        std::string lText;
-        std::array<char, 4096> lBuffer{};
-        while (lText.size() < aCount)
-        {
-            const auto lRead = mPort.Read(lBuffer.data(), 4096, mStop);
-            if (lRead.mEnd != HostTransfer::Done)
-            {
-                break;
-            }
-            lText.append(lBuffer.data(), lRead.mBytes);
-        }
-        return lText;
-    }
-
-    std::string Ask(const std::string& aText, size_t aCount)
-    {
-        Type(aText);
-        return Read(aCount);
-    }
-
-private:
-    KyPlatform::StopEvent mStop;
-    HostSerialPort mPort;
-};
 
 class PtyBridgeTest : public testing::Test
 {
@@ -212,6 +168,15 @@ TEST_F(PtyBridgeTest, ADeviceThatIsBackHasItsSettingsAndTheUserIsStillThere)
     EXPECT_THAT(ReadFile(lLog), MatchesPattern("[^!]*! the device is gone\n"
                                                "[^!]*! the device is back; 0 bytes to it are lost\n[^!]*"));
     std::remove(lLog.c_str());
+}
+
+TEST_F(PtyBridgeTest, EndsAsUsualWhenTheSystemWantsItGone)
+{
+    BridgeRun lBridge({"--port", "bulk1", "--pty", mLink});
+    EXPECT_TRUE(lBridge.mTool.Terminate());
+    EXPECT_EQ(lBridge.mTool.Wait(), 0);
+    EXPECT_EQ(lBridge.LastReport()["final"], true);
+    EXPECT_FALSE(std::filesystem::is_symlink(mLink));
 }
 
 TEST_F(PtyBridgeTest, EndsAfterItsDuration)

@@ -5,6 +5,7 @@
 
 #include <JxUtilsLib/Mutex.h>
 #include <KyBase/KyResult.h>
+#include <KyGigE/ConnectionOptions.h>
 
 #include <array>
 #include <atomic>
@@ -13,14 +14,6 @@
 
 namespace KyGigE
 {
-
-/// How long a command may take.
-struct ControlTimes
-{
-    uint32_t mTimeout = 200;   ///< Milliseconds until a command is sent again.
-    uint32_t mAttempts = 4;    ///< How often it is sent; then the device counts as lost.
-    uint32_t mPending = 10000; ///< The most that a device may ask for in all, in milliseconds.
-};
 
 /// The identifier after another; 0 is none.
 constexpr uint16_t FollowingRequest(uint16_t aRequest)

@@ -1,4 +1,4 @@
-#include "Adapters/GigE/Client/DeviceInformation.h"
+#include "Adapters/GigE/Client/ParseInformation.h"
 
 #include <algorithm>
 #include <cstdio>

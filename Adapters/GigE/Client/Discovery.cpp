@@ -1,5 +1,7 @@
-#include "Adapters/GigE/Client/Discovery.h"
+#include <KyGigE/Discovery.h>
 
+#include "Adapters/GigE/Client/FindInterface.h"
+#include "Adapters/GigE/Client/ParseInformation.h"
 #include "Adapters/GigE/Gvcp/UdpSocket.h"
 
 #include <algorithm>

@@ -1,6 +1,7 @@
 #include "Adapters/GigE/Client/GvcpClient.h"
 
-#include "Adapters/GigE/Client/Discovery.h"
+#include "Adapters/GigE/Client/FindInterface.h"
+#include "Adapters/GigE/Client/ParseInformation.h"
 
 #include <JxUtilsLib/LockScope.h>
 #include <JxUtilsLib/Logger.h>
@@ -230,7 +231,10 @@ KyResult GvcpClient::StartEvents()
     for (const auto& [lRegister, lValue] : lSettings)
     {
         lResult = mControl.WriteRegister(lRegister, lValue);
-        if (!lResult.IsOK())
+        // A device that keeps its own times still sends its events.
+        const bool lIsTime =
+            lRegister == KyGvcp::cMessageTimeoutRegister || lRegister == KyGvcp::cMessageRetriesRegister;
+        if (!lResult.IsOK() && (!lIsTime || mControl.IsShut()))
         {
             return lResult;
         }

@@ -1,10 +1,12 @@
 #pragma once
 
 #include "Adapters/GigE/Client/ControlChannel.h"
-#include "Adapters/GigE/Client/DeviceInformation.h"
 #include "Adapters/GigE/Client/MessageChannel.h"
 #include "Adapters/GigE/Condition.h"
-#include "Adapters/GigE/DeviceAddress.h"
+
+#include <KyGigE/ConnectionOptions.h>
+#include <KyGigE/DeviceAddress.h>
+#include <KyGigE/DeviceInformation.h>
 
 #include <atomic>
 #include <cstdint>
@@ -13,17 +15,6 @@
 
 namespace KyGigE
 {
-
-/// How a device is kept.
-struct ConnectionOptions
-{
-    ControlTimes mControl;
-    uint32_t mHeartbeatPeriod = 500;   ///< Milliseconds between two signs of life.
-    uint32_t mHeartbeatTimeout = 3000; ///< After which the device gives up an application that is silent.
-    uint32_t mEventTimeout = 200;      ///< After which the device sends an event again, in milliseconds.
-    uint32_t mEventRetries = 3;        ///< How often it does. In all it should stay below a second.
-    bool mReconnect = true;            ///< Connect again by itself when the device is back.
-};
 
 /// A connection to a device: control, its events, and the signs of life that keep both.
 ///

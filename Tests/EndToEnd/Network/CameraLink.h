@@ -1,11 +1,10 @@
 #pragma once
 
-#include "Adapters/GigE/Client/GvcpClient.h"
-#include "Adapters/GigE/GigEDeviceAdapter.h"
 #include "Simulator/AdapterSlot.h"
 #include "Simulator/Network/NetworkCamera.h"
 
 #include <JxUtilsLib/Thread.h>
+#include <KyGigE/GigEDeviceAdapter.h>
 #include <gtest/gtest.h>
 
 #include <atomic>

@@ -1,6 +1,7 @@
 #include "Tests/Support/PrivateSession.h"
 
 #include "KyPlatform/Linux/SystemCalls.h"
+#include "Tests/Support/AllocationPause.h"
 #include "Tests/Support/UniqueName.h"
 
 #include <array>
@@ -25,6 +26,7 @@ uid_t GetNumber()
 int GetStatus(int aFile, struct stat* aStatus)
 {
     constexpr std::string_view cSession = "/Session-";
+    const KyTest::AllocationPause lPause;
     const int lResult = ::fstat(aFile, aStatus);
     std::array<char, 512> lPath{};
     const ssize_t lLength =

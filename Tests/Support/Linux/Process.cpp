@@ -201,6 +201,11 @@ bool Process::AskToEnd()
     return mChild->mProcess > 0 && ::kill(mChild->mProcess, SIGINT) == 0; // not all processes
 }
 
+bool Process::Terminate()
+{
+    return mChild->mProcess > 0 && ::kill(mChild->mProcess, SIGTERM) == 0;
+}
+
 std::optional<int> Process::Wait(uint32_t aTimeout)
 {
     const auto lEnd = std::chrono::steady_clock::now() + std::chrono::milliseconds(aTimeout);

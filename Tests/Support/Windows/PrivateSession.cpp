@@ -1,6 +1,7 @@
 #include "Tests/Support/PrivateSession.h"
 
 #include "KyPlatform/Windows/SystemCalls.h"
+#include "Tests/Support/AllocationPause.h"
 #include "Tests/Support/UniqueName.h"
 
 using KyPlatform::gSystem;
@@ -20,8 +21,9 @@ BOOL WINAPI GetNumber(DWORD /*aProcess*/, DWORD* aNumber)
 }
 
 /// "Local\X" and "Session\7\X" become names of the real session that nobody else uses.
-std::string GetPrivateName(const std::string& aName)
+std::string GetPrivateName(const char* aName)
 {
+    const KyTest::AllocationPause lPause; // from the first text on: the library's names have been made
     const std::string lLocal = "Local\\";
     std::string lName = aName;
     if (lName.compare(0, lLocal.size(), lLocal) == 0)

@@ -151,6 +151,11 @@ bool Process::AskToEnd()
     return lAsked;
 }
 
+bool Process::Terminate()
+{
+    return false; // the events of a shutdown are the system's to send
+}
+
 std::optional<int> Process::Wait(uint32_t aTimeout)
 {
     DWORD lStatus = 0;

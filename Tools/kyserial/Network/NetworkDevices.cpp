@@ -2,9 +2,9 @@
 
 #include "kyserial/Failure.h"
 
-#include "Adapters/GigE/Client/Discovery.h"
-#include "Adapters/GigE/DeviceAddress.h"
-#include "Adapters/GigE/GigEDeviceAdapter.h"
+#include <KyGigE/DeviceAddress.h>
+#include <KyGigE/Discovery.h>
+#include <KyGigE/GigEDeviceAdapter.h>
 
 #include <utility>
 

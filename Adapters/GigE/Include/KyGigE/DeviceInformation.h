@@ -1,7 +1,5 @@
 #pragma once
 
-#include "Adapters/GigE/Gvcp/Protocol.h"
-
 #include <KyBase/Export.h>
 
 #include <cstdint>
@@ -24,10 +22,6 @@ struct DeviceInformation
     std::string mSerialNumber;
     std::string mUserName;
 };
-
-/// Takes the first 248 bytes of a device's registers apart, as discovery and memory reads give them. Texts
-/// are cut at what cannot be printed.
-DeviceInformation ParseInformation(KyGvcp::Bytes aRegisters);
 
 /// "00:11:22:33:44:55"
 KY_EXPORT std::string MacText(uint64_t aMac);

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "Adapters/GigE/Client/DeviceInformation.h"
-#include "Adapters/GigE/DeviceAddress.h"
-
 #include <KyBase/Export.h>
+#include <KyGigE/ConnectionOptions.h>
+#include <KyGigE/DeviceAddress.h>
+#include <KyGigE/DeviceInformation.h>
 #include <KySerial/IKyDeviceAdapter.h>
 
 #include <cstdint>
@@ -16,7 +16,6 @@ namespace KyGigE
 
 class DeviceConnection;
 enum class NodeKind;
-struct ConnectionOptions;
 
 /// A feature as a list for users shows it.
 struct FeatureEntry

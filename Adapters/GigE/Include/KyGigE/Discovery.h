@@ -1,8 +1,7 @@
 #pragma once
 
-#include "Adapters/GigE/Client/DeviceInformation.h"
-
 #include <KyBase/Export.h>
+#include <KyGigE/DeviceInformation.h>
 
 #include <cstdint>
 #include <string>
@@ -16,7 +15,7 @@ struct DiscoveryOptions
 {
     /// Address of one device, dotted; empty: every device that a broadcast reaches.
     std::string mAddress;
-    uint16_t mPort = KyGvcp::cControlPort;
+    uint16_t mPort = 3956; ///< UDP port of their control channel.
     /// Own address or name of the interface to look on; empty: all.
     std::string mInterface;
     /// Milliseconds to wait for answers; a single device ends the wait.
@@ -36,9 +35,5 @@ struct FoundDevice
 /// \param aDevices  Those that answered, by address; each once, though several interfaces may reach it.
 /// \return Empty; or why nothing could be asked, in words for a user.
 KY_EXPORT std::string DiscoverDevices(const DiscoveryOptions& aOptions, std::vector<FoundDevice>& aDevices);
-
-/// The own address to use for an interface's address or name.
-/// \return False: this host has no such interface, or it is not up.
-bool FindInterface(const std::string& aInterface, uint32_t& aAddress);
 
 } // namespace KyGigE
