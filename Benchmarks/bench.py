@@ -184,9 +184,9 @@ def measure_bridges_wine(wine, program, seconds):
 
 
 def measure_echo(terminal):
-    """A byte to a bridge's device and back, for three seconds: lines with figures."""
+    """A byte to a bridge's device and back, for two seconds: lines with figures."""
     times = []
-    end = time.perf_counter() + 3
+    end = time.perf_counter() + 2
     while time.perf_counter() < end:
         start = time.perf_counter()
         os.write(terminal, b"x")

@@ -4,6 +4,7 @@
 //   NetworkBenchmark [--quick]   "figure <name> <value>" lines, microseconds
 
 #include "Benchmarks/Figures.h"
+#include "JxUtilsLib/Event.h"
 #include "Simulator/CameraModel.h"
 #include "Simulator/Network/NetworkCamera.h"
 
@@ -160,19 +161,23 @@ public:
     void NotifyEvent(uint16_t, uint16_t, uint64_t, uint64_t, const void*, uint32_t) override
     {
         mCount.fetch_add(1);
-        mCount.notify_all();
+        mEvent.Set();
     }
     void NotifyFeatureInvalidated(const KyString*) override {}
 
+    // Not with the wait of std::atomic: it offers the processor to others before it sleeps, which costs
+    // milliseconds beside a program that computes.
     void WaitFor(uint32_t aCount)
     {
-        for (uint32_t lNow = mCount; lNow < aCount; lNow = mCount)
+        while (mCount < aCount)
         {
-            mCount.wait(lNow);
+            mEvent.Wait_ms(JxUtilsLib::Event::cInfinite);
         }
     }
 
+private:
     std::atomic<uint32_t> mCount = 0;
+    JxUtilsLib::Event mEvent{false};
 };
 
 void MeasureEvents(Figures& aFigures, const std::string& aPrefix, KyGigE::GigEDeviceAdapter& aAdapter,

@@ -22,7 +22,7 @@ double GetOwnCpu()
     return static_cast<double>(lKernel.dwLowDateTime + lUser.dwLowDateTime) * 1e-7;
 }
 
-constexpr DWORD cEchoTime = 4000;
+constexpr DWORD cEchoTime = 2500;
 
 struct Served
 {

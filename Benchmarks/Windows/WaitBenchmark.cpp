@@ -13,7 +13,7 @@
 namespace
 {
 
-constexpr int cTurns = 5000;
+constexpr int cTurns = 2000;
 
 class LibraryWait
 {
