@@ -290,8 +290,10 @@ TEST_F(ArvNodeMapTest, ALengthThatTheDeviceMakesUpTakesNoMemory)
     Make(Description("<StringReg Name=\"Text\"><Address>0x40</Address><pLength>TextLength</pLength>"
                      "<AccessMode>RO</AccessMode><pPort>Device</pPort></StringReg>" +
                      IntReg("TextLength", "0x10")));
-    mSpace.PutWord(0x10, 0xFFFFFFFF);
+    mSpace.PutWord(0x10, 4);
     std::string lText;
+    EXPECT_THAT(mMap->GetText("Text", lText), IsOK());
+    mSpace.PutWord(0x10, 0xFFFFFFFF); // asked anew each time
     EXPECT_THAT(mMap->GetText("Text", lText),
                 IsResult(KyResult::FAILURE, "The feature Text is longer than any value."));
 }

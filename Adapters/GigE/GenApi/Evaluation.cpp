@@ -87,9 +87,28 @@ KyResult Evaluation::GetResult() const
                    "The feature " + mName + " cannot be evaluated: " + mError->message);
 }
 
+// Those behind the feature too, and those first that lengths of others come from. A feature that is a
+// register of bytes is not read by the evaluator.
+const std::vector<ArvGcRegister*>& Evaluation::GetRegisters()
+{
+    const auto [lFound, lNew] = mAccess.mRegisters.try_emplace(mName);
+    if (lNew)
+    {
+        for (const std::string& lName : mAccess.mGraph->InvolvedIn(mName))
+        {
+            ArvGcNode* const lNode = arv_gc_get_node(mAccess.mEvaluator, lName.c_str());
+            const bool lOwnBytes = mKind == NodeKind::Register && lNode == ARV_GC_NODE(mNode);
+            if (lNode != nullptr && ARV_IS_GC_REGISTER(lNode) && !lOwnBytes)
+            {
+                lFound->second.push_back(ARV_GC_REGISTER(lNode));
+            }
+        }
+    }
+    return lFound->second;
+}
+
 // The evaluator takes memory for a whole register, whose length the description or the device may make up,
-// and ends the process when there is not as much. Asked of the registers behind this feature too, those first
-// that lengths of others come from. A feature that is a register of bytes is not read by the evaluator.
+// and ends the process when there is not as much.
 bool Evaluation::HasFittingLengths()
 {
     if (mHasChecked)
@@ -97,23 +116,17 @@ bool Evaluation::HasFittingLengths()
         return !HasFailed();
     }
     mHasChecked = true;
-    for (const std::string& lName : mAccess.mGraph->InvolvedIn(mName))
+    for (ArvGcRegister* const lRegister : GetRegisters())
     {
-        ArvGcNode* const lNode = arv_gc_get_node(mAccess.mEvaluator, lName.c_str());
-        const bool lOwn = ARV_GC_NODE(mNode) == lNode;
-        if (lNode == nullptr || !ARV_IS_GC_REGISTER(lNode) || (lOwn && mKind == NodeKind::Register))
+        const guint64 lLength = arv_gc_register_get_length(lRegister, Error());
+        if (!HasFailed() && lLength > cLongestValue)
         {
-            continue;
-        }
-        const guint64 lLength = arv_gc_register_get_length(ARV_GC_REGISTER(lNode), Error());
-        if (HasFailed())
-        {
-            return false;
-        }
-        if (lLength > cLongestValue)
-        {
+            const std::string lName = arv_gc_feature_node_get_name(ARV_GC_FEATURE_NODE(lRegister));
             mAccess.mFailure =
                 Refusal(KyResult::FAILURE, "The feature " + lName + " is longer than any value.");
+        }
+        if (HasFailed())
+        {
             return false;
         }
     }

@@ -46,6 +46,7 @@ public:
 
 private:
     KyResult CheckAvailable();
+    const std::vector<ArvGcRegister*>& GetRegisters();
     bool HasFittingLengths();
 
     SpaceAccess& mAccess;

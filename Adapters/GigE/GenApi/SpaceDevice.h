@@ -5,9 +5,11 @@
 
 #include <arv.h>
 
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace KyGigE
 {
@@ -20,6 +22,8 @@ struct SpaceAccess
     std::string mXml{};                           ///< The description, for who asks the object for it.
     ArvGc* mEvaluator = nullptr;                  ///< Likewise.
     std::unique_ptr<const FeatureGraph> mGraph{}; ///< The description's.
+    /// The registers that the evaluator reads for a feature, by its name; found when it is first asked for.
+    std::map<std::string, std::vector<ArvGcRegister*>> mRegisters{};
     std::optional<KyResult>
         mFailure{}; ///< The register space's last failure; the evaluator only knows texts.
 };
