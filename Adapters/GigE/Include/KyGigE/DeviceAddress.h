@@ -16,7 +16,7 @@ struct DeviceAddress
     std::string mInterface; ///< Own IPv4 address or network interface to use; empty: the system chooses.
 };
 
-/// Takes "gev://ADDRESS[:PORT][?interface=ADDRESS-OR-NAME]" apart.
+/// Takes "gev://ADDRESS[:PORT][?interface=ADDRESS-OR-NAME]" apart. Asks neither the device nor the network.
 /// \param aAddress  Untouched on a failure.
 /// \return Empty; or why aText is none, in words for a user.
 KY_EXPORT std::string ParseDeviceAddress(const std::string& aText, DeviceAddress& aAddress);

@@ -11,8 +11,8 @@ namespace KyGigE
 /// What a device says about itself.
 struct DeviceInformation
 {
-    uint64_t mMac = 0;
-    uint32_t mAddress = 0; ///< The one that it uses now.
+    uint64_t mMac = 0;     ///< Its lower 48 bits.
+    uint32_t mAddress = 0; ///< IPv4, the one that it uses now; the first number in the upper byte.
     uint32_t mMask = 0;
     uint32_t mGateway = 0;
     std::string mVendor;
@@ -23,7 +23,7 @@ struct DeviceInformation
     std::string mUserName;
 };
 
-/// "00:11:22:33:44:55"
+/// "00:11:22:33:44:55", the lower 48 bits.
 KY_EXPORT std::string MacText(uint64_t aMac);
 
 } // namespace KyGigE

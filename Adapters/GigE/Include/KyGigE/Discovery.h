@@ -31,8 +31,10 @@ struct FoundDevice
     std::string mInterface; ///< Name of the interface that it was found on.
 };
 
-/// Looks for devices. A broadcast leaves the host on each interface that is searched.
-/// \param aDevices  Those that answered, by address; each once, though several interfaces may reach it.
+/// Looks for devices. A broadcast leaves the host on each interface that is searched. Blocks for
+/// DiscoveryOptions::mTime; any thread.
+/// \param aDevices  Those that answered, by address; each once, though several interfaces may reach it. Empty
+///                  on a failure.
 /// \return Empty; or why nothing could be asked, in words for a user.
 KY_EXPORT std::string DiscoverDevices(const DiscoveryOptions& aOptions, std::vector<FoundDevice>& aDevices);
 

@@ -78,15 +78,20 @@ public:
     GigEDeviceAdapter(const GigEDeviceAdapter&) = delete;
     GigEDeviceAdapter& operator=(const GigEDeviceAdapter&) = delete;
 
-    /// Connects again now, if the connection is lost. \return As Connect(); also NO_CONNECTION: another
-    /// device answers there.
+    /// Connects again now, if the connection is lost.
+    /// \return OK, also when it is not lost. As Connect() otherwise; also NO_CONNECTION: another device
+    ///         answers there. Blocks as Connect() does.
     KyResult Reconnect();
-    /// What the device said about itself.
+    /// What the device said about itself when it was connected; stays when the connection is lost.
     const DeviceInformation& GetInformation() const;
+    /// Since the object was made. Any thread, without blocking.
     ConnectionFigures GetFigures() const;
-    /// The features for users, in the device's order, with what can be done with them now.
+    /// The features for users, in the device's order, with what can be done with them now; nothing while the
+    /// connection is lost. A feature that cannot be evaluated counts as not available. Blocks for the
+    /// registers that decide about access.
     std::vector<FeatureEntry> ListFeatures();
-    /// Waits until every event that has come so far has been delivered. Not from inside a sink.
+    /// Blocks until every event that has come so far has been delivered, as long as the sinks take. Not from
+    /// inside a sink: it would wait for itself.
     void WaitForEvents();
 
     void Reserved0() override;
