@@ -2,7 +2,7 @@
 //   WakeBenchmark [--quick]
 
 #include "Benchmarks/BenchDevice.h"
-#include "Benchmarks/Figures.h"
+#include "Benchmarks/RoundTrip.h"
 
 #include "BulkIPEngine.h"
 #include "JxUtilsLib/Event.h"
@@ -25,28 +25,9 @@ namespace
 {
 
 /// A word that is changed and waited for: the least that a wake-up can cost.
-class FutexWait
-{
-public:
-    void Set()
-    {
-        mWord = 1;
-        ::syscall(SYS_futex, &mWord, FUTEX_WAKE_PRIVATE, 1, nullptr, nullptr, 0);
-    }
-    void Wait()
-    {
-        while (mWord.exchange(0) == 0)
-        {
-            ::syscall(SYS_futex, &mWord, FUTEX_WAIT_PRIVATE, 0, nullptr, nullptr, 0);
-        }
-    }
-
-private:
-    std::atomic<uint32_t> mWord{0};
-};
-
-/// The same with a time-out, as a reader has one.
-class TimedFutexWait
+/// \tparam tTimed  With a time-out, as a reader has one.
+template<bool tTimed>
+class WordWait
 {
 public:
     void Set()
@@ -59,7 +40,7 @@ public:
         const timespec lTime{1, 0};
         while (mWord.exchange(0) == 0)
         {
-            ::syscall(SYS_futex, &mWord, FUTEX_WAIT_PRIVATE, 0, &lTime, nullptr, 0);
+            ::syscall(SYS_futex, &mWord, FUTEX_WAIT_PRIVATE, 0, tTimed ? &lTime : nullptr, nullptr, 0);
         }
     }
 
@@ -127,32 +108,6 @@ private:
     KyResult Open(IKyDeviceAdapter* /*aDevice*/, KyDeviceSerial /*aPort*/) override { return KyResult(); }
 };
 
-/// \return Microseconds until another thread has been woken and has woken this one.
-template<typename tWait>
-double Measure(int aTurns)
-{
-    tWait lDown;
-    tWait lUp;
-    std::thread lPeer(
-        [&]
-        {
-            for (int lTurn = 0; lTurn < aTurns; ++lTurn)
-            {
-                lDown.Wait();
-                lUp.Set();
-            }
-        });
-    const auto lStart = KyBench::Clock::now();
-    for (int lTurn = 0; lTurn < aTurns; ++lTurn)
-    {
-        lDown.Set();
-        lUp.Wait();
-    }
-    const double lTime = KyBench::GetSeconds(lStart);
-    lPeer.join();
-    return lTime / aTurns * 1e6;
-}
-
 /// A device that tells of the end of a write after the call has returned, on a thread of its own.
 class LateDevice : public KyBench::BenchDevice
 {
@@ -202,7 +157,7 @@ private:
         }
     }
 
-    FutexWait mOrder;
+    WordWait<false> mOrder;
     std::atomic<bool> mEnd{false};
     std::atomic<uint16_t> mEvent{0};
     std::atomic<uint32_t> mStatus{0};
@@ -246,11 +201,11 @@ int main(int aCount, char** /*aArguments*/)
     KyBench::Figures lFigures;
     for (int lRepeat = 0; lRepeat < (aCount > 1 ? KyBench::cQuickRepeats : KyBench::cRepeats); ++lRepeat)
     {
-        lFigures.Add("wake.futex_us", Measure<FutexWait>(lTurns));
-        lFigures.Add("wake.timed_us", Measure<TimedFutexWait>(lTurns));
-        lFigures.Add("wake.ring_us", Measure<RingWait>(lTurns));
-        lFigures.Add("wake.event_us", Measure<EventWait>(lTurns));
-        lFigures.Add("wake.condition_us", Measure<ConditionWait>(lTurns));
+        lFigures.Add("wake.futex_us", KyBench::MeasureRoundTrip<WordWait<false>>(lTurns));
+        lFigures.Add("wake.timed_us", KyBench::MeasureRoundTrip<WordWait<true>>(lTurns));
+        lFigures.Add("wake.ring_us", KyBench::MeasureRoundTrip<RingWait>(lTurns));
+        lFigures.Add("wake.event_us", KyBench::MeasureRoundTrip<EventWait>(lTurns));
+        lFigures.Add("wake.condition_us", KyBench::MeasureRoundTrip<ConditionWait>(lTurns));
         lFigures.Add("wake.uart_sleeps", CountSleeps<SerialPortIPEngine>(KyDeviceSerialUart0, 1, lTurns));
         lFigures.Add("wake.bulk_sleeps", CountSleeps<BulkIPEngine>(KyDeviceSerialBulk0, 256, lTurns));
     }

@@ -1,7 +1,7 @@
 // Two threads of one process that wait for each other in turn: with the library's event, with the wait for an
 // address that the system has for those who need no kernel object, and with what the standard library has.
 
-#include "Benchmarks/Figures.h"
+#include "Benchmarks/RoundTrip.h"
 #include "JxUtilsLib/Event.h"
 #include "KyPlatform/Windows/SystemCalls.h"
 
@@ -80,32 +80,6 @@ private:
     bool mIsSet = false;
 };
 
-/// Microseconds of a round trip.
-template<typename tWait>
-double Measure()
-{
-    tWait lDown;
-    tWait lUp;
-    std::thread lPeer(
-        [&]
-        {
-            for (int lTurn = 0; lTurn < cTurns; ++lTurn)
-            {
-                lDown.Wait();
-                lUp.Set();
-            }
-        });
-    const auto lStart = KyBench::Clock::now();
-    for (int lTurn = 0; lTurn < cTurns; ++lTurn)
-    {
-        lDown.Set();
-        lUp.Wait();
-    }
-    const double lTime = KyBench::GetSeconds(lStart);
-    lPeer.join();
-    return lTime / cTurns * 1e6;
-}
-
 } // namespace
 
 int main(int aCount, char** /*aArguments*/)
@@ -114,9 +88,9 @@ int main(int aCount, char** /*aArguments*/)
     KyBench::Figures lFigures;
     for (int lRepeat = 0; lRepeat < (aCount > 1 ? KyBench::cQuickRepeats : KyBench::cRepeats); ++lRepeat)
     {
-        lFigures.Add("inner.wait_us", Measure<LibraryWait>());
-        lFigures.Add("inner.address_us", Measure<AddressWait>());
-        lFigures.Add("inner.condition_us", Measure<ConditionWait>());
+        lFigures.Add("inner.wait_us", KyBench::MeasureRoundTrip<LibraryWait>(cTurns));
+        lFigures.Add("inner.address_us", KyBench::MeasureRoundTrip<AddressWait>(cTurns));
+        lFigures.Add("inner.condition_us", KyBench::MeasureRoundTrip<ConditionWait>(cTurns));
     }
     lFigures.Print();
     return 0;
