@@ -65,8 +65,7 @@ public:
     /// \param aWritten  Receives the bytes stored, on failure too.
     /// \param aTimeout  Milliseconds in all that it may wait for room; 0xFFFFFFFF has no end.
     /// \param aStop     Once true, ends the wait for room as its time-out does, at most 50 ms later; null:
-    /// nothing
-    ///                  does.
+    ///                  nothing does.
     /// \return True: every byte is stored. False: time-out, lock not to be had in 5000 ms, invalid.
     bool Write(const void* aData, uint32_t aSize, uint32_t& aWritten, uint32_t aTimeout,
                const std::atomic<bool>* aStop = nullptr) noexcept;

@@ -4,6 +4,8 @@
 
 #include "Adapters/GigE/Client/GvcpClient.h"
 
+#include "Tests/Support/WaitFor.h"
+
 #include <JxUtilsLib/Thread.h>
 #include <gmock/gmock.h>
 
@@ -16,6 +18,7 @@ using KyTest::IsResult;
 using KyTest::ScriptedDevice;
 using testing::HasSubstr;
 using Answer = ScriptedDevice::Answer;
+using KyTest::WaitFor;
 
 namespace
 {
@@ -47,20 +50,6 @@ protected:
                                 ++mPrepared;
                                 return mPreparation;
                             });
-    }
-
-    template<typename Condition>
-    static bool WaitFor(const Condition& aCondition)
-    {
-        for (int lRound = 0; lRound < 20000; ++lRound)
-        {
-            if (aCondition())
-            {
-                return true;
-            }
-            JxUtilsLib::Thread::Sleep(1);
-        }
-        return false;
     }
 
     KyTest::RecordingLogSink mLog;

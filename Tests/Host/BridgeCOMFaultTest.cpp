@@ -8,7 +8,7 @@
 #include "PortMap.h"
 #include "Support/FaultAdapter.h"
 #include "Support/ThreadCount.h"
-#include "Tests/Host/HostLink.h"
+#include "Tests/Host/HostLinkTest.h"
 #include "Tests/KyPlatform/FailingSystem.h"
 
 #include <set>
@@ -20,25 +20,23 @@ using KySerialLib::PortMap;
 namespace
 {
 
-class BridgeCOMFaultTest : public testing::Test
+class BridgeCOMFaultTest : public HostLinkTest<testing::Test>
 {
 protected:
     void SetUp() override
     {
-        const std::string lReason = HostLink::GetReasonToSkip();
-        if (!lReason.empty())
+        HostLinkTest::SetUp();
+        if (!HasLink())
         {
-            GTEST_SKIP() << lReason;
+            return;
         }
-        mLink = std::make_unique<HostLink>();
         Prepare(mDevice);
     }
 
     static void Prepare(ScriptedAdapter& aDevice)
     {
         aDevice.SetRecording(false);
-        AddSettings(aDevice, "Bulk1");
-        aDevice.SetContent("Bulk1DownstreamData", Bytes(520));
+        AddBulkPort(aDevice);
     }
 
     // A whole life: started, reconfigured, recovered, stopped. \return Whether the fault was met.
@@ -64,7 +62,6 @@ protected:
         return lAdapter.IsReached();
     }
 
-    std::unique_ptr<HostLink> mLink;
     RecordingLogSink mLog{PriorityFatal};
     AssertRecorder mAsserts; // calls that cannot fail do
     ScriptedAdapter mDevice;

@@ -4,9 +4,9 @@
 
 #include "JxUtilsLib/Thread.h"
 #include "KySerial/BridgeFixture.h"
-#include "Tests/Host/HostLink.h"
+#include "Tests/Host/HostLinkTest.h"
+#include "Tests/Support/WaitFor.h"
 
-#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -15,20 +15,17 @@ namespace KyTest
 {
 
 /// A bridge between a scripted device's bulk port 1 and a host port.
-class BridgeCOMHostTest : public EngineTest
+class BridgeCOMHostTest : public HostLinkTest<EngineTest>
 {
 protected:
     void SetUp() override
     {
-        const std::string lReason = HostLink::GetReasonToSkip();
-        if (!lReason.empty())
+        HostLinkTest::SetUp();
+        if (HasLink())
         {
-            GTEST_SKIP() << lReason;
+            AddBulkPort(mDevice);
+            OpenDevice();
         }
-        mLink = std::make_unique<HostLink>();
-        AddSettings(mDevice, "Bulk1");
-        mDevice.SetContent("Bulk1DownstreamData", Bytes(520));
-        OpenDevice();
     }
     void OpenDevice(KyDeviceSerial aPort = KyDeviceSerialBulk1)
     {
@@ -44,27 +41,7 @@ protected:
         ASSERT_THAT(OpenHost(), IsOK());
         ASSERT_THAT(mBridge->Start(), IsOK());
     }
-    // The device sends, as the engine for features expects it.
-    void SendFromDevice(const std::string& aText)
-    {
-        mDevice.SetContent("EventBulk1UpstreamDataBuffer", Bytes(aText.begin(), aText.end()));
-        mDevice.SetInteger("EventBulk1UpstreamDataLength", static_cast<int64_t>(aText.size()));
-        mDevice.Invalidate("EventBulk1UpstreamDataBuffer");
-    }
-    template<typename Condition>
-    static bool WaitFor(Condition aCondition)
-    {
-        const uint64_t lStart = JxUtilsLib::Thread::GetTickCount();
-        while (JxUtilsLib::Thread::GetTickCount() - lStart < 60000)
-        {
-            if (aCondition())
-            {
-                return true;
-            }
-            JxUtilsLib::Thread::Sleep(2);
-        }
-        return false;
-    }
+    void SendFromDevice(const std::string& aText) { SendUpstream(mDevice, aText); }
     bool HasLogged(const std::string& aStart)
     {
         for (const LogLine& lLine : mLog.Take())
@@ -74,7 +51,6 @@ protected:
         return std::exchange(mFound, false);
     }
 
-    std::unique_ptr<HostLink> mLink;
     std::optional<KySerialLib::BridgeCOM> mBridge{std::in_place};
     bool mFound = false;
 };

@@ -5,7 +5,6 @@
 #include "Tests/Host/BridgeCOMFixture.h"
 
 #include <atomic>
-#include <chrono>
 #include <thread>
 
 using namespace KyTest;
@@ -92,12 +91,7 @@ TEST_F(BridgeCOMStopTest, ABusyBridgeStopsAtOnce)
 // The block that waits for the device's line would take seconds.
 TEST_F(BridgeCOMStopTest, ABridgeToASlowLineStopsAtOnce)
 {
-    mDevice.OnCall(Slot::WriteRegister,
-                   [this]
-                   {
-                       std::this_thread::sleep_for(std::chrono::microseconds(500));
-                       mDevice.SendEvent(0x9000, Words({1})); // sent
-                   });
+    MakeUartSlow(mDevice);
     ExpectQuickStop(
         [this]
         {

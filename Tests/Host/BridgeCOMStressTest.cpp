@@ -4,7 +4,7 @@
 
 #include "JxUtilsLib/Thread.h"
 #include "KySerial/BridgeFixture.h"
-#include "Tests/Host/HostLink.h"
+#include "Tests/Host/HostLinkTest.h"
 
 #include <thread>
 
@@ -16,17 +16,16 @@ namespace
 
 constexpr uint32_t cPatience = 60000; // ms; what comes at all comes within a few of them
 
-class BridgeCOMStressTest : public EngineTest
+class BridgeCOMStressTest : public HostLinkTest<EngineTest>
 {
 protected:
     void SetUp() override
     {
-        const std::string lReason = HostLink::GetReasonToSkip();
-        if (!lReason.empty())
+        HostLinkTest::SetUp();
+        if (!HasLink())
         {
-            GTEST_SKIP() << lReason;
+            return;
         }
-        mLink = std::make_unique<HostLink>();
         mDevice.SetRecording(false);
         JxUtilsLib::Logger::SetPriority(PriorityFatal);
         mDevice.SetInteger("EventBulk1UpstreamDataLength", 4);
@@ -62,7 +61,6 @@ protected:
         return mBridge.GetBytesSentToDevice() > 0;
     }
 
-    std::unique_ptr<HostLink> mLink;
     std::atomic<bool> mEnd{false};
     std::thread mTraffic;
     KySerialBridge mBridge;

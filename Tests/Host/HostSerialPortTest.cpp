@@ -1,7 +1,7 @@
 #include "KyPlatform/HostSerialPort.h"
 
 #include "JxUtilsLib/Thread.h"
-#include "Tests/Host/HostLink.h"
+#include "Tests/Host/HostLinkTest.h"
 
 #include <gtest/gtest.h>
 
@@ -14,6 +14,7 @@ using KyPlatform::HostSerialPort;
 using KyPlatform::HostTransfer;
 using KyPlatform::HostTransferResult;
 using KyTest::HostLink;
+using KyTest::HostLinkTest;
 
 namespace
 {
@@ -59,17 +60,16 @@ TEST(HostSerialPortClosedTest, DoesNotOpenWhatIsNoPort)
     EXPECT_FALSE(HostSerialPort::IsPath(""));
 }
 
-class HostSerialPortTest : public testing::Test
+class HostSerialPortTest : public HostLinkTest<testing::Test>
 {
 protected:
     void SetUp() override
     {
-        const std::string lReason = HostLink::GetReasonToSkip();
-        if (!lReason.empty())
+        HostLinkTest::SetUp();
+        if (!HasLink())
         {
-            GTEST_SKIP() << lReason;
+            return;
         }
-        mLink = std::make_unique<HostLink>();
         ASSERT_TRUE(mStop.Create());
         ASSERT_TRUE(mPort.Open(mLink->GetPath().c_str()));
         ASSERT_TRUE(mPort.SetTimeouts());
@@ -105,7 +105,6 @@ protected:
         return lAll;
     }
 
-    std::unique_ptr<HostLink> mLink;
     HostSerialPort mPort;
     KyPlatform::StopEvent mStop;
     std::array<char, 16384> mBuffer{};

@@ -5,6 +5,7 @@
 #include "JxUtilsLib/Thread.h"
 #include "KySerial/BridgeFixture.h"
 #include "Tests/Support/PrivateSession.h"
+#include "Tests/Support/WaitFor.h"
 
 #include <memory>
 #include <optional>
@@ -17,11 +18,7 @@ namespace KyTest
 class BridgeCLDLLTest : public EngineTest
 {
 protected:
-    void SetUp() override
-    {
-        AddSettings(mDevice, "Bulk1");
-        mDevice.SetContent("Bulk1DownstreamData", Bytes(520));
-    }
+    void SetUp() override { AddBulkPort(mDevice); }
     void OpenPort(KySerialLib::BridgeCLDLL& aBridge, KyDeviceSerial aPort = KyDeviceSerialBulk1)
     {
         ASSERT_THAT(aBridge.OpenDevicePort(&mDevice, aPort), IsOK());
@@ -43,12 +40,7 @@ protected:
         EXPECT_TRUE(mRegistry.Find(aName, lEntry));
         return *lEntry;
     }
-    void SendFromDevice(const std::string& aText)
-    {
-        mDevice.SetContent("EventBulk1UpstreamDataBuffer", Bytes(aText.begin(), aText.end()));
-        mDevice.SetInteger("EventBulk1UpstreamDataLength", static_cast<int64_t>(aText.size()));
-        mDevice.Invalidate("EventBulk1UpstreamDataBuffer");
-    }
+    void SendFromDevice(const std::string& aText) { SendUpstream(mDevice, aText); }
     bool Send(const std::string& aText)
     {
         uint32_t lWritten = 0;
@@ -64,20 +56,6 @@ protected:
             lAll.append(lPart, lRead);
         }
         return lAll;
-    }
-    template<typename Condition>
-    static bool WaitFor(Condition aCondition)
-    {
-        const uint64_t lStart = JxUtilsLib::Thread::GetTickCount();
-        while (JxUtilsLib::Thread::GetTickCount() - lStart < 60000)
-        {
-            if (aCondition())
-            {
-                return true;
-            }
-            JxUtilsLib::Thread::Sleep(2);
-        }
-        return false;
     }
 
     PrivateSession mSession;

@@ -4,8 +4,11 @@
 
 #include "Bridge.h"
 
+#include <chrono>
 #include <functional>
 #include <optional>
+#include <string>
+#include <thread>
 
 namespace KyTest
 {
@@ -63,6 +66,32 @@ inline void AddSettings(ScriptedAdapter& aDevice, const std::string& aPrefix)
     {
         aDevice.SetEntry(aPrefix + "BaudRate", lEntry, true);
     }
+}
+
+/// Gives a device bulk port 1 with its settings, served through features.
+inline void AddBulkPort(ScriptedAdapter& aDevice)
+{
+    AddSettings(aDevice, "Bulk1");
+    aDevice.SetContent("Bulk1DownstreamData", Bytes(520));
+}
+
+/// The device sends from bulk port 1, as the engine for features expects it.
+inline void SendUpstream(ScriptedAdapter& aDevice, const std::string& aText)
+{
+    aDevice.SetContent("EventBulk1UpstreamDataBuffer", Bytes(aText.begin(), aText.end()));
+    aDevice.SetInteger("EventBulk1UpstreamDataLength", static_cast<int64_t>(aText.size()));
+    aDevice.Invalidate("EventBulk1UpstreamDataBuffer");
+}
+
+/// The line of UART 0 takes half a millisecond for each byte, until it is told otherwise by OnCall().
+inline void MakeUartSlow(ScriptedAdapter& aDevice)
+{
+    aDevice.OnCall(Slot::WriteRegister,
+                   [&aDevice]
+                   {
+                       std::this_thread::sleep_for(std::chrono::microseconds(500));
+                       aDevice.SendEvent(0x9000, Words({1})); // sent
+                   });
 }
 
 /// Gives a device a mode for its bulk ports.

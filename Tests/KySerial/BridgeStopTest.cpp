@@ -5,7 +5,6 @@
 #include "Support/QuickStop.h"
 
 #include <atomic>
-#include <chrono>
 #include <thread>
 
 using namespace KyTest;
@@ -118,12 +117,7 @@ TEST_F(BridgeStopTest, ABusyBridgeStopsAtOnce)
 // What the client has sent would take the device's line half a second.
 TEST_F(BridgeStopTest, ABridgeToASlowLineStopsAtOnce)
 {
-    mDevice.OnCall(Slot::WriteRegister,
-                   [this]
-                   {
-                       std::this_thread::sleep_for(std::chrono::microseconds(500));
-                       mDevice.SendEvent(0x9000, Words({1})); // sent
-                   });
+    MakeUartSlow(mDevice);
     ExpectQuickStop(
         [this]
         {

@@ -1,5 +1,7 @@
 #include "Support/Process.h"
 
+#include "Support/WaitFor.h"
+
 #include <atomic>
 #include <chrono>
 #include <filesystem>
@@ -17,16 +19,7 @@ namespace
 
 bool WaitUntil(const std::function<bool()>& aCondition)
 {
-    const auto lEnd = std::chrono::steady_clock::now() + std::chrono::milliseconds(Process::cPatience);
-    while (!aCondition())
-    {
-        if (std::chrono::steady_clock::now() > lEnd)
-        {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    return true;
+    return WaitFor(aCondition, std::chrono::milliseconds(Process::cPatience));
 }
 
 } // namespace

@@ -13,8 +13,9 @@ namespace KyTest
 /// explains.
 ///
 /// A thread that is to end may have to wait for a processor first. Hence several tries: most of them have to
-/// be in time, at least three. \param aPrepare  Brings about what is to be stopped. \param aStop  Stops it;
-/// the only thing that is timed.
+/// be in time, at least three.
+/// \param aPrepare  Brings about what is to be stopped.
+/// \param aStop     Stops it; the only thing that is timed.
 template<typename Prepare, typename Stop>
 void ExpectQuickStop(Prepare aPrepare, Stop aStop)
 {

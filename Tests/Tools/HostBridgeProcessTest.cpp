@@ -1,7 +1,7 @@
 // "kyserial bridge" to a serial port of the host.
 
 #include "BridgeRun.h"
-#include "Tests/Host/HostLink.h"
+#include "Tests/Host/HostLinkTest.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -13,17 +13,16 @@ namespace
 
 const char* const cStatus = "STATUS READY ZOOM 0 FOCUS 1000 IRIS 100\r\n";
 
-class HostBridgeTest : public testing::Test
+class HostBridgeTest : public HostLinkTest<testing::Test>
 {
 protected:
     void SetUp() override
     {
-        const std::string lReason = HostLink::GetReasonToSkip();
-        if (!lReason.empty())
+        HostLinkTest::SetUp();
+        if (!HasLink())
         {
-            GTEST_SKIP() << lReason;
+            return;
         }
-        mLink = std::make_unique<HostLink>();
         mHost = {mLink->GetName().front() == '/' ? "--tty" : "--com", mLink->GetName()};
     }
     std::vector<std::string> With(std::vector<std::string> aArguments) const
@@ -32,7 +31,6 @@ protected:
         return aArguments;
     }
 
-    std::unique_ptr<HostLink> mLink;
     std::vector<std::string> mHost;
 };
 
