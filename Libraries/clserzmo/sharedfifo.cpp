@@ -162,8 +162,8 @@ void SharedFifo::Initialise(uint32_t aCapacity) noexcept
 
 bool SharedFifo::IsValid() const noexcept
 {
-    return mMemory.IsValid() && mHeader != nullptr && mData != nullptr && mMutex.IsValid() &&
-           mDataWrittenEvent.IsValid() && mDataReadEvent.IsValid();
+    // The section is kept only with the lock and a header.
+    return mMemory.IsValid() && mDataWrittenEvent.IsValid() && mDataReadEvent.IsValid();
 }
 
 /// Reads the header once and checks it; what is used from then on is the copy.
@@ -382,7 +382,7 @@ bool SharedFifo::Write(const void* aData, uint32_t aSize, uint32_t& aWritten, ui
     {
         const uint32_t lStored = Store(lIndexes, lData + aWritten, aSize - aWritten);
         aWritten += lStored;
-        lTell = lTell || lStored != 0;
+        lTell = lStored != 0;
         if (lIndexes.IsFull() && (lStored != 0 || aWritten < aSize))
         {
             lTell = false;

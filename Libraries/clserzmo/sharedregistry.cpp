@@ -178,7 +178,7 @@ void SharedRegistry::Repair() noexcept
 
 bool SharedRegistry::IsValid() const noexcept
 {
-    return mMemory.IsValid() && mEntries != nullptr && mMutex.IsValid();
+    return mMemory.IsValid(); // it is kept only with the lock, and then there are entries
 }
 
 SharedRegistryEntry* SharedRegistry::FindEntry(const std::string& aName) noexcept
