@@ -162,8 +162,8 @@ void SharedFifo::Initialise(uint32_t aCapacity) noexcept
 
 bool SharedFifo::IsValid() const noexcept
 {
-    // The section is kept only with the lock and a header.
-    return mMemory.IsValid() && mDataWrittenEvent.IsValid() && mDataReadEvent.IsValid();
+    return mMemory.IsValid() && mHeader != nullptr && mData != nullptr && mMutex.IsValid() &&
+           mDataWrittenEvent.IsValid() && mDataReadEvent.IsValid();
 }
 
 /// Reads the header once and checks it; what is used from then on is the copy.

@@ -178,7 +178,7 @@ void SharedRegistry::Repair() noexcept
 
 bool SharedRegistry::IsValid() const noexcept
 {
-    return mMemory.IsValid(); // it is kept only with the lock, and then there are entries
+    return mMemory.IsValid() && mEntries != nullptr && mMutex.IsValid();
 }
 
 SharedRegistryEntry* SharedRegistry::FindEntry(const std::string& aName) noexcept

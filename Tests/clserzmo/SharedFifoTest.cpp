@@ -6,6 +6,7 @@
 #include <random>
 #include <vector>
 
+using KyPlatform::WaitResult;
 using KySerialLib::SharedFifo;
 
 namespace
@@ -311,6 +312,31 @@ TEST(SharedFifoOpenTest, ClearEmptiesAnInvalidFifoThatHasItsSection)
     EXPECT_EQ(lHeader->mHeadIndex, 0U);
     EXPECT_EQ(lHeader->mSize, 16U);
     EXPECT_EQ(lHeader->mReserved, 9U);
+}
+
+TEST_F(SharedFifoTest, WhoFindsTheLockOfADeadThreadSetsTheEventsThatAreTrueAndNoOther)
+{
+    const auto lDie = [this]
+    { std::thread([this] { EXPECT_EQ(mMutex.Wait(5000), WaitResult::Done); }).join(); };
+    uint32_t lCount = 0;
+    lDie();
+    EXPECT_TRUE(mFifo.GetAvailable(lCount));
+    EXPECT_FALSE(IsSet(mWriteEvent)); // empty
+    EXPECT_TRUE(IsSet(mReadEvent));
+
+    EXPECT_TRUE(Write("abc"));
+    EXPECT_TRUE(mWriteEvent.Reset());
+    lDie();
+    EXPECT_TRUE(mFifo.GetAvailable(lCount));
+    EXPECT_EQ(lCount, 3U);
+    EXPECT_TRUE(IsSet(mWriteEvent));
+
+    EXPECT_FALSE(Write(std::string(1020, 'x')));
+    EXPECT_TRUE(mReadEvent.Reset());
+    lDie();
+    EXPECT_TRUE(mFifo.GetAvailable(lCount));
+    EXPECT_EQ(lCount, 1023U);
+    EXPECT_FALSE(IsSet(mReadEvent)); // full
 }
 
 TEST(SharedFifoOpenTest, EverythingIsGoneWithTheLastHolder)
