@@ -18,9 +18,8 @@ if ! { cmake --preset dev -B "$build" -DCMAKE_CXX_FLAGS_DEBUG="-g1 -O0 --coverag
 fi
 find "$build" -name '*.gcda' -delete
 ctest --test-dir "$build" -j "$jobs" ${1:+-R "$1"} >"$build/test.log" 2>&1 || tail -n 20 "$build/test.log"
-gcovr --root . --filter 'Libraries/' --exclude-throw-branches --exclude-unreachable-branches \
-  --gcov-ignore-parse-errors \
-  --html-details "$build/coverage.html" --json "$build/coverage.json" "$build" -j "$jobs" --txt "$build/coverage.txt" 2>"$build/gcovr.log" ||
-  { tail -n 5 "$build/gcovr.log"; exit 1; }
+python3 scripts/coverage.py "$build" "$build/coverage.json" || exit 1
+gcovr --root . --add-tracefile "$build/coverage.json" --html-details "$build/coverage.html" --txt "$build/coverage.txt" \
+  2>"$build/gcovr.log" || { tail -n 5 "$build/gcovr.log"; exit 1; }
 sed -n '/^File/,$p' "$build/coverage.txt"
 gcovr --root . --add-tracefile "$build/coverage.json" --branches --txt 2>/dev/null | tail -n 4

@@ -400,16 +400,23 @@ void BulkIPEngine::NotifyEvent(uint16_t aEventID, uint16_t /*aChannel*/, uint64_
     {
         KY_LOG(*mEngineLogger, JxUtilsLib::PriorityDebug, cFunction, "Tx fifo partial empty interrupt");
     }
-    // All of an interrupt's signals at once: a writer that the first of them wakes sends the next chunk, and
-    // what is left of this interrupt must not count for that one.
-    const JxUtilsLib::LockScope lLock(mTxLock);
-    if (lTxEmpty)
+    bool lWakeEmpty = false;
+    bool lWakeRoom = false;
     {
-        mTxEmptyEvent.Set();
+        // All of an interrupt's signals at once: a writer that the first of them wakes sends the next chunk,
+        // and what is left of this interrupt must not count for that one.
+        const JxUtilsLib::LockScope lLock(mTxLock);
+        lWakeEmpty = lTxEmpty && mTxEmptyEvent.Raise();
+        lWakeRoom = (lTxEmpty || lTxPartialEmpty) && mTxRoomEvent.Raise();
     }
-    if (lTxEmpty || lTxPartialEmpty)
+    // Behind the lock: a writer that is woken under it would fall asleep at the lock at once.
+    if (lWakeEmpty)
     {
-        mTxRoomEvent.Set();
+        mTxEmptyEvent.Wake();
+    }
+    if (lWakeRoom)
+    {
+        mTxRoomEvent.Wake();
     }
 }
 

@@ -4,8 +4,10 @@
 #include <algorithm>
 #include <deque>
 #include <random>
+#include <thread>
 #include <vector>
 
+using KyPlatform::WaitResult;
 using KySerialLib::SharedFifo;
 
 namespace
@@ -313,6 +315,31 @@ TEST(SharedFifoOpenTest, ClearEmptiesAnInvalidFifoThatHasItsSection)
     EXPECT_EQ(lHeader->mReserved, 9U);
 }
 
+TEST_F(SharedFifoTest, WhoFindsTheLockOfADeadThreadSetsTheEventsThatAreTrueAndNoOther)
+{
+    const auto lDie = [this]
+    { std::thread([this] { EXPECT_EQ(mMutex.Wait(5000), WaitResult::Done); }).join(); };
+    uint32_t lCount = 0;
+    lDie();
+    EXPECT_TRUE(mFifo.GetAvailable(lCount));
+    EXPECT_FALSE(IsSet(mWriteEvent)); // empty
+    EXPECT_TRUE(IsSet(mReadEvent));
+
+    EXPECT_TRUE(Write("abc"));
+    EXPECT_TRUE(mWriteEvent.Reset());
+    lDie();
+    EXPECT_TRUE(mFifo.GetAvailable(lCount));
+    EXPECT_EQ(lCount, 3U);
+    EXPECT_TRUE(IsSet(mWriteEvent));
+
+    EXPECT_FALSE(Write(std::string(1020, 'x')));
+    EXPECT_TRUE(mReadEvent.Reset());
+    lDie();
+    EXPECT_TRUE(mFifo.GetAvailable(lCount));
+    EXPECT_EQ(lCount, 1023U);
+    EXPECT_FALSE(IsSet(mReadEvent)); // full
+}
+
 TEST(SharedFifoOpenTest, EverythingIsGoneWithTheLastHolder)
 {
     const std::string lName = UniqueName("KyFifo");
@@ -327,6 +354,59 @@ TEST(SharedFifoOpenTest, EverythingIsGoneWithTheLastHolder)
     KyPlatform::SharedMemory lMemory;
     ASSERT_TRUE(lMemory.Open("Local\\" + lName + "Memory"));
     EXPECT_TRUE(lMemory.HasSizeOf(128 + 16));
+}
+
+// A maker that dies before it has given the section its size holds the lock.
+class UnfinishedSectionTest : public SharedFifoTest
+{
+protected:
+    void Leave()
+    {
+        std::memset(mMemory.GetBase(), 0, sizeof(KySerialLib::SharedFifoHeader));
+        std::thread([this] { EXPECT_TRUE(IsOwned(mMutex.Wait(0))); }).join();
+    }
+};
+
+TEST_F(UnfinishedSectionTest, IsFinishedByTheNextWhoMayMakeIt)
+{
+    Leave();
+    SharedFifo lFifo(mName, mPrefix, 1024, true);
+    EXPECT_TRUE(lFifo.IsValid());
+    EXPECT_EQ(GetHeader().mSize, 1024U);
+    EXPECT_TRUE(Write("finished"));
+    char lBytes[8];
+    uint32_t lRead = 0;
+    EXPECT_TRUE(lFifo.Read(lBytes, 8, lRead, 0));
+    EXPECT_EQ(std::string(lBytes, lRead), "finished");
+}
+
+TEST_F(UnfinishedSectionTest, IsNotUsedByOthersNorForAnotherSize)
+{
+    for (const bool lCreate : {false, true})
+    {
+        Leave();
+        SharedFifo lFifo(mName, mPrefix, lCreate ? 100000 : 1024, lCreate);
+        EXPECT_FALSE(lFifo.IsValid());
+        uint32_t lCount = 7;
+        EXPECT_FALSE(lFifo.GetAvailable(lCount));
+        EXPECT_EQ(lCount, 0U);
+        EXPECT_EQ(GetHeader().mSize, 0U);
+        EXPECT_EQ(mMutex.Wait(0), KyPlatform::WaitResult::Done); // it has given the lock back
+        EXPECT_TRUE(mMutex.Release());
+    }
+}
+
+TEST_F(SharedFifoTest, LockOfADeadOwnerOfASoundSectionRepairsTheEventsOnly)
+{
+    ASSERT_TRUE(Write("kept"));
+    ASSERT_TRUE(mWriteEvent.Reset());
+    ASSERT_TRUE(mReadEvent.Reset());
+    std::thread([this] { EXPECT_TRUE(IsOwned(mMutex.Wait(0))); }).join();
+    SharedFifo lFifo(mName, mPrefix, 1024, false);
+    EXPECT_TRUE(lFifo.IsValid());
+    EXPECT_TRUE(IsSet(mWriteEvent));
+    EXPECT_TRUE(IsSet(mReadEvent));
+    EXPECT_EQ(Read(), "kept");
 }
 
 } // namespace

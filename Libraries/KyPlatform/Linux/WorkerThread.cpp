@@ -24,6 +24,9 @@ struct Running
 
 void* Run(void* aRunning)
 {
+    // The system may otherwise put off the end of each wait, to end several at once.
+    constexpr unsigned long cSlack = 1000;
+    static_cast<void>(gSystem.mSetTimerSlack(cSlack)); // ignored: waits are only later
     auto* const lRunning = static_cast<Running*>(aRunning);
     lRunning->mResult = lRunning->mRoutine(lRunning->mArgument);
     return nullptr;
