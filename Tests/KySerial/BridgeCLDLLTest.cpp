@@ -46,6 +46,20 @@ TEST_F(BridgeCLDLLTest, ThreadsWithoutFifosEndAtOnce)
     EXPECT_EQ(mBridge->GetDownThreadRoutine()(lBridge), 0xFFFFFFFFU);
 }
 
+TEST_F(BridgeCLDLLTest, WithoutADevicePortItGivesClientsNothingAndEnds)
+{
+    ASSERT_THAT(mBridge->OpenSharedMem("Server"), IsOK());
+    ASSERT_THAT(mBridge->Start(), IsOK());
+    SharedFifo lUp("KySerialBridgeUpFifo1", "Local\\", 1024, false);
+    char lByte = 0;
+    uint32_t lRead = 7;
+    EXPECT_FALSE(lUp.Read(&lByte, 1, lRead, 20));
+    EXPECT_EQ(lRead, 0U);
+    mBridge->StopThreads();
+    EXPECT_EQ(mBridge->GetBytesReceivedFromDevice(), 0U);
+    EXPECT_EQ(mBridge->GetTransferErrors(), 0U);
+}
+
 TEST_F(BridgeCLDLLTest, EntersTheServerWithItsRatesAndConfiguresTheDevice)
 {
     for (const char* lEntry : {"Baud19200", "Baud230400", "Baud14400"})
