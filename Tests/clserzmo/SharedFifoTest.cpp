@@ -316,8 +316,13 @@ TEST(SharedFifoOpenTest, ClearEmptiesAnInvalidFifoThatHasItsSection)
 
 TEST_F(SharedFifoTest, WhoFindsTheLockOfADeadThreadSetsTheEventsThatAreTrueAndNoOther)
 {
-    const auto lDie = [this]
-    { std::thread([this] { EXPECT_EQ(mMutex.Wait(5000), WaitResult::Done); }).join(); };
+    std::deque<KyPlatform::NamedMutex> lDead; // one each: a checker of locks never sees it given back
+    const auto lDie = [&]
+    {
+        KyPlatform::NamedMutex& lLock = lDead.emplace_back();
+        ASSERT_TRUE(lLock.Open(mPrefix + mName + "Mutex"));
+        std::thread([&] { EXPECT_EQ(lLock.Wait(5000), WaitResult::Done); }).join();
+    };
     uint32_t lCount = 0;
     lDie();
     EXPECT_TRUE(mFifo.GetAvailable(lCount));
