@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <deque>
 #include <random>
+#include <thread>
 #include <vector>
 
 using KyPlatform::WaitResult;
@@ -316,12 +317,13 @@ TEST(SharedFifoOpenTest, ClearEmptiesAnInvalidFifoThatHasItsSection)
 
 TEST_F(SharedFifoTest, WhoFindsTheLockOfADeadThreadSetsTheEventsThatAreTrueAndNoOther)
 {
-    std::deque<KyPlatform::NamedMutex> lDead; // one each: a checker of locks never sees it given back
+    // A mapping for each: the sanitizer does not see that the FIFO's own frees the lock of another.
+    std::deque<KyPlatform::NamedMutex> lDead;
     const auto lDie = [&]
     {
-        KyPlatform::NamedMutex& lLock = lDead.emplace_back();
-        ASSERT_TRUE(lLock.Open(mPrefix + mName + "Mutex"));
-        std::thread([&] { EXPECT_EQ(lLock.Wait(5000), WaitResult::Done); }).join();
+        KyPlatform::NamedMutex& lMutex = lDead.emplace_back();
+        ASSERT_TRUE(lMutex.Open(mPrefix + mName + "Mutex"));
+        std::thread([&] { EXPECT_EQ(lMutex.Wait(5000), WaitResult::Done); }).join();
     };
     uint32_t lCount = 0;
     lDie();
