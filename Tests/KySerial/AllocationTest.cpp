@@ -201,7 +201,7 @@ TEST_F(AllocationTest, AnEventWithoutMemoryForItsBytesIsLostAndTheNextIsNot)
 {
     if (!AllocationCounter::CountsCalloc())
     {
-        GTEST_SKIP() << "this compiler's linker cannot put a function in the place of calloc";
+        GTEST_SKIP() << "calls of calloc() cannot be counted on this system";
     }
     KyDeviceSerialPort lPort;
     ASSERT_THAT(lPort.Open(&mDevice, KyDeviceSerialBulk3), IsOK());

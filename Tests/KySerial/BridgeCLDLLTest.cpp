@@ -243,6 +243,24 @@ TEST_F(BridgeCLDLLTest, ASpoiltFifoIsCountedAndLogged)
     EXPECT_TRUE(WaitFor([&] { return testing::Value(mLog.Take(), testing::Contains(lExpected)); }));
 }
 
+TEST_F(BridgeCLDLLTest, CountsTheSameWhenNoPriorityIsEnabled)
+{
+    DisableEveryPriority();
+    mDevice.Fail(Slot::GetEnumEntries); // offers 9600 alone
+    Start();
+    EXPECT_EQ(Entry().mSupportedBaudRates, 0x01U);
+    mDevice.Fail(Slot::SetRegisterData);
+    EXPECT_TRUE(Send("lost"));
+    EXPECT_TRUE(WaitFor([&] { return mBridge->GetTransferErrors() == 1; }));
+    KyPlatform::SharedMemory lMemory;
+    ASSERT_TRUE(lMemory.Open("Local\\KySerialBridgeUpFifo1Memory"));
+    static_cast<KySerialLib::SharedFifoHeader*>(lMemory.GetBase())->mSize = 0;
+    SendFromDevice("lost");
+    EXPECT_TRUE(WaitFor([&] { return mBridge->GetTransferErrors() == 2; }));
+    mBridge->StopThreads();
+    EXPECT_EQ(TakeLog(), Lines());
+}
+
 TEST_F(BridgeCLDLLTest, AClientThatDoesNotReadCanWrite)
 {
     Start();

@@ -22,7 +22,7 @@ public:
     /// Allocations so far, the failed one included.
     static int GetCount();
 
-    /// Whether calls of calloc() count: where the linker can lead them to another function.
+    /// Whether calls of calloc() count: where the linker leads them to another function.
     static bool CountsCalloc();
 };
 
