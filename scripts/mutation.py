@@ -21,17 +21,17 @@ S, C = "Libraries/KySerial/", "Libraries/clserzmo/"
 
 # source, as it is, as it must not be, test programs
 PLACES = [
-    (S + "SerialPort.cpp", "aCount > mCells - 1 - GetUsed()", "aCount >= mCells - 1 - GetUsed()", PORT),
+    (S + "SerialPort.cpp", "aCount > mCells - 1 - GetUsed()", "aCount > mCells - GetUsed()", PORT),
     (S + "SerialPort.cpp", "mReadIndex = Advance(mWriteIndex, 1); // the", "mReadIndex = mWriteIndex; // the", PORT),
     (S + "SerialPort.cpp", "std::max(aSize, 1U), GetUsed()", "std::max(aSize, 2U), GetUsed()", PORT),
-    (S + "SerialPort.cpp", "if (aTimeout == 0)", "if (aTimeout == 1)", PORT),
+    (S + "SerialPort.cpp", "aTimeout == 0 || mReadsEnd", "aTimeout == 0", PORT + " " + BRIDGE),
     (S + "SerialPort.cpp", "std::max(aSize, 1U); // a ring", "std::max(aSize, 2U); // a ring", PORT),
     (S + "SerialPortIPEngine.cpp", "cUart1Bits{0x4, 0x8}", "cUart1Bits{0x8, 0x4}", PORT),
     (S + "SerialPortIPEngine.cpp", "return lUarts > 1;", "return lUarts > 0;", PORT),
     (S + "SerialPortIPEngine.cpp", "lWord = 1; lWord < aCount", "lWord = 2; lWord < aCount", PORT),
     (S + "SerialPortIPEngine.cpp", "Failed to write byte %d.", "Failed to write byte %d", PORT),
     (S + "SerialPortIPEngine.cpp", "aDataLength < 4", "aDataLength < 5", PORT),
-    (S + "SerialPortIPEngine.cpp", "++aBytesWritten; // the device", "// the device", PORT),
+    (S + "SerialPortIPEngine.cpp", "++aBytesWritten; // the device", "aBytesWritten += 2; // the device", PORT),
     (S + "BulkIPEngine.cpp", "mFirstChunkSize = 256;", "mFirstChunkSize = 255;", PORT),
     (S + "BulkIPEngine.cpp", "mNextChunkSize = 252U -", "mNextChunkSize = 252U +", PORT),
     (S + "BulkIPEngine.cpp", "std::max(lTimeout, 50U) + 100U", "std::max(lTimeout, 50U) + 99U", PORT),

@@ -81,6 +81,14 @@ struct Client
     Queue mPending{}; // fetched from the FIFO
 };
 
+// Registries are looked for in one session after the other: this is found soon.
+struct EarlySession
+{
+    EarlySession() { PrivateSession::SetOwnNumber(1); }
+
+    PrivateSession mSession{};
+};
+
 class World
 {
 public:
@@ -221,6 +229,7 @@ private:
         return lBytes;
     }
 
+    EarlySession mSession;
     SharedRegistry mRegistry;
     std::array<Server, 2> mServers;
     std::array<Client, 2> mClients;
@@ -400,7 +409,6 @@ void World::Do(uint8_t aCode, FuzzInput& aInput)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* aData, size_t aSize)
 {
-    static const PrivateSession cSession;
     static World sWorld;
     JxUtilsLib::Logger::SetPriority(static_cast<JxUtilsLib::PriorityLevel>(JxUtilsLib::PriorityFatal + 1));
     sWorld.Begin();

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <string_view>
 
 using namespace KyTest;
 using KyPlatform::NamedSemaphore;
@@ -38,7 +39,7 @@ public:
     {
         for (SharedRegistryEntry& lEntry : mEntries)
         {
-            if (std::string(lEntry.mName, ::strnlen(lEntry.mName, sizeof lEntry.mName)) == aName &&
+            if (std::string_view(lEntry.mName, ::strnlen(lEntry.mName, sizeof lEntry.mName)) == aName &&
                 aName.size() < sizeof lEntry.mName)
             {
                 return &lEntry;

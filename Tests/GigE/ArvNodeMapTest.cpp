@@ -313,6 +313,25 @@ TEST_F(ArvNodeMapTest, ALengthBelowZeroTakesNoMemoryWhateverIsDoneWithIt)
     }
 }
 
+TEST_F(ArvNodeMapTest, ALengthBelowZeroTakesNoMemoryBehindAnAddressOrAnEntry)
+{
+    Make(Description("<IntReg Name=\"Bad\"><Address>0x40</Address><Length>-1</Length>"
+                     "<AccessMode>RW</AccessMode><pPort>Device</pPort></IntReg>"
+                     "<Register Name=\"Bytes\"><pAddress>Bad</pAddress><Length>8</Length>"
+                     "<AccessMode>RW</AccessMode><pPort>Device</pPort></Register>"
+                     "<Enumeration Name=\"Choice\"><EnumEntry Name=\"One\"><Value>1</Value>"
+                     "<pIsAvailable>Bad</pIsAvailable></EnumEntry><Value>1</Value></Enumeration>"));
+    RegisterPlace lPlace;
+    for (const RegisterUse lUse : {RegisterUse::Look, RegisterUse::Read, RegisterUse::Write})
+    {
+        EXPECT_THAT(mMap->GetRegister("Bytes", lUse, lPlace),
+                    IsResult(KyResult::FAILURE, "The feature Bad is longer than any value."));
+    }
+    std::vector<std::string> lEntries;
+    EXPECT_THAT(mMap->GetEntries("Choice", lEntries),
+                IsResult(KyResult::FAILURE, "The feature Bad is longer than any value."));
+}
+
 TEST_F(ArvNodeMapTest, SeveralThreadsMayAskAtOnce)
 {
     mSpace.PutWord(0x14, 640);

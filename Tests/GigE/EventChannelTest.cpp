@@ -107,6 +107,20 @@ TEST_F(EventChannelTest, LeavesOutARepetitionButAcknowledgesIt)
     EXPECT_EQ(mChannel.GetRepeats(), 3U);
 }
 
+TEST_F(EventChannelTest, LeavesOutARepetitionThatThousandsHaveOvertaken)
+{
+    constexpr uint16_t cBehind = 5000; // half a second of a line at 115200 bit/s with an event a byte
+    EXPECT_TRUE(mDevice.WaitForAcknowledge(mDevice.SendEvent(0x9000, {1}, 65000, 100)));
+    for (uint16_t lNext = 1; lNext <= cBehind; ++lNext)
+    {
+        const auto lIdentifier = static_cast<uint16_t>(lNext < 536 ? 65000 + lNext : lNext - 535);
+        ASSERT_TRUE(mDevice.WaitForAcknowledge(mDevice.SendEvent(0x9000, {2}, lIdentifier, 100U + lNext)));
+    }
+    EXPECT_TRUE(mDevice.WaitForAcknowledge(mDevice.SendEvent(0x9000, {1}, 65000, 100)));
+    EXPECT_EQ(TakeHeard().size(), 1U + cBehind);
+    EXPECT_EQ(mChannel.GetRepeats(), 1U);
+}
+
 TEST_F(EventChannelTest, ADeviceThatStartsAnewIsHeardAlthoughItsIdentifiersRepeat)
 {
     EXPECT_TRUE(mDevice.WaitForAcknowledge(mDevice.SendEvent(0x9000, {1}, 1, 100)));

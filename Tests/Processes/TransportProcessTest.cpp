@@ -161,10 +161,16 @@ TEST_F(TransportProcessTest, StoppedOwnerCostsFiveSecondsAndNothingElse)
 {
     ChildProcess lPeer({"hold", mName});
     ASSERT_EQ(lPeer.ReadLine(), "held");
-    const auto lStart = Clock::now();
-    EXPECT_FALSE(Write("a"));
-    EXPECT_GE(Clock::now() - lStart, std::chrono::milliseconds(4990));
-    EXPECT_LT(Clock::now() - lStart, std::chrono::seconds(15));
+    Clock::duration lTook = std::chrono::hours(1);
+    for (int lTry = 0; lTry < 3 && lTook > std::chrono::milliseconds(5200);
+         ++lTry) // a busy machine is not late each time
+    {
+        const auto lStart = Clock::now();
+        EXPECT_FALSE(Write("a"));
+        lTook = Clock::now() - lStart;
+        EXPECT_GE(lTook, std::chrono::milliseconds(4990));
+    }
+    EXPECT_LE(lTook, std::chrono::milliseconds(5200));
     lPeer.WriteLine("release");
     ASSERT_EQ(lPeer.ReadLine(), "released");
     ExpectAlive();

@@ -4,8 +4,10 @@
 #include <algorithm>
 #include <deque>
 #include <random>
+#include <thread>
 #include <vector>
 
+using KyPlatform::WaitResult;
 using KySerialLib::SharedFifo;
 
 namespace
@@ -311,6 +313,37 @@ TEST(SharedFifoOpenTest, ClearEmptiesAnInvalidFifoThatHasItsSection)
     EXPECT_EQ(lHeader->mHeadIndex, 0U);
     EXPECT_EQ(lHeader->mSize, 16U);
     EXPECT_EQ(lHeader->mReserved, 9U);
+}
+
+TEST_F(SharedFifoTest, WhoFindsTheLockOfADeadThreadSetsTheEventsThatAreTrueAndNoOther)
+{
+    // A mapping for each: the sanitizer does not see that the FIFO's own frees the lock of another.
+    std::deque<KyPlatform::NamedMutex> lDead;
+    const auto lDie = [&]
+    {
+        KyPlatform::NamedMutex& lMutex = lDead.emplace_back();
+        ASSERT_TRUE(lMutex.Open(mPrefix + mName + "Mutex"));
+        std::thread([&] { EXPECT_EQ(lMutex.Wait(5000), WaitResult::Done); }).join();
+    };
+    uint32_t lCount = 0;
+    lDie();
+    EXPECT_TRUE(mFifo.GetAvailable(lCount));
+    EXPECT_FALSE(IsSet(mWriteEvent)); // empty
+    EXPECT_TRUE(IsSet(mReadEvent));
+
+    EXPECT_TRUE(Write("abc"));
+    EXPECT_TRUE(mWriteEvent.Reset());
+    lDie();
+    EXPECT_TRUE(mFifo.GetAvailable(lCount));
+    EXPECT_EQ(lCount, 3U);
+    EXPECT_TRUE(IsSet(mWriteEvent));
+
+    EXPECT_FALSE(Write(std::string(1020, 'x')));
+    EXPECT_TRUE(mReadEvent.Reset());
+    lDie();
+    EXPECT_TRUE(mFifo.GetAvailable(lCount));
+    EXPECT_EQ(lCount, 1023U);
+    EXPECT_FALSE(IsSet(mReadEvent)); // full
 }
 
 TEST(SharedFifoOpenTest, EverythingIsGoneWithTheLastHolder)

@@ -98,7 +98,7 @@ KyResult ControlChannel::WaitForAnswer(Bytes& aPayload, bool& aRefused)
             return lResult;
         }
         aRefused = lState == SocketResult::Refused || lState == SocketResult::Failed;
-        if (aRefused || Clock::now() >= lEnd)
+        if (aRefused || lState == SocketResult::TimedOut || Clock::now() >= lEnd)
         {
             return KyResult(KyResult::TIMED_OUT);
         }

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <functional>
 #include <string_view>
+#include <utility>
 
 namespace KyGigE
 {
@@ -126,17 +127,11 @@ void MessageChannel::HandlePacket(Bytes aPacket, const KyGvcp::Endpoint& aFrom)
 
 // A packet that is sent again is the same in every byte, its time included. The identifier alone would take
 // the first events of a device that has started anew for old ones.
-bool MessageChannel::IsRepeated(Bytes aPacket, uint16_t aRequest)
+bool MessageChannel::IsRepeated(Bytes aPacket, uint16_t aRequest) noexcept
 {
     const std::string_view lBytes(reinterpret_cast<const char*>(aPacket.data()), aPacket.size());
-    const std::pair<uint16_t, size_t> lPacket(aRequest, std::hash<std::string_view>()(lBytes));
-    if (std::find(mSeen.begin(), mSeen.end(), lPacket) != mSeen.end())
-    {
-        return true;
-    }
-    mSeen[mNextSeen] = lPacket;
-    mNextSeen = (mNextSeen + 1) % mSeen.size();
-    return false;
+    const uint64_t lHash = std::hash<std::string_view>()(lBytes) | 1U; // a place that nobody has used holds 0
+    return std::exchange(mSeen[aRequest % mSeen.size()], lHash) == lHash;
 }
 
 } // namespace KyGigE

@@ -11,7 +11,6 @@
 #include <cstdint>
 #include <functional>
 #include <thread>
-#include <utility>
 #include <vector>
 
 namespace KyGigE
@@ -52,7 +51,7 @@ public:
 private:
     void Run();
     void HandlePacket(KyGvcp::Bytes aPacket, const KyGvcp::Endpoint& aFrom);
-    bool IsRepeated(KyGvcp::Bytes aPacket, uint16_t aRequest);
+    bool IsRepeated(KyGvcp::Bytes aPacket, uint16_t aRequest) noexcept;
     void RunTasks();
 
     KyGvcp::UdpSocket mSocket;
@@ -63,8 +62,10 @@ private:
     std::atomic<bool> mStop = false;
     std::atomic<uint64_t> mRepeats = 0;
     std::array<uint8_t, KyGvcp::cMaxPacket> mIn{};
-    std::array<std::pair<uint16_t, size_t>, 64> mSeen{}; // identifier and hash of the last packets
-    size_t mNextSeen = 0;
+    // Hashes of the last packets, each at its identifier. A device that tells of each byte of a fast line
+    // sends some ten thousand a second, and a packet that the network held up may be as late as a device goes
+    // on repeating it.
+    std::vector<uint64_t> mSeen = std::vector<uint64_t>(8192);
     JxUtilsLib::Mutex mLock;
     std::vector<Task> mTasks JX_GUARDED_BY(mLock);
 };

@@ -219,7 +219,9 @@ KyResult ArvNodeMap::GetEntries(const std::string& aName, std::vector<std::strin
     KyResult lResult = lEvaluation.CheckKind(NodeKind::Enumeration);
     if (lResult.IsOK())
     {
-        std::vector<std::string> lEntries = EntriesOf(lEvaluation);
+        // Entries have conditions.
+        std::vector<std::string> lEntries =
+            lEvaluation.HasFittingLengths() ? EntriesOf(lEvaluation) : std::vector<std::string>();
         lResult = lEvaluation.GetResult();
         aEntries = lResult.IsOK() ? std::move(lEntries) : std::vector<std::string>();
     }
@@ -278,6 +280,10 @@ KyResult ArvNodeMap::GetRegister(const std::string& aName, RegisterUse aUse, Reg
     if (!lResult.IsOK())
     {
         return lResult;
+    }
+    if (!lEvaluation.HasFittingLengths()) // of registers that the address comes from
+    {
+        return lEvaluation.GetResult();
     }
     ArvGcRegister* const lRegister = ARV_GC_REGISTER(lEvaluation.GetNode());
     const uint64_t lAddress = arv_gc_register_get_address(lRegister, lEvaluation.Error());

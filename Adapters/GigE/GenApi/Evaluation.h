@@ -32,6 +32,8 @@ public:
     /// Whether something went wrong since the beginning.
     bool HasFailed() const { return mError != nullptr || mAccess.mFailure.has_value(); }
 
+    /// False: a register that is involved has a length that no value has, and must not be evaluated.
+    bool HasFittingLengths();
     bool IsAvailable();
     bool IsReadable();
     bool IsWritable();
@@ -47,8 +49,6 @@ public:
 private:
     KyResult CheckAvailable();
     const std::vector<ArvGcRegister*>& GetRegisters();
-    bool HasFittingLengths();
-
     SpaceAccess& mAccess;
     const std::string mName;
     ArvGcFeatureNode* mNode = nullptr;

@@ -53,8 +53,9 @@ bool SplitName(const std::string& aName, uint32_t& aSession, std::string& aFile)
         lRest.remove_prefix(static_cast<size_t>(lEnd - lRest.data()) + 1);
     }
     aFile = lRest;
-    return !lRest.empty() && lRest.size() <= cLongestName &&
-           lRest.find_first_of(std::string_view("/\\\0", 3)) == std::string_view::npos;
+    constexpr auto cNone = std::string_view::npos;
+    return !lRest.empty() && lRest.size() <= cLongestName && lRest.find('/') == cNone &&
+           lRest.find('\\') == cNone && lRest.find('\0') == cNone;
 }
 
 /// Opens a session's folder; makes the caller's own. Sessions of others are entered only if the folder really
@@ -244,8 +245,12 @@ bool NamedFile::Find(const std::string& aName, const char* aKind, bool aMake)
     }
     mFileName += aKind;
     mFolder = OpenFolder(lSession, aMake);
+    if (mFolder < 0)
+    {
+        return false;
+    }
     mHolder = ::getpid();
-    return mFolder >= 0;
+    return true;
 }
 
 bool NamedFile::Open(const std::string& aName, const char* aKind)
@@ -260,10 +265,13 @@ bool NamedFile::Create(const std::string& aName, const char* aKind, uint64_t aSi
     {
         return false;
     }
-    const auto lUntil = std::chrono::steady_clock::now() + cLongestLook;
+    // The first look mostly does; the clock is left alone until then.
+    using Clock = std::chrono::steady_clock;
+    Clock::time_point lUntil = Clock::time_point::max();
     Outcome lOutcome = Outcome::Again;
-    for (int lLook = 0; lOutcome == Outcome::Again && std::chrono::steady_clock::now() < lUntil; ++lLook)
+    for (int lLook = 0; lOutcome == Outcome::Again && (lLook == 0 || Clock::now() < lUntil); ++lLook)
     {
+        lUntil = lLook == 1 ? Clock::now() + cLongestLook : lUntil;
         if (lLook > cEagerLooks)
         {
             std::this_thread::sleep_for(std::chrono::milliseconds(1));

@@ -7,7 +7,6 @@
 #include <sys/file.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
-#include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -43,20 +42,11 @@ int Replace(int aFrom, int aTo, int aFlags)
     return ::dup3(aFrom, aTo, aFlags);
 }
 
-int SetTimerSlack(unsigned long aNanoseconds)
-{
-    return ::prctl(PR_SET_TIMERSLACK, aNanoseconds, 0UL, 0UL, 0UL);
-}
-
 int InitMutex(pthread_mutex_t* aMutex)
 {
     pthread_mutexattr_t lKind;
     int lError = ::pthread_mutexattr_init(&lKind);
-    if (lError != 0)
-    {
-        return lError;
-    }
-    lError = ::pthread_mutexattr_setpshared(&lKind, PTHREAD_PROCESS_SHARED);
+    lError = lError != 0 ? lError : ::pthread_mutexattr_setpshared(&lKind, PTHREAD_PROCESS_SHARED);
     lError = lError != 0 ? lError : ::pthread_mutexattr_setrobust(&lKind, PTHREAD_MUTEX_ROBUST);
     lError = lError != 0 ? lError : ::pthread_mutexattr_settype(&lKind, PTHREAD_MUTEX_RECURSIVE);
     lError = lError != 0 ? lError : ::pthread_mutex_init(aMutex, &lKind);
@@ -120,7 +110,6 @@ SystemCalls GetRealSystem() noexcept
     lReal.mReplace = &Replace;
     lReal.mStartThread = &::pthread_create;
     lReal.mNameThread = &::pthread_setname_np;
-    lReal.mSetTimerSlack = &SetTimerSlack;
     return lReal;
 }
 

@@ -2,19 +2,25 @@
 // address sanitizer sees every access beyond the end of one. One thread.
 
 #include "Tests/Support/PrivateSession.h"
+#include "Fuzz/FuzzInput.h"
 
 #include "KyPlatform/Linux/SystemCalls.h"
 
+#include <array>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <linux/futex.h>
-#include <map>
 #include <memory>
+#include <string>
 #include <sys/file.h>
 #include <sys/mman.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+#include <utility>
+#include <vector>
 
 using KyPlatform::gSystem;
 
@@ -23,6 +29,9 @@ namespace
 
 constexpr int cFolderNumber = 1000000; // of the session's folder, which is never closed
 constexpr char cFolder[] = "/Session-";
+constexpr unsigned cSlots = 256;          // files open at once
+constexpr unsigned cTurns = 1U << 20U;    // until a slot's numbers come again
+constexpr int cFirst = 2 * cFolderNumber; // of the files' numbers
 
 struct Free
 {
@@ -36,20 +45,32 @@ struct File
     ino_t mNumber = 0;
     int mHolders = 0; // shared locks
     bool mAlone = false;
+    bool mIsNamed = false;
+    unsigned mOpened = 0;
 };
 
+// A number that the system gave out; those of a slot differ, so that one that was closed is known.
 struct Opened
 {
-    std::shared_ptr<File> mFile{};
+    File* mFile = nullptr;
+    unsigned mTurn = 0;
     bool mShares = false;
     bool mHasAlone = false;
 };
 
+struct Name
+{
+    std::string mText;
+    size_t mHash;
+    File* mFile;
+};
+
 uid_t gNumber = 0;
+std::string gFolder;
 ino_t gLastFile = 0;
-int gLastOpened = cFolderNumber;
-std::map<std::string, std::shared_ptr<File>> gFiles;
-std::map<int, Opened> gOpened;
+std::vector<Name> gNames;
+std::array<Opened, cSlots> gOpened;
+std::vector<unsigned> gFreeSlots;
 
 int Fail(int aError)
 {
@@ -67,29 +88,83 @@ int MakeFolder(const char* /*aName*/, mode_t /*aMode*/)
     return Fail(EEXIST);
 }
 
+// The fuzzer watches the C library's comparisons, each for longer than all the rest takes.
+bool IsSame(const std::string& aFirst, const char* aSecond)
+{
+    size_t lAt = 0;
+    while (lAt < aFirst.size() && aFirst[lAt] == aSecond[lAt])
+    {
+        ++lAt;
+    }
+    return lAt == aFirst.size() && aSecond[lAt] == '\0';
+}
+
+size_t GetHash(const char* aName)
+{
+    size_t lHash = 0;
+    for (; *aName != '\0'; ++aName)
+    {
+        lHash = lHash * 31 + static_cast<unsigned char>(*aName);
+    }
+    return lHash;
+}
+
+std::vector<Name>::iterator FindName(const char* aName)
+{
+    const size_t lHash = GetHash(aName);
+    auto lName = gNames.begin();
+    while (lName != gNames.end() && (lName->mHash != lHash || !IsSame(lName->mText, aName)))
+    {
+        ++lName;
+    }
+    return lName;
+}
+
+Opened& GetOpened(int aNumber)
+{
+    const auto lPlace = static_cast<unsigned>(aNumber - cFirst);
+    Opened& lOpened = gOpened[lPlace % cSlots];
+    KY_REQUIRE(aNumber >= cFirst && lOpened.mFile != nullptr && lOpened.mTurn == lPlace / cSlots);
+    return lOpened;
+}
+
 int Open(int aFolder, const char* aName, int aFlags, mode_t /*aMode*/)
 {
     if (aFolder != cFolderNumber)
     {
-        return aName == cFolder + std::to_string(gNumber) ? cFolderNumber : Fail(ENOENT);
+        return IsSame(gFolder, aName) ? cFolderNumber : Fail(ENOENT);
     }
-    std::shared_ptr<File> lFile;
+    File* lFile = nullptr;
     if ((aFlags & O_TMPFILE) == O_TMPFILE)
     {
-        lFile = std::make_shared<File>();
+        lFile = new File();
         lFile->mNumber = ++gLastFile;
     }
     else
     {
-        const auto lFound = gFiles.find(aName);
-        if (lFound == gFiles.end()) // nor can the folder be listed: there is nothing dead in it
+        const auto lFound = FindName(aName);
+        if (lFound == gNames.end()) // nor can the folder be listed: there is nothing dead in it
         {
             return Fail(ENOENT);
         }
-        lFile = lFound->second;
+        lFile = lFound->mFile;
     }
-    gOpened[++gLastOpened].mFile = std::move(lFile);
-    return gLastOpened;
+    KY_REQUIRE(!gFreeSlots.empty());
+    const unsigned lSlot = gFreeSlots.back();
+    gFreeSlots.pop_back();
+    Opened& lOpened = gOpened[lSlot];
+    lOpened.mTurn = (lOpened.mTurn + 1) % cTurns;
+    lOpened.mFile = lFile;
+    ++lFile->mOpened;
+    return cFirst + static_cast<int>(lOpened.mTurn * cSlots + lSlot);
+}
+
+void DeleteIfUnused(File* aFile)
+{
+    if (!aFile->mIsNamed && aFile->mOpened == 0)
+    {
+        delete aFile;
+    }
 }
 
 void Unlock(Opened& aOpened)
@@ -102,11 +177,14 @@ void Unlock(Opened& aOpened)
 
 int Close(int aNumber)
 {
-    const auto lFound = gOpened.find(aNumber);
-    if (lFound != gOpened.end())
+    if (aNumber != cFolderNumber)
     {
-        Unlock(lFound->second);
-        gOpened.erase(lFound);
+        Opened& lOpened = GetOpened(aNumber);
+        Unlock(lOpened);
+        File* const lFile = std::exchange(lOpened.mFile, nullptr);
+        --lFile->mOpened;
+        gFreeSlots.push_back(static_cast<unsigned>(&lOpened - gOpened.data()));
+        DeleteIfUnused(lFile);
     }
     return 0;
 }
@@ -126,20 +204,20 @@ int GetStatus(int aNumber, struct stat* aStatus)
     aStatus->st_mode = S_IFDIR | S_IRWXU;
     if (aNumber != cFolderNumber)
     {
-        Describe(*gOpened.at(aNumber).mFile, aStatus);
+        Describe(*GetOpened(aNumber).mFile, aStatus);
     }
     return 0;
 }
 
 int GetStatusOf(int /*aFolder*/, const char* aName, struct stat* aStatus, int /*aFlags*/)
 {
-    const auto lFound = gFiles.find(aName);
-    if (lFound == gFiles.end())
+    const auto lFound = FindName(aName);
+    if (lFound == gNames.end())
     {
         return Fail(ENOENT);
     }
     *aStatus = {};
-    Describe(*lFound->second, aStatus);
+    Describe(*lFound->mFile, aStatus);
     return 0;
 }
 
@@ -150,7 +228,7 @@ int SetMode(int /*aNumber*/, mode_t /*aMode*/)
 
 int LockFile(int aNumber, int aHow)
 {
-    Opened& lOpened = gOpened.at(aNumber);
+    Opened& lOpened = GetOpened(aNumber);
     File& lFile = *lOpened.mFile;
     const bool lAlone = (aHow & LOCK_EX) != 0;
     const int lOthers = lFile.mHolders - (lOpened.mShares ? 1 : 0);
@@ -168,7 +246,7 @@ int LockFile(int aNumber, int aHow)
 
 int Allocate(int aNumber, off_t /*aOffset*/, off_t aSize)
 {
-    File& lFile = *gOpened.at(aNumber).mFile;
+    File& lFile = *GetOpened(aNumber).mFile;
     lFile.mSize = static_cast<size_t>(aSize);
     lFile.mMemory.reset(std::calloc(lFile.mSize, 1));
     return lFile.mMemory != nullptr ? 0 : ENOSPC;
@@ -176,7 +254,7 @@ int Allocate(int aNumber, off_t /*aOffset*/, off_t aSize)
 
 void* Map(void* /*aHint*/, size_t /*aSize*/, int /*aAccess*/, int /*aFlags*/, int aNumber, off_t /*aOffset*/)
 {
-    return gOpened.at(aNumber).mFile->mMemory.get();
+    return GetOpened(aNumber).mFile->mMemory.get();
 }
 
 int Unmap(void* /*aBase*/, size_t /*aSize*/)
@@ -186,14 +264,29 @@ int Unmap(void* /*aBase*/, size_t /*aSize*/)
 
 int Link(int /*aOldFolder*/, const char* aOld, int /*aNewFolder*/, const char* aNew, int /*aFlags*/)
 {
-    const std::string lOld = aOld; // "/proc/self/fd/7"
-    const int lNumber = std::atoi(lOld.substr(lOld.rfind('/') + 1).c_str());
-    return gFiles.emplace(aNew, gOpened.at(lNumber).mFile).second ? 0 : Fail(EEXIST);
+    if (FindName(aNew) != gNames.end())
+    {
+        return Fail(EEXIST);
+    }
+    File* const lFile = GetOpened(std::atoi(std::strrchr(aOld, '/') + 1)).mFile; // "/proc/self/fd/7"
+    lFile->mIsNamed = true;
+    gNames.push_back({aNew, GetHash(aNew), lFile});
+    return 0;
 }
 
 int Remove(int /*aFolder*/, const char* aName, int /*aFlags*/)
 {
-    return gFiles.erase(aName) == 1 ? 0 : Fail(ENOENT);
+    const auto lFound = FindName(aName);
+    if (lFound == gNames.end())
+    {
+        return Fail(ENOENT);
+    }
+    File* const lFile = lFound->mFile;
+    std::swap(*lFound, gNames.back());
+    gNames.pop_back();
+    lFile->mIsNamed = false;
+    DeleteIfUnused(lFile);
+    return 0;
 }
 
 long Futex(uint32_t* /*aWord*/, int aOperation, uint32_t /*aValue*/, const timespec* /*aTimeout*/)
@@ -203,9 +296,20 @@ long Futex(uint32_t* /*aWord*/, int aOperation, uint32_t /*aValue*/, const times
 
 } // namespace
 
+// In place of the C library's, which asks the system: a file remembers who opened it.
+extern "C" pid_t getpid() noexcept
+{
+    static const auto cProcess = static_cast<pid_t>(::syscall(SYS_getpid));
+    return cProcess;
+}
+
 PrivateSession::PrivateSession(const std::string& aToken) : mToken(aToken), mOwner(true), mFolder(cFolder)
 {
-    gNumber = cFirstNumber;
+    SetOwnNumber(cFirstNumber);
+    for (unsigned lSlot = 0; lSlot < cSlots; ++lSlot)
+    {
+        gFreeSlots.push_back(lSlot);
+    }
     gSystem.mFolder = cFolder;
     gSystem.mGetUser = &GetNumber;
     gSystem.mMakeFolder = &MakeFolder;
@@ -233,4 +337,5 @@ PrivateSession::~PrivateSession()
 void PrivateSession::SetOwnNumber(uint32_t aNumber)
 {
     gNumber = aNumber;
+    gFolder = cFolder + std::to_string(aNumber);
 }

@@ -5,6 +5,7 @@
 #include "BridgeCLDLL.h"
 #include "ClientPort.h"
 #include "Tests/Processes/Linux/KillScenario.h"
+#include "Tests/Processes/Linux/RingView.h"
 #include "Tests/Processes/Linux/Sleeper.h"
 #include "Tests/Support/PrivateSession.h"
 
@@ -26,9 +27,8 @@ constexpr char cName[] = "Server";
 constexpr size_t cSome = 500;
 constexpr size_t cMore = 3000; // than a FIFO holds
 constexpr uint32_t cPatience = 10000;
+constexpr uint32_t cShortTime = 10;
 constexpr char cEnd = '!';
-
-using Clock = std::chrono::steady_clock;
 
 std::string MakeText(size_t aSize)
 {
@@ -104,19 +104,15 @@ public:
                 mBridge->StopThreads();
             }
         };
-        std::atomic<bool> lLeft{false};
+        std::promise<void> lLeft;
         std::thread lStopper(
             [&]
             {
-                const auto lStart = Clock::now();
-                while (!lLeft && Clock::now() - lStart < std::chrono::milliseconds(cPatience))
-                {
-                    std::this_thread::sleep_for(std::chrono::microseconds(50));
-                }
+                lLeft.get_future().wait_for(std::chrono::milliseconds(cPatience));
                 mBridge->StopThreads();
             });
         Run(mBridge->GetDownThreadRoutine());
-        lLeft = true;
+        lLeft.set_value();
         lStopper.join();
     }
 
@@ -199,24 +195,43 @@ protected:
         return mDown->IsValid() && mUp->IsValid();
     }
 
+    /// The same, to be looked at only.
+    bool ViewFifos()
+    {
+        SharedRegistryEntry* lEntry = nullptr;
+        if (!mRegistry.Find(cName, lEntry))
+        {
+            return false;
+        }
+        const std::string lNumber = std::to_string(lEntry->mServerId);
+        mDownRing.emplace("Local\\KySerialBridgeDownFifo" + lNumber);
+        mUpRing.emplace("Local\\KySerialBridgeUpFifo" + lNumber);
+        return mDownRing->IsValid() && mUpRing->IsValid();
+    }
+
     /// A new server and, if there is none, a new client, at once, with one more byte each way.
     /// \param aDown, aUp  Receive what came out of what was on its way before, and that byte.
     std::string ServeAgain(std::optional<ClientPort>& aClient, std::string& aDown, std::string& aUp)
     {
+        const FairWatch lWatch;
         Server lNew;
         lNew.mDevice.mAddress = 0x77;
         if (!lNew.Open() || !OpenFifos())
         {
             return "the name cannot be served again";
         }
+        Judge(lWatch, cProgress, "the name was served again");
         if (!aClient.has_value() && aClient.emplace().Attach(cName) != ClientResult::Done)
         {
             return "no client can attach";
         }
+        Judge(lWatch, cProgress, "a client was attached again");
+        const FairWatch lTransfer;
         {
             Sleeper lWriter([&] { Write(*aClient, std::string(1, cEnd), cPatience); });
             lNew.RelayDown();
         }
+        Judge(lTransfer, cProgress, "a byte came down again");
         aDown = lNew.mDevice.mTaken;
         aUp = ReadAll(*aClient); // so that there is room
         uint32_t lWritten = 0;
@@ -233,6 +248,16 @@ protected:
     SharedRegistry mRegistry{true};
     std::optional<SharedFifo> mDown;
     std::optional<SharedFifo> mUp;
+    std::optional<RingView> mDownRing;
+    std::optional<RingView> mUpRing;
+};
+
+/// What the surviving client does meanwhile.
+enum class Company
+{
+    Nobody,
+    Sleeper, ///< One call that takes as long as it takes.
+    Caller   ///< One call after the other, each with a short time-out.
 };
 
 /// What the dying server does.
@@ -248,8 +273,8 @@ enum class Serving
 class ServerDies : public BridgeScenario
 {
 public:
-    ServerDies(Serving aDeed, size_t aSize, bool aSleeper)
-        : mDeed(aDeed), mHasSleeper(aSleeper), mText(MakeText(aSize))
+    ServerDies(Serving aDeed, size_t aSize, Company aCompany)
+        : mDeed(aDeed), mCompany(aCompany), mText(MakeText(aSize))
     {
     }
 
@@ -271,14 +296,19 @@ public:
         {
             return;
         }
-        mAttached = mClient.emplace().Attach(cName) == ClientResult::Done;
-        if (mDeed == Serving::Down && !mHasSleeper)
+        mAttached = mClient.emplace().Attach(cName) == ClientResult::Done && ViewFifos();
+        if (mDeed == Serving::Down && mCompany == Company::Nobody)
         {
             mAttached = mAttached && Write(*mClient, mText, 0);
+            mSent = mText;
         }
-        if (mHasSleeper)
+        if (mCompany != Company::Nobody)
         {
-            mSleeper.emplace([this] { Sleep(); });
+            mSleeper.emplace([this] { mDeed == Serving::Down ? WriteOn() : ReadOn(); });
+            // Behind its look for a server, of which it would wait for the next one.
+            const FairWatch lWatch;
+            const auto lIsFull = [this] { return mDownRing->IsFull(); };
+            mAttached = mAttached && (mDeed != Serving::Down || Await(lIsFull, lWatch, "the scene was set"));
         }
     }
 
@@ -307,20 +337,24 @@ public:
         {
             return "the scene was not set";
         }
+        std::string lWrong = mDeed == Serving::Open ? "" : CheckClient();
         std::string lDown;
         std::string lUp;
-        std::string lWrong = ServeAgain(mClient, lDown, lUp);
-        if (mHasSleeper && !mSleeper->HasWoken(std::chrono::seconds(5)))
+        const std::string lNext = ServeAgain(mClient, lDown, lUp);
+        if (!HasWoken())
         {
             lWrong = "the client sleeps for ever";
         }
         mSleeper.reset();
-        const std::string lSent = mDeed == Serving::Down ? mText + cEnd : std::string(1, cEnd);
-        const std::string lCame = mDeed == Serving::Up ? mText : "";
-        if (lWrong.empty() && !lSent.ends_with(lDown))
+        if (lWrong.empty())
+        {
+            lWrong = lNext;
+        }
+        if (lWrong.empty() && !(mSent + cEnd).ends_with(lDown))
         {
             lWrong = "the next server gets what was not sent";
         }
+        const std::string lCame = mDeed == Serving::Up ? mText : "";
         if (lWrong.empty() && !lCame.starts_with(lUp.substr(0, lUp.size() - 1)))
         {
             lWrong = "the client gets what was not sent";
@@ -329,32 +363,81 @@ public:
     }
 
 private:
-    std::string GetFirst() override
+    /// The client of a dead server goes on as far as there is something to go on with, and its calls end in
+    /// time.
+    std::string CheckClient()
     {
-        const bool lReads = mHasSleeper && mDeed == Serving::Up;
-        return lReads && mSleeper->HasWoken(std::chrono::seconds(5)) ? mFirst : "";
+        mStop = true;
+        const auto lGoesOn = [this]
+        {
+            // One that sleeps on has nothing to do.
+            const bool lSleeps = mDeed == Serving::Down ? mDownRing->IsFull() : mUpRing->IsEmpty();
+            return !mSleeper.has_value() || mSleeper->HasWoken() || (mCompany == Company::Sleeper && lSleeps);
+        };
+        if (!Await(lGoesOn, GetDeath(), "the client went on"))
+        {
+            return "the client does not go on";
+        }
+        if (mCompany == Company::Caller)
+        {
+            Judge(GetDeath(), cShortCall, "the call that met the death ended");
+        }
+        char lBytes[cMore];
+        uint32_t lCount = 0;
+        const FairWatch lReading;
+        const ClientResult lRead = mClient->Read(lBytes, sizeof lBytes, true, cShortTime, lCount);
+        Judge(lReading, cShortCall, "a read ended");
+        const FairWatch lWriting;
+        const bool lWritten = Write(*mClient, "?", cShortTime);
+        Judge(lWriting, cShortCall, "a write ended");
+        return lRead == ClientResult::TimedOut && !lWritten ? ""
+                                                            : "there is no server, and bytes go somewhere";
     }
 
-    void Sleep()
+    bool HasWoken()
     {
-        if (mDeed == Serving::Down)
+        const FairWatch lWatch;
+        return !mSleeper.has_value() ||
+               Await([this] { return mSleeper->HasWoken(); }, lWatch, "the client woke");
+    }
+
+    std::string GetFirst() override { return mSleeper.has_value() && HasWoken() ? mFirst : ""; }
+
+    static constexpr std::chrono::milliseconds cShortCall{cShortTime + cBeyondTimeout.count()};
+
+    uint32_t GetTime() const { return mCompany == Company::Caller ? cShortTime : cPatience; }
+
+    void WriteOn()
+    {
+        do
         {
-            Write(*mClient, mText, cPatience);
-            return;
-        }
-        char lByte = 0;
-        uint32_t lRead = 0;
-        mClient->Read(&lByte, 1, true, cPatience, lRead);
-        mFirst.assign(&lByte, lRead);
+            uint32_t lWritten = 0;
+            const std::string lRest = mText.substr(mSent.size());
+            mClient->Write(lRest.data(), static_cast<uint32_t>(lRest.size()), GetTime(), lWritten);
+            mSent += lRest.substr(0, lWritten);
+        } while (mCompany == Company::Caller && !mStop && mSent.size() < mText.size());
+    }
+
+    void ReadOn()
+    {
+        do
+        {
+            char lByte = 0;
+            uint32_t lRead = 0;
+            mClient->Read(&lByte, 1, true, GetTime(), lRead);
+            mFirst.append(&lByte, lRead);
+        } while (mCompany == Company::Caller && !mStop);
     }
 
     const Serving mDeed;
-    const bool mHasSleeper;
+    const Company mCompany;
     const std::string mText;
     Server mServer;
     bool mAttached = false;
     std::optional<ClientPort> mClient;
-    std::string mFirst;
+    std::string mSent;  // the sleeper's until it has woken
+    std::string mFirst; // likewise
+    std::atomic<bool> mStop{false};
     std::optional<Sleeper> mSleeper;
 };
 
@@ -372,7 +455,10 @@ class ClientDies : public BridgeScenario
 {
 public:
     ClientDies(Using aDeed, size_t aSize, bool aSleeper)
-        : mDeed(aDeed), mHasSleeper(aSleeper), mText(MakeText(aSize)), mOpen(mServer.Open() && OpenFifos())
+        : mDeed(aDeed)
+        , mHasSleeper(aSleeper)
+        , mText(MakeText(aSize))
+        , mOpen(mServer.Open() && OpenFifos() && ViewFifos())
     {
         if (mDeed == Using::Read)
         {
@@ -476,27 +562,37 @@ private:
     }
 
     /// What the survivor sleeps for comes.
-    std::string WakeServer()
+    std::string WakeServer() { return mDeed == Using::Write ? WakeDown() : WakeUp(); }
+
+    std::string WakeDown()
     {
+        const bool lGoesOn = Await([this] { return mDownRing->IsEmpty(); }, GetDeath(), "the server read on");
+        const FairWatch lWatch;
         uint32_t lWritten = 0;
-        if (mDeed == Using::Write)
-        {
-            mDown->Write(&cEnd, 1, lWritten, cPatience);
-        }
-        // What the device has sent comes to its end, although the client that was to take it is dead.
-        const auto lStart = Clock::now();
-        while (mDeed == Using::Read && !mTakenUp.ends_with(mText.substr(mText.size() - 100)) &&
-               Clock::now() - lStart < std::chrono::seconds(5))
+        mDown->Write(&cEnd, 1, lWritten, cPatience);
+        const bool lWoken = Await([this] { return mSleeper->HasWoken(); }, lWatch, "the server woke");
+        mSleeper.reset();
+        return lGoesOn && lWoken ? "" : "the server sleeps for ever";
+    }
+
+    std::string WakeUp()
+    {
+        // What the device has sent, more than the client can have taken, comes to its end, although that one
+        // is dead.
+        const bool lGoesOn = Await([this] { return mUpRing->IsFull(); }, GetDeath(), "the server wrote on");
+        const FairWatch lWatch;
+        const auto lTakeRest = [this]
         {
             mTakenUp += ReadUp(1);
-        }
-        if (mDeed == Using::Read)
-        {
-            mServer.Stop();
-        }
-        const bool lWoken = mSleeper->HasWoken(std::chrono::seconds(5));
+            return mTakenUp.ends_with(mText.substr(mText.size() - 100));
+        };
+        Await(lTakeRest, lWatch, "the rest came");
+        const FairWatch lStop;
+        mServer.Stop();
+        const bool lWoken = Await([this] { return mSleeper->HasWoken(); }, lStop, "the server stopped");
+        Judge(lStop, cBeyondTimeout, "the server stopped");
         mSleeper.reset();
-        return lWoken ? "" : "the server sleeps for ever";
+        return lGoesOn && lWoken ? "" : "the server sleeps for ever";
     }
 
     const Using mDeed;
@@ -509,12 +605,12 @@ private:
     std::optional<Sleeper> mSleeper;
 };
 
-template<typename tScenario, typename tDeed>
-KillCase MakeCase(const char* aName, tDeed aDeed, size_t aSize, bool aSleeper)
+template<typename tScenario, typename tDeed, typename tCompany>
+KillCase MakeCase(const char* aName, tDeed aDeed, size_t aSize, tCompany aCompany)
 {
     return {aName,
             [=]() -> std::unique_ptr<KillScenario>
-            { return std::make_unique<tScenario>(aDeed, aSize, aSleeper); },
+            { return std::make_unique<tScenario>(aDeed, aSize, aCompany); },
             true};
 }
 
@@ -522,17 +618,20 @@ KillCase MakeCase(const char* aName, tDeed aDeed, size_t aSize, bool aSleeper)
 
 std::vector<KillCase> GetBridgeKillCases()
 {
-    return {MakeCase<ServerDies>("BridgeOpens", Serving::Open, 0, false),
-            MakeCase<ServerDies>("BridgeCloses", Serving::Close, 0, false),
-            MakeCase<ServerDies>("BridgeRelaysDown", Serving::Down, cSome, false),
-            MakeCase<ServerDies>("BridgeRelaysDownBesideASleepingClient", Serving::Down, cMore, true),
-            MakeCase<ServerDies>("BridgeRelaysUp", Serving::Up, cSome, false),
-            MakeCase<ServerDies>("BridgeRelaysUpBesideASleepingClient", Serving::Up, cSome, true),
-            MakeCase<ServerDies>("BridgeRelaysUpMoreThanFits", Serving::Up, cMore, false),
-            MakeCase<ClientDies>("ClientAttaches", Using::Attach, 0, false),
-            MakeCase<ClientDies>("ClientCloses", Using::Close, 0, false),
-            MakeCase<ClientDies>("ClientWrites", Using::Write, cSome, false),
-            MakeCase<ClientDies>("ClientWritesBesideASleepingBridge", Using::Write, cMore, true),
-            MakeCase<ClientDies>("ClientReads", Using::Read, cSome, false),
-            MakeCase<ClientDies>("ClientReadsBesideASleepingBridge", Using::Read, cMore, true)};
+    return {
+        MakeCase<ServerDies>("BridgeOpens", Serving::Open, 0, Company::Nobody),
+        MakeCase<ServerDies>("BridgeCloses", Serving::Close, 0, Company::Nobody),
+        MakeCase<ServerDies>("BridgeRelaysDown", Serving::Down, cSome, Company::Nobody),
+        MakeCase<ServerDies>("BridgeRelaysDownBesideASleepingClient", Serving::Down, cMore, Company::Sleeper),
+        MakeCase<ServerDies>("BridgeRelaysDownBesideACallingClient", Serving::Down, cMore, Company::Caller),
+        MakeCase<ServerDies>("BridgeRelaysUp", Serving::Up, cSome, Company::Nobody),
+        MakeCase<ServerDies>("BridgeRelaysUpBesideASleepingClient", Serving::Up, cSome, Company::Sleeper),
+        MakeCase<ServerDies>("BridgeRelaysUpBesideACallingClient", Serving::Up, cSome, Company::Caller),
+        MakeCase<ServerDies>("BridgeRelaysUpMoreThanFits", Serving::Up, cMore, Company::Nobody),
+        MakeCase<ClientDies>("ClientAttaches", Using::Attach, 0, false),
+        MakeCase<ClientDies>("ClientCloses", Using::Close, 0, false),
+        MakeCase<ClientDies>("ClientWrites", Using::Write, cSome, false),
+        MakeCase<ClientDies>("ClientWritesBesideASleepingBridge", Using::Write, cMore, true),
+        MakeCase<ClientDies>("ClientReads", Using::Read, cSome, false),
+        MakeCase<ClientDies>("ClientReadsBesideASleepingBridge", Using::Read, cMore, true)};
 }

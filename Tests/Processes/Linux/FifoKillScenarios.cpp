@@ -1,21 +1,19 @@
 #include "KyPlatform/NamedEvent.h"
 #include "KyPlatform/SharedMemory.h"
 #include "Tests/Processes/Linux/KillScenario.h"
+#include "Tests/Processes/Linux/RingView.h"
 #include "Tests/Processes/Linux/Sleeper.h"
 #include "Tests/Support/UniqueName.h"
 #include "sharedfifo.h"
 
-#include <chrono>
 #include <optional>
 
 using KySerialLib::SharedFifo;
-using KySerialLib::SharedFifoHeader;
 
 namespace
 {
 
 constexpr uint32_t cCapacity = 64;
-using Clock = std::chrono::steady_clock;
 
 std::string MakeText(size_t aFirst, size_t aSize)
 {
@@ -33,10 +31,7 @@ class FifoScenario : public KillScenario
 public:
     FifoScenario(uint32_t aPlace, uint32_t aWaiting) : mWaiting(MakeText(0, aWaiting))
     {
-        KyPlatform::SharedMemory lMemory;
-        lMemory.Open("Local\\" + mName + "Memory");
-        auto* const lHeader = static_cast<SharedFifoHeader*>(lMemory.GetBase());
-        lHeader->mTailIndex = lHeader->mHeadIndex = aPlace;
+        mRing.Move(aPlace);
         uint32_t lWritten = 0;
         mFifo.Write(mWaiting.data(), aWaiting, lWritten, 0);
         mWritten.Open("Local\\" + mName + "WriteEvent");
@@ -47,15 +42,12 @@ protected:
     /// The lock is to be had at once, and the events tell the truth. aCount: bytes waiting.
     std::string CheckLock(uint32_t& aCount)
     {
-        const auto lStart = Clock::now();
+        const FairWatch lWatch;
         if (!mFifo.GetAvailable(aCount))
         {
             return "the FIFO refuses";
         }
-        if (Clock::now() - lStart > std::chrono::seconds(2))
-        {
-            return "the lock came late";
-        }
+        Judge(lWatch, cBeyondTimeout, "the lock came");
         if (aCount > 0 && mWritten.Wait(0) != KyPlatform::WaitResult::Done)
         {
             return "bytes wait and the written event is not set";
@@ -73,6 +65,7 @@ protected:
 
     const std::string mName = UniqueName("KyKill");
     SharedFifo mFifo{mName, "Local\\", cCapacity, true};
+    const RingView mRing{"Local\\" + mName};
     const std::string mWaiting;
     KyPlatform::NamedEvent mWritten;
     KyPlatform::NamedEvent mRead;
@@ -126,16 +119,20 @@ public:
 
     std::string Check() override
     {
+        const auto lHasWoken = [this] { return mSleeper->HasWoken(); };
+        // Without a byte it sleeps on, rightly. Else it wakes, at the latest at its own look.
+        const auto lGoesOn = [&] { return lHasWoken() || mRing.IsEmpty(); };
+        const bool lWoken = Await(lGoesOn, GetDeath(), "the reader woke");
         uint32_t lCount = 0;
         std::string lWrong = CheckLock(lCount);
-        // Without a byte it sleeps on, rightly. Else it wakes, at the latest at its own look.
-        if (lCount > 0 && !mSleeper->HasWoken(std::chrono::seconds(5)))
+        if (!lWoken)
         {
             lWrong = "bytes wait and the reader sleeps";
         }
+        const FairWatch lWatch;
         uint32_t lWritten = 0;
         mFifo.Write("!", 1, lWritten, 0);
-        if (!mSleeper->HasWoken(std::chrono::seconds(5)))
+        if (!Await(lHasWoken, lWatch, "the next byte came"))
         {
             lWrong = "the reader sleeps for ever";
         }
@@ -211,14 +208,18 @@ public:
 
     std::string Check() override
     {
+        const auto lHasWoken = [this] { return mSleeper->HasWoken(); };
+        const auto lGoesOn = [&] { return lHasWoken() || mRing.IsFull(); };
+        const bool lWoken = Await(lGoesOn, GetDeath(), "the writer woke");
         uint32_t lCount = 0;
         std::string lWrong = CheckLock(lCount);
-        if (lCount < cCapacity - 1 && !mSleeper->HasWoken(std::chrono::seconds(5)))
+        if (!lWoken)
         {
             lWrong = "there is room and the writer sleeps";
         }
+        const FairWatch lWatch;
         std::string lGot = ReadAll();
-        if (!mSleeper->HasWoken(std::chrono::seconds(5)))
+        if (!Await(lHasWoken, lWatch, "the next room came"))
         {
             lWrong = "the writer sleeps for ever";
         }
@@ -271,6 +272,7 @@ public:
             return "the memory of the dead lives";
         }
         SharedFifo lNew(mName + "New", "Local\\", 10, true);
+        Judge(GetDeath(), cProgress, "the name was used again");
         uint32_t lWritten = 0;
         return lNew.Write("abc", 3, lWritten, 0) && lNew.GetAvailable(lCount) && lCount == 3
                    ? ""
@@ -293,6 +295,7 @@ public:
     {
         SharedFifo lFifo(mName, "Local\\", cCapacity, true);
         SharedFifo lSecond(mName, "Local\\", cCapacity, false);
+        Judge(GetDeath(), cProgress, "the name was used again");
         uint32_t lWritten = 0;
         uint32_t lCount = 0;
         return lFifo.Write("abc", 3, lWritten, 0) && lSecond.GetAvailable(lCount) && lCount == 3

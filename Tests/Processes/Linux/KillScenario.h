@@ -1,7 +1,10 @@
 #pragma once
 
+#include "Tests/Processes/Linux/FairWatch.h"
+
 #include <functional>
 #include <memory>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -22,9 +25,37 @@ public:
     /// In the child.
     virtual void Steps() = 0;
 
+    /// To be called in the survivor as soon as the child is gone.
+    /// \return What is wrong; empty if nothing is.
+    std::string Bury();
+
+    /// What came, but later than promised; empty if nothing did.
+    std::string GetLate() const { return mLate; }
+
+    /// By then all goes on that a death has held up.
+    static constexpr std::chrono::milliseconds cProgress{200};
+
+    /// So much longer than its own time-out may a call be held up by a death.
+    static constexpr std::chrono::milliseconds cBeyondTimeout{60};
+
+protected:
     /// In the survivor, when the child is gone.
     /// \return What is wrong; empty if nothing is.
     virtual std::string Check() = 0;
+
+    /// Since the child was gone; in Check() only.
+    const FairWatch& GetDeath() const { return *mDeath; }
+
+    /// Notes it as late when more than aBound has passed.
+    void Judge(const FairWatch& aSince, std::chrono::milliseconds aBound, const std::string& aWhat);
+
+    /// Waits for something, and notes it as late when it comes later than cProgress after aSince.
+    /// \return False: it did not come in five seconds either.
+    bool Await(const std::function<bool()>& aIsDone, const FairWatch& aSince, const std::string& aWhat);
+
+private:
+    std::optional<FairWatch> mDeath;
+    std::string mLate;
 };
 
 struct KillCase

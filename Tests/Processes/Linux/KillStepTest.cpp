@@ -41,17 +41,34 @@ protected:
         return static_cast<int>(std::min<int64_t>(lPoints, aLength));
     }
 
-    /// Sets the scene, lets the child run as aRun says, kills it, and looks.
-    /// \param aWrong  Receives what the survivor found.
-    /// \return What aRun returns.
-    static int KillAfter(const std::function<int(SteppedChild&)>& aRun, std::string& aWrong)
+    using Run = std::function<int(SteppedChild&)>;
+
+    /// Sets the scene, lets the child run as aRun says, kills it, and looks; again, as long as the survivor
+    /// was late: a place at which it always is, is bad, and a machine that was busy with other things is not
+    /// each time. \param aWrong  Receives what the survivor found. \return What aRun returns.
+    int KillAfter(const Run& aRun, std::string& aWrong)
+    {
+        constexpr int cTries = 5;
+        int lDone = 0;
+        std::string lLate = "?";
+        for (int lTry = 0; lTry < cTries && !lLate.empty(); ++lTry)
+        {
+            mRepeated += lTry > 0 ? 1 : 0;
+            lDone = KillOnce(aRun, aWrong, lLate);
+            aWrong += aWrong.empty() && lTry == cTries - 1 ? lLate : "";
+        }
+        return lDone;
+    }
+
+    static int KillOnce(const Run& aRun, std::string& aWrong, std::string& aLate)
     {
         const std::unique_ptr<KillScenario> lScenario = GetParam().mMake();
         SteppedChild lChild([&] { lScenario->Before(); }, [&] { lScenario->Steps(); });
         lScenario->Beside();
         const int lDone = aRun(lChild);
         lChild.Kill();
-        aWrong = lScenario->Check();
+        aWrong = lScenario->Bury();
+        aLate = aWrong.empty() ? lScenario->GetLate() : "";
         return lDone;
     }
 
@@ -73,6 +90,8 @@ protected:
 
     static constexpr int cShortRun = 100000; // instructions in all, about
     static constexpr int cStride = 40;       // from a call into the system to the next one of a sample
+
+    int mRepeated = 0; // deaths, because the survivor was late
 };
 
 TEST_P(KillStepTest, SurvivorGoesOnWhereverThePeerDies)
@@ -100,7 +119,7 @@ TEST_P(KillStepTest, SurvivorGoesOnWhereverThePeerDies)
         EXPECT_EQ(lWrong, "") << "after " << lStep << " of " << lLength << " instructions";
     }
     std::cout << GetParam().mName << ": " << lLength << " instructions, " << lPoints << " deaths, " << lBad
-              << " bad\n";
+              << " bad, " << mRepeated << " repeated\n";
 }
 
 TEST_P(KillStepTest, SurvivorGoesOnWhenThePeerDiesInAnySystemCall)
@@ -115,7 +134,8 @@ TEST_P(KillStepTest, SurvivorGoesOnWhenThePeerDiesInAnySystemCall)
         EXPECT_EQ(lWrong, "") << "behind stop " << lStep;
     }
     EXPECT_EQ(lWrong, "") << "after the end";
-    std::cout << GetParam().mName << ": " << lDeaths << " deaths at system calls\n";
+    std::cout << GetParam().mName << ": " << lDeaths << " deaths at system calls, " << mRepeated
+              << " repeated\n";
 }
 
 std::vector<KillCase> GetAllCases()

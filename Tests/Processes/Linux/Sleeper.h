@@ -29,10 +29,7 @@ public:
     Sleeper(const Sleeper&) = delete;
     Sleeper& operator=(const Sleeper&) = delete;
 
-    bool HasWoken(std::chrono::milliseconds aTime)
-    {
-        return mFuture.wait_for(aTime) == std::future_status::ready;
-    }
+    bool HasWoken() const { return mFuture.wait_for(std::chrono::seconds(0)) == std::future_status::ready; }
 
 private:
     std::atomic<bool> mStarted{false};
