@@ -3,6 +3,11 @@
 if(KYSERIAL_SANITIZE)
   add_compile_options(-fsanitize=${KYSERIAL_SANITIZE} -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${KYSERIAL_SANITIZE})
+  if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+    # For programs in C: the libraries are C++.
+    add_link_options(-fsanitize-link-c++-runtime)
+    link_libraries($<$<LINK_LANGUAGE:C>:stdc++>)
+  endif()
   if(KYSERIAL_SANITIZE MATCHES "undefined")
     add_compile_options(-fno-sanitize-recover=all)
   endif()

@@ -9,18 +9,18 @@ scripts/setup.sh --tests --coverage || exit 1
 jobs=${KYSERIAL_JOBS:-$(nproc)}
 build=build/coverage
 mkdir -p "$build"
-if ! { cmake --preset dev -B "$build" -DCMAKE_CXX_FLAGS_DEBUG="-g1 -O0 --coverage -fprofile-update=atomic" \
-  -DCMAKE_C_FLAGS_DEBUG="-g1 -O0 --coverage -fprofile-update=atomic" -DCMAKE_EXE_LINKER_FLAGS=--coverage \
-  -DCMAKE_SHARED_LINKER_FLAGS=--coverage &&
+flags="-g1 -O0 --coverage -fprofile-update=atomic"
+if ! { cc -c -o "$build/flush.o" scripts/coverage_flush.c &&
+  cmake --preset dev -B "$build" -DCMAKE_CXX_FLAGS_DEBUG="$flags" -DCMAKE_C_FLAGS_DEBUG="$flags" \
+    -DCMAKE_EXE_LINKER_FLAGS="--coverage $PWD/$build/flush.o" -DCMAKE_SHARED_LINKER_FLAGS=--coverage &&
   cmake --build "$build" -j "$jobs"; } >"$build/build.log" 2>&1; then
   tail -n 40 "$build/build.log"
   exit 1
 fi
 find "$build" -name '*.gcda' -delete
 ctest --test-dir "$build" -j "$jobs" ${1:+-R "$1"} >"$build/test.log" 2>&1 || tail -n 20 "$build/test.log"
-gcovr --root . --filter 'Libraries/' --exclude-throw-branches --exclude-unreachable-branches \
-  --gcov-ignore-parse-errors \
-  --html-details "$build/coverage.html" --json "$build/coverage.json" "$build" -j "$jobs" --txt "$build/coverage.txt" 2>"$build/gcovr.log" ||
-  { tail -n 5 "$build/gcovr.log"; exit 1; }
+python3 scripts/coverage.py "$build" "$build/coverage.json" || exit 1
+gcovr --root . --add-tracefile "$build/coverage.json" --html-details "$build/coverage.html" --txt "$build/coverage.txt" \
+  2>"$build/gcovr.log" || { tail -n 5 "$build/gcovr.log"; exit 1; }
 sed -n '/^File/,$p' "$build/coverage.txt"
 gcovr --root . --add-tracefile "$build/coverage.json" --branches --txt 2>/dev/null | tail -n 4

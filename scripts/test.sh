@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds and tests KySerial: natively, under the address and undefined-behaviour sanitizers, under the thread
-# sanitizer, as the Windows build under Wine, and the fuzz targets for ten seconds each. Closes with one line that counts all tests over all builds.
+# sanitizer, as the Windows build under Wine, and the fuzz targets for 30 seconds each. Closes with one line that counts all tests over all builds.
 #   scripts/test.sh                 everything
 #   scripts/test.sh dev windows     these presets only (dev, asan, tsan, windows, fuzz, release)
 # Output of the builds and tests goes to build/<preset>/{build,test}.log and, on failure, to the terminal.

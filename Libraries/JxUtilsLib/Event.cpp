@@ -45,6 +45,17 @@ void Event::Set() noexcept
     }
 }
 
+bool Event::Raise() noexcept
+{
+    const uint32_t lOld = mWord.fetch_or(cSet);
+    return (lOld & cSet) == 0 && lOld != 0;
+}
+
+void Event::Wake() noexcept
+{
+    mManualReset ? KyPlatform::WordWait::WakeAll(&mWord) : KyPlatform::WordWait::WakeOne(&mWord);
+}
+
 void Event::Reset() noexcept
 {
     mWord.fetch_and(~cSet);
@@ -71,11 +82,12 @@ bool Event::Wait_ms(uint32_t aTimeout) noexcept
     }
     const bool lEndless = aTimeout == cInfinite;
     const auto lUntil = lEndless ? Clock::time_point() : Clock::now() + std::chrono::milliseconds(aTimeout);
-    uint32_t lLeft = aTimeout;
+    bool lSlept = false;
     uint32_t lWord = mWord.fetch_add(cOneWaiter) + cOneWaiter;
     for (;;)
     {
         const bool lIsSet = (lWord & cSet) != 0;
+        const uint32_t lLeft = lIsSet || lEndless || !lSlept ? aTimeout : GetLeft(lUntil);
         if (lIsSet || lLeft == 0)
         {
             const uint32_t lTaken = lIsSet && !mManualReset ? cSet : 0;
@@ -86,7 +98,7 @@ bool Event::Wait_ms(uint32_t aTimeout) noexcept
             continue;
         }
         KyPlatform::WordWait::Sleep(mWord, lWord, lLeft);
-        lLeft = lEndless ? cInfinite : GetLeft(lUntil);
+        lSlept = true;
         lWord = mWord.load();
     }
 }

@@ -27,6 +27,14 @@ public:
     /// Signals. Signalling an event that is set changes nothing. Any thread; does not block.
     JXUTILSLIB_API void Set() noexcept;
 
+    /// The first half of Set(), for who holds a lock that a waiter takes next: the event is set, but a waiter
+    /// that sleeps goes on doing so. Any thread; does not block.
+    /// \return Whether Wake() is owed, which is to follow once the lock has been given back.
+    [[nodiscard]] JXUTILSLIB_API bool Raise() noexcept;
+
+    /// The other half: those who sleep look at the event. Any thread; does not block.
+    JXUTILSLIB_API void Wake() noexcept;
+
     /// Takes the signal back. Any thread; does not block.
     JXUTILSLIB_API void Reset() noexcept;
 

@@ -21,7 +21,8 @@ public:
     WorkerThread(const WorkerThread&) = delete;
     WorkerThread& operator=(const WorkerThread&) = delete;
 
-    /// Starts the thread at once, with the system's usual stack.
+    /// Starts the thread at once, with the system's usual stack. Its waits end within microseconds of their
+    /// time where the system can do that.
     /// \return False: it runs already, aRoutine is null, or the system refused; nothing has changed.
     bool Start(Routine aRoutine, void* aArgument) noexcept;
 

@@ -40,7 +40,21 @@ void SerialPort::LockRx()
 
 void SerialPort::UnlockRx()
 {
+    const bool lWake = std::exchange(mWakeReader, false);
     mReceiveLock.Release();
+    // Behind the lock: a reader that is woken under it would fall asleep at the lock at once.
+    if (lWake)
+    {
+        mDataEvent.Wake();
+    }
+}
+
+void SerialPort::TellReader()
+{
+    if (mReaderWaiting && mDataEvent.Raise())
+    {
+        mWakeReader = true;
+    }
 }
 
 void SerialPort::Clear()
@@ -131,20 +145,18 @@ void SerialPort::PushBytes(const uint8_t* aBytes, uint32_t aCount)
             mReadIndex = Advance(mWriteIndex, 1); // the oldest bytes are lost
         }
     }
-    if (mReaderWaiting)
-    {
-        mDataEvent.Set();
-    }
+    TellReader();
 }
 
 void SerialPort::EndReads(bool aEnd)
 {
-    const JxUtilsLib::LockScope lLock(mReceiveLock);
+    LockRx();
     mReadsEnd = aEnd;
-    if (aEnd && mReaderWaiting)
+    if (aEnd)
     {
-        mDataEvent.Set();
+        TellReader();
     }
+    UnlockRx();
 }
 
 void SerialPort::PushByte(uint8_t aByte, bool aTakeLock)

@@ -89,13 +89,14 @@ public:
 
     /// Takes the receive lock around a batch of PushByte(byte, false) or PushBytes.
     void LockRx() JX_ACQUIRE(mReceiveLock);
-    /// Gives it back.
+    /// Gives it back, and wakes the reader if something was stored meanwhile.
     void UnlockRx() JX_RELEASE(mReceiveLock);
 
 private:
     uint32_t GetUsed() const JX_REQUIRES(mReceiveLock);
     uint32_t Advance(uint32_t aIndex, uint32_t aCount) const JX_REQUIRES(mReceiveLock);
     void Clear() JX_REQUIRES(mReceiveLock);
+    void TellReader() JX_REQUIRES(mReceiveLock);
     bool IsEmpty() const JX_REQUIRES(mReceiveLock) { return mWriteIndex == mReadIndex; }
 
     JxUtilsLib::Mutex mReceiveLock;
@@ -108,7 +109,8 @@ private:
     uint32_t mCells JX_GUARDED_BY(mReceiveLock) = 1;
     JxUtilsLib::Event mDataEvent;
     std::atomic<bool> mReaderWaiting{false};
-    bool mReadsEnd JX_GUARDED_BY(mReceiveLock) = false; // see EndReads()
+    bool mWakeReader JX_GUARDED_BY(mReceiveLock) = false; // the event is set, who sleeps at it not yet woken
+    bool mReadsEnd JX_GUARDED_BY(mReceiveLock) = false;   // see EndReads()
 
 protected:
     /// For the log lines of the receive side and of engines without a logger of their own.

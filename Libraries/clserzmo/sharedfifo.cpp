@@ -382,7 +382,7 @@ bool SharedFifo::Write(const void* aData, uint32_t aSize, uint32_t& aWritten, ui
     {
         const uint32_t lStored = Store(lIndexes, lData + aWritten, aSize - aWritten);
         aWritten += lStored;
-        lTell = lTell || lStored != 0;
+        lTell = lStored != 0;
         if (lIndexes.IsFull() && (lStored != 0 || aWritten < aSize))
         {
             lTell = false;

@@ -14,7 +14,6 @@ namespace
 {
 
 constexpr size_t cReceiveBuffer = 2048; // more than any packet; what is longer is cut and refused
-constexpr int cBurst = 32;              // datagrams of one socket before the others have their turn
 
 /// The mask of the network that an address of this computer is in.
 uint32_t MaskOf(uint32_t aAddress)
@@ -161,10 +160,7 @@ void NetworkCamera::Run()
         {
             Step();
         }
-        Wait();
-        Receive(mControl, DatagramKind::Command);
-        Receive(mBroadcast, DatagramKind::Command);
-        Receive(mMessages, DatagramKind::EventAcknowledge);
+        WaitAndReceive();
     }
     RunRequests(); // nobody waits for ever
 }
@@ -177,15 +173,27 @@ void NetworkCamera::Step()
     mChannel.Step(lNow); // last: what a command raises leaves after its acknowledge
 }
 
-void NetworkCamera::Wait()
+/// One datagram of each socket that has some: to look for a second costs as much as to wait again.
+void NetworkCamera::WaitAndReceive()
 {
     const std::array<UdpSocket*, 3> lSockets = {&mControl, &mBroadcast, &mMessages};
+    constexpr std::array cKinds = {DatagramKind::Command, DatagramKind::Command,
+                                   DatagramKind::EventAcknowledge};
     const Time lDue = std::min({mGate.NextDue(), mServer.NextDue(), mChannel.NextDue()});
     const bool lTimed = lDue != cNever && !mFrozen;
-    const Time lTimeout = lTimed ? std::max(lDue - Now(), Time(0)) : cForever;
-    if (UdpSocket::Wait(lSockets, lTimeout, &mWaker) == SocketResult::Failed)
+    const bool lEnds = lTimed && mWaker.EndBy(Waker::Clock::time_point(lDue));
+    const Time lTimeout = lTimed && !lEnds ? std::max(lDue - Now(), Time(0)) : cForever;
+    uint32_t lReady = 0;
+    if (UdpSocket::Wait(lSockets, lTimeout, &mWaker, &lReady) == SocketResult::Failed)
     {
         std::this_thread::sleep_for(std::chrono::milliseconds(1)); // short of memory; not in circles
+    }
+    for (size_t lIndex = 0; lIndex < lSockets.size(); ++lIndex)
+    {
+        if ((lReady & 1U << lIndex) != 0)
+        {
+            Receive(*lSockets[lIndex], cKinds[lIndex]);
+        }
     }
 }
 
@@ -194,26 +202,23 @@ void NetworkCamera::Receive(UdpSocket& aSocket, DatagramKind aKind)
     std::array<uint8_t, cReceiveBuffer> lBuffer; // not cleared: receiving fills it
     Endpoint lFrom;
     size_t lSize = 0;
-    for (int lCount = 0; lCount < cBurst && aSocket.IsOpen(); ++lCount)
+    if (aSocket.Receive(lBuffer, lSize, &lFrom, Time(0)) != SocketResult::Done)
     {
-        if (aSocket.Receive(lBuffer, lSize, &lFrom, Time(0)) != SocketResult::Done)
-        {
-            return;
-        }
-        if (mFrozen)
-        {
-            ++mUnheard;
-            continue;
-        }
-        if (aKind == DatagramKind::Command && mUntilUnplugged > 0 && --mUntilUnplugged == 0)
-        {
-            CloseSockets();
-            return;
-        }
-        const Time lNow = Now();
-        mGate.Pass(aKind, lFrom, Bytes(lBuffer).first(lSize), lNow);
-        mChannel.Step(lNow);
+        return; // closed meanwhile, or a broken datagram
     }
+    if (mFrozen)
+    {
+        ++mUnheard;
+        return;
+    }
+    if (aKind == DatagramKind::Command && mUntilUnplugged > 0 && --mUntilUnplugged == 0)
+    {
+        CloseSockets();
+        return;
+    }
+    const Time lNow = Now();
+    mGate.Pass(aKind, lFrom, Bytes(lBuffer).first(lSize), lNow);
+    mChannel.Step(lNow);
 }
 
 void NetworkCamera::Dispatch(DatagramKind aKind, const Endpoint& aPeer, Bytes aData)

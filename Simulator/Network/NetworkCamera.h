@@ -86,7 +86,7 @@ private:
     void CloseSockets();
     void Run();
     void Step();
-    void Wait();
+    void WaitAndReceive();
     void Receive(KyGvcp::UdpSocket& aSocket, DatagramKind aKind);
     void Dispatch(DatagramKind aKind, const KyGvcp::Endpoint& aPeer, KyGvcp::Bytes aData);
     static Time Now();

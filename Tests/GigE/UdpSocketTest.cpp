@@ -90,6 +90,31 @@ TEST_F(UdpSocketPairTest, AWakerEndsOneWait)
     lOther.join();
 }
 
+TEST_F(UdpSocketPairTest, AWakersMomentEndsOneWait)
+{
+    Waker lWaker;
+    const auto lStart = std::chrono::steady_clock::now();
+    ASSERT_TRUE(lWaker.EndBy(lStart + 20ms));
+    ASSERT_TRUE(lWaker.EndBy(lStart + 30s)); // the earlier one counts
+    EXPECT_EQ(SocketResult::TimedOut, mServer.Receive(mBuffer, mSize, nullptr, cForever, &lWaker));
+    EXPECT_GE(std::chrono::steady_clock::now() - lStart, 20ms);
+    lWaker.Wake();
+    EXPECT_EQ(SocketResult::Woken, mServer.Receive(mBuffer, mSize, nullptr, cForever, &lWaker));
+    ASSERT_TRUE(lWaker.EndBy({})); // gone by
+    EXPECT_EQ(SocketResult::TimedOut, mServer.Receive(mBuffer, mSize, nullptr, cForever, &lWaker));
+}
+
+// Whoever looks after each wait misses neither.
+TEST_F(UdpSocketPairTest, ADatagramAndAWakeGoBeforeTheWakersMoment)
+{
+    Waker lWaker;
+    ASSERT_TRUE(lWaker.EndBy({}));
+    lWaker.Wake();
+    EXPECT_EQ(SocketResult::Done, mClient.Send(std::vector<uint8_t>(1, 7)));
+    EXPECT_EQ(SocketResult::Done, mServer.Receive(mBuffer, mSize, nullptr, 10s, &lWaker));
+    EXPECT_EQ(SocketResult::Woken, mServer.Receive(mBuffer, mSize, nullptr, 10s, &lWaker));
+}
+
 TEST_F(UdpSocketPairTest, ADatagramGoesBeforeTheWaker)
 {
     Waker lWaker;
@@ -118,6 +143,38 @@ TEST_F(UdpSocketPairTest, WaitsForSeveralSockets)
     Received(mServer);
     lWaker.Wake();
     EXPECT_EQ(SocketResult::Woken, UdpSocket::Wait(lSockets, 10s, &lWaker));
+}
+
+TEST_F(UdpSocketPairTest, TellsWhichSocketsHaveSomething)
+{
+    UdpSocket lSecond;
+    ASSERT_TRUE(lSecond.Open({cLocalHost, 0}));
+    const std::array<UdpSocket*, 2> lSockets = {&mServer, &lSecond};
+    uint32_t lReady = 7;
+    EXPECT_EQ(SocketResult::TimedOut, UdpSocket::Wait(lSockets, 0ms, nullptr, &lReady));
+    EXPECT_EQ(0U, lReady);
+    EXPECT_EQ(SocketResult::Done, mClient.SendTo(lSecond.GetLocal(), std::vector<uint8_t>(1, 7)));
+    EXPECT_EQ(SocketResult::Done, UdpSocket::Wait(lSockets, 10s, nullptr, &lReady));
+    EXPECT_EQ(2U, lReady);
+    EXPECT_EQ(SocketResult::Done, mClient.SendTo(mServer.GetLocal(), std::vector<uint8_t>(1, 7)));
+    while (lReady != 3)
+    {
+        ASSERT_EQ(SocketResult::Done, UdpSocket::Wait(lSockets, 10s, nullptr, &lReady));
+    }
+}
+
+// The time that the system was told of for one wait does not count for the next one.
+TEST_F(UdpSocketPairTest, WaitsOfDifferentLengthFollowEachOther)
+{
+    for (const auto lTime : {5ms, 40ms, 5ms})
+    {
+        const auto lStart = std::chrono::steady_clock::now();
+        EXPECT_EQ(SocketResult::TimedOut, mServer.Receive(mBuffer, mSize, nullptr, lTime));
+        EXPECT_GE(std::chrono::steady_clock::now() - lStart, lTime);
+    }
+    std::thread lOther([&] { EXPECT_EQ(SocketResult::Done, mClient.Send(std::vector<uint8_t>(1, 7))); });
+    EXPECT_EQ(SocketResult::Done, mServer.Receive(mBuffer, mSize, nullptr, cForever));
+    lOther.join();
 }
 
 TEST_F(UdpSocketPairTest, TellsThatAPortIsTaken)

@@ -65,6 +65,38 @@ TEST(EventTest, SetWakesASleepingWaiter)
     }
 }
 
+TEST(EventTest, RaiseSetsWithoutOwingAWakeWhenNobodySleeps)
+{
+    Event lEvent(true);
+    EXPECT_FALSE(lEvent.Raise());
+    EXPECT_TRUE(lEvent.Wait_ms(0));
+    EXPECT_FALSE(lEvent.Raise());
+    lEvent.Wake();
+    EXPECT_TRUE(lEvent.Wait_ms(0));
+}
+
+TEST(EventTest, RaiseOwesAWakeThatLetsASleeperThrough)
+{
+    for (const bool lManualReset : {true, false})
+    {
+        bool lOwed = false;
+        for (int lTry = 0; lTry < 1000 && !lOwed; ++lTry)
+        {
+            Event lEvent(lManualReset);
+            std::thread lWaiter([&lEvent] { EXPECT_TRUE(lEvent.Wait_ms(Event::cInfinite)); });
+            std::this_thread::sleep_for(std::chrono::milliseconds(1)); // most often it sleeps by then
+            lOwed = lEvent.Raise();
+            EXPECT_FALSE(lEvent.Raise()); // set already: once is enough
+            if (lOwed)
+            {
+                lEvent.Wake();
+            }
+            lWaiter.join();
+        }
+        EXPECT_TRUE(lOwed);
+    }
+}
+
 TEST(EventTest, ManualResetWakesEveryWaiter)
 {
     Event lEvent(true);

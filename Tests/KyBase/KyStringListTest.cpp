@@ -98,3 +98,12 @@ TEST(KyStringListTest, MoveTakesTheTexts)
     lAssigned.Add("c");
     EXPECT_EQ(lAssigned.GetCount(), 3U);
 }
+
+TEST(KyStringListTest, AssignedOrMovedToItselfStaysAsItWas)
+{
+    KyStringList lList = Make({"a", "b"});
+    KyStringList& lSame = lList;
+    lList = lSame;
+    lList = std::move(lSame);
+    EXPECT_EQ(Texts(lList), (std::vector<std::string>{"a", "b"}));
+}

@@ -79,3 +79,18 @@ TEST(KyStringTest, AssignsFromALiteral)
     lText = "";
     EXPECT_STREQ(lText.GetAscii(), "");
 }
+
+TEST(KyStringTest, MovedToItselfKeepsTheText)
+{
+    KyString lText("text");
+    KyString& lSame = lText;
+    lText = std::move(lSame);
+    EXPECT_STREQ(lText.GetAscii(), "text");
+}
+
+TEST(KyStringTest, TooLongTextGivesTheEmptyOne)
+{
+    const KyString lText("a", size_t{UINT32_MAX}); // refused before it is looked at
+    EXPECT_EQ(lText.GetLength(), 0U);
+    EXPECT_STREQ(lText.GetAscii(), "");
+}

@@ -1,8 +1,10 @@
 #include "clserzmo/clser.h"
 
 #include "JxUtilsLib/Thread.h"
+#include "KyPlatform/NamedMutex.h"
 #include "KyPlatform/SharedMemory.h"
 #include "Tests/Support/PrivateSession.h"
+#include "Tests/Support/WaitFor.h"
 #include "sharedfifo.h"
 #include "sharedregistry.h"
 
@@ -21,6 +23,7 @@ using KyPlatform::NamedSemaphore;
 using KySerialLib::SharedFifo;
 using KySerialLib::SharedRegistry;
 using KySerialLib::SharedRegistryEntry;
+using KyTest::WaitFor;
 
 namespace
 {
@@ -449,6 +452,68 @@ TEST_F(ClientTest, CloseEndsCallsThatWait)
     }
     EXPECT_EQ(lEnded, 3);
     EXPECT_EQ(clSerialInit(0, &mPort), CL_ERR_NO_ERR); // free again at once
+}
+
+// The calls look at the port in turn; who has to wait for another does so no longer than its time.
+TEST_F(ClientTest, AWriteWaitsForTheOneBeforeItNoLongerThanItsTime)
+{
+    Attach();
+    EXPECT_EQ(Write(std::string(1022, 'x'), 0), CL_ERR_NO_ERR);
+    std::thread lFirst(
+        [&]
+        {
+            char lBytes[] = "0123456789";
+            CLUINT32 lCount = 10;
+            EXPECT_EQ(clSerialWrite(mPort, lBytes, &lCount, 0xFFFFFFFFU), CL_ERR_INVALID_REFERENCE);
+            EXPECT_EQ(lCount, 1U);
+        });
+    // The first one has the turn as soon as its first byte is in the FIFO.
+    KyPlatform::SharedMemory lDown;
+    ASSERT_TRUE(lDown.Open("Local\\KySerialBridgeDownFifo1Memory"));
+    auto* const lHeader = static_cast<KySerialLib::SharedFifoHeader*>(lDown.GetBase());
+    EXPECT_TRUE(WaitFor([&] { return std::atomic_ref<uint32_t>(lHeader->mHeadIndex) == 1023; }));
+    EXPECT_EQ(Write("y", 20), CL_ERR_TIMEOUT);
+    EXPECT_EQ(mCount, 0U);
+    clSerialClose(mPort);
+    lFirst.join();
+}
+
+TEST_F(ClientTest, CloseEndsAWriteThatWaitsForItsServer)
+{
+    Attach();
+    mServer.reset();
+    std::atomic<bool> lStarted{false};
+    std::thread lWriter(
+        [&]
+        {
+            char lByte = 'x';
+            CLUINT32 lCount = 1;
+            lStarted = true;
+            EXPECT_EQ(clSerialWrite(mPort, &lByte, &lCount, 0xFFFFFFFFU), CL_ERR_INVALID_REFERENCE);
+            EXPECT_EQ(lCount, 0U);
+        });
+    EXPECT_TRUE(WaitFor([&] { return lStarted.load(); }));
+    Thread::Sleep(20); // most likely it is in the call by now; the result is the same when it is not
+    clSerialClose(mPort);
+    lWriter.join();
+}
+
+TEST_F(ClientTest, APortThatIsBeingClosedIsNoOpenPort)
+{
+    Attach();
+    KyPlatform::NamedMutex lLock; // who reads waits for it, and so does who closes
+    ASSERT_TRUE(lLock.Open("Local\\KySerialBridgeUpFifo1Mutex"));
+    ASSERT_TRUE(IsOwned(lLock.Wait(cPatience)));
+    std::thread lReader([&] { EXPECT_EQ(Read(1, 0xFFFFFFFFU), CL_ERR_INVALID_REFERENCE); });
+    Thread::Sleep(20);
+    std::thread lCloser([&] { clSerialClose(mPort); });
+    CLUINT32 lRates = 0;
+    EXPECT_TRUE(WaitFor([&] { return clGetSupportedBaudRates(mPort, &lRates) == CL_ERR_INVALID_REFERENCE; }));
+    clSerialClose(mPort); // does not wait for the other
+    EXPECT_EQ(clFlushPort(mPort), CL_ERR_INVALID_REFERENCE);
+    EXPECT_TRUE(lLock.Release());
+    lReader.join();
+    lCloser.join();
 }
 
 TEST_F(ClientTest, SeveralThreadsGetWholeBlocks)

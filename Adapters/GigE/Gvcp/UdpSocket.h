@@ -48,6 +48,8 @@ void TightenTimers();
 class Waker
 {
 public:
+    using Clock = std::chrono::steady_clock;
+
     Waker();
     ~Waker();
     Waker(const Waker&) = delete;
@@ -58,9 +60,16 @@ public:
     /// Any thread; does not block.
     void Wake();
 
+    /// Ends a wait at a moment or earlier, as its time-out does. For waits that most often end before: a
+    /// moment that moves on costs nothing until it has come, where a time-out is set up for each wait. The
+    /// waiting thread only. \return False: the system refused; waits need a time-out.
+    bool EndBy(Clock::time_point aWhen);
+
 private:
     friend class UdpSocket;
     int mHandle;
+    int mTimer = -1;
+    Clock::time_point mDue = Clock::time_point::max(); // of the timer; max: it does not run
 };
 
 /// How an operation of a socket ended.
@@ -107,7 +116,7 @@ public:
     SocketResult Send(std::span<const uint8_t> aData);
     SocketResult SendTo(const Endpoint& aPeer, std::span<const uint8_t> aData);
 
-    /// Waits for one datagram.
+    /// Waits for one datagram. Without a waker the wait may end some milliseconds behind its time.
     /// \param aBuffer  A longer datagram is cut.
     /// \param aSize    Receives its size, as cut; 0 unless Done.
     /// \param aFrom    Receives the sender; may be null. Touched when Done only.
@@ -118,14 +127,21 @@ public:
 
     /// Waits until one of some sockets has something, a refusal included.
     /// \param aSockets  Not null; closed ones are passed over. Eight at most.
-    /// \return Done, TimedOut, Woken or Failed.
-    static SocketResult Wait(std::span<UdpSocket* const> aSockets, SocketTime aTimeout, Waker* aWaker);
+    /// \param aReady    Receives a bit for each that has something, the lowest for the first; may be null. 0
+    ///                  unless Done.
+    /// \return Done, TimedOut (also at the waker's moment), Woken or Failed.
+    static SocketResult Wait(std::span<UdpSocket* const> aSockets, SocketTime aTimeout, Waker* aWaker,
+                             uint32_t* aReady = nullptr);
 
 private:
-    SocketResult TakeDatagram(std::span<uint8_t> aBuffer, size_t& aSize, Endpoint* aFrom);
+    SocketResult TakeDatagram(std::span<uint8_t> aBuffer, size_t& aSize, Endpoint* aFrom, bool aBlock);
+    SocketResult ReceiveAlone(std::span<uint8_t> aBuffer, size_t& aSize, Endpoint* aFrom,
+                              SocketTime aTimeout);
+    bool SetReceiveTime(SocketTime aTime);
     bool Fail(const char* aWhat);
 
     int mHandle = -1;
+    std::chrono::milliseconds mReceiveTime{0}; // after which the system ends a wait in receiving; 0: never
     std::string mError;
 };
 

@@ -1,5 +1,7 @@
 #include "KyPlatform/Console.h"
 
+#include "KyPlatform/Linux/SystemCalls.h"
+
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -75,7 +77,7 @@ struct Console::State
 
 Console::Console() : mThis(new State)
 {
-    mThis->mInterruptFile = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    mThis->mInterruptFile = gSystem.mMakeEvent(0, EFD_CLOEXEC | EFD_NONBLOCK);
     struct sigaction lIgnore = {};
     lIgnore.sa_handler = SIG_IGN;
     ::sigaction(SIGPIPE, &lIgnore, &mThis->mFormerPipeAction);
@@ -171,7 +173,7 @@ Console::ReadResult Console::Read(uint8_t* aBuffer, size_t aSize, size_t& aRead,
     for (;;)
     {
         pollfd lFiles[2] = {{STDIN_FILENO, POLLIN, 0}, {mThis->mInterruptFile, POLLIN, 0}};
-        const int lReady = ::poll(lFiles, 2, RemainingTime(aTimeout, lEnd));
+        const int lReady = gSystem.mPoll(lFiles, 2, RemainingTime(aTimeout, lEnd));
         if (lReady < 0 && !IsTransient(errno))
         {
             return ReadResult::End;
@@ -182,7 +184,7 @@ Console::ReadResult Console::Read(uint8_t* aBuffer, size_t aSize, size_t& aRead,
         }
         if (lReady > 0)
         {
-            const ssize_t lRead = ::read(STDIN_FILENO, aBuffer, aSize);
+            const ssize_t lRead = gSystem.mRead(STDIN_FILENO, aBuffer, aSize);
             if (lRead > 0)
             {
                 aRead = static_cast<size_t>(lRead);
@@ -217,7 +219,7 @@ bool Console::WaitForInterrupt(uint32_t aTimeout) const
     int lReady = 0;
     do
     {
-        lReady = ::poll(&lFile, 1, RemainingTime(aTimeout, lEnd));
+        lReady = gSystem.mPoll(&lFile, 1, RemainingTime(aTimeout, lEnd));
     } while (lReady < 0 && IsTransient(errno));
     return lReady > 0;
 }
@@ -227,7 +229,7 @@ bool Console::Write(const uint8_t* aData, size_t aSize)
     while (aSize > 0)
     {
         pollfd lFiles[2] = {{STDOUT_FILENO, POLLOUT, 0}, {mThis->mInterruptFile, POLLIN, 0}};
-        if (::poll(lFiles, 2, -1) < 0)
+        if (gSystem.mPoll(lFiles, 2, -1) < 0)
         {
             if (!IsTransient(errno))
             {
@@ -240,7 +242,7 @@ bool Console::Write(const uint8_t* aData, size_t aSize)
             return false; // interrupted, and the reader of the output does not read
         }
         // A writable pipe takes PIPE_BUF bytes at once; more could block past an interruption.
-        const ssize_t lWritten = ::write(STDOUT_FILENO, aData, std::min<size_t>(aSize, PIPE_BUF));
+        const ssize_t lWritten = gSystem.mWrite(STDOUT_FILENO, aData, std::min<size_t>(aSize, PIPE_BUF));
         if (lWritten < 0 && !IsTransient(errno))
         {
             return false;

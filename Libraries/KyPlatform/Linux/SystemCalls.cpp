@@ -46,11 +46,7 @@ int InitMutex(pthread_mutex_t* aMutex)
 {
     pthread_mutexattr_t lKind;
     int lError = ::pthread_mutexattr_init(&lKind);
-    if (lError != 0)
-    {
-        return lError;
-    }
-    lError = ::pthread_mutexattr_setpshared(&lKind, PTHREAD_PROCESS_SHARED);
+    lError = lError != 0 ? lError : ::pthread_mutexattr_setpshared(&lKind, PTHREAD_PROCESS_SHARED);
     lError = lError != 0 ? lError : ::pthread_mutexattr_setrobust(&lKind, PTHREAD_MUTEX_ROBUST);
     lError = lError != 0 ? lError : ::pthread_mutexattr_settype(&lKind, PTHREAD_MUTEX_RECURSIVE);
     lError = lError != 0 ? lError : ::pthread_mutex_init(aMutex, &lKind);

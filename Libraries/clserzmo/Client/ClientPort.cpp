@@ -76,7 +76,7 @@ ClientPort::~ClientPort()
 
 ClientResult ClientPort::Attach(const std::string& aName)
 {
-    if (!mRegistry.Find(aName, mEntry) || mEntry == nullptr)
+    if (!mRegistry.Find(aName, mEntry))
     {
         return ClientResult::Gone;
     }

@@ -3,6 +3,7 @@
 #include "KyPlatform/HostSerialPort.h"
 #include "KyPlatform/Linux/SystemCalls.h"
 #include "Tests/Host/HostLink.h"
+#include "Tests/KyPlatform/Linux/ScriptedCall.h"
 
 #include <asm/ioctls.h>
 #include <asm/termbits.h>
@@ -10,10 +11,13 @@
 #include <cerrno>
 #include <chrono>
 #include <gtest/gtest.h>
+#include <string>
 #include <thread>
 
 using namespace KyPlatform;
 using KyTest::HostLink;
+using KyTest::ScriptedCall;
+using S = SystemCalls;
 
 namespace
 {
@@ -57,6 +61,7 @@ protected:
         gSystem.mControl = &Control;
         ASSERT_TRUE(mPort.Open(mLink.GetPath().c_str()));
         ASSERT_TRUE(mPort.ReadLine());
+        ASSERT_TRUE(mStop.Create());
     }
     ~HostLineTest() override
     {
@@ -66,8 +71,19 @@ protected:
         gRefused = 0;
     }
 
+    HostTransferResult Read() { return mPort.Read(mBuffer, sizeof mBuffer, mStop); }
+    HostTransferResult Write() { return mPort.Write("abc", 3, mStop); }
+    static void ExpectFailure(const HostTransferResult& aResult, HostTransfer aEnd, int aError)
+    {
+        EXPECT_EQ(aResult.mEnd, aEnd);
+        EXPECT_EQ(aResult.mBytes, 0U);
+        EXPECT_EQ(aResult.mError, static_cast<uint32_t>(aError));
+    }
+
     HostLink mLink;
     HostSerialPort mPort;
+    StopEvent mStop;
+    char mBuffer[8] = "";
 };
 
 TEST_F(HostLineTest, SetsRateBitsParityAndStopBits)
@@ -158,12 +174,9 @@ TEST_F(HostLineTest, DeliversWhenTheLineHasBeenQuietOrTheBufferIsFull)
     ASSERT_TRUE(mPort.SetTimeouts());
     ASSERT_TRUE(mPort.ReadLine());
     ASSERT_TRUE(mPort.SetLine(HostLine()));
-    StopEvent lStop;
-    ASSERT_TRUE(lStop.Create());
-    char lBuffer[8];
     ASSERT_EQ(mLink.Write("abc"), 3U);
     const auto lStart = std::chrono::steady_clock::now();
-    EXPECT_EQ(mPort.Read(lBuffer, sizeof lBuffer, lStop).mBytes, 3U);
+    EXPECT_EQ(Read().mBytes, 3U);
     EXPECT_GE(std::chrono::steady_clock::now() - lStart, std::chrono::milliseconds(9));
     std::atomic<bool> lEnd{false};
     std::thread lTraffic(
@@ -174,11 +187,11 @@ TEST_F(HostLineTest, DeliversWhenTheLineHasBeenQuietOrTheBufferIsFull)
                 mLink.Write("x");
             }
         });
-    const HostTransferResult lFull = mPort.Read(lBuffer, sizeof lBuffer, lStop);
+    const HostTransferResult lFull = Read();
     lEnd = true;
     lTraffic.join();
     EXPECT_EQ(lFull.mEnd, HostTransfer::Done);
-    EXPECT_EQ(lFull.mBytes, sizeof lBuffer);
+    EXPECT_EQ(lFull.mBytes, sizeof mBuffer);
 }
 
 TEST_F(HostLineTest, APortThatIsInUseIsNotOpened)
@@ -187,6 +200,106 @@ TEST_F(HostLineTest, APortThatIsInUseIsNotOpened)
     EXPECT_FALSE(lSecond.Open(mLink.GetPath().c_str()));
     mPort.Close();
     EXPECT_TRUE(lSecond.Open(mLink.GetPath().c_str()));
+}
+
+TEST_F(HostLineTest, TransferWithoutAStopEventIsRefused)
+{
+    mStop.Close();
+    ExpectFailure(Read(), HostTransfer::Refused, EBADF);
+    ExpectFailure(Write(), HostTransfer::Refused, EBADF);
+}
+
+TEST_F(HostLineTest, TransferThatCannotWaitIsUnsuccessful)
+{
+    const ScriptedCall<&S::mPoll> lPoll(ENOMEM);
+    ExpectFailure(Read(), HostTransfer::Unsuccessful, ENOMEM);
+    const ScriptedCall<&S::mWrite> lWrite(EAGAIN);
+    ExpectFailure(Write(), HostTransfer::Unsuccessful, ENOMEM);
+}
+
+TEST_F(HostLineTest, WriteGoesOnBehindSignalsAndFullBuffersUntilARealFailure)
+{
+    int lWrites = 0;
+    const ScriptedCall<&S::mWrite> lWrite(
+        [&](int, const void*, size_t) -> ssize_t
+        {
+            constexpr int cErrors[] = {EINTR, EAGAIN, EIO};
+            errno = cErrors[lWrites];
+            return ++lWrites == 4 ? 0 : -1;
+        });
+    ExpectFailure(Write(), HostTransfer::Refused, EIO);
+    EXPECT_EQ(lWrites, 3);
+}
+
+TEST_F(HostLineTest, WriteIsDoneWithLessWhenItsTimeIsOver)
+{
+    int lWrites = 0;
+    const ScriptedCall<&S::mWrite> lWrite(
+        [&](int, const void*, size_t) -> ssize_t
+        {
+            errno = EAGAIN;
+            return ++lWrites == 1 ? 2 : lWrites == 2 ? 0 : -1; // a driver may take nothing without an error
+        });
+    int lPolls = 0;
+    const ScriptedCall<&S::mPoll> lPoll([&](pollfd*, nfds_t, int) { return ++lPolls == 1 ? 1 : 0; });
+    const HostTransferResult lResult = Write();
+    EXPECT_EQ(lResult.mEnd, HostTransfer::Done);
+    EXPECT_EQ(lResult.mBytes, 2U);
+    EXPECT_EQ(lPolls, 2);
+}
+
+TEST_F(HostLineTest, ReadGoesOnBehindSignalsAndGivesWhatCameBeforeTheEnd)
+{
+    int lReads = 0;
+    const ScriptedCall<&S::mRead> lRead(
+        [&](int, void* aBuffer, size_t) -> ssize_t
+        {
+            constexpr int cErrors[] = {EINTR, EAGAIN, 0, EIO, ENXIO};
+            errno = cErrors[lReads];
+            *static_cast<char*>(aBuffer) = 'a';
+            return ++lReads == 3 ? 1 : -1;
+        });
+    const ScriptedCall<&S::mPoll> lPoll([](pollfd*, nfds_t, int) { return 1; });
+    EXPECT_EQ(Read().mBytes, 1U); // and the failure behind it is left to the next read
+    EXPECT_EQ(lReads, 4);
+    const ScriptedCall<&S::mOpen> lOpen(ENOENT);
+    ExpectFailure(Read(), HostTransfer::Refused, ENOENT); // it tries to open the device again
+    EXPECT_EQ(lReads, 4);
+}
+
+TEST_F(HostLineTest, DeviceThatIsRefusedWhenItComesBackIsTriedAgain)
+{
+    ASSERT_TRUE(mPort.SetLine(HostLine()));
+    int lCalls = 0;
+    int lFailing = 0;
+    bool lDone = false;
+    const auto lRefuse = [&]
+    {
+        errno = EIO;
+        return ++lCalls == lFailing;
+    };
+    const ScriptedCall<&S::mControl> lControl(
+        [&](int aDescriptor, unsigned long aRequest, void* aArgument)
+        { return lRefuse() ? -1 : GetRealSystem().mControl(aDescriptor, aRequest, aArgument); });
+    const ScriptedCall<&S::mReplace> lReplace(
+        [&](int aFrom, int aTo, int aFlags)
+        { return lRefuse() ? -1 : GetRealSystem().mReplace(aFrom, aTo, aFlags); });
+    for (lFailing = 1; !lDone; ++lFailing)
+    {
+        SCOPED_TRACE(lFailing);
+        lCalls = 0;
+        mLink.Vanish();
+        ExpectFailure(Read(), HostTransfer::Refused, EIO); // it is gone
+        mLink.ComeBack();
+        EXPECT_EQ(mLink.Write("12345678"), 8U);
+        HostTransferResult lResult = Read();
+        lDone = lCalls < lFailing;
+        EXPECT_EQ(lResult.mEnd, lDone ? HostTransfer::Done : HostTransfer::Refused);
+        lResult = lDone ? lResult : Read();
+        EXPECT_EQ(lResult.mBytes, 8U);
+        EXPECT_EQ(std::string(mBuffer, 8), "12345678");
+    }
+    EXPECT_EQ(lFailing, 9); // seven calls
 }
 
 TEST(HostPathTest, WhatIsNoTerminalIsNoPort)

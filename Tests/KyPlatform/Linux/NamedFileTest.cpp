@@ -4,17 +4,23 @@
 #include "KyPlatform/NamedEvent.h"
 #include "KyPlatform/NamedMutex.h"
 #include "KyPlatform/SharedMemory.h"
+#include "Tests/KyPlatform/Linux/ScriptedCall.h"
 #include "Tests/Support/UniqueName.h"
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <cstring>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <sys/file.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 using namespace KyPlatform;
+using KyTest::ScriptedCall;
+using S = SystemCalls;
 
 namespace
 {
@@ -87,6 +93,9 @@ TEST_F(NamedFileTest, AnothersSessionIsReachedWhereTheFileSystemLets)
     gSystem.mGetUser = &GetStranger;
     EXPECT_TRUE(lClient.Open(lName));
     EXPECT_FALSE(lClient.Open("Local\\A"));
+    SharedMemory lStrange;
+    EXPECT_FALSE(lStrange.Create(lName + "New", 100, mNew)); // nobody makes a file there either
+    EXPECT_FALSE(std::filesystem::exists(GetFile("ANew.memory")));
 }
 
 TEST_F(NamedFileTest, FolderThatIsNotTheSessionsOwnIsNotEntered)
@@ -129,6 +138,7 @@ TEST_F(NamedFileTest, FirstObjectOfAProcessTakesAwayAllThatIsDead)
 {
     std::filesystem::create_directory(GetFolder(::geteuid()));
     std::ofstream(GetFile("X.memory")) << "dead";
+    std::filesystem::create_symlink("X.memory", GetFile("Link.memory")); // nobody's object: it is let alone
     std::ofstream(GetFile("Held.memory")) << "alive";
     const int lHolder = ::open(GetFile("Held.memory").c_str(), O_RDWR | O_CLOEXEC);
     ASSERT_EQ(::flock(lHolder, LOCK_SH), 0);
@@ -139,6 +149,7 @@ TEST_F(NamedFileTest, FirstObjectOfAProcessTakesAwayAllThatIsDead)
             SharedMemory lMemory;
             const bool lDone = lMemory.Create("Local\\A", 8, mNew) &&
                                !std::filesystem::exists(GetFile("X.memory")) &&
+                               std::filesystem::is_symlink(GetFile("Link.memory")) &&
                                std::filesystem::exists(GetFile("Held.memory"));
             std::filesystem::remove_all(mRoot);
             std::_Exit(lDone ? 0 : 1);
@@ -191,6 +202,224 @@ TEST_F(NamedFileTest, LongestNameIsLimited)
     EXPECT_TRUE(lMemory.Create("Local\\" + std::string(200, 'a'), 8, mNew));
     EXPECT_FALSE(lMemory.Create("Local\\" + std::string(201, 'a'), 8, mNew));
     EXPECT_FALSE(lMemory.Create("Local\\", 8, mNew));
+}
+
+TEST_F(NamedFileTest, FolderThatCannotBeListedKeepsItsDeadAndIsUsed)
+{
+    std::filesystem::create_directory(GetFolder(::geteuid()));
+    std::ofstream(GetFile("X.memory")) << "dead";
+    const auto lWorks = [this]
+    {
+        SharedMemory lMemory;
+        const bool lDone =
+            lMemory.Create("Local\\A", 8, mNew) && std::filesystem::exists(GetFile("X.memory"));
+        std::filesystem::remove_all(mRoot);
+        std::_Exit(lDone ? 0 : 1);
+    };
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            const ScriptedCall<&S::mOpenList> lOpenList([](int) { return static_cast<DIR*>(nullptr); });
+            lWorks();
+        },
+        testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(
+        {
+            const ScriptedCall<&S::mOpen> lOpen(
+                [](int aFolder, const char* aName, int aFlags, mode_t aMode)
+                {
+                    const bool lIsList = aName == std::string(".") && (aFlags & O_TMPFILE) != O_TMPFILE;
+                    return lIsList ? -1 : GetRealSystem().mOpen(aFolder, aName, aFlags, aMode);
+                });
+            lWorks();
+        },
+        testing::ExitedWithCode(0), "");
+}
+
+TEST_F(NamedFileTest, NamesOfNoSessionAreRefused)
+{
+    SharedMemory lMemory;
+    for (const char* const lName : {"Session\\x\\A", "Session\\5", "Session\\99999999999\\A",
+                                    "Session\\5x\\A", "Session\\", "Session\\-1\\A", "Session\\5\\"})
+    {
+        EXPECT_FALSE(lMemory.Open(lName)) << lName;
+        EXPECT_FALSE(lMemory.Create(lName, 8, mNew)) << lName;
+    }
+}
+
+TEST_F(NamedFileTest, WhatIsNoFileIsNoObject)
+{
+    std::filesystem::create_directory(GetFolder(::geteuid()));
+    ASSERT_EQ(::mkfifo(GetFile("A.memory").c_str(), 0600), 0);
+    SharedMemory lMemory;
+    EXPECT_FALSE(lMemory.Open("Local\\A"));
+    EXPECT_FALSE(lMemory.Create("Local\\A", 8, mNew));
+    EXPECT_TRUE(std::filesystem::is_fifo(GetFile("A.memory")));
+}
+
+TEST_F(NamedFileTest, FilesOfTheWrongSizeAreNoObjects)
+{
+    std::filesystem::create_directory(GetFolder(::geteuid()));
+    std::ofstream(GetFile("A.event")) << "KyE1 and more";
+    std::ofstream(GetFile("B.memory")) << "";
+    const std::array lHolders = {::open(GetFile("A.event").c_str(), O_RDWR | O_CLOEXEC),
+                                 ::open(GetFile("B.memory").c_str(), O_RDWR | O_CLOEXEC)};
+    ASSERT_EQ(::flock(lHolders[0], LOCK_SH), 0);
+    ASSERT_EQ(::flock(lHolders[1], LOCK_SH), 0);
+    NamedEvent lEvent;
+    EXPECT_FALSE(lEvent.Open("Local\\A"));
+    EXPECT_FALSE(lEvent.Create("Local\\A"));
+    SharedMemory lMemory;
+    EXPECT_FALSE(lMemory.Open("Local\\B")); // of no bytes
+    ::close(lHolders[0]);
+    ::close(lHolders[1]);
+}
+
+TEST_F(NamedFileTest, WhatTheDeadLeftAndCannotBeTakenAwayIsInTheWay)
+{
+    std::filesystem::create_directory(GetFolder(::geteuid()));
+    std::ofstream(GetFile("A.memory")) << "dead";
+    const ScriptedCall<&S::mRemove> lRemove(EPERM);
+    SharedMemory lMemory;
+    EXPECT_FALSE(lMemory.Open("Local\\A"));
+    EXPECT_FALSE(lMemory.Create("Local\\A", 8, mNew));
+    EXPECT_TRUE(std::filesystem::exists(GetFile("A.memory")));
+}
+
+TEST_F(NamedFileTest, FileThatWasReplacedMeanwhileIsLookedForAgain)
+{
+    std::filesystem::create_directory(GetFolder(::geteuid()));
+    std::ofstream(GetFile("A.memory")) << "dead";
+    std::ofstream(GetFile("Other")) << "alive";
+    const int lHolder = ::open(GetFile("Other").c_str(), O_RDWR | O_CLOEXEC);
+    ASSERT_EQ(::flock(lHolder, LOCK_SH), 0);
+    int lLocks = 0;
+    {
+        const ScriptedCall<&S::mLockFile> lLock(
+            [&](int aFile, int aOperation)
+            {
+                if (++lLocks == 1) // another process takes the dead one away and makes its own
+                {
+                    std::filesystem::rename(GetFile("Other"), GetFile("A.memory"));
+                }
+                return ::flock(aFile, aOperation);
+            });
+        SharedMemory lMemory;
+        ASSERT_TRUE(lMemory.Create("Local\\A", 8, mNew));
+        EXPECT_FALSE(mNew);
+        EXPECT_EQ(std::memcmp(lMemory.GetBase(), "alive", 5), 0);
+        EXPECT_GT(lLocks, 2);
+    }
+    ::close(lHolder);
+}
+
+TEST_F(NamedFileTest, FileOfAnotherFileSystemIsNotTheOneThatWasOpened)
+{
+    std::filesystem::create_directory(GetFolder(::geteuid()));
+    std::ofstream(GetFile("A.memory")) << "dead";
+    int lLooks = 0;
+    const ScriptedCall<&S::mGetStatusOf> lStatus(
+        [&](int aFolder, const char* aName, struct stat* aStatus, int aFlags)
+        {
+            const int lResult = ::fstatat(aFolder, aName, aStatus, aFlags);
+            aStatus->st_dev += ++lLooks == 1 ? 1 : 0;
+            return lResult;
+        });
+    SharedMemory lMemory;
+    EXPECT_FALSE(lMemory.Open("Local\\A"));
+    EXPECT_EQ(lLooks, 2); // and the second time it was, and dead
+    EXPECT_FALSE(std::filesystem::exists(GetFile("A.memory")));
+}
+
+TEST_F(NamedFileTest, FileThatIsJustBeingLookedAtIsWaitedFor)
+{
+    SharedMemory lFirst;
+    ASSERT_TRUE(lFirst.Create("Local\\A", 8, mNew));
+    int lRefused = 0;
+    const ScriptedCall<&S::mLockFile> lLock(
+        [&](int aFile, int aOperation)
+        {
+            errno = EWOULDBLOCK; // as while a process has it alone
+            return (aOperation & LOCK_SH) != 0 && ++lRefused > 20 ? ::flock(aFile, aOperation) : -1;
+        });
+    SharedMemory lSecond;
+    EXPECT_TRUE(lSecond.Open("Local\\A"));
+    EXPECT_EQ(lRefused, 21);
+}
+
+TEST_F(NamedFileTest, LockThatFailsOtherwiseIsAFailure)
+{
+    SharedMemory lFirst;
+    ASSERT_TRUE(lFirst.Create("Local\\A", 8, mNew));
+    int lLocks = 0;
+    const ScriptedCall<&S::mLockFile> lLock(
+        [&](int, int)
+        {
+            errno = ++lLocks == 1 ? EWOULDBLOCK : ENOLCK;
+            return -1;
+        });
+    SharedMemory lSecond;
+    EXPECT_FALSE(lSecond.Open("Local\\A"));
+    EXPECT_EQ(lLocks, 2);
+}
+
+TEST_F(NamedFileTest, NameThatAnotherWasFasterToTakeIsOpened)
+{
+    SharedMemory lFaster;
+    int lLinks = 0;
+    const ScriptedCall<&S::mLink> lLink(
+        [&](int aFrom, const char* aOld, int aTo, const char* aNew, int aFlags)
+        {
+            bool lNew = false;
+            if (++lLinks == 1)
+            {
+                EXPECT_TRUE(lFaster.Create("Local\\A", 8, lNew));
+                EXPECT_TRUE(lNew);
+            }
+            return ::linkat(aFrom, aOld, aTo, aNew, aFlags);
+        });
+    SharedMemory lMemory;
+    ASSERT_TRUE(lMemory.Create("Local\\A", 8, mNew));
+    EXPECT_FALSE(mNew);
+    std::memcpy(lFaster.GetBase(), "shared", 7);
+    EXPECT_STREQ(static_cast<const char*>(lMemory.GetBase()), "shared");
+}
+
+TEST_F(NamedFileTest, NameThatCannotBeGivenIsAFailure)
+{
+    const ScriptedCall<&S::mLink> lLink(ENOSPC);
+    SharedMemory lMemory;
+    EXPECT_FALSE(lMemory.Create("Local\\A", 8, mNew));
+    EXPECT_TRUE(std::filesystem::is_empty(GetFolder(::geteuid())));
+}
+
+TEST_F(NamedFileTest, CloseReportsWhatTheSystemRefused)
+{
+    NamedEvent lEvent;
+    ASSERT_TRUE(lEvent.Create("Local\\A"));
+    {
+        const ScriptedCall<&S::mRemove> lRemove(EPERM);
+        EXPECT_FALSE(lEvent.Close());
+    }
+    EXPECT_FALSE(lEvent.Open("Local\\A")); // nobody holds what is left
+    ASSERT_TRUE(lEvent.Create("Local\\A"));
+    {
+        const ScriptedCall<&S::mClose> lClose(
+            [](int aFile)
+            {
+                ::close(aFile);
+                return -1;
+            });
+        EXPECT_FALSE(lEvent.Close());
+    }
+    ASSERT_TRUE(lEvent.Create("Local\\A"));
+    const ScriptedCall<&S::mUnmap> lUnmap(
+        [](void* aBase, size_t aSize)
+        {
+            ::munmap(aBase, aSize);
+            return -1;
+        });
+    EXPECT_FALSE(lEvent.Close());
 }
 
 } // namespace

@@ -103,6 +103,18 @@ TEST_F(PseudoTerminalUserTest, FindsNothingOfTheOneBefore)
     ::close(lUser);
 }
 
+// So is the line.
+TEST_F(PseudoTerminalUserTest, FindsTheLineOfTheOneBeforeOnlyOnce)
+{
+    const int lUser = Open();
+    termios lLine{};
+    ASSERT_EQ(::tcgetattr(lUser, &lLine), 0);
+    lLine.c_lflag |= ECHO;
+    ASSERT_EQ(::tcsetattr(lUser, TCSANOW, &lLine), 0);
+    ::close(lUser); // and nothing was written
+    EXPECT_TRUE(WaitUntilClean());
+}
+
 // Bytes alone are enough: most users leave the line as it was.
 TEST_F(PseudoTerminalUserTest, FindsNoUnreadBytesEvenIfTheLineWasLeftAlone)
 {

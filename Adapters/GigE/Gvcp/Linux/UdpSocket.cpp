@@ -14,6 +14,7 @@
 #include <sys/eventfd.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
+#include <sys/timerfd.h>
 #include <unistd.h>
 
 namespace KyGvcp
@@ -146,10 +147,30 @@ Waker::Waker() : mHandle(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
 
 Waker::~Waker()
 {
-    if (mHandle >= 0)
+    for (const int lHandle : {mHandle, mTimer})
     {
-        close(mHandle);
+        if (lHandle >= 0)
+        {
+            close(lHandle);
+        }
     }
+}
+
+bool Waker::EndBy(Clock::time_point aWhen)
+{
+    if (mTimer < 0)
+    {
+        mTimer = timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK);
+    }
+    if (aWhen < mDue)
+    {
+        // Zero would stop it. This clock is the one that the standard library's steady clock shows.
+        const itimerspec lTime{{}, ToTimespec(std::max(aWhen.time_since_epoch(), SocketTime(1)))};
+        const bool lSet = timerfd_settime(mTimer, TFD_TIMER_ABSTIME, &lTime, nullptr) == 0;
+        mDue = lSet ? aWhen : mDue;
+        return lSet;
+    }
+    return mTimer >= 0;
 }
 
 void Waker::Wake()
@@ -173,7 +194,8 @@ bool UdpSocket::Fail(const char* aWhat)
 bool UdpSocket::Open(const Endpoint& aLocal, bool aShared)
 {
     Close();
-    mHandle = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    mHandle = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    mReceiveTime = {};
     if (mHandle < 0)
     {
         return Fail("no socket");
@@ -222,21 +244,23 @@ Endpoint UdpSocket::GetLocal() const
 
 SocketResult UdpSocket::Send(std::span<const uint8_t> aData)
 {
-    return SendResult(send(mHandle, aData.data(), aData.size(), MSG_NOSIGNAL));
+    return SendResult(send(mHandle, aData.data(), aData.size(), MSG_NOSIGNAL | MSG_DONTWAIT));
 }
 
 SocketResult UdpSocket::SendTo(const Endpoint& aPeer, std::span<const uint8_t> aData)
 {
     const sockaddr_in lAddress = ToSystem(aPeer);
-    return SendResult(
-        sendto(mHandle, aData.data(), aData.size(), MSG_NOSIGNAL, Generic(lAddress), sizeof lAddress));
+    return SendResult(sendto(mHandle, aData.data(), aData.size(), MSG_NOSIGNAL | MSG_DONTWAIT,
+                             Generic(lAddress), sizeof lAddress));
 }
 
-SocketResult UdpSocket::TakeDatagram(std::span<uint8_t> aBuffer, size_t& aSize, Endpoint* aFrom)
+/// \return TimedOut: none is there, or none has come in time; or a signal.
+SocketResult UdpSocket::TakeDatagram(std::span<uint8_t> aBuffer, size_t& aSize, Endpoint* aFrom, bool aBlock)
 {
     sockaddr_in lAddress{};
     socklen_t lSize = sizeof lAddress;
-    const ssize_t lCount = recvfrom(mHandle, aBuffer.data(), aBuffer.size(), 0, Generic(lAddress), &lSize);
+    const ssize_t lCount = recvfrom(mHandle, aBuffer.data(), aBuffer.size(), aBlock ? 0 : MSG_DONTWAIT,
+                                    aFrom != nullptr ? Generic(lAddress) : nullptr, &lSize);
     if (lCount < 0)
     {
         const bool lNone = errno == EAGAIN || errno == EINTR;
@@ -256,20 +280,28 @@ SocketResult UdpSocket::Receive(std::span<uint8_t> aBuffer, size_t& aSize, Endpo
                                 SocketTime aTimeout, Waker* aWaker)
 {
     aSize = 0;
+    if (mHandle < 0)
+    {
+        return SocketResult::Failed;
+    }
+    if (aWaker == nullptr)
+    {
+        return ReceiveAlone(aBuffer, aSize, aFrom, aTimeout);
+    }
     const Clock::time_point lEnd = Clock::now() + std::max(aTimeout, SocketTime(0));
     SocketTime lLeft = aTimeout;
     for (;;)
     {
-        const SocketResult lTaken = TakeDatagram(aBuffer, aSize, aFrom);
-        if (lTaken != SocketResult::TimedOut)
-        {
-            return lTaken;
-        }
         UdpSocket* const lThis = this;
         const SocketResult lWaited = Wait({&lThis, 1}, lLeft, aWaker);
         if (lWaited != SocketResult::Done)
         {
             return lWaited;
+        }
+        const SocketResult lTaken = TakeDatagram(aBuffer, aSize, aFrom, false);
+        if (lTaken != SocketResult::TimedOut)
+        {
+            return lTaken;
         }
         // What woke the wait may turn out to be a broken datagram, which the system drops.
         lLeft =
@@ -277,32 +309,85 @@ SocketResult UdpSocket::Receive(std::span<uint8_t> aBuffer, size_t& aSize, Endpo
     }
 }
 
-SocketResult UdpSocket::Wait(std::span<UdpSocket* const> aSockets, SocketTime aTimeout, Waker* aWaker)
+/// Sleeps in the call that receives: one call into the system where waiting and taking are two.
+SocketResult UdpSocket::ReceiveAlone(std::span<uint8_t> aBuffer, size_t& aSize, Endpoint* aFrom,
+                                     SocketTime aTimeout)
 {
-    std::array<pollfd, cMostSockets + 1> lPolls{};
+    if (aTimeout == SocketTime(0))
+    {
+        return TakeDatagram(aBuffer, aSize, aFrom, false);
+    }
+    const Clock::time_point lEnd = Clock::now() + std::max(aTimeout, SocketTime(0));
+    SocketTime lLeft = aTimeout;
+    while (SetReceiveTime(lLeft))
+    {
+        const SocketResult lTaken = TakeDatagram(aBuffer, aSize, aFrom, true);
+        if (lTaken != SocketResult::TimedOut)
+        {
+            return lTaken;
+        }
+        lLeft = aTimeout < SocketTime(0) ? cForever : lEnd - Clock::now();
+        if (aTimeout > SocketTime(0) && lLeft <= SocketTime(0))
+        {
+            return SocketResult::TimedOut;
+        }
+    }
+    return SocketResult::Failed;
+}
+
+/// In whole milliseconds, so that waits of one command after another mostly have the same.
+bool UdpSocket::SetReceiveTime(SocketTime aTime)
+{
+    const auto lTime = std::chrono::ceil<std::chrono::milliseconds>(std::max(aTime, SocketTime(0)));
+    if (lTime == mReceiveTime)
+    {
+        return true;
+    }
+    const auto lSeconds = std::chrono::duration_cast<std::chrono::seconds>(lTime);
+    const timeval lSystem{static_cast<time_t>(lSeconds.count()),
+                          static_cast<suseconds_t>((lTime - lSeconds).count() * 1000)};
+    const bool lSet = setsockopt(mHandle, SOL_SOCKET, SO_RCVTIMEO, &lSystem, sizeof lSystem) == 0;
+    mReceiveTime = lSet ? lTime : mReceiveTime;
+    return lSet;
+}
+
+SocketResult UdpSocket::Wait(std::span<UdpSocket* const> aSockets, SocketTime aTimeout, Waker* aWaker,
+                             uint32_t* aReady)
+{
+    std::array<pollfd, cMostSockets + 2> lPolls{};
     const size_t lSockets = std::min(aSockets.size(), cMostSockets);
     for (size_t lIndex = 0; lIndex < lSockets; ++lIndex)
     {
         lPolls[lIndex] = {aSockets[lIndex]->mHandle, POLLIN, 0}; // poll() passes over negative ones
     }
     lPolls[lSockets] = {aWaker != nullptr ? aWaker->mHandle : -1, POLLIN, 0};
-    if (PollFor(lPolls.data(), lSockets + 1, aTimeout) < 0)
+    lPolls[lSockets + 1] = {aWaker != nullptr ? aWaker->mTimer : -1, POLLIN, 0};
+    uint32_t lReady = 0;
+    bool lGood = PollFor(lPolls.data(), lSockets + 2, aTimeout) >= 0;
+    for (size_t lIndex = 0; lIndex < lSockets && lGood; ++lIndex)
     {
-        return SocketResult::Failed;
+        lGood = (lPolls[lIndex].revents & POLLNVAL) == 0;
+        lReady |= lPolls[lIndex].revents != 0 ? 1U << lIndex : 0U;
     }
-    for (size_t lIndex = 0; lIndex < lSockets; ++lIndex)
+    if (aReady != nullptr)
     {
-        if (lPolls[lIndex].revents != 0)
-        {
-            return (lPolls[lIndex].revents & POLLNVAL) != 0 ? SocketResult::Failed : SocketResult::Done;
-        }
+        *aReady = lGood ? lReady : 0;
+    }
+    if (!lGood || lReady != 0)
+    {
+        return lGood ? SocketResult::Done : SocketResult::Failed;
+    }
+    uint64_t lCount = 0;
+    if (lPolls[lSockets + 1].revents != 0)
+    {
+        aWaker->mDue = Clock::time_point::max();
+        static_cast<void>(!read(aWaker->mTimer, &lCount, sizeof lCount)); // ignored: it only sets it back
     }
     if (lPolls[lSockets].revents == 0)
     {
         return SocketResult::TimedOut;
     }
-    uint64_t lCount = 0;
-    static_cast<void>(!read(aWaker->mHandle, &lCount, sizeof lCount)); // ignored: it only sets it back
+    static_cast<void>(!read(aWaker->mHandle, &lCount, sizeof lCount)); // ignored likewise
     return SocketResult::Woken;
 }
 
