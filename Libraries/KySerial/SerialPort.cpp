@@ -47,8 +47,8 @@ void SerialPort::UnlockRx()
     }
     mWakeReader = false;
     mReceiveLock.Release();
-    mDataEvent
-        .Wake(); // behind the lock: a reader that is woken under it would fall asleep at the lock at once
+    // Behind the lock: a reader that is woken under it would fall asleep at the lock at once.
+    mDataEvent.Wake();
 }
 
 void SerialPort::TellReader()
