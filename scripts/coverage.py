@@ -19,10 +19,25 @@ def records(build):
     counters = sorted(str(path) for path in pathlib.Path(build).rglob("*.gcda"))
     for first in range(0, len(counters), CHUNK):
         command = ["gcov", "--json-format", "--stdout", "--branch-probabilities", *counters[first:first + CHUNK]]
-        found = subprocess.run(command, check=True, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+        found = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        if found.returncode != 0:  # counters that a process left half written, or of another build, count as nothing
+            sys.stderr.write(found.stderr.decode())
         for text in found.stdout.splitlines():
             if text.strip():
                 yield from json.loads(text)["files"]
+
+
+def excluded(source):
+    """The lines that gcovr's markers take out, and those whose branches only; each marker stands with its reason."""
+    lines, branches, inside = set(), set(), False
+    for number, text in enumerate(source, 1):
+        inside = inside or "GCOVR_EXCL_START" in text
+        if inside or "GCOVR_EXCL_LINE" in text:
+            lines.add(number)
+        if "GCOVR_EXCL_BR_LINE" in text:
+            branches.add(number)
+        inside = inside and "GCOVR_EXCL_STOP" not in text
+    return lines, branches
 
 
 def main():
@@ -44,8 +59,10 @@ def main():
     trace = []
     for name, lines in sorted(files.items()):
         source = (root / name).read_text().splitlines()
+        out, branches_out = excluded(source)
+        lines = {number: line for number, line in lines.items() if number not in out}
         for number, line in lines.items():
-            own = source[number - 1].strip() not in ("", "{", "}", "{}", "};")
+            own = source[number - 1].strip() not in ("", "{", "}", "{}", "};") and number not in branches_out
             line["branches"] = [branch for branch in line["branches"] if own and not branch["throw"]]
             line.update({"line_number": number, "gcovr/excluded": False, "gcovr/noncode": False})
         trace.append({"file": name, "functions": [], "lines": [lines[number] for number in sorted(lines)]})

@@ -9,9 +9,10 @@ scripts/setup.sh --tests --coverage || exit 1
 jobs=${KYSERIAL_JOBS:-$(nproc)}
 build=build/coverage
 mkdir -p "$build"
-if ! { cmake --preset dev -B "$build" -DCMAKE_CXX_FLAGS_DEBUG="-g1 -O0 --coverage -fprofile-update=atomic" \
-  -DCMAKE_C_FLAGS_DEBUG="-g1 -O0 --coverage -fprofile-update=atomic" -DCMAKE_EXE_LINKER_FLAGS=--coverage \
-  -DCMAKE_SHARED_LINKER_FLAGS=--coverage &&
+flags="-g1 -O0 --coverage -fprofile-update=atomic"
+if ! { cc -c -o "$build/flush.o" scripts/coverage_flush.c &&
+  cmake --preset dev -B "$build" -DCMAKE_CXX_FLAGS_DEBUG="$flags" -DCMAKE_C_FLAGS_DEBUG="$flags" \
+    -DCMAKE_EXE_LINKER_FLAGS="--coverage $PWD/$build/flush.o" -DCMAKE_SHARED_LINKER_FLAGS=--coverage &&
   cmake --build "$build" -j "$jobs"; } >"$build/build.log" 2>&1; then
   tail -n 40 "$build/build.log"
   exit 1

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds the fuzz targets and runs each for a time, as many at once as there are processors.
 #   scripts/fuzz.sh SECONDS [TARGET...]   all targets, or these (UartEvents, BulkEvents, ...)
+#   scripts/fuzz.sh --runs N [TARGET...]  N executions of each, however long that takes
 #   KYSERIAL_FUZZ_FAST=1                  without the sanitizers and twenty times as fast: for long runs. The checks of
 #                                         the targets and the assertions of the libraries stay.
 # Prints for each target the executions, the operations in them and the executions a second. New inputs are kept in
@@ -9,16 +10,22 @@
 set -uo pipefail
 cd "$(dirname "$0")/.."
 
-seconds=${1:?usage: scripts/fuzz.sh SECONDS [TARGET...]}
+usage="usage: scripts/fuzz.sh SECONDS | --runs N [TARGET...]"
+if [ "${1:-}" = --runs ]; then
+  shift
+  limit=-runs=${1:?$usage}
+else
+  limit=-max_total_time=${1:?$usage}
+fi
 shift
 scripts/setup.sh --tests || exit 1
 build=build/fuzz
 options=()
 if [ -n "${KYSERIAL_FUZZ_FAST:-}" ]; then
   build=build/fuzz-fast
-  # The engine without its watch on the C library's comparisons; the C++ library before what else has parts of it.
+  # The engine without its watch on the C library's comparisons.
   options=(-DKYSERIAL_SANITIZE=
-    -DKYSERIAL_FUZZ_ENGINE="$(clang++ -print-file-name="libclang_rt.fuzzer-$(uname -m).a");-lstdc++"
+    -DKYSERIAL_FUZZ_ENGINE="$(clang++ -print-file-name="libclang_rt.fuzzer-$(uname -m).a")"
     -DCMAKE_CXX_FLAGS_DEBUG="-O2 -g1 -fno-sanitize-coverage=trace-cmp,indirect-calls,stack-depth")
 fi
 mkdir -p "$build"
@@ -33,10 +40,12 @@ targets=("$@")
 # The sanitizer keeps less of what was freed: these programs free a great deal.
 export ASAN_OPTIONS=${ASAN_OPTIONS:-quarantine_size_mb=16:malloc_context_size=4:detect_leaks=1}
 export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1}
+# Without the sanitizers: a run that takes a megabyte gives it to the next, not back to the system.
+export MALLOC_MMAP_MAX_=${MALLOC_MMAP_MAX_:-0} MALLOC_TRIM_THRESHOLD_=${MALLOC_TRIM_THRESHOLD_:-268435456}
 run() {
   local target=$1 log=$build/$1.log
   mkdir -p "$build/corpus/$target"
-  if "$build/bin/Fuzz$target" -max_total_time="$seconds" -max_len="${KYSERIAL_FUZZ_LENGTH:-256}" -entropic=0 -timeout=60 \
+  if "$build/bin/Fuzz$target" "$limit" -max_len="${KYSERIAL_FUZZ_LENGTH:-256}" -entropic=0 -timeout=60 \
     -print_final_stats=1 -artifact_prefix="$build/found-$target-" "$build/corpus/$target" "Tests/Fuzz/Corpus/$target" \
     >"$log" 2>&1; then
     state=ok
@@ -50,5 +59,5 @@ run() {
   [ "$state" = ok ]
 }
 export -f run
-export build seconds
+export build limit
 printf '%s\n' "${targets[@]}" | xargs -P "${KYSERIAL_JOBS:-$(nproc)}" -I{} bash -c 'run {}'

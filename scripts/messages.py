@@ -23,8 +23,6 @@ UNREACHABLE = {
         "behind a check with the same table of rates",
     "The sink has been registered already.":
         "each of the library's sinks registers itself once in its life; for what else may be linked with the C interface",
-    "GetOverlappedResult failure: 0x%08X":
-        "a transfer that the system has taken and then fails; no terminal or COM port of the tests does that",
 }
 
 

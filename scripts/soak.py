@@ -205,7 +205,8 @@ class Soak(threading.Thread):
         try:
             self.work()
         except Exception as error:  # pylint: disable=broad-except
-            self.error = f"{type(error).__name__}: {error}"
+            self.error = f"{type(error).__name__} after {self.fault_count} faults: {error}"
+            print(f"{self.flavour}: {self.error}", flush=True)
 
     def work(self):
         begin = time.monotonic()
@@ -320,8 +321,8 @@ class Soak(threading.Thread):
 
     def end(self):
         """The bridge's own account has to be that of its user."""
-        self.user.close()
         if not self.error:
+            self.user.close()
             status = self.bridge.end()
             counts = self.bridge.statistics()
             self.judge(status == 0, f"the bridge ended with status {status}")
@@ -335,7 +336,8 @@ class Soak(threading.Thread):
                 self.error += f"; {counts}"
             self.check_resources()
         else:
-            self.error += f"; {self.bridge.last}; {self.bridge.log_end()}"
+            self.camera.command("statistics")
+            self.error += f"; {self.bridge.last}; {self.camera.last}; {self.bridge.log_end()}"
             self.bridge.process.kill()
             self.bridge.process.wait()
         self.camera.end()

@@ -174,7 +174,7 @@ void Bridge::StopThreads()
 
 KyResult Bridge::Recover()
 {
-    if (mDevice == nullptr || mDevicePort == nullptr)
+    if (mDevicePort == nullptr)
     {
         return KyResult(KyResult::NOT_OPEN);
     }
@@ -208,7 +208,8 @@ void Bridge::EndDeviceReads(bool aEnd)
 bool Bridge::ReadFromDevice(uint8_t* aBuffer, uint32_t aSize, uint32_t& aRead, uint32_t aTimeout)
 {
     const BridgeGateScope lInside(mGate);
-    return mDevicePort->Read(aBuffer, aSize, aRead, aTimeout).IsOK() && aRead > 0;
+    const KyResult lResult = mDevicePort->Read(aBuffer, aSize, aRead, aTimeout);
+    return lResult.IsOK() && aRead > 0;
 }
 
 // Only engines that wait for the line byte by byte or chunk by chunk are given pieces.

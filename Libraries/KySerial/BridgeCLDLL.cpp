@@ -84,7 +84,7 @@ KyResult BridgeCLDLL::OpenSharedMem(const char* aName)
             *mLogger, KyResult::FAILURE, cFunction,
             "Unable to create server. A server with the same name is probably already active.");
     }
-    if (!mSharedRegistry.Find(lName, mSharedRegistryEntry) || mSharedRegistryEntry == nullptr)
+    if (!mSharedRegistry.Find(lName, mSharedRegistryEntry))
     {
         return CloseAfter(
             KY_LOG_RESULT(*mLogger, KyResult::FAILURE, cFunction, "Could not find bridge in registry."));
@@ -112,7 +112,11 @@ KyResult BridgeCLDLL::OpenSharedMem(const char* aName)
 // The result names the likely reason, which it is not when there is no registry at all.
 void BridgeCLDLL::LogObstacle() const
 {
-    const std::string lObstacle = mSharedRegistry.IsValid() ? "" : KyPlatform::Session::GetObstacle();
+    if (mSharedRegistry.IsValid())
+    {
+        return;
+    }
+    const std::string lObstacle = KyPlatform::Session::GetObstacle();
     if (!lObstacle.empty())
     {
         KY_LOG(*mLogger, JxUtilsLib::PriorityError, "KySerialLib::BridgeCLDLL::OpenSharedMem",
@@ -128,10 +132,9 @@ void BridgeCLDLL::OfferBaudRates()
     for (uint32_t lIndex = 0; lIndex < GetSupportedBaudRateCount(); ++lIndex)
     {
         uint32_t lMask = 0;
-        if (BaudRateToMask(GetSupportedBaudRate(lIndex), lMask))
-        {
-            lOffered |= lMask;
-        }
+        static_cast<void>(
+            BaudRateToMask(GetSupportedBaudRate(lIndex), lMask)); // a rate without a bit adds none
+        lOffered |= lMask;
     }
     if (lOffered == 0)
     {
@@ -168,11 +171,13 @@ KyResult BridgeCLDLL::SetHardCodedBaudRate(uint32_t aBaudRate)
         return KyResult(KyResult::OK);
     }
     uint32_t lMask = 0;
+    // GCOVR_EXCL_START: the rates that passed the check above are those that have a bit
     if (!BaudRateToMask(aBaudRate, lMask))
     {
         return KY_LOG_RESULT(*mLogger, KyResult::BAD_PARAMETER, cFunction,
                              "Could not convert baud rate value to Camera Link baud rate bitmask.");
     }
+    // GCOVR_EXCL_STOP
     mHardCodedBaudRate = aBaudRate;
     Shared(mSharedRegistryEntry->mSupportedBaudRates) = lMask;
     return KyResult(KyResult::OK);

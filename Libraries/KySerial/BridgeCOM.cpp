@@ -52,7 +52,11 @@ BridgeCOM::~BridgeCOM()
 uint32_t BridgeCOM::GetBaudRate() const
 {
     const uint32_t lBaudRate = Bridge::GetBaudRate();
-    return lBaudRate != 0 ? lBaudRate : GetConfiguration().mBaudRate;
+    if (lBaudRate != 0)
+    {
+        return lBaudRate;
+    }
+    return GetConfiguration().mBaudRate;
 }
 
 bool BridgeCOM::IsBaudRateSupported(uint32_t /*aBaudRate*/) const

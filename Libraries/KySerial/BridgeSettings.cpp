@@ -82,7 +82,11 @@ void Bridge::GetParameters()
 
 KyResult Bridge::SetSelector(FeatureSelectorScope& aScope, const char* aFunction)
 {
-    if (mSelectorFeature.GetLength() > 0 && !aScope.Set(mSelectorFeature, mSelectorValue).IsOK())
+    if (mSelectorFeature.GetLength() == 0)
+    {
+        return KyResult(KyResult::OK);
+    }
+    if (!aScope.Set(mSelectorFeature, mSelectorValue).IsOK())
     {
         return KY_LOG_RESULT(*mLogger, KyResult::UNSUPPORTED, aFunction, "Error setting Bulk selector.");
     }
@@ -92,8 +96,11 @@ KyResult Bridge::SetSelector(FeatureSelectorScope& aScope, const char* aFunction
 void Bridge::Backup(const KyString& aFeature, KyString& aSaved)
 {
     KyString lText;
-    if (aFeature.GetLength() > 0 && mDevice->IsFeatureReadable(aFeature) &&
-        mDevice->GetFeatureAsString(aFeature, lText).IsOK())
+    if (aFeature.GetLength() == 0 || !mDevice->IsFeatureReadable(aFeature))
+    {
+        return;
+    }
+    if (mDevice->GetFeatureAsString(aFeature, lText).IsOK())
     {
         aSaved = lText; // a value that could not be read must not be written back one day
     }
@@ -219,8 +226,12 @@ KyResult Bridge::SyncBaudRate(bool aForce)
     static_cast<void>(std::snprintf(lText, sizeof lText, "Baud%u", static_cast<unsigned>(lBaudRate)));
     const KyString lEntry(lText);
     KyString lCurrent;
-    if (!mDevice->GetFeatureAsString(mBaudRateFeature, lCurrent).IsOK() ||
-        (lCurrent != lEntry && !mDevice->SetFeatureFromString(mBaudRateFeature, lEntry).IsOK()))
+    KyResult lStep = mDevice->GetFeatureAsString(mBaudRateFeature, lCurrent);
+    if (lStep.IsOK() && lCurrent != lEntry)
+    {
+        lStep = mDevice->SetFeatureFromString(mBaudRateFeature, lEntry);
+    }
+    if (!lStep.IsOK())
     {
         return KY_LOG_RESULT(*mLogger, KyResult::UNSUPPORTED, cFunction,
                              "Error setting device serial port baud rate.");
@@ -248,7 +259,12 @@ KyResult Bridge::SyncBulkMode()
         return KY_LOG_RESULT(*mLogger, KyResult::UNSUPPORTED, cFunction,
                              "Error reading device serial bulk port mode.");
     }
-    if (lMode != KyString(cUart) && !mDevice->SetFeatureFromString(mBulkModeFeature, cUart).IsOK())
+    const KyString lUart(cUart);
+    if (lMode == lUart)
+    {
+        return lResult;
+    }
+    if (!mDevice->SetFeatureFromString(mBulkModeFeature, lUart).IsOK())
     {
         return KY_LOG_RESULT(*mLogger, KyResult::UNSUPPORTED, cFunction,
                              "Error setting device serial bulk port to UART mode.");
@@ -265,7 +281,11 @@ KyResult Bridge::SyncEntry(const KyString& aFeature, const KyString& aEntry, con
         return KY_LOG_RESULT(*mLogger, KyResult::UNSUPPORTED, aFunction,
                              "Error reading device serial port parity.");
     }
-    if (lCurrent != aEntry && !mDevice->SetFeatureFromString(aFeature, aEntry).IsOK())
+    if (lCurrent == aEntry)
+    {
+        return KyResult(KyResult::OK);
+    }
+    if (!mDevice->SetFeatureFromString(aFeature, aEntry).IsOK())
     {
         return KY_LOG_RESULT(*mLogger, KyResult::UNSUPPORTED, aFunction,
                              "Error setting device serial port parity.");

@@ -60,7 +60,8 @@ DeviceI2CBus::~DeviceI2CBus()
 
 bool DeviceI2CBus::IsSupported(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
 {
-    return IRegisterSerialPort::IsProtocolSupported(aDevice, aPort, "I2C") ||
+    const KyString lProtocol("I2C");
+    return IRegisterSerialPort::IsProtocolSupported(aDevice, aPort, lProtocol) ||
            BulkIPEngine::IsI2CSupported(aDevice, aPort);
 }
 

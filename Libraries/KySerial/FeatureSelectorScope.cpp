@@ -14,7 +14,8 @@ FeatureSelectorScope::~FeatureSelectorScope()
 KyResult FeatureSelectorScope::Set(const KyString& aName, const KyString& aValue)
 {
     KyString lCurrent;
-    if (!mDevice->GetFeatureAsString(aName, lCurrent).IsOK() || lCurrent == aValue)
+    const KyResult lRead = mDevice->GetFeatureAsString(aName, lCurrent);
+    if (!lRead.IsOK() || lCurrent == aValue)
     {
         return KyResult(KyResult::OK);
     }

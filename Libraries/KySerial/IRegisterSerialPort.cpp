@@ -99,9 +99,11 @@ bool IRegisterSerialPort::IsSupported(IKyDeviceAdapter* aDevice, KyDeviceSerial 
 {
     const JxUtilsLib::Logger lLogger(cLogCategory, 0);
     const LogPlace lPlace = KY_LOG_PLACE(lLogger, "KySerialLib::IRegisterSerialPort::IsSupported");
-    return IsReachable(aDevice, lPlace) &&
-           IsKorvoVideoInterface(aDevice, JxUtilsLib::PriorityError, lPlace) &&
-           AreAvailable(aDevice, DownstreamFeature(aPort), UpstreamLengthFeature(aPort),
+    if (!IsReachable(aDevice, lPlace) || !IsKorvoVideoInterface(aDevice, JxUtilsLib::PriorityError, lPlace))
+    {
+        return false;
+    }
+    return AreAvailable(aDevice, DownstreamFeature(aPort), UpstreamLengthFeature(aPort),
                         UpstreamBufferFeature(aPort));
 }
 
@@ -109,9 +111,12 @@ bool IRegisterSerialPort::IsProtocolSupported(IKyDeviceAdapter* aDevice, KyDevic
                                               const KyString& aProtocol)
 {
     const JxUtilsLib::Logger lLogger(cLogCategory, 0);
-    return IsReachable(aDevice,
-                       KY_LOG_PLACE(lLogger, "KySerialLib::IRegisterSerialPort::IsProtocolSupported")) &&
-           IsSupported(aDevice, aPort) && aDevice->IsEnumEntryAvailable("BulkMode", aProtocol);
+    const LogPlace lPlace = KY_LOG_PLACE(lLogger, "KySerialLib::IRegisterSerialPort::IsProtocolSupported");
+    if (!IsReachable(aDevice, lPlace) || !IsSupported(aDevice, aPort))
+    {
+        return false;
+    }
+    return aDevice->IsEnumEntryAvailable("BulkMode", aProtocol);
 }
 
 bool IRegisterSerialPort::AreFeaturesAvailable() const
@@ -169,7 +174,13 @@ KyResult IRegisterSerialPort::Open(IKyDeviceAdapter* aDevice, KyDeviceSerial aPo
 KyResult IRegisterSerialPort::GetFeature(const char* aName, KyString& aValue)
 {
     IKyDeviceAdapter* const lDevice = mDevice;
-    if (!lDevice->IsFeatureAvailable(aName) || !lDevice->GetFeatureAsString(aName, aValue).IsOK())
+    const KyString lName(aName);
+    KyResult lResult(KyResult::FAILURE);
+    if (lDevice->IsFeatureAvailable(lName))
+    {
+        lResult = lDevice->GetFeatureAsString(lName, aValue);
+    }
+    if (!lResult.IsOK())
     {
         return KY_LOG_RESULT(*mEngineLogger, KyResult::FAILURE,
                              "KySerialLib::IRegisterSerialPort::SetEventNotification",

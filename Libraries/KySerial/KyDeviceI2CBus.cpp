@@ -16,7 +16,7 @@ KyDeviceI2CBus::KyDeviceI2CBus() : mThis(nullptr)
         static_cast<void>(KySerialLib::PortMap::GetInstance());
         mThis = new KySerialLib::DeviceI2CBus;
     }
-    catch (const std::bad_alloc&) // NOLINT(bugprone-empty-catch): every operation reports it
+    catch (...) // NOLINT(bugprone-empty-catch): no memory, which every operation reports
     {
     }
     JX_ASSERT(mThis != NULL);
@@ -45,14 +45,7 @@ bool KyDeviceI2CBus::IsOpened()
 
 bool KyDeviceI2CBus::IsSupported(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
 {
-    try
-    {
-        return KySerialLib::DeviceI2CBus::IsSupported(aDevice, aPort);
-    }
-    catch (const std::bad_alloc&)
-    {
-        return false;
-    }
+    return KySerialLib::AskWithMemory([&] { return KySerialLib::DeviceI2CBus::IsSupported(aDevice, aPort); });
 }
 
 KyResult KyDeviceI2CBus::Open(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)

@@ -16,7 +16,7 @@ KyDeviceSPIBus::KyDeviceSPIBus() : mThis(nullptr)
         static_cast<void>(KySerialLib::PortMap::GetInstance());
         mThis = new KySerialLib::DeviceSPIBus;
     }
-    catch (const std::bad_alloc&) // NOLINT(bugprone-empty-catch): every operation reports it
+    catch (...) // NOLINT(bugprone-empty-catch): no memory, which every operation reports
     {
     }
     JX_ASSERT(mThis != NULL);
@@ -45,14 +45,7 @@ bool KyDeviceSPIBus::IsOpened()
 
 bool KyDeviceSPIBus::IsSupported(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
 {
-    try
-    {
-        return KySerialLib::DeviceSPIBus::IsSupported(aDevice, aPort);
-    }
-    catch (const std::bad_alloc&)
-    {
-        return false;
-    }
+    return KySerialLib::AskWithMemory([&] { return KySerialLib::DeviceSPIBus::IsSupported(aDevice, aPort); });
 }
 
 KyResult KyDeviceSPIBus::Open(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)

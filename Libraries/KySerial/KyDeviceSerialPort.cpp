@@ -45,7 +45,7 @@ KyDeviceSerialPort::KyDeviceSerialPort() : mThis(nullptr)
         static_cast<void>(KySerialLib::PortMap::GetInstance());
         mThis = new SerialPortIPEngine;
     }
-    catch (const std::bad_alloc&) // NOLINT(bugprone-empty-catch): every operation reports it
+    catch (...) // NOLINT(bugprone-empty-catch): no memory, which every operation reports
     {
     }
     JX_ASSERT(mThis != NULL);
@@ -162,24 +162,21 @@ KyResult KyDeviceSerialPort::SetRxBufferSize(uint32_t aSize)
 
 bool KyDeviceSerialPort::IsSupported(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
 {
-    try
-    {
-        if (aPort == KyDeviceSerialUart0 || aPort == KyDeviceSerialUart1)
+    return KySerialLib::AskWithMemory(
+        [&]
         {
-            return SerialPortIPEngine::IsSupported(aDevice, aPort);
-        }
-        if (aPort == KyDeviceSerialBulk0)
-        {
-            // The features first, the other way round than Open(): a device with them is spared the
-            // registers.
-            return IRegisterSerialPort::IsSupported(aDevice, aPort) ||
-                   BulkIPEngine::IsSupported(aDevice, aPort);
-        }
-        return aPort >= KyDeviceSerialBulk1 && aPort <= KyDeviceSerialBulk7 &&
-               IRegisterSerialPort::IsSupported(aDevice, aPort);
-    }
-    catch (const std::bad_alloc&)
-    {
-        return false;
-    }
+            if (aPort == KyDeviceSerialUart0 || aPort == KyDeviceSerialUart1)
+            {
+                return SerialPortIPEngine::IsSupported(aDevice, aPort);
+            }
+            if (aPort == KyDeviceSerialBulk0)
+            {
+                // The features first, the other way round than Open(): a device with them is spared the
+                // registers.
+                return IRegisterSerialPort::IsSupported(aDevice, aPort) ||
+                       BulkIPEngine::IsSupported(aDevice, aPort);
+            }
+            return aPort >= KyDeviceSerialBulk1 && aPort <= KyDeviceSerialBulk7 &&
+                   IRegisterSerialPort::IsSupported(aDevice, aPort);
+        });
 }

@@ -6,6 +6,7 @@
 #include "OutOfMemory.h"
 #include "PortMap.h"
 
+#include <memory>
 #include <utility>
 
 using KySerialLib::BridgeCLDLL;
@@ -65,7 +66,7 @@ KySerialBridge::KySerialBridge() : mThis(nullptr)
 
 KySerialBridge::~KySerialBridge()
 {
-    delete std::exchange(mThis, nullptr);
+    const std::unique_ptr<KySerialLib::Bridge> lBridge(std::exchange(mThis, nullptr)); // ends here
 }
 
 KyResult KySerialBridge::Start(const KyString& aSerialPort, KySerialPortConfiguration aConfiguration,
@@ -137,7 +138,7 @@ KyResult KySerialBridge::Stop()
     {
         return NotStarted(__LINE__, "KySerialBridge::Stop");
     }
-    delete std::exchange(mThis, nullptr);
+    const std::unique_ptr<KySerialLib::Bridge> lBridge(std::exchange(mThis, nullptr)); // ends here
     return KyResult(KyResult::OK);
 }
 
@@ -150,11 +151,11 @@ KyResult KySerialBridge::Recover()
 KyResult KySerialBridge::SetSerialPortConfiguration(KySerialPortConfiguration aConfiguration)
 {
     static constexpr char cFunction[] = "KySerialBridge::SetSerialPortConfiguration";
+    auto* const lBridge = dynamic_cast<BridgeCOM*>(mThis);
     if (mThis == nullptr)
     {
         return NotStarted(__LINE__, cFunction);
     }
-    auto* const lBridge = dynamic_cast<BridgeCOM*>(mThis);
     if (lBridge == nullptr)
     {
         return KY_BRIDGE_FAILURE(KyResult::WRONG_STATE, cFunction,
@@ -166,11 +167,11 @@ KyResult KySerialBridge::SetSerialPortConfiguration(KySerialPortConfiguration aC
 KyResult KySerialBridge::SetHardCodedBaudRate(uint32_t aBaudRate)
 {
     static constexpr char cFunction[] = "KySerialBridge::SetHardCodedBaudRate";
+    auto* const lBridge = dynamic_cast<BridgeCLDLL*>(mThis);
     if (mThis == nullptr)
     {
         return NotStarted(__LINE__, cFunction);
     }
-    auto* const lBridge = dynamic_cast<BridgeCLDLL*>(mThis);
     if (lBridge == nullptr)
     {
         return KY_BRIDGE_FAILURE(

@@ -25,4 +25,18 @@ KyResult CatchOutOfMemory(Operation&& aOperation) noexcept
     }
 }
 
+/// The same for a question: without memory for it the answer is no.
+template<typename Question>
+bool AskWithMemory(Question&& aQuestion) noexcept
+{
+    try
+    {
+        return aQuestion();
+    }
+    catch (...)
+    {
+        return false;
+    }
+}
+
 } // namespace KySerialLib

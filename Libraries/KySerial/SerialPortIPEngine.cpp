@@ -111,11 +111,13 @@ KyResult SerialPortIPEngine::EnableInterrupts(bool aRestore)
         mSavedTxEnable = (lValue & cUart0Bits.mTxDone) != 0;
     }
     const KyDeviceSerial lPort = mPort;
+    // GCOVR_EXCL_START: no other port has been claimed by this engine
     if (lPort != KyDeviceSerialUart0 && lPort != KyDeviceSerialUart1)
     {
         JX_ASSERT(false);
         return KyResult(KyResult::UNSUPPORTED);
     }
+    // GCOVR_EXCL_STOP
     const InterruptBits lBits = GetBits(lPort);
     lValue = WithBits(lValue, lBits.mRxData, !aRestore || mSavedRxEnable);
     lValue = WithBits(lValue, lBits.mTxDone, !aRestore || mSavedTxEnable);

@@ -19,8 +19,7 @@ struct Bridge
 
 HandleTable<Bridge>& Bridges()
 {
-    static auto* const cTable = new HandleTable<Bridge>(HandleKind::Bridge);
-    return *cTable;
+    return GetTable<HandleKind::Bridge, Bridge>();
 }
 
 // Starts a bridge. aStart gets the adapter.
@@ -98,10 +97,12 @@ KyCode KyBridgeStartHost(KyBridgeHandle aBridge, const char* aHostPort, const Ky
                            KyResult lResult = aSettings != nullptr
                                                   ? Convert(cFunction, aSettings, lConfiguration)
                                                   : KyResult();
-                           return lResult.IsOK()
-                                      ? aProduct.Start(KyString(aHostPort), lConfiguration, aAdapter,
-                                                       static_cast<KyDeviceSerial>(aSerial))
-                                      : lResult;
+                           if (!lResult.IsOK())
+                           {
+                               return lResult;
+                           }
+                           return aProduct.Start(KyString(aHostPort), lConfiguration, aAdapter,
+                                                 static_cast<KyDeviceSerial>(aSerial));
                        });
 }
 
@@ -139,7 +140,11 @@ KyCode KyBridgeSetLineSettings(KyBridgeHandle aBridge, const KyLineSettings* aSe
                     {
                         KySerialPortConfiguration lConfiguration;
                         KyResult lResult = Convert(cFunction, aSettings, lConfiguration);
-                        return lResult.IsOK() ? aProduct.SetSerialPortConfiguration(lConfiguration) : lResult;
+                        if (!lResult.IsOK())
+                        {
+                            return lResult;
+                        }
+                        return aProduct.SetSerialPortConfiguration(lConfiguration);
                     });
 }
 

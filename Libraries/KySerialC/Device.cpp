@@ -28,8 +28,7 @@ void LogBrokenAssertion(const char* aText, const char* aFile, int aLine)
 
 HandleTable<DeviceAdapter>& KySerialCLib::Devices()
 {
-    static auto* const cTable = new HandleTable<DeviceAdapter>(HandleKind::Device);
-    return *cTable;
+    return GetTable<HandleKind::Device, DeviceAdapter>();
 }
 
 KyCode KyReturnText(const char* aText)

@@ -31,7 +31,12 @@ template<typename Object>
 class HandleTable
 {
 public:
-    explicit HandleTable(HandleKind aKind) : mKind(aKind) {}
+    /// \param aMostPlaces  How many objects there may be at a time, not more than the number of a place
+    /// holds.
+    explicit HandleTable(HandleKind aKind, size_t aMostPlaces = cPlaceMask + 1)
+        : mKind(aKind), mMostPlaces(aMostPlaces)
+    {
+    }
     HandleTable(const HandleTable&) = delete;
     HandleTable& operator=(const HandleTable&) = delete;
 
@@ -41,7 +46,7 @@ public:
         JxUtilsLib::LockScope lScope(mMutex);
         if (mFree.empty())
         {
-            if (mPlaces.size() > cPlaceMask)
+            if (mPlaces.size() >= mMostPlaces)
             {
                 return 0;
             }
@@ -103,9 +108,18 @@ private:
     }
 
     const HandleKind mKind;
+    const size_t mMostPlaces;
     mutable JxUtilsLib::Mutex mMutex;
     std::vector<Place> mPlaces JX_GUARDED_BY(mMutex);
     std::vector<size_t> mFree JX_GUARDED_BY(mMutex);
 };
+
+/// The process's table of a kind. Never destroyed, so that calls at the process's end find it.
+template<HandleKind aKind, typename Object>
+HandleTable<Object>& GetTable()
+{
+    static auto* const cTable = new HandleTable<Object>(aKind); // GCOVR_EXCL_BR_LINE: the compiler's guard
+    return *cTable;
+}
 
 } // namespace KySerialCLib

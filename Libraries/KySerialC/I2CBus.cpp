@@ -14,8 +14,7 @@ constexpr uint32_t cMostBytes = 65535; // the count that a read command carries
 
 HandleTable<Bus>& Buses()
 {
-    static auto* const cTable = new HandleTable<Bus>(HandleKind::I2CBus);
-    return *cTable;
+    return GetTable<HandleKind::I2CBus, Bus>();
 }
 
 // The body of a transfer: alone on the bus.

@@ -12,8 +12,7 @@ using Port = Opened<KyDeviceSerialPort>;
 
 HandleTable<Port>& Ports()
 {
-    static auto* const cTable = new HandleTable<Port>(HandleKind::Port);
-    return *cTable;
+    return GetTable<HandleKind::Port, Port>();
 }
 
 } // namespace

@@ -12,8 +12,7 @@ using Bus = Opened<KyDeviceSPIBus>;
 
 HandleTable<Bus>& Buses()
 {
-    static auto* const cTable = new HandleTable<Bus>(HandleKind::SPIBus);
-    return *cTable;
+    return GetTable<HandleKind::SPIBus, Bus>();
 }
 
 } // namespace

@@ -181,7 +181,8 @@ void NetworkCamera::WaitAndReceive()
                                    DatagramKind::EventAcknowledge};
     const Time lDue = std::min({mGate.NextDue(), mServer.NextDue(), mChannel.NextDue()});
     const bool lTimed = lDue != cNever && !mFrozen;
-    const Time lTimeout = lTimed ? std::max(lDue - Now(), Time(0)) : cForever;
+    const bool lEnds = lTimed && mWaker.EndBy(Waker::Clock::time_point(lDue));
+    const Time lTimeout = lTimed && !lEnds ? std::max(lDue - Now(), Time(0)) : cForever;
     uint32_t lReady = 0;
     if (UdpSocket::Wait(lSockets, lTimeout, &mWaker, &lReady) == SocketResult::Failed)
     {

@@ -12,6 +12,7 @@ namespace
 {
 
 constexpr int64_t cSaneLength = 0x100000;
+constexpr int64_t cMostData = 0x1000; // of one event; megabytes are no different, but take long
 
 struct Features final : PlainAdapter
 {
@@ -100,10 +101,12 @@ public:
             return false;
         }
         const int64_t lNeeded = lRoom <= cSaneLength ? lRoom : mCount;
-        if (static_cast<int64_t>(mBytes.size()) < lNeeded)
+        if (mRoom < lNeeded)
         {
-            mBytes.assign(static_cast<size_t>(lNeeded), 0);
+            mRoom = lNeeded;
+            mBytes.fill(0);
         }
+        KY_REQUIRE(mCount <= cMostData);
         for (int64_t lIndex = 0; (aDevice.mRefused & 4U) == 0 && lIndex < mCount; ++lIndex)
         {
             mBytes[static_cast<size_t>(lIndex)] = static_cast<uint8_t>(aDevice.mSeed + lIndex);
@@ -117,7 +120,8 @@ public:
     }
 
 private:
-    std::vector<uint8_t> mBytes;
+    std::array<uint8_t, cMostData> mBytes{}; // what lies behind them stays unread
+    int64_t mRoom = 0;
     int64_t mCount = 0;
 };
 
@@ -130,9 +134,9 @@ void Receive(Features& aDevice, BufferModel& aBuffer, PortModel& aModel, FuzzInp
     aDevice.mKnown = aInput.TakeFlag();
     aDevice.mUpstreamLength = TakeLength(aInput);
     aDevice.mDataLength = TakeLength(aInput);
-    if (aDevice.mDataLength > 0x1000 && aDevice.mDataLength <= INT32_MAX)
+    if (aDevice.mDataLength > cMostData && aDevice.mDataLength <= INT32_MAX)
     {
-        aDevice.mDataLength = 0x1000; // megabytes are no different, but take long
+        aDevice.mDataLength = cMostData;
     }
     const uint8_t lName = aInput.TakeByte() % 5U;
     aDevice.Invalidate(lName < std::size(cNames) ? &cNames[lName] : nullptr);

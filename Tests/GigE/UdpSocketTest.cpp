@@ -90,6 +90,31 @@ TEST_F(UdpSocketPairTest, AWakerEndsOneWait)
     lOther.join();
 }
 
+TEST_F(UdpSocketPairTest, AWakersMomentEndsOneWait)
+{
+    Waker lWaker;
+    const auto lStart = std::chrono::steady_clock::now();
+    ASSERT_TRUE(lWaker.EndBy(lStart + 20ms));
+    ASSERT_TRUE(lWaker.EndBy(lStart + 30s)); // the earlier one counts
+    EXPECT_EQ(SocketResult::TimedOut, mServer.Receive(mBuffer, mSize, nullptr, cForever, &lWaker));
+    EXPECT_GE(std::chrono::steady_clock::now() - lStart, 20ms);
+    lWaker.Wake();
+    EXPECT_EQ(SocketResult::Woken, mServer.Receive(mBuffer, mSize, nullptr, cForever, &lWaker));
+    ASSERT_TRUE(lWaker.EndBy({})); // gone by
+    EXPECT_EQ(SocketResult::TimedOut, mServer.Receive(mBuffer, mSize, nullptr, cForever, &lWaker));
+}
+
+// Whoever looks after each wait misses neither.
+TEST_F(UdpSocketPairTest, ADatagramAndAWakeGoBeforeTheWakersMoment)
+{
+    Waker lWaker;
+    ASSERT_TRUE(lWaker.EndBy({}));
+    lWaker.Wake();
+    EXPECT_EQ(SocketResult::Done, mClient.Send(std::vector<uint8_t>(1, 7)));
+    EXPECT_EQ(SocketResult::Done, mServer.Receive(mBuffer, mSize, nullptr, 10s, &lWaker));
+    EXPECT_EQ(SocketResult::Woken, mServer.Receive(mBuffer, mSize, nullptr, 10s, &lWaker));
+}
+
 TEST_F(UdpSocketPairTest, ADatagramGoesBeforeTheWaker)
 {
     Waker lWaker;

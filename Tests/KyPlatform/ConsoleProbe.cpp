@@ -57,7 +57,8 @@ int Copy(Console& aConsole, bool aRaw)
 
 int CopyRaw(Console& aConsole)
 {
-    const bool lRaw = aConsole.EnterRawMode();
+    // Twice: what is left for later is the mode before the first time.
+    const bool lRaw = aConsole.EnterRawMode() && aConsole.EnterRawMode();
     std::fputs(lRaw ? "raw\n" : "not raw\n", stderr);
     if (Copy(aConsole, lRaw) != 0)
     {

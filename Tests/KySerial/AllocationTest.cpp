@@ -12,6 +12,7 @@
 #include "clserzmo/sharedregistry.h"
 
 #include <optional>
+#include <utility>
 
 using namespace KyTest;
 
@@ -19,6 +20,7 @@ namespace
 {
 
 constexpr char cOutOfMemory[] = "Out of memory.";
+constexpr char cNoThis[] = "mThis != NULL";
 constexpr char cUpstreamBuffer[] = "EventBulk3UpstreamDataBuffer";
 
 class AllocationTest : public testing::Test
@@ -72,6 +74,18 @@ protected:
         const AllocationPause lPause;
         EXPECT_EQ(lTotal, static_cast<uint32_t>(aTimes) * 100);
         return lCount;
+    }
+
+    // A port or bus without memory for what is behind it.
+    template<typename Product>
+    void MakeWithoutMemory(std::optional<Product>& aProduct)
+    {
+        aProduct.emplace(); // makes what they all share
+        {
+            const AllocationCounter lCounter(1);
+            aProduct.emplace();
+        }
+        EXPECT_EQ(mAsserts.Take(), Broken({cNoThis}));
     }
 
     const Bytes mConfirmation = Words({0x1805});
@@ -162,6 +176,156 @@ TEST_F(AllocationTest, PortsSurviveEachFailedAllocation)
     }
     EXPECT_GT(mFailures, 3);
     EXPECT_EQ(mSink.GetMemoryLines(), 0);
+}
+
+TEST_F(AllocationTest, AnEventWithoutMemoryForItsBytesIsLostAndTheNextIsNot)
+{
+    if (!AllocationCounter::CountsCalloc())
+    {
+        GTEST_SKIP() << "calls of calloc() cannot be counted on this system";
+    }
+    KyDeviceSerialPort lPort;
+    ASSERT_THAT(lPort.Open(&mDevice, KyDeviceSerialBulk3), IsOK());
+    const KyString lName(cUpstreamBuffer);
+    IKyDeviceEventSink* const lSink = mDevice.GetSinks().at(0);
+    {
+        const AllocationCounter lCounter(1);
+        lSink->NotifyFeatureInvalidated(&lName);
+    }
+    EXPECT_EQ(ReadAll(lPort), Bytes());
+    mDevice.Invalidate(cUpstreamBuffer);
+    EXPECT_EQ(ReadAll(lPort), Count(100));
+    EXPECT_THAT(lPort.Close(), IsOK());
+}
+
+TEST_F(AllocationTest, APortWithoutMemoryForItselfSaysSoOfEveryCallButOpen)
+{
+    std::optional<KyDeviceSerialPort> lPort;
+    MakeWithoutMemory(lPort);
+    const auto lIsOutOfMemory = IsResult(KyResult::FAILURE, cOutOfMemory);
+    uint8_t lByte = 0;
+    uint32_t lCount = 7;
+    EXPECT_FALSE(lPort->IsOpened());
+    EXPECT_THAT(lPort->Close(), lIsOutOfMemory);
+    EXPECT_THAT(lPort->Write(&lByte, 1, lCount), lIsOutOfMemory);
+    EXPECT_EQ(std::exchange(lCount, 7), 0U);
+    EXPECT_THAT(lPort->Read(&lByte, 1, lCount, 0), lIsOutOfMemory);
+    EXPECT_EQ(std::exchange(lCount, 7), 0U);
+    EXPECT_THAT(lPort->FlushRxBuffer(), lIsOutOfMemory);
+    EXPECT_THAT(lPort->GetRxBytesReady(lCount), lIsOutOfMemory);
+    EXPECT_EQ(std::exchange(lCount, 7), 0U);
+    EXPECT_THAT(lPort->GetRxBufferSize(lCount), lIsOutOfMemory);
+    EXPECT_EQ(lCount, 0U);
+    EXPECT_THAT(lPort->SetRxBufferSize(10), lIsOutOfMemory);
+    EXPECT_EQ(mAsserts.Take(), Broken(std::vector<std::string>(8, cNoThis)));
+    EXPECT_THAT(lPort->Open(&mDevice, KyDeviceSerialUart0), IsOK()); // makes what was missing
+    EXPECT_THAT(lPort->Close(), IsOK());
+    MakeWithoutMemory(lPort);
+    lPort.reset();
+    EXPECT_EQ(mAsserts.Take(), Broken({cNoThis}));
+}
+
+TEST_F(AllocationTest, ABusWithoutMemoryForItselfSaysSoOfEveryCallAndSoDoesOneThatSharesIt)
+{
+    const auto lIsOutOfMemory = IsResult(KyResult::FAILURE, cOutOfMemory);
+    std::optional<KyDeviceI2CBus> lI2C;
+    MakeWithoutMemory(lI2C);
+    KyDeviceI2CBus lSharing;
+    lSharing = *lI2C;
+    std::optional<KyDeviceSPIBus> lSPI;
+    MakeWithoutMemory(lSPI);
+    uint8_t lByte = 0;
+    uint32_t lCount = 0;
+    EXPECT_FALSE(lI2C->IsOpened());
+    EXPECT_FALSE(lSPI->IsOpened());
+    EXPECT_THAT(lSharing.Open(&mDevice, KyDeviceSerialBulk3), lIsOutOfMemory);
+    EXPECT_THAT(lSharing.Close(), lIsOutOfMemory);
+    EXPECT_THAT(lI2C->MasterTransmitter(1, &lByte, 1, true, true), lIsOutOfMemory);
+    EXPECT_THAT(lI2C->MasterReceiverAfterFirstByte(1, &lByte, 1, lCount, true, true), lIsOutOfMemory);
+    EXPECT_THAT(lI2C->BurstWrite(1, &lByte, 1, true), lIsOutOfMemory);
+    EXPECT_THAT(lI2C->BurstRead(1, &lByte, 1, lCount, true), lIsOutOfMemory);
+    EXPECT_THAT(lI2C->IndirectBurstWrite(1, 2, &lByte, 1, true), lIsOutOfMemory);
+    EXPECT_THAT(lI2C->IndirectBurstRead(1, 2, &lByte, 1, lCount, true, true), lIsOutOfMemory);
+    EXPECT_THAT(lSPI->Open(&mDevice, KyDeviceSerialBulk3), lIsOutOfMemory);
+    EXPECT_THAT(lSPI->Close(), lIsOutOfMemory);
+    EXPECT_THAT(lSPI->BurstRead(&lByte, 1, lCount, 0), lIsOutOfMemory);
+    EXPECT_THAT(lSPI->BurstWriteAndRead(&lByte, 1, 1, true, true), lIsOutOfMemory);
+    EXPECT_EQ(mAsserts.Take(), Broken(std::vector<std::string>(14, cNoThis)));
+}
+
+TEST_F(AllocationTest, WithoutMemoryToNoteThatADeviceHasNoRegistersItHasNoI2C)
+{
+    mDevice.SetAvailable(Slot::IsRegisterFeatureAvailable, "Bulk0DownstreamData", false);
+    mDevice.Fail(Slot::ReadRegister);
+    int lFailing = 0;
+    for (int lCount = 1; lCount >= lFailing; ++lFailing)
+    {
+        mDevice.SetInteger("GevMACAddress", 0x0A1C0000 + lFailing); // one that has not been noted yet
+        bool lIsSupported = true;
+        {
+            const AllocationCounter lCounter(lFailing);
+            lIsSupported = KyDeviceI2CBus::IsSupported(&mDevice, KyDeviceSerialBulk0);
+            lCount = AllocationCounter::GetCount();
+        }
+        EXPECT_FALSE(lIsSupported) << lFailing;
+    }
+    EXPECT_GT(lFailing, 2);
+}
+
+// The engine that is replaced while it is open is never freed: the device may still call it.
+TEST_F(AllocationTest, AnOpenEngineSurvivesItsReplacementWhateverAllocationFailed)
+{
+    static std::vector<std::vector<IKyDeviceEventSink*>> sKept; // who looks for leaks finds them here
+    int lFailing = 0;
+    for (int lCount = 1; lCount >= lFailing; ++lFailing)
+    {
+        SCOPED_TRACE(lFailing);
+        mDevice.SetInteger("GevMACAddress", 0x0A11C000 + lFailing);
+        std::optional<KyDeviceSerialPort> lPort(std::in_place);
+        ASSERT_THAT(lPort->Open(&mDevice, KyDeviceSerialUart0), IsOK());
+        const std::vector<IKyDeviceEventSink*> lSinks = mDevice.GetSinks();
+        {
+            const AllocationCounter lCounter(lFailing);
+            EXPECT_EQ(lPort->Open(&mDevice, KyDeviceSerialUart0).GetCode(),
+                      KyResult::FAILURE); // it is in use
+            lCount = AllocationCounter::GetCount();
+        }
+        lPort.reset(); // closes what was not replaced
+        for (IKyDeviceEventSink* lSink : mDevice.GetSinks())
+        {
+            EXPECT_EQ(lSink, lSinks.back());
+            lSink->NotifyEvent(0x9000, 0, 0, 0, mConfirmation.data(), 4);
+            EXPECT_THAT(mDevice.UnregisterEventSink(lSink), IsOK());
+        }
+        sKept.push_back(lSinks);
+    }
+    EXPECT_GT(lFailing, 3);
+}
+
+TEST_F(AllocationTest, ABridgeToAHostPortThatDoesNotStartLetsGoWhateverAllocationFailed)
+{
+    int lFailing = 0;
+    const KyString lNoPort("no COM port");
+    for (int lCount = 1; lCount >= lFailing; ++lFailing)
+    {
+        SCOPED_TRACE(lFailing);
+        KySerialBridge lBridge;
+        {
+            const AllocationCounter lCounter(lFailing);
+            const KyResult lResult = lBridge.Start(lNoPort, {}, &mDevice, KyDeviceSerialBulk3);
+            lCount = AllocationCounter::GetCount();
+            Note(lResult);
+            const AllocationPause lPause;
+            EXPECT_FALSE(lResult.IsOK());
+        }
+        EXPECT_EQ(lBridge.GetDevicePort(), KyDeviceSerialInvalid);
+        EXPECT_TRUE(mDevice.GetSinks().empty());
+        KyDeviceSerialPort lPort;
+        EXPECT_THAT(lPort.Open(&mDevice, KyDeviceSerialBulk3), IsOK());
+        EXPECT_THAT(lPort.Close(), IsOK());
+    }
+    EXPECT_GT(lFailing, 10);
+    EXPECT_GT(mFailures, 3);
 }
 
 TEST_F(AllocationTest, I2CBusesSurviveEachFailedAllocation)

@@ -46,6 +46,20 @@ TEST_F(BridgeCLDLLTest, ThreadsWithoutFifosEndAtOnce)
     EXPECT_EQ(mBridge->GetDownThreadRoutine()(lBridge), 0xFFFFFFFFU);
 }
 
+TEST_F(BridgeCLDLLTest, WithoutADevicePortItGivesClientsNothingAndEnds)
+{
+    ASSERT_THAT(mBridge->OpenSharedMem("Server"), IsOK());
+    ASSERT_THAT(mBridge->Start(), IsOK());
+    SharedFifo lUp("KySerialBridgeUpFifo1", "Local\\", 1024, false);
+    char lByte = 0;
+    uint32_t lRead = 7;
+    EXPECT_FALSE(lUp.Read(&lByte, 1, lRead, 20));
+    EXPECT_EQ(lRead, 0U);
+    mBridge->StopThreads();
+    EXPECT_EQ(mBridge->GetBytesReceivedFromDevice(), 0U);
+    EXPECT_EQ(mBridge->GetTransferErrors(), 0U);
+}
+
 TEST_F(BridgeCLDLLTest, EntersTheServerWithItsRatesAndConfiguresTheDevice)
 {
     for (const char* lEntry : {"Baud19200", "Baud230400", "Baud14400"})
@@ -227,6 +241,24 @@ TEST_F(BridgeCLDLLTest, ASpoiltFifoIsCountedAndLogged)
     const LogLine lExpected{PriorityError, "KySerialLib::BridgeCLDLL::UpThread",
                             "Error writting data from KyDevice to shared memory FIFO."};
     EXPECT_TRUE(WaitFor([&] { return testing::Value(mLog.Take(), testing::Contains(lExpected)); }));
+}
+
+TEST_F(BridgeCLDLLTest, CountsTheSameWhenNoPriorityIsEnabled)
+{
+    DisableEveryPriority();
+    mDevice.Fail(Slot::GetEnumEntries); // offers 9600 alone
+    Start();
+    EXPECT_EQ(Entry().mSupportedBaudRates, 0x01U);
+    mDevice.Fail(Slot::SetRegisterData);
+    EXPECT_TRUE(Send("lost"));
+    EXPECT_TRUE(WaitFor([&] { return mBridge->GetTransferErrors() == 1; }));
+    KyPlatform::SharedMemory lMemory;
+    ASSERT_TRUE(lMemory.Open("Local\\KySerialBridgeUpFifo1Memory"));
+    static_cast<KySerialLib::SharedFifoHeader*>(lMemory.GetBase())->mSize = 0;
+    SendFromDevice("lost");
+    EXPECT_TRUE(WaitFor([&] { return mBridge->GetTransferErrors() == 2; }));
+    mBridge->StopThreads();
+    EXPECT_EQ(TakeLog(), Lines());
 }
 
 TEST_F(BridgeCLDLLTest, AClientThatDoesNotReadCanWrite)

@@ -40,7 +40,7 @@ TEST_F(BridgeCOMTest, RefusesEveryOtherName)
 {
     KyString lPath("before");
     for (const char* lName : {"COM", "COM123", "COM100", "COMA", "LPT1", "COM1A", "COM5X", "", "5", "COM-",
-                              "COM 1", "\xC3OM1", "COM1\n", R"(\\.\COM1)"})
+                              "COM 1", "\xC3OM1", "CAM1", "CON1", "COM1\n", R"(\\.\COM1)"})
     {
         EXPECT_THAT(mBridge.ParseCOMPort(lName, lPath), IsResult(KyResult::BAD_PARAMETER, cMalformed))
             << lName;

@@ -111,6 +111,13 @@ TEST_F(BulkIPEngineSupportTest, AnswersTheSameWhenNoPriorityIsEnabled)
     EXPECT_FALSE(BulkIPEngine::IsSupported(&mDevice, KyDeviceSerialBulk1));
     EXPECT_EQ(mAsserts.Take(), Broken({"false"}));
     EXPECT_FALSE(BulkIPEngine::IsSupported(nullptr, KyDeviceSerialBulk0));
+    mDevice.Fail(Slot::ReadRegister, "0xb95c");
+    EXPECT_FALSE(IsI2CSupported());
+    mDevice.SetRegister(0xB8FC, 0x7FFFFFFF);
+    EXPECT_FALSE(IsI2CSupported());
+    mDevice.Fail(Slot::ReadRegister);
+    EXPECT_FALSE(IsI2CSupported());
+    EXPECT_TRUE(PortMap::IsKnownUnsupported(&mDevice));
     EXPECT_EQ(TakeLog(), Lines());
 }
 

@@ -110,6 +110,15 @@ TEST_F(IRegisterSerialPortRxTest, FetchesNothingForALengthBeyondTheBuffer)
     EXPECT_EQ(mDevice.GetCallCount(Slot::GetRegisterData), 0);
 }
 
+TEST_F(IRegisterSerialPortRxTest, FetchesNothingForALengthThatNoMessageHas)
+{
+    Offer({5});
+    mDevice.SetLength(cUpstreamBuffer, int64_t{1} << 32);
+    mDevice.SetInteger(cUpstreamLength, int64_t{1} << 31);
+    EXPECT_EQ(Receive(), Bytes());
+    EXPECT_EQ(mDevice.GetCallCount(Slot::GetRegisterData), 0);
+}
+
 TEST_F(IRegisterSerialPortRxTest, SurvivesABufferOfAbsurdLength)
 {
     // More than 32 bits can say, with low bits that look small; and more than there is memory for.

@@ -303,6 +303,17 @@ TEST_F(IRegisterSerialPortWriteTest, FailsTheSameWhenNoPriorityIsEnabled)
     EXPECT_THAT(Write({1}), IsResult(KyResult::BUFFER_TOO_SMALL,
                                      "IRegisterSerialPort::Write length allowed 8 is less than or equal to 8 "
                                      "header bytes!"));
+    mDevice.Fail(Slot::GetRegisterLength, KyResult(0x2222, "no length"));
+    EXPECT_THAT(Write({1}), IsResult(0x2222, "no length"));
+    EXPECT_EQ(TakeLog(), Lines());
+}
+
+TEST_F(IRegisterSerialPortSPITest, TransfersTheSameWhenNoPriorityIsEnabled)
+{
+    DisableEveryPriority();
+    EXPECT_THAT(Transfer({1, 2, 3, 4}, 9, true, false), IsOK());
+    EXPECT_EQ(TakeMessages(),
+              std::vector<Bytes>{Join({Bytes(4), NetworkWord(8), {0, 0, 4, 0}, {1, 2, 3, 4}})});
     EXPECT_EQ(TakeLog(), Lines());
 }
 

@@ -97,6 +97,10 @@ TEST_F(PortMapTest, IdentifiesSilentlyWhenNoPriorityIsEnabled)
     DisableEveryPriority();
     mDevice.Fail(Slot::GetIntegerValue);
     EXPECT_EQ(PortMap::GetConnectionID(&mDevice), "00:11:22:33:44:55");
+    mDevice.SetAnswer(Slot::IsGigEVision, false);
+    mDevice.SetAnswer(Slot::IsAlternateTransport, true);
+    mDevice.Fail(Slot::GetStringValue);
+    EXPECT_EQ(PortMap::GetConnectionID(&mDevice), "Unknown00000000");
     EXPECT_EQ(TakeLog(), Lines());
 }
 

@@ -98,6 +98,20 @@ TEST_F(SerialPortIPEngineRxTest, TakesWholeWordsOfEveryLength)
     EXPECT_EQ(TakeLog(), Lines());
 }
 
+TEST_F(SerialPortIPEngineRxTest, TakesALongEventWhole)
+{
+    Open(KyDeviceSerialUart0);
+    EXPECT_THAT(mEngine.SetRxBufferSize(1000), IsOK());
+    std::vector<uint32_t> lWords{0x2};
+    Bytes lExpected;
+    for (uint32_t lIndex = 0; lIndex < 700; ++lIndex)
+    {
+        lWords.push_back(lIndex);
+        lExpected.push_back(static_cast<uint8_t>(lIndex & 0xFFU));
+    }
+    EXPECT_EQ(Receive(0x9000, Words(lWords)), lExpected);
+}
+
 TEST_F(SerialPortIPEngineRxTest, TakesUnalignedData)
 {
     Open(KyDeviceSerialUart0);

@@ -80,6 +80,8 @@ void KyBridgeC_ServesClientsUnderItsName(void)
     CHECK_OK(KyBridgeGetDevicePort(lBridge, &lSerial));
     CHECK(lSerial == KY_BULK1);
     CHECK_CODE(KyBridgeStartClients(lBridge, lName, lCamera.mDevice, KY_BULK2), KY_WRONG_STATE);
+    CHECK_CODE(KyBridgeStartHost(lBridge, "COM1", NULL, lCamera.mDevice, KY_BULK2), KY_WRONG_STATE);
+    CHECK(strcmp(KyGetLastText(), "Bridge already started.") == 0);
     CHECK_CODE(KyDeviceDestroy(lCamera.mDevice), KY_WRONG_STATE);
     CHECK_OK(KyBridgeRecover(lBridge));
     CHECK_OK(KyBridgeStop(lBridge));
@@ -100,6 +102,7 @@ void KyBridgeC_StartingSaysWhatIsWrong(void)
     CHECK_CODE(KyBridgeStartHost(lBridge, "COM1", &lSettings, lCamera.mDevice, KY_INVALID_PORT),
                KY_BAD_PARAMETER);
     CHECK_CODE(KyBridgeStartHost(lBridge, "COM1", &lSettings, 0, KY_BULK1), KY_INVALID_HANDLE);
+    CHECK_CODE(KyBridgeStartClients(lBridge, "x", 0, KY_BULK1), KY_INVALID_HANDLE);
     lSettings.mBaudRate = 4800;
     CHECK_CODE(KyBridgeStartHost(lBridge, "COM1", &lSettings, lCamera.mDevice, KY_BULK1), KY_BAD_PARAMETER);
     lSettings.mSize = 0;

@@ -107,6 +107,7 @@ void KyI2CBusC_RefusesWhatCannotWork(void)
     CHECK_CODE(KyI2CBusRead(lBus, 0x50, NULL, 1, &lRead, 1, 1), KY_BAD_PARAMETER);
     CHECK(lRead == 0);
     CHECK_CODE(KyI2CBusRead(lBus, 0x50, &lByte, 65536, &lRead, 1, 1), KY_BAD_PARAMETER);
+    CHECK_CODE(KyI2CBusIndirectRead(lBus, 0x50, 0, NULL, 1, &lRead, 1, 1), KY_BAD_PARAMETER);
     CHECK_CODE(KyI2CBusIndirectRead(lBus, 0x50, 0, &lByte, 65536, &lRead, 1, 1), KY_BAD_PARAMETER);
     CHECK_CODE(KyI2CBusWrite(lBus, 0x50, NULL, 1, 1, 1), KY_BAD_PARAMETER);
     CHECK_OK(KyI2CBusIsOpened(lBus, &lAnswer));

@@ -9,6 +9,7 @@ KY_CASE(KyDeviceC, ItCannotBeDestroyedWhileSomethingIsOpenOnIt)
 KY_CASE(KyDeviceC, AfterItsEndNoFunctionOfTheTableIsCalled)
 KY_CASE(KyDeviceC, TextsAreReturnedFromInsideTheirFunctionsOnly)
 KY_CASE(KyDeviceC, EventsReachThePortsUntilTheyAreClosed)
+KY_CASE(KyDeviceC, APortWhoseSinkIsRefusedGetsNoEvents)
 KY_CASE(KyDeviceC, AReportFromInsideAReportIsRefused)
 KY_CASE(KyDeviceC, TextsGoIntoTheCallersBufferIfTheyFit)
 

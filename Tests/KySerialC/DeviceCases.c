@@ -242,9 +242,53 @@ void KyDeviceC_EventsReachThePortsUntilTheyAreClosed(void)
     EndCamera(lCamera);
 }
 
+static uint32_t sUnregistered;
+
+static KyCode RefuseSink(void* aContext, KyDeviceHandle aDevice)
+{
+    (void)aContext;
+    (void)aDevice;
+    return 0x1234;
+}
+
+static KyCode CountUnregistered(void* aContext, KyDeviceHandle aDevice)
+{
+    (void)aContext;
+    (void)aDevice;
+    ++sUnregistered;
+    return KY_OK;
+}
+
+void KyDeviceC_APortWhoseSinkIsRefusedGetsNoEvents(void)
+{
+    static const uint8_t cPayload[] = {0x02, 0, 0, 0, 'k', 0, 0x01, 0};
+    const TestCamera lCamera = MakeCamera();
+    KyAdapter lTable;
+    KyDeviceHandle lDevice = 0;
+    KyPortHandle lPort = 0;
+    uint32_t lReady = 7;
+    lTable.mSize = sizeof lTable;
+    CHECK_OK(KySimCameraGetAdapter(lCamera.mCamera, &lTable));
+    lTable.mRegisterEventSink = &RefuseSink;
+    lTable.mUnregisterEventSink = &CountUnregistered;
+    sUnregistered = 0;
+    CHECK_OK(KyDeviceCreate(&lTable, &lDevice));
+    CHECK_OK(KyPortCreate(&lPort));
+    CHECK_OK(KyPortOpen(lPort, lDevice, KY_UART0));
+    CHECK_OK(KyDeviceNotifyEvent(lDevice, 0x9000, 0, 0, 0, cPayload, sizeof cPayload));
+    CHECK_OK(KyPortGetRxBytesReady(lPort, &lReady));
+    CHECK(lReady == 0);
+    CHECK_OK(KyPortClose(lPort));
+    CHECK(sUnregistered == 0); /* nothing was registered */
+    CHECK_OK(KyPortDestroy(lPort));
+    CHECK_OK(KyDeviceDestroy(lDevice));
+    EndCamera(lCamera);
+}
+
 /* Reports, from inside a report: a port's sink reads this feature. */
 static KyDeviceHandle sDevice;
 static KyCode sResult;
+static KyCode sChangeResult;
 static int32_t sHasText;
 static KyCode (*sGetRegisterLength)(void*, const char*, int64_t*);
 static KyCode (*sGetIntegerValue)(void*, const char*, int64_t*);
@@ -252,6 +296,7 @@ static KyCode (*sGetIntegerValue)(void*, const char*, int64_t*);
 static KyCode ReportFromInside(void* aContext, const char* aName, int64_t* aLength)
 {
     sResult = KyDeviceNotifyEvent(sDevice, 0x9000, 0, 0, 0, NULL, 0);
+    sChangeResult = KyDeviceNotifyFeatureInvalidated(sDevice, "NoSuchFeature");
     sHasText =
         strcmp(KyGetLastText(), "Inside another report of this thread, or of a device that ends.") == 0;
     return sGetIntegerValue(aContext, aName, aLength);
@@ -274,6 +319,7 @@ void KyDeviceC_AReportFromInsideAReportIsRefused(void)
     CHECK_OK(KySimCameraInject(lCamera.mCamera, KY_BULK6, (const uint8_t*)"abc", 3));
     CHECK_OK(KySimCameraWaitForEvents(lCamera.mCamera));
     CHECK_CODE(sResult, KY_WRONG_STATE);
+    CHECK_CODE(sChangeResult, KY_WRONG_STATE);
     CHECK(sHasText);
     CHECK_OK(KyPortClose(lPort));
     CHECK_OK(KyPortDestroy(lPort));

@@ -34,6 +34,12 @@ void* Allocate(size_t aSize) noexcept
     return std::malloc(aSize > 0 ? aSize : 1);
 }
 
+#if defined(KYTEST_WRAPS_CALLOC)
+constexpr bool cCountsCalloc = true;
+#else
+constexpr bool cCountsCalloc = false;
+#endif
+
 void* AllocateOrThrow(size_t aSize)
 {
     void* const lMemory = Allocate(aSize);
@@ -59,6 +65,11 @@ AllocationCounter::AllocationCounter(int aFailing)
 AllocationCounter::~AllocationCounter()
 {
     gCounting = false;
+}
+
+bool AllocationCounter::CountsCalloc()
+{
+    return cCountsCalloc;
 }
 
 int AllocationCounter::GetCount()
@@ -129,3 +140,18 @@ void operator delete[](void* aMemory, const std::nothrow_t& /*aTag*/) noexcept
 {
     std::free(aMemory);
 }
+
+#if defined(KYTEST_WRAPS_CALLOC)
+// The linker's names for the function that it puts in the place of another, and for that other one.
+// NOLINTBEGIN(bugprone-reserved-identifier)
+extern "C" void* __real_calloc(size_t aCount, size_t aSize);
+extern "C" void* __wrap_calloc(size_t aCount, size_t aSize)
+{
+    if (gCounting && KyTest::gAllocationPause == 0 && ++gCount == gFailing)
+    {
+        return nullptr;
+    }
+    return __real_calloc(aCount, aSize);
+}
+// NOLINTEND(bugprone-reserved-identifier)
+#endif

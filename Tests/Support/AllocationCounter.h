@@ -5,8 +5,9 @@
 namespace KyTest
 {
 
-/// Counts the calling thread's allocations with operator new, from construction to destruction, and can let
-/// one of them fail. Only in a program that compiles AllocationCounter.cpp; one at a time on a thread.
+/// Counts the calling thread's allocations with operator new, and those with calloc() where CountsCalloc(),
+/// from construction to destruction, and can let one of them fail. Only in a program that compiles
+/// AllocationCounter.cpp; one at a time on a thread.
 ///
 /// Test code that allocates in between stands under an AllocationPause.
 class AllocationCounter
@@ -20,6 +21,9 @@ public:
 
     /// Allocations so far, the failed one included.
     static int GetCount();
+
+    /// Whether calls of calloc() count: where the linker leads them to another function.
+    static bool CountsCalloc();
 };
 
 /// The same for all threads but the one that makes it. One at a time.

@@ -317,8 +317,14 @@ TEST(SharedFifoOpenTest, ClearEmptiesAnInvalidFifoThatHasItsSection)
 
 TEST_F(SharedFifoTest, WhoFindsTheLockOfADeadThreadSetsTheEventsThatAreTrueAndNoOther)
 {
-    const auto lDie = [this]
-    { std::thread([this] { EXPECT_EQ(mMutex.Wait(5000), WaitResult::Done); }).join(); };
+    // A mapping for each: the sanitizer does not see that the FIFO's own frees the lock of another.
+    std::deque<KyPlatform::NamedMutex> lDead;
+    const auto lDie = [&]
+    {
+        KyPlatform::NamedMutex& lMutex = lDead.emplace_back();
+        ASSERT_TRUE(lMutex.Open(mPrefix + mName + "Mutex"));
+        std::thread([&] { EXPECT_EQ(lMutex.Wait(5000), WaitResult::Done); }).join();
+    };
     uint32_t lCount = 0;
     lDie();
     EXPECT_TRUE(mFifo.GetAvailable(lCount));
@@ -354,59 +360,6 @@ TEST(SharedFifoOpenTest, EverythingIsGoneWithTheLastHolder)
     KyPlatform::SharedMemory lMemory;
     ASSERT_TRUE(lMemory.Open("Local\\" + lName + "Memory"));
     EXPECT_TRUE(lMemory.HasSizeOf(128 + 16));
-}
-
-// A maker that dies before it has given the section its size holds the lock.
-class UnfinishedSectionTest : public SharedFifoTest
-{
-protected:
-    void Leave()
-    {
-        std::memset(mMemory.GetBase(), 0, sizeof(KySerialLib::SharedFifoHeader));
-        std::thread([this] { EXPECT_TRUE(IsOwned(mMutex.Wait(0))); }).join();
-    }
-};
-
-TEST_F(UnfinishedSectionTest, IsFinishedByTheNextWhoMayMakeIt)
-{
-    Leave();
-    SharedFifo lFifo(mName, mPrefix, 1024, true);
-    EXPECT_TRUE(lFifo.IsValid());
-    EXPECT_EQ(GetHeader().mSize, 1024U);
-    EXPECT_TRUE(Write("finished"));
-    char lBytes[8];
-    uint32_t lRead = 0;
-    EXPECT_TRUE(lFifo.Read(lBytes, 8, lRead, 0));
-    EXPECT_EQ(std::string(lBytes, lRead), "finished");
-}
-
-TEST_F(UnfinishedSectionTest, IsNotUsedByOthersNorForAnotherSize)
-{
-    for (const bool lCreate : {false, true})
-    {
-        Leave();
-        SharedFifo lFifo(mName, mPrefix, lCreate ? 100000 : 1024, lCreate);
-        EXPECT_FALSE(lFifo.IsValid());
-        uint32_t lCount = 7;
-        EXPECT_FALSE(lFifo.GetAvailable(lCount));
-        EXPECT_EQ(lCount, 0U);
-        EXPECT_EQ(GetHeader().mSize, 0U);
-        EXPECT_EQ(mMutex.Wait(0), KyPlatform::WaitResult::Done); // it has given the lock back
-        EXPECT_TRUE(mMutex.Release());
-    }
-}
-
-TEST_F(SharedFifoTest, LockOfADeadOwnerOfASoundSectionRepairsTheEventsOnly)
-{
-    ASSERT_TRUE(Write("kept"));
-    ASSERT_TRUE(mWriteEvent.Reset());
-    ASSERT_TRUE(mReadEvent.Reset());
-    std::thread([this] { EXPECT_TRUE(IsOwned(mMutex.Wait(0))); }).join();
-    SharedFifo lFifo(mName, mPrefix, 1024, false);
-    EXPECT_TRUE(lFifo.IsValid());
-    EXPECT_TRUE(IsSet(mWriteEvent));
-    EXPECT_TRUE(IsSet(mReadEvent));
-    EXPECT_EQ(Read(), "kept");
 }
 
 } // namespace

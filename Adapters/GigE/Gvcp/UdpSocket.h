@@ -48,6 +48,8 @@ void TightenTimers();
 class Waker
 {
 public:
+    using Clock = std::chrono::steady_clock;
+
     Waker();
     ~Waker();
     Waker(const Waker&) = delete;
@@ -58,9 +60,16 @@ public:
     /// Any thread; does not block.
     void Wake();
 
+    /// Ends a wait at a moment or earlier, as its time-out does. For waits that most often end before: a
+    /// moment that moves on costs nothing until it has come, where a time-out is set up for each wait. The
+    /// waiting thread only. \return False: the system refused; waits need a time-out.
+    bool EndBy(Clock::time_point aWhen);
+
 private:
     friend class UdpSocket;
     int mHandle;
+    int mTimer = -1;
+    Clock::time_point mDue = Clock::time_point::max(); // of the timer; max: it does not run
 };
 
 /// How an operation of a socket ended.
@@ -120,7 +129,7 @@ public:
     /// \param aSockets  Not null; closed ones are passed over. Eight at most.
     /// \param aReady    Receives a bit for each that has something, the lowest for the first; may be null. 0
     ///                  unless Done.
-    /// \return Done, TimedOut, Woken or Failed.
+    /// \return Done, TimedOut (also at the waker's moment), Woken or Failed.
     static SocketResult Wait(std::span<UdpSocket* const> aSockets, SocketTime aTimeout, Waker* aWaker,
                              uint32_t* aReady = nullptr);
 

@@ -265,10 +265,13 @@ bool NamedFile::Create(const std::string& aName, const char* aKind, uint64_t aSi
     {
         return false;
     }
-    const auto lUntil = std::chrono::steady_clock::now() + cLongestLook;
+    // The first look mostly does; the clock is left alone until then.
+    using Clock = std::chrono::steady_clock;
+    Clock::time_point lUntil = Clock::time_point::max();
     Outcome lOutcome = Outcome::Again;
-    for (int lLook = 0; lOutcome == Outcome::Again && std::chrono::steady_clock::now() < lUntil; ++lLook)
+    for (int lLook = 0; lOutcome == Outcome::Again && (lLook == 0 || Clock::now() < lUntil); ++lLook)
     {
+        lUntil = lLook == 1 ? Clock::now() + cLongestLook : lUntil;
         if (lLook > cEagerLooks)
         {
             std::this_thread::sleep_for(std::chrono::milliseconds(1));

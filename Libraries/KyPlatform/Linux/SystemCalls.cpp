@@ -7,7 +7,6 @@
 #include <sys/file.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
-#include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -41,11 +40,6 @@ int Control(int aDescriptor, unsigned long aRequest, void* aArgument)
 int Replace(int aFrom, int aTo, int aFlags)
 {
     return ::dup3(aFrom, aTo, aFlags);
-}
-
-int SetTimerSlack(unsigned long aNanoseconds)
-{
-    return ::prctl(PR_SET_TIMERSLACK, aNanoseconds, 0UL, 0UL, 0UL);
 }
 
 int InitMutex(pthread_mutex_t* aMutex)
@@ -116,7 +110,6 @@ SystemCalls GetRealSystem() noexcept
     lReal.mReplace = &Replace;
     lReal.mStartThread = &::pthread_create;
     lReal.mNameThread = &::pthread_setname_np;
-    lReal.mSetTimerSlack = &SetTimerSlack;
     return lReal;
 }
 

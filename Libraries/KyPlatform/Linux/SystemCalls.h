@@ -52,7 +52,6 @@ struct SystemCalls
     int (*mReplace)(int, int, int); ///< Makes the second number mean what the first one means.
     int (*mStartThread)(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
     int (*mNameThread)(pthread_t, const char*);
-    int (*mSetTimerSlack)(unsigned long); ///< Nanoseconds that the calling thread's waits may be late by.
 };
 
 /// The table in use.

@@ -6,6 +6,7 @@
 #include <memory>
 #include <new>
 #include <pthread.h>
+#include <sys/prctl.h>
 #include <utility>
 
 namespace KyPlatform
@@ -24,9 +25,10 @@ struct Running
 
 void* Run(void* aRunning)
 {
-    // The system may otherwise put off the end of each wait, to end several at once.
-    constexpr unsigned long cSlack = 1000;
-    static_cast<void>(gSystem.mSetTimerSlack(cSlack)); // ignored: waits are only later
+    // The system may otherwise put off the end of each wait, to end several at once. Not through the table,
+    // which is for the thread that starts this one. A refusal is ignored: waits are only later.
+    constexpr unsigned long cNanoseconds = 1000;
+    ::prctl(PR_SET_TIMERSLACK, cNanoseconds, 0UL, 0UL, 0UL);
     auto* const lRunning = static_cast<Running*>(aRunning);
     lRunning->mResult = lRunning->mRoutine(lRunning->mArgument);
     return nullptr;

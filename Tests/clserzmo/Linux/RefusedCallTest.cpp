@@ -10,6 +10,7 @@
 #include <sys/mman.h>
 
 using KyPlatform::NamedSemaphore;
+using KySerialLib::SharedFifo;
 using KySerialLib::SharedRegistry;
 using KyTest::AssertRecorder;
 using KyTest::Broken;
@@ -59,6 +60,69 @@ TEST_F(RefusedFifoTest, WaitsForTheReaderBeyondALockThatAStoppedProcessHolds)
         });
     EXPECT_TRUE(mFifo.WaitUntilEmpty(60000));
     EXPECT_EQ(lLocks, 2);
+}
+
+/// Whoever takes a lock is told that its owner has died with it.
+class DeadOwnerTest : public FifoFixture
+{
+protected:
+    const ScriptedCall<&S::mTryLockMutex> mTry{[](pthread_mutex_t* aMutex)
+                                               {
+                                                   const int lError = ::pthread_mutex_trylock(aMutex);
+                                                   return lError == 0 ? EOWNERDEAD : lError;
+                                               }};
+    const ScriptedCall<&S::mMendMutex> mMend{[](pthread_mutex_t*) { return 0; }};
+};
+
+// Such an owner died before it had given the section its size.
+TEST_F(DeadOwnerTest, UnfinishedSectionIsFinishedByTheNextWhoMayMakeIt)
+{
+    GetHeader() = {};
+    SharedFifo lFifo(mName, mPrefix, 1024, true);
+    EXPECT_TRUE(lFifo.IsValid());
+    EXPECT_EQ(GetHeader().mSize, 1024U);
+    EXPECT_TRUE(Write("finished"));
+    char lBytes[8];
+    uint32_t lRead = 0;
+    EXPECT_TRUE(lFifo.Read(lBytes, 8, lRead, 0));
+    EXPECT_EQ(std::string(lBytes, lRead), "finished");
+}
+
+TEST_F(DeadOwnerTest, UnfinishedSectionIsNotUsedByOthersNorForAnotherSize)
+{
+    GetHeader() = {};
+    for (const bool lCreate : {false, true})
+    {
+        SharedFifo lFifo(mName, mPrefix, lCreate ? 100000 : 1024, lCreate);
+        EXPECT_FALSE(lFifo.IsValid());
+        uint32_t lCount = 7;
+        EXPECT_FALSE(lFifo.GetAvailable(lCount));
+        EXPECT_EQ(lCount, 0U);
+        EXPECT_EQ(GetHeader().mSize, 0U);
+        EXPECT_EQ(mMutex.Wait(0), KyPlatform::WaitResult::OwnerDied); // it has given the lock back
+        EXPECT_TRUE(mMutex.Release());
+    }
+}
+
+TEST_F(DeadOwnerTest, SectionWithASizeThatMakesNoSenseIsLeftAlone)
+{
+    GetHeader().mSize = 0xFFFFFFF0U;
+    SharedFifo lFifo(mName, mPrefix, 1024, true);
+    uint32_t lCount = 7;
+    EXPECT_FALSE(lFifo.GetAvailable(lCount));
+    EXPECT_EQ(GetHeader().mSize, 0xFFFFFFF0U);
+}
+
+TEST_F(DeadOwnerTest, SoundSectionOnlyGetsItsEventsRepaired)
+{
+    ASSERT_TRUE(Write("kept"));
+    ASSERT_TRUE(mWriteEvent.Reset());
+    ASSERT_TRUE(mReadEvent.Reset());
+    const SharedFifo lFifo(mName, mPrefix, 1024, false);
+    EXPECT_TRUE(lFifo.IsValid());
+    EXPECT_TRUE(IsSet(mWriteEvent));
+    EXPECT_TRUE(IsSet(mReadEvent));
+    EXPECT_EQ(Read(), "kept");
 }
 
 class RefusedRegistryTest : public RegistryFixture

@@ -14,6 +14,7 @@
 #include <sys/eventfd.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
+#include <sys/timerfd.h>
 #include <unistd.h>
 
 namespace KyGvcp
@@ -146,10 +147,30 @@ Waker::Waker() : mHandle(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
 
 Waker::~Waker()
 {
-    if (mHandle >= 0)
+    for (const int lHandle : {mHandle, mTimer})
     {
-        close(mHandle);
+        if (lHandle >= 0)
+        {
+            close(lHandle);
+        }
     }
+}
+
+bool Waker::EndBy(Clock::time_point aWhen)
+{
+    if (mTimer < 0)
+    {
+        mTimer = timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK);
+    }
+    if (aWhen < mDue)
+    {
+        // Zero would stop it. This clock is the one that the standard library's steady clock shows.
+        const itimerspec lTime{{}, ToTimespec(std::max(aWhen.time_since_epoch(), SocketTime(1)))};
+        const bool lSet = timerfd_settime(mTimer, TFD_TIMER_ABSTIME, &lTime, nullptr) == 0;
+        mDue = lSet ? aWhen : mDue;
+        return lSet;
+    }
+    return mTimer >= 0;
 }
 
 void Waker::Wake()
@@ -333,15 +354,16 @@ bool UdpSocket::SetReceiveTime(SocketTime aTime)
 SocketResult UdpSocket::Wait(std::span<UdpSocket* const> aSockets, SocketTime aTimeout, Waker* aWaker,
                              uint32_t* aReady)
 {
-    std::array<pollfd, cMostSockets + 1> lPolls{};
+    std::array<pollfd, cMostSockets + 2> lPolls{};
     const size_t lSockets = std::min(aSockets.size(), cMostSockets);
     for (size_t lIndex = 0; lIndex < lSockets; ++lIndex)
     {
         lPolls[lIndex] = {aSockets[lIndex]->mHandle, POLLIN, 0}; // poll() passes over negative ones
     }
     lPolls[lSockets] = {aWaker != nullptr ? aWaker->mHandle : -1, POLLIN, 0};
+    lPolls[lSockets + 1] = {aWaker != nullptr ? aWaker->mTimer : -1, POLLIN, 0};
     uint32_t lReady = 0;
-    bool lGood = PollFor(lPolls.data(), lSockets + 1, aTimeout) >= 0;
+    bool lGood = PollFor(lPolls.data(), lSockets + 2, aTimeout) >= 0;
     for (size_t lIndex = 0; lIndex < lSockets && lGood; ++lIndex)
     {
         lGood = (lPolls[lIndex].revents & POLLNVAL) == 0;
@@ -355,12 +377,17 @@ SocketResult UdpSocket::Wait(std::span<UdpSocket* const> aSockets, SocketTime aT
     {
         return lGood ? SocketResult::Done : SocketResult::Failed;
     }
+    uint64_t lCount = 0;
+    if (lPolls[lSockets + 1].revents != 0)
+    {
+        aWaker->mDue = Clock::time_point::max();
+        static_cast<void>(!read(aWaker->mTimer, &lCount, sizeof lCount)); // ignored: it only sets it back
+    }
     if (lPolls[lSockets].revents == 0)
     {
         return SocketResult::TimedOut;
     }
-    uint64_t lCount = 0;
-    static_cast<void>(!read(aWaker->mHandle, &lCount, sizeof lCount)); // ignored: it only sets it back
+    static_cast<void>(!read(aWaker->mHandle, &lCount, sizeof lCount)); // ignored likewise
     return SocketResult::Woken;
 }
 
