@@ -60,7 +60,7 @@ def main():
     for name, lines in sorted(files.items()):
         source = (root / name).read_text().splitlines()
         out, branches_out = excluded(source)
-        lines = {number: line for number, line in lines.items() if number not in out}
+        lines = {number: line for number, line in lines.items() if number not in out and number <= len(source)}
         for number, line in lines.items():
             own = source[number - 1].strip() not in ("", "{", "}", "{}", "};") and number not in branches_out
             line["branches"] = [branch for branch in line["branches"] if own and not branch["throw"]]
