@@ -19,7 +19,9 @@ def records(build):
     counters = sorted(str(path) for path in pathlib.Path(build).rglob("*.gcda"))
     for first in range(0, len(counters), CHUNK):
         command = ["gcov", "--json-format", "--stdout", "--branch-probabilities", *counters[first:first + CHUNK]]
-        found = subprocess.run(command, check=True, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+        found = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        if found.returncode != 0:  # counters that a process left half written, or of another build, count as nothing
+            sys.stderr.write(found.stderr.decode())
         for text in found.stdout.splitlines():
             if text.strip():
                 yield from json.loads(text)["files"]
