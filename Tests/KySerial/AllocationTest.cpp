@@ -275,7 +275,8 @@ TEST_F(AllocationTest, WithoutMemoryToNoteThatADeviceHasNoRegistersItHasNoI2C)
 // The engine that is replaced while it is open is never freed: the device may still call it.
 TEST_F(AllocationTest, AnOpenEngineSurvivesItsReplacementWhateverAllocationFailed)
 {
-    static std::vector<std::vector<IKyDeviceEventSink*>> sKept; // who looks for leaks finds them here
+    // Who looks for leaks, at the process's very end, finds them here.
+    static auto* const cKept = new std::vector<std::vector<IKyDeviceEventSink*>>;
     int lFailing = 0;
     for (int lCount = 1; lCount >= lFailing; ++lFailing)
     {
@@ -297,7 +298,7 @@ TEST_F(AllocationTest, AnOpenEngineSurvivesItsReplacementWhateverAllocationFaile
             lSink->NotifyEvent(0x9000, 0, 0, 0, mConfirmation.data(), 4);
             EXPECT_THAT(mDevice.UnregisterEventSink(lSink), IsOK());
         }
-        sKept.push_back(lSinks);
+        cKept->push_back(lSinks);
     }
     EXPECT_GT(lFailing, 3);
 }
