@@ -77,7 +77,7 @@ class DeadOwner
 class DeadOwnerTest : public FifoFixture
 {
 protected:
-    const DeadOwner mDead;
+    DeadOwner mDead;
 };
 
 // Such an owner died before it had given the section its size.
@@ -177,7 +177,7 @@ TEST_F(RefusedRegistryTest, EntriesThatADeadProcessHasBegunAreFreshAgain)
     std::strcpy(lEntries[2].mName, "half a nam");
     std::strcpy(lEntries[3].mName, "Other");
     lEntries[3].mServerId = 7; // the number is given last: it was finished
-    const DeadOwner lDead;
+    DeadOwner lDead;
     EXPECT_EQ(mRegistry->GetEntries().size(), 32U);
     EXPECT_EQ(lEntries[1].mRegistered, 0U);
     EXPECT_STREQ(lEntries[2].mName, "Uninitialized");
