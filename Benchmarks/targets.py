@@ -59,6 +59,7 @@ def network(cores):
     return [
         (f"{where}: register read, times UDP", ratio(f"{cores}.net.read_us", udp), at_most(1.3)),
         (f"{where}: register write, times UDP", ratio(f"{cores}.net.write_us", udp), at_most(1.3)),
+        (f"{where}: the system calls of a register alone, times UDP", ratio(f"{cores}.net.calls_us", udp), None),
         (f"{where}: register read by Aravis, times UDP", ratio(f"{cores}.net.aravis_us", udp), None),
         (f"{where}: UART byte with its event, times UDP", ratio(f"{cores}.net.uart_us", udp), at_most(3)),
         (f"{where}: byte on the line until its event, times UDP", ratio(f"{cores}.net.event_us", udp), None),
@@ -187,6 +188,7 @@ TABLES = {
     "wine": ("Windows build under Wine", [
         ("kernel calls a write with room", value("wine.calls.write"), at_most(3)),
         ("kernel calls a read with data", value("wine.calls.read"), at_most(3)),
+        ("kernel calls a round trip (two events: 4)", value("wine.calls.trip"), None),
         ("one core: round trip, times two events",
          ratio("wine.one.fifo1024.trip_us", "wine.one.event.trip_us"), at_most(4.5)),
         ("one core: named pipe, times two events",

@@ -23,9 +23,9 @@ build=build/fuzz
 options=()
 if [ -n "${KYSERIAL_FUZZ_FAST:-}" ]; then
   build=build/fuzz-fast
-  # The engine without its watch on the C library's comparisons; the C++ library before what else has parts of it.
+  # The engine without its watch on the C library's comparisons.
   options=(-DKYSERIAL_SANITIZE=
-    -DKYSERIAL_FUZZ_ENGINE="$(clang++ -print-file-name="libclang_rt.fuzzer-$(uname -m).a");-lstdc++"
+    -DKYSERIAL_FUZZ_ENGINE="$(clang++ -print-file-name="libclang_rt.fuzzer-$(uname -m).a")"
     -DCMAKE_CXX_FLAGS_DEBUG="-O2 -g1 -fno-sanitize-coverage=trace-cmp,indirect-calls,stack-depth")
 fi
 mkdir -p "$build"

@@ -18,8 +18,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
+#include <poll.h>
 #include <sched.h>
+#include <sys/eventfd.h>
 #include <sys/socket.h>
+#include <sys/timerfd.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -85,6 +88,23 @@ public:
     }
     ssize_t Receive(void* aBuffer, size_t aSize) const { return ::recv(mSocket, aBuffer, aSize, 0); }
 
+    /// Sends back one datagram with the calls that the simulated camera makes for a command: waits at four
+    /// files, asks who has sent, and sends without being connected. \return Its size.
+    ssize_t Answer(const PlainSocket& aOther, int aEvent, int aTimer) const
+    {
+        std::array<pollfd, 4> lPolls = {
+            {{mSocket, POLLIN, 0}, {aOther.mSocket, POLLIN, 0}, {aEvent, POLLIN, 0}, {aTimer, POLLIN, 0}}};
+        std::array<uint8_t, 64> lBuffer{};
+        sockaddr_in lFrom{};
+        socklen_t lSize = sizeof lFrom;
+        auto* const lAddress = reinterpret_cast<sockaddr*>(&lFrom);
+        Require(::ppoll(lPolls.data(), lPolls.size(), nullptr, nullptr) == 1, "wait");
+        const ssize_t lCount = ::recvfrom(mSocket, lBuffer.data(), lBuffer.size(), 0, lAddress, &lSize);
+        Require(::sendto(mSocket, lBuffer.data(), static_cast<size_t>(lCount), 0, lAddress, lSize) == lCount,
+                "answer");
+        return lCount;
+    }
+
 private:
     static sockaddr_in GetAddress(uint16_t aPort)
     {
@@ -98,7 +118,20 @@ private:
     const int mSocket;
 };
 
-/// Sixteen bytes there and back: as long as a register's read and its answer.
+/// Sends sixteen bytes, as many as a register's read and its answer have, and takes them back.
+void PingPong(Figures& aFigures, const std::string& aName, int aRounds, const PlainSocket& aHere)
+{
+    std::array<uint8_t, 64> lBuffer{};
+    Measure(aFigures, aName, aRounds,
+            [&]
+            {
+                Require(aHere.Send(lBuffer.data(), 16) && aHere.Receive(lBuffer.data(), lBuffer.size()) == 16,
+                        "ping-pong");
+            });
+    Require(aHere.Send(lBuffer.data(), 1), "end"); // one byte ends the echo
+}
+
+/// There and back with a send and a receive at each end.
 void MeasureDatagrams(Figures& aFigures, const std::string& aPrefix, int aRounds)
 {
     const PlainSocket lHere;
@@ -115,15 +148,31 @@ void MeasureDatagrams(Figures& aFigures, const std::string& aPrefix, int aRounds
                 Require(lThere.Send(lBuffer.data(), static_cast<size_t>(lSize)), "echo");
             }
         });
-    std::array<uint8_t, 64> lBuffer{};
-    Measure(aFigures, aPrefix + "udp_us", aRounds,
-            [&]
-            {
-                Require(lHere.Send(lBuffer.data(), 16) && lHere.Receive(lBuffer.data(), lBuffer.size()) == 16,
-                        "ping-pong");
-            });
-    Require(lHere.Send(lBuffer.data(), 1), "end"); // one byte ends the echo
+    PingPong(aFigures, aPrefix + "udp_us", aRounds, lHere);
     lEcho.join();
+}
+
+/// There and back with the calls that a register costs the adapter and the camera, and nothing else.
+void MeasureCalls(Figures& aFigures, const std::string& aPrefix, int aRounds)
+{
+    const PlainSocket lHere;
+    const PlainSocket lThere;
+    const PlainSocket lOther;
+    lHere.ConnectTo(lThere);
+    const int lEvent = ::eventfd(0, EFD_CLOEXEC);
+    const int lTimer = ::timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC);
+    Require(lEvent >= 0 && lTimer >= 0, "files");
+    std::thread lEcho(
+        [&]
+        {
+            while (lThere.Answer(lOther, lEvent, lTimer) == 16)
+            {
+            }
+        });
+    PingPong(aFigures, aPrefix + "calls_us", aRounds, lHere);
+    lEcho.join();
+    ::close(lEvent);
+    ::close(lTimer);
 }
 
 /// A camera whose line takes no time, at a place of its own.
@@ -273,6 +322,7 @@ int main(int aCount, char** /*aArguments*/)
             SetProcessors(lSpread ? lAll : lOne);
             const std::string lPrefix = lSpread ? "spread.net." : "one.net.";
             MeasureDatagrams(lFigures, lPrefix, lRounds);
+            MeasureCalls(lFigures, lPrefix, lRounds);
             MeasureAdapter(lFigures, lPrefix, lRounds);
             MeasureAravis(lFigures, lPrefix, lRounds);
         }

@@ -7,10 +7,12 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 using KySerialLib::SharedFifo;
@@ -207,8 +209,37 @@ void Measure(KyBench::Figures& aFigures, const std::string& aProgram, const std:
 }
 
 /// Calls into the system that one write and one read make.
-int gCalls = 0;
+std::atomic<int> gCalls{0};
 const KyPlatform::SystemCalls cReal = KyPlatform::GetRealSystem();
+
+/// Those of a round trip between two threads that sleep.
+double CountTripCalls()
+{
+    constexpr int cTrips = 200;
+    ::SetProcessAffinityMask(::GetCurrentProcess(), 1);
+    const std::string lName = "KyBenchTrip" + std::to_string(::GetCurrentProcessId());
+    FifoLink lHere(lName, 1024, true);
+    FifoLink lThere(lName, 1024, false);
+    char lByte = 'x';
+    gCalls = 0;
+    std::thread lPeer(
+        [&lThere]
+        {
+            char lEcho = 0;
+            for (int lTrip = 0; lTrip < cTrips; ++lTrip)
+            {
+                lThere.Receive(&lEcho, 1);
+                lThere.Send(&lEcho, 1);
+            }
+        });
+    for (int lTrip = 0; lTrip < cTrips; ++lTrip)
+    {
+        lHere.Send(&lByte, 1);
+        lHere.Receive(&lByte, 1);
+    }
+    lPeer.join();
+    return static_cast<double>(gCalls) / cTrips;
+}
 
 void ReportCalls()
 {
@@ -217,15 +248,21 @@ void ReportCalls()
     KyPlatform::gSystem.mSetEvent = [](HANDLE aHandle) -> BOOL { return ++gCalls, cReal.mSetEvent(aHandle); };
     KyPlatform::gSystem.mReleaseMutex = [](HANDLE aHandle) -> BOOL
     { return ++gCalls, cReal.mReleaseMutex(aHandle); };
+    KyPlatform::gSystem.mResetEvent = [](HANDLE aHandle) -> BOOL
+    { return ++gCalls, cReal.mResetEvent(aHandle); };
+    KyPlatform::gSystem.mWaitForAll = [](DWORD aHandles, const HANDLE* aHandle, BOOL aAll,
+                                         DWORD aTime) -> DWORD
+    { return ++gCalls, cReal.mWaitForAll(aHandles, aHandle, aAll, aTime); };
     SharedFifo lFifo("KyBenchCalls" + std::to_string(::GetCurrentProcessId()), "Local\\", 1024, true);
     uint32_t lCount = 0;
     std::array<char, 16> lBuffer{};
     gCalls = 0;
     lFifo.Write("abc", 3, lCount, 0);
-    std::printf("figure calls.write %d\n", gCalls);
+    std::printf("figure calls.write %d\n", gCalls.load());
     gCalls = 0;
     lFifo.Read(lBuffer.data(), 16, lCount, 0);
-    std::printf("figure calls.read %d\n", gCalls);
+    std::printf("figure calls.read %d\n", gCalls.load());
+    std::printf("figure calls.trip %.1f\n", CountTripCalls());
     KyPlatform::gSystem = cReal;
 }
 

@@ -40,21 +40,20 @@ void SerialPort::LockRx()
 
 void SerialPort::UnlockRx()
 {
-    const bool lWake = std::exchange(mWakeReader, false);
+    if (!mWakeReader)
+    {
+        mReceiveLock.Release();
+        return;
+    }
+    mWakeReader = false;
     mReceiveLock.Release();
     // Behind the lock: a reader that is woken under it would fall asleep at the lock at once.
-    if (lWake)
-    {
-        mDataEvent.Wake();
-    }
+    mDataEvent.Wake();
 }
 
 void SerialPort::TellReader()
 {
-    if (mReaderWaiting && mDataEvent.Raise())
-    {
-        mWakeReader = true;
-    }
+    mWakeReader = mDataEvent.Raise() || mWakeReader;
 }
 
 void SerialPort::Clear()
@@ -145,14 +144,17 @@ void SerialPort::PushBytes(const uint8_t* aBytes, uint32_t aCount)
             mReadIndex = Advance(mWriteIndex, 1); // the oldest bytes are lost
         }
     }
-    TellReader();
+    if (mReaderWaiting)
+    {
+        TellReader();
+    }
 }
 
 void SerialPort::EndReads(bool aEnd)
 {
     LockRx();
     mReadsEnd = aEnd;
-    if (aEnd)
+    if (aEnd && mReaderWaiting)
     {
         TellReader();
     }

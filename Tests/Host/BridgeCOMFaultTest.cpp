@@ -8,6 +8,7 @@
 #include "PortMap.h"
 #include "Support/FaultAdapter.h"
 #include "Support/ThreadCount.h"
+#include "Support/WaitFor.h"
 #include "Tests/Host/HostLinkTest.h"
 #include "Tests/KyPlatform/FailingSystem.h"
 
@@ -62,6 +63,37 @@ protected:
         return lAdapter.IsReached();
     }
 
+    // Everything that calls the system: bytes both ways, other settings, a recovery. Bytes may be lost.
+    void Use(KySerialBridge& aBridge)
+    {
+        SendUpstream(mDevice, "u");
+        EXPECT_EQ(mLink->Write("down"), 4U);
+        EXPECT_TRUE(WaitFor([&] { return aBridge.GetBytesReceivedFromDevice() == 1; }));
+        static_cast<void>(
+            WaitFor([&] { return aBridge.GetBytesSentToDevice() >= 4; }, std::chrono::milliseconds(30)));
+        const KyResult lSet = aBridge.SetSerialPortConfiguration({19200, KyParityNone, 8, 1});
+        EXPECT_TRUE(lSet.IsOK() || lSet.GetCode() == KyResult::FAILURE);
+        EXPECT_THAT(aBridge.Recover(), IsOK());
+    }
+
+    // Whether a byte comes through each way, sooner or later.
+    bool Relays(const KySerialBridge& aBridge)
+    {
+        const uint64_t lSent = aBridge.GetBytesSentToDevice();
+        std::string lGot;
+        const auto lComes = [&]
+        {
+            SendUpstream(mDevice, "!");
+            mLink->Write("!");
+            lGot += mLink->Read(1, 100);
+            // Not more often: the port waits for a pause.
+            const std::chrono::milliseconds cPause(200);
+            return WaitFor([&] { return aBridge.GetBytesSentToDevice() > lSent; }, cPause) &&
+                   lGot.ends_with('!');
+        };
+        return WaitFor(lComes, std::chrono::seconds(20));
+    }
+
     RecordingLogSink mLog{PriorityFatal};
     AssertRecorder mAsserts; // calls that cannot fail do
     ScriptedAdapter mDevice;
@@ -92,6 +124,37 @@ TEST_F(BridgeCOMFaultTest, OpensThePortAfterEachRefusalOfTheSystem)
                                                std::string("Unable to set COM port timeouts."),
                                                std::string("Unable to read current COM port configuration."),
                                                std::string("Unable to set COM port configuraton.")}));
+}
+
+TEST_F(BridgeCOMFaultTest, GoesOnAfterEachRefusalOfTheSystem)
+{
+    EXPECT_FALSE(Live(mDevice, Fault::None, 0)); // the thread sanitizer adds a thread of its own to the first
+    mStarts = 0;
+    const size_t lThreads = CountThreadsAtFirst();
+    int lCalls = 0;
+    for (int lFailing = 1; lFailing == 1 || lCalls >= lFailing - 1; ++lFailing)
+    {
+        SCOPED_TRACE(lFailing);
+        const FailingSystem lSystem(lFailing);
+        KySerialBridge lBridge;
+        if (lBridge.Start(mLink->GetName().c_str(), {}, &mDevice, KyDeviceSerialBulk1).IsOK())
+        {
+            ++mStarts;
+            Use(lBridge);
+            FailingSystem::Heal(); // a refused set of the stop event would leave the reader asleep
+            EXPECT_TRUE(Relays(lBridge));
+            EXPECT_THAT(lBridge.Stop(), IsOK());
+        }
+        else
+        {
+            ++mFailed;
+        }
+        lCalls = FailingSystem::GetCalls();
+        EXPECT_TRUE(HasNoMoreThreadsThan(lThreads));
+        EXPECT_TRUE(mDevice.GetSinks().empty());
+    }
+    EXPECT_GT(mStarts, 10);
+    EXPECT_GT(mFailed, 5);
 }
 
 TEST_F(BridgeCOMFaultTest, LeavesNothingBehindWhateverCallOfTheAdapterIsRefused)

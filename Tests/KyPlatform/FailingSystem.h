@@ -10,6 +10,9 @@ public:
     FailingSystem(const FailingSystem&) = delete;
     FailingSystem& operator=(const FailingSystem&) = delete;
 
+    /// From now on none fails. For a system that other threads are using.
+    static void Heal();
+
     /// Calls made so far.
     static int GetCalls();
 };

@@ -1,13 +1,16 @@
 #include "Support/AllocationCounter.h"
 
-#include "KySerial/EngineTest.h"
+#include "KySerial/BridgeFixture.h"
 #include "KySerial/KyDeviceI2CBus.h"
 #include "KySerial/KyDeviceSPIBus.h"
 #include "KySerial/KyDeviceSerialPort.h"
 #include "KySerial/KySerialBridge.h"
 #include "Support/PrivateSession.h"
+#include "Support/QuietSink.h"
+#include "Support/WaitFor.h"
+#include "clserzmo/sharedfifo.h"
+#include "clserzmo/sharedregistry.h"
 
-#include <cstring>
 #include <optional>
 #include <utility>
 
@@ -19,28 +22,6 @@ namespace
 constexpr char cOutOfMemory[] = "Out of memory.";
 constexpr char cNoThis[] = "mThis != NULL";
 constexpr char cUpstreamBuffer[] = "EventBulk3UpstreamDataBuffer";
-
-// Takes log lines without memory of its own, and notes whether one speaks of memory.
-class QuietSink final : public JxUtilsLib::LogSink
-{
-public:
-    QuietSink()
-    {
-        JxUtilsLib::Logger::SetPriority(PriorityDebug);
-        JxUtilsLib::Logger::SetSink(this);
-    }
-    ~QuietSink()
-    {
-        JxUtilsLib::Logger::SetSink(nullptr);
-        JxUtilsLib::Logger::SetPriority(PriorityWarning);
-    }
-    void Write(const JxUtilsLib::LogRecord& aRecord) override
-    {
-        mMemoryLines += std::strstr(aRecord.mMessage, "memory") != nullptr ? 1 : 0;
-    }
-
-    int mMemoryLines = 0;
-};
 
 class AllocationTest : public testing::Test
 {
@@ -155,7 +136,7 @@ TEST_F(AllocationTest, KeepsItsBufferWhenThereIsNoMemoryForAnother)
     EXPECT_THAT(lPort.GetRxBufferSize(lSize), IsOK());
     EXPECT_EQ(lSize, 100U);
     EXPECT_EQ(ReadAll(lPort), (Bytes{1, 2, 3}));
-    EXPECT_EQ(mSink.mMemoryLines, 0);
+    EXPECT_EQ(mSink.GetMemoryLines(), 0);
     EXPECT_THAT(lPort.Close(), IsOK());
 }
 
@@ -194,7 +175,7 @@ TEST_F(AllocationTest, PortsSurviveEachFailedAllocation)
         EXPECT_GT(lFailing, 5);
     }
     EXPECT_GT(mFailures, 3);
-    EXPECT_EQ(mSink.mMemoryLines, 0);
+    EXPECT_EQ(mSink.GetMemoryLines(), 0);
 }
 
 TEST_F(AllocationTest, AnEventWithoutMemoryForItsBytesIsLostAndTheNextIsNot)
@@ -371,7 +352,7 @@ TEST_F(AllocationTest, I2CBusesSurviveEachFailedAllocation)
     }
     EXPECT_GT(lFailing, 10);
     EXPECT_GT(mFailures, 3);
-    EXPECT_EQ(mSink.mMemoryLines, 0);
+    EXPECT_EQ(mSink.GetMemoryLines(), 0);
 }
 
 TEST_F(AllocationTest, SPIBusesSurviveEachFailedAllocation)
@@ -395,7 +376,7 @@ TEST_F(AllocationTest, SPIBusesSurviveEachFailedAllocation)
     }
     EXPECT_GT(lFailing, 10);
     EXPECT_GT(mFailures, 3);
-    EXPECT_EQ(mSink.mMemoryLines, 0);
+    EXPECT_EQ(mSink.GetMemoryLines(), 0);
 }
 
 // In four parts, which may run at the same time: each stop waits for a thread to look up.
@@ -433,10 +414,41 @@ TEST_P(BridgeAllocationTest, NameAndPortAreFreeWhateverAllocationFailed)
     EXPECT_GT(lFailing, 50);
     EXPECT_GT(lServed, 1);
     EXPECT_GT(mFailures, 3);
-    EXPECT_EQ(mSink.mMemoryLines, 0);
+    EXPECT_EQ(mSink.GetMemoryLines(), 0);
     KySerialBridge lBridge;
     EXPECT_THAT(lBridge.Start("Server", &mDevice, KyDeviceSerialBulk3), IsOK());
     EXPECT_THAT(lBridge.Stop(), IsOK());
+}
+
+TEST_F(AllocationTest, ABridgeToClientsRelaysOnWhateverAllocationOfItsThreadsFailed)
+{
+    const PrivateSession lSession;
+    AddBulkPort(mDevice);
+    const KySerialLib::SharedRegistry lHolder(true);
+    KySerialLib::SharedFifo lDown("KySerialBridgeDownFifo1", "Local\\", 1024, true);
+    KySerialLib::SharedFifo lUp("KySerialBridgeUpFifo1", "Local\\", 1024, true);
+    uint8_t lBytes[4] = {};
+    uint32_t lMoved = 0;
+    int lFailing = 1;
+    for (int lCount = 1; lCount >= lFailing - 1; ++lFailing)
+    {
+        SCOPED_TRACE(lFailing);
+        KySerialBridge lBridge;
+        ASSERT_THAT(lBridge.Start("Server", &mDevice, KyDeviceSerialBulk1), IsOK());
+        const OtherThreadsAllocations lCounter(lFailing);
+        SendUpstream(mDevice, "up");
+        EXPECT_TRUE(lUp.Read(lBytes, 4, lMoved, 60000));
+        const int lErrors = mSink.GetErrors();
+        mDevice.SetAnswer(Slot::IsConnected, false);
+        EXPECT_TRUE(lDown.Write(lBytes, 4, lMoved, 0));
+        EXPECT_TRUE(WaitFor([&] { return mSink.GetErrors() > lErrors; }));
+        mDevice.SetAnswer(Slot::IsConnected, true);
+        lCount = OtherThreadsAllocations::GetCount();
+        EXPECT_TRUE(lDown.Write(lBytes, 4, lMoved, 0));
+        EXPECT_TRUE(WaitFor([&] { return lBridge.GetBytesSentToDevice() == 4; }));
+        EXPECT_THAT(lBridge.Stop(), IsOK());
+    }
+    EXPECT_GT(lFailing, 2); // what is refused makes texts
 }
 
 INSTANTIATE_TEST_SUITE_P(Parts, BridgeAllocationTest, testing::Range(1, 5));

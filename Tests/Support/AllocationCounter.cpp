@@ -1,5 +1,6 @@
 #include "Support/AllocationCounter.h"
 
+#include <atomic>
 #include <cstdlib>
 #include <new>
 
@@ -10,8 +11,22 @@ thread_local bool gCounting = false;
 thread_local int gCount = 0;
 thread_local int gFailing = 0;
 
+thread_local bool gIsOther = true;
+std::atomic<bool> gCountingOthers{false};
+std::atomic<int> gOthersCount{0};
+std::atomic<int> gOthersFailing{0};
+
+bool IsOtherRefused() noexcept
+{
+    return gCountingOthers && gIsOther && KyTest::gAllocationPause == 0 && ++gOthersCount == gOthersFailing;
+}
+
 void* Allocate(size_t aSize) noexcept
 {
+    if (IsOtherRefused())
+    {
+        return nullptr;
+    }
     if (gCounting && KyTest::gAllocationPause == 0 && ++gCount == gFailing)
     {
         return nullptr;
@@ -60,6 +75,25 @@ bool AllocationCounter::CountsCalloc()
 int AllocationCounter::GetCount()
 {
     return gCount;
+}
+
+OtherThreadsAllocations::OtherThreadsAllocations(int aFailing)
+{
+    gIsOther = false;
+    gOthersCount = 0;
+    gOthersFailing = aFailing;
+    gCountingOthers = true;
+}
+
+OtherThreadsAllocations::~OtherThreadsAllocations()
+{
+    gCountingOthers = false;
+    gIsOther = true;
+}
+
+int OtherThreadsAllocations::GetCount()
+{
+    return gOthersCount;
 }
 
 } // namespace KyTest

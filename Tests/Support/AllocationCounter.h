@@ -26,4 +26,17 @@ public:
     static bool CountsCalloc();
 };
 
+/// The same for all threads but the one that makes it. One at a time.
+class OtherThreadsAllocations
+{
+public:
+    /// \param aFailing  The number, from 1, of the allocation that finds no memory; 0 for none.
+    explicit OtherThreadsAllocations(int aFailing);
+    ~OtherThreadsAllocations();
+    OtherThreadsAllocations(const OtherThreadsAllocations&) = delete;
+    OtherThreadsAllocations& operator=(const OtherThreadsAllocations&) = delete;
+
+    static int GetCount();
+};
+
 } // namespace KyTest

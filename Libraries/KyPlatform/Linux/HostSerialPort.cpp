@@ -89,6 +89,10 @@ int OpenTerminal(const char* aPath) noexcept
 // errno.
 bool OpenAgain(Port& aPort) noexcept
 {
+    // The name may still mean the device that has hung up, as when a line goes down and comes up: this port's
+    // own lock and mark must not be in the way then. Results ignored: a device that is gone refuses.
+    static_cast<void>(gSystem.mLockFile(aPort.mDescriptor, LOCK_UN));
+    static_cast<void>(TerminalLine::SetExclusive(aPort.mDescriptor, false));
     const int lDescriptor = OpenTerminal(aPort.mPath);
     if (lDescriptor < 0)
     {

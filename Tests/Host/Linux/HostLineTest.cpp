@@ -280,7 +280,11 @@ TEST_F(HostLineTest, DeviceThatIsRefusedWhenItComesBackIsTriedAgain)
     };
     const ScriptedCall<&S::mControl> lControl(
         [&](int aDescriptor, unsigned long aRequest, void* aArgument)
-        { return lRefuse() ? -1 : GetRealSystem().mControl(aDescriptor, aRequest, aArgument); });
+        {
+            // That the mark of the device before cannot be taken away is of no account.
+            const bool lRefused = aRequest != TIOCNXCL && lRefuse();
+            return lRefused ? -1 : GetRealSystem().mControl(aDescriptor, aRequest, aArgument);
+        });
     const ScriptedCall<&S::mReplace> lReplace(
         [&](int aFrom, int aTo, int aFlags)
         { return lRefuse() ? -1 : GetRealSystem().mReplace(aFrom, aTo, aFlags); });
@@ -312,6 +316,27 @@ TEST_F(HostLineTest, DeviceThatComesBackKeepsItsOwnLineWhenNoneWasSet)
     EXPECT_EQ(Read().mBytes, 8U);
     EXPECT_NE(gSet.c_lflag & ICANON, 0U); // only how much a read waits for was set
     EXPECT_EQ(gSet.c_cc[VMIN], 1);
+}
+
+TEST_F(HostLineTest, OpensADeviceThatHasHungUpAndIsStillThereAgain)
+{
+    ASSERT_TRUE(mPort.SetTimeouts());
+    ASSERT_TRUE(mPort.ReadLine());
+    ASSERT_TRUE(mPort.SetLine(HostLine()));
+    EXPECT_EQ(mLink.Write("?"), 1U);
+    {
+        const ScriptedCall<&S::mRead> lRead([](int, void*, size_t) -> ssize_t { return 0; });
+        ExpectFailure(Read(), HostTransfer::Refused, EIO);
+    }
+    // A read that is to stop at once opens the device again and then stops.
+    StopEvent lAtOnce;
+    ASSERT_TRUE(lAtOnce.Create());
+    ASSERT_TRUE(lAtOnce.Set());
+    EXPECT_EQ(mPort.Read(mBuffer, sizeof mBuffer, lAtOnce).mEnd, HostTransfer::Stopped);
+    EXPECT_EQ(mLink.Write("abc"), 3U);
+    EXPECT_GE(Read().mBytes, 3U);
+    HostSerialPort lOther;
+    EXPECT_FALSE(lOther.Open(mLink.GetPath().c_str())); // nobody else can
 }
 
 TEST(HostPathTest, WhatIsNoTerminalIsNoPort)

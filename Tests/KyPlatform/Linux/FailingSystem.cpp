@@ -13,7 +13,7 @@ namespace
 {
 
 std::atomic<int> gCalls{0}; // bridges call from threads of their own
-int gFailing = 0;
+std::atomic<int> gFailing{0};
 SystemCalls gBefore = GetRealSystem(); // the table that is covered, a private session's perhaps
 
 template<auto tEntry, typename tResult, typename... tArguments>
@@ -67,6 +67,11 @@ FailingSystem::FailingSystem(int aCall)
 FailingSystem::~FailingSystem()
 {
     gSystem = gBefore;
+}
+
+void FailingSystem::Heal()
+{
+    gFailing = 0;
 }
 
 int FailingSystem::GetCalls()
