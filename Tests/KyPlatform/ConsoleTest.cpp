@@ -185,6 +185,8 @@ TEST_F(ConsoleTest, RawModePassesSingleKeysWithoutEcho)
     ASSERT_TRUE(mProbe.Feed("b\r")); // lines and echo again
     EXPECT_TRUE(mProbe.WaitForOutput("a\r\x03qb\n"));
     EXPECT_TRUE(mProbe.WaitForTerminal("b\r\n"));
+    ASSERT_TRUE(mProbe.Feed("\x04")); // the end of the input, as a terminal that takes lines has it
+    EXPECT_EQ(0, mProbe.Wait());
 }
 
 TEST_F(ConsoleTest, TerminalThatIsHungUpIsTheEndOfTheInput)

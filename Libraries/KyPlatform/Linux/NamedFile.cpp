@@ -34,10 +34,7 @@ bool SplitName(const std::string& aName, uint32_t& aSession, std::string& aFile)
     std::string_view lRest = aName;
     constexpr std::string_view cSession = "Session\\";
     constexpr std::string_view cLocal = Session::cLocalPrefix;
-    if (!Session::GetOwnNumber(aSession))
-    {
-        return false;
-    }
+    aSession = gSystem.mGetUser();
     if (lRest.substr(0, cLocal.size()) == cLocal)
     {
         lRest.remove_prefix(cLocal.size());

@@ -306,6 +306,18 @@ TEST_F(HostLineTest, DeviceThatIsRefusedWhenItComesBackIsTriedAgain)
     EXPECT_EQ(lFailing, 9); // seven calls
 }
 
+TEST_F(HostLineTest, DeviceThatComesBackKeepsItsOwnLineWhenNoneWasSet)
+{
+    mLink.Vanish();
+    ExpectFailure(Read(), HostTransfer::Refused, EIO);
+    mLink.ComeBack();
+    gSet = termios2{};
+    EXPECT_EQ(mLink.Write("1234567\n"), 8U); // a new terminal takes lines
+    EXPECT_EQ(Read().mBytes, 8U);
+    EXPECT_NE(gSet.c_lflag & ICANON, 0U); // only how much a read waits for was set
+    EXPECT_EQ(gSet.c_cc[VMIN], 1);
+}
+
 TEST_F(HostLineTest, OpensADeviceThatHasHungUpAndIsStillThereAgain)
 {
     ASSERT_TRUE(mPort.SetTimeouts());

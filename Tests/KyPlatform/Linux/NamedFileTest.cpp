@@ -17,6 +17,7 @@
 #include <sys/file.h>
 #include <sys/mman.h>
 #include <unistd.h>
+#include <vector>
 
 using namespace KyPlatform;
 using KyTest::ScriptedCall;
@@ -236,15 +237,18 @@ TEST_F(NamedFileTest, FolderThatCannotBeListedKeepsItsDeadAndIsUsed)
         testing::ExitedWithCode(0), "");
 }
 
-TEST_F(NamedFileTest, NamesOfNoSessionAreRefused)
+TEST_F(NamedFileTest, NamesOfNoSessionOrNoFileAreRefused)
 {
     SharedMemory lMemory;
-    for (const char* const lName : {"Session\\x\\A", "Session\\5", "Session\\99999999999\\A",
-                                    "Session\\5x\\A", "Session\\", "Session\\-1\\A", "Session\\5\\"})
+    for (const std::string& lName :
+         std::vector<std::string>{"Session\\x\\A", "Session\\5", "Session\\99999999999\\A", "Session\\5x\\A",
+                                  "Session\\", "Session\\-1\\A", "Session\\5\\", "", "Local\\A/B",
+                                  "Local\\A\\B", std::string("Local\\A\0B", 9)})
     {
         EXPECT_FALSE(lMemory.Open(lName)) << lName;
         EXPECT_FALSE(lMemory.Create(lName, 8, mNew)) << lName;
     }
+    EXPECT_TRUE(std::filesystem::is_empty(mRoot) || std::filesystem::is_empty(GetFolder(::geteuid())));
 }
 
 TEST_F(NamedFileTest, WhatIsNoFileIsNoObject)

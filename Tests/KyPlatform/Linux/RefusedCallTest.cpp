@@ -319,6 +319,23 @@ TEST_F(RefusedConsoleTest, InputThatAnotherTookIsWaitedForAgain)
     EXPECT_EQ(lReads, 1);
 }
 
+TEST_F(RefusedConsoleTest, ReadThatFailsIsTheEndAndOneForNothingTakesNoTimeAway)
+{
+    const ScriptedCall<&S::mPoll> lPoll(&SayReady);
+    int lReads = 0;
+    const ScriptedCall<&S::mRead> lRead(
+        [&](int, void*, size_t) -> ssize_t
+        {
+            constexpr int cErrors[] = {EAGAIN, 0, EIO};
+            errno = cErrors[lReads];
+            return ++lReads == 2 ? 3 : -1;
+        });
+    EXPECT_EQ(Read(60000), Console::ReadResult::Data);
+    EXPECT_EQ(mRead, 3U);
+    EXPECT_EQ(Read(60000), Console::ReadResult::End);
+    EXPECT_EQ(lReads, 3);
+}
+
 TEST_F(RefusedConsoleTest, WritesEverythingInPartsOrFails)
 {
     const ScriptedCall<&S::mPoll> lPoll(&SayReady);

@@ -7,6 +7,7 @@
 
 #include <gmock/gmock.h>
 
+#include <cstring>
 #include <sys/mman.h>
 
 using KyPlatform::NamedSemaphore;
@@ -63,15 +64,20 @@ TEST_F(RefusedFifoTest, WaitsForTheReaderBeyondALockThatAStoppedProcessHolds)
 }
 
 /// Whoever takes a lock is told that its owner has died with it.
-class DeadOwnerTest : public FifoFixture
+class DeadOwner
 {
-protected:
     const ScriptedCall<&S::mTryLockMutex> mTry{[](pthread_mutex_t* aMutex)
                                                {
                                                    const int lError = ::pthread_mutex_trylock(aMutex);
                                                    return lError == 0 ? EOWNERDEAD : lError;
                                                }};
     const ScriptedCall<&S::mMendMutex> mMend{[](pthread_mutex_t*) { return 0; }};
+};
+
+class DeadOwnerTest : public FifoFixture
+{
+protected:
+    DeadOwner mDead;
 };
 
 // Such an owner died before it had given the section its size.
@@ -161,6 +167,23 @@ TEST_F(RefusedRegistryTest, SaysThatASemaphoreThatWasNotToBeHadIsNotClosed)
     SharedRegistry::ReleaseServer(mServer, mClient);
     EXPECT_EQ(mAsserts.Take(),
               Broken({"::CloseHandle( *aServerSemaphore )", "::CloseHandle( *aClientSemaphore )"}));
+}
+
+TEST_F(RefusedRegistryTest, EntriesThatADeadProcessHasBegunAreFreshAgain)
+{
+    ASSERT_TRUE(mRegistry->SetServerActive("Server", true));
+    auto* const lEntries = reinterpret_cast<KySerialLib::SharedRegistryEntry*>(MapSection());
+    lEntries[1].mRegistered = 1;
+    std::strcpy(lEntries[2].mName, "half a nam");
+    std::strcpy(lEntries[3].mName, "Other");
+    lEntries[3].mServerId = 7; // the number is given last: it was finished
+    DeadOwner lDead;
+    EXPECT_EQ(mRegistry->GetEntries().size(), 32U);
+    EXPECT_EQ(lEntries[1].mRegistered, 0U);
+    EXPECT_STREQ(lEntries[2].mName, "Uninitialized");
+    EXPECT_STREQ(lEntries[3].mName, "Other");
+    EXPECT_STREQ(lEntries[0].mName, "Server");
+    EXPECT_EQ(lEntries[0].mServerActive, 1U);
 }
 
 } // namespace
