@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <fcntl.h>
 #include <memory>
+#include <mutex>
 #include <new>
 #include <sys/ioctl.h>
 
@@ -28,6 +29,9 @@ struct Terminal
     char mPath[32] = "";
     TerminalLine mCleanLine;             // as Clean() left it
     std::atomic<bool> mHasUnread{false}; // bytes were written since then
+    // Held while the terminal is cleaned, which looks like a user, and while a write asks for a user and
+    // writes.
+    std::mutex mUserLock;
 };
 
 Terminal* ToTerminal(void* aObject) noexcept
@@ -51,6 +55,17 @@ bool Clean(Terminal& aTerminal) noexcept
                        lLine.Read(lDescriptor) && TerminalLine::DropInput(lDescriptor);
     static_cast<void>(gSystem.mClose(lDescriptor)); // ignored: the terminal stays, with its settings
     return lDone;
+}
+
+// Cleans unless somebody writes, who would take it for a user and whose bytes would be neither read nor known
+// to be unread.
+void CleanBesideWriter(Terminal& aTerminal) noexcept
+{
+    const std::unique_lock<std::mutex> lLock(aTerminal.mUserLock, std::try_to_lock);
+    if (lLock.owns_lock())
+    {
+        static_cast<void>(Clean(aTerminal)); // ignored: looked at again soon
+    }
 }
 
 // Without a user: whether the one who was there last has left something that the next one must not find.
@@ -175,7 +190,7 @@ HostTransferResult PseudoTerminal::Read(void* aBuffer, uint32_t aSize, StopEvent
         case Side::Left:
             if (!IsClean(lTerminal))
             {
-                static_cast<void>(Clean(lTerminal)); // ignored: looked at again soon
+                CleanBesideWriter(lTerminal);
             }
             if (IsStoppedMeanwhile(lStop))
             {
@@ -211,6 +226,8 @@ HostTransferResult PseudoTerminal::Write(const void* aData, uint32_t aSize, Stop
     uint32_t lBytes = 0;
     while (lBytes < aSize)
     {
+        // A wait under the lock ends when the user leaves, so nobody is kept from cleaning for long.
+        const std::lock_guard<std::mutex> lLock(lTerminal.mUserLock);
         // Asked each time: the system would keep bytes for a user who comes some day.
         switch (Wait(lTerminal, POLLOUT, ToDescriptor(aStop.mObject)))
         {

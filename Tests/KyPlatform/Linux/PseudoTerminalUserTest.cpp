@@ -3,12 +3,14 @@
 #include "KyPlatform/PseudoTerminal.h"
 
 #include "KyPlatform/Linux/SystemCalls.h"
+#include "Tests/KyPlatform/Linux/ScriptedCall.h"
 
 #include <gtest/gtest.h>
 
 #include <array>
 #include <cerrno>
 #include <fcntl.h>
+#include <future>
 #include <poll.h>
 #include <string>
 #include <termios.h>
@@ -131,6 +133,38 @@ TEST_F(PseudoTerminalUserTest, FindsNoUnreadBytesEvenIfTheLineWasLeftAlone)
         ::close(lUser);
     }
     EXPECT_FALSE(lIsThere);
+}
+
+// Whoever cleans the terminal has it open for a moment, and must not be taken for a user.
+TEST(PseudoTerminalCleanerTest, BytesThatComeWhileItIsCleanedAreForNobody)
+{
+    StopEvent lStop;
+    PseudoTerminal lTerminal;
+    ASSERT_TRUE(lStop.Create());
+    ASSERT_TRUE(lTerminal.Create());
+    const int lUser = ::open(lTerminal.GetPath(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    EXPECT_EQ(lTerminal.Write("unread", 6, lStop).mBytes, 6U);
+    ::close(lUser);
+
+    std::future<uint32_t> lWritten;
+    // The only one that closes something here is who cleans.
+    const KyTest::ScriptedCall<&SystemCalls::mClose> lClosing(
+        [&](int aDescriptor)
+        {
+            if (!lWritten.valid())
+            {
+                lWritten =
+                    std::async(std::launch::async, [&] { return lTerminal.Write("lost", 4, lStop).mBytes; });
+                // Time for a write that does not wait for the cleaner.
+                static_cast<void>(lWritten.wait_for(std::chrono::milliseconds(50)));
+                static_cast<void>(lStop.Set());
+            }
+            return GetRealSystem().mClose(aDescriptor);
+        });
+    char lByte = 0;
+    EXPECT_EQ(lTerminal.Read(&lByte, 1, lStop).mEnd, HostTransfer::Stopped);
+    ASSERT_TRUE(lWritten.valid());
+    EXPECT_EQ(lWritten.get(), 0U);
 }
 
 int gCall = 0;
