@@ -62,9 +62,11 @@ def main():
         out, branches_out = excluded(source)
         lines = {number: line for number, line in lines.items() if number not in out and number <= len(source)}
         for number, line in lines.items():
-            own = source[number - 1].strip() not in ("", "{", "}", "{}", "};") and number not in branches_out
-            line["branches"] = [branch for branch in line["branches"] if own and not branch["throw"]]
-            line.update({"line_number": number, "gcovr/excluded": False, "gcovr/noncode": False})
+            # What is at a brace is the compiler's, most often behind an exception.
+            own = source[number - 1].strip() not in ("", "{", "}", "{}", "};")
+            heeded = own and number not in branches_out
+            line["branches"] = [branch for branch in line["branches"] if heeded and not branch["throw"]]
+            line.update({"line_number": number, "gcovr/excluded": False, "gcovr/noncode": not own})
         trace.append({"file": name, "functions": [], "lines": [lines[number] for number in sorted(lines)]})
     pathlib.Path(sys.argv[2]).write_text(json.dumps({"gcovr/format_version": "0.3", "files": trace}))
 
