@@ -336,7 +336,7 @@ class Soak(threading.Thread):
                 self.error += f"; {counts}"
             self.check_resources()
         else:
-            self.camera.command("statistics")
+            self.camera.command("stats")
             self.error += f"; {self.bridge.last}; {self.camera.last}; {self.bridge.log_end()}"
             self.bridge.process.kill()
             self.bridge.process.wait()
