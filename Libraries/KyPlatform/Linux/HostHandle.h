@@ -8,6 +8,7 @@ namespace KyPlatform
 /// A file descriptor as a contract's object pointer: null for what the system refused.
 inline void* ToHandle(int aDescriptor) noexcept
 {
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): nothing is ever read through it
     return aDescriptor < 0 ? nullptr : reinterpret_cast<void*>(static_cast<intptr_t>(aDescriptor) + 1);
 }
 
