@@ -97,9 +97,10 @@ bool RunClient(std::vector<Pair>& aPairs, int aTurns)
 
 int main(int aCount, char** /*aArguments*/)
 {
-    const int lTurns = aCount > 1 ? 45 : 90; // --quick: a second each time
+    const bool lQuick = aCount > 1;
+    const int lTurns = lQuick ? 45 : 90; // a second or two; to make and end so many servers takes longer
     KyBench::Figures lFigures;
-    for (int lRepeat = 0; lRepeat < (aCount > 1 ? KyBench::cQuickRepeats : KyBench::cRepeats); ++lRepeat)
+    for (int lRepeat = 0; lRepeat < (lQuick ? 1 : KyBench::cRepeats); ++lRepeat)
     {
         const std::string lStem =
             "KyBenchServer" + std::to_string(::getpid()) + "x" + std::to_string(lRepeat) + "n";
