@@ -37,9 +37,8 @@ Event::~Event() = default;
 void Event::Set() noexcept
 {
     const bool lAll = mManualReset;
-    const uint32_t lOld = mWord.fetch_or(cSet);
-    // From here on only the address is used: a waiter may destroy the event as soon as it got through.
-    if ((lOld & cSet) == 0 && lOld != 0)
+    // Behind it only the address is used: a waiter may destroy the event as soon as it got through.
+    if (Raise())
     {
         lAll ? KyPlatform::WordWait::WakeAll(&mWord) : KyPlatform::WordWait::WakeOne(&mWord);
     }

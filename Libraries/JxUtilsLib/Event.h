@@ -32,7 +32,8 @@ public:
     /// \return Whether Wake() is owed, which is to follow once the lock has been given back.
     [[nodiscard]] JXUTILSLIB_API bool Raise() noexcept;
 
-    /// The other half: those who sleep look at the event. Any thread; does not block.
+    /// The other half: those who sleep look at the event, which must still be there. Any thread; does not
+    /// block.
     JXUTILSLIB_API void Wake() noexcept;
 
     /// Takes the signal back. Any thread; does not block.
