@@ -34,7 +34,7 @@ bool SplitName(const std::string& aName, uint32_t& aSession, std::string& aFile)
     std::string_view lRest = aName;
     constexpr std::string_view cSession = "Session\\";
     constexpr std::string_view cLocal = Session::cLocalPrefix;
-    aSession = gSystem.mGetUser();
+    static_cast<void>(Session::GetOwnNumber(aSession)); // the user's here, which cannot fail
     if (lRest.substr(0, cLocal.size()) == cLocal)
     {
         lRest.remove_prefix(cLocal.size());
