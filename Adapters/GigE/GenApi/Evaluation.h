@@ -49,6 +49,7 @@ public:
 private:
     KyResult CheckAvailable();
     const std::vector<ArvGcRegister*>& GetRegisters();
+
     SpaceAccess& mAccess;
     const std::string mName;
     ArvGcFeatureNode* mNode = nullptr;
