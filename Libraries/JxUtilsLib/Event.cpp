@@ -1,5 +1,6 @@
 #include "JxUtilsLib/Event.h"
 
+#include "KyPlatform/ProcessorOffer.h"
 #include "KyPlatform/WordWait.h"
 
 #include <algorithm>
@@ -79,8 +80,16 @@ bool Event::Wait_ms(uint32_t aTimeout) noexcept
     {
         return true; // without a look at the clock, which costs as much as all the rest
     }
+    if (aTimeout == 0)
+    {
+        return false;
+    }
     const bool lEndless = aTimeout == cInfinite;
     const auto lUntil = lEndless ? Clock::time_point() : Clock::now() + std::chrono::milliseconds(aTimeout);
+    if (KyPlatform::ProcessorOffer(mOffers).Make([this] { return Take(); }))
+    {
+        return true;
+    }
     bool lSlept = false;
     uint32_t lWord = mWord.fetch_add(cOneWaiter) + cOneWaiter;
     for (;;)

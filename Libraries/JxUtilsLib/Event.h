@@ -49,6 +49,7 @@ private:
 
     const bool mManualReset;
     std::atomic<uint32_t> mWord{0};
+    std::atomic<uint32_t> mOffers{0}; // what came of offers of the processor
 };
 
 } // namespace JxUtilsLib

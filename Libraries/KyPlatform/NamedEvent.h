@@ -2,6 +2,7 @@
 
 #include "KyPlatform/NamedMutex.h"
 
+#include <atomic>
 #include <cstdint>
 #include <string>
 #include <utility>
@@ -83,6 +84,9 @@ public:
 
 private:
     void* mObject = nullptr; // the backend's; null: closed
+    // What came of offers of the processor, where a look at the event is no call into the system. It need not
+    // move.
+    std::atomic<uint32_t> mOffers{0};
 };
 
 } // namespace KyPlatform

@@ -54,6 +54,43 @@ TEST(EventTest, TimeOutLastsAtLeastItsTime)
     EXPECT_GE(Milliseconds(lStart), 50);
 }
 
+// Often enough that the processor is offered before some of the sleeps.
+TEST(EventTest, EachOfManyWaitsForNothingTimesOut)
+{
+    Event lEvent(false);
+    for (int lWait = 0; lWait < 60; ++lWait)
+    {
+        ASSERT_FALSE(lEvent.Wait_ms(1));
+    }
+}
+
+TEST(EventTest, ThreadsTakeTurnsThousandsOfTimes)
+{
+    Event lThere(false);
+    Event lBack(false);
+    constexpr int cTurns = 5000;
+    std::atomic<int> lDone{0};
+    std::thread lPeer(
+        [&]
+        {
+            for (int lTurn = 0; lTurn < cTurns; ++lTurn)
+            {
+                EXPECT_TRUE(lThere.Wait_ms(60000));
+                ++lDone;
+                lBack.Set();
+            }
+        });
+    for (int lTurn = 0; lTurn < cTurns; ++lTurn)
+    {
+        lThere.Set();
+        EXPECT_TRUE(lBack.Wait_ms(60000));
+        EXPECT_EQ(lDone, lTurn + 1);
+    }
+    lPeer.join();
+    EXPECT_FALSE(lThere.Wait_ms(1));
+    EXPECT_FALSE(lBack.Wait_ms(1));
+}
+
 TEST(EventTest, SetWakesASleepingWaiter)
 {
     for (const bool lManualReset : {true, false})

@@ -52,6 +52,43 @@ TEST_F(NamedEventTest, TimeOutLastsAtLeastItsTime)
     EXPECT_GE(std::chrono::steady_clock::now() - lStart, std::chrono::milliseconds(119));
 }
 
+// Often enough that the processor is offered before some of the sleeps.
+TEST_F(NamedEventTest, EachOfManyWaitsForNothingTimesOut)
+{
+    for (int lWait = 0; lWait < 60; ++lWait)
+    {
+        ASSERT_EQ(mEvent.Wait(1), WaitResult::TimedOut);
+    }
+}
+
+TEST_F(NamedEventTest, ThreadsTakeTurnsThousandsOfTimes)
+{
+    NamedEvent lBack;
+    ASSERT_TRUE(lBack.Create(mName + "Back"));
+    constexpr int cTurns = 3000;
+    std::atomic<int> lDone{0};
+    std::thread lPeer(
+        [&]
+        {
+            for (int lTurn = 0; lTurn < cTurns; ++lTurn)
+            {
+                EXPECT_EQ(mSecond.Wait(60000), WaitResult::Done);
+                EXPECT_TRUE(mSecond.Reset());
+                ++lDone;
+                EXPECT_TRUE(lBack.Set());
+            }
+        });
+    for (int lTurn = 0; lTurn < cTurns; ++lTurn)
+    {
+        EXPECT_TRUE(mEvent.Set());
+        EXPECT_EQ(lBack.Wait(60000), WaitResult::Done);
+        EXPECT_TRUE(lBack.Reset());
+        EXPECT_EQ(lDone, lTurn + 1);
+    }
+    lPeer.join();
+    EXPECT_EQ(mEvent.Wait(1), WaitResult::TimedOut);
+}
+
 TEST_F(NamedEventTest, SetWakesEveryWaiter)
 {
     std::atomic<int> lThrough{0};

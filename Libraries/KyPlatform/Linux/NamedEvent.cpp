@@ -2,6 +2,7 @@
 
 #include "KyPlatform/Linux/NamedFile.h"
 #include "KyPlatform/Linux/SystemCalls.h"
+#include "KyPlatform/ProcessorOffer.h"
 
 #include <algorithm>
 #include <atomic>
@@ -155,6 +156,15 @@ WaitResult NamedEvent::Wait(uint32_t aTimeout) noexcept
     uint32_t lTime = std::min(aTimeout, cLookAgain);
     // A count that has moved says that the event was set meanwhile, whatever it is now.
     const auto lIsOver = [&] { return (lNow & cSet) != 0 || (lNow & cCount) != lFirst; };
+    const auto lLook = [&]
+    {
+        lNow = lWord.load();
+        return lIsOver();
+    };
+    if (ProcessorOffer(mOffers).Make(lLook))
+    {
+        return WaitResult::Done;
+    }
     while (!lIsOver())
     {
         if (lTime == 0)
@@ -170,8 +180,7 @@ WaitResult NamedEvent::Wait(uint32_t aTimeout) noexcept
         {
             return WaitResult::Failed;
         }
-        lNow = lWord.load();
-        if (lIsOver())
+        if (lLook())
         {
             break;
         }
