@@ -1,22 +1,20 @@
-// The bridge to a host port: every call into the system refused once while it opens the port, and every call
-// of the adapter spoilt once.
+// The bridge to a host port: every call into the system refused once, while it opens the port and in its
+// whole life.
 
 #include "BridgeCOM.h"
 #include "JxUtilsLib/Thread.h"
 #include "KySerial/BridgeFixture.h"
 #include "KySerial/KySerialBridge.h"
-#include "PortMap.h"
-#include "Support/FaultAdapter.h"
 #include "Support/ThreadCount.h"
 #include "Support/WaitFor.h"
 #include "Tests/Host/HostLinkTest.h"
+#include "Tests/Host/RelaysBothWays.h"
 #include "Tests/KyPlatform/FailingSystem.h"
 
 #include <set>
 
 using namespace KyTest;
 using KySerialLib::BridgeCOM;
-using KySerialLib::PortMap;
 
 namespace
 {
@@ -31,36 +29,8 @@ protected:
         {
             return;
         }
-        Prepare(mDevice);
-    }
-
-    static void Prepare(ScriptedAdapter& aDevice)
-    {
-        aDevice.SetRecording(false);
-        AddBulkPort(aDevice);
-    }
-
-    // A whole life: started, reconfigured, recovered, stopped. \return Whether the fault was met.
-    bool Live(ScriptedAdapter& aDevice, Fault aFault, int aNumber)
-    {
-        FaultAdapter lAdapter(aDevice);
-        lAdapter.Set(aFault, aNumber);
-        KySerialBridge lBridge;
-        const KySerialPortConfiguration lLine;
-        const KyResult lStarted =
-            lBridge.Start(mLink->GetName().c_str(), lLine, &lAdapter, KyDeviceSerialBulk1);
-        if (lStarted.IsOK())
-        {
-            EXPECT_THAT(lBridge.SetSerialPortConfiguration({19200, KyParityNone, 8, 1}), IsOK());
-            EXPECT_THAT(lBridge.Recover(), IsOK());
-            lAdapter.Heal();
-            EXPECT_THAT(lBridge.Recover(), IsOK());
-            EXPECT_THAT(lBridge.Stop(), IsOK());
-        }
-        EXPECT_EQ(lBridge.GetDevicePort(), KyDeviceSerialInvalid);
-        mStarts += lStarted.IsOK() ? 1 : 0;
-        mFailed += lStarted.IsOK() ? 0 : 1;
-        return lAdapter.IsReached();
+        mDevice.SetRecording(false);
+        AddBulkPort(mDevice);
     }
 
     // Everything that calls the system: bytes both ways, other settings, a recovery. Bytes may be lost.
@@ -75,24 +45,6 @@ protected:
         const KyResult lSet = aBridge.SetSerialPortConfiguration({19200, KyParityNone, 8, 1});
         EXPECT_TRUE(lSet.IsOK() || lSet.GetCode() == KyResult::FAILURE);
         EXPECT_THAT(aBridge.Recover(), IsOK());
-    }
-
-    // Whether a byte comes through each way, sooner or later.
-    bool Relays(const KySerialBridge& aBridge)
-    {
-        const uint64_t lSent = aBridge.GetBytesSentToDevice();
-        std::string lGot;
-        const auto lComes = [&]
-        {
-            SendUpstream(mDevice, "!");
-            mLink->Write("!");
-            lGot += mLink->Read(1, 100);
-            // Not more often: the port waits for a pause.
-            const std::chrono::milliseconds cPause(200);
-            return WaitFor([&] { return aBridge.GetBytesSentToDevice() > lSent; }, cPause) &&
-                   lGot.ends_with('!');
-        };
-        return WaitFor(lComes, std::chrono::seconds(20));
     }
 
     RecordingLogSink mLog{PriorityFatal};
@@ -129,8 +81,10 @@ TEST_F(BridgeCOMFaultTest, OpensThePortAfterEachRefusalOfTheSystem)
 
 TEST_F(BridgeCOMFaultTest, GoesOnAfterEachRefusalOfTheSystem)
 {
-    EXPECT_FALSE(Live(mDevice, Fault::None, 0)); // the thread sanitizer adds a thread of its own to the first
-    mStarts = 0;
+    {
+        KySerialBridge lFirst; // the thread sanitizer adds a thread of its own to the first
+        ASSERT_THAT(lFirst.Start(mLink->GetName().c_str(), {}, &mDevice, KyDeviceSerialBulk1), IsOK());
+    }
     const size_t lThreads = CountThreadsAtFirst();
     int lCalls = 0;
     for (int lFailing = 1; lFailing == 1 || lCalls >= lFailing - 1; ++lFailing)
@@ -143,7 +97,7 @@ TEST_F(BridgeCOMFaultTest, GoesOnAfterEachRefusalOfTheSystem)
             ++mStarts;
             Use(lBridge);
             FailingSystem::Heal(); // a refused set of the stop event would leave the reader asleep
-            EXPECT_TRUE(Relays(lBridge));
+            EXPECT_TRUE(RelaysBothWays(*mLink, mDevice, lBridge));
             EXPECT_THAT(lBridge.Stop(), IsOK());
         }
         else
@@ -154,31 +108,6 @@ TEST_F(BridgeCOMFaultTest, GoesOnAfterEachRefusalOfTheSystem)
         EXPECT_TRUE(HasNoMoreThreadsThan(lThreads));
         EXPECT_TRUE(mDevice.GetSinks().empty());
     }
-    EXPECT_GT(mStarts, 10);
-    EXPECT_GT(mFailed, 5);
-}
-
-TEST_F(BridgeCOMFaultTest, LeavesNothingBehindWhateverCallOfTheAdapterIsRefused)
-{
-    EXPECT_FALSE(Live(mDevice, Fault::None, 0));
-    mStarts = 0;
-    const size_t lThreads = CountThreadsAtFirst();
-    int lNumber = 0;
-    for (bool lReached = true; lReached;)
-    {
-        SCOPED_TRACE(++lNumber);
-        ScriptedAdapter lDevice;
-        Prepare(lDevice);
-        lReached = Live(lDevice, Fault::Once, lNumber);
-        EXPECT_TRUE(HasNoMoreThreadsThan(lThreads));
-        // A device that seems to be away just when a start gives up keeps its claim.
-        const bool lFree = PortMap::GetInstance().Lock(&lDevice, KyDeviceSerialBulk1);
-        EXPECT_TRUE(lFree || mFailed > 0);
-        EXPECT_TRUE(lDevice.GetSinks().empty() || !lFree);
-        static_cast<void>(
-            PortMap::GetInstance().Unlock(&lDevice, KyDeviceSerialBulk1)); // taken above, or left
-    }
-    EXPECT_GT(lNumber, 20);
     EXPECT_GT(mStarts, 10);
     EXPECT_GT(mFailed, 5);
 }
