@@ -22,7 +22,7 @@ inline bool RelaysBothWays(HostLink& aLink, ScriptedAdapter& aDevice, const KySe
         aLink.Write("!");
         lGot += aLink.Read(1, 100);
         // Not more often: the port waits for a pause.
-        const std::chrono::milliseconds cPause(200);
+        constexpr std::chrono::milliseconds cPause(200);
         return WaitFor([&] { return aBridge.GetBytesSentToDevice() > lSent; }, cPause) && lGot.ends_with('!');
     };
     return WaitFor(lComes, std::chrono::seconds(20));
