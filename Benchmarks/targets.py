@@ -199,6 +199,8 @@ TABLES = {
          ratio("wine.inner.condition_us", "wine.inner.address_us"), None),
         ("host to device and back, one byte: ms, median", value("wine.relay.echo_ms_median"), at_most(10.25)),
         ("host to device and back, one byte: ms, 99 of 100", value("wine.relay.echo_ms_p99"), at_most(10.6)),
+        ("a wait of 10 ms and nothing else: ms, median", value("wine.inner.quiet_ms"), None),
+        ("a wait of 10 ms and nothing else: ms, 99 of 100", value("wine.inner.quiet_p99_ms"), None),
         ("64 idle bridges: % of a core", value("wine.idle64.cpu_percent"), at_most(2)),
     ]),
     "size": ("Start and size", [

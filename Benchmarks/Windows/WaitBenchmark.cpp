@@ -1,5 +1,6 @@
 // Two threads of one process that wait for each other in turn: with the library's event, with the wait for an
 // address that the system has for those who need no kernel object, and with what the standard library has.
+// And how late the end of a wait is told that a line's quiet time takes.
 
 #include "Benchmarks/RoundTrip.h"
 #include "JxUtilsLib/Event.h"
@@ -9,6 +10,7 @@
 #include <condition_variable>
 #include <mutex>
 #include <thread>
+#include <vector>
 
 namespace
 {
@@ -80,6 +82,22 @@ private:
     bool mIsSet = false;
 };
 
+/// Waits of 10 ms for a kernel object that nobody sets. \return Milliseconds that each took.
+std::vector<double> MeasureQuietTimes()
+{
+    constexpr int cWaits = 100;
+    const HANDLE lEvent = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    std::vector<double> lTimes;
+    for (int lWait = 0; lWait < cWaits; ++lWait)
+    {
+        const auto lStart = KyBench::Clock::now();
+        static_cast<void>(::WaitForSingleObject(lEvent, 10)); // ends by itself
+        lTimes.push_back(KyBench::GetSeconds(lStart) * 1000);
+    }
+    ::CloseHandle(lEvent);
+    return lTimes;
+}
+
 } // namespace
 
 int main(int aCount, char** /*aArguments*/)
@@ -91,6 +109,9 @@ int main(int aCount, char** /*aArguments*/)
         lFigures.Add("inner.wait_us", KyBench::MeasureRoundTrip<LibraryWait>(cTurns));
         lFigures.Add("inner.address_us", KyBench::MeasureRoundTrip<AddressWait>(cTurns));
         lFigures.Add("inner.condition_us", KyBench::MeasureRoundTrip<ConditionWait>(cTurns));
+        const std::vector<double> lQuiet = MeasureQuietTimes();
+        lFigures.Add("inner.quiet_ms", KyBench::GetQuantile(lQuiet, 0.5));
+        lFigures.Add("inner.quiet_p99_ms", KyBench::GetQuantile(lQuiet, 0.99));
     }
     lFigures.Print();
     return 0;
