@@ -136,8 +136,9 @@ KyResult DeviceAdapter::RegisterEventSink(IKyDeviceEventSink* aSink)
         const std::lock_guard<std::mutex> lScope(mMutex);
         if (std::find(mSinks.begin(), mSinks.end(), aSink) != mSinks.end())
         {
-            return KyResult(KY_FAILURE, // GCOVR_EXCL_LINE: each of the library's sinks registers itself once
-                            "The sink has been registered already.");
+            // GCOVR_EXCL_START: each of the library's sinks registers itself once
+            return KyResult(KY_FAILURE, "The sink has been registered already.");
+            // GCOVR_EXCL_STOP
         }
         mSinks.push_back(aSink);
     }
