@@ -83,12 +83,11 @@ private:
 };
 
 /// Waits of 10 ms for a kernel object that nobody sets. \return Milliseconds that each took.
-std::vector<double> MeasureQuietTimes()
+std::vector<double> MeasureQuietTimes(int aWaits)
 {
-    constexpr int cWaits = 100;
     const HANDLE lEvent = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
     std::vector<double> lTimes;
-    for (int lWait = 0; lWait < cWaits; ++lWait)
+    for (int lWait = 0; lWait < aWaits; ++lWait)
     {
         const auto lStart = KyBench::Clock::now();
         static_cast<void>(::WaitForSingleObject(lEvent, 10)); // ends by itself
@@ -102,14 +101,15 @@ std::vector<double> MeasureQuietTimes()
 
 int main(int aCount, char** /*aArguments*/)
 {
+    const bool lQuick = aCount > 1;
     ::SetProcessAffinityMask(::GetCurrentProcess(), 1);
     KyBench::Figures lFigures;
-    for (int lRepeat = 0; lRepeat < (aCount > 1 ? KyBench::cQuickRepeats : KyBench::cRepeats); ++lRepeat)
+    for (int lRepeat = 0; lRepeat < (lQuick ? KyBench::cQuickRepeats : KyBench::cRepeats); ++lRepeat)
     {
         lFigures.Add("inner.wait_us", KyBench::MeasureRoundTrip<LibraryWait>(cTurns));
         lFigures.Add("inner.address_us", KyBench::MeasureRoundTrip<AddressWait>(cTurns));
         lFigures.Add("inner.condition_us", KyBench::MeasureRoundTrip<ConditionWait>(cTurns));
-        const std::vector<double> lQuiet = MeasureQuietTimes();
+        const std::vector<double> lQuiet = MeasureQuietTimes(lQuick ? 10 : 100);
         lFigures.Add("inner.quiet_ms", KyBench::GetQuantile(lQuiet, 0.5));
         lFigures.Add("inner.quiet_p99_ms", KyBench::GetQuantile(lQuiet, 0.99));
     }

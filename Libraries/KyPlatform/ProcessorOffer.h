@@ -32,7 +32,8 @@ public:
     /// \param aHistory  0 at first; must outlive the object.
     explicit ProcessorOffer(std::atomic<uint32_t>& aHistory) noexcept : mHistory(aHistory) {}
 
-    /// Makes the offer, if it is time for one.
+    /// Makes the offer, if it is time for one. Does not sleep, but may take somebody else's time slice, a few
+    /// milliseconds.
     /// \param aIsOver  Says whether there is no reason to sleep any more.
     /// \return What it says behind the offer; false without one.
     template<typename Question>

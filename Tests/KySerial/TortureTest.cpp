@@ -232,9 +232,7 @@ protected:
         mFailures += lRun.mFailures;
         EXPECT_TRUE(lReached || aFault == Fault::FromThere || lRun.mFailures == 0) << "a run without a fault";
         mCall = lRun.mAdapter.GetCall();
-        // What a bridge has open when its device goes while it starts stays open: nobody can close it.
-        mLeft = aFault == Fault::Disconnect || aFault == Fault::FromThere ||
-                (aFault == Fault::Once && mCall == "IsConnected");
+        mLeft = MayLeaveABridgesClaim(aFault, mCall);
         return lReached;
     }
 
@@ -293,15 +291,11 @@ TEST_P(TortureTest, LeavesNothingBehindWhateverCallIsSpoilt)
 
 std::string GetName(const testing::TestParamInfo<std::tuple<Scenario, Fault>>& aInfo)
 {
-    constexpr const char* cFaults[] = {"None", "Once", "FromThere", "Disconnect", "Delay", "Drop"};
-    return std::string(std::get<0>(aInfo.param).mName) + "_" +
-           cFaults[static_cast<size_t>(std::get<1>(aInfo.param))];
+    return std::string(std::get<0>(aInfo.param).mName) + "_" + GetFaultName(std::get<1>(aInfo.param));
 }
 
 INSTANTIATE_TEST_SUITE_P(EachWay, TortureTest,
-                         testing::Combine(testing::ValuesIn(cScenarios),
-                                          testing::Values(Fault::Once, Fault::FromThere, Fault::Disconnect,
-                                                          Fault::Delay, Fault::Drop)),
+                         testing::Combine(testing::ValuesIn(cScenarios), testing::ValuesIn(cEachFault)),
                          &GetName);
 
 } // namespace

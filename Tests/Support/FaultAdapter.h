@@ -20,6 +20,26 @@ enum class Fault
     Drop        ///< The call has no effect, and says that it had.
 };
 
+/// The ways to spoil a call.
+inline constexpr Fault cEachFault[] = {Fault::Once, Fault::FromThere, Fault::Disconnect, Fault::Delay,
+                                       Fault::Drop};
+
+/// For the name of a test.
+inline const char* GetFaultName(Fault aFault)
+{
+    constexpr const char* cNames[] = {"None", "Once", "FromThere", "Disconnect", "Delay", "Drop"};
+    return cNames[static_cast<size_t>(aFault)];
+}
+
+/// Whether what a bridge has open may stay open when its start fails: its device seems to be gone, and nobody
+/// can close it.
+/// \param aCall  The call that was spoilt.
+inline bool MayLeaveABridgesClaim(Fault aFault, const std::string& aCall)
+{
+    return aFault == Fault::Disconnect || aFault == Fault::FromThere ||
+           (aFault == Fault::Once && aCall == "IsConnected");
+}
+
 /// Stands between the code under test and any adapter, and spoils one of the calls.
 ///
 /// A failed call answers with cFailed, or NO_CONNECTION once the device is gone; a failed question with

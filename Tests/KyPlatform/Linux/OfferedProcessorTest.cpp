@@ -7,7 +7,7 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
+#include <algorithm>
 #include <sched.h>
 #include <sys/resource.h>
 #include <thread>
