@@ -5,7 +5,7 @@
 # Branches are those of the sources: what a compiler adds for exceptions is not counted.
 set -uo pipefail
 cd "$(dirname "$0")/.."
-scripts/setup.sh --tests --coverage || exit 1
+scripts/setup.sh --all --coverage || exit 1
 jobs=${KYSERIAL_JOBS:-$(nproc)}
 build=build/coverage
 mkdir -p "$build"

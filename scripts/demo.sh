@@ -22,7 +22,7 @@ windows | "windows --device sim")
   device=sim
   preset=windows
   program=(scripts/wine.sh build/windows/bin/kyserial.exe)
-  setup=(--tests)
+  setup=(--all)
   ;;
 *)
   echo "demo: use scripts/demo.sh [windows] [--device sim]" >&2

@@ -18,7 +18,7 @@ else
   limit=-max_total_time=${1:?$usage}
 fi
 shift
-scripts/setup.sh --tests || exit 1
+scripts/setup.sh --all || exit 1
 build=build/fuzz
 options=()
 if [ -n "${KYSERIAL_FUZZ_FAST:-}" ]; then

@@ -3,16 +3,20 @@
 # Asks the package manager for nothing when everything is there. Wants root, or sudo.
 #   scripts/setup.sh           for demo.sh: compiler, build tools, the program's libraries, socat
 #   scripts/setup.sh --bench   for bench.sh: the peers and what counts instructions and system calls
-#   scripts/setup.sh --tests   for test.sh too: the other compiler, the Windows cross compiler, Wine, test frameworks
-#   scripts/setup.sh --tests --coverage  for coverage.sh too
+#   scripts/setup.sh --tests   for test.sh too: test frameworks and the programs that tests run
+#   scripts/setup.sh --all     for test.sh all and lint.sh too: the other compiler, the Windows cross compiler, Wine
+#   scripts/setup.sh --all --coverage  for coverage.sh too
 set -euo pipefail
 
 packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev socat
   pkg-config libaravis-dev libusb-1.0-0-dev libxml2-dev)
-if [ "${1:-}" = "--tests" ]; then
-  packages+=(googletest clang clang-tidy clang-format libclang-rt-14-dev python3 python3-pytest python3-serial
-    aravis-tools aravis-tools-cli libxml2-utils tshark iproute2 dpkg-dev file doxygen graphviz
-    g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix wine wine64 procps git)
+if [ "${1:-}" = "--tests" ] || [ "${1:-}" = "--all" ]; then
+  packages+=(googletest python3 python3-pytest python3-serial aravis-tools aravis-tools-cli libxml2-utils tshark iproute2
+    dpkg-dev file procps git)
+fi
+if [ "${1:-}" = "--all" ]; then
+  packages+=(clang clang-tidy clang-format libclang-rt-14-dev doxygen graphviz util-linux
+    g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix wine wine64)
 fi
 if [ "${1:-}" = "--bench" ]; then
   packages+=(libbenchmark-dev libboost-dev socat ser2net valgrind strace python3 binutils)

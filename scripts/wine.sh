@@ -7,4 +7,6 @@ export WINEPREFIX=${WINEPREFIX:-$cache/kyserial-wine}
 export WINEDEBUG=${WINEDEBUG:--all}
 export WINEDLLOVERRIDES=${WINEDLLOVERRIDES:-mscoree,mshtml=;winemenubuilder.exe=d}
 mkdir -p "$(dirname "$WINEPREFIX")"
-exec wine "$@"
+# Without address randomisation: with it, about one program in a thousand finds the address of data that Wine shares between
+# its programs taken, and does not start.
+exec setarch -R wine "$@"

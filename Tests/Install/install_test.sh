@@ -112,8 +112,13 @@ PkgConfig)
 AddSubdirectory)
   cmake -S "$source/Tests/Install/Subdirectory" -B "$work/consumer" "${consumer_options[@]}" \
     -DKYSERIAL_SOURCE="$source" >"$work/log" 2>&1 || { cat "$work/log"; fail "configure"; }
-  cmake --build "$work/consumer" --target consumer -j 2 >"$work/log" 2>&1 || { cat "$work/log"; fail "build"; }
-  "$work/consumer/consumer"
+  # Everything is compiled in the build that these tests belong to. Here only the small libraries are, and what the
+  # customer's own source sees of the others.
+  cmake --build "$work/consumer" --target small consumer_source -j 2 >"$work/log" 2>&1 ||
+    { cat "$work/log"; fail "build"; }
+  [ "$("$work/consumer/small")" = "small: 1 line" ] || fail "the program against the small libraries said something else"
+  cmake --build "$work/consumer" --target consumer -- -n >"$work/log" 2>&1 || { cat "$work/log"; fail "rules to link"; }
+  grep -q 'libKySerial' "$work/log" || fail "the consumer does not link the library"
   if cmake --build "$work/consumer" --target kyserial >/dev/null 2>&1; then
     fail "a customer's project would build our program"
   fi
