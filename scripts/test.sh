@@ -19,7 +19,6 @@ test_jobs=$((jobs + 1)) # many tests wait more than they work
 scripts/setup.sh "$packages" || exit 1
 
 export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1:strict_string_checks=1:detect_stack_use_after_return=1}
-export LSAN_OPTIONS=${LSAN_OPTIONS:-suppressions=$PWD/Tests/lsan.supp:print_suppressions=0}
 export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1}
 # The framework's own way to start a death test, on a stack of its own, ends silently beside the address sanitizer's
 # look at returned stack frames.

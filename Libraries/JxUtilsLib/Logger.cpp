@@ -2,6 +2,7 @@
 
 #include "JxUtilsLib/LockScope.h"
 #include "JxUtilsLib/StandardErrorSink.h"
+#include "KyBase/KyPermanent.h"
 
 #include <atomic>
 #include <cstdarg>
@@ -17,7 +18,6 @@ namespace
 
 std::atomic<int> gPriority{PriorityWarning};
 
-// Built on first use and never destroyed: ports may be closed, and log, while the process ends.
 struct SinkState
 {
     Mutex mMutex;
@@ -27,9 +27,8 @@ struct SinkState
 
 SinkState& GetSinkState()
 {
-    alignas(SinkState) static unsigned char sStorage[sizeof(SinkState)];
-    static SinkState* const cState = new (sStorage) SinkState;
-    return *cState;
+    static KyPermanent<SinkState> sState; // ports may be closed, and log, while the process ends
+    return sState.Get();
 }
 
 // A formatted text, on the stack when it is short.

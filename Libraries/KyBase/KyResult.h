@@ -1,5 +1,6 @@
 #pragma once
 
+#include "KyBase/KyPermanent.h"
 #include "KyBase/KyString.h"
 
 #include <cstdint>
@@ -57,14 +58,14 @@ public:
     }
 
 private:
-    static const KyString& CodeText(uint32_t aCode) noexcept
+    struct CodeTexts
     {
         struct Entry
         {
             uint32_t mCode;
             KyString mText;
         };
-        static const Entry cEntries[] = {
+        const Entry mEntries[10] = {
             {OK, "OK"},
             {NO_CONNECTION, "NO_CONNECTION"},
             {NOT_READABLE, "NOT_READABLE"},
@@ -76,15 +77,21 @@ private:
             {FAILURE, "FAILURE"},
             {BAD_PARAMETER, "BAD_PARAMETER"},
         };
-        static const KyString cUnknown("UNKNOWN");
-        for (const Entry& lEntry : cEntries)
+        const KyString mUnknown{"UNKNOWN"};
+    };
+
+    static const KyString& CodeText(uint32_t aCode) noexcept
+    {
+        static KyPermanent<CodeTexts> sTexts;
+        const CodeTexts& lTexts = sTexts.Get();
+        for (const CodeTexts::Entry& lEntry : lTexts.mEntries)
         {
             if (lEntry.mCode == aCode)
             {
                 return lEntry.mText;
             }
         }
-        return cUnknown;
+        return lTexts.mUnknown;
     }
 
     uint32_t mCode;

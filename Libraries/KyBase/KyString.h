@@ -21,7 +21,8 @@ public:
     KyString() noexcept = default;
 
     /// A copy of aText.
-    /// \param aText  Text ended by NUL; null gives the empty text. Not kept.
+    /// \param aText  Text ended by NUL, of 4 GiB - 2 bytes at most; null and longer ones give the empty text.
+    ///               Not kept.
     KyString(const char* aText) noexcept // NOLINT(google-explicit-constructor): feature names are literals
     {
         Assign(aText, aText != nullptr ? std::strlen(aText) : 0);
@@ -29,7 +30,7 @@ public:
 
     /// A copy of the first aLength bytes of aText, which need not be ended by NUL.
     /// \param aText    May be null when aLength is 0.
-    /// \param aLength  Bytes to take; 4 GiB - 1 at most.
+    /// \param aLength  Bytes to take; 4 GiB - 2 at most. More gives the empty text.
     KyString(const char* aText, size_t aLength) noexcept { Assign(aText, aLength); }
 
     KyString(const KyString& aOther) noexcept { Assign(aOther.mText.get(), aOther.mLength); }

@@ -47,8 +47,8 @@ public:
 
     /// From now on Ctrl-C, and a request to end the process, call Interrupt() instead of ending the process
     /// at once. A request that the program cannot decline (Windows: the console window is closed, the user
-    /// logs off) is held up until the object is destroyed, as long as the system lets it. \return False when
-    /// the system refused.
+    /// logs off) is held up until the object is destroyed, as long as the system lets it.
+    /// \return False when the system refused.
     bool WatchInterrupts();
 
     /// Reads what is there, waiting for the first byte.
@@ -73,8 +73,7 @@ public:
     /// Writes all bytes to the standard output, past the buffers of the language's library.
     /// \param aData  May be null when aSize is 0.
     /// \return False when the output is broken, or when it takes nothing any more after an interruption; a
-    /// part
-    ///         may be written then. Blocks while the reader of a pipe does not read.
+    ///         part may be written then. Blocks while the reader of a pipe does not read.
     bool Write(const uint8_t* aData, size_t aSize);
 
 private:

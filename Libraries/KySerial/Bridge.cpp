@@ -78,7 +78,7 @@ uint32_t Bridge::GetBaudRate() const
 
 uint32_t Bridge::GetSupportedBaudRate(uint32_t aIndex) const
 {
-    JX_ASSERT(aIndex < mSupportedBaudRates.size());
+    JX_EXPECT(aIndex < mSupportedBaudRates.size());
     return aIndex < mSupportedBaudRates.size() ? mSupportedBaudRates[aIndex] : 0;
 }
 

@@ -43,8 +43,7 @@ public:
 
     /// Offers the clients only this rate; also while bytes are relayed.
     /// \return OK; BAD_PARAMETER: not one of the five, nothing has changed. Before OpenSharedMem() it is a
-    /// broken
-    ///         assertion, and nothing changes.
+    ///         broken assertion, and nothing changes.
     KyResult SetHardCodedBaudRate(uint32_t aBaudRate);
     /// 9600 at first.
     uint32_t GetHardCodedBaudRate() const { return mHardCodedBaudRate; }

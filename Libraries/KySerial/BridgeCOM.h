@@ -36,13 +36,12 @@ public:
 
     /// Opens a host port and gives it and the device these settings.
     /// \return OK. BAD_PARAMETER: name or configuration. FAILURE: the system refused. The host port is closed
-    /// then.
+    ///         then.
     KyResult OpenCOMPort(const char* aName, const KySerialPortConfiguration& aConfiguration);
 
     /// Gives the host port, and then the device, other settings; also while bytes are relayed.
     /// \return OK. BAD_PARAMETER: the configuration is not valid. FAILURE: the host port refused. The
-    /// settings are
-    ///         as before then.
+    ///         settings are as before then.
     KyResult SetSerialPortConfiguration(const KySerialPortConfiguration& aConfiguration);
 
     /// A configuration as host line settings. Values that no valid configuration has are broken assertions

@@ -62,7 +62,7 @@ bool BulkIPEngine::IsSupported(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
     static constexpr char cFunction[] = "KySerialLib::BulkIPEngine::IsSupported";
     const JxUtilsLib::Logger lLogger(cLogCategory, 0);
     uint32_t lCaps = 0;
-    if (!ReadFunctionCaps(aDevice, lCaps, KY_LOG_PLACE(lLogger, cFunction)))
+    if (!ReadFunctionCaps(aDevice, lCaps, {lLogger, cFunction}))
     {
         return false;
     }
@@ -79,9 +79,10 @@ bool BulkIPEngine::IsI2CSupported(IKyDeviceAdapter* aDevice, KyDeviceSerial aPor
 {
     static constexpr char cFunction[] = "KySerialLib::BulkIPEngine::IsI2CSupported";
     const JxUtilsLib::Logger lLogger(cLogCategory, 0);
-    const LogPlace lPlace = KY_LOG_PLACE(lLogger, cFunction);
-    if (!IsReachable(aDevice, lPlace) || !IsKorvoVideoInterface(aDevice, JxUtilsLib::PriorityError, lPlace) ||
-        !IsGigEVision(aDevice, lPlace))
+    const Caller lCaller{lLogger, cFunction};
+    if (!IsReachable(aDevice, lCaller) ||
+        !IsKorvoVideoInterface(aDevice, JxUtilsLib::PriorityError, lCaller) ||
+        !IsGigEVision(aDevice, lCaller))
     {
         return false;
     }
@@ -101,7 +102,7 @@ bool BulkIPEngine::IsI2CSupported(IKyDeviceAdapter* aDevice, KyDeviceSerial aPor
     if (aPort != KyDeviceSerialBulk0)
     {
         KY_LOG_FATAL(lLogger, cFunction, "Port %d is invalid", static_cast<int>(aPort));
-        JX_ASSERT(false);
+        JX_EXPECT(false);
         return false;
     }
     uint32_t lBulkCaps = 0;
@@ -117,7 +118,7 @@ bool BulkIPEngine::IsI2CSupported(IKyDeviceAdapter* aDevice, KyDeviceSerial aPor
 KyResult BulkIPEngine::Open(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
 {
     static constexpr char cFunction[] = "KySerialLib::BulkIPEngine::Open";
-    KyResult lResult = ClaimPort(aDevice, aPort, &IsSupported, KY_LOG_PLACE(*mEngineLogger, cFunction));
+    KyResult lResult = ClaimPort(aDevice, aPort, &IsSupported, {*mEngineLogger, cFunction});
     if (!lResult.IsOK())
     {
         return lResult;
@@ -207,7 +208,7 @@ void BulkIPEngine::UpdateTimePerByte()
     default:
         KY_LOG_FATAL(*mEngineLogger, cFunction, "Unknown interface selected (%d).",
                      static_cast<int>(GetInterface()));
-        JX_ASSERT(false);
+        JX_EXPECT(false);
         break;
     }
     if ((mBulkConfig & cConfigDoubleTime) != 0)
@@ -331,15 +332,14 @@ KyResult BulkIPEngine::Write(const uint8_t* aBuffer, uint32_t aSize, uint32_t& a
     static constexpr char cFunction[] = "KySerialLib::BulkIPEngine::Write";
     aBytesWritten = 0;
     IKyDeviceAdapter* const lDevice = mDevice;
-    KyResult lResult = CheckConnected(lDevice, KY_LOG_PLACE(*mEngineLogger, cFunction));
+    KyResult lResult = CheckConnected(lDevice, {*mEngineLogger, cFunction});
     if (!lResult.IsOK())
     {
         return lResult;
     }
-    lResult = CheckBuffer(aBuffer, aSize, KY_LOG_PLACE(*mEngineLogger, cFunction));
-    if (!lResult.IsOK())
+    if (IsMissing(aBuffer, aSize))
     {
-        return lResult;
+        return KY_LOG_RESULT(*mEngineLogger, KyResult::BAD_PARAMETER, cFunction, cNoBuffer);
     }
     KY_LOG(*mEngineLogger, JxUtilsLib::PriorityInfo, cFunction, "Sending %d bytes of data over bulk port",
            static_cast<int>(aSize));
@@ -353,7 +353,7 @@ KyResult BulkIPEngine::Write(const uint8_t* aBuffer, uint32_t aSize, uint32_t& a
         }
         const uint32_t lBytesAllowed = lFirst ? mFirstChunkSize : mNextChunkSize;
         lFirst = false;
-        JX_ASSERT(lBytesAllowed);
+        JX_EXPECT(lBytesAllowed);
         // A threshold that leaves no room at all goes on byte by byte: empty chunks would never end.
         const uint32_t lChunk = std::min(aSize - aBytesWritten, std::max(lBytesAllowed, 1U));
         // Reset first: an interrupt of the former chunk does not count for this one.
@@ -376,7 +376,11 @@ void BulkIPEngine::NotifyEvent(uint16_t aEventID, uint16_t /*aChannel*/, uint64_
                                uint64_t /*aTimestamp*/, const void* aData, uint32_t aDataLength)
 {
     static constexpr char cFunction[] = "KySerialLib::BulkIPEngine::NotifyEvent";
-    JX_ASSERT(mDevice != NULL);
+    if (IsRetired())
+    {
+        return;
+    }
+    JX_EXPECT(mDevice != NULL);
     if (aEventID < cEventInterrupt || aEventID > cEventBulkInterrupt || aDataLength < 4 || aData == nullptr)
     {
         return;
@@ -431,7 +435,7 @@ KyResult BulkIPEngine::Close()
 {
     static constexpr char cFunction[] = "KySerialLib::BulkIPEngine::Close";
     IKyDeviceAdapter* const lDevice = mDevice;
-    KyResult lResult = CheckConnected(lDevice, KY_LOG_PLACE(*mEngineLogger, cFunction));
+    KyResult lResult = CheckConnected(lDevice, {*mEngineLogger, cFunction});
     if (!lResult.IsOK())
     {
         return lResult;

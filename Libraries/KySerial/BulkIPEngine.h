@@ -44,10 +44,10 @@ public:
     bool IsOpened() override;
 
     /// Sends in chunks and waits until the device reports its Tx FIFO empty. With aSize 0 nothing is sent,
-    /// and the result is that of a look at the last Tx FIFO interrupt. \param aBytesWritten  Bytes handed to
-    /// the device so far, on failures too. \return OK; NO_CONNECTION; BAD_PARAMETER for a null buffer;
-    /// TIMED_OUT when a Tx interrupt did not come;
-    ///         the adapter's result of a refused chunk.
+    /// and the result is that of a look at the last Tx FIFO interrupt.
+    /// \param aBytesWritten  Bytes handed to the device so far, on failures too.
+    /// \return OK; NO_CONNECTION; BAD_PARAMETER for a null buffer; TIMED_OUT when a Tx interrupt did not
+    ///         come; the adapter's result of a refused chunk.
     KyResult Write(const uint8_t* aBuffer, uint32_t aSize, uint32_t& aBytesWritten) override;
 
     /// Takes received bytes and Tx FIFO signals from an interrupt event. Event thread.

@@ -10,117 +10,100 @@ namespace KySerialLib
 namespace
 {
 
+constexpr char cSourceFile[] = "Libraries/KySerial/DeviceChecks";
+
 constexpr char cNoPointer[] = "Device pointer is NULL.";
 constexpr char cNotConnected[] = "The device is not currently connected.";
 
-KyResult Fail(uint32_t aCode, const char* aMessage, const LogPlace& aPlace)
-{
-    return ToKyResult(
-        aPlace.mLogger.LogResult(aCode, aPlace.mFile, aPlace.mLine, aPlace.mFunction, "%s", aMessage));
-}
-
-void Log(JxUtilsLib::PriorityLevel aPriority, const char* aMessage, const LogPlace& aPlace)
-{
-    if (aPlace.mLogger.IsPriorityEnabled(aPriority))
-    {
-        aPlace.mLogger.Log(aPriority, aPlace.mFile, aPlace.mLine, aPlace.mFunction, "%s", aMessage);
-    }
-}
-
 } // namespace
 
-KyResult CheckConnected(IKyDeviceAdapter* aDevice, const LogPlace& aPlace)
+KyResult CheckConnected(IKyDeviceAdapter* aDevice, const Caller& aCaller)
 {
     if (aDevice == nullptr)
     {
-        return Fail(KyResult::NO_CONNECTION, cNoPointer, aPlace);
+        return KY_LOG_RESULT(aCaller.mLogger, KyResult::NO_CONNECTION, aCaller.mFunction, cNoPointer);
     }
     if (!aDevice->IsConnected())
     {
-        return Fail(KyResult::NO_CONNECTION, cNotConnected, aPlace);
+        return KY_LOG_RESULT(aCaller.mLogger, KyResult::NO_CONNECTION, aCaller.mFunction, cNotConnected);
     }
     return KyResult(KyResult::OK);
 }
 
 KyResult ClaimPort(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort,
-                   bool (*aIsSupported)(IKyDeviceAdapter*, KyDeviceSerial), const LogPlace& aPlace)
+                   bool (*aIsSupported)(IKyDeviceAdapter*, KyDeviceSerial), const Caller& aCaller)
 {
-    KyResult lResult = CheckConnected(aDevice, aPlace);
+    KyResult lResult = CheckConnected(aDevice, aCaller);
     if (!lResult.IsOK())
     {
         return lResult;
     }
     if (!aIsSupported(aDevice, aPort))
     {
-        return Fail(KyResult::UNSUPPORTED, "The specified port is not supported by this device.", aPlace);
+        return KY_LOG_RESULT(aCaller.mLogger, KyResult::UNSUPPORTED, aCaller.mFunction,
+                             "The specified port is not supported by this device.");
     }
     if (!PortMap::GetInstance().Lock(aDevice, aPort))
     {
-        return Fail(KyResult::FAILURE, "The specified port is already in use.", aPlace);
+        return KY_LOG_RESULT(aCaller.mLogger, KyResult::FAILURE, aCaller.mFunction,
+                             "The specified port is already in use.");
     }
     return lResult;
 }
 
-KyResult CheckBuffer(const uint8_t* aBuffer, uint32_t aSize, const LogPlace& aPlace)
-{
-    if (aBuffer == nullptr && aSize > 0)
-    {
-        return Fail(KyResult::BAD_PARAMETER, "aBuffer pointer cannot be NULL.", aPlace);
-    }
-    return KyResult(KyResult::OK);
-}
-
-bool IsReachable(IKyDeviceAdapter* aDevice, const LogPlace& aPlace)
+bool IsReachable(IKyDeviceAdapter* aDevice, const Caller& aCaller)
 {
     if (aDevice == nullptr)
     {
-        Log(JxUtilsLib::PriorityError, cNoPointer, aPlace);
+        KY_LOG(aCaller.mLogger, JxUtilsLib::PriorityError, aCaller.mFunction, cNoPointer);
         return false;
     }
     if (!aDevice->IsConnected())
     {
-        Log(JxUtilsLib::PriorityError, cNotConnected, aPlace);
+        KY_LOG(aCaller.mLogger, JxUtilsLib::PriorityError, aCaller.mFunction, cNotConnected);
         return false;
     }
     return true;
 }
 
 bool IsKorvoVideoInterface(IKyDeviceAdapter* aDevice, JxUtilsLib::PriorityLevel aPriority,
-                           const LogPlace& aPlace)
+                           const Caller& aCaller)
 {
     const bool lIsKorvo = aDevice->IsKorvoVideoInterface();
     if (!lIsKorvo)
     {
-        Log(aPriority, "The device is not an a Korvo video interface.", aPlace);
+        KY_LOG(aCaller.mLogger, aPriority, aCaller.mFunction,
+               "The device is not an a Korvo video interface.");
     }
     return lIsKorvo;
 }
 
-bool IsGigEVision(IKyDeviceAdapter* aDevice, const LogPlace& aPlace)
+bool IsGigEVision(IKyDeviceAdapter* aDevice, const Caller& aCaller)
 {
     const bool lIsGigEVision = aDevice->IsGigEVision();
     if (!lIsGigEVision)
     {
-        Log(JxUtilsLib::PriorityInfo, "The device is not a GigE Vision device.", aPlace);
+        KY_LOG(aCaller.mLogger, JxUtilsLib::PriorityInfo, aCaller.mFunction,
+               "The device is not a GigE Vision device.");
     }
     return lIsGigEVision;
 }
 
-bool ReadFunctionCaps(IKyDeviceAdapter* aDevice, uint32_t& aCaps, const LogPlace& aPlace)
+bool ReadFunctionCaps(IKyDeviceAdapter* aDevice, uint32_t& aCaps, const Caller& aCaller)
 {
     aCaps = 0;
-    if (!IsReachable(aDevice, aPlace) || !IsKorvoVideoInterface(aDevice, JxUtilsLib::PriorityInfo, aPlace))
+    if (!IsReachable(aDevice, aCaller) || !IsKorvoVideoInterface(aDevice, JxUtilsLib::PriorityInfo, aCaller))
     {
         return false;
     }
     if (PortMap::IsKnownUnsupported(aDevice))
     {
         // "now" for "not": the text that log filters know.
-        Log(JxUtilsLib::PriorityInfo, "Not reading DEV_REG_FUNCTION_CAPS, already know it is now supported.",
-            aPlace);
+        KY_LOG(aCaller.mLogger, JxUtilsLib::PriorityInfo, aCaller.mFunction,
+               "Not reading DEV_REG_FUNCTION_CAPS, already know it is now supported.");
         return false;
     }
-    if (!IsGigEVision(aDevice, aPlace))
+    if (!IsGigEVision(aDevice, aCaller))
     {
         return false;
     }
@@ -128,7 +111,8 @@ bool ReadFunctionCaps(IKyDeviceAdapter* aDevice, uint32_t& aCaps, const LogPlace
     {
         aCaps = 0;
         PortMap::MarkUnsupported(aDevice);
-        Log(JxUtilsLib::PriorityInfo, "Could not read device function capabilities register.", aPlace);
+        KY_LOG(aCaller.mLogger, JxUtilsLib::PriorityInfo, aCaller.mFunction,
+               "Could not read device function capabilities register.");
         return false;
     }
     return (aCaps & cCapsImplemented) != 0;

@@ -91,10 +91,9 @@ KyResult DeviceI2CBus::Open(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
     if (aPort >= KyDeviceSerialBulk1 && aPort <= KyDeviceSerialBulk7 && lFeatures)
     {
         auto lEngine = std::make_unique<IRegisterSerialPort>(false);
-        // Unlike on bulk port 0, the former engine is left alone, closed or not: programs that open one bus
-        // object on several of these ports in turn rely on the earlier ports staying claimed. It is never
-        // freed; Tests/lsan.supp names the leak.
-        static_cast<void>(mBulk.release()); // NOLINT(bugprone-unused-return-value): left alone on purpose
+        // Unlike on bulk port 0, the former engine is not destroyed, closed or not: programs that open one
+        // bus object on several of these ports in turn rely on the earlier ports staying claimed.
+        RetiredEngines::Add(std::move(mBulk));
         mBulk = std::move(lEngine);
         return mBulk->Open(aDevice, aPort);
     }
@@ -142,13 +141,13 @@ KyResult DeviceI2CBus::MasterTransmitter(uint8_t aSlaveAddress, const uint8_t* a
 {
     static constexpr char cFunction[] = "KySerialLib::DeviceI2CBus::MasterTransmitter";
     KyResult lResult = CheckEngine(cFunction, __LINE__);
-    if (lResult.IsOK())
-    {
-        lResult = CheckBuffer(aBuffer, aBufferSize, KY_LOG_PLACE(*mLogger, cFunction));
-    }
     if (!lResult.IsOK())
     {
         return lResult;
+    }
+    if (IsMissing(aBuffer, aBufferSize))
+    {
+        return KY_LOG_RESULT(*mLogger, KyResult::BAD_PARAMETER, cFunction, cNoBuffer);
     }
     const std::unique_ptr<uint8_t[]> lBytes = OneMore(aBufferSize);
     if (lBytes == nullptr)
@@ -171,14 +170,14 @@ KyResult DeviceI2CBus::MasterReceiverAfterFirstByte(uint8_t aSlaveAddress, uint8
 {
     static constexpr char cFunction[] = "KySerialLib::DeviceI2CBus::MasterReceiverAfterFirstByte";
     KyResult lResult = CheckEngine(cFunction, __LINE__);
-    if (lResult.IsOK())
-    {
-        JX_ASSERT(aBufferSize < 65536); // the count travels in two bytes
-        lResult = CheckBuffer(aBuffer, aBufferSize, KY_LOG_PLACE(*mLogger, cFunction));
-    }
     if (!lResult.IsOK())
     {
         return lResult;
+    }
+    JX_EXPECT(aBufferSize < 65536); // the count travels in two bytes
+    if (IsMissing(aBuffer, aBufferSize))
+    {
+        return KY_LOG_RESULT(*mLogger, KyResult::BAD_PARAMETER, cFunction, cNoBuffer);
     }
     const uint8_t lCommand[] = {WireAddress(aSlaveAddress, true), static_cast<uint8_t>(aBufferSize & 0xFFU),
                                 static_cast<uint8_t>((aBufferSize >> 8U) & 0xFFU)};
@@ -220,7 +219,7 @@ KyResult DeviceI2CBus::BurstRead(uint8_t aSlaveAddress, uint8_t* aBuffer, uint32
 KyResult DeviceI2CBus::IndirectBurstWrite(uint8_t aSlaveAddress, uint8_t aOffset, const uint8_t* aBuffer,
                                           uint32_t aBufferSize, bool aFastMode)
 {
-    if (aBuffer == nullptr && aBufferSize > 0)
+    if (IsMissing(aBuffer, aBufferSize))
     {
         return MasterTransmitter(aSlaveAddress, nullptr, aBufferSize, aFastMode, true); // tells what is wrong
     }
@@ -241,6 +240,12 @@ KyResult DeviceI2CBus::IndirectBurstRead(uint8_t aSlaveAddress, uint8_t aOffset,
                                          uint32_t aBufferSize, uint32_t& aBytesRead, bool aFastMode,
                                          bool aUseCombinedFormat)
 {
+    // Refused before the offset goes out: in combined format the bus would stay held, with no read to release
+    // it. Without an engine the first step says so, as ever.
+    if (mBulk != nullptr && IsMissing(aBuffer, aBufferSize))
+    {
+        return MasterReceiverAfterFirstByte(aSlaveAddress, nullptr, aBufferSize, aBytesRead, aFastMode, true);
+    }
     // Combined format: no stop behind the offset, so that the read begins with a repeated start.
     KyResult lResult = MasterTransmitter(aSlaveAddress, &aOffset, 1, aFastMode, !aUseCombinedFormat);
     if (!lResult.IsOK())

@@ -1,5 +1,6 @@
 #include "DeviceSPIBus.h"
 
+#include "DeviceChecks.h"
 #include "LogResult.h"
 #include "OutOfMemory.h"
 #include "RetiredEngines.h"
@@ -84,8 +85,18 @@ bool DeviceSPIBus::IsOpened()
 KyResult DeviceSPIBus::BurstRead(uint8_t* aBuffer, uint32_t aBufferSize, uint32_t& aBytesRead,
                                  uint32_t aTimeout)
 {
-    KyResult lResult = CheckEngine("KySerialLib::DeviceSPIBus::BurstRead", __LINE__);
-    return lResult.IsOK() ? mBulk->Read(aBuffer, aBufferSize, aBytesRead, aTimeout) : lResult;
+    static constexpr char cFunction[] = "KySerialLib::DeviceSPIBus::BurstRead";
+    KyResult lResult = CheckEngine(cFunction, __LINE__);
+    if (!lResult.IsOK())
+    {
+        return lResult;
+    }
+    if (aBuffer == nullptr) // with size 0, too: a byte is taken all the same
+    {
+        aBytesRead = 0;
+        return KY_LOG_RESULT(*mLogger, KyResult::BAD_PARAMETER, cFunction, cNoBuffer);
+    }
+    return mBulk->Read(aBuffer, aBufferSize, aBytesRead, aTimeout);
 }
 
 KyResult DeviceSPIBus::BurstWriteAndRead(const uint8_t* aBuffer, uint32_t aWriteSize, uint32_t aReadSize,
@@ -101,6 +112,10 @@ KyResult DeviceSPIBus::BurstWriteAndRead(const uint8_t* aBuffer, uint32_t aWrite
     {
         return KY_LOG_RESULT(*mLogger, KyResult::BAD_PARAMETER, cFunction,
                              "SPI read and write only support up to 255 bytes");
+    }
+    if (IsMissing(aBuffer, aWriteSize))
+    {
+        return KY_LOG_RESULT(*mLogger, KyResult::BAD_PARAMETER, cFunction, cNoBuffer);
     }
     uint32_t lBytesWritten = 0;
     return mBulk->WriteAndRead(aBuffer, aWriteSize, lBytesWritten, aReadSize, aSimultaneous, aFinal);

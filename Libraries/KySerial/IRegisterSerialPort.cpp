@@ -93,13 +93,16 @@ IRegisterSerialPort::IRegisterSerialPort(bool aSPI)
 {
 }
 
-IRegisterSerialPort::~IRegisterSerialPort() = default;
+IRegisterSerialPort::~IRegisterSerialPort()
+{
+    std::free(mUpstreamBuffer);
+}
 
 bool IRegisterSerialPort::IsSupported(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
 {
     const JxUtilsLib::Logger lLogger(cLogCategory, 0);
-    const LogPlace lPlace = KY_LOG_PLACE(lLogger, "KySerialLib::IRegisterSerialPort::IsSupported");
-    if (!IsReachable(aDevice, lPlace) || !IsKorvoVideoInterface(aDevice, JxUtilsLib::PriorityError, lPlace))
+    const Caller lCaller{lLogger, "KySerialLib::IRegisterSerialPort::IsSupported"};
+    if (!IsReachable(aDevice, lCaller) || !IsKorvoVideoInterface(aDevice, JxUtilsLib::PriorityError, lCaller))
     {
         return false;
     }
@@ -111,8 +114,8 @@ bool IRegisterSerialPort::IsProtocolSupported(IKyDeviceAdapter* aDevice, KyDevic
                                               const KyString& aProtocol)
 {
     const JxUtilsLib::Logger lLogger(cLogCategory, 0);
-    const LogPlace lPlace = KY_LOG_PLACE(lLogger, "KySerialLib::IRegisterSerialPort::IsProtocolSupported");
-    if (!IsReachable(aDevice, lPlace) || !IsSupported(aDevice, aPort))
+    const Caller lCaller{lLogger, "KySerialLib::IRegisterSerialPort::IsProtocolSupported"};
+    if (!IsReachable(aDevice, lCaller) || !IsSupported(aDevice, aPort))
     {
         return false;
     }
@@ -127,7 +130,7 @@ bool IRegisterSerialPort::AreFeaturesAvailable() const
 KyResult IRegisterSerialPort::Open(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
 {
     static constexpr char cFunction[] = "KySerialLib::IRegisterSerialPort::Open";
-    KyResult lResult = ClaimPort(aDevice, aPort, &IsSupported, KY_LOG_PLACE(*mEngineLogger, cFunction));
+    KyResult lResult = ClaimPort(aDevice, aPort, &IsSupported, {*mEngineLogger, cFunction});
     if (!lResult.IsOK())
     {
         return lResult;
@@ -139,7 +142,7 @@ KyResult IRegisterSerialPort::Open(IKyDeviceAdapter* aDevice, KyDeviceSerial aPo
     mPort = aPort;
     if (!AreFeaturesAvailable()) // a device may change its mind between the two questions
     {
-        JX_ASSERT(0);
+        JX_EXPECT(0);
         static_cast<void>(Close()); // ignored: the answer is that of the port
         return KY_LOG_RESULT(*mEngineLogger, KyResult::UNSUPPORTED, cFunction,
                              "The specified port is not supported by this device.");
@@ -287,15 +290,14 @@ KyResult IRegisterSerialPort::WriteAndRead(const uint8_t* aBuffer, uint32_t aSiz
 {
     static constexpr char cFunction[] = "KySerialLib::IRegisterSerialPort::WriteAndRead";
     aBytesWritten = 0;
-    KyResult lResult = CheckConnected(mDevice, KY_LOG_PLACE(*mEngineLogger, cFunction));
+    KyResult lResult = CheckConnected(mDevice, {*mEngineLogger, cFunction});
     if (!lResult.IsOK())
     {
         return lResult;
     }
-    lResult = CheckBuffer(aBuffer, aSize, KY_LOG_PLACE(*mEngineLogger, cFunction));
-    if (!lResult.IsOK())
+    if (IsMissing(aBuffer, aSize))
     {
-        return lResult;
+        return KY_LOG_RESULT(*mEngineLogger, KyResult::BAD_PARAMETER, cFunction, cNoBuffer);
     }
     KY_LOG(*mEngineLogger, JxUtilsLib::PriorityInfo, cFunction,
            "IRegisterSerialPort::Write sending %d bytes of data", static_cast<int>(aSize));
@@ -374,7 +376,7 @@ KyResult IRegisterSerialPort::TransmitSPI(const uint8_t* aData, uint32_t aSize, 
     // Adds the remainder, not the padding: stricter than needed for some sizes, and kept so. The text of an
     // assertion is fixed to the blank.
     // clang-format off
-    JX_ASSERT(aSize + (aSize%4) + 12 <= mDownstreamBufferLength);
+    JX_EXPECT(aSize + (aSize%4) + 12 <= mDownstreamBufferLength);
     // clang-format on
     if (aSimultaneous && aReadSize != aSize)
     {
@@ -401,7 +403,7 @@ KyResult IRegisterSerialPort::TransmitSPI(const uint8_t* aData, uint32_t aSize, 
 void IRegisterSerialPort::NotifyFeatureInvalidated(const KyString* aName)
 {
     IKyDeviceAdapter* const lDevice = mDevice;
-    if (lDevice == nullptr || aName == nullptr || !lDevice->IsRegisterFeatureAvailable(*aName))
+    if (IsRetired() || lDevice == nullptr || aName == nullptr || !lDevice->IsRegisterFeatureAvailable(*aName))
     {
         return;
     }
@@ -420,30 +422,45 @@ void IRegisterSerialPort::NotifyFeatureInvalidated(const KyString* aName)
     {
         return;
     }
-    JX_ASSERT(lTrueDataLength <= lRegLength);
+    JX_EXPECT(lTrueDataLength <= lRegLength);
     if (lTrueDataLength > lRegLength || lTrueDataLength > INT32_MAX)
     {
         return;
     }
     // The feature's length decides, so that the buffer grows once; an absurd one must not cost the event.
     const int64_t lNeeded = lRegLength <= cSaneUpstreamLength ? lRegLength : lTrueDataLength;
-    if (!Grow(mUpstreamBuffer, mUpstreamBufferLength, static_cast<uint32_t>(lNeeded), 0))
+    Buffer lBuffer(mUpstreamBuffer.exchange(nullptr));
+    if (lBuffer == nullptr)
     {
-        return;
+        mUpstreamBufferLength = 0;
     }
-    // Ignored: after a failure the bytes of the event are those that the buffer holds.
-    static_cast<void>(
-        lDevice->GetRegisterData(mUpstreamBufferFeature, mUpstreamBuffer.get(), lTrueDataLength));
-    LockRx();
-    PushBytes(mUpstreamBuffer.get(), static_cast<uint32_t>(lTrueDataLength));
-    UnlockRx();
+    if (Grow(lBuffer, mUpstreamBufferLength, static_cast<uint32_t>(lNeeded), 0))
+    {
+        // Ignored: after a failure the bytes of the event are those that the buffer holds.
+        static_cast<void>(lDevice->GetRegisterData(mUpstreamBufferFeature, lBuffer.get(), lTrueDataLength));
+        LockRx();
+        PushBytes(lBuffer.get(), static_cast<uint32_t>(lTrueDataLength));
+        UnlockRx();
+    }
+    mUpstreamBuffer = lBuffer.release();
+    if (IsRetired()) // meanwhile; one of the two threads finds the buffer
+    {
+        std::free(mUpstreamBuffer.exchange(nullptr));
+    }
+}
+
+void IRegisterSerialPort::ReleaseBuffers()
+{
+    std::free(mUpstreamBuffer.exchange(nullptr));
+    mDownstreamBuffer.reset();
+    mDownstreamBufferLength = 0;
 }
 
 KyResult IRegisterSerialPort::Close()
 {
     static constexpr char cFunction[] = "KySerialLib::IRegisterSerialPort::Close";
     IKyDeviceAdapter* const lDevice = mDevice;
-    KyResult lResult = CheckConnected(lDevice, KY_LOG_PLACE(*mEngineLogger, cFunction));
+    KyResult lResult = CheckConnected(lDevice, {*mEngineLogger, cFunction});
     if (!lResult.IsOK())
     {
         return lResult;

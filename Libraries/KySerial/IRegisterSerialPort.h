@@ -35,8 +35,7 @@ public:
 
     /// \param aDevice  Null is NO_CONNECTION.
     /// \return OK; NO_CONNECTION; UNSUPPORTED; FAILURE when the port is in use or the event notification
-    /// could
-    ///         not be switched on (no description then; the engine has closed itself).
+    ///         could not be switched on (no description then; the engine has closed itself).
     KyResult Open(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort) override;
 
     /// Puts the event notification back to what it was at open, releases the claim, empties the buffer.
@@ -63,6 +62,10 @@ public:
     /// Fetches the upstream data of an event. Event thread.
     /// \param aName  The feature that changed; anything but a register feature of the device is ignored.
     void NotifyFeatureInvalidated(const KyString* aName) override;
+
+    /// Gives the buffers of messages and events up, of an engine that has retired. The event thread may be
+    /// using its buffer, and gives it up itself then.
+    void ReleaseBuffers();
 
 private:
     struct Free
@@ -91,7 +94,8 @@ private:
     KyString mUpstreamBufferFeature;
     Buffer mDownstreamBuffer;
     uint32_t mDownstreamBufferLength = 0;
-    Buffer mUpstreamBuffer; // of the event thread, like its length
+    // Null while the event thread, which has the length for itself, works with the buffer.
+    std::atomic<uint8_t*> mUpstreamBuffer{nullptr};
     uint32_t mUpstreamBufferLength = 0;
     KyString mOriginalEventNotification;
     const std::unique_ptr<JxUtilsLib::Logger> mEngineLogger;

@@ -3,7 +3,6 @@
 #include "DeviceI2CBus.h"
 #include "JxUtilsLib/Assert.h"
 #include "OutOfMemory.h"
-#include "PortMap.h"
 
 using KySerialLib::CatchOutOfMemory;
 using KySerialLib::OutOfMemory;
@@ -12,19 +11,17 @@ KyDeviceI2CBus::KyDeviceI2CBus() : mThis(nullptr)
 {
     try
     {
-        // Made first, so that it outlives every bus, one with static storage too.
-        static_cast<void>(KySerialLib::PortMap::GetInstance());
         mThis = new KySerialLib::DeviceI2CBus;
     }
     catch (...) // NOLINT(bugprone-empty-catch): no memory, which every operation reports
     {
     }
-    JX_ASSERT(mThis != NULL);
+    JX_EXPECT(mThis != NULL);
 }
 
 KyDeviceI2CBus::~KyDeviceI2CBus()
 {
-    JX_ASSERT(mThis != NULL);
+    JX_EXPECT(mThis != NULL);
     KySerialLib::ReleaseOwner(mThis);
 }
 
@@ -39,7 +36,7 @@ KyDeviceI2CBus& KyDeviceI2CBus::operator=(const KyDeviceI2CBus& aOther)
 
 bool KyDeviceI2CBus::IsOpened()
 {
-    JX_ASSERT(mThis != NULL);
+    JX_EXPECT(mThis != NULL);
     return mThis != nullptr && mThis->IsOpened();
 }
 
@@ -50,20 +47,20 @@ bool KyDeviceI2CBus::IsSupported(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort
 
 KyResult KyDeviceI2CBus::Open(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
 {
-    JX_ASSERT(mThis != NULL);
+    JX_EXPECT(mThis != NULL);
     return mThis != nullptr ? CatchOutOfMemory([&] { return mThis->Open(aDevice, aPort); }) : OutOfMemory();
 }
 
 KyResult KyDeviceI2CBus::Close()
 {
-    JX_ASSERT(mThis != NULL);
+    JX_EXPECT(mThis != NULL);
     return mThis != nullptr ? CatchOutOfMemory([&] { return mThis->Close(); }) : OutOfMemory();
 }
 
 KyResult KyDeviceI2CBus::MasterTransmitter(uint8_t aSlaveAddress, const uint8_t* aBuffer,
                                            uint32_t aBufferSize, bool aFastMode, bool aStop)
 {
-    JX_ASSERT(mThis != NULL);
+    JX_EXPECT(mThis != NULL);
     return mThis != nullptr ? CatchOutOfMemory(
                                   [&] {
                                       return mThis->MasterTransmitter(aSlaveAddress, aBuffer, aBufferSize,
@@ -76,7 +73,7 @@ KyResult KyDeviceI2CBus::MasterReceiverAfterFirstByte(uint8_t aSlaveAddress, uin
                                                       uint32_t aBufferSize, uint32_t& aBytesRead,
                                                       bool aFastMode, bool aStop)
 {
-    JX_ASSERT(mThis != NULL);
+    JX_EXPECT(mThis != NULL);
     return mThis != nullptr ? CatchOutOfMemory(
                                   [&]
                                   {
@@ -89,7 +86,7 @@ KyResult KyDeviceI2CBus::MasterReceiverAfterFirstByte(uint8_t aSlaveAddress, uin
 KyResult KyDeviceI2CBus::BurstWrite(uint8_t aSlaveAddress, const uint8_t* aBuffer, uint32_t aBufferSize,
                                     bool aFastMode)
 {
-    JX_ASSERT(mThis != NULL);
+    JX_EXPECT(mThis != NULL);
     return mThis != nullptr
                ? CatchOutOfMemory(
                      [&] { return mThis->BurstWrite(aSlaveAddress, aBuffer, aBufferSize, aFastMode); })
@@ -99,7 +96,7 @@ KyResult KyDeviceI2CBus::BurstWrite(uint8_t aSlaveAddress, const uint8_t* aBuffe
 KyResult KyDeviceI2CBus::BurstRead(uint8_t aSlaveAddress, uint8_t* aBuffer, uint32_t aBufferSize,
                                    uint32_t& aBytesRead, bool aFastMode)
 {
-    JX_ASSERT(mThis != NULL);
+    JX_EXPECT(mThis != NULL);
     return mThis != nullptr
                ? CatchOutOfMemory(
                      [&]
@@ -110,7 +107,7 @@ KyResult KyDeviceI2CBus::BurstRead(uint8_t aSlaveAddress, uint8_t* aBuffer, uint
 KyResult KyDeviceI2CBus::IndirectBurstWrite(uint8_t aSlaveAddress, uint8_t aOffset, const uint8_t* aBuffer,
                                             uint32_t aBufferSize, bool aFastMode)
 {
-    JX_ASSERT(mThis != NULL);
+    JX_EXPECT(mThis != NULL);
     return mThis != nullptr ? CatchOutOfMemory(
                                   [&] {
                                       return mThis->IndirectBurstWrite(aSlaveAddress, aOffset, aBuffer,
@@ -123,7 +120,7 @@ KyResult KyDeviceI2CBus::IndirectBurstRead(uint8_t aSlaveAddress, uint8_t aOffse
                                            uint32_t aBufferSize, uint32_t& aBytesRead, bool aFastMode,
                                            bool aUseCombinedFormat)
 {
-    JX_ASSERT(mThis != NULL);
+    JX_EXPECT(mThis != NULL);
     return mThis != nullptr
                ? CatchOutOfMemory(
                      [&]

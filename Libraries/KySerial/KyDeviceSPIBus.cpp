@@ -3,7 +3,6 @@
 #include "DeviceSPIBus.h"
 #include "JxUtilsLib/Assert.h"
 #include "OutOfMemory.h"
-#include "PortMap.h"
 
 using KySerialLib::CatchOutOfMemory;
 using KySerialLib::OutOfMemory;
@@ -12,19 +11,17 @@ KyDeviceSPIBus::KyDeviceSPIBus() : mThis(nullptr)
 {
     try
     {
-        // Made first, so that it outlives every bus, one with static storage too.
-        static_cast<void>(KySerialLib::PortMap::GetInstance());
         mThis = new KySerialLib::DeviceSPIBus;
     }
     catch (...) // NOLINT(bugprone-empty-catch): no memory, which every operation reports
     {
     }
-    JX_ASSERT(mThis != NULL);
+    JX_EXPECT(mThis != NULL);
 }
 
 KyDeviceSPIBus::~KyDeviceSPIBus()
 {
-    JX_ASSERT(mThis != NULL);
+    JX_EXPECT(mThis != NULL);
     KySerialLib::ReleaseOwner(mThis);
 }
 
@@ -39,7 +36,7 @@ KyDeviceSPIBus& KyDeviceSPIBus::operator=(const KyDeviceSPIBus& aOther)
 
 bool KyDeviceSPIBus::IsOpened()
 {
-    JX_ASSERT(mThis != NULL);
+    JX_EXPECT(mThis != NULL);
     return mThis != nullptr && mThis->IsOpened();
 }
 
@@ -50,20 +47,20 @@ bool KyDeviceSPIBus::IsSupported(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort
 
 KyResult KyDeviceSPIBus::Open(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
 {
-    JX_ASSERT(mThis != NULL);
+    JX_EXPECT(mThis != NULL);
     return mThis != nullptr ? CatchOutOfMemory([&] { return mThis->Open(aDevice, aPort); }) : OutOfMemory();
 }
 
 KyResult KyDeviceSPIBus::Close()
 {
-    JX_ASSERT(mThis != NULL);
+    JX_EXPECT(mThis != NULL);
     return mThis != nullptr ? CatchOutOfMemory([&] { return mThis->Close(); }) : OutOfMemory();
 }
 
 KyResult KyDeviceSPIBus::BurstRead(uint8_t* aBuffer, uint32_t aBufferSize, uint32_t& aBytesRead,
                                    uint32_t aTimeout)
 {
-    JX_ASSERT(mThis != NULL);
+    JX_EXPECT(mThis != NULL);
     return mThis != nullptr
                ? CatchOutOfMemory([&]
                                   { return mThis->BurstRead(aBuffer, aBufferSize, aBytesRead, aTimeout); })
@@ -73,7 +70,7 @@ KyResult KyDeviceSPIBus::BurstRead(uint8_t* aBuffer, uint32_t aBufferSize, uint3
 KyResult KyDeviceSPIBus::BurstWriteAndRead(const uint8_t* aBuffer, uint32_t aWriteSize, uint32_t aReadSize,
                                            bool aSimultaneous, bool aFinal)
 {
-    JX_ASSERT(mThis != NULL);
+    JX_EXPECT(mThis != NULL);
     return mThis != nullptr ? CatchOutOfMemory(
                                   [&] {
                                       return mThis->BurstWriteAndRead(aBuffer, aWriteSize, aReadSize,

@@ -5,7 +5,6 @@
 #include "JxUtilsLib/Assert.h"
 #include "LogResult.h"
 #include "OutOfMemory.h"
-#include "PortMap.h"
 #include "RetiredEngines.h"
 #include "SerialPortIPEngine.h"
 
@@ -41,19 +40,17 @@ KyDeviceSerialPort::KyDeviceSerialPort() : mThis(nullptr)
 {
     try
     {
-        // Made first, so that it outlives every port, one with static storage too.
-        static_cast<void>(KySerialLib::PortMap::GetInstance());
         mThis = new SerialPortIPEngine;
     }
     catch (...) // NOLINT(bugprone-empty-catch): no memory, which every operation reports
     {
     }
-    JX_ASSERT(mThis != NULL);
+    JX_EXPECT(mThis != NULL);
 }
 
 KyDeviceSerialPort::~KyDeviceSerialPort()
 {
-    JX_ASSERT(mThis != NULL);
+    JX_EXPECT(mThis != NULL);
     if (mThis != nullptr && mThis->IsOpened())
     {
         const JxUtilsLib::Logger lLogger(KySerialLib::cLogCategory, 0);
@@ -102,26 +99,26 @@ KyResult KyDeviceSerialPort::Open(IKyDeviceAdapter* aDevice, KyDeviceSerial aPor
             }
             const JxUtilsLib::Logger lLogger(KySerialLib::cLogCategory, 0);
             KY_LOG_FATAL(lLogger, cFunction, "Unknown port.");
-            JX_ASSERT(false);
+            JX_EXPECT(false);
             return KyResult(KyResult::UNSUPPORTED);
         });
 }
 
 KyResult KyDeviceSerialPort::Close()
 {
-    JX_ASSERT(mThis != NULL);
+    JX_EXPECT(mThis != NULL);
     return mThis != nullptr ? CatchOutOfMemory([&] { return mThis->Close(); }) : OutOfMemory();
 }
 
 bool KyDeviceSerialPort::IsOpened()
 {
-    JX_ASSERT(mThis != NULL);
+    JX_EXPECT(mThis != NULL);
     return mThis != nullptr && mThis->IsOpened();
 }
 
 KyResult KyDeviceSerialPort::Write(const uint8_t* aBuffer, uint32_t aSize, uint32_t& aBytesWritten)
 {
-    JX_ASSERT(mThis != NULL);
+    JX_EXPECT(mThis != NULL);
     aBytesWritten = 0;
     return mThis != nullptr ? CatchOutOfMemory([&] { return mThis->Write(aBuffer, aSize, aBytesWritten); })
                             : OutOfMemory();
@@ -129,34 +126,34 @@ KyResult KyDeviceSerialPort::Write(const uint8_t* aBuffer, uint32_t aSize, uint3
 
 KyResult KyDeviceSerialPort::Read(uint8_t* aBuffer, uint32_t aSize, uint32_t& aBytesRead, uint32_t aTimeout)
 {
-    JX_ASSERT(mThis != NULL);
+    JX_EXPECT(mThis != NULL);
     aBytesRead = 0;
     return mThis != nullptr ? mThis->Read(aBuffer, aSize, aBytesRead, aTimeout) : OutOfMemory();
 }
 
 KyResult KyDeviceSerialPort::FlushRxBuffer()
 {
-    JX_ASSERT(mThis != NULL);
+    JX_EXPECT(mThis != NULL);
     return mThis != nullptr ? mThis->FlushRxBuffer() : OutOfMemory();
 }
 
 KyResult KyDeviceSerialPort::GetRxBytesReady(uint32_t& aBytes)
 {
-    JX_ASSERT(mThis != NULL);
+    JX_EXPECT(mThis != NULL);
     aBytes = 0;
     return mThis != nullptr ? mThis->GetRxBytesReady(aBytes) : OutOfMemory();
 }
 
 KyResult KyDeviceSerialPort::GetRxBufferSize(uint32_t& aSize)
 {
-    JX_ASSERT(mThis != NULL);
+    JX_EXPECT(mThis != NULL);
     aSize = 0;
     return mThis != nullptr ? mThis->GetRxBufferSize(aSize) : OutOfMemory();
 }
 
 KyResult KyDeviceSerialPort::SetRxBufferSize(uint32_t aSize)
 {
-    JX_ASSERT(mThis != NULL);
+    JX_EXPECT(mThis != NULL);
     return mThis != nullptr ? mThis->SetRxBufferSize(aSize) : OutOfMemory();
 }
 

@@ -4,7 +4,6 @@
 #include "BridgeCOM.h"
 #include "LogResult.h"
 #include "OutOfMemory.h"
-#include "PortMap.h"
 
 #include <memory>
 #include <utility>
@@ -52,17 +51,7 @@ KyResult CheckDevice(IKyDeviceAdapter* aDevice, bool aIsPort)
 
 } // namespace
 
-KySerialBridge::KySerialBridge() : mThis(nullptr)
-{
-    // Made first, so that it outlives every bridge, one with static storage too. Without memory for it each
-    // start says so.
-    static_cast<void>(CatchOutOfMemory(
-        []
-        {
-            static_cast<void>(KySerialLib::PortMap::GetInstance());
-            return KyResult(KyResult::OK);
-        }));
-}
+KySerialBridge::KySerialBridge() : mThis(nullptr) {}
 
 KySerialBridge::~KySerialBridge()
 {

@@ -43,10 +43,3 @@ inline KyResult ToKyResult(const JxUtilsLib::Result& aResult) noexcept
 /// Logs a state that must not occur.
 #define KY_LOG_FATAL(aLogger, aFunction, ...)                                                                \
     (aLogger).Log(::JxUtilsLib::PriorityFatal, cSourceFile, __LINE__, aFunction, __VA_ARGS__)
-
-/// The place of the current operation, for the checks of DeviceChecks.h.
-#define KY_LOG_PLACE(aLogger, aFunction)                                                                     \
-    ::KySerialLib::LogPlace                                                                                  \
-    {                                                                                                        \
-        (aLogger), cSourceFile, __LINE__, aFunction                                                          \
-    }

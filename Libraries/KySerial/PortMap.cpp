@@ -2,6 +2,7 @@
 
 #include "JxUtilsLib/Assert.h"
 #include "JxUtilsLib/LockScope.h"
+#include "KyBase/KyPermanent.h"
 #include "LogResult.h"
 #include "OmUtilsLib/Network/EthernetAddress.h"
 
@@ -26,8 +27,8 @@ struct UnsupportedDevices
 
 UnsupportedDevices& GetUnsupportedDevices()
 {
-    static UnsupportedDevices sDevices; // GCOVR_EXCL_BR_LINE: the compiler's guard
-    return sDevices;
+    static KyPermanent<UnsupportedDevices> sDevices; // GCOVR_EXCL_BR_LINE: the compiler's guard
+    return sDevices.Get();
 }
 
 // A text that must be there. Without memory it is empty, which would be another feature's name or another
@@ -74,8 +75,8 @@ std::string ReadMacAddress(IKyDeviceAdapter* aDevice)
 
 PortMap& PortMap::GetInstance()
 {
-    static PortMap sInstance; // GCOVR_EXCL_BR_LINE: the compiler's guard
-    return sInstance;
+    static KyPermanent<PortMap> sInstance; // GCOVR_EXCL_BR_LINE: the compiler's guard
+    return sInstance.Get();
 }
 
 PortMap::PortMap() : mLogger(std::make_unique<JxUtilsLib::Logger>(cLogCategory, 0)) {}

@@ -25,7 +25,8 @@ namespace KySerialLib
 class PortMap
 {
 public:
-    /// The process-wide map, made on first use.
+    /// The process-wide map, made on first use and never destroyed: ports that are still open when the
+    /// program ends release their claims then.
     static PortMap& GetInstance();
 
     PortMap();

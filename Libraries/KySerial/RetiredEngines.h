@@ -7,12 +7,33 @@
 namespace KySerialLib
 {
 
-/// Ends the life of an engine as far as memory safety allows.
+/// The engines that nobody uses any more and that stay until the process ends.
 ///
-/// A closed engine is deleted. An engine that is still open is not: its adapter goes on calling it as an
+/// An engine that is open when its owner drops it is not destroyed: its adapter goes on calling it as an
 /// event sink, because neither a replaced engine nor one whose device was disconnected at close withdraws
-/// itself. Such an engine keeps its claim and its memory until the process ends; there are never more of them
-/// than device ports. It only receives; nobody reads it any more. \param aEngine  Null does nothing.
+/// itself. It keeps its claim, so there is one of them at the most for each port of each device that the
+/// process has ever identified. A closed engine that an I2C bus leaves behind on bulk port 1 to 7 stays as
+/// well, one for each further Open() of the bus.
+///
+/// What stays of an engine is the object: under 1 KiB, its claim included. It ignores events without asking
+/// its adapter, which may be gone by then.
+class RetiredEngines
+{
+public:
+    /// Retires an engine, open or closed. Null does nothing. Any thread.
+    static void Add(std::unique_ptr<SerialPort> aEngine) noexcept;
+
+    RetiredEngines() = default;
+    RetiredEngines(const RetiredEngines&) = delete;
+    RetiredEngines& operator=(const RetiredEngines&) = delete;
+
+private:
+    JxUtilsLib::Mutex mMutex;
+    SerialPort* mFirst JX_GUARDED_BY(mMutex) = nullptr;
+};
+
+/// Ends the life of an engine as far as memory safety allows: deletes a closed one and retires an open one.
+/// Null does nothing.
 void RetireEngine(std::unique_ptr<SerialPort> aEngine) noexcept;
 
 } // namespace KySerialLib

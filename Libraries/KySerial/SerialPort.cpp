@@ -1,5 +1,6 @@
 #include "SerialPort.h"
 
+#include "DeviceChecks.h"
 #include "JxUtilsLib/LockScope.h"
 #include "LogResult.h"
 #include "OutOfMemory.h"
@@ -11,6 +12,13 @@
 
 namespace KySerialLib
 {
+
+namespace
+{
+
+constexpr char cSourceFile[] = "Libraries/KySerial/SerialPort";
+
+} // namespace
 
 SerialPort::SerialPort() : mDataEvent(true), mLogger(std::make_unique<JxUtilsLib::Logger>(cLogCategory, 0))
 {
@@ -121,7 +129,7 @@ uint32_t SerialPort::Advance(uint32_t aIndex, uint32_t aCount) const
 
 void SerialPort::PushBytes(const uint8_t* aBytes, uint32_t aCount)
 {
-    if (aCount == 0)
+    if (aCount == 0 || mBuffer == nullptr) // none: retired
     {
         return;
     }
@@ -179,7 +187,7 @@ KyResult SerialPort::Read(uint8_t* aBuffer, uint32_t aSize, uint32_t& aBytesRead
     aBytesRead = 0;
     if (aBuffer == nullptr)
     {
-        return KyResult(KyResult::BAD_PARAMETER, "aBuffer pointer cannot be NULL.");
+        return KY_LOG_RESULT(*mLogger, KyResult::BAD_PARAMETER, "KySerialLib::SerialPort::Read", cNoBuffer);
     }
     LockRx();
     if (IsEmpty())
@@ -214,6 +222,15 @@ KyResult SerialPort::Read(uint8_t* aBuffer, uint32_t aSize, uint32_t& aBytesRead
     mReadIndex = Advance(mReadIndex, aBytesRead);
     UnlockRx();
     return KyResult(KyResult::OK);
+}
+
+void SerialPort::Retire()
+{
+    mRetired = true;
+    const JxUtilsLib::LockScope lLock(mReceiveLock); // an event that is being taken ends without its bytes
+    Clear();
+    mBuffer.reset();
+    mCells = 1;
 }
 
 } // namespace KySerialLib

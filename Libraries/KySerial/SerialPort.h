@@ -70,8 +70,14 @@ public:
     /// \param aSize       Capacity. With 0, one byte is taken all the same: clients rely on a byte per call.
     /// \param aBytesRead  Receives the number taken; 0 on a failure.
     /// \param aTimeout    Milliseconds for the first byte; 0 does not wait.
-    /// \return OK, with 0 bytes when a flush came between wake-up and copying; TIMED_OUT. Logs nothing.
+    /// \return OK, with 0 bytes when a flush came between wake-up and copying; TIMED_OUT, which is not
+    /// logged.
     KyResult Read(uint8_t* aBuffer, uint32_t aSize, uint32_t& aBytesRead, uint32_t aTimeout);
+
+    /// Gives up what an open engine costs that nobody uses any more: the receive buffer goes, and events are
+    /// ignored without asking the adapter. The object stays, for adapters that still call it; see
+    /// RetiredEngines.h. Only IsOpened() and the destructor may follow, and events.
+    void Retire(); // not virtual: the engines' table of virtual functions is fixed
 
     /// Ends the wait of a reader, which gets TIMED_OUT as if its time had passed; until EndReads(false),
     /// reads that find nothing do not wait. Bytes that are there are taken as ever. Does not block. Any
@@ -99,6 +105,10 @@ private:
     void TellReader() JX_REQUIRES(mReceiveLock);
     bool IsEmpty() const JX_REQUIRES(mReceiveLock) { return mWriteIndex == mReadIndex; }
 
+    friend class RetiredEngines;
+    SerialPort* mNextRetired = nullptr; // guarded by their list
+    std::atomic<bool> mRetired{false};
+
     JxUtilsLib::Mutex mReceiveLock;
     std::unique_ptr<uint8_t[]> mBuffer JX_GUARDED_BY(mReceiveLock);
     uint32_t mWriteIndex JX_GUARDED_BY(mReceiveLock) = 0;
@@ -115,6 +125,9 @@ private:
 protected:
     /// For the log lines of the receive side and of engines without a logger of their own.
     const std::unique_ptr<JxUtilsLib::Logger> mLogger;
+
+    /// Whether the engine has retired: event handlers ask first.
+    bool IsRetired() const { return mRetired; }
 };
 
 } // namespace KySerialLib

@@ -59,7 +59,7 @@ bool SerialPortIPEngine::IsSupported(IKyDeviceAdapter* aDevice, KyDeviceSerial a
     static constexpr char cFunction[] = "KySerialLib::SerialPortIPEngine::IsSupported";
     const JxUtilsLib::Logger lLogger(cLogCategory, 0);
     uint32_t lCaps = 0;
-    if (!ReadFunctionCaps(aDevice, lCaps, KY_LOG_PLACE(lLogger, cFunction)))
+    if (!ReadFunctionCaps(aDevice, lCaps, {lLogger, cFunction}))
     {
         return false;
     }
@@ -80,7 +80,7 @@ bool SerialPortIPEngine::IsSupported(IKyDeviceAdapter* aDevice, KyDeviceSerial a
 KyResult SerialPortIPEngine::Open(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
 {
     static constexpr char cFunction[] = "KySerialLib::SerialPortIPEngine::Open";
-    KyResult lResult = ClaimPort(aDevice, aPort, &IsSupported, KY_LOG_PLACE(*mEngineLogger, cFunction));
+    KyResult lResult = ClaimPort(aDevice, aPort, &IsSupported, {*mEngineLogger, cFunction});
     if (!lResult.IsOK())
     {
         return lResult;
@@ -145,15 +145,14 @@ KyResult SerialPortIPEngine::Write(const uint8_t* aBuffer, uint32_t aSize, uint3
     static constexpr char cFunction[] = "KySerialLib::SerialPortIPEngine::Write";
     aBytesWritten = 0;
     IKyDeviceAdapter* const lDevice = mDevice;
-    KyResult lResult = CheckConnected(lDevice, KY_LOG_PLACE(*mEngineLogger, cFunction));
+    KyResult lResult = CheckConnected(lDevice, {*mEngineLogger, cFunction});
     if (!lResult.IsOK())
     {
         return lResult;
     }
-    lResult = CheckBuffer(aBuffer, aSize, KY_LOG_PLACE(*mEngineLogger, cFunction));
-    if (!lResult.IsOK())
+    if (IsMissing(aBuffer, aSize))
     {
-        return lResult;
+        return KY_LOG_RESULT(*mEngineLogger, KyResult::BAD_PARAMETER, cFunction, cNoBuffer);
     }
     KY_LOG(*mEngineLogger, JxUtilsLib::PriorityInfo, cFunction, "Writing %d bytes of data",
            static_cast<int>(aSize));
@@ -238,7 +237,11 @@ void SerialPortIPEngine::PushLowBytes(const void* aWords, uint32_t aCount)
 void SerialPortIPEngine::NotifyEvent(uint16_t aEventID, uint16_t /*aChannel*/, uint64_t /*aBlockID*/,
                                      uint64_t /*aTimestamp*/, const void* aData, uint32_t aDataLength)
 {
-    JX_ASSERT(mDevice != NULL);
+    if (IsRetired())
+    {
+        return;
+    }
+    JX_EXPECT(mDevice != NULL);
     if (aEventID != cEventInterrupt || aDataLength < 4 || aData == nullptr)
     {
         return;
@@ -259,7 +262,7 @@ KyResult SerialPortIPEngine::Close()
 {
     static constexpr char cFunction[] = "KySerialLib::SerialPortIPEngine::Close";
     IKyDeviceAdapter* const lDevice = mDevice;
-    KyResult lResult = CheckConnected(lDevice, KY_LOG_PLACE(*mEngineLogger, cFunction));
+    KyResult lResult = CheckConnected(lDevice, {*mEngineLogger, cFunction});
     if (!lResult.IsOK())
     {
         return lResult;

@@ -28,8 +28,7 @@ public:
 
     /// \param aDevice  Null is NO_CONNECTION.
     /// \return OK; NO_CONNECTION; UNSUPPORTED; FAILURE when the port is in use, or when the interrupts could
-    /// not
-    ///         be enabled: the engine is open then and has to be closed.
+    ///         not be enabled: the engine is open then and has to be closed.
     KyResult Open(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort) override;
 
     /// Puts the interrupt enable bits back to those found at open, releases the claim, empties the buffer.

@@ -2,6 +2,7 @@
 
 #include "JxUtilsLib/LockScope.h"
 #include "JxUtilsLib/Mutex.h"
+#include "KyBase/KyPermanent.h"
 
 #include <cstdint>
 #include <memory>
@@ -32,7 +33,7 @@ class HandleTable
 {
 public:
     /// \param aMostPlaces  How many objects there may be at a time, not more than the number of a place
-    /// holds.
+    ///                     holds.
     explicit HandleTable(HandleKind aKind, size_t aMostPlaces = cPlaceMask + 1)
         : mKind(aKind), mMostPlaces(aMostPlaces)
     {
@@ -118,8 +119,8 @@ private:
 template<HandleKind aKind, typename Object>
 HandleTable<Object>& GetTable()
 {
-    static auto* const cTable = new HandleTable<Object>(aKind); // GCOVR_EXCL_BR_LINE: the compiler's guard
-    return *cTable;
+    static KyPermanent<HandleTable<Object>> sTable(aKind); // GCOVR_EXCL_BR_LINE: the compiler's guard
+    return sTable.Get();
 }
 
 } // namespace KySerialCLib

@@ -2,6 +2,7 @@
 
 #include "Call.h"
 #include "JxUtilsLib/Logger.h"
+#include "KyBase/KyPermanent.h"
 
 #include <utility>
 
@@ -35,8 +36,8 @@ struct Current
 
 Current& GetCurrent()
 {
-    static auto* const cCurrent = new Current; // GCOVR_EXCL_BR_LINE: the compiler's guard
-    return *cCurrent;
+    static KyPermanent<Current> sCurrent; // GCOVR_EXCL_BR_LINE: the compiler's guard
+    return sCurrent.Get();
 }
 
 } // namespace

@@ -90,8 +90,7 @@ public:
 
     /// Waits until the FIFO is empty.
     /// \param aTimeout  Milliseconds; 0 only looks, 0xFFFFFFFF has no end. A lock that is held by a stopped
-    /// process
-    ///                  is waited for beyond it.
+    ///                  process is waited for beyond it.
     /// \return True: it was seen empty.
     bool WaitUntilEmpty(uint32_t aTimeout) noexcept;
 

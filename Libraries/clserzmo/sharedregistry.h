@@ -67,8 +67,7 @@ public:
     bool SetServerActive(const std::string& aName, bool aActive);
 
     /// \param aEntry  Receives the entry inside the section, which may be used until this object is
-    /// destroyed; null
-    ///                on failure.
+    ///                destroyed; null on failure.
     /// \return False: no entry carries the name, lock not to be had, invalid.
     bool Find(const std::string& aName, SharedRegistryEntry*& aEntry);
 

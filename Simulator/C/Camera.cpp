@@ -86,9 +86,8 @@ void Camera::Stop()
 
 KySerialCLib::HandleTable<Camera>& Cameras()
 {
-    static auto* const cTable =
-        new KySerialCLib::HandleTable<Camera>(KySerialCLib::HandleKind::SimulatedCamera);
-    return *cTable;
+    static KyPermanent<KySerialCLib::HandleTable<Camera>> sTable(KySerialCLib::HandleKind::SimulatedCamera);
+    return sTable.Get();
 }
 
 CameraCall::CameraCall(KySimCameraHandle aCamera) : mCamera(Cameras().Find(aCamera))

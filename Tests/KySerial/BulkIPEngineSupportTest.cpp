@@ -50,7 +50,7 @@ TEST_F(BulkIPEngineSupportTest, SupportsBulk0WhenTheCapabilitiesCountAnything)
 TEST_F(BulkIPEngineSupportTest, SupportsNothingWithoutADevice)
 {
     EXPECT_FALSE(BulkIPEngine::IsSupported(nullptr, KyDeviceSerialBulk0));
-    EXPECT_EQ(TakeLogOf("BulkIPEngine"), (Lines{{PriorityError, cIsSupported, cNull}}));
+    EXPECT_EQ(TakeLogOf("DeviceChecks"), (Lines{{PriorityError, cIsSupported, cNull}}));
 }
 
 TEST_F(BulkIPEngineSupportTest, AsksNothingOfADisconnectedDevice)
@@ -144,7 +144,7 @@ TEST_F(BulkIPEngineSupportTest, RunsNoI2CWithoutTheBulkPort)
 TEST_F(BulkIPEngineSupportTest, RunsNoI2CWithoutADevice)
 {
     EXPECT_FALSE(BulkIPEngine::IsI2CSupported(nullptr, KyDeviceSerialBulk0));
-    EXPECT_EQ(TakeLogOf("BulkIPEngine"), (Lines{{PriorityError, cIsI2C, cNull}}));
+    EXPECT_EQ(TakeLogOf("DeviceChecks"), (Lines{{PriorityError, cIsI2C, cNull}}));
 }
 
 TEST_F(BulkIPEngineSupportTest, LogsWhyADeviceCannotRunI2C)

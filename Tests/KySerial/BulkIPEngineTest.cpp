@@ -133,7 +133,7 @@ TEST_F(BulkIPEngineTest, OpensWithAnUnknownInterface)
 TEST_F(BulkIPEngineTest, DoesNotOpenWithoutADevice)
 {
     EXPECT_THAT(mEngine.Open(nullptr, KyDeviceSerialBulk0), IsResult(KyResult::NO_CONNECTION, cNull));
-    EXPECT_EQ(TakeLogOf("BulkIPEngine"), (Lines{{PriorityError, cOpen, cNull}}));
+    EXPECT_EQ(TakeLogOf("DeviceChecks"), (Lines{{PriorityError, cOpen, cNull}}));
     EXPECT_FALSE(mEngine.IsOpened());
 }
 
@@ -279,7 +279,7 @@ TEST_F(BulkIPEngineTest, ClosesWhenTheEnableBitsCannotBePutBack)
 TEST_F(BulkIPEngineTest, DoesNotCloseWithoutADevice)
 {
     EXPECT_THAT(mEngine.Close(), IsResult(KyResult::NO_CONNECTION, cNull));
-    EXPECT_EQ(TakeLogOf("BulkIPEngine"), (Lines{{PriorityError, cClose, cNull}}));
+    EXPECT_EQ(TakeLogOf("DeviceChecks"), (Lines{{PriorityError, cClose, cNull}}));
 }
 
 TEST_F(BulkIPEngineTest, StaysOpenWhenTheDeviceIsGoneAtClose)

@@ -320,7 +320,7 @@ TEST_F(BulkIPEngineWriteTest, PassesOnARefusedChunk)
 TEST_F(BulkIPEngineWriteTest, DoesNotWriteWithoutADevice)
 {
     EXPECT_THAT(Write({1}), IsResult(KyResult::NO_CONNECTION, "Device pointer is NULL."));
-    EXPECT_EQ(TakeLogOf("BulkIPEngine"), (Lines{{PriorityError, cWrite, "Device pointer is NULL."}}));
+    EXPECT_EQ(TakeLogOf("DeviceChecks"), (Lines{{PriorityError, cWrite, "Device pointer is NULL."}}));
 }
 
 TEST_F(BulkIPEngineWriteTest, DoesNotWriteToADisconnectedDevice)

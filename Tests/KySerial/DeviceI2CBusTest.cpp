@@ -13,6 +13,7 @@ namespace
 {
 
 constexpr char cName[] = "KySerialLib::DeviceI2CBus::";
+constexpr char cNoBuffer[] = "aBuffer pointer cannot be NULL.";
 constexpr char cNoI2C[] = "I2C Bus is not supported with this device";
 constexpr char cNotSupported[] = "The specified port is not supported by this device.";
 constexpr char cInUse[] = "The specified port is already in use.";
@@ -328,14 +329,37 @@ TYPED_TEST(I2CBusTest, WritesToARegisterOfTheSlave)
     EXPECT_EQ(this->mDevice.TakeCalls(), (Calls{"IsConnected", "WriteMemory(0x80001e00, [a0 10 11 22])"}));
 }
 
-TYPED_TEST(I2CBusTest, RefusesNullBuffers)
+TYPED_TEST(I2CBusTest, RefusesNullBuffersBeforeTheBusIsTouched)
 {
     this->OpenRegisters();
-    EXPECT_EQ(this->mBus->MasterTransmitter(1, nullptr, 2, false, true).GetCode(), KyResult::BAD_PARAMETER);
-    EXPECT_EQ(this->mBus->BurstWrite(1, nullptr, 2, false).GetCode(), KyResult::BAD_PARAMETER);
-    EXPECT_EQ(this->mBus->IndirectBurstWrite(1, 2, nullptr, 2, false).GetCode(), KyResult::BAD_PARAMETER);
-    EXPECT_EQ(this->mDevice.GetCallCount(Slot::WriteMemory), 0);
-    EXPECT_EQ(this->mBus->BurstRead(1, nullptr, 2, this->mGot, false).GetCode(), KyResult::BAD_PARAMETER);
+    this->Forget();
+    auto& lBus = *this->mBus;
+    this->mGot = 99;
+    const auto lExpectRefusal = [this](const KyResult& aResult, const char* aFunction)
+    {
+        EXPECT_THAT(aResult, IsResult(KyResult::BAD_PARAMETER, cNoBuffer)) << aFunction;
+        EXPECT_EQ(this->TakeLogOf("DeviceI2CBus"), (Lines{Failure(aFunction, cNoBuffer)}));
+    };
+    constexpr char cSender[] = "MasterTransmitter";
+    constexpr char cReceiver[] = "MasterReceiverAfterFirstByte";
+    lExpectRefusal(lBus.MasterTransmitter(1, nullptr, 2, false, true), cSender);
+    lExpectRefusal(lBus.BurstWrite(1, nullptr, 2, false), cSender);
+    lExpectRefusal(lBus.IndirectBurstWrite(1, 2, nullptr, 2, false), cSender);
+    lExpectRefusal(lBus.MasterReceiverAfterFirstByte(1, nullptr, 2, this->mGot, false, true), cReceiver);
+    lExpectRefusal(lBus.BurstRead(1, nullptr, 2, this->mGot, false), cReceiver);
+    lExpectRefusal(lBus.IndirectBurstRead(1, 2, nullptr, 2, this->mGot, false, false), cReceiver);
+    lExpectRefusal(lBus.IndirectBurstRead(1, 2, nullptr, 2, this->mGot, false, true), cReceiver);
+    EXPECT_EQ(this->mGot, 99U);
+    EXPECT_EQ(this->mDevice.TakeCalls(), Calls());
+}
+
+TYPED_TEST(I2CBusTest, NullBuffersBeforeOpenAreNotOpen)
+{
+    EXPECT_EQ(this->mBus->IndirectBurstWrite(1, 2, nullptr, 2, false).GetCode(), KyResult::NOT_OPEN);
+    EXPECT_EQ(this->mBus->IndirectBurstRead(1, 2, nullptr, 2, this->mGot, false, true).GetCode(),
+              KyResult::NOT_OPEN);
+    EXPECT_EQ(this->TakeLogOf("DeviceI2CBus"),
+              Lines(2, Failure("MasterTransmitter", NotOpenText("MasterTransmitter"))));
 }
 
 TYPED_TEST(I2CBusTest, RefusesSizesThatDoNotFitWithTheAddress)

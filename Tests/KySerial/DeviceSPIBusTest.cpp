@@ -15,6 +15,7 @@ namespace
 constexpr char cName[] = "KySerialLib::DeviceSPIBus::";
 constexpr char cNoSPI[] = "SPI Bus is not supported with this device";
 constexpr char cNotSupported[] = "The specified port is not supported by this device.";
+constexpr char cNoBuffer[] = "aBuffer pointer cannot be NULL.";
 constexpr char cTooLong[] = "SPI read and write only support up to 255 bytes";
 
 LogLine Failure(const std::string& aFunction, const std::string& aText)
@@ -207,9 +208,19 @@ TYPED_TEST(SPIBusTest, TakesSizesUpTo255)
 TYPED_TEST(SPIBusTest, RefusesNullBuffers)
 {
     this->OpenBulk0();
-    EXPECT_EQ(this->mBus->BurstWriteAndRead(nullptr, 3, 0, false, false).GetCode(), KyResult::BAD_PARAMETER);
-    EXPECT_EQ(this->mDevice.GetCallCount(Slot::SetRegisterData), 0);
-    EXPECT_EQ(this->mBus->BurstRead(nullptr, 3, this->mGot, 0).GetCode(), KyResult::BAD_PARAMETER);
+    this->Forget();
+    EXPECT_THAT(this->mBus->BurstWriteAndRead(nullptr, 3, 0, false, false),
+                IsResult(KyResult::BAD_PARAMETER, cNoBuffer));
+    EXPECT_EQ(this->TakeLogOf("DeviceSPIBus"), (Lines{Failure("BurstWriteAndRead", cNoBuffer)}));
+    for (const uint32_t lSize : {3U, 0U})
+    {
+        this->mGot = 99;
+        EXPECT_THAT(this->mBus->BurstRead(nullptr, lSize, this->mGot, 0),
+                    IsResult(KyResult::BAD_PARAMETER, cNoBuffer));
+        EXPECT_EQ(this->mGot, 0U);
+        EXPECT_EQ(this->TakeLogOf("DeviceSPIBus"), (Lines{Failure("BurstRead", cNoBuffer)}));
+    }
+    EXPECT_EQ(this->mDevice.TakeCalls(), Calls());
 }
 
 TYPED_TEST(SPIBusTest, CollectsWhatTransfersRead)

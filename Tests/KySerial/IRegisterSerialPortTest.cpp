@@ -102,9 +102,9 @@ TEST_F(IRegisterSerialPortTest, AsksForFeaturesWithoutANameForOtherPorts)
 TEST_F(IRegisterSerialPortTest, SupportsNothingWithoutADevice)
 {
     EXPECT_FALSE(IRegisterSerialPort::IsSupported(nullptr, KyDeviceSerialBulk0));
-    EXPECT_EQ(TakeLogOf("IRegisterSerialPort"), (Lines{{PriorityError, cIsSupported, cNull}}));
+    EXPECT_EQ(TakeLogOf("DeviceChecks"), (Lines{{PriorityError, cIsSupported, cNull}}));
     EXPECT_FALSE(IRegisterSerialPort::IsProtocolSupported(nullptr, KyDeviceSerialBulk0, "I2C"));
-    EXPECT_EQ(TakeLogOf("IRegisterSerialPort"), (Lines{{PriorityError, cIsProtocol, cNull}}));
+    EXPECT_EQ(TakeLogOf("DeviceChecks"), (Lines{{PriorityError, cIsProtocol, cNull}}));
 }
 
 TEST_F(IRegisterSerialPortTest, AsksNothingOfADisconnectedDevice)
@@ -230,7 +230,7 @@ TEST_F(IRegisterSerialPortTest, PutsAnyEarlierNotificationBack)
 TEST_F(IRegisterSerialPortTest, DoesNotOpenWithoutADevice)
 {
     EXPECT_THAT(mEngine.Open(nullptr, KyDeviceSerialBulk0), IsResult(KyResult::NO_CONNECTION, cNull));
-    EXPECT_EQ(TakeLogOf("IRegisterSerialPort"), (Lines{{PriorityError, cOpen, cNull}}));
+    EXPECT_EQ(TakeLogOf("DeviceChecks"), (Lines{{PriorityError, cOpen, cNull}}));
     EXPECT_FALSE(mEngine.IsOpened());
 }
 
@@ -390,7 +390,7 @@ TEST_F(IRegisterSerialPortTest, ClosesWhateverTheDeviceRefuses)
 TEST_F(IRegisterSerialPortTest, DoesNotCloseWithoutADevice)
 {
     EXPECT_THAT(mEngine.Close(), IsResult(KyResult::NO_CONNECTION, cNull));
-    EXPECT_EQ(TakeLogOf("IRegisterSerialPort"), (Lines{{PriorityError, cClose, cNull}}));
+    EXPECT_EQ(TakeLogOf("DeviceChecks"), (Lines{{PriorityError, cClose, cNull}}));
 }
 
 TEST_F(IRegisterSerialPortTest, StaysOpenWhenTheDeviceIsGoneAtClose)

@@ -5,7 +5,9 @@
 
 #include "PortMap.h"
 
+#include <map>
 #include <memory>
+#include <set>
 #include <type_traits>
 
 using namespace KyTest;
@@ -414,6 +416,39 @@ TEST_F(KyDeviceSerialPortTest, FailsTheSameWhenNoPriorityIsEnabled)
     mPort.reset();
     EXPECT_TRUE(IsFree(KyDeviceSerialUart0));
     EXPECT_EQ(TakeLog(), Lines());
+}
+
+TEST_F(KyDeviceSerialPortTest, EachFailureOfOpenHasALineOfItsOwn)
+{
+    for (const KyDeviceSerial lSerial : {KyDeviceSerialUart0, KyDeviceSerialBulk1})
+    {
+        EXPECT_THAT(mPort->Open(nullptr, lSerial),
+                    IsResult(KyResult::NO_CONNECTION, "Device pointer is NULL."));
+        mDevice.SetAnswer(Slot::IsConnected, false);
+        EXPECT_EQ(mPort->Open(&mDevice, lSerial).GetDescription(), "The device is not currently connected.");
+        mDevice.SetAnswer(Slot::IsConnected, true);
+        KyDeviceSerialPort lOther;
+        ASSERT_THAT(lOther.Open(&mDevice, lSerial), IsOK());
+        EXPECT_EQ(mPort->Open(&mDevice, lSerial).GetDescription(), "The specified port is already in use.");
+        EXPECT_THAT(lOther.Close(), IsOK());
+        mDevice.SetAnswer(Slot::IsKorvoVideoInterface, false);
+        EXPECT_EQ(mPort->Open(&mDevice, lSerial).GetDescription(),
+                  "The specified port is not supported by this device.");
+        mDevice.SetAnswer(Slot::IsKorvoVideoInterface, true);
+    }
+    const std::vector<std::string> lAll = mLog.GetPlaces();
+    const Lines lLines = mLog.Take();
+    std::map<std::string, std::set<std::string>> lTexts; // by place
+    ASSERT_EQ(lAll.size(), lLines.size());
+    for (size_t lIndex = 0; lIndex < lAll.size(); ++lIndex)
+    {
+        lTexts[lAll[lIndex]].insert(lLines[lIndex].mMessage);
+    }
+    for (const auto& [lPlace, lMessages] : lTexts)
+    {
+        EXPECT_EQ(lMessages.size(), 1U) << lPlace << " has " << *lMessages.begin() << " and others";
+    }
+    EXPECT_GE(lTexts.size(), 4U);
 }
 
 } // namespace

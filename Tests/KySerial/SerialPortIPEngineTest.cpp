@@ -99,7 +99,7 @@ TEST_F(SerialPortIPEngineTest, SupportsTheUartsThatTheDeviceCounts)
 TEST_F(SerialPortIPEngineTest, SupportsNothingWithoutADevice)
 {
     EXPECT_FALSE(SerialPortIPEngine::IsSupported(nullptr, KyDeviceSerialUart0));
-    EXPECT_EQ(TakeLogOf("SerialPortIPEngine"), (Lines{{PriorityError, cIsSupported, cNull}}));
+    EXPECT_EQ(TakeLogOf("DeviceChecks"), (Lines{{PriorityError, cIsSupported, cNull}}));
 }
 
 TEST_F(SerialPortIPEngineTest, AsksNothingOfADisconnectedDevice)
@@ -220,7 +220,7 @@ TEST_F(SerialPortIPEngineTest, PutsTheEnableBitsBackToThoseOfUart0ForEitherPort)
 TEST_F(SerialPortIPEngineTest, DoesNotOpenWithoutADevice)
 {
     EXPECT_THAT(mEngine.Open(nullptr, KyDeviceSerialUart0), IsResult(KyResult::NO_CONNECTION, cNull));
-    EXPECT_EQ(TakeLogOf("SerialPortIPEngine"), (Lines{{PriorityError, cOpen, cNull}}));
+    EXPECT_EQ(TakeLogOf("DeviceChecks"), (Lines{{PriorityError, cOpen, cNull}}));
     EXPECT_FALSE(mEngine.IsOpened());
 }
 
@@ -319,7 +319,7 @@ TEST_F(SerialPortIPEngineTest, DoesNotCloseWithoutADevice)
 {
     mEngine.PushByte(1, true);
     EXPECT_THAT(mEngine.Close(), IsResult(KyResult::NO_CONNECTION, cNull));
-    EXPECT_EQ(TakeLogOf("SerialPortIPEngine"), (Lines{{PriorityError, cClose, cNull}}));
+    EXPECT_EQ(TakeLogOf("DeviceChecks"), (Lines{{PriorityError, cClose, cNull}}));
     EXPECT_EQ(GetReady(mEngine), 1U); // nothing was released
 }
 
@@ -355,7 +355,7 @@ TEST_F(SerialPortIPEngineTest, DoesNotWriteWithoutADevice)
 {
     const uint8_t lByte = 1;
     EXPECT_THAT(mEngine.Write(&lByte, 1, mWritten), IsResult(KyResult::NO_CONNECTION, cNull));
-    EXPECT_EQ(TakeLogOf("SerialPortIPEngine"), (Lines{{PriorityError, cWrite, cNull}}));
+    EXPECT_EQ(TakeLogOf("DeviceChecks"), (Lines{{PriorityError, cWrite, cNull}}));
 }
 
 TEST_F(SerialPortIPEngineTest, DoesNotWriteToADisconnectedDevice)

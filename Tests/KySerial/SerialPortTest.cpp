@@ -282,7 +282,9 @@ TEST_F(SerialPortTest, RefusesANullBufferAndKeepsTheBytes)
     EXPECT_EQ(mGot, 0U);
     EXPECT_EQ(mPort.Read(nullptr, 0, mGot, 0).GetCode(), KyResult::BAD_PARAMETER);
     EXPECT_EQ(ReadAll(mPort), (Bytes{1, 2}));
-    mLog.Take();
+    const KyTest::LogLine lLine{JxUtilsLib::PriorityError, "KySerialLib::SerialPort::Read",
+                                "aBuffer pointer cannot be NULL."};
+    EXPECT_EQ(mLog.Take(), (std::vector<KyTest::LogLine>{lLine, lLine}));
 }
 
 TEST_F(SerialPortTest, FindsNothingWhenItIsWokenForNothing)

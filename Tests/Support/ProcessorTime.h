@@ -11,8 +11,8 @@ namespace KyTest
 uint64_t GetProcessorTime();
 
 /// Whether this process costs less than 1 % of a core while the calling thread sleeps: in one of several
-/// spans of three seconds, because a system may charge a process for what it does on behalf of others. \param
-/// aMeasured  Receives what the last span has cost.
+/// spans of three seconds, because a system may charge a process for what it does on behalf of others.
+/// \param aMeasured  Receives what the last span has cost.
 inline bool CostsLessThanOnePercent(uint64_t& aMeasured)
 {
     constexpr uint64_t cSpan = 3000; // ms

@@ -53,6 +53,7 @@ public:
         mLines.push_back({aRecord.mPriority, aRecord.mFunction, aRecord.mMessage});
         mCategories.emplace_back(aRecord.mCategory);
         mFiles.emplace_back(aRecord.mFile);
+        mPlaces.emplace_back(std::string(aRecord.mFile) + ':' + std::to_string(aRecord.mLine));
     }
 
     /// The lines so far; forgets them.
@@ -63,6 +64,7 @@ public:
         lLines.swap(mLines);
         mCategories.clear();
         mFiles.clear();
+        mPlaces.clear();
         return lLines;
     }
 
@@ -76,12 +78,19 @@ public:
         const std::lock_guard<std::mutex> lLock(mMutex);
         return mFiles;
     }
+    /// "file:line" of each line.
+    std::vector<std::string> GetPlaces()
+    {
+        const std::lock_guard<std::mutex> lLock(mMutex);
+        return mPlaces;
+    }
 
 private:
     std::mutex mMutex;
     std::vector<LogLine> mLines;
     std::vector<std::string> mCategories;
     std::vector<std::string> mFiles;
+    std::vector<std::string> mPlaces;
 };
 
 } // namespace KyTest

@@ -10,8 +10,8 @@ namespace KyTest
 ///
 /// With GCC and Clang, on Windows too, a pointer to a member function is two words. For a virtual function
 /// the first word is the byte offset of its entry in the table; the mark "virtual" is 1 added to that word
-/// (x86) or bit 0 of the second word (ARM). A virtual destructor takes two entries there. \return -1 for a
-/// function that is not virtual.
+/// (x86) or bit 0 of the second word (ARM). A virtual destructor takes two entries there.
+/// \return -1 for a function that is not virtual.
 template<typename Function>
 int GetVirtualSlot(Function aFunction)
 {

@@ -26,8 +26,7 @@ public:
     /// Opens the bus; throws OperationError when that fails.
     /// \param aFast     400 kHz instead of 100 kHz.
     /// \param aRetries  How often a read is repeated whose answer did not come within the library's 50 ms. A
-    /// slave
-    ///                  that counts has moved on by then.
+    ///                  slave that counts has moved on by then.
     I2CBus(IKyDeviceAdapter& aAdapter, KyDeviceSerial aPort, bool aFast, uint32_t aRetries = 0);
     ~I2CBus();
     I2CBus(const I2CBus&) = delete;

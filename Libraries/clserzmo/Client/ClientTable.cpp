@@ -1,5 +1,7 @@
 #include "ClientTable.h"
 
+#include "KyBase/KyPermanent.h"
+
 #include <utility>
 
 namespace KySerialLib
@@ -7,8 +9,29 @@ namespace KySerialLib
 
 ClientTable& ClientTable::GetInstance()
 {
-    static ClientTable sInstance;
-    return sInstance;
+    static KyPermanent<ClientTable> sInstance;
+    // Made after the table, and before every port: a program that leaves ports open does not keep their
+    // places. The table itself stays, for objects that close their ports still later.
+    struct AtEnd
+    {
+        ~AtEnd() { sInstance.Get().CloseUnused(); }
+    };
+    static const AtEnd cAtEnd;
+    return sInstance.Get();
+}
+
+void ClientTable::CloseUnused()
+{
+    std::map<void*, Item> lClosed; // detach after the lock is released
+    const std::lock_guard<std::mutex> lLock(mMutex);
+    for (auto lItem = mItems.begin(); lItem != mItems.end();)
+    {
+        const auto lThis = lItem++;
+        if (lThis->second.mUsers == 0 && !lThis->second.mClosing)
+        {
+            lClosed.insert(mItems.extract(lThis));
+        }
+    }
 }
 
 uint32_t ClientTable::Renew()

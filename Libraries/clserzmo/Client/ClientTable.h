@@ -16,14 +16,15 @@ namespace KySerialLib
 class ClientTable
 {
 public:
+    /// The process's table, made on first use and never destroyed. When the program ends, it closes the ports
+    /// that are still open.
     static ClientTable& GetInstance();
 
     /// Makes the list of servers anew. \return Their number.
     uint32_t Renew();
 
     /// \return The name of a server of the list, which is made anew if the index is too high or its server is
-    /// gone;
-    ///         empty if there is none.
+    ///         gone; empty if there is none.
     std::string GetName(uint32_t aIndex);
 
     /// Opens a port. \param aReference  Receives its reference; null on failure.
@@ -51,6 +52,8 @@ public:
     };
 
 private:
+    void CloseUnused();
+
     struct Item
     {
         std::unique_ptr<ClientPort> mPort;

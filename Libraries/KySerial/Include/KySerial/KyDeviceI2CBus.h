@@ -44,14 +44,15 @@ public:
 
     /// Chooses an engine, claims the port and starts receiving.
     ///
-    /// On an object that is open: call Close() first. Otherwise, on bulk port 0 the former engine is dropped;
-    /// on the other bulk ports it stays alive, with its claim, until the process ends.
-    /// \param aDevice  The adapter of a connected device, not owned. Null gives UNSUPPORTED.
+    /// On an object that is open: call Close() first. Otherwise the port that it had stays taken until
+    /// the process ends. Each Open() on bulk port 1 to 7 keeps less than 1 KiB of the one before it until
+    /// then, also after Close().
+    /// \param aDevice  The adapter of a connected device, not owned.
     /// \param aPort    A bulk port.
     /// \return OK.
-    ///         UNSUPPORTED: the device offers no I2C on this port.
+    ///         UNSUPPORTED: the device offers no I2C on this port, is not connected, or is null.
     ///         BAD_PARAMETER: not a bulk port, although the device claims I2C for it.
-    ///         NO_CONNECTION: the device is not connected.
+    ///         NO_CONNECTION: the device was disconnected after it had offered I2C.
     ///         FAILURE: the port is in use, or the device refused a step; then call Close() if IsOpened().
     /// Blocks for the adapter's register and feature accesses.
     KyResult Open(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort);
@@ -71,9 +72,10 @@ public:
     /// \param aBufferSize    Number of bytes; 0 sends the address alone.
     /// \param aFastMode      400 kHz instead of 100 kHz.
     /// \param aStop          False holds the bus: the next transfer begins with a repeated start.
-    /// \return OK: the device has taken the bytes. BAD_PARAMETER: null buffer. TIMED_OUT: through registers,
-    ///         the transmit interrupt did not come. BUFFER_TOO_SMALL: no room in the device's message
-    ///         register.
+    /// \return OK: the device has taken the bytes.
+    ///         BAD_PARAMETER: null buffer with a size; the bus was not touched.
+    ///         TIMED_OUT: through registers, the transmit interrupt did not come.
+    ///         BUFFER_TOO_SMALL: no room in the device's message register.
     /// Blocks through registers until the bytes are out; through features for the adapter's accesses.
     KyResult MasterTransmitter(uint8_t aSlaveAddress, const uint8_t* aBuffer, uint32_t aBufferSize,
                                bool aFastMode, bool aStop);
@@ -83,10 +85,12 @@ public:
     /// \param aBufferSize  Bytes to read; at most 65535, a larger count breaks an assertion and is cut to its
     ///                     low 16 bits on the wire.
     /// \param aBytesRead   Receives the number of bytes that came, also with TIMED_OUT; untouched when the
-    ///                     command could not be sent.
-    /// \return OK: all bytes came. TIMED_OUT: the device stopped answering for 50 ms (longer for transfers
-    /// that
-    ///         take more than a second on the wire). Otherwise as MasterTransmitter().
+    ///                     command was not sent.
+    /// \return OK: all bytes came.
+    ///         BAD_PARAMETER: null buffer with a size; the bus was not touched.
+    ///         TIMED_OUT: the device stopped answering for 50 ms; longer for transfers that take more than a
+    ///         second on the wire.
+    ///         Otherwise as MasterTransmitter().
     KyResult MasterReceiverAfterFirstByte(uint8_t aSlaveAddress, uint8_t* aBuffer, uint32_t aBufferSize,
                                           uint32_t& aBytesRead, bool aFastMode, bool aStop);
 
@@ -98,17 +102,17 @@ public:
                        bool aFastMode);
 
     /// Writes to a register of the slave: one transaction whose first data byte is aOffset.
-    /// \param aBuffer  Bytes behind the offset; may be null when aBufferSize is 0. Results as
-    /// MasterTransmitter().
+    /// \param aBuffer  Bytes after the offset; may be null when aBufferSize is 0.
+    /// \return As MasterTransmitter().
     KyResult IndirectBurstWrite(uint8_t aSlaveAddress, uint8_t aOffset, const uint8_t* aBuffer,
                                 uint32_t aBufferSize, bool aFastMode);
 
     /// Reads from a register of the slave: writes aOffset, then reads.
-    /// \param aBytesRead          As in MasterReceiverAfterFirstByte(); untouched when the offset could not
-    /// be
+    /// \param aBytesRead          As in MasterReceiverAfterFirstByte(); untouched when the offset was not
     ///                            written.
     /// \param aUseCombinedFormat  True: no stop between the two; the read begins with a repeated start.
     /// \return The first failure, or OK; see MasterTransmitter() and MasterReceiverAfterFirstByte().
+    ///         BAD_PARAMETER: null buffer with a size; not even the offset was written.
     KyResult IndirectBurstRead(uint8_t aSlaveAddress, uint8_t aOffset, uint8_t* aBuffer, uint32_t aBufferSize,
                                uint32_t& aBytesRead, bool aFastMode, bool aUseCombinedFormat);
 

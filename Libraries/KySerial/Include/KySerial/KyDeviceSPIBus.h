@@ -34,13 +34,14 @@ public:
     /// Makes this object refer to aOther's bus.
     KyDeviceSPIBus& operator=(const KyDeviceSPIBus& aOther);
 
-    /// Claims the port and starts receiving. On an object that is open: call Close() first.
-    /// \param aDevice  The adapter of a connected device, not owned. Null gives UNSUPPORTED.
+    /// Claims the port and starts receiving. On an object that is open: call Close() first; otherwise the
+    /// port that it had stays taken until the process ends.
+    /// \param aDevice  The adapter of a connected device, not owned.
     /// \param aPort    A bulk port.
     /// \return OK.
-    ///         UNSUPPORTED: the device offers no SPI on this port.
+    ///         UNSUPPORTED: the device offers no SPI on this port, is not connected, or is null.
     ///         BAD_PARAMETER: not a bulk port, although the device claims SPI for it.
-    ///         NO_CONNECTION: the device is not connected.
+    ///         NO_CONNECTION: the device was disconnected after it had offered SPI.
     ///         FAILURE: the port is in use, or the device's event notification could not be switched on.
     /// Blocks for the adapter's feature accesses.
     KyResult Open(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort);
@@ -55,11 +56,12 @@ public:
     static bool IsSupported(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort);
 
     /// Takes bytes that transfers have read: one look, which does not wait until aBufferSize bytes are there.
-    /// \param aBuffer      Destination; null is BAD_PARAMETER.
+    /// \param aBuffer      Destination; not null, room for one byte at least.
     /// \param aBufferSize  Capacity in bytes; 0 counts as 1.
-    /// \param aBytesRead   Receives the number taken; 0 with TIMED_OUT, untouched with NOT_OPEN.
+    /// \param aBytesRead   Receives the number taken; 0 on every failure but NOT_OPEN, which leaves it
+    ///                     untouched.
     /// \param aTimeout     Milliseconds to wait for the first byte; 0 does not wait.
-    /// \return OK, or TIMED_OUT when nothing came.
+    /// \return OK. TIMED_OUT: nothing came. BAD_PARAMETER: null buffer.
     KyResult BurstRead(uint8_t* aBuffer, uint32_t aBufferSize, uint32_t& aBytesRead, uint32_t aTimeout);
 
     /// One SPI transfer.
@@ -68,9 +70,10 @@ public:
     /// \param aReadSize      Bytes to read; 255 at most.
     /// \param aSimultaneous  Reads while it writes; the sizes should be equal then, or a warning is logged.
     /// \param aFinal         Ends the transaction: the device releases the slave's select line.
-    /// \return OK: the device has taken the transfer. BAD_PARAMETER: a size above 255, or a null buffer.
-    ///         NO_CONNECTION: closed or disconnected. BUFFER_TOO_SMALL: no room in the device's message
-    ///         register.
+    /// \return OK: the device has taken the transfer.
+    ///         BAD_PARAMETER: a size above 255, or a null buffer with a size; the bus was not touched.
+    ///         NO_CONNECTION: closed or disconnected.
+    ///         BUFFER_TOO_SMALL: no room in the device's message register.
     /// Blocks for the adapter's feature accesses.
     KyResult BurstWriteAndRead(const uint8_t* aBuffer, uint32_t aWriteSize, uint32_t aReadSize,
                                bool aSimultaneous, bool aFinal);

@@ -26,8 +26,8 @@ class SerialPort;
 ///
 /// | call    | while closed                 | while open                                             |
 /// |---------|------------------------------|--------------------------------------------------------|
-/// | Open()  | open, or as its result says  | drops the engine without closing it and starts anew:   |
-/// |         |                              | call Close() first                                     |
+/// | Open()  | open, or as its result says  | starts anew; the port that it had stays taken until    |
+/// |         |                              | the process ends: call Close() first                   |
 /// | Close() | NO_CONNECTION                | closed; NO_CONNECTION, and still open, while the       |
 /// |         |                              | device is disconnected                                 |
 /// | Write() | NO_CONNECTION                | sends                                                  |
@@ -56,13 +56,13 @@ public:
     ///
     /// The claim is process wide and by device, not by adapter. The receive buffer is a new one of 16384
     /// cells; its size, if it matters, is set after this call.
-    /// \param aDevice  The adapter of a connected device, not owned. Null gives UNSUPPORTED for bulk port 0
-    ///                 and NO_CONNECTION for the others.
+    /// \param aDevice  The adapter of a connected device, not owned.
     /// \param aPort    The port.
     /// \return OK.
     ///         BAD_PARAMETER: aPort is KyDeviceSerialInvalid; nothing has changed.
-    ///         NO_CONNECTION: the device is not connected.
-    ///         UNSUPPORTED: the device does not offer the port, or there is no such port.
+    ///         NO_CONNECTION: the device is null or not connected.
+    ///         UNSUPPORTED: the device does not offer the port, or there is no such port. Bulk port 0 gives
+    ///         this for a device that is null or not connected, too.
     ///         FAILURE: the port is in use already, or the device refused a step. After a refused step the
     ///         port may be left claimed and IsOpened(): Close() then releases it.
     ///         Other codes come from the adapter, with the same after-care.
@@ -87,6 +87,7 @@ public:
     /// \param aBytesWritten  Receives the number handed to the device, also on a failure on the way; 0 when
     ///                       nothing was sent.
     /// \return OK: all were sent.
+    ///         BAD_PARAMETER: null buffer with a size; nothing was sent.
     ///         NO_CONNECTION: not open, or the device is disconnected.
     ///         TIMED_OUT: bulk port 0, the transmit interrupt did not come.
     ///         FAILURE: a UART byte was refused, or its interrupt did not come; that byte is counted then.
@@ -101,6 +102,7 @@ public:
     /// \param aTimeout    Milliseconds to wait for the first byte; 0 does not wait.
     /// \return OK: what was there, up to aSize; 0 bytes only when the buffer was flushed meanwhile.
     ///         TIMED_OUT: nothing came.
+    ///         BAD_PARAMETER: null buffer; nothing was taken.
     /// One reader at a time; may meet Write() and the event thread. Holds no lock while it waits.
     KyResult Read(uint8_t* aBuffer, uint32_t aSize, uint32_t& aBytesRead, uint32_t aTimeout);
 

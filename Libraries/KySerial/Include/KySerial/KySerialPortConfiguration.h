@@ -32,8 +32,7 @@ public:
     /// The list of speeds is fixed: other rates, 4800 for example, are refused even where a device could run
     /// them.
     /// \return OK; or BAD_PARAMETER, logged, with a description that names the values allowed. The object
-    /// stays
-    ///         as it is. Does not block.
+    ///         stays as it is. Does not block.
     KyResult IsValid() const;
 
     uint32_t mBaudRate;    ///< Bits per second: 9600, 14400, 19200, 28800, 38400, 57600 or 115200.

@@ -34,9 +34,10 @@ extern "C"
 
     /// Claims the port and starts receiving.
     /// \param aSerial  A bulk port.
-    /// \return KY_OK. KY_WRONG_STATE: open already. KY_UNSUPPORTED: the device offers no I2C on this port.
-    ///         KY_BAD_PARAMETER: not a bulk port. KY_NO_CONNECTION: the device is not connected. KY_FAILURE:
-    ///         the port is in use, or the device refused a step; then close it if it is open.
+    /// \return KY_OK. KY_WRONG_STATE: open already. KY_UNSUPPORTED: the device offers no I2C on this port, or
+    ///         is not connected. KY_BAD_PARAMETER: not a bulk port. KY_NO_CONNECTION: the device was
+    ///         disconnected after it had offered I2C. KY_FAILURE: the port is in use, or the device refused a
+    ///         step; then close it if it is open.
     KYSERIALC_API KyCode KyI2CBusOpen(KyI2CBusHandle aBus, KyDeviceHandle aDevice, int32_t aSerial);
 
     /// Releases the port.

@@ -32,10 +32,11 @@ extern "C"
     /// receive buffer is a new one of 16384 cells.
     /// \param aSerial  KY_UART0 to KY_BULK7.
     /// \return KY_OK. KY_WRONG_STATE: open already. KY_BAD_PARAMETER: no such port. KY_NO_CONNECTION: the
-    ///         device is not connected. KY_UNSUPPORTED: the device does not offer the port. KY_FAILURE: the
-    ///         port is in use already, or the device refused a step; after a refused step the port may be
-    ///         open, to be closed. Other codes come from the adapter. Blocks for the adapter's register and
-    ///         feature accesses.
+    ///         device is not connected. KY_UNSUPPORTED: the device does not offer the port; KY_BULK0
+    ///         gives this for a device that is not connected, too. KY_FAILURE: the port is in use
+    ///         already, or the device refused a step; after a refused step the port may be open, to be
+    ///         closed. Other codes come from the adapter. Blocks for the adapter's register and feature
+    ///         accesses.
     KYSERIALC_API KyCode KyPortOpen(KyPortHandle aPort, KyDeviceHandle aDevice, int32_t aSerial);
 
     /// Restores the device's interrupt or event settings, releases the claim and drops waiting bytes.
@@ -53,10 +54,11 @@ extern "C"
     /// the bytes are out. Through features they are in the device's hands when the call returns.
     /// \param aBuffer  May be null when aSize is 0.
     /// \param aWritten  Receives the number handed to the device, also on a failure on the way.
-    /// \return KY_OK: all were sent. KY_NO_CONNECTION: not open, or the device is disconnected. KY_TIMED_OUT:
-    ///         bulk port 0, the transmit interrupt did not come. KY_FAILURE: a UART byte was refused or not
-    ///         confirmed; it is counted then. KY_BUFFER_TOO_SMALL: the device's message register has no room.
-    ///         Others: the adapter's.
+    /// \return KY_OK: all were sent. KY_BAD_PARAMETER: null with a size; nothing was sent.
+    ///         KY_NO_CONNECTION: not open, or the device is disconnected. KY_TIMED_OUT: bulk port 0, the
+    ///         transmit interrupt did not come. KY_FAILURE: a UART byte was refused or not confirmed; it
+    ///         is counted then. KY_BUFFER_TOO_SMALL: the device's message register has no room. Others:
+    ///         the adapter's.
     KYSERIALC_API KyCode KyPortWrite(KyPortHandle aPort, const uint8_t* aBuffer, uint32_t aSize,
                                      uint32_t* aWritten);
 

@@ -29,9 +29,10 @@ extern "C"
 
     /// Claims the port and starts receiving.
     /// \param aSerial  A bulk port.
-    /// \return KY_OK. KY_WRONG_STATE: open already. KY_UNSUPPORTED: the device offers no SPI on this port.
-    ///         KY_BAD_PARAMETER: not a bulk port. KY_NO_CONNECTION: the device is not connected. KY_FAILURE:
-    ///         the port is in use, or the device's event notification could not be switched on.
+    /// \return KY_OK. KY_WRONG_STATE: open already. KY_UNSUPPORTED: the device offers no SPI on this port, or
+    ///         is not connected. KY_BAD_PARAMETER: not a bulk port. KY_NO_CONNECTION: the device was
+    ///         disconnected after it had offered SPI. KY_FAILURE: the port is in use, or the device's event
+    ///         notification could not be switched on.
     KYSERIALC_API KyCode KySPIBusOpen(KySPIBusHandle aBus, KyDeviceHandle aDevice, int32_t aSerial);
 
     /// Releases the port.
