@@ -18,6 +18,8 @@ constexpr uint16_t cInterruptEvent = 0x9000;
 class EchoCamera : public IKyDeviceAdapter
 {
 public:
+    explicit EchoCamera(int64_t aMacAddress) : mMacAddress(aMacAddress) {}
+
     bool IsConnected() override { return true; }
     bool IsKorvoVideoInterface() override { return true; } // it has the serial registers
     bool IsGigEVision() override { return true; }
@@ -51,10 +53,10 @@ public:
         mSinks.erase(std::remove(mSinks.begin(), mSinks.end(), aSink), mSinks.end());
         return KyResult::OK;
     }
-    KyResult GetStringValue(const KyString&, KyString& aValue) override
+    KyResult GetIntegerValue(const KyString& aName, int64_t& aValue) override
     {
-        aValue = "02:00:00:00:00:99"; // "GevMACAddress": what tells this camera from others
-        return KyResult::OK;
+        aValue = mMacAddress; // what tells this camera from others, as a number
+        return aName == KyString("GevMACAddress") ? KyResult::OK : KyResult::UNSUPPORTED;
     }
 
     // This camera has no other features, and no transmit window.
@@ -64,7 +66,7 @@ public:
     bool IsFeatureReadable(const KyString&) override { return false; }
     bool IsFeatureWritable(const KyString&) override { return false; }
     bool IsEnumEntryAvailable(const KyString&, const KyString&) override { return false; }
-    KyResult GetIntegerValue(const KyString&, int64_t&) override { return KyResult::UNSUPPORTED; }
+    KyResult GetStringValue(const KyString&, KyString&) override { return KyResult::UNSUPPORTED; }
     KyResult GetEnumEntries(const KyString&, KyStringList&) override { return KyResult::UNSUPPORTED; }
     KyResult GetFeatureAsString(const KyString&, KyString&) override { return KyResult::UNSUPPORTED; }
     KyResult SetFeatureFromString(const KyString&, const KyString&) override { return KyResult::UNSUPPORTED; }
@@ -99,6 +101,7 @@ private:
         }
     }
 
+    const int64_t mMacAddress;
     std::mutex mMutex;
     std::vector<IKyDeviceEventSink*> mSinks;
 };
@@ -107,13 +110,16 @@ private:
 
 int main()
 {
-    EchoCamera lCamera;
+    EchoCamera lCamera(0x020000000099);
+    EchoCamera lOther(0x02000000009A); // has an address of its own: the same port of both can be open at once
     KyDeviceSerialPort lPort;
+    KyDeviceSerialPort lOtherPort;
     char lAnswer[6] = "";
     uint32_t lCount = 0;
     KyResult lResult = lPort.Open(&lCamera, KyDeviceSerialUart0);
+    lResult = lResult.IsOK() ? lOtherPort.Open(&lOther, KyDeviceSerialUart0) : lResult;
     lResult = lResult.IsOK() ? lPort.Write(reinterpret_cast<const uint8_t*>("hello"), 5, lCount) : lResult;
     lResult = lResult.IsOK() ? lPort.Read(reinterpret_cast<uint8_t*>(lAnswer), 5, lCount, 1000) : lResult;
     std::printf("%s: %s\n", lResult.GetCodeString().GetAscii(), lAnswer);
-    return lPort.Close().IsOK() && lCount == 5 ? 0 : 1;
+    return lPort.Close().IsOK() && lOtherPort.Close().IsOK() && lCount == 5 ? 0 : 1;
 }

@@ -8,6 +8,7 @@
 #include "PortMap.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace KySerialLib
 {
@@ -345,6 +346,7 @@ KyResult BulkIPEngine::Write(const uint8_t* aBuffer, uint32_t aSize, uint32_t& a
            static_cast<int>(aSize));
     uint32_t lTimeout = 0;
     bool lFirst = true;
+    bool lWasEmpty = false;
     while (aBytesWritten < aSize)
     {
         if (!lFirst && !mTxRoomEvent.Wait_ms(lTimeout))
@@ -353,9 +355,14 @@ KyResult BulkIPEngine::Write(const uint8_t* aBuffer, uint32_t aSize, uint32_t& a
         }
         const uint32_t lBytesAllowed = lFirst ? mFirstChunkSize : mNextChunkSize;
         lFirst = false;
+        // A threshold that leaves no room gets one empty chunk. A second one would be followed by more for
+        // ever.
+        if (lBytesAllowed == 0 && std::exchange(lWasEmpty, true))
+        {
+            return TxTimeOut(aBytesWritten);
+        }
         JX_EXPECT(lBytesAllowed);
-        // A threshold that leaves no room at all goes on byte by byte: empty chunks would never end.
-        const uint32_t lChunk = std::min(aSize - aBytesWritten, std::max(lBytesAllowed, 1U));
+        const uint32_t lChunk = std::min(aSize - aBytesWritten, lBytesAllowed);
         // Reset first: an interrupt of the former chunk does not count for this one.
         ResetTxEvents();
         KY_LOG(*mEngineLogger, JxUtilsLib::PriorityDebug, cFunction,

@@ -127,7 +127,12 @@ KyCode DeviceAdapter::ReportEvent(uint16_t aEventID, uint16_t aChannel, uint64_t
 
 KyCode DeviceAdapter::ReportChange(const KyString& aName)
 {
-    return Report([&](IKyDeviceEventSink& aSink) { aSink.NotifyFeatureInvalidated(&aName); });
+    return Report(
+        [&](IKyDeviceEventSink& aSink)
+        {
+            const KyUpstreamReports::Report lReport(mUpstreamReports, aName);
+            aSink.NotifyFeatureInvalidated(&aName);
+        });
 }
 
 KyResult DeviceAdapter::RegisterEventSink(IKyDeviceEventSink* aSink)
@@ -202,6 +207,11 @@ bool DeviceAdapter::IsEnumEntryAvailable(const KyString& aName, const KyString& 
 
 KyResult DeviceAdapter::GetIntegerValue(const KyString& aName, int64_t& aValue)
 {
+    if (mUpstreamReports.IsHidden(aName))
+    {
+        aValue = 0;
+        return KyResult();
+    }
     const AdapterCall lCall;
     return Do(mAdapter, mAdapter.mGetIntegerValue, aName.GetAscii(), &aValue);
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "KySerial/IKyDeviceAdapter.h"
+#include "KySerial/KyUpstreamReports.h"
 #include "KySerialC/Adapter.h"
 
 #include <condition_variable>
@@ -85,7 +86,8 @@ private:
 
     KyAdapter mAdapter;
     KyDeviceHandle mHandle = 0;
-    std::mutex mMutex; // guards all below
+    KyUpstreamReports mUpstreamReports; // applications have a plain node map
+    std::mutex mMutex;                  // guards all below
     std::condition_variable mChanged;
     std::vector<IKyDeviceEventSink*> mSinks;
     IKyDeviceEventSink* mCurrent = nullptr; // being called

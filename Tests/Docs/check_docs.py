@@ -13,7 +13,7 @@ import sys
 EXAMPLES = {"KyDeviceSerialPort.h": "SerialPort.cpp", "KyDeviceI2CBus.h": "I2CBus.cpp", "KyDeviceSPIBus.h": "SPIBus.cpp",
             "KySerialBridge.h": "SerialBridge.cpp", "KySerialPortConfiguration.h": "LineConfiguration.cpp",
             "IKyDeviceAdapter.h": "OwnAdapter.cpp"}
-MOST_LINES = 120
+MOST_LINES = 125
 FIRST_PROGRAM = "Examples/FirstProgram.cpp"
 MOST_FIRST_LINES = 15  # without blank lines and lone braces
 PAGES = ("*.md", "Docs/*.md", "Bindings/*/*.md")

@@ -251,6 +251,7 @@ TEST(EventSinksTest, RemovingWaitsForACallThatRuns)
             EXPECT_TRUE(lSinks.Remove(&lSink));
             EXPECT_TRUE(lDone);
         });
+    std::this_thread::sleep_for(std::chrono::milliseconds(20)); // time to come back too early
     lGo.Set();
     lRemover.join();
     lCaller.join();

@@ -212,6 +212,11 @@ TEST(ProtocolTest, DropsEventsThatDoNotFitTheirSize)
         lPacket.Add16(lSize).Add16(0x9000).Add16(0xFFFF).Add16(1).Add64(0);
         EXPECT_THAT(Parse(Copy(lPacket)), IsEmpty()) << lSize;
     }
+    // An item shorter than its header, and behind it what would be an event.
+    Packet lInside = Packet::Command(cEventData, cAcknowledgeWanted, 5);
+    lInside.Add16(8).Add16(0x9000).Add16(0xFFFF).Add16(1);
+    AddEvent(lInside, 0x9000, 1, 10, {});
+    EXPECT_THAT(Parse(Copy(lInside)), IsEmpty());
     Packet lShort = Packet::Command(cEvent, cAcknowledgeWanted, 5);
     lShort.Add16(0).Add16(0x9000).Add32(0);
     EXPECT_THAT(Parse(Copy(lShort)), IsEmpty());

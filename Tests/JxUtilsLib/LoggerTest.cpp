@@ -72,13 +72,27 @@ TEST(LoggerTest, LogResultLogsAnErrorAndReturnsCodeAndText)
     EXPECT_EQ(lSink.Take(), (std::vector<LogLine>{{PriorityError, "F", "Failed to write byte 7."}}));
 }
 
-TEST(LoggerTest, LogResultKeepsItsTextWithEveryPriorityDisabled)
+TEST(LoggerTest, LogResultKeepsItsTextWithErrorsDisabled)
 {
-    RecordingLogSink lSink(cNothing);
-    const JxUtilsLib::Result lResult = Logger("KySerialLib").LogResult(0x1E, "f", 1, "F", "text");
-    EXPECT_EQ(lResult.GetCode(), 0x1EU);
-    EXPECT_STREQ(lResult.GetDescription(), "text");
-    EXPECT_TRUE(lSink.Take().empty());
+    for (const PriorityLevel lLevel : {PriorityFatal, cNothing})
+    {
+        RecordingLogSink lSink(lLevel);
+        const JxUtilsLib::Result lResult = Logger("KySerialLib").LogResult(0x1E, "f", 1, "F", "text");
+        EXPECT_EQ(lResult.GetCode(), 0x1EU);
+        EXPECT_STREQ(lResult.GetDescription(), "text");
+        EXPECT_TRUE(lSink.Take().empty());
+    }
+}
+
+TEST(LoggerTest, TextsOfEveryLengthAreWhole)
+{
+    const RecordingLogSink lSink;
+    for (size_t lLength = 250; lLength < 260; ++lLength) // where a text no longer fits on the stack
+    {
+        const std::string lText(lLength, 'x');
+        EXPECT_EQ(Logger("KySerialLib").LogResult(1, "f", 1, "F", "%s", lText.c_str()).GetDescription(),
+                  lText);
+    }
 }
 
 TEST(LoggerTest, LongTextsAreWhole)

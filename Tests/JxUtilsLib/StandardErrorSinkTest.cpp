@@ -25,6 +25,12 @@ TEST(StandardErrorSinkTest, LineHasTimePriorityCategoryFunctionAndText)
     EXPECT_EQ(lLine.substr(23), " ERROR KySerialLib Class::Function: the text");
 }
 
+TEST(StandardErrorSinkTest, MillisecondsHaveThreeDigits)
+{
+    EXPECT_EQ(Line(JxUtilsLib::PriorityError, 1007).substr(13, 10), ":00:01.007");
+    EXPECT_EQ(Line(JxUtilsLib::PriorityError, 1000).substr(13, 10), ":00:01.000");
+}
+
 TEST(StandardErrorSinkTest, EachPriorityHasItsName)
 {
     EXPECT_NE(Line(JxUtilsLib::PriorityDebug, 0).find(" DEBUG "), std::string::npos);

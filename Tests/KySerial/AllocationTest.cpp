@@ -329,6 +329,41 @@ TEST_F(AllocationTest, ABridgeToAHostPortThatDoesNotStartLetsGoWhateverAllocatio
     EXPECT_GT(mFailures, 3);
 }
 
+TEST_F(AllocationTest, AnI2CBusThatIsOpenedAgainFreesItsFormerEngineOnBulk0Only)
+{
+    struct Case
+    {
+        KyDeviceSerial mPort;
+        bool mRegisters;
+        int mLeast; // allocations that ten openings leave behind
+    };
+    for (const Case& lCase : {Case{KyDeviceSerialBulk0, true, 0}, Case{KyDeviceSerialBulk0, false, 0},
+                              Case{KyDeviceSerialBulk3, false, 10}})
+    {
+        SCOPED_TRACE(testing::Message() << lCase.mPort << ' ' << lCase.mRegisters);
+        mDevice.SetRegister(0xB95C, lCase.mRegisters ? 3 : 0);
+        KyDeviceI2CBus lBus;
+        int lClosed = 0;
+        const auto lOpen = [&]
+        { lClosed += lBus.Open(&mDevice, lCase.mPort).IsOK() && lBus.Close().IsOK() ? 1 : 0; };
+        lOpen(); // makes what stays
+        lOpen();
+        int lLeft = -1;
+        {
+            const AllocationCounter lCounter;
+            for (int lIndex = 0; lIndex < 10; ++lIndex)
+            {
+                lOpen();
+            }
+            lLeft = AllocationCounter::GetLeft();
+        }
+        EXPECT_EQ(lClosed, 12);
+        EXPECT_GE(lLeft, lCase.mLeast);
+        EXPECT_TRUE(lCase.mLeast > 0 || lLeft == 0) << lLeft;
+        mAsserts.Take(); // of what bulk 3 is not
+    }
+}
+
 TEST_F(AllocationTest, I2CBusesSurviveEachFailedAllocation)
 {
     int lFailing = 0;

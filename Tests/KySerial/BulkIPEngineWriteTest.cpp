@@ -144,17 +144,55 @@ TEST_F(BulkIPEngineWriteTest, SizesChunksByInterfaceAndThreshold)
     }
 }
 
-TEST_F(BulkIPEngineWriteTest, GoesOnByteByByteWhenTheThresholdLeavesNoRoom)
+TEST_F(BulkIPEngineWriteTest, EndsAfterAnEmptyChunkWhenTheThresholdLeavesNoRoom)
 {
     Confirm(cTxEmpty);
-    for (const uint32_t lConfig : {cUart | 252U << 24, cI2C | 251U << 24})
+    for (const auto& [lConfig, lFirst] :
+         std::vector<std::pair<uint32_t, int>>{{cUart | 252U << 24, 256}, {cI2C | 251U << 24, 254}})
     {
         Reopen(lConfig);
-        const size_t lFirst = lConfig == (cUart | 252U << 24) ? 256 : 254;
-        EXPECT_THAT(Write(Count(lFirst + 2)), IsOK());
-        EXPECT_EQ(mDevice.TakeCalls(), Chunks({lFirst, 1, 1}));
-        EXPECT_EQ(mAsserts.Take(), Broken({"lBytesAllowed", "lBytesAllowed"}));
+        const size_t lSize = static_cast<size_t>(lFirst);
+        EXPECT_THAT(Write(Count(lSize)), IsOK()); // as many as the first chunk takes
+        Forget();
+        EXPECT_THAT(Write(Count(lSize + 2)), IsResult(KyResult::TIMED_OUT, TimedOut(lFirst).c_str()));
+        EXPECT_EQ(mWritten, lSize);
+        EXPECT_EQ(mDevice.TakeCalls(), Chunks({lSize, 0}));
+        EXPECT_EQ(mAsserts.Take(), Broken({"lBytesAllowed"}));
+        Lines lLines = TakeLog();
+        std::erase(lLines, LogLine{PriorityDebug, cNotify, "Tx fifo empty interrupt"});
+        const std::string lSent = " byte chunk (" + std::to_string(lFirst) + " bytes already sent)";
+        ASSERT_EQ(lLines.size(), 4U);
+        EXPECT_EQ(lLines[2], (LogLine{PriorityDebug, cWrite, "Transmitting 0" + lSent}));
+        EXPECT_EQ(lLines[3], (LogLine{PriorityError, cWrite, TimedOut(lFirst)}));
     }
+}
+
+TEST_F(BulkIPEngineWriteTest, WaitsForTheInterruptOfAnEmptyChunkToo)
+{
+    Open(cUart | 252U << 24);
+    mDevice.OnCall(Slot::WriteMemory,
+                   [this]
+                   {
+                       if (mDevice.GetCallCount(Slot::WriteMemory) == 1)
+                       {
+                           mDevice.SendEvent(0x9000, Words({cTxEmpty}));
+                       }
+                   });
+    const auto lStart = std::chrono::steady_clock::now();
+    EXPECT_THAT(Write(Count(300)), IsResult(KyResult::TIMED_OUT, TimedOut(256).c_str()));
+    EXPECT_GE(std::chrono::steady_clock::now() - lStart, std::chrono::milliseconds(299));
+    EXPECT_EQ(mDevice.TakeCalls(), Chunks({256, 0}));
+    EXPECT_EQ(mAsserts.Take(), Broken({"lBytesAllowed"}));
+}
+
+TEST_F(BulkIPEngineWriteTest, PassesOnARefusedEmptyChunk)
+{
+    Open(cUart | 252U << 24);
+    Confirm(cTxEmpty);
+    mDevice.FailCall(Slot::WriteMemory, 2, KyResult(0x4321, "empty"));
+    EXPECT_THAT(Write(Count(300)), IsResult(0x4321, "empty"));
+    EXPECT_EQ(mWritten, 256U);
+    EXPECT_EQ(mAsserts.Take(), Broken({"lBytesAllowed"}));
 }
 
 TEST_F(BulkIPEngineWriteTest, CarriesTheControlFlagsInTheAddress)

@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <cstdio>
+#include <future>
 #include <thread>
 
 using namespace KyTest;
@@ -211,6 +212,41 @@ TEST_F(PortMapTest, LetsExactlyOneOfManyThreadsIn)
     lOther.join();
     EXPECT_EQ(lMost, 1);
     EXPECT_GE(lClaims, 1);
+}
+
+// Two claims of one device must not both look, then both take: identifying it belongs to the step.
+TEST_F(PortMapTest, IdentifiesADeviceUnderTheLockOfTheClaims)
+{
+    std::vector<std::future<bool>> lOthers;
+    const auto lClaim = [&]
+    {
+        lOthers.push_back(
+            std::async(std::launch::async, [&] { return mMap.Lock(&mOther, KyDeviceSerialBulk7); }));
+        EXPECT_EQ(lOthers.back().wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+    };
+    mDevice.OnCall(Slot::GetIntegerValue, lClaim);
+    EXPECT_TRUE(mMap.Lock(&mDevice, KyDeviceSerialBulk0));
+    ASSERT_EQ(lOthers.size(), 1U);
+    EXPECT_TRUE(lOthers[0].get());
+    EXPECT_TRUE(mMap.Unlock(&mDevice, KyDeviceSerialBulk0));
+    ASSERT_EQ(lOthers.size(), 2U);
+    EXPECT_FALSE(lOthers[1].get());
+}
+
+TEST_F(PortMapTest, IdentifiesADeviceWithoutTheLockOfTheUnsupportedOnes)
+{
+    std::vector<std::future<bool>> lOthers;
+    mDevice.OnCall(Slot::GetIntegerValue,
+                   [&]
+                   {
+                       lOthers.push_back(std::async(std::launch::async,
+                                                    [&] { return PortMap::IsKnownUnsupported(&mOther); }));
+                       EXPECT_EQ(lOthers.back().wait_for(std::chrono::seconds(10)),
+                                 std::future_status::ready);
+                   });
+    EXPECT_FALSE(PortMap::IsKnownUnsupported(&mDevice));
+    PortMap::MarkUnsupported(&mDevice);
+    EXPECT_EQ(lOthers.size(), 2U);
 }
 
 TEST_F(PortMapTest, IsOneForTheProcess)

@@ -187,19 +187,4 @@ TEST_F(SerialPortIPEngineRxTest, CollectsNothingWhenTheDeviceDoesNotAnswer)
     EXPECT_EQ(ReadAll(mEngine), Bytes());
 }
 
-TEST_F(SerialPortIPEngineRxTest, CollectsAfterAByteThatWasNotConfirmed)
-{
-    Open(KyDeviceSerialUart0);
-    mDevice.SetRegister(0xB84C, 0);
-    mDevice.OnCall(Slot::ReadRegister, [this] { mDevice.SetRegister(0xB84C, 0x00010044); });
-    const uint8_t lByte = 0x20;
-    uint32_t lWritten = 0;
-    EXPECT_EQ(mEngine.Write(&lByte, 1, lWritten).GetCode(), KyResult::FAILURE);
-    const Calls lCalls = mDevice.TakeCalls();
-    // The one look may be missing, see DrainOnce().
-    const Calls lWrite{"IsConnected", "WriteRegister(0xb84c, 0x20)"};
-    EXPECT_THAT(lCalls, testing::AnyOf(lWrite, Join({lWrite, {"ReadRegister(0xb84c)"}})));
-    EXPECT_EQ(ReadAll(mEngine), Bytes(lCalls.size() - 2, 0x44));
-}
-
 } // namespace

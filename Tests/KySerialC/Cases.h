@@ -11,6 +11,7 @@ KY_CASE(KyDeviceC, TextsAreReturnedFromInsideTheirFunctionsOnly)
 KY_CASE(KyDeviceC, EventsReachThePortsUntilTheyAreClosed)
 KY_CASE(KyDeviceC, APortWhoseSinkIsRefusedGetsNoEvents)
 KY_CASE(KyDeviceC, AReportFromInsideAReportIsRefused)
+KY_CASE(KyDeviceC, AnEventOfOnePortDoesNotBringTheLastBytesOfAnotherAgain)
 KY_CASE(KyDeviceC, TextsGoIntoTheCallersBufferIfTheyFit)
 
 KY_CASE(KyHandleC, EveryFunctionRefusesNoHandle)

@@ -327,6 +327,60 @@ void KyDeviceC_AReportFromInsideAReportIsRefused(void)
     EndCamera(lCamera);
 }
 
+/* A node map that keeps what the last event of each port brought: 'a' and 'b' of bulk 1, 'c' of bulk 2. */
+static KyCode GetKeptLength(void* aContext, const char* aName, int64_t* aValue)
+{
+    if (strcmp(aName, "EventBulk1UpstreamDataLength") == 0)
+    {
+        *aValue = 2;
+        return KY_OK;
+    }
+    *aValue = 1;
+    return strcmp(aName, "EventBulk2UpstreamDataLength") == 0 ? KY_OK
+                                                              : sGetIntegerValue(aContext, aName, aValue);
+}
+
+static KyCode GetKeptBytes(void* aContext, const char* aName, uint8_t* aBuffer, int64_t aLength)
+{
+    (void)aContext;
+    memcpy(aBuffer, strcmp(aName, "EventBulk1UpstreamDataBuffer") == 0 ? "ab" : "c", (size_t)aLength);
+    return KY_OK;
+}
+
+void KyDeviceC_AnEventOfOnePortDoesNotBringTheLastBytesOfAnotherAgain(void)
+{
+    const TestCamera lCamera = MakeCamera();
+    KyAdapter lTable;
+    KyPortHandle lPorts[2] = {0, 0};
+    uint8_t lBytes[8] = {0};
+    uint32_t lRead = 0;
+    int lIndex = 0;
+    lTable.mSize = sizeof lTable;
+    CHECK_OK(KySimCameraGetAdapter(lCamera.mCamera, &lTable));
+    sGetIntegerValue = lTable.mGetIntegerValue;
+    lTable.mGetIntegerValue = &GetKeptLength;
+    lTable.mGetRegisterData = &GetKeptBytes;
+    CHECK_OK(KyDeviceCreate(&lTable, &sDevice));
+    for (lIndex = 0; lIndex < 2; ++lIndex)
+    {
+        CHECK_OK(KyPortCreate(&lPorts[lIndex]));
+        CHECK_OK(KyPortOpen(lPorts[lIndex], sDevice, KY_BULK1 + lIndex));
+    }
+    CHECK_OK(KyDeviceNotifyFeatureInvalidated(sDevice, "EventBulk1UpstreamDataBuffer"));
+    CHECK_OK(KyDeviceNotifyFeatureInvalidated(sDevice, "EventBulk2UpstreamDataBuffer"));
+    CHECK_OK(KyPortRead(lPorts[0], lBytes, sizeof lBytes, &lRead, 0));
+    CHECK(lRead == 2 && memcmp(lBytes, "ab", 2) == 0);
+    CHECK_OK(KyPortRead(lPorts[1], lBytes, sizeof lBytes, &lRead, 0));
+    CHECK(lRead == 1 && lBytes[0] == 'c');
+    for (lIndex = 0; lIndex < 2; ++lIndex)
+    {
+        CHECK_OK(KyPortClose(lPorts[lIndex]));
+        CHECK_OK(KyPortDestroy(lPorts[lIndex]));
+    }
+    CHECK_OK(KyDeviceDestroy(sDevice));
+    EndCamera(lCamera);
+}
+
 void KyDeviceC_TextsGoIntoTheCallersBufferIfTheyFit(void)
 {
     const TestCamera lCamera = MakeCamera();

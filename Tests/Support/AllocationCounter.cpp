@@ -9,6 +9,7 @@ namespace
 
 thread_local bool gCounting = false;
 thread_local int gCount = 0;
+thread_local int gLeft = 0;
 thread_local int gFailing = 0;
 
 thread_local bool gIsOther = true;
@@ -31,7 +32,14 @@ void* Allocate(size_t aSize) noexcept
     {
         return nullptr;
     }
+    gLeft += gCounting ? 1 : 0;
     return std::malloc(aSize > 0 ? aSize : 1);
+}
+
+void Release(void* aMemory) noexcept
+{
+    gLeft -= gCounting && aMemory != nullptr ? 1 : 0;
+    std::free(aMemory);
 }
 
 #if defined(KYTEST_WRAPS_CALLOC)
@@ -58,6 +66,7 @@ namespace KyTest
 AllocationCounter::AllocationCounter(int aFailing)
 {
     gCount = 0;
+    gLeft = 0;
     gFailing = aFailing;
     gCounting = true;
 }
@@ -75,6 +84,11 @@ bool AllocationCounter::CountsCalloc()
 int AllocationCounter::GetCount()
 {
     return gCount;
+}
+
+int AllocationCounter::GetLeft()
+{
+    return gLeft;
 }
 
 OtherThreadsAllocations::OtherThreadsAllocations(int aFailing)
@@ -118,27 +132,27 @@ void* operator new[](size_t aSize, const std::nothrow_t& /*aTag*/) noexcept
 }
 void operator delete(void* aMemory) noexcept
 {
-    std::free(aMemory);
+    Release(aMemory);
 }
 void operator delete[](void* aMemory) noexcept
 {
-    std::free(aMemory);
+    Release(aMemory);
 }
 void operator delete(void* aMemory, size_t /*aSize*/) noexcept
 {
-    std::free(aMemory);
+    Release(aMemory);
 }
 void operator delete[](void* aMemory, size_t /*aSize*/) noexcept
 {
-    std::free(aMemory);
+    Release(aMemory);
 }
 void operator delete(void* aMemory, const std::nothrow_t& /*aTag*/) noexcept
 {
-    std::free(aMemory);
+    Release(aMemory);
 }
 void operator delete[](void* aMemory, const std::nothrow_t& /*aTag*/) noexcept
 {
-    std::free(aMemory);
+    Release(aMemory);
 }
 
 #if defined(KYTEST_WRAPS_CALLOC)

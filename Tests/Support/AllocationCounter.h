@@ -22,6 +22,9 @@ public:
     /// Allocations so far, the failed one included.
     static int GetCount();
 
+    /// Allocations with operator new less deletions so far, those under an AllocationPause included.
+    static int GetLeft();
+
     /// Whether calls of calloc() count: where the linker leads them to another function.
     static bool CountsCalloc();
 };

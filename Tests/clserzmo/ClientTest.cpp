@@ -305,6 +305,16 @@ TEST_F(ClientTest, ComesUpAt9600OrTheLowestRateOffered)
     EXPECT_EQ(lServer.Entry().mRequestedBaudRate, 0x01U);
 }
 
+TEST_F(ClientTest, BitsThatHaveNoRateAreNotOffered)
+{
+    Attach();
+    CLUINT32 lRates = 0;
+    mServer->Entry().mSupportedBaudRates = 0xFFFFFF13;
+    EXPECT_EQ(clGetSupportedBaudRates(mPort, &lRates), CL_ERR_NO_ERR);
+    EXPECT_EQ(lRates, 0x13U);
+    EXPECT_EQ(clSetBaudRate(mPort, 0x100), CL_ERR_BAUD_RATE_NOT_SUPPORTED);
+}
+
 TEST_F(ClientTest, RatesAreThoseTheServerOffers)
 {
     Attach();

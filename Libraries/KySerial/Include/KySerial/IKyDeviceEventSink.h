@@ -26,8 +26,13 @@ public:
                              const void* aData, uint32_t aDataLength) = 0;
 
     /// A feature registered with IKyDeviceAdapter::RegisterFeatureInterest() has changed. Its value, and
-    /// those of the features of the same event, must be readable while the call runs.
-    /// \param aName  The feature; not null, ends with the call.
+    /// those of the features of the same event, must be readable while the call runs; a read of an upstream
+    /// buffer that fails delivers the bytes of the event before once more.
+    ///
+    /// While one bulk port's event is reported, the upstream lengths of the other ports must read as 0 on
+    /// this thread: a sink looks at its own port's features whatever the name is, and would take the bytes of
+    /// its last event again. KyUpstreamReports.h does that for a plain node map. \param aName  The feature;
+    /// not null, ends with the call.
     virtual void NotifyFeatureInvalidated(const KyString* aName) = 0;
 
 protected:

@@ -59,7 +59,10 @@ extern "C"
                                              uint32_t aDataLength);
 
     /// Reports that a feature has changed which mRegisterFeatureInterest named. Its value, and those of the
-    /// features of the same event, must be readable while the call runs. Otherwise as KyDeviceNotifyEvent().
+    /// features of the same event, must be readable while the call runs; a read of an upstream buffer that
+    /// fails delivers the bytes of the event before once more. The upstream lengths of other bulk ports count
+    /// as 0 meanwhile, and mGetIntegerValue is not asked for them: a node map may keep what their last events
+    /// brought. Otherwise as KyDeviceNotifyEvent().
     /// \param aName  Not null.
     KYSERIALC_API KyCode KyDeviceNotifyFeatureInvalidated(KyDeviceHandle aDevice, const char* aName);
 

@@ -1,0 +1,88 @@
+#pragma once
+
+#include "KySerial/FeatureEngineTest.h"
+
+#include "BulkIPEngine.h"
+#include "SerialPortIPEngine.h"
+
+#include <memory>
+
+namespace KyTest
+{
+
+/// The engines, for what holds for all of them.
+enum class EngineKind
+{
+    Uart,
+    RegisterBulk,
+    FeatureBulk
+};
+
+inline std::string GetKindName(const testing::TestParamInfo<EngineKind>& aInfo)
+{
+    const char* const lNames[] = {"Uart", "RegisterBulk", "FeatureBulk"};
+    return lNames[static_cast<int>(aInfo.param)];
+}
+
+/// A test of each engine on a scripted device that confirms what is written.
+class EngineKindTest : public EngineTest, public testing::WithParamInterface<EngineKind>
+{
+protected:
+    void SetUp() override
+    {
+        switch (GetParam())
+        {
+        case EngineKind::Uart:
+            mEngine = std::make_unique<KySerialLib::SerialPortIPEngine>();
+            mPort = KyDeviceSerialUart0;
+            break;
+        case EngineKind::RegisterBulk:
+            mEngine = std::make_unique<KySerialLib::BulkIPEngine>();
+            mPort = KyDeviceSerialBulk0;
+            break;
+        case EngineKind::FeatureBulk:
+            mEngine = std::make_unique<KySerialLib::IRegisterSerialPort>(false);
+            mPort = KyDeviceSerialBulk0;
+            break;
+        }
+    }
+
+    KyResult Open() { return mEngine->Open(&mDevice, mPort); }
+
+    /// Puts bytes on their way: what Notify() then brings.
+    void Offer(const Bytes& aBytes)
+    {
+        if (GetParam() == EngineKind::Uart)
+        {
+            std::vector<uint32_t> lWords{0x2};
+            lWords.insert(lWords.end(), aBytes.begin(), aBytes.end());
+            mEvent = Words(lWords);
+        }
+        else
+        {
+            mEvent = Words({0x100});
+            mEvent.insert(mEvent.end(), aBytes.begin(), aBytes.end());
+        }
+        mDevice.SetContent(cUpstreamBuffer, aBytes);
+        mDevice.SetInteger(cUpstreamLength, static_cast<int64_t>(aBytes.size()));
+    }
+
+    /// Calls the engine as an adapter does that has an event for it, registered or not.
+    void Notify()
+    {
+        const KyString lName(cUpstreamBuffer);
+        mEngine->NotifyEvent(0x9000, 0, 0, 0, mEvent.data(), static_cast<uint32_t>(mEvent.size()));
+        mEngine->NotifyFeatureInvalidated(&lName);
+    }
+
+    KyDeviceSerial mPort = KyDeviceSerialInvalid;
+    std::unique_ptr<KySerialLib::DeviceSerialPort> mEngine;
+    Bytes mEvent;
+};
+
+#define KY_ALL_ENGINES(aTest)                                                                                \
+    INSTANTIATE_TEST_SUITE_P(                                                                                \
+        Engines, aTest,                                                                                      \
+        testing::Values(EngineKind::Uart, EngineKind::RegisterBulk, EngineKind::FeatureBulk), &GetKindName)
+
+} // namespace KyTest
