@@ -8,7 +8,7 @@ GVCP, GIGE = "GvcpTest", "GigEClientTest"
 
 # the end of the source's path, as it is, as it must not be, test programs
 PLACES = [
-    ("KySerial/SerialPort.cpp", "mCells - 1 - GetUsed()", "mCells - GetUsed()", PORT),
+    ("KySerial/SerialPort.cpp", "lRoom = mCells - 1 - GetUsed()", "lRoom = mCells - GetUsed()", PORT),
     ("KySerial/SerialPort.cpp", "mReadIndex = Advance(mWriteIndex, 1); // the", "mReadIndex = mWriteIndex; // the", PORT),
     ("KySerial/SerialPort.cpp", "std::max(aSize, 1U), GetUsed()", "std::max(aSize, 2U), GetUsed()", PORT),
     ("KySerial/SerialPort.cpp", "aTimeout == 0 || mReadsEnd", "aTimeout == 0", PORT + " " + BRIDGE),
@@ -42,7 +42,18 @@ PLACES = [
     ("KySerial/Bridge.cpp", "mStop = true;\n", "\n", BRIDGE),
     ("KySerial/Bridge.cpp", "if (!mDevicePort->IsOpened())", "if (mDevice != nullptr)", BRIDGE),
     ("KySerial/Bridge.cpp", "static_cast<void>(mDevice->UnregisterEventSink(this));", "", BRIDGE),
-    ("KySerial/Bridge.cpp", "mStatistics.mBytesSentToDevice += lWritten;", "mStatistics.mBytesSentToDevice += lPiece;", BRIDGE),
+    ("KySerial/Bridge.cpp", "mStatistics.mBytesSentToDevice += lWritten;", "mStatistics.mBytesSentToDevice += aSize;", BRIDGE),
+    ("KySerial/Bridge.cpp", "mDevicePort->Write(aData + lDone, aSize - lDone,", "mDevicePort->Write(aData + lDone, 1,", BRIDGE),
+    ("KySerial/Bridge.cpp", "EndWrites(aEnd);", "EndWrites(false);", BRIDGE),
+    ("KySerial/Bridge.cpp", "CutOff(BridgeWay::ToDevice, aSize - lDone);", "", BRIDGE),
+    ("KySerial/Bridge.cpp", "CountReceived(false); // before", "// before", BRIDGE),
+    ("KySerial/SerialPort.cpp", "mReceiveCounts.mCleared += GetUsed();", "", PORT),
+    ("KySerial/SerialPort.cpp", "mAwaited->Set(); // each", "// each", PORT),
+    ("KySerial/SerialPortIPEngine.cpp", "lIndex < aSize && !AreWritesEnded()", "lIndex < aSize", PORT),
+    ("KySerial/BulkIPEngine.cpp", "if (AreWritesEnded())", "if (false)", PORT),
+    ("KySerial/IRegisterSerialPort.cpp", "aBytesWritten < aSize && !AreWritesEnded()", "aBytesWritten < aSize", BRIDGE),
+    ("clserzmo/sharedregistry.cpp", "cAttempts = 5;", "cAttempts = 4;", FIFO),
+    ("clserzmo/sharedregistry.cpp", "Thread::Sleep(100);", "Thread::Sleep(50);", FIFO),
     ("KySerial/BridgeSettings.cpp", "\"NumOfStopBits\"", "\"NumOfStopBit\"", BRIDGE),
     ("KySerial/BridgeSettings.cpp", "\"Baud%i\"", "\"Baud%d\"", BRIDGE),
     ("KySerial/BridgeSettings.cpp", "Restore(mStopBitsFeature, mSavedStopBits);", "", BRIDGE),

@@ -9,11 +9,13 @@ the next one written, but for those that the bridge says it has lost. Once a sec
   stop                  the bridge's process stands still
   busy                  the camera refuses what is written; the bridge has to log that it is lost
   unplug                the camera goes away; what is written meanwhile has to be counted as lost, byte by byte
-  leave                 the user of the pty goes, and bytes come; they have to be counted as unread. The client of the
-                        Camera Link port closes it and opens it again, at another rate.
+  leave                 the user of the pty goes without reading what has come, and more comes; both have to be counted
+                        as unread. The client of the Camera Link port closes it and opens it again, at another rate.
 
 Traffic goes on meanwhile, except that it comes to rest before the last three: of bytes that are inside a camera that
-goes away nobody can say how many there were. SIGINT and SIGTERM end it early, with its account.
+goes away nobody can say how many there were. After every fault it comes to rest, and the bridge's ledger has to be that of
+its user: bytes taken, delivered and lost of each way, by reason, and none on its way. In the end the bridge is interrupted
+in the middle of a transfer, and its last ledger has to balance. SIGINT and SIGTERM end it early, with its account.
 """
 import argparse
 import collections
@@ -196,7 +198,7 @@ class Soak(threading.Thread):
                              *(["--baud", "115200"] if flavour == "pty" else []))
         self.user = Terminal(link) if flavour == "pty" else Client(options.library, link, self.dice)
         self.expected = bytearray()
-        self.written = self.read = self.lost = self.refused = self.unread = self.fault_count = 0
+        self.written = self.read = self.lost = self.refused = self.unread = self.abandoned = self.fault_count = 0
         self.faults = collections.Counter()
         self.samples = []
         self.error = ""
@@ -225,7 +227,7 @@ class Soak(threading.Thread):
                     self.report()
             self.relay()
             time.sleep(self.dice.random() * 0.06)
-        self.rest()
+        self.check_ledger()
 
     def relay(self):
         """A few bytes there; what has come is taken."""
@@ -279,6 +281,27 @@ class Soak(threading.Thread):
             {"busy": self.refuse, "unplug": self.unplug, "leave": self.leave}[kind]()
         self.go_on(0.4)
         self.camera.command("clear")
+        self.check_ledger()
+
+    def check_ledger(self):
+        """The bridge's ledger is that of its user, as soon as the traffic has come to rest."""
+        self.rest()
+        reached = self.written - self.lost - self.refused
+        wanted = {
+            "to_device": {"taken": self.written, "delivered": reached, "on_the_way": 0,
+                          "lost": {"away": self.lost, "refused": self.refused, "stopped": 0}},
+            "from_device": {"taken": self.read + self.unread, "delivered": self.read, "on_the_way": 0,
+                            "lost": {"overrun": 0, "cleared": 0, "refused": 0, "unread": self.unread, "stopped": 0}}}
+
+        def differences():
+            found = self.bridge.statistics()
+            return {f"{way} {name}": (found[way][name], value)
+                    for way, ledger in wanted.items() for name, value in ledger.items() if found[way][name] != value}
+
+        try:
+            wait_until(lambda: not differences(), "the ledger")
+        except Failure as failure:
+            raise Failure(f"the ledger has (found, wanted) {differences()}; {self.faults}") from failure
 
     def go_on(self, seconds):
         end = time.monotonic() + seconds
@@ -311,6 +334,14 @@ class Soak(threading.Thread):
         wait_until(lambda: self.bridge.statistics()["reconnections"] > before, "that the camera is back")
 
     def leave(self):
+        if self.flavour == "pty":
+            left = self.dice.randint(1, 300)
+            self.user.write(self.dice.randbytes(left))
+            self.written += left
+            wait_until(lambda: self.bridge.statistics()["from_device"]["delivered"] == self.read + left,
+                       "the bytes that are left unread")
+            self.unread += left
+            self.abandoned += left
         self.user.close()
         if self.flavour == "pty":
             count = self.dice.randint(1, 200)
@@ -322,16 +353,20 @@ class Soak(threading.Thread):
     def end(self):
         """The bridge's own account has to be that of its user."""
         if not self.error:
+            self.user.write(self.dice.randbytes(300))
             self.user.close()
             status = self.bridge.end()
             counts = self.bridge.statistics()
             self.judge(status == 0, f"the bridge ended with status {status}")
+            self.judge(counts["final"], "the last report is not the final one")
             self.judge(counts["lost_bytes"] == self.lost, "lost bytes")
-            self.judge(counts["unread_bytes"] == self.unread, "unread bytes")
-            reached = self.written - self.lost - self.refused
-            self.judge(counts["to_device"]["bytes"] == reached, "bytes to the device")
-            self.judge(counts["from_device"]["bytes"] == self.read + self.unread, "bytes from the device")
-            self.judge(self.read == reached, "bytes read")
+            for way in ("to_device", "from_device"):
+                ledger = counts[way]
+                self.judge(ledger["taken"] == ledger["delivered"] + sum(ledger["lost"].values()), f"the last ledger {way}")
+                self.judge(ledger["on_the_way"] == 0, f"bytes on their way {way}")
+            self.judge(self.written <= counts["to_device"]["taken"] <= self.written + 300, "bytes taken")
+            self.judge(counts["to_device"]["lost"]["refused"] == self.refused, "refused bytes")
+            self.judge(self.read == self.written - self.lost - self.refused - self.abandoned, "bytes read")
             if self.error:
                 self.error += f"; {counts}"
             self.check_resources()

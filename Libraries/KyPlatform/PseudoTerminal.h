@@ -13,7 +13,8 @@ namespace KyPlatform
 /// Linux: a pty. Windows: there is nothing of the kind, and Create() fails.
 ///
 /// The line is transparent (no echo, no line editing). Each user finds it so, whatever an earlier one did to
-/// it, and finds no bytes that an earlier one has not read.
+/// it, and finds no bytes that an earlier one has not read: the thread in Read() sees to that at once when a
+/// user leaves. Somebody who attaches before that thread gets a processor finds the terminal as it was left.
 ///
 /// States: closed -- Create() --> open -- Close() --> closed.
 /// Threads: one reader and one writer at the same time; Create() and Close() while nobody else is here.
@@ -57,6 +58,19 @@ public:
     /// \return Done, with fewer bytes when nobody was there for the rest; Stopped; or a failure, Refused when
     ///         closed.
     HostTransferResult Write(const void* aData, uint32_t aSize, StopEvent& aStop) noexcept;
+
+    /// Bytes that Write() has given to programs, and that they have left without reading. Counted when a
+    /// program leaves, by the thread in Read(). Any thread.
+    uint64_t GetUnread() const noexcept;
+
+    /// Takes away what the program that is attached has not read, and counts it as unread. Before the end,
+    /// while nobody is in Read() or Write(). A program that keeps the terminal for itself (exclusive mode)
+    /// keeps these bytes too, uncounted, unless this process may open it all the same.
+    void DropUnread() noexcept;
+
+    /// Takes away what programs have written and nobody has read yet. As DropUnread().
+    /// \return Number of bytes.
+    uint64_t DropWritten() noexcept;
 
 private:
     void* mObject = nullptr; // the backend's; null: closed

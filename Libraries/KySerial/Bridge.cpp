@@ -8,7 +8,6 @@
 #include "OutOfMemory.h"
 #include "SerialPort.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace KySerialLib
@@ -20,11 +19,6 @@ namespace
 constexpr char cSourceFile[] = "Libraries/KySerial/Bridge";
 
 constexpr uint32_t cReceiveBufferSize = 0x10000;
-
-// A write to the device that the line holds up lasts this long at most, so that stopping does not wait for
-// it.
-constexpr uint32_t cPieceTime = 100;
-constexpr uint32_t cSmallestPiece = 64;
 
 } // namespace
 
@@ -58,9 +52,35 @@ void Bridge::Release() noexcept
             }
         }
     }
+    CloseAndSettle();
+}
+
+// The device port's last bytes are nobody's any more: closing it drops them, and one that cannot be closed
+// keeps them to no avail.
+void Bridge::CloseAndSettle() noexcept
+{
     if (mDevicePort != nullptr)
     {
-        static_cast<void>(mDevicePort->Close());
+        CountReceived(false);
+        static_cast<void>(mDevicePort->Close()); // ignored: the steps before have let go of the device
+        static_cast<void>(mDevicePort->FlushRxBuffer()); // cannot fail
+        CountReceived(true);
+    }
+    const KySerialBridgeFlow lToDevice = mAccount.Get(BridgeWay::ToDevice);
+    const KySerialBridgeFlow lFromDevice = mAccount.Get(BridgeWay::FromDevice);
+    if (lToDevice.mCutOff > 0 || lFromDevice.mCutOff > 0)
+    {
+        KY_LOG(*mLogger, JxUtilsLib::PriorityWarning, "KySerialLib::Bridge::~Bridge",
+               "The stop cut off %llu of %llu bytes to the device and %llu of %llu bytes from the device.",
+               static_cast<unsigned long long>(lToDevice.mCutOff),
+               static_cast<unsigned long long>(lToDevice.mTaken),
+               static_cast<unsigned long long>(lFromDevice.mCutOff),
+               static_cast<unsigned long long>(lFromDevice.mTaken));
+    }
+    if (mFinalToDevice != nullptr && mFinalFromDevice != nullptr)
+    {
+        *mFinalToDevice = lToDevice;
+        *mFinalFromDevice = lFromDevice;
     }
 }
 
@@ -100,6 +120,9 @@ void Bridge::ResetStatistics()
     mStatistics.mSpare = 0;
     mStatistics.mBytesReceivedFromDevice = 0;
     mStatistics.mTransferErrors = 0;
+    const BridgeGateScope lInside(mGate);
+    CountReceived(false);
+    mAccount.Reset();
 }
 
 KyResult Bridge::OpenDevicePort(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
@@ -158,7 +181,7 @@ void Bridge::StopThreads()
     }
     {
         const BridgeGateScope lInside(mGate);
-        EndDeviceReads(true);
+        EndDeviceTransfers(true);
     }
     for (KyPlatform::WorkerThread* lThread : {&mUpThread, &mDownThread})
     {
@@ -180,28 +203,31 @@ KyResult Bridge::Recover()
     }
     {
         const BridgeGateScope lInside(mGate); // somebody else may be opening the port again
-        EndDeviceReads(true);
+        EndDeviceTransfers(true);
     }
     mGate.Shut();
+    CountReceived(false);
     static_cast<void>(
         mDevicePort->Close()); // ignored: what matters is what comes through the port afterwards
+    CountReceived(false);      // before the port gets another engine
     // A port that could not be closed keeps its claim. Opening it would put a new engine in the place of the
     // one that has the claim, and no later call could ever take the port back.
     if (!mDevicePort->IsOpened())
     {
         static_cast<void>(mDevicePort->Open(mDevice, mDevicePortID));
     }
-    EndDeviceReads(false); // a port that could not be opened has the engine that it had
+    EndDeviceTransfers(false); // a port that could not be opened has the engine that it had
     mGate.Open();
     return KyResult(KyResult::OK);
 }
 
-// A thread that waits for the device to say something is let go at once.
-void Bridge::EndDeviceReads(bool aEnd)
+// A thread that waits for the device to say something, or to be done, is let go at once.
+void Bridge::EndDeviceTransfers(bool aEnd)
 {
     if (mDevicePort != nullptr && mDevicePort->mThis != nullptr)
     {
         mDevicePort->mThis->EndReads(aEnd);
+        mDevicePort->mThis->EndWrites(aEnd);
     }
 }
 
@@ -212,35 +238,79 @@ bool Bridge::ReadFromDevice(uint8_t* aBuffer, uint32_t aSize, uint32_t& aRead, u
     return lResult.IsOK() && aRead > 0;
 }
 
-// Only engines that wait for the line byte by byte or chunk by chunk are given pieces.
-uint32_t Bridge::GetPieceSize() const
-{
-    if (mDevicePortID > KyDeviceSerialBulk0)
-    {
-        return UINT32_MAX;
-    }
-    const uint32_t lBytesPerSecond = GetBaudRate() / 10; // start, eight data bits, stop
-    return std::max(static_cast<uint32_t>(uint64_t{lBytesPerSecond} * cPieceTime / 1000), cSmallestPiece);
-}
-
+// One write for the whole block: the device gets the messages that the host's program has sent, and a
+// transmit FIFO does not run empty inside one.
 bool Bridge::WriteToDevice(const uint8_t* aData, uint32_t aSize)
 {
-    const uint32_t lPieceSize = GetPieceSize();
+    mAccount.Take(BridgeWay::ToDevice, aSize);
     uint32_t lDone = 0;
-    while (lDone < aSize && !mStop)
+    bool lFailed = false;
+    while (lDone < aSize && !lFailed && !mStop)
     {
         const BridgeGateScope lInside(mGate);
-        const uint32_t lPiece = std::min(aSize - lDone, lPieceSize);
         uint32_t lWritten = 0;
-        const bool lWasWritten = mDevicePort->Write(aData + lDone, lPiece, lWritten).IsOK();
+        lFailed = !mDevicePort->Write(aData + lDone, aSize - lDone, lWritten).IsOK();
         mStatistics.mBytesSentToDevice += lWritten;
-        if (!lWasWritten || lWritten < lPiece)
-        {
-            return mStop;
-        }
-        lDone += lPiece;
+        mAccount.Deliver(BridgeWay::ToDevice, lWritten);
+        lDone += lWritten; // less than the block: Recover() has ended the write, and the rest follows it
     }
-    return true;
+    if (mStop)
+    {
+        CutOff(BridgeWay::ToDevice, aSize - lDone);
+        return true;
+    }
+    mAccount.Lose(BridgeWay::ToDevice, &KySerialBridgeFlow::mRefused, aSize - lDone);
+    return !lFailed;
+}
+
+uint32_t Bridge::CountDelivery(uint32_t aSize, uint32_t aDelivered)
+{
+    const uint32_t lLost = aSize - aDelivered;
+    mAccount.Deliver(BridgeWay::FromDevice, aDelivered);
+    if (mStop)
+    {
+        CutOff(BridgeWay::FromDevice, lLost);
+        return lLost;
+    }
+    mAccount.Lose(BridgeWay::FromDevice, &KySerialBridgeFlow::mRefused, lLost);
+    return 0;
+}
+
+void Bridge::CutOff(BridgeWay aWay, uint32_t aLost)
+{
+    if (aLost == 0)
+    {
+        return;
+    }
+    ++mStatistics.mTransferErrors;
+    mAccount.Lose(aWay, &KySerialBridgeFlow::mCutOff, aLost);
+}
+
+// Enters what the device port has received. Not while the port is being replaced.
+void Bridge::CountReceived(bool aIsEnd)
+{
+    if (mDevicePort == nullptr || mDevicePort->mThis == nullptr)
+    {
+        return;
+    }
+    const SerialPort::ReceiveCounts lCounts = mDevicePort->mThis->TakeReceiveCounts();
+    mAccount.Take(BridgeWay::FromDevice, lCounts.mReceived);
+    mAccount.Lose(BridgeWay::FromDevice, &KySerialBridgeFlow::mOverrun, lCounts.mOverrun);
+    mAccount.Lose(BridgeWay::FromDevice,
+                  aIsEnd ? &KySerialBridgeFlow::mCutOff : &KySerialBridgeFlow::mCleared, lCounts.mCleared);
+}
+
+KySerialBridgeFlow Bridge::GetFlow(BridgeWay aWay)
+{
+    const BridgeGateScope lInside(mGate);
+    CountReceived(false);
+    return mAccount.Get(aWay);
+}
+
+void Bridge::SetFinalFlows(KySerialBridgeFlow* aToDevice, KySerialBridgeFlow* aFromDevice)
+{
+    mFinalToDevice = aToDevice;
+    mFinalFromDevice = aFromDevice;
 }
 
 } // namespace KySerialLib

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "BridgeAccount.h"
 #include "BridgeGate.h"
 #include "JxUtilsLib/Logger.h"
 #include "JxUtilsLib/Mutex.h"
@@ -60,7 +61,8 @@ public:
     KyResult Start();
 
     /// Ends the threads. Harmless when none run. Blocks until they have ended: waits for the device port and
-    /// a host port end at once, those for a FIFO within 50 ms, unless the device itself holds a write up.
+    /// a host port end at once, a write to the device ends early, waits for a FIFO end within 50 ms. Only a
+    /// call of the adapter that does not return takes longer. Bytes that are cut off are counted.
     void StopThreads();
 
     /// Closes the device port and opens it again, for a device that was away.
@@ -93,10 +95,17 @@ public:
     KyResult SyncStopBits();
 
     uint64_t GetBytesSentToDevice() const { return mStatistics.mBytesSentToDevice; }
+    /// With bytes that the host has refused; without those that a stop has cut off.
     uint64_t GetBytesReceivedFromDevice() const { return mStatistics.mBytesReceivedFromDevice; }
-    /// Transfers that failed, in the flavour that counts them.
+    /// Transfers that a stop has cut off, and, in the flavour that counts them, transfers that failed.
     uint64_t GetTransferErrors() const { return mStatistics.mTransferErrors; }
     void ResetStatistics();
+
+    /// What became of every byte of one way. Waits while Recover() runs.
+    KySerialBridgeFlow GetFlow(BridgeWay aWay);
+
+    /// Where Release() stores the final account; null: nowhere. The two must live until then.
+    void SetFinalFlows(KySerialBridgeFlow* aToDevice, KySerialBridgeFlow* aFromDevice);
 
     /// Null before OpenDevicePort().
     KyDeviceSerialPort* GetPort() const { return mDevicePort.get(); }
@@ -107,9 +116,9 @@ public:
     uint32_t GetSupportedBaudRate(uint32_t aIndex) const;
 
 protected:
-    /// Restores the device's settings, lets go of the adapter and closes the device port. The last step of
-    /// each flavour's destructor: the adapter may call the object until then, and must not meet one that is
-    /// half gone.
+    /// Restores the device's settings, lets go of the adapter, closes the device port and completes the
+    /// account; what the stop has cut off is logged. The last step of each flavour's destructor: the adapter
+    /// may call the object until then, and must not meet one that is half gone.
     void Release() noexcept;
 
     /// Everything that is counted, in bytes and transfers.
@@ -127,9 +136,17 @@ protected:
     /// \return Whether bytes came.
     bool ReadFromDevice(uint8_t* aBuffer, uint32_t aSize, uint32_t& aRead, uint32_t aTimeout);
 
-    /// Writes to the device port and counts the bytes written.
+    /// Writes a block of the host to the device port, in one piece, and enters its bytes into the account.
     /// \return True: all were written, or the threads are to stop.
     bool WriteToDevice(const uint8_t* aData, uint32_t aSize);
+
+    /// Enters a block into the account that the device port gave and of which the host has taken aDelivered
+    /// bytes.
+    /// \return Bytes of it that a stop has cut off.
+    uint32_t CountDelivery(uint32_t aSize, uint32_t aDelivered);
+
+    /// Enters bytes of a block into the account that a stop has cut off; none is fine.
+    void CutOff(BridgeWay aWay, uint32_t aLost);
 
     bool HasDevicePort() const { return mDevicePort != nullptr; }
 
@@ -138,6 +155,7 @@ protected:
     KyPlatform::StopEvent mStopEvent;
     std::atomic<bool> mStop{false};
     Statistics mStatistics;
+    BridgeAccount mAccount;
     const std::unique_ptr<JxUtilsLib::Logger> mLogger;
 
 private:
@@ -148,8 +166,9 @@ private:
     void RegisterInterest(const KyString& aFeature);
     KyResult SyncEntry(const KyString& aFeature, const KyString& aEntry, const char* aFunction);
     KyResult CloseDevicePort();
-    uint32_t GetPieceSize() const;
-    void EndDeviceReads(bool aEnd);
+    void EndDeviceTransfers(bool aEnd);
+    void CountReceived(bool aIsEnd);
+    void CloseAndSettle() noexcept;
 
     std::unique_ptr<KyDeviceSerialPort> mDevicePort;
     IKyDeviceAdapter* mDevice = nullptr; // not owned
@@ -160,6 +179,8 @@ private:
     std::atomic<uint32_t> mDeviceBaudRate{0}; // as last written; 0: never
     BridgeGate mGate;
     bool mReleased = false;
+    KySerialBridgeFlow* mFinalToDevice = nullptr; // not owned; null: nobody asks
+    KySerialBridgeFlow* mFinalFromDevice = nullptr;
 
     // Names of features; empty: the device has none.
     KyString mBaudRateFeature;

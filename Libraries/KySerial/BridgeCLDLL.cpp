@@ -8,6 +8,7 @@
 #include "OutOfMemory.h"
 #include "clserzmo/BaudRateMask.h"
 
+#include <algorithm>
 #include <array>
 #include <string>
 
@@ -223,6 +224,9 @@ void BridgeCLDLL::RelayUp()
         mStatistics.mBytesReceivedFromDevice += lRead;
         uint32_t lWritten = 0;
         const bool lWasWritten = mUpFifo->Write(lBuffer.data(), lRead, lWritten, cForever, &mStop);
+        const uint64_t lCut = CountDelivery(lRead, lWritten);
+        const uint64_t lCounted = mStatistics.mBytesReceivedFromDevice;
+        mStatistics.mBytesReceivedFromDevice -= std::min(lCut, lCounted); // less: reset meanwhile
         if ((!lWasWritten || lWritten < lRead) && !mStop)
         {
             ++mStatistics.mTransferErrors;

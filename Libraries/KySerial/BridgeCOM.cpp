@@ -220,7 +220,7 @@ void BridgeCOM::WriteToHost(const uint8_t* aData, uint32_t aSize)
         KY_LOG(*mLogger, JxUtilsLib::PriorityError, cFunction, "GetOverlappedResult failure: 0x%08X",
                static_cast<unsigned>(lWrite.mError));
     }
-    mStatistics.mBytesReceivedFromDevice += aSize;
+    mStatistics.mBytesReceivedFromDevice += aSize - CountDelivery(aSize, lWrite.mBytes);
     if (lWrite.mBytes != aSize && lWrite.mEnd != HostTransfer::Stopped)
     {
         KY_LOG(*mLogger, JxUtilsLib::PriorityError, cFunction,
@@ -253,6 +253,8 @@ void BridgeCOM::RelayDown()
         const HostTransferResult lRead = mHostPort.Read(lBuffer.data(), cBufferSize, mStopEvent);
         if (lRead.mEnd == HostTransfer::Stopped)
         {
+            mAccount.Take(BridgeWay::ToDevice, lRead.mBytes);
+            CutOff(BridgeWay::ToDevice, lRead.mBytes);
             return;
         }
         if (lRead.mEnd == HostTransfer::Refused)

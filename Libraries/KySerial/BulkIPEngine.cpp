@@ -349,9 +349,13 @@ KyResult BulkIPEngine::Write(const uint8_t* aBuffer, uint32_t aSize, uint32_t& a
     bool lWasEmpty = false;
     while (aBytesWritten < aSize)
     {
-        if (!lFirst && !mTxRoomEvent.Wait_ms(lTimeout))
+        if (!lFirst && !AwaitInterrupt(mTxRoomEvent, lTimeout))
         {
             return TxTimeOut(aBytesWritten);
+        }
+        if (AreWritesEnded())
+        {
+            return KyResult(KyResult::OK);
         }
         const uint32_t lBytesAllowed = lFirst ? mFirstChunkSize : mNextChunkSize;
         lFirst = false;
@@ -376,7 +380,7 @@ KyResult BulkIPEngine::Write(const uint8_t* aBuffer, uint32_t aSize, uint32_t& a
         lTimeout = ComputeChunkTimeout(lChunk);
         aBytesWritten += lChunk;
     }
-    return mTxEmptyEvent.Wait_ms(lTimeout) ? KyResult(KyResult::OK) : TxTimeOut(aBytesWritten);
+    return AwaitInterrupt(mTxEmptyEvent, lTimeout) ? KyResult(KyResult::OK) : TxTimeOut(aBytesWritten);
 }
 
 void BulkIPEngine::NotifyEvent(uint16_t aEventID, uint16_t /*aChannel*/, uint64_t /*aBlockID*/,

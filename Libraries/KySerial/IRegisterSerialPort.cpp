@@ -311,7 +311,7 @@ KyResult IRegisterSerialPort::WriteAndRead(const uint8_t* aBuffer, uint32_t aSiz
     {
         return TransmitSPI(aBuffer, 0, aReadSize, aSimultaneous, aFinal); // a pure read
     }
-    while (aBytesWritten < aSize)
+    while (aBytesWritten < aSize && !AreWritesEnded())
     {
         const uint8_t* const lData = aBuffer + aBytesWritten;
         const uint32_t lSize = std::min(aSize - aBytesWritten, lPayload);

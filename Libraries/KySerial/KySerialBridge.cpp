@@ -131,6 +131,17 @@ KyResult KySerialBridge::Stop()
     return KyResult(KyResult::OK);
 }
 
+KyResult KySerialBridge::Stop(KySerialBridgeFlow& aToDevice, KySerialBridgeFlow& aFromDevice)
+{
+    aToDevice = KySerialBridgeFlow();
+    aFromDevice = KySerialBridgeFlow();
+    if (mThis != nullptr)
+    {
+        mThis->SetFinalFlows(&aToDevice, &aFromDevice);
+    }
+    return Stop();
+}
+
 KyResult KySerialBridge::Recover()
 {
     return mThis != nullptr ? CatchOutOfMemory([&] { return mThis->Recover(); })
@@ -228,6 +239,16 @@ uint64_t KySerialBridge::GetBytesSentToDevice() const
 uint64_t KySerialBridge::GetBytesReceivedFromDevice() const
 {
     return mThis != nullptr ? mThis->GetBytesReceivedFromDevice() : 0;
+}
+
+KySerialBridgeFlow KySerialBridge::GetFlowToDevice() const
+{
+    return mThis != nullptr ? mThis->GetFlow(KySerialLib::BridgeWay::ToDevice) : KySerialBridgeFlow();
+}
+
+KySerialBridgeFlow KySerialBridge::GetFlowFromDevice() const
+{
+    return mThis != nullptr ? mThis->GetFlow(KySerialLib::BridgeWay::FromDevice) : KySerialBridgeFlow();
 }
 
 void KySerialBridge::ResetStatistics()

@@ -66,6 +66,7 @@ void SerialPort::TellReader()
 
 void SerialPort::Clear()
 {
+    mReceiveCounts.mCleared += GetUsed();
     mWriteIndex = 0;
     mReadIndex = 0;
 }
@@ -109,9 +110,9 @@ KyResult SerialPort::SetRxBufferSize(uint32_t aSize)
         return OutOfMemory();
     }
     const JxUtilsLib::LockScope lLock(mReceiveLock);
+    Clear(); // first: the indexes are those of the old buffer
     mBuffer = std::move(lBuffer);
     mCells = lCells;
-    Clear();
     return KyResult(KyResult::OK);
 }
 
@@ -133,6 +134,9 @@ void SerialPort::PushBytes(const uint8_t* aBytes, uint32_t aCount)
     {
         return;
     }
+    mReceiveCounts.mReceived += aCount;
+    const uint32_t lRoom = mCells - 1 - GetUsed();
+    mReceiveCounts.mOverrun += aCount > lRoom ? aCount - lRoom : 0;
     if (aCount >= mCells) // nothing that was there stays, nor does what the newest bytes push out
     {
         const uint32_t lKept = mCells - 1;
@@ -142,12 +146,11 @@ void SerialPort::PushBytes(const uint8_t* aBytes, uint32_t aCount)
     }
     else
     {
-        const bool lFull = aCount > mCells - 1 - GetUsed();
         const uint32_t lFirst = std::min(aCount, mCells - mWriteIndex);
         std::memcpy(mBuffer.get() + mWriteIndex, aBytes, lFirst);
         std::memcpy(mBuffer.get(), aBytes + lFirst, aCount - lFirst);
         mWriteIndex = Advance(mWriteIndex, aCount);
-        if (lFull)
+        if (aCount > lRoom)
         {
             mReadIndex = Advance(mWriteIndex, 1); // the oldest bytes are lost
         }
@@ -156,6 +159,12 @@ void SerialPort::PushBytes(const uint8_t* aBytes, uint32_t aCount)
     {
         TellReader();
     }
+}
+
+SerialPort::ReceiveCounts SerialPort::TakeReceiveCounts()
+{
+    const JxUtilsLib::LockScope lLock(mReceiveLock);
+    return std::exchange(mReceiveCounts, ReceiveCounts());
 }
 
 void SerialPort::EndReads(bool aEnd)
@@ -167,6 +176,32 @@ void SerialPort::EndReads(bool aEnd)
         TellReader();
     }
     UnlockRx();
+}
+
+void SerialPort::EndWrites(bool aEnd)
+{
+    const JxUtilsLib::LockScope lLock(mWriteLock);
+    mWritesEnd = aEnd;
+    if (aEnd && mAwaited != nullptr)
+    {
+        mAwaited->Set(); // each piece resets the event before it is sent
+    }
+}
+
+bool SerialPort::AwaitInterrupt(JxUtilsLib::Event& aEvent, uint32_t aTimeout)
+{
+    {
+        const JxUtilsLib::LockScope lLock(mWriteLock);
+        if (mWritesEnd)
+        {
+            return true;
+        }
+        mAwaited = &aEvent;
+    }
+    const bool lCame = aEvent.Wait_ms(aTimeout);
+    const JxUtilsLib::LockScope lLock(mWriteLock);
+    mAwaited = nullptr;
+    return lCame;
 }
 
 void SerialPort::PushByte(uint8_t aByte, bool aTakeLock)

@@ -84,6 +84,22 @@ public:
     /// thread.
     void EndReads(bool aEnd);
 
+    /// Ends a write in progress, between two pieces of it or in its wait for an interrupt. The write returns
+    /// OK with the number of bytes that the device has by then; so do later writes, at once, until
+    /// EndWrites(false). Nothing is logged. Does not block. Any thread.
+    void EndWrites(bool aEnd);
+
+    /// What became of received bytes that no reader has taken.
+    struct ReceiveCounts
+    {
+        uint64_t mReceived = 0; ///< All bytes, whatever became of them.
+        uint64_t mOverrun = 0;  ///< They gave way to newer ones.
+        uint64_t mCleared = 0;  ///< They waited when the buffer was emptied or made anew.
+    };
+
+    /// The counts since the last call, or since construction. Any thread.
+    ReceiveCounts TakeReceiveCounts();
+
     /// Stores a received byte and wakes a waiting reader.
     /// \param aTakeLock  False when the caller holds the receive lock, for the bytes of one event.
     void PushByte(uint8_t aByte,
@@ -113,6 +129,7 @@ private:
     std::unique_ptr<uint8_t[]> mBuffer JX_GUARDED_BY(mReceiveLock);
     uint32_t mWriteIndex JX_GUARDED_BY(mReceiveLock) = 0;
     uint32_t mReadIndex JX_GUARDED_BY(mReceiveLock) = 0;
+    ReceiveCounts mReceiveCounts JX_GUARDED_BY(mReceiveLock);
     std::atomic<uint32_t> mBufferSize{0}; // as reported: stored before the lock is taken
     // Cells of the array that exists. The ring works with this one, so that a byte that arrives while the
     // buffer is being replaced stays inside it.
@@ -122,7 +139,19 @@ private:
     bool mWakeReader JX_GUARDED_BY(mReceiveLock) = false; // the event is set, who sleeps at it not yet woken
     bool mReadsEnd JX_GUARDED_BY(mReceiveLock) = false;   // see EndReads()
 
+    JxUtilsLib::Mutex mWriteLock;
+    JxUtilsLib::Event*
+        mAwaited JX_GUARDED_BY(mWriteLock) = nullptr; // what the writer waits for; null: nothing
+    std::atomic<bool> mWritesEnd{false};              // see EndWrites()
+
 protected:
+    /// Whether EndWrites(true) is in force. Engines ask before each piece of a write.
+    bool AreWritesEnded() const { return mWritesEnd; }
+
+    /// Waits for the event that the device's interrupt sets. The writer's thread.
+    /// \return False: the time is over. True: the event was set, or EndWrites(true) is in force.
+    bool AwaitInterrupt(JxUtilsLib::Event& aEvent, uint32_t aTimeout);
+
     /// For the log lines of the receive side and of engines without a logger of their own.
     const std::unique_ptr<JxUtilsLib::Logger> mLogger;
 

@@ -156,7 +156,7 @@ KyResult SerialPortIPEngine::Write(const uint8_t* aBuffer, uint32_t aSize, uint3
     }
     KY_LOG(*mEngineLogger, JxUtilsLib::PriorityInfo, cFunction, "Writing %d bytes of data",
            static_cast<int>(aSize));
-    for (uint32_t lIndex = 0; lIndex < aSize; ++lIndex)
+    for (uint32_t lIndex = 0; lIndex < aSize && !AreWritesEnded(); ++lIndex)
     {
         lResult = WriteByte(aBuffer[lIndex], lIndex, aBytesWritten);
         if (!lResult.IsOK())
@@ -178,7 +178,7 @@ KyResult SerialPortIPEngine::WriteByte(uint8_t aByte, uint32_t aIndex, uint32_t&
                              static_cast<int>(aIndex));
     }
     ++aBytesWritten; // the device has it, whether its interrupt comes or not
-    if (!mTxEvent.Wait_ms(cTxTimeoutMs))
+    if (!AwaitInterrupt(mTxEvent, cTxTimeoutMs))
     {
         DrainRx();
         return KY_LOG_RESULT(*mEngineLogger, KyResult::FAILURE, cFunction,

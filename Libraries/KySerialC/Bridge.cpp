@@ -1,5 +1,6 @@
 #include "KySerialC/Bridge.h"
 
+#include "Call.h"
 #include "KySerial/KySerialBridge.h"
 #include "LineSettingsForm.h"
 #include "Opened.h"
@@ -60,6 +61,42 @@ KyCode OnBridge(const char* aFunction, KyBridgeHandle aBridge, const Operation& 
                  });
 }
 
+// Stops a bridge. aStop gets the bridge.
+template<typename Stop>
+KyCode StopBridge(const char* aFunction, KyBridgeHandle aBridge, const Stop& aStop)
+{
+    return RunOn(aFunction, Bridges(), aBridge,
+                 [&](Bridge& aObject)
+                 {
+                     const std::lock_guard lScope(aObject.mTurn);
+                     KyResult lResult = aStop(aObject.mBridge);
+                     aObject.mDevice.Reset(); // a bridge that does not run has no device
+                     return lResult;
+                 });
+}
+
+bool HasSize(const KyBridgeFlow* aFlow)
+{
+    return aFlow != nullptr && aFlow->mSize == sizeof(KyBridgeFlow);
+}
+
+KyCode NoFlows(const char* aFunction)
+{
+    return Run(
+        [&]
+        { return Fail(KY_BAD_PARAMETER, aFunction, "No flows: a null pointer, or the size is not set."); });
+}
+
+void FillIn(const KySerialBridgeFlow& aFlow, KyBridgeFlow& aResult)
+{
+    aResult.mTaken = aFlow.mTaken;
+    aResult.mDelivered = aFlow.mDelivered;
+    aResult.mOverrun = aFlow.mOverrun;
+    aResult.mCleared = aFlow.mCleared;
+    aResult.mRefused = aFlow.mRefused;
+    aResult.mCutOff = aFlow.mCutOff;
+}
+
 // A question to a bridge. aQuestion gets the bridge and gives the answer.
 template<typename Value, typename Question>
 KyCode AskBridge(const char* aFunction, KyBridgeHandle aBridge, Value* aValue, Value aInitial,
@@ -117,14 +154,42 @@ KyCode KyBridgeStartClients(KyBridgeHandle aBridge, const char* aName, KyDeviceH
 
 KyCode KyBridgeStop(KyBridgeHandle aBridge)
 {
-    return RunOn("KyBridgeStop", Bridges(), aBridge,
-                 [](Bridge& aObject)
-                 {
-                     const std::lock_guard lScope(aObject.mTurn);
-                     KyResult lResult = aObject.mBridge.Stop();
-                     aObject.mDevice.Reset(); // a bridge that does not run has no device
-                     return lResult;
-                 });
+    return StopBridge("KyBridgeStop", aBridge, [](KySerialBridge& aProduct) { return aProduct.Stop(); });
+}
+
+KyCode KyBridgeStopAndGetFlows(KyBridgeHandle aBridge, KyBridgeFlow* aToDevice, KyBridgeFlow* aFromDevice)
+{
+    static constexpr char cFunction[] = "KyBridgeStopAndGetFlows";
+    if (!HasSize(aToDevice) || !HasSize(aFromDevice))
+    {
+        return NoFlows(cFunction);
+    }
+    return StopBridge(cFunction, aBridge,
+                      [&](KySerialBridge& aProduct)
+                      {
+                          KySerialBridgeFlow lToDevice;
+                          KySerialBridgeFlow lFromDevice;
+                          KyResult lResult = aProduct.Stop(lToDevice, lFromDevice);
+                          FillIn(lToDevice, *aToDevice);
+                          FillIn(lFromDevice, *aFromDevice);
+                          return lResult;
+                      });
+}
+
+KyCode KyBridgeGetFlows(KyBridgeHandle aBridge, KyBridgeFlow* aToDevice, KyBridgeFlow* aFromDevice)
+{
+    static constexpr char cFunction[] = "KyBridgeGetFlows";
+    if (!HasSize(aToDevice) || !HasSize(aFromDevice))
+    {
+        return NoFlows(cFunction);
+    }
+    return OnBridge(cFunction, aBridge,
+                    [&](const KySerialBridge& aProduct)
+                    {
+                        FillIn(aProduct.GetFlowToDevice(), *aToDevice);
+                        FillIn(aProduct.GetFlowFromDevice(), *aFromDevice);
+                        return KyResult();
+                    });
 }
 
 KyCode KyBridgeRecover(KyBridgeHandle aBridge)

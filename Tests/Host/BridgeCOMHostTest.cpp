@@ -2,6 +2,8 @@
 
 #include "Tests/Host/BridgeCOMFixture.h"
 
+#include <algorithm>
+
 using namespace KyTest;
 
 namespace
@@ -68,6 +70,45 @@ TEST_F(BridgeCOMHostTest, RelaysBothWaysAndCounts)
     ASSERT_GE(lMessage.size(), 21U);
     EXPECT_EQ(std::string(lMessage.begin() + 8, lMessage.begin() + 21), "to the device"); // behind its header
     EXPECT_EQ(mBridge->GetTransferErrors(), 0U);
+}
+
+// What the host's program sends in one piece arrives in one piece.
+TEST_F(BridgeCOMHostTest, ABlockOfTheHostIsOneMessageOfTheDevice)
+{
+    Start();
+    mDevice.TakeCalls();
+    EXPECT_EQ(mLink->Write(std::string(308, 'h')), 308U);
+    EXPECT_TRUE(WaitFor([&] { return mBridge->GetBytesSentToDevice() == 308; }));
+    int lMessages = 0;
+    for (const std::string& lCall : mDevice.TakeCalls())
+    {
+        lMessages += lCall.starts_with("SetRegisterData(") ? 1 : 0;
+    }
+    EXPECT_EQ(lMessages, 1);
+}
+
+// The host reads nothing: what its port has taken is delivered, the rest is cut off.
+TEST_F(BridgeCOMHostTest, AStopCountsWhatAHostThatDoesNotReadHasNotTaken)
+{
+    KySerialBridgeFlow lToDevice;
+    KySerialBridgeFlow lFromDevice;
+    mBridge->SetFinalFlows(&lToDevice, &lFromDevice);
+    Start();
+    constexpr uint64_t cMany = 300;
+    for (uint64_t lIndex = 0; lIndex < cMany; ++lIndex)
+    {
+        SendFromDevice(std::string(512, 'x')); // more than the way to the host holds
+        JxUtilsLib::Thread::Sleep(lIndex % 30 == 0 ? 5 : 0);
+    }
+    mBridge.reset();
+    EXPECT_EQ(lFromDevice.mTaken, cMany * 512);
+    EXPECT_GT(lFromDevice.mCutOff, 0U);
+    EXPECT_EQ(lFromDevice.mDelivered + lFromDevice.mOverrun + lFromDevice.mCutOff, cMany * 512);
+    EXPECT_TRUE(std::ranges::any_of(mLog.Take(),
+                                    [](const LogLine& aLine) {
+                                        return aLine.mPriority == PriorityWarning &&
+                                               aLine.mMessage.starts_with("The stop cut off 0 of 0 ");
+                                    }));
 }
 
 TEST_F(BridgeCOMHostTest, SettingsChangeWhileItRelays)

@@ -27,6 +27,7 @@ public:
     KyPlatform::WorkerThread::Routine GetUpThreadRoutine() const override { return mUpRoutine; }
     KyPlatform::WorkerThread::Routine GetDownThreadRoutine() const override { return mDownRoutine; }
 
+    using Bridge::CountDelivery;
     using Bridge::mStatistics;
     using Bridge::mStop;
     using Bridge::mStopEvent;

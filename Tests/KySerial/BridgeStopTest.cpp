@@ -129,6 +129,53 @@ TEST_F(BridgeStopTest, ABridgeToASlowLineStopsAtOnce)
     mDevice.OnCall(Slot::WriteRegister, {});
 }
 
+// A UART would wait a second for each byte, a bulk port 0.3 seconds for each chunk.
+TEST_F(BridgeStopTest, ADeviceThatConfirmsNothingDoesNotHoldTheStopUp)
+{
+    for (const KyDeviceSerial lPort : {KyDeviceSerialUart0, KyDeviceSerialBulk0})
+    {
+        SCOPED_TRACE(lPort);
+        std::atomic<bool> lSent{false};
+        const auto lNote = [&lSent] { lSent = true; };
+        ExpectQuickStop(
+            [&]
+            {
+                StartAnew(lPort);
+                mDevice.OnCall(lPort == KyDeviceSerialUart0 ? Slot::WriteRegister : Slot::WriteMemory, lNote);
+                lSent = false;
+                EXPECT_TRUE(Send(std::string(600, 'c')));
+                EXPECT_TRUE(WaitFor([&] { return lSent.load(); }));
+            },
+            [this] { Stop(); });
+        mDevice.OnCall(Slot::WriteRegister, {});
+        mDevice.OnCall(Slot::WriteMemory, {});
+    }
+}
+
+// The device takes 50 ms for each of the 18 messages of a block.
+TEST_F(BridgeStopTest, ASlowBulkPortDoesNotHoldTheStopUp)
+{
+    mDevice.SetContent("Bulk1DownstreamData", Bytes(64));
+    std::atomic<int> lMessages{0};
+    ExpectQuickStop(
+        [&]
+        {
+            StartAnew();
+            lMessages = 0;
+            mDevice.OnCall(Slot::SetRegisterData,
+                           [&lMessages]
+                           {
+                               ++lMessages;
+                               std::this_thread::sleep_for(std::chrono::milliseconds(50));
+                           });
+            EXPECT_TRUE(Send(std::string(1000, 'c')));
+            EXPECT_TRUE(WaitFor([&] { return lMessages > 0; }));
+        },
+        [this] { Stop(); });
+    EXPECT_LT(lMessages, 18);
+    mDevice.OnCall(Slot::SetRegisterData, {});
+}
+
 TEST_F(BridgeStopTest, SpoiltFifosCostLittleAndDoNotHoldTheStopUp)
 {
     const auto lSpoil = []

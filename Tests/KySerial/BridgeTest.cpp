@@ -234,6 +234,18 @@ TEST_F(BridgeTest, RecoverSucceedsWithoutTheDeviceAndAgainWithIt)
     EXPECT_EQ(mDevice.GetSinks().size(), 2U);
 }
 
+// The port that is opened again has the buffer that every port starts with.
+TEST_F(BridgeTest, RecoverLeavesAReceiveBufferOf16384Bytes)
+{
+    Open(KyDeviceSerialUart0);
+    uint32_t lSize = 0;
+    EXPECT_THAT(mBridge->GetPort()->GetRxBufferSize(lSize), IsOK());
+    EXPECT_EQ(lSize, 65536U);
+    EXPECT_THAT(mBridge->Recover(), IsOK());
+    EXPECT_THAT(mBridge->GetPort()->GetRxBufferSize(lSize), IsOK());
+    EXPECT_EQ(lSize, 16384U);
+}
+
 TEST_F(BridgeTest, ADeviceThatComesBackWorksAfterRecover)
 {
     Open(KyDeviceSerialBulk1);
@@ -338,24 +350,6 @@ TEST_F(BridgeTest, CountsWhatTheDeviceTookOfAFailedWrite)
     mDevice.Fail(Slot::SetRegisterData);
     EXPECT_FALSE(mBridge->WriteToDevice(lBytes.data(), 100));
     EXPECT_EQ(mBridge->GetBytesSentToDevice(), 100U);
-}
-
-TEST_F(BridgeTest, AWriteThatTheLineHoldsUpEndsEarlyWhenStopped)
-{
-    AddSettings(mDevice, "Uart0");
-    Open(KyDeviceSerialUart0);
-    // The device confirms every byte; the stop comes with the tenth.
-    int lBytes = 0;
-    mDevice.OnCall(Slot::WriteRegister,
-                   [&]
-                   {
-                       mBridge->mStop = ++lBytes >= 10;
-                       mDevice.SendEvent(0x9000, Words({1})); // sent
-                   });
-    const Bytes lBlock(16384);
-    EXPECT_TRUE(mBridge->WriteToDevice(lBlock.data(), 16384));
-    EXPECT_LT(lBytes, 400);
-    mDevice.OnCall(Slot::WriteRegister, {}); // closing the port writes registers too
 }
 
 TEST_F(BridgeTest, PastTheEndOfTheRatesIsABrokenAssertionAndZero)

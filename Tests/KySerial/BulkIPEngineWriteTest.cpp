@@ -1,7 +1,10 @@
 #include "KySerial/EngineTest.h"
+#include "Support/WaitFor.h"
 
 #include "BulkIPEngine.h"
 
+#include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <thread>
 
@@ -116,6 +119,46 @@ TEST_F(BulkIPEngineWriteTest, SendsLongWritesInChunks)
                      {PriorityDebug, cWrite, "Transmitting 92 byte chunk (508 bytes already sent)"},
                      lEmpty,
                      lPartial}));
+}
+
+TEST_F(BulkIPEngineWriteTest, EndsAWriteBetweenTwoChunksWithoutAFailure)
+{
+    Open(cUart);
+    int lChunks = 0;
+    mDevice.OnCall(Slot::WriteMemory,
+                   [&]
+                   {
+                       mEngine.EndWrites(++lChunks == 2);
+                       mDevice.SendEvent(0x9000, Words({cTxEmpty}));
+                   });
+    EXPECT_THAT(Write(Count(1000)), IsOK());
+    EXPECT_EQ(mWritten, 508U);
+    EXPECT_THAT(Write(Count(1000)), IsOK()); // still in force
+    EXPECT_EQ(mWritten, 0U);
+    mEngine.EndWrites(false);
+    EXPECT_THAT(Write(Count(1000)), IsOK());
+    EXPECT_EQ(mWritten, 1000U);
+}
+
+// The interrupt never comes: neither that with room for the next chunk, nor that for the last one.
+TEST_F(BulkIPEngineWriteTest, EndsAWriteThatWaitsForAnInterrupt)
+{
+    for (const size_t lSize : {size_t{1000}, size_t{200}})
+    {
+        Reopen(cUart);
+        mEngine.EndWrites(false);
+        std::atomic<bool> lSent{false};
+        mDevice.OnCall(Slot::WriteMemory, [&] { lSent = true; });
+        std::thread lEnd(
+            [&]
+            {
+                EXPECT_TRUE(WaitFor([&] { return lSent.load(); }));
+                mEngine.EndWrites(true);
+            });
+        EXPECT_THAT(Write(Count(lSize)), IsOK());
+        lEnd.join();
+        EXPECT_EQ(mWritten, std::min(lSize, size_t{256}));
+    }
 }
 
 TEST_F(BulkIPEngineWriteTest, SizesChunksByInterfaceAndThreshold)

@@ -1,8 +1,10 @@
 #include "KySerial/EngineTest.h"
+#include "Support/WaitFor.h"
 
 #include "PortMap.h"
 #include "SerialPortIPEngine.h"
 
+#include <atomic>
 #include <chrono>
 #include <memory>
 #include <thread>
@@ -67,6 +69,12 @@ protected:
     void ConfirmWrites(uint32_t aStatus)
     {
         mDevice.OnCall(Slot::WriteRegister, [this, aStatus] { mDevice.SendEvent(0x9000, Words({aStatus})); });
+    }
+
+    KyResult WriteTen()
+    {
+        const Bytes lBytes = Count(10);
+        return mEngine.Write(lBytes.data(), 10, mWritten);
     }
 
     uint32_t mWritten = 0xDEAD;
@@ -426,6 +434,44 @@ TEST_F(SerialPortIPEngineTest, WaitsForAnInterruptFromTheEventThread)
     EXPECT_THAT(mEngine.Write(&lByte, 1, mWritten), IsOK());
     EXPECT_GE(std::chrono::steady_clock::now() - lStart, std::chrono::milliseconds(29));
     lEvents.join();
+}
+
+TEST_F(SerialPortIPEngineTest, EndsAWriteBetweenTwoBytesWithoutAFailure)
+{
+    Open(KyDeviceSerialUart0);
+    int lBytes = 0;
+    mDevice.OnCall(Slot::WriteRegister,
+                   [&]
+                   {
+                       mEngine.EndWrites(++lBytes == 3);
+                       mDevice.SendEvent(0x9000, Words({1}));
+                   });
+    EXPECT_THAT(WriteTen(), IsOK());
+    EXPECT_EQ(mWritten, 3U);
+    EXPECT_THAT(WriteTen(), IsOK()); // still in force
+    EXPECT_EQ(mWritten, 0U);
+    mEngine.EndWrites(false);
+    EXPECT_THAT(WriteTen(), IsOK());
+    EXPECT_EQ(mWritten, 10U);
+    mDevice.OnCall(Slot::WriteRegister, {});
+}
+
+// The interrupt never comes; the byte counts, as the device has it.
+TEST_F(SerialPortIPEngineTest, EndsAWriteThatWaitsForAnInterrupt)
+{
+    Open(KyDeviceSerialUart0);
+    std::atomic<bool> lSent{false};
+    mDevice.OnCall(Slot::WriteRegister, [&] { lSent = true; });
+    std::thread lEnd(
+        [&]
+        {
+            EXPECT_TRUE(WaitFor([&] { return lSent.load(); }));
+            mEngine.EndWrites(true);
+        });
+    EXPECT_THAT(WriteTen(), IsOK());
+    lEnd.join();
+    EXPECT_EQ(mWritten, 1U);
+    mDevice.OnCall(Slot::WriteRegister, {});
 }
 
 TEST_F(SerialPortIPEngineTest, StopsAtAByteThatTheDeviceRefuses)

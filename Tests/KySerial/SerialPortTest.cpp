@@ -340,6 +340,39 @@ TEST_F(SerialPortTest, WhileReadsEndTheyTakeWhatIsThereAndDoNotWait)
     EXPECT_EQ(mGot, 1U);
 }
 
+TEST_F(SerialPortTest, CountsWhatItReceivesAndWhatNobodyTakes)
+{
+    const auto lExpect = [this](uint64_t aReceived, uint64_t aOverrun, uint64_t aCleared)
+    {
+        const SerialPort::ReceiveCounts lCounts = mPort.TakeReceiveCounts();
+        EXPECT_EQ(lCounts.mReceived, aReceived);
+        EXPECT_EQ(lCounts.mOverrun, aOverrun);
+        EXPECT_EQ(lCounts.mCleared, aCleared);
+    };
+    SetSize(11); // for ten bytes
+    mPort.Push(Count(8));
+    lExpect(8, 0, 0);
+    mPort.Push(Count(5)); // byte by byte
+    lExpect(5, 3, 0);
+    EXPECT_THAT(mPort.Read(mBytes, 4, mGot, 0), IsOK());
+    mPort.LockRx();
+    mPort.PushBytes(mBytes, 9); // six wait
+    mPort.UnlockRx();
+    lExpect(9, 5, 0);
+    mPort.LockRx();
+    mPort.PushBytes(mBytes, 30); // more than there is room for at all
+    mPort.UnlockRx();
+    lExpect(30, 30, 0); // ten that waited, and twenty of these
+    EXPECT_THAT(mPort.FlushRxBuffer(), IsOK());
+    lExpect(0, 0, 10);
+    mPort.Push(Count(3));
+    SetSize(100);
+    lExpect(3, 0, 3);
+    mPort.Push(Count(7));
+    EXPECT_THAT(mPort.Close(), IsOK());
+    lExpect(7, 0, 7);
+}
+
 TEST_F(SerialPortTest, DropsWaitingBytesWhenFlushed)
 {
     mPort.Push({1, 2, 3});

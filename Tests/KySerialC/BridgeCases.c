@@ -20,6 +20,14 @@ static KyLineSettings DefaultSettings(void)
     return lSettings;
 }
 
+static KyBridgeFlow EmptyFlow(void)
+{
+    KyBridgeFlow lFlow;
+    memset(&lFlow, 0, sizeof lFlow);
+    lFlow.mSize = sizeof lFlow;
+    return lFlow;
+}
+
 void KyBridgeC_AStoppedOneGivesNeutralValues(void)
 {
     const KyBridgeHandle lBridge = MakeBridge();
@@ -29,6 +37,8 @@ void KyBridgeC_AStoppedOneGivesNeutralValues(void)
     uint64_t lToDevice = 7;
     uint64_t lFromDevice = 7;
     KyLineSettings lSettings = DefaultSettings();
+    KyBridgeFlow lTo = EmptyFlow();
+    KyBridgeFlow lFrom = EmptyFlow();
     KyLogSetPriority(KY_LOG_FATAL);
     CHECK_CODE(KyBridgeStop(lBridge), KY_NO_CONNECTION);
     CHECK(strcmp(KyGetLastText(), "Bridge not started.") == 0);
@@ -50,6 +60,16 @@ void KyBridgeC_AStoppedOneGivesNeutralValues(void)
     CHECK_OK(KyBridgeGetHostPort(lBridge, lText, &lValue));
     CHECK_OK(KyBridgeGetStatistics(lBridge, &lToDevice, &lFromDevice));
     CHECK(lToDevice == 0 && lFromDevice == 0);
+    CHECK_OK(KyBridgeGetFlows(lBridge, &lTo, &lFrom));
+    CHECK(lTo.mTaken == 0 && lFrom.mTaken == 0);
+    lTo.mTaken = 7;
+    CHECK_CODE(KyBridgeStopAndGetFlows(lBridge, &lTo, &lFrom), KY_NO_CONNECTION);
+    CHECK(lTo.mTaken == 0);
+    CHECK_CODE(KyBridgeGetFlows(lBridge, NULL, &lFrom), KY_BAD_PARAMETER);
+    CHECK_CODE(KyBridgeStopAndGetFlows(lBridge, &lTo, NULL), KY_BAD_PARAMETER);
+    lFrom.mSize = 3;
+    CHECK_CODE(KyBridgeGetFlows(lBridge, &lTo, &lFrom), KY_BAD_PARAMETER);
+    CHECK_CODE(KyBridgeStopAndGetFlows(lBridge, &lTo, &lFrom), KY_BAD_PARAMETER);
     CHECK_OK(KyBridgeResetStatistics(lBridge));
     CHECK_OK(KyBridgeGetLineSettings(lBridge, &lSettings));
     CHECK(lSettings.mBaudRate == 0 && lSettings.mParity == -1);
@@ -87,6 +107,33 @@ void KyBridgeC_ServesClientsUnderItsName(void)
     CHECK_OK(KyBridgeStop(lBridge));
     CHECK_OK(KyBridgeStartClients(lBridge, lName, lCamera.mDevice, KY_BULK1)); /* the name is free again */
     CHECK_OK(KyBridgeDestroy(lBridge));                                        /* stops it */
+    EndCamera(lCamera);
+}
+
+/* The camera sends; no client takes more than the FIFO holds, and the stop cuts off the rest. */
+void KyBridgeC_GivesTheAccountOfItsBytes(void)
+{
+    const TestCamera lCamera = MakeCamera();
+    const KyBridgeHandle lBridge = MakeBridge();
+    const uint8_t lBytes[500] = {0};
+    KyBridgeFlow lTo = EmptyFlow();
+    KyBridgeFlow lFrom = EmptyFlow();
+    int lTurn = 0;
+    CHECK_OK(KyBridgeStartClients(lBridge, KyTestUniqueName(), lCamera.mDevice, KY_BULK1));
+    for (lTurn = 0; lTurn < 4; ++lTurn)
+    {
+        CHECK_OK(KySimCameraInject(lCamera.mCamera, KY_BULK1, lBytes, sizeof lBytes));
+    }
+    CHECK_OK(KySimCameraWaitForEvents(lCamera.mCamera));
+    CHECK_OK(KyBridgeGetFlows(lBridge, &lTo, &lFrom));
+    CHECK(lTo.mTaken == 0 && lFrom.mTaken == 2000);
+    KyLogSetPriority(KY_LOG_FATAL);
+    CHECK_OK(KyBridgeStopAndGetFlows(lBridge, &lTo, &lFrom));
+    KyLogSetPriority(KY_LOG_WARNING);
+    CHECK(lFrom.mTaken == 2000 && lFrom.mDelivered <= 1023);
+    CHECK(lFrom.mDelivered + lFrom.mCutOff == 2000);
+    CHECK(lFrom.mOverrun + lFrom.mCleared + lFrom.mRefused == 0);
+    CHECK_OK(KyBridgeDestroy(lBridge));
     EndCamera(lCamera);
 }
 

@@ -40,6 +40,7 @@ KY_CASE(KySPIBusC, RefusesWhatCannotWork)
 
 KY_CASE(KyBridgeC, AStoppedOneGivesNeutralValues)
 KY_CASE(KyBridgeC, ServesClientsUnderItsName)
+KY_CASE(KyBridgeC, GivesTheAccountOfItsBytes)
 KY_CASE(KyBridgeC, StartingSaysWhatIsWrong)
 KY_CASE(KyBridgeC, OffersTheDevicesRatesOrTheHardCodedOne)
 KY_CASE(KyLineSettingsC, AreCheckedValueByValue)

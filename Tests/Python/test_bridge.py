@@ -44,6 +44,9 @@ def test_a_host_port_talks_to_the_lens(camera, terminal):
         deadline = time.monotonic() + PATIENCE
         while bridge.statistics != (5, 15):  # bytes are counted when they have been passed on
             assert time.monotonic() < deadline, bridge.statistics
+        flow = {"overrun": 0, "cleared": 0, "refused": 0, "cut_off": 0}
+        assert bridge.flows == {"to_device": {"taken": 5, "delivered": 5, **flow},
+                                "from_device": {"taken": 15, "delivered": 15, **flow}}
         bridge.reset_statistics()
         assert bridge.statistics == (0, 0)
         bridge.set_line_settings(baudrate=19200)
@@ -54,6 +57,7 @@ def test_a_host_port_talks_to_the_lens(camera, terminal):
         with pytest.raises(kyserial.KySerialError) as error:
             bridge.hard_coded_baudrate = 9600
         assert error.value.code == kyserial.errors.WRONG_STATE
+    assert bridge.flows == {way: {"taken": 0, "delivered": 0, **flow} for way in ("to_device", "from_device")}
     kyserial.Port(camera, "bulk1").close()
 
 

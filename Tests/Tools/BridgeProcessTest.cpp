@@ -2,6 +2,7 @@
 
 #include "BridgeRun.h"
 #include "Support/PatternMatcher.h"
+#include "Support/QuickStop.h"
 #include "Support/UniqueName.h"
 #include "TerminalUser.h"
 
@@ -98,6 +99,78 @@ TEST_F(PtyBridgeTest, AnswersForNobodyAreCounted)
     EXPECT_TRUE(lBridge.mTool.WaitForOutput("\"from_device\":{\"bytes\":41,"));
     EXPECT_EQ(lBridge.End(), 0);
     EXPECT_GT(lBridge.LastReport()["unread_bytes"], 0);
+}
+
+// Every byte that was taken has been delivered or is counted as lost.
+void ExpectBalance(const nlohmann::json& aReport)
+{
+    for (const char* const lWay : {"to_device", "from_device"})
+    {
+        const nlohmann::json& lLedger = aReport[lWay];
+        uint64_t lSum = lLedger["delivered"].get<uint64_t>();
+        for (const auto& [lReason, lBytes] : lLedger["lost"].items())
+        {
+            lSum += lBytes.get<uint64_t>();
+        }
+        EXPECT_EQ(lLedger["taken"], lSum) << lWay;
+        EXPECT_EQ(lLedger["on_the_way"], 0) << lWay;
+    }
+}
+
+TEST_F(PtyBridgeTest, WhatAUserLeavesUnreadIsCounted)
+{
+    BridgeRun lBridge({"--port", "bulk4", "--pty", mLink, "--sim-fast"});
+    {
+        TerminalUser lUser(mLink);
+        lUser.Type(std::string(3000, 'x')); // which come back
+        EXPECT_TRUE(lBridge.mTool.WaitForOutput("\"from_device\":{\"bytes\":3000,"));
+    }
+    EXPECT_TRUE(lBridge.mTool.WaitForOutput("\"unread\":3000,"));
+    EXPECT_EQ(lBridge.End(), 0);
+    const nlohmann::json lReport = lBridge.LastReport();
+    ExpectBalance(lReport);
+    EXPECT_EQ(lReport["to_device"]["delivered"], 3000);
+    EXPECT_EQ(lReport["from_device"]["taken"], 3000);
+    EXPECT_EQ(lReport["from_device"]["delivered"], 0);
+    EXPECT_EQ(lReport["from_device"]["lost"]["unread"], 3000);
+}
+
+TEST_F(PtyBridgeTest, AFloodThatNobodyReadsIsCounted)
+{
+    constexpr size_t cMany = 400000; // more than all buffers together hold
+    BridgeRun lBridge({"--port", "bulk4", "--pty", mLink, "--sim-fast"});
+    TerminalUser lUser(mLink);
+    lUser.Type(std::string(cMany, 'x'));
+    EXPECT_TRUE(lBridge.mTool.WaitForOutput("\"to_device\":{\"bytes\":400000,"));
+    EXPECT_EQ(lBridge.End(), 0);
+    const nlohmann::json lReport = lBridge.LastReport();
+    ExpectBalance(lReport);
+    EXPECT_EQ(lReport["to_device"]["taken"], cMany);
+    EXPECT_GT(lReport["from_device"]["lost"]["overrun"], 0);
+    EXPECT_THAT(lBridge.mTool.Error(), HasSubstr("\nnot delivered: "));
+}
+
+// The line takes four seconds for the block.
+TEST_F(PtyBridgeTest, AnEndInTheMiddleOfATransferIsQuickAndSaysWhatWasNotDelivered)
+{
+    std::optional<BridgeRun> lBridge;
+    std::optional<TerminalUser> lUser;
+    ExpectQuickStop(
+        [&]
+        {
+            lUser.reset();
+            lBridge.emplace(std::vector<std::string>{"--port", "uart0", "--pty", mLink});
+            lUser.emplace(mLink);
+            lUser->Type(std::string(4000, 'x'));
+            EXPECT_TRUE(lBridge->mTool.WaitForOutput("\"taken\":4000"));
+        },
+        [&] { EXPECT_EQ(lBridge->End(), 0); });
+    const nlohmann::json lReport = lBridge->LastReport();
+    ExpectBalance(lReport);
+    EXPECT_EQ(lReport["to_device"]["taken"], 4000);
+    EXPECT_LT(lReport["to_device"]["delivered"], 4000);
+    EXPECT_GT(lReport["to_device"]["lost"]["stopped"], 0);
+    EXPECT_THAT(lBridge->mTool.Error(), HasSubstr(" bytes to the device ("));
 }
 
 TEST_F(PtyBridgeTest, LogHasBothDirections)
@@ -221,6 +294,9 @@ TEST(BridgeCommandTest, RefusesACommandLineWithoutSense)
     }
     lExpect({"--clser", ""}, "--clser: an empty name does not do");
     lExpect({"--clser", std::string(256, 'x')}, "--clser: the name is too long; use 255 bytes at most");
+    lExpect({"--clser", "Uninitialized"},
+            "--clser: \"Uninitialized\" is what the registry of servers calls an "
+            "empty place; use another name");
     lExpect({"--clser", "X", "--bits", "7"},
             "--clser: Camera Link is 8N1; --parity, --bits and --stop do not belong here");
     lExpect({"--clser", "X", "--baud", "14400"}, "--clser: Camera Link does not have 14400 bit/s; use --baud "

@@ -40,6 +40,52 @@ TEST_F(BridgeStatisticsTest, JsonHasTheCountsAndWhoseTheyAre)
     EXPECT_EQ(lJson["time"].get<std::string>().size(), std::string("2025-11-21T08:53:01.123456Z").size());
 }
 
+BridgeCounts SomeLosses()
+{
+    BridgeCounts lCounts;
+    lCounts.mLedgerToDevice.mTaken = 100;
+    lCounts.mLedgerToDevice.mDelivered = 80;
+    lCounts.mLedgerToDevice.mAway = 1;
+    lCounts.mLedgerToDevice.mRefused = 2;
+    lCounts.mLedgerToDevice.mStopped = 3;
+    lCounts.mLedgerFromDevice.mTaken = 1000;
+    lCounts.mLedgerFromDevice.mDelivered = 500;
+    lCounts.mLedgerFromDevice.mOverrun = 10;
+    lCounts.mLedgerFromDevice.mCleared = 20;
+    lCounts.mLedgerFromDevice.mRefused = 30;
+    lCounts.mLedgerFromDevice.mUnread = 40;
+    lCounts.mLedgerFromDevice.mStopped = 50;
+    return lCounts;
+}
+
+TEST_F(BridgeStatisticsTest, JsonHasTheLedgerOfEachWay)
+{
+    const nlohmann::json lJson = Json(SomeLosses(), milliseconds(2000), false);
+    EXPECT_EQ(lJson["to_device"]["taken"], 100);
+    EXPECT_EQ(lJson["to_device"]["delivered"], 80);
+    EXPECT_EQ(lJson["to_device"]["lost"], (nlohmann::json{{"away", 1}, {"refused", 2}, {"stopped", 3}}));
+    EXPECT_EQ(lJson["to_device"]["on_the_way"], 14);
+    EXPECT_EQ(lJson["from_device"]["taken"], 1000);
+    EXPECT_EQ(lJson["from_device"]["delivered"], 500);
+    EXPECT_EQ(
+        lJson["from_device"]["lost"],
+        (nlohmann::json{{"overrun", 10}, {"cleared", 20}, {"refused", 30}, {"unread", 40}, {"stopped", 50}}));
+    EXPECT_EQ(lJson["from_device"]["on_the_way"], 350);
+}
+
+TEST_F(BridgeStatisticsTest, LossesAreSaidInOneLineWithTheirReasons)
+{
+    BridgeCounts lCounts = SomeLosses();
+    EXPECT_EQ(
+        LossText(lCounts),
+        "not delivered: 6 bytes to the device (1 away, 2 refused, 3 stopped), 150 bytes from the device "
+        "(10 overrun, 20 cleared, 30 refused, 40 unread, 50 stopped)");
+    lCounts.mLedgerFromDevice = {};
+    lCounts.mLedgerToDevice.mAway = 0;
+    EXPECT_EQ(LossText(lCounts), "not delivered: 5 bytes to the device (2 refused, 3 stopped)");
+    EXPECT_EQ(LossText({}), "");
+}
+
 TEST_F(BridgeStatisticsTest, RatesAreThoseSinceTheReportBefore)
 {
     Json({100, 0, 0, 9600, true, 0, 0}, milliseconds(1000), false);

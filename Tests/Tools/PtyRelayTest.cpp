@@ -1,5 +1,6 @@
 #include "kyserial/PtyRelay.h"
 
+#include "Support/WaitFor.h"
 #include "kyserial/Failure.h"
 
 #include <JxUtilsLib/Thread.h>
@@ -12,6 +13,7 @@
 using namespace KySerialTool;
 using KyPlatform::HostSerialPort;
 using KyPlatform::HostTransfer;
+using KyTest::WaitFor;
 
 namespace
 {
@@ -108,6 +110,39 @@ TEST_F(PtyRelayTest, GoesOnWhenAUserLeavesWhoDoesNotRead)
     Open(mUser, mRelay->GetUserPath());
     Write(mUser, "?");
     EXPECT_EQ(Read(mBridge, 1), "?");
+}
+
+// Few bytes, and more than the system keeps in one place.
+TEST_F(PtyRelayTest, CountsWhatAUserLeavesUnread)
+{
+    uint64_t lUnread = 0;
+    for (const size_t lCount : {size_t{3000}, size_t{9000}})
+    {
+        Open(mUser, mRelay->GetUserPath());
+        Write(mBridge, std::string(lCount, 'x'));
+        EXPECT_TRUE(WaitFor([&] { return mRelay->GetDeliveredToUser() == lCount; }));
+        mUser.Close();
+        lUnread += lCount;
+        AwaitUnread(lUnread);
+        EXPECT_EQ(mRelay->GetDeliveredToUser(), 0U);
+    }
+}
+
+TEST_F(PtyRelayTest, TheEndCountsWhatIsInTheTerminals)
+{
+    Open(mUser, mRelay->GetUserPath());
+    Write(mUser, "for the bridge"); // which does not read
+    Write(mBridge, "for the user");
+    EXPECT_TRUE(
+        WaitFor([this] { return mRelay->GetTakenFromUser() == 14 && mRelay->GetDeliveredToUser() == 12; }));
+    mUser.Close();
+    mBridge.Close();
+    mRelay->End();
+    EXPECT_EQ(mRelay->GetTakenFromUser(), 14U);
+    EXPECT_EQ(mRelay->GetLostToBridge(), 14U);
+    EXPECT_EQ(mRelay->GetUnread(), 12U);
+    EXPECT_EQ(mRelay->GetDeliveredToUser(), 0U);
+    mRelay->End(); // harmless
 }
 
 TEST_F(PtyRelayTest, EndsWhileAUserDoesNotRead)

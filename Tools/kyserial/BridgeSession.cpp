@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
-#include <thread>
 
 namespace KySerialTool
 {
@@ -92,31 +91,69 @@ void BridgeSession::Start()
     }
 }
 
-BridgeCounts BridgeSession::GetCounts() const
+// What is counted further down the stream of bytes is read first: it may only grow meanwhile.
+BridgeLedger BridgeSession::GetLedgerToDevice() const
 {
-    const uint64_t lLost = mAdapter.GetLost(); // first: what the bridge has sent may only grow meanwhile
-    const uint64_t lSent = mBridge.GetBytesSentToDevice();
-    return {lSent - std::min(lSent, lLost),
-            mBridge.GetBytesReceivedFromDevice(),
-            mRelay.has_value() ? mRelay->GetUnread() : 0,
-            mBridge.GetBaudRate(),
-            mConnected,
-            lLost,
-            mReconnections};
+    BridgeLedger lLedger;
+    lLedger.mAway = mAdapter.GetLost();
+    const KySerialBridgeFlow lFlow = mEnded ? mFinalToDevice : mBridge.GetFlowToDevice();
+    lLedger.mDelivered = lFlow.mDelivered - std::min(lFlow.mDelivered, lLedger.mAway);
+    lLedger.mRefused = lFlow.mRefused;
+    lLedger.mStopped = lFlow.mCutOff;
+    lLedger.mTaken = lFlow.mTaken;
+    if (mRelay.has_value())
+    {
+        lLedger.mStopped += mRelay->GetLostToBridge();
+        lLedger.mTaken = mRelay->GetTakenFromUser();
+    }
+    return lLedger;
 }
 
-// Bytes are counted after they have been passed on: who has the last ones may end this program at once. Waits
-// until nothing has been counted for a while; not for long, traffic may go on.
-void BridgeSession::AwaitCounts() const
+BridgeLedger BridgeSession::GetLedgerFromDevice(uint64_t& aBytes) const
 {
-    constexpr std::chrono::milliseconds cQuiet(30);
-    const auto lTotal = [this]
-    { return mBridge.GetBytesSentToDevice() + mBridge.GetBytesReceivedFromDevice(); };
-    uint64_t lBefore = lTotal() + 1;
-    for (int lTry = 0; lTry < 4 && lTotal() != lBefore; ++lTry)
+    BridgeLedger lLedger;
+    if (mRelay.has_value())
     {
-        lBefore = lTotal();
-        std::this_thread::sleep_for(cQuiet);
+        lLedger.mUnread = mRelay->GetUnread();
+        lLedger.mStopped = mRelay->GetStoppedToUser();
+        lLedger.mDelivered = mRelay->GetDeliveredToUser();
+    }
+    const KySerialBridgeFlow lFlow = mEnded ? mFinalFromDevice : mBridge.GetFlowFromDevice();
+    aBytes = lFlow.mDelivered + lFlow.mRefused; // as the bridge counts them
+    lLedger.mOverrun = lFlow.mOverrun;
+    lLedger.mCleared = lFlow.mCleared;
+    lLedger.mRefused = lFlow.mRefused;
+    lLedger.mStopped += lFlow.mCutOff;
+    lLedger.mTaken = lFlow.mTaken;
+    lLedger.mDelivered = mRelay.has_value() ? lLedger.mDelivered : lFlow.mDelivered;
+    return lLedger;
+}
+
+BridgeCounts BridgeSession::GetCounts() const
+{
+    BridgeCounts lCounts;
+    lCounts.mLedgerToDevice = GetLedgerToDevice();
+    lCounts.mLedgerFromDevice = GetLedgerFromDevice(lCounts.mFromDevice);
+    lCounts.mToDevice = lCounts.mLedgerToDevice.mDelivered;
+    lCounts.mUnread = lCounts.mLedgerFromDevice.mUnread;
+    lCounts.mBaudRate = mEnded ? mFinalBaudRate : mBridge.GetBaudRate();
+    lCounts.mConnected = mConnected;
+    lCounts.mLost = lCounts.mLedgerToDevice.mAway;
+    lCounts.mReconnections = mReconnections;
+    return lCounts;
+}
+
+// Nobody finds the terminal any more, then the bridge lets go of the device and of its terminal, then the
+// rest is counted: what is in the terminals then, nobody gets.
+void BridgeSession::End()
+{
+    mLink.reset();
+    mFinalBaudRate = mBridge.GetBaudRate();
+    static_cast<void>(mBridge.Stop(mFinalToDevice, mFinalFromDevice)); // cannot fail for a bridge that runs
+    mEnded = true;
+    if (mRelay.has_value())
+    {
+        mRelay->End();
     }
 }
 
@@ -144,7 +181,7 @@ void BridgeSession::Run()
     {
         lFailure = lError.what();
     }
-    AwaitCounts();
+    End();
     Report(Clock::now(), true);
     if (!lFailure.empty())
     {
@@ -273,6 +310,8 @@ void BridgeSession::Report(Clock::time_point aNow, bool aFinal)
     {
         PrintTo(stderr, "sent " + std::to_string(lCounts.mToDevice) + " bytes, received " +
                             std::to_string(lCounts.mFromDevice) + " bytes\n");
+        const std::string lLoss = LossText(lCounts);
+        PrintTo(stderr, lLoss.empty() ? lLoss : lLoss + '\n');
     }
 }
 

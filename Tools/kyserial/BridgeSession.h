@@ -52,13 +52,15 @@ private:
 
     void Start();
     void StartClser();
-    void AwaitCounts() const;
+    void End();
     void Watch();
     void Report(Clock::time_point aNow, bool aFinal);
     void FlushQuietLog();
     void WatchDevice(Clock::time_point aNow);
     bool Recover();
     void Note(const std::string& aText);
+    BridgeLedger GetLedgerToDevice() const;
+    BridgeLedger GetLedgerFromDevice(uint64_t& aBytes) const;
     BridgeCounts GetCounts() const;
 
     Context& mContext;
@@ -70,6 +72,10 @@ private:
     std::optional<PtyRelay> mRelay{};
     KySerialBridge mBridge{};
     std::optional<TerminalLink> mLink{};
+    bool mEnded = false;
+    KySerialBridgeFlow mFinalToDevice{}; // once it has ended, like the next two
+    KySerialBridgeFlow mFinalFromDevice{};
+    uint32_t mFinalBaudRate = 0;
     bool mConnected = true;
     uint64_t mReconnections = 0;
     uint64_t mLostBefore = 0; // before the device went away

@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstdio>
 #include <utility>
+#include <vector>
 
 namespace KySerialTool
 {
@@ -26,7 +27,65 @@ double Seconds(BridgeStatistics::Clock::duration aTime)
     return std::chrono::duration<double>(aTime).count();
 }
 
+using Reasons = std::vector<std::pair<const char*, uint64_t>>;
+
+Reasons ReasonsToDevice(const BridgeLedger& aLedger)
+{
+    return {{"away", aLedger.mAway}, {"refused", aLedger.mRefused}, {"stopped", aLedger.mStopped}};
+}
+
+Reasons ReasonsFromDevice(const BridgeLedger& aLedger)
+{
+    return {{"overrun", aLedger.mOverrun},
+            {"cleared", aLedger.mCleared},
+            {"refused", aLedger.mRefused},
+            {"unread", aLedger.mUnread},
+            {"stopped", aLedger.mStopped}};
+}
+
+/// The ledger's part of a report on one way.
+nlohmann::ordered_json WayJson(uint64_t aBytes, double aRate, const BridgeLedger& aLedger,
+                               const Reasons& aReasons)
+{
+    nlohmann::ordered_json lLost = nlohmann::ordered_json::object();
+    for (const auto& [lReason, lBytes] : aReasons)
+    {
+        lLost[lReason] = lBytes;
+    }
+    return {{"bytes", aBytes},          {"bytes_per_second", Rounded(aRate)},
+            {"taken", aLedger.mTaken},  {"delivered", aLedger.mDelivered},
+            {"lost", std::move(lLost)}, {"on_the_way", aLedger.GetOnTheWay()}};
+}
+
+/// "12 bytes to the device (10 refused, 2 stopped)"; empty when none is lost.
+std::string LossText(const char* aWay, const BridgeLedger& aLedger, const Reasons& aReasons)
+{
+    std::string lReasons;
+    for (const auto& [lReason, lBytes] : aReasons)
+    {
+        if (lBytes > 0)
+        {
+            lReasons += (lReasons.empty() ? "" : ", ") + std::to_string(lBytes) + ' ' + lReason;
+        }
+    }
+    return lReasons.empty() ? ""
+                            : std::to_string(aLedger.GetLost()) + " bytes " + aWay + " (" + lReasons + ')';
+}
+
 } // namespace
+
+std::string LossText(const BridgeCounts& aCounts)
+{
+    const std::string lTo =
+        LossText("to the device", aCounts.mLedgerToDevice, ReasonsToDevice(aCounts.mLedgerToDevice));
+    const std::string lFrom =
+        LossText("from the device", aCounts.mLedgerFromDevice, ReasonsFromDevice(aCounts.mLedgerFromDevice));
+    if (lTo.empty() && lFrom.empty())
+    {
+        return {};
+    }
+    return "not delivered: " + lTo + (lTo.empty() || lFrom.empty() ? "" : ", ") + lFrom;
+}
 
 BridgeStatistics::BridgeStatistics(std::string aPort, std::string aHost, Clock::time_point aBegin)
     : mPort(std::move(aPort)), mHost(std::move(aHost)), mBegin(aBegin), mLast(aBegin)
@@ -69,8 +128,10 @@ std::string BridgeStatistics::Json(const BridgeCounts& aCounts, Clock::time_poin
         {"host", mHost},
         {"baud_rate", aCounts.mBaudRate},
         {"connected", aCounts.mConnected},
-        {"to_device", {{"bytes", aCounts.mToDevice}, {"bytes_per_second", Rounded(lRates.mToDevice)}}},
-        {"from_device", {{"bytes", aCounts.mFromDevice}, {"bytes_per_second", Rounded(lRates.mFromDevice)}}},
+        {"to_device", WayJson(aCounts.mToDevice, lRates.mToDevice, aCounts.mLedgerToDevice,
+                              ReasonsToDevice(aCounts.mLedgerToDevice))},
+        {"from_device", WayJson(aCounts.mFromDevice, lRates.mFromDevice, aCounts.mLedgerFromDevice,
+                                ReasonsFromDevice(aCounts.mLedgerFromDevice))},
         {"unread_bytes", aCounts.mUnread},
         {"lost_bytes", aCounts.mLost},
         {"reconnections", aCounts.mReconnections}};

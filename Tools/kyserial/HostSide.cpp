@@ -62,6 +62,10 @@ std::string Complaint(HostKind aKind, const std::string& aName)
     {
         return "the name is too long; use " + std::to_string(cLongestName) + " bytes at most";
     }
+    if (aKind == HostKind::Clser && aName == "Uninitialized")
+    {
+        return "\"Uninitialized\" is what the registry of servers calls an empty place; use another name";
+    }
     return {};
 }
 

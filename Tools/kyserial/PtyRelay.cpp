@@ -3,6 +3,7 @@
 #include "kyserial/Failure.h"
 
 #include <array>
+#include <utility>
 
 namespace KySerialTool
 {
@@ -25,18 +26,40 @@ PtyRelay::PtyRelay()
     {
         throw OperationError("cannot make a pseudo terminal");
     }
-    mToUser = std::thread([this] { Relay(mBridge, mUser, &mUnread); });
-    mToBridge = std::thread([this] { Relay(mUser, mBridge, nullptr); });
+    mToUser = std::thread([this] { Relay(mBridge, mUser, mFromBridge); });
+    mToBridge = std::thread([this] { Relay(mUser, mBridge, mFromUser); });
 }
 
 PtyRelay::~PtyRelay()
 {
+    End();
+}
+
+void PtyRelay::End()
+{
+    if (!mToUser.joinable())
+    {
+        return;
+    }
     static_cast<void>(mStop.Set()); // cannot fail for an event that is ours
     mToUser.join();
     mToBridge.join();
+    for (const auto& [lTerminal, lWay] : {std::pair(&mUser, &mFromUser), std::pair(&mBridge, &mFromBridge)})
+    {
+        const uint64_t lLeft = lTerminal->DropWritten();
+        lWay->mTaken += lLeft;
+        lWay->mStopped += lLeft;
+        lTerminal->DropUnread();
+    }
 }
 
-void PtyRelay::Relay(PseudoTerminal& aFrom, PseudoTerminal& aTo, std::atomic<uint64_t>* aDropped)
+uint64_t PtyRelay::GetDeliveredToUser() const
+{
+    const uint64_t lLeft = mUser.GetUnread(); // first: the other one may only grow meanwhile
+    return mFromBridge.mGiven - lLeft;
+}
+
+void PtyRelay::Relay(PseudoTerminal& aFrom, PseudoTerminal& aTo, Way& aWay)
 {
     std::array<uint8_t, cPiece> lBuffer{};
     for (;;)
@@ -51,11 +74,10 @@ void PtyRelay::Relay(PseudoTerminal& aFrom, PseudoTerminal& aTo, std::atomic<uin
             static_cast<void>(mStop.Wait(cPause)); // the next read tells whether it is over
             continue;
         }
+        aWay.mTaken += lRead.mBytes;
         const HostTransferResult lWrite = aTo.Write(lBuffer.data(), lRead.mBytes, mStop);
-        if (aDropped != nullptr)
-        {
-            *aDropped += lRead.mBytes - lWrite.mBytes;
-        }
+        aWay.mGiven += lWrite.mBytes;
+        (lWrite.mEnd == HostTransfer::Stopped ? aWay.mStopped : aWay.mNobody) += lRead.mBytes - lWrite.mBytes;
     }
 }
 

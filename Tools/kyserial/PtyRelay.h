@@ -31,17 +31,40 @@ public:
     /// The terminal that users open.
     std::string GetUserPath() const { return mUser.GetPath(); }
 
-    /// Bytes for a user who was not there. Any thread.
-    uint64_t GetUnread() const { return mUnread; }
+    /// Ends the relaying. What is in the terminals then is lost, and counted. The bridge must have let go of
+    /// its terminal. Harmless when it has ended.
+    void End();
+
+    // Counts of bytes. Any thread.
+
+    /// From users.
+    uint64_t GetTakenFromUser() const { return mFromUser.mTaken; }
+    /// From users, that the bridge has not got: it was not there, or the end came before.
+    uint64_t GetLostToBridge() const { return mFromUser.mNobody + mFromUser.mStopped + mBridge.GetUnread(); }
+    /// From the bridge, for a user who was not there, or who has left them unread.
+    uint64_t GetUnread() const { return mFromBridge.mNobody + mUser.GetUnread(); }
+    /// From the bridge, when the end came before a user could have them.
+    uint64_t GetStoppedToUser() const { return mFromBridge.mStopped; }
+    /// From the bridge, that a user has, or can read any time.
+    uint64_t GetDeliveredToUser() const;
 
 private:
-    void Relay(KyPlatform::PseudoTerminal& aFrom, KyPlatform::PseudoTerminal& aTo,
-               std::atomic<uint64_t>* aDropped);
+    /// What became of the bytes that came from one side.
+    struct Way
+    {
+        std::atomic<uint64_t> mTaken{0};
+        std::atomic<uint64_t> mGiven{0};   // to whoever had the other terminal open
+        std::atomic<uint64_t> mNobody{0};  // had it open
+        std::atomic<uint64_t> mStopped{0}; // by the end
+    };
+
+    void Relay(KyPlatform::PseudoTerminal& aFrom, KyPlatform::PseudoTerminal& aTo, Way& aWay);
 
     KyPlatform::PseudoTerminal mBridge;
     KyPlatform::PseudoTerminal mUser;
     KyPlatform::StopEvent mStop;
-    std::atomic<uint64_t> mUnread{0};
+    Way mFromBridge;
+    Way mFromUser;
     std::thread mToUser; // last: they use the others
     std::thread mToBridge;
 };

@@ -64,6 +64,12 @@ class LineSettings(ctypes.Structure):
                 ("stopbits", c_uint32)]
 
 
+class BridgeFlow(ctypes.Structure):
+    """KyBridgeFlow."""
+    _fields_ = [("size", c_uint32), ("reserved", c_uint32), ("taken", c_uint64), ("delivered", c_uint64),
+                ("overrun", c_uint64), ("cleared", c_uint64), ("refused", c_uint64), ("cut_off", c_uint64)]
+
+
 class LogRecord(ctypes.Structure):
     """KyLogRecord."""
     _fields_ = [("size", c_uint32), ("priority", c_int32), ("category", c_char_p), ("file", c_char_p),
@@ -110,6 +116,8 @@ _SIGNATURES = {
     "KyBridgeCreate": [_OUT_U64], "KyBridgeDestroy": [_HANDLE],
     "KyBridgeStartHost": [_HANDLE, _TEXT, POINTER(LineSettings), _HANDLE, c_int32],
     "KyBridgeStartClients": [_HANDLE, _TEXT, _HANDLE, c_int32],
+    "KyBridgeStopAndGetFlows": [_HANDLE, POINTER(BridgeFlow), POINTER(BridgeFlow)],
+    "KyBridgeGetFlows": [_HANDLE, POINTER(BridgeFlow), POINTER(BridgeFlow)],
     "KyBridgeStop": [_HANDLE], "KyBridgeRecover": [_HANDLE],
     "KyBridgeSetLineSettings": [_HANDLE, POINTER(LineSettings)],
     "KyBridgeGetLineSettings": [_HANDLE, POINTER(LineSettings)],

@@ -3,10 +3,18 @@ import ctypes
 from ctypes import byref
 
 from ._handle import Closing, make, number, text, when_gone
-from ._library import lib
+from ._library import BridgeFlow, lib
 from .device import port_number
 from .errors import check
 from .line import line_settings
+
+
+def _flows(function, handle):
+    """What one of the functions that give two flows gives, as dictionaries."""
+    flows = [BridgeFlow(size=ctypes.sizeof(BridgeFlow)) for _ in range(2)]
+    check(function(handle, *map(byref, flows)))
+    names = [name for name, _ in BridgeFlow._fields_[2:]]
+    return {way: {name: getattr(flow, name) for name in names} for way, flow in zip(("to_device", "from_device"), flows)}
 
 
 class Bridge(Closing):
@@ -24,6 +32,7 @@ class Bridge(Closing):
             raise TypeError("clients choose the line settings of a server themselves")
         line = line_settings(**settings)
         self._device = device
+        self._final = None
         self._handle = make(lib.KyBridgeCreate)
         self._finalizer = when_gone(self, lib.KyBridgeDestroy, self._handle)
         try:
@@ -37,7 +46,7 @@ class Bridge(Closing):
             raise
 
     def _end(self):
-        check(lib.KyBridgeStop(self._handle))
+        self._final = _flows(lib.KyBridgeStopAndGetFlows, self._handle)
 
     def recover(self):
         """To be called when a camera that was disconnected is back."""
@@ -102,6 +111,15 @@ class Bridge(Closing):
         to_device, from_device = ctypes.c_uint64(), ctypes.c_uint64()
         check(lib.KyBridgeGetStatistics(self._handle, byref(to_device), byref(from_device)))
         return to_device.value, from_device.value
+
+    @property
+    def flows(self):
+        """What became of every byte, as {"to_device": {...}, "from_device": {...}}; after close() the final account.
+
+        "taken" bytes are "delivered", lost for one of four reasons ("overrun": pushed out of the port's receive buffer,
+        "cleared": dropped by recover(), "refused" by the receiving side, "cut_off" by the end), or on their way.
+        """
+        return self._final or _flows(lib.KyBridgeGetFlows, self._handle)
 
     def reset_statistics(self):
         """Starts counting anew."""

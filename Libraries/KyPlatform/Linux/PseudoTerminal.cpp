@@ -5,6 +5,7 @@
 #include "KyPlatform/Linux/SystemCalls.h"
 #include "KyPlatform/Linux/TerminalLine.h"
 
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
@@ -20,14 +21,19 @@ namespace KyPlatform
 namespace
 {
 
-// No wait of the system ends when somebody attaches to a pty, so it is looked at from time to time.
-constexpr uint32_t cAttachPoll = 20; // milliseconds
+// How often a terminal without user is looked at, in milliseconds. No wait for the terminal itself ends when
+// somebody attaches; the watch on its file does, where the system has one left.
+constexpr uint32_t cPollWatched = 1000;
+constexpr uint32_t cPollUnwatched = 20;
+constexpr uint32_t cPollSoon = 1; // while a writer that is about to leave is in the way
 
 struct Terminal
 {
     int mMaster = -1;
+    int mWatch = -1; // readable: the terminal was opened or closed; -1: the system has no such thing left
+    std::atomic<uint64_t> mUnread{0};
     char mPath[32] = "";
-    TerminalLine mCleanLine;             // as Clean() left it
+    TerminalLine mCleanLine;             // what each user finds
     std::atomic<bool> mHasUnread{false}; // bytes were written since then
     // Held while the terminal is cleaned, which looks like a user, and while a write asks for a user and
     // writes.
@@ -39,33 +45,61 @@ Terminal* ToTerminal(void* aObject) noexcept
     return static_cast<Terminal*>(aObject);
 }
 
-// Makes the terminal what its next user expects: a transparent line, nothing to read. From its own side,
-// because what waits to be read there can be thrown away only there.
-bool Clean(Terminal& aTerminal) noexcept
+// Takes what waits to be read, to the last byte: the system hands on what it still has under way before it
+// says that there is nothing. Bounded, for a writer that does not know that the user has gone.
+uint64_t TakeAll(int aDescriptor) noexcept
 {
-    aTerminal.mHasUnread = false; // before the bytes go: what is written from here on counts again
-    const int lDescriptor =
-        gSystem.mOpen(AT_FDCWD, aTerminal.mPath, O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC, 0);
+    constexpr int cMostReads = 256; // more than a terminal holds
+    char lBuffer[4096];
+    uint64_t lAll = 0;
+    for (int lCount = 0; lCount < cMostReads; ++lCount)
+    {
+        const ssize_t lRead = gSystem.mRead(aDescriptor, lBuffer, sizeof lBuffer);
+        if (lRead <= 0 && !(lRead < 0 && errno == EINTR))
+        {
+            break;
+        }
+        lAll += lRead > 0 ? static_cast<uint64_t>(lRead) : 0;
+    }
+    return lAll;
+}
+
+int OpenAsUser(const Terminal& aTerminal) noexcept
+{
+    return gSystem.mOpen(AT_FDCWD, aTerminal.mPath, O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC, 0);
+}
+
+// Finds the settings that each user is to find, before anybody knows the terminal: whoever has it open may
+// change them at any time.
+bool SetCleanLine(Terminal& aTerminal) noexcept
+{
+    const int lDescriptor = OpenAsUser(aTerminal);
     if (lDescriptor < 0)
     {
         return false;
     }
     TerminalLine& lLine = aTerminal.mCleanLine;
-    const bool lDone = lLine.Read(lDescriptor) && lLine.Write(lDescriptor, HostLine()) &&
-                       lLine.Read(lDescriptor) && TerminalLine::DropInput(lDescriptor);
+    const bool lDone =
+        lLine.Read(lDescriptor) && lLine.Write(lDescriptor, HostLine()) && lLine.Read(lDescriptor);
     static_cast<void>(gSystem.mClose(lDescriptor)); // ignored: the terminal stays, with its settings
     return lDone;
 }
 
-// Cleans unless somebody writes, who would take it for a user and whose bytes would be neither read nor known
-// to be unread.
-void CleanBesideWriter(Terminal& aTerminal) noexcept
+// Makes the terminal what its next user expects: a transparent line, nothing to read. The line first, which
+// needs no descriptor of the user's side: the next user may be quick. What waits to be read can be taken away
+// at that side only; from a transparent line not only whole lines come.
+bool Clean(Terminal& aTerminal) noexcept
 {
-    const std::unique_lock<std::mutex> lLock(aTerminal.mUserLock, std::try_to_lock);
-    if (lLock.owns_lock())
+    aTerminal.mHasUnread = false; // before the bytes go: what is written from here on counts again
+    const bool lIsSet = aTerminal.mCleanLine.WriteBack(aTerminal.mMaster);
+    const int lDescriptor = OpenAsUser(aTerminal);
+    if (lDescriptor < 0)
     {
-        static_cast<void>(Clean(aTerminal)); // ignored: looked at again soon
+        return false;
     }
+    aTerminal.mUnread += TakeAll(lDescriptor);
+    static_cast<void>(gSystem.mClose(lDescriptor)); // ignored: the terminal stays
+    return lIsSet;
 }
 
 // Without a user: whether the one who was there last has left something that the next one must not find.
@@ -73,6 +107,26 @@ bool IsClean(const Terminal& aTerminal) noexcept
 {
     TerminalLine lLine;
     return !aTerminal.mHasUnread && lLine.Read(aTerminal.mMaster) && lLine == aTerminal.mCleanLine;
+}
+
+// Cleans a terminal without user, if it needs that. Not beside a writer, who would take the cleaner for a
+// user and whose bytes would be neither read nor known to be unread. \return Milliseconds until it has to be
+// looked at again.
+uint32_t CleanUp(Terminal& aTerminal) noexcept
+{
+    if (!IsClean(aTerminal))
+    {
+        const std::unique_lock<std::mutex> lLock(aTerminal.mUserLock, std::try_to_lock);
+        if (!lLock.owns_lock())
+        {
+            return cPollSoon;
+        }
+        if (!Clean(aTerminal))
+        {
+            return cPollUnwatched;
+        }
+    }
+    return aTerminal.mWatch >= 0 ? cPollWatched : cPollUnwatched;
 }
 
 bool OpenMaster(Terminal& aTerminal) noexcept
@@ -115,11 +169,17 @@ Side Wait(const Terminal& aTerminal, short aEvents, int aStop) noexcept
     return (lPolls[1].revents & POLLHUP) != 0 && !lReadable ? Side::Left : Side::Ready;
 }
 
-// Whether aStop was set in the time after which a terminal without user is looked at again.
-bool IsStoppedMeanwhile(int aStop) noexcept
+// Waits until a terminal without user is to be looked at again: somebody has opened it, or time has passed.
+// \return Whether aStop was set.
+bool IsStoppedMeanwhile(const Terminal& aTerminal, int aStop, uint32_t aTime) noexcept
 {
-    pollfd lPoll{aStop, POLLIN, 0};
-    return PollUntil(&lPoll, 1, Deadline(cAttachPoll)) > 0;
+    pollfd lPolls[] = {{aStop, POLLIN, 0}, {aTerminal.mWatch, POLLIN, 0}}; // a negative one is passed over
+    const bool lReady = PollUntil(lPolls, 2, Deadline(aTime)) > 0;
+    if (lPolls[1].revents != 0)
+    {
+        static_cast<void>(TakeAll(aTerminal.mWatch)); // before the next look: what comes after it ends a wait
+    }
+    return lReady && lPolls[0].revents != 0;
 }
 
 } // namespace
@@ -137,8 +197,9 @@ bool PseudoTerminal::Create() noexcept
     {
         return false;
     }
-    if (OpenMaster(*lTerminal) && Clean(*lTerminal))
+    if (OpenMaster(*lTerminal) && SetCleanLine(*lTerminal))
     {
+        lTerminal->mWatch = gSystem.mWatch(lTerminal->mPath);
         mObject = lTerminal.release();
     }
     else if (lTerminal->mMaster >= 0)
@@ -151,10 +212,33 @@ bool PseudoTerminal::Create() noexcept
 void PseudoTerminal::Close() noexcept
 {
     const std::unique_ptr<Terminal> lTerminal(ToTerminal(std::exchange(mObject, nullptr)));
-    if (lTerminal != nullptr)
+    for (const int lDescriptor :
+         lTerminal != nullptr ? std::array{lTerminal->mMaster, lTerminal->mWatch} : std::array{-1, -1})
     {
-        static_cast<void>(gSystem.mClose(lTerminal->mMaster)); // ignored: there is nothing left to undo
+        if (lDescriptor >= 0)
+        {
+            static_cast<void>(gSystem.mClose(lDescriptor)); // ignored: there is nothing left to undo
+        }
     }
+}
+
+uint64_t PseudoTerminal::GetUnread() const noexcept
+{
+    return mObject != nullptr ? ToTerminal(mObject)->mUnread.load() : 0;
+}
+
+void PseudoTerminal::DropUnread() noexcept
+{
+    if (mObject != nullptr)
+    {
+        const std::lock_guard<std::mutex> lLock(ToTerminal(mObject)->mUserLock);
+        static_cast<void>(Clean(*ToTerminal(mObject))); // ignored: a user may keep the terminal for itself
+    }
+}
+
+uint64_t PseudoTerminal::DropWritten() noexcept
+{
+    return mObject != nullptr ? TakeAll(ToTerminal(mObject)->mMaster) : 0;
 }
 
 const char* PseudoTerminal::GetPath() const noexcept
@@ -188,11 +272,7 @@ HostTransferResult PseudoTerminal::Read(void* aBuffer, uint32_t aSize, StopEvent
         case Side::Ready:
             break;
         case Side::Left:
-            if (!IsClean(lTerminal))
-            {
-                CleanBesideWriter(lTerminal);
-            }
-            if (IsStoppedMeanwhile(lStop))
+            if (IsStoppedMeanwhile(lTerminal, lStop, CleanUp(lTerminal)))
             {
                 return {HostTransfer::Stopped, 0, 0};
             }

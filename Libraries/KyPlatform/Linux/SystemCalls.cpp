@@ -5,6 +5,7 @@
 #include <linux/futex.h>
 #include <sys/eventfd.h>
 #include <sys/file.h>
+#include <sys/inotify.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/syscall.h>
@@ -35,6 +36,19 @@ long Futex(uint32_t* aWord, int aOperation, uint32_t aValue, const timespec* aTi
 int Control(int aDescriptor, unsigned long aRequest, void* aArgument)
 {
     return ::ioctl(aDescriptor, aRequest, aArgument);
+}
+
+int Watch(const char* aPath)
+{
+    const int lWatch = ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+    if (lWatch >= 0 && ::inotify_add_watch(lWatch, aPath, IN_OPEN | IN_CLOSE) < 0)
+    {
+        const int lError = errno;
+        ::close(lWatch);
+        errno = lError;
+        return -1;
+    }
+    return lWatch;
 }
 
 int Replace(int aFrom, int aTo, int aFlags)
@@ -107,6 +121,7 @@ SystemCalls GetRealSystem() noexcept
     lReal.mWrite = &::write;
     lReal.mPoll = &::poll;
     lReal.mControl = &Control;
+    lReal.mWatch = &Watch;
     lReal.mReplace = &Replace;
     lReal.mStartThread = &::pthread_create;
     lReal.mNameThread = &::pthread_setname_np;

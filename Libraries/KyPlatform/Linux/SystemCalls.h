@@ -49,6 +49,7 @@ struct SystemCalls
     ssize_t (*mWrite)(int, const void*, size_t);
     int (*mPoll)(pollfd*, nfds_t, int);
     int (*mControl)(int, unsigned long, void*);
+    int (*mWatch)(const char*); ///< Makes a descriptor that is readable once somebody opens or closes a file.
     int (*mReplace)(int, int, int); ///< Makes the second number mean what the first one means.
     int (*mStartThread)(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
     int (*mNameThread)(pthread_t, const char*);

@@ -64,6 +64,12 @@ bool TerminalLine::Read(int aDescriptor) noexcept
     return gSystem.mControl(aDescriptor, TCGETS2, mState.data()) == 0;
 }
 
+bool TerminalLine::WriteBack(int aDescriptor) const noexcept
+{
+    auto lState = mState; // the call takes what it does not change as changeable
+    return gSystem.mControl(aDescriptor, TCSETS2, lState.data()) == 0;
+}
+
 bool TerminalLine::WriteReadRule(int aDescriptor) noexcept
 {
     termios2 lLine{};
@@ -103,12 +109,6 @@ bool TerminalLine::Write(int aDescriptor, const HostLine& aLine) noexcept
 bool TerminalLine::SetExclusive(int aDescriptor, bool aExclusive) noexcept
 {
     return gSystem.mControl(aDescriptor, aExclusive ? TIOCEXCL : TIOCNXCL, nullptr) == 0;
-}
-
-bool TerminalLine::DropInput(int aDescriptor) noexcept
-{
-    const intptr_t lQueue = TCIFLUSH; // the call takes the number itself, not where it is
-    return gSystem.mControl(aDescriptor, TCFLSH, reinterpret_cast<void*>(lQueue)) == 0;
 }
 
 } // namespace KyPlatform

@@ -26,11 +26,12 @@ public:
     /// \return False with errno: EINVAL for a rate that the line does not run at.
     bool Write(int aDescriptor, const HostLine& aLine) noexcept;
 
+    /// Sets exactly what has been read. The line may also be named by the other end of a pty.
+    /// \return False with errno.
+    bool WriteBack(int aDescriptor) const noexcept;
+
     /// Keeps others from opening the terminal, or lets them again. \return False with errno.
     static bool SetExclusive(int aDescriptor, bool aExclusive) noexcept;
-
-    /// Throws away what has come and was not read. \return False with errno.
-    static bool DropInput(int aDescriptor) noexcept;
 
     /// Whether the same settings have been read.
     bool operator==(const TerminalLine& aOther) const noexcept = default;

@@ -36,6 +36,18 @@ bool PseudoTerminal::IsAttached() const noexcept
     return false;
 }
 
+uint64_t PseudoTerminal::GetUnread() const noexcept
+{
+    return 0;
+}
+
+void PseudoTerminal::DropUnread() noexcept {}
+
+uint64_t PseudoTerminal::DropWritten() noexcept
+{
+    return 0;
+}
+
 HostTransferResult PseudoTerminal::Read(void* /*aBuffer*/, uint32_t /*aSize*/, StopEvent& /*aStop*/) noexcept
 {
     return cRefused;

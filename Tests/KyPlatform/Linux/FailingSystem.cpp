@@ -61,7 +61,7 @@ FailingSystem::FailingSystem(int aCall)
     ReplaceAll<&S::mMakeFolder, &S::mOpen, &S::mGetStatus, &S::mGetStatusOf, &S::mSetMode, &S::mLockFile,
                &S::mAllocate, &S::mMap, &S::mLink, &S::mRemove, &S::mOpenList, &S::mFutex, &S::mInitMutex,
                &S::mTryLockMutex, &S::mLockMutex, &S::mMendMutex, &S::mMakeEvent, &S::mRead, &S::mWrite,
-               &S::mPoll, &S::mControl, &S::mReplace, &S::mStartThread, &S::mNameThread>();
+               &S::mPoll, &S::mControl, &S::mWatch, &S::mReplace, &S::mStartThread, &S::mNameThread>();
 }
 
 FailingSystem::~FailingSystem()

@@ -4,6 +4,7 @@
 
 #include "KyPlatform/Linux/SystemCalls.h"
 #include "Tests/KyPlatform/Linux/ScriptedCall.h"
+#include "Tests/Support/WaitFor.h"
 
 #include <gtest/gtest.h>
 
@@ -133,6 +134,76 @@ TEST_F(PseudoTerminalUserTest, FindsNoUnreadBytesEvenIfTheLineWasLeftAlone)
         ::close(lUser);
     }
     EXPECT_FALSE(lIsThere);
+}
+
+// To the byte, also when there are more than the system keeps in one place.
+TEST_F(PseudoTerminalUserTest, CountsWhatIsLeftUnread)
+{
+    const std::string lMany(9000, 'x');
+    for (const uint64_t lTurn : {1U, 2U})
+    {
+        const int lUser = Open();
+        EXPECT_EQ(mTerminal.Write(lMany.data(), 9000, mStop).mBytes, 9000U);
+        EXPECT_EQ(Read(lUser).size(), 100U);
+        ::close(lUser);
+        EXPECT_TRUE(KyTest::WaitFor([&] { return mTerminal.GetUnread() >= lTurn * 8900; }));
+        EXPECT_EQ(mTerminal.GetUnread(), lTurn * 8900);
+    }
+}
+
+// What one user has set while the terminal was cleaned must not become what the next one finds.
+TEST_F(PseudoTerminalUserTest, FindsTheFirstLineHoweverQuicklyUsersComeAndGo)
+{
+    for (int lTurn = 0; lTurn < 200; ++lTurn)
+    {
+        const int lUser = Open();
+        termios lLine{};
+        ASSERT_EQ(::tcgetattr(lUser, &lLine), 0);
+        lLine.c_lflag |= ECHO;
+        ASSERT_EQ(::tcsetattr(lUser, TCSANOW, &lLine), 0);
+        ::close(lUser);
+    }
+    EXPECT_TRUE(WaitUntilClean());
+}
+
+// Nobody has to look from time to time: leaving is enough.
+TEST_F(PseudoTerminalUserTest, IsCleanSoonAfterAVisitThatNobodySaw)
+{
+    int lLate = 0;
+    for (int lTurn = 0; lTurn < 50; ++lTurn)
+    {
+        ::usleep(3000); // the reading side waits for a user
+        int lUser = Open();
+        termios lLine{};
+        ASSERT_EQ(::tcgetattr(lUser, &lLine), 0);
+        lLine.c_lflag |= ECHO;
+        ASSERT_EQ(::tcsetattr(lUser, TCSANOW, &lLine), 0);
+        ::close(lUser);
+        ::usleep(8000);
+        lUser = Open();
+        ASSERT_EQ(::tcgetattr(lUser, &lLine), 0);
+        lLate += (lLine.c_lflag & ECHO) != 0 ? 1 : 0;
+        ::close(lUser);
+    }
+    EXPECT_LT(lLate, 10); // a look every 20 ms would be late in half of them
+}
+
+// At the end, with a user who is still there.
+TEST(PseudoTerminalEndTest, WhatIsInTheTerminalIsTakenAwayAndCounted)
+{
+    StopEvent lStop;
+    PseudoTerminal lTerminal;
+    ASSERT_TRUE(lStop.Create());
+    ASSERT_TRUE(lTerminal.Create());
+    const int lUser = ::open(lTerminal.GetPath(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    const std::string lMany(9000, 'x');
+    EXPECT_EQ(lTerminal.Write(lMany.data(), 9000, lStop).mBytes, 9000U);
+    EXPECT_EQ(::write(lUser, lMany.data(), 3000), 3000);
+    EXPECT_EQ(lTerminal.DropWritten(), 3000U);
+    EXPECT_EQ(lTerminal.DropWritten(), 0U);
+    lTerminal.DropUnread();
+    EXPECT_EQ(lTerminal.GetUnread(), 9000U);
+    ::close(lUser);
 }
 
 // Whoever cleans the terminal has it open for a moment, and must not be taken for a user.

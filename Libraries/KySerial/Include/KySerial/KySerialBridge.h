@@ -14,6 +14,19 @@ namespace KySerialLib
 class Bridge;
 } // namespace KySerialLib
 
+/// What became of the bytes that a bridge has received on one way, since its start or the last
+/// ResetStatistics(). Bytes that are neither delivered nor lost are on their way through the bridge; there
+/// are none once it has stopped.
+struct KySerialBridgeFlow
+{
+    uint64_t mTaken = 0;     ///< Bytes that the bridge has received from the sending side.
+    uint64_t mDelivered = 0; ///< Bytes that the other side has taken.
+    uint64_t mOverrun = 0;   ///< Lost: pushed out of the device port's receive buffer by newer ones.
+    uint64_t mCleared = 0;   ///< Lost: waited in the device port when Recover() opened it anew.
+    uint64_t mRefused = 0;   ///< Lost: the other side has refused them, or has not taken them in time.
+    uint64_t mCutOff = 0;    ///< Lost: were on their way when the bridge was stopped.
+};
+
 /// Joins a serial port of the device to a serial port of the host, or to Camera Link serial clients in other
 /// processes, and relays bytes both ways on two threads of its own until it is stopped. Example:
 /// Examples/SerialBridge.cpp.
@@ -27,7 +40,7 @@ class Bridge;
 ///
 /// Results of every operation: NO_CONNECTION "Bridge not started." where a running bridge is needed; FAILURE
 /// "Out of memory.". Further ones stand at the operations. Failures are logged under "KySerialLib". Bytes
-/// that cannot be relayed are logged and dropped; the bridge goes on.
+/// that cannot be relayed are logged, counted and dropped; the bridge goes on.
 ///
 /// Threads: Start(), Stop() and the destructor by one thread at a time, with no other call running.
 /// Everything else by any thread; SetSerialPortConfiguration() and SetHardCodedBaudRate() by one at a time.
@@ -62,7 +75,10 @@ public:
                    IKyDeviceAdapter* aDevice, KyDeviceSerial aDevicePort);
 
     /// Starts a bridge to Camera Link serial clients: a server that clients find under its name.
-    /// \param aName        Name of the server, unique on the machine; 255 bytes at most, not empty.
+    /// \param aName        Name of the server, unique on the machine; 255 bytes at most, not empty. The
+    /// registry
+    ///                     has no room for a longer one: that start fails and still uses up one of the 32
+    ///                     places. "Uninitialized" is what the registry calls an empty place: do not use it.
     /// \param aDevice      The adapter of a connected device, not owned.
     /// \param aDevicePort  The device's port. KyDeviceSerialInvalid is UNSUPPORTED here.
     /// \return As the other Start(); FAILURE also when a server of that name runs, or 32 names are in use.
@@ -70,25 +86,41 @@ public:
     KyResult Start(const KyString& aName, IKyDeviceAdapter* aDevice, KyDeviceSerial aDevicePort);
 
     /// Ends the bridge: threads, host side, device port, in this order; then the device has its settings
-    /// back. \return OK. Blocks until the threads have ended, at most about 100 ms; longer only while the
-    /// device itself holds up a write, as a UART that does not confirm a byte does for 1020 ms.
+    /// back.
+    ///
+    /// Bytes that the bridge has received and not delivered are lost; one log line says how many. A write to
+    /// the device ends between two bytes, chunks or messages.
+    /// \return OK.
+    /// Blocks until the threads have ended, at most about 100 ms; longer only while a call of the adapter
+    /// does not return.
     KyResult Stop();
 
-    /// Closes and opens the device port again: call it when a device that was disconnected is back. Bytes
-    /// that are on their way meanwhile may be lost. \return OK, also when the device port could not be
-    /// opened; call it again then. Blocks until the threads have left the device port, and for the adapter's
-    /// accesses.
+    /// The same, and gives the final account.
+    /// \param aToDevice    Receives what became of the bytes to the device; zeros when stopped already.
+    /// \param aFromDevice  Receives what became of the bytes from the device; zeros when stopped already.
+    /// \return As Stop().
+    KyResult Stop(KySerialBridgeFlow& aToDevice, KySerialBridgeFlow& aFromDevice);
+
+    /// Closes and opens the device port again, for a device that was disconnected and is back.
+    ///
+    /// Bytes from the device that wait in the port are lost, and counted. A block to the device that is under
+    /// way goes on in the new port. The port's receive buffer has 16384 bytes from then on, not 65536.
+    /// \return OK, also when the device port could not be opened; call it again then.
+    /// Blocks until the threads have left the device port, and for the adapter's accesses.
     KyResult Recover();
 
     /// Changes the line settings of host and device while the bridge runs.
-    /// \return OK. WRONG_STATE: not a bridge to a host port. BAD_PARAMETER: not valid, nothing was set.
-    /// FAILURE: the
-    ///         host port refuses.
+    /// \return OK.
+    ///         WRONG_STATE: not a bridge to a host port.
+    ///         BAD_PARAMETER: not valid, nothing was set.
+    ///         FAILURE: the host port refuses.
     KyResult SetSerialPortConfiguration(KySerialPortConfiguration aConfiguration);
 
     /// Offers the clients this rate only, instead of those that the device names.
     /// \param aBaudRate  9600, 19200, 38400, 57600 or 115200.
-    /// \return OK. WRONG_STATE: not a bridge to clients. BAD_PARAMETER: another rate.
+    /// \return OK.
+    ///         WRONG_STATE: not a bridge to clients.
+    ///         BAD_PARAMETER: another rate.
     KyResult SetHardCodedBaudRate(uint32_t aBaudRate);
 
     /// Number of rates that the device offers and the bridge supports; 0 when stopped.
@@ -117,9 +149,14 @@ public:
     /// The line settings; an invalid configuration when this is no bridge to a host port.
     KySerialPortConfiguration GetSerialPortConfiguration() const;
 
-    /// Bytes relayed since the start or the last ResetStatistics(); 0 when stopped.
+    /// Bytes that the device has taken, and bytes that the bridge has read from it, since the start or the
+    /// last ResetStatistics(); 0 when stopped.
     uint64_t GetBytesSentToDevice() const;
     uint64_t GetBytesReceivedFromDevice() const;
+
+    /// What became of every byte to the device, or from it; zeros when stopped. Blocks while Recover() runs.
+    KySerialBridgeFlow GetFlowToDevice() const;
+    KySerialBridgeFlow GetFlowFromDevice() const;
 
     /// Starts counting anew.
     void ResetStatistics();

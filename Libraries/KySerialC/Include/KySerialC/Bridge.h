@@ -42,17 +42,50 @@ extern "C"
                                            int32_t aSerial);
 
     /// Starts a bridge to Camera Link serial clients: a server that clients find under its name.
-    /// \param aName  Unique on the machine; 255 bytes at most, not empty.
+    /// \param aName  Unique on the machine; 255 bytes at most, not empty, not "Uninitialized". A longer name
+    ///         is refused and still uses up one of the 32 places.
     /// \return As KyBridgeStartHost(); KY_FAILURE also when a server of that name runs, or 32 names are in
     ///         use. Blocks up to 5 s when another process holds the registry's lock.
     KYSERIALC_API KyCode KyBridgeStartClients(KyBridgeHandle aBridge, const char* aName,
                                               KyDeviceHandle aDevice, int32_t aSerial);
 
+    /// What became of the bytes that a bridge has received on one way, since its start or the last
+    /// KyBridgeResetStatistics(). Bytes that are neither delivered nor lost are on their way through the
+    /// bridge; there are none once it has stopped.
+    typedef struct KyBridgeFlow
+    {
+        uint32_t mSize;      ///< sizeof(KyBridgeFlow); another size is refused.
+        uint32_t mReserved;  ///< Not used.
+        uint64_t mTaken;     ///< Bytes that the bridge has received from the sending side.
+        uint64_t mDelivered; ///< Bytes that the other side has taken.
+        uint64_t mOverrun;   ///< Lost: pushed out of the device port's receive buffer by newer ones.
+        uint64_t mCleared;   ///< Lost: waited in the device port when KyBridgeRecover() opened it anew.
+        uint64_t mRefused;   ///< Lost: the other side has refused them, or has not taken them in time.
+        uint64_t mCutOff;    ///< Lost: were on their way when the bridge was stopped.
+    } KyBridgeFlow;
+
     /// Ends the relaying: threads, host side, device port, in this order.
-    /// \return KY_OK. Blocks at most about 100 ms; longer only while the device itself holds up a write.
+    ///
+    /// Bytes that the bridge has received and not delivered are lost; one log line says how many.
+    /// \return KY_OK. Blocks at most about 100 ms; longer only while a call of the adapter does not return.
     KYSERIALC_API KyCode KyBridgeStop(KyBridgeHandle aBridge);
 
-    /// Closes and opens the device port again: to be called when a device that was disconnected is back.
+    /// The same, and gives the final account.
+    /// \param aToDevice,  aFromDevice  Receive what became of the bytes of each way; their sizes have to be
+    /// set.
+    ///         The counts are 0 when the bridge does not run.
+    /// \return As KyBridgeStop(). KY_BAD_PARAMETER: null or another size; the bridge goes on.
+    KYSERIALC_API KyCode KyBridgeStopAndGetFlows(KyBridgeHandle aBridge, KyBridgeFlow* aToDevice,
+                                                 KyBridgeFlow* aFromDevice);
+
+    /// Gives what became of the bytes of each way so far; 0 when stopped.
+    /// \param aToDevice,  aFromDevice  Their sizes have to be set.
+    /// \return KY_OK. KY_BAD_PARAMETER: null or another size.
+    KYSERIALC_API KyCode KyBridgeGetFlows(KyBridgeHandle aBridge, KyBridgeFlow* aToDevice,
+                                          KyBridgeFlow* aFromDevice);
+
+    /// Closes and opens the device port again, for a device that was disconnected and is back. Bytes from the
+    /// device that wait in the port are lost, and counted.
     /// \return KY_OK, also when the device port could not be opened; call it again then.
     KYSERIALC_API KyCode KyBridgeRecover(KyBridgeHandle aBridge);
 
@@ -105,7 +138,8 @@ extern "C"
     /// \return KY_OK.
     KYSERIALC_API KyCode KyBridgeGetDevicePort(KyBridgeHandle aBridge, int32_t* aSerial);
 
-    /// Gives the bytes relayed since the start or the last KyBridgeResetStatistics(); 0 when stopped.
+    /// Gives the bytes that the device has taken, and those that the bridge has read from it, since the start
+    /// or the last KyBridgeResetStatistics(); 0 when stopped.
     /// \param aToDevice,  aFromDevice  Either may be null.
     /// \return KY_OK.
     KYSERIALC_API KyCode KyBridgeGetStatistics(KyBridgeHandle aBridge, uint64_t* aToDevice,
