@@ -85,12 +85,15 @@ bool EquippedCamera::LoadState(const std::string& aPath)
     {
         return true; // the first run makes the file
     }
-    const std::vector<uint8_t> lState{std::istreambuf_iterator<char>(lFile),
-                                      std::istreambuf_iterator<char>()};
-    if (lState.size() != 2 * Eeprom24C02::cSize + SpiFlash::cSize)
+    // One byte more than there can be, of a file that may have no end.
+    constexpr size_t cSize = 2 * Eeprom24C02::cSize + SpiFlash::cSize;
+    std::vector<uint8_t> lState(cSize + 1);
+    lFile.read(reinterpret_cast<char*>(lState.data()), static_cast<std::streamsize>(lState.size()));
+    if (lFile.gcount() != static_cast<std::streamsize>(cSize))
     {
         return false;
     }
+    lState.pop_back();
     auto lNext = lState.begin();
     for (const auto& lEeprom : mThis->mEeproms)
     {

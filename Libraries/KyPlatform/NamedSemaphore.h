@@ -51,6 +51,11 @@ public:
     /// \return False: the count is at its maximum, or the object is closed; nothing changed.
     bool Release() noexcept;
 
+    /// Whether another object has the semaphore open, of this process or of one that lives. A process that
+    /// was killed has nothing open.
+    /// \return True also when the object is closed, or the system does not say.
+    bool IsHeldByOthers() const noexcept;
+
 private:
     void* mObject = nullptr; // the backend's; null: closed
 };

@@ -9,8 +9,8 @@ namespace KyPlatform
 /// The part of the machine that named objects belong to.
 ///
 /// Windows: the logon session; services are in session 0. Linux: the user, session 0 is root. Objects of a
-/// session are files in a folder that only its user can enter; whom he lets in (by the folder's mode) may
-/// also open what is in it, so that a server run by root is found by everyone it lets in.
+/// session are files in a folder that only its user can enter. A process opens nothing of another session,
+/// unless the administrator has named a group that both users are in (see Docs/security.md).
 class Session
 {
 public:
@@ -26,10 +26,24 @@ public:
     /// Prefix of the names of session aNumber, "Session\<number>\"; it may also be the caller's own.
     static std::string GetPrefix(uint32_t aNumber);
 
-    /// Why the calling process cannot make named objects in its own session.
-    /// \return A sentence in English; empty: nothing is known that would be in the way.
+    /// The session of the service whose objects this process may use, when it is one that a search over small
+    /// numbers does not find. Linux: the user that the administrator has named beside the group.
+    /// \param aNumber  Receives its number; unchanged on failure.
+    /// \return False: there is none. Always on Windows, where services are in session 0.
+    static bool GetService(uint32_t& aNumber) noexcept;
+
+    /// Why the calling thread could not open or make named objects since ForgetObstacle(), or what would keep
+    /// the process from making any in its own session: the first reason, with the system's words.
+    /// \return A sentence in English; empty: nothing is known that was or would be in the way.
     /// Throws std::bad_alloc only.
     static std::string GetObstacle();
+
+    /// Whether no later try can make a named object in the own session either: Linux, when its folder belongs to
+    /// somebody else, or is no folder. Always false on Windows.
+    static bool IsShutOut() noexcept;
+
+    /// Begins a new account of what is in the way of the calling thread.
+    static void ForgetObstacle() noexcept;
 };
 
 } // namespace KyPlatform

@@ -3,7 +3,6 @@
 #include "BridgePacer.h"
 #include "JxUtilsLib/Assert.h"
 #include "JxUtilsLib/Thread.h"
-#include "KyPlatform/Session.h"
 #include "LogResult.h"
 #include "OutOfMemory.h"
 #include "clserzmo/BaudRateMask.h"
@@ -93,12 +92,14 @@ KyResult BridgeCLDLL::OpenSharedMem(const char* aName)
     mDownFifo = MakeFifo("KySerialBridgeDownFifo");
     if (mDownFifo == nullptr)
     {
+        LogObstacle();
         return CloseAfter(
             KY_LOG_RESULT(*mLogger, KyResult::FAILURE, cFunction, "Could not create downstream FIFO."));
     }
     mUpFifo = MakeFifo("KySerialBridgeUpFifo");
     if (mUpFifo == nullptr)
     {
+        LogObstacle();
         return CloseAfter(
             KY_LOG_RESULT(*mLogger, KyResult::FAILURE, cFunction, "Could not create upstream FIFO."));
     }
@@ -110,14 +111,10 @@ KyResult BridgeCLDLL::OpenSharedMem(const char* aName)
     return KyResult(KyResult::OK);
 }
 
-// The result names the likely reason, which it is not when there is no registry at all.
+// The result names the likely reason, which it is not when the system refuses what a server needs.
 void BridgeCLDLL::LogObstacle() const
 {
-    if (mSharedRegistry.IsValid())
-    {
-        return;
-    }
-    const std::string lObstacle = KyPlatform::Session::GetObstacle();
+    const std::string lObstacle = mSharedRegistry.GetObstacle();
     if (!lObstacle.empty())
     {
         KY_LOG(*mLogger, JxUtilsLib::PriorityError, "KySerialLib::BridgeCLDLL::OpenSharedMem",
@@ -260,6 +257,7 @@ void BridgeCLDLL::RelayDown()
         {
             // A FIFO that another process has spoilt refuses as fast as it is asked.
             static_cast<void>(mStopEvent.Wait(lPacer.GetDelay())); // ignored: the loop looks at the flag
+            static_cast<void>(mSharedRegistry.FreeDeadClient(mClientSemaphore)); // ignored: mostly it lives
             continue;
         }
         lPacer.Reset();

@@ -93,6 +93,7 @@ private:
 
 SharedRegistry::SharedRegistry(bool aCreate)
 {
+    Session::ForgetObstacle();
     const std::string lPrefix = FindPrefix();
     OpenMutex(lPrefix + cMutexName);
     OpenSection(lPrefix + cSectionName, aCreate);
@@ -102,8 +103,11 @@ SharedRegistry::SharedRegistry(bool aCreate)
 /// A service's registry, in a session of its own, is found by everybody; else each session has its own.
 std::string SharedRegistry::FindPrefix()
 {
-    for (uint32_t lNumber = 0; lNumber < cSessions; ++lNumber)
+    uint32_t lService = 0;
+    const uint32_t lLast = Session::GetService(lService) ? cSessions + 1 : cSessions;
+    for (uint32_t lTurn = 0; lTurn < lLast; ++lTurn)
     {
+        const uint32_t lNumber = lTurn < cSessions ? lTurn : lService;
         std::string lPrefix = Session::GetPrefix(lNumber);
         KyPlatform::NamedMutex lProbe;
         if (lProbe.Open(lPrefix + cMutexName))
@@ -122,7 +126,7 @@ void SharedRegistry::OpenMutex(const std::string& aName)
     constexpr int cAttempts = 5;
     for (int lAttempt = 0; lAttempt < cAttempts; ++lAttempt)
     {
-        if (mMutex.Create(aName) || mMutex.Open(aName))
+        if (mMutex.Create(aName) || mMutex.Open(aName) || Session::IsShutOut())
         {
             break;
         }
@@ -194,6 +198,7 @@ bool SharedRegistry::Register(const std::string& aName)
     const Scope lScope(*this); // around the sweep too: a lock that is not to be had is waited for once
     if (!lScope.IsLocked())
     {
+        mObstacle = "The lock of the registry is held by a process that does not go on.";
         return false;
     }
     Sweep();
@@ -211,6 +216,8 @@ bool SharedRegistry::Register(const std::string& aName)
     }
     if (lPtr == nullptr || lLargest == std::numeric_limits<uint32_t>::max())
     {
+        mObstacle = "All entries of the registry are taken; they are free again when every process that uses it "
+                    "has ended.";
         return false; // the next number would be that of a free entry
     }
     // The number goes last: until then the entry counts as free, whatever happens to this process.
@@ -289,6 +296,12 @@ bool SharedRegistry::AcquireServer(const std::string& aName, NamedSemaphore& aSe
 {
     aServerSemaphore.Close();
     aClientSemaphore.Close();
+    if (!IsValid())
+    {
+        return false; // for the reason that is known since then
+    }
+    mObstacle = nullptr;
+    Session::ForgetObstacle();
     const Scope lScope(*this);
     SharedRegistryEntry* const lEntry = Register(aName) ? FindEntry(aName) : nullptr;
     if (lEntry == nullptr)
@@ -326,6 +339,28 @@ bool SharedRegistry::AcquireClient(const std::string& aName, NamedSemaphore& aCl
         return false;
     }
     return true;
+}
+
+bool SharedRegistry::FreeDeadClient(NamedSemaphore& aClientSemaphore)
+{
+    if (aClientSemaphore.IsHeldByOthers()) // mostly, and without the lock
+    {
+        return false;
+    }
+    // Clients open and take it under the lock, so that no living one is between the two.
+    const Scope lScope(*this);
+    if (!lScope.IsLocked() || aClientSemaphore.IsHeldByOthers())
+    {
+        return false;
+    }
+    const bool lWasFree = aClientSemaphore.TryTake();
+    return aClientSemaphore.Release() && !lWasFree;
+}
+
+std::string SharedRegistry::GetObstacle() const
+{
+    const char* const lOwn = mObstacle;
+    return lOwn != nullptr ? std::string(lOwn) : Session::GetObstacle();
 }
 
 void SharedRegistry::ReleaseServer(NamedSemaphore& aServerSemaphore, NamedSemaphore& aClientSemaphore)

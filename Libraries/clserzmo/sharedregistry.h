@@ -4,6 +4,7 @@
 #include "KyPlatform/NamedSemaphore.h"
 #include "KyPlatform/SharedMemory.h"
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -93,6 +94,16 @@ public:
     /// \return False: no such server, another client has it, lock not to be had, invalid.
     bool AcquireClient(const std::string& aName, KyPlatform::NamedSemaphore& aClientSemaphore);
 
+    /// Frees the place of a client that has ended without giving it back, as one that was killed. By the server.
+    /// \param aClientSemaphore  The server's own, from AcquireServer().
+    /// \return True: the place was freed. False: the client lives, there is none, lock not to be had, invalid.
+    bool FreeDeadClient(KyPlatform::NamedSemaphore& aClientSemaphore);
+
+    /// Why the registry is not valid, or why the calling thread's last AcquireServer() has failed, other than
+    /// by another server of that name.
+    /// \return A sentence in English; empty: nothing is known. Throws std::bad_alloc only.
+    std::string GetObstacle() const;
+
     /// Ends being the server. Both must be open; they are closed.
     static void ReleaseServer(KyPlatform::NamedSemaphore& aServerSemaphore,
                               KyPlatform::NamedSemaphore& aClientSemaphore);
@@ -113,6 +124,7 @@ private:
     KyPlatform::NamedMutex mMutex;
     KyPlatform::SharedMemory mMemory;
     SharedRegistryEntry* mEntries = nullptr;
+    std::atomic<const char*> mObstacle{nullptr}; // of the registry's own making
 };
 
 } // namespace KySerialLib

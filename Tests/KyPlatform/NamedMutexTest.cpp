@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <thread>
+#include <vector>
 
 using KyPlatform::NamedMutex;
 using KyPlatform::WaitResult;
@@ -143,6 +144,59 @@ TEST_F(NamedMutexTest, ClosingAnOwnedLockIsHarmless)
     ASSERT_EQ(lOther.Wait(0), WaitResult::Done);
     EXPECT_TRUE(lOther.Close());
     EXPECT_EQ(WaitElsewhere(0), WaitResult::TimedOut);
+}
+
+TEST_F(NamedMutexTest, OwnerTakesItAgainThroughAnotherOpener)
+{
+    NamedMutex lOther;
+    ASSERT_TRUE(lOther.Open(mName));
+    ASSERT_EQ(mMutex.Wait(0), WaitResult::Done);
+    ASSERT_EQ(lOther.Wait(0), WaitResult::Done);
+    EXPECT_TRUE(mMutex.Release());
+    EXPECT_EQ(WaitElsewhere(0), WaitResult::TimedOut);
+    EXPECT_TRUE(lOther.Release());
+    EXPECT_EQ(WaitElsewhere(0), WaitResult::Done);
+}
+
+TEST_F(NamedMutexTest, StaysOwnedWhenTheObjectThatTookItFirstIsClosed)
+{
+    NamedMutex lOther;
+    ASSERT_TRUE(lOther.Open(mName));
+    ASSERT_EQ(mMutex.Wait(0), WaitResult::Done);
+    ASSERT_EQ(lOther.Wait(0), WaitResult::Done);
+    EXPECT_TRUE(mMutex.Release());
+    EXPECT_TRUE(mMutex.Close());
+    ASSERT_TRUE(mMutex.Open(mName));
+    EXPECT_EQ(WaitElsewhere(20), WaitResult::TimedOut);
+    EXPECT_TRUE(lOther.Release());
+    EXPECT_EQ(WaitElsewhere(0), WaitResult::Done);
+}
+
+TEST_F(NamedMutexTest, KeepsItsCountRightAmongManyThreads)
+{
+    NamedMutex lOther;
+    ASSERT_TRUE(lOther.Open(mName));
+    constexpr int cRounds = 2000;
+    int lCount = 0; // guarded by the lock
+    std::vector<std::thread> lThreads;
+    for (NamedMutex* lMutex : {&mMutex, &lOther, &mMutex, &lOther})
+    {
+        lThreads.emplace_back(
+            [&lCount, lMutex]
+            {
+                for (int lRound = 0; lRound < cRounds; ++lRound)
+                {
+                    ASSERT_EQ(lMutex->Wait(KyPlatform::cInfinite), WaitResult::Done);
+                    ++lCount;
+                    ASSERT_TRUE(lMutex->Release());
+                }
+            });
+    }
+    for (std::thread& lThread : lThreads)
+    {
+        lThread.join();
+    }
+    EXPECT_EQ(lCount, 4 * cRounds);
 }
 
 } // namespace

@@ -24,10 +24,15 @@ public:
     /// Makes this process look as if it ran in session aNumber; at first it is in session 40.
     static void SetOwnNumber(uint32_t aNumber);
 
+    /// From now on its numbers are users of one group that the administrator has named, with the session
+    /// aService as the service's. Windows lets the processes of this session in anyway.
+    void Share(uint32_t aService = cFirstNumber);
+
     static constexpr uint32_t cFirstNumber = 40;
 
 private:
     const std::string mToken;
     const bool mOwner;
     std::string mFolder;
+    std::string mSettings;
 };

@@ -235,6 +235,7 @@ TEST_F(SharedRegistryTest, PrefixTellsTheServersSessionFromTheOwn)
 TEST_F(SharedRegistryTest, RegistryOfAnotherSessionIsFound)
 {
     mRegistry.reset();
+    mSession.Share();
     PrivateSession::SetOwnNumber(1);
     SharedRegistry lService(true);
     NamedSemaphore lServer;

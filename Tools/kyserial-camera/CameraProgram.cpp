@@ -135,11 +135,18 @@ CameraConfiguration Configure(const Options& aOptions, uint32_t aAddress)
     return lConfiguration;
 }
 
-void Print(Console& aConsole, const std::string& aText)
+bool TryPrint(Console& aConsole, const std::string& aText)
 {
     const std::string lLine = aText + '\n';
-    // Ignored: a camera goes on when nobody reads what it says.
-    static_cast<void>(aConsole.Write(reinterpret_cast<const uint8_t*>(lLine.data()), lLine.size()));
+    return aConsole.Write(reinterpret_cast<const uint8_t*>(lLine.data()), lLine.size());
+}
+
+void Print(Console& aConsole, const std::string& aText)
+{
+    if (!TryPrint(aConsole, aText))
+    {
+        throw std::runtime_error("cannot write to the standard output");
+    }
 }
 
 /// Carries out the lines of the console until the program is asked to end.
@@ -190,7 +197,7 @@ private:
         mQuit = lAnswer.mQuit;
         if (!lAnswer.mText.empty())
         {
-            Print(mConsole, lAnswer.mText);
+            static_cast<void>(TryPrint(mConsole, lAnswer.mText)); // ignored: the camera goes on without a reader
         }
     }
 
@@ -236,10 +243,14 @@ void Serve(const Options& aOptions, Console& aConsole)
                         (lCamera.HearsBroadcasts() ? ", answers broadcasts" : ""));
     Session(lCamera, aConsole).Run();
     lCamera.Stop();
-    Print(aConsole, StatisticsText(lCamera.GetStatistics()));
+    const bool lSaid = TryPrint(aConsole, StatisticsText(lCamera.GetStatistics()));
     if (!aOptions.mStateFile.empty() && !lEquipped.SaveState(aOptions.mStateFile))
     {
         throw std::runtime_error("--state: cannot write " + aOptions.mStateFile);
+    }
+    if (!lSaid)
+    {
+        throw std::runtime_error("cannot write to the standard output");
     }
 }
 
@@ -267,8 +278,8 @@ int RunProgram(int aCount, const char* const* aArguments, Console& aConsole)
     }
     catch (const CLI::CallForHelp&)
     {
-        Print(aConsole, lProgram.help());
-        return cOk;
+        return TryPrint(aConsole, lProgram.help()) ? cOk
+                                                   : Complain("cannot write to the standard output", cFailed);
     }
     catch (const CLI::ParseError& lError)
     {

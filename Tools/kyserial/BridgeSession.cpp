@@ -2,6 +2,7 @@
 
 #include "kyserial/Failure.h"
 #include "kyserial/PortName.h"
+#include "kyserial/StartReason.h"
 
 #include <KySerial/KyDeviceSerialPort.h>
 
@@ -58,8 +59,13 @@ BridgeSession::BridgeSession(Context& aContext, const BridgeOptions& aOptions, P
 void BridgeSession::StartClser()
 {
     const std::string& lName = mOptions.mHost.mName;
-    Check(mBridge.Start(lName.c_str(), &mAdapter, mOptions.mPort),
-          "cannot bridge " + PortName(mOptions.mPort) + " to Camera Link clients as \"" + lName + '"');
+    StartReason lReason;
+    const KyResult lResult = mBridge.Start(lName.c_str(), &mAdapter, mOptions.mPort);
+    if (!lResult.IsOK())
+    {
+        throw OperationError("cannot bridge " + PortName(mOptions.mPort) + " to Camera Link clients as \"" +
+                             lName + "\": " + ResultText(lResult) + lReason.Text());
+    }
     if (mOptions.mLine.mBaudRate.has_value())
     {
         Check(mBridge.SetHardCodedBaudRate(*mOptions.mLine.mBaudRate), "--baud");

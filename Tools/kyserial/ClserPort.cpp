@@ -1,5 +1,7 @@
 #include "kyserial/ClserPort.h"
 
+#include "KyPlatform/Session.h"
+#include "KyPlatform/SharedMemory.h"
 #include "kyserial/ClserText.h"
 #include "kyserial/Failure.h"
 
@@ -21,6 +23,19 @@ KyResult ToResult(CLINT32 aCode)
         return {KyResult::OK};
     }
     return {aCode == CL_ERR_TIMEOUT ? KyResult::TIMED_OUT : KyResult::FAILURE, ClserText(aCode).c_str()};
+}
+
+/// Why shared memory cannot be used, when a try of this program's own is refused as well: the client library
+/// has only a number for it.
+std::string GetObstacle()
+{
+    constexpr uint64_t cAsTheRegistry = 11008;
+    KyPlatform::SharedMemory lTry;
+    bool lNew = false;
+    KyPlatform::Session::ForgetObstacle();
+    const bool lDone = lTry.Create("Local\\KySerialToolTry", cAsTheRegistry, lNew);
+    const std::string lObstacle = lDone ? "" : KyPlatform::Session::GetObstacle();
+    return lObstacle.empty() ? "" : " (" + lObstacle + ')';
 }
 
 /// The name of a server; empty when it has gone meanwhile.
@@ -46,7 +61,11 @@ std::string GetName(CLUINT32 aIndex)
 std::vector<std::string> ListClserPorts()
 {
     CLUINT32 lCount = 0;
-    CheckClser(clGetNumSerialPorts(&lCount), "cannot list the Camera Link servers");
+    const CLINT32 lCode = clGetNumSerialPorts(&lCount);
+    if (lCode != CL_ERR_NO_ERR)
+    {
+        throw OperationError("cannot list the Camera Link servers: " + ClserText(lCode) + GetObstacle());
+    }
     std::vector<std::string> lNames;
     for (CLUINT32 lIndex = 0; lIndex < lCount; ++lIndex)
     {

@@ -15,7 +15,9 @@
 #include <CLI/CLI.hpp>
 
 #include <exception>
+#include <new>
 #include <string>
+#include <system_error>
 #include <vector>
 
 namespace KySerialTool
@@ -138,7 +140,17 @@ ExitCode RunCommandLine(int aCount, const char* const* aArguments, KyPlatform::C
         PrintError(lError.what());
         return ExitCode::Usage;
     }
-    catch (const std::exception& lError) // OperationError, and lack of memory
+    catch (const std::bad_alloc&)
+    {
+        PrintError("there is not enough memory");
+        return ExitCode::Failed;
+    }
+    catch (const std::system_error& lError) // of a thread
+    {
+        PrintError("the system refuses what the program needs: " + lError.code().message());
+        return ExitCode::Failed;
+    }
+    catch (const std::exception& lError) // OperationError
     {
         PrintError(lError.what());
         return ExitCode::Failed;

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 
@@ -37,6 +38,11 @@ std::vector<uint8_t> LoadFile(Context& aContext, const std::string& aPath)
     {
         return LoadInput(aContext.mConsole);
     }
+    std::error_code lIgnored; // what cannot be asked about cannot be opened either
+    if (std::filesystem::is_directory(aPath, lIgnored))
+    {
+        throw OperationError("cannot read " + aPath + ": it is a directory");
+    }
     std::ifstream lFile(aPath, std::ios::binary);
     std::vector<uint8_t> lBytes{std::istreambuf_iterator<char>(lFile), std::istreambuf_iterator<char>()};
     if (!lFile.is_open() || lFile.bad())
@@ -52,6 +58,11 @@ void SaveFile(Context& aContext, const std::string& aPath, const std::vector<uin
     {
         Print(aContext, std::string(aBytes.begin(), aBytes.end()));
         return;
+    }
+    std::error_code lIgnored;
+    if (std::filesystem::is_directory(aPath, lIgnored))
+    {
+        throw OperationError("cannot write " + aPath + ": it is a directory");
     }
     std::ofstream lFile(aPath, std::ios::binary | std::ios::trunc);
     lFile.write(reinterpret_cast<const char*>(aBytes.data()), static_cast<std::streamsize>(aBytes.size()));

@@ -27,7 +27,16 @@ PtyRelay::PtyRelay()
         throw OperationError("cannot make a pseudo terminal");
     }
     mToUser = std::thread([this] { Relay(mBridge, mUser, mFromBridge); });
-    mToBridge = std::thread([this] { Relay(mUser, mBridge, mFromUser); });
+    try
+    {
+        mToBridge = std::thread([this] { Relay(mUser, mBridge, mFromUser); });
+    }
+    catch (...)
+    {
+        static_cast<void>(mStop.Set()); // cannot fail for an event that is ours
+        mToUser.join();
+        throw;
+    }
 }
 
 PtyRelay::~PtyRelay()

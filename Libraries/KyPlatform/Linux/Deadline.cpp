@@ -19,7 +19,7 @@ constexpr uint64_t cMillisecond = 1000000;
 uint64_t Now() noexcept
 {
     timespec lNow{};
-    ::clock_gettime(CLOCK_MONOTONIC, &lNow);
+    gSystem.mReadClock(CLOCK_MONOTONIC, &lNow);
     return static_cast<uint64_t>(lNow.tv_sec) * 1000 * cMillisecond + static_cast<uint64_t>(lNow.tv_nsec);
 }
 

@@ -1,5 +1,7 @@
 #include "KyPlatform/Linux/NamedFile.h"
 
+#include "KyPlatform/Linux/Obstacle.h"
+#include "KyPlatform/Linux/SharedGroup.h"
 #include "KyPlatform/Linux/SystemCalls.h"
 #include "KyPlatform/Session.h"
 
@@ -55,25 +57,27 @@ bool SplitName(const std::string& aName, uint32_t& aSession, std::string& aFile)
            lRest.find('\\') == cNone && lRest.find('\0') == cNone;
 }
 
-/// Opens a session's folder; makes the caller's own. Sessions of others are entered only if the folder really
-/// is theirs: anybody can make a folder of any name beside it.
-int OpenFolder(uint32_t aSession, bool aMake)
+/// The group may look for files by their names, and neither list nor make any.
+constexpr mode_t cSharedFolder = S_IRWXU | S_IXGRP;
+
+/// Opens the caller's own folder to the group that the administrator has named.
+/// \return False: the system refused, and the folder stays the user's alone.
+bool ShareFolder(int aFolder, const struct stat& aStatus, gid_t aGroup)
 {
-    const std::string lPath = gSystem.mFolder + std::to_string(aSession);
-    if (aMake && aSession == gSystem.mGetUser() && gSystem.mMakeFolder(lPath.c_str(), S_IRWXU) != 0 &&
-        errno != EEXIST)
+    if (aStatus.st_gid == aGroup && (aStatus.st_mode & ACCESSPERMS) == cSharedFolder)
     {
-        return -1;
+        return true;
     }
-    const int lFolder =
-        gSystem.mOpen(AT_FDCWD, lPath.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC, 0);
-    struct stat lStatus = {};
-    if (lFolder >= 0 && (gSystem.mGetStatus(lFolder, &lStatus) != 0 || lStatus.st_uid != aSession))
+    const int lFolder = gSystem.mOpen(aFolder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0);
+    if (lFolder < 0)
     {
-        gSystem.mClose(lFolder);
-        return -1;
+        return false;
     }
-    return lFolder;
+    constexpr uid_t cSameUser = static_cast<uid_t>(-1);
+    const bool lDone =
+        gSystem.mSetOwner(lFolder, cSameUser, aGroup) == 0 && gSystem.mSetMode(lFolder, cSharedFolder) == 0;
+    gSystem.mClose(lFolder);
+    return lDone;
 }
 
 bool IsSameFile(int aFolder, const char* aName, int aFile)
@@ -123,7 +127,78 @@ void RemoveTheDead(int aFolder)
     gSystem.mCloseList(lList);
 }
 
+/// What is not there is no obstacle: it is made, or nobody serves.
+void NoteUnlessAbsent(const char* aWhat)
+{
+    if (errno != ENOENT)
+    {
+        Obstacle::Note(aWhat, errno);
+    }
+}
+
+/// What tells the places of this process's holders apart, from any number on that others will hardly meet.
+uint32_t GetNextPlace()
+{
+    static std::atomic<uint32_t> sLast{0};
+    uint32_t lLast = sLast.load();
+    uint32_t lNext = 0;
+    do
+    {
+        const auto lTime = std::chrono::steady_clock::now().time_since_epoch().count();
+        // Knuth's multiplier spreads the time over all places.
+        const auto lMixed = static_cast<uint64_t>(lTime + ::getpid()) * 0x9E3779B97F4A7C15ULL;
+        lNext = static_cast<uint32_t>((lMixed >> 32) % NamedFile::cLastPlace) + 1;
+    } while (lNext == lLast || !sLast.compare_exchange_weak(lLast, lNext));
+    return lNext;
+}
+
+struct flock GetPlaces(uint32_t aFirst, uint32_t aCount)
+{
+    struct flock lPlaces = {};
+    lPlaces.l_type = F_WRLCK;
+    lPlaces.l_whence = SEEK_SET;
+    lPlaces.l_start = aFirst;
+    lPlaces.l_len = aCount;
+    return lPlaces;
+}
+
 } // namespace
+
+/// Opens a session's folder; makes the caller's own. That of another user is not looked at, unless the
+/// administrator has named a group that both are in: anybody can make a folder of any name beside it.
+int NamedFile::OpenFolder(uint32_t aSession, bool aMake)
+{
+    mOwn = aSession == gSystem.mGetUser();
+    SharedGroup lShared;
+    const bool lHasGroup = (aMake || !mOwn) && lShared.Read();
+    if (!mOwn && !lHasGroup)
+    {
+        return -1;
+    }
+    const std::string lPath = gSystem.mFolder + std::to_string(aSession);
+    if (aMake && mOwn && gSystem.mMakeFolder(lPath.c_str(), S_IRWXU) != 0 && errno != EEXIST)
+    {
+        Obstacle::Note("its folder cannot be made", errno);
+        return -1;
+    }
+    const int lFolder =
+        gSystem.mOpen(AT_FDCWD, lPath.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC, 0);
+    struct stat lStatus = {};
+    if (lFolder < 0 || gSystem.mGetStatus(lFolder, &lStatus) != 0)
+    {
+        NoteUnlessAbsent("its folder cannot be opened");
+    }
+    else if (lStatus.st_uid == aSession && (mOwn || lStatus.st_gid == lShared.mGroup))
+    {
+        mShared = lHasGroup && (!mOwn || ShareFolder(lFolder, lStatus, lShared.mGroup));
+        return lFolder;
+    }
+    if (lFolder >= 0)
+    {
+        gSystem.mClose(lFolder);
+    }
+    return -1;
+}
 
 bool NamedFile::IsLinked(const std::string& aFile) const
 {
@@ -141,8 +216,10 @@ NamedFile::Outcome NamedFile::Judge(const std::string& aFile) const
         return Outcome::Failed;
     }
     // In a folder that others may write to there may be files of theirs, or further names of other files.
-    if (lStatus.st_uid != lFolder.st_uid || lStatus.st_nlink > 1)
+    if (lStatus.st_uid != lFolder.st_uid || lStatus.st_nlink > 1 ||
+        (!mOwn && lStatus.st_gid != lFolder.st_gid))
     {
+        Obstacle::Note("a file of somebody else is in the way", 0);
         return Outcome::Failed;
     }
     if (gSystem.mLockFile(mFile, LOCK_EX | LOCK_NB) == 0)
@@ -152,7 +229,13 @@ NamedFile::Outcome NamedFile::Judge(const std::string& aFile) const
         {
             return Outcome::Again;
         }
-        return gSystem.mRemove(mFolder, aFile.c_str(), 0) == 0 ? Outcome::Absent : Outcome::Failed;
+        // What is dead in the folder of another user is for that user to take away.
+        if (!mOwn || gSystem.mRemove(mFolder, aFile.c_str(), 0) == 0)
+        {
+            return Outcome::Absent;
+        }
+        Obstacle::Note("what a dead process left cannot be removed", errno);
+        return Outcome::Failed;
     }
     if (errno == EWOULDBLOCK && gSystem.mLockFile(mFile, LOCK_SH | LOCK_NB) == 0)
     {
@@ -167,6 +250,7 @@ NamedFile::Outcome NamedFile::Hold(const std::string& aFile)
     mFile = gSystem.mOpen(mFolder, aFile.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0);
     if (mFile < 0)
     {
+        NoteUnlessAbsent("a file cannot be opened");
         return errno == ENOENT ? Outcome::Absent : Outcome::Failed;
     }
     const Outcome lOutcome = Judge(aFile);
@@ -190,25 +274,17 @@ NamedFile::Outcome NamedFile::Make(const std::string& aFile, uint64_t aSize, Fil
     {
         RemoveTheDead(mFolder);
     }
-    // Whom the folder lets in may use what is in it.
-    const mode_t lMode = lFolder.st_mode & (S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH);
     mFile = gSystem.mOpen(mFolder, ".", O_TMPFILE | O_RDWR | O_CLOEXEC, S_IRUSR | S_IWUSR);
     if (mFile < 0)
     {
+        Obstacle::Note("a file cannot be made", errno);
         return Outcome::Failed;
     }
-    Outcome lOutcome = Outcome::Failed;
-    if (gSystem.mSetMode(mFile, lMode) == 0 && gSystem.mLockFile(mFile, LOCK_SH | LOCK_NB) == 0 &&
-        gSystem.mAllocate(mFile, 0, static_cast<off_t>(aSize)) == 0 && Map() &&
-        (aFill == nullptr || aFill(mBase, aContext)))
+    const Outcome lOutcome = Complete(aFile, lFolder.st_gid, aSize, aFill, aContext);
+    if (lOutcome == Outcome::Held)
     {
-        const std::string lNameless = "/proc/self/fd/" + std::to_string(mFile);
-        if (gSystem.mLink(AT_FDCWD, lNameless.c_str(), mFolder, aFile.c_str(), AT_SYMLINK_FOLLOW) == 0)
-        {
-            mNew = true;
-            return Outcome::Held;
-        }
-        lOutcome = errno == EEXIST ? Outcome::Again : Outcome::Failed;
+        mNew = true;
+        return lOutcome;
     }
     if (mBase != nullptr)
     {
@@ -220,6 +296,42 @@ NamedFile::Outcome NamedFile::Make(const std::string& aFile, uint64_t aSize, Fil
     return lOutcome;
 }
 
+/// Makes the file that has just been made what it is to be, and gives it its name last.
+NamedFile::Outcome NamedFile::Complete(const std::string& aFile, gid_t aGroup, uint64_t aSize, Fill aFill,
+                                       const void* aContext)
+{
+    constexpr mode_t cUser = S_IRUSR | S_IWUSR;
+    constexpr uid_t cSameUser = static_cast<uid_t>(-1);
+    const bool lIsOpen = !mShared || (gSystem.mSetOwner(mFile, cSameUser, aGroup) == 0 &&
+                                      gSystem.mSetMode(mFile, cUser | S_IRGRP | S_IWGRP) == 0);
+    if (!lIsOpen || gSystem.mLockFile(mFile, LOCK_SH | LOCK_NB) != 0)
+    {
+        Obstacle::Note("a new file cannot be prepared", errno);
+        return Outcome::Failed;
+    }
+    const int lError = gSystem.mAllocate(mFile, 0, static_cast<off_t>(aSize));
+    if (lError != 0)
+    {
+        Obstacle::Note("there is no room for a file", lError);
+        return Outcome::Failed;
+    }
+    if (!Map() || (aFill != nullptr && !aFill(mBase, aContext)))
+    {
+        return Outcome::Failed;
+    }
+    const std::string lNameless = "/proc/self/fd/" + std::to_string(mFile);
+    if (gSystem.mLink(AT_FDCWD, lNameless.c_str(), mFolder, aFile.c_str(), AT_SYMLINK_FOLLOW) == 0)
+    {
+        return Outcome::Held;
+    }
+    if (errno == EEXIST)
+    {
+        return Outcome::Again;
+    }
+    Obstacle::Note(errno == ENOENT ? "a file gets no name without /proc" : "a file cannot be named", errno);
+    return Outcome::Failed;
+}
+
 bool NamedFile::Map()
 {
     struct stat lStatus = {};
@@ -229,6 +341,10 @@ bool NamedFile::Map()
     }
     mSize = static_cast<uint64_t>(lStatus.st_size);
     void* const lBase = gSystem.mMap(nullptr, mSize, PROT_READ | PROT_WRITE, MAP_SHARED, mFile, 0);
+    if (lBase == MAP_FAILED)
+    {
+        Obstacle::Note("a file cannot be mapped", errno);
+    }
     mBase = lBase == MAP_FAILED ? nullptr : lBase;
     return mBase != nullptr;
 }
@@ -293,7 +409,8 @@ bool NamedFile::Close() noexcept
     if (mFile >= 0)
     {
         // A child made by fork() would take the parent's file away: they share the lock.
-        if (mHolder == ::getpid() && gSystem.mLockFile(mFile, LOCK_EX | LOCK_NB) == 0 && IsLinked(mFileName))
+        if (mOwn && mHolder == ::getpid() && gSystem.mLockFile(mFile, LOCK_EX | LOCK_NB) == 0 &&
+            IsLinked(mFileName))
         {
             lDone = gSystem.mRemove(mFolder, mFileName.c_str(), 0) == 0 && lDone;
         }
@@ -306,14 +423,64 @@ bool NamedFile::Close() noexcept
         mFolder = -1;
     }
     mNew = false;
+    mPlace = 0;
     return lDone;
 }
 
-void NamedFile::Abandon() noexcept
+bool NamedFile::HoldAgain() noexcept
 {
-    mBase = nullptr;
-    mFile = -1;
-    mFolder = -1;
+    const int lFile =
+        gSystem.mOpen(mFolder, mFileName.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0);
+    if (lFile < 0)
+    {
+        return false;
+    }
+    if (!IsLinked(mFileName) || !IsSameFile(mFolder, mFileName.c_str(), lFile) ||
+        gSystem.mLockFile(lFile, LOCK_SH | LOCK_NB) != 0)
+    {
+        gSystem.mClose(lFile);
+        return false;
+    }
+    gSystem.mClose(mFile); // the parent's lock is the parent's now
+    mFile = lFile;
+    mHolder = ::getpid();
+    return TakePlace();
+}
+
+bool NamedFile::TakePlace() noexcept
+{
+    constexpr int cTries = 16; // the first is free, unless somebody has taken them all
+    for (int lTry = 0; lTry < cTries; ++lTry)
+    {
+        mPlace = GetNextPlace();
+        struct flock lPlace = GetPlaces(mPlace, 1);
+        if (gSystem.mLockByte(mFile, F_OFD_SETLK, &lPlace) == 0)
+        {
+            return true;
+        }
+        if (errno != EAGAIN && errno != EACCES)
+        {
+            break;
+        }
+    }
+    Obstacle::Note("a file cannot be locked", errno);
+    mPlace = 0;
+    return false;
+}
+
+bool NamedFile::IsTaken(uint32_t aFirst, uint32_t aCount) const noexcept
+{
+    struct flock lPlaces = GetPlaces(aFirst, aCount);
+    // A system that does not answer leaves the owner alive: a lock is never taken from the living.
+    return gSystem.mLockByte(mFile, F_OFD_GETLK, &lPlaces) != 0 || lPlaces.l_type != F_UNLCK;
+}
+
+bool NamedFile::IsSameAs(const NamedFile& aOther) const noexcept
+{
+    struct stat lOwn = {};
+    struct stat lOther = {};
+    return gSystem.mGetStatus(mFile, &lOwn) == 0 && gSystem.mGetStatus(aOther.mFile, &lOther) == 0 &&
+           lOwn.st_ino == lOther.st_ino && lOwn.st_dev == lOther.st_dev;
 }
 
 NamedFile* OpenRecord(const std::string& aName, const char* aKind, uint64_t aSize, uint32_t aMark) noexcept
@@ -339,6 +506,7 @@ NamedFile* CreateRecord(const std::string& aName, const char* aKind, uint64_t aS
     }
     catch (const std::bad_alloc&)
     {
+        Obstacle::Note("there is no memory", ENOMEM);
         return nullptr;
     }
 }

@@ -15,6 +15,10 @@ namespace KyPlatform
 /// last and takes it away too. A new file gets its name only when it is complete and locked. So nobody ever
 /// sees half a file, or meets what the dead have left.
 ///
+/// Only files of the calling process's own user are opened, and those that others share with a group that
+/// the administrator has named and this process is in (see SharedGroup). Owner and group are looked at on the
+/// open descriptors.
+///
 /// A child made by fork() shares its parent's locks: it may use what it inherited while the parent holds it.
 class NamedFile
 {
@@ -44,8 +48,24 @@ public:
     /// \return False: the memory or the file could not be given back.
     bool Close() noexcept;
 
-    /// Keeps file and memory until the process ends.
-    void Abandon() noexcept;
+    /// In a child made by fork(): makes the file this process's own to hold. The parent's memory stays
+    /// mapped. \return False: the system refused; it is held as before.
+    bool HoldAgain() noexcept;
+
+    /// Gives this holder a number that no other holder of the file has at the same time, until it is closed
+    /// or its process ends. \return False: the system refused.
+    bool TakePlace() noexcept;
+
+    /// This holder's number, 1 to cLastPlace; 0: none.
+    uint32_t GetPlace() const noexcept { return mPlace; }
+
+    /// Whether another holder has one of these places: a question to the system, which knows the living.
+    bool IsTaken(uint32_t aFirst, uint32_t aCount) const noexcept;
+
+    /// Whether both are holders of one file.
+    bool IsSameAs(const NamedFile& aOther) const noexcept;
+
+    static constexpr uint32_t cLastPlace = 0x3FFFFFFF;
 
     void* GetBase() const noexcept { return mBase; }
     uint64_t GetSize() const noexcept { return mSize; }
@@ -64,6 +84,9 @@ private:
     Outcome Hold(const std::string& aFile);
     Outcome Judge(const std::string& aFile) const;
     Outcome Make(const std::string& aFile, uint64_t aSize, Fill aFill, const void* aContext);
+    Outcome Complete(const std::string& aFile, gid_t aGroup, uint64_t aSize, Fill aFill,
+                     const void* aContext);
+    int OpenFolder(uint32_t aSession, bool aMake);
     bool Map();
     bool IsLinked(const std::string& aFile) const;
 
@@ -72,7 +95,10 @@ private:
     std::string mFileName;
     void* mBase = nullptr;
     uint64_t mSize = 0;
+    uint32_t mPlace = 0;
     pid_t mHolder = 0;
+    bool mOwn = false;    // the folder belongs to this process's user
+    bool mShared = false; // the folder is open to the group that the administrator has named
     bool mNew = false;
 };
 

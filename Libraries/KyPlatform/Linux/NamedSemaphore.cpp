@@ -3,6 +3,7 @@
 #include "KyPlatform/Linux/NamedFile.h"
 
 #include <atomic>
+#include <memory>
 
 namespace KyPlatform
 {
@@ -33,6 +34,13 @@ Record* GetRecord(void* aObject)
     return static_cast<Record*>(static_cast<NamedFile*>(aObject)->GetBase());
 }
 
+/// A holder without a place would look dead to the others.
+NamedFile* TakePlace(NamedFile* aFile) noexcept
+{
+    std::unique_ptr<NamedFile> lFile(aFile);
+    return lFile != nullptr && lFile->TakePlace() ? lFile.release() : nullptr;
+}
+
 } // namespace
 
 bool NamedSemaphore::Create(const std::string& aName, uint32_t aCount, uint32_t aMaximum) noexcept
@@ -41,7 +49,7 @@ bool NamedSemaphore::Create(const std::string& aName, uint32_t aCount, uint32_t 
     const Record lNew{cMark, aMaximum, aCount};
     if (aMaximum != 0 && aMaximum <= cLargest && aCount <= aMaximum)
     {
-        mObject = CreateRecord(aName, cKind, sizeof(Record), cMark, &FillRecord, &lNew);
+        mObject = TakePlace(CreateRecord(aName, cKind, sizeof(Record), cMark, &FillRecord, &lNew));
     }
     return mObject != nullptr;
 }
@@ -49,7 +57,7 @@ bool NamedSemaphore::Create(const std::string& aName, uint32_t aCount, uint32_t 
 bool NamedSemaphore::Open(const std::string& aName) noexcept
 {
     Close();
-    mObject = OpenRecord(aName, cKind, sizeof(Record), cMark);
+    mObject = TakePlace(OpenRecord(aName, cKind, sizeof(Record), cMark));
     return mObject != nullptr;
 }
 
@@ -88,6 +96,11 @@ bool NamedSemaphore::Release() noexcept
     {
     }
     return lOld < lRecord->mMaximum;
+}
+
+bool NamedSemaphore::IsHeldByOthers() const noexcept
+{
+    return mObject == nullptr || static_cast<const NamedFile*>(mObject)->IsTaken(1, NamedFile::cLastPlace);
 }
 
 } // namespace KyPlatform

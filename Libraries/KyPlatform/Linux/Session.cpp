@@ -1,12 +1,28 @@
 #include "KyPlatform/Session.h"
 
+#include "KyPlatform/Linux/Obstacle.h"
+#include "KyPlatform/Linux/SharedGroup.h"
 #include "KyPlatform/Linux/SystemCalls.h"
 
+#include <array>
 #include <cerrno>
+#include <cstdio>
 #include <fcntl.h>
+#include <system_error>
 
 namespace KyPlatform
 {
+
+namespace
+{
+
+std::string Say(const std::string& aPath, const Obstacle& aObstacle)
+{
+    return aPath + ": " + aObstacle.mWhat +
+           (aObstacle.mError != 0 ? ": " + std::generic_category().message(aObstacle.mError) : "") + '.';
+}
+
+} // namespace
 
 bool Session::GetOwnNumber(uint32_t& aNumber) noexcept
 {
@@ -15,8 +31,41 @@ bool Session::GetOwnNumber(uint32_t& aNumber) noexcept
     return true;
 }
 
+bool Session::GetService(uint32_t& aNumber) noexcept
+{
+    SharedGroup lShared;
+    if (!lShared.Read() || !lShared.mHasService)
+    {
+        return false;
+    }
+    aNumber = lShared.mService;
+    return true;
+}
+
+bool Session::IsShutOut() noexcept
+{
+    const uid_t lUser = gSystem.mGetUser();
+    std::array<char, 256> lPath{};
+    std::snprintf(lPath.data(), lPath.size(), "%s%u", gSystem.mFolder, lUser);
+    const int lFolder = gSystem.mOpen(AT_FDCWD, lPath.data(), O_PATH | O_NOFOLLOW | O_CLOEXEC, 0);
+    struct stat lStatus = {};
+    if (lFolder < 0)
+    {
+        return false;
+    }
+    const bool lIsKnown = gSystem.mGetStatus(lFolder, &lStatus) == 0;
+    gSystem.mClose(lFolder);
+    return lIsKnown && (!S_ISDIR(lStatus.st_mode) || lStatus.st_uid != lUser);
+}
+
+void Session::ForgetObstacle() noexcept
+{
+    Obstacle::Forget();
+}
+
 std::string Session::GetObstacle()
 {
+    const Obstacle lNoted = Obstacle::Get();
     const uid_t lUser = gSystem.mGetUser();
     const std::string lPath = gSystem.mFolder + std::to_string(lUser);
     const int lFolder = gSystem.mOpen(AT_FDCWD, lPath.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC, 0);
@@ -27,6 +76,10 @@ std::string Session::GetObstacle()
         if (lFolder >= 0)
         {
             gSystem.mClose(lFolder);
+        }
+        if (lNoted.mWhat != nullptr)
+        {
+            return Say(lPath, lNoted);
         }
         return lFolder < 0 && lError == ENOENT ? std::string() : lPath + " cannot be opened.";
     }
@@ -39,7 +92,11 @@ std::string Session::GetObstacle()
     {
         return lPath + " belongs to user " + std::to_string(lStatus.st_uid) + ".";
     }
-    return (lStatus.st_mode & S_IRWXU) == S_IRWXU ? std::string() : lPath + " does not let its owner in.";
+    if ((lStatus.st_mode & S_IRWXU) != S_IRWXU)
+    {
+        return lPath + " does not let its owner in.";
+    }
+    return lNoted.mWhat != nullptr ? Say(lPath, lNoted) : std::string();
 }
 
 } // namespace KyPlatform

@@ -1,7 +1,9 @@
 #include "KyPlatform/SharedMemory.h"
 
 #include "KyPlatform/Linux/NamedFile.h"
+#include "KyPlatform/Linux/Obstacle.h"
 
+#include <cerrno>
 #include <limits>
 #include <memory>
 #include <new>
@@ -26,6 +28,7 @@ NamedFile* Find(const std::string& aName, uint64_t aSize) noexcept
     }
     catch (const std::bad_alloc&)
     {
+        Obstacle::Note("there is no memory", ENOMEM);
         return nullptr;
     }
 }

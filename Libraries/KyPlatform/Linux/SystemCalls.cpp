@@ -1,6 +1,9 @@
 #include "KyPlatform/Linux/SystemCalls.h"
 
-#include <cerrno>
+#include "KyPlatform/Linux/Descriptor.h"
+
+#include <algorithm>
+#include <array>
 #include <fcntl.h>
 #include <linux/futex.h>
 #include <sys/eventfd.h>
@@ -11,12 +14,6 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#if defined(__has_feature)
-#if __has_feature(thread_sanitizer)
-#define KYPLATFORM_THREAD_SANITIZER
-#endif
-#endif
-
 namespace KyPlatform
 {
 
@@ -25,7 +22,7 @@ namespace
 
 int OpenFile(int aFolder, const char* aName, int aFlags, mode_t aMode)
 {
-    return ::openat(aFolder, aName, aFlags, aMode);
+    return MoveUp(::openat(aFolder, aName, aFlags, aMode));
 }
 
 long Futex(uint32_t* aWord, int aOperation, uint32_t aValue, const timespec* aTimeout)
@@ -56,36 +53,26 @@ int Replace(int aFrom, int aTo, int aFlags)
     return ::dup3(aFrom, aTo, aFlags);
 }
 
-int InitMutex(pthread_mutex_t* aMutex)
+int MakeEvent(unsigned aCount, int aFlags)
 {
-    pthread_mutexattr_t lKind;
-    int lError = ::pthread_mutexattr_init(&lKind);
-    lError = lError != 0 ? lError : ::pthread_mutexattr_setpshared(&lKind, PTHREAD_PROCESS_SHARED);
-    lError = lError != 0 ? lError : ::pthread_mutexattr_setrobust(&lKind, PTHREAD_MUTEX_ROBUST);
-    lError = lError != 0 ? lError : ::pthread_mutexattr_settype(&lKind, PTHREAD_MUTEX_RECURSIVE);
-    lError = lError != 0 ? lError : ::pthread_mutex_init(aMutex, &lKind);
-    ::pthread_mutexattr_destroy(&lKind);
-    return lError;
+    return MoveUp(::eventfd(aCount, aFlags));
 }
 
-int LockMutex(pthread_mutex_t* aMutex, const timespec* aUntil)
+int LockByte(int aDescriptor, int aCommand, struct flock* aLock)
 {
-#if defined(KYPLATFORM_THREAD_SANITIZER)
-    // The sanitizer of this compiler sees locks that were taken from the dead only in pthread_mutex_trylock.
-    timespec lNow{};
-    int lError = EBUSY;
-    do
+    return ::fcntl(aDescriptor, aCommand, aLock);
+}
+
+bool IsMember(gid_t aGroup)
+{
+    if (::getegid() == aGroup)
     {
-        constexpr timespec cPause{0, 1000000};
-        ::nanosleep(&cPause, nullptr);
-        lError = ::pthread_mutex_trylock(aMutex);
-        ::clock_gettime(CLOCK_MONOTONIC, &lNow);
-    } while (lError == EBUSY && (lNow.tv_sec < aUntil->tv_sec ||
-                                 (lNow.tv_sec == aUntil->tv_sec && lNow.tv_nsec < aUntil->tv_nsec)));
-    return lError == EBUSY ? ETIMEDOUT : lError;
-#else
-    return ::pthread_mutex_clocklock(aMutex, CLOCK_MONOTONIC, aUntil);
-#endif
+        return true;
+    }
+    std::array<gid_t, 256> lGroups{};
+    const int lCount = ::getgroups(static_cast<int>(lGroups.size()), lGroups.data()); // -1: more than that
+    return lCount > 0 &&
+           std::find(lGroups.begin(), lGroups.begin() + lCount, aGroup) != lGroups.begin() + lCount;
 }
 
 } // namespace
@@ -94,14 +81,18 @@ SystemCalls GetRealSystem() noexcept
 {
     SystemCalls lReal{};
     lReal.mFolder = "/dev/shm/KySerial-";
+    lReal.mSettings = "/etc/kyserial/clser";
     lReal.mGetUser = &::geteuid;
+    lReal.mIsMember = &IsMember;
     lReal.mMakeFolder = &::mkdir;
     lReal.mOpen = &OpenFile;
     lReal.mClose = &::close;
     lReal.mGetStatus = &::fstat;
     lReal.mGetStatusOf = &::fstatat;
     lReal.mSetMode = &::fchmod;
+    lReal.mSetOwner = &::fchown;
     lReal.mLockFile = &::flock;
+    lReal.mLockByte = &LockByte;
     lReal.mAllocate = &::posix_fallocate;
     lReal.mMap = &::mmap;
     lReal.mUnmap = &::munmap;
@@ -111,12 +102,8 @@ SystemCalls GetRealSystem() noexcept
     lReal.mGetNext = &::readdir;
     lReal.mCloseList = &::closedir;
     lReal.mFutex = &Futex;
-    lReal.mInitMutex = &InitMutex;
-    lReal.mTryLockMutex = &::pthread_mutex_trylock;
-    lReal.mLockMutex = &LockMutex;
-    lReal.mMendMutex = &::pthread_mutex_consistent;
-    lReal.mUnlockMutex = &::pthread_mutex_unlock;
-    lReal.mMakeEvent = &::eventfd;
+    lReal.mReadClock = &::clock_gettime;
+    lReal.mMakeEvent = &MakeEvent;
     lReal.mRead = &::read;
     lReal.mWrite = &::write;
     lReal.mPoll = &::poll;

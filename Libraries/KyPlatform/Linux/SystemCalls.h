@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <ctime>
 #include <dirent.h>
+#include <fcntl.h>
 #include <poll.h>
 #include <pthread.h>
 #include <sys/stat.h>
@@ -14,21 +15,25 @@ namespace KyPlatform
 
 /// Every call into the system that this layer makes, so that a test can put a failing one in its place.
 ///
-/// The entries are the system's own functions, with their own results and errno. Replace them only while no
-/// other thread is in this layer.
+/// The entries are the system's own functions, with their own results and errno; those that make a descriptor
+/// give numbers from 3 on (see MoveUp()). Replace them only while no other thread is in this layer.
 struct SystemCalls
 {
-    const char* mFolder; ///< What the sessions' folders begin with; their number follows.
+    const char* mFolder;   ///< What the sessions' folders begin with; their number follows.
+    const char* mSettings; ///< The administrator's file: whom users share their objects with.
 
     uid_t (*mGetUser)();
+    bool (*mIsMember)(gid_t); ///< Whether the calling process is in a group.
     int (*mMakeFolder)(const char*, mode_t);
     int (*mOpen)(int, const char*, int, mode_t); ///< Relative to an open folder.
     int (*mClose)(int);
     int (*mGetStatus)(int, struct stat*);
     int (*mGetStatusOf)(int, const char*, struct stat*, int);
     int (*mSetMode)(int, mode_t);
+    int (*mSetOwner)(int, uid_t, gid_t);
     int (*mLockFile)(int, int);
-    int (*mAllocate)(int, off_t, off_t); ///< Result is the error.
+    int (*mLockByte)(int, int, struct flock*); ///< Sets or asks for the lock of an open file's byte.
+    int (*mAllocate)(int, off_t, off_t);       ///< Result is the error.
     void* (*mMap)(void*, size_t, int, int, int, off_t);
     int (*mUnmap)(void*, size_t);
     int (*mLink)(int, const char*, int, const char*, int);
@@ -37,11 +42,8 @@ struct SystemCalls
     dirent* (*mGetNext)(DIR*);
     int (*mCloseList)(DIR*);
     long (*mFutex)(uint32_t*, int, uint32_t, const timespec*);
-    int (*mInitMutex)(pthread_mutex_t*);
-    int (*mTryLockMutex)(pthread_mutex_t*);
-    int (*mLockMutex)(pthread_mutex_t*, const timespec*); ///< Until a moment of the clock that nobody sets.
-    int (*mMendMutex)(pthread_mutex_t*);                  ///< Makes the lock of a dead owner usable.
-    int (*mUnlockMutex)(pthread_mutex_t*);
+
+    int (*mReadClock)(clockid_t, timespec*);
 
     // Host ports, stop events and threads.
     int (*mMakeEvent)(unsigned, int);

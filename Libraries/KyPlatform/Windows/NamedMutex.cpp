@@ -1,5 +1,6 @@
 #include "KyPlatform/NamedMutex.h"
 
+#include "KyPlatform/Windows/Obstacle.h"
 #include "KyPlatform/Windows/SystemCalls.h"
 #include "KyPlatform/Windows/WaitFor.h"
 
@@ -9,7 +10,7 @@ namespace KyPlatform
 bool NamedMutex::Create(const std::string& aName) noexcept
 {
     Close();
-    mObject = gSystem.mCreateMutex(nullptr, FALSE, aName.c_str());
+    mObject = Obstacle::Check(gSystem.mCreateMutex(nullptr, FALSE, aName.c_str()));
     return mObject != nullptr;
 }
 

@@ -1,5 +1,6 @@
 #include "KyPlatform/NamedSemaphore.h"
 
+#include "KyPlatform/Windows/Obstacle.h"
 #include "KyPlatform/Windows/SystemCalls.h"
 
 namespace KyPlatform
@@ -10,8 +11,8 @@ bool NamedSemaphore::Create(const std::string& aName, uint32_t aCount, uint32_t 
     Close();
     if (aMaximum != 0 && aMaximum <= 0x7FFFFFFFU && aCount <= aMaximum)
     {
-        mObject = gSystem.mCreateSemaphore(nullptr, static_cast<LONG>(aCount), static_cast<LONG>(aMaximum),
-                                           aName.c_str());
+        mObject = Obstacle::Check(gSystem.mCreateSemaphore(nullptr, static_cast<LONG>(aCount),
+                                                           static_cast<LONG>(aMaximum), aName.c_str()));
     }
     return mObject != nullptr;
 }
@@ -37,6 +38,12 @@ bool NamedSemaphore::TryTake() noexcept
 bool NamedSemaphore::Release() noexcept
 {
     return mObject != nullptr && gSystem.mReleaseSemaphore(mObject, 1, nullptr) != FALSE;
+}
+
+bool NamedSemaphore::IsHeldByOthers() const noexcept
+{
+    uint32_t lHandles = 0;
+    return mObject == nullptr || !gSystem.mCountHandles(mObject, &lHandles) || lHandles != 1;
 }
 
 } // namespace KyPlatform

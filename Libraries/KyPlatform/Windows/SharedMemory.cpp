@@ -1,5 +1,6 @@
 #include "KyPlatform/SharedMemory.h"
 
+#include "KyPlatform/Windows/Obstacle.h"
 #include "KyPlatform/Windows/SystemCalls.h"
 
 namespace KyPlatform
@@ -35,9 +36,9 @@ bool SharedMemory::Create(const std::string& aName, uint64_t aSize, bool& aNew) 
     {
         return false;
     }
-    mObject =
-        gSystem.mCreateMapping(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, static_cast<DWORD>(aSize >> 32),
-                               static_cast<DWORD>(aSize & 0xFFFFFFFFU), aName.c_str());
+    mObject = Obstacle::Check(gSystem.mCreateMapping(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE,
+                                                     static_cast<DWORD>(aSize >> 32),
+                                                     static_cast<DWORD>(aSize & 0xFFFFFFFFU), aName.c_str()));
     const bool lExisted = mObject != nullptr && ::GetLastError() == ERROR_ALREADY_EXISTS;
     mBase =
         mObject != nullptr ? gSystem.mMapView(mObject, FILE_MAP_WRITE, 0, 0, lExisted ? 0 : aSize) : nullptr;

@@ -3,6 +3,39 @@
 namespace KyPlatform
 {
 
+namespace
+{
+
+/// Not declared by the system's headers for programs, but documented for them: PUBLIC_OBJECT_BASIC_INFORMATION.
+struct BasicInformation
+{
+    ULONG mAttributes;
+    ACCESS_MASK mGrantedAccess;
+    ULONG mHandleCount;
+    ULONG mPointerCount;
+    ULONG mReserved[10];
+};
+
+using QueryObject = LONG(WINAPI*)(HANDLE, int, void*, ULONG, ULONG*);
+
+bool CountHandles(HANDLE aObject, uint32_t* aCount)
+{
+    const HMODULE lSystem = ::GetModuleHandleA("ntdll.dll");
+    const FARPROC lFound = lSystem != nullptr ? ::GetProcAddress(lSystem, "NtQueryObject") : nullptr;
+    const auto lQuery = reinterpret_cast<QueryObject>(reinterpret_cast<void*>(lFound));
+    BasicInformation lInformation{};
+    constexpr int cBasicInformation = 0;
+    if (lQuery == nullptr ||
+        lQuery(aObject, cBasicInformation, &lInformation, sizeof lInformation, nullptr) < 0)
+    {
+        return false;
+    }
+    *aCount = lInformation.mHandleCount;
+    return true;
+}
+
+} // namespace
+
 SystemCalls GetRealSystem() noexcept
 {
     SystemCalls lReal{};
@@ -24,6 +57,7 @@ SystemCalls GetRealSystem() noexcept
     lReal.mCloseHandle = &::CloseHandle;
     lReal.mWait = &::WaitForSingleObject;
     lReal.mWaitForAll = &::WaitForMultipleObjects;
+    lReal.mCountHandles = &CountHandles;
     lReal.mGetSession = &::ProcessIdToSessionId;
     lReal.mMakeEvent = &::CreateEventA;
     lReal.mOpenPort = &::CreateFileA;

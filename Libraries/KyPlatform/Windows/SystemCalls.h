@@ -8,6 +8,8 @@
 #endif
 #include <windows.h>
 
+#include <cstdint>
+
 namespace KyPlatform
 {
 
@@ -35,6 +37,7 @@ struct SystemCalls
     BOOL(WINAPI* mCloseHandle)(HANDLE);
     DWORD(WINAPI* mWait)(HANDLE, DWORD);
     DWORD(WINAPI* mWaitForAll)(DWORD, const HANDLE*, BOOL, DWORD);
+    bool (*mCountHandles)(HANDLE, uint32_t*); ///< How often all processes have an object open.
     BOOL(WINAPI* mGetSession)(DWORD, DWORD*);
 
     // Host ports, stop events and threads.

@@ -36,7 +36,9 @@ bool ClientServer::IsAlive(const std::string& aPrefix, uint32_t aServerId)
 
 bool ClientServer::IsAlive() const
 {
-    for (const ClientServer& lServer : GetAll())
+    std::vector<ClientServer> lServers;
+    static_cast<void>(GetAll(lServers)); // a failure leaves none
+    for (const ClientServer& lServer : lServers)
     {
         if (lServer.mName == mName)
         {
@@ -46,20 +48,21 @@ bool ClientServer::IsAlive() const
     return false;
 }
 
-std::vector<ClientServer> ClientServer::GetAll()
+bool ClientServer::GetAll(std::vector<ClientServer>& aServers)
 {
+    aServers.clear();
     SharedRegistry lRegistry(true);
-    std::vector<ClientServer> lServers;
-    for (const SharedRegistryEntry& lEntry : lRegistry.GetEntries())
+    const std::vector<SharedRegistryEntry> lEntries = lRegistry.GetEntries();
+    for (const SharedRegistryEntry& lEntry : lEntries)
     {
         // The mark alone does not tell: it stays when a server dies while a client is attached.
         if (lEntry.mServerId != 0 && lEntry.mServerActive != 0 &&
             IsAlive(lRegistry.GetPrefix(lEntry), lEntry.mServerId))
         {
-            lServers.push_back({GetName(lEntry)});
+            aServers.push_back({GetName(lEntry)});
         }
     }
-    return lServers;
+    return !lEntries.empty();
 }
 
 ClientPort::ClientPort() : mRegistry(true) {}

@@ -28,8 +28,10 @@ struct ClientServer
 {
     std::string mName;
 
-    /// The servers of this machine that are there now, in the order of the registry.
-    static std::vector<ClientServer> GetAll();
+    /// \param aServers  Receives the servers of this machine that are there now, in the order of the registry;
+    ///                  none on failure.
+    /// \return False: the registry cannot be used.
+    static bool GetAll(std::vector<ClientServer>& aServers);
 
     /// Whether a server lives: it holds its semaphore.
     static bool IsAlive(const std::string& aPrefix, uint32_t aServerId);

@@ -34,12 +34,14 @@ void ClientTable::CloseUnused()
     }
 }
 
-uint32_t ClientTable::Renew()
+bool ClientTable::Renew(uint32_t& aCount)
 {
-    std::vector<ClientServer> lServers = ClientServer::GetAll();
+    std::vector<ClientServer> lServers;
+    const bool lDone = ClientServer::GetAll(lServers);
     const std::lock_guard<std::mutex> lLock(mMutex);
     mServers = std::move(lServers);
-    return static_cast<uint32_t>(mServers.size());
+    aCount = static_cast<uint32_t>(mServers.size());
+    return lDone;
 }
 
 std::string ClientTable::GetName(uint32_t aIndex)
@@ -55,7 +57,8 @@ std::string ClientTable::GetName(uint32_t aIndex)
         {
             return lServer.mName;
         }
-        static_cast<void>(Renew()); // the number does not matter: the next turn looks
+        uint32_t lIgnored = 0;
+        static_cast<void>(Renew(lIgnored)); // the number does not matter: the next turn looks
     }
     return {};
 }

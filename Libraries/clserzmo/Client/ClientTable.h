@@ -20,8 +20,10 @@ public:
     /// that are still open.
     static ClientTable& GetInstance();
 
-    /// Makes the list of servers anew. \return Their number.
-    uint32_t Renew();
+    /// Makes the list of servers anew.
+    /// \param aCount  Receives their number; 0 on failure.
+    /// \return False: the registry cannot be used.
+    bool Renew(uint32_t& aCount);
 
     /// \return The name of a server of the list, which is made anew if the index is too high or its server is
     ///         gone; empty if there is none.

@@ -133,8 +133,7 @@ CLINT32 CLSER_CALL clGetNumSerialPorts(CLUINT32* numSerialPorts)
     return Guard(
         [&]
         {
-            *numSerialPorts = ClientTable::GetInstance().Renew();
-            return CL_ERR_NO_ERR;
+            return ClientTable::GetInstance().Renew(*numSerialPorts) ? CL_ERR_NO_ERR : CL_ERR_OUT_OF_MEMORY;
         });
 }
 

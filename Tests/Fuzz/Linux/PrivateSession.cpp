@@ -294,6 +294,18 @@ long Futex(uint32_t* /*aWord*/, int aOperation, uint32_t /*aValue*/, const times
     return aOperation == FUTEX_WAKE ? 0 : Fail(ETIMEDOUT); // there is nobody who could wake this thread
 }
 
+int SetOwner(int /*aNumber*/, uid_t /*aUser*/, gid_t /*aGroup*/)
+{
+    return 0;
+}
+
+/// Every place is free to be taken, and nobody who has one is alive but this process.
+int LockByte(int /*aNumber*/, int /*aCommand*/, struct flock* aLock)
+{
+    aLock->l_type = F_UNLCK;
+    return 0;
+}
+
 } // namespace
 
 // In place of the C library's, which asks the system: a file remembers who opened it.
@@ -318,7 +330,9 @@ PrivateSession::PrivateSession(const std::string& aToken) : mToken(aToken), mOwn
     gSystem.mGetStatus = &GetStatus;
     gSystem.mGetStatusOf = &GetStatusOf;
     gSystem.mSetMode = &SetMode;
+    gSystem.mSetOwner = &SetOwner;
     gSystem.mLockFile = &LockFile;
+    gSystem.mLockByte = &LockByte;
     gSystem.mAllocate = &Allocate;
     gSystem.mMap = &Map;
     gSystem.mUnmap = &Unmap;
@@ -339,3 +353,5 @@ void PrivateSession::SetOwnNumber(uint32_t aNumber)
     gNumber = aNumber;
     gFolder = cFolder + std::to_string(aNumber);
 }
+
+void PrivateSession::Share(uint32_t /*aService*/) {}

@@ -58,10 +58,10 @@ FailingSystem::FailingSystem(int aCall)
     gFailing = aCall;
     gBefore = gSystem;
     using S = SystemCalls;
-    ReplaceAll<&S::mMakeFolder, &S::mOpen, &S::mGetStatus, &S::mGetStatusOf, &S::mSetMode, &S::mLockFile,
-               &S::mAllocate, &S::mMap, &S::mLink, &S::mRemove, &S::mOpenList, &S::mFutex, &S::mInitMutex,
-               &S::mTryLockMutex, &S::mLockMutex, &S::mMendMutex, &S::mMakeEvent, &S::mRead, &S::mWrite,
-               &S::mPoll, &S::mControl, &S::mWatch, &S::mReplace, &S::mStartThread, &S::mNameThread>();
+    ReplaceAll<&S::mMakeFolder, &S::mOpen, &S::mGetStatus, &S::mGetStatusOf, &S::mSetMode, &S::mSetOwner,
+               &S::mLockFile, &S::mLockByte, &S::mAllocate, &S::mMap, &S::mLink, &S::mRemove, &S::mOpenList,
+               &S::mFutex, &S::mMakeEvent, &S::mRead, &S::mWrite, &S::mPoll, &S::mControl, &S::mWatch,
+               &S::mReplace, &S::mStartThread, &S::mNameThread>();
 }
 
 FailingSystem::~FailingSystem()

@@ -62,16 +62,16 @@ TEST_F(NamedFileTest, FolderAndFilesAreTheUsersAlone)
     EXPECT_EQ(lStatus.st_size, 100);
 }
 
-TEST_F(NamedFileTest, OpenFolderOpensItsFiles)
+TEST_F(NamedFileTest, FolderThatItsUserOpensDoesNotOpenItsFiles)
 {
     SharedMemory lFirst;
     ASSERT_TRUE(lFirst.Create("Local\\A", 100, mNew));
-    ASSERT_EQ(::chmod(GetFolder(::geteuid()).c_str(), 0770), 0);
+    ASSERT_EQ(::chmod(GetFolder(::geteuid()).c_str(), 0777), 0);
     SharedMemory lSecond;
     ASSERT_TRUE(lSecond.Create("Local\\B", 100, mNew));
     struct stat lStatus = {};
     ASSERT_EQ(::stat(GetFile("B.memory").c_str(), &lStatus), 0);
-    EXPECT_EQ(lStatus.st_mode & 07777U, 0660U);
+    EXPECT_EQ(lStatus.st_mode & 07777U, 0600U);
 }
 
 TEST_F(NamedFileTest, OwnSessionsNumberIsTheLocalPrefix)
@@ -82,20 +82,21 @@ TEST_F(NamedFileTest, OwnSessionsNumberIsTheLocalPrefix)
     EXPECT_TRUE(lSecond.Open("Session\\" + std::to_string(::geteuid()) + "\\A"));
 }
 
-TEST_F(NamedFileTest, AnothersSessionIsReachedWhereTheFileSystemLets)
+TEST_F(NamedFileTest, AnothersSessionIsNotEvenLookedAt)
 {
-    gSystem.mGetUser = &GetStranger;
-    const std::string lName = "Session\\" + std::to_string(::geteuid()) + "\\A";
     SharedMemory lServer;
-    SharedMemory lClient;
-    EXPECT_FALSE(lServer.Create(lName, 100, mNew)); // nobody makes the folder of another
-    gSystem.mGetUser = &::geteuid;
     ASSERT_TRUE(lServer.Create("Local\\A", 100, mNew));
+    const std::string lName = "Session\\" + std::to_string(::geteuid()) + "\\A";
     gSystem.mGetUser = &GetStranger;
-    EXPECT_TRUE(lClient.Open(lName));
-    EXPECT_FALSE(lClient.Open("Local\\A"));
-    SharedMemory lStrange;
-    EXPECT_FALSE(lStrange.Create(lName + "New", 100, mNew)); // nobody makes a file there either
+    SharedMemory lClient;
+    const ScriptedCall<&S::mOpen> lOpen(
+        [](int aFolder, const char* aName, int aFlags, mode_t aMode)
+        {
+            EXPECT_STREQ(aName, gSystem.mSettings);
+            return GetRealSystem().mOpen(aFolder, aName, aFlags, aMode);
+        });
+    EXPECT_FALSE(lClient.Open(lName));
+    EXPECT_FALSE(lClient.Create(lName + "New", 100, mNew)); // nobody makes a file there either
     EXPECT_FALSE(std::filesystem::exists(GetFile("ANew.memory")));
 }
 

@@ -91,54 +91,74 @@ TEST_F(RefusedEventTest, EndlessWaitEndsByTheEventOnly)
 class RefusedMutexTest : public testing::Test
 {
 protected:
-    void SetUp() override { ASSERT_TRUE(mMutex.Create("Local\\" + UniqueName("KyMutex"))); }
+    void SetUp() override { ASSERT_TRUE(mMutex.Create(mName)); }
 
+    const std::string mName = "Local\\" + UniqueName("KyMutex");
     NamedMutex mMutex;
 };
 
-TEST_F(RefusedMutexTest, WaitsUntilAMomentThatTheSystemUnderstands)
-{
-    const ScriptedCall<&S::mTryLockMutex> lTry([](pthread_mutex_t*) { return EBUSY; });
-    timespec lUntil{};
-    const ScriptedCall<&S::mLockMutex> lLock(
-        [&](pthread_mutex_t*, const timespec* aUntil)
-        {
-            lUntil = *aUntil;
-            return ETIMEDOUT;
-        });
-    const auto lIn = [&](const timespec& aFrom)
-    { return (lUntil.tv_sec - aFrom.tv_sec) * 1000000000 + lUntil.tv_nsec - aFrom.tv_nsec; };
-    for (int lTurn = 0; lTurn < 5; ++lTurn)
-    {
-        timespec lNow{};
-        ::clock_gettime(CLOCK_MONOTONIC, &lNow);
-        EXPECT_EQ(mMutex.Wait(1999), WaitResult::TimedOut); // nearly always over the end of a second
-        EXPECT_LT(lUntil.tv_nsec, 1000000000);
-        EXPECT_GE(lIn(lNow), 1999000000);
-        EXPECT_LE(lIn(lNow), 60000000000);
-    }
-}
-
-TEST_F(RefusedMutexTest, LockThatCannotBeMendedIsNotHeld)
-{
-    std::thread([this] { EXPECT_EQ(mMutex.Wait(0), WaitResult::Done); }).join();
-    {
-        const ScriptedCall<&S::mMendMutex> lMend([](pthread_mutex_t*) { return EINVAL; });
-        EXPECT_EQ(mMutex.Wait(5000), WaitResult::Failed);
-        EXPECT_FALSE(mMutex.Release());
-    }
-    EXPECT_EQ(mMutex.Wait(5000), WaitResult::Failed); // nobody can have it any more
-}
-
-TEST_F(RefusedMutexTest, ReleaseThatIsRefusedCanBeRepeated)
+TEST_F(RefusedMutexTest, WaitFailsWhenTheSystemDoesNotLetItSleep)
 {
     ASSERT_EQ(mMutex.Wait(0), WaitResult::Done);
-    {
-        const ScriptedCall<&S::mUnlockMutex> lUnlock([](pthread_mutex_t*) { return EPERM; });
-        EXPECT_FALSE(mMutex.Release());
-    }
+    std::thread(
+        [this]
+        {
+            const ScriptedCall<&S::mFutex> lFutex(EFAULT);
+            EXPECT_EQ(mMutex.Wait(5000), WaitResult::Failed);
+            EXPECT_FALSE(mMutex.Release());
+        })
+        .join();
     EXPECT_TRUE(mMutex.Release());
-    EXPECT_FALSE(mMutex.Release());
+}
+
+TEST_F(RefusedMutexTest, WaitGoesOnBehindSignalsForItsTime)
+{
+    ASSERT_EQ(mMutex.Wait(0), WaitResult::Done);
+    int lSleeps = 0;
+    const ScriptedCall<&S::mFutex> lFutex(
+        [&](uint32_t*, int, uint32_t, const timespec* aTime)
+        {
+            std::this_thread::sleep_for(std::chrono::nanoseconds(aTime != nullptr ? aTime->tv_nsec / 2 : 0));
+            errno = ++lSleeps % 2 == 0 ? EAGAIN : EINTR;
+            return -1L;
+        });
+    const auto lStart = std::chrono::steady_clock::now();
+    std::thread([this] { EXPECT_EQ(mMutex.Wait(30), WaitResult::TimedOut); }).join();
+    EXPECT_GE(std::chrono::steady_clock::now() - lStart, std::chrono::milliseconds(30));
+    EXPECT_GT(lSleeps, 3);
+    EXPECT_TRUE(mMutex.Release());
+}
+
+TEST_F(RefusedMutexTest, LockIsNotTakenFromAnOwnerWhenTheSystemDoesNotSayThatItIsDead)
+{
+    NamedMutex lOther;
+    ASSERT_TRUE(lOther.Open(mName));
+    ASSERT_EQ(mMutex.Wait(0), WaitResult::Done);
+    const ScriptedCall<&S::mLockByte> lLock(EIO);
+    std::thread([&] { EXPECT_EQ(lOther.Wait(1), WaitResult::TimedOut); }).join();
+    EXPECT_TRUE(mMutex.Release());
+}
+
+TEST_F(RefusedMutexTest, ObjectWithoutAPlaceIsNotOpened)
+{
+    NamedMutex lOther;
+    {
+        const ScriptedCall<&S::mLockByte> lLock(ENOLCK);
+        EXPECT_FALSE(lOther.Open(mName));
+    }
+    int lLocks = 0;
+    {
+        const ScriptedCall<&S::mLockByte> lLock(
+            [&](int aFile, int aCommand, struct flock* aLock)
+            {
+                errno = EAGAIN; // as when another holder has the place
+                return ++lLocks < 3 ? -1 : GetRealSystem().mLockByte(aFile, aCommand, aLock);
+            });
+        EXPECT_TRUE(lOther.Open(mName));
+    }
+    EXPECT_EQ(lLocks, 3);
+    const ScriptedCall<&S::mLockByte> lLock(EAGAIN);
+    EXPECT_FALSE(lOther.Open(mName)); // all places are taken
 }
 
 TEST(RefusedStopTest, SetIsDoneWhenTheCounterIsFull)
@@ -170,6 +190,7 @@ TEST(RefusedStopTest, WaitGoesOnBehindSignalsAndFailsWithTheSystem)
 
 TEST(RefusedSessionTest, FolderThatCannotBeLookedAtIsAnObstacle)
 {
+    Session::ForgetObstacle();
     const ScriptedCall<&S::mOpen> lOpen([](int, const char*, int aFlags, mode_t)
                                         { return ::open("/", aFlags); });
     EXPECT_EQ(Session::GetObstacle().find("cannot be opened"), std::string::npos);
@@ -183,6 +204,7 @@ TEST(RefusedSessionTest, FolderThatCannotBeLookedAtIsAnObstacle)
 
 TEST(RefusedSessionTest, FolderThatCannotBeOpenedIsAnObstacleAndOneThatIsNotThereIsNone)
 {
+    Session::ForgetObstacle();
     {
         const ScriptedCall<&S::mOpen> lOpen(ENOENT);
         EXPECT_EQ(Session::GetObstacle(), "");

@@ -41,6 +41,7 @@ protected:
         std::filesystem::create_directory(mRoot);
         ASSERT_EQ(::chmod(mRoot.c_str(), 01777), 0);
         gSystem.mFolder = mPrefix.c_str();
+        Session::ForgetObstacle();
     }
     ~StrangerTest() override
     {

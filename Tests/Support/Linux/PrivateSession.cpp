@@ -7,6 +7,7 @@
 #include <array>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <string_view>
 #include <unistd.h>
 
@@ -22,7 +23,8 @@ uid_t GetNumber()
     return gNumber;
 }
 
-/// A session's folder belongs to the user that its name ends in, and so does what is in it.
+/// A session's folder belongs to the user that its name ends in, and so does what is in it; the settings
+/// belong to the superuser.
 int GetStatus(int aFile, struct stat* aStatus)
 {
     constexpr std::string_view cSession = "/Session-";
@@ -33,6 +35,7 @@ int GetStatus(int aFile, struct stat* aStatus)
         ::readlink(("/proc/self/fd/" + std::to_string(aFile)).c_str(), lPath.data(), lPath.size() - 1);
     const std::string lName(lPath.data(), lLength > 0 ? static_cast<size_t>(lLength) : 0);
     const size_t lSession = lName.rfind(cSession);
+    aStatus->st_uid = lName == gSystem.mSettings ? 0 : aStatus->st_uid;
     if (lResult == 0 && lSession != std::string::npos)
     {
         aStatus->st_uid =
@@ -47,10 +50,12 @@ PrivateSession::PrivateSession(const std::string& aToken)
     : mToken(aToken.empty() ? UniqueName("KyTest") : aToken)
     , mOwner(aToken.empty())
     , mFolder("/dev/shm/" + mToken + "/Session-")
+    , mSettings("/dev/shm/" + mToken + "/Settings")
 {
     std::filesystem::create_directory("/dev/shm/" + mToken);
     gNumber = cFirstNumber;
     gSystem.mFolder = mFolder.c_str();
+    gSystem.mSettings = mSettings.c_str();
     gSystem.mGetUser = &GetNumber;
     gSystem.mGetStatus = &GetStatus;
 }
@@ -64,6 +69,12 @@ PrivateSession::~PrivateSession()
     {
         std::filesystem::remove_all("/dev/shm/" + mToken);
     }
+}
+
+void PrivateSession::Share(uint32_t aService)
+{
+    std::ofstream(mSettings) << ::getegid() << ' ' << aService << '\n';
+    std::filesystem::permissions(mSettings, std::filesystem::perms(0644));
 }
 
 void PrivateSession::SetOwnNumber(uint32_t aNumber)

@@ -94,3 +94,5 @@ void PrivateSession::SetOwnNumber(uint32_t aNumber)
 {
     gNumber = aNumber;
 }
+
+void PrivateSession::Share(uint32_t /*aService*/) {}

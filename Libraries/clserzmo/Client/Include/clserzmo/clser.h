@@ -99,6 +99,8 @@ extern "C"
      * Counts the ports, and numbers them anew: clGetSerialPortIdentifier() and clSerialInit() mean these
      * numbers until the next call. They number anew by themselves when a number is too high or its server has
      * gone. \param numSerialPorts  Receives the number; 0 on failure. \return CL_ERR_INVALID_PTR: null.
+     * CL_ERR_OUT_OF_MEMORY: the list of servers cannot be opened, for want of memory, descriptors or room for
+     * shared memory, or because another user's folder is in its place.
      */
     CLSER_API CLINT32 CLSER_CALL clGetNumSerialPorts(CLUINT32* numSerialPorts);
 

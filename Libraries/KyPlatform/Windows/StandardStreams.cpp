@@ -1,0 +1,12 @@
+#include "KyPlatform/StandardStreams.h"
+
+namespace KyPlatform
+{
+
+bool StandardStreams::Complete() noexcept
+{
+    // The runtime marks 0 to 2 as used when the program starts, whether there is a handle for them or not.
+    return true;
+}
+
+} // namespace KyPlatform

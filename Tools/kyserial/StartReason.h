@@ -1,0 +1,34 @@
+#pragma once
+
+#include "JxUtilsLib/Logger.h"
+
+#include <mutex>
+#include <string>
+
+namespace KySerialTool
+{
+
+/// Hears, while it lives, what the library logs about shared memory that it cannot use. The result of a start
+/// that fails for that names only the likely reason, another server. One at a time.
+///
+/// Does nothing where the user has asked for the library's errors, whose lines say it already.
+class StartReason final : public JxUtilsLib::LogSink
+{
+public:
+    StartReason();
+    ~StartReason();
+    StartReason(const StartReason&) = delete;
+    StartReason& operator=(const StartReason&) = delete;
+
+    void Write(const JxUtilsLib::LogRecord& aRecord) override;
+
+    /// " (The registry of servers ...)" to be put behind the result; empty when nothing was heard.
+    std::string Text();
+
+private:
+    const JxUtilsLib::PriorityLevel mWanted;
+    std::mutex mLock;
+    std::string mText;
+};
+
+} // namespace KySerialTool
