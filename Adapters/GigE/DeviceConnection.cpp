@@ -4,9 +4,11 @@
 #include "Adapters/GigE/GenApi/ArvNodeMap.h"
 #include "Adapters/GigE/GenApi/EventAddress.h"
 #include "Adapters/GigE/GenApi/Unzip.h"
+#include "Adapters/GigE/NoFeatures.h"
 
 #include <JxUtilsLib/Event.h>
 #include <JxUtilsLib/LockScope.h>
+#include <JxUtilsLib/Logger.h>
 
 #include <utility>
 
@@ -22,6 +24,16 @@ bool IsOutside(uint64_t aAddress, uint64_t aSize)
 {
     constexpr uint64_t cSpace = uint64_t{1} << 32U;
     return aAddress >= cSpace || aSize > cSpace - aAddress;
+}
+
+void Warn(int aLine, const std::string& aText)
+{
+    const JxUtilsLib::Logger lLogger("KyGigE");
+    if (lLogger.IsPriorityEnabled(JxUtilsLib::PriorityWarning))
+    {
+        lLogger.Log(JxUtilsLib::PriorityWarning, "Adapters/GigE/DeviceConnection", aLine,
+                    "KyGigE::DeviceConnection::LoadFeatures", "%s", aText.c_str());
+    }
 }
 
 KyResult OutsideResult()
@@ -53,28 +65,46 @@ std::shared_ptr<const DeviceFeatures> DeviceConnection::GetFeatures()
     return mFeatures;
 }
 
+// A device that is lost meanwhile is not connected. One whose description is of no use is: ports behind
+// registers need none.
 KyResult DeviceConnection::LoadFeatures()
 {
     std::string lFile;
     auto lFeatures = std::make_shared<DeviceFeatures>();
     KyResult lResult = ReadDescription(mClient.GetControl(), lFile);
-    if (lResult.IsOK())
+    if (lResult.GetCode() == KyResult::NO_CONNECTION)
     {
-        lResult = DeviceDescription::Parse(Unzipped(lFile), lFeatures->mDescription);
+        return lResult;
     }
     if (lResult.IsOK())
     {
-        lResult = ArvNodeMap::Create(*lFeatures->mDescription, *this, lFeatures->mMap);
+        lResult = Evaluate(lFile, *lFeatures);
+    }
+    if (!lResult.IsOK())
+    {
+        Warn(__LINE__, std::string("The description of the device cannot be used, so it has no features: ") +
+                           lResult.GetDescription().GetAscii());
+        *lFeatures = DeviceFeatures{nullptr, std::make_unique<NoFeatures>(), {}};
+    }
+    const LockScope lScope(mFeaturesLock);
+    mFeatures = std::move(lFeatures);
+    return {};
+}
+
+KyResult DeviceConnection::Evaluate(const std::string& aFile, DeviceFeatures& aFeatures)
+{
+    KyResult lResult = DeviceDescription::Parse(Unzipped(aFile), aFeatures.mDescription);
+    if (lResult.IsOK())
+    {
+        lResult = ArvNodeMap::Create(*aFeatures.mDescription, *this, aFeatures.mMap);
     }
     if (lResult.IsOK())
     {
-        const FeatureGraph& lGraph = lFeatures->mDescription->GetGraph();
+        const FeatureGraph& lGraph = aFeatures.mDescription->GetGraph();
         for (const auto& [lPort, lEvent] : lGraph.GetEventPorts())
         {
-            lFeatures->mFed[lEvent] = lGraph.FedBy(lEvent);
+            aFeatures.mFed[lEvent] = lGraph.FedBy(lEvent);
         }
-        const LockScope lScope(mFeaturesLock);
-        mFeatures = std::move(lFeatures);
     }
     return lResult;
 }
@@ -127,7 +157,7 @@ void DeviceConnection::Report(std::vector<std::string> aNames)
 void DeviceConnection::ReportWritten(const std::string& aName)
 {
     const std::shared_ptr<const DeviceFeatures> lFeatures = mSinks.HasInterests() ? GetFeatures() : nullptr;
-    if (lFeatures == nullptr)
+    if (lFeatures == nullptr || lFeatures->mDescription == nullptr)
     {
         return;
     }
@@ -179,7 +209,7 @@ bool DeviceConnection::HasChanged(const DeviceFeatures& aFeatures, const std::st
 void DeviceConnection::PollFeatures(uint32_t aMilliseconds)
 {
     const std::shared_ptr<const DeviceFeatures> lFeatures = mSinks.HasInterests() ? GetFeatures() : nullptr;
-    if (lFeatures == nullptr)
+    if (lFeatures == nullptr || lFeatures->mDescription == nullptr)
     {
         return;
     }

@@ -18,8 +18,8 @@ namespace KyGigE
 /// What a connected device can be asked by name.
 struct DeviceFeatures
 {
-    std::unique_ptr<DeviceDescription> mDescription;
-    std::unique_ptr<INodeMap> mMap;
+    std::unique_ptr<DeviceDescription> mDescription;   ///< Null: it cannot be used.
+    std::unique_ptr<INodeMap> mMap;                    ///< Never null; without features then.
     std::map<uint16_t, std::vector<std::string>> mFed; ///< By event: the features that it feeds.
 };
 
@@ -66,6 +66,7 @@ private:
     };
 
     KyResult LoadFeatures();
+    KyResult Evaluate(const std::string& aFile, DeviceFeatures& aFeatures);
     void HandleEvent(const KyGvcp::EventView& aEvent);
     void Report(std::vector<std::string> aNames);
     void NotifyInvalidated(const std::string& aName);

@@ -87,6 +87,11 @@ KyResult GigEDeviceAdapter::Reconnect()
     return mThis->GetClient().Reconnect();
 }
 
+uint64_t GigEDeviceAdapter::GetGeneration() const
+{
+    return mThis->GetClient().GetGeneration();
+}
+
 const DeviceInformation& GigEDeviceAdapter::GetInformation() const
 {
     return mThis->GetClient().GetInformation();
@@ -95,7 +100,8 @@ const DeviceInformation& GigEDeviceAdapter::GetInformation() const
 ConnectionFigures GigEDeviceAdapter::GetFigures() const
 {
     GvcpClient& lClient = mThis->GetClient();
-    return {lClient.GetLosses(), lClient.GetControl().GetRepeats(), lClient.GetMessages().GetRepeats()};
+    return {lClient.GetLosses(), lClient.GetControl().GetRepeats(), lClient.GetMessages().GetRepeats(),
+            lClient.GetMessages().GetForeign()};
 }
 
 std::vector<FeatureEntry> GigEDeviceAdapter::ListFeatures()
@@ -103,6 +109,10 @@ std::vector<FeatureEntry> GigEDeviceAdapter::ListFeatures()
     const std::shared_ptr<const DeviceFeatures> lFeatures = mThis->GetFeatures();
     INodeMap& lMap = *lFeatures->mMap;
     std::vector<FeatureEntry> lEntries;
+    if (lFeatures->mDescription == nullptr)
+    {
+        return lEntries;
+    }
     for (const ListedFeature& lListed : lFeatures->mDescription->GetGraph().GetFeatures())
     {
         FeatureEntry lEntry;

@@ -23,6 +23,7 @@ bool IsSame(Bytes aFirst, Bytes aSecond)
 
 void CheckCommand(Bytes aPacket)
 {
+    KY_REQUIRE(IsInside(WithoutPadding(aPacket), aPacket));
     const std::optional<CommandView> lCommand = ParseCommand(aPacket);
     if (!lCommand.has_value())
     {
@@ -48,7 +49,7 @@ void CheckCommand(Bytes aPacket)
         KY_REQUIRE(lEvent.mItem.size() >= lEvent.mData.size() + cEventItemSize);
         lBytes += lEvent.mItem.size();
     }
-    KY_REQUIRE(lBytes == 0 || lBytes == lCommand->mPayload.size());
+    KY_REQUIRE(lBytes == 0 || lCommand->mPayload.size() - lBytes < cExtendedEventItemSize); // padding
 }
 
 void CheckAcknowledge(Bytes aPacket)

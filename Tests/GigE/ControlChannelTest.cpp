@@ -134,8 +134,7 @@ TEST_F(ControlChannelTest, ADeviceThatAsksForTimeGetsIt)
 
 TEST_F(ControlChannelTest, RefusalsKeepTheDevicesNumber)
 {
-    for (const uint16_t lStatus :
-         std::initializer_list<uint16_t>{0x8003, 0x8004, 0x8006, 0x8007, 0x8F01, 0x8ABC})
+    for (const uint16_t lStatus : std::initializer_list<uint16_t>{0x8003, 0x8004, 0x8006, 0x8F01, 0x8ABC})
     {
         mDevice.SetScript([=](const ScriptedDevice::Command&) { return Answer{Answer::Refuse, lStatus}; });
         const KyResult lResult = mChannel.WriteRegister(0xB84C, 1);
@@ -144,6 +143,85 @@ TEST_F(ControlChannelTest, RefusalsKeepTheDevicesNumber)
     }
     EXPECT_EQ(mDevice.GetWord(0xB84C), 0U);
     EXPECT_FALSE(mChannel.IsShut());
+}
+
+TEST_F(ControlChannelTest, ARefusalWithoutANamePrintsItsNumber)
+{
+    mDevice.SetScript([](const ScriptedDevice::Command&) { return Answer{Answer::Refuse, 0x8ABC}; });
+    EXPECT_THAT(mChannel.WriteRegister(0xB84C, 1), IsResult(0x8ABC, "The device refused: status 0x8ABC."));
+}
+
+TEST_F(ControlChannelTest, ABusyDeviceIsAskedAgainAtThePaceOfTheTimeout)
+{
+    int lBusy = 2;
+    mDevice.SetScript(
+        [&](const ScriptedDevice::Command&) {
+            return lBusy-- > 0 ? Answer{Answer::Refuse, KyGvcp::cBusy} : Answer();
+        });
+    const auto lBegin = std::chrono::steady_clock::now();
+    EXPECT_THAT(mChannel.WriteRegister(0xB84C, 7), IsOK());
+    EXPECT_GE(std::chrono::steady_clock::now() - lBegin, std::chrono::milliseconds(200));
+    EXPECT_EQ(mDevice.GetWord(0xB84C), 7U);
+    const auto lCommands = mDevice.TakeCommands();
+    ASSERT_GE(lCommands.size(), 3U);
+    EXPECT_NE(lCommands[0].mRequest, lCommands[1].mRequest); // its memory would answer "busy" for ever
+}
+
+TEST_F(ControlChannelTest, ADeviceThatStaysBusyIsARefusalAndNoLoss)
+{
+    mDevice.SetScript([](const ScriptedDevice::Command&) { return Answer{Answer::Refuse, KyGvcp::cBusy}; });
+    ControlChannel lChannel({20, 3, 5000});
+    ASSERT_THAT(lChannel.Open({mDevice.GetAddress(), mDevice.GetPort()}, 0), IsOK());
+    lChannel.SetShut(false);
+    EXPECT_THAT(lChannel.WriteRegister(0xB84C, 1), IsResult(KyGvcp::cBusy, "The device refused: busy."));
+    EXPECT_FALSE(lChannel.IsShut());
+    EXPECT_GE(mDevice.TakeCommands().size(), 3U);
+}
+
+TEST_F(ControlChannelTest, ADeviceThatIsSlowInSilenceIsWaitedForAsLongAsItSays)
+{
+    mDevice.SetScript([](const ScriptedDevice::Command&) { return Answer{Answer::Slow, 0, 700}; });
+    ControlChannel lChannel({20, 2, 20000});
+    ASSERT_THAT(lChannel.Open({mDevice.GetAddress(), mDevice.GetPort()}, 0), IsOK());
+    lChannel.SetShut(false);
+    lChannel.SetPatience(20000);
+    EXPECT_THAT(lChannel.WriteMemory(0x80000000, Counting(1).data(), 1), IsOK());
+    EXPECT_EQ(lChannel.GetRepeats(), 1U);
+    EXPECT_THAT(mDevice.TakeWindowWrites(), SizeIs(1));
+}
+
+TEST_F(ControlChannelTest, NoDeviceGetsMoreTimeInSilenceThanTheMost)
+{
+    mDevice.SetFrozen(true);
+    ControlChannel lChannel({20, 2, 100});
+    ASSERT_THAT(lChannel.Open({mDevice.GetAddress(), mDevice.GetPort()}, 0), IsOK());
+    lChannel.SetShut(false);
+    lChannel.SetPatience(UINT32_MAX);
+    uint32_t lValue = 0;
+    EXPECT_EQ(lChannel.ReadRegister(0, lValue).GetCode(), KyResult::NO_CONNECTION);
+}
+
+TEST_F(ControlChannelTest, ACommandThatWaitsCanBeCancelled)
+{
+    mDevice.SetScript([](const ScriptedDevice::Command&) { return Answer{Answer::Promise, 0, 60000}; });
+    const auto lCancel = std::make_shared<std::atomic<bool>>(false);
+    ControlChannel lChannel({200, 4, 60000}, lCancel);
+    ASSERT_THAT(lChannel.Open({mDevice.GetAddress(), mDevice.GetPort()}, 0), IsOK());
+    lChannel.SetShut(false);
+    std::thread lCanceller(
+        [&]
+        {
+            EXPECT_TRUE(mDevice.WaitForCommand(KyGvcp::cReadRegister));
+            *lCancel = true;
+        });
+    uint32_t lValue = 0;
+    const auto lBegin = std::chrono::steady_clock::now();
+    EXPECT_EQ(lChannel.ReadRegister(0, lValue).GetCode(), KyResult::NO_CONNECTION);
+    EXPECT_LT(std::chrono::steady_clock::now() - lBegin, std::chrono::seconds(30));
+    lCanceller.join();
+    mDevice.TakeCommands();
+    EXPECT_EQ(lChannel.ReadRegister(0, lValue).GetCode(), KyResult::NO_CONNECTION);
+    EXPECT_THAT(mDevice.TakeCommands(), SizeIs(0));
 }
 
 TEST_F(ControlChannelTest, ForeignAndDamagedPacketsAnswerNothing)

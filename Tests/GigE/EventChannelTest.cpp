@@ -140,6 +140,96 @@ TEST_F(EventChannelTest, OtherHostsAreNotListenedTo)
     EXPECT_EQ(lHeard[0].mID, 0x9100);
 }
 
+TEST_F(EventChannelTest, OtherPortsOfTheDevicesHostAreNotListenedTo)
+{
+    KyGvcp::Packet lPacket = KyGvcp::Packet::Command(KyGvcp::cEventData, KyGvcp::cAcknowledgeWanted, 9);
+    KyGvcp::AddEvent(lPacket, 0x9000, 1, 1, {});
+    const KyGvcp::Bytes lBytes = lPacket.GetBytes();
+    // The port of the first event, until a register says which it is.
+    EXPECT_TRUE(mDevice.WaitForAcknowledge(mDevice.SendEvent(0x9100, {})));
+    mDevice.SendPacket({lBytes.begin(), lBytes.end()}, cLoopback);
+    EXPECT_TRUE(mDevice.WaitForAcknowledge(mDevice.SendEvent(0x9101, {})));
+    EXPECT_EQ(TakeHeard().size(), 2U);
+    mChannel.Listen(static_cast<uint16_t>(mDevice.GetWord(KyGvcp::cMessageSourcePortRegister)));
+    mDevice.SendPacket({lBytes.begin(), lBytes.end()}, cLoopback);
+    EXPECT_TRUE(mDevice.WaitForAcknowledge(mDevice.SendEvent(0x9102, {})));
+    EXPECT_EQ(TakeHeard().size(), 1U);
+    EXPECT_EQ(mChannel.GetForeign(), 2U);
+}
+
+TEST_F(EventChannelTest, HearsNobodyWhileItIsDeaf)
+{
+    mChannel.Deafen();
+    const uint16_t lEvent = mDevice.SendEvent(0x9000, {1});
+    EXPECT_THAT(TakeHeard(), IsEmpty());
+    mChannel.Listen(0);
+    mDevice.SendEvent(0x9000, {1}, lEvent, 1); // the device repeats what nobody acknowledges
+    EXPECT_TRUE(mDevice.WaitForAcknowledge(lEvent));
+    EXPECT_EQ(TakeHeard().size(), 1U);
+}
+
+TEST_F(EventChannelTest, ANumberFarFromTheLastOneCountsWhenTheDeviceInsists)
+{
+    for (uint16_t lNumber = 1; lNumber <= 40; ++lNumber)
+    {
+        ASSERT_TRUE(mDevice.WaitForAcknowledge(mDevice.SendEvent(0x9000, {1}, lNumber)));
+    }
+    TakeHeard();
+    mDevice.SendEvent(0x9000, {2}, 30000, 1000);
+    EXPECT_TRUE(mDevice.WaitForAcknowledge(mDevice.SendEvent(0x9000, {3}, 41)));
+    auto lHeard = TakeHeard();
+    ASSERT_EQ(lHeard.size(), 1U);
+    EXPECT_THAT(lHeard[0].mData, ElementsAre(3));
+    EXPECT_EQ(mChannel.GetForeign(), 1U);
+    mDevice.SendEvent(0x9000, {4}, 20000, 1001);
+    mDevice.SendEvent(0x9000, {4}, 20000, 1001);
+    EXPECT_TRUE(mDevice.WaitForAcknowledge(20000));
+    EXPECT_EQ(TakeHeard().size(), 1U);
+}
+
+TEST_F(EventChannelTest, EventsWithPaddingAreHeard)
+{
+    KyGvcp::Packet lPacket = KyGvcp::Packet::Command(KyGvcp::cEventData, KyGvcp::cAcknowledgeWanted, 7);
+    KyGvcp::AddEvent(lPacket, 0x9000, 1, 1, Bytes{1, 2, 3});
+    lPacket.Add(Bytes{0}); // to a multiple of 4, within the header's length
+    const KyGvcp::Bytes lBytes = lPacket.GetBytes();
+    Bytes lPadded(lBytes.begin(), lBytes.end());
+    mDevice.SendPacket(lPadded, 0);
+    EXPECT_TRUE(mDevice.WaitForAcknowledge(7));
+    lPadded[7] = 8;
+    lPadded.resize(lPadded.size() + 18); // to the network's shortest frame, after the header's length
+    mDevice.SendPacket(lPadded, 0);
+    EXPECT_TRUE(mDevice.WaitForAcknowledge(8));
+    const auto lHeard = TakeHeard();
+    ASSERT_EQ(lHeard.size(), 2U);
+    EXPECT_THAT(lHeard[0].mData, ElementsAre(1, 2, 3));
+    EXPECT_THAT(lHeard[1].mData, ElementsAre(1, 2, 3));
+}
+
+TEST_F(EventChannelTest, EventsThatMakeNoSenseAreAcknowledgedAndLeftOut)
+{
+    KyGvcp::Packet lPacket = KyGvcp::Packet::Command(KyGvcp::cEventData, KyGvcp::cAcknowledgeWanted, 7);
+    lPacket.Add16(400).Add16(0x9000).Add64(0).Add32(0); // an item longer than the packet
+    const KyGvcp::Bytes lBytes = lPacket.GetBytes();
+    mDevice.SendPacket({lBytes.begin(), lBytes.end()}, 0);
+    EXPECT_TRUE(mDevice.WaitForAcknowledge(7));
+    mDevice.SendPacket({0x42, 0x01, 0x00, 0xC2, 0x00, 0x40, 0x00, 0x09}, 0); // announces more than it has
+    EXPECT_TRUE(mDevice.WaitForAcknowledge(9));
+    EXPECT_THAT(TakeHeard(), IsEmpty());
+}
+
+TEST_F(EventChannelTest, GoesOnAtAnotherAddress)
+{
+    const uint16_t lBefore = mChannel.GetLocal().mPort;
+    EXPECT_THAT(mChannel.Move(cLoopback + 4, 0), IsOK());
+    EXPECT_EQ(mChannel.GetLocal().mAddress, cLoopback + 4);
+    mDevice.PutWord(KyGvcp::cMessageAddressRegister, cLoopback + 4);
+    mDevice.PutWord(KyGvcp::cMessagePortRegister, mChannel.GetLocal().mPort);
+    EXPECT_TRUE(mDevice.WaitForAcknowledge(mDevice.SendEvent(0x9000, {1})));
+    EXPECT_EQ(TakeHeard().size(), 1U);
+    EXPECT_NE(lBefore, 0);
+}
+
 TEST_F(EventChannelTest, WhatIsNoEventIsNothing)
 {
     mDevice.SendPacket({}, 0);

@@ -1,7 +1,9 @@
 #include "GigE/FakeSpace.h"
 #include "GigE/ScriptedDevice.h"
 #include "RecordingSink.h"
+#include "Support/RecordingLogSink.h"
 #include "Support/ResultMatcher.h"
+#include "Support/WaitFor.h"
 
 #include "Adapters/GigE/Client/GvcpClient.h"
 
@@ -319,13 +321,46 @@ TEST_F(GigEDeviceAdapterTest, ListsFeaturesWithWhatCanBeDone)
     EXPECT_EQ(lFeatures[1].mKind, "Integer");
 }
 
-TEST(GigEConnectTest, ADeviceWithoutAUsableDescriptionIsRefused)
+TEST(GigEConnectTest, ADeviceWithoutAUsableDescriptionHasNoFeaturesAndItsRegistersWork)
 {
-    const ScriptedDevice lDevice("<html/>");
+    KyTest::RecordingLogSink lLog;
+    ScriptedDevice lDevice("<html/>");
     std::unique_ptr<GigEDeviceAdapter> lAdapter;
-    EXPECT_THAT(GigEDeviceAdapter::Connect({"127.0.0.1", lDevice.GetPort(), ""}, lAdapter),
-                IsResult(KyResult::FAILURE, "The device's XML describes no registers."));
-    EXPECT_EQ(lAdapter, nullptr);
+    ASSERT_THAT(GigEDeviceAdapter::Connect({"127.0.0.1", lDevice.GetPort(), ""}, lAdapter), IsOK());
+    const auto lLines = lLog.Take();
+    ASSERT_EQ(lLines.size(), 1U);
+    EXPECT_EQ(lLines[0].mMessage,
+              "The description of the device cannot be used, so it has no features: The device's "
+              "XML describes no registers.");
+    EXPECT_TRUE(lAdapter->IsKorvoVideoInterface());
+    EXPECT_TRUE(lAdapter->ListFeatures().empty());
+    EXPECT_FALSE(lAdapter->IsFeatureAvailable("BulkMode"));
+    KyString lText;
+    EXPECT_EQ(lAdapter->GetFeatureAsString("BulkMode", lText).GetCode(), KyGvcp::cNotImplemented);
+    EXPECT_EQ(lAdapter->RegisterFeatureInterest("BulkMode").GetCode(), KyGvcp::cNotImplemented);
+    EXPECT_THAT(lAdapter->PostWrite(1000), IsOK());
+    RecordingSink lSink;
+    EXPECT_THAT(lAdapter->RegisterEventSink(&lSink), IsOK());
+    EXPECT_THAT(lAdapter->WriteRegister(0xB84C, 0x41), IsOK());
+    EXPECT_EQ(lDevice.GetWord(0xB84C), 0x41U);
+    EXPECT_TRUE(lDevice.WaitForAcknowledge(lDevice.SendEvent(0x9000, {1, 2, 3, 4})));
+    lAdapter->WaitForEvents();
+    EXPECT_EQ(lSink.TakeEvents().size(), 1U);
+    EXPECT_THAT(lAdapter->UnregisterEventSink(&lSink), IsOK());
+}
+
+TEST(GigEConnectTest, EachConnectionHasANumberOfItsOwn)
+{
+    ScriptedDevice lDevice(Xml());
+    std::unique_ptr<GigEDeviceAdapter> lAdapter;
+    ASSERT_THAT(GigEDeviceAdapter::Connect({"127.0.0.1", lDevice.GetPort(), ""}, lAdapter), IsOK());
+    EXPECT_EQ(lAdapter->GetGeneration(), 1U);
+    for (uint64_t lNext = 2; lNext < 12; ++lNext)
+    {
+        lDevice.SwitchOff();
+        lDevice.SwitchOn(); // between two signs of life
+        EXPECT_TRUE(KyTest::WaitFor([&] { return lAdapter->GetGeneration() == lNext; }));
+    }
 }
 
 TEST(GigEConnectTest, TwoDevicesAtOnce)

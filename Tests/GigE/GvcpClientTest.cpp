@@ -136,12 +136,217 @@ TEST_F(GvcpClientTest, RefusesInterfacesThatAreNotThere)
     EXPECT_EQ(mDevice.GetWord(KyGvcp::cMessageAddressRegister), 0x7F000003U);
 }
 
-TEST_F(GvcpClientTest, AFailedPreparationFailsTheConnection)
+TEST_F(GvcpClientTest, AFailedPreparationFailsTheConnectionAndGivesTheDeviceBack)
 {
     mPreparation = KyResult(KyResult::FAILURE, "no features");
     GvcpClient lClient(Address(), Quick());
     EXPECT_THAT(TryOpen(lClient), IsResult(KyResult::FAILURE, "no features"));
     EXPECT_FALSE(lClient.IsConnected());
+    EXPECT_EQ(mDevice.GetWord(KyGvcp::cControlPrivilegeRegister), 0U);
+    EXPECT_EQ(mDevice.GetWord(KyGvcp::cMessagePortRegister), 0U);
+    mPreparation = KyResult();
+    GvcpClient lSecond(Address(), Quick());
+    EXPECT_THAT(TryOpen(lSecond), IsOK()); // at once, although the first one is still there
+}
+
+/// A device that promises to answer, from the moment when somebody has got its control.
+std::function<Answer(const ScriptedDevice::Command&)> PromisesAfterControl()
+{
+    return [lControlled = false](const ScriptedDevice::Command& aCommand) mutable
+    {
+        const bool lControl =
+            aCommand.mCode == KyGvcp::cWriteRegister && aCommand.Word(0) == KyGvcp::cControlPrivilegeRegister;
+        const Answer lAnswer = lControlled && !lControl ? Answer{Answer::Promise, 0, 2000} : Answer();
+        lControlled = lControlled || lControl;
+        return lAnswer;
+    };
+}
+
+TEST_F(GvcpClientTest, ConnectingHasALimitAndGivesTheDeviceBackAfterIt)
+{
+    ConnectionOptions lOptions = Quick();
+    lOptions.mControl.mPending = 60000;
+    lOptions.mConnectLimit = 300;
+    mDevice.SetScript(PromisesAfterControl());
+    GvcpClient lClient(Address(), lOptions);
+    const std::string lWhere = "gev://127.0.0.1:" + std::to_string(mDevice.GetPort());
+    const uint64_t lStart = JxUtilsLib::Thread::GetTickCount();
+    EXPECT_THAT(TryOpen(lClient),
+                IsResult(KyResult::TIMED_OUT,
+                         ("The device at " + lWhere + " was not connected within 300 ms.").c_str()));
+    const uint64_t lTook = JxUtilsLib::Thread::GetTickCount() - lStart;
+    EXPECT_GE(lTook, 300U);
+    EXPECT_LT(lTook, 20000U);
+    EXPECT_TRUE(WaitFor([&] { return mDevice.GetWord(KyGvcp::cControlPrivilegeRegister) == 0; }));
+}
+
+TEST_F(GvcpClientTest, ConnectingCanBeCancelledByAnotherThread)
+{
+    const auto lCancel = std::make_shared<std::atomic<bool>>(false);
+    ConnectionOptions lOptions = Quick();
+    lOptions.mCancel = lCancel;
+    mDevice.SetScript(PromisesAfterControl());
+    std::thread lCanceller(
+        [&]
+        {
+            EXPECT_TRUE(mDevice.WaitForCommand(KyGvcp::cWriteRegister));
+            *lCancel = true;
+        });
+    GvcpClient lClient(Address(), lOptions);
+    const std::string lWhere = "gev://127.0.0.1:" + std::to_string(mDevice.GetPort());
+    EXPECT_THAT(TryOpen(lClient),
+                IsResult(KyResult::NO_CONNECTION,
+                         ("Connecting the device at " + lWhere + " was cancelled.").c_str()));
+    lCanceller.join();
+    EXPECT_TRUE(WaitFor([&] { return mDevice.GetWord(KyGvcp::cControlPrivilegeRegister) == 0; }));
+}
+
+TEST_F(GvcpClientTest, EndsQuicklyWhenItIsCancelledWhileItReconnects)
+{
+    const auto lCancel = std::make_shared<std::atomic<bool>>(false);
+    ConnectionOptions lOptions = Quick();
+    lOptions.mCancel = lCancel;
+    Open(lOptions);
+    mDevice.SetScript([](const ScriptedDevice::Command&) { return Answer{Answer::Promise, 0, 60000}; });
+    mDevice.TakeCommands();
+    EXPECT_TRUE(mDevice.WaitForCommand(KyGvcp::cWriteRegister)); // the sign of life waits
+    *lCancel = true;
+    const uint64_t lStart = JxUtilsLib::Thread::GetTickCount();
+    mClient.reset();
+    EXPECT_LT(JxUtilsLib::Thread::GetTickCount() - lStart, 20000U);
+}
+
+TEST_F(GvcpClientTest, LetsTheDeviceAnnounceSlowCommands)
+{
+    mDevice.PutWord(KyGvcp::cConfigurationRegister, 0x80000000);
+    Open();
+    EXPECT_EQ(mDevice.GetWord(KyGvcp::cConfigurationRegister), 0x80000000U); // it cannot
+    mClient.reset();
+    mDevice.PutWord(KyGvcp::cCapabilityRegister, KyGvcp::cCanPendingAck);
+    Open();
+    EXPECT_EQ(mDevice.GetWord(KyGvcp::cConfigurationRegister), 0x80000000U | KyGvcp::cPendingAckEnabled);
+}
+
+TEST_F(GvcpClientTest, WaitsAsLongAsTheDeviceSaysThatItsCommandsTake)
+{
+    ConnectionOptions lOptions = Quick();
+    lOptions.mControl = {20, 2, 60000};
+    lOptions.mHeartbeatPeriod = 60000;
+    mDevice.PutWord(KyGvcp::cPendingTimeoutRegister, 30000);
+    Open(lOptions);
+    mDevice.SetScript([](const ScriptedDevice::Command&) { return Answer{Answer::Slow, 0, 600}; });
+    EXPECT_THAT(mClient->WriteRegister(0x20000, 5), IsOK());
+    EXPECT_TRUE(mClient->IsConnected());
+}
+
+TEST_F(GvcpClientTest, AnApplicationWithExclusiveAccessIsNamedBeforeAnythingIsRead)
+{
+    mDevice.PutWord(KyGvcp::cControlPrivilegeRegister, KyGvcp::cExclusiveAccess);
+    mDevice.PutWord(KyGvcp::cPrimaryAddressRegister, 0x0A000007);
+    mDevice.PutWord(KyGvcp::cPrimaryPortRegister, 40112);
+    mDevice.SetScript(
+        [](const ScriptedDevice::Command& aCommand) {
+            return aCommand.mCode == KyGvcp::cReadMemory ? Answer{Answer::Refuse, KyGvcp::cAccessDenied}
+                                                         : Answer();
+        });
+    GvcpClient lClient(Address(), Quick());
+    const std::string lWhere = "gev://127.0.0.1:" + std::to_string(mDevice.GetPort());
+    EXPECT_THAT(TryOpen(lClient),
+                IsResult(KyGvcp::cAccessDenied,
+                         ("Another application (10.0.0.7:40112) has exclusive access to the device (Korvo "
+                          "Scripted S1) at " +
+                          lWhere + ".")
+                             .c_str()));
+    for (const auto& lCommand : mDevice.TakeCommands())
+    {
+        EXPECT_NE(lCommand.mCode, KyGvcp::cReadMemory);
+        EXPECT_NE(lCommand.mCode, KyGvcp::cWriteRegister);
+    }
+}
+
+TEST_F(GvcpClientTest, AnApplicationWithExclusiveAccessIsToldEvenWhenNothingCanBeRead)
+{
+    mDevice.SetScript(
+        [](const ScriptedDevice::Command& aCommand) {
+            return aCommand.mCode != KyGvcp::cDiscovery ? Answer{Answer::Refuse, KyGvcp::cAccessDenied}
+                                                        : Answer();
+        });
+    GvcpClient lClient(Address(), Quick());
+    EXPECT_THAT(TryOpen(lClient).GetDescription().GetAscii(),
+                HasSubstr("Another application has exclusive access to the device (Korvo Scripted S1)"));
+}
+
+TEST_F(GvcpClientTest, ADeviceThatRefusesToReadOverGapsConnects)
+{
+    mDevice.SetScript(
+        [](const ScriptedDevice::Command& aCommand)
+        {
+            const bool lGap =
+                aCommand.mCode == KyGvcp::cReadMemory && aCommand.Word(0) < 0x48 && aCommand.Word(4) > 4;
+            return lGap ? Answer{Answer::Refuse, KyGvcp::cInvalidAddress} : Answer();
+        });
+    Open();
+    EXPECT_EQ(mClient->GetInformation().mModel, "Scripted");
+}
+
+TEST_F(GvcpClientTest, KeepsTheFirewallOpenWithEachSignOfLife)
+{
+    Open();
+    EXPECT_TRUE(WaitFor([&] { return mDevice.GetOpeners() >= 4; }));
+}
+
+TEST_F(GvcpClientTest, ReadsBesideAnotherApplicationWithoutControl)
+{
+    Open();
+    ConnectionOptions lOptions = Quick();
+    lOptions.mReadOnly = true;
+    GvcpClient lReader(Address(), lOptions);
+    EXPECT_THAT(TryOpen(lReader), IsOK());
+    EXPECT_FALSE(lReader.HasEvents());
+    mDevice.PutWord(0x20000, 77);
+    uint32_t lValue = 0;
+    EXPECT_THAT(lReader.ReadRegister(0x20000, lValue), IsOK());
+    EXPECT_EQ(lValue, 77U);
+    EXPECT_THAT(lReader.WriteRegister(0x20000, 1),
+                IsResult(KyGvcp::cAccessDenied, "The device is connected for reading only."));
+    JxUtilsLib::Thread::Sleep(100); // several periods
+    EXPECT_TRUE(lReader.IsConnected());
+    EXPECT_TRUE(mClient->IsConnected());
+    EXPECT_EQ(mClient->GetLosses(), 0U);
+}
+
+TEST_F(GvcpClientTest, AConnectionThatIsBackAtOnceHasAnotherNumber)
+{
+    ConnectionOptions lOptions = Quick();
+    lOptions.mHeartbeatPeriod = 60000; // nobody looks
+    Open(lOptions);
+    EXPECT_EQ(mClient->GetGeneration(), 1U);
+    mDevice.SwitchOff();
+    mDevice.SwitchOn();
+    EXPECT_TRUE(mClient->IsConnected());
+    // The first write finds that the device does not know this application any more.
+    EXPECT_THAT(mClient->WriteRegister(0x20000, 1),
+                IsResult(KyResult::NO_CONNECTION, "The device is not currently connected."));
+    EXPECT_TRUE(WaitFor([&] { return mClient->IsConnected(); }));
+    EXPECT_EQ(mClient->GetGeneration(), 2U);
+    EXPECT_EQ(mClient->GetLosses(), 1U);
+    EXPECT_THAT(mClient->WriteRegister(0x20000, 1), IsOK());
+    EXPECT_EQ(mDevice.GetWord(0x20000), 1U);
+}
+
+TEST_F(GvcpClientTest, ARefusalOfADeviceThatIsControlledIsNoLoss)
+{
+    Open();
+    mDevice.SetScript(
+        [](const ScriptedDevice::Command& aCommand)
+        {
+            const bool lLocked = aCommand.mCode == KyGvcp::cWriteRegister && aCommand.Word(0) == 0x20000;
+            return lLocked ? Answer{Answer::Refuse, KyGvcp::cAccessDenied} : Answer();
+        });
+    EXPECT_THAT(mClient->WriteRegister(0x20000, 1),
+                IsResult(KyGvcp::cAccessDenied, "The device refused: access denied."));
+    EXPECT_TRUE(mClient->IsConnected());
+    EXPECT_EQ(mClient->GetGeneration(), 1U);
 }
 
 TEST_F(GvcpClientTest, SendsSignsOfLife)

@@ -72,12 +72,27 @@ TEST(DescriptionFileTest, FindsTheFileInTheDevice)
     EXPECT_EQ(lPlace.mSize, 0xBU);
 }
 
+TEST(DescriptionFileTest, TakesBlanksAndLineEnds)
+{
+    KyGigE::DescriptionPlace lPlace;
+    for (const char* const lUrl :
+         {" Local:name.xml;100000;691D", "Local:name.xml; 100000 ; 691D", "Local:name.xml;100000;691D\r\n",
+          "\tLocal: name.xml ;0x100000;0X691D ?SchemaVersion=1.1.0\n"})
+    {
+        lPlace = {};
+        EXPECT_TRUE(KyGigE::ParseDescriptionUrl(lUrl, lPlace)) << lUrl;
+        EXPECT_EQ(lPlace.mAddress, 0x100000U) << lUrl;
+        EXPECT_EQ(lPlace.mSize, 0x691DU) << lUrl;
+    }
+}
+
 TEST(DescriptionFileTest, RefusesOtherPlaces)
 {
     KyGigE::DescriptionPlace lPlace;
-    for (const char* const lUrl : {"", "http://example/a.xml", "File:a.xml", "Local:a.xml", "Local:a.xml;1",
-                                   "Local:a.xml;;1", "Local:a.xml;1;", "Local:a.xml;1;0", "Local:a.xml;x;1",
-                                   "Local:a.xml;123456789;1", "Local:a.xml;1;FFFFFFFF", "Local:a.xml;1;2;3"})
+    for (const char* const lUrl :
+         {"", "http://example/a.xml", "File:a.xml", "Local:a.xml", "Local:a.xml;1", "Local:a.xml;;1",
+          "Local:a.xml;1;", "Local:a.xml;1;0", "Local:a.xml;x;1", "Local:a.xml;123456789;1",
+          "Local:a.xml;-1;1", "Local:a.xml;1 2;1", " ", "Local:a.xml;1;FFFFFFFF", "Local:a.xml;1;2;3"})
     {
         EXPECT_FALSE(KyGigE::ParseDescriptionUrl(lUrl, lPlace)) << lUrl;
     }

@@ -255,8 +255,9 @@ TEST(ProtocolTest, ParsesAnythingWithoutLeavingTheBuffer)
 
 TEST(ProtocolTest, NamesStatuses)
 {
-    EXPECT_STREQ("access denied", NameOfStatus(cAccessDenied));
-    EXPECT_STREQ("status", NameOfStatus(0x8F01));
+    EXPECT_EQ("access denied", NameOfStatus(cAccessDenied));
+    EXPECT_EQ("status 0x8F01", NameOfStatus(0x8F01));
+    EXPECT_EQ("status 0x0001", NameOfStatus(1));
 }
 
 } // namespace

@@ -30,7 +30,8 @@ uint32_t ScriptedDevice::Command::Word(size_t aOffset) const
     return lReader.Take32();
 }
 
-ScriptedDevice::ScriptedDevice(const std::string& aXml, uint32_t aAddress) : mAddress(aAddress)
+ScriptedDevice::ScriptedDevice(const std::string& aXml, uint32_t aAddress, uint16_t aPort)
+    : mAddress(aAddress), mPort(aPort)
 {
     char lUrl[64];
     std::snprintf(lUrl, sizeof(lUrl), "Local:test.xml;%X;%zX", cXmlAddress, aXml.size());
@@ -53,15 +54,20 @@ ScriptedDevice::~ScriptedDevice()
 
 void ScriptedDevice::Open()
 {
-    mStop = false;
     EXPECT_TRUE(mSocket.Open({mAddress, mPort})) << mSocket.GetError();
     EXPECT_TRUE(mEvents.Open({mAddress, 0}));
     mPort = mSocket.GetLocal().mPort;
     PutWord(KyGvcp::cMessageSourcePortRegister, mEvents.GetLocal().mPort);
+    Start();
+}
+
+void ScriptedDevice::Start()
+{
+    mStop = false;
     mThread = std::thread([this] { Run(); });
 }
 
-void ScriptedDevice::Close()
+void ScriptedDevice::Stop()
 {
     if (mThread.joinable())
     {
@@ -72,6 +78,19 @@ void ScriptedDevice::Close()
         mWaker.Wake();
         mThread.join();
     }
+}
+
+void ScriptedDevice::HearBroadcasts()
+{
+    Stop();
+    EXPECT_TRUE(mBroadcasts.Open({KyGvcp::cBroadcastAddress, KyGvcp::cControlPort}, true));
+    Start();
+}
+
+void ScriptedDevice::Close()
+{
+    Stop();
+    mBroadcasts.Close();
     mSocket.Close();
     mEvents.Close();
 }
@@ -86,6 +105,7 @@ void ScriptedDevice::SwitchOn()
     {
         const Lock lLock(mLock);
         mOwner.reset();
+        mStrict = true;
         mLastRequest = 0;
         mNextEvent = 0;
         for (const uint32_t lRegister : {KyGvcp::cControlPrivilegeRegister, KyGvcp::cMessagePortRegister,
@@ -116,6 +136,18 @@ void ScriptedDevice::GiveControlAway()
 {
     const Lock lLock(mLock);
     mOwner = Endpoint{0x7F000063, 99};
+}
+
+void ScriptedDevice::ReleaseControl()
+{
+    const Lock lLock(mLock);
+    mOwner.reset();
+}
+
+int ScriptedDevice::GetOpeners()
+{
+    const Lock lLock(mLock);
+    return mOpeners;
 }
 
 void ScriptedDevice::PutWord(uint32_t aAddress, uint32_t aValue)
@@ -211,6 +243,11 @@ void ScriptedDevice::TakeAcknowledge()
     if (mEvents.Receive(lBuffer, lSize, nullptr, KyGvcp::SocketTime(0)) == SocketResult::Done)
     {
         const auto lAnswer = KyGvcp::ParseAcknowledge({lBuffer, lSize});
+        if (lSize == 0)
+        {
+            const Lock lLock(mLock);
+            ++mOpeners;
+        }
         if (lAnswer && lAnswer->mCode == KyGvcp::cEventDataAck)
         {
             const Lock lLock(mLock);
@@ -224,7 +261,7 @@ void ScriptedDevice::Run()
 {
     for (;;)
     {
-        KyGvcp::UdpSocket* const lSockets[] = {&mSocket, &mEvents};
+        KyGvcp::UdpSocket* const lSockets[] = {&mSocket, &mEvents, &mBroadcasts};
         static_cast<void>(KyGvcp::UdpSocket::Wait(lSockets, KyGvcp::cForever, &mWaker));
         {
             const Lock lLock(mLock);
@@ -237,9 +274,12 @@ void ScriptedDevice::Run()
         uint8_t lBuffer[KyGvcp::cMaxPacket];
         size_t lSize = 0;
         Endpoint lFrom;
-        if (mSocket.Receive(lBuffer, lSize, &lFrom, KyGvcp::SocketTime(0)) == SocketResult::Done)
+        for (KyGvcp::UdpSocket* const lSocket : {&mSocket, &mBroadcasts})
         {
-            Handle({lBuffer, lSize}, lFrom);
+            if (lSocket->Receive(lBuffer, lSize, &lFrom, KyGvcp::SocketTime(0)) == SocketResult::Done)
+            {
+                Handle({lBuffer, lSize}, lFrom);
+            }
         }
     }
 }
@@ -277,11 +317,21 @@ void ScriptedDevice::Handle(KyGvcp::Bytes aPacket, const Endpoint& aFrom)
     }
     const Answer lAnswer = mScript ? mScript(lCopy) : Answer();
     const auto lAckCode = static_cast<uint16_t>(lCommand->mCode + 1);
-    if (lAnswer.mWhat == Answer::Pending)
+    if (lAnswer.mWhat == Answer::Slow)
+    {
+        lLock.unlock();
+        std::this_thread::sleep_for(std::chrono::milliseconds(lAnswer.mTime));
+        lLock.lock();
+    }
+    if (lAnswer.mWhat == Answer::Pending || lAnswer.mWhat == Answer::Promise)
     {
         Packet lPending = Packet::Acknowledge(KyGvcp::cSuccess, KyGvcp::cPendingAck, lCommand->mRequestID);
         lPending.Add16(0).Add16(lAnswer.mTime);
         static_cast<void>(mSocket.SendTo(aFrom, lPending.GetBytes()));
+        if (lAnswer.mWhat == Answer::Promise)
+        {
+            return;
+        }
         lLock.unlock();
         std::this_thread::sleep_for(std::chrono::milliseconds(lAnswer.mTime / 2));
         lLock.lock();
@@ -297,7 +347,7 @@ void ScriptedDevice::Handle(KyGvcp::Bytes aPacket, const Endpoint& aFrom)
     mLastRequest = lCommand->mRequestID;
     mLastPeer = aFrom;
     mLastAnswer.assign(lBytes.begin(), lBytes.end());
-    if (lAnswer.mWhat != Answer::Silence)
+    if (lAnswer.mWhat != Answer::Silence && (lCommand->mFlags & KyGvcp::cAcknowledgeWanted) != 0)
     {
         static_cast<void>(mSocket.SendTo(aFrom, lBytes));
     }
@@ -309,7 +359,8 @@ Packet ScriptedDevice::Write(const CommandView& aCommand, const Endpoint& aFrom)
     Reader lReader(aCommand.mPayload);
     const uint32_t lAddress = lReader.Take32();
     const KyGvcp::Bytes lData = lReader.GetRest();
-    if (mOwner && !(*mOwner == aFrom))
+    const bool lFree = !mOwner && (!mStrict || lAddress == KyGvcp::cControlPrivilegeRegister);
+    if (!lFree && !(mOwner == aFrom))
     {
         return Packet::Acknowledge(KyGvcp::cAccessDenied, lAckCode, aCommand.mRequestID);
     }

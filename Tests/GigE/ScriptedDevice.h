@@ -43,6 +43,8 @@ public:
             Silence, ///< Done, but not acknowledged.
             Refuse,  ///< Not done; acknowledged with mStatus.
             Pending, ///< Announces mTime, then does it after half of that.
+            Promise, ///< Announces mTime, and does not do it.
+            Slow,    ///< Does it after mTime, without a word.
             Garbage  ///< Foreign and damaged packets before the acknowledge.
         } mWhat = Usual;
         uint16_t mStatus = 0;
@@ -50,7 +52,8 @@ public:
     };
 
     /// Listens on a port of aAddress that the system chooses; the device is of this maker and has aXml.
-    explicit ScriptedDevice(const std::string& aXml, uint32_t aAddress = 0x7F000001);
+    /// \param aPort  0: the system chooses.
+    explicit ScriptedDevice(const std::string& aXml, uint32_t aAddress = 0x7F000001, uint16_t aPort = 0);
     ~ScriptedDevice();
     ScriptedDevice(const ScriptedDevice&) = delete;
     ScriptedDevice& operator=(const ScriptedDevice&) = delete;
@@ -60,14 +63,19 @@ public:
 
     /// Asked for each new command; repetitions are answered as usual devices do, from memory.
     void SetScript(std::function<Answer(const Command&)> aScript);
+    /// Answers discovery that is broadcast too. On the usual port only.
+    void HearBroadcasts();
     /// Answers nothing, and does nothing, until it is taken back.
     void SetFrozen(bool aFrozen);
     /// Closes its sockets, as a device does that is switched off.
     void SwitchOff();
-    /// Comes back, without remembering who had control or what was set up.
+    /// Comes back, without remembering who had control or what was set up. From then on nobody writes without
+    /// control; before, tests of single commands do.
     void SwitchOn();
     /// Gives control to somebody else.
     void GiveControlAway();
+    /// Forgets who has control, as after the heartbeat's time-out.
+    void ReleaseControl();
 
     void PutWord(uint32_t aAddress, uint32_t aValue);
     uint32_t GetWord(uint32_t aAddress);
@@ -80,16 +88,20 @@ public:
     /// What was written behind bit 31, in order, each with its address.
     std::vector<std::pair<uint32_t, Bytes>> TakeWindowWrites();
 
+    /// Packets without content that have come to the message channel: they keep a firewall open.
+    int GetOpeners();
     /// Sends an event with data to who has set up the message channel.
     /// \param aRequest  0: the next one. \return The identifier.
     uint16_t SendEvent(uint16_t aEvent, const Bytes& aData, uint16_t aRequest = 0, uint64_t aTime = 0);
-    /// Sends any packet there. \param aFrom  Own address to send it from.
+    /// Sends any packet there. \param aFrom  Own address to send it from; 0: the message channel's port.
     void SendPacket(const Bytes& aPacket, uint32_t aFrom);
     /// Waits for the acknowledge of an event. \return False: none came within aTime.
     bool WaitForAcknowledge(uint16_t aRequest, std::chrono::milliseconds aTime = std::chrono::seconds(20));
 
 private:
     void Open();
+    void Start();
+    void Stop();
     void Close();
     void Run();
     void Handle(KyGvcp::Bytes aPacket, const KyGvcp::Endpoint& aFrom);
@@ -102,6 +114,7 @@ private:
     uint16_t mPort = 0;
     KyGvcp::UdpSocket mSocket;
     KyGvcp::UdpSocket mEvents;
+    KyGvcp::UdpSocket mBroadcasts;
     KyGvcp::Waker mWaker;
     std::thread mThread;
     std::mutex mLock;
@@ -116,8 +129,10 @@ private:
     KyGvcp::Endpoint mLastPeer;
     Bytes mLastAnswer;
     uint16_t mNextEvent = 0;
+    int mOpeners = 0;
     uint64_t mTime = 0;
     bool mFrozen = false;
+    bool mStrict = false;
     bool mStop = false;
 };
 

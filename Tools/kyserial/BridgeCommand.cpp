@@ -43,13 +43,14 @@ ExitCode RunBridge(Context& aContext, const BridgeOptions& aOptions)
     }
     TrafficLog lLog;
     PrepareSession(aContext, aOptions.mLogFile, lLog);
-    const std::unique_ptr<Device> lDevice = OpenDevice(aContext.mCommon.mDevice);
+    const std::unique_ptr<Device> lDevice = OpenDevice(aContext);
     std::unique_ptr<TrafficTap> lTap;
     if (!aOptions.mLogFile.empty())
     {
         lTap = std::make_unique<TrafficTap>(lDevice->GetAdapter(), aOptions.mPort, lLog);
     }
-    PatientAdapter lAdapter(lTap != nullptr ? *lTap : lDevice->GetAdapter(), aOptions.mPort);
+    PatientAdapter lAdapter(lTap != nullptr ? *lTap : lDevice->GetAdapter(), aOptions.mPort,
+                            [&] { return lDevice->GetGeneration(); });
     {
         const BulkPortScope lScope(lAdapter, aOptions.mPort); // the bridge's features are this port's
         BridgeSession lSession(aContext, aOptions, lAdapter, lLog);

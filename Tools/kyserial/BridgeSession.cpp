@@ -220,17 +220,21 @@ void BridgeSession::WatchDevice(Clock::time_point aNow)
 {
     constexpr std::chrono::milliseconds cRetry(500);
     const bool lThere = mAdapter.IsTargetConnected();
-    if (!lThere && !mOptions.mReconnect)
+    const bool lSame = mAdapter.IsTargetSame(); // it may have been away, and be back already
+    if (!lSame && !mOptions.mReconnect)
     {
         mConnected = false;
         throw OperationError(PortName(mOptions.mPort) + ": the connection to the device is lost");
     }
-    if (!lThere)
+    if (!lSame)
     {
         mAdapter.SetAway(true);
-        mAdapter.ReleaseWriter();
     }
-    const bool lAway = mAdapter.IsAway(); // it may have been away, and be back already
+    const bool lAway = mAdapter.IsAway();
+    if (lAway)
+    {
+        mAdapter.ReleaseWriter(); // what it waits for went with the device
+    }
     if (lAway && mConnected)
     {
         mConnected = false;
@@ -256,6 +260,7 @@ void BridgeSession::WatchDevice(Clock::time_point aNow)
 // Gives a device that is back its settings, and the bridge its port.
 bool BridgeSession::Recover()
 {
+    mAdapter.BeginRecovery();
     if (!mSettings.Write(mAdapter) || !mBridge.Recover().IsOK())
     {
         return false;

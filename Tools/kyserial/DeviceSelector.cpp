@@ -1,5 +1,6 @@
 #include "kyserial/DeviceSelector.h"
 
+#include "kyserial/Failure.h"
 #include "kyserial/NetworkDevices.h"
 #include "kyserial/NumberOption.h"
 
@@ -17,6 +18,7 @@ public:
     explicit SimulatedDevice(const SimulatorOptions& aOptions) : mCamera(aOptions) {}
 
     IKyDeviceAdapter& GetAdapter() override { return mCamera.GetAdapter(); }
+    uint64_t GetGeneration() override { return mCamera.GetGeneration(); }
     std::vector<DeviceFeature> ListFeatures() override
     {
         std::vector<DeviceFeature> lFeatures;
@@ -80,13 +82,22 @@ std::string CheckDeviceName(const std::string& aName)
                           : '"' + aName + "\" is no device; use sim (the simulated camera) or gev://ADDRESS";
 }
 
-std::unique_ptr<Device> OpenDevice(const DeviceSelection& aSelection)
+std::unique_ptr<Device> OpenDevice(const DeviceSelection& aSelection, const KyPlatform::Console& aConsole,
+                                   DeviceAccess aAccess)
 {
     if (IsNetworkDevice(aSelection.mName))
     {
-        return OpenNetworkDevice(aSelection.mName);
+        return OpenNetworkDevice(aSelection.mName, aConsole, aAccess);
     }
     return std::make_unique<SimulatedDevice>(aSelection.mSimulator);
+}
+
+void CheckConnection(Device& aDevice, uint64_t aGeneration)
+{
+    if (!aDevice.GetAdapter().IsConnected() || aDevice.GetGeneration() != aGeneration)
+    {
+        throw OperationError("the connection to the device was lost");
+    }
 }
 
 } // namespace KySerialTool

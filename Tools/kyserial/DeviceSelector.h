@@ -3,6 +3,7 @@
 #include "kyserial/SimulatedCamera.h"
 
 #include <CLI/CLI.hpp>
+#include <KyPlatform/Console.h>
 #include <KySerial/IKyDeviceAdapter.h>
 
 #include <memory>
@@ -39,6 +40,8 @@ public:
 
     /// The way to the device; lives as long as this object.
     virtual IKyDeviceAdapter& GetAdapter() = 0;
+    /// The number of its connection: another one each time that the device was away and is back. Any thread.
+    virtual uint64_t GetGeneration() = 0;
     /// Its features, those that cannot be used now included.
     virtual std::vector<DeviceFeature> ListFeatures() = 0;
 
@@ -53,7 +56,21 @@ void AddDeviceOptions(CLI::App& aCommand, DeviceSelection& aSelection);
 /// one.
 std::string CheckDeviceName(const std::string& aName);
 
-/// Connects the device. Throws OperationError when that fails.
-std::unique_ptr<Device> OpenDevice(const DeviceSelection& aSelection);
+/// What a command does with a device.
+enum class DeviceAccess
+{
+    Control, ///< Writes to it, which one application at a time may.
+    Read     ///< Only reads, also beside an application that controls the device.
+};
+
+/// Connects the device. Throws OperationError when that fails. A device of the network that keeps its clients
+/// waiting is given up when aConsole is interrupted: at once while it is being connected, and 0.8 s later
+/// when it is in use, so that there is time to set it back.
+std::unique_ptr<Device> OpenDevice(const DeviceSelection& aSelection, const KyPlatform::Console& aConsole,
+                                   DeviceAccess aAccess);
+
+/// Throws OperationError unless the device is there and has been since its connection had that number: what
+/// it was asked meanwhile may have had no answer.
+void CheckConnection(Device& aDevice, uint64_t aGeneration);
 
 } // namespace KySerialTool

@@ -49,7 +49,7 @@ void AddDevicesCommand(CLI::App& aProgram, Context& aContext)
         ->type_name("INTERFACE");
     AddNumberOption(lCommand, "--udp-port", UINT16_MAX, "UDP port", "Port that devices listen on (3956)",
                     lOptions->mSearch.mPort);
-    AddNumberOption(lCommand, "--time", cLongest, "milliseconds", "How long to wait for answers (500)",
+    AddNumberOption(lCommand, "--time", cLongest, "milliseconds", "How long to wait for answers (1000)",
                     lOptions->mSearch.mTime);
     lCommand.footer("Column DEVICE is what --device takes in the other commands. Without --address or "
                     "--interface\na broadcast leaves this computer on each of its networks.");

@@ -85,8 +85,10 @@ std::vector<std::string> EntriesOf(IKyDeviceAdapter& aAdapter, const KyString& a
 
 ExitCode RunList(Context& aContext, const Options& aOptions)
 {
-    const std::unique_ptr<Device> lDevice = OpenDevice(aContext.mCommon.mDevice);
+    const std::unique_ptr<Device> lDevice = OpenDevice(aContext, DeviceAccess::Read);
+    const uint64_t lGeneration = lDevice->GetGeneration();
     const std::vector<FeatureFinding> lFindings = SurveyFeatures(*lDevice);
+    CheckConnection(*lDevice, lGeneration);
     Print(aContext, aOptions.mJson ? FeaturesJson(aContext.mCommon.mDevice.mName, lFindings)
                                    : FeaturesTable(lFindings));
     return ExitCode::Ok;
@@ -94,7 +96,7 @@ ExitCode RunList(Context& aContext, const Options& aOptions)
 
 ExitCode RunGet(Context& aContext, const Options& aOptions)
 {
-    const std::unique_ptr<Device> lDevice = OpenDevice(aContext.mCommon.mDevice);
+    const std::unique_ptr<Device> lDevice = OpenDevice(aContext, DeviceAccess::Read);
     IKyDeviceAdapter& lAdapter = lDevice->GetAdapter();
     const KyString lName = ToKyString(aOptions.mName);
     if (lAdapter.IsRegisterFeatureAvailable(lName))
@@ -110,7 +112,7 @@ ExitCode RunGet(Context& aContext, const Options& aOptions)
 
 ExitCode RunSet(Context& aContext, const Options& aOptions)
 {
-    const std::unique_ptr<Device> lDevice = OpenDevice(aContext.mCommon.mDevice);
+    const std::unique_ptr<Device> lDevice = OpenDevice(aContext);
     Check(lDevice->GetAdapter().SetFeatureFromString(ToKyString(aOptions.mName), ToKyString(aOptions.mValue)),
           "cannot set " + aOptions.mName);
     return ExitCode::Ok;

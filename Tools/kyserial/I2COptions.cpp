@@ -46,7 +46,7 @@ void AddI2COptions(CLI::App& aCommand, I2COptions& aOptions, Context& aContext)
 }
 
 OpenI2CBus::OpenI2CBus(Context& aContext, const I2COptions& aOptions)
-    : mDevice(OpenDevice(aContext.mCommon.mDevice))
+    : mDevice(OpenDevice(aContext))
     , mBus(mDevice->GetAdapter(), aOptions.mPort, aOptions.mFast, aOptions.mRetries)
 {
 }

@@ -19,7 +19,8 @@ bool IsNetworkDevice(const std::string& aName);
 std::string CheckNetworkDevice(const std::string& aName);
 
 /// Connects it. Throws OperationError when that fails.
-std::unique_ptr<Device> OpenNetworkDevice(const std::string& aName);
+std::unique_ptr<Device> OpenNetworkDevice(const std::string& aName, const KyPlatform::Console& aConsole,
+                                          DeviceAccess aAccess);
 
 /// Where devices are looked for.
 struct NetworkSearch
@@ -27,7 +28,7 @@ struct NetworkSearch
     std::string mAddress;   ///< One device; empty: all that answer a broadcast.
     std::string mInterface; ///< Own address or name of a network interface; empty: all.
     uint32_t mPort = 3956;
-    uint32_t mTime = 500; ///< Milliseconds.
+    uint32_t mTime = 1000; ///< Milliseconds.
 };
 
 /// A device that answered.

@@ -6,16 +6,49 @@
 #include <JxUtilsLib/LockScope.h>
 
 #include <array>
+#include <utility>
 
 namespace KySerialTool
 {
 
-PatientAdapter::PatientAdapter(IKyDeviceAdapter& aTarget, KyDeviceSerial aPort)
+PatientAdapter::PatientAdapter(IKyDeviceAdapter& aTarget, KyDeviceSerial aPort, Generation aGeneration)
     : ForwardingAdapter(aTarget)
     , mPort(aPort)
     , mDownstreamFeature(DownstreamFeature(aPort))
     , mBigEndian(aTarget.IsGigEVision())
+    , mTargetGeneration(std::move(aGeneration))
+    , mGeneration(TargetGeneration())
+    , mRecovered(mGeneration)
 {
+}
+
+bool PatientAdapter::IsTargetSame() const
+{
+    return IsTargetConnected() && TargetGeneration() == mGeneration;
+}
+
+void PatientAdapter::BeginRecovery()
+{
+    mRecovered = TargetGeneration();
+}
+
+void PatientAdapter::SetAway(bool aAway)
+{
+    if (!aAway)
+    {
+        mGeneration = mRecovered;
+    }
+    mAway = aAway;
+}
+
+// Before a transfer: to a device that is back, but not set up, nothing must be sent.
+bool PatientAdapter::FindsAway()
+{
+    if (mPatient && TargetGeneration() != mGeneration)
+    {
+        mAway = true;
+    }
+    return mAway;
 }
 
 // What a device says when it has sent everything.
@@ -46,7 +79,7 @@ bool PatientAdapter::IsDownstream(const KyString& aName) const
 // Whether a transfer with this result has met a device that is away, and is to seem done.
 bool PatientAdapter::IsDropped(const KyResult& aResult)
 {
-    if (!aResult.IsOK() && mPatient && !IsTargetConnected())
+    if (!aResult.IsOK() && mPatient && !IsTargetSame())
     {
         mAway = true;
     }
@@ -74,8 +107,8 @@ KyResult PatientAdapter::SetRegisterData(const KyString& aName, const uint8_t* a
     {
         return ForwardingAdapter::SetRegisterData(aName, aBuffer, aLength);
     }
-    KyResult lResult = mAway ? KyResult(KyResult::NO_CONNECTION)
-                             : ForwardingAdapter::SetRegisterData(aName, aBuffer, aLength);
+    KyResult lResult = FindsAway() ? KyResult(KyResult::NO_CONNECTION)
+                                   : ForwardingAdapter::SetRegisterData(aName, aBuffer, aLength);
     if (!IsDropped(lResult))
     {
         return lResult;
@@ -91,7 +124,7 @@ KyResult PatientAdapter::WriteRegister(uint32_t aAddress, uint32_t aValue)
         return ForwardingAdapter::WriteRegister(aAddress, aValue);
     }
     KyResult lResult =
-        mAway ? KyResult(KyResult::NO_CONNECTION) : ForwardingAdapter::WriteRegister(aAddress, aValue);
+        FindsAway() ? KyResult(KyResult::NO_CONNECTION) : ForwardingAdapter::WriteRegister(aAddress, aValue);
     if (!IsDropped(lResult))
     {
         return lResult;
@@ -107,8 +140,8 @@ KyResult PatientAdapter::WriteMemory(const uint8_t* aBuffer, uint32_t aAddress, 
     {
         return ForwardingAdapter::WriteMemory(aBuffer, aAddress, aLength);
     }
-    KyResult lResult = mAway ? KyResult(KyResult::NO_CONNECTION)
-                             : ForwardingAdapter::WriteMemory(aBuffer, aAddress, aLength);
+    KyResult lResult = FindsAway() ? KyResult(KyResult::NO_CONNECTION)
+                                   : ForwardingAdapter::WriteMemory(aBuffer, aAddress, aLength);
     if (!IsDropped(lResult))
     {
         return lResult;

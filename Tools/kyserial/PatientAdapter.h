@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -22,8 +23,13 @@ namespace KySerialTool
 class PatientAdapter final : public ForwardingAdapter
 {
 public:
+    /// The number of the device's connection: another one means that the device was away meanwhile, however
+    /// short, and has lost what was set up in it.
+    using Generation = std::function<uint64_t()>;
+
     /// Forwards everything until SetPatient(). \param aTarget  Must outlive the object.
-    PatientAdapter(IKyDeviceAdapter& aTarget, KyDeviceSerial aPort);
+    /// \param aGeneration  Any thread; empty for a device whose absences show.
+    PatientAdapter(IKyDeviceAdapter& aTarget, KyDeviceSerial aPort, Generation aGeneration = {});
 
     /// From now on a device that is away does not show, or shows again.
     void SetPatient(bool aPatient) { mPatient = aPatient; }
@@ -31,10 +37,16 @@ public:
     /// Whether the device is really there.
     bool IsTargetConnected() const { return GetTarget().IsConnected(); }
 
+    /// Whether the device is there and has been since the port was set up.
+    bool IsTargetSame() const;
+
     /// Whether what is sent is dropped: since a transfer has found the device away, or SetAway(true). Goes on
     /// when the device is back, which has other settings then, until SetAway(false).
     bool IsAway() const { return mAway; }
-    void SetAway(bool aAway) { mAway = aAway; }
+    void SetAway(bool aAway);
+    /// To be called before the port is set up in a device that is back: SetAway(false) is about that device,
+    /// and one that has gone again meanwhile is away.
+    void BeginRecovery();
 
     /// Lets a writer go on that waits for the device to be done. To be called when the device has gone.
     void ReleaseWriter();
@@ -53,11 +65,16 @@ public:
 
 private:
     bool IsDropped(const KyResult& aResult);
+    bool FindsAway();
+    uint64_t TargetGeneration() const { return mTargetGeneration ? mTargetGeneration() : 0; }
     bool IsDownstream(const KyString& aName) const;
 
     const KyDeviceSerial mPort;
     const std::string mDownstreamFeature; // empty for a UART
     const bool mBigEndian;
+    const Generation mTargetGeneration;
+    std::atomic<uint64_t> mGeneration; // that the port is set up in
+    uint64_t mRecovered;               // that it is being set up in
     std::atomic<bool> mPatient{false};
     std::atomic<bool> mAway{false};
     std::atomic<uint64_t> mLost{0};

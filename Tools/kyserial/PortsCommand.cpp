@@ -30,8 +30,10 @@ std::string Joined(const std::vector<std::string>& aTexts)
 
 ExitCode RunPorts(Context& aContext, bool aJson)
 {
-    const std::unique_ptr<Device> lDevice = OpenDevice(aContext.mCommon.mDevice);
+    const std::unique_ptr<Device> lDevice = OpenDevice(aContext);
+    const uint64_t lGeneration = lDevice->GetGeneration();
     const std::vector<PortFinding> lFindings = SurveyPorts(lDevice->GetAdapter());
+    CheckConnection(*lDevice, lGeneration); // or ports would seem missing
     Print(aContext, aJson ? PortsJson(aContext.mCommon.mDevice.mName, lFindings) : PortsTable(lFindings));
     return ExitCode::Ok;
 }

@@ -13,6 +13,7 @@
 #include <JxUtilsLib/Thread.h>
 #include <JxUtilsLib/ThreadSafety.h>
 
+#include <atomic>
 #include <vector>
 
 namespace KySerialTool
@@ -81,11 +82,14 @@ public:
         return !GetFaults().IsDisconnected();
     }
 
+    uint64_t GetGeneration() const { return mGeneration; }
+
 private:
     void ComeBack()
     {
         constexpr uint32_t cInterruptEnable = 0xB838;
         static_cast<void>(GetCamera().WriteRegister(cInterruptEnable, 0)); // a camera may lack it
+        ++mGeneration; // first: whoever sees the camera sees that it was away
         GetFaults().Reconnect();
         for (const PortSettings& lSettings : mAtPowerUp)
         {
@@ -95,6 +99,7 @@ private:
     }
 
     const uint32_t mBackAfter;
+    std::atomic<uint64_t> mGeneration{1};
     std::vector<PortSettings> mAtPowerUp;
     JxUtilsLib::Mutex mLock;
     uint64_t mAwaySince JX_GUARDED_BY(mLock) = 0;
@@ -135,6 +140,11 @@ SimulatedCamera::~SimulatedCamera()
     {
         PrintError("--sim-state: cannot write " + mThis->mStateFile);
     }
+}
+
+uint64_t SimulatedCamera::GetGeneration() const
+{
+    return mThis->mAdapter.GetGeneration();
 }
 
 IKyDeviceAdapter& SimulatedCamera::GetAdapter()

@@ -33,6 +33,8 @@ public:
     SimulatedCamera& operator=(const SimulatedCamera&) = delete;
 
     IKyDeviceAdapter& GetAdapter();
+    /// How often it was connected.
+    uint64_t GetGeneration() const;
     /// Names and kinds of its features.
     std::vector<std::pair<std::string, std::string>> GetFeatures() const;
 

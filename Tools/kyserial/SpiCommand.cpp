@@ -12,7 +12,7 @@ void AddSpiCommand(CLI::App& aProgram, Context& aContext)
 }
 
 OpenSpiBus::OpenSpiBus(Context& aContext, KyDeviceSerial aPort)
-    : mDevice(OpenDevice(aContext.mCommon.mDevice)), mBus(mDevice->GetAdapter(), aPort)
+    : mDevice(OpenDevice(aContext)), mBus(mDevice->GetAdapter(), aPort)
 {
 }
 

@@ -23,7 +23,7 @@ ExitCode RunTerm(Context& aContext, const TermOptions& aOptions)
 {
     TrafficLog lLog;
     PrepareSession(aContext, aOptions.mTerminal.mLogFile, lLog);
-    const std::unique_ptr<Device> lDevice = OpenDevice(aContext.mCommon.mDevice);
+    const std::unique_ptr<Device> lDevice = OpenDevice(aContext);
     DevicePort lPort(lDevice->GetAdapter(), aOptions.mPort);
     const std::string lName = PortName(aOptions.mPort);
     const std::string lFailure = RunTerminal(aContext, aOptions.mTerminal, lPort, lLog, lName,

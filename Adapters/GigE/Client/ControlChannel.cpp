@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <string>
+#include <thread>
+#include <utility>
 
 namespace KyGigE
 {
@@ -36,12 +38,15 @@ KyResult NotConnected()
     return {KyResult::NO_CONNECTION, "The device is not currently connected."};
 }
 
-ControlChannel::ControlChannel(const ControlTimes& aTimes) : mTimes(aTimes) {}
+ControlChannel::ControlChannel(const ControlTimes& aTimes, std::shared_ptr<const std::atomic<bool>> aCancel)
+    : mTimes(aTimes), mCancel(std::move(aCancel))
+{
+}
 
-KyResult ControlChannel::Open(const KyGvcp::Endpoint& aDevice, uint32_t aLocal)
+KyResult ControlChannel::Open(const KyGvcp::Endpoint& aDevice, uint32_t aLocal, uint32_t aInterface)
 {
     const LockScope lScope(mLock);
-    if (!mSocket.Open({aLocal, 0}) || !mSocket.Connect(aDevice))
+    if (!mSocket.Open({aLocal, 0}, false, aInterface) || !mSocket.Connect(aDevice))
     {
         mSocket.Close();
         return {KyResult::FAILURE, "No network socket for the device could be opened."};
@@ -49,30 +54,76 @@ KyResult ControlChannel::Open(const KyGvcp::Endpoint& aDevice, uint32_t aLocal)
     return {};
 }
 
-// Sends a command until it is answered with aAnswer bytes at the least. aPayload points into mIn.
-KyResult ControlChannel::Execute(const Packet& aCommand, uint16_t aCode, size_t aAnswer, Bytes& aPayload)
+void ControlChannel::SetPatience(uint32_t aMilliseconds)
 {
-    if (mShut)
+    mPatience = std::min(aMilliseconds, mTimes.mPending);
+}
+
+// Waits, and looks meanwhile whether all is over. \return False: it is.
+bool ControlChannel::Pause(Clock::time_point aUntil) const
+{
+    while (!IsOver())
     {
-        return NotConnected();
+        const auto lLeft = aUntil - Clock::now();
+        if (lLeft <= Clock::duration(0))
+        {
+            return true;
+        }
+        std::this_thread::sleep_for(std::min<Clock::duration>(lLeft, cSlice));
     }
+    return false;
+}
+
+// Asks until the device does the command or refuses it for good. aPayload, aAnswer bytes at the least, points
+// into mIn.
+KyResult ControlChannel::Execute(Packet aCommand, uint16_t aCode, size_t aAnswer, Bytes& aPayload)
+{
     mCode = aCode;
     mAnswer = aAnswer;
-    mLatest = Clock::now() + std::chrono::milliseconds(mTimes.mPending);
-    bool lRefused = false;
-    for (uint32_t lAttempt = 0; lAttempt < mTimes.mAttempts; ++lAttempt)
+    mLatest = std::min(Clock::now() + std::chrono::milliseconds(mTimes.mPending), mEnd.load());
+    for (uint32_t lTry = 1;; ++lTry)
     {
-        mRepeats += lAttempt > 0 ? 1 : 0;
+        if (mShut || IsOver())
+        {
+            return NotConnected();
+        }
+        const Clock::time_point lNext = Clock::now() + std::chrono::milliseconds(mTimes.mTimeout);
+        KyResult lResult = Ask(aCommand, aPayload);
+        if (lResult.GetCode() != KyGvcp::cBusy || lTry >= mTimes.mAttempts || !Pause(lNext))
+        {
+            return lResult;
+        }
+        ++mRepeats;
+        aCommand.SetRequestID(NextRequest());
+    }
+}
+
+// Sends a command until it is answered.
+KyResult ControlChannel::Ask(const Packet& aCommand, Bytes& aPayload)
+{
+    const std::chrono::milliseconds lTimeout(mTimes.mTimeout);
+    // What the device may need in silence, and the time that the packets need.
+    const Clock::time_point lPatience = Clock::now() + std::chrono::milliseconds(mPatience) + lTimeout;
+    bool lRefused = false;
+    for (uint32_t lAttempt = 1; lAttempt <= mTimes.mAttempts; ++lAttempt)
+    {
+        mRepeats += lAttempt > 1 ? 1 : 0;
         const bool lRefusedBefore = lRefused;
+        const Clock::time_point lEnd = Clock::now() + lTimeout;
         lRefused = mSocket.Send(aCommand.GetBytes()) != SocketResult::Done;
         KyResult lResult(KyResult::TIMED_OUT);
         if (!lRefused)
         {
-            lResult = WaitForAnswer(aPayload, lRefused);
+            const bool lLast = lAttempt == mTimes.mAttempts;
+            lResult = WaitForAnswer(lLast ? std::max(lEnd, lPatience) : lEnd, aPayload, lRefused);
         }
         if (lResult.GetCode() != KyResult::TIMED_OUT)
         {
             return lResult;
+        }
+        if (IsOver())
+        {
+            return NotConnected();
         }
         if (lRefused && lRefusedBefore)
         {
@@ -83,22 +134,22 @@ KyResult ControlChannel::Execute(const Packet& aCommand, uint16_t aCode, size_t 
     return {KyResult::NO_CONNECTION, "The device does not answer."};
 }
 
-// \return TIMED_OUT: nothing came. aRefused: the other host says that nobody listens.
-KyResult ControlChannel::WaitForAnswer(Bytes& aPayload, bool& aRefused)
+// \return TIMED_OUT: nothing came, or all is over. aRefused: the other host says that nobody listens.
+KyResult ControlChannel::WaitForAnswer(Clock::time_point aEnd, Bytes& aPayload, bool& aRefused)
 {
-    Clock::time_point lEnd = Clock::now() + std::chrono::milliseconds(mTimes.mTimeout);
     for (;;)
     {
         size_t lReceived = 0;
-        const auto lLeft = std::max(lEnd - Clock::now(), Clock::duration(0));
-        const SocketResult lState = mSocket.Receive(mIn, lReceived, nullptr, lLeft);
+        const auto lLeft = std::max(aEnd - Clock::now(), Clock::duration(0));
+        const SocketResult lState =
+            mSocket.Receive(mIn, lReceived, nullptr, std::min<Clock::duration>(lLeft, cSlice));
         KyResult lResult;
-        if (lState == SocketResult::Done && TakeAnswer(lReceived, lEnd, aPayload, lResult))
+        if (lState == SocketResult::Done && TakeAnswer(lReceived, aEnd, aPayload, lResult))
         {
             return lResult;
         }
         aRefused = lState == SocketResult::Refused || lState == SocketResult::Failed;
-        if (aRefused || lState == SocketResult::TimedOut || Clock::now() >= lEnd)
+        if (aRefused || Clock::now() >= aEnd || IsOver())
         {
             return KyResult(KyResult::TIMED_OUT);
         }
@@ -134,6 +185,19 @@ bool ControlChannel::TakeAnswer(size_t aReceived, Clock::time_point& aEnd, Bytes
     return aPayload.size() >= mAnswer; // a short one is damaged; the device answers again when asked again
 }
 
+KyResult ControlChannel::Discover(std::array<uint8_t, KyGvcp::cDiscoverySize>& aRegisters)
+{
+    const LockScope lScope(mLock);
+    Bytes lPayload;
+    KyResult lResult =
+        Execute(KyGvcp::MakeDiscovery(NextRequest(), false), KyGvcp::cDiscovery, aRegisters.size(), lPayload);
+    if (lResult.IsOK())
+    {
+        std::copy_n(lPayload.begin(), aRegisters.size(), aRegisters.begin());
+    }
+    return lResult;
+}
+
 KyResult ControlChannel::ReadRegister(uint32_t aAddress, uint32_t& aValue)
 {
     aValue = 0;
@@ -154,6 +218,14 @@ KyResult ControlChannel::WriteRegister(uint32_t aAddress, uint32_t aValue)
     Bytes lPayload;
     return Execute(KyGvcp::MakeWriteRegister(NextRequest(), aAddress, aValue), KyGvcp::cWriteRegister, 0,
                    lPayload);
+}
+
+void ControlChannel::SendRegister(uint32_t aAddress, uint32_t aValue)
+{
+    const LockScope lScope(mLock);
+    const Packet lCommand =
+        Packet::Command(KyGvcp::cWriteRegister, 0, NextRequest()).Add32(aAddress).Add32(aValue);
+    static_cast<void>(mSocket.Send(lCommand.GetBytes())); // ignored: nobody waits for it
 }
 
 KyResult ControlChannel::ReadBlock(uint32_t aAddress, uint8_t* aBuffer, size_t aSize)

@@ -11,6 +11,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdint>
+#include <memory>
 
 namespace KyGigE
 {
@@ -24,25 +25,46 @@ constexpr uint16_t FollowingRequest(uint16_t aRequest)
 /// The control channel to a device: one command at a time, each sent again with the same identifier until
 /// its acknowledge comes, so that the device does it once.
 ///
+/// A device that is busy is asked again after mTimeout, mAttempts times in all, with a new identifier: it
+/// has not done the command, and would answer the old identifier as it did.
+///
 /// Threads: any. A command blocks until the one before it is done, and then for mTimeout * mAttempts at the
-/// most, or as long as the device asks for.
+/// most, for the time that the device needs for a command in silence, or as long as it asks for.
 ///
 /// Results: OK; a status of GigE Vision, 0x8000 and above, as the device sent it; NO_CONNECTION: the channel
-/// is shut, or the device does not answer, which shuts it.
+/// is shut, the commands have come to their end (SetEnd(), cancellation), or the device does not answer,
+/// which shuts the channel.
 class ControlChannel
 {
 public:
-    explicit ControlChannel(const ControlTimes& aTimes);
+    using Clock = std::chrono::steady_clock;
 
-    /// Opens the socket. \param aLocal  Own address; 0: the system chooses. \return FAILURE: it refused.
-    KyResult Open(const KyGvcp::Endpoint& aDevice, uint32_t aLocal);
+    /// \param aCancel  Set to true by any thread: the command that runs ends within cSlice, and later ones at
+    ///                 once; may be null.
+    explicit ControlChannel(const ControlTimes& aTimes,
+                            std::shared_ptr<const std::atomic<bool>> aCancel = nullptr);
+
+    /// Opens the socket. \param aLocal  Own address; 0: the system chooses. \param aInterface  As for
+    /// UdpSocket. \return FAILURE: it refused.
+    KyResult Open(const KyGvcp::Endpoint& aDevice, uint32_t aLocal, uint32_t aInterface = 0);
     /// Own end of the channel.
     KyGvcp::Endpoint GetLocal() const { return mSocket.GetLocal(); }
 
     /// Commands go through, or are refused at once.
     void SetShut(bool aShut) { mShut = aShut; }
     bool IsShut() const { return mShut; }
+    /// Whether somebody has cancelled everything.
+    bool IsCancelled() const { return mCancel != nullptr && *mCancel; }
+    /// Whether commands have come to their end.
+    bool IsOver() const { return IsCancelled() || Clock::now() >= mEnd.load(); }
+    /// Until when all commands have to be done; Clock::time_point::max(): no end.
+    void SetEnd(Clock::time_point aEnd) { mEnd = aEnd; }
+    /// How long the device may need for a command without a word, in milliseconds; not more than
+    /// ControlTimes::mPending counts.
+    void SetPatience(uint32_t aMilliseconds);
 
+    /// Asks the device for what it says about itself; every application may, whoever has control.
+    KyResult Discover(std::array<uint8_t, KyGvcp::cDiscoverySize>& aRegisters);
     KyResult ReadRegister(uint32_t aAddress, uint32_t& aValue);
     KyResult WriteRegister(uint32_t aAddress, uint32_t aValue);
     /// Reads any number of bytes. Devices read whole words, so a little more is asked for and dropped.
@@ -51,27 +73,35 @@ public:
     /// memory: all packets go to the same address.
     /// \return Also 0x8002: no bytes.
     KyResult WriteMemory(uint32_t aAddress, const uint8_t* aBuffer, uint64_t aSize);
+    /// Sends one write and does not wait for an answer; also while the channel is shut.
+    void SendRegister(uint32_t aAddress, uint32_t aValue);
 
     /// Packets that were sent again.
     uint64_t GetRepeats() const { return mRepeats; }
 
 private:
-    using Clock = std::chrono::steady_clock;
+    /// After which a waiting command looks whether it has been cancelled.
+    static constexpr std::chrono::milliseconds cSlice{100};
 
-    KyResult Execute(const KyGvcp::Packet& aCommand, uint16_t aCode, size_t aAnswer, KyGvcp::Bytes& aPayload)
+    KyResult Execute(KyGvcp::Packet aCommand, uint16_t aCode, size_t aAnswer, KyGvcp::Bytes& aPayload)
         JX_REQUIRES(mLock);
-    KyResult WaitForAnswer(KyGvcp::Bytes& aPayload, bool& aRefused) JX_REQUIRES(mLock);
+    KyResult Ask(const KyGvcp::Packet& aCommand, KyGvcp::Bytes& aPayload) JX_REQUIRES(mLock);
+    KyResult WaitForAnswer(Clock::time_point aEnd, KyGvcp::Bytes& aPayload, bool& aRefused)
+        JX_REQUIRES(mLock);
     bool TakeAnswer(size_t aReceived, Clock::time_point& aEnd, KyGvcp::Bytes& aPayload, KyResult& aResult)
         JX_REQUIRES(mLock);
+    bool Pause(Clock::time_point aUntil) const;
     uint16_t NextRequest() JX_REQUIRES(mLock) { return mRequest = FollowingRequest(mRequest); }
     KyResult ReadBlock(uint32_t aAddress, uint8_t* aBuffer, size_t aSize);
     KyResult WriteBlock(uint32_t aAddress, const uint8_t* aBuffer, size_t aSize);
-    KyResult Lose();
 
     const ControlTimes mTimes;
+    const std::shared_ptr<const std::atomic<bool>> mCancel;
     JxUtilsLib::Mutex mLock;
     KyGvcp::UdpSocket mSocket;
     std::atomic<bool> mShut = true;
+    std::atomic<Clock::time_point> mEnd = Clock::time_point::max();
+    std::atomic<uint32_t> mPatience = 0;
     std::atomic<uint64_t> mRepeats = 0;
     uint16_t mRequest JX_GUARDED_BY(mLock) = 0;
     uint16_t mCode JX_GUARDED_BY(mLock) = 0; // of the command, and how many bytes have to answer it

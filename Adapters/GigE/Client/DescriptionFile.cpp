@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
-#include <cstdlib>
+#include <charconv>
+#include <system_error>
 
 namespace KyGigE
 {
@@ -13,13 +14,26 @@ namespace
 
 constexpr uint32_t cLargest = 16U << 20U;
 
-/// A hexadecimal number that ends at aEnd.
+/// Devices pad their texts with blanks and end them with lines' ends.
+std::string Trimmed(const std::string& aText)
+{
+    constexpr const char* cBlanks = " \t\r\n";
+    const size_t lFirst = aText.find_first_not_of(cBlanks);
+    const size_t lLast = aText.find_last_not_of(cBlanks);
+    return lFirst == std::string::npos ? std::string() : aText.substr(lFirst, lLast - lFirst + 1);
+}
+
+/// A hexadecimal number, with or without 0x; nothing else.
 bool ParseHex(const std::string& aText, uint32_t& aNumber)
 {
-    char* lEnd = nullptr;
-    const unsigned long long lNumber = std::strtoull(aText.c_str(), &lEnd, 16);
-    aNumber = static_cast<uint32_t>(lNumber);
-    return !aText.empty() && *lEnd == '\0' && lNumber <= UINT32_MAX;
+    std::string lDigits = Trimmed(aText);
+    if (lDigits.size() > 2 && lDigits[0] == '0' && (lDigits[1] == 'x' || lDigits[1] == 'X'))
+    {
+        lDigits.erase(0, 2);
+    }
+    const char* const lEnd = lDigits.data() + lDigits.size();
+    const auto [lStop, lError] = std::from_chars(lDigits.data(), lEnd, aNumber, 16);
+    return lError == std::errc() && lStop == lEnd;
 }
 
 } // namespace
@@ -27,20 +41,21 @@ bool ParseHex(const std::string& aText, uint32_t& aNumber)
 bool ParseDescriptionUrl(const std::string& aUrl, DescriptionPlace& aPlace)
 {
     const std::string lScheme = "local:";
-    const bool lLocal = aUrl.size() > lScheme.size() &&
-                        std::equal(lScheme.begin(), lScheme.end(), aUrl.begin(),
+    const std::string lUrl = Trimmed(aUrl);
+    const bool lLocal = lUrl.size() > lScheme.size() &&
+                        std::equal(lScheme.begin(), lScheme.end(), lUrl.begin(),
                                    [](char aExpected, char aFound)
                                    { return aExpected == std::tolower(static_cast<unsigned char>(aFound)); });
-    const size_t lFirst = aUrl.find(';');
-    const size_t lSecond = lFirst != std::string::npos ? aUrl.find(';', lFirst + 1) : lFirst;
+    const size_t lFirst = lUrl.find(';');
+    const size_t lSecond = lFirst != std::string::npos ? lUrl.find(';', lFirst + 1) : lFirst;
     if (!lLocal || lSecond == std::string::npos)
     {
         return false;
     }
-    const size_t lEnd = aUrl.find('?', lSecond); // "?SchemaVersion=1.1.0"
+    const size_t lEnd = lUrl.find('?', lSecond); // "?SchemaVersion=1.1.0"
     DescriptionPlace lPlace;
-    if (!ParseHex(aUrl.substr(lFirst + 1, lSecond - lFirst - 1), lPlace.mAddress) ||
-        !ParseHex(aUrl.substr(lSecond + 1, lEnd == std::string::npos ? lEnd : lEnd - lSecond - 1),
+    if (!ParseHex(lUrl.substr(lFirst + 1, lSecond - lFirst - 1), lPlace.mAddress) ||
+        !ParseHex(lUrl.substr(lSecond + 1, lEnd == std::string::npos ? lEnd : lEnd - lSecond - 1),
                   lPlace.mSize) ||
         lPlace.mSize == 0 || lPlace.mSize > cLargest)
     {
@@ -52,30 +67,32 @@ bool ParseDescriptionUrl(const std::string& aUrl, DescriptionPlace& aPlace)
 
 KyResult ReadDescription(ControlChannel& aControl, std::string& aFile)
 {
-    aFile.clear();
+    KyResult lNone(KyResult::FAILURE, "The device has no description of its features in its own memory.");
     for (const uint32_t lRegister : {KyGvcp::cFirstUrlRegister, KyGvcp::cSecondUrlRegister})
     {
+        aFile.clear();
         std::array<uint8_t, KyGvcp::cUrlSize + 1> lUrl{};
         KyResult lResult = aControl.ReadMemory(lRegister, lUrl.data(), KyGvcp::cUrlSize);
         DescriptionPlace lPlace;
-        if (!lResult.IsOK() || !ParseDescriptionUrl(reinterpret_cast<const char*>(lUrl.data()), lPlace))
+        if (lResult.IsOK() && ParseDescriptionUrl(reinterpret_cast<const char*>(lUrl.data()), lPlace))
         {
-            if (lResult.GetCode() == KyResult::NO_CONNECTION)
+            aFile.resize(lPlace.mSize);
+            lResult =
+                aControl.ReadMemory(lPlace.mAddress, reinterpret_cast<uint8_t*>(aFile.data()), aFile.size());
+            if (lResult.IsOK())
             {
                 return lResult;
             }
-            continue;
+            lNone = lResult;
         }
-        aFile.resize(lPlace.mSize);
-        lResult =
-            aControl.ReadMemory(lPlace.mAddress, reinterpret_cast<uint8_t*>(aFile.data()), aFile.size());
-        if (!lResult.IsOK())
+        if (lResult.GetCode() == KyResult::NO_CONNECTION)
         {
             aFile.clear();
+            return lResult;
         }
-        return lResult;
     }
-    return {KyResult::FAILURE, "The device has no description of its features in its own memory."};
+    aFile.clear();
+    return lNone;
 }
 
 } // namespace KyGigE

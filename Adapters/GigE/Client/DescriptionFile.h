@@ -15,11 +15,12 @@ struct DescriptionPlace
     uint32_t mSize = 0;
 };
 
-/// Takes "Local:name.xml;100000;691D" apart. \return False: the description is not in the device, or the text
-/// makes no sense.
+/// Takes "Local:name.xml;100000;691D" apart, with or without blanks. \return False: the description is not in
+/// the device, or the text makes no sense.
 bool ParseDescriptionUrl(const std::string& aUrl, DescriptionPlace& aPlace);
 
-/// Reads a device's description file, as it is stored there.
+/// Reads a device's description file, as it is stored there: that of the first address, or of the second when
+/// the first leads elsewhere or cannot be read.
 /// \return Also FAILURE: neither of the device's two addresses leads into its own memory.
 KyResult ReadDescription(ControlChannel& aControl, std::string& aFile);
 

@@ -1,13 +1,15 @@
 #include <KyGigE/Discovery.h>
 
-#include "Adapters/GigE/Client/FindInterface.h"
 #include "Adapters/GigE/Client/ParseInformation.h"
-#include "Adapters/GigE/Gvcp/UdpSocket.h"
+#include "Adapters/GigE/Client/Search.h"
 
 #include <algorithm>
+#include <array>
 #include <chrono>
+#include <cstdint>
 #include <map>
 #include <memory>
+#include <tuple>
 
 namespace KyGigE
 {
@@ -22,57 +24,40 @@ namespace
 {
 
 constexpr uint16_t cRequest = 0xFFFF;
-constexpr size_t cMostInterfaces = 8; // that one wait takes
+constexpr std::chrono::milliseconds cAgain{150}; // a question or an answer may get lost
+constexpr KyGvcp::SocketTime cAtOnce{0};
 
-struct Search
+struct SearchSocket
 {
     Interface mInterface;
     UdpSocket mSocket;
 };
 
-bool Matches(const Interface& aInterface, const std::string& aWanted)
+/// What a device is known by: two of one address may be there, on different networks, and one may have two
+/// ways.
+using Key = std::tuple<std::string, uint64_t, uint32_t, uint16_t>;
+using Findings = std::map<Key, FoundDevice>;
+
+bool Ask(SearchSocket& aSearch, const Endpoint& aTarget)
 {
-    return aWanted.empty() || aInterface.mName == aWanted ||
-           KyGvcp::AddressText(aInterface.mAddress) == aWanted;
+    // A device whose address does not fit its network can answer everybody only.
+    const bool lBroadcast = aTarget.mAddress == KyGvcp::cBroadcastAddress;
+    return aSearch.mSocket.SendTo(aTarget, KyGvcp::MakeDiscovery(cRequest, lBroadcast).GetBytes()) ==
+           SocketResult::Done;
 }
 
-/// Whether a socket of that interface leads to an address; the system knows better when nothing is said.
-bool Ask(Search& aSearch, const Endpoint& aTarget)
+/// A socket of an interface. What is broadcast comes only to sockets without an address; the interface keeps
+/// such a socket to itself.
+bool Open(SearchSocket& aSearch, const Endpoint& aTarget)
 {
-    return aSearch.mSocket.Open({aSearch.mInterface.mAddress, 0}) && aSearch.mSocket.AllowBroadcast() &&
-           aSearch.mSocket.SendTo(aTarget, KyGvcp::MakeDiscovery(cRequest, false).GetBytes()) ==
-               SocketResult::Done;
-}
-
-std::vector<std::unique_ptr<Search>> AskAll(const DiscoveryOptions& aOptions, const Endpoint& aTarget)
-{
-    std::vector<Interface> lInterfaces;
-    for (const Interface& lInterface : KyGvcp::ListInterfaces())
-    {
-        if (Matches(lInterface, aOptions.mInterface))
-        {
-            lInterfaces.push_back(lInterface);
-        }
-    }
-    if (!aOptions.mAddress.empty() && aOptions.mInterface.empty())
-    {
-        lInterfaces = {Interface()}; // one device: the system knows the way
-    }
-    std::vector<std::unique_ptr<Search>> lSearches;
-    for (const Interface& lInterface : lInterfaces)
-    {
-        auto lSearch = std::make_unique<Search>();
-        lSearch->mInterface = lInterface;
-        if (lSearches.size() < cMostInterfaces && Ask(*lSearch, aTarget))
-        {
-            lSearches.push_back(std::move(lSearch));
-        }
-    }
-    return lSearches;
+    const Interface& lInterface = aSearch.mInterface;
+    const bool lBroadcast = aTarget.mAddress == KyGvcp::cBroadcastAddress;
+    return aSearch.mSocket.Open({lBroadcast ? 0 : lInterface.mAddress, 0}, false, lInterface.mIndex) &&
+           aSearch.mSocket.AllowBroadcast() && Ask(aSearch, aTarget);
 }
 
 /// Takes one answer, if the socket has one.
-void Collect(Search& aSearch, std::map<std::pair<uint32_t, uint16_t>, FoundDevice>& aFound)
+void Collect(SearchSocket& aSearch, Findings& aFound)
 {
     std::array<uint8_t, KyGvcp::cMaxPacket> lPacket{};
     size_t lSize = 0;
@@ -85,29 +70,64 @@ void Collect(Search& aSearch, std::map<std::pair<uint32_t, uint16_t>, FoundDevic
     if (lAnswer && lAnswer->mCode == KyGvcp::cDiscoveryAck && lAnswer->mRequestID == cRequest &&
         lAnswer->mStatus == KyGvcp::cSuccess && lAnswer->mPayload.size() >= KyGvcp::cDiscoverySize)
     {
-        aFound.try_emplace({lFrom.mAddress, lFrom.mPort}, FoundDevice{ParseInformation(lAnswer->mPayload),
-                                                                      KyGvcp::AddressText(lFrom.mAddress),
-                                                                      lFrom.mPort, aSearch.mInterface.mName});
+        const DeviceInformation lInformation = ParseInformation(lAnswer->mPayload);
+        const std::string& lInterface = aSearch.mInterface.mName;
+        aFound.try_emplace(
+            {lInterface, lInformation.mMac, lFrom.mAddress, lFrom.mPort},
+            FoundDevice{lInformation, KyGvcp::AddressText(lFrom.mAddress), lFrom.mPort, lInterface});
     }
 }
 
 } // namespace
 
-bool FindInterface(const std::string& aInterface, uint32_t& aAddress)
+std::vector<Interface> MatchingInterfaces(const std::string& aWanted)
 {
-    const std::vector<Interface> lInterfaces = KyGvcp::ListInterfaces();
-    const auto lFound =
-        std::find_if(lInterfaces.begin(), lInterfaces.end(),
-                     [&](const Interface& aCandidate) { return Matches(aCandidate, aInterface); });
-    if (aInterface.empty() || lFound == lInterfaces.end())
+    std::vector<Interface> lMatching = KyGvcp::ListInterfaces();
+    std::erase_if(lMatching,
+                  [&](const Interface& aInterface)
+                  {
+                      return !aWanted.empty() && aInterface.mName != aWanted &&
+                             KyGvcp::AddressText(aInterface.mAddress) != aWanted;
+                  });
+    return lMatching;
+}
+
+bool Search(const std::vector<Interface>& aInterfaces, const Endpoint& aTarget, uint32_t aTime,
+            size_t aEnough, std::vector<FoundDevice>& aDevices)
+{
+    aDevices.clear();
+    std::vector<std::unique_ptr<SearchSocket>> lSearches;
+    std::vector<UdpSocket*> lSockets;
+    for (const Interface& lInterface : aInterfaces)
     {
-        // Every address of the loop-back network is this host's, though only one is listed.
-        const auto lAddress = KyGvcp::ParseAddress(aInterface);
-        aAddress = lAddress.value_or(0);
-        return lAddress && *lAddress >> 24U == 127;
+        auto lSearch = std::make_unique<SearchSocket>();
+        lSearch->mInterface = lInterface;
+        if (Open(*lSearch, aTarget))
+        {
+            lSockets.push_back(&lSearch->mSocket);
+            lSearches.push_back(std::move(lSearch));
+        }
     }
-    aAddress = lFound->mAddress;
-    return true;
+    Findings lFound;
+    const Clock::time_point lEnd = Clock::now() + std::chrono::milliseconds(aTime);
+    Clock::time_point lAgain = Clock::now() + cAgain;
+    while (!lSearches.empty() && Clock::now() < lEnd && lFound.size() < aEnough)
+    {
+        const auto lLeft = std::max<KyGvcp::SocketTime>(std::min(lEnd, lAgain) - Clock::now(), cAtOnce);
+        static_cast<void>(UdpSocket::Wait(lSockets, lLeft, nullptr)); // result ignored: the clock ends it
+        const bool lAsk = Clock::now() >= lAgain;
+        lAgain = lAsk ? Clock::time_point::max() : lAgain;
+        for (const auto& lSearch : lSearches)
+        {
+            Collect(*lSearch, lFound);
+            static_cast<void>(lAsk && Ask(*lSearch, aTarget)); // ignored: it was asked before
+        }
+    }
+    for (auto& [lKey, lDevice] : lFound)
+    {
+        aDevices.push_back(std::move(lDevice));
+    }
+    return !lSearches.empty();
 }
 
 std::string DiscoverDevices(const DiscoveryOptions& aOptions, std::vector<FoundDevice>& aDevices)
@@ -123,30 +143,15 @@ std::string DiscoverDevices(const DiscoveryOptions& aOptions, std::vector<FoundD
         }
         lTarget.mAddress = *lAddress;
     }
-    const std::vector<std::unique_ptr<Search>> lSearches = AskAll(aOptions, lTarget);
-    if (lSearches.empty())
+    std::vector<Interface> lInterfaces = MatchingInterfaces(aOptions.mInterface);
+    if (!aOptions.mAddress.empty() && aOptions.mInterface.empty())
+    {
+        lInterfaces = {Interface()}; // one device: the system knows the way
+    }
+    if (!Search(lInterfaces, lTarget, aOptions.mTime, aOptions.mAddress.empty() ? SIZE_MAX : 1, aDevices))
     {
         return aOptions.mInterface.empty() ? "no network interface that devices can be looked for on"
                                            : "no network interface " + aOptions.mInterface;
-    }
-    std::vector<UdpSocket*> lSockets;
-    for (const auto& lSearch : lSearches)
-    {
-        lSockets.push_back(&lSearch->mSocket);
-    }
-    std::map<std::pair<uint32_t, uint16_t>, FoundDevice> lFound;
-    const Clock::time_point lEnd = Clock::now() + std::chrono::milliseconds(aOptions.mTime);
-    while (Clock::now() < lEnd && (aOptions.mAddress.empty() || lFound.empty()))
-    {
-        static_cast<void>(UdpSocket::Wait(lSockets, lEnd - Clock::now(), nullptr)); // the clock ends it
-        for (const auto& lSearch : lSearches)
-        {
-            Collect(*lSearch, lFound);
-        }
-    }
-    for (auto& [lKey, lDevice] : lFound)
-    {
-        aDevices.push_back(std::move(lDevice));
     }
     return {};
 }

@@ -1,6 +1,5 @@
 #include "Adapters/GigE/Client/GvcpClient.h"
 
-#include "Adapters/GigE/Client/FindInterface.h"
 #include "Adapters/GigE/Client/ParseInformation.h"
 
 #include <JxUtilsLib/LockScope.h>
@@ -37,29 +36,89 @@ KyResult Failure(uint32_t aCode, const std::string& aText)
     return {aCode, KyString(aText.c_str())};
 }
 
+KyResult ReadOnlyResult()
+{
+    return Failure(KyGvcp::cAccessDenied, "The device is connected for reading only.");
+}
+
+/// " (Korvo X1 S17)": what the device is called, as far as it says.
+std::string NameText(const DeviceInformation& aInformation)
+{
+    std::string lName;
+    for (const std::string& lPart :
+         {aInformation.mVendor, aInformation.mModel, aInformation.mSerialNumber, aInformation.mUserName})
+    {
+        lName += (lPart.empty() || lName.empty() ? "" : " ") + lPart;
+    }
+    return lName.empty() ? lName : " (" + lName + ')';
+}
+
 } // namespace
 
 GvcpClient::GvcpClient(const DeviceAddress& aAddress, const ConnectionOptions& aOptions)
-    : mAddress(aAddress), mOptions(aOptions), mControl(aOptions.mControl)
+    : mAddress(aAddress), mOptions(aOptions), mControl(aOptions.mControl, aOptions.mCancel)
 {
+}
+
+// Where the own end has to be now. Addresses of this computer may change.
+KyResult GvcpClient::FindOwnSide()
+{
+    if (mInterface.empty())
+    {
+        return FindRoute(mDevice, mOwn)
+                   ? KyResult()
+                   : Failure(KyResult::NO_CONNECTION, "There is no way to " + Where() + ".");
+    }
+    const std::string lError = FindInterface(mInterface, mDevice, mOwn);
+    return lError.empty() ? KyResult() : Failure(KyResult::FAILURE, lError);
 }
 
 KyResult GvcpClient::OpenSockets(MessageChannel::EventHandler aEvents)
 {
     const auto lDevice = KyGvcp::ParseAddress(mAddress.mAddress);
-    uint32_t lLocal = 0;
     if (!lDevice)
     {
         return Failure(KyResult::BAD_PARAMETER, '"' + mAddress.mAddress + "\" is no IPv4 address.");
     }
-    if (!mAddress.mInterface.empty() && !FindInterface(mAddress.mInterface, lLocal))
+    mDevice = *lDevice;
+    mInterface = mAddress.mInterface;
+    if (mInterface.empty())
     {
-        return Failure(KyResult::FAILURE,
-                       "This computer has no network interface " + mAddress.mInterface + ".");
+        const std::string lError =
+            ChooseInterface(mDevice, mAddress.mPort, 2 * mOptions.mControl.mTimeout, mInterface);
+        if (!lError.empty())
+        {
+            return Failure(KyResult::FAILURE, lError);
+        }
     }
-    KyResult lResult = mControl.Open({*lDevice, mAddress.mPort}, lLocal);
-    return lResult.IsOK() ? mMessages.Open(mControl.GetLocal().mAddress, *lDevice, std::move(aEvents))
+    KyResult lResult = FindOwnSide();
+    if (lResult.IsOK())
+    {
+        lResult = mControl.Open({mDevice, mAddress.mPort}, mOwn.mAddress, mOwn.mInterface);
+    }
+    return lResult.IsOK() ? mMessages.Open(mOwn.mAddress, mDevice, std::move(aEvents), mOwn.mInterface)
                           : lResult;
+}
+
+// Sockets are made anew when the own end has moved. Else they stay: the device knows the application by them.
+KyResult GvcpClient::FollowOwnSide()
+{
+    const OwnSide lBefore = mOwn;
+    KyResult lResult = FindOwnSide();
+    if (!lResult.IsOK() || mOwn == lBefore)
+    {
+        return lResult;
+    }
+    lResult = mControl.Open({mDevice, mAddress.mPort}, mOwn.mAddress, mOwn.mInterface);
+    if (lResult.IsOK())
+    {
+        lResult = mMessages.Move(mOwn.mAddress, mOwn.mInterface);
+    }
+    if (!lResult.IsOK())
+    {
+        mOwn = {}; // the next attempt opens them
+    }
+    return lResult;
 }
 
 KyResult GvcpClient::Open(MessageChannel::EventHandler aEvents, Preparation aPrepare)
@@ -96,16 +155,34 @@ void GvcpClient::Close()
             mChanged.NotifyAll();
         }
         mKeeper.join();
-        if (IsConnected())
-        {
-            // Results ignored: a device that does not answer frees itself after the heartbeat's time-out.
-            static_cast<void>(mControl.WriteRegister(KyGvcp::cMessagePortRegister, 0));
-            static_cast<void>(mControl.WriteRegister(KyGvcp::cControlPrivilegeRegister, 0));
-        }
+        GiveBack();
     }
     mConnected = false;
     mControl.SetShut(true);
     mMessages.Close();
+}
+
+// A device that does not answer, or not in time, may hear it all the same; else it frees itself after the
+// heartbeat's time-out.
+void GvcpClient::GiveBack()
+{
+    mMessages.Deafen();
+    if (!mMayControl.exchange(false))
+    {
+        return;
+    }
+    constexpr std::array cRegisters = {KyGvcp::cMessagePortRegister, KyGvcp::cControlPrivilegeRegister};
+    for (const uint32_t lRegister : cRegisters)
+    {
+        if (!mHasEvents && lRegister == KyGvcp::cMessagePortRegister)
+        {
+            continue;
+        }
+        if (mControl.WriteRegister(lRegister, 0).GetCode() == KyResult::NO_CONNECTION)
+        {
+            mControl.SendRegister(lRegister, 0);
+        }
+    }
 }
 
 KyResult GvcpClient::Reconnect()
@@ -116,38 +193,68 @@ KyResult GvcpClient::Reconnect()
         return {};
     }
     LoseConnection("it does not answer."); // in case that nobody has noticed yet
-    return Connect();
+    KyResult lResult = FollowOwnSide();
+    return lResult.IsOK() ? Connect() : lResult;
 }
 
 KyResult GvcpClient::Connect()
 {
+    const std::chrono::milliseconds lLimit(mOptions.mConnectLimit);
     mConnected = false;
     mControl.SetShut(false);
+    mControl.SetEnd(lLimit.count() != 0 ? ControlChannel::Clock::now() + lLimit
+                                        : ControlChannel::Clock::time_point::max());
+    KyResult lResult = RunSteps();
+    if (!lResult.IsOK() || mControl.IsOver()) // steps may do without single answers
+    {
+        lResult = Explained(lResult);
+        GiveBack();
+        mControl.SetShut(true);
+    }
+    mControl.SetEnd(ControlChannel::Clock::time_point::max());
+    if (lResult.IsOK())
+    {
+        ++mGeneration; // first: whoever sees the connection sees that it is another one
+        mConnected = true;
+    }
+    return lResult;
+}
+
+KyResult GvcpClient::RunSteps()
+{
     KyResult lResult = Identify();
-    for (KyResult (GvcpClient::*const lStep)() : {&GvcpClient::TakeControl, &GvcpClient::StartEvents})
+    for (KyResult (GvcpClient::*const lStep)() : {&GvcpClient::CheckExclusive, &GvcpClient::TakeControl,
+                                                  &GvcpClient::LearnTimes, &GvcpClient::StartEvents})
     {
         if (lResult.IsOK())
         {
             lResult = (this->*lStep)();
         }
     }
-    if (lResult.IsOK())
-    {
-        lResult = mPrepare();
-    }
-    if (!lResult.IsOK())
-    {
-        mControl.SetShut(true);
-        return lResult;
-    }
-    mConnected = true;
-    return lResult;
+    return lResult.IsOK() ? mPrepare() : lResult;
 }
 
+// What a step's failure means for the connection as a whole.
+KyResult GvcpClient::Explained(const KyResult& aResult) const
+{
+    if (mControl.IsCancelled())
+    {
+        return Failure(KyResult::NO_CONNECTION, "Connecting the device at " + Where() + " was cancelled.");
+    }
+    if (mControl.IsOver())
+    {
+        return Failure(KyResult::TIMED_OUT, "The device at " + Where() + " was not connected within " +
+                                                std::to_string(mOptions.mConnectLimit) + " ms.");
+    }
+    return aResult;
+}
+
+// By the answer to discovery: it comes also to those without access, and from devices that refuse to read
+// over gaps between registers.
 KyResult GvcpClient::Identify()
 {
     std::array<uint8_t, KyGvcp::cDiscoverySize> lRegisters{};
-    const KyResult lResult = mControl.ReadMemory(0, lRegisters.data(), lRegisters.size());
+    const KyResult lResult = mControl.Discover(lRegisters);
     if (lResult.GetCode() == KyResult::NO_CONNECTION)
     {
         return Failure(KyResult::NO_CONNECTION, "No device answers at " + Where() + ".");
@@ -168,10 +275,24 @@ KyResult GvcpClient::Identify()
                : Failure(KyResult::NO_CONNECTION, "Another device answers at " + Where() + ".");
 }
 
+// Before anything else is read: exclusive access lets others read this one register at the most.
+KyResult GvcpClient::CheckExclusive()
+{
+    uint32_t lPrivilege = 0;
+    const KyResult lResult = mControl.ReadRegister(KyGvcp::cControlPrivilegeRegister, lPrivilege);
+    if (lResult.GetCode() == KyResult::NO_CONNECTION)
+    {
+        return lResult;
+    }
+    return lResult.GetCode() == KyGvcp::cAccessDenied || (lPrivilege & KyGvcp::cExclusiveAccess) != 0
+               ? TakenResult("has exclusive access to the device" + NameText(mInformation))
+               : KyResult();
+}
+
 // Some devices do not answer those that are not in control when they write.
 bool GvcpClient::IsTakenInSilence(const KyResult& aResult)
 {
-    if (aResult.GetCode() != KyResult::NO_CONNECTION)
+    if (aResult.GetCode() != KyResult::NO_CONNECTION || mControl.IsOver())
     {
         return false;
     }
@@ -181,7 +302,7 @@ bool GvcpClient::IsTakenInSilence(const KyResult& aResult)
            (lPrivilege & (KyGvcp::cControlAccess | KyGvcp::cExclusiveAccess)) != 0;
 }
 
-KyResult GvcpClient::TakenResult()
+KyResult GvcpClient::TakenResult(const std::string& aWhat)
 {
     uint32_t lAddress = 0;
     uint32_t lPort = 0;
@@ -191,16 +312,22 @@ KyResult GvcpClient::TakenResult()
     const std::string lOwner =
         lAddress == 0 ? "" : " (" + KyGvcp::EndpointText({lAddress, static_cast<uint16_t>(lPort)}) + ")";
     return Failure(KyGvcp::cAccessDenied,
-                   "Another application" + lOwner + " controls the device at " + Where() + ".");
+                   "Another application" + lOwner + ' ' + aWhat + " at " + Where() + '.');
 }
 
 KyResult GvcpClient::TakeControl()
 {
+    if (mOptions.mReadOnly)
+    {
+        return {};
+    }
+    mMayControl = true; // from the moment when the device may have got the command
     const KyResult lResult =
         mControl.WriteRegister(KyGvcp::cControlPrivilegeRegister, KyGvcp::cControlAccess);
     if (lResult.GetCode() == KyGvcp::cAccessDenied || IsTakenInSilence(lResult))
     {
-        return TakenResult();
+        mMayControl = false;
+        return TakenResult("controls the device");
     }
     if (!lResult.IsOK())
     {
@@ -211,17 +338,75 @@ KyResult GvcpClient::TakeControl()
     return mControl.IsShut() ? NotConnected() : lResult;
 }
 
+// A register that devices of older versions lack. Some do not even answer then.
+bool GvcpClient::ReadOptional(uint32_t aAddress, uint32_t& aValue)
+{
+    const KyResult lResult = mControl.ReadRegister(aAddress, aValue);
+    if (lResult.GetCode() == KyResult::NO_CONNECTION)
+    {
+        mControl.SetShut(false); // a device that is gone does not answer the next command either
+    }
+    return lResult.IsOK();
+}
+
+// How long commands may take. A device announces slow ones only where it is allowed to.
+KyResult GvcpClient::LearnTimes()
+{
+    uint32_t lCapability = 0;
+    uint32_t lConfiguration = 0;
+    uint32_t lPending = 0;
+    mControl.SetPatience(0);
+    if (ReadOptional(KyGvcp::cPendingTimeoutRegister, lPending))
+    {
+        mControl.SetPatience(lPending);
+    }
+    if (!mOptions.mReadOnly && ReadOptional(KyGvcp::cCapabilityRegister, lCapability) &&
+        (lCapability & KyGvcp::cCanPendingAck) != 0 &&
+        ReadOptional(KyGvcp::cConfigurationRegister, lConfiguration) &&
+        (lConfiguration & KyGvcp::cPendingAckEnabled) == 0)
+    {
+        // Ignored: a device that refuses it is waited for in silence.
+        static_cast<void>(mControl.WriteRegister(KyGvcp::cConfigurationRegister,
+                                                 lConfiguration | KyGvcp::cPendingAckEnabled));
+    }
+    return mControl.IsShut() ? NotConnected() : KyResult();
+}
+
 KyResult GvcpClient::StartEvents()
 {
     uint32_t lChannels = 0;
-    uint32_t lCapability = 0;
-    KyResult lResult = mControl.ReadRegister(KyGvcp::cMessageChannelCountRegister, lChannels);
+    KyResult lResult;
+    mHasEvents = false;
+    if (mOptions.mReadOnly)
+    {
+        return lResult;
+    }
+    lResult = mControl.ReadRegister(KyGvcp::cMessageChannelCountRegister, lChannels);
     mHasEvents = lResult.IsOK() && lChannels > 0;
     if (!mHasEvents)
     {
         // A device without the register has no message channel either.
         return mControl.IsShut() ? lResult : KyResult();
     }
+    mMessages.Deafen(); // until it is known which port is the device's
+    lResult = ConfigureEvents();
+    if (!lResult.IsOK())
+    {
+        return lResult;
+    }
+    uint32_t lCapability = 0;
+    uint32_t lPort = 0;
+    if (ReadOptional(KyGvcp::cMessageCapabilityRegister, lCapability) && (lCapability & cHasSourcePort) != 0)
+    {
+        static_cast<void>(ReadOptional(KyGvcp::cMessageSourcePortRegister, lPort)); // 0: unknown
+    }
+    mMessages.Listen(static_cast<uint16_t>(lPort));
+    mMessages.OpenWay();
+    return lResult;
+}
+
+KyResult GvcpClient::ConfigureEvents()
+{
     const KyGvcp::Endpoint lOwn = mMessages.GetLocal();
     const std::array<std::pair<uint32_t, uint32_t>, 4> lSettings = {
         {{KyGvcp::cMessageAddressRegister, lOwn.mAddress},
@@ -230,7 +415,7 @@ KyResult GvcpClient::StartEvents()
          {KyGvcp::cMessagePortRegister, lOwn.mPort}}};
     for (const auto& [lRegister, lValue] : lSettings)
     {
-        lResult = mControl.WriteRegister(lRegister, lValue);
+        KyResult lResult = mControl.WriteRegister(lRegister, lValue);
         // A device that keeps its own times still sends its events.
         const bool lIsTime =
             lRegister == KyGvcp::cMessageTimeoutRegister || lRegister == KyGvcp::cMessageRetriesRegister;
@@ -239,46 +424,72 @@ KyResult GvcpClient::StartEvents()
             return lResult;
         }
     }
-    if (mControl.ReadRegister(KyGvcp::cMessageCapabilityRegister, lCapability).IsOK() &&
-        (lCapability & cHasSourcePort) != 0)
-    {
-        uint32_t lPort = 0;
-        static_cast<void>(mControl.ReadRegister(KyGvcp::cMessageSourcePortRegister, lPort)); // 0: unknown
-        mMessages.OpenWay(static_cast<uint16_t>(lPort));
-    }
-    return lResult;
+    return {};
 }
 
 void GvcpClient::LoseConnection(const char* aReason)
 {
-    mControl.SetShut(true);
-    if (mConnected.exchange(false))
-    {
-        ++mLosses;
-        Warn(__LINE__, "KyGigE::GvcpClient::LoseConnection",
-             "The connection to the device at " + Where() + " is lost: " + aReason);
-    }
-}
-
-// A write rather than a read: it also fails when another application has got the control.
-void GvcpClient::SendHeartbeat()
-{
-    KyResult lResult = mControl.WriteRegister(KyGvcp::cHeartbeatRegister, mOptions.mHeartbeatTimeout);
-    if (lResult.IsOK() || lResult.GetCode() == KyGvcp::cBusy)
+    if (!mConnected.exchange(false))
     {
         return;
     }
-    if (lResult.GetCode() != KyResult::NO_CONNECTION && lResult.GetCode() != KyGvcp::cAccessDenied)
+    mControl.SetShut(true);
+    ++mLosses;
+    Warn(__LINE__, "KyGigE::GvcpClient::LoseConnection",
+         "The connection to the device at " + Where() + " is lost: " + aReason);
+    const LockScope lScope(mLock);
+    mChanged.NotifyAll(); // the keeper need not wait for its next sign of life
+}
+
+// Whether the device still takes this for the application in control. A write fails when another application
+// has got the control, or when the device has started anew; some devices let everybody write, so they are
+// asked too. \return OK; NO_CONNECTION: no answer; 0x8006: it does not.
+KyResult GvcpClient::ProveControl()
+{
+    KyResult lResult;
+    if (!mOptions.mReadOnly)
     {
-        uint32_t lPrivilege = 0; // the device's time-out is fixed; any access is a sign of life
-        lResult = mControl.ReadRegister(KyGvcp::cControlPrivilegeRegister, lPrivilege);
-        if (lResult.IsOK() && (lPrivilege & (KyGvcp::cControlAccess | KyGvcp::cExclusiveAccess)) != 0)
+        lResult = mControl.WriteRegister(KyGvcp::cHeartbeatRegister, mOptions.mHeartbeatTimeout);
+        if (lResult.GetCode() == KyResult::NO_CONNECTION || lResult.GetCode() == KyGvcp::cAccessDenied ||
+            lResult.GetCode() == KyGvcp::cBusy)
         {
-            return;
+            return lResult.GetCode() == KyGvcp::cBusy ? KyResult() : lResult;
         }
+    }
+    const bool lAlive = lResult.IsOK(); // else the time-out is fixed; any access is a sign of life
+    uint32_t lPrivilege = 0;
+    lResult = mControl.ReadRegister(KyGvcp::cControlPrivilegeRegister, lPrivilege);
+    const bool lControlled = (lPrivilege & (KyGvcp::cControlAccess | KyGvcp::cExclusiveAccess)) != 0;
+    if (lResult.IsOK())
+    {
+        return lControlled || mOptions.mReadOnly ? KyResult() : KyResult(KyGvcp::cAccessDenied);
+    }
+    return lAlive && lResult.GetCode() != KyResult::NO_CONNECTION ? KyResult() : lResult;
+}
+
+void GvcpClient::SendHeartbeat()
+{
+    const KyResult lResult = ProveControl();
+    if (lResult.IsOK())
+    {
+        mMessages.OpenWay();
+        return;
     }
     LoseConnection(lResult.GetCode() == KyResult::NO_CONNECTION ? "it does not answer."
                                                                 : "it has withdrawn the control.");
+}
+
+// A write that is denied may be the first to meet a device that has started anew, which knows nobody in
+// control.
+KyResult GvcpClient::Written(const KyResult& aResult, uint64_t aGeneration)
+{
+    if (aResult.GetCode() == KyGvcp::cAccessDenied && mConnected && aGeneration == mGeneration &&
+        ProveControl().GetCode() == KyGvcp::cAccessDenied)
+    {
+        LoseConnection("it has withdrawn the control.");
+        return NotConnected();
+    }
+    return aResult;
 }
 
 void GvcpClient::Keep()
@@ -319,7 +530,12 @@ KyResult GvcpClient::ReadRegister(uint32_t aAddress, uint32_t& aValue)
 
 KyResult GvcpClient::WriteRegister(uint32_t aAddress, uint32_t aValue)
 {
-    return mConnected ? mControl.WriteRegister(aAddress, aValue) : NotConnected();
+    if (mOptions.mReadOnly)
+    {
+        return ReadOnlyResult();
+    }
+    const uint64_t lGeneration = mGeneration;
+    return mConnected ? Written(mControl.WriteRegister(aAddress, aValue), lGeneration) : NotConnected();
 }
 
 KyResult GvcpClient::ReadMemory(uint32_t aAddress, uint8_t* aBuffer, uint64_t aSize)
@@ -329,7 +545,12 @@ KyResult GvcpClient::ReadMemory(uint32_t aAddress, uint8_t* aBuffer, uint64_t aS
 
 KyResult GvcpClient::WriteMemory(uint32_t aAddress, const uint8_t* aBuffer, uint64_t aSize)
 {
-    return mConnected ? mControl.WriteMemory(aAddress, aBuffer, aSize) : NotConnected();
+    if (mOptions.mReadOnly)
+    {
+        return ReadOnlyResult();
+    }
+    const uint64_t lGeneration = mGeneration;
+    return mConnected ? Written(mControl.WriteMemory(aAddress, aBuffer, aSize), lGeneration) : NotConnected();
 }
 
 } // namespace KyGigE

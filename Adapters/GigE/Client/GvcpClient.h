@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Adapters/GigE/Client/ControlChannel.h"
+#include "Adapters/GigE/Client/FindInterface.h"
 #include "Adapters/GigE/Client/MessageChannel.h"
 #include "Adapters/GigE/Condition.h"
 
@@ -20,7 +21,8 @@ namespace KyGigE
 ///
 /// When the device does not answer any more, or gives control to somebody else, the connection is lost: every
 /// operation returns NO_CONNECTION at once, and a thread of the client tries to connect again, to the same
-/// device only. The message channel is set up again then; what else was written to the device is not.
+/// device only. The message channel is set up again then; what else was written to the device is not. Each
+/// connection has a number of its own, so that nobody takes a new one for the old one.
 ///
 /// Threads: Open() and Close() by one; the rest by any.
 class GvcpClient
@@ -36,8 +38,10 @@ public:
 
     /// Connects. \param aEvents  Hears the device's events, on the thread of the message channel.
     /// \param aPrepare  Called here and at each new connection, on the thread that connects.
-    /// \return FAILURE: no such interface, or the system refused; NO_CONNECTION: nobody answers; 0x8006:
-    ///         another application controls the device; what the device or aPrepare answered.
+    /// \return FAILURE: no such interface, several devices of that address, or the system refused;
+    ///         NO_CONNECTION: nobody answers, or it was cancelled; TIMED_OUT: not within the limit; 0x8006:
+    ///         another application controls the device; what the device or aPrepare answered. The device is
+    ///         given back on a failure.
     KyResult Open(MessageChannel::EventHandler aEvents, Preparation aPrepare);
     /// Gives the device back and ends all threads. Not from an event's handler.
     void Close();
@@ -48,6 +52,8 @@ public:
     bool IsConnected() const { return mConnected && !mControl.IsShut(); }
     /// How often the connection was lost.
     uint64_t GetLosses() const { return mLosses; }
+    /// The number of the connection, 1 for the first; stays while it is lost.
+    uint64_t GetGeneration() const { return mGeneration; }
     /// Whether the device sends events.
     bool HasEvents() const { return mHasEvents; }
     /// What the device said about itself when it was opened.
@@ -63,20 +69,34 @@ public:
     MessageChannel& GetMessages() { return mMessages; }
 
 private:
+    KyResult FindOwnSide();
     KyResult OpenSockets(MessageChannel::EventHandler aEvents);
+    KyResult FollowOwnSide() JX_REQUIRES(mConnecting);
     KyResult Connect() JX_REQUIRES(mConnecting);
+    KyResult RunSteps() JX_REQUIRES(mConnecting);
+    KyResult Explained(const KyResult& aResult) const;
     KyResult Identify() JX_REQUIRES(mConnecting);
-    KyResult TakeControl();
+    KyResult CheckExclusive() JX_REQUIRES(mConnecting);
+    KyResult LearnTimes() JX_REQUIRES(mConnecting);
+    KyResult TakeControl() JX_REQUIRES(mConnecting);
+    KyResult StartEvents() JX_REQUIRES(mConnecting);
+    KyResult ConfigureEvents();
+    bool ReadOptional(uint32_t aAddress, uint32_t& aValue);
     bool IsTakenInSilence(const KyResult& aResult);
-    KyResult TakenResult();
-    KyResult StartEvents();
+    KyResult TakenResult(const std::string& aWhat);
+    void GiveBack();
     void Keep();
     void SendHeartbeat();
+    KyResult ProveControl();
+    KyResult Written(const KyResult& aResult, uint64_t aGeneration);
     void LoseConnection(const char* aReason);
     std::string Where() const { return DeviceAddressText(mAddress); }
 
     const DeviceAddress mAddress;
     const ConnectionOptions mOptions;
+    uint32_t mDevice = 0;   // its address
+    std::string mInterface; // as wanted, or as found
+    OwnSide mOwn;
     ControlChannel mControl;
     MessageChannel mMessages;
     Preparation mPrepare;
@@ -84,7 +104,9 @@ private:
     bool mIdentified JX_GUARDED_BY(mConnecting) = false;
     std::atomic<bool> mConnected = false;
     std::atomic<bool> mHasEvents = false;
+    std::atomic<bool> mMayControl = false; // the device may take this for the application in control
     std::atomic<uint64_t> mLosses = 0;
+    std::atomic<uint64_t> mGeneration = 0;
     JxUtilsLib::Mutex mConnecting; // one attempt at a time
     std::thread mKeeper;
     JxUtilsLib::Mutex mLock;

@@ -15,17 +15,36 @@ using JxUtilsLib::LockScope;
 using KyGvcp::Bytes;
 using KyGvcp::SocketResult;
 
-KyResult MessageChannel::Open(uint32_t aLocal, uint32_t aDevice, EventHandler aHandler)
+KyResult MessageChannel::Open(uint32_t aLocal, uint32_t aDevice, EventHandler aHandler, uint32_t aInterface)
 {
     Close();
-    if (!mSocket.Open({aLocal, 0}))
+    KyResult lResult = Move(aLocal, aInterface);
+    if (!lResult.IsOK())
     {
-        return {KyResult::FAILURE, "No network socket for the device's events could be opened."};
+        return lResult;
     }
     mDevice = aDevice;
     mHandler = std::move(aHandler);
+    Listen(0);
     mStop = false;
     mThread = std::thread([this] { Run(); });
+    return lResult;
+}
+
+// The thread may be in a call that waits for the one which moves the channel, so it is not waited for: it
+// goes on with the new socket by itself, which keeps what comes meanwhile.
+KyResult MessageChannel::Move(uint32_t aLocal, uint32_t aInterface)
+{
+    auto lSocket = std::make_shared<KyGvcp::UdpSocket>();
+    if (!lSocket->Open({aLocal, 0}, false, aInterface))
+    {
+        return {KyResult::FAILURE, "No network socket for the device's events could be opened."};
+    }
+    {
+        const LockScope lScope(mLock);
+        mSocket = std::move(lSocket);
+    }
+    mWaker.Wake();
     return {};
 }
 
@@ -38,16 +57,37 @@ void MessageChannel::Close()
     mStop = true;
     mWaker.Wake();
     mThread.join();
-    mSocket.Close();
     const LockScope lScope(mLock);
+    mSocket.reset();
     mTasks.clear();
 }
 
-void MessageChannel::OpenWay(uint16_t aDevicePort)
+std::shared_ptr<KyGvcp::UdpSocket> MessageChannel::GetSocket()
 {
-    if (aDevicePort != 0)
+    const LockScope lScope(mLock);
+    return mSocket;
+}
+
+KyGvcp::Endpoint MessageChannel::GetLocal()
+{
+    const auto lSocket = GetSocket();
+    return lSocket != nullptr ? lSocket->GetLocal() : KyGvcp::Endpoint();
+}
+
+void MessageChannel::Listen(uint16_t aDevicePort)
+{
+    mForget = true;
+    mSource = aDevicePort;
+}
+
+void MessageChannel::OpenWay()
+{
+    const uint32_t lPort = mSource;
+    const auto lSocket = GetSocket();
+    if (lSocket != nullptr && lPort != cAnyPort && lPort != cNobody)
     {
-        static_cast<void>(mSocket.SendTo({mDevice, aDevicePort}, {})); // ignored: a courtesy
+        static_cast<void>(
+            lSocket->SendTo({mDevice, static_cast<uint16_t>(lPort)}, {})); // ignored: a courtesy
     }
 }
 
@@ -64,10 +104,11 @@ void MessageChannel::Run()
 {
     while (!mStop)
     {
+        const std::shared_ptr<KyGvcp::UdpSocket> lSocket = GetSocket();
         size_t lSize = 0;
         KyGvcp::Endpoint lFrom;
-        const SocketResult lState = mSocket.Receive(mIn, lSize, &lFrom, KyGvcp::cForever, &mWaker);
-        if (lState == SocketResult::Done && lFrom.mAddress == mDevice && !mStop)
+        const SocketResult lState = lSocket->Receive(mIn, lSize, &lFrom, KyGvcp::cForever, &mWaker);
+        if (lState == SocketResult::Done && !mStop)
         {
             HandlePacket(Bytes(mIn).first(lSize), lFrom);
         }
@@ -95,26 +136,64 @@ void MessageChannel::RunTasks()
     }
 }
 
+bool MessageChannel::IsDevice(const KyGvcp::Endpoint& aFrom)
+{
+    const uint32_t lSource = mSource;
+    return aFrom.mAddress == mDevice && aFrom.mPort != 0 && (lSource == cAnyPort || lSource == aFrom.mPort);
+}
+
+// An event that is not acknowledged comes again, so that a device which counts in leaps is heard all the
+// same.
+bool MessageChannel::IsPlausible(const KyGvcp::CommandView& aCommand,
+                                 const std::vector<KyGvcp::EventView>& aEvents)
+{
+    if (mForget.exchange(false))
+    {
+        mNumbers = {};
+    }
+    const unsigned lBits = (aCommand.mFlags & KyGvcp::cExtendedID) != 0 ? 64 : 16;
+    return aEvents.empty() || (aCommand.mFlags & KyGvcp::cAcknowledgeWanted) == 0 ||
+           mNumbers.Fits(aEvents.front().mBlockID, lBits);
+}
+
+void MessageChannel::Acknowledge(const KyGvcp::CommandView& aCommand, const KyGvcp::Endpoint& aFrom)
+{
+    if ((aCommand.mFlags & KyGvcp::cAcknowledgeWanted) != 0)
+    {
+        const auto lAcknowledge = KyGvcp::Packet::Acknowledge(
+            KyGvcp::cSuccess, static_cast<uint16_t>(aCommand.mCode + 1U), aCommand.mRequestID);
+        // Ignored: the device asks again.
+        static_cast<void>(GetSocket()->SendTo(aFrom, lAcknowledge.GetBytes()));
+    }
+}
+
 void MessageChannel::HandlePacket(Bytes aPacket, const KyGvcp::Endpoint& aFrom)
 {
-    const auto lCommand = KyGvcp::ParseCommand(aPacket);
-    if (!lCommand || (lCommand->mCode != KyGvcp::cEvent && lCommand->mCode != KyGvcp::cEventData))
+    const auto lCommand = KyGvcp::ParseCommand(KyGvcp::WithoutPadding(aPacket));
+    if (!IsDevice(aFrom) || !lCommand ||
+        (lCommand->mCode != KyGvcp::cEvent && lCommand->mCode != KyGvcp::cEventData) ||
+        lCommand->mRequestID == 0)
     {
+        ++mForeign;
         return;
     }
     const std::vector<KyGvcp::EventView> lEvents = KyGvcp::ParseEvents(*lCommand);
-    if (lEvents.empty())
+    const bool lRepeated = !lEvents.empty() && IsRepeated(aPacket, lCommand->mRequestID);
+    if (!lRepeated && !IsPlausible(*lCommand, lEvents))
     {
+        mSeen[lCommand->mRequestID % mSeen.size()] = 0; // it may come again, and counts then
+        ++mForeign;
         return;
     }
-    // At once: the device sends again what is not acknowledged in time, and sinks take their time.
-    if ((lCommand->mFlags & KyGvcp::cAcknowledgeWanted) != 0)
+    uint32_t lAny = cAnyPort;
+    if (!lEvents.empty())
     {
-        const auto lAcknowledge = KyGvcp::Packet::Acknowledge(
-            KyGvcp::cSuccess, static_cast<uint16_t>(lCommand->mCode + 1U), lCommand->mRequestID);
-        static_cast<void>(mSocket.SendTo(aFrom, lAcknowledge.GetBytes())); // ignored: the device asks again
+        mSource.compare_exchange_strong(lAny, aFrom.mPort);
     }
-    if (IsRepeated(aPacket, lCommand->mRequestID))
+    // At once: the device sends again what is not acknowledged in time, and sinks take their time. Also what
+    // makes no sense: the device would stay with it until it gives up, and hold back those after it.
+    Acknowledge(*lCommand, aFrom);
+    if (lRepeated)
     {
         ++mRepeats;
         return;

@@ -1,6 +1,7 @@
 #include "Adapters/GigE/Gvcp/Protocol.h"
 
 #include <algorithm>
+#include <cstdio>
 
 namespace KyGvcp
 {
@@ -10,10 +11,11 @@ namespace
 
 constexpr uint8_t cKey = 0x42;
 constexpr size_t cLengthOffset = 4;
+constexpr size_t cRequestOffset = 6;
 
 } // namespace
 
-const char* NameOfStatus(uint16_t aStatus)
+std::string NameOfStatus(uint16_t aStatus)
 {
     switch (aStatus)
     {
@@ -38,8 +40,12 @@ const char* NameOfStatus(uint16_t aStatus)
     case cError:
         return "error";
     default:
-        return "status";
+        break;
     }
+    std::array<char, 14> lText{};
+    static_cast<void>(
+        std::snprintf(lText.data(), lText.size(), "status 0x%04X", static_cast<unsigned>(aStatus)));
+    return lText.data();
 }
 
 Packet::Packet(uint16_t aFirst, uint16_t aSecond, uint16_t aRequestID)
@@ -84,6 +90,12 @@ Packet& Packet::Add(Bytes aData)
         SetLength();
     }
     return *this;
+}
+
+void Packet::SetRequestID(uint16_t aRequestID)
+{
+    mData[cRequestOffset] = static_cast<uint8_t>(aRequestID >> 8U);
+    mData[cRequestOffset + 1] = static_cast<uint8_t>(aRequestID & 0xFFU);
 }
 
 void Packet::SetLength()
@@ -163,6 +175,14 @@ Bytes Reader::Take(size_t aCount)
     return lTaken;
 }
 
+Bytes WithoutPadding(Bytes aPacket)
+{
+    Reader lReader(aPacket);
+    lReader.Take(cLengthOffset);
+    const size_t lLength = lReader.Take16();
+    return aPacket.first(std::min(aPacket.size(), lReader.IsGood() ? cHeaderSize + lLength : SIZE_MAX));
+}
+
 std::optional<CommandView> ParseCommand(Bytes aPacket)
 {
     Reader lReader(aPacket);
@@ -235,7 +255,8 @@ std::vector<EventView> ParseEvents(const CommandView& aCommand)
 {
     std::vector<EventView> lEvents;
     Bytes lPayload = aCommand.mPayload;
-    while (!lPayload.empty())
+    const size_t lHeader = (aCommand.mFlags & cExtendedID) != 0 ? cExtendedEventItemSize : cEventItemSize;
+    while (lEvents.empty() ? !lPayload.empty() : lPayload.size() >= lHeader)
     {
         if (!TakeEvent(lPayload, aCommand, lEvents.emplace_back()))
         {

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <string>
 #include <vector>
 
 /// GigE Vision's control protocol, as both ends of it need it: numbers, packets, sockets.
@@ -25,6 +26,8 @@ enum Code : uint16_t
 {
     cDiscovery = 0x0002,
     cDiscoveryAck = 0x0003,
+    cForceAddress = 0x0004,
+    cForceAddressAck = 0x0005,
     cReadRegister = 0x0080,
     cReadRegisterAck = 0x0081,
     cWriteRegister = 0x0082,
@@ -60,8 +63,8 @@ enum Status : uint16_t
     cError = 0x8FFF
 };
 
-/// Name of a status for people ("access denied"); "status" for one that has none.
-const char* NameOfStatus(uint16_t aStatus);
+/// A status for people: "access denied", or "status 0x8ABC" for one without a name.
+std::string NameOfStatus(uint16_t aStatus);
 
 // Bootstrap registers.
 constexpr uint32_t cVersionRegister = 0x0000;
@@ -92,6 +95,8 @@ constexpr uint32_t cTickFrequencyLowRegister = 0x0940;
 constexpr uint32_t cTimestampControlRegister = 0x0944; ///< Bit 1 latches, bit 0 resets.
 constexpr uint32_t cTimestampHighRegister = 0x0948;
 constexpr uint32_t cTimestampLowRegister = 0x094C;
+constexpr uint32_t cConfigurationRegister = 0x0954;  ///< Of the control protocol.
+constexpr uint32_t cPendingTimeoutRegister = 0x0958; ///< Milliseconds that a command may take in silence.
 constexpr uint32_t cControlPrivilegeRegister = 0x0A00;
 constexpr uint32_t cPrimaryPortRegister = 0x0A04;
 constexpr uint32_t cPrimaryAddressRegister = 0x0A14;
@@ -122,6 +127,10 @@ constexpr uint32_t cCanControlSocket = 1U << 27U;
 constexpr uint32_t cHasSerialNumber = 1U << 30U;
 constexpr uint32_t cHasUserName = 1U << 31U;
 
+// Configuration (cConfigurationRegister).
+constexpr uint32_t cHeartbeatDisabled = 1U << 0U;
+constexpr uint32_t cPendingAckEnabled = 1U << 1U;
+
 constexpr uint16_t cNoStreamChannel = 0xFFFF;
 constexpr size_t cEventItemSize = 16;
 constexpr size_t cExtendedEventItemSize = 24;
@@ -139,6 +148,8 @@ public:
     Packet& Add32(uint32_t aValue);
     Packet& Add64(uint64_t aValue);
     Packet& Add(Bytes aData);
+    /// Gives a command another identifier. \param aRequestID  Not 0.
+    void SetRequestID(uint16_t aRequestID);
 
     /// Whether everything has fitted.
     bool IsGood() const { return mGood; }
@@ -195,6 +206,9 @@ struct CommandView
     Bytes mPayload;           ///< Empty when it is not.
 };
 
+/// A packet as long as its header says, without what was sent after that; one that is shorter stays as it is.
+Bytes WithoutPadding(Bytes aPacket);
+
 /// \return Nothing when this is no command: shorter than a header, or another key.
 std::optional<CommandView> ParseCommand(Bytes aPacket);
 
@@ -222,7 +236,8 @@ struct EventView
     Bytes mData; ///< What comes with it; empty for EVENT.
 };
 
-/// The events of a command. \return None at all when a part of the payload makes no sense.
+/// The events of a command. Less than an item's header after the last event is padding.
+/// \return None at all when a part of the payload makes no sense.
 std::vector<EventView> ParseEvents(const CommandView& aCommand);
 
 /// Adds an event item with its size, short ids and its data to an EVENT or EVENTDATA command.

@@ -35,6 +35,7 @@ struct Interface
     uint32_t mAddress = 0;
     uint32_t mMask = 0;
     bool mLoopback = false;
+    uint32_t mIndex = 0; ///< The system's number of it; several addresses of one interface share it.
 };
 
 /// The IPv4 addresses of interfaces that are up; empty when the system does not tell.
@@ -97,8 +98,10 @@ public:
 
     /// Opens a socket bound to aLocal; port 0 lets the system choose. Closes first.
     /// \param aShared  Others may be bound to the same, if they share too: each gets what is broadcast.
+    /// \param aInterface  Interface::mIndex: everything leaves there, whatever the routes say, and, where the
+    ///                     system can see to it, comes from there. 0: the routes decide.
     /// \return False: the system refused (GetError()); the socket is closed.
-    bool Open(const Endpoint& aLocal, bool aShared = false);
+    bool Open(const Endpoint& aLocal, bool aShared = false, uint32_t aInterface = 0);
     /// Takes and sends to aPeer only, from now on. \return False: refused; GetError().
     bool Connect(const Endpoint& aPeer);
     void Close();
@@ -126,9 +129,9 @@ public:
                          Waker* aWaker = nullptr);
 
     /// Waits until one of some sockets has something, a refusal included.
-    /// \param aSockets  Not null; closed ones are passed over. Eight at most.
-    /// \param aReady    Receives a bit for each that has something, the lowest for the first; may be null. 0
-    ///                  unless Done.
+    /// \param aSockets  Not null; closed ones are passed over. Any number; few are quickest.
+    /// \param aReady    Receives a bit for each of the first 32 that has something, the lowest for the first;
+    ///                  may be null. 0 unless Done.
     /// \return Done, TimedOut (also at the waker's moment), Woken or Failed.
     static SocketResult Wait(std::span<UdpSocket* const> aSockets, SocketTime aTimeout, Waker* aWaker,
                              uint32_t* aReady = nullptr);

@@ -6,7 +6,13 @@
 #include <KyGigE/Discovery.h>
 #include <KyGigE/GigEDeviceAdapter.h>
 
-#include <utility>
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <thread>
 
 namespace KySerialTool
 {
@@ -14,15 +20,76 @@ namespace KySerialTool
 namespace
 {
 
+/// Gives a device up when the program is to end, whatever it waits for. Until Grant() at once; from then on
+/// after the time that a device which answers needs to get its settings back.
+class InterruptGuard
+{
+public:
+    explicit InterruptGuard(const KyPlatform::Console& aConsole)
+        : mConsole(aConsole), mThread([this] { Watch(); })
+    {
+    }
+    ~InterruptGuard()
+    {
+        {
+            const std::lock_guard<std::mutex> lScope(mLock);
+            mEnd = true;
+        }
+        mChanged.notify_all();
+        mThread.join();
+    }
+    InterruptGuard(const InterruptGuard&) = delete;
+    InterruptGuard& operator=(const InterruptGuard&) = delete;
+
+    /// What a connection takes: it ends when this becomes true.
+    const std::shared_ptr<std::atomic<bool>>& GetCancel() const { return mCancel; }
+    void Grant() { mGranted = true; }
+
+private:
+    void Watch()
+    {
+        constexpr std::chrono::milliseconds cTick(50);
+        constexpr int cGrace = 16;
+        int lTicks = 0;
+        std::unique_lock<std::mutex> lLock(mLock);
+        while (!mChanged.wait_for(lLock, cTick, [this] { return mEnd; }))
+        {
+            lTicks += mConsole.IsInterrupted() ? 1 : 0;
+            *mCancel = lTicks > (mGranted ? cGrace : 0);
+        }
+    }
+
+    const KyPlatform::Console& mConsole;
+    const std::shared_ptr<std::atomic<bool>> mCancel = std::make_shared<std::atomic<bool>>(false);
+    std::atomic<bool> mGranted{false};
+    std::mutex mLock;
+    std::condition_variable mChanged;
+    bool mEnd = false;
+    std::thread mThread; // last: it uses the others
+};
+
 class NetworkDevice : public Device
 {
 public:
-    explicit NetworkDevice(std::unique_ptr<KyGigE::GigEDeviceAdapter> aAdapter)
-        : mAdapter(std::move(aAdapter))
+    NetworkDevice(const std::string& aName, const KyPlatform::Console& aConsole, DeviceAccess aAccess)
+        : mGuard(aConsole)
     {
+        KyGigE::DeviceAddress lAddress;
+        const std::string lError = KyGigE::ParseDeviceAddress(aName, lAddress);
+        if (!lError.empty())
+        {
+            throw OperationError(lError);
+        }
+        KyGigE::ConnectionOptions lOptions;
+        lOptions.mReadOnly = aAccess == DeviceAccess::Read;
+        lOptions.mCancel = mGuard.GetCancel();
+        Check(KyGigE::GigEDeviceAdapter::Connect(lAddress, lOptions, mAdapter), "cannot connect " + aName);
+        mGuard.Grant();
     }
 
     IKyDeviceAdapter& GetAdapter() override { return *mAdapter; }
+
+    uint64_t GetGeneration() override { return mAdapter->GetGeneration(); }
 
     std::vector<DeviceFeature> ListFeatures() override
     {
@@ -36,7 +103,8 @@ public:
     }
 
 private:
-    const std::unique_ptr<KyGigE::GigEDeviceAdapter> mAdapter;
+    InterruptGuard mGuard; // to the end: giving the device back may take time, too
+    std::unique_ptr<KyGigE::GigEDeviceAdapter> mAdapter;
 };
 
 } // namespace
@@ -52,17 +120,10 @@ std::string CheckNetworkDevice(const std::string& aName)
     return KyGigE::ParseDeviceAddress(aName, lAddress);
 }
 
-std::unique_ptr<Device> OpenNetworkDevice(const std::string& aName)
+std::unique_ptr<Device> OpenNetworkDevice(const std::string& aName, const KyPlatform::Console& aConsole,
+                                          DeviceAccess aAccess)
 {
-    KyGigE::DeviceAddress lAddress;
-    const std::string lError = KyGigE::ParseDeviceAddress(aName, lAddress);
-    if (!lError.empty())
-    {
-        throw OperationError(lError);
-    }
-    std::unique_ptr<KyGigE::GigEDeviceAdapter> lAdapter;
-    Check(KyGigE::GigEDeviceAdapter::Connect(lAddress, lAdapter), "cannot connect " + aName);
-    return std::make_unique<NetworkDevice>(std::move(lAdapter));
+    return std::make_unique<NetworkDevice>(aName, aConsole, aAccess);
 }
 
 std::vector<NetworkFinding> FindNetworkDevices(const NetworkSearch& aSearch)
@@ -82,7 +143,14 @@ std::vector<NetworkFinding> FindNetworkDevices(const NetworkSearch& aSearch)
     for (const KyGigE::FoundDevice& lDevice : lDevices)
     {
         const KyGigE::DeviceInformation& lInformation = lDevice.mInformation;
-        lFindings.push_back({KyGigE::DeviceAddressText({lDevice.mAddress, lDevice.mPort, {}}),
+        // Where the address alone does not say which device it is, the interface does.
+        const bool lTwin =
+            std::count_if(lDevices.begin(), lDevices.end(),
+                          [&](const KyGigE::FoundDevice& aOther) {
+                              return aOther.mAddress == lDevice.mAddress && aOther.mPort == lDevice.mPort;
+                          }) > 1;
+        const std::string lInterface = lTwin ? lDevice.mInterface : std::string();
+        lFindings.push_back({KyGigE::DeviceAddressText({lDevice.mAddress, lDevice.mPort, lInterface}),
                              lDevice.mAddress, lDevice.mPort, KyGigE::MacText(lInformation.mMac),
                              lInformation.mVendor, lInformation.mModel, lInformation.mVersion,
                              lInformation.mSerialNumber, lInformation.mUserName, lDevice.mInterface});

@@ -22,7 +22,8 @@ std::string CheckNetworkDevice(const std::string& aName)
     return '"' + aName + "\" cannot be used: " + cMissing;
 }
 
-std::unique_ptr<Device> OpenNetworkDevice(const std::string& /*aName*/)
+std::unique_ptr<Device> OpenNetworkDevice(const std::string& /*aName*/,
+                                          const KyPlatform::Console& /*aConsole*/, DeviceAccess /*aAccess*/)
 {
     throw OperationError(cMissing);
 }

@@ -25,7 +25,8 @@ namespace
 
 using Clock = std::chrono::steady_clock;
 
-constexpr size_t cMostSockets = 8;
+constexpr size_t cFewSockets = 8; // waited for without memory from the heap
+constexpr size_t cReadyBits = 32;
 constexpr int cReceiveBuffer = 1 << 20; // events of a second in which nobody looked
 
 sockaddr_in ToSystem(const Endpoint& aEndpoint)
@@ -130,7 +131,8 @@ std::vector<Interface> ListInterfaces()
             const auto* const lAddress = reinterpret_cast<const sockaddr_in*>(lNext->ifa_addr);
             const auto* const lMask = reinterpret_cast<const sockaddr_in*>(lNext->ifa_netmask);
             lInterfaces.push_back({lNext->ifa_name, ntohl(lAddress->sin_addr.s_addr),
-                                   ntohl(lMask->sin_addr.s_addr), (lNext->ifa_flags & IFF_LOOPBACK) != 0});
+                                   ntohl(lMask->sin_addr.s_addr), (lNext->ifa_flags & IFF_LOOPBACK) != 0,
+                                   if_nametoindex(lNext->ifa_name)});
         }
     }
     freeifaddrs(lList);
@@ -191,7 +193,22 @@ bool UdpSocket::Fail(const char* aWhat)
     return false;
 }
 
-bool UdpSocket::Open(const Endpoint& aLocal, bool aShared)
+namespace
+{
+
+/// Binds to the interface, which chooses both ways. Systems that leave that to the administrator still let
+/// everybody choose where packets leave.
+bool ChooseInterface(int aHandle, uint32_t aInterface)
+{
+    const int lIndex = static_cast<int>(aInterface);
+    const uint32_t lOrdered = htonl(aInterface);
+    return setsockopt(aHandle, SOL_SOCKET, SO_BINDTOIFINDEX, &lIndex, sizeof lIndex) == 0 ||
+           setsockopt(aHandle, IPPROTO_IP, IP_UNICAST_IF, &lOrdered, sizeof lOrdered) == 0;
+}
+
+} // namespace
+
+bool UdpSocket::Open(const Endpoint& aLocal, bool aShared, uint32_t aInterface)
 {
     Close();
     mHandle = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
@@ -205,6 +222,7 @@ bool UdpSocket::Open(const Endpoint& aLocal, bool aShared)
     static_cast<void>(setsockopt(mHandle, SOL_SOCKET, SO_RCVBUF, &cReceiveBuffer, sizeof cReceiveBuffer));
     const sockaddr_in lAddress = ToSystem(aLocal);
     if ((aShared && setsockopt(mHandle, SOL_SOCKET, SO_REUSEADDR, &lOne, sizeof lOne) != 0) ||
+        (aInterface != 0 && !ChooseInterface(mHandle, aInterface)) ||
         bind(mHandle, Generic(lAddress), sizeof lAddress) != 0)
     {
         Fail(EndpointText(aLocal).c_str());
@@ -354,36 +372,45 @@ bool UdpSocket::SetReceiveTime(SocketTime aTime)
 SocketResult UdpSocket::Wait(std::span<UdpSocket* const> aSockets, SocketTime aTimeout, Waker* aWaker,
                              uint32_t* aReady)
 {
-    std::array<pollfd, cMostSockets + 2> lPolls{};
-    const size_t lSockets = std::min(aSockets.size(), cMostSockets);
+    std::array<pollfd, cFewSockets + 2> lFew; // not cleared: what is used is set
+    std::vector<pollfd> lMany;
+    const size_t lSockets = aSockets.size();
+    pollfd* lPolls = lFew.data();
+    if (lSockets > cFewSockets)
+    {
+        lMany.resize(lSockets + 2);
+        lPolls = lMany.data();
+    }
     for (size_t lIndex = 0; lIndex < lSockets; ++lIndex)
     {
         lPolls[lIndex] = {aSockets[lIndex]->mHandle, POLLIN, 0}; // poll() passes over negative ones
     }
-    lPolls[lSockets] = {aWaker != nullptr ? aWaker->mHandle : -1, POLLIN, 0};
-    lPolls[lSockets + 1] = {aWaker != nullptr ? aWaker->mTimer : -1, POLLIN, 0};
+    pollfd& lWake = lPolls[lSockets] = {aWaker != nullptr ? aWaker->mHandle : -1, POLLIN, 0};
+    pollfd& lTimer = lPolls[lSockets + 1] = {aWaker != nullptr ? aWaker->mTimer : -1, POLLIN, 0};
     uint32_t lReady = 0;
-    bool lGood = PollFor(lPolls.data(), lSockets + 2, aTimeout) >= 0;
+    bool lAny = false;
+    bool lGood = PollFor(lPolls, lSockets + 2, aTimeout) >= 0;
     for (size_t lIndex = 0; lIndex < lSockets && lGood; ++lIndex)
     {
         lGood = (lPolls[lIndex].revents & POLLNVAL) == 0;
-        lReady |= lPolls[lIndex].revents != 0 ? 1U << lIndex : 0U;
+        lAny = lAny || lPolls[lIndex].revents != 0;
+        lReady |= lPolls[lIndex].revents != 0 && lIndex < cReadyBits ? 1U << lIndex : 0U;
     }
     if (aReady != nullptr)
     {
         *aReady = lGood ? lReady : 0;
     }
-    if (!lGood || lReady != 0)
+    if (!lGood || lAny)
     {
         return lGood ? SocketResult::Done : SocketResult::Failed;
     }
     uint64_t lCount = 0;
-    if (lPolls[lSockets + 1].revents != 0)
+    if (lTimer.revents != 0)
     {
         aWaker->mDue = Clock::time_point::max();
         static_cast<void>(!read(aWaker->mTimer, &lCount, sizeof lCount)); // ignored: it only sets it back
     }
-    if (lPolls[lSockets].revents == 0)
+    if (lWake.revents == 0)
     {
         return SocketResult::TimedOut;
     }

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
+#include <memory>
 
 namespace KyGigE
 {
@@ -24,6 +26,15 @@ struct ConnectionOptions
     uint32_t mEventTimeout = 15;
     uint32_t mEventRetries = 60; ///< How often it does. In all it should stay below a second.
     bool mReconnect = true;      ///< Connect again by itself when the device is back.
+    /// Take no control of the device, which another application may have: registers and features can be read,
+    /// nothing can be written, and no events come.
+    bool mReadOnly = false;
+    /// Milliseconds for a connection as a whole, whatever the device answers to single commands; 0: no limit.
+    uint32_t mConnectLimit = 30000;
+    /// Set to true by any thread, it ends what is going on: Connect() and operations that wait for the device
+    /// return NO_CONNECTION within a quarter of a second, and all later ones at once. The device is given
+    /// back without waiting for its answer. Null: nobody can.
+    std::shared_ptr<const std::atomic<bool>> mCancel{};
 };
 
 } // namespace KyGigE

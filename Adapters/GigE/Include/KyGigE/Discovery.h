@@ -19,7 +19,7 @@ struct DiscoveryOptions
     /// Own address or name of the interface to look on; empty: all.
     std::string mInterface;
     /// Milliseconds to wait for answers; a single device ends the wait.
-    uint32_t mTime = 500;
+    uint32_t mTime = 1000;
 };
 
 /// A device that answered.
@@ -33,8 +33,8 @@ struct FoundDevice
 
 /// Looks for devices. A broadcast leaves the host on each interface that is searched. Blocks for
 /// DiscoveryOptions::mTime; any thread.
-/// \param aDevices  Those that answered, by address; each once, though several interfaces may reach it. Empty
-///                  on a failure.
+/// \param aDevices  Those that answered, by interface and MAC address; each once for each interface that
+///                  reaches it. Empty on a failure.
 /// \return Empty; or why nothing could be asked, in words for a user.
 KY_EXPORT std::string DiscoverDevices(const DiscoveryOptions& aOptions, std::vector<FoundDevice>& aDevices);
 

@@ -36,6 +36,7 @@ struct ConnectionFigures
     uint64_t mLosses = 0;           ///< How often the connection was lost.
     uint64_t mRepeatedCommands = 0; ///< Packets that had to be sent again.
     uint64_t mRepeatedEvents = 0;   ///< Events that came again and were left out.
+    uint64_t mForeignEvents = 0;    ///< Packets for the event channel that were not the device's.
 };
 
 /// A GigE Vision device on the network, as the serial library wants it.
@@ -48,7 +49,8 @@ struct ConnectionFigures
 /// that falls silent is noticed within two seconds: IsConnected() is false then and every operation returns
 /// KyResult::NO_CONNECTION at once. When the device is back, the object connects again by itself (or at
 /// Reconnect(), if that was switched off), and events flow again. What the application had written to the
-/// device is not written again: ports that were open have to be closed and opened.
+/// device is not written again: ports that were open have to be closed and opened. A connection may be lost
+/// and back between two looks at IsConnected(): compare GetGeneration().
 ///
 /// Events come on a thread of the object's own, one call at a time, without any lock held. An event first
 /// calls NotifyEvent() of each sink, then NotifyFeatureInvalidated() for each feature that it feeds and that
@@ -66,9 +68,12 @@ class KY_EXPORT GigEDeviceAdapter final : public IKyDeviceAdapter
 public:
     /// Connects a device.
     /// \param aAdapter  Null on a failure.
-    /// \return NO_CONNECTION: no device answers there. 0x8006: another application controls it. FAILURE: this
-    ///         computer has no such interface, or the device's description cannot be used. Others: passed on
-    ///         from the device. Blocks: about a second when nobody answers.
+    /// \return NO_CONNECTION: no device answers there, or ConnectionOptions::mCancel has ended it. TIMED_OUT:
+    ///         not within ConnectionOptions::mConnectLimit. 0x8006: another application controls it. FAILURE:
+    ///         this computer has no such interface, or several devices have that address. Others: passed on
+    ///         from the device, which is given back at once. Blocks: about a second when nobody answers.
+    /// A device whose description cannot be used is connected, with a warning in the log: its registers and
+    /// the ports behind them work, and it has no features.
     static KyResult Connect(const DeviceAddress& aAddress, std::unique_ptr<GigEDeviceAdapter>& aAdapter);
     /// The same with other times than the usual ones.
     static KyResult Connect(const DeviceAddress& aAddress, const ConnectionOptions& aOptions,
@@ -82,6 +87,11 @@ public:
     /// \return OK, also when it is not lost. As Connect() otherwise; also NO_CONNECTION: another device
     ///         answers there. Blocks as Connect() does.
     KyResult Reconnect();
+    /// The number of the connection: 1 for the first, one more each time that the device is connected again,
+    /// however quickly. Stays while the connection is lost. Whoever has set something up in the device takes
+    /// the number down before, and sets it up again when it is another one: the device has lost it. Any
+    /// thread, without blocking.
+    uint64_t GetGeneration() const;
     /// What the device said about itself when it was connected; stays when the connection is lost.
     const DeviceInformation& GetInformation() const;
     /// Since the object was made. Any thread, without blocking.

@@ -1,0 +1,32 @@
+#include "Adapters/GigE/Client/EventNumbers.h"
+
+namespace KyGigE
+{
+
+bool EventNumbers::Fits(uint64_t aNumber, unsigned aBits)
+{
+    const uint64_t lMask = aBits >= 64 ? UINT64_MAX : (uint64_t{1} << aBits) - 1;
+    const uint64_t lForward = (aNumber - mLast) & lMask;
+    const uint64_t lBackward = (mLast - aNumber) & lMask;
+    const bool lNear = lForward <= cReach || lBackward <= cReach;
+    if (mInRow >= cSure && !lNear && !(mDoubts && mDoubted == aNumber))
+    {
+        mDoubts = true;
+        mDoubted = aNumber;
+        return false;
+    }
+    mDoubts = false;
+    const bool lCounts = lForward == 1 || (lForward == 2 && aNumber == 1); // 0 may be left out
+    if (mInRow < cSure || !lNear)
+    {
+        mInRow = lCounts ? mInRow + 1 : 0;
+        mLast = aNumber;
+    }
+    else if (lForward <= cReach)
+    {
+        mLast = aNumber;
+    }
+    return true;
+}
+
+} // namespace KyGigE
