@@ -1,9 +1,9 @@
 #include "Adapters/GigE/DeviceConnection.h"
 
 #include "Adapters/GigE/Client/DescriptionFile.h"
-#include "Adapters/GigE/GenApi/ArvNodeMap.h"
+#include "Adapters/GigE/Evaluator/NodeMap.h"
+#include "Adapters/GigE/Evaluator/Unzip.h"
 #include "Adapters/GigE/GenApi/EventAddress.h"
-#include "Adapters/GigE/GenApi/Unzip.h"
 #include "Adapters/GigE/NoFeatures.h"
 
 #include <JxUtilsLib/Event.h>
@@ -78,7 +78,7 @@ KyResult DeviceConnection::LoadFeatures()
     }
     if (lResult.IsOK())
     {
-        lResult = Evaluate(lFile, *lFeatures);
+        lResult = Evaluate(std::move(lFile), *lFeatures);
     }
     if (!lResult.IsOK())
     {
@@ -91,16 +91,20 @@ KyResult DeviceConnection::LoadFeatures()
     return {};
 }
 
-KyResult DeviceConnection::Evaluate(const std::string& aFile, DeviceFeatures& aFeatures)
+KyResult DeviceConnection::Evaluate(std::string aFile, DeviceFeatures& aFeatures)
 {
-    KyResult lResult = DeviceDescription::Parse(Unzipped(aFile), aFeatures.mDescription);
-    if (lResult.IsOK())
+    std::string lText;
+    const std::string lProblem = Unzip(std::move(aFile), XmlDocument::cLargestText, lText);
+    if (!lProblem.empty())
     {
-        lResult = ArvNodeMap::Create(*aFeatures.mDescription, *this, aFeatures.mMap);
+        return {KyResult::FAILURE,
+                ("The device's description cannot be unpacked: " + lProblem + ".").c_str()};
     }
+    KyResult lResult = DeviceDescription::Parse(std::move(lText), aFeatures.mDescription);
     if (lResult.IsOK())
     {
-        const FeatureGraph& lGraph = aFeatures.mDescription->GetGraph();
+        aFeatures.mMap = std::make_unique<NodeMap>(*aFeatures.mDescription, *this);
+        const Dependencies& lGraph = aFeatures.mDescription->GetGraph();
         for (const auto& [lPort, lEvent] : lGraph.GetEventPorts())
         {
             aFeatures.mFed[lEvent] = lGraph.FedBy(lEvent);
@@ -193,6 +197,7 @@ bool DeviceConnection::HasChanged(const DeviceFeatures& aFeatures, const std::st
         }
         lPolled.mElapsed = 0;
     }
+    NoteForeignWrite(); // the device's own changes are what is looked for
     std::string lValue;
     if (!aFeatures.mMap->GetText(aName, lValue).IsOK())
     {

@@ -1,12 +1,13 @@
 #pragma once
 
 #include "Adapters/GigE/Client/GvcpClient.h"
+#include "Adapters/GigE/Evaluator/DeviceDescription.h"
 #include "Adapters/GigE/EventSinks.h"
 #include "Adapters/GigE/EventStore.h"
-#include "Adapters/GigE/GenApi/DeviceDescription.h"
 #include "Adapters/GigE/GenApi/INodeMap.h"
 #include "Adapters/GigE/GenApi/IRegisterSpace.h"
 
+#include <atomic>
 #include <map>
 #include <memory>
 #include <string>
@@ -46,6 +47,8 @@ public:
 
     /// Reports a feature that was written, and those that depend on it, on the event thread.
     void ReportWritten(const std::string& aName);
+    /// To be called after a write that did not go through the features: they may have other values now.
+    void NoteForeignWrite() { mForeignWrites.fetch_add(1, std::memory_order_relaxed); }
     /// Lets time pass for features that the device changes by itself: those that are due are read, and
     /// reported when they have changed.
     void PollFeatures(uint32_t aMilliseconds);
@@ -56,6 +59,7 @@ public:
     KyResult WriteMemory(uint64_t aAddress, const uint8_t* aBuffer, uint64_t aSize) override;
     KyResult ReadRegister(uint64_t aAddress, uint32_t& aValue) override;
     KyResult WriteRegister(uint64_t aAddress, uint32_t aValue) override;
+    uint64_t GetForeignWrites() const override { return mForeignWrites.load(std::memory_order_relaxed); }
 
 private:
     struct Polled
@@ -66,12 +70,13 @@ private:
     };
 
     KyResult LoadFeatures();
-    KyResult Evaluate(const std::string& aFile, DeviceFeatures& aFeatures);
+    KyResult Evaluate(std::string aFile, DeviceFeatures& aFeatures);
     void HandleEvent(const KyGvcp::EventView& aEvent);
     void Report(std::vector<std::string> aNames);
     void NotifyInvalidated(const std::string& aName);
     bool HasChanged(const DeviceFeatures& aFeatures, const std::string& aName, uint32_t aMilliseconds);
 
+    std::atomic<uint64_t> mForeignWrites{0};
     EventStore mStore;
     EventSinks mSinks;
     JxUtilsLib::Mutex mFeaturesLock;

@@ -293,6 +293,7 @@ KyResult GigEDeviceAdapter::SetRegisterData(const KyString& aName, const uint8_t
         return InvalidParameter("The feature " + TextOf(aName) + " does not take that many bytes.");
     }
     lResult = mThis->WriteMemory(lPlace.mAddress, aBuffer, static_cast<uint64_t>(aLength));
+    mThis->NoteForeignWrite();
     if (lResult.IsOK())
     {
         mThis->ReportWritten(TextOf(aName));
@@ -326,7 +327,9 @@ KyResult GigEDeviceAdapter::UnregisterFeatureInterest(const KyString& aName)
 
 KyResult GigEDeviceAdapter::WriteRegister(uint32_t aAddress, uint32_t aValue)
 {
-    return mThis->GetClient().WriteRegister(aAddress, aValue);
+    KyResult lResult = mThis->GetClient().WriteRegister(aAddress, aValue);
+    mThis->NoteForeignWrite();
+    return lResult;
 }
 
 KyResult GigEDeviceAdapter::ReadRegister(uint32_t aAddress, uint32_t& aValue)
@@ -336,7 +339,9 @@ KyResult GigEDeviceAdapter::ReadRegister(uint32_t aAddress, uint32_t& aValue)
 
 KyResult GigEDeviceAdapter::WriteMemory(const uint8_t* aBuffer, uint32_t aAddress, uint32_t aLength)
 {
-    return mThis->GetClient().WriteMemory(aAddress, aBuffer, aLength);
+    KyResult lResult = mThis->GetClient().WriteMemory(aAddress, aBuffer, aLength);
+    mThis->NoteForeignWrite();
+    return lResult;
 }
 
 KyResult GigEDeviceAdapter::PostWrite(uint32_t aMilliseconds)

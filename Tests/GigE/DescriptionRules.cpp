@@ -1,6 +1,6 @@
 #include "GigE/DescriptionRules.h"
 
-#include "Adapters/GigE/GenApi/XmlDocument.h"
+#include "Adapters/GigE/Evaluator/XmlDocument.h"
 
 #include <map>
 #include <regex>
@@ -9,10 +9,8 @@
 namespace KyTest
 {
 
-using KyGigE::AttributeOf;
-using KyGigE::ContentOf;
-using KyGigE::ForEachChild;
-using KyGigE::NameOf;
+using KyGigE::XmlDocument;
+using XmlElement = XmlDocument::Element;
 
 namespace
 {
@@ -75,22 +73,35 @@ class Checker
 public:
     std::vector<std::string> Check(const std::string& aXml)
     {
-        const KyGigE::XmlDocument lDocument = KyGigE::ParseXml(aXml);
-        xmlNode* const lRoot = lDocument != nullptr ? xmlDocGetRootElement(lDocument.get()) : nullptr;
-        if (lRoot == nullptr || NameOf(*lRoot) != "RegisterDescription")
+        if (!mDocument.Parse(aXml).empty() || mDocument.Get(0).mName != "RegisterDescription")
         {
             return {"no device description"};
         }
-        CheckHead(*lRoot);
-        ForEachChild(*lRoot, [this](const xmlNode& aNode) { CheckNode(aNode, mKinds); });
-        ForEachChild(*lRoot,
-                     [this](const xmlNode& aNode) { CheckPointers(aNode, AttributeOf(aNode, "Name")); });
+        const XmlElement& lRoot = mDocument.Get(0);
+        CheckHead(lRoot);
+        ForEachChild(lRoot, [this](const XmlElement& aNode) { CheckNode(aNode, mKinds); });
+        ForEachChild(lRoot, [this](const XmlElement& aNode) { CheckPointers(aNode, AttributeOf(aNode, "Name")); });
         Expect(mKinds["Root"] == "Category", "there is no category Root");
         return mViolations;
     }
 
 private:
     using Kinds = std::map<std::string, std::string>; // of nodes, by name
+
+    static std::string NameOf(const XmlElement& aElement) { return std::string(aElement.mName); }
+    static std::string ContentOf(const XmlElement& aElement) { return std::string(aElement.mText); }
+    std::string AttributeOf(const XmlElement& aElement, const char* aName) const
+    {
+        return std::string(mDocument.GetAttribute(aElement, aName));
+    }
+    template <class Do> void ForEachChild(const XmlElement& aElement, const Do& aDo)
+    {
+        for (XmlDocument::Index lChild = aElement.mFirstChild; lChild != XmlDocument::cNone;
+             lChild = mDocument.Get(lChild).mNext)
+        {
+            aDo(mDocument.Get(lChild));
+        }
+    }
 
     void Expect(bool aGood, const std::string& aText)
     {
@@ -100,7 +111,7 @@ private:
         }
     }
 
-    void CheckHead(const xmlNode& aRoot)
+    void CheckHead(const XmlElement& aRoot)
     {
         static const std::regex cGuid("[0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{12}");
         static const std::regex cName("[A-Za-z_][A-Za-z0-9_]*");
@@ -119,13 +130,12 @@ private:
         }
         Expect(std::regex_match(AttributeOf(aRoot, "StandardNameSpace"), std::regex("None|IIDC|GEV|CL|USB")),
                "StandardNameSpace");
-        const std::string lSpace =
-            aRoot.ns != nullptr ? reinterpret_cast<const char*>(aRoot.ns->href) : "none";
+        const std::string lSpace = AttributeOf(aRoot, "xmlns");
         Expect(lSpace == "http://www.genicam.org/GenApi/Version_1_1", "XML namespace " + lSpace);
     }
 
     // \param aKinds  The names that have to differ from this one.
-    void CheckNode(const xmlNode& aNode, Kinds& aKinds)
+    void CheckNode(const XmlElement& aNode, Kinds& aKinds)
     {
         static const std::regex cName("[A-Za-z_][A-Za-z0-9_]*");
         const std::string lKind = NameOf(aNode);
@@ -139,7 +149,7 @@ private:
         Kinds lEntries;
         std::set<std::string> lValues;
         ForEachChild(aNode,
-                     [&](const xmlNode& aChild)
+                     [&](const XmlElement& aChild)
                      {
                          const std::string lChild = NameOf(aChild);
                          lElements += lChild + ";";
@@ -149,8 +159,8 @@ private:
                          if (lChild == "EnumEntry")
                          {
                              CheckNode(aChild, lEntries);
-                             const xmlNode* const lValue = KyGigE::ChildOf(aChild, "Value");
-                             Expect(lValue != nullptr && lValues.insert(ContentOf(*lValue)).second,
+                             const std::string lValue(mDocument.GetChildText(aChild, "Value"));
+                             Expect(!lValue.empty() && lValues.insert(lValue).second,
                                     lNode + "two entries have the same value");
                          }
                      });
@@ -160,10 +170,10 @@ private:
                lNode + "elements " + lElements);
     }
 
-    void CheckPointers(const xmlNode& aNode, const std::string& aOwner)
+    void CheckPointers(const XmlElement& aNode, const std::string& aOwner)
     {
         ForEachChild(aNode,
-                     [&](const xmlNode& aChild)
+                     [&](const XmlElement& aChild)
                      {
                          const std::string lPointer = NameOf(aChild);
                          if (lPointer == "EnumEntry")
@@ -184,6 +194,7 @@ private:
                      });
     }
 
+    XmlDocument mDocument;
     Kinds mKinds;
     std::vector<std::string> mViolations;
 };

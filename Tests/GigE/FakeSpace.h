@@ -24,7 +24,9 @@ public:
     std::optional<KyResult> mFailure;
     /// "R 0x10 4", "W 0x10 4", "RR 0x10", "WR 0x10": what was asked.
     std::vector<std::string> mAccesses;
+    uint64_t mForeignWrites = 0;
 
+    uint64_t GetForeignWrites() const override { return mForeignWrites; }
     void Put(uint64_t aAddress, const Bytes& aBytes)
     {
         for (size_t lIndex = 0; lIndex < aBytes.size(); ++lIndex)

@@ -66,10 +66,13 @@ public:
     virtual KyResult GetInteger(const std::string& aName, int64_t& aValue) = 0;
     /// Entries of an enumeration that can be chosen now, in the order of the device's description.
     virtual KyResult GetEntries(const std::string& aName, std::vector<std::string>& aEntries) = 0;
-    /// Value as text: decimal numbers, entry names, "true" and "false". Registers and commands have none.
+    /// Value as text: numbers, entry names, "true" and "false". Integers are decimal, 0x1F, 192.168.0.1 or
+    /// 00:1B:63:84:45:E6, as the description wants them shown; of a floating-point number there are as many
+    /// digits as it takes to set the same one again. Registers and commands have none.
     virtual KyResult GetText(const std::string& aName, std::string& aValue) = 0;
-    /// Sets a value from text; integers also as 0x and hexadecimal digits. A command is executed by "1" or
-    /// "true".
+    /// Sets a value from text: whatever GetText() gives; integers also as decimal digits or 0x and
+    /// hexadecimal ones, booleans as "true", "false" in any case, "1" and "0". A command is executed by "1"
+    /// or "true".
     virtual KyResult SetText(const std::string& aName, const std::string& aValue) = 0;
     /// Where the bytes of a register feature are, if it can be used that way now.
     virtual KyResult GetRegister(const std::string& aName, RegisterUse aUse, RegisterPlace& aPlace) = 0;

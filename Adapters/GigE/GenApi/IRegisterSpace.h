@@ -23,6 +23,8 @@ public:
     virtual KyResult ReadRegister(uint64_t aAddress, uint32_t& aValue) = 0;
     /// Writes a 32-bit register.
     virtual KyResult WriteRegister(uint64_t aAddress, uint32_t aValue) = 0;
+    /// Counts what was written by others than the node map: it keeps no value from before.
+    virtual uint64_t GetForeignWrites() const { return 0; }
 
 protected:
     IRegisterSpace() = default;

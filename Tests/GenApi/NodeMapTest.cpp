@@ -1,15 +1,11 @@
-#include "GigE/FakeSpace.h"
-#include "Support/ResultMatcher.h"
+#include "GenApi/MapFixture.h"
 
-#include "Adapters/GigE/GenApi/ArvNodeMap.h"
 #include "Adapters/GigE/GenApi/EventAddress.h"
 
 #include <gmock/gmock.h>
 
 #include <thread>
 
-using KyGigE::ArvNodeMap;
-using KyGigE::DeviceDescription;
 using KyGigE::NodeKind;
 using KyGigE::RegisterPlace;
 using KyGigE::RegisterUse;
@@ -46,10 +42,10 @@ const char* const cNodes = R"(
  <pPort>Event</pPort></Register>
 <Port Name="Event"><EventID>9101</EventID></Port>)";
 
-class ArvNodeMapTest : public testing::Test
+class NodeMapTest : public KyTest::MapFixture
 {
 protected:
-    ArvNodeMapTest()
+    NodeMapTest()
     {
         Make(Description(cNodes + IntReg("ModeReg", "0x10") + IntReg("WidthReg", "0x14") +
                          IntReg("GainReg", "0x18") + IntReg("EnableReg", "0x1C") +
@@ -59,12 +55,17 @@ protected:
                          IntReg("Fixed", "0x30", "RO") + IntReg("EventLength", "0x0", "RO", "", "Event")));
     }
 
-    void Make(const std::string& aXml)
+    /// With registers that change by themselves.
+    void Make(std::string aXml)
     {
-        mMap.reset();
-        std::unique_ptr<DeviceDescription> lDescription;
-        ASSERT_THAT(DeviceDescription::Parse(aXml, lDescription), IsOK());
-        ASSERT_THAT(ArvNodeMap::Create(*lDescription, mSpace, mMap), IsOK());
+        const std::string lEnd = "</pPort>";
+        const std::string lMore = "<Cachable>NoCache</Cachable>";
+        for (size_t lPlace = aXml.find(lEnd); lPlace != std::string::npos;
+             lPlace = aXml.find(lEnd, lPlace + 1))
+        {
+            aXml.insert(lPlace + lEnd.size(), lMore);
+        }
+        MapFixture::Make(aXml);
     }
 
     std::string TextOf(const std::string& aName)
@@ -73,12 +74,9 @@ protected:
         EXPECT_THAT(mMap->GetText(aName, lText), IsOK());
         return lText;
     }
-
-    KyTest::FakeSpace mSpace;
-    std::unique_ptr<KyGigE::INodeMap> mMap;
 };
 
-TEST_F(ArvNodeMapTest, TellsTheKindOfAFeature)
+TEST_F(NodeMapTest, TellsTheKindOfAFeature)
 {
     EXPECT_EQ(mMap->GetKind("Mode"), NodeKind::Enumeration);
     EXPECT_EQ(mMap->GetKind("Width"), NodeKind::Integer);
@@ -93,7 +91,7 @@ TEST_F(ArvNodeMapTest, TellsTheKindOfAFeature)
     EXPECT_EQ(mMap->GetKind("Nothing"), NodeKind::None);
 }
 
-TEST_F(ArvNodeMapTest, AvailabilityFollowsTheDevice)
+TEST_F(NodeMapTest, AvailabilityFollowsTheDevice)
 {
     EXPECT_FALSE(mMap->IsAvailable("Now"));
     EXPECT_FALSE(mMap->IsReadable("Now"));
@@ -108,7 +106,7 @@ TEST_F(ArvNodeMapTest, AvailabilityFollowsTheDevice)
     EXPECT_FALSE(mMap->IsAvailable("Nothing"));
 }
 
-TEST_F(ArvNodeMapTest, AccessModesCount)
+TEST_F(NodeMapTest, AccessModesCount)
 {
     EXPECT_TRUE(mMap->IsReadable("Fixed"));
     EXPECT_FALSE(mMap->IsWritable("Fixed"));
@@ -119,7 +117,7 @@ TEST_F(ArvNodeMapTest, AccessModesCount)
     EXPECT_TRUE(mMap->IsWritable("Reset"));
 }
 
-TEST_F(ArvNodeMapTest, NothingIsAvailableOnADeviceThatDoesNotAnswer)
+TEST_F(NodeMapTest, NothingIsAvailableOnADeviceThatDoesNotAnswer)
 {
     mSpace.PutWord(0x24, 1);
     mSpace.mFailure = KyResult(KyResult::NO_CONNECTION, "gone");
@@ -139,7 +137,7 @@ TEST_F(ArvNodeMapTest, NothingIsAvailableOnADeviceThatDoesNotAnswer)
     EXPECT_EQ(TextOf("Mode"), "UART");
 }
 
-TEST_F(ArvNodeMapTest, ReadsIntegersOnly)
+TEST_F(NodeMapTest, ReadsIntegersOnly)
 {
     mSpace.PutWord(0x14, 640);
     int64_t lValue = 0;
@@ -150,7 +148,7 @@ TEST_F(ArvNodeMapTest, ReadsIntegersOnly)
     EXPECT_THAT(mMap->GetInteger("Now", lValue), IsResult(0x8006, "The feature Now is not available now."));
 }
 
-TEST_F(ArvNodeMapTest, ReadsEveryKindAsText)
+TEST_F(NodeMapTest, ReadsEveryKindAsText)
 {
     mSpace.PutWord(0x10, 2);
     mSpace.PutWord(0x14, 640);
@@ -165,7 +163,7 @@ TEST_F(ArvNodeMapTest, ReadsEveryKindAsText)
     EXPECT_EQ(TextOf("UserID"), "");
 }
 
-TEST_F(ArvNodeMapTest, WhatHasNoTextSaysSo)
+TEST_F(NodeMapTest, WhatHasNoTextSaysSo)
 {
     std::string lText;
     for (const char* const lName : {"Upstream", "Reset", "Root"})
@@ -179,7 +177,7 @@ TEST_F(ArvNodeMapTest, WhatHasNoTextSaysSo)
     EXPECT_THAT(mMap->GetText("Mode", lText), IsResult(0x8006, "The value of Mode has no entry."));
 }
 
-TEST_F(ArvNodeMapTest, WritesEveryKindFromText)
+TEST_F(NodeMapTest, WritesEveryKindFromText)
 {
     EXPECT_THAT(mMap->SetText("Mode", "SPI"), IsOK());
     EXPECT_EQ(mSpace.GetWord(0x10), 2U);
@@ -195,7 +193,7 @@ TEST_F(ArvNodeMapTest, WritesEveryKindFromText)
     EXPECT_THAT(mSpace.Get(0x40, 5), ElementsAre('l', 'e', 'f', 't', 0));
 }
 
-TEST_F(ArvNodeMapTest, RefusesTextsThatDoNotFit)
+TEST_F(NodeMapTest, RefusesTextsThatDoNotFit)
 {
     EXPECT_THAT(mMap->SetText("Mode", "CAN"), IsResult(0x8002, "The feature Mode has no entry CAN."));
     EXPECT_THAT(mMap->SetText("Mode", "I2C"), IsResult(0x8002, "The feature Mode has no entry I2C."));
@@ -214,7 +212,7 @@ TEST_F(ArvNodeMapTest, RefusesTextsThatDoNotFit)
     EXPECT_THAT(mSpace.mAccesses, testing::Not(Contains(testing::StartsWith("W"))));
 }
 
-TEST_F(ArvNodeMapTest, RefusesToWriteWhatCannotBeWritten)
+TEST_F(NodeMapTest, RefusesToWriteWhatCannotBeWritten)
 {
     EXPECT_THAT(mMap->SetText("Vendor", "x"), IsResult(0x8004, "The feature Vendor can only be read."));
     EXPECT_THAT(mMap->SetText("Fixed", "1"), IsResult(0x8004, "The feature Fixed can only be read."));
@@ -226,7 +224,7 @@ TEST_F(ArvNodeMapTest, RefusesToWriteWhatCannotBeWritten)
     EXPECT_EQ(mSpace.GetWord(0x30), 0U);
 }
 
-TEST_F(ArvNodeMapTest, ListsTheEntriesThatCanBeChosen)
+TEST_F(NodeMapTest, ListsTheEntriesThatCanBeChosen)
 {
     std::vector<std::string> lEntries;
     EXPECT_THAT(mMap->GetEntries("Mode", lEntries), IsOK());
@@ -238,7 +236,7 @@ TEST_F(ArvNodeMapTest, ListsTheEntriesThatCanBeChosen)
     EXPECT_THAT(lEntries, IsEmpty());
 }
 
-TEST_F(ArvNodeMapTest, TellsWhereARegisterFeatureLies)
+TEST_F(NodeMapTest, TellsWhereARegisterFeatureLies)
 {
     RegisterPlace lPlace;
     EXPECT_THAT(mMap->GetRegister("Downstream", RegisterUse::Write, lPlace), IsOK());
@@ -252,7 +250,7 @@ TEST_F(ArvNodeMapTest, TellsWhereARegisterFeatureLies)
     EXPECT_EQ(mMap->GetRegister("Nothing", RegisterUse::Read, lPlace).GetCode(), 0x8001U);
 }
 
-TEST_F(ArvNodeMapTest, FeaturesOfAnEventLieInTheEventSpace)
+TEST_F(NodeMapTest, FeaturesOfAnEventLieInTheEventSpace)
 {
     RegisterPlace lPlace;
     EXPECT_THAT(mMap->GetRegister("Upstream", RegisterUse::Read, lPlace), IsOK());
@@ -263,14 +261,7 @@ TEST_F(ArvNodeMapTest, FeaturesOfAnEventLieInTheEventSpace)
     EXPECT_EQ(lValue, 77);
 }
 
-TEST_F(ArvNodeMapTest, NothingIsCached)
-{
-    EXPECT_EQ(TextOf("Fixed"), "0");
-    mSpace.PutWord(0x30, 5);
-    EXPECT_EQ(TextOf("Fixed"), "5");
-}
-
-TEST_F(ArvNodeMapTest, OldDescriptionsAccessRegistersAsSuch)
+TEST_F(NodeMapTest, OldDescriptionsAccessRegistersAsSuch)
 {
     Make(Description(IntReg("Old", "0x10"), "0"));
     mSpace.PutWord(0x10, 0x01020304);
@@ -285,7 +276,7 @@ TEST_F(ArvNodeMapTest, OldDescriptionsAccessRegistersAsSuch)
     EXPECT_THAT(mSpace.mAccesses, ElementsAre("R 0x10 4"));
 }
 
-TEST_F(ArvNodeMapTest, ALengthThatTheDeviceMakesUpTakesNoMemory)
+TEST_F(NodeMapTest, ALengthThatTheDeviceMakesUpTakesNoMemory)
 {
     Make(Description("<StringReg Name=\"Text\"><Address>0x40</Address><pLength>TextLength</pLength>"
                      "<AccessMode>RO</AccessMode><pPort>Device</pPort></StringReg>" +
@@ -298,7 +289,7 @@ TEST_F(ArvNodeMapTest, ALengthThatTheDeviceMakesUpTakesNoMemory)
                 IsResult(KyResult::FAILURE, "The feature Text is longer than any value."));
 }
 
-TEST_F(ArvNodeMapTest, ALengthBelowZeroTakesNoMemoryWhateverIsDoneWithIt)
+TEST_F(NodeMapTest, ALengthBelowZeroTakesNoMemoryWhateverIsDoneWithIt)
 {
     Make(Description("<IntReg Name=\"Bad\"><Address>0x40</Address><Length>-1</Length>"
                      "<AccessMode>RW</AccessMode><pPort>Device</pPort></IntReg>"
@@ -313,7 +304,7 @@ TEST_F(ArvNodeMapTest, ALengthBelowZeroTakesNoMemoryWhateverIsDoneWithIt)
     }
 }
 
-TEST_F(ArvNodeMapTest, ALengthBelowZeroTakesNoMemoryBehindAnAddressOrAnEntry)
+TEST_F(NodeMapTest, ALengthBelowZeroTakesNoMemoryBehindAnAddressOrAnEntry)
 {
     Make(Description("<IntReg Name=\"Bad\"><Address>0x40</Address><Length>-1</Length>"
                      "<AccessMode>RW</AccessMode><pPort>Device</pPort></IntReg>"
@@ -332,7 +323,7 @@ TEST_F(ArvNodeMapTest, ALengthBelowZeroTakesNoMemoryBehindAnAddressOrAnEntry)
                 IsResult(KyResult::FAILURE, "The feature Bad is longer than any value."));
 }
 
-TEST_F(ArvNodeMapTest, SeveralThreadsMayAskAtOnce)
+TEST_F(NodeMapTest, SeveralThreadsMayAskAtOnce)
 {
     mSpace.PutWord(0x14, 640);
     std::vector<std::thread> lThreads;

@@ -1,0 +1,341 @@
+#include "Adapters/GigE/Evaluator/Dependencies.h"
+
+#include <charconv>
+
+namespace KyGigE
+{
+
+namespace
+{
+
+constexpr size_t cDeepestCategory = 100;
+
+/// Writing the node writes the other one.
+bool IsTarget(PropertyId aId)
+{
+    return aId == PropertyId::PValue || aId == PropertyId::PValueCopy || aId == PropertyId::PValueIndexed ||
+           aId == PropertyId::PValueDefault;
+}
+
+/// The other one's value has a part in what a user sees of the node: its value, its range, its access.
+bool IsPart(PropertyId aId)
+{
+    return aId >= PropertyId::Entry && aId != PropertyId::Feature && aId != PropertyId::Selected;
+}
+
+/// Its kept value is made of the other one's.
+bool IsValuePart(PropertyId aId)
+{
+    return IsTarget(aId) || aId == PropertyId::PAddress || aId == PropertyId::PLength ||
+           aId == PropertyId::Index || aId == PropertyId::PIndexOffset || aId == PropertyId::Variable;
+}
+
+bool IsFeature(const Node& aNode)
+{
+    return !aNode.mName.empty() && aNode.mKind != ElementKind::Port && aNode.mKind != ElementKind::Category &&
+           aNode.mKind != ElementKind::EnumEntry;
+}
+
+/// Hexadecimal, usually without a prefix.
+uint16_t ParseEventId(std::string_view aText)
+{
+    if (aText.substr(0, 2) == "0x" || aText.substr(0, 2) == "0X")
+    {
+        aText.remove_prefix(2);
+    }
+    uint16_t lId = 0;
+    const char* const lEnd = aText.data() + aText.size();
+    const auto lResult = std::from_chars(aText.data(), lEnd, lId, 16);
+    return lResult.ec == std::errc() && lResult.ptr == lEnd ? lId : uint16_t{0};
+}
+
+uint64_t ParseTime(std::string_view aText)
+{
+    uint64_t lTime = 0;
+    std::from_chars(aText.data(), aText.data() + aText.size(), lTime); // stays 0
+    return lTime;
+}
+
+uint64_t Shorter(uint64_t aFirst, uint64_t aSecond)
+{
+    return aFirst == 0 || (aSecond != 0 && aSecond < aFirst) ? aSecond : aFirst;
+}
+
+} // namespace
+
+Dependencies::Dependencies(const NodeTable& aNodes) : mNodes(aNodes)
+{
+    CollectUsers();
+    CollectPorts();
+    SpreadPollingTimes();
+}
+
+void Dependencies::CollectUsers()
+{
+    const auto lCount = static_cast<NodeId>(mNodes.GetCount());
+    mFirstUser.assign(lCount + 1, 0);
+    const auto lForEach = [&](const auto& aDo)
+    {
+        for (NodeId lNode = 0; lNode < lCount; ++lNode)
+        {
+            for (const Property& lProperty : mNodes.GetProperties(lNode))
+            {
+                if (lProperty.mNode != cNoNode && IsPart(lProperty.mId))
+                {
+                    aDo(lProperty.mNode, lNode);
+                }
+            }
+        }
+    };
+    lForEach([&](NodeId aUsed, NodeId) { ++mFirstUser[aUsed]; });
+    uint32_t lEnd = 0;
+    for (uint32_t& lFirst : mFirstUser)
+    {
+        lEnd += lFirst;
+        lFirst = lEnd;
+    }
+    mUsers.resize(lEnd);
+    lForEach([&](NodeId aUsed, NodeId aUser) { mUsers[--mFirstUser[aUsed]] = aUser; });
+}
+
+void Dependencies::CollectPorts()
+{
+    for (NodeId lNode = 0; lNode < mNodes.GetCount(); ++lNode)
+    {
+        const Node& lPort = mNodes.Get(lNode);
+        const uint16_t lId = lPort.mKind == ElementKind::Port
+                                 ? ParseEventId(mNodes.GetText(lNode, PropertyId::EventId))
+                                 : uint16_t{0};
+        if (lId != 0)
+        {
+            mEventPorts.try_emplace(std::string(lPort.mName), lId);
+            mEventIds[lNode] = lId;
+        }
+    }
+}
+
+// A feature that is to be polled is read from the device then, so what it is made of must not be kept longer.
+void Dependencies::SpreadPollingTimes()
+{
+    Nodes lOpen;
+    for (NodeId lNode = 0; lNode < mNodes.GetCount(); ++lNode)
+    {
+        const uint64_t lTime = ParseTime(mNodes.GetText(lNode, PropertyId::PollingTime));
+        if (lTime != 0)
+        {
+            mLifetimes[lNode] = lTime;
+            lOpen.push_back(lNode);
+        }
+    }
+    // Each node is looked at again only when its time has become shorter by another node's; no more than a
+    // few times.
+    for (size_t lSteps = 0; !lOpen.empty() && lSteps < NodeTable::cMostProperties;)
+    {
+        const NodeId lNode = lOpen.back();
+        lOpen.pop_back();
+        const uint64_t lTime = mLifetimes[lNode];
+        for (const Property& lProperty : mNodes.GetProperties(lNode))
+        {
+            ++lSteps;
+            uint64_t* const lOther = lProperty.mNode != cNoNode && IsTarget(lProperty.mId)
+                                         ? &mLifetimes[lProperty.mNode]
+                                         : nullptr;
+            if (lOther != nullptr && Shorter(*lOther, lTime) != *lOther)
+            {
+                *lOther = lTime;
+                lOpen.push_back(lProperty.mNode);
+            }
+        }
+    }
+}
+
+uint16_t Dependencies::GetEventId(NodeId aPort) const
+{
+    const auto lFound = mEventIds.find(aPort);
+    return lFound != mEventIds.end() ? lFound->second : uint16_t{0};
+}
+
+uint64_t Dependencies::GetLifetime(NodeId aNode) const
+{
+    const auto lFound = mLifetimes.find(aNode);
+    return lFound != mLifetimes.end() ? lFound->second : 0;
+}
+
+/// The nodes and all that are made of them.
+Dependencies::Flags Dependencies::Users(const Nodes& aStart) const
+{
+    Flags lSeen(mNodes.GetCount());
+    Nodes lOpen = aStart;
+    for (const NodeId lNode : aStart)
+    {
+        lSeen[lNode] = true;
+    }
+    while (!lOpen.empty())
+    {
+        const NodeId lNode = lOpen.back();
+        lOpen.pop_back();
+        for (uint32_t lUser = mFirstUser[lNode]; lUser < mFirstUser[lNode + 1]; ++lUser)
+        {
+            if (!lSeen[mUsers[lUser]])
+            {
+                lSeen[mUsers[lUser]] = true;
+                lOpen.push_back(mUsers[lUser]);
+            }
+        }
+    }
+    return lSeen;
+}
+
+/// The node, what writing it writes, and what it selects.
+Dependencies::Flags Dependencies::WrittenWith(NodeId aNode) const
+{
+    Flags lSeen(mNodes.GetCount());
+    lSeen[aNode] = true;
+    Nodes lOpen = {aNode};
+    while (!lOpen.empty())
+    {
+        const NodeId lNode = lOpen.back();
+        lOpen.pop_back();
+        for (const Property& lProperty : mNodes.GetProperties(lNode))
+        {
+            const bool lFollows = IsTarget(lProperty.mId) || lProperty.mId == PropertyId::Selected;
+            if (lFollows && lProperty.mNode != cNoNode && !lSeen[lProperty.mNode])
+            {
+                lSeen[lProperty.mNode] = true;
+                lOpen.push_back(lProperty.mNode);
+            }
+        }
+    }
+    return lSeen;
+}
+
+Dependencies::Nodes Dependencies::ListOf(const Flags& aNodes)
+{
+    Nodes lNodes;
+    for (NodeId lNode = 0; lNode < aNodes.size(); ++lNode)
+    {
+        if (aNodes[lNode])
+        {
+            lNodes.push_back(lNode);
+        }
+    }
+    return lNodes;
+}
+
+std::vector<std::string> Dependencies::NamesOf(const Flags& aNodes) const
+{
+    std::vector<std::string> lNames;
+    for (const NodeId lNode : ListOf(aNodes))
+    {
+        if (IsFeature(mNodes.Get(lNode)) && mNodes.FindNode(mNodes.Get(lNode).mName) == lNode)
+        {
+            lNames.emplace_back(mNodes.Get(lNode).mName);
+        }
+    }
+    return lNames;
+}
+
+std::vector<std::string> Dependencies::FedBy(uint16_t aEventId) const
+{
+    Nodes lPorts;
+    for (const auto& [lPort, lId] : mEventIds)
+    {
+        if (lId == aEventId)
+        {
+            lPorts.push_back(lPort);
+        }
+    }
+    return NamesOf(Users(lPorts));
+}
+
+std::vector<std::string> Dependencies::AffectedBy(const std::string& aName) const
+{
+    const NodeId lNode = mNodes.FindNode(aName);
+    return lNode != cNoNode ? NamesOf(Users(ListOf(WrittenWith(lNode)))) : std::vector<std::string>();
+}
+
+// Upwards to all that the written nodes have a part in, then downwards: what makes a feature stale makes the
+// registers stale that it is read from, although only the feature may name its invalidator.
+std::vector<NodeId> Dependencies::StaleAfter(NodeId aNode) const
+{
+    Flags lSeen = Users(ListOf(WrittenWith(aNode)));
+    Nodes lOpen = ListOf(lSeen);
+    while (!lOpen.empty())
+    {
+        const NodeId lNode = lOpen.back();
+        lOpen.pop_back();
+        for (const Property& lProperty : mNodes.GetProperties(lNode))
+        {
+            if (lProperty.mNode != cNoNode && IsValuePart(lProperty.mId) && !lSeen[lProperty.mNode])
+            {
+                lSeen[lProperty.mNode] = true;
+                lOpen.push_back(lProperty.mNode);
+            }
+        }
+    }
+    return ListOf(lSeen);
+}
+
+uint64_t Dependencies::PollingTimeOf(const std::string& aName) const
+{
+    uint64_t lTime = 0;
+    const NodeId lNode = mNodes.FindNode(aName);
+    for (const NodeId lPart : lNode != cNoNode ? ListOf(WrittenWith(lNode)) : Nodes())
+    {
+        lTime = Shorter(lTime, ParseTime(mNodes.GetText(lPart, PropertyId::PollingTime)));
+    }
+    return lTime;
+}
+
+ListedFeature Dependencies::Listed(NodeId aNode, std::string_view aCategory) const
+{
+    const std::string_view lVisibility = mNodes.GetText(aNode, PropertyId::Visibility);
+    return {std::string(mNodes.Get(aNode).mName), std::string(aCategory),
+            std::string(lVisibility.empty() ? "Beginner" : lVisibility),
+            std::string(mNodes.GetText(aNode, PropertyId::ToolTip))};
+}
+
+void Dependencies::List(NodeId aCategory, size_t aDepth, Flags& aSeen,
+                        std::vector<ListedFeature>& aFeatures) const
+{
+    for (const Property& lProperty : mNodes.GetProperties(aCategory))
+    {
+        const NodeId lNode = lProperty.mId == PropertyId::Feature ? lProperty.mNode : cNoNode;
+        if (lNode == cNoNode || aSeen[lNode])
+        {
+            continue;
+        }
+        aSeen[lNode] = true;
+        if (IsFeature(mNodes.Get(lNode)))
+        {
+            aFeatures.push_back(Listed(lNode, mNodes.Get(aCategory).mName));
+        }
+        else if (mNodes.Get(lNode).mKind == ElementKind::Category && aDepth < cDeepestCategory)
+        {
+            List(lNode, aDepth + 1, aSeen, aFeatures);
+        }
+    }
+}
+
+std::vector<ListedFeature> Dependencies::GetFeatures() const
+{
+    std::vector<ListedFeature> lFeatures;
+    Flags lSeen(mNodes.GetCount());
+    const NodeId lRoot = mNodes.FindNode("Root");
+    if (lRoot != cNoNode)
+    {
+        lSeen[lRoot] = true;
+        List(lRoot, 0, lSeen, lFeatures);
+        return lFeatures;
+    }
+    for (NodeId lNode = 0; lNode < mNodes.GetCount(); ++lNode)
+    {
+        if (IsFeature(mNodes.Get(lNode)) && mNodes.FindNode(mNodes.Get(lNode).mName) == lNode)
+        {
+            lFeatures.push_back(Listed(lNode, {}));
+        }
+    }
+    return lFeatures;
+}
+
+} // namespace KyGigE
