@@ -3,6 +3,7 @@
 #include "Simulator/Lock.h"
 
 #include <map>
+#include <new>
 #include <utility>
 
 namespace KySimulator
@@ -77,7 +78,14 @@ void RealScheduler::Run(const std::shared_ptr<Work>& aWork)
         std::function<void()> lAction = std::move(lNext->second);
         aWork->mActions.erase(lNext);
         lScope.Open();
-        lAction();
+        try
+        {
+            lAction();
+        }
+        catch (
+            const std::bad_alloc&) // NOLINT(bugprone-empty-catch): the camera loses what it was about to do
+        {
+        }
         lAction = nullptr; // what it holds goes before the lock comes back
         lScope.Close();
     }

@@ -81,7 +81,7 @@ if(TARGET kyserial)
   endif()
   install(TARGETS kyserial RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT tools)
   if(TARGET KyGigE)
-    # Goes with the program: the serial library's packages must not need Aravis. Hence targets of its own, too.
+    # Goes with the program: the serial library's packages must not need zlib. Hence targets of its own, too.
     set_target_properties(KyGigE PROPERTIES INSTALL_RPATH "$ORIGIN")
     install(TARGETS KyGigE EXPORT KyGigETargets
       LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT tools NAMELINK_COMPONENT gige

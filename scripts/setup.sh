@@ -8,18 +8,17 @@
 #   scripts/setup.sh --all --coverage  for coverage.sh too
 set -euo pipefail
 
-packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev socat
-  pkg-config libaravis-dev libusb-1.0-0-dev libxml2-dev)
+packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev socat zlib1g-dev)
 if [ "${1:-}" = "--tests" ] || [ "${1:-}" = "--all" ]; then
-  packages+=(googletest python3 python3-pytest python3-serial aravis-tools aravis-tools-cli libxml2-utils tshark iproute2
-    dpkg-dev file procps git)
+  packages+=(googletest pkg-config libaravis-dev libusb-1.0-0-dev python3 python3-pytest python3-serial aravis-tools
+    aravis-tools-cli libxml2-utils tshark iproute2 dpkg-dev file procps git)
 fi
 if [ "${1:-}" = "--all" ]; then
   packages+=(clang clang-tidy clang-format libclang-rt-14-dev doxygen graphviz util-linux
-    g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix wine wine64)
+    g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix libz-mingw-w64-dev wine wine64)
 fi
 if [ "${1:-}" = "--bench" ]; then
-  packages+=(libbenchmark-dev libboost-dev socat ser2net valgrind strace python3 binutils)
+  packages+=(pkg-config libaravis-dev libusb-1.0-0-dev libbenchmark-dev libboost-dev socat ser2net valgrind strace python3 binutils)
 fi
 if [ "${2:-}" = "--coverage" ]; then
   packages+=(gcovr)

@@ -14,7 +14,7 @@ presets=("$@")
 packages=--tests
 [ "${presets[*]}" = dev ] || packages=--all
 jobs=${KYSERIAL_JOBS:-$(nproc)}
-test_jobs=$((jobs + 1)) # many tests wait more than they work
+test_jobs=$((jobs * 2)) # most tests wait more than they work
 
 scripts/setup.sh "$packages" || exit 1
 
@@ -46,6 +46,8 @@ for preset in "${presets[@]}"; do
     scripts/wine.sh cmd /c ver >/dev/null 2>&1
     wineserver -w
     wineserver -p || printf '== %s: the server of Wine does not stay\n' "$preset"
+    # The next program starts Wine's services, which keep its output open. A reader of that output would wait for them.
+    scripts/wine.sh cmd /c ver >/dev/null 2>&1
     trap 'wineserver -k >/dev/null 2>&1' EXIT
   fi
   printf '== %s: testing\n' "$preset"

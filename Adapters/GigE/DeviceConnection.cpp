@@ -234,6 +234,11 @@ void DeviceConnection::WaitForEvents()
     lDone->Wait_ms(JxUtilsLib::Event::cInfinite);
 }
 
+bool DeviceConnection::IsDelivering(uint64_t aAddress)
+{
+    return IsEventAddress(aAddress) && mStore.IsDelivering(EventOf(aAddress));
+}
+
 KyResult DeviceConnection::ReadMemory(uint64_t aAddress, uint8_t* aBuffer, uint64_t aSize)
 {
     if (IsEventAddress(aAddress))

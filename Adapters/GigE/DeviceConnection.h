@@ -52,6 +52,9 @@ public:
     /// Lets time pass for features that the device changes by itself: those that are due are read, and
     /// reported when they have changed.
     void PollFeatures(uint32_t aMilliseconds);
+    /// Whether an address is that of the event which is being delivered on the calling thread.
+    bool IsDelivering(uint64_t aAddress);
+
     /// Waits until the event thread has done everything that it has now.
     void WaitForEvents();
 

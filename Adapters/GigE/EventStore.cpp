@@ -42,6 +42,12 @@ void EventStore::End()
     mDelivers = false;
 }
 
+bool EventStore::IsDelivering(uint16_t aEventID)
+{
+    const LockScope lScope(mLock);
+    return mDelivers && mThread == std::this_thread::get_id() && mDelivered == aEventID;
+}
+
 void EventStore::Read(uint16_t aEventID, uint32_t aOffset, uint8_t* aBuffer, uint64_t aSize)
 {
     std::fill_n(aBuffer, aSize, static_cast<uint8_t>(0));

@@ -28,6 +28,9 @@ public:
     /// Ends the delivery.
     void End();
 
+    /// Whether this event is being delivered on the calling thread.
+    bool IsDelivering(uint16_t aEventID);
+
     /// Copies bytes of an event's last item; zeros beyond its end.
     void Read(uint16_t aEventID, uint32_t aOffset, uint8_t* aBuffer, uint64_t aSize);
 

@@ -259,12 +259,15 @@ KyResult GigEDeviceAdapter::GetRegisterLength(const KyString& aName, int64_t& aL
 
 KyResult GigEDeviceAdapter::GetRegisterData(const KyString& aName, uint8_t* aBuffer, int64_t aLength)
 {
-    if (!IsConnected())
+    const bool lIsConnected = IsConnected();
+    RegisterPlace lPlace;
+    KyResult lResult = mThis->GetFeatures()->mMap->GetRegister(TextOf(aName), RegisterUse::Read, lPlace);
+    // The bytes of the event that is being delivered are here already. A port that has read their number gets
+    // them even when the connection is lost between the two: else it would take its former bytes once more.
+    if (!lIsConnected && !(lResult.IsOK() && mThis->IsDelivering(lPlace.mAddress)))
     {
         return NotConnected();
     }
-    RegisterPlace lPlace;
-    KyResult lResult = mThis->GetFeatures()->mMap->GetRegister(TextOf(aName), RegisterUse::Read, lPlace);
     if (!lResult.IsOK())
     {
         return lResult;

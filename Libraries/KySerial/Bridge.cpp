@@ -206,10 +206,10 @@ KyResult Bridge::Recover()
         EndDeviceTransfers(true);
     }
     mGate.Shut();
-    CountReceived(false);
     static_cast<void>(
         mDevicePort->Close()); // ignored: what matters is what comes through the port afterwards
-    CountReceived(false);      // before the port gets another engine
+    // Before the port gets another engine, which counts anew.
+    CountReceived(false);
     // A port that could not be closed keeps its claim. Opening it would put a new engine in the place of the
     // one that has the claim, and no later call could ever take the port back.
     if (!mDevicePort->IsOpened())

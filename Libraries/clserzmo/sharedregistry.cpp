@@ -216,8 +216,9 @@ bool SharedRegistry::Register(const std::string& aName)
     }
     if (lPtr == nullptr || lLargest == std::numeric_limits<uint32_t>::max())
     {
-        mObstacle = "All entries of the registry are taken; they are free again when every process that uses it "
-                    "has ended.";
+        mObstacle =
+            "All entries of the registry are taken; they are free again when every process that uses it "
+            "has ended.";
         return false; // the next number would be that of a free entry
     }
     // The number goes last: until then the entry counts as free, whatever happens to this process.

@@ -12,7 +12,7 @@ using namespace KyGvcp;
 
 constexpr uint32_t cLinkLocal = 0x4; // the way to an address that no device can refuse
 
-constexpr std::array<uint32_t, 27> cReadable = {cVersionRegister,
+constexpr std::array<uint32_t, 29> cReadable = {cVersionRegister,
                                                 cDeviceModeRegister,
                                                 cMacHighRegister,
                                                 cMacLowRegister,
@@ -31,6 +31,8 @@ constexpr std::array<uint32_t, 27> cReadable = {cVersionRegister,
                                                 cTickFrequencyLowRegister,
                                                 cTimestampHighRegister,
                                                 cTimestampLowRegister,
+                                                cConfigurationRegister,
+                                                cPendingTimeoutRegister,
                                                 cControlPrivilegeRegister,
                                                 cPrimaryPortRegister,
                                                 cPrimaryAddressRegister,
@@ -40,9 +42,9 @@ constexpr std::array<uint32_t, 27> cReadable = {cVersionRegister,
                                                 cMessageRetriesRegister,
                                                 cMessageSourcePortRegister};
 
-constexpr std::array<uint32_t, 6> cWritable = {cHeartbeatRegister,      cMessagePortRegister,
-                                               cMessageAddressRegister, cMessageTimeoutRegister,
-                                               cMessageRetriesRegister, cControlPrivilegeRegister};
+constexpr std::array<uint32_t, 7> cWritable = {
+    cHeartbeatRegister,      cConfigurationRegister,  cMessagePortRegister,     cMessageAddressRegister,
+    cMessageTimeoutRegister, cMessageRetriesRegister, cControlPrivilegeRegister};
 
 template<size_t Count>
 bool IsIn(const std::array<uint32_t, Count>& aList, uint32_t aAddress)
@@ -83,6 +85,7 @@ BootstrapRegisters::BootstrapRegisters(CameraModel& aCamera) : mCamera(aCamera)
     Set(cCapabilityRegister, cCanConcatenate | cCanWriteMemory | cCanEvent | cCanEventData | cCanPendingAck |
                                  cCanControlSocket | cHasSerialNumber | cHasUserName);
     Set(cHeartbeatRegister, cHeartbeat);
+    Set(cPendingTimeoutRegister, cPendingTimeout);
     Set(cTickFrequencyLowRegister, 1000000000);
     Set(cMessageTimeoutRegister, cMessageTimeout);
     Set(cMessageRetriesRegister, cMessageRetries);
@@ -146,6 +149,11 @@ Outcome BootstrapRegisters::Write(uint32_t aAddress, uint32_t aValue)
         return IsIn(cReadable, aAddress) || IsText(aAddress)
                    ? Outcome(Status::WriteProtect, "The register can only be read.")
                    : NoSuchRegister();
+    }
+    if (aAddress == cConfigurationRegister)
+    {
+        Set(aAddress, aValue & cPendingAckEnabled); // the one choice that this device leaves
+        return {};
     }
     Set(aAddress, aAddress == cHeartbeatRegister ? std::max(aValue, cShortestHeartbeat) : aValue);
     return {};

@@ -32,6 +32,8 @@ public:
     /// Milliseconds, at the start and at least.
     static constexpr uint32_t cHeartbeat = 3000;
     static constexpr uint32_t cShortestHeartbeat = 500;
+    /// Milliseconds that a command may take in silence, unless a fault makes it longer.
+    static constexpr uint32_t cPendingTimeout = 200;
 
     /// \param aCamera  Outlives this object.
     explicit BootstrapRegisters(CameraModel& aCamera);

@@ -16,6 +16,11 @@ void DatagramGate::Pass(DatagramKind aKind, const KyGvcp::Endpoint& aPeer, KyGvc
     mCounters.mDropped += lFate.mCopies == 0 ? 1U : 0U;
     mCounters.mDoubled += lFate.mCopies == 2 ? 1U : 0U;
     mCounters.mDelayed += lFate.mDelay > Time(0) && lFate.mCopies > 0 ? 1U : 0U;
+    if (lFate.mAgain > Time(0))
+    {
+        ++mCounters.mLate;
+        mLate.emplace(aNow + lFate.mAgain, Late{aKind, aPeer, {aData.begin(), aData.end()}});
+    }
     for (uint32_t lCopy = 0; lCopy < lFate.mCopies; ++lCopy)
     {
         if (lFate.mDelay > Time(0))

@@ -24,6 +24,7 @@ public:
         uint64_t mDropped = 0;
         uint64_t mDoubled = 0;
         uint64_t mDelayed = 0;
+        uint64_t mLate = 0; ///< Came once more.
     };
 
     /// \param aFaults  Outlives this object.

@@ -96,7 +96,8 @@ void GvcpServer::Discover(const Endpoint& aFrom, const CommandView& aCommand)
 void GvcpServer::Announce(const Waiting& aWork, Time aNow)
 {
     const auto lCommand = ParseCommand(aWork.mPacket);
-    if (!lCommand.has_value() || (lCommand->mFlags & cAcknowledgeWanted) == 0)
+    const bool lEnabled = (mRegisters.GetBootstrap().Get(cConfigurationRegister) & cPendingAckEnabled) != 0;
+    if (!lCommand.has_value() || (lCommand->mFlags & cAcknowledgeWanted) == 0 || !lEnabled || aWork.mSilent)
     {
         return;
     }
@@ -136,9 +137,11 @@ void GvcpServer::Take(const Endpoint& aFrom, Bytes aPacket, Time aNow)
         return;
     }
     const Time lSlow = mFaults.TakeSlow();
-    if (lSlow > Time(0))
+    const Time lSilent = mFaults.TakeSilent();
+    if (lSlow > Time(0) || lSilent > Time(0))
     {
-        mWork = Waiting{aFrom, {aPacket.begin(), aPacket.end()}, aNow + lSlow};
+        mWork = Waiting{
+            aFrom, {aPacket.begin(), aPacket.end()}, aNow + std::max(lSlow, lSilent), lSilent > lSlow};
         Announce(*mWork, aNow);
         return;
     }
@@ -147,26 +150,59 @@ void GvcpServer::Take(const Endpoint& aFrom, Bytes aPacket, Time aNow)
 
 bool GvcpServer::Replay(const Endpoint& aFrom, Bytes aPacket)
 {
-    const auto lFound =
+    const auto lKnown =
         std::find_if(mMemory.begin(), mMemory.end(),
-                     [&](const Remembered& aRemembered) { return aRemembered.mFrom == aFrom; });
-    if (lFound == mMemory.end() || !Equal(lFound->mCommand, aPacket))
+                     [&](const Application& aApplication) { return aApplication.mFrom == aFrom; });
+    if (lKnown == mMemory.end())
+    {
+        return false;
+    }
+    const auto lWrite = lKnown->mWrites.find(ParseCommand(aPacket)->mRequestID);
+    const Remembered& lFound = lWrite != lKnown->mWrites.end() ? lWrite->second : lKnown->mLast;
+    if (!Equal(lFound.mCommand, aPacket))
     {
         return false;
     }
     ++mCounters.mRepeated;
-    mHost.SendAcknowledge(aFrom, lFound->mAcknowledge);
+    mHost.SendAcknowledge(aFrom, lFound.mAcknowledge);
     return true;
 }
 
 void GvcpServer::Remember(const Endpoint& aFrom, Bytes aPacket, Bytes aAcknowledge)
 {
-    std::erase_if(mMemory, [&](const Remembered& aRemembered) { return aRemembered.mFrom == aFrom; });
-    if (mMemory.size() >= cMemory)
+    const auto lKnown =
+        std::find_if(mMemory.begin(), mMemory.end(),
+                     [&](const Application& aApplication) { return aApplication.mFrom == aFrom; });
+    if (lKnown == mMemory.end() && mMemory.size() >= cMemory)
     {
         mMemory.pop_front();
     }
-    mMemory.push_back({aFrom, {aPacket.begin(), aPacket.end()}, {aAcknowledge.begin(), aAcknowledge.end()}});
+    if (lKnown == mMemory.end())
+    {
+        mMemory.push_back({aFrom, {}, {}, {}});
+    }
+    else if (&*lKnown != &mMemory.back())
+    {
+        std::rotate(lKnown, lKnown + 1, mMemory.end());
+    }
+    Application& lApplication = mMemory.back();
+    const Remembered lNew{{aPacket.begin(), aPacket.end()}, {aAcknowledge.begin(), aAcknowledge.end()}};
+    const CommandView lCommand = *ParseCommand(aPacket);
+    if (lCommand.mCode == cReadRegister || lCommand.mCode == cReadMemory)
+    {
+        lApplication.mLast = lNew;
+        lApplication.mWrites.erase(lCommand.mRequestID); // an old one of that number
+        return;
+    }
+    if (lApplication.mWrites.insert_or_assign(lCommand.mRequestID, lNew).second)
+    {
+        lApplication.mOrder.push_back(lCommand.mRequestID);
+    }
+    if (lApplication.mOrder.size() > cRememberedWrites)
+    {
+        lApplication.mWrites.erase(lApplication.mOrder.front());
+        lApplication.mOrder.pop_front();
+    }
 }
 
 void GvcpServer::Execute(const Endpoint& aFrom, Bytes aPacket, Time aNow)
@@ -219,6 +255,14 @@ Time GvcpServer::HeartbeatDue() const
 Time GvcpServer::NextDue() const
 {
     return mWork.has_value() ? mWork->mDue : HeartbeatDue();
+}
+
+void GvcpServer::Restart()
+{
+    mWork.reset();
+    mQueue.clear();
+    mMemory.clear();
+    ReleaseControl();
 }
 
 void GvcpServer::ReleaseControl()

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <deque>
 #include <optional>
+#include <unordered_map>
 #include <vector>
 
 namespace KySimulator
@@ -18,8 +19,9 @@ namespace KySimulator
 /// one thread at a time.
 ///
 /// A command that comes again, byte for byte with its request id, gets the acknowledge that it got before
-/// and is not executed again. Only the application that has taken control may write. When it is silent for
-/// longer than the heartbeat time-out, its control ends and the message channel is closed.
+/// and is not executed again, also after thousands of others: the network may hold a duplicate up. Only the
+/// application that has taken control may write. When it is silent for longer than the heartbeat time-out,
+/// its control ends and the message channel is closed.
 class GvcpServer
 {
 public:
@@ -51,8 +53,10 @@ public:
 
     /// Commands that wait while another one takes its time; more are ignored.
     static constexpr size_t cQueue = 64;
-    /// Applications whose last acknowledge is remembered.
+    /// Applications whose commands are remembered.
     static constexpr size_t cMemory = 16;
+    /// Writes of each that are; of reads, which do no harm, the last one.
+    static constexpr size_t cRememberedWrites = 4096;
 
     /// All of them outlive this object.
     GvcpServer(RegisterMap& aRegisters, NetworkFaults& aFaults, Host& aHost);
@@ -67,6 +71,8 @@ public:
     const KyGvcp::Endpoint& GetController() const { return mController; }
     /// Ends its control, as silence would.
     void ReleaseControl();
+    /// Begins as after power-up: nobody in control, nothing remembered, nothing under way.
+    void Restart();
 
     const Counters& GetCounters() const { return mCounters; }
 
@@ -78,13 +84,22 @@ private:
         KyGvcp::Endpoint mFrom;
         Buffer mPacket;
         Time mDue{0};
+        bool mSilent = false; ///< Not announced.
     };
 
     struct Remembered
     {
-        KyGvcp::Endpoint mFrom;
         Buffer mCommand;
         Buffer mAcknowledge;
+    };
+
+    /// What an application has sent.
+    struct Application
+    {
+        KyGvcp::Endpoint mFrom;
+        Remembered mLast;
+        std::unordered_map<uint16_t, Remembered> mWrites; // by request id
+        std::deque<uint16_t> mOrder;                      // the latest at the back
     };
 
     void Discover(const KyGvcp::Endpoint& aFrom, const KyGvcp::CommandView& aCommand);
@@ -113,10 +128,10 @@ private:
     NetworkFaults& mFaults;
     Host& mHost;
     KyGvcp::Endpoint mController;
-    Time mHeard{0};                 // when the controller spoke last
-    std::optional<Waiting> mWork;   // takes its time
-    std::deque<Waiting> mQueue;     // behind it
-    std::deque<Remembered> mMemory; // the latest at the back
+    Time mHeard{0};                  // when the controller spoke last
+    std::optional<Waiting> mWork;    // takes its time
+    std::deque<Waiting> mQueue;      // behind it
+    std::deque<Application> mMemory; // the latest at the back
     Counters mCounters;
 };
 

@@ -1,5 +1,7 @@
 #include "Simulator/Network/NetworkCamera.h"
 
+#include "Simulator/Registers.h"
+
 #include <algorithm>
 #include <array>
 #include <chrono>
@@ -13,6 +15,7 @@ using namespace KyGvcp;
 namespace
 {
 
+constexpr std::chrono::milliseconds cRetry{100};
 constexpr size_t cReceiveBuffer = 2048; // more than any packet; what is longer is cut and refused
 
 /// The mask of the network that an address of this computer is in.
@@ -168,6 +171,10 @@ void NetworkCamera::Run()
 void NetworkCamera::Step()
 {
     const Time lNow = Now();
+    if (mBack <= lNow)
+    {
+        mBack = OpenSockets() ? cNever : lNow + cRetry;
+    }
     mGate.Step(lNow);
     mServer.Step(lNow);
     mChannel.Step(lNow); // last: what a command raises leaves after its acknowledge
@@ -179,7 +186,7 @@ void NetworkCamera::WaitAndReceive()
     const std::array<UdpSocket*, 3> lSockets = {&mControl, &mBroadcast, &mMessages};
     constexpr std::array cKinds = {DatagramKind::Command, DatagramKind::Command,
                                    DatagramKind::EventAcknowledge};
-    const Time lDue = std::min({mGate.NextDue(), mServer.NextDue(), mChannel.NextDue()});
+    const Time lDue = std::min({mGate.NextDue(), mServer.NextDue(), mChannel.NextDue(), mBack});
     const bool lTimed = lDue != cNever && !mFrozen;
     const bool lEnds = lTimed && mWaker.EndBy(Waker::Clock::time_point(lDue));
     const Time lTimeout = lTimed && !lEnds ? std::max(lDue - Now(), Time(0)) : cForever;
@@ -252,7 +259,17 @@ void NetworkCamera::OnChannelChanged(const ChannelSettings& aSettings)
 
 void NetworkCamera::ChangeFaults(const std::function<void(NetworkFaults&)>& aChange)
 {
-    Ask([&] { aChange(mFaults); });
+    Ask(
+        [&]
+        {
+            aChange(mFaults);
+            // Applications learn from it how long to wait; half as long again, for a busy computer.
+            const auto lSilent =
+                std::chrono::ceil<std::chrono::milliseconds>(mFaults.GetSilentTime() * 3 / 2);
+            mRegisters.GetBootstrap().Set(
+                cPendingTimeoutRegister,
+                std::max(BootstrapRegisters::cPendingTimeout, static_cast<uint32_t>(lSilent.count())));
+        });
 }
 
 void NetworkCamera::Freeze(bool aFrozen)
@@ -265,6 +282,24 @@ void NetworkCamera::Unplug()
     Ask([this] { CloseSockets(); });
 }
 
+void NetworkCamera::Restart(Time aAway)
+{
+    Ask(
+        [&]
+        {
+            CloseSockets();
+            mServer.Restart();
+            BootstrapRegisters& lRegisters = mRegisters.GetBootstrap();
+            lRegisters.Set(cHeartbeatRegister, BootstrapRegisters::cHeartbeat);
+            lRegisters.Set(cConfigurationRegister, 0);
+            lRegisters.Set(cMessageTimeoutRegister, BootstrapRegisters::cMessageTimeout);
+            lRegisters.Set(cMessageRetriesRegister, BootstrapRegisters::cMessageRetries);
+            // Ignored: a camera without serial registers has no interrupts to switch off.
+            static_cast<void>(mCamera->WriteRegister(cInterruptEnable, 0));
+            mBack = Now() + aAway;
+        });
+}
+
 void NetworkCamera::UnplugAt(uint64_t aCommand)
 {
     Ask([&] { mUntilUnplugged = aCommand; });
@@ -273,7 +308,12 @@ void NetworkCamera::UnplugAt(uint64_t aCommand)
 bool NetworkCamera::Plug()
 {
     bool lOpen = false;
-    Ask([&] { lOpen = mControl.IsOpen() || OpenSockets(); });
+    Ask(
+        [&]
+        {
+            lOpen = mControl.IsOpen() || OpenSockets();
+            mBack = cNever;
+        });
     return lOpen;
 }
 

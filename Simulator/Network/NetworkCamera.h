@@ -65,6 +65,10 @@ public:
     /// Takes the camera off the network: its ports are closed, as with a program that ended. The camera
     /// itself goes on.
     void Unplug();
+    /// Starts it anew: off the network at once, and back after aAway, knowing nobody in control and no
+    /// command of before, its message channel closed and its serial interrupts off. Features keep their
+    /// values.
+    void Restart(Time aAway);
     /// Unplugs it with the n-th command from now on, which is not executed any more; 0: never.
     void UnplugAt(uint64_t aCommand);
     /// Puts it back, at the same place. \return False when the system refuses; GetError().
@@ -110,6 +114,7 @@ private:
     bool mFrozen = false;
     uint64_t mUnheard = 0;
     uint64_t mUntilUnplugged = 0;
+    Time mBack = cNever; // when a restart is done
 
     std::thread mThread;
     std::thread::id mThreadID;

@@ -9,6 +9,18 @@ void NetworkFaults::Delay(DatagramKind aKind, uint32_t aNth, Time aTime)
     At(aKind).mDelayTime = aTime;
 }
 
+void NetworkFaults::Late(DatagramKind aKind, uint32_t aNth, Time aTime)
+{
+    At(aKind).mLate.Set(aNth);
+    At(aKind).mLateTime = aTime;
+}
+
+void NetworkFaults::SetSilent(uint32_t aNth, Time aTime)
+{
+    mSilent.Set(aNth);
+    mSilentTime = aNth != 0 ? aTime : Time(0);
+}
+
 void NetworkFaults::SetSlow(uint32_t aNth, Time aTime)
 {
     mSlow.Set(aNth);
@@ -22,7 +34,11 @@ NetworkFaults::Fate NetworkFaults::NextFate(DatagramKind aKind)
     const bool lDrop = lRules.mDrop.Take();
     const bool lDouble = lRules.mDouble.Take();
     const bool lDelay = lRules.mDelay.Take();
-    return {lDrop ? 0U : lDouble ? 2U : 1U, lDelay ? lRules.mDelayTime : Time(0)};
+    const bool lLate = lRules.mLate.Take();
+    return {lDrop     ? 0U
+            : lDouble ? 2U
+                      : 1U,
+            lDelay ? lRules.mDelayTime : Time(0), lLate ? lRules.mLateTime : Time(0)};
 }
 
 } // namespace KySimulator

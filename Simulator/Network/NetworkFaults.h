@@ -46,16 +46,23 @@ public:
     {
         uint32_t mCopies = 1;
         Time mDelay{0};
+        Time mAgain{0}; ///< After which it comes once more; 0: it does not.
     };
 
     void Drop(DatagramKind aKind, uint32_t aNth) { At(aKind).mDrop.Set(aNth); }
     void Double(DatagramKind aKind, uint32_t aNth) { At(aKind).mDouble.Set(aNth); }
     /// Delays every n-th datagram, which later ones may overtake.
     void Delay(DatagramKind aKind, uint32_t aNth, Time aTime);
+    /// Brings every n-th datagram once more, after aTime, whatever has come meanwhile.
+    void Late(DatagramKind aKind, uint32_t aNth, Time aTime);
     /// Refuses every n-th command with the status for a busy device.
     void SetBusy(uint32_t aNth) { mBusy.Set(aNth); }
     /// Takes aTime for every n-th command, and announces it.
     void SetSlow(uint32_t aNth, Time aTime);
+    /// Takes aTime for every n-th command, and does not announce it.
+    void SetSilent(uint32_t aNth, Time aTime);
+    /// How long a command may take in silence because of that.
+    Time GetSilentTime() const { return mSilentTime; }
     /// Takes back all of it.
     void Clear() { *this = NetworkFaults(); }
 
@@ -65,6 +72,7 @@ public:
     bool TakeBusy() { return mBusy.Take(); }
     /// Time that the next command takes.
     Time TakeSlow() { return mSlow.Take() ? mSlowTime : Time(0); }
+    Time TakeSilent() { return mSilent.Take() ? mSilentTime : Time(0); }
 
 private:
     struct Rules
@@ -72,7 +80,9 @@ private:
         EveryNth mDrop;
         EveryNth mDouble;
         EveryNth mDelay;
+        EveryNth mLate;
         Time mDelayTime{0};
+        Time mLateTime{0};
     };
 
     Rules& At(DatagramKind aKind) { return mRules[static_cast<size_t>(aKind)]; }
@@ -80,7 +90,9 @@ private:
     std::array<Rules, cDatagramKinds> mRules;
     EveryNth mBusy;
     EveryNth mSlow;
+    EveryNth mSilent;
     Time mSlowTime{0};
+    Time mSilentTime{0};
 };
 
 } // namespace KySimulator

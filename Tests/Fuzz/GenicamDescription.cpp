@@ -1,11 +1,10 @@
 // Whatever a device's description says: it is refused, or every feature in it can be asked for everything,
 // and what is read from the device meanwhile is of a size that a device can have.
 
-#include "Adapters/GigE/GenApi/ArvNodeMap.h"
+#include "Adapters/GigE/Evaluator/NodeMap.h"
 #include "Fuzz/FuzzInput.h"
 
 #include <cstring>
-#include <glib.h>
 #include <set>
 #include <string>
 
@@ -59,24 +58,36 @@ std::string TakeNumber(FuzzInput& aInput)
 // One node of a description, which refers to others of the few names that there are.
 std::string TakeNode(FuzzInput& aInput)
 {
-    constexpr const char* cKinds[] = {"Integer",   "IntReg",        "MaskedIntReg", "Register",
-                                      "StringReg", "Enumeration",   "Boolean",      "Float",
-                                      "Converter", "IntSwissKnife", "SwissKnife",   "Command",
-                                      "Category",  "Port",          "FloatReg",     "IntConverter"};
-    constexpr const char* cReferences[] = {"pValue",    "pFeature",     "pIsAvailable", "pIsLocked",
-                                           "pMin",      "pMax",         "pAddress",     "pLength",
-                                           "pSelected", "pInvalidator", "pInc",         "pIndex"};
-    constexpr const char* cFormulas[] = {"A+1", "A/0",    "1<<A", "A**9999",
-                                         "(A",  "FROM*2", "A%0",  "-9223372036854775807-A"};
-    const std::string lKind = cKinds[aInput.TakeByte() % 16U];
+    constexpr const char* cKinds[] = {"Integer",      "IntReg",  "MaskedIntReg", "Register",  "StringReg",
+                                      "Enumeration",  "Boolean", "Float",        "Converter", "IntSwissKnife",
+                                      "SwissKnife",   "Command", "Category",     "Port",      "FloatReg",
+                                      "IntConverter", "String"};
+    constexpr const char* cReferences[] = {"pValue",     "pFeature",       "pIsAvailable",  "pIsLocked",
+                                           "pMin",       "pMax",           "pAddress",      "pLength",
+                                           "pSelected",  "pInvalidator",   "pInc",          "pIndex",
+                                           "pValueCopy", "pIsImplemented", "pCommandValue", "pValueDefault"};
+    constexpr const char* cFormulas[] = {"A+1",
+                                         "A/0",
+                                         "1<<A",
+                                         "A**9999",
+                                         "(A",
+                                         "FROM*2",
+                                         "A%0",
+                                         "-9223372036854775807-A",
+                                         "A.Min+A.Max",
+                                         "X?A:X",
+                                         "(0-9223372036854775807-1)/(0-A)",
+                                         "A.Entry.E1"};
+    const std::string lKind = cKinds[aInput.TakeByte() % 17U];
     std::string lText = "<" + lKind + " Name=\"" + TakeName(aInput) + "\">";
     for (unsigned lCount = aInput.TakeByte() % 4U; lCount > 0; --lCount)
     {
-        const std::string lReference = cReferences[aInput.TakeByte() % 12U];
+        const std::string lReference = cReferences[aInput.TakeByte() % 16U];
         lText += "<" + lReference + ">" + TakeName(aInput) + "</" + lReference + ">";
     }
     lText += "<pVariable Name=\"A\">" + TakeName(aInput) + "</pVariable>";
-    const std::string lFormula = cFormulas[aInput.TakeByte() % 8U];
+    const std::string lFormula = cFormulas[aInput.TakeByte() % 12U];
+    lText += "<Expression Name=\"X\">" + lFormula + "+X</Expression>";
     lText += "<Formula>" + lFormula + "</Formula><FormulaTo>" + lFormula + "</FormulaTo><FormulaFrom>" +
              lFormula + "</FormulaFrom>";
     lText += "<Address>" + TakeNumber(aInput) + "</Address>";
@@ -85,6 +96,11 @@ std::string TakeNode(FuzzInput& aInput)
     if (lKind == "Enumeration")
     {
         lText += "<EnumEntry Name=\"E1\"><Value>" + TakeNumber(aInput) + "</Value></EnumEntry>";
+    }
+    if (aInput.TakeFlag())
+    {
+        lText += "<PollingTime>5</PollingTime><Cachable>NoCache</Cachable><ValueIndexed "
+                 "Index=\"1\">4</ValueIndexed>";
     }
     if (lKind == "Port")
     {
@@ -112,7 +128,7 @@ std::string TakeDescription(FuzzInput& aInput)
     return lText + "</RegisterDescription>";
 }
 
-void Ask(INodeMap& aMap, const std::string& aName)
+void Ask(NodeMap& aMap, const std::string& aName)
 {
     int64_t lNumber = 0;
     std::string lText;
@@ -128,37 +144,20 @@ void Ask(INodeMap& aMap, const std::string& aName)
     {
         KY_REQUIRE(aMap.GetRegister(aName, lUse, lPlace).IsOK() || lPlace.mLength == 0);
     }
+    Range lRange;
+    bool lDone = false;
+    KY_REQUIRE(aMap.GetRange(aName, lRange).IsOK() || (!lRange.mMin && !lRange.mMax));
+    static_cast<void>(aMap.IsDone(aName, lDone)); // any answer
     for (const char* const lValue : {"1", "E1", "true", "99999999999999999999", ""})
     {
         static_cast<void>(aMap.SetText(aName, lValue)); // any result
     }
 }
 
-// The evaluator complains of nearly every description. What would end the process ends it in a way that the
-// fuzzer notices; the rest is not written out, which takes longer than the run.
-GLogWriterOutput TakeMessage(GLogLevelFlags aLevel, const GLogField* aFields, gsize aCount,
-                             gpointer /*aData*/)
-{
-    if ((aLevel & (G_LOG_LEVEL_ERROR | G_LOG_FLAG_FATAL)) != 0)
-    {
-        gchar* const lText = g_log_writer_format_fields(aLevel, aFields, aCount, FALSE);
-        RequirementFailed(lText, __FILE__, __LINE__);
-    }
-    return G_LOG_WRITER_HANDLED;
-}
-
-bool TakeMessages()
-{
-    g_log_set_writer_func(&TakeMessage, nullptr, nullptr);
-    return true;
-}
-
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* aData, size_t aSize)
 {
-    static const bool cTaken = TakeMessages();
-    static_cast<void>(cTaken);
     FuzzInput lInput(aData, aSize);
     Space lSpace;
     lSpace.mRefuses = lInput.TakeFlag();
@@ -170,10 +169,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* aData, size_t aSize)
     {
         return 0;
     }
-    const FeatureGraph& lGraph = lDescription->GetGraph();
-    std::unique_ptr<INodeMap> lMap;
-    const KyResult lMade = ArvNodeMap::Create(*lDescription, lSpace, lMap);
-    KY_REQUIRE(lMade.IsOK() == (lMap != nullptr));
+    const Dependencies& lGraph = lDescription->GetGraph();
+    uint64_t lNow = 0;
+    NodeMap lMap(*lDescription, lSpace, [&lNow] { return lNow += 7; });
     std::set<std::string> lNames{"N0", "N1", "N2", "N3", "N4", "N5", "N6", "N7", "Nobody"};
     for (const ListedFeature& lFeature : lGraph.GetFeatures())
     {
@@ -182,10 +180,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* aData, size_t aSize)
     for (const std::string& lName : lNames)
     {
         static_cast<void>(lGraph.AffectedBy(lName)); // ends
-        if (lMap != nullptr)
-        {
-            Ask(*lMap, lName);
-        }
+        static_cast<void>(lGraph.PollingTimeOf(lName));
+        Ask(lMap, lName);
     }
     return 0;
 }

@@ -82,6 +82,7 @@ const RegisterCase cCases[] = {
     {"StringReg", 4, "", {'a', 'b', 0, 'c'}, "ab"},
     {"StringReg", 4, "", {'a', 'b', 'c', 'd'}, "abcd"},
     {"StringReg", 4, "", {0, 'b', 'c', 'd'}, ""},
+    {"StringReg", 0, "", {}, ""},
 };
 
 class RegisterTable : public KyTest::MapFixture
@@ -230,6 +231,14 @@ TEST_F(RegisterTable, EntriesOfAStructureLieWhereItLies)
     EXPECT_THAT(Set("Low", "1"), KyTest::IsOK());
     EXPECT_THAT(mSpace.Get(0x10, 4), ElementsAre(0x80, 0, 0, 1));
     EXPECT_EQ(Set("Flag", "0").GetCode(), 0x8004U);
+}
+
+TEST_F(RegisterTable, NothingIsReadOrWrittenWhereThereIsNothing)
+{
+    MakeRegister("StringReg", 0, "");
+    EXPECT_EQ(TextOf("Reg"), "");
+    EXPECT_THAT(Set("Reg", ""), KyTest::IsOK());
+    EXPECT_THAT(TakeAccesses(), testing::IsEmpty());
 }
 
 TEST_F(RegisterTable, TheFailureOfTheDeviceIsTheResult)

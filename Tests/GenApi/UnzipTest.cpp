@@ -16,7 +16,7 @@ std::string Little(uint32_t aValue, size_t aSize)
     std::string lBytes;
     for (size_t lByte = 0; lByte < aSize; ++lByte)
     {
-        lBytes += static_cast<char>(aValue >> (8 * lByte));
+        lBytes += static_cast<char>(uint64_t{aValue} >> (8 * lByte));
     }
     return lBytes;
 }

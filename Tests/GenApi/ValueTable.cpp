@@ -108,6 +108,10 @@ TEST_F(ValueTable, ValuesComeFromWhereTheDescriptionSays)
         {"IntConverter", "<FormulaFrom>TO</FormulaFrom>", "error"},
         {"SwissKnife", "<pVariable Name=\"X\">Half</pVariable><Formula>X*2</Formula>", "5"},
         {"SwissKnife", "", "error"},
+        {"SwissKnife", "<pVariable Name=\"X\">Infinite</pVariable><Formula>X</Formula>", "error"},
+        {"SwissKnife", "<pVariable Name=\"X\">Infinite</pVariable><Formula>X=X</Formula>", "error"},
+        {"Float", "<pValue>Infinite</pValue>", "inf"},
+        {"Integer", "<pValue>Infinite</pValue>", "error"},
         {"IntSwissKnife", "<pVariable Name=\"X\">Nothing</pVariable><Formula>X</Formula>", "error"},
         {"IntSwissKnife", "<pVariable Name=\"X\">Nothing</pVariable><Formula>1</Formula>", "1"},
         {"IntSwissKnife", "<pVariable Name=\"X\">Choice</pVariable><Formula>X</Formula>", "4"},
@@ -144,8 +148,11 @@ TEST_F(ValueTable, ValuesComeFromWhereTheDescriptionSays)
         {"Strange", "<Value>5</Value>", "error"}};
     for (const auto& lCase : lCases)
     {
+        mSpace.Put(0x50, {0x7F, 0x80, 0, 0});
         MakeNodes(
             lCommon +
+            "<FloatReg Name=\"Infinite\"><Address>0x50</Address><Length>4</Length><pPort>Device</pPort>"
+            "<Endianess>BigEndian</Endianess></FloatReg>"
             "<Integer Name=\"Limited\"><Value>4</Value><Min>2</Min><Max>10</Max><Inc>2</Inc></Integer>" +
             NodeXml(lCase.mKind, "It", lCase.mInside));
         EXPECT_EQ(TextOf("It"), lCase.mText) << lCase.mKind << ' ' << lCase.mInside;

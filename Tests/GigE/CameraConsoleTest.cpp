@@ -2,6 +2,8 @@
 
 #include "CameraClient.h"
 
+#include "Support/WaitFor.h"
+
 #include <gmock/gmock.h>
 
 namespace
@@ -40,6 +42,32 @@ TEST_F(CameraConsoleTest, SetsTheFaultOfEachKindOfDatagram)
     EXPECT_EQ(0U, FateOf(DatagramKind::EventAcknowledge).mCopies);
     EXPECT_EQ("ok", Execute("clear"));
     EXPECT_EQ(1U, FateOf(DatagramKind::Command).mCopies);
+}
+
+TEST_F(CameraConsoleTest, RestartsAndIsBack)
+{
+    ASSERT_TRUE(mCamera.Start());
+    CameraClient lClient(mCamera.GetEndpoint());
+    lClient.Take();
+    EXPECT_FALSE(mCamera.GetController() == KyGvcp::Endpoint());
+    EXPECT_EQ("ok", Execute("restart 1"));
+    EXPECT_TRUE(mCamera.GetController() == KyGvcp::Endpoint());
+    EXPECT_TRUE(KyTest::WaitFor([&] { return Execute("plug") == "ok"; }));
+    EXPECT_EQ(0U, lClient.Read(KyGvcp::cControlPrivilegeRegister));
+}
+
+TEST_F(CameraConsoleTest, BringsDuplicatesLateAndDoesNotAnnounceWhatIsSilent)
+{
+    ASSERT_TRUE(mCamera.Start());
+    EXPECT_EQ("ok", Execute("late command 1 5"));
+    CameraClient lClient(mCamera.GetEndpoint());
+    EXPECT_EQ(0x00020000U, lClient.Read(0));
+    EXPECT_TRUE(KyTest::WaitFor([&] { return Execute("stats").find(" repeated=1 ") != std::string::npos; }));
+    EXPECT_THAT(Execute("stats"), HasSubstr(" datagrams-late=1"));
+    EXPECT_EQ("ok", Execute("clear"));
+    EXPECT_EQ("ok", Execute("silent 1 400"));
+    CameraClient lOther(mCamera.GetEndpoint()); // the first one has an answer that came late
+    EXPECT_EQ(600U, lOther.Read(KyGvcp::cPendingTimeoutRegister));
 }
 
 TEST_F(CameraConsoleTest, SetsBusyAndSlow)

@@ -80,7 +80,8 @@ public:
         const XmlElement& lRoot = mDocument.Get(0);
         CheckHead(lRoot);
         ForEachChild(lRoot, [this](const XmlElement& aNode) { CheckNode(aNode, mKinds); });
-        ForEachChild(lRoot, [this](const XmlElement& aNode) { CheckPointers(aNode, AttributeOf(aNode, "Name")); });
+        ForEachChild(lRoot,
+                     [this](const XmlElement& aNode) { CheckPointers(aNode, AttributeOf(aNode, "Name")); });
         Expect(mKinds["Root"] == "Category", "there is no category Root");
         return mViolations;
     }
@@ -94,7 +95,8 @@ private:
     {
         return std::string(mDocument.GetAttribute(aElement, aName));
     }
-    template <class Do> void ForEachChild(const XmlElement& aElement, const Do& aDo)
+    template<class Do>
+    void ForEachChild(const XmlElement& aElement, const Do& aDo)
     {
         for (XmlDocument::Index lChild = aElement.mFirstChild; lChild != XmlDocument::cNone;
              lChild = mDocument.Get(lChild).mNext)

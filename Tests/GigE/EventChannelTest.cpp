@@ -233,7 +233,8 @@ TEST_F(EventChannelTest, GoesOnAtAnotherAddress)
 TEST_F(EventChannelTest, WhatIsNoEventIsNothing)
 {
     mDevice.SendPacket({}, 0);
-    mDevice.SendPacket({0x42, 0x01, 0x00, 0xC2, 0x00, 0x40, 0x00, 0x01}, 0);
+    mDevice.SendPacket({0x42, 0x01, 0x00, 0xC2, 0x00, 0x40, 0x00, 0x63},
+                       0); // acknowledged, as another number
     mDevice.SendPacket({0x42, 0x01, 0x00, 0x80, 0x00, 0x04, 0x00, 0x01, 0, 0, 0, 0}, 0);
     mDevice.SendPacket(Bytes(548, 0xFF), 0);
     EXPECT_TRUE(mDevice.WaitForAcknowledge(mDevice.SendEvent(0x9100, {})));

@@ -73,7 +73,12 @@ TEST(FailingNetworkToolTest, ABridgeSurvivesItsCameraGoingAwayAndComingBack)
         TerminalUser lUser(lLink);
         EXPECT_THAT(lUser.Ask("STATUS?\r\n", 41), HasSubstr("STATUS READY"));
 
-        const ToolResult lOther = RunTool({"features", "get", "--device", lCamera.mDevice, "BulkMode"});
+        // Others may look, not touch.
+        EXPECT_EQ(RunTool({"features", "get", "--device", lCamera.mDevice, "BulkMode"}).mOutput, "UART\n");
+        EXPECT_THAT(RunTool({"features", "list", "--device", lCamera.mDevice}).mOutput,
+                    HasSubstr("BulkSelector"));
+        const ToolResult lOther =
+            RunTool({"features", "set", "--device", lCamera.mDevice, "BulkMode", "USRT"});
         EXPECT_EQ(lOther.mStatus, 1);
         EXPECT_THAT(lOther.mError, HasSubstr("controls the device at " + lCamera.mDevice));
 

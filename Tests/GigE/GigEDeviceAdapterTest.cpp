@@ -7,6 +7,7 @@
 
 #include "Adapters/GigE/Client/GvcpClient.h"
 
+#include <JxUtilsLib/Event.h>
 #include <KyGigE/GigEDeviceAdapter.h>
 #include <gmock/gmock.h>
 
@@ -262,6 +263,31 @@ TEST_F(GigEDeviceAdapterTest, SinksUseTheAdapterFromInsideANotification)
     mAdapter->WaitForEvents(); // so that the event thread sees what the sink has to do
     Deliver(0x9000, {1});
     EXPECT_EQ(lRead, 5U);
+}
+
+TEST_F(GigEDeviceAdapterTest, TheBytesOfAnEventAreReadThoughTheDeviceIsLostDuringItsNotification)
+{
+    EXPECT_THAT(mAdapter->RegisterFeatureInterest("EventBulk1UpstreamDataBuffer"), IsOK());
+    Bytes lBytes(3);
+    JxUtilsLib::Event lNotified(true);
+    JxUtilsLib::Event lIsOff(true);
+    mSink.mOnFeature = [&](const std::string& /*aName*/)
+    {
+        lNotified.Set();
+        EXPECT_TRUE(lIsOff.Wait_ms(60000));
+        uint32_t lValue = 0;
+        EXPECT_EQ(mAdapter->ReadRegister(0, lValue).GetCode(), KyResult::NO_CONNECTION);
+        EXPECT_THAT(mAdapter->GetRegisterData("EventBulk1UpstreamDataBuffer", lBytes.data(), 3), IsOK());
+        EXPECT_EQ(mAdapter->GetRegisterData("EventBulk2UpstreamDataBuffer", lBytes.data(), 3).GetCode(),
+                  KyResult::NO_CONNECTION);
+    };
+    mAdapter->WaitForEvents(); // so that the event thread sees what the sink has to do
+    mDevice.SendEvent(0x9101, {0, 0, 0, 3, 1, 2, 3});
+    EXPECT_TRUE(lNotified.Wait_ms(60000));
+    mDevice.SwitchOff();
+    lIsOff.Set();
+    mAdapter->WaitForEvents();
+    EXPECT_EQ(lBytes, (Bytes{1, 2, 3}));
 }
 
 TEST_F(GigEDeviceAdapterTest, NothingWorksOnALostDevice)

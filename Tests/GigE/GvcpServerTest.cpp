@@ -131,6 +131,64 @@ TEST_F(GvcpServerTest, AcknowledgesOnlyWhoWantsIt)
     EXPECT_EQ(5U, Read(cInterruptEnable).Word());
 }
 
+TEST_F(GvcpServerTest, ADuplicateThatThousandsHaveOvertakenIsNotExecutedAgain)
+{
+    TakeControl();
+    Write(cBulk0Configuration, 1U << cInterfaceShift);
+    const Buffer lByte = {0x55};
+    const Packet lEarly = MakeWriteMemory(NextID(), 0x80000000, lByte);
+    const Answer lFirst = Ask(lEarly);
+    for (int lNext = 0; lNext < 4000; ++lNext)
+    {
+        ASSERT_EQ(cSuccess, Write(cInterruptEnable, 1).mStatus);
+        ASSERT_EQ(cSuccess, Read(cInterruptEnable).mStatus);
+    }
+    EXPECT_EQ(lFirst.mPayload, Ask(lEarly).mPayload);
+    EXPECT_THAT(mCamera->GetWire(Port::Bulk0), ElementsAre(0x55));
+    EXPECT_EQ(1U, mServer->GetCounters().mRepeated);
+}
+
+TEST_F(GvcpServerTest, ARequestNumberThatIsUsedAgainIsANewCommand)
+{
+    TakeControl();
+    const uint16_t lID = NextID();
+    EXPECT_EQ(cSuccess, Ask(MakeWriteRegister(lID, cInterruptEnable, 1)).mStatus);
+    EXPECT_EQ(cSuccess, Ask(MakeWriteRegister(lID, cInterruptEnable, 3)).mStatus);
+    EXPECT_EQ(3U, Ask(MakeReadRegister(lID, cInterruptEnable)).Word());
+    EXPECT_EQ(cSuccess, Ask(MakeWriteRegister(lID, cInterruptEnable, 1)).mStatus);
+    EXPECT_EQ(1U, Read(cInterruptEnable).Word());
+}
+
+TEST_F(GvcpServerTest, AnnouncesSlowCommandsOnlyWhereThatIsEnabled)
+{
+    TakeControl();
+    EXPECT_EQ(0U, Read(cConfigurationRegister).Word());
+    EXPECT_EQ(200U, Read(cPendingTimeoutRegister).Word());
+    EXPECT_EQ(cWriteProtect, Write(cPendingTimeoutRegister, 1).mStatus);
+    mFaults.SetSlow(1, std::chrono::milliseconds(500));
+    const Packet lCommand = MakeReadRegister(NextID(), 0);
+    EXPECT_EQ(0xFFFF, Ask(lCommand).mStatus); // silence
+    Advance(std::chrono::milliseconds(500));
+    EXPECT_EQ(cSuccess, TakeAnswer().mStatus);
+    mFaults.Clear();
+    EXPECT_EQ(cSuccess, Write(cConfigurationRegister, 0xFFFFFFFF).mStatus);
+    EXPECT_EQ(cPendingAckEnabled, Read(cConfigurationRegister).Word());
+    mFaults.SetSilent(1, std::chrono::milliseconds(500));
+    EXPECT_EQ(0xFFFF, Ask(MakeReadRegister(NextID(), 0)).mStatus);
+    Advance(std::chrono::milliseconds(500));
+    EXPECT_EQ(cSuccess, TakeAnswer().mStatus);
+}
+
+TEST_F(GvcpServerTest, KnowsNobodyAndNothingAfterARestart)
+{
+    TakeControl();
+    const Packet lCommand = MakeWriteRegister(NextID(), cInterruptEnable, 1);
+    EXPECT_EQ(cSuccess, Ask(lCommand).mStatus);
+    mServer->Restart();
+    EXPECT_EQ(cAccessDenied, Ask(lCommand).mStatus);
+    EXPECT_EQ(0U, Read(cControlPrivilegeRegister).Word());
+}
+
 TEST_F(GvcpServerTest, AnswersARepeatedCommandFromMemory)
 {
     TakeControl();
@@ -187,6 +245,7 @@ TEST_F(GvcpServerTest, AnnouncesACommandThatTakesLonger)
 {
     using namespace std::chrono_literals;
     TakeControl();
+    EnablePending();
     mFaults.SetSlow(1, 500ms);
     const Packet lCommand = MakeWriteRegister(60, cInterruptEnable, 6);
     const Answer lPending = Ask(lCommand);
@@ -209,6 +268,7 @@ TEST_F(GvcpServerTest, KeepsCommandsBehindOneThatTakesLonger)
 {
     using namespace std::chrono_literals;
     TakeControl();
+    EnablePending();
     mFaults.SetSlow(1, 500ms);
     Ask(MakeWriteRegister(60, cInterruptEnable, 6));
     mFaults.Clear();

@@ -180,6 +180,7 @@ TEST_F(NetworkCameraTest, ALateAcknowledgeIsOvertaken)
 TEST_F(NetworkCameraTest, AnnouncesASlowCommandAndCompletesIt)
 {
     mClient->Take();
+    mClient->Write(cConfigurationRegister, cPendingAckEnabled);
     mCamera.ChangeFaults([](NetworkFaults& aFaults) { aFaults.SetSlow(1, 30ms); });
     mClient->Send(MakeWriteRegister(mClient->NextID(), cInterruptEnable, 1));
     const auto lPending = mClient->Receive();

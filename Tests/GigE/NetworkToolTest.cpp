@@ -52,6 +52,82 @@ TEST_F(NetworkToolTest, FeaturesListsGetsAndSets)
     EXPECT_EQ("256\n", RunTool({"features", "get", "-d", Device(), "Rate"}).mOutput);
 }
 
+using Answer = ScriptedDevice::Answer;
+
+TEST_F(NetworkToolTest, PortsOfADeviceThatIsLostMeanwhileAreAFailure)
+{
+    mDevice.SetScript(
+        [](const ScriptedDevice::Command& aCommand)
+        {
+            // Connecting is done; the survey begins with the serial registers.
+            const bool lSurvey = aCommand.mCode == KyGvcp::cReadRegister && aCommand.Word(0) >= 0xB000;
+            return lSurvey ? Answer{Answer::Vanish} : Answer();
+        });
+    const ToolResult lResult = RunTool({"ports", "--device", Device()});
+    EXPECT_EQ(1, lResult.mStatus);
+    EXPECT_EQ("", lResult.mOutput);
+    EXPECT_EQ("kyserial: the connection to the device was lost\n", lResult.mError);
+}
+
+/// How long a program takes to end after it was asked to, while the device keeps it waiting.
+std::chrono::milliseconds TimeToEnd(KyTest::Process& aTool)
+{
+    const auto lBegin = std::chrono::steady_clock::now();
+    EXPECT_TRUE(aTool.AskToEnd());
+    static_cast<void>(aTool.Wait()); // ignored: a signal may end it
+    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - lBegin);
+}
+
+TEST_F(NetworkToolTest, EndsAtOnceWhileADeviceThatPromisesForEverIsConnected)
+{
+    mDevice.SetScript([](const ScriptedDevice::Command&) { return Answer{Answer::Promise, 0, 60000}; });
+    for (const std::vector<std::string>& lCommand :
+         {std::vector<std::string>{"bridge", "--port", "uart0", "--pty",
+                                   KyTest::Process::TemporaryFile(".pty")},
+          {"term", "--port", "uart0"},
+          {"features", "list"},
+          {"ports"}})
+    {
+        std::vector<std::string> lArguments = lCommand;
+        lArguments.insert(lArguments.end(), {"--device", Device()});
+        auto lBest = std::chrono::milliseconds::max();
+        for (int lTry = 0; lTry < 3 && lBest >= std::chrono::seconds(1); ++lTry) // the machine may be busy
+        {
+            mDevice.TakeCommands();
+            KyTest::Process lTool;
+            KyTest::Process::Files lFiles;
+            lFiles.mInput = KyTest::Process::Input::Pipe;
+            ASSERT_TRUE(lTool.Start("kyserial", lArguments, lFiles));
+            ASSERT_TRUE(mDevice.WaitForCommand(KyGvcp::cDiscovery));
+            lBest = std::min(lBest, TimeToEnd(lTool));
+        }
+        EXPECT_LT(lBest, std::chrono::seconds(1)) << lCommand[0];
+    }
+}
+
+TEST_F(NetworkToolTest, ABridgeEndsWithinASecondWhileItsDeviceKeepsItWaiting)
+{
+    auto lBest = std::chrono::milliseconds::max();
+    for (int lTry = 0; lTry < 3 && lBest >= std::chrono::seconds(1); ++lTry) // the machine may be busy
+    {
+        mDevice.SetScript({});
+        mDevice.PutWord(0xB8FC, 0x80000001); // a UART
+        const std::string lLink = KyTest::Process::TemporaryFile(".pty");
+        KyTest::Process lTool;
+        ASSERT_TRUE(lTool.Start("kyserial",
+                                {"bridge", "--stats-json", "--reconnect", "--port", "uart0", "--pty", lLink,
+                                 "--device", Device()},
+                                {}));
+        ASSERT_TRUE(lTool.WaitForOutput("\"final\":false")) << lTool.Error();
+        mDevice.SetScript([](const ScriptedDevice::Command&) { return Answer{Answer::Promise, 0, 60000}; });
+        mDevice.TakeCommands();
+        ASSERT_TRUE(mDevice.WaitForCommand(KyGvcp::cWriteRegister)); // a sign of life waits
+        lBest = std::min(lBest, TimeToEnd(lTool));
+        mDevice.ReleaseControl();
+    }
+    EXPECT_LT(lBest, std::chrono::seconds(1));
+}
+
 TEST_F(NetworkToolTest, SaysWhyADeviceCannotBeUsed)
 {
     mDevice.GiveControlAway();

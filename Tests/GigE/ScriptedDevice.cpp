@@ -317,6 +317,11 @@ void ScriptedDevice::Handle(KyGvcp::Bytes aPacket, const Endpoint& aFrom)
     }
     const Answer lAnswer = mScript ? mScript(lCopy) : Answer();
     const auto lAckCode = static_cast<uint16_t>(lCommand->mCode + 1);
+    if (lAnswer.mWhat == Answer::Vanish)
+    {
+        mFrozen = true;
+        return;
+    }
     if (lAnswer.mWhat == Answer::Slow)
     {
         lLock.unlock();

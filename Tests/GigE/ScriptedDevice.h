@@ -45,6 +45,7 @@ public:
             Pending, ///< Announces mTime, then does it after half of that.
             Promise, ///< Announces mTime, and does not do it.
             Slow,    ///< Does it after mTime, without a word.
+            Vanish,  ///< Neither this one nor any after it, as when the cable is pulled.
             Garbage  ///< Foreign and damaged packets before the acknowledge.
         } mWhat = Usual;
         uint16_t mStatus = 0;

@@ -102,6 +102,11 @@ protected:
         ASSERT_EQ(KyGvcp::cSuccess,
                   Write(KyGvcp::cControlPrivilegeRegister, KyGvcp::cControlAccess, aFrom).mStatus);
     }
+    /// Lets slow commands be announced, as applications do.
+    void EnablePending()
+    {
+        mRegisters->GetBootstrap().Set(KyGvcp::cConfigurationRegister, KyGvcp::cPendingAckEnabled);
+    }
     void Advance(KySimulator::Time aTime)
     {
         mNow += aTime;

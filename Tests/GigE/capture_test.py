@@ -73,6 +73,7 @@ def session(camera):
     client.write(0xB838, 0x1800)
     assert client.command(0x86, struct.pack(">I", 0x80000000) + b"abc")[0] == 0
     assert client.event()[0] == 0x9001
+    client.write(0x0954, 2)  # slow commands may be announced
     camera.command("slow 1 20")
     client.write(0x0938, 3000)
     camera.command("clear")

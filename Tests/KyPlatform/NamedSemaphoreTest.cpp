@@ -110,6 +110,20 @@ TEST_F(NamedSemaphoreTest, ManyThreadsTakeEachOneOnce)
     EXPECT_EQ(lTaken, 100);
 }
 
+TEST_F(NamedSemaphoreTest, KnowsWhetherOthersHaveItOpen)
+{
+    NamedSemaphore lSemaphore;
+    EXPECT_TRUE(lSemaphore.IsHeldByOthers()); // closed: nothing is known
+    ASSERT_TRUE(lSemaphore.Create(mName, 1, 1));
+    EXPECT_FALSE(lSemaphore.IsHeldByOthers());
+    NamedSemaphore lOther;
+    ASSERT_TRUE(lOther.Open(mName));
+    EXPECT_TRUE(lSemaphore.IsHeldByOthers());
+    EXPECT_TRUE(lOther.IsHeldByOthers());
+    EXPECT_TRUE(lOther.Close());
+    EXPECT_FALSE(lSemaphore.IsHeldByOthers());
+}
+
 TEST_F(NamedSemaphoreTest, ClosedObjectRefuses)
 {
     NamedSemaphore lSemaphore;

@@ -450,7 +450,6 @@ TEST_P(BridgeAllocationTest, NameAndPortAreFreeWhateverAllocationFailed)
     EXPECT_GT(lFailing, 50);
     EXPECT_GT(lServed, 1);
     EXPECT_GT(mFailures, 3);
-    EXPECT_EQ(mSink.GetMemoryLines(), 0);
     KySerialBridge lBridge;
     EXPECT_THAT(lBridge.Start("Server", &mDevice, KyDeviceSerialBulk3), IsOK());
     EXPECT_THAT(lBridge.Stop(), IsOK());

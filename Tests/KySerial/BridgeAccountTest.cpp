@@ -77,11 +77,11 @@ TEST_F(BridgeAccountTest, BytesThatGiveWayToNewerOnesAreAnOverrun)
 
 TEST_F(BridgeAccountTest, BytesThatRecoverDropsAreCleared)
 {
-    for (int lTurn = 1; lTurn <= 2; ++lTurn)
+    for (uint64_t lTurn = 1; lTurn <= 2; ++lTurn)
     {
         SendUpstream(mDevice, std::string(300, 'd'));
         EXPECT_THAT(mBridge->Recover(), IsOK());
-        EXPECT_EQ(FromDevice().mCleared, 300U * lTurn);
+        EXPECT_EQ(FromDevice().mCleared, 300 * lTurn);
         EXPECT_EQ(OnTheirWay(FromDevice()), 0U);
     }
 }

@@ -190,6 +190,39 @@ TEST_F(SharedRegistryTest, SemaphoresAreNamedByTheNumber)
     EXPECT_FALSE(lProbe.Release()); // one is the maximum
 }
 
+TEST_F(SharedRegistryTest, PlaceOfAClientThatHasGoneWithoutGivingItBackIsFreedByTheServer)
+{
+    NamedSemaphore lServer;
+    NamedSemaphore lClient;
+    ASSERT_TRUE(mRegistry->AcquireServer("A", lServer, lClient));
+    EXPECT_FALSE(mRegistry->FreeDeadClient(lClient)); // there was none
+    NamedSemaphore lFirst;
+    ASSERT_TRUE(mRegistry->AcquireClient("A", lFirst));
+    EXPECT_FALSE(mRegistry->FreeDeadClient(lClient)); // it is there
+    EXPECT_TRUE(lFirst.Close());                      // as the system does for a process that is killed
+    NamedSemaphore lSecond;
+    EXPECT_FALSE(mRegistry->AcquireClient("A", lSecond));
+    EXPECT_TRUE(mRegistry->FreeDeadClient(lClient));
+    EXPECT_TRUE(mRegistry->AcquireClient("A", lSecond));
+    SharedRegistry::ReleaseClient(lSecond);
+    EXPECT_FALSE(mRegistry->FreeDeadClient(lClient));
+}
+
+TEST_F(SharedRegistryTest, FullRegistrySaysSo)
+{
+    EXPECT_EQ(mRegistry->GetObstacle(), "");
+    for (int lIndex = 0; lIndex < 32; ++lIndex)
+    {
+        ASSERT_TRUE(mRegistry->Register(std::to_string(lIndex)));
+    }
+    NamedSemaphore lServer;
+    NamedSemaphore lClient;
+    EXPECT_FALSE(mRegistry->AcquireServer("A", lServer, lClient));
+    EXPECT_NE(mRegistry->GetObstacle().find("All entries of the registry are taken"), std::string::npos);
+    EXPECT_TRUE(mRegistry->AcquireServer("0", lServer, lClient));
+    EXPECT_EQ(mRegistry->GetObstacle(), "");
+}
+
 TEST_F(SharedRegistryTest, OneClientOfAServerAtATime)
 {
     NamedSemaphore lServer;

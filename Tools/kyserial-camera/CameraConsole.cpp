@@ -135,7 +135,7 @@ ConsoleAnswer Inject(NetworkCamera& aCamera, const Words& aWords)
 
 ConsoleAnswer Help();
 
-const std::array<Command, 15> cCommands = {
+const std::array<Command, 18> cCommands = {
     {{"drop", "WHAT N", 2, 2,
       [](NetworkCamera& aCamera, const Words& aWords)
       {
@@ -175,6 +175,31 @@ const std::array<Command, 15> cCommands = {
                       [&](NetworkFaults& aFaults)
                       { aFaults.SetSlow(aNumbers[0], std::chrono::milliseconds(aNumbers[1])); });
               });
+      }},
+     {"silent", "N MS", 2, 2,
+      [](NetworkCamera& aCamera, const Words& aWords)
+      {
+          return ChangeNumbers(
+              aWords,
+              [&](const auto& aNumbers)
+              {
+                  aCamera.ChangeFaults(
+                      [&](NetworkFaults& aFaults)
+                      { aFaults.SetSilent(aNumbers[0], std::chrono::milliseconds(aNumbers[1])); });
+              });
+      }},
+     {"late", "WHAT N MS", 3, 3,
+      [](NetworkCamera& aCamera, const Words& aWords)
+      {
+          return ChangeKind(aCamera, aWords,
+                            [](NetworkFaults& aFaults, DatagramKind aKind, const auto& aNumbers)
+                            { aFaults.Late(aKind, aNumbers[0], std::chrono::milliseconds(aNumbers[1])); });
+      }},
+     {"restart", "MS", 1, 1,
+      [](NetworkCamera& aCamera, const Words& aWords)
+      {
+          return ChangeNumbers(aWords, [&](const auto& aNumbers)
+                               { aCamera.Restart(std::chrono::milliseconds(aNumbers[0])); });
       }},
      {"clear", "", 0, 0,
       [](NetworkCamera& aCamera, const Words&)
@@ -277,7 +302,7 @@ std::string StatisticsText(const NetworkCamera::Statistics& aStatistics)
 {
     const GvcpServer::Counters& lControl = aStatistics.mControl;
     const MessageChannel::Counters& lMessages = aStatistics.mMessages;
-    const std::array<std::pair<const char*, uint64_t>, 16> lNumbers = {
+    const std::array<std::pair<const char*, uint64_t>, 17> lNumbers = {
         {{"commands", lControl.mCommands},
          {"refused", lControl.mRefused},
          {"repeated", lControl.mRepeated},
@@ -293,7 +318,8 @@ std::string StatisticsText(const NetworkCamera::Statistics& aStatistics)
          {"datagrams-dropped", aStatistics.mFaults.mDropped},
          {"datagrams-doubled", aStatistics.mFaults.mDoubled},
          {"datagrams-delayed", aStatistics.mFaults.mDelayed},
-         {"datagrams-unheard", aStatistics.mUnheard}}};
+         {"datagrams-unheard", aStatistics.mUnheard},
+         {"datagrams-late", aStatistics.mFaults.mLate}}};
     std::string lText = "statistics:";
     for (const auto& [lName, lNumber] : lNumbers)
     {

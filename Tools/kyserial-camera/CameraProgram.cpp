@@ -58,12 +58,14 @@ void AddOptions(CLI::App& aProgram, Options& aOptions)
                       "No UARTs, and bulk port 0 is driven through features");
     aProgram.add_option("--state", aOptions.mStateFile,
                         "File that keeps the contents of the memories on the buses between runs");
-    const std::array<std::array<const char*, 3>, 6> lFaults = {
+    const std::array<std::array<const char*, 3>, 8> lFaults = {
         {{"drop", "WHAT:N", "Lose every Nth command, ack, event or event-ack"},
          {"double", "WHAT:N", "Double every Nth of them"},
          {"delay", "WHAT:N:MS", "Delay every Nth of them"},
          {"busy", "N", "Answer every Nth command with busy"},
          {"slow", "N:MS", "Take this time for every Nth command, and announce it"},
+         {"silent", "N:MS", "Take this time for every Nth command, and do not announce it"},
+         {"late", "WHAT:N:MS", "Bring every Nth of them once more, this time later"},
          {"unplug", "N", "Leave the network with the Nth command"}}};
     for (const auto& [lCommand, lValue, lText] : lFaults)
     {
@@ -197,7 +199,8 @@ private:
         mQuit = lAnswer.mQuit;
         if (!lAnswer.mText.empty())
         {
-            static_cast<void>(TryPrint(mConsole, lAnswer.mText)); // ignored: the camera goes on without a reader
+            static_cast<void>(
+                TryPrint(mConsole, lAnswer.mText)); // ignored: the camera goes on without a reader
         }
     }
 

@@ -356,6 +356,10 @@ bool Formula::Evaluate(Arithmetic aArithmetic, const Variables& aVariables, Numb
             {
                 return false;
             }
+            if (!std::isfinite(lValue.AsFloat())) // a register may hold anything
+            {
+                return lMachine.Fail("a variable is no number");
+            }
             lMachine.Push(lValue);
             break;
         case Code::Jump:

@@ -23,7 +23,7 @@ std::shared_ptr<const Formula> Evaluator::GetFormula(NodeId aNode, const Propert
         return lKept->second;
     }
     std::string lProblem;
-    const std::shared_ptr<const Formula> lFormula = Formula::Parse(aFormula.mText, lProblem);
+    std::shared_ptr<const Formula> lFormula = Formula::Parse(aFormula.mText, lProblem);
     mVisitsLeft -= static_cast<int64_t>(aFormula.mText.size());
     if (lFormula == nullptr)
     {

@@ -1,5 +1,7 @@
 #include "Adapters/GigE/Evaluator/NodeTable.h"
 
+#include <KyBase/KyPermanent.h>
+
 #include <algorithm>
 
 namespace KyGigE
@@ -10,33 +12,37 @@ namespace
 
 using Index = XmlDocument::Index;
 
-const std::unordered_map<std::string_view, ElementKind>& Kinds()
+// Never destroyed: an adapter that is a static object may connect again while the program ends.
+template<typename Meaning>
+using Words = std::unordered_map<std::string_view, Meaning>;
+
+const Words<ElementKind>& Kinds()
 {
-    static const std::unordered_map<std::string_view, ElementKind> cKinds = {
-        {"Category", ElementKind::Category},
-        {"Integer", ElementKind::Integer},
-        {"IntReg", ElementKind::IntReg},
-        {"MaskedIntReg", ElementKind::MaskedIntReg},
-        {"StructEntry", ElementKind::StructEntry},
-        {"Float", ElementKind::Float},
-        {"FloatReg", ElementKind::FloatReg},
-        {"Boolean", ElementKind::Boolean},
-        {"Enumeration", ElementKind::Enumeration},
-        {"Command", ElementKind::Command},
-        {"String", ElementKind::String},
-        {"StringReg", ElementKind::StringReg},
-        {"Register", ElementKind::Register},
-        {"SwissKnife", ElementKind::SwissKnife},
-        {"IntSwissKnife", ElementKind::IntSwissKnife},
-        {"Converter", ElementKind::Converter},
-        {"IntConverter", ElementKind::IntConverter},
-        {"Port", ElementKind::Port}};
-    return cKinds;
+    static KyPermanent<Words<ElementKind>> sKinds(
+        std::initializer_list<Words<ElementKind>::value_type>{{"Category", ElementKind::Category},
+                                                              {"Integer", ElementKind::Integer},
+                                                              {"IntReg", ElementKind::IntReg},
+                                                              {"MaskedIntReg", ElementKind::MaskedIntReg},
+                                                              {"StructEntry", ElementKind::StructEntry},
+                                                              {"Float", ElementKind::Float},
+                                                              {"FloatReg", ElementKind::FloatReg},
+                                                              {"Boolean", ElementKind::Boolean},
+                                                              {"Enumeration", ElementKind::Enumeration},
+                                                              {"Command", ElementKind::Command},
+                                                              {"String", ElementKind::String},
+                                                              {"StringReg", ElementKind::StringReg},
+                                                              {"Register", ElementKind::Register},
+                                                              {"SwissKnife", ElementKind::SwissKnife},
+                                                              {"IntSwissKnife", ElementKind::IntSwissKnife},
+                                                              {"Converter", ElementKind::Converter},
+                                                              {"IntConverter", ElementKind::IntConverter},
+                                                              {"Port", ElementKind::Port}});
+    return sKinds.Get();
 }
 
-const std::unordered_map<std::string_view, PropertyId>& Properties()
+const Words<PropertyId>& Properties()
 {
-    static const std::unordered_map<std::string_view, PropertyId> cProperties = {
+    static KyPermanent<Words<PropertyId>> sProperties(std::initializer_list<Words<PropertyId>::value_type>{
         {"Visibility", PropertyId::Visibility},
         {"ToolTip", PropertyId::ToolTip},
         {"AccessMode", PropertyId::AccessMode},
@@ -91,8 +97,8 @@ const std::unordered_map<std::string_view, PropertyId>& Properties()
         {"pCommandValue", PropertyId::PCommandValue},
         {"pVariable", PropertyId::Variable},
         {"pChunkID", PropertyId::PChunkId},
-        {"pBlockPolling", PropertyId::OtherReference}};
-    return cProperties;
+        {"pBlockPolling", PropertyId::OtherReference}});
+    return sProperties.Get();
 }
 
 bool IsReference(PropertyId aId)

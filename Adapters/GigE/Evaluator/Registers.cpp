@@ -291,6 +291,10 @@ void Evaluator::Keep(NodeId aNode, const RegisterSpot& aSpot, std::span<const ui
 bool Evaluator::ReadBytes(NodeId aNode, const RegisterSpot& aSpot, uint8_t* aBytes)
 {
     const auto lSize = static_cast<size_t>(aSpot.mLength);
+    if (lSize == 0) // a text of no length is empty; devices refuse such reads
+    {
+        return true;
+    }
     const bool lMayKeep = MayKeep(aNode, aSpot);
     bool lExpired = false;
     const uint64_t lNow = mGraph.GetLifetime(aNode) != 0 ? mClock() : 0;
@@ -337,6 +341,10 @@ bool Evaluator::ReadBytes(NodeId aNode, const RegisterSpot& aSpot, uint8_t* aByt
 
 bool Evaluator::WriteBytes(NodeId aNode, const RegisterSpot& aSpot, std::vector<uint8_t> aBytes)
 {
+    if (aBytes.empty())
+    {
+        return true;
+    }
     if (!TakeAccess(aNode, aBytes.size()))
     {
         return false;

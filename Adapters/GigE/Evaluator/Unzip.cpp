@@ -169,7 +169,7 @@ std::string Unpack(const Bytes& aArchive, const Member& aMember, size_t aLargest
     {
         aText.assign(lPacked);
     }
-    else if (const std::string lProblem = Inflate(lPacked, aLargest, aText); !lProblem.empty())
+    else if (std::string lProblem = Inflate(lPacked, aLargest, aText); !lProblem.empty())
     {
         return lProblem;
     }

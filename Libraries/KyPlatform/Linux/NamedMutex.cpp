@@ -112,11 +112,14 @@ public:
     /// The thread ends: its locks pass on.
     ~HeldLocks()
     {
-        for (Object* lObject = GetFirst(); lObject != nullptr; lObject = lObject->mNext)
+        Object* lNext = nullptr;
+        for (Object* lObject = GetFirst(); lObject != nullptr; lObject = lNext)
         {
-            NoteOwner(*lObject, 0);                     // a later thread may get the same number
+            lNext = lObject->mNext; // the next owner links the object into its own list, or closes it
+            NoteOwner(*lObject, 0); // a later thread may get the same number
             static_cast<void>(Leave(*lObject, cEnded)); // ignored: it is not this thread's any more
         }
+        mFirst = nullptr; // static objects that are destroyed later may still take locks
     }
     HeldLocks(const HeldLocks&) = delete;
     HeldLocks& operator=(const HeldLocks&) = delete;

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <fcntl.h>
 #include <linux/futex.h>
 #include <sys/eventfd.h>
@@ -37,7 +38,7 @@ int Control(int aDescriptor, unsigned long aRequest, void* aArgument)
 
 int Watch(const char* aPath)
 {
-    const int lWatch = ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+    const int lWatch = MoveUp(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
     if (lWatch >= 0 && ::inotify_add_watch(lWatch, aPath, IN_OPEN | IN_CLOSE) < 0)
     {
         const int lError = errno;

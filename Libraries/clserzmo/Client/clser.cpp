@@ -132,9 +132,7 @@ CLINT32 CLSER_CALL clGetNumSerialPorts(CLUINT32* numSerialPorts)
     *numSerialPorts = 0;
     return Guard(
         [&]
-        {
-            return ClientTable::GetInstance().Renew(*numSerialPorts) ? CL_ERR_NO_ERR : CL_ERR_OUT_OF_MEMORY;
-        });
+        { return ClientTable::GetInstance().Renew(*numSerialPorts) ? CL_ERR_NO_ERR : CL_ERR_OUT_OF_MEMORY; });
 }
 
 CLINT32 CLSER_CALL clGetSerialPortIdentifier(CLUINT32 serialIndex, CLINT8* portID, CLUINT32* bufferSize)

@@ -74,7 +74,7 @@ UdpSocket::~UdpSocket()
     Close();
 }
 
-bool UdpSocket::Open(const Endpoint& aLocal, bool /*aShared*/)
+bool UdpSocket::Open(const Endpoint& aLocal, bool /*aShared*/, uint32_t /*aInterface*/)
 {
     Close();
     Endpoint lLocal = aLocal;

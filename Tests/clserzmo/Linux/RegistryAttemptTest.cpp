@@ -1,7 +1,6 @@
 // How often, and for how long, the registry tries to get its lock.
 
 #include "JxUtilsLib/Thread.h"
-#include "KyPlatform/NamedMutex.h"
 #include "Support/AssertRecorder.h"
 #include "Tests/KyPlatform/Linux/ScriptedCall.h"
 #include "Tests/Support/PrivateSession.h"
@@ -9,70 +8,48 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
-#include <string>
-
 using JxUtilsLib::Thread;
-using KyPlatform::NamedMutex;
 using KySerialLib::SharedRegistry;
 
 namespace
 {
 
-constexpr char cMutex[] = "KySerialBridgeRegistryMutex";
 constexpr uint64_t cPause = 100; // ms
 
 class RegistryAttemptTest : public testing::Test
 {
 protected:
-    // The number of files that are opened, while the first aRefused of them are refused.
-    int CountOpens(int aRefused, const std::function<void()>& aOperation)
+    // Makes a registry while the first aRefused tries to make its lock are refused; each begins with the folder.
+    // \return Whether it is valid.
+    bool MakeRegistry(int aRefused)
     {
-        int lOpens = 0;
-        const KyTest::ScriptedCall<&KyPlatform::SystemCalls::mOpen> lOpen(
-            [&](int aFolder, const char* aName, int aFlags, mode_t aMode)
+        mTries = 0;
+        const KyTest::ScriptedCall<&KyPlatform::SystemCalls::mMakeFolder> lMake(
+            [&](const char* aPath, mode_t aMode)
             {
                 errno = EACCES;
-                return ++lOpens <= aRefused
-                           ? -1
-                           : KyPlatform::GetRealSystem().mOpen(aFolder, aName, aFlags, aMode);
+                return ++mTries <= aRefused ? -1 : KyPlatform::GetRealSystem().mMakeFolder(aPath, aMode);
             });
-        aOperation();
-        return lOpens;
+        return SharedRegistry(true).IsValid();
     }
-    static constexpr int cAll = 1000000;
 
+    int mTries = 0;
     const PrivateSession mSession;
     KyTest::AssertRecorder mAsserts;
 };
 
 TEST_F(RegistryAttemptTest, FiveTriesForTheLockAHundredMillisecondsApart)
 {
-    const int lProbe = CountOpens(cAll,
-                                  []
-                                  {
-                                      NamedMutex lMutex;
-                                      EXPECT_FALSE(lMutex.Open(std::string("Session\\0\\") + cMutex));
-                                  });
-    const int lTry = CountOpens(cAll,
-                                []
-                                {
-                                    NamedMutex lMutex;
-                                    EXPECT_FALSE(lMutex.Create(std::string("Local\\") + cMutex) ||
-                                                 lMutex.Open(std::string("Local\\") + cMutex));
-                                });
-    ASSERT_GT(lTry, 0);
     const uint64_t lStart = Thread::GetTickCount();
-    const int lAll = CountOpens(cAll, [] { EXPECT_FALSE(SharedRegistry(true).IsValid()); });
+    EXPECT_FALSE(MakeRegistry(1000));
+    EXPECT_EQ(mTries, 5);
     EXPECT_GE(Thread::GetTickCount() - lStart + 1, 5 * cPause); // a tick may be cut off at either end
-    EXPECT_EQ(lAll, 32 * lProbe + 5 * lTry);
     EXPECT_EQ(mAsserts.Take(),
               KyTest::Broken({"( ( mMutex != 0 ) && ( mMutex != ((HANDLE)(LONG_PTR)-1) ) )"}));
 
     // The fifth is one of them.
-    const int lUntilFifth = 32 * lProbe + 4 * lTry;
     const uint64_t lSecondStart = Thread::GetTickCount();
-    CountOpens(lUntilFifth, [] { EXPECT_TRUE(SharedRegistry(true).IsValid()); });
+    EXPECT_TRUE(MakeRegistry(4));
     EXPECT_GE(Thread::GetTickCount() - lSecondStart + 1, 4 * cPause);
 }
 

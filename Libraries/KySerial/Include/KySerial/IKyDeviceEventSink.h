@@ -31,8 +31,9 @@ public:
     ///
     /// While one bulk port's event is reported, the upstream lengths of the other ports must read as 0 on
     /// this thread: a sink looks at its own port's features whatever the name is, and would take the bytes of
-    /// its last event again. KyUpstreamReports.h does that for a plain node map. \param aName  The feature;
-    /// not null, ends with the call.
+    /// its last event again. KyUpstreamReports.h does that for a plain node map.
+    ///
+    /// \param aName  The feature; not null, ends with the call.
     virtual void NotifyFeatureInvalidated(const KyString* aName) = 0;
 
 protected:

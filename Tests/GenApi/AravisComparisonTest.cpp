@@ -1,0 +1,189 @@
+// Aravis and our evaluator on the same descriptions and registers. Where they differ on purpose, the test
+// says so and why; everything else has to be equal.
+
+#include "GenApi/AravisJudge.h"
+#include "GenApi/RandomDescription.h"
+
+#include <cmath>
+#include <cstdlib>
+
+namespace
+{
+
+using KyGigE::NodeKind;
+using KyTest::AravisJudge;
+using KyTest::RandomDescription;
+
+bool IsClose(double aOne, double aOther)
+{
+    const double lScale = std::max({1.0, std::fabs(aOne), std::fabs(aOther)});
+    return (std::isnan(aOne) && std::isnan(aOther)) || aOne == aOther ||
+           std::fabs(aOne - aOther) <= 1e-9 * lScale;
+}
+
+/// Compares every answer about features.
+class Comparison
+{
+public:
+    Comparison(const std::string& aXml, KyGigE::IRegisterSpace& aSpace) : mJudge(aXml, aSpace)
+    {
+        EXPECT_THAT(KyGigE::DeviceDescription::Parse(aXml, mDescription), KyTest::IsOK());
+        mMap = std::make_unique<KyGigE::NodeMap>(*mDescription, aSpace);
+    }
+
+    void Compare(const std::string& aName)
+    {
+        const NodeKind lKind = mMap->GetKind(aName);
+        const bool lAvailable = mMap->IsAvailable(aName);
+        const bool lJudged = mJudge.IsAvailable(aName);
+        // Aravis asks the feature only; ours also what its value comes from: conditions and access modes of a
+        // register count for every feature on it.
+        EXPECT_TRUE(lAvailable == lJudged || (lJudged && !lAvailable)) << aName;
+        if (lKind == NodeKind::Enumeration)
+        {
+            CompareEntries(aName);
+        }
+        if (!lAvailable || lKind == NodeKind::Category || lKind == NodeKind::Command ||
+            lKind == NodeKind::Register || !mMap->IsReadable(aName))
+        {
+            return;
+        }
+        CompareAccess(aName);
+        CompareValue(aName, lKind);
+        if (lKind == NodeKind::Integer || lKind == NodeKind::Float)
+        {
+            CompareLimits(aName, lKind);
+        }
+    }
+
+    size_t GetCount() const { return mCount; }
+    KyGigE::NodeMap& GetMap() { return *mMap; }
+    AravisJudge& GetJudge() { return mJudge; }
+    const KyGigE::DeviceDescription& GetDescription() const { return *mDescription; }
+
+private:
+    void CompareEntries(const std::string& aName)
+    {
+        std::vector<std::string> lEntries;
+        const bool lGood = mMap->GetEntries(aName, lEntries).IsOK();
+        const auto lJudged = mJudge.GetEntries(aName);
+        EXPECT_EQ(lGood, lJudged.has_value()) << aName;
+        EXPECT_TRUE(!lGood || !lJudged || lEntries == *lJudged) << aName;
+        ++mCount;
+    }
+
+    void CompareAccess(const std::string& aName)
+    {
+        const bool lJudged = mJudge.GetAccess(aName) != "RO" && !mJudge.IsLocked(aName);
+        const bool lWritable = mMap->IsWritable(aName);
+        EXPECT_TRUE(!lWritable || lJudged) << aName; // a lock below counts with ours only
+    }
+
+    void CompareValue(const std::string& aName, NodeKind aKind)
+    {
+        std::string lText;
+        const bool lGood = mMap->GetText(aName, lText).IsOK();
+        ++mCount;
+        if (aKind == NodeKind::Integer)
+        {
+            int64_t lValue = 0;
+            static_cast<void>(mMap->GetInteger(aName, lValue));
+            const auto lJudged = mJudge.GetInteger(aName);
+            EXPECT_EQ(lGood, lJudged.has_value()) << aName << ' ' << lText;
+            EXPECT_TRUE(!lGood || lJudged == lValue) << aName << ' ' << lValue << ' ' << lJudged.value_or(0);
+            return;
+        }
+        if (aKind == NodeKind::Float)
+        {
+            const auto lJudged = mJudge.GetFloat(aName);
+            const double lValue = lGood ? std::strtod(lText.c_str(), nullptr) : 0;
+            EXPECT_EQ(lGood, lJudged.has_value()) << aName << ' ' << lText;
+            EXPECT_TRUE(!lGood || !lJudged || IsClose(lValue, *lJudged))
+                << aName << ' ' << lText << ' ' << *lJudged;
+            return;
+        }
+        const auto lJudged = mJudge.GetText(aName);
+        EXPECT_EQ(lGood, lJudged.has_value()) << aName << ' ' << lText;
+        EXPECT_TRUE(!lGood || !lJudged || lText == *lJudged) << aName << ' ' << lText << ' ' << *lJudged;
+    }
+
+    void CompareLimits(const std::string& aName, NodeKind aKind)
+    {
+        KyGigE::Range lRange;
+        if (!mMap->GetRange(aName, lRange).IsOK())
+        {
+            return;
+        }
+        for (const bool lMax : {false, true})
+        {
+            const auto& lOurs = lMax ? lRange.mMax : lRange.mMin;
+            if (!lOurs) // Aravis has a type's limit instead of none
+            {
+                continue;
+            }
+            const std::string lWhich = aName + (lMax ? " max" : " min");
+            ++mCount;
+            if (aKind == NodeKind::Float)
+            {
+                const auto lLimit = mJudge.GetFloatLimit(aName, lMax);
+                EXPECT_TRUE(lLimit && IsClose(*lLimit, lOurs->AsFloat()))
+                    << lWhich << ' ' << lOurs->AsFloat() << ' ' << lLimit.value_or(0);
+            }
+            else
+            {
+                EXPECT_EQ(mJudge.GetLimit(aName, lMax), lOurs->Rounded()) << lWhich;
+            }
+        }
+    }
+
+    AravisJudge mJudge;
+    std::unique_ptr<KyGigE::DeviceDescription> mDescription;
+    std::unique_ptr<KyGigE::NodeMap> mMap;
+    size_t mCount = 0;
+};
+
+TEST(AravisComparisonTest, AgreesOnItsSimulatedCamera)
+{
+    const auto lSpace = AravisJudge::MakeFakeSpace();
+    Comparison lComparison(AravisJudge::GetFakeXml(), *lSpace);
+    const KyGigE::NodeTable& lNodes = lComparison.GetDescription().GetNodes();
+    for (KyGigE::NodeId lNode = 0; lNode < lNodes.GetCount(); ++lNode)
+    {
+        const std::string lName(lNodes.Get(lNode).mName);
+        if (!lName.empty() && lComparison.GetMap().GetKind(lName) != NodeKind::None)
+        {
+            lComparison.Compare(lName);
+        }
+    }
+    EXPECT_GT(lComparison.GetCount(), 80U);
+    EXPECT_FALSE(testing::Test::HasFailure());
+}
+
+TEST(AravisComparisonTest, AgreesOnRandomDescriptions)
+{
+    const char* const lRounds = std::getenv("KYSERIAL_RANDOM_DESCRIPTIONS");
+    const unsigned lCount = lRounds != nullptr ? static_cast<unsigned>(std::atoi(lRounds)) : 100;
+    size_t lCompared = 0;
+    for (unsigned lSeed = 1; lSeed <= lCount && !testing::Test::HasFailure(); ++lSeed)
+    {
+        const RandomDescription lDescription(lSeed);
+        KyTest::FakeSpace lSpace;
+        std::mt19937 lRandom(lSeed);
+        for (uint64_t lAddress = 0; lAddress < 512; lAddress += 4)
+        {
+            lSpace.PutWord(lAddress, lRandom() % 4 == 0   ? lRandom() % 4
+                                     : lRandom() % 4 == 0 ? 0
+                                                          : lRandom() & 0x7FFFFFFFU);
+        }
+        Comparison lComparison(lDescription.GetXml(), lSpace);
+        for (const std::string& lName : lDescription.GetNames())
+        {
+            lComparison.Compare(lName);
+        }
+        lCompared += lComparison.GetCount();
+        EXPECT_FALSE(testing::Test::HasFailure()) << "seed " << lSeed << '\n' << lDescription.GetXml();
+    }
+    EXPECT_GE(lCompared, size_t{lCount} * 10);
+}
+
+} // namespace
