@@ -29,7 +29,7 @@ public:
     /// The session of the service whose objects this process may use, when it is one that a search over small
     /// numbers does not find. Linux: the user that the administrator has named beside the group.
     /// \param aNumber  Receives its number; unchanged on failure.
-    /// \return False: there is none. Always on Windows, where services are in session 0.
+    /// \return False: the setting names no service user. Always on Windows, where services are in session 0.
     static bool GetService(uint32_t& aNumber) noexcept;
 
     /// Why the calling thread could not open or make named objects since ForgetObstacle(), or what would keep

@@ -9,7 +9,7 @@
 
 /// \file
 /// The tests of a device that engines and support questions begin with. Each logs under the operation that
-/// asks, with its own place in the source, so that file and line tell which of the tests failed.
+/// asks, with its own place in the source, so that file and line say which of the tests failed.
 
 namespace KySerialLib
 {

@@ -96,7 +96,7 @@ public:
 
     /// Frees the place of a client that has ended without giving it back, as one that was killed. By the server.
     /// \param aClientSemaphore  The server's own, from AcquireServer().
-    /// \return True: the place was freed. False: the client lives, there is none, lock not to be had, invalid.
+    /// \return True: the place was freed. False: the client lives, no client is there, or the lock is not to be had.
     bool FreeDeadClient(KyPlatform::NamedSemaphore& aClientSemaphore);
 
     /// Why the registry is not valid, or why the calling thread's last AcquireServer() has failed, other than

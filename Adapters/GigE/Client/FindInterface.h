@@ -17,7 +17,7 @@ struct OwnSide
 
 /// The own side for an interface that is given by its address or name.
 /// \param aDevice  What it has to reach: of several addresses the one in the device's network is taken.
-/// \return Empty; or why there is none, as a sentence: this host has no such interface, or it is not up, or
+/// \return Empty; or the reason why no interface fits, as a sentence: this host has no such interface, or it is not up, or
 ///         several have that address.
 std::string FindInterface(const std::string& aInterface, uint32_t aDevice, OwnSide& aOwn);
 

@@ -44,33 +44,33 @@ bool Evaluator::GetAccess(NodeId aNode, Access& aAccess)
 
 bool Evaluator::FindAccess(NodeId aNode, Access& aAccess)
 {
-    bool lImplemented = false;
-    bool lAvailable = false;
-    if (!AllConditions(aNode, PropertyId::IsImplemented, lImplemented))
+    Conditions lImplemented;
+    Conditions lAvailable;
+    Conditions lLocked;
+    if (!GetConditions(aNode, PropertyId::IsImplemented, lImplemented))
     {
         return false;
     }
-    if (!lImplemented) // its other conditions may be nonsense on this device
+    if (!lImplemented.mAll) // its other conditions may be nonsense on this device
     {
         aAccess.mAvailable = false;
         return true;
     }
-    if (!AllConditions(aNode, PropertyId::IsAvailable, lAvailable))
+    if (!GetConditions(aNode, PropertyId::IsAvailable, lAvailable))
     {
         return false;
     }
-    if (!lAvailable)
+    if (!lAvailable.mAll)
     {
         aAccess.mAvailable = false;
         return true;
     }
-    bool lLocked = false;
-    if (!GetBaseAccess(aNode, aAccess) || !AnyCondition(aNode, PropertyId::IsLocked, lLocked))
+    if (!GetBaseAccess(aNode, aAccess) || !GetConditions(aNode, PropertyId::IsLocked, lLocked))
     {
         return false;
     }
     Narrow(mNodes.GetText(aNode, PropertyId::ImposedAccessMode), aAccess);
-    aAccess.mLocked = aAccess.mLocked || lLocked;
+    aAccess.mLocked = aAccess.mLocked || lLocked.mAny;
     aAccess.mAvailable = aAccess.mAvailable && (aAccess.mReadable || aAccess.mWritable);
     return true;
 }
@@ -138,9 +138,9 @@ bool Evaluator::GetBaseAccess(NodeId aNode, Access& aAccess)
     return true;
 }
 
-bool Evaluator::AllConditions(NodeId aNode, PropertyId aId, bool& aAll)
+bool Evaluator::GetConditions(NodeId aNode, PropertyId aId, Conditions& aConditions)
 {
-    aAll = true;
+    aConditions = {};
     for (const Property& lProperty : mNodes.GetProperties(aNode))
     {
         Number lValue;
@@ -152,26 +152,8 @@ bool Evaluator::AllConditions(NodeId aNode, PropertyId aId, bool& aAll)
         {
             return false;
         }
-        aAll = aAll && !lValue.IsZero();
-    }
-    return true;
-}
-
-bool Evaluator::AnyCondition(NodeId aNode, PropertyId aId, bool& aAny)
-{
-    aAny = false;
-    for (const Property& lProperty : mNodes.GetProperties(aNode))
-    {
-        Number lValue;
-        if (lProperty.mId != aId)
-        {
-            continue;
-        }
-        if (!Follow(aNode, lProperty) || !GetNumber(lProperty.mNode, lValue))
-        {
-            return false;
-        }
-        aAny = aAny || !lValue.IsZero();
+        aConditions.mAll = aConditions.mAll && !lValue.IsZero();
+        aConditions.mAny = aConditions.mAny || !lValue.IsZero();
     }
     return true;
 }

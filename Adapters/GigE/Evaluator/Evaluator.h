@@ -124,6 +124,13 @@ private:
         bool mGood;
     };
 
+    /// The conditions of one kind that a node has; without any, all of them are true and none is.
+    struct Conditions
+    {
+        bool mAll = true;
+        bool mAny = false;
+    };
+
     /// What this use has worked out for a node.
     struct Memo
     {
@@ -178,8 +185,7 @@ private:
     // Access.cpp
     bool FindAccess(NodeId aNode, Access& aAccess);
     bool GetBaseAccess(NodeId aNode, Access& aAccess);
-    bool AllConditions(NodeId aNode, PropertyId aId, bool& aAll);
-    bool AnyCondition(NodeId aNode, PropertyId aId, bool& aAny);
+    bool GetConditions(NodeId aNode, PropertyId aId, Conditions& aConditions);
 
     // Ranges.cpp
     bool FindRange(NodeId aNode, Range& aRange);

@@ -33,7 +33,7 @@ class Formula
 public:
     static constexpr size_t cLongestText = size_t{64} << 10U;
 
-    /// Gives the value of a name. \return False: there is none; the formula has none then.
+    /// Gives the value of a name. \return False: the name has no value, so the formula has no value either.
     using Variables = std::function<bool(std::string_view aName, Number& aValue)>;
 
     /// \param aProblem  Set on a failure. \return Null on a failure.

@@ -89,7 +89,7 @@ bool Leave(const Object& aObject, uint32_t aLeft) noexcept
     } while (!lWord.compare_exchange_weak(lFound, aLeft | (aLeft != 0 ? lFound : 0)));
     if ((lFound & cSleepers) != 0)
     {
-        // Ignored: who is not woken looks without that.
+        // Ignored: a sleeper that is not woken looks again after cLookAgain.
         static_cast<void>(gSystem.mFutex(GetAddress(aObject), FUTEX_WAKE, 1, nullptr));
     }
     return true;
@@ -140,7 +140,7 @@ public:
         *lLink = *lLink != nullptr ? aObject.mNext : nullptr;
     }
 
-    /// Another object through which the thread has the same lock; null when there is none.
+    /// Another object through which the thread has the same lock; null when the thread has no other.
     const Object* FindOther(const Object& aObject) noexcept
     {
         for (const Object* lObject = GetFirst(); lObject != nullptr; lObject = lObject->mNext)
@@ -279,7 +279,7 @@ WaitResult Await(const Object& aObject, uint32_t aTimeout) noexcept
                 return WaitResult::Failed;
             }
         }
-        // Who slept does not know whether others sleep still, and keeps the flag for them.
+        // A thread that slept does not know whether others still sleep, so it keeps the flag for them.
         lResult = TryTake(aObject, lFound, cSleepers);
         lResult = IsOwned(lResult) ? lResult : TakeFromDead(aObject, lFound, cSleepers);
     }

@@ -37,7 +37,7 @@ bool ReadSettings(Line& aLine) noexcept
     return lRead > 0;
 }
 
-/// Takes the next word of the first line; empty when there is none.
+/// Takes the next word of the first line; empty at its end.
 char* NextWord(char*& aRest) noexcept
 {
     const auto lIsGap = [](char aCharacter) { return aCharacter == ' ' || aCharacter == '\t'; };

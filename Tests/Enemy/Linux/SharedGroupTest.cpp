@@ -98,7 +98,7 @@ TEST_F(SharedGroupTest, PlaceOfAMemberThatIsKilledIsFreedByTheServer)
     NamedSemaphore lServer;
     NamedSemaphore lClient;
     ASSERT_TRUE(lRegistry.AcquireServer("Service", lServer, lClient));
-    EXPECT_FALSE(lRegistry.FreeDeadClient(lClient)); // there is none
+    EXPECT_FALSE(lRegistry.FreeDeadClient(lClient)); // no client is there
     const auto lDie = []
     {
         SharedRegistry lOwn(true);

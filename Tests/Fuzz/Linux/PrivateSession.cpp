@@ -299,7 +299,7 @@ int SetOwner(int /*aNumber*/, uid_t /*aUser*/, gid_t /*aGroup*/)
     return 0;
 }
 
-/// Every place is free to be taken, and nobody who has one is alive but this process.
+/// Every place is free, and this process is the only one alive that has a place.
 int LockByte(int /*aNumber*/, int /*aCommand*/, struct flock* aLock)
 {
     aLock->l_type = F_UNLCK;
