@@ -1,5 +1,5 @@
-#include "Simulator/EquippedCamera.h"
-#include "Simulator/SimulatedDeviceAdapter.h"
+#include "Simulator/Camera/EquippedCamera.h"
+#include "Simulator/Camera/SimulatedDeviceAdapter.h"
 
 #include <KySerial/KyDeviceSerialPort.h>
 

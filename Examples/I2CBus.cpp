@@ -2,9 +2,9 @@
 
 #include <KySerial/KyDeviceI2CBus.h>
 
-#include "Simulator/Eeprom24C02.h"
-#include "Simulator/SimulatedDeviceAdapter.h"
-#include "Simulator/TemperatureSensor.h"
+#include "Simulator/Camera/SimulatedDeviceAdapter.h"
+#include "Simulator/Peers/Eeprom24C02.h"
+#include "Simulator/Peers/TemperatureSensor.h"
 
 #include <cstdio>
 #include <cstring>

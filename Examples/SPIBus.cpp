@@ -2,8 +2,8 @@
 
 #include <KySerial/KyDeviceSPIBus.h>
 
-#include "Simulator/SimulatedDeviceAdapter.h"
-#include "Simulator/SpiFlash.h"
+#include "Simulator/Camera/SimulatedDeviceAdapter.h"
+#include "Simulator/Peers/SpiFlash.h"
 
 #include <cstdio>
 #include <memory>

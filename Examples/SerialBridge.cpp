@@ -4,8 +4,8 @@
 #include <KySerial/KySerialBridge.h>
 #include <clserzmo/clser.h>
 
-#include "Simulator/LensController.h"
-#include "Simulator/SimulatedDeviceAdapter.h"
+#include "Simulator/Camera/SimulatedDeviceAdapter.h"
+#include "Simulator/Peers/LensController.h"
 
 #include <chrono>
 #include <cstdio>

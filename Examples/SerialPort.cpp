@@ -2,8 +2,8 @@
 
 #include <KySerial/KyDeviceSerialPort.h>
 
-#include "Simulator/LensController.h"
-#include "Simulator/SimulatedDeviceAdapter.h"
+#include "Simulator/Camera/SimulatedDeviceAdapter.h"
+#include "Simulator/Peers/LensController.h"
 
 #include <cstdio>
 #include <memory>

@@ -5,7 +5,7 @@
 
 #include "Benchmarks/Figures.h"
 #include "JxUtilsLib/Event.h"
-#include "Simulator/CameraModel.h"
+#include "Simulator/Camera/CameraModel.h"
 #include "Simulator/Network/NetworkCamera.h"
 
 #include <KyGigE/GigEDeviceAdapter.h>

@@ -2,8 +2,8 @@
 
 #include "HandleTable.h"
 #include "KySimulatorC/kysimulator.h"
-#include "Simulator/Lock.h"
-#include "Simulator/SimulatedDeviceAdapter.h"
+#include "Simulator/Camera/Lock.h"
+#include "Simulator/Camera/SimulatedDeviceAdapter.h"
 
 #include <map>
 #include <memory>

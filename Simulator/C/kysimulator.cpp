@@ -1,12 +1,12 @@
 #include "KySimulatorC/kysimulator.h"
 
 #include "Camera.h"
-#include "Simulator/Eeprom24C02.h"
-#include "Simulator/FeatureTable.h"
-#include "Simulator/LensController.h"
-#include "Simulator/LoopbackPeer.h"
-#include "Simulator/SpiFlash.h"
-#include "Simulator/TemperatureSensor.h"
+#include "Simulator/Camera/FeatureTable.h"
+#include "Simulator/Peers/Eeprom24C02.h"
+#include "Simulator/Peers/LensController.h"
+#include "Simulator/Peers/LoopbackPeer.h"
+#include "Simulator/Peers/SpiFlash.h"
+#include "Simulator/Peers/TemperatureSensor.h"
 
 #include <algorithm>
 #include <cstddef>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Adapters/GigE/Gvcp/Protocol.h"
-#include "Simulator/CameraModel.h"
+#include "Simulator/Camera/CameraModel.h"
 
 #include <array>
 #include <cstdint>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Simulator/CameraModel.h"
-#include "Simulator/FeatureTable.h"
+#include "Simulator/Camera/CameraModel.h"
+#include "Simulator/Camera/FeatureTable.h"
 
 #include <cstdint>
 #include <optional>

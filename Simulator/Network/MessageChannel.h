@@ -2,8 +2,8 @@
 
 #include "Adapters/GigE/Gvcp/Protocol.h"
 #include "Adapters/GigE/Gvcp/UdpSocket.h"
-#include "Simulator/CameraListener.h"
-#include "Simulator/Lock.h"
+#include "Simulator/Camera/CameraListener.h"
+#include "Simulator/Camera/Lock.h"
 
 #include <cstdint>
 #include <deque>

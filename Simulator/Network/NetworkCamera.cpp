@@ -1,6 +1,6 @@
 #include "Simulator/Network/NetworkCamera.h"
 
-#include "Simulator/Registers.h"
+#include "Simulator/Camera/Registers.h"
 
 #include <algorithm>
 #include <array>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Adapters/GigE/Gvcp/UdpSocket.h"
-#include "Simulator/CameraModel.h"
+#include "Simulator/Camera/CameraModel.h"
 #include "Simulator/Network/DatagramGate.h"
 #include "Simulator/Network/GvcpServer.h"
 #include "Simulator/Network/MessageChannel.h"

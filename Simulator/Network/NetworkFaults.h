@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Simulator/Scheduler.h"
+#include "Simulator/Time/Scheduler.h"
 
 #include <array>
 #include <cstddef>

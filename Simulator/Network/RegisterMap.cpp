@@ -1,7 +1,7 @@
 #include "Simulator/Network/RegisterMap.h"
 
+#include "Simulator/Camera/Registers.h"
 #include "Simulator/Network/DeviceXml.h"
-#include "Simulator/Registers.h"
 
 #include <algorithm>
 #include <array>

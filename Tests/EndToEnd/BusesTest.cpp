@@ -3,11 +3,11 @@
 #include <KySerial/KyDeviceI2CBus.h>
 #include <KySerial/KyDeviceSPIBus.h>
 
-#include "Simulator/Eeprom24C02.h"
-#include "Simulator/I2CBusPeer.h"
-#include "Simulator/SpiBusPeer.h"
-#include "Simulator/SpiFlash.h"
-#include "Simulator/TemperatureSensor.h"
+#include "Simulator/Peers/Eeprom24C02.h"
+#include "Simulator/Peers/I2CBusPeer.h"
+#include "Simulator/Peers/SpiBusPeer.h"
+#include "Simulator/Peers/SpiFlash.h"
+#include "Simulator/Peers/TemperatureSensor.h"
 
 #include <gmock/gmock.h>
 

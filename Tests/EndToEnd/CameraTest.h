@@ -4,9 +4,9 @@
 
 #include <KySerial/KyDeviceSerialPort.h>
 
-#include "Simulator/CameraModel.h"
-#include "Simulator/LensController.h"
-#include "Simulator/LoopbackPeer.h"
+#include "Simulator/Camera/CameraModel.h"
+#include "Simulator/Peers/LensController.h"
+#include "Simulator/Peers/LoopbackPeer.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #include "EndToEnd/CameraTest.h"
-#include "Simulator/Eeprom24C02.h"
-#include "Simulator/I2CBusPeer.h"
+#include "Simulator/Peers/Eeprom24C02.h"
+#include "Simulator/Peers/I2CBusPeer.h"
 
 #include <KySerial/KyDeviceI2CBus.h>
 

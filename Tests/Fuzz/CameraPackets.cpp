@@ -3,8 +3,8 @@
 // taken from the application that has it.
 
 #include "Fuzz/FuzzInput.h"
-#include "Simulator/ManualScheduler.h"
 #include "Simulator/Network/GvcpServer.h"
+#include "Simulator/Time/ManualScheduler.h"
 
 #include <array>
 #include <memory>

@@ -2,10 +2,10 @@
 // down and read back as the same.
 
 #include "Fuzz/FuzzInput.h"
-#include "kyserial/Failure.h"
-#include "kyserial/HexInput.h"
-#include "kyserial/I2CSyntax.h"
-#include "kyserial/Number.h"
+#include "kyserial/Bus/I2CSyntax.h"
+#include "kyserial/Text/Failure.h"
+#include "kyserial/Text/HexInput.h"
+#include "kyserial/Text/Number.h"
 
 #include <string>
 

@@ -1,8 +1,8 @@
 #include "GigE/DescriptionRules.h"
 
-#include <Simulator/ManualScheduler.h>
 #include <Simulator/Network/DeviceXml.h>
 #include <Simulator/Network/FeatureRegisters.h>
+#include <Simulator/Time/ManualScheduler.h>
 
 #include <gmock/gmock.h>
 

@@ -1,8 +1,8 @@
 #include "CameraClient.h"
 
-#include <Simulator/LoopbackPeer.h>
+#include <Simulator/Camera/Registers.h>
 #include <Simulator/Network/NetworkCamera.h>
-#include <Simulator/Registers.h>
+#include <Simulator/Peers/LoopbackPeer.h>
 
 #include <gmock/gmock.h>
 

@@ -1,7 +1,7 @@
-#include <Simulator/ManualScheduler.h>
+#include <Simulator/Camera/Registers.h>
 #include <Simulator/Network/DeviceXml.h>
 #include <Simulator/Network/RegisterMap.h>
-#include <Simulator/Registers.h>
+#include <Simulator/Time/ManualScheduler.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -7,7 +7,7 @@
 #include "Tests/Support/WaitFor.h"
 
 #include <JxUtilsLib/Event.h>
-#include <Simulator/CameraModel.h>
+#include <Simulator/Camera/CameraModel.h>
 #include <Simulator/Network/NetworkCamera.h>
 
 #include <gmock/gmock.h>

@@ -1,9 +1,9 @@
 #pragma once
 
 #include <Adapters/GigE/Gvcp/Protocol.h>
-#include <Simulator/ManualScheduler.h>
+#include <Simulator/Camera/Registers.h>
 #include <Simulator/Network/GvcpServer.h>
-#include <Simulator/Registers.h>
+#include <Simulator/Time/ManualScheduler.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -3,7 +3,7 @@
 #include "Simulator/CameraFixture.h"
 #include "Simulator/RecordingSink.h"
 
-#include <Simulator/SimulatedDeviceAdapter.h>
+#include <Simulator/Camera/SimulatedDeviceAdapter.h>
 
 #include <memory>
 #include <string>

@@ -2,9 +2,9 @@
 
 #include "Simulator/RecordingListener.h"
 
-#include <Simulator/CameraModel.h>
-#include <Simulator/ManualScheduler.h>
-#include <Simulator/Registers.h>
+#include <Simulator/Camera/CameraModel.h>
+#include <Simulator/Camera/Registers.h>
+#include <Simulator/Time/ManualScheduler.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
 #include "Simulator/CameraFixture.h"
 
-#include <Simulator/Eeprom24C02.h>
-#include <Simulator/TemperatureSensor.h>
+#include <Simulator/Peers/Eeprom24C02.h>
+#include <Simulator/Peers/TemperatureSensor.h>
 
 using namespace KySimulator;
 using namespace std::chrono_literals;

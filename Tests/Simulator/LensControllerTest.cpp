@@ -1,6 +1,6 @@
 #include "Simulator/CameraFixture.h"
 
-#include <Simulator/LensController.h>
+#include <Simulator/Peers/LensController.h>
 
 using namespace KySimulator;
 using namespace std::chrono_literals;

@@ -2,7 +2,7 @@
 
 #include "Simulator/RecordingPeer.h"
 
-#include <Simulator/LoopbackPeer.h>
+#include <Simulator/Peers/LoopbackPeer.h>
 
 using namespace KySimulator;
 using namespace std::chrono_literals;

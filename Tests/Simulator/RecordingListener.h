@@ -1,7 +1,7 @@
 #pragma once
 
-#include <Simulator/CameraListener.h>
-#include <Simulator/Lock.h>
+#include <Simulator/Camera/CameraListener.h>
+#include <Simulator/Camera/Lock.h>
 
 #include <string>
 #include <utility>

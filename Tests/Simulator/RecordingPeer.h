@@ -1,7 +1,7 @@
 #pragma once
 
-#include <Simulator/Lock.h>
-#include <Simulator/SerialPeer.h>
+#include <Simulator/Camera/Lock.h>
+#include <Simulator/Peers/SerialPeer.h>
 
 #include <memory>
 #include <vector>

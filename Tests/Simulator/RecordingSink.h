@@ -1,6 +1,6 @@
 #pragma once
 
-#include <Simulator/Lock.h>
+#include <Simulator/Camera/Lock.h>
 
 #include <KySerial/IKyDeviceEventSink.h>
 

@@ -1,6 +1,6 @@
-#include <Simulator/Lock.h>
-#include <Simulator/ManualScheduler.h>
-#include <Simulator/RealScheduler.h>
+#include <Simulator/Camera/Lock.h>
+#include <Simulator/Time/ManualScheduler.h>
+#include <Simulator/Time/RealScheduler.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

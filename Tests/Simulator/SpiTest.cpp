@@ -1,6 +1,6 @@
 #include "Simulator/CameraFixture.h"
 
-#include <Simulator/SpiFlash.h>
+#include <Simulator/Peers/SpiFlash.h>
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "kyserial/BridgeStatistics.h"
+#include "kyserial/Bridge/BridgeStatistics.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>

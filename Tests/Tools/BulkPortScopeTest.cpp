@@ -1,8 +1,8 @@
-#include "kyserial/BulkPortScope.h"
+#include "kyserial/Bus/BulkPortScope.h"
 
-#include "Simulator/CameraModel.h"
-#include "Simulator/SimulatedDeviceAdapter.h"
-#include "kyserial/Failure.h"
+#include "Simulator/Camera/CameraModel.h"
+#include "Simulator/Camera/SimulatedDeviceAdapter.h"
+#include "kyserial/Text/Failure.h"
 
 #include <gtest/gtest.h>
 

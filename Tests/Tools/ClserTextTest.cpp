@@ -1,6 +1,6 @@
-#include "kyserial/ClserText.h"
-#include "kyserial/ClserCommand.h"
-#include "kyserial/Failure.h"
+#include "kyserial/Device/ClserText.h"
+#include "kyserial/Commands/ClserCommand.h"
+#include "kyserial/Text/Failure.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>

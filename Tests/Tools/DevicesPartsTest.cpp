@@ -1,5 +1,5 @@
-#include "kyserial/DevicesCommand.h"
-#include "kyserial/FeaturesCommand.h"
+#include "kyserial/Commands/DevicesCommand.h"
+#include "kyserial/Commands/FeaturesCommand.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

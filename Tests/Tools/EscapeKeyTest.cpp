@@ -1,4 +1,4 @@
-#include "kyserial/EscapeKey.h"
+#include "kyserial/Terminal/EscapeKey.h"
 
 #include <gtest/gtest.h>
 

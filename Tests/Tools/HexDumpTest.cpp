@@ -1,4 +1,4 @@
-#include "kyserial/HexDump.h"
+#include "kyserial/Text/HexDump.h"
 
 #include <gtest/gtest.h>
 

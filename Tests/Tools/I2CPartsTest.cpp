@@ -1,6 +1,6 @@
-#include "kyserial/Failure.h"
-#include "kyserial/I2CSyntax.h"
-#include "kyserial/I2CTables.h"
+#include "kyserial/Bus/I2CSyntax.h"
+#include "kyserial/Bus/I2CTables.h"
+#include "kyserial/Text/Failure.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,12 +1,12 @@
-#include "Simulator/CameraModel.h"
-#include "Simulator/Eeprom24C02.h"
-#include "Simulator/Faults.h"
-#include "Simulator/SimulatedDeviceAdapter.h"
-#include "Simulator/SpiFlash.h"
-#include "kyserial/CommonOptions.h"
-#include "kyserial/Eeprom.h"
-#include "kyserial/Failure.h"
-#include "kyserial/FlashMemory.h"
+#include "Simulator/Camera/CameraModel.h"
+#include "Simulator/Camera/Faults.h"
+#include "Simulator/Camera/SimulatedDeviceAdapter.h"
+#include "Simulator/Peers/Eeprom24C02.h"
+#include "Simulator/Peers/SpiFlash.h"
+#include "kyserial/Bus/Eeprom.h"
+#include "kyserial/Bus/FlashMemory.h"
+#include "kyserial/Options/CommonOptions.h"
+#include "kyserial/Text/Failure.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
-#include "kyserial/PatientAdapter.h"
-#include "kyserial/PortSettings.h"
+#include "kyserial/Bridge/PatientAdapter.h"
+#include "kyserial/Device/PortSettings.h"
 
-#include "Simulator/LoopbackPeer.h"
-#include "Simulator/SimulatedDeviceAdapter.h"
+#include "Simulator/Camera/SimulatedDeviceAdapter.h"
+#include "Simulator/Peers/LoopbackPeer.h"
 
 #include <KySerial/KyDeviceSerialPort.h>
 

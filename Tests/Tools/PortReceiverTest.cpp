@@ -1,6 +1,6 @@
 #include "ScriptedPort.h"
 
-#include "kyserial/PortReceiver.h"
+#include "kyserial/Terminal/PortReceiver.h"
 
 #include <JxUtilsLib/Event.h>
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
 #include "ScriptedPort.h"
 
-#include "kyserial/Failure.h"
-#include "kyserial/PortSender.h"
+#include "kyserial/Terminal/PortSender.h"
+#include "kyserial/Text/Failure.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
-#include "Simulator/CameraModel.h"
-#include "Simulator/SimulatedDeviceAdapter.h"
-#include "kyserial/CommonOptions.h"
-#include "kyserial/PortSurvey.h"
-#include "kyserial/PortsCommand.h"
+#include "Simulator/Camera/CameraModel.h"
+#include "Simulator/Camera/SimulatedDeviceAdapter.h"
+#include "kyserial/Commands/PortsCommand.h"
+#include "kyserial/Device/PortSurvey.h"
+#include "kyserial/Options/CommonOptions.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>

@@ -1,7 +1,7 @@
-#include "kyserial/PtyRelay.h"
+#include "kyserial/Bridge/PtyRelay.h"
 
 #include "Support/WaitFor.h"
-#include "kyserial/Failure.h"
+#include "kyserial/Text/Failure.h"
 
 #include <JxUtilsLib/Thread.h>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kyserial/BytePort.h"
+#include "kyserial/Device/BytePort.h"
 
 #include <JxUtilsLib/Event.h>
 

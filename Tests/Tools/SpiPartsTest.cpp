@@ -1,9 +1,9 @@
-#include "kyserial/Failure.h"
-#include "kyserial/FileContent.h"
-#include "kyserial/FlashMemory.h"
-#include "kyserial/HexInput.h"
-#include "kyserial/Progress.h"
-#include "kyserial/SpiBus.h"
+#include "kyserial/Bus/FlashMemory.h"
+#include "kyserial/Bus/SpiBus.h"
+#include "kyserial/Text/Failure.h"
+#include "kyserial/Text/FileContent.h"
+#include "kyserial/Text/HexInput.h"
+#include "kyserial/Text/Progress.h"
 
 #include <gtest/gtest.h>
 

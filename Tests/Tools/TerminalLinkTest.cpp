@@ -1,7 +1,7 @@
-#include "kyserial/TerminalLink.h"
+#include "kyserial/Terminal/TerminalLink.h"
 
 #include "Support/Process.h"
-#include "kyserial/Failure.h"
+#include "kyserial/Text/Failure.h"
 
 #include <KyPlatform/PseudoTerminal.h>
 

@@ -1,8 +1,8 @@
-#include "kyserial/DeviceSelector.h"
-#include "kyserial/Failure.h"
-#include "kyserial/Number.h"
-#include "kyserial/PortName.h"
-#include "kyserial/Table.h"
+#include "kyserial/Device/DeviceSelector.h"
+#include "kyserial/Device/PortName.h"
+#include "kyserial/Text/Failure.h"
+#include "kyserial/Text/Number.h"
+#include "kyserial/Text/Table.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "kyserial/TrafficLog.h"
+#include "kyserial/Terminal/TrafficLog.h"
 #include "Support/PatternMatcher.h"
 #include "Support/Process.h"
 

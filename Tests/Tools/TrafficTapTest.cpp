@@ -1,7 +1,7 @@
-#include "kyserial/TrafficTap.h"
+#include "kyserial/Bridge/TrafficTap.h"
 
-#include "Simulator/LoopbackPeer.h"
-#include "Simulator/SimulatedDeviceAdapter.h"
+#include "Simulator/Camera/SimulatedDeviceAdapter.h"
+#include "Simulator/Peers/LoopbackPeer.h"
 #include "Support/Process.h"
 
 #include <KySerial/KyDeviceSerialPort.h>

@@ -2,7 +2,7 @@
 
 #include "kyserial-camera/CameraConsole.h"
 
-#include "Simulator/EquippedCamera.h"
+#include "Simulator/Camera/EquippedCamera.h"
 #include "Simulator/Network/NetworkCamera.h"
 
 #include <CLI/CLI.hpp>

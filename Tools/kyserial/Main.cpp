@@ -1,5 +1,5 @@
 #include "KyPlatform/StandardStreams.h"
-#include "kyserial/CommandLine.h"
+#include "kyserial/Options/CommandLine.h"
 
 #include <cstdio>
 #include <new>

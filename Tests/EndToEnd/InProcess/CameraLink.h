@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Simulator/SimulatedDeviceAdapter.h"
+#include "Simulator/Camera/SimulatedDeviceAdapter.h"
 
 #include <memory>
 #include <optional>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Simulator/AdapterSlot.h"
+#include "Simulator/Camera/AdapterSlot.h"
 #include "Simulator/Network/NetworkCamera.h"
 
 #include <JxUtilsLib/Thread.h>

@@ -1,6 +1,6 @@
-#include "kyserial/NetworkDevices.h"
+#include "kyserial/Device/NetworkDevices.h"
 
-#include "kyserial/Failure.h"
+#include "kyserial/Text/Failure.h"
 
 #include <KyGigE/DeviceAddress.h>
 #include <KyGigE/Discovery.h>

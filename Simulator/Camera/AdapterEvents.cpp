@@ -1,0 +1,228 @@
+#include "Simulator/Camera/AdapterEvents.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace KySimulator
+{
+
+AdapterEvents::AdapterEvents(CameraModel& aCamera, Faults& aFaults) : mCamera(aCamera), mFaults(aFaults) {}
+
+void AdapterEvents::Start()
+{
+    mThread = std::thread([this] { Run(); });
+    mCamera.AddListener(this);
+}
+
+void AdapterEvents::Stop()
+{
+    mCamera.RemoveListener(this);
+    {
+        LockScope lScope(mLock);
+        mStop = true;
+        mChanged.NotifyAll();
+    }
+    mThread.join();
+}
+
+void AdapterEvents::OnDeviceEvent(const DeviceEvent& aEvent)
+{
+    const Faults::EventFate lFate = mFaults.EnterEvent();
+    for (uint32_t lCopy = 0; lCopy < lFate.mCopies; ++lCopy)
+    {
+        const Time lDue = lFate.mDelay > Time(0) ? mCamera.GetScheduler().Now() + lFate.mDelay : Time(0);
+        Push({aEvent, lDue});
+    }
+}
+
+void AdapterEvents::OnFeatureChanged(const std::string& aName)
+{
+    Push({FeatureChange{aName}, Time(0)});
+}
+
+void AdapterEvents::Push(Queued aQueued)
+{
+    const Time lDue = aQueued.mDue;
+    {
+        LockScope lScope(mLock);
+        mQueue.push_back(std::move(aQueued));
+        mChanged.NotifyAll();
+    }
+    if (lDue > Time(0))
+    {
+        mCamera.GetScheduler().At(lDue,
+                                  [lWeak = weak_from_this()]
+                                  {
+                                      if (const std::shared_ptr<AdapterEvents> lThis = lWeak.lock())
+                                      {
+                                          LockScope lScope(lThis->mLock);
+                                          lThis->mChanged.NotifyAll();
+                                      }
+                                  });
+    }
+}
+
+bool AdapterEvents::AddSink(IKyDeviceEventSink* aSink)
+{
+    LockScope lScope(mLock);
+    if (std::find(mSinks.begin(), mSinks.end(), aSink) != mSinks.end())
+    {
+        return false;
+    }
+    mSinks.push_back(aSink);
+    return true;
+}
+
+bool AdapterEvents::RemoveSink(IKyDeviceEventSink* aSink)
+{
+    LockScope lScope(mLock);
+    const auto lSink = std::find(mSinks.begin(), mSinks.end(), aSink);
+    const bool lFound = lSink != mSinks.end();
+    if (lFound)
+    {
+        mSinks.erase(lSink);
+    }
+    // Also for a sink that another thread has just removed: the promise holds for each caller.
+    const uint64_t lCalls = mCalls;
+    while (mCurrent != nullptr && mCurrent == aSink && mCalls == lCalls &&
+           mThreadID != std::this_thread::get_id())
+    {
+        mChanged.Wait(mLock);
+    }
+    return lFound;
+}
+
+void AdapterEvents::AddInterest(const std::string& aName)
+{
+    LockScope lScope(mLock);
+    ++mInterests[aName];
+}
+
+bool AdapterEvents::RemoveInterest(const std::string& aName)
+{
+    LockScope lScope(mLock);
+    const auto lInterest = mInterests.find(aName);
+    if (lInterest == mInterests.end())
+    {
+        return false;
+    }
+    if (--lInterest->second == 0)
+    {
+        mInterests.erase(lInterest);
+    }
+    return true;
+}
+
+std::vector<uint8_t> AdapterEvents::GetUpstream(size_t aBulk)
+{
+    LockScope lScope(mLock);
+    // A sink asks for its own port's bytes whichever port's event it is told of; old bytes would be taken
+    // twice.
+    if (std::this_thread::get_id() == mThreadID && mDelivering != aBulk)
+    {
+        return {};
+    }
+    return mUpstream[aBulk];
+}
+
+void AdapterEvents::WaitUntilIdle()
+{
+    LockScope lScope(mLock);
+    while (mBusy || !mQueue.empty())
+    {
+        mChanged.Wait(mLock);
+    }
+}
+
+void AdapterEvents::WaitForDue(Time aDue)
+{
+    while (!mStop && mCamera.GetScheduler().Now() < aDue)
+    {
+        mChanged.Wait(mLock); // the camera's clock wakes it
+    }
+}
+
+void AdapterEvents::Run()
+{
+    LockScope lScope(mLock);
+    mThreadID = std::this_thread::get_id();
+    while (!mStop)
+    {
+        if (mQueue.empty())
+        {
+            mChanged.Wait(mLock);
+            continue;
+        }
+        mBusy = true;
+        const Queued lNext = std::move(mQueue.front());
+        mQueue.pop_front();
+        WaitForDue(lNext.mDue);
+        if (const auto* lEvent = std::get_if<DeviceEvent>(&lNext.mWhat))
+        {
+            Deliver(*lEvent);
+        }
+        else
+        {
+            DeliverChange(std::get<FeatureChange>(lNext.mWhat).mName);
+        }
+        mBusy = false;
+        mChanged.NotifyAll();
+    }
+}
+
+void AdapterEvents::Deliver(const DeviceEvent& aEvent)
+{
+    const size_t lBulk =
+        aEvent.mId >= cUpstreamEvent ? static_cast<size_t>(aEvent.mId - cUpstreamEvent) : cBulkCount;
+    const uint64_t lBlockID = ++mBlockID;
+    mDelivering = lBulk;
+    if (lBulk < cBulkCount && !mFaults.IsDisconnected())
+    {
+        mUpstream[lBulk] = aEvent.mData;
+    }
+    CallSinks(
+        [&](IKyDeviceEventSink& aSink)
+        {
+            aSink.NotifyEvent(aEvent.mId, 0, lBlockID, static_cast<uint64_t>(aEvent.mTimestamp.count()),
+                              aEvent.mData.data(), static_cast<uint32_t>(aEvent.mData.size()));
+        });
+    if (lBulk < cBulkCount)
+    {
+        const std::string lPrefix = "EventBulk" + std::to_string(lBulk) + "UpstreamData";
+        DeliverChange(lPrefix + "Buffer");
+        DeliverChange(lPrefix + "Length");
+    }
+    mDelivering = cBulkCount;
+}
+
+void AdapterEvents::DeliverChange(const std::string& aName)
+{
+    if (mInterests.count(aName) != 0)
+    {
+        const KyString lName(aName.c_str());
+        CallSinks([&](IKyDeviceEventSink& aSink) { aSink.NotifyFeatureInvalidated(&lName); });
+    }
+}
+
+template<typename Call>
+void AdapterEvents::CallSinks(const Call& aCall)
+{
+    const std::vector<IKyDeviceEventSink*> lSinks = mSinks;
+    for (IKyDeviceEventSink* const lSink : lSinks)
+    {
+        if (mStop || mFaults.IsDisconnected() ||
+            std::find(mSinks.begin(), mSinks.end(), lSink) == mSinks.end())
+        {
+            continue;
+        }
+        mCurrent = lSink;
+        mLock.Give();
+        aCall(*lSink);
+        mLock.Take();
+        mCurrent = nullptr;
+        ++mCalls;
+        mChanged.NotifyAll();
+    }
+}
+
+} // namespace KySimulator

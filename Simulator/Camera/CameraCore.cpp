@@ -1,0 +1,94 @@
+#include "Simulator/Camera/CameraCore.h"
+
+namespace KySimulator
+{
+
+namespace
+{
+
+/// What a peer holds of a camera.
+class CameraLine final : public SerialLine
+{
+public:
+    CameraLine(std::weak_ptr<CameraCore> aCore, Port aPort) : mCore(std::move(aCore)), mPort(aPort) {}
+
+    void Send(const uint8_t* aData, size_t aSize, Time aDelay) override
+    {
+        if (const std::shared_ptr<CameraCore> lCore = mCore.lock())
+        {
+            lCore->With([&](CameraState& aState) { aState.ArriveFrom(this, mPort, aData, aSize, aDelay); });
+        }
+    }
+
+    Time Now() const override
+    {
+        const std::shared_ptr<CameraCore> lCore = mCore.lock();
+        return lCore != nullptr ? lCore->GetScheduler().Now() : Time(0);
+    }
+
+private:
+    const std::weak_ptr<CameraCore> mCore;
+    const Port mPort;
+};
+
+} // namespace
+
+CameraCore::CameraCore(const CameraConfiguration& aConfiguration, std::shared_ptr<Scheduler> aScheduler)
+    : mConfiguration(aConfiguration)
+    , mFeatures(MakeFeatureTable(aConfiguration))
+    , mScheduler(std::move(aScheduler))
+    , mState(aConfiguration)
+{
+}
+
+void CameraCore::Settle()
+{
+    mState.Step(mScheduler->Now());
+    mOutbox.Post(mState.TakeOutputs());
+    const Time lNext = mState.NextDue();
+    if (lNext < mOrdered)
+    {
+        mOrdered = lNext;
+        mScheduler->At(lNext,
+                       [lWeak = weak_from_this()]
+                       {
+                           if (const std::shared_ptr<CameraCore> lCore = lWeak.lock())
+                           {
+                               lCore->OnTimer();
+                           }
+                       });
+    }
+}
+
+void CameraCore::OnTimer()
+{
+    {
+        LockScope lScope(mLock);
+        if (mScheduler->Now() >= mOrdered)
+        {
+            mOrdered = cNever;
+        }
+        mState.Step(mScheduler->Now());
+        Settle();
+    }
+    mOutbox.Drain();
+}
+
+void CameraCore::Plug(Port aPort, std::shared_ptr<SerialPeer> aPeer)
+{
+    std::shared_ptr<SerialLine> lLine;
+    if (aPeer != nullptr)
+    {
+        lLine = std::make_shared<CameraLine>(weak_from_this(), aPort);
+    }
+    With(
+        [&](CameraState& aState)
+        {
+            if (aState.Find(aPort) != nullptr)
+            {
+                aState.Plug(aPort, aPeer, lLine);
+            }
+        });
+}
+
+} // namespace KySimulator

@@ -1,0 +1,70 @@
+#pragma once
+
+#include "Simulator/Camera/CameraState.h"
+#include "Simulator/Camera/Lock.h"
+#include "Simulator/Ports/Outbox.h"
+
+#include <memory>
+#include <utility>
+
+namespace KySimulator
+{
+
+/// A camera's state with the lock, the clock and the way out round it. Timers and lines hold it weakly.
+class CameraCore : public std::enable_shared_from_this<CameraCore>
+{
+public:
+    CameraCore(const CameraConfiguration& aConfiguration, std::shared_ptr<Scheduler> aScheduler);
+    CameraCore(const CameraCore&) = delete;
+    CameraCore& operator=(const CameraCore&) = delete;
+
+    /// Does something with the state, at the present moment, and everything that follows from it.
+    template<typename Work>
+    auto With(const Work& aWork)
+    {
+        if constexpr (std::is_void_v<decltype(aWork(std::declval<CameraState&>()))>)
+        {
+            {
+                LockScope lScope(mLock);
+                mState.Step(mScheduler->Now());
+                aWork(mState);
+                Settle();
+            }
+            mOutbox.Drain();
+        }
+        else
+        {
+            auto lResult = [&]
+            {
+                LockScope lScope(mLock);
+                mState.Step(mScheduler->Now());
+                auto lValue = aWork(mState);
+                Settle();
+                return lValue;
+            }();
+            mOutbox.Drain();
+            return lResult;
+        }
+    }
+
+    const CameraConfiguration& GetConfiguration() const { return mConfiguration; }
+    const FeatureTable& GetFeatures() const { return mFeatures; }
+    Scheduler& GetScheduler() const { return *mScheduler; }
+    Outbox& GetOutbox() { return mOutbox; }
+    void Plug(Port aPort, std::shared_ptr<SerialPeer> aPeer);
+
+private:
+    /// Does what an access has made due, passes on what was said and orders the next timer.
+    void Settle() JX_REQUIRES(mLock);
+    void OnTimer();
+
+    const CameraConfiguration mConfiguration;
+    const FeatureTable mFeatures;
+    const std::shared_ptr<Scheduler> mScheduler;
+    Outbox mOutbox;
+    Lock mLock;
+    CameraState mState JX_GUARDED_BY(mLock);
+    Time mOrdered JX_GUARDED_BY(mLock) = cNever;
+};
+
+} // namespace KySimulator

@@ -1,0 +1,129 @@
+#include "Simulator/Camera/CameraState.h"
+
+#include "Simulator/Camera/Registers.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace KySimulator
+{
+
+CameraState::CameraState(const CameraConfiguration& aConfiguration)
+    : mConfiguration(aConfiguration)
+    , mFeatures(MakeFeatureTable(aConfiguration))
+    , mBulkSelector(aConfiguration.FirstFeaturePort())
+    , mEventSelector(mBulkSelector)
+    , mUserID(aConfiguration.mUserID)
+{
+    const LinePort::Limits lLimits{mConfiguration.mUartReceiveFifo, mConfiguration.mWireLimit};
+    for (size_t lUart = 0; lUart < mConfiguration.mUartCount; ++lUart)
+    {
+        mUarts[lUart] = std::make_unique<UartPort>(*this, lUart, lLimits, mConfiguration.mUnlimitedLineRate);
+    }
+    for (size_t lBulk = 0; lBulk < cBulkCount; ++lBulk)
+    {
+        if (mConfiguration.mBulk[lBulk].mFeatures || (lBulk == 0 && HasBulkRegisters()))
+        {
+            mBulks[lBulk] = std::make_unique<BulkPort>(*this, lBulk, mConfiguration);
+        }
+    }
+}
+
+void CameraState::Step(Time aNow)
+{
+    mNow = std::max(mNow, aNow);
+    for (size_t lPort = 0; lPort < cPortCount; ++lPort)
+    {
+        if (LinePort* const lLine = Find(static_cast<Port>(lPort)))
+        {
+            lLine->Step();
+        }
+    }
+}
+
+Time CameraState::NextDue() const
+{
+    Time lNext = cNever;
+    for (const auto& lUart : mUarts)
+    {
+        lNext = std::min(lNext, lUart != nullptr ? lUart->NextDue() : cNever);
+    }
+    for (const auto& lBulk : mBulks)
+    {
+        lNext = std::min(lNext, lBulk != nullptr ? lBulk->NextDue() : cNever);
+    }
+    return lNext;
+}
+
+std::vector<Output> CameraState::TakeOutputs()
+{
+    return std::exchange(mOutputs, {});
+}
+
+LinePort* CameraState::Find(Port aPort)
+{
+    if (aPort == Port::Uart0 || aPort == Port::Uart1)
+    {
+        return mUarts[static_cast<size_t>(aPort)].get();
+    }
+    return FindBulk(aPort);
+}
+
+BulkPort* CameraState::FindBulk(Port aPort)
+{
+    return IsPort(aPort) && aPort >= Port::Bulk0 ? mBulks[static_cast<size_t>(aPort) - cUartCount].get()
+                                                 : nullptr;
+}
+
+void CameraState::RaiseInterrupt(uint16_t aId, uint32_t aStatus, const std::vector<uint8_t>& aData)
+{
+    DeviceEvent lEvent{aId, mNow, {}};
+    lEvent.mData.reserve(4 + aData.size());
+    for (uint32_t lShift = 0; lShift < 32; lShift += 8)
+    {
+        lEvent.mData.push_back(static_cast<uint8_t>((aStatus >> lShift) & 0xFFU));
+    }
+    lEvent.mData.insert(lEvent.mData.end(), aData.begin(), aData.end());
+    mOutputs.emplace_back(std::move(lEvent));
+}
+
+void CameraState::RaiseUpstream(size_t aBulk, const std::vector<uint8_t>& aData)
+{
+    mOutputs.emplace_back(DeviceEvent{static_cast<uint16_t>(cUpstreamEvent + aBulk), mNow, aData});
+}
+
+void CameraState::DeliverToPeer(Port aPort, std::vector<uint8_t> aData)
+{
+    const Socket& lSocket = mSockets[static_cast<size_t>(aPort)];
+    if (lSocket.mPeer != nullptr)
+    {
+        mOutputs.emplace_back(PeerNews{lSocket.mPeer, std::move(aData)});
+    }
+}
+
+void CameraState::Plug(Port aPort, std::shared_ptr<SerialPeer> aPeer,
+                       const std::shared_ptr<SerialLine>& aLine)
+{
+    Socket& lSocket = mSockets[static_cast<size_t>(aPort)];
+    if (lSocket.mPeer != nullptr)
+    {
+        mOutputs.emplace_back(PeerNews{lSocket.mPeer, std::monostate()});
+    }
+    lSocket = {std::move(aPeer), aLine};
+    if (lSocket.mPeer != nullptr)
+    {
+        mOutputs.emplace_back(PeerNews{lSocket.mPeer, aLine});
+    }
+}
+
+void CameraState::ArriveFrom(const SerialLine* aLine, Port aPort, const uint8_t* aData, size_t aSize,
+                             Time aDelay)
+{
+    LinePort* const lPort = Find(aPort);
+    if (lPort != nullptr && mSockets[static_cast<size_t>(aPort)].mLine.get() == aLine && aData != nullptr)
+    {
+        lPort->Inject(aData, aSize, aDelay);
+    }
+}
+
+} // namespace KySimulator

@@ -1,0 +1,378 @@
+#include "Simulator/Camera/SimulatedDeviceAdapter.h"
+
+#include "Simulator/Camera/AdapterEvents.h"
+
+#include <algorithm>
+#include <cstdio>
+
+namespace KySimulator
+{
+
+namespace
+{
+
+KyResult ToResult(const Outcome& aOutcome)
+{
+    return aOutcome.IsOk()
+               ? KyResult()
+               : KyResult(static_cast<uint32_t>(aOutcome.mStatus), KyString(aOutcome.mText.c_str()));
+}
+
+KyResult InvalidParameter(const char* aText)
+{
+    return {static_cast<uint32_t>(Status::InvalidParameter), KyString(aText)};
+}
+
+std::string TextOf(const KyString& aText)
+{
+    return {aText.GetAscii(), aText.GetLength()};
+}
+
+std::string Hex(uint32_t aValue)
+{
+    char lText[11];
+    std::snprintf(lText, sizeof(lText), "0x%X", static_cast<unsigned>(aValue));
+    return lText;
+}
+
+/// "3 bytes: 01 02 03", cut after 64.
+std::string Bytes(const uint8_t* aData, int64_t aSize)
+{
+    constexpr int64_t cShown = 64;
+    std::string lText = std::to_string(aSize) + " bytes:";
+    for (int64_t lIndex = 0; aData != nullptr && lIndex < std::min(aSize, cShown); ++lIndex)
+    {
+        char lByte[4];
+        std::snprintf(lByte, sizeof(lByte), " %02X", static_cast<unsigned>(aData[lIndex]));
+        lText += lByte;
+    }
+    return aSize > cShown ? lText + " ..." : lText;
+}
+
+/// Bulk index of an upstream feature of the camera; cBulkCount for any other name.
+size_t UpstreamPortOf(const std::string& aName)
+{
+    constexpr size_t cDigit = 9; // "EventBulk"
+    if (aName.size() <= cDigit || aName[cDigit] < '0' || aName[cDigit] > '7')
+    {
+        return cBulkCount;
+    }
+    const std::string lPrefix = aName.substr(0, cDigit + 1) + "UpstreamData";
+    const bool lUpstream =
+        aName.rfind("EventBulk", 0) == 0 && (aName == lPrefix + "Buffer" || aName == lPrefix + "Length");
+    return lUpstream ? static_cast<size_t>(aName[cDigit] - '0') : cBulkCount;
+}
+
+} // namespace
+
+SimulatedDeviceAdapter::SimulatedDeviceAdapter(std::shared_ptr<CameraModel> aCamera)
+    : mCamera(std::move(aCamera))
+    , mFaults(std::make_unique<Faults>())
+    , mEvents(std::make_shared<AdapterEvents>(*mCamera, *mFaults))
+{
+    mEvents->Start();
+}
+
+SimulatedDeviceAdapter::~SimulatedDeviceAdapter()
+{
+    mEvents->Stop();
+}
+
+CameraModel& SimulatedDeviceAdapter::GetCamera() const
+{
+    return *mCamera;
+}
+
+Faults& SimulatedDeviceAdapter::GetFaults() const
+{
+    return *mFaults;
+}
+
+void SimulatedDeviceAdapter::WaitForEvents()
+{
+    mCamera->WaitForListeners();
+    mEvents->WaitUntilIdle();
+}
+
+template<typename Text>
+std::optional<KyResult> SimulatedDeviceAdapter::Enter(AdapterSlot aSlot, const Text& aArguments)
+{
+    return mFaults->EnterCall(aSlot, mFaults->IsRecording() ? aArguments() : std::string());
+}
+
+void SimulatedDeviceAdapter::Reserved0() {}
+
+void SimulatedDeviceAdapter::Reserved3() {}
+
+void SimulatedDeviceAdapter::Reserved12() {}
+
+void SimulatedDeviceAdapter::Reserved13() {}
+
+void SimulatedDeviceAdapter::Reserved23() {}
+
+bool SimulatedDeviceAdapter::IsIntegerFeatureAvailable(const KyString& aName)
+{
+    const auto lFailure = Enter(AdapterSlot::IsIntegerFeatureAvailable, [&] { return TextOf(aName); });
+    return !lFailure && mCamera->GetFeatureKind(TextOf(aName)) == FeatureKind::Integer;
+}
+
+bool SimulatedDeviceAdapter::IsFeatureAvailable(const KyString& aName)
+{
+    const auto lFailure = Enter(AdapterSlot::IsFeatureAvailable, [&] { return TextOf(aName); });
+    return !lFailure && mCamera->GetFeatureKind(TextOf(aName)) != FeatureKind::None;
+}
+
+bool SimulatedDeviceAdapter::IsRegisterFeatureAvailable(const KyString& aName)
+{
+    const auto lFailure = Enter(AdapterSlot::IsRegisterFeatureAvailable, [&] { return TextOf(aName); });
+    return !lFailure && mCamera->GetFeatureKind(TextOf(aName)) == FeatureKind::Register;
+}
+
+bool SimulatedDeviceAdapter::IsFeatureReadable(const KyString& aName)
+{
+    const auto lFailure = Enter(AdapterSlot::IsFeatureReadable, [&] { return TextOf(aName); });
+    return !lFailure && mCamera->IsFeatureReadable(TextOf(aName));
+}
+
+bool SimulatedDeviceAdapter::IsFeatureWritable(const KyString& aName)
+{
+    const auto lFailure = Enter(AdapterSlot::IsFeatureWritable, [&] { return TextOf(aName); });
+    return !lFailure && mCamera->IsFeatureWritable(TextOf(aName));
+}
+
+bool SimulatedDeviceAdapter::IsEnumEntryAvailable(const KyString& aName, const KyString& aEntry)
+{
+    std::vector<std::string> lEntries;
+    if (Enter(AdapterSlot::IsEnumEntryAvailable, [&] { return TextOf(aName) + ", " + TextOf(aEntry); }) ||
+        !mCamera->GetEntries(TextOf(aName), lEntries).IsOk())
+    {
+        return false;
+    }
+    return std::find(lEntries.begin(), lEntries.end(), TextOf(aEntry)) != lEntries.end();
+}
+
+KyResult SimulatedDeviceAdapter::GetIntegerValue(const KyString& aName, int64_t& aValue)
+{
+    aValue = 0;
+    if (const auto lFailure = Enter(AdapterSlot::GetIntegerValue, [&] { return TextOf(aName); }))
+    {
+        return *lFailure;
+    }
+    const Outcome lOutcome = mCamera->GetInteger(TextOf(aName), aValue);
+    const size_t lBulk = UpstreamPortOf(TextOf(aName));
+    if (lOutcome.IsOk() && lBulk < cBulkCount)
+    {
+        aValue = static_cast<int64_t>(mEvents->GetUpstream(lBulk).size());
+    }
+    return ToResult(lOutcome);
+}
+
+KyResult SimulatedDeviceAdapter::GetEnumEntries(const KyString& aName, KyStringList& aEntries)
+{
+    aEntries.Clear();
+    if (const auto lFailure = Enter(AdapterSlot::GetEnumEntries, [&] { return TextOf(aName); }))
+    {
+        return *lFailure;
+    }
+    std::vector<std::string> lEntries;
+    const Outcome lOutcome = mCamera->GetEntries(TextOf(aName), lEntries);
+    for (const std::string& lEntry : lEntries)
+    {
+        aEntries.Add(KyString(lEntry.c_str()));
+    }
+    return ToResult(lOutcome);
+}
+
+KyResult SimulatedDeviceAdapter::GetFeatureAsString(const KyString& aName, KyString& aValue)
+{
+    aValue = KyString();
+    if (const auto lFailure = Enter(AdapterSlot::GetFeatureAsString, [&] { return TextOf(aName); }))
+    {
+        return *lFailure;
+    }
+    std::string lText;
+    const Outcome lOutcome = mCamera->GetText(TextOf(aName), lText);
+    const size_t lBulk = UpstreamPortOf(TextOf(aName));
+    if (lOutcome.IsOk() && lBulk < cBulkCount)
+    {
+        lText = std::to_string(mEvents->GetUpstream(lBulk).size());
+    }
+    aValue = KyString(lText.c_str());
+    return ToResult(lOutcome);
+}
+
+KyResult SimulatedDeviceAdapter::SetFeatureFromString(const KyString& aName, const KyString& aValue)
+{
+    if (const auto lFailure =
+            Enter(AdapterSlot::SetFeatureFromString, [&] { return TextOf(aName) + ", " + TextOf(aValue); }))
+    {
+        return *lFailure;
+    }
+    return ToResult(mCamera->SetText(TextOf(aName), TextOf(aValue)));
+}
+
+KyResult SimulatedDeviceAdapter::GetStringValue(const KyString& aName, KyString& aValue)
+{
+    aValue = KyString();
+    if (const auto lFailure = Enter(AdapterSlot::GetStringValue, [&] { return TextOf(aName); }))
+    {
+        return *lFailure;
+    }
+    const FeatureKind lKind = mCamera->GetFeatureKind(TextOf(aName));
+    if (lKind != FeatureKind::String && lKind != FeatureKind::None)
+    {
+        return InvalidParameter("The feature is no string.");
+    }
+    std::string lText;
+    const Outcome lOutcome = mCamera->GetText(TextOf(aName), lText);
+    aValue = KyString(lText.c_str());
+    return ToResult(lOutcome);
+}
+
+KyResult SimulatedDeviceAdapter::GetRegisterLength(const KyString& aName, int64_t& aLength)
+{
+    aLength = 0;
+    if (const auto lFailure = Enter(AdapterSlot::GetRegisterLength, [&] { return TextOf(aName); }))
+    {
+        return *lFailure;
+    }
+    return ToResult(mCamera->GetRegisterLength(TextOf(aName), aLength));
+}
+
+KyResult SimulatedDeviceAdapter::GetRegisterData(const KyString& aName, uint8_t* aBuffer, int64_t aLength)
+{
+    if (const auto lFailure = Enter(AdapterSlot::GetRegisterData, [&]
+                                    { return TextOf(aName) + ", " + std::to_string(aLength) + " bytes"; }))
+    {
+        return *lFailure;
+    }
+    const Outcome lOutcome = mCamera->GetRegisterData(TextOf(aName), aBuffer, aLength);
+    const size_t lBulk = UpstreamPortOf(TextOf(aName));
+    if (lOutcome.IsOk() && lBulk < cBulkCount)
+    {
+        std::vector<uint8_t> lData = mEvents->GetUpstream(lBulk);
+        lData.resize(static_cast<size_t>(aLength));
+        std::copy(lData.begin(), lData.end(), aBuffer);
+    }
+    return ToResult(lOutcome);
+}
+
+KyResult SimulatedDeviceAdapter::SetRegisterData(const KyString& aName, const uint8_t* aBuffer,
+                                                 int64_t aLength)
+{
+    if (const auto lFailure = Enter(AdapterSlot::SetRegisterData,
+                                    [&] { return TextOf(aName) + ", " + Bytes(aBuffer, aLength); }))
+    {
+        return *lFailure;
+    }
+    return ToResult(mCamera->SetRegisterData(TextOf(aName), aBuffer, aLength));
+}
+
+KyResult SimulatedDeviceAdapter::RegisterFeatureInterest(const KyString& aName)
+{
+    if (const auto lFailure = Enter(AdapterSlot::RegisterFeatureInterest, [&] { return TextOf(aName); }))
+    {
+        return *lFailure;
+    }
+    if (mCamera->GetFeatureKind(TextOf(aName)) == FeatureKind::None)
+    {
+        return {static_cast<uint32_t>(Status::NotImplemented), KyString("There is no such feature.")};
+    }
+    mEvents->AddInterest(TextOf(aName));
+    return {};
+}
+
+KyResult SimulatedDeviceAdapter::UnregisterFeatureInterest(const KyString& aName)
+{
+    const auto lFailure = Enter(AdapterSlot::UnregisterFeatureInterest, [&] { return TextOf(aName); });
+    const bool lFound = mEvents->RemoveInterest(TextOf(aName));
+    if (lFailure)
+    {
+        return *lFailure;
+    }
+    return lFound ? KyResult() : InvalidParameter("Nobody has registered interest in this feature.");
+}
+
+KyResult SimulatedDeviceAdapter::WriteRegister(uint32_t aAddress, uint32_t aValue)
+{
+    if (const auto lFailure =
+            Enter(AdapterSlot::WriteRegister, [&] { return Hex(aAddress) + ", " + Hex(aValue); }))
+    {
+        return *lFailure;
+    }
+    return ToResult(mCamera->WriteRegister(aAddress, aValue));
+}
+
+KyResult SimulatedDeviceAdapter::ReadRegister(uint32_t aAddress, uint32_t& aValue)
+{
+    if (const auto lFailure = Enter(AdapterSlot::ReadRegister, [&] { return Hex(aAddress); }))
+    {
+        return *lFailure;
+    }
+    return ToResult(mCamera->ReadRegister(aAddress, aValue));
+}
+
+KyResult SimulatedDeviceAdapter::WriteMemory(const uint8_t* aBuffer, uint32_t aAddress, uint32_t aLength)
+{
+    if (const auto lFailure =
+            Enter(AdapterSlot::WriteMemory, [&] { return Hex(aAddress) + ", " + Bytes(aBuffer, aLength); }))
+    {
+        return *lFailure;
+    }
+    return ToResult(mCamera->WriteMemory(aAddress, aBuffer, aLength));
+}
+
+KyResult SimulatedDeviceAdapter::PostWrite(uint32_t aMilliseconds)
+{
+    const auto lFailure = Enter(AdapterSlot::PostWrite, [&] { return std::to_string(aMilliseconds); });
+    return lFailure.value_or(KyResult());
+}
+
+bool SimulatedDeviceAdapter::IsConnected()
+{
+    return !Enter(AdapterSlot::IsConnected, [] { return std::string(); });
+}
+
+bool SimulatedDeviceAdapter::IsKorvoVideoInterface()
+{
+    const auto lFailure = Enter(AdapterSlot::IsKorvoVideoInterface, [] { return std::string(); });
+    return !lFailure && mCamera->GetConfiguration().mVideoInterface;
+}
+
+bool SimulatedDeviceAdapter::IsGigEVision()
+{
+    const auto lFailure = Enter(AdapterSlot::IsGigEVision, [] { return std::string(); });
+    return !lFailure && mCamera->GetConfiguration().mTransport == Transport::GigEVision;
+}
+
+bool SimulatedDeviceAdapter::IsAlternateTransport()
+{
+    const auto lFailure = Enter(AdapterSlot::IsAlternateTransport, [] { return std::string(); });
+    return !lFailure && mCamera->GetConfiguration().mTransport == Transport::Alternate;
+}
+
+KyResult SimulatedDeviceAdapter::RegisterEventSink(IKyDeviceEventSink* aSink)
+{
+    if (const auto lFailure = Enter(AdapterSlot::RegisterEventSink, [] { return std::string(); }))
+    {
+        return *lFailure;
+    }
+    if (aSink == nullptr)
+    {
+        return InvalidParameter("There is no event sink.");
+    }
+    return mEvents->AddSink(aSink) ? KyResult() : InvalidParameter("The event sink is registered already.");
+}
+
+KyResult SimulatedDeviceAdapter::UnregisterEventSink(IKyDeviceEventSink* aSink)
+{
+    const auto lFailure = Enter(AdapterSlot::UnregisterEventSink, [] { return std::string(); });
+    const bool lFound = mEvents->RemoveSink(aSink);
+    if (lFailure)
+    {
+        return *lFailure;
+    }
+    return lFound ? KyResult() : InvalidParameter("The event sink is not registered.");
+}
+
+} // namespace KySimulator

@@ -1,0 +1,289 @@
+#include "Simulator/Ports/BulkPort.h"
+
+#include "Simulator/Camera/Registers.h"
+
+#include <algorithm>
+
+namespace KySimulator
+{
+
+namespace
+{
+
+uint32_t WithBits(uint32_t aWord, uint32_t aShift, uint32_t aValue)
+{
+    return (aWord & ~(cThreeBits << aShift)) | ((aValue & cThreeBits) << aShift);
+}
+
+} // namespace
+
+BulkPort::BulkPort(PortHost& aHost, size_t aIndex, const CameraConfiguration& aConfiguration)
+    : LinePort(aHost, BulkPortOf(aIndex), {aConfiguration.mBulkReceiveFifo, aConfiguration.mWireLimit})
+    , mIndex(aIndex)
+    , mCamera(aConfiguration)
+    , mConfiguration(cThreshold << cThresholdShift)
+    , mI2CBus(std::make_shared<I2CBusPeer>())
+    , mSpiBus(std::make_shared<SpiBusPeer>(nullptr))
+{
+    SetProtocol(aConfiguration.mBulk[aIndex].mMode);
+}
+
+void BulkPort::SetConfiguration(uint32_t aValue)
+{
+    mConfiguration = aValue;
+    if ((aValue & cResetFifos) != 0)
+    {
+        DropTransmit();
+        DropReceived();
+    }
+}
+
+Protocol BulkPort::GetProtocol() const
+{
+    return static_cast<Protocol>((mConfiguration >> cInterfaceShift) & cThreeBits);
+}
+
+void BulkPort::SetProtocol(Protocol aProtocol)
+{
+    mConfiguration = WithBits(mConfiguration, cInterfaceShift, static_cast<uint32_t>(aProtocol));
+}
+
+uint32_t BulkPort::GetSpeedIndex() const
+{
+    return (mConfiguration >> cSpeedShift) & cThreeBits;
+}
+
+void BulkPort::SetSpeedIndex(uint32_t aIndex)
+{
+    mConfiguration = WithBits(mConfiguration, cSpeedShift, aIndex);
+}
+
+bool BulkPort::IsUsable() const
+{
+    return mCamera.mBulk[mIndex].Offers(GetProtocol());
+}
+
+bool BulkPort::IsLine() const
+{
+    return GetProtocol() == Protocol::Uart || GetProtocol() == Protocol::Usrt;
+}
+
+Time BulkPort::TimeOrNone(uint64_t aBits, uint64_t aRate) const
+{
+    if (mCamera.mUnlimitedLineRate || !IsUsable())
+    {
+        return Time(0);
+    }
+    return TimeOfBits(aBits, aRate) * ((mConfiguration & cDoubleByteTime) != 0 ? 2 : 1);
+}
+
+Time BulkPort::GetByteTime() const
+{
+    constexpr uint64_t cI2CRate = 100000;
+    switch (GetProtocol())
+    {
+    case Protocol::Uart:
+        return TimeOrNone(mFrame.BitsPerByte(), UartRate(GetSpeedIndex(), mRate));
+    case Protocol::I2C:
+        return TimeOrNone(9, cI2CRate);
+    case Protocol::Usrt:
+    case Protocol::Spi:
+        break;
+    }
+    return TimeOrNone(8, cSynchronousClock / (2U << GetSpeedIndex()));
+}
+
+Outcome BulkPort::RefuseMessage(const char* aReason)
+{
+    ++mCounters.mBadMessages;
+    return {Status::InvalidParameter, aReason};
+}
+
+Outcome BulkPort::WriteWindow(const uint8_t* aData, size_t aSize, I2CFlags aFlags)
+{
+    const size_t lTaken = std::min(aSize, cTransmitFifo - std::min(GetTransmitFill(), cTransmitFifo));
+    mCounters.mTransmitOverflow += aSize - lTaken;
+    const bool lIsI2C = IsUsable() && GetProtocol() == Protocol::I2C;
+    if (lIsI2C)
+    {
+        Outcome lOutcome = TransferI2C({aData, aData + lTaken}, aFlags);
+        if (!lOutcome.IsOk())
+        {
+            return lOutcome;
+        }
+    }
+    const bool lOnWire = IsUsable() && IsLine();
+    if (!lOnWire && !lIsI2C)
+    {
+        mCounters.mDiscarded += lTaken;
+    }
+    // What does not go out on the line still passes the FIFO, whose interrupts the writer waits for.
+    Transmit(aData, lTaken, lOnWire, lIsI2C ? mBusStart : mHost.Now());
+    return {};
+}
+
+Outcome BulkPort::WriteMessage(const uint8_t* aData, size_t aSize, bool aBigEndian)
+{
+    if (!IsUsable())
+    {
+        return {Status::AccessDenied, "The port is set to an interface that it does not have."};
+    }
+    if (GetArriving() > mCamera.mDownstreamQueue)
+    {
+        return {Status::Busy, "Too many answers are on their way."};
+    }
+    if (GetProtocol() == Protocol::Spi)
+    {
+        const auto lMessage = ParseSpiMessage(aData, aSize, aBigEndian);
+        return lMessage ? TransferSpi(*lMessage) : RefuseMessage("The SPI message does not fit its header.");
+    }
+    const auto lMessage = ParseSerialMessage(aData, aSize, aBigEndian);
+    if (!lMessage)
+    {
+        return RefuseMessage("The message does not fit its header.");
+    }
+    return IsLine() ? WriteLine(*lMessage) : TransferI2C(lMessage->mData, lMessage->mFlags);
+}
+
+Outcome BulkPort::WriteLine(const SerialMessage& aMessage)
+{
+    if (GetTransmitFill() + aMessage.mData.size() > mCamera.mDownstreamQueue)
+    {
+        return {Status::Busy, "No room for the message until the line has taken what is waiting."};
+    }
+    Transmit(aMessage.mData.data(), aMessage.mData.size(), true, mHost.Now());
+    return {};
+}
+
+Outcome BulkPort::TransferI2C(const std::vector<uint8_t>& aData, I2CFlags aFlags)
+{
+    constexpr size_t cReadCommand = 3;
+    if (!aFlags.mTransfer || aData.empty())
+    {
+        return RefuseMessage("In I2C mode the port takes marked transfers only.");
+    }
+    const auto lAddress = static_cast<uint8_t>(aData[0] >> 1U);
+    const bool lRead = (aData[0] & 1U) != 0;
+    if (lRead && aData.size() != cReadCommand)
+    {
+        return RefuseMessage("An I2C read is an address and a count of two bytes.");
+    }
+    const Time lBit = TimeOrNone(1, aFlags.mFast ? 400000 : 100000);
+    mBusStart = std::max(mHost.Now(), mBusFree);
+    const I2CTransfer lTransfer =
+        lRead
+            ? mI2CBus->Read(lAddress, aData[1] | static_cast<size_t>(aData[2]) << 8U, aFlags, mBusStart, lBit)
+            : mI2CBus->Write(lAddress, aData.data() + 1, aData.size() - 1, aFlags, mBusStart, lBit);
+    mBusFree = lTransfer.mEnd;
+    mCounters.mSent += 1 + (lRead ? 0 : lTransfer.mBytes.size());
+    if (!lTransfer.IsComplete())
+    {
+        ++mCounters.mNotAcknowledged;
+        return mCamera.mReportNack ? Outcome(Status::NoAcknowledge, "The I2C device did not acknowledge.")
+                                   : Outcome();
+    }
+    if (lRead)
+    {
+        std::vector<uint8_t> lBytes;
+        lBytes.reserve(lTransfer.mBytes.size());
+        for (const I2CByte& lByte : lTransfer.mBytes)
+        {
+            lBytes.push_back(lByte.mByte);
+        }
+        Answer(lBytes, mBusStart + 10 * lBit, 9 * lBit); // behind the start and the address
+    }
+    return {};
+}
+
+Outcome BulkPort::TransferSpi(const SpiMessage& aMessage)
+{
+    std::vector<uint8_t> lOut = aMessage.mData;
+    lOut.resize(lOut.size() + aMessage.mReadSize); // reads clock zeros out
+    const Time lByteTime = GetByteTime();
+    mBusStart = std::max(mHost.Now(), mBusFree);
+    const std::vector<uint8_t> lIn = mSpiBus->Exchange(lOut, mBusStart, lByteTime);
+    mBusFree = mBusStart + lByteTime * static_cast<Time::rep>(lOut.size());
+    mCounters.mSent += lOut.size();
+    if (aMessage.mFinal)
+    {
+        mSpiBus->Release(mBusFree);
+    }
+    const size_t lSkipped = aMessage.mSimultaneous ? 0 : aMessage.mData.size();
+    Answer({lIn.begin() + static_cast<std::ptrdiff_t>(lSkipped), lIn.end()},
+           mBusStart + lByteTime * static_cast<Time::rep>(lSkipped), lByteTime);
+    return {};
+}
+
+void BulkPort::Answer(const std::vector<uint8_t>& aBytes, Time aStart, Time aByteTime)
+{
+    // In pieces, so that an event does not come for each byte, yet a slow bus answers before a reader gives
+    // up.
+    constexpr size_t cPiece = 64;
+    for (size_t lOffset = 0; lOffset < aBytes.size(); lOffset += cPiece)
+    {
+        const size_t lSize = std::min(cPiece, aBytes.size() - lOffset);
+        ArriveAt(aBytes.data() + lOffset, lSize,
+                 aStart + aByteTime * static_cast<Time::rep>(lOffset + lSize));
+    }
+}
+
+void BulkPort::OnByteSent()
+{
+    if (mIndex != 0)
+    {
+        return;
+    }
+    const size_t lFill = GetTransmitFill();
+    uint32_t lStatus = lFill == 0 ? cBulkTransmitEmpty : 0U;
+    if (lFill == mConfiguration >> cThresholdShift)
+    {
+        lStatus |= cBulkTransmitPartialEmpty;
+    }
+    lStatus = mHost.EnabledInterrupts(lStatus);
+    if (lStatus != 0)
+    {
+        FlushToPeer();
+        ++mCounters.mInterrupts;
+        mHost.RaiseInterrupt(mCamera.mBulkInterruptEvent, lStatus, {});
+    }
+}
+
+void BulkPort::HandOn()
+{
+    const size_t lMaximum = std::min<size_t>(mCamera.mUpstreamLength, 512);
+    while (GetReceived() > 0 &&
+           ((mIndex == 0 && mHost.EnabledInterrupts(cBulkReceive) != 0) || mHost.IsUpstreamEnabled(mIndex)))
+    {
+        RaiseReceived(TakeReceived(lMaximum));
+    }
+}
+
+void BulkPort::RaiseReceived(const std::vector<uint8_t>& aBytes)
+{
+    mCounters.mReported += aBytes.size();
+    const uint32_t lEnabled = mIndex == 0 ? mHost.EnabledInterrupts(cBulkReceive) : 0U;
+    if (lEnabled != 0)
+    {
+        ++mCounters.mInterrupts;
+        const uint32_t lLowest = lEnabled & (~lEnabled + 1U); // one cause is enough, whichever is enabled
+        mHost.RaiseInterrupt(mCamera.mBulkInterruptEvent, lLowest, aBytes);
+    }
+    if (mHost.IsUpstreamEnabled(mIndex))
+    {
+        ++mCounters.mUpstreamEvents;
+        mLastUpstream = aBytes;
+        mHost.RaiseUpstream(mIndex, aBytes);
+    }
+}
+
+void BulkPort::SetI2CBus(std::shared_ptr<I2CBusPeer> aBus)
+{
+    mI2CBus = aBus != nullptr ? std::move(aBus) : std::make_shared<I2CBusPeer>();
+}
+
+void BulkPort::SetSpiBus(std::shared_ptr<SpiBusPeer> aBus)
+{
+    mSpiBus = aBus != nullptr ? std::move(aBus) : std::make_shared<SpiBusPeer>(nullptr);
+}
+
+} // namespace KySimulator

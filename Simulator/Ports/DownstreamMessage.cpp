@@ -1,0 +1,81 @@
+#include "Simulator/Ports/DownstreamMessage.h"
+
+namespace KySimulator
+{
+
+namespace
+{
+
+constexpr size_t cHeader = 8;
+constexpr size_t cSpiControl = 4;
+
+uint32_t Word(const uint8_t* aData, bool aBigEndian)
+{
+    uint32_t lWord = 0;
+    for (uint32_t lIndex = 0; lIndex < 4; ++lIndex)
+    {
+        const uint32_t lShift = 8 * (aBigEndian ? 3 - lIndex : lIndex);
+        lWord |= static_cast<uint32_t>(aData[lIndex]) << lShift;
+    }
+    return lWord;
+}
+
+/// Whether a header's length fits what was written.
+bool Fits(const uint8_t* aData, size_t aSize, bool aBigEndian)
+{
+    return aData != nullptr && aSize >= cHeader && aSize % 4 == 0 &&
+           Word(aData + 4, aBigEndian) <= aSize - cHeader;
+}
+
+} // namespace
+
+std::optional<SerialMessage> ParseSerialMessage(const uint8_t* aData, size_t aSize, bool aBigEndian)
+{
+    if (!Fits(aData, aSize, aBigEndian))
+    {
+        return std::nullopt;
+    }
+    const uint32_t lFlags = Word(aData, aBigEndian);
+    if ((lFlags & 0x0FFFFFFFU) != 0)
+    {
+        return std::nullopt; // flags in the wrong byte order show themselves here
+    }
+    SerialMessage lMessage;
+    lMessage.mFlags.mFast = (lFlags & (1U << 31U)) != 0;
+    lMessage.mFlags.mStop = (lFlags & (1U << 30U)) != 0;
+    lMessage.mFlags.mThird = (lFlags & (1U << 29U)) != 0;
+    lMessage.mFlags.mTransfer = (lFlags & (1U << 28U)) != 0;
+    lMessage.mData.assign(aData + cHeader, aData + cHeader + Word(aData + 4, aBigEndian));
+    return lMessage;
+}
+
+std::optional<SpiMessage> ParseSpiMessage(const uint8_t* aData, size_t aSize, bool aBigEndian)
+{
+    if (!Fits(aData, aSize, aBigEndian) || Word(aData, aBigEndian) != 0)
+    {
+        return std::nullopt;
+    }
+    const size_t lLength = Word(aData + 4, aBigEndian);
+    if (lLength < cSpiControl)
+    {
+        return std::nullopt;
+    }
+    const size_t lData = lLength - cSpiControl;
+    const size_t lWrite = aData[8];
+    const size_t lRead = aData[9];
+    const size_t lSimultaneous = aData[10];
+    const bool lIsSimultaneous = lSimultaneous != 0;
+    // The sizes say what goes over the bus; data that they do not cover has no meaning.
+    if ((lIsSimultaneous && (lWrite != 0 || lRead != 0)) || lWrite + lSimultaneous != lData || aData[11] > 1)
+    {
+        return std::nullopt;
+    }
+    SpiMessage lMessage;
+    lMessage.mReadSize = lRead;
+    lMessage.mSimultaneous = lIsSimultaneous;
+    lMessage.mFinal = aData[11] == 1;
+    lMessage.mData.assign(aData + cHeader + cSpiControl, aData + cHeader + cSpiControl + lData);
+    return lMessage;
+}
+
+} // namespace KySimulator

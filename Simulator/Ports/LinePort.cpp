@@ -1,0 +1,123 @@
+#include "Simulator/Ports/LinePort.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace KySimulator
+{
+
+LinePort::LinePort(PortHost& aHost, Port aPort, Limits aLimits) : mHost(aHost), mPort(aPort), mLimits(aLimits)
+{
+}
+
+void LinePort::Inject(const uint8_t* aData, size_t aSize, Time aDelay)
+{
+    mLastArrival = std::max(mLastArrival, mHost.Now() + std::max(aDelay, Time(0)));
+    const Time lByteTime = GetByteTime();
+    for (size_t lIndex = 0; lIndex < aSize; ++lIndex)
+    {
+        mLastArrival += lByteTime;
+        mArriving.push_back({mLastArrival, aData[lIndex]});
+    }
+}
+
+void LinePort::ArriveAt(const uint8_t* aData, size_t aSize, Time aTime)
+{
+    mLastArrival = std::max(mLastArrival, aTime);
+    for (size_t lIndex = 0; lIndex < aSize; ++lIndex)
+    {
+        mArriving.push_back({mLastArrival, aData[lIndex]});
+    }
+}
+
+void LinePort::Transmit(const uint8_t* aData, size_t aSize, bool aOnWire, Time aStart)
+{
+    if (mTransmit.empty())
+    {
+        mTransmitDue = std::max(aStart, mHost.Now()) + GetByteTime();
+    }
+    for (size_t lIndex = 0; lIndex < aSize; ++lIndex)
+    {
+        mTransmit.push_back({aData[lIndex], aOnWire});
+    }
+}
+
+void LinePort::Step()
+{
+    while (!mTransmit.empty() && mTransmitDue <= mHost.Now())
+    {
+        const Outgoing lByte = mTransmit.front();
+        mTransmit.pop_front();
+        // From the nominal time, not from now: a late timer does not slow the line down.
+        mTransmitDue += GetByteTime();
+        Send(lByte);
+    }
+    FlushToPeer();
+    while (!mArriving.empty() && mArriving.front().mTime <= mHost.Now())
+    {
+        const uint8_t lByte = mArriving.front().mByte;
+        mArriving.pop_front();
+        Receive(lByte);
+    }
+    HandOn();
+}
+
+void LinePort::Send(Outgoing aByte)
+{
+    if (aByte.mOnWire)
+    {
+        ++mCounters.mSent;
+        mToPeer.push_back(aByte.mByte);
+        mWire.push_back(aByte.mByte);
+        if (mWire.size() > mLimits.mWire)
+        {
+            mWire.pop_front();
+        }
+    }
+    OnByteSent();
+}
+
+void LinePort::Receive(uint8_t aByte)
+{
+    ++mCounters.mReceived;
+    if (mReceived.size() >= mLimits.mReceiveFifo)
+    {
+        HandOn();
+    }
+    if (mReceived.size() >= mLimits.mReceiveFifo)
+    {
+        ++mCounters.mReceiveOverflow;
+        return;
+    }
+    mReceived.push_back(aByte);
+}
+
+void LinePort::FlushToPeer()
+{
+    if (!mToPeer.empty())
+    {
+        mHost.DeliverToPeer(mPort, std::exchange(mToPeer, {}));
+    }
+}
+
+Time LinePort::NextDue() const
+{
+    const Time lTransmit = mTransmit.empty() ? cNever : mTransmitDue;
+    const Time lReceive = mArriving.empty() ? cNever : mArriving.front().mTime;
+    return std::min(lTransmit, lReceive);
+}
+
+std::vector<uint8_t> LinePort::TakeReceived(size_t aMaximum)
+{
+    const auto lEnd = mReceived.begin() + static_cast<std::ptrdiff_t>(std::min(aMaximum, mReceived.size()));
+    std::vector<uint8_t> lTaken(mReceived.begin(), lEnd);
+    mReceived.erase(mReceived.begin(), lEnd);
+    return lTaken;
+}
+
+std::vector<uint8_t> LinePort::GetWire() const
+{
+    return {mWire.begin(), mWire.end()};
+}
+
+} // namespace KySimulator

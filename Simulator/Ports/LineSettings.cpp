@@ -1,0 +1,18 @@
+#include "Simulator/Ports/LineSettings.h"
+
+#include <algorithm>
+
+namespace KySimulator
+{
+
+uint32_t UartRate(uint32_t aIndex, uint32_t aDivisor)
+{
+    if (aIndex < cUartRates.size())
+    {
+        return cUartRates[aIndex];
+    }
+    const uint32_t lDivisor = std::max(aDivisor & 0xFFU, 1U);
+    return 1000000000U / (lDivisor * 480U);
+}
+
+} // namespace KySimulator

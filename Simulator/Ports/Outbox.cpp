@@ -1,0 +1,146 @@
+#include "Simulator/Ports/Outbox.h"
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+namespace KySimulator
+{
+
+namespace
+{
+
+void CallPeer(const PeerNews& aNews)
+{
+    if (const auto* lLine = std::get_if<std::shared_ptr<SerialLine>>(&aNews.mWhat))
+    {
+        aNews.mPeer->OnPlugged(*lLine);
+    }
+    else if (const auto* lBytes = std::get_if<std::vector<uint8_t>>(&aNews.mWhat))
+    {
+        aNews.mPeer->OnReceived(lBytes->data(), lBytes->size());
+    }
+    else
+    {
+        aNews.mPeer->OnUnplugged();
+    }
+}
+
+void CallListener(CameraListener& aListener, const Output& aOutput)
+{
+    if (const auto* lEvent = std::get_if<DeviceEvent>(&aOutput))
+    {
+        aListener.OnDeviceEvent(*lEvent);
+    }
+    else if (const auto* lChange = std::get_if<FeatureChange>(&aOutput))
+    {
+        aListener.OnFeatureChanged(lChange->mName);
+    }
+}
+
+} // namespace
+
+void Outbox::AddListener(CameraListener* aListener)
+{
+    LockScope lScope(mLock);
+    if (aListener != nullptr &&
+        std::find(mListeners.begin(), mListeners.end(), aListener) == mListeners.end())
+    {
+        mListeners.push_back(aListener);
+    }
+}
+
+void Outbox::RemoveListener(CameraListener* aListener)
+{
+    LockScope lScope(mLock);
+    mListeners.erase(std::remove(mListeners.begin(), mListeners.end(), aListener), mListeners.end());
+    const uint64_t lCalls = mCalls;
+    while (aListener != nullptr && mCurrent == aListener && mCalls == lCalls &&
+           mDrainer != std::this_thread::get_id())
+    {
+        mChanged.Wait(mLock);
+    }
+}
+
+void Outbox::Post(std::vector<Output> aOutputs)
+{
+    LockScope lScope(mLock);
+    if (!mShut)
+    {
+        std::move(aOutputs.begin(), aOutputs.end(), std::back_inserter(mOutputs));
+    }
+}
+
+void Outbox::Drain()
+{
+    LockScope lScope(mLock);
+    if (mDraining)
+    {
+        return;
+    }
+    mDraining = true;
+    mDrainer = std::this_thread::get_id();
+    while (!mOutputs.empty())
+    {
+        const Output lOutput = std::move(mOutputs.front());
+        mOutputs.pop_front();
+        Deliver(lOutput);
+    }
+    mDraining = false;
+    mDrainer = std::thread::id();
+    mChanged.NotifyAll();
+}
+
+void Outbox::Deliver(const Output& aOutput)
+{
+    if (const auto* lNews = std::get_if<PeerNews>(&aOutput))
+    {
+        mLock.Give();
+        CallPeer(*lNews);
+        mLock.Take();
+        return;
+    }
+    CallListeners(aOutput);
+}
+
+void Outbox::CallListeners(const Output& aOutput)
+{
+    const std::vector<CameraListener*> lListeners = mListeners;
+    for (CameraListener* const lListener : lListeners)
+    {
+        if (std::find(mListeners.begin(), mListeners.end(), lListener) == mListeners.end())
+        {
+            continue; // removed by a call before this one
+        }
+        mCurrent = lListener;
+        mLock.Give();
+        CallListener(*lListener, aOutput);
+        mLock.Take();
+        mCurrent = nullptr;
+        ++mCalls;
+        mChanged.NotifyAll();
+    }
+}
+
+void Outbox::WaitUntilDrained()
+{
+    LockScope lScope(mLock);
+    while (mDraining && mDrainer != std::this_thread::get_id())
+    {
+        mChanged.Wait(mLock);
+    }
+}
+
+void Outbox::Shut()
+{
+    LockScope lScope(mLock);
+    mShut = true;
+    mOutputs.clear();
+    mListeners.clear();
+    while (mDraining && mDrainer != std::this_thread::get_id())
+    {
+        mChanged.Wait(mLock);
+    }
+}
+
+} // namespace KySimulator

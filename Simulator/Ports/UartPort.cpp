@@ -1,0 +1,70 @@
+#include "Simulator/Ports/UartPort.h"
+
+#include "Simulator/Camera/Registers.h"
+
+namespace KySimulator
+{
+
+UartPort::UartPort(PortHost& aHost, size_t aIndex, Limits aLimits, bool aUnlimited)
+    : LinePort(aHost, aIndex == 0 ? Port::Uart0 : Port::Uart1, aLimits)
+    , mTransmitBit(aIndex == 0 ? cUart0TransmitDone : cUart1TransmitDone)
+    , mReceiveBit(aIndex == 0 ? cUart0Receive : cUart1Receive)
+    , mUnlimited(aUnlimited)
+{
+}
+
+Time UartPort::GetByteTime() const
+{
+    return mUnlimited ? Time(0) : TimeOfBits(mFrame.BitsPerByte(), UartRate(mSpeedIndex, 0));
+}
+
+void UartPort::WriteData(uint32_t aValue)
+{
+    if (GetTransmitFill() >= cTransmitFifo)
+    {
+        ++mCounters.mTransmitOverflow;
+        return;
+    }
+    const auto lByte = static_cast<uint8_t>(aValue & 0xFFU);
+    Transmit(&lByte, 1, true, mHost.Now());
+}
+
+uint32_t UartPort::ReadData()
+{
+    const std::vector<uint8_t> lByte = TakeReceived(1);
+    if (lByte.empty())
+    {
+        return 0;
+    }
+    ++mCounters.mReported;
+    return lByte[0] | cDataValid | (GetReceived() > 0 ? cDataMore : 0U);
+}
+
+void UartPort::OnByteSent()
+{
+    if (mHost.EnabledInterrupts(mTransmitBit) != 0)
+    {
+        FlushToPeer();
+        ++mCounters.mInterrupts;
+        mHost.RaiseInterrupt(cInterruptEvent, mTransmitBit, {});
+    }
+}
+
+void UartPort::HandOn()
+{
+    constexpr size_t cBytesPerEvent = 64; // a word each: the event stays within a network packet
+    while (GetReceived() > 0 && mHost.EnabledInterrupts(mReceiveBit) != 0)
+    {
+        const std::vector<uint8_t> lBytes = TakeReceived(cBytesPerEvent);
+        std::vector<uint8_t> lWords(lBytes.size() * 4);
+        for (size_t lIndex = 0; lIndex < lBytes.size(); ++lIndex)
+        {
+            lWords[lIndex * 4] = lBytes[lIndex];
+        }
+        mCounters.mReported += lBytes.size();
+        ++mCounters.mInterrupts;
+        mHost.RaiseInterrupt(cInterruptEvent, mReceiveBit, lWords);
+    }
+}
+
+} // namespace KySimulator

@@ -1,0 +1,45 @@
+#include "kyserial/Bridge/StartReason.h"
+
+#include <string_view>
+
+namespace KySerialTool
+{
+
+using JxUtilsLib::Logger;
+
+StartReason::StartReason() : mWanted(Logger::GetPriority())
+{
+    if (mWanted > JxUtilsLib::PriorityError)
+    {
+        Logger::SetPriority(JxUtilsLib::PriorityError);
+        Logger::SetSink(this);
+    }
+}
+
+StartReason::~StartReason()
+{
+    if (mWanted > JxUtilsLib::PriorityError)
+    {
+        Logger::SetSink(nullptr);
+        Logger::SetPriority(mWanted);
+    }
+}
+
+void StartReason::Write(const JxUtilsLib::LogRecord& aRecord)
+{
+    constexpr std::string_view cStart = "The registry of servers cannot be used: ";
+    const std::string_view lMessage = aRecord.mMessage;
+    if (lMessage.substr(0, cStart.size()) == cStart)
+    {
+        const std::lock_guard<std::mutex> lLock(mLock);
+        mText = lMessage;
+    }
+}
+
+std::string StartReason::Text()
+{
+    const std::lock_guard<std::mutex> lLock(mLock);
+    return mText.empty() ? std::string() : " (" + mText + ')';
+}
+
+} // namespace KySerialTool

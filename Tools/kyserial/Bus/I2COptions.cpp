@@ -1,0 +1,74 @@
+#include "kyserial/Bus/I2COptions.h"
+
+#include "kyserial/Device/PortName.h"
+#include "kyserial/Options/NumberOption.h"
+
+#include <cstdio>
+
+namespace KySerialTool
+{
+
+namespace
+{
+
+using KyPlatform::Console;
+
+/// The first line of the input, without its end. \return False at the end of the input.
+bool ReadLine(Console& aConsole, std::string& aLine)
+{
+    uint8_t lByte = 0;
+    size_t lRead = 0;
+    aLine.clear();
+    while (aConsole.Read(&lByte, 1, lRead, Console::cInfinite) == Console::ReadResult::Data)
+    {
+        if (lByte == '\n')
+        {
+            return true;
+        }
+        aLine += static_cast<char>(lByte);
+    }
+    return !aLine.empty();
+}
+
+} // namespace
+
+void AddI2COptions(CLI::App& aCommand, I2COptions& aOptions, Context& aContext)
+{
+    AddPortOption(aCommand, PortKind::Bulk, aOptions.mPort);
+    aCommand.add_flag("--fast", aOptions.mFast, "400 kHz instead of 100 kHz");
+    AddNumberOption(aCommand, "--retries", 1000, "times",
+                    "Repeat a read up to N times when its answer does not come within 50 ms (0)",
+                    aOptions.mRetries);
+    aCommand.add_flag("-y,--yes", aOptions.mYes, "Do not ask before going ahead");
+    aCommand.add_flag("-a,--all", aOptions.mAll, "Take reserved addresses too (0x00 to 0x07, 0x78 to 0x7f)");
+    aCommand.add_flag("-f,--force", aOptions.mForce, "No effect here: nothing else can hold an address");
+    AddCommonOptions(aCommand, aContext.mCommon);
+}
+
+OpenI2CBus::OpenI2CBus(Context& aContext, const I2COptions& aOptions)
+    : mDevice(OpenDevice(aContext))
+    , mBus(mDevice->GetAdapter(), aOptions.mPort, aOptions.mFast, aOptions.mRetries)
+{
+}
+
+bool Confirm(Context& aContext, const I2COptions& aOptions, const std::string& aWhat)
+{
+    if (aOptions.mYes)
+    {
+        return true;
+    }
+    const std::string lText = "WARNING! This program can confuse your I2C bus, cause data loss and worse!\n" +
+                              aWhat + " on " + PortName(aOptions.mPort) + ".\nContinue? [Y/n] ";
+    std::fputs(lText.c_str(), stderr);
+    std::fflush(stderr);
+    std::string lAnswer;
+    const bool lAnswered = ReadLine(aContext.mConsole, lAnswer);
+    if (lAnswered && (lAnswer.empty() || lAnswer == "\r" || lAnswer.front() == 'y' || lAnswer.front() == 'Y'))
+    {
+        return true;
+    }
+    std::fputs("Aborting on user request.\n", stderr);
+    return false;
+}
+
+} // namespace KySerialTool

@@ -1,0 +1,171 @@
+#include "kyserial/Bus/I2COptions.h"
+#include "kyserial/Bus/I2CSyntax.h"
+#include "kyserial/Commands/I2CCommand.h"
+#include "kyserial/Text/Failure.h"
+
+#include <array>
+#include <cstdio>
+#include <optional>
+
+namespace KySerialTool
+{
+
+namespace
+{
+
+constexpr size_t cLongestBlock = 32;
+
+struct SetOptions : I2COptions
+{
+    std::string mAddress{};
+    std::string mRegister{};
+    std::vector<std::string> mWords{}; ///< Values, and the mode at the end.
+    std::string mMask{};
+    bool mReadBack = false;
+};
+
+/// What to write, taken apart.
+struct Request
+{
+    uint8_t mAddress = 0;
+    uint8_t mRegister = 0;
+    char mMode = 'b';
+    std::vector<uint32_t> mValues{};
+    std::optional<uint32_t> mMask{};
+};
+
+bool IsMode(const std::string& aWord)
+{
+    return aWord.size() == 1 && std::string("cbwis").find(aWord) != std::string::npos;
+}
+
+void CheckValueCount(const Request& aRequest)
+{
+    const size_t lCount = aRequest.mValues.size();
+    if ((aRequest.mMode == 'b' || aRequest.mMode == 'w') && lCount != 1)
+    {
+        throw UsageError("mode " + std::string(1, aRequest.mMode) +
+                         " takes one value; use mode i or s for several, or c for none");
+    }
+    if (aRequest.mMode == 'c' && lCount != 0)
+    {
+        throw UsageError("mode c writes the register alone; leave the value out, or use mode b");
+    }
+    if ((aRequest.mMode == 'i' || aRequest.mMode == 's') && (lCount == 0 || lCount > cLongestBlock))
+    {
+        throw UsageError("a block has 1 to 32 values");
+    }
+    if (aRequest.mMask.has_value() && aRequest.mMode != 'b' && aRequest.mMode != 'w')
+    {
+        throw UsageError("--mask: only a byte or a word has a mask; use mode b or w");
+    }
+}
+
+Request ParseRequest(const SetOptions& aOptions)
+{
+    Request lRequest;
+    lRequest.mAddress = ParseI2CAddress(aOptions.mAddress, aOptions.mAll);
+    lRequest.mRegister = static_cast<uint8_t>(ParseI2CNumber(aOptions.mRegister, "register", 0xFF));
+    std::vector<std::string> lWords = aOptions.mWords;
+    lRequest.mMode = lWords.empty() ? 'c' : 'b';
+    if (!lWords.empty() && IsMode(lWords.back()))
+    {
+        lRequest.mMode = lWords.back().front();
+        lWords.pop_back();
+    }
+    const uint32_t lMaximum = lRequest.mMode == 'w' ? 0xFFFF : 0xFF;
+    for (const std::string& lWord : lWords)
+    {
+        lRequest.mValues.push_back(ParseI2CNumber(lWord, "value", lMaximum));
+    }
+    if (!aOptions.mMask.empty())
+    {
+        lRequest.mMask = ParseI2CNumber(aOptions.mMask, "mask", lMaximum);
+    }
+    CheckValueCount(lRequest);
+    return lRequest;
+}
+
+uint32_t ReadRegister(I2CBus& aBus, const Request& aRequest)
+{
+    const std::vector<uint8_t> lBytes =
+        aBus.WriteAndRead(aRequest.mAddress, {aRequest.mRegister}, aRequest.mMode == 'w' ? 2 : 1);
+    return aRequest.mMode == 'w' ? lBytes.at(0) | static_cast<uint32_t>(lBytes.at(1)) << 8U : lBytes.at(0);
+}
+
+std::vector<uint8_t> Message(const Request& aRequest)
+{
+    std::vector<uint8_t> lMessage = {aRequest.mRegister};
+    if (aRequest.mMode == 's')
+    {
+        lMessage.push_back(static_cast<uint8_t>(aRequest.mValues.size()));
+    }
+    for (const uint32_t lValue : aRequest.mValues)
+    {
+        lMessage.push_back(static_cast<uint8_t>(lValue & 0xFFU));
+        if (aRequest.mMode == 'w')
+        {
+            lMessage.push_back(static_cast<uint8_t>(lValue >> 8U));
+        }
+    }
+    return lMessage;
+}
+
+/// Reads back what was written, where that is one value.
+void ReadBack(Context& aContext, I2CBus& aBus, const Request& aRequest)
+{
+    const uint32_t lRead = ReadRegister(aBus, aRequest);
+    const uint32_t lWritten = aRequest.mValues.front();
+    std::array<char, 96> lText{};
+    if (lRead != lWritten)
+    {
+        std::snprintf(lText.data(), lText.size(), "value mismatch: wrote 0x%02x, read back 0x%02x",
+                      static_cast<unsigned>(lWritten), static_cast<unsigned>(lRead));
+        throw OperationError(lText.data());
+    }
+    std::snprintf(lText.data(), lText.size(), "Value 0x%02x written, readback matched\n",
+                  static_cast<unsigned>(lWritten));
+    Print(aContext, lText.data());
+}
+
+ExitCode RunSet(Context& aContext, const SetOptions& aOptions)
+{
+    Request lRequest = ParseRequest(aOptions);
+    if (!Confirm(aContext, aOptions,
+                 "I will write to address " + aOptions.mAddress + ", register " + aOptions.mRegister))
+    {
+        return ExitCode::Ok;
+    }
+    OpenI2CBus lBus(aContext, aOptions);
+    if (lRequest.mMask.has_value())
+    {
+        const uint32_t lKept = ReadRegister(lBus.mBus, lRequest) & ~*lRequest.mMask;
+        lRequest.mValues.front() = (lRequest.mValues.front() & *lRequest.mMask) | lKept;
+    }
+    lBus.mBus.Write(lRequest.mAddress, Message(lRequest));
+    if (aOptions.mReadBack && lRequest.mValues.size() == 1)
+    {
+        ReadBack(aContext, lBus.mBus, lRequest);
+    }
+    return ExitCode::Ok;
+}
+
+} // namespace
+
+void AddI2CSet(CLI::App& aParent, Context& aContext)
+{
+    CLI::App& lCommand = *aParent.add_subcommand("set", "Write to a register of a slave");
+    const auto lOptions = std::make_shared<SetOptions>();
+    lCommand.add_option("ADDRESS", lOptions->mAddress, "Address of the slave, 0x08 to 0x77")->required();
+    lCommand.add_option("REGISTER", lOptions->mRegister, "Register")->required();
+    lCommand.add_option(
+        "VALUE", lOptions->mWords,
+        "Values, and at the end the mode: c no value, b a byte (default), w a word (low byte first "
+        "on the bus), i a block, s a block behind its length");
+    lCommand.add_option("-m,--mask", lOptions->mMask, "Change only these bits")->type_name("MASK");
+    lCommand.add_flag("-r", lOptions->mReadBack, "Read a single value back and compare");
+    AddI2COptions(lCommand, *lOptions, aContext);
+    OnCommand(lCommand, aContext, lOptions, &RunSet);
+}
+
+} // namespace KySerialTool

@@ -1,0 +1,171 @@
+#include "kyserial/Bus/I2CSyntax.h"
+
+#include "kyserial/Text/Failure.h"
+#include "kyserial/Text/Number.h"
+
+#include <array>
+#include <cstdio>
+#include <optional>
+
+namespace KySerialTool
+{
+
+namespace
+{
+
+constexpr size_t cLongestMessage = 65535;
+
+std::string Hexadecimal(uint32_t aNumber)
+{
+    std::array<char, 16> lText{};
+    std::snprintf(lText.data(), lText.size(), "0x%02x", static_cast<unsigned>(aNumber));
+    return lText.data();
+}
+
+/// The next byte of a write that is filled up.
+uint8_t NextByte(uint8_t aByte, char aFill)
+{
+    switch (aFill)
+    {
+    case '+':
+        return static_cast<uint8_t>(aByte + 1);
+    case '-':
+        return static_cast<uint8_t>(aByte - 1);
+    case 'p':
+        // i2ctransfer's series: the same seed writes the same bytes with either program.
+        return static_cast<uint8_t>((aByte ^ 27U) + 13U);
+    default:
+        return aByte;
+    }
+}
+
+/// Takes "w2@0x50" apart, all but the bytes.
+class MessageParser
+{
+public:
+    MessageParser(const std::vector<std::string>& aWords, bool aAll) : mWords(aWords), mAll(aAll) {}
+
+    std::vector<I2CMessage> Parse()
+    {
+        std::vector<I2CMessage> lMessages;
+        while (mNext < mWords.size())
+        {
+            I2CMessage lMessage = ParseHead(mWords[mNext++]);
+            if (!lMessage.mRead)
+            {
+                ParseBytes(lMessage);
+            }
+            lMessages.push_back(lMessage);
+        }
+        return lMessages;
+    }
+
+private:
+    I2CMessage ParseHead(const std::string& aWord)
+    {
+        const size_t lAt = aWord.find('@');
+        const bool lDirection = aWord.starts_with('r') || aWord.starts_with('w');
+        const std::optional<uint64_t> lCount =
+            lDirection
+                ? ParseNumber(aWord.substr(1, lAt == std::string::npos ? lAt : lAt - 1), cLongestMessage)
+                : std::nullopt;
+        if (!lCount.has_value())
+        {
+            throw UsageError('"' + aWord +
+                             "\" is no message; use rLENGTH@ADDRESS or wLENGTH@ADDRESS BYTE..., "
+                             "w2@0x50 0x00 0x10 for example");
+        }
+        I2CMessage lMessage;
+        lMessage.mRead = aWord.front() == 'r';
+        lMessage.mCount = static_cast<size_t>(*lCount);
+        if (lAt != std::string::npos)
+        {
+            mAddress = ParseI2CAddress(aWord.substr(lAt + 1), mAll);
+        }
+        if (!mAddress.has_value())
+        {
+            throw UsageError('"' + aWord + "\" has no address; use " + aWord + "@0x50 for example");
+        }
+        lMessage.mAddress = *mAddress;
+        return lMessage;
+    }
+
+    void ParseBytes(I2CMessage& aMessage)
+    {
+        while (aMessage.mBytes.size() < aMessage.mCount)
+        {
+            if (mNext == mWords.size())
+            {
+                throw UsageError("a write of " + std::to_string(aMessage.mCount) + " bytes has only " +
+                                 std::to_string(aMessage.mBytes.size()) +
+                                 "; give the others, or end the last one in =, +, - or p");
+            }
+            ParseByte(aMessage, mWords[mNext++]);
+        }
+    }
+
+    static void ParseByte(I2CMessage& aMessage, std::string aWord)
+    {
+        char lFill = 0;
+        if (!aWord.empty() && std::string("=+-p").find(aWord.back()) != std::string::npos)
+        {
+            lFill = aWord.back();
+            aWord.pop_back();
+        }
+        auto lByte = static_cast<uint8_t>(ParseI2CNumber(aWord, "byte", 0xFF));
+        aMessage.mBytes.push_back(lByte);
+        while (lFill != 0 && aMessage.mBytes.size() < aMessage.mCount)
+        {
+            lByte = NextByte(lByte, lFill);
+            aMessage.mBytes.push_back(lByte);
+        }
+    }
+
+    const std::vector<std::string>& mWords;
+    const bool mAll;
+    size_t mNext = 0;
+    std::optional<uint8_t> mAddress;
+};
+
+} // namespace
+
+uint8_t ParseI2CAddress(const std::string& aText, bool aAll)
+{
+    const std::optional<uint64_t> lAddress = ParseNumber(aText, cHighestI2CAddress);
+    if (lAddress.has_value() && (aAll || (*lAddress >= cFirstI2CAddress && *lAddress <= cLastI2CAddress)))
+    {
+        return static_cast<uint8_t>(*lAddress);
+    }
+    throw UsageError('"' + aText + "\" is no I2C address; use 0x08 to 0x77" +
+                     (lAddress.has_value() ? ", or -a for the reserved ones" : ""));
+}
+
+uint32_t ParseI2CNumber(const std::string& aText, const std::string& aWhat, uint32_t aMaximum)
+{
+    const std::optional<uint64_t> lNumber = ParseNumber(aText, aMaximum);
+    if (!lNumber.has_value())
+    {
+        throw UsageError('"' + aText + "\" is no " + aWhat + "; use 0x00 to " + Hexadecimal(aMaximum));
+    }
+    return static_cast<uint32_t>(*lNumber);
+}
+
+std::pair<uint8_t, uint8_t> ParseI2CRange(const std::string& aText)
+{
+    const size_t lDash = aText.find('-');
+    const std::optional<uint64_t> lFirst = ParseNumber(aText.substr(0, lDash), 0xFF);
+    const std::optional<uint64_t> lLast =
+        lDash != std::string::npos ? ParseNumber(aText.substr(lDash + 1), 0xFF) : std::nullopt;
+    if (!lFirst.has_value() || !lLast.has_value() || *lFirst > *lLast)
+    {
+        throw UsageError("--range: \"" + aText + "\" is no range; use FIRST-LAST, 0x00-0xff for example");
+    }
+    return {static_cast<uint8_t>(*lFirst), static_cast<uint8_t>(*lLast)};
+}
+
+std::vector<I2CMessage> ParseI2CMessages(const std::vector<std::string>& aWords, bool aAll)
+{
+    return MessageParser(aWords, aAll).Parse();
+}
+
+} // namespace KySerialTool

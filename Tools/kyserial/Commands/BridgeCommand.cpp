@@ -1,0 +1,125 @@
+#include "kyserial/Commands/BridgeCommand.h"
+
+#include "kyserial/Bridge/BridgeSession.h"
+#include "kyserial/Bridge/TrafficTap.h"
+#include "kyserial/Bus/BulkPortScope.h"
+#include "kyserial/Options/NumberOption.h"
+#include "kyserial/Terminal/TerminalRun.h"
+#include "kyserial/Text/Failure.h"
+#include "kyserial/Text/Number.h"
+
+#include <algorithm>
+#include <array>
+#include <memory>
+
+namespace KySerialTool
+{
+
+namespace
+{
+
+/// Camera Link clients choose the rate themselves, from five, and the rest of the line is fixed.
+void CheckClserLine(const LineSelection& aLine)
+{
+    static constexpr std::array<uint32_t, 5> cRates = {9600, 19200, 38400, 57600, 115200};
+    if (aLine.mParity.has_value() || aLine.mBits.has_value() || aLine.mStopBits.has_value())
+    {
+        throw UsageError("--clser: Camera Link is 8N1; --parity, --bits and --stop do not belong here");
+    }
+    if (aLine.mBaudRate.has_value() &&
+        std::find(cRates.begin(), cRates.end(), *aLine.mBaudRate) == cRates.end())
+    {
+        throw UsageError("--clser: Camera Link does not have " + std::to_string(*aLine.mBaudRate) +
+                         " bit/s; use --baud 9600, 19200, 38400, 57600 or 115200");
+    }
+}
+
+ExitCode RunBridge(Context& aContext, const BridgeOptions& aOptions)
+{
+    CheckHostSelection(aOptions.mHost);
+    if (aOptions.mHost.mKind == HostKind::Clser)
+    {
+        CheckClserLine(aOptions.mLine);
+    }
+    TrafficLog lLog;
+    PrepareSession(aContext, aOptions.mLogFile, lLog);
+    const std::unique_ptr<Device> lDevice = OpenDevice(aContext);
+    std::unique_ptr<TrafficTap> lTap;
+    if (!aOptions.mLogFile.empty())
+    {
+        lTap = std::make_unique<TrafficTap>(lDevice->GetAdapter(), aOptions.mPort, lLog);
+    }
+    PatientAdapter lAdapter(lTap != nullptr ? *lTap : lDevice->GetAdapter(), aOptions.mPort,
+                            [&] { return lDevice->GetGeneration(); });
+    {
+        const BulkPortScope lScope(lAdapter, aOptions.mPort); // the bridge's features are this port's
+        BridgeSession lSession(aContext, aOptions, lAdapter, lLog);
+        lSession.Run();
+    }
+    lLog.Flush();
+    if (lLog.HasFailed())
+    {
+        throw OperationError("--log: cannot write " + aOptions.mLogFile);
+    }
+    return ExitCode::Ok;
+}
+
+void ParseInterval(const std::string& aText, uint32_t& aInterval)
+{
+    constexpr uint32_t cSmallest = 100;
+    constexpr uint32_t cLargest = 3600000;
+    const std::optional<uint64_t> lTime = ParseNumber(aText, cLargest);
+    if (lTime.value_or(0) < cSmallest)
+    {
+        throw CLI::ValidationError("--stats-interval", '"' + aText + "\" does not fit; use " +
+                                                           std::to_string(cSmallest) + " to " +
+                                                           std::to_string(cLargest) + " milliseconds");
+    }
+    aInterval = static_cast<uint32_t>(*lTime);
+}
+
+void AddBridgeOptions(CLI::App& aCommand, BridgeOptions& aOptions)
+{
+    AddPortOption(aCommand, PortKind::Any, aOptions.mPort);
+    AddHostOptions(aCommand, aOptions.mHost);
+    AddLineOptions(aCommand, aOptions.mLine);
+    aCommand.add_flag("--reconnect", aOptions.mReconnect,
+                      "Go on when the device was away and is back, instead of ending when it is gone");
+    aCommand.add_flag("--stats-json", aOptions.mStatsJson,
+                      "A JSON object on the standard output at once, each second, and at the end");
+    aCommand
+        .add_option_function<std::string>(
+            "--stats-interval",
+            [&aOptions](const std::string& aText) { ParseInterval(aText, aOptions.mStatsInterval); },
+            "Statistics each MS milliseconds instead of 1000")
+        ->type_name("MS");
+    AddNumberOption(aCommand, "--duration", 86400000, "seconds", "End after N seconds (0: never)",
+                    aOptions.mDuration);
+    aCommand
+        .add_option("--log", aOptions.mLogFile,
+                    "Add what goes over the port to FILE: time (UTC), > sent or < received, bytes")
+        ->type_name("FILE");
+    aCommand.add_flag("-q,--quiet", aOptions.mQuiet, "No statistics and no notes on the error output");
+}
+
+} // namespace
+
+void AddBridgeCommand(CLI::App& aProgram, Context& aContext)
+{
+    CLI::App& lCommand = *aProgram.add_subcommand(
+        "bridge", "Make a serial port of the device a serial port of the host, until interrupted");
+    const auto lOptions = std::make_shared<BridgeOptions>();
+    AddBridgeOptions(lCommand, *lOptions);
+    AddCommonOptions(lCommand, aContext.mCommon);
+    lCommand.footer(
+        "Ctrl-C, or a request to end, ends the bridge with status 0; the device's port has its former "
+        "settings then.\n"
+        "The status line is shown when the error output is a terminal.\n"
+        "With --clser the clients choose the rate; --baud offers them this one only.\n\n"
+        "Example: kyserial bridge --port uart0 --pty /tmp/lens & minicom -D /tmp/lens");
+    lCommand.callback(
+        [&aContext, lOptions]
+        { aContext.mAction = [lOptions](Context& aRunning) { return RunBridge(aRunning, *lOptions); }; });
+}
+
+} // namespace KySerialTool

@@ -1,0 +1,140 @@
+#include "kyserial/Commands/ClserCommand.h"
+
+#include "kyserial/Device/ClserPort.h"
+#include "kyserial/Device/ClserText.h"
+#include "kyserial/Options/NumberOption.h"
+#include "kyserial/Terminal/TerminalRun.h"
+#include "kyserial/Text/Failure.h"
+#include "kyserial/Text/Table.h"
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <array>
+#include <memory>
+#include <optional>
+
+namespace KySerialTool
+{
+
+namespace
+{
+
+struct ClserTermOptions
+{
+    std::string mName{};
+    std::optional<uint32_t> mRate{};
+    TerminalOptions mTerminal{};
+};
+
+/// A server's name may have any bytes; a terminal gets those that show.
+std::string Printable(std::string aText)
+{
+    std::replace_if(
+        aText.begin(), aText.end(),
+        [](char aCharacter) { return static_cast<unsigned char>(aCharacter) < 0x20 || aCharacter == 0x7F; },
+        '.');
+    return aText;
+}
+
+ExitCode RunList(Context& aContext, bool aJson)
+{
+    const std::vector<std::string> lNames = ListClserPorts();
+    Print(aContext, aJson ? ClserJson(lNames) : ClserTable(lNames));
+    return ExitCode::Ok;
+}
+
+ExitCode RunClserTerm(Context& aContext, const ClserTermOptions& aOptions)
+{
+    TrafficLog lLog;
+    PrepareSession(aContext, aOptions.mTerminal.mLogFile, lLog);
+    ClserPort lPort(aOptions.mName);
+    if (aOptions.mRate.has_value())
+    {
+        lPort.SetRate(*aOptions.mRate);
+    }
+    const std::string lFailure =
+        RunTerminal(aContext, aOptions.mTerminal, lPort, lLog, aOptions.mName, Printable(aOptions.mName));
+    if (!lFailure.empty())
+    {
+        throw OperationError(lFailure);
+    }
+    return ExitCode::Ok;
+}
+
+void AddList(CLI::App& aClser, Context& aContext)
+{
+    CLI::App& lCommand = *aClser.add_subcommand("list", "List the Camera Link servers that run");
+    const auto lJson = std::make_shared<bool>(false);
+    lCommand.add_flag("--json", *lJson, "One JSON object instead of a table");
+    lCommand.callback(
+        [&aContext, lJson]
+        { aContext.mAction = [lJson](Context& aRunning) { return RunList(aRunning, *lJson); }; });
+}
+
+void AddTerm(CLI::App& aClser, Context& aContext)
+{
+    CLI::App& lCommand =
+        *aClser.add_subcommand("term", "Connect the standard input and output to a Camera Link server");
+    const auto lOptions = std::make_shared<ClserTermOptions>();
+    lCommand.add_option("NAME", lOptions->mName, "Name of the server, as 'kyserial clser list' has it")
+        ->required();
+    AddNumberChoice(lCommand, "--baud", ClserRates(),
+                    "Bits per second (9600 unless given, or the lowest rate of the server)", lOptions->mRate);
+    AddNumberOption(lCommand, "--timeout", 3600000, "milliseconds",
+                    "Fail when the server takes nothing for N milliseconds (5000)",
+                    lOptions->mTerminal.mSettings.mBusyLimit);
+    AddTerminalOptions(lCommand, lOptions->mTerminal);
+    lCommand.footer(
+        "When the input is a terminal, every key goes to the server, Ctrl-C too, until the escape key.\n"
+        "Otherwise the command ends after the end of the input and a quiet time.\n\n"
+        "Example: printf 'STATUS?\\r\\n' | kyserial clser term Lens --baud 38400");
+    lCommand.callback(
+        [&aContext, lOptions]
+        { aContext.mAction = [lOptions](Context& aRunning) { return RunClserTerm(aRunning, *lOptions); }; });
+}
+
+} // namespace
+
+void AddClserCommand(CLI::App& aProgram, Context& aContext)
+{
+    CLI::App& lCommand = *aProgram.add_subcommand(
+        "clser", "Be a client of Camera Link servers, which 'kyserial bridge --clser' and others are");
+    AddList(lCommand, aContext);
+    AddTerm(lCommand, aContext);
+}
+
+std::string ClserTable(const std::vector<std::string>& aNames)
+{
+    Table lTable({"INDEX", "NAME"});
+    for (size_t lIndex = 0; lIndex < aNames.size(); ++lIndex)
+    {
+        if (!aNames[lIndex].empty())
+        {
+            lTable.Add({std::to_string(lIndex), Printable(aNames[lIndex])});
+        }
+    }
+    return lTable.Text();
+}
+
+std::string ClserJson(const std::vector<std::string>& aNames)
+{
+    std::array<CLINT8, 256> lManufacturer{};
+    auto lSize = static_cast<CLUINT32>(lManufacturer.size());
+    CLUINT32 lVersion = CL_DLL_VERSION_NO_VERSION;
+    CheckClser(clGetManufacturerInfo(lManufacturer.data(), &lSize, &lVersion),
+               "cannot tell the client library's maker");
+    nlohmann::ordered_json lServers = nlohmann::ordered_json::array();
+    for (size_t lIndex = 0; lIndex < aNames.size(); ++lIndex)
+    {
+        if (!aNames[lIndex].empty())
+        {
+            lServers.push_back({{"index", lIndex}, {"name", aNames[lIndex]}});
+        }
+    }
+    const nlohmann::ordered_json lReport = {
+        {"manufacturer", lManufacturer.data()}, {"version", lVersion}, {"servers", lServers}};
+    return lReport.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + '\n';
+}
+
+} // namespace KySerialTool

@@ -1,0 +1,94 @@
+#include "kyserial/Commands/DevicesCommand.h"
+
+#include "kyserial/Options/NumberOption.h"
+#include "kyserial/Text/Table.h"
+
+#include <nlohmann/json.hpp>
+
+#include <memory>
+
+namespace KySerialTool
+{
+
+namespace
+{
+
+struct Options
+{
+    NetworkSearch mSearch;
+    bool mJson = false;
+};
+
+std::string OrDash(const std::string& aText)
+{
+    return aText.empty() ? "-" : aText;
+}
+
+ExitCode RunDevices(Context& aContext, const Options& aOptions)
+{
+    const std::vector<NetworkFinding> lFindings = FindNetworkDevices(aOptions.mSearch);
+    Print(aContext, aOptions.mJson ? DevicesJson(lFindings) : DevicesTable(lFindings));
+    return ExitCode::Ok;
+}
+
+} // namespace
+
+void AddDevicesCommand(CLI::App& aProgram, Context& aContext)
+{
+    constexpr uint32_t cLongest = 60000;
+    CLI::App& lCommand = *aProgram.add_subcommand("devices", "List the GigE Vision devices on the network");
+    const auto lOptions = std::make_shared<Options>();
+    lCommand.add_flag("--json", lOptions->mJson, "One JSON object instead of a table");
+    lCommand
+        .add_option("--address", lOptions->mSearch.mAddress,
+                    "Ask this address only; broadcasts do not reach every network")
+        ->type_name("ADDRESS");
+    lCommand
+        .add_option("--interface", lOptions->mSearch.mInterface,
+                    "Look on this network interface only, given by its name or address")
+        ->type_name("INTERFACE");
+    AddNumberOption(lCommand, "--udp-port", UINT16_MAX, "UDP port", "Port that devices listen on (3956)",
+                    lOptions->mSearch.mPort);
+    AddNumberOption(lCommand, "--time", cLongest, "milliseconds", "How long to wait for answers (1000)",
+                    lOptions->mSearch.mTime);
+    lCommand.footer("Column DEVICE is what --device takes in the other commands. Without --address or "
+                    "--interface\na broadcast leaves this computer on each of its networks.");
+    lCommand.callback(
+        [&aContext, lOptions]
+        { aContext.mAction = [lOptions](Context& aRunning) { return RunDevices(aRunning, *lOptions); }; });
+}
+
+std::string DevicesTable(const std::vector<NetworkFinding>& aFindings)
+{
+    Table lTable({"DEVICE", "MAC", "VENDOR", "MODEL", "SERIAL", "NAME", "INTERFACE"});
+    for (const NetworkFinding& lFinding : aFindings)
+    {
+        lTable.Add({lFinding.mDevice, lFinding.mMac, OrDash(lFinding.mVendor), OrDash(lFinding.mModel),
+                    OrDash(lFinding.mSerialNumber), OrDash(lFinding.mUserName), OrDash(lFinding.mInterface)});
+    }
+    return lTable.Text();
+}
+
+std::string DevicesJson(const std::vector<NetworkFinding>& aFindings)
+{
+    nlohmann::ordered_json lDevices = nlohmann::ordered_json::array();
+    for (const NetworkFinding& lFinding : aFindings)
+    {
+        lDevices.push_back({{"device", lFinding.mDevice},
+                            {"address", lFinding.mAddress},
+                            {"port", lFinding.mPort},
+                            {"mac", lFinding.mMac},
+                            {"vendor", lFinding.mVendor},
+                            {"model", lFinding.mModel},
+                            {"version", lFinding.mVersion},
+                            {"serialNumber", lFinding.mSerialNumber},
+                            {"userName", lFinding.mUserName},
+                            {"interface", lFinding.mInterface}});
+    }
+    // A device may send any bytes as its texts.
+    return nlohmann::ordered_json{{"devices", lDevices}}.dump(
+               2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) +
+           '\n';
+}
+
+} // namespace KySerialTool

@@ -1,0 +1,207 @@
+#include "kyserial/Commands/FeaturesCommand.h"
+
+#include "kyserial/Text/Failure.h"
+#include "kyserial/Text/Table.h"
+
+#include <nlohmann/json.hpp>
+
+#include <cstdio>
+#include <memory>
+
+namespace KySerialTool
+{
+
+namespace
+{
+
+constexpr int64_t cLongestRegister = 65536;
+
+struct Options
+{
+    bool mJson = false;
+    std::string mName;
+    std::string mValue;
+};
+
+std::string TextOf(const KyString& aText)
+{
+    return {aText.GetAscii(), aText.GetLength()};
+}
+
+KyString ToKyString(const std::string& aText)
+{
+    return {aText.c_str(), aText.size()};
+}
+
+/// "RW", "RO", "WO" or "-".
+std::string AccessOf(IKyDeviceAdapter& aAdapter, const KyString& aName)
+{
+    const bool lReadable = aAdapter.IsFeatureReadable(aName);
+    const bool lWritable = aAdapter.IsFeatureWritable(aName);
+    return lReadable ? (lWritable ? "RW" : "RO") : lWritable ? "WO" : "-";
+}
+
+/// A register's bytes as hexadecimal digits.
+std::string RegisterText(IKyDeviceAdapter& aAdapter, const KyString& aName)
+{
+    int64_t lLength = 0;
+    const std::string lWhat = "cannot read " + TextOf(aName);
+    Check(aAdapter.GetRegisterLength(aName, lLength), lWhat);
+    if (lLength < 0 || lLength > cLongestRegister)
+    {
+        throw OperationError(lWhat + ": it is longer than " + std::to_string(cLongestRegister) + " bytes");
+    }
+    std::vector<uint8_t> lBytes(static_cast<size_t>(lLength));
+    Check(aAdapter.GetRegisterData(aName, lBytes.data(), lLength), lWhat);
+    std::string lText;
+    for (const uint8_t lByte : lBytes)
+    {
+        char lDigits[3];
+        std::snprintf(lDigits, sizeof(lDigits), "%02X", static_cast<unsigned>(lByte));
+        lText += lDigits;
+    }
+    return lText;
+}
+
+std::string ValueOf(IKyDeviceAdapter& aAdapter, const KyString& aName)
+{
+    KyString lValue;
+    return aAdapter.GetFeatureAsString(aName, lValue).IsOK() ? TextOf(lValue) : std::string();
+}
+
+std::vector<std::string> EntriesOf(IKyDeviceAdapter& aAdapter, const KyString& aName)
+{
+    KyStringList lList;
+    std::vector<std::string> lEntries;
+    if (aAdapter.GetEnumEntries(aName, lList).IsOK())
+    {
+        for (const KyString* lEntry = lList.GetFirst(); lEntry != nullptr; lEntry = lList.GetNext())
+        {
+            lEntries.push_back(TextOf(*lEntry));
+        }
+    }
+    return lEntries;
+}
+
+ExitCode RunList(Context& aContext, const Options& aOptions)
+{
+    const std::unique_ptr<Device> lDevice = OpenDevice(aContext, DeviceAccess::Read);
+    const uint64_t lGeneration = lDevice->GetGeneration();
+    const std::vector<FeatureFinding> lFindings = SurveyFeatures(*lDevice);
+    CheckConnection(*lDevice, lGeneration);
+    Print(aContext, aOptions.mJson ? FeaturesJson(aContext.mCommon.mDevice.mName, lFindings)
+                                   : FeaturesTable(lFindings));
+    return ExitCode::Ok;
+}
+
+ExitCode RunGet(Context& aContext, const Options& aOptions)
+{
+    const std::unique_ptr<Device> lDevice = OpenDevice(aContext, DeviceAccess::Read);
+    IKyDeviceAdapter& lAdapter = lDevice->GetAdapter();
+    const KyString lName = ToKyString(aOptions.mName);
+    if (lAdapter.IsRegisterFeatureAvailable(lName))
+    {
+        Print(aContext, RegisterText(lAdapter, lName) + '\n');
+        return ExitCode::Ok;
+    }
+    KyString lValue;
+    Check(lAdapter.GetFeatureAsString(lName, lValue), "cannot read " + aOptions.mName);
+    Print(aContext, TextOf(lValue) + '\n');
+    return ExitCode::Ok;
+}
+
+ExitCode RunSet(Context& aContext, const Options& aOptions)
+{
+    const std::unique_ptr<Device> lDevice = OpenDevice(aContext);
+    Check(lDevice->GetAdapter().SetFeatureFromString(ToKyString(aOptions.mName), ToKyString(aOptions.mValue)),
+          "cannot set " + aOptions.mName);
+    return ExitCode::Ok;
+}
+
+/// A subcommand that runs aRun.
+CLI::App& Add(CLI::App& aCommand, Context& aContext, const char* aName, const char* aText,
+              const std::shared_ptr<Options>& aOptions, ExitCode (*aRun)(Context&, const Options&))
+{
+    CLI::App& lCommand = *aCommand.add_subcommand(aName, aText);
+    AddCommonOptions(lCommand, aContext.mCommon);
+    lCommand.callback(
+        [&aContext, aOptions, aRun]
+        { aContext.mAction = [aOptions, aRun](Context& aRunning) { return aRun(aRunning, *aOptions); }; });
+    return lCommand;
+}
+
+} // namespace
+
+void AddFeaturesCommand(CLI::App& aProgram, Context& aContext)
+{
+    CLI::App& lCommand =
+        *aProgram.add_subcommand("features", "List, read and set the device's GenICam features");
+    const auto lOptions = std::make_shared<Options>();
+    Add(lCommand, aContext, "list", "List all features", lOptions, RunList)
+        .add_flag("--json", lOptions->mJson, "One JSON object instead of a table");
+    CLI::App& lGet = Add(lCommand, aContext, "get", "Print a feature's value; a register's in hexadecimal",
+                         lOptions, RunGet);
+    lGet.add_option("name", lOptions->mName, "Name of the feature")->type_name("NAME")->required();
+    CLI::App& lSet = Add(lCommand, aContext, "set", "Set a feature; a command is executed by the value 1",
+                         lOptions, RunSet);
+    lSet.add_option("name", lOptions->mName, "Name of the feature")->type_name("NAME")->required();
+    lSet.add_option("value", lOptions->mValue, "Decimal number, entry name, true, false, or text")
+        ->type_name("VALUE")
+        ->required();
+}
+
+std::vector<FeatureFinding> SurveyFeatures(Device& aDevice)
+{
+    IKyDeviceAdapter& lAdapter = aDevice.GetAdapter();
+    std::vector<FeatureFinding> lFindings;
+    for (const DeviceFeature& lFeature : aDevice.ListFeatures())
+    {
+        const KyString lName = ToKyString(lFeature.mName);
+        FeatureFinding lFinding{lFeature, AccessOf(lAdapter, lName), ""};
+        const bool lReadable = lFinding.mAccess[0] == 'R';
+        lFinding.mValue = lReadable && lFeature.mKind != "Register" ? ValueOf(lAdapter, lName) : "";
+        if (lFeature.mKind == "Enumeration")
+        {
+            lFinding.mEntries = EntriesOf(lAdapter, lName);
+        }
+        lFindings.push_back(std::move(lFinding));
+    }
+    return lFindings;
+}
+
+std::string FeaturesTable(const std::vector<FeatureFinding>& aFindings)
+{
+    Table lTable({"FEATURE", "KIND", "ACCESS", "VALUE"});
+    for (const FeatureFinding& lFinding : aFindings)
+    {
+        lTable.Add({lFinding.mFeature.mName, lFinding.mFeature.mKind, lFinding.mAccess,
+                    lFinding.mValue.empty() ? "-" : lFinding.mValue});
+    }
+    return lTable.Text();
+}
+
+std::string FeaturesJson(const std::string& aDevice, const std::vector<FeatureFinding>& aFindings)
+{
+    nlohmann::ordered_json lFeatures = nlohmann::ordered_json::array();
+    for (const FeatureFinding& lFinding : aFindings)
+    {
+        nlohmann::ordered_json lFeature = {{"name", lFinding.mFeature.mName},
+                                           {"kind", lFinding.mFeature.mKind},
+                                           {"category", lFinding.mFeature.mCategory},
+                                           {"visibility", lFinding.mFeature.mVisibility},
+                                           {"toolTip", lFinding.mFeature.mToolTip},
+                                           {"access", lFinding.mAccess},
+                                           {"value", lFinding.mValue}};
+        if (lFinding.mFeature.mKind == "Enumeration")
+        {
+            lFeature["entries"] = lFinding.mEntries;
+        }
+        lFeatures.push_back(std::move(lFeature));
+    }
+    // A device may send any bytes as its texts.
+    return nlohmann::ordered_json{{"device", aDevice}, {"features", lFeatures}}.dump(
+               2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) +
+           '\n';
+}
+
+} // namespace KySerialTool

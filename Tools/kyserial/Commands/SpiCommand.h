@@ -1,0 +1,29 @@
+#pragma once
+
+#include "kyserial/Bus/SpiBus.h"
+#include "kyserial/Options/Context.h"
+
+#include <CLI/CLI.hpp>
+
+#include <memory>
+
+namespace KySerialTool
+{
+
+/// Adds "spi" with its commands.
+void AddSpiCommand(CLI::App& aProgram, Context& aContext);
+
+// The commands below "spi", each in a file of its name.
+void AddSpiTransfer(CLI::App& aParent, Context& aContext);
+void AddSpiFlash(CLI::App& aParent, Context& aContext);
+
+/// A device and an open bus of it.
+struct OpenSpiBus
+{
+    OpenSpiBus(Context& aContext, KyDeviceSerial aPort);
+
+    const std::unique_ptr<Device> mDevice;
+    SpiBus mBus;
+};
+
+} // namespace KySerialTool

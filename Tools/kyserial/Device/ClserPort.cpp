@@ -1,0 +1,154 @@
+#include "kyserial/Device/ClserPort.h"
+
+#include "KyPlatform/Session.h"
+#include "KyPlatform/SharedMemory.h"
+#include "kyserial/Device/ClserText.h"
+#include "kyserial/Text/Failure.h"
+
+#include <algorithm>
+
+namespace KySerialTool
+{
+
+namespace
+{
+
+constexpr uint32_t cPiece = 16384;
+constexpr uint32_t cWriteSlice = 100; // milliseconds after which a request to end is noticed
+
+KyResult ToResult(CLINT32 aCode)
+{
+    if (aCode == CL_ERR_NO_ERR)
+    {
+        return {KyResult::OK};
+    }
+    return {aCode == CL_ERR_TIMEOUT ? KyResult::TIMED_OUT : KyResult::FAILURE, ClserText(aCode).c_str()};
+}
+
+/// Why shared memory cannot be used, when a try of this program's own is refused as well: the client library
+/// has only a number for it.
+std::string GetObstacle()
+{
+    constexpr uint64_t cAsTheRegistry = 11008;
+    KyPlatform::SharedMemory lTry;
+    bool lNew = false;
+    KyPlatform::Session::ForgetObstacle();
+    const bool lDone = lTry.Create("Local\\KySerialToolTry", cAsTheRegistry, lNew);
+    const std::string lObstacle = lDone ? "" : KyPlatform::Session::GetObstacle();
+    return lObstacle.empty() ? "" : " (" + lObstacle + ')';
+}
+
+/// The name of a server; empty when it has gone meanwhile.
+std::string GetName(CLUINT32 aIndex)
+{
+    std::vector<CLINT8> lName(1);
+    CLINT32 lCode = CL_ERR_BUFFER_TOO_SMALL;
+    while (lCode == CL_ERR_BUFFER_TOO_SMALL)
+    {
+        auto lSize = static_cast<CLUINT32>(lName.size());
+        lCode = clGetSerialPortIdentifier(aIndex, lName.data(), &lSize);
+        lName.resize(std::max<size_t>(lSize, 1));
+    }
+    if (lCode != CL_ERR_INVALID_INDEX)
+    {
+        CheckClser(lCode, "cannot list the Camera Link servers");
+    }
+    return lCode == CL_ERR_NO_ERR ? lName.data() : "";
+}
+
+} // namespace
+
+std::vector<std::string> ListClserPorts()
+{
+    CLUINT32 lCount = 0;
+    const CLINT32 lCode = clGetNumSerialPorts(&lCount);
+    if (lCode != CL_ERR_NO_ERR)
+    {
+        throw OperationError("cannot list the Camera Link servers: " + ClserText(lCode) + GetObstacle());
+    }
+    std::vector<std::string> lNames;
+    for (CLUINT32 lIndex = 0; lIndex < lCount; ++lIndex)
+    {
+        lNames.push_back(GetName(lIndex));
+    }
+    // The numbers of the others stay; one whose server has gone is no port.
+    while (!lNames.empty() && lNames.back().empty())
+    {
+        lNames.pop_back();
+    }
+    return lNames;
+}
+
+ClserPort::ClserPort(const std::string& aName)
+{
+    const std::vector<std::string> lNames = ListClserPorts();
+    const auto lName = std::find(lNames.begin(), lNames.end(), aName);
+    if (lName == lNames.end())
+    {
+        throw OperationError("there is no Camera Link server \"" + aName +
+                             "\"; 'kyserial clser list' shows those that there are");
+    }
+    CheckClser(clSerialInit(static_cast<CLUINT32>(lName - lNames.begin()), &mReference),
+               "cannot attach to \"" + aName + '"');
+}
+
+ClserPort::~ClserPort()
+{
+    clSerialClose(mReference);
+}
+
+void ClserPort::SetRate(uint32_t aRate)
+{
+    const CLINT32 lCode = clSetBaudRate(mReference, ClserRateBit(aRate));
+    CLUINT32 lOffered = 0;
+    if (lCode == CL_ERR_BAUD_RATE_NOT_SUPPORTED &&
+        clGetSupportedBaudRates(mReference, &lOffered) == CL_ERR_NO_ERR)
+    {
+        throw OperationError("--baud " + std::to_string(aRate) + ": " + ClserText(lCode) +
+                             " The server offers " + ClserRatesText(lOffered) + '.');
+    }
+    CheckClser(lCode, "--baud " + std::to_string(aRate));
+}
+
+KyResult ClserPort::Send(const uint8_t* aData, uint32_t aSize, uint32_t& aSent)
+{
+    std::vector<CLINT8> lBytes(aData, aData + aSize);
+    aSent = aSize;
+    return ToResult(clSerialWrite(mReference, lBytes.data(), &aSent, cWriteSlice));
+}
+
+uint32_t ClserPort::ReadEx(uint8_t* aBuffer, uint32_t aSize, uint32_t aTimeout)
+{
+    CLUINT32 lCount = aSize;
+    const CLINT32 lCode = clSerialReadEx(mReference, reinterpret_cast<CLINT8*>(aBuffer), &lCount, aTimeout);
+    if (lCode != CL_ERR_NO_ERR && lCode != CL_ERR_TIMEOUT)
+    {
+        mState = ToResult(lCode);
+        return 0;
+    }
+    return lCount;
+}
+
+std::vector<uint8_t> ClserPort::Receive(uint32_t aTimeout)
+{
+    std::vector<uint8_t> lBytes(cPiece);
+    uint32_t lCount = ReadEx(lBytes.data(), 1, aTimeout);
+    if (lCount == 1)
+    {
+        lCount += ReadEx(lBytes.data() + 1, cPiece - 1, 0); // what else there is
+    }
+    lBytes.resize(lCount);
+    return lBytes;
+}
+
+KyResult ClserPort::GetState()
+{
+    return mState;
+}
+
+bool ClserPort::IsBusy(const KyResult& aResult) const
+{
+    return aResult.GetCode() == KyResult::TIMED_OUT;
+}
+
+} // namespace KySerialTool

@@ -1,0 +1,43 @@
+#pragma once
+
+#include "kyserial/Device/BytePort.h"
+
+#include <clserzmo/clser.h>
+
+#include <string>
+#include <vector>
+
+namespace KySerialTool
+{
+
+/// The names of the Camera Link servers that run, in the client library's order. Throws OperationError when
+/// it cannot tell.
+std::vector<std::string> ListClserPorts();
+
+/// A Camera Link server as a terminal session uses it, through the client library.
+///
+/// Threads: Send() by one thread, Receive() and GetState() by one, which may be another.
+class ClserPort : public BytePort
+{
+public:
+    /// Attaches to the server. Throws OperationError when there is none of the name, or it has a client.
+    explicit ClserPort(const std::string& aName);
+    ~ClserPort() override;
+
+    /// Asks for a rate. Throws OperationError when the server does not offer it.
+    void SetRate(uint32_t aRate);
+
+    /// Waits a moment for room. \return TIMED_OUT: busy, as IsBusy() tells; FAILURE.
+    KyResult Send(const uint8_t* aData, uint32_t aSize, uint32_t& aSent) override;
+    std::vector<uint8_t> Receive(uint32_t aTimeout) override;
+    KyResult GetState() override;
+    bool IsBusy(const KyResult& aResult) const override;
+
+private:
+    uint32_t ReadEx(uint8_t* aBuffer, uint32_t aSize, uint32_t aTimeout);
+
+    hSerRef mReference = nullptr;
+    KyResult mState{KyResult::OK};
+};
+
+} // namespace KySerialTool

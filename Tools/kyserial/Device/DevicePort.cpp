@@ -1,0 +1,86 @@
+#include "kyserial/Device/DevicePort.h"
+
+#include "kyserial/Device/PortName.h"
+#include "kyserial/Text/Failure.h"
+
+namespace KySerialTool
+{
+
+namespace
+{
+
+/// More than a minute and a half at 115200 bit/s, for a reader of our output that takes a break.
+constexpr uint32_t cReceiveCells = 1U << 20U;
+constexpr size_t cPiece = 16384;
+constexpr uint32_t cDeviceBusy = 0x8007;
+
+} // namespace
+
+DevicePort::DevicePort(IKyDeviceAdapter& aAdapter, KyDeviceSerial aPort)
+    : mAdapter(aAdapter), mScope(aAdapter, aPort)
+{
+    mScope.UseOneOf({"UART", "USRT"});
+    const KyResult lOpened = mPort.Open(&aAdapter, aPort);
+    if (!lOpened.IsOK())
+    {
+        static_cast<void>(Close()); // a refused step may have left the port claimed
+        Check(lOpened, "cannot open " + PortName(aPort));
+    }
+    const KyResult lSized = mPort.SetRxBufferSize(cReceiveCells);
+    if (!lSized.IsOK())
+    {
+        static_cast<void>(Close());
+        Check(lSized, "cannot open " + PortName(aPort));
+    }
+}
+
+DevicePort::~DevicePort()
+{
+    static_cast<void>(Close()); // whoever wants to know has closed before
+}
+
+KyResult DevicePort::Send(const uint8_t* aData, uint32_t aSize, uint32_t& aSent)
+{
+    aSent = 0;
+    return mPort.Write(aData, aSize, aSent);
+}
+
+std::vector<uint8_t> DevicePort::Receive(uint32_t aTimeout)
+{
+    uint32_t lReady = 0;
+    if (mPort.GetRxBytesReady(lReady).IsOK() && lReady >= cReceiveCells - 1)
+    {
+        mOverflown = true;
+    }
+    std::vector<uint8_t> lBytes(cPiece);
+    uint32_t lRead = 0;
+    if (!mPort.Read(lBytes.data(), static_cast<uint32_t>(lBytes.size()), lRead, aTimeout).IsOK())
+    {
+        lRead = 0;
+    }
+    lBytes.resize(lRead);
+    return lBytes;
+}
+
+KyResult DevicePort::GetState()
+{
+    if (mOverflown)
+    {
+        return {KyResult::FAILURE, "The receive buffer ran full, received bytes are lost."};
+    }
+    return mAdapter.IsConnected()
+               ? KyResult(KyResult::OK)
+               : KyResult(KyResult::NO_CONNECTION, "The device is not currently connected.");
+}
+
+bool DevicePort::IsBusy(const KyResult& aResult) const
+{
+    return aResult.GetCode() == cDeviceBusy;
+}
+
+KyResult DevicePort::Close()
+{
+    return mPort.IsOpened() ? mPort.Close() : KyResult(KyResult::OK);
+}
+
+} // namespace KySerialTool

@@ -1,0 +1,76 @@
+#pragma once
+
+#include "kyserial/Device/SimulatedCamera.h"
+
+#include <CLI/CLI.hpp>
+#include <KyPlatform/Console.h>
+#include <KySerial/IKyDeviceAdapter.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace KySerialTool
+{
+
+/// Which device a command talks to.
+struct DeviceSelection
+{
+    std::string mName = "sim"; ///< Accepted by CheckDeviceName().
+    SimulatorOptions mSimulator;
+};
+
+/// A feature of a device, as its description lists it.
+struct DeviceFeature
+{
+    std::string mName;
+    std::string mCategory;
+    std::string mKind; ///< "Integer", "Float", "Boolean", "Enumeration", "String", "Register", "Command".
+    std::string mVisibility;
+    std::string mToolTip;
+};
+
+/// A connected device; ends with the object.
+class Device
+{
+public:
+    virtual ~Device() = default;
+    Device(const Device&) = delete;
+    Device& operator=(const Device&) = delete;
+
+    /// The way to the device; lives as long as this object.
+    virtual IKyDeviceAdapter& GetAdapter() = 0;
+    /// The number of its connection: another one each time that the device was away and is back. Any thread.
+    virtual uint64_t GetGeneration() = 0;
+    /// Its features, those that cannot be used now included.
+    virtual std::vector<DeviceFeature> ListFeatures() = 0;
+
+protected:
+    Device() = default;
+};
+
+/// Adds --device and the options of the simulated camera to a command.
+void AddDeviceOptions(CLI::App& aCommand, DeviceSelection& aSelection);
+
+/// The one place that knows what device texts there are. \return Why aName is none of them; empty when it is
+/// one.
+std::string CheckDeviceName(const std::string& aName);
+
+/// What a command does with a device.
+enum class DeviceAccess
+{
+    Control, ///< Writes to it, which one application at a time may.
+    Read     ///< Only reads, also beside an application that controls the device.
+};
+
+/// Connects the device. Throws OperationError when that fails. A device of the network that keeps its clients
+/// waiting is given up when aConsole is interrupted: at once while it is being connected, and 0.8 s later
+/// when it is in use, so that there is time to set it back.
+std::unique_ptr<Device> OpenDevice(const DeviceSelection& aSelection, const KyPlatform::Console& aConsole,
+                                   DeviceAccess aAccess);
+
+/// Throws OperationError unless the device is there and has been since its connection had that number: what
+/// it was asked meanwhile may have had no answer.
+void CheckConnection(Device& aDevice, uint64_t aGeneration);
+
+} // namespace KySerialTool

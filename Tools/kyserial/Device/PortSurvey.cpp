@@ -1,0 +1,116 @@
+#include "kyserial/Device/PortSurvey.h"
+
+#include "kyserial/Bus/BulkPortScope.h"
+#include "kyserial/Device/PortName.h"
+
+#include <KySerial/KyDeviceI2CBus.h>
+#include <KySerial/KyDeviceSPIBus.h>
+#include <KySerial/KyDeviceSerialPort.h>
+
+#include <algorithm>
+
+namespace KySerialTool
+{
+
+namespace
+{
+
+constexpr uint32_t cFunctionCapabilities = 0xB8FC;
+constexpr uint32_t cImplemented = 0x80000000U;
+constexpr uint32_t cUartCount = 0x7;
+
+/// Whether the library drives bulk port 0 through registers. It prefers them, and its answer to IsSupported()
+/// does not tell them from the features, so the device's capability register has to.
+bool HasBulkRegisters(IKyDeviceAdapter& aAdapter)
+{
+    uint32_t lCapabilities = 0;
+    return aAdapter.IsKorvoVideoInterface() && aAdapter.IsGigEVision() &&
+           aAdapter.ReadRegister(cFunctionCapabilities, lCapabilities).IsOK() &&
+           (lCapabilities & cImplemented) != 0 && (lCapabilities & cUartCount) != 0;
+}
+
+bool Contains(const std::vector<std::string>& aTexts, const char* aText)
+{
+    return std::find(aTexts.begin(), aTexts.end(), aText) != aTexts.end();
+}
+
+/// UART and USRT as the device's features tell, I2C and SPI as the library's buses tell.
+std::vector<std::string> BulkProtocols(IKyDeviceAdapter& aAdapter, KyDeviceSerial aPort, PortEngine aEngine,
+                                       const std::vector<std::string>& aOffered)
+{
+    std::vector<std::string> lProtocols;
+    for (const char* const lProtocol : {"UART", "USRT"})
+    {
+        // A bulk port behind registers runs both, whether or not there are features to say so.
+        if (aEngine == PortEngine::RegisterBulk || Contains(aOffered, lProtocol))
+        {
+            lProtocols.emplace_back(lProtocol);
+        }
+    }
+    if (KyDeviceI2CBus::IsSupported(&aAdapter, aPort))
+    {
+        lProtocols.emplace_back("I2C");
+    }
+    if (KyDeviceSPIBus::IsSupported(&aAdapter, aPort))
+    {
+        lProtocols.emplace_back("SPI");
+    }
+    return lProtocols;
+}
+
+PortFinding SurveyBulkPort(IKyDeviceAdapter& aAdapter, KyDeviceSerial aPort)
+{
+    BulkPortScope lScope(aAdapter, aPort);
+    PortFinding lFinding{aPort};
+    lFinding.mSupported = KyDeviceSerialPort::IsSupported(&aAdapter, aPort);
+    if (lFinding.mSupported)
+    {
+        const bool lRegisters = aPort == KyDeviceSerialBulk0 && HasBulkRegisters(aAdapter);
+        lFinding.mEngine = lRegisters ? PortEngine::RegisterBulk : PortEngine::Features;
+        lFinding.mProtocols = BulkProtocols(aAdapter, aPort, lFinding.mEngine, lScope.GetOfferedModes());
+        lFinding.mMode = lScope.GetMode();
+    }
+    return lFinding;
+}
+
+PortFinding SurveyUart(IKyDeviceAdapter& aAdapter, KyDeviceSerial aPort)
+{
+    PortFinding lFinding{aPort};
+    lFinding.mSupported = KyDeviceSerialPort::IsSupported(&aAdapter, aPort);
+    if (lFinding.mSupported)
+    {
+        lFinding.mEngine = PortEngine::RegisterUart;
+        lFinding.mProtocols = {"UART"};
+        lFinding.mMode = "UART";
+    }
+    return lFinding;
+}
+
+} // namespace
+
+std::vector<PortFinding> SurveyPorts(IKyDeviceAdapter& aAdapter)
+{
+    std::vector<PortFinding> lFindings;
+    for (const KyDeviceSerial lPort : cPorts)
+    {
+        lFindings.push_back(IsBulk(lPort) ? SurveyBulkPort(aAdapter, lPort) : SurveyUart(aAdapter, lPort));
+    }
+    return lFindings;
+}
+
+const char* EngineText(PortEngine aEngine)
+{
+    switch (aEngine)
+    {
+    case PortEngine::RegisterUart:
+        return "register UART";
+    case PortEngine::RegisterBulk:
+        return "register bulk";
+    case PortEngine::Features:
+        return "features";
+    default:
+        return "none";
+    }
+}
+
+} // namespace KySerialTool

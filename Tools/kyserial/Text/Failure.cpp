@@ -1,0 +1,46 @@
+#include "kyserial/Text/Failure.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+
+namespace KySerialTool
+{
+
+std::string ResultText(const KyResult& aResult)
+{
+    std::string lText = aResult.GetCodeString().GetAscii();
+    if (lText == "UNKNOWN")
+    {
+        // The adapter's own code: its number is all that can be looked up.
+        std::array<char, 16> lNumber{};
+        std::snprintf(lNumber.data(), lNumber.size(), "0x%04X", static_cast<unsigned>(aResult.GetCode()));
+        lText = lNumber.data();
+    }
+    if (aResult.GetDescription().GetLength() > 0)
+    {
+        lText += std::string(": ") + aResult.GetDescription().GetAscii();
+    }
+    return lText;
+}
+
+void Check(const KyResult& aResult, const std::string& aWhat)
+{
+    if (!aResult.IsOK())
+    {
+        throw OperationError(aWhat + ": " + ResultText(aResult));
+    }
+}
+
+void PrintError(const std::string& aText)
+{
+    std::string lLine = "kyserial: " + aText;
+    std::replace_if(
+        lLine.begin(), lLine.end(), [](char aCharacter) { return aCharacter == '\n' || aCharacter == '\r'; },
+        ' ');
+    lLine += '\n';
+    std::fputs(lLine.c_str(), stderr);
+    std::fflush(stderr);
+}
+
+} // namespace KySerialTool

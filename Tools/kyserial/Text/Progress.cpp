@@ -1,0 +1,51 @@
+#include "kyserial/Text/Progress.h"
+
+#include <KyPlatform/Console.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <utility>
+
+namespace KySerialTool
+{
+
+Progress::Progress(std::string aLabel, size_t aTotal)
+    : mLabel(std::move(aLabel)), mTotal(aTotal), mVisible(KyPlatform::Console::IsErrorTerminal())
+{
+    Advance(0);
+}
+
+Progress::~Progress()
+{
+    if (mVisible)
+    {
+        std::fputs("\n", stderr);
+    }
+}
+
+void Progress::Advance(size_t aCount)
+{
+    mDone += aCount;
+    const std::string lText = Text(mLabel, mDone, mTotal);
+    if (mVisible && lText != mShown)
+    {
+        std::fputs(('\r' + lText).c_str(), stderr);
+        std::fflush(stderr);
+        mShown = lText;
+    }
+}
+
+std::string Progress::Text(const std::string& aLabel, size_t aDone, size_t aTotal)
+{
+    constexpr size_t cWidth = 20;
+    const size_t lDone = std::min(aDone, aTotal);
+    const size_t lMarks = aTotal > 0 ? lDone * cWidth / aTotal : cWidth;
+    const size_t lPercent = aTotal > 0 ? lDone * 100 / aTotal : 100;
+    std::array<char, 96> lText{};
+    std::snprintf(lText.data(), lText.size(), "%-10.20s [%-20s] %3u%%", aLabel.c_str(),
+                  std::string(lMarks, '#').c_str(), static_cast<unsigned>(lPercent));
+    return lText.data();
+}
+
+} // namespace KySerialTool
