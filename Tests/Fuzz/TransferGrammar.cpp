@@ -2,10 +2,9 @@
 // down and read back as the same.
 
 #include "Fuzz/FuzzInput.h"
-#include "kyserial/Bus/I2CSyntax.h"
+#include "kyserial/Bus/I2CText.h"
 #include "kyserial/Text/Failure.h"
-#include "kyserial/Text/HexInput.h"
-#include "kyserial/Text/Number.h"
+#include "kyserial/Text/Hex.h"
 
 #include <string>
 

@@ -1,5 +1,5 @@
-#include "kyserial/Device/ClserText.h"
-#include "kyserial/Commands/ClserCommand.h"
+#include "kyserial/Commands/Commands.h"
+#include "kyserial/Device/ClserPort.h"
 #include "kyserial/Text/Failure.h"
 
 #include <gtest/gtest.h>

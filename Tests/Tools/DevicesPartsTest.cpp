@@ -1,5 +1,4 @@
-#include "kyserial/Commands/DevicesCommand.h"
-#include "kyserial/Commands/FeaturesCommand.h"
+#include "kyserial/Commands/Commands.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "kyserial/Terminal/EscapeKey.h"
+#include "kyserial/Terminal/TermSession.h"
 
 #include <gtest/gtest.h>
 

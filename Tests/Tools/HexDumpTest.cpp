@@ -1,4 +1,4 @@
-#include "kyserial/Text/HexDump.h"
+#include "kyserial/Text/Hex.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,4 @@
-#include "kyserial/Bus/I2CSyntax.h"
-#include "kyserial/Bus/I2CTables.h"
+#include "kyserial/Bus/I2CText.h"
 #include "kyserial/Text/Failure.h"
 
 #include <gmock/gmock.h>

@@ -5,7 +5,7 @@
 #include "Simulator/Peers/SpiFlash.h"
 #include "kyserial/Bus/Eeprom.h"
 #include "kyserial/Bus/FlashMemory.h"
-#include "kyserial/Options/CommonOptions.h"
+#include "kyserial/Options/Options.h"
 #include "kyserial/Text/Failure.h"
 
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 #include "ScriptedPort.h"
 
-#include "kyserial/Terminal/PortReceiver.h"
+#include "kyserial/Terminal/PortStreams.h"
 
 #include <JxUtilsLib/Event.h>
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 #include "ScriptedPort.h"
 
-#include "kyserial/Terminal/PortSender.h"
+#include "kyserial/Terminal/PortStreams.h"
 #include "kyserial/Text/Failure.h"
 
 #include <gtest/gtest.h>

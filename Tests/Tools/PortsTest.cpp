@@ -1,8 +1,8 @@
 #include "Simulator/Camera/CameraModel.h"
 #include "Simulator/Camera/SimulatedDeviceAdapter.h"
-#include "kyserial/Commands/PortsCommand.h"
+#include "kyserial/Commands/Commands.h"
 #include "kyserial/Device/PortSurvey.h"
-#include "kyserial/Options/CommonOptions.h"
+#include "kyserial/Options/Options.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kyserial/Device/BytePort.h"
+#include "kyserial/Device/DevicePort.h"
 
 #include <JxUtilsLib/Event.h>
 

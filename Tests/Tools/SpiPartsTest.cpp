@@ -2,8 +2,8 @@
 #include "kyserial/Bus/SpiBus.h"
 #include "kyserial/Text/Failure.h"
 #include "kyserial/Text/FileContent.h"
-#include "kyserial/Text/HexInput.h"
-#include "kyserial/Text/Progress.h"
+#include "kyserial/Text/Hex.h"
+#include "kyserial/Text/Output.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
 #include "kyserial/Device/DeviceSelector.h"
 #include "kyserial/Device/PortName.h"
 #include "kyserial/Text/Failure.h"
-#include "kyserial/Text/Number.h"
-#include "kyserial/Text/Table.h"
+#include "kyserial/Text/Hex.h"
+#include "kyserial/Text/Output.h"
 
 #include <gtest/gtest.h>
 

@@ -5,8 +5,7 @@
 #include "kyserial/Bridge/PatientAdapter.h"
 #include "kyserial/Bridge/PtyRelay.h"
 #include "kyserial/Device/PortSettings.h"
-#include "kyserial/Options/Context.h"
-#include "kyserial/Options/LineOptions.h"
+#include "kyserial/Options/Options.h"
 #include "kyserial/Terminal/TerminalLink.h"
 #include "kyserial/Terminal/TrafficLog.h"
 

@@ -1,7 +1,7 @@
 #include "kyserial/Bridge/HostSide.h"
 
 #include "kyserial/Text/Failure.h"
-#include "kyserial/Text/Number.h"
+#include "kyserial/Text/Hex.h"
 
 #include <KyPlatform/HostSerialPort.h>
 #include <KyPlatform/PseudoTerminal.h>

@@ -1,5 +1,4 @@
 #include "kyserial/Bus/BulkPortScope.h"
-
 #include "kyserial/Device/PortName.h"
 #include "kyserial/Text/Failure.h"
 

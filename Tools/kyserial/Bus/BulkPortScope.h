@@ -1,5 +1,8 @@
 #pragma once
 
+#include "kyserial/Device/PortName.h"
+#include "kyserial/Text/Failure.h"
+
 #include <KyBase/KyString.h>
 #include <KySerial/IKyDeviceAdapter.h>
 #include <KySerial/KySerialTypes.h>
@@ -43,5 +46,20 @@ private:
     KyString mFormerMode;
     bool mSelected = false;
 };
+
+/// Opens a bus after it has made its bulk port run the protocol. Throws OperationError when either fails.
+/// \param aProtocol  "I2C" or "SPI".
+template<typename Bus>
+void OpenBus(Bus& aBus, BulkPortScope& aScope, IKyDeviceAdapter& aAdapter, KyDeviceSerial aPort,
+             const std::string& aProtocol)
+{
+    aScope.UseOneOf({aProtocol});
+    const KyResult lOpened = aBus.Open(&aAdapter, aPort);
+    if (!lOpened.IsOK() && aBus.IsOpened())
+    {
+        static_cast<void>(aBus.Close()); // a refused step may have left the port claimed
+    }
+    Check(lOpened, "cannot open " + PortName(aPort) + " as " + aProtocol + " bus");
+}
 
 } // namespace KySerialTool

@@ -1,10 +1,15 @@
 #include "kyserial/Bus/Eeprom.h"
-
+#include "kyserial/Bus/I2CCommand.h"
+#include "kyserial/Bus/I2CText.h"
+#include "kyserial/Options/Options.h"
 #include "kyserial/Text/Failure.h"
+#include "kyserial/Text/FileContent.h"
+#include "kyserial/Text/Output.h"
 
 #include <JxUtilsLib/Thread.h>
 
 #include <algorithm>
+#include <cstdio>
 
 namespace KySerialTool
 {
@@ -78,6 +83,121 @@ void Eeprom::AwaitWriteCycle(size_t aOffset)
         lResult = mBus.TryRead(SlaveAddress(aOffset), 1, lByte);
     }
     Check(lResult, "the memory does not come back from its write cycle");
+}
+
+namespace
+{
+
+constexpr uint32_t cLargest = 65536;
+constexpr uint32_t cLargestWithBlocks = 2048; // eight blocks of 256: three bits of the slave's address
+
+struct EepromOptions : I2COptions
+{
+    std::string mFile{};
+    std::string mAddress = "0x50";
+    uint32_t mSize = 256;
+    uint32_t mPage = 8;
+    uint32_t mOffset = 0;
+    bool mWideOffsets = false;
+    bool mQuiet = false;
+};
+
+EepromShape ParseShape(const EepromOptions& aOptions)
+{
+    EepromShape lShape{ParseI2CAddress(aOptions.mAddress, aOptions.mAll), aOptions.mSize, aOptions.mPage,
+                       aOptions.mWideOffsets ? 2U : 1U};
+    const uint32_t lLargest = aOptions.mWideOffsets ? cLargest : cLargestWithBlocks;
+    if (lShape.mSize == 0 || lShape.mSize > lLargest)
+    {
+        throw UsageError("--size: use 1 to " + std::to_string(lLargest) + " bytes" +
+                         (aOptions.mWideOffsets ? "" : ", or up to 65536 with --wide-offsets"));
+    }
+    if (lShape.mPage == 0 || (lShape.mPage & (lShape.mPage - 1)) != 0)
+    {
+        throw UsageError("--page: a page is a power of two; use 1, 2, 4 and so on up to 256");
+    }
+    if (aOptions.mOffset >= lShape.mSize)
+    {
+        throw UsageError("--offset: use 0 to " + std::to_string(lShape.mSize - 1) + ", or a larger --size");
+    }
+    return lShape;
+}
+
+ExitCode RunRead(Context& aContext, const EepromOptions& aOptions)
+{
+    const EepromShape lShape = ParseShape(aOptions);
+    OpenI2CBus lBus(aContext, aOptions);
+    Eeprom lEeprom(lBus.mBus, lShape);
+    const size_t lSize = lShape.mSize - aOptions.mOffset;
+    std::vector<uint8_t> lBytes;
+    {
+        Progress lProgress("reading", lSize);
+        lBytes = lEeprom.Read(aOptions.mOffset, lSize, [&](size_t aCount) { lProgress.Advance(aCount); });
+    }
+    SaveFile(aContext, aOptions.mFile, lBytes);
+    return ExitCode::Ok;
+}
+
+ExitCode RunWrite(Context& aContext, const EepromOptions& aOptions)
+{
+    const EepromShape lShape = ParseShape(aOptions);
+    const std::vector<uint8_t> lBytes = LoadFile(aContext, aOptions.mFile);
+    if (lBytes.size() > lShape.mSize - aOptions.mOffset)
+    {
+        throw UsageError(aOptions.mFile + " has " + std::to_string(lBytes.size()) +
+                         " bytes; the memory takes " + std::to_string(lShape.mSize - aOptions.mOffset) +
+                         " there (see --size and --offset)");
+    }
+    OpenI2CBus lBus(aContext, aOptions);
+    Eeprom lEeprom(lBus.mBus, lShape);
+    {
+        Progress lProgress("writing", lBytes.size());
+        lEeprom.Write(aOptions.mOffset, lBytes, [&](size_t aCount) { lProgress.Advance(aCount); });
+    }
+    {
+        Progress lProgress("verifying", lBytes.size());
+        Verify(
+            lBytes,
+            lEeprom.Read(aOptions.mOffset, lBytes.size(), [&](size_t aCount) { lProgress.Advance(aCount); }),
+            aOptions.mOffset);
+    }
+    if (!aOptions.mQuiet)
+    {
+        std::fputs(("wrote and verified " + std::to_string(lBytes.size()) + " bytes\n").c_str(), stderr);
+    }
+    return ExitCode::Ok;
+}
+
+void AddShapeOptions(CLI::App& aCommand, EepromOptions& aOptions, Context& aContext)
+{
+    aCommand.add_option("FILE", aOptions.mFile, "File with the bytes, - for the standard input or output")
+        ->required();
+    aCommand.add_option("--address", aOptions.mAddress, "Address of the memory (0x50)")->type_name("ADDRESS");
+    AddNumberOption(aCommand, "--size", cLargest, "bytes", "Size of the memory in bytes (256)",
+                    aOptions.mSize);
+    AddNumberOption(aCommand, "--page", 256, "bytes", "Bytes that one write takes (8)", aOptions.mPage);
+    AddNumberOption(aCommand, "--offset", cLargest - 1, "bytes", "Where to begin (0)", aOptions.mOffset);
+    aCommand.add_flag("--wide-offsets", aOptions.mWideOffsets,
+                      "Offsets of two bytes, as memories above 2048 bytes take them");
+    AddI2COptions(aCommand, aOptions, aContext);
+}
+
+} // namespace
+
+void AddI2CEeprom(CLI::App& aParent, Context& aContext)
+{
+    CLI::App& lEeprom = *aParent.add_subcommand("eeprom", "Read and write EEPROMs as a whole");
+    const auto lReadOptions = std::make_shared<EepromOptions>();
+    CLI::App& lRead = *lEeprom.add_subcommand("read", "Copy the memory into a file");
+    AddShapeOptions(lRead, *lReadOptions, aContext);
+    OnCommand(lRead, aContext, lReadOptions, &RunRead);
+
+    const auto lWriteOptions = std::make_shared<EepromOptions>();
+    CLI::App& lWrite =
+        *lEeprom.add_subcommand("write", "Copy a file into the memory, page by page, and verify it");
+    AddShapeOptions(lWrite, *lWriteOptions, aContext);
+    lWrite.add_flag("--quiet", lWriteOptions->mQuiet, "No note on the error output");
+    OnCommand(lWrite, aContext, lWriteOptions, &RunWrite);
 }
 
 } // namespace KySerialTool

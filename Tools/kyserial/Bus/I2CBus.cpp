@@ -1,9 +1,9 @@
 #include "kyserial/Bus/I2CBus.h"
 
-#include "kyserial/Bus/OpenBus.h"
+#include "kyserial/Bus/BulkPortScope.h"
 #include "kyserial/Device/PortName.h"
 #include "kyserial/Text/Failure.h"
-#include "kyserial/Text/HexDump.h"
+#include "kyserial/Text/Hex.h"
 
 namespace KySerialTool
 {

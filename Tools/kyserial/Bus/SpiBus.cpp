@@ -1,6 +1,6 @@
 #include "kyserial/Bus/SpiBus.h"
 
-#include "kyserial/Bus/OpenBus.h"
+#include "kyserial/Bus/BulkPortScope.h"
 #include "kyserial/Device/PortName.h"
 #include "kyserial/Text/Failure.h"
 

@@ -1,12 +1,12 @@
-#include "kyserial/Commands/BridgeCommand.h"
+#include "kyserial/Commands/Commands.h"
 
 #include "kyserial/Bridge/BridgeSession.h"
 #include "kyserial/Bridge/TrafficTap.h"
 #include "kyserial/Bus/BulkPortScope.h"
-#include "kyserial/Options/NumberOption.h"
+#include "kyserial/Options/Options.h"
 #include "kyserial/Terminal/TerminalRun.h"
 #include "kyserial/Text/Failure.h"
-#include "kyserial/Text/Number.h"
+#include "kyserial/Text/Hex.h"
 
 #include <algorithm>
 #include <array>

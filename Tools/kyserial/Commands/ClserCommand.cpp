@@ -1,11 +1,10 @@
-#include "kyserial/Commands/ClserCommand.h"
+#include "kyserial/Commands/Commands.h"
 
 #include "kyserial/Device/ClserPort.h"
-#include "kyserial/Device/ClserText.h"
-#include "kyserial/Options/NumberOption.h"
+#include "kyserial/Options/Options.h"
 #include "kyserial/Terminal/TerminalRun.h"
 #include "kyserial/Text/Failure.h"
-#include "kyserial/Text/Table.h"
+#include "kyserial/Text/Output.h"
 
 #include <nlohmann/json.hpp>
 

@@ -1,7 +1,7 @@
-#include "kyserial/Commands/DevicesCommand.h"
+#include "kyserial/Commands/Commands.h"
 
-#include "kyserial/Options/NumberOption.h"
-#include "kyserial/Text/Table.h"
+#include "kyserial/Options/Options.h"
+#include "kyserial/Text/Output.h"
 
 #include <nlohmann/json.hpp>
 

@@ -1,7 +1,7 @@
-#include "kyserial/Commands/FeaturesCommand.h"
+#include "kyserial/Commands/Commands.h"
 
 #include "kyserial/Text/Failure.h"
-#include "kyserial/Text/Table.h"
+#include "kyserial/Text/Output.h"
 
 #include <nlohmann/json.hpp>
 

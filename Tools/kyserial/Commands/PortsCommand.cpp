@@ -1,7 +1,7 @@
-#include "kyserial/Commands/PortsCommand.h"
+#include "kyserial/Commands/Commands.h"
 
 #include "kyserial/Device/PortName.h"
-#include "kyserial/Text/Table.h"
+#include "kyserial/Text/Output.h"
 
 #include <nlohmann/json.hpp>
 

@@ -1,7 +1,6 @@
-#include "kyserial/Commands/TermCommand.h"
+#include "kyserial/Commands/Commands.h"
 
 #include "kyserial/Device/DevicePort.h"
-#include "kyserial/Device/PortName.h"
 #include "kyserial/Terminal/TerminalRun.h"
 #include "kyserial/Text/Failure.h"
 

@@ -1,7 +1,7 @@
 #include "kyserial/Device/DevicePort.h"
-
-#include "kyserial/Device/PortName.h"
 #include "kyserial/Text/Failure.h"
+
+#include <algorithm>
 
 namespace KySerialTool
 {

@@ -1,7 +1,7 @@
 #include "kyserial/Device/DeviceSelector.h"
 
 #include "kyserial/Device/NetworkDevices.h"
-#include "kyserial/Options/NumberOption.h"
+#include "kyserial/Options/Options.h"
 #include "kyserial/Text/Failure.h"
 
 namespace KySerialTool

@@ -1,14 +1,9 @@
 #include "kyserial/Options/CommandLine.h"
 
-#include "kyserial/Commands/BridgeCommand.h"
-#include "kyserial/Commands/ClserCommand.h"
-#include "kyserial/Commands/DevicesCommand.h"
-#include "kyserial/Commands/FeaturesCommand.h"
-#include "kyserial/Commands/I2CCommand.h"
-#include "kyserial/Commands/PortsCommand.h"
-#include "kyserial/Commands/SpiCommand.h"
-#include "kyserial/Commands/TermCommand.h"
-#include "kyserial/Options/Context.h"
+#include "kyserial/Bus/I2CCommand.h"
+#include "kyserial/Bus/SpiCommand.h"
+#include "kyserial/Commands/Commands.h"
+#include "kyserial/Options/Options.h"
 #include "kyserial/Text/Failure.h"
 #include "kyserial/Version.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kyserial/Text/ExitCode.h"
+#include "kyserial/Text/Failure.h"
 
 #include <KyPlatform/Console.h>
 

@@ -1,7 +1,7 @@
 #include "kyserial/Terminal/TerminalRun.h"
 
 #include "kyserial/Text/Failure.h"
-#include "kyserial/Text/Number.h"
+#include "kyserial/Text/Hex.h"
 
 #include <cstdio>
 #include <optional>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "kyserial/Device/BytePort.h"
-#include "kyserial/Options/Context.h"
+#include "kyserial/Device/DevicePort.h"
+#include "kyserial/Options/Options.h"
 #include "kyserial/Terminal/TermSession.h"
 #include "kyserial/Terminal/TrafficLog.h"
 

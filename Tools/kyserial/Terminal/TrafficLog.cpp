@@ -1,6 +1,6 @@
 #include "kyserial/Terminal/TrafficLog.h"
 
-#include "kyserial/Text/HexDump.h"
+#include "kyserial/Text/Hex.h"
 
 #include <JxUtilsLib/LockScope.h>
 

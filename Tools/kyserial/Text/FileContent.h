@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kyserial/Options/Context.h"
+#include "kyserial/Options/Options.h"
 
 #include <cstdint>
 #include <string>

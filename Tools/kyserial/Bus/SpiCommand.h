@@ -1,7 +1,7 @@
 #pragma once
 
 #include "kyserial/Bus/SpiBus.h"
-#include "kyserial/Options/Context.h"
+#include "kyserial/Options/Options.h"
 
 #include <CLI/CLI.hpp>
 
@@ -13,7 +13,7 @@ namespace KySerialTool
 /// Adds "spi" with its commands.
 void AddSpiCommand(CLI::App& aProgram, Context& aContext);
 
-// The commands below "spi", each in a file of its name.
+// The commands below "spi".
 void AddSpiTransfer(CLI::App& aParent, Context& aContext);
 void AddSpiFlash(CLI::App& aParent, Context& aContext);
 

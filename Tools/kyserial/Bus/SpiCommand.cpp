@@ -1,9 +1,8 @@
-#include "kyserial/Commands/SpiCommand.h"
-#include "kyserial/Device/PortName.h"
-#include "kyserial/Options/NumberOption.h"
+#include "kyserial/Bus/SpiCommand.h"
+#include "kyserial/Device/DevicePort.h"
+#include "kyserial/Options/Options.h"
 #include "kyserial/Text/Failure.h"
-#include "kyserial/Text/HexDump.h"
-#include "kyserial/Text/HexInput.h"
+#include "kyserial/Text/Hex.h"
 
 #include <nlohmann/json.hpp>
 
@@ -11,6 +10,19 @@
 
 namespace KySerialTool
 {
+
+void AddSpiCommand(CLI::App& aProgram, Context& aContext)
+{
+    CLI::App& lCommand = *aProgram.add_subcommand("spi", "Work on the SPI bus of a bulk port");
+    lCommand.footer("The bulk port runs SPI meanwhile.");
+    AddSpiTransfer(lCommand, aContext);
+    AddSpiFlash(lCommand, aContext);
+}
+
+OpenSpiBus::OpenSpiBus(Context& aContext, KyDeviceSerial aPort)
+    : mDevice(OpenDevice(aContext)), mBus(mDevice->GetAdapter(), aPort)
+{
+}
 
 namespace
 {

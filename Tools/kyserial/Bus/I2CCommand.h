@@ -1,7 +1,7 @@
 #pragma once
 
 #include "kyserial/Bus/I2CBus.h"
-#include "kyserial/Options/Context.h"
+#include "kyserial/Options/Options.h"
 
 #include <CLI/CLI.hpp>
 
@@ -40,5 +40,26 @@ struct OpenI2CBus
 /// \return True for Enter and for an answer that begins with y; false for all others and at the end of the
 /// input.
 bool Confirm(Context& aContext, const I2COptions& aOptions, const std::string& aWhat);
+
+/// Adds "i2c" with its commands.
+void AddI2CCommand(CLI::App& aProgram, Context& aContext);
+
+// The commands below "i2c".
+void AddI2CDetect(CLI::App& aParent, Context& aContext);
+void AddI2CGet(CLI::App& aParent, Context& aContext);
+void AddI2CSet(CLI::App& aParent, Context& aContext);
+void AddI2CDump(CLI::App& aParent, Context& aContext);
+void AddI2CTransfer(CLI::App& aParent, Context& aContext);
+void AddI2CEeprom(CLI::App& aParent, Context& aContext);
+
+/// Has a command run aRun with its options, which live as long as the command.
+template<typename Options>
+void OnCommand(CLI::App& aCommand, Context& aContext, const std::shared_ptr<Options>& aOptions,
+               ExitCode (*aRun)(Context&, const Options&))
+{
+    aCommand.callback(
+        [&aContext, aOptions, aRun]
+        { aContext.mAction = [aOptions, aRun](Context& aRunning) { return aRun(aRunning, *aOptions); }; });
+}
 
 } // namespace KySerialTool

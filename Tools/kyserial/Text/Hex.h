@@ -2,11 +2,20 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace KySerialTool
 {
+
+/// A number as a user writes one: decimal digits, or hexadecimal ones behind "0x".
+/// \return Nothing for any other text, signs and spaces included, and for numbers above aMaximum.
+std::optional<uint64_t> ParseNumber(const std::string& aText, uint64_t aMaximum);
+
+/// Bytes that a user writes in hexadecimal: "9f", "03 00 10 00", "0x03001000"; each word is whole bytes.
+/// \return Nothing when a word is anything else.
+std::optional<std::vector<uint8_t>> ParseHexBytes(const std::vector<std::string>& aWords);
 
 /// Bytes as lines of an offset, up to sixteen hexadecimal numbers and the printable characters among them:
 ///

@@ -1,0 +1,219 @@
+#include "kyserial/Options/Options.h"
+#include "kyserial/Device/DevicePort.h"
+#include "kyserial/Text/Failure.h"
+#include "kyserial/Text/Hex.h"
+
+#include <JxUtilsLib/Assert.h>
+#include <JxUtilsLib/Logger.h>
+
+#include <algorithm>
+#include <array>
+#include <optional>
+#include <utility>
+
+namespace KySerialTool
+{
+
+namespace
+{
+
+/// "7 or 8".
+std::string Choices(const std::vector<uint32_t>& aValues)
+{
+    std::string lText;
+    for (size_t lIndex = 0; lIndex < aValues.size(); ++lIndex)
+    {
+        const bool lLast = lIndex + 1 == aValues.size();
+        lText += (lIndex == 0 ? "" : lLast ? " or " : ", ") + std::to_string(aValues[lIndex]);
+    }
+    return lText;
+}
+
+} // namespace
+
+CLI::Option* AddNumberOption(CLI::App& aCommand, const std::string& aName, uint32_t aMaximum,
+                             const std::string& aUnit, const std::string& aDescription, uint32_t& aValue)
+{
+    const auto lParse = [=, &aValue](const std::string& aText)
+    {
+        const std::optional<uint64_t> lNumber = ParseNumber(aText, aMaximum);
+        if (!lNumber.has_value())
+        {
+            throw CLI::ValidationError(aName.substr(aName.find("--")),
+                                       '"' + aText + "\" does not fit; use 0 to " + std::to_string(aMaximum) +
+                                           ' ' + aUnit);
+        }
+        aValue = static_cast<uint32_t>(*lNumber);
+    };
+    return aCommand.add_option_function<std::string>(aName, lParse, aDescription)->type_name("N");
+}
+
+CLI::Option* AddNumberChoice(CLI::App& aCommand, const std::string& aName,
+                             const std::vector<uint32_t>& aValues, const std::string& aDescription,
+                             std::optional<uint32_t>& aValue)
+{
+    const std::string lChoices = Choices(aValues);
+    const auto lParse = [=, &aValue](const std::string& aText)
+    {
+        const std::optional<uint64_t> lNumber = ParseNumber(aText, UINT32_MAX);
+        if (!lNumber.has_value() || std::find(aValues.begin(), aValues.end(), *lNumber) == aValues.end())
+        {
+            throw CLI::ValidationError(aName, '"' + aText + "\" does not fit; use " + lChoices);
+        }
+        aValue = static_cast<uint32_t>(*lNumber);
+    };
+    return aCommand.add_option_function<std::string>(aName, lParse, aDescription + ": " + lChoices)
+        ->type_name("N");
+}
+
+namespace
+{
+
+KyParity ParseParity(const std::string& aText)
+{
+    if (aText == "none")
+    {
+        return KyParityNone;
+    }
+    if (aText == "even")
+    {
+        return KyParityEven;
+    }
+    if (aText == "odd")
+    {
+        return KyParityOdd;
+    }
+    throw CLI::ValidationError("--parity", '"' + aText + "\" does not fit; use none, even or odd");
+}
+
+} // namespace
+
+void AddLineOptions(CLI::App& aCommand, LineSelection& aSelection)
+{
+    AddNumberChoice(aCommand, "--baud", {9600, 14400, 19200, 28800, 38400, 57600, 115200},
+                    "Bits per second (9600 unless given)", aSelection.mBaudRate);
+    aCommand
+        .add_option_function<std::string>(
+            "--parity", [&aSelection](const std::string& aText) { aSelection.mParity = ParseParity(aText); },
+            "Parity (none unless given): none, even or odd")
+        ->type_name("PARITY");
+    AddNumberChoice(aCommand, "--bits", {7, 8}, "Data bits (8 unless given)", aSelection.mBits);
+    AddNumberChoice(aCommand, "--stop", {1, 2}, "Stop bits (1 unless given)", aSelection.mStopBits);
+}
+
+KySerialPortConfiguration ToConfiguration(const LineSelection& aSelection)
+{
+    KySerialPortConfiguration lLine;
+    lLine.mBaudRate = aSelection.mBaudRate.value_or(lLine.mBaudRate);
+    lLine.mParity = aSelection.mParity.value_or(lLine.mParity);
+    lLine.mBitsPerByte = aSelection.mBits.value_or(lLine.mBitsPerByte);
+    lLine.mStopBits = aSelection.mStopBits.value_or(lLine.mStopBits);
+    return lLine;
+}
+
+std::string LineText(const KySerialPortConfiguration& aLine)
+{
+    const char* const lParity = aLine.mParity == KyParityEven  ? "E"
+                                : aLine.mParity == KyParityOdd ? "O"
+                                                               : "N";
+    return std::to_string(aLine.mBaudRate) + ' ' + std::to_string(aLine.mBitsPerByte) + lParity +
+           std::to_string(aLine.mStopBits);
+}
+
+namespace
+{
+
+using JxUtilsLib::Logger;
+
+constexpr int cLogOff = JxUtilsLib::PriorityFatal + 1;
+
+constexpr std::array<std::pair<const char*, int>, 6> cLogLevels = {{{"debug", JxUtilsLib::PriorityDebug},
+                                                                    {"info", JxUtilsLib::PriorityInfo},
+                                                                    {"warning", JxUtilsLib::PriorityWarning},
+                                                                    {"error", JxUtilsLib::PriorityError},
+                                                                    {"fatal", JxUtilsLib::PriorityFatal},
+                                                                    {"off", cLogOff}}};
+
+int ParseLogLevel(const std::string& aText)
+{
+    const auto* const lLevel = std::find_if(cLogLevels.begin(), cLogLevels.end(),
+                                            [&](const auto& aLevel) { return aText == aLevel.first; });
+    if (lLevel == cLogLevels.end())
+    {
+        throw CLI::ValidationError(
+            "--log-level", '"' + aText + "\" is no level; use debug, info, warning, error, fatal or off");
+    }
+    return lLevel->second;
+}
+
+KyDeviceSerial ParsePort(const std::string& aText, PortKind aKind)
+{
+    const std::optional<KyDeviceSerial> lPort = ParsePortName(aText);
+    if (aKind == PortKind::Bulk && (!lPort.has_value() || !IsBulk(*lPort)))
+    {
+        throw CLI::ValidationError("--port", '"' + aText + "\" is no bulk port; use bulk0 to bulk7");
+    }
+    if (!lPort.has_value())
+    {
+        throw CLI::ValidationError("--port",
+                                   '"' + aText + "\" is no port; use uart0, uart1 or bulk0 to bulk7");
+    }
+    return *lPort;
+}
+
+void LogBrokenAssertion(const char* aText, const char* aFile, int aLine)
+{
+    const Logger lLogger("kyserial");
+    if (lLogger.IsPriorityEnabled(JxUtilsLib::PriorityDebug))
+    {
+        lLogger.Log(JxUtilsLib::PriorityDebug, aFile, aLine, "KySerialTool::LogBrokenAssertion",
+                    "Assertion \"%s\" does not hold; going on.", aText);
+    }
+}
+
+} // namespace
+
+CommonOptions::CommonOptions() : mLogLevel(cLogOff) {}
+
+void AddCommonOptions(CLI::App& aCommand, CommonOptions& aOptions)
+{
+    AddDeviceOptions(aCommand, aOptions.mDevice);
+    aCommand
+        .add_option_function<std::string>(
+            "--log-level",
+            [&aOptions](const std::string& aText) { aOptions.mLogLevel = ParseLogLevel(aText); },
+            "Log of the library on the error output: debug, info, warning, error, fatal or off (default)")
+        ->type_name("LEVEL");
+}
+
+void AddPortOption(CLI::App& aCommand, PortKind aKind, KyDeviceSerial& aPort)
+{
+    const std::string lPorts = aKind == PortKind::Bulk ? "bulk0 to bulk7" : "uart0, uart1 or bulk0 to bulk7";
+    aCommand
+        .add_option_function<std::string>(
+            "-p,--port", [&aPort, aKind](const std::string& aText) { aPort = ParsePort(aText, aKind); },
+            "Port of the device: " + lPorts)
+        ->type_name("PORT")
+        ->required();
+}
+
+void ApplyLogOptions(const CommonOptions& aOptions)
+{
+    Logger::SetPriority(static_cast<JxUtilsLib::PriorityLevel>(aOptions.mLogLevel));
+    JxUtilsLib::SetAssertHandler(LogBrokenAssertion);
+}
+
+std::unique_ptr<Device> OpenDevice(Context& aContext, DeviceAccess aAccess)
+{
+    return OpenDevice(aContext.mCommon.mDevice, aContext.mConsole, aAccess);
+}
+
+void Print(Context& aContext, const std::string& aText)
+{
+    if (!aContext.mConsole.Write(reinterpret_cast<const uint8_t*>(aText.data()), aText.size()))
+    {
+        throw OperationError("cannot write to the standard output");
+    }
+}
+
+} // namespace KySerialTool

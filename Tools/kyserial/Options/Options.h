@@ -1,0 +1,93 @@
+#pragma once
+
+#include "kyserial/Device/DeviceSelector.h"
+#include "kyserial/Text/Failure.h"
+
+#include <CLI/CLI.hpp>
+#include <KyPlatform/Console.h>
+#include <KySerial/KySerialPortConfiguration.h>
+#include <KySerial/KySerialTypes.h>
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace KySerialTool
+{
+
+/// Adds an option whose value is a number from 0 to aMaximum.
+/// \param aUnit  What is counted, "milliseconds" for example; part of the help and of the refusal.
+CLI::Option* AddNumberOption(CLI::App& aCommand, const std::string& aName, uint32_t aMaximum,
+                             const std::string& aUnit, const std::string& aDescription, uint32_t& aValue);
+
+/// Adds an option whose value is one of a few numbers.
+/// \param aValues  At least one; part of the help and of the refusal.
+/// \param aValue   Stays empty while the option is not given.
+CLI::Option* AddNumberChoice(CLI::App& aCommand, const std::string& aName,
+                             const std::vector<uint32_t>& aValues, const std::string& aDescription,
+                             std::optional<uint32_t>& aValue);
+
+/// Settings of a line as far as a command line gives them.
+struct LineSelection
+{
+    std::optional<uint32_t> mBaudRate{};
+    std::optional<KyParity> mParity{};
+    std::optional<uint32_t> mBits{};
+    std::optional<uint32_t> mStopBits{};
+};
+
+/// Adds --baud, --parity, --bits and --stop. What a bridge does not know is refused.
+void AddLineOptions(CLI::App& aCommand, LineSelection& aSelection);
+
+/// The settings, with the library's own where none are given.
+KySerialPortConfiguration ToConfiguration(const LineSelection& aSelection);
+
+/// "9600 8N1".
+std::string LineText(const KySerialPortConfiguration& aLine);
+
+/// What every command takes.
+struct CommonOptions
+{
+    DeviceSelection mDevice;
+    int mLogLevel = 0; ///< As JxUtilsLib::Logger::SetPriority() takes it; above PriorityFatal is silence.
+
+    CommonOptions();
+};
+
+/// Adds --device, --log-level and the options of the simulated camera to a command.
+void AddCommonOptions(CLI::App& aCommand, CommonOptions& aOptions);
+
+/// Which ports a command works on.
+enum class PortKind
+{
+    Any,
+    Bulk ///< I2C and SPI are there only.
+};
+
+/// Adds the required option --port.
+void AddPortOption(CLI::App& aCommand, PortKind aKind, KyDeviceSerial& aPort);
+
+/// Makes the log level count, sends broken assertions of the library to the log, and goes on behind them:
+/// some of them stand at questions that a program may well ask, such as that about the registers of bulk
+/// port 1.
+void ApplyLogOptions(const CommonOptions& aOptions);
+
+/// What a command finds when it runs.
+struct Context
+{
+    KyPlatform::Console& mConsole;
+    CommonOptions mCommon{};
+    /// The command that the command line names; a command sets it while the line is taken apart.
+    std::function<ExitCode(Context&)> mAction{};
+};
+
+/// Connects the device that the command line names. Throws OperationError when that fails.
+std::unique_ptr<Device> OpenDevice(Context& aContext, DeviceAccess aAccess = DeviceAccess::Control);
+
+/// Writes to the standard output. Throws OperationError when it is broken.
+void Print(Context& aContext, const std::string& aText);
+
+} // namespace KySerialTool

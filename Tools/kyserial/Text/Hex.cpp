@@ -1,0 +1,131 @@
+#include "kyserial/Text/Hex.h"
+
+#include <array>
+#include <charconv>
+#include <cstdio>
+#include <sstream>
+#include <system_error>
+
+namespace KySerialTool
+{
+
+std::optional<uint64_t> ParseNumber(const std::string& aText, uint64_t aMaximum)
+{
+    const bool lHexadecimal = aText.starts_with("0x") || aText.starts_with("0X");
+    const char* const lBegin = aText.data() + (lHexadecimal ? 2 : 0);
+    const char* const lEnd = aText.data() + aText.size();
+    uint64_t lNumber = 0;
+    const auto lResult = std::from_chars(lBegin, lEnd, lNumber, lHexadecimal ? 16 : 10);
+    if (lResult.ec != std::errc() || lResult.ptr != lEnd || lNumber > aMaximum)
+    {
+        return std::nullopt;
+    }
+    return lNumber;
+}
+
+namespace
+{
+
+bool AppendWord(std::string aWord, std::vector<uint8_t>& aBytes)
+{
+    if (aWord.starts_with("0x") || aWord.starts_with("0X"))
+    {
+        aWord.erase(0, 2);
+    }
+    if (aWord.empty() || aWord.size() % 2 != 0)
+    {
+        return false;
+    }
+    for (size_t lIndex = 0; lIndex < aWord.size(); lIndex += 2)
+    {
+        uint8_t lByte = 0;
+        const char* const lEnd = aWord.data() + lIndex + 2;
+        const auto lResult = std::from_chars(aWord.data() + lIndex, lEnd, lByte, 16);
+        if (lResult.ptr != lEnd)
+        {
+            return false;
+        }
+        aBytes.push_back(lByte);
+    }
+    return true;
+}
+
+} // namespace
+
+std::optional<std::vector<uint8_t>> ParseHexBytes(const std::vector<std::string>& aWords)
+{
+    std::vector<uint8_t> lBytes;
+    for (const std::string& lArgument : aWords)
+    {
+        // An argument in quotes may hold several words.
+        std::istringstream lWords(lArgument);
+        std::string lWord;
+        while (lWords >> lWord)
+        {
+            if (!AppendWord(lWord, lBytes))
+            {
+                return std::nullopt;
+            }
+        }
+    }
+    return lBytes;
+}
+
+std::string HexDump::Add(const uint8_t* aData, size_t aSize)
+{
+    std::string lText;
+    for (size_t lIndex = 0; lIndex < aSize; ++lIndex)
+    {
+        mLine.push_back(aData[lIndex]);
+        if (mLine.size() == cBytesPerLine)
+        {
+            lText += Flush();
+        }
+    }
+    return lText;
+}
+
+std::string HexDump::Flush()
+{
+    if (mLine.empty())
+    {
+        return {};
+    }
+    std::array<char, 24> lOffset{};
+    std::snprintf(lOffset.data(), lOffset.size(), "%08llx", static_cast<unsigned long long>(mOffset));
+    std::string lNumbers = HexBytes(mLine.data(), mLine.size());
+    lNumbers.resize(cBytesPerLine * 3 - 1, ' ');
+    std::string lText = std::string(lOffset.data()) + "  " + lNumbers + "  |" +
+                        PrintableBytes(mLine.data(), mLine.size()) + "|\n";
+    mOffset += mLine.size();
+    mLine.clear();
+    return lText;
+}
+
+std::string HexBytes(const uint8_t* aData, size_t aSize)
+{
+    static constexpr char cDigits[] = "0123456789abcdef";
+    std::string lText;
+    for (size_t lIndex = 0; lIndex < aSize; ++lIndex)
+    {
+        if (lIndex > 0)
+        {
+            lText += ' ';
+        }
+        lText += cDigits[aData[lIndex] >> 4U];
+        lText += cDigits[aData[lIndex] & 0x0FU];
+    }
+    return lText;
+}
+
+std::string PrintableBytes(const uint8_t* aData, size_t aSize)
+{
+    std::string lText;
+    for (size_t lIndex = 0; lIndex < aSize; ++lIndex)
+    {
+        lText += aData[lIndex] >= 0x20 && aData[lIndex] < 0x7F ? static_cast<char>(aData[lIndex]) : '.';
+    }
+    return lText;
+}
+
+} // namespace KySerialTool
