@@ -10,7 +10,7 @@ namespace KyBench
 
 /// A device that does nothing and answers at once, so that what is measured around it is the library.
 /// It has two UARTs, a register-driven bulk port 0 and feature-driven bulk ports. Each write raises the
-/// interrupt that tells of its end, inside the call.
+/// interrupt that reports its end, inside the call.
 class BenchDevice : public IKyDeviceAdapter
 {
 public:

@@ -131,7 +131,7 @@ void ReceiveUart(int aTurns)
     static_cast<void>(lEngine.Close());
 }
 
-/// A write with room and a read with data: nobody waits.
+/// A write with room and a read with data: no thread waits.
 void PassThroughFifo(int aTurns)
 {
     SharedFifo lFifo("KyBenchHotPath", "Local\\", 1024, true);

@@ -34,7 +34,7 @@ public:
     }
     KyResult SetRegisterData(const KyString& /*aName*/, const uint8_t* aBuffer, int64_t /*aLength*/) override
     {
-        // Eight bytes of header; the second word, in network order, is the number of bytes behind it.
+        // Eight bytes of header; the second word, in network order, is the number of bytes that follow.
         const auto lSize = static_cast<uint32_t>(aBuffer[6]) << 8U | aBuffer[7];
         if (mOnData)
         {

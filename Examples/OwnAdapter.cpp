@@ -55,7 +55,7 @@ public:
     }
     KyResult GetIntegerValue(const KyString& aName, int64_t& aValue) override
     {
-        aValue = mMacAddress; // what tells this camera from others, as a number
+        aValue = mMacAddress; // identifies this camera among others, as a number
         return aName == KyString("GevMACAddress") ? KyResult::OK : KyResult::UNSUPPORTED;
     }
 

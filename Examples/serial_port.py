@@ -13,7 +13,7 @@ def ask_lens(camera):
 
 
 def main():
-    """Prints the answer; the exit status is 1 when there is none."""
+    """Prints the answer; the exit status is 1 without an answer."""
     try:
         with kyserial.SimulatedCamera() as camera:
             camera.plug("uart0", "lens")

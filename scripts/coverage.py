@@ -2,7 +2,7 @@
 
 coverage.py BUILD OUTPUT
 
-gcovr itself reads gcov's text, which tells the branches of exceptions from the others only where they were reached. A
+gcovr itself reads gcov's text, which marks the branches of exceptions only where they were reached. A
 source that is compiled for several libraries, or a header, then counts those of every copy that was not run as missed.
 """
 import collections
@@ -62,7 +62,7 @@ def main():
         out, branches_out = excluded(source)
         lines = {number: line for number, line in lines.items() if number not in out and number <= len(source)}
         for number, line in lines.items():
-            # What is at a brace is the compiler's, most often behind an exception.
+            # Code at a brace is the compiler's, most often the path of an exception.
             own = source[number - 1].strip() not in ("", "{", "}", "{}", "};")
             heeded = own and number not in branches_out
             line["branches"] = [branch for branch in line["branches"] if heeded and not branch["throw"]]

@@ -9,7 +9,7 @@ void __gcov_dump(void);
 static void OnAbort(int aSignal)
 {
     (void)aSignal;
-    __gcov_dump(); /* abort() goes on behind this */
+    __gcov_dump(); /* abort() goes on after this */
 }
 
 __attribute__((constructor)) static void WatchAbort(void)

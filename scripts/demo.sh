@@ -96,7 +96,7 @@ wait_until() {
   return 1
 }
 
-# map_com_port: two ptys that are connected with each other, one behind a COM port of Wine, one for socat's user. Wine
+# map_com_port: two ptys that are connected with each other, one as a COM port of Wine, one for socat's user. Wine
 # removes the links of ports that it does not know when it starts up, so this one is looked after.
 map_com_port() {
   com_port=COM33

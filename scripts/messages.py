@@ -20,7 +20,7 @@ NO_MESSAGE = re.compile(r"^(KySerialLib::|KySerialBridge::|Ky[A-Za-z0-9]*::|[%\w
 # Messages that no test can produce, each with its reason.
 UNREACHABLE = {
     "Could not convert baud rate value to Camera Link baud rate bitmask.":
-        "behind a check with the same table of rates",
+        "after a check with the same table of rates",
     "The sink has been registered already.":
         "each of the library's sinks registers itself once in its life; for what else may be linked with the C interface",
 }
@@ -66,7 +66,7 @@ def collect():
 
 def is_expected(message, tests):
     # The parts between what a format fills in, in this order and on one line.
-    parts = [re.escape(part) for part in re.split(r"%[-+0 #]*\d*(?:\.\d+)?[a-zA-Z]", message)]
+    parts = [re.escape(part) for part in re.split(r"%[-+0 #]*\d*(?:\.\d+)?(?:hh?|ll?|z|j)?[a-zA-Z]", message)]
     return re.search(r".{0,60}?".join(parts), tests) is not None
 
 

@@ -13,7 +13,7 @@ the next one written, but for those that the bridge says it has lost. Once a sec
                         as unread. The client of the Camera Link port closes it and opens it again, at another rate.
 
 Traffic goes on meanwhile, except that it comes to rest before the last three: of bytes that are inside a camera that
-goes away nobody can say how many there were. After every fault it comes to rest, and the bridge's ledger has to be that of
+goes away their number is unknown. After every fault it comes to rest, and the bridge's ledger has to be that of
 its user: bytes taken, delivered and lost of each way, by reason, and none on its way. In the end the bridge is interrupted
 in the middle of a transfer, and its last ledger has to balance. SIGINT and SIGTERM end it early, with its account.
 """

@@ -12,7 +12,7 @@ if ! { cmake --preset release -DKYSERIAL_BUILD_TESTS=OFF -B build/release-soak &
   tail -n 40 build/release/soak.log
   exit 1
 fi
-# A session's registry has room for 32 names as long as somebody uses it: a server that runs for an hour would use it up
+# A session's registry has room for 32 names as long as a process uses it: a server that runs for an hour would use it up
 # for every test that runs beside it. So this one gets a session of its own where the system allows that.
 own=(unshare --mount)
 [ "$(id -u)" = 0 ] || own=(unshare --mount --map-root-user)

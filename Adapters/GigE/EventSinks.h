@@ -29,7 +29,7 @@ public:
     bool Remove(IKyDeviceEventSink* aSink);
 
     void AddInterest(const std::string& aName);
-    /// \return False when nobody had interest.
+    /// \return False without a registered interest.
     bool RemoveInterest(const std::string& aName);
     bool HasInterest(const std::string& aName);
     /// The names that somebody has interest in.

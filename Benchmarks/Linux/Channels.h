@@ -27,7 +27,7 @@ std::unique_ptr<Channel> MakeByteFifo(uint32_t aCapacity);
 enum class FutexSleep
 {
     Plain,
-    Timed,     ///< For 50 ms at a time, as whoever must survive the death of the other side does.
+    Timed,     ///< For 50 ms at a time, as a process has to that survives the death of its peer.
     YieldFirst ///< The processor is offered to others before.
 };
 

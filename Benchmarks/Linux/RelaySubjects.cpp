@@ -71,7 +71,7 @@ void SendPaced(Shared& aShared, const Sender& aSend, int aTurns, std::chrono::na
     aShared.mOwnCpu = aShared.mOwnCpu + GetThreadCpu() - lBegin - lSending;
 }
 
-/// The device's process: does what it is told until nobody tells it anything any more.
+/// The device's process: carries out commands until its pipe is closed.
 void RunDevice(int aOrders, Shared& aShared, std::atomic<bool>& aEcho, const Sender& aSend)
 {
     char lOrder = 0;

@@ -33,7 +33,7 @@ struct Shared
     std::atomic<int> mBusy{0};      ///< Orders that are not done.
 };
 
-/// A relay at work, with a device behind it in another process.
+/// A relay at work, to a device in another process.
 class Subject
 {
 public:
@@ -44,7 +44,7 @@ public:
     /// The host's end.
     virtual int GetHostFile() const = 0;
     /// Seconds of processor time of the relay, less what making the load took in its process. Waits until the
-    /// device has done what it was told.
+    /// device has carried out the command.
     double GetCpuOfRelay() const;
     /// How often the relay's threads have gone to sleep.
     double GetSleepsOfRelay() const;

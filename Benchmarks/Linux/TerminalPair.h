@@ -13,7 +13,7 @@
 namespace KyBench
 {
 
-/// The two ends of a pseudo terminal: ours, and a path for whoever is to be at the other one.
+/// The two ends of a pseudo terminal: ours, and the path of the other one.
 class TerminalPair
 {
 public:
@@ -24,7 +24,7 @@ public:
             throw std::runtime_error("no pseudo terminal");
         }
         mPath = ::ptsname(mEnd);
-        // Kept open, so that it neither hangs up nor echoes while nobody else is there.
+        // Kept open, so that it neither hangs up nor echoes while the other end is closed.
         mOther = ::open(mPath.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
         termios lLine{};
         ::tcgetattr(mOther, &lLine);

@@ -137,7 +137,7 @@ double MeasureRoundTrip(const Kind& aKind, bool aSpread, int aTurns)
     return KyBench::GetSeconds(lStart) / aTurns * 1e6;
 }
 
-/// What the process that pours tells the one that drains.
+/// What the sending process reports to the receiving one.
 struct Load
 {
     std::atomic<size_t> mBytes{0};

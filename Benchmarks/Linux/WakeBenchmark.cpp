@@ -108,7 +108,7 @@ private:
     KyResult Open(IKyDeviceAdapter* /*aDevice*/, KyDeviceSerial /*aPort*/) override { return KyResult(); }
 };
 
-/// A device that tells of the end of a write after the call has returned, on a thread of its own.
+/// A device that reports the end of a write after the call has returned, on a thread of its own.
 class LateDevice : public KyBench::BenchDevice
 {
 public:

@@ -288,7 +288,7 @@ int main(int aCount, char** aArguments)
                 Measure(lFigures, lProgram.data(), lKind, lSpread);
             }
         }
-        lFigures.Print(); // those so far, in case that somebody runs out of patience
+        lFigures.Print(); // those so far, in case that the run is cut off
     }
     return 0;
 }

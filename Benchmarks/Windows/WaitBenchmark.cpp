@@ -82,7 +82,7 @@ private:
     bool mIsSet = false;
 };
 
-/// Waits of 10 ms for a kernel object that nobody sets. \return Milliseconds that each took.
+/// Waits of 10 ms for a kernel object that is never set. \return Milliseconds that each took.
 std::vector<double> MeasureQuietTimes(int aWaits)
 {
     const HANDLE lEvent = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);

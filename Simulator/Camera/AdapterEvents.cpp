@@ -116,7 +116,7 @@ bool AdapterEvents::RemoveInterest(const std::string& aName)
 std::vector<uint8_t> AdapterEvents::GetUpstream(size_t aBulk)
 {
     LockScope lScope(mLock);
-    // A sink asks for its own port's bytes whichever port's event it is told of; old bytes would be taken
+    // A sink asks for its own port's bytes at every port's event; old bytes would be taken
     // twice.
     if (std::this_thread::get_id() == mThreadID && mDelivering != aBulk)
     {

@@ -43,7 +43,7 @@ public:
     /// \return False when the sink was not there.
     bool RemoveSink(IKyDeviceEventSink* aSink);
     void AddInterest(const std::string& aName);
-    /// \return False when nobody had interest.
+    /// \return False without a registered interest.
     bool RemoveInterest(const std::string& aName);
 
     /// The bytes of a port's upstream features for the calling thread.

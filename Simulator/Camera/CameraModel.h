@@ -81,7 +81,7 @@ public:
     Outcome GetEntries(const std::string& aName, std::vector<std::string>& aEntries) const;
     /// Length in bytes of a register feature. \return NotImplemented, InvalidParameter.
     Outcome GetRegisterLength(const std::string& aName, int64_t& aLength) const;
-    /// The first aLength bytes of an upstream buffer: the port's last upstream event, zeros behind it.
+    /// The first aLength bytes of an upstream buffer: the port's last upstream event, then zeros.
     /// \return NotImplemented; InvalidParameter: a null buffer or a length outside the feature; AccessDenied.
     Outcome GetRegisterData(const std::string& aName, uint8_t* aBuffer, int64_t aLength) const;
     /// Writes one message into a downstream feature.
@@ -101,7 +101,7 @@ public:
     /// Puts a peer on the line of a port, in place of the one that was there; null only takes that away. A
     /// peer is on one line at a time.
     void Plug(Port aPort, std::shared_ptr<SerialPeer> aPeer);
-    /// Puts an I2C bus on a bulk port, used in I2C mode; null takes it away: nobody acknowledges.
+    /// Puts an I2C bus on a bulk port, used in I2C mode; null takes it away: no slave acknowledges then.
     void PlugI2C(Port aPort, std::shared_ptr<I2CBusPeer> aBus);
     /// Puts an SPI bus on a bulk port, used in SPI mode; null takes it away: reads give 0xFF.
     void PlugSpi(Port aPort, std::shared_ptr<SpiBusPeer> aBus);

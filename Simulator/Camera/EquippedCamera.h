@@ -37,7 +37,7 @@ public:
 
     const std::shared_ptr<CameraModel>& GetCamera() const;
 
-    /// Sets the memories on the buses to what SaveState() wrote. A file that does not exist is none.
+    /// Sets the memories on the buses to what SaveState() wrote. A file that does not exist changes nothing.
     /// \return False, with nothing changed, when the file is another one.
     bool LoadState(const std::string& aPath);
     /// \return False when the file cannot be written.

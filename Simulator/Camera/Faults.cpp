@@ -9,7 +9,7 @@ namespace KySimulator
 namespace
 {
 
-/// Whether a call tells what the adapter knows without asking the device.
+/// Whether the adapter answers a call from what it knows, without asking the device.
 bool IsKnownOffline(AdapterSlot aSlot)
 {
     return aSlot == AdapterSlot::IsKorvoVideoInterface || aSlot == AdapterSlot::IsGigEVision ||

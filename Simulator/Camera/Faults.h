@@ -42,7 +42,7 @@ public:
     struct EventFate
     {
         uint32_t mCopies = 1; ///< 0 loses it.
-        Time mDelay{0};       ///< Comes later by this; the events behind it wait for it.
+        Time mDelay{0};       ///< Comes later by this; later events wait for it.
     };
 
     /// Makes a call fail: it has no effect, except that withdrawals of sinks and interests always have.

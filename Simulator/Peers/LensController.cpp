@@ -97,7 +97,7 @@ void LensController::OnReceived(const uint8_t* aData, size_t aSize)
             }
             else
             {
-                mTooLong = true; // and the rest of the line is nobody's command
+                mTooLong = true; // the rest of the line is no command
             }
         }
     }

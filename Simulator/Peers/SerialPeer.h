@@ -16,7 +16,7 @@ class SerialLine
 public:
     virtual ~SerialLine() = default;
 
-    /// Puts bytes on the line to the camera, where they arrive at the line's speed, behind what is on the
+    /// Puts bytes on the line to the camera, where they arrive at the line's speed, after what is on the
     /// line already. Any thread, also from inside SerialPeer's functions.
     /// \param aData   May be null when aSize is 0. Copied.
     /// \param aSize   Bytes.

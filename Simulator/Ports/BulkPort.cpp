@@ -190,7 +190,7 @@ Outcome BulkPort::TransferI2C(const std::vector<uint8_t>& aData, I2CFlags aFlags
         {
             lBytes.push_back(lByte.mByte);
         }
-        Answer(lBytes, mBusStart + 10 * lBit, 9 * lBit); // behind the start and the address
+        Answer(lBytes, mBusStart + 10 * lBit, 9 * lBit); // after the start and the address
     }
     return {};
 }

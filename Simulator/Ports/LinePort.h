@@ -39,7 +39,7 @@ public:
     /// When there is something to do next; cNever when nothing is on its way.
     Time NextDue() const;
 
-    /// Hands on what the receive FIFO holds, if somebody listens.
+    /// Hands on what the receive FIFO holds, if a receiver is enabled.
     virtual void HandOn() = 0;
 
     const PortCounters& GetCounters() const { return mCounters; }

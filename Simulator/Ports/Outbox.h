@@ -41,11 +41,11 @@ public:
     /// No call into the listener runs when this returns, except the one it is called from.
     void RemoveListener(CameraListener* aListener);
 
-    /// Appends. Does not call anybody: fine under the camera's lock.
+    /// Appends. Makes no callback: may be used under the camera's lock.
     void Post(std::vector<Output> aOutputs);
     /// Calls until nothing is left, unless another thread, or a caller further up, does.
     void Drain();
-    /// Waits until nothing is left and nobody is called, except on the draining thread itself.
+    /// Waits until nothing is left and no callback runs, except on the draining thread itself.
     void WaitUntilDrained();
     /// Drops everything, now and from now on; waits for a callback that is running, except on its own thread.
     void Shut();

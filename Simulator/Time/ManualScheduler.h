@@ -8,7 +8,7 @@
 namespace KySimulator
 {
 
-/// A clock that moves only when it is told to; actions run on the thread that moves it.
+/// A clock that moves only by Advance(); actions run on the thread that moves it.
 class ManualScheduler : public Scheduler
 {
 public:
@@ -22,7 +22,7 @@ public:
     /// Any thread, one at a time; not from inside an action.
     void Advance(Time aTime);
 
-    /// Time of the next action; cNever when there is none.
+    /// Time of the next action; cNever without one.
     Time NextTime() const;
 
 private:

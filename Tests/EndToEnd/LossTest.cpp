@@ -71,7 +71,7 @@ protected:
                 lText += static_cast<char>(lState >> 24U);
             }
             KyTest::Send(lPort, lText);
-            ASSERT_EQ(KyTest::Receive(lPort, lText.size()), lText) << "behind byte " << lDone;
+            ASSERT_EQ(KyTest::Receive(lPort, lText.size()), lText) << "after byte " << lDone;
             lDone += lText.size();
         }
         mLink.WaitForEvents();
@@ -133,7 +133,7 @@ TEST(I2CLossTest, SlavesAnswerThoughEventsAreLost)
         uint32_t lCount = 0;
         lAnswers += lBus.BurstRead(0x50, &lByte, 1, lCount, true).IsOK() ? 1 : 0;
         lCount = 0;
-        EXPECT_FALSE(lBus.BurstRead(0x51, &lByte, 1, lCount, true).IsOK()); // nobody is there
+        EXPECT_FALSE(lBus.BurstRead(0x51, &lByte, 1, lCount, true).IsOK()); // no slave has this address
     }
     // A busy machine may have missed the 50 ms a few times; without the repetition in time a third is
     // missing.

@@ -107,7 +107,7 @@ std::string TakeText(FuzzInput& aInput)
     return lText.c_str(); // up to the first NUL: texts of features have no others
 }
 
-// "Baud" and a number as C writes it: decimal, octal behind 0, hexadecimal behind 0x.
+// "Baud" and a number as C writes it: decimal, octal after 0, hexadecimal after 0x.
 uint32_t GetRate(const std::string& aEntry)
 {
     if (aEntry.compare(0, 4, "Baud") != 0)

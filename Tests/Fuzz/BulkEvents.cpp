@@ -112,7 +112,7 @@ void Close(Bulk& aBulk, BulkIPEngine& aEngine, uint32_t aEnable)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* aData, size_t aSize)
 {
-    // An interface that there is none of, and a threshold that leaves no room.
+    // An interface that does not exist, and a threshold that leaves no room.
     static const HostileDevice cHostile{"false", "lBytesAllowed"};
     static Bulk sBulk;
     static BulkIPEngine sEngine;

@@ -1,4 +1,4 @@
-// Packets from the network, of two applications and of nobody who follows the protocol, to the camera's
+// Packets from the network, of two applications and packets that break the protocol, to the camera's
 // control channel: every answer is one to the command that came, goes to who sent it, and control is never
 // taken from the application that has it.
 
@@ -185,7 +185,7 @@ private:
         }
         if (!(lController == Endpoint()) && !(lController == mFrom))
         {
-            KY_REQUIRE(mServer.GetController() == lController); // nobody else ends or takes it
+            KY_REQUIRE(mServer.GetController() == lController); // no other application ends or takes it
         }
         if (lAfter.mCommands > lBefore.mCommands && !(lController == mFrom))
         {

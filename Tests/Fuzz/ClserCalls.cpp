@@ -52,7 +52,7 @@ struct Server
         Forget();
     }
 
-    // What nobody holds open is gone.
+    // An object that no process holds open is gone.
     void Forget()
     {
         if (!mRuns && !mHasClient)

@@ -23,7 +23,7 @@ namespace KyTest
     std::abort();
 }
 
-/// Counts what the runs did and tells at the end of the process: a run may be one operation or a hundred.
+/// Counts what the runs did and prints it at the end of the process: a run may be one operation or a hundred.
 class StepCounter
 {
 public:

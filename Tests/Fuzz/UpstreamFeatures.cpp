@@ -120,7 +120,7 @@ public:
     }
 
 private:
-    std::array<uint8_t, cMostData> mBytes{}; // what lies behind them stays unread
+    std::array<uint8_t, cMostData> mBytes{}; // bytes after them stay unread
     int64_t mRoom = 0;
     int64_t mCount = 0;
 };

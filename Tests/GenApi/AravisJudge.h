@@ -27,7 +27,7 @@ public:
     bool IsLocked(const std::string& aName);
     /// "RO", "WO" or "RW".
     std::string GetAccess(const std::string& aName);
-    // Nothing: Aravis says that there is none.
+    // Empty: Aravis reports no such feature.
     std::optional<int64_t> GetInteger(const std::string& aName);
     std::optional<double> GetFloat(const std::string& aName);
     std::optional<std::string> GetText(const std::string& aName);

@@ -153,7 +153,7 @@ TEST_F(CacheTest, APollingTimeIsHowLongAValueIsGood)
     mNow += 99;
     EXPECT_EQ(TextOf("Polled"), "0");
     mNow += 1;
-    EXPECT_EQ(TextOf("Follows"), "0"); // nobody has looked at what it follows
+    EXPECT_EQ(TextOf("Follows"), "0"); // the feature that it follows was not read yet
     EXPECT_EQ(TextOf("Polled"), "9");
     EXPECT_EQ(TextOf("Follows"), "9");
     EXPECT_EQ(TextOf("Feature"), "0");

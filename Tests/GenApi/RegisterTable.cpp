@@ -132,7 +132,7 @@ TEST_F(RegisterTable, AFieldLeavesTheOtherBits)
     EXPECT_THAT(mSpace.Get(0x10, 4), ElementsAre(0x0F, 0xF0, 0xFF, 0xFF));
     EXPECT_THAT(TakeAccesses(), ElementsAre("R 0x10 4", "W 0x10 4"));
     MakeRegister("MaskedIntReg", 4, "<LSB>4</LSB><MSB>11</MSB>", "WO");
-    EXPECT_THAT(Set("Reg", "1"), KyTest::IsOK()); // nobody knows the others
+    EXPECT_THAT(Set("Reg", "1"), KyTest::IsOK()); // the other bits are unknown
     EXPECT_THAT(TakeAccesses(), ElementsAre("W 0x10 4"));
     EXPECT_THAT(mSpace.Get(0x10, 4), ElementsAre(0x10, 0, 0, 0));
 }

@@ -68,7 +68,7 @@ TEST_F(BridgeCOMHostTest, RelaysBothWaysAndCounts)
     EXPECT_TRUE(WaitFor([&] { return mBridge->GetBytesReceivedFromDevice() == 11; }));
     const Bytes lMessage = mDevice.GetContent(cDownstream);
     ASSERT_GE(lMessage.size(), 21U);
-    EXPECT_EQ(std::string(lMessage.begin() + 8, lMessage.begin() + 21), "to the device"); // behind its header
+    EXPECT_EQ(std::string(lMessage.begin() + 8, lMessage.begin() + 21), "to the device"); // after the header
     EXPECT_EQ(mBridge->GetTransferErrors(), 0U);
 }
 

@@ -10,7 +10,7 @@
 namespace KyTest
 {
 
-/// A test that has a serial port of the host; it is skipped where there is none.
+/// A test that has a serial port of the host; it is skipped without one.
 /// \tparam Base  The fixture that it extends.
 template<typename Base>
 class HostLinkTest : public Base

@@ -165,7 +165,7 @@ TEST_F(HostSerialPortTest, AStopEndsAReadThatWaits)
 
 TEST_F(HostSerialPortTest, AStopEndsAWriteThatNobodyTakes)
 {
-    // More than any buffer on the way holds; nobody reads at the other end of the link.
+    // More than any buffer on the way holds; the other end of the link does not read.
     std::thread lStopper(
         [&]
         {

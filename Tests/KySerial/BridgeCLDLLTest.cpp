@@ -179,7 +179,7 @@ TEST_F(BridgeCLDLLTest, RelaysBothWaysAndCounts)
     EXPECT_EQ(mBridge->GetTransferErrors(), 0U);
     const Bytes lMessage = mDevice.GetContent(cDownstream);
     ASSERT_GE(lMessage.size(), 21U);
-    EXPECT_EQ(std::string(lMessage.begin() + 8, lMessage.begin() + 21), "to the device"); // behind its header
+    EXPECT_EQ(std::string(lMessage.begin() + 8, lMessage.begin() + 21), "to the device"); // after the header
 }
 
 TEST_F(BridgeCLDLLTest, TheDeviceIsSetToTheClientsRateBeforeEachBlock)

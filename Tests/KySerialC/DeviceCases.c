@@ -72,7 +72,7 @@ void KyDeviceC_ALargerTableIsTakenAsFarAsItIsKnown(void)
     CHECK_OK(KyDeviceDestroy(lDevice));
 }
 
-/* A device behind a spy before a simulated camera. */
+/* A device whose adapter records the calls and passes them on to a simulated camera. */
 typedef struct SpiedCamera
 {
     TestCamera mCamera;
@@ -192,7 +192,7 @@ void KyDeviceC_AfterItsEndNoFunctionOfTheTableIsCalled(void)
     CHECK_OK(KyPortOpen(lPort, lCamera.mDevice, KY_BULK3));
     CHECK_OK(KySimCameraSetConnected(lCamera.mCamera.mCamera, 0));
     KyLogSetPriority(KY_LOG_FATAL);
-    CHECK_OK(KyPortDestroy(lPort)); /* the engine behind it keeps its claim, and listens */
+    CHECK_OK(KyPortDestroy(lPort)); /* its engine keeps the claim, and listens */
     KyLogSetPriority(KY_LOG_WARNING);
     CHECK_OK(KySimCameraSetConnected(lCamera.mCamera.mCamera, 1));
     CHECK_OK(KyDeviceDestroy(lCamera.mDevice));

@@ -15,7 +15,7 @@ static int32_t sInteger;
 static KyLineSettings sSettings;
 static KyAdapter sAdapter;
 
-/* Calls every function that takes aHandle; each has to say that it is none. */
+/* Calls every function that takes aHandle; each has to refuse it. */
 static void CallPorts(uint64_t aHandle)
 {
     CHECK_CODE(KyPortDestroy(aHandle), KY_INVALID_HANDLE);

@@ -8,7 +8,7 @@
 #include <string.h>
 
 /* The binary interface: what programs are compiled with stays. */
-_Static_assert(sizeof(KyAdapter) == 224, "26 functions behind size and context");
+_Static_assert(sizeof(KyAdapter) == 224, "26 functions after size and context");
 _Static_assert(offsetof(KyAdapter, mContext) == 8, "size, then context");
 _Static_assert(offsetof(KyAdapter, mIsConnected) == 16, "the function that every table has comes first");
 _Static_assert(offsetof(KyAdapter, mReadRegister) == 48, "four questions before the registers");
@@ -69,7 +69,7 @@ void KyLogC_LinesGoToTheFunction(void)
     CHECK(lNotes.mLines == 1);
 }
 
-/* Counts the lines that hold both texts, the second behind the first. */
+/* Counts the lines that hold both texts, the second after the first. */
 typedef struct LineCount
 {
     const char* mFirst;
@@ -95,7 +95,8 @@ void KyLogC_ABrokenAssertionIsALineOfADebugBuild(void)
     LineCount lCount = {"BulkIPEngine.cpp:", ": assertion \"false\" failed", 0};
     int32_t lAnswer = 7;
     CHECK_OK(KyLogSetSink(&CountLine, &lCount));
-    CHECK_OK(KyI2CBusIsSupported(lCamera.mDevice, KY_UART0, &lAnswer)); /* never a bus; nobody asks */
+    CHECK_OK(
+        KyI2CBusIsSupported(lCamera.mDevice, KY_UART0, &lAnswer)); /* never a bus; the device is not asked */
     CHECK(lAnswer == 0);
     CHECK_OK(KyLogSetSink(NULL, NULL));
     CHECK(lCount.mLines == cExpected);

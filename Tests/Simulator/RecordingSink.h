@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-/// Keeps what an adapter reports, and does something in between if it is told to.
+/// Keeps what an adapter reports, and runs a callback of the test in between.
 class RecordingSink : public IKyDeviceEventSink
 {
 public:

@@ -113,7 +113,7 @@ TEST_F(SpiTest, MessagesWithoutSenseAreRefused)
         {0, 0, 0, 0, 0, 0, 0, 8, 3, 0, 0, 1, 1, 2, 3, 4},    // data beyond the write size
         {0, 0, 0, 0, 0, 0, 0, 8, 0, 0, 200, 1, 1, 2, 3, 4},  // simultaneous size beyond the data
         {0, 0, 0, 0, 0, 0, 0, 8, 0, 4, 4, 1, 1, 2, 3, 4},    // a read size besides the simultaneous one
-        {0, 0, 0, 0, 0, 0, 0, 8, 4, 0, 0, 2, 1, 2, 3, 4},    // a final flag that is none
+        {0, 0, 0, 0, 0, 0, 0, 8, 4, 0, 0, 2, 1, 2, 3, 4},    // a final flag that is neither 0 nor 1
         {0x10, 0, 0, 0, 0, 0, 0, 8, 4, 0, 0, 1, 1, 2, 3, 4}, // flags of another protocol
     };
     for (const Bytes& lMessage : lMessages)

@@ -31,7 +31,7 @@ inline const char* GetFaultName(Fault aFault)
     return cNames[static_cast<size_t>(aFault)];
 }
 
-/// Whether what a bridge has open may stay open when its start fails: its device seems to be gone, and nobody
+/// Whether what a bridge has open may stay open when its start fails: its device seems to be gone, and no thread
 /// can close it.
 /// \param aCall  The call that was spoilt.
 inline bool MayLeaveABridgesClaim(Fault aFault, const std::string& aCall)

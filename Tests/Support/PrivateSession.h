@@ -9,7 +9,7 @@
 class PrivateSession
 {
 public:
-    /// A new one, for this process and those that are told its token.
+    /// A new one, for this process and those that get its token.
     PrivateSession();
 
     /// Joins that of another process.

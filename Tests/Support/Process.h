@@ -26,7 +26,7 @@ public:
     {
         Input mInput = Input::File;
         std::string mInputText{};
-        bool mBrokenOutput = false;  ///< The standard output is a pipe that nobody reads any more.
+        bool mBrokenOutput = false;  ///< The standard output is a pipe whose reader is gone.
         bool mErrorTerminal = false; ///< The error output is the terminal too; see TerminalText().
     };
 
@@ -89,7 +89,7 @@ private:
     std::unique_ptr<Child> mChild;
 };
 
-/// The whole of a file; empty when there is none.
+/// The whole of a file; empty without such a file.
 std::string ReadFile(const std::string& aPath);
 /// Makes a file with this content.
 bool WriteFile(const std::string& aPath, const std::string& aContent);

@@ -29,7 +29,7 @@ inline std::ostream& operator<<(std::ostream& aStream, const LogLine& aLine)
                    << '"';
 }
 
-/// Records every log line of the process from construction to destruction, all priorities enabled unless told
+/// Records every log line of the process from construction to destruction, all priorities enabled unless asked
 /// otherwise; restores the default sink and level.
 class RecordingLogSink : public JxUtilsLib::LogSink
 {

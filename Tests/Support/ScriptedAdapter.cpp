@@ -444,7 +444,7 @@ KyResult ScriptedAdapter::GetIntegerValue(const KyString& aName, int64_t& aValue
     const AllocationPause lPause;
     const KyResult lResult = Enter(Slot::GetIntegerValue, aName.GetAscii());
     const std::lock_guard<std::mutex> lLock(mMutex);
-    // The contract lets a failing adapter leave anything behind; a value that looks valid finds users of it.
+    // The contract lets a failing adapter leave any value in its out-arguments; one that looks valid finds users of it.
     aValue = lResult.IsOK() ? mIntegers[aName.GetAscii()] : 3;
     return lResult;
 }

@@ -189,8 +189,8 @@ TEST_F(PtyBridgeTest, LogHasBothDirections)
 
 TEST_F(PtyBridgeTest, ALinkOfABridgeThatWasKilledGivesWay)
 {
-    // The system gives the number of the dead terminal to whoever wants one next. Is that another program,
-    // then the link leads to a terminal that is none of ours, and rightly stays.
+    // The system gives the number of the dead terminal to the next program that asks. If another program has it,
+    // the link leads to a foreign terminal, and stays rightly.
     constexpr int cTries = 20;
     for (int lTry = 1; lTry <= cTries; ++lTry)
     {

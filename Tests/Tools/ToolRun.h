@@ -10,7 +10,7 @@
 namespace KyTest
 {
 
-/// What a run of kyserial left behind.
+/// The outcome of a run of kyserial.
 struct ToolResult
 {
     int mStatus = -1; ///< -1: it did not end by itself.

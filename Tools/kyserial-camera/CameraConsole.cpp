@@ -59,7 +59,7 @@ std::optional<DatagramKind> Kind(const std::string& aText)
     return lKind != cKinds.end() ? std::optional<DatagramKind>(lKind->second) : std::nullopt;
 }
 
-/// The numbers from aWords[aFirst] on; nothing when one of them is none.
+/// The numbers from aWords[aFirst] on; empty when a word is no number.
 std::optional<std::vector<uint32_t>> Numbers(const Words& aWords, size_t aFirst)
 {
     std::vector<uint32_t> lNumbers;

@@ -42,7 +42,7 @@ public:
     CameraLink(const CameraLink&) = delete;
     CameraLink& operator=(const CameraLink&) = delete;
 
-    /// For a busy machine: nobody is lost because it does not get the processor for a while.
+    /// For a busy machine: a process that waits for a processor for a while keeps its connection.
     static KyGigE::ConnectionOptions Patient()
     {
         KyGigE::ConnectionOptions lOptions;

@@ -291,7 +291,7 @@ int Remove(int /*aFolder*/, const char* aName, int /*aFlags*/)
 
 long Futex(uint32_t* /*aWord*/, int aOperation, uint32_t /*aValue*/, const timespec* /*aTimeout*/)
 {
-    return aOperation == FUTEX_WAKE ? 0 : Fail(ETIMEDOUT); // there is nobody who could wake this thread
+    return aOperation == FUTEX_WAKE ? 0 : Fail(ETIMEDOUT); // no other thread could wake this one
 }
 
 int SetOwner(int /*aNumber*/, uid_t /*aUser*/, gid_t /*aGroup*/)

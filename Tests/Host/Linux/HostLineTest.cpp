@@ -1,4 +1,4 @@
-// What the system is told about a line: a pty keeps neither parity nor data bits, so the calls are looked at.
+// The calls that set up a line: a pty keeps neither parity nor data bits, so the test looks at the calls.
 
 #include "KyPlatform/HostSerialPort.h"
 #include "KyPlatform/Linux/SystemCalls.h"
@@ -260,7 +260,7 @@ TEST_F(HostLineTest, ReadGoesOnBehindSignalsAndGivesWhatCameBeforeTheEnd)
             return ++lReads == 3 ? 1 : -1;
         });
     const ScriptedCall<&S::mPoll> lPoll([](pollfd*, nfds_t, int) { return 1; });
-    EXPECT_EQ(Read().mBytes, 1U); // and the failure behind it is left to the next read
+    EXPECT_EQ(Read().mBytes, 1U); // the next read reports the failure after them
     EXPECT_EQ(lReads, 4);
     const ScriptedCall<&S::mOpen> lOpen(ENOENT);
     ExpectFailure(Read(), HostTransfer::Refused, ENOENT); // it tries to open the device again
@@ -336,7 +336,7 @@ TEST_F(HostLineTest, OpensADeviceThatHasHungUpAndIsStillThereAgain)
     EXPECT_EQ(mLink.Write("abc"), 3U);
     EXPECT_GE(Read().mBytes, 3U);
     HostSerialPort lOther;
-    EXPECT_FALSE(lOther.Open(mLink.GetPath().c_str())); // nobody else can
+    EXPECT_FALSE(lOther.Open(mLink.GetPath().c_str())); // no other process can open it
 }
 
 TEST(HostPathTest, WhatIsNoTerminalIsNoPort)

@@ -69,7 +69,7 @@ protected:
         BridgeCOMHostTest::TearDown();
     }
 
-    // Waits for aCount failures, and for the lines that tell of them.
+    // Waits for aCount failures, and for the log lines about them.
     void ExpectFailures(int aCount, const std::vector<std::string>& aLines)
     {
         EXPECT_TRUE(WaitFor([&] { return gFailures >= aCount; }));

@@ -1,4 +1,4 @@
-// What the system is told about a line and its times.
+// The calls that set up a line and its times.
 
 #include "KyPlatform/HostSerialPort.h"
 #include "KyPlatform/Windows/SystemCalls.h"

@@ -21,7 +21,7 @@ PREFIX = pathlib.Path(os.environ.get("WINEPREFIX") or os.path.join(CACHE, "kyser
 
 
 class Port:
-    """A pty behind a COM name that nobody else uses."""
+    """A pty with a COM name of its own."""
 
     def __init__(self):
         self.master, self.terminal = os.openpty()

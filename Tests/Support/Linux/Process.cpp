@@ -88,7 +88,7 @@ Ends MakeTerminal()
     {
         return {};
     }
-    // Held open on our side too: a terminal that nobody has open yet counts as hung up.
+    // Held open on our side too: a terminal that is not open yet counts as hung up.
     return {lFile, ::open(lName, O_RDWR | O_NOCTTY | O_CLOEXEC), lName};
 }
 

@@ -20,7 +20,7 @@ BOOL WINAPI GetNumber(DWORD /*aProcess*/, DWORD* aNumber)
     return TRUE;
 }
 
-/// "Local\X" and "Session\7\X" become names of the real session that nobody else uses.
+/// "Local\X" and "Session\7\X" become names of the real session that no other process uses.
 std::string GetPrivateName(const char* aName)
 {
     const KyTest::AllocationPause lPause; // from the first text on: the library's names have been made

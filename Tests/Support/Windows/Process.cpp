@@ -116,7 +116,7 @@ bool Process::StartChild(const std::string& aProgram, const std::vector<std::str
         lCommand += " " + Quoted(lArgument);
     }
     PROCESS_INFORMATION lInformation = {};
-    // With a console of its own, which nobody sees: a control event reaches the programs of one console.
+    // With an invisible console of its own: a control event reaches the programs of one console.
     const BOOL lStarted = ::CreateProcessA(nullptr, lCommand.data(), nullptr, nullptr, TRUE, CREATE_NO_WINDOW,
                                            nullptr, nullptr, &lStart, &lInformation);
     Close(lStart.hStdInput);

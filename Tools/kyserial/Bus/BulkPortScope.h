@@ -29,14 +29,14 @@ public:
     BulkPortScope(const BulkPortScope&) = delete;
     BulkPortScope& operator=(const BulkPortScope&) = delete;
 
-    /// The protocol that the port runs: "UART", "USRT", "I2C", "SPI"; empty when the device does not tell.
+    /// The protocol that the port runs: "UART", "USRT", "I2C", "SPI"; empty when the device does not report it.
     std::string GetMode();
 
     /// The protocols that the device offers on the port, in the device's order.
     std::vector<std::string> GetOfferedModes();
 
     /// Has the port run the first of these protocols, unless it runs one of them already. Does nothing when
-    /// the device does not tell what the port runs. Throws OperationError when the device refuses.
+    /// the device does not report what the port runs. Throws OperationError when the device refuses.
     void UseOneOf(const std::vector<std::string>& aModes);
 
 private:

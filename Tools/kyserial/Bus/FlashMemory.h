@@ -30,7 +30,7 @@ public:
 
     Identity ReadIdentity();
 
-    /// Bytes of a memory with this identity; 0 when it does not tell.
+    /// Bytes of a memory with this identity; 0 for an unknown one.
     static size_t SizeOf(const Identity& aIdentity);
 
     /// Reads bytes. Requires: the range is within the memory; likewise for the others.

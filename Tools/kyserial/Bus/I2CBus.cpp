@@ -16,7 +16,8 @@ I2CBus::I2CBus(IKyDeviceAdapter& aAdapter, KyDeviceSerial aPort, bool aFast, uin
 
 I2CBus::~I2CBus()
 {
-    static_cast<void>(mBus.Close()); // fails only when the device is gone, which a transfer has told before
+    static_cast<void>(
+        mBus.Close()); // fails only when the device is gone, which a transfer has reported before
 }
 
 KyResult I2CBus::TryWrite(uint8_t aAddress, const std::vector<uint8_t>& aBytes, Then aThen)
@@ -81,7 +82,7 @@ KyResult I2CBus::TryWriteAndRead(uint8_t aAddress, const std::vector<uint8_t>& a
 
 bool I2CBus::IsNoAnswer(const KyResult& aResult)
 {
-    constexpr uint32_t cNoAcknowledge = 0x8F01; // a device that tells; others just send nothing
+    constexpr uint32_t cNoAcknowledge = 0x8F01; // some devices report it; others send nothing
     return aResult.GetCode() == KyResult::TIMED_OUT || aResult.GetCode() == cNoAcknowledge;
 }
 

@@ -42,7 +42,7 @@ public:
     void Write(uint8_t aAddress, const std::vector<uint8_t>& aBytes, Then aThen = Then::Stop);
     std::vector<uint8_t> Read(uint8_t aAddress, size_t aCount, Then aThen = Then::Stop);
 
-    /// Writes bytes, a register number usually, and reads behind a repeated start.
+    /// Writes bytes, a register number usually, and reads after a repeated start.
     std::vector<uint8_t> WriteAndRead(uint8_t aAddress, const std::vector<uint8_t>& aBytes, size_t aCount);
     KyResult TryWriteAndRead(uint8_t aAddress, const std::vector<uint8_t>& aBytes, size_t aCount,
                              std::vector<uint8_t>& aRead);

@@ -20,7 +20,7 @@ struct I2COptions
     bool mYes = false;
     bool mAll = false;
     uint32_t mRetries = 0;
-    bool mForce = false; ///< Accepted for the sake of scripts: nobody else can hold an address here.
+    bool mForce = false; ///< Accepted for the sake of scripts: no driver can hold an address here.
 };
 
 /// Adds them.

@@ -50,7 +50,8 @@ SpiBus::SpiBus(IKyDeviceAdapter& aAdapter, KyDeviceSerial aPort)
 
 SpiBus::~SpiBus()
 {
-    static_cast<void>(mBus.Close()); // fails only when the device is gone, which a transfer has told before
+    static_cast<void>(
+        mBus.Close()); // fails only when the device is gone, which a transfer has reported before
 }
 
 std::vector<uint8_t> SpiBus::Transfer(const std::vector<uint8_t>& aWrite, size_t aRead, Options aOptions)

@@ -41,7 +41,7 @@ struct FeatureFinding
 {
     DeviceFeature mFeature;
     std::string mAccess;                 ///< "RW", "RO", "WO"; "-" when it cannot be used now.
-    std::string mValue;                  ///< Empty when there is none to show.
+    std::string mValue;                  ///< Empty without a value to show.
     std::vector<std::string> mEntries{}; ///< An enumeration's.
 };
 

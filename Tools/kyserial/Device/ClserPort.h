@@ -26,7 +26,7 @@ CLUINT32 ClserRateBit(uint32_t aRate);
 std::string ClserRatesText(CLUINT32 aBits);
 
 /// The names of the Camera Link servers that run, in the client library's order. Throws OperationError when
-/// it cannot tell.
+/// it cannot be known.
 std::vector<std::string> ListClserPorts();
 
 /// A Camera Link server as a terminal session uses it, through the client library.
@@ -35,14 +35,14 @@ std::vector<std::string> ListClserPorts();
 class ClserPort : public BytePort
 {
 public:
-    /// Attaches to the server. Throws OperationError when there is none of the name, or it has a client.
+    /// Attaches to the server. Throws OperationError when no server has the name, or it has a client.
     explicit ClserPort(const std::string& aName);
     ~ClserPort() override;
 
     /// Asks for a rate. Throws OperationError when the server does not offer it.
     void SetRate(uint32_t aRate);
 
-    /// Waits a moment for room. \return TIMED_OUT: busy, as IsBusy() tells; FAILURE.
+    /// Waits a moment for room. \return TIMED_OUT: busy (see IsBusy()); FAILURE.
     KyResult Send(const uint8_t* aData, uint32_t aSize, uint32_t& aSent) override;
     std::vector<uint8_t> Receive(uint32_t aTimeout) override;
     KyResult GetState() override;

@@ -36,7 +36,7 @@ DevicePort::DevicePort(IKyDeviceAdapter& aAdapter, KyDeviceSerial aPort)
 
 DevicePort::~DevicePort()
 {
-    static_cast<void>(Close()); // whoever wants to know has closed before
+    static_cast<void>(Close()); // a caller that needs the result calls Close() itself
 }
 
 KyResult DevicePort::Send(const uint8_t* aData, uint32_t aSize, uint32_t& aSent)

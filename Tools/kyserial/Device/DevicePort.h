@@ -17,7 +17,7 @@
 namespace KySerialTool
 {
 
-/// The bytes of a port, as a terminal session needs them: KyDeviceSerialPort behind an interface that a test
+/// The bytes of a port, as a terminal session needs them: KyDeviceSerialPort as an interface that a test
 /// can take the place of.
 class BytePort
 {
@@ -60,7 +60,7 @@ public:
     /// A device whose queue is full answers with the status of GigE Vision for "try again later".
     bool IsBusy(const KyResult& aResult) const override;
 
-    /// Closes the port; the destructor does that too, but cannot tell the result.
+    /// Closes the port; the destructor does that too, but drops the result.
     KyResult Close();
 
 private:

@@ -10,7 +10,7 @@ namespace
 
 const char* const cSelector = "BulkSelector";
 
-/// The feature's value; empty when it does not tell.
+/// The feature's value; empty when it cannot be read.
 std::string ReadFeature(IKyDeviceAdapter& aAdapter, const std::string& aName)
 {
     KyString lValue;
@@ -33,7 +33,8 @@ void PortSettings::Read(IKyDeviceAdapter& aAdapter)
         if (aAdapter.IsFeatureAvailable(cSelector))
         {
             mValues.emplace_back(cSelector, lPrefix); // first: the others depend on it
-            static_cast<void>(aAdapter.SetFeatureFromString(cSelector, lPrefix.c_str())); // Write() tells
+            static_cast<void>(
+                aAdapter.SetFeatureFromString(cSelector, lPrefix.c_str())); // Write() reports it
             lPrefix = "Bulk";
         }
         lNames.emplace_back("BulkMode");

@@ -19,7 +19,7 @@ class PortSettings
 public:
     explicit PortSettings(KyDeviceSerial aPort) : mPort(aPort) {}
 
-    /// Takes down what the features say. Those that the device lacks, or does not tell, are left out. A bulk
+    /// Takes down what the features say. Those that the device lacks, or refuses to read, are left out. A bulk
     /// port's features are its own only while the device's selector names it, and the selector is set so.
     void Read(IKyDeviceAdapter& aAdapter);
 

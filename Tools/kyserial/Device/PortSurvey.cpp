@@ -20,7 +20,7 @@ constexpr uint32_t cImplemented = 0x80000000U;
 constexpr uint32_t cUartCount = 0x7;
 
 /// Whether the library drives bulk port 0 through registers. It prefers them, and its answer to IsSupported()
-/// does not tell them from the features, so the device's capability register has to.
+/// does not tell UARTs from the features, so the device's capability register has to.
 bool HasBulkRegisters(IKyDeviceAdapter& aAdapter)
 {
     uint32_t lCapabilities = 0;
@@ -34,14 +34,14 @@ bool Contains(const std::vector<std::string>& aTexts, const char* aText)
     return std::find(aTexts.begin(), aTexts.end(), aText) != aTexts.end();
 }
 
-/// UART and USRT as the device's features tell, I2C and SPI as the library's buses tell.
+/// UART and USRT by the device's features, I2C and SPI by the library's buses.
 std::vector<std::string> BulkProtocols(IKyDeviceAdapter& aAdapter, KyDeviceSerial aPort, PortEngine aEngine,
                                        const std::vector<std::string>& aOffered)
 {
     std::vector<std::string> lProtocols;
     for (const char* const lProtocol : {"UART", "USRT"})
     {
-        // A bulk port behind registers runs both, whether or not there are features to say so.
+        // A bulk port with registers runs both, whether or not there are features to say so.
         if (aEngine == PortEngine::RegisterBulk || Contains(aOffered, lProtocol))
         {
             lProtocols.emplace_back(lProtocol);

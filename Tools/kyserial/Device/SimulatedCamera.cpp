@@ -89,7 +89,7 @@ private:
     {
         constexpr uint32_t cInterruptEnable = 0xB838;
         static_cast<void>(GetCamera().WriteRegister(cInterruptEnable, 0)); // a camera may lack it
-        ++mGeneration; // first: whoever sees the camera sees that it was away
+        ++mGeneration; // first: a reader that sees the camera connected sees the new generation too
         GetFaults().Reconnect();
         for (const PortSettings& lSettings : mAtPowerUp)
         {

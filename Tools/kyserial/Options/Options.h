@@ -70,7 +70,7 @@ enum class PortKind
 /// Adds the required option --port.
 void AddPortOption(CLI::App& aCommand, PortKind aKind, KyDeviceSerial& aPort);
 
-/// Makes the log level count, sends broken assertions of the library to the log, and goes on behind them:
+/// Makes the log level count, sends broken assertions of the library to the log, and goes on after them:
 /// some of them stand at questions that a program may well ask, such as that about the registers of bulk
 /// port 1.
 void ApplyLogOptions(const CommonOptions& aOptions);

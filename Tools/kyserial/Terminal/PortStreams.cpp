@@ -64,7 +64,7 @@ bool PortReceiver::PassOn(const std::vector<uint8_t>& aBytes)
 {
     if (aBytes.empty())
     {
-        mLog.Flush(); // a pause: whoever watches the file sees what came before it
+        mLog.Flush(); // a pause: a user who watches the file sees all that came before
     }
     else
     {

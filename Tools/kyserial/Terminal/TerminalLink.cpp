@@ -26,7 +26,7 @@ TerminalLink::TerminalLink(const std::string& aPath, const std::string& aTermina
     std::error_code lError;
     if (IsLink(mPath) && (IsOurs() || !Files::exists(mPath, lError)))
     {
-        Files::remove(mPath, lError); // refused: the next step tells
+        Files::remove(mPath, lError); // refused: the next step reports it
     }
     Files::create_symlink(mTerminal, mPath, lError);
     if (lError == std::errc::file_exists)

@@ -10,7 +10,7 @@ namespace KySerialTool
 class TerminalLink
 {
 public:
-    /// Makes the link. One that leads nowhere, left behind by a program that was killed, and one to the same
+    /// Makes the link. One that leads nowhere, from a program that was killed, and one to the same
     /// terminal give way; anything else stays. Throws OperationError when the link cannot be made.
     TerminalLink(const std::string& aPath, const std::string& aTerminal);
     /// Removes the link, unless it is another one by now.

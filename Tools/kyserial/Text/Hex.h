@@ -9,7 +9,7 @@
 namespace KySerialTool
 {
 
-/// A number as a user writes one: decimal digits, or hexadecimal ones behind "0x".
+/// A number as a user writes one: decimal digits, or hexadecimal ones after "0x".
 /// \return Nothing for any other text, signs and spaces included, and for numbers above aMaximum.
 std::optional<uint64_t> ParseNumber(const std::string& aText, uint64_t aMaximum);
 
@@ -30,7 +30,7 @@ public:
     /// \return The lines that are full with these bytes.
     std::string Add(const uint8_t* aData, size_t aSize);
 
-    /// \return The line that has been begun, as it is; nothing when there is none. The next byte starts a new
+    /// \return The line that has been begun, as it is; empty without one. The next byte starts a new
     /// line.
     std::string Flush();
 

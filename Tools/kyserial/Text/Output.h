@@ -7,7 +7,7 @@
 namespace KySerialTool
 {
 
-/// Text in columns: each as wide as its widest cell, two spaces between, nothing behind the last.
+/// Text in columns: each as wide as its widest cell, two spaces between, none after the last.
 class Table
 {
 public:

@@ -25,7 +25,7 @@ extern "C"
 {
 #endif
 
-    /// A camera that KySimCameraCreate() has made; 0 is none.
+    /// A camera that KySimCameraCreate() has made; 0 means no camera.
     typedef uint64_t KySimCameraHandle;
 
     /// How the camera is reached.
@@ -66,7 +66,7 @@ extern "C"
     ///         KY_FAILURE: out of memory.
     KYSIMULATORC_API KyCode KySimCameraCreate(const KySimOptions* aOptions, KySimCameraHandle* aCamera);
 
-    /// Ends a camera; to whoever still has its adapter it is disconnected. Waits for calls of the adapter's
+    /// Ends a camera; a program that still has its adapter sees it disconnected. Waits for calls of the adapter's
     /// functions and for events that are being reported.
     /// \return KY_OK. KY_WRONG_STATE: from inside one of them.
     KYSIMULATORC_API KyCode KySimCameraDestroy(KySimCameraHandle aCamera);
