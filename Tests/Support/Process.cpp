@@ -31,6 +31,28 @@ bool Process::Start(const std::string& aName, const std::vector<std::string>& aA
            WriteFile(mPaths.mError, "") && StartChild(ProgramFolder() + aName, aArguments, aFiles);
 }
 
+std::vector<std::string> Process::Environment(const std::vector<std::string>& aOwn, const Files& aFiles)
+{
+    std::map<std::string, std::string> lVariables = aFiles.mEnvironment;
+    lVariables.insert({"KYSERIAL_DEVICE", "sim"});
+    std::vector<std::string> lEnvironment;
+    for (const std::string& lEntry : aOwn)
+    {
+        if (lVariables.count(lEntry.substr(0, lEntry.find('='))) == 0)
+        {
+            lEnvironment.push_back(lEntry);
+        }
+    }
+    for (const auto& [lName, lText] : lVariables)
+    {
+        if (!lText.empty())
+        {
+            lEnvironment.push_back(lName + '=' + lText);
+        }
+    }
+    return lEnvironment;
+}
+
 std::string Process::Output() const
 {
     return ReadFile(mPaths.mOutput);

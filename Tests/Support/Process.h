@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -28,6 +29,9 @@ public:
         std::string mInputText{};
         bool mBrokenOutput = false;  ///< The standard output is a pipe whose reader is gone.
         bool mErrorTerminal = false; ///< The error output is the terminal too; see TerminalText().
+        /// Variables that differ from those of the test; an empty text takes a variable away. KYSERIAL_DEVICE is
+        /// "sim" unless this says otherwise.
+        std::map<std::string, std::string> mEnvironment{};
     };
 
     /// Generous: a test that needs it has failed anyway.
@@ -82,6 +86,9 @@ private:
         std::string mError;
     };
 
+    /// The environment of the program.
+    /// \param aOwn  That of the test, each entry "NAME=value"; likewise in the answer.
+    static std::vector<std::string> Environment(const std::vector<std::string>& aOwn, const Files& aFiles);
     bool StartChild(const std::string& aProgram, const std::vector<std::string>& aArguments,
                     const Files& aFiles);
 

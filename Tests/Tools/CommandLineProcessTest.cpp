@@ -5,6 +5,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 using namespace KyTest;
 using testing::HasSubstr;
 
@@ -66,9 +68,6 @@ TEST(CommandLineProcessTest, WrongOptionIsAUsageErrorThatPointsToTheHelp)
 TEST(CommandLineProcessTest, WrongValuesAreUsageErrorsThatSayWhatWouldHaveBeenRight)
 {
     ExpectUsageError(
-        {"ports", "--device", "usb"},
-        "kyserial: --device: \"usb\" is no device; use sim (the simulated camera) or gev://ADDRESS");
-    ExpectUsageError(
         {"ports", "--log-level", "loud"},
         "kyserial: --log-level: \"loud\" is no level; use debug, info, warning, error, fatal or off");
     ExpectUsageError({"term", "--port", "uart0", "--quiet-time", "soon"},
@@ -78,6 +77,48 @@ TEST(CommandLineProcessTest, WrongValuesAreUsageErrorsThatSayWhatWouldHaveBeenRi
                      "likewise), 0x00 to 0xff, or none");
     ExpectUsageError({"term", "--port", "uart0", "--sim-cut", "-3"},
                      "kyserial: --sim-cut: \"-3\" does not fit; use 0 to 4294967295 accesses");
+}
+
+TEST(CommandLineProcessTest, NoDeviceIsAUsageErrorThatSaysWhatToGive)
+{
+    const std::map<std::string, std::string> lNone = {{"KYSERIAL_DEVICE", ""},
+                                                      {"XDG_CONFIG_HOME", Process::TemporaryFile("")}};
+    for (const std::vector<std::string>& lArguments :
+         {std::vector<std::string>{"ports"}, {"spi", "flash", "erase", "--chip", "--port", "bulk3"}})
+    {
+        const ToolResult lResult = RunTool(lArguments, {}, lNone);
+        EXPECT_EQ(2, lResult.mStatus);
+        EXPECT_EQ("", lResult.mOutput);
+        EXPECT_EQ(
+            "kyserial: no device is given; use --device DEVICE, the environment variable KYSERIAL_DEVICE or "
+            "the configuration file (--device sim is the simulated camera; 'kyserial devices' lists "
+            "others)\n",
+            lResult.mError);
+    }
+    EXPECT_EQ(0, RunTool({"ports", "--device", "sim"}, {}, lNone).mStatus);
+}
+
+TEST(CommandLineProcessTest, ConfigurationFileHasTheDeviceAndAliases)
+{
+    const std::filesystem::path lFolder = Process::TemporaryFile("");
+    std::filesystem::create_directories(lFolder / "kyserial");
+    ASSERT_TRUE(WriteFile((lFolder / "kyserial" / "config.toml").string(),
+                          "device = \"bench\"\n[devices]\nbench = \"sim\"\nbroken = \"gev://nowhere\"\n"));
+    const std::map<std::string, std::string> lOwn = {{"KYSERIAL_DEVICE", ""},
+                                                     {"XDG_CONFIG_HOME", lFolder.string()}};
+    EXPECT_EQ(0, RunTool({"ports"}, {}, lOwn).mStatus);
+    EXPECT_EQ(0, RunTool({"ports", "--device", "bench"}, {}, lOwn).mStatus);
+    EXPECT_EQ(2, RunTool({"ports", "--device", "broken"}, {}, lOwn).mStatus);
+    std::filesystem::remove_all(lFolder);
+}
+
+TEST(CommandLineProcessTest, HelpListsTheSimulatorsOptionsOnDemandOnly)
+{
+    EXPECT_THAT(RunTool({"ports", "--help"}).mOutput, testing::Not(HasSubstr("--sim-")));
+    EXPECT_THAT(RunTool({"ports", "--help-sim"}).mOutput, HasSubstr("--sim-cut"));
+    EXPECT_THAT(RunTool({"ports", "--device", "sim", "--help"}).mOutput, HasSubstr("--sim-cut"));
+    EXPECT_THAT(RunTool({"ports", "--device", "gev://10.0.0.1", "--help"}).mOutput,
+                testing::Not(HasSubstr("--sim-")));
 }
 
 TEST(CommandLineProcessTest, LogLevelShowsTheLibrarysLogAndBrokenAssertionsDoNotEndTheProgram)

@@ -19,11 +19,14 @@ struct ToolResult
 };
 
 /// Runs kyserial with these arguments and this text as its standard input, and waits for its end.
-inline ToolResult RunTool(const std::vector<std::string>& aArguments, const std::string& aInput = {})
+/// \param aEnvironment  See Process::Files.
+inline ToolResult RunTool(const std::vector<std::string>& aArguments, const std::string& aInput = {},
+                          const std::map<std::string, std::string>& aEnvironment = {})
 {
     Process lTool;
     Process::Files lFiles;
     lFiles.mInputText = aInput;
+    lFiles.mEnvironment = aEnvironment;
     EXPECT_TRUE(lTool.Start("kyserial", aArguments, lFiles));
     ToolResult lResult;
     lResult.mStatus = lTool.Wait().value_or(-1);

@@ -92,21 +92,37 @@ Ends MakeTerminal()
     return {lFile, ::open(lName, O_RDWR | O_NOCTTY | O_CLOEXEC), lName};
 }
 
-pid_t Spawn(const FileActions& aActions, const std::string& aProgram,
-            const std::vector<std::string>& aArguments)
+/// The texts as the system takes them: their addresses, and a null at the end.
+std::vector<char*> Pointers(std::vector<std::string>& aTexts)
 {
-    std::vector<std::string> lTexts = aArguments;
-    lTexts.insert(lTexts.begin(), aProgram);
     std::vector<char*> lPointers;
-    lPointers.reserve(lTexts.size() + 1);
-    for (std::string& lText : lTexts)
+    lPointers.reserve(aTexts.size() + 1);
+    for (std::string& lText : aTexts)
     {
         lPointers.push_back(lText.data());
     }
     lPointers.push_back(nullptr);
+    return lPointers;
+}
+
+std::vector<std::string> OwnEnvironment()
+{
+    std::vector<std::string> lEntries;
+    for (char** lEntry = environ; *lEntry != nullptr; ++lEntry)
+    {
+        lEntries.emplace_back(*lEntry);
+    }
+    return lEntries;
+}
+
+pid_t Spawn(const FileActions& aActions, const std::string& aProgram,
+            const std::vector<std::string>& aArguments, std::vector<std::string> aEnvironment)
+{
+    std::vector<std::string> lTexts = aArguments;
+    lTexts.insert(lTexts.begin(), aProgram);
     pid_t lProcess = -1;
     const int lError = ::posix_spawn(&lProcess, aProgram.c_str(), &aActions.mActions, &aActions.mAttributes,
-                                     lPointers.data(), environ);
+                                     Pointers(lTexts).data(), Pointers(aEnvironment).data());
     return lError == 0 ? lProcess : -1;
 }
 
@@ -159,7 +175,7 @@ bool Process::StartChild(const std::string& aProgram, const std::vector<std::str
         lActions.Take(STDOUT_FILENO, lOutput.mTheirs);
     }
     mChild->mInput = lInput.mOurs;
-    mChild->mProcess = Spawn(lActions, aProgram, aArguments);
+    mChild->mProcess = Spawn(lActions, aProgram, aArguments, Environment(OwnEnvironment(), aFiles));
     for (const int lFile : {lInput.mTheirs, lOutput.mTheirs})
     {
         if (lFile >= 0)

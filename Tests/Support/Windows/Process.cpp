@@ -66,6 +66,19 @@ void Close(HANDLE& aHandle)
     }
 }
 
+std::vector<std::string> OwnEnvironment()
+{
+    std::vector<std::string> lEntries;
+    char* const lBlock = ::GetEnvironmentStringsA();
+    for (const char* lEntry = lBlock; lEntry != nullptr && *lEntry != '\0';
+         lEntry += lEntries.back().size() + 1)
+    {
+        lEntries.emplace_back(lEntry);
+    }
+    ::FreeEnvironmentStringsA(lBlock);
+    return lEntries;
+}
+
 } // namespace
 
 Process::Process() : mChild(std::make_unique<Child>()) {}
@@ -115,10 +128,16 @@ bool Process::StartChild(const std::string& aProgram, const std::vector<std::str
     {
         lCommand += " " + Quoted(lArgument);
     }
+    std::string lEnvironment; // entries with their ends, and one end more
+    for (const std::string& lEntry : Environment(OwnEnvironment(), aFiles))
+    {
+        lEnvironment += lEntry + '\0';
+    }
+    lEnvironment += '\0';
     PROCESS_INFORMATION lInformation = {};
     // With an invisible console of its own: a control event reaches the programs of one console.
     const BOOL lStarted = ::CreateProcessA(nullptr, lCommand.data(), nullptr, nullptr, TRUE, CREATE_NO_WINDOW,
-                                           nullptr, nullptr, &lStart, &lInformation);
+                                           lEnvironment.data(), nullptr, &lStart, &lInformation);
     Close(lStart.hStdInput);
     Close(lStart.hStdOutput);
     Close(lStart.hStdError);

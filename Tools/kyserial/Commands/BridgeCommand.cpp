@@ -116,7 +116,8 @@ void AddBridgeCommand(CLI::App& aProgram, Context& aContext)
         "settings then.\n"
         "The status line is shown when the error output is a terminal.\n"
         "With --clser the clients choose the rate; --baud offers them this one only.\n\n"
-        "Example: kyserial bridge --port uart0 --pty /tmp/lens & minicom -D /tmp/lens");
+        "Example: kyserial bridge --device gev://192.168.1.20 --port uart0 --pty /tmp/lens & minicom -D "
+        "/tmp/lens");
     lCommand.callback(
         [&aContext, lOptions]
         { aContext.mAction = [lOptions](Context& aRunning) { return RunBridge(aRunning, *lOptions); }; });

@@ -50,7 +50,7 @@ void AddTermCommand(CLI::App& aProgram, Context& aContext)
         "When the input is a terminal, every key goes to the port, Ctrl-C too, until the escape key.\n"
         "Otherwise the command ends after the end of the input and a quiet time.\n"
         "A bulk port that runs I2C or SPI runs UART meanwhile.\n\n"
-        "Example: printf 'STATUS?\\r\\n' | kyserial term --port uart0");
+        "Example: printf 'STATUS?\\r\\n' | kyserial term --device sim --port uart0");
     lCommand.callback(
         [&aContext, lOptions]
         { aContext.mAction = [lOptions](Context& aRunning) { return RunTerm(aRunning, *lOptions); }; });

@@ -1,6 +1,6 @@
 #include "kyserial/Device/DeviceSelector.h"
 
-#include "kyserial/Device/NetworkDevices.h"
+#include "kyserial/Device/DeviceName.h"
 #include "kyserial/Options/Options.h"
 #include "kyserial/Text/Failure.h"
 
@@ -10,7 +10,9 @@ namespace KySerialTool
 namespace
 {
 
+const char* const cHidden = ""; // the parser's group of options that the help leaves out
 const char* const cSimulatorGroup = "Simulated camera";
+const char* const cSimulatorHelp = "--help-sim";
 
 class SimulatedDevice : public Device
 {
@@ -47,49 +49,81 @@ void AddDeviceOptions(CLI::App& aCommand, DeviceSelection& aSelection)
         aSelection.mName = aText;
     };
     aCommand
-        .add_option_function<std::string>(
-            "-d,--device", lCheck,
-            "Device: sim, the simulated camera (default), or gev://ADDRESS, a GigE "
-            "Vision device; 'devices' lists those")
+        .add_option_function<std::string>("-d,--device", lCheck,
+                                          "Device: gev://ADDRESS, a camera's MAC address, serial number, "
+                                          "user name or model ('devices' lists "
+                                          "them), an alias of the configuration file, or sim, the simulated "
+                                          "camera. Default: the environment "
+                                          "variable KYSERIAL_DEVICE, then the configuration file")
         ->type_name("DEVICE");
+    aCommand.add_flag_callback(
+        cSimulatorHelp, [] { throw CLI::CallForHelp(); },
+        "This help with the options of the simulated camera");
     SimulatorOptions& lSimulator = aSelection.mSimulator;
-    aCommand.add_flag("--sim-fast", lSimulator.mFast, "Lines take no time")->group(cSimulatorGroup);
+    aCommand.add_flag("--sim-fast", lSimulator.mFast, "Lines take no time")->group(cHidden);
     aCommand
         .add_flag("--sim-no-uart-registers", lSimulator.mFeaturesOnly,
                   "No UARTs, and bulk port 0 is driven through features")
-        ->group(cSimulatorGroup);
+        ->group(cHidden);
     aCommand
         .add_option("--sim-state", lSimulator.mStateFile,
                     "File that keeps the contents of the memories on the buses between runs")
         ->type_name("FILE")
-        ->group(cSimulatorGroup);
+        ->group(cHidden);
     AddNumberOption(aCommand, "--sim-cut", UINT32_MAX, "accesses",
                     "Cut the connection with the Nth access to the device (0: never)", lSimulator.mCutAfter)
-        ->group(cSimulatorGroup);
+        ->group(cHidden);
     AddNumberOption(aCommand, "--sim-back", 3600000, "milliseconds",
                     "The camera is back N milliseconds after the cut, as after power-up (0: it stays away)",
                     lSimulator.mBackAfter)
-        ->group(cSimulatorGroup);
+        ->group(cHidden);
+}
+
+void ShowSimulatorOptions(CLI::App& aCommand)
+{
+    const CLI::Option* const lDevice = aCommand.get_option_no_throw("--device");
+    if (lDevice == nullptr || (aCommand.get_option(cSimulatorHelp)->empty() &&
+                               lDevice->results() != std::vector<std::string>{"sim"}))
+    {
+        return;
+    }
+    for (CLI::Option* const lOption : aCommand.get_options())
+    {
+        if (!lOption->get_lnames().empty() && lOption->get_lnames().front().rfind("sim-", 0) == 0)
+        {
+            lOption->group(cSimulatorGroup);
+        }
+    }
 }
 
 std::string CheckDeviceName(const std::string& aName)
 {
-    if (IsNetworkDevice(aName))
+    if (aName.empty())
     {
-        return CheckNetworkDevice(aName);
+        return "the name is empty; use sim (the simulated camera), gev://ADDRESS or a camera's name";
     }
-    return aName == "sim" ? std::string()
-                          : '"' + aName + "\" is no device; use sim (the simulated camera) or gev://ADDRESS";
+    return IsNetworkDevice(aName) ? CheckNetworkDevice(aName) : std::string();
 }
 
-std::unique_ptr<Device> OpenDevice(const DeviceSelection& aSelection, const KyPlatform::Console& aConsole,
+std::unique_ptr<Device> OpenDevice(DeviceSelection& aSelection, const KyPlatform::Console& aConsole,
                                    DeviceAccess aAccess)
 {
-    if (IsNetworkDevice(aSelection.mName))
+    aSelection.mName = ChooseDevice(aSelection.mName);
+    if (aSelection.mName == "sim")
     {
-        return OpenNetworkDevice(aSelection.mName, aConsole, aAccess);
+        return std::make_unique<SimulatedDevice>(aSelection.mSimulator);
     }
-    return std::make_unique<SimulatedDevice>(aSelection.mSimulator);
+    if (!IsDeviceText(aSelection.mName))
+    {
+        aSelection.mName = MatchDevice(aSelection.mName, FindNetworkDevices({}));
+    }
+    const std::string lError =
+        CheckNetworkDevice(aSelection.mName); // of the environment or the configuration file
+    if (!lError.empty())
+    {
+        throw UsageError(lError);
+    }
+    return OpenNetworkDevice(aSelection.mName, aConsole, aAccess);
 }
 
 void CheckConnection(Device& aDevice, uint64_t aGeneration)

@@ -16,7 +16,8 @@ namespace KySerialTool
 /// Which device a command talks to.
 struct DeviceSelection
 {
-    std::string mName = "sim"; ///< Accepted by CheckDeviceName().
+    std::string
+        mName{}; ///< As the command line gives it; empty: not given. OpenDevice() makes it a device's text.
     SimulatorOptions mSimulator;
 };
 
@@ -52,8 +53,11 @@ protected:
 /// Adds --device and the options of the simulated camera to a command.
 void AddDeviceOptions(CLI::App& aCommand, DeviceSelection& aSelection);
 
-/// The one place that knows what device texts there are. \return Why aName is none of them; empty when it is
-/// one.
+/// Lets the help of a command list the options of the simulated camera, if its command line asks for them with
+/// --device sim or --help-sim. A user with a camera has no use for them.
+void ShowSimulatorOptions(CLI::App& aCommand);
+
+/// What can be said against a device's name without a search. \return Empty when it may be one.
 std::string CheckDeviceName(const std::string& aName);
 
 /// What a command does with a device.
@@ -63,10 +67,11 @@ enum class DeviceAccess
     Read     ///< Only reads, also beside an application that controls the device.
 };
 
-/// Connects the device. Throws OperationError when that fails. A device of the network that keeps its clients
+/// Finds and connects the device. Throws UsageError when none is given, and OperationError when no device has the
+/// name or the connection fails. A device of the network that keeps its clients
 /// waiting is given up when aConsole is interrupted: at once while it is being connected, and 0.8 s later
 /// when it is in use, so that there is time to set it back.
-std::unique_ptr<Device> OpenDevice(const DeviceSelection& aSelection, const KyPlatform::Console& aConsole,
+std::unique_ptr<Device> OpenDevice(DeviceSelection& aSelection, const KyPlatform::Console& aConsole,
                                    DeviceAccess aAccess);
 
 /// Throws OperationError unless the device is there and has been since its connection had that number: what

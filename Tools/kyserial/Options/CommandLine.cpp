@@ -94,7 +94,8 @@ ExitCode Run(CLI::App& aProgram, Context& aContext, int aCount, const char* cons
     }
     catch (const CLI::CallForHelp&)
     {
-        const CLI::App& lCommand = DeepestCommand(aProgram);
+        CLI::App& lCommand = DeepestCommand(aProgram);
+        ShowSimulatorOptions(lCommand);
         const CLI::App* const lParent = lCommand.get_parent();
         Print(aContext, lCommand.help(lParent != nullptr ? FullName(*lParent) : "") + '\n');
         return ExitCode::Ok;

@@ -1,0 +1,193 @@
+#include "kyserial/Device/DeviceName.h"
+
+#include "kyserial/Text/Failure.h"
+
+#include <toml++/toml.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cstdlib>
+#include <filesystem>
+#include <set>
+
+namespace KySerialTool
+{
+
+namespace
+{
+
+const char* const cNoDevice =
+    "no device is given; use --device DEVICE, the environment variable KYSERIAL_DEVICE or the "
+    "configuration file (--device sim is the simulated camera; 'kyserial devices' lists others)";
+
+std::string Variable(const char* aName)
+{
+    const char* const lText = std::getenv(aName);
+    return lText != nullptr ? lText : "";
+}
+
+/// The complaint about a place in the file.
+UsageError Complaint(const std::string& aFile, const toml::source_region& aPlace, const std::string& aText)
+{
+    return UsageError(aFile + ":" + std::to_string(aPlace.begin.line) + ": " + aText);
+}
+
+std::string TextOf(const std::string& aFile, const std::string& aKey, const toml::node& aNode)
+{
+    const toml::value<std::string>* const lText = aNode.as_string();
+    if (lText == nullptr || lText->get().empty())
+    {
+        throw Complaint(aFile, aNode.source(),
+                        "\"" + aKey + "\" has to be a text such as \"gev://192.168.1.20\"");
+    }
+    return lText->get();
+}
+
+void ReadAliases(const std::string& aFile, const toml::node& aNode, DeviceConfiguration& aConfiguration)
+{
+    const toml::table* const lTable = aNode.as_table();
+    if (lTable == nullptr)
+    {
+        throw Complaint(aFile, aNode.source(), "\"devices\" has to be a table of names and devices");
+    }
+    for (const auto& [lKey, lValue] : *lTable)
+    {
+        const std::string lName(lKey.str());
+        aConfiguration.mAliases[lName] = TextOf(aFile, lName, lValue);
+        if (IsDeviceText(lName))
+        {
+            throw Complaint(aFile, lValue.source(),
+                            "\"" + lName + "\" is a device already and cannot be an alias");
+        }
+    }
+}
+
+std::string LowerCase(std::string aText)
+{
+    std::transform(aText.begin(), aText.end(), aText.begin(),
+                   [](unsigned char aCharacter) { return static_cast<char>(std::tolower(aCharacter)); });
+    return aText;
+}
+
+/// A MAC address without its separators; other texts hardly become one by this.
+std::string MacDigits(const std::string& aText)
+{
+    std::string lDigits = LowerCase(aText);
+    lDigits.erase(
+        std::remove_if(lDigits.begin(), lDigits.end(), [](char aOne) { return aOne == ':' || aOne == '-'; }),
+        lDigits.end());
+    return lDigits;
+}
+
+bool Fits(const std::string& aName, const NetworkFinding& aFinding)
+{
+    const std::string lName = LowerCase(aName);
+    return MacDigits(aName) == MacDigits(aFinding.mMac) || lName == LowerCase(aFinding.mSerialNumber) ||
+           lName == LowerCase(aFinding.mUserName) || lName == LowerCase(aFinding.mModel) ||
+           lName == aFinding.mAddress;
+}
+
+} // namespace
+
+std::string ConfigurationFile()
+{
+    namespace Files = std::filesystem;
+    const std::string lOwn = Variable("XDG_CONFIG_HOME");
+    const std::string lRoaming = Variable("APPDATA");
+    const std::string lHome = Variable("HOME");
+    const Files::path lFolder = !lOwn.empty()       ? Files::path(lOwn)
+                                : !lRoaming.empty() ? Files::path(lRoaming)
+                                : !lHome.empty()    ? Files::path(lHome) / ".config"
+                                                    : Files::path();
+    return lFolder.empty() ? std::string() : (lFolder / "kyserial" / "config.toml").string();
+}
+
+DeviceConfiguration ReadConfiguration(const std::string& aFile)
+{
+    DeviceConfiguration lConfiguration;
+    std::error_code lIgnored; // a file that cannot be asked about is read, and refused then
+    if (aFile.empty() ||
+        std::filesystem::status(aFile, lIgnored).type() == std::filesystem::file_type::not_found)
+    {
+        return lConfiguration;
+    }
+    try
+    {
+        for (const auto& [lKey, lNode] : toml::parse_file(aFile))
+        {
+            if (lKey == "device")
+            {
+                lConfiguration.mDevice = TextOf(aFile, "device", lNode);
+            }
+            else if (lKey == "devices")
+            {
+                ReadAliases(aFile, lNode, lConfiguration);
+            }
+            else
+            {
+                throw Complaint(aFile, lNode.source(),
+                                "\"" + std::string(lKey.str()) + "\" is no setting; use device or [devices]");
+            }
+        }
+    }
+    catch (const toml::parse_error& lError)
+    {
+        throw Complaint(aFile, lError.source(), std::string(lError.description()));
+    }
+    return lConfiguration;
+}
+
+std::string ChooseDevice(const std::string& aGiven)
+{
+    std::string lName = !aGiven.empty() ? aGiven : Variable("KYSERIAL_DEVICE");
+    if (IsDeviceText(lName))
+    {
+        return lName; // a broken configuration file is not in the way of a complete command
+    }
+    const DeviceConfiguration lConfiguration = ReadConfiguration(ConfigurationFile());
+    if (lName.empty())
+    {
+        lName = lConfiguration.mDevice;
+    }
+    if (lName.empty())
+    {
+        throw UsageError(cNoDevice);
+    }
+    const auto lAlias = lConfiguration.mAliases.find(lName);
+    return lAlias != lConfiguration.mAliases.end() ? lAlias->second : lName;
+}
+
+bool IsDeviceText(const std::string& aName)
+{
+    return aName == "sim" || IsNetworkDevice(aName);
+}
+
+std::string MatchDevice(const std::string& aName, const std::vector<NetworkFinding>& aFindings)
+{
+    std::set<std::string> lDevices; // a device that several interfaces reach is one
+    for (const NetworkFinding& lFinding : aFindings)
+    {
+        if (Fits(aName, lFinding))
+        {
+            lDevices.insert(lFinding.mDevice);
+        }
+    }
+    if (lDevices.empty())
+    {
+        throw OperationError("no device answers to \"" + aName +
+                             "\" (MAC address, serial number, user name, model or "
+                             "IPv4 address); 'kyserial devices' lists those that answer");
+    }
+    if (lDevices.size() > 1)
+    {
+        std::string lText = "several devices answer to \"" + aName + "\":";
+        for (const std::string& lDevice : lDevices)
+        {
+            lText += ' ' + lDevice;
+        }
+        throw OperationError(lText);
+    }
+    return *lDevices.begin();
+}
+
+} // namespace KySerialTool
