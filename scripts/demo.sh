@@ -188,11 +188,11 @@ done
 typed=
 show '50: 50 -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- ' i2c detect -y --device "$device" --port bulk2
 typed='KySerial 24C02'
-show '' i2c eeprom write --port bulk2 "${memory[@]}" -
+show '' i2c eeprom write -y --port bulk2 "${memory[@]}" -
 typed=
 show '00: 4b 79 53 65 72 69 61 6c 20 32 34 43 30 32 ff ff    KySerial 24C02..' \
   i2c dump -y -r 0x00-0x1f --port bulk2 "${memory[@]}" 0x50
-show 'manufacturer 0xef, type 0x30, capacity 0x10 (65536 bytes)' spi flash id --device "$device" --port bulk3
+show 'manufacturer 0xef, type 0x30, capacity 0x10 (65536 bytes, W25X05)' spi flash id --device "$device" --port bulk3
 
 # The lens as a terminal of this machine. What is typed into it goes to the camera, and from there to the lens.
 dialogue='ID?\r\nZOOM 1200\r\nFOCUS 340\r\nSTATUS?\r\n'

@@ -84,7 +84,7 @@ TEST(CommandLineProcessTest, NoDeviceIsAUsageErrorThatSaysWhatToGive)
     const std::map<std::string, std::string> lNone = {{"KYSERIAL_DEVICE", ""},
                                                       {"XDG_CONFIG_HOME", Process::TemporaryFile("")}};
     for (const std::vector<std::string>& lArguments :
-         {std::vector<std::string>{"ports"}, {"spi", "flash", "erase", "--chip", "--port", "bulk3"}})
+         {std::vector<std::string>{"ports"}, {"spi", "flash", "erase", "--chip", "-y", "--port", "bulk3"}})
     {
         const ToolResult lResult = RunTool(lArguments, {}, lNone);
         EXPECT_EQ(2, lResult.mStatus);

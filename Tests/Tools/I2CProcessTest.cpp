@@ -214,7 +214,17 @@ TEST_F(EepromProcessTest, FileThatIsTooLargeIsAUsageErrorAndWritesNothing)
 {
     const ToolResult lResult = RunI2C({"eeprom", "write", "-", "--offset", "250"}, "1234567");
     EXPECT_EQ(2, lResult.mStatus);
-    EXPECT_EQ("kyserial: - has 7 bytes; the memory takes 6 there (see --size and --offset)\n",
+    EXPECT_EQ("kyserial: - has more than 6 bytes, which is all that the memory takes there\n",
+              lResult.mError);
+}
+
+TEST_F(EepromProcessTest, ChangeWithoutATerminalNeedsYes)
+{
+    const ToolResult lResult = RunTool({"i2c", "eeprom", "write", "-", "--port", "bulk2"}, "hello");
+    EXPECT_EQ(2, lResult.mStatus);
+    EXPECT_EQ("kyserial: this writes 5 bytes into the EEPROM at 0x50 on bulk2; give -y, since there is no "
+              "terminal to "
+              "ask on\n",
               lResult.mError);
 }
 

@@ -196,7 +196,7 @@ TEST_F(MemoriesTest, FlashIsErasedBySectorsOrAsAWhole)
     EXPECT_EQ(8192, std::count(lContents.begin(), lContents.end(), 0xFF));
     EXPECT_EQ(0x00, lContents[12288]);
 
-    lFlash.EraseChip();
+    lFlash.EraseChip([](size_t) {});
     lContents = mFlashChip->GetContents();
     EXPECT_EQ(65536, std::count(lContents.begin(), lContents.end(), 0xFF));
 }

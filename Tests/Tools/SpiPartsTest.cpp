@@ -81,6 +81,8 @@ TEST(FlashMemoryTest, CapacityIsAPowerOfTwo)
 {
     EXPECT_EQ(65536U, FlashMemory::SizeOf({0xEF, 0x30, 0x10}));
     EXPECT_EQ(16777216U, FlashMemory::SizeOf({0xEF, 0x40, 0x18}));
+    EXPECT_EQ(1048576U, FlashMemory::SizeOf({0xBF, 0x25, 0x8E}))
+        << "from the table: the last byte is no power of two";
     EXPECT_EQ(0U, FlashMemory::SizeOf({0xEF, 0x40, 0xFF})) << "no number of address bits";
     EXPECT_EQ(0U, FlashMemory::SizeOf({0xEF, 0x40, 0x00}));
 }

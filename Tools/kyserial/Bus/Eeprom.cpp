@@ -1,6 +1,7 @@
 #include "kyserial/Bus/Eeprom.h"
 #include "kyserial/Bus/I2CCommand.h"
 #include "kyserial/Bus/I2CText.h"
+#include "kyserial/Bus/MemoryChange.h"
 #include "kyserial/Options/Options.h"
 #include "kyserial/Text/Failure.h"
 #include "kyserial/Text/FileContent.h"
@@ -123,44 +124,43 @@ EepromShape ParseShape(const EepromOptions& aOptions)
     return lShape;
 }
 
+std::vector<uint8_t> ReadWithProgress(const Context& aContext, Eeprom& aEeprom, const char* aLabel,
+                                      size_t aOffset, size_t aSize)
+{
+    std::vector<uint8_t> lBytes;
+    MemoryProgress(aContext, aLabel, "", aOffset, aSize)
+        .Run([&](const MemoryProgress::Advance& aAdvance)
+             { lBytes = aEeprom.Read(aOffset, aSize, aAdvance); });
+    return lBytes;
+}
+
 ExitCode RunRead(Context& aContext, const EepromOptions& aOptions)
 {
     const EepromShape lShape = ParseShape(aOptions);
+    WatchInterrupts(aContext);
     OpenI2CBus lBus(aContext, aOptions);
     Eeprom lEeprom(lBus.mBus, lShape);
-    const size_t lSize = lShape.mSize - aOptions.mOffset;
-    std::vector<uint8_t> lBytes;
-    {
-        Progress lProgress("reading", lSize);
-        lBytes = lEeprom.Read(aOptions.mOffset, lSize, [&](size_t aCount) { lProgress.Advance(aCount); });
-    }
-    SaveFile(aContext, aOptions.mFile, lBytes);
+    SaveFile(
+        aContext, aOptions.mFile,
+        ReadWithProgress(aContext, lEeprom, "reading", aOptions.mOffset, lShape.mSize - aOptions.mOffset));
     return ExitCode::Ok;
 }
 
 ExitCode RunWrite(Context& aContext, const EepromOptions& aOptions)
 {
     const EepromShape lShape = ParseShape(aOptions);
-    const std::vector<uint8_t> lBytes = LoadFile(aContext, aOptions.mFile);
-    if (lBytes.size() > lShape.mSize - aOptions.mOffset)
-    {
-        throw UsageError(aOptions.mFile + " has " + std::to_string(lBytes.size()) +
-                         " bytes; the memory takes " + std::to_string(lShape.mSize - aOptions.mOffset) +
-                         " there (see --size and --offset)");
-    }
+    const std::vector<uint8_t> lBytes = LoadFile(aContext, aOptions.mFile, lShape.mSize - aOptions.mOffset);
+    ConfirmChange(aContext, aOptions.mYes, aOptions.mFile == "-",
+                  "this writes " + std::to_string(lBytes.size()) + " bytes into the EEPROM at " +
+                      aOptions.mAddress + " on " + PortName(aOptions.mPort));
+    WatchInterrupts(aContext);
     OpenI2CBus lBus(aContext, aOptions);
     Eeprom lEeprom(lBus.mBus, lShape);
-    {
-        Progress lProgress("writing", lBytes.size());
-        lEeprom.Write(aOptions.mOffset, lBytes, [&](size_t aCount) { lProgress.Advance(aCount); });
-    }
-    {
-        Progress lProgress("verifying", lBytes.size());
-        Verify(
-            lBytes,
-            lEeprom.Read(aOptions.mOffset, lBytes.size(), [&](size_t aCount) { lProgress.Advance(aCount); }),
-            aOptions.mOffset);
-    }
+    MemoryProgress(aContext, "writing", "written", aOptions.mOffset, lBytes.size())
+        .Run([&](const MemoryProgress::Advance& aAdvance)
+             { lEeprom.Write(aOptions.mOffset, lBytes, aAdvance); });
+    Verify(lBytes, ReadWithProgress(aContext, lEeprom, "verifying", aOptions.mOffset, lBytes.size()),
+           aOptions.mOffset);
     if (!aOptions.mQuiet)
     {
         std::fputs(("wrote and verified " + std::to_string(lBytes.size()) + " bytes\n").c_str(), stderr);
@@ -173,10 +173,9 @@ void AddShapeOptions(CLI::App& aCommand, EepromOptions& aOptions, Context& aCont
     aCommand.add_option("FILE", aOptions.mFile, "File with the bytes, - for the standard input or output")
         ->required();
     aCommand.add_option("--address", aOptions.mAddress, "Address of the memory (0x50)")->type_name("ADDRESS");
-    AddNumberOption(aCommand, "--size", cLargest, "bytes", "Size of the memory in bytes (256)",
-                    aOptions.mSize);
+    AddSizeOption(aCommand, "--size", cLargest, "Size of the memory (256)", aOptions.mSize);
     AddNumberOption(aCommand, "--page", 256, "bytes", "Bytes that one write takes (8)", aOptions.mPage);
-    AddNumberOption(aCommand, "--offset", cLargest - 1, "bytes", "Where to begin (0)", aOptions.mOffset);
+    AddSizeOption(aCommand, "--offset", cLargest - 1, "Where to begin (0)", aOptions.mOffset);
     aCommand.add_flag("--wide-offsets", aOptions.mWideOffsets,
                       "Offsets of two bytes, as memories above 2048 bytes take them");
     AddI2COptions(aCommand, aOptions, aContext);

@@ -1,4 +1,6 @@
 #include "kyserial/Bus/FlashMemory.h"
+#include "kyserial/Bus/FlashChips.h"
+#include "kyserial/Bus/MemoryChange.h"
 #include "kyserial/Bus/SpiCommand.h"
 #include "kyserial/Device/DevicePort.h"
 #include "kyserial/Options/Options.h"
@@ -60,6 +62,11 @@ FlashMemory::Identity FlashMemory::ReadIdentity()
 
 size_t FlashMemory::SizeOf(const Identity& aIdentity)
 {
+    const FlashChip* const lChip = FindFlashChip(aIdentity);
+    if (lChip != nullptr)
+    {
+        return lChip->mSize;
+    }
     const size_t lExponent = aIdentity[2];
     return lExponent >= 10 && lExponent <= 24 ? size_t{1} << lExponent : 0;
 }
@@ -103,12 +110,13 @@ void FlashMemory::EraseSectors(size_t aOffset, size_t aSize, const Advance& aAdv
     }
 }
 
-void FlashMemory::EraseChip()
+void FlashMemory::EraseChip(const Advance& aAdvance)
 {
-    Write({cChipEraseCommand}, cChipLimit);
+    Write({cChipEraseCommand}, cChipLimit, [&] { aAdvance(0); });
 }
 
-void FlashMemory::Write(const std::vector<uint8_t>& aCommand, uint64_t aLimit)
+void FlashMemory::Write(const std::vector<uint8_t>& aCommand, uint64_t aLimit,
+                        const std::function<void()>& aWait)
 {
     mBus.Transfer({cWriteEnableCommand}, 0);
     mBus.Transfer(aCommand, 0);
@@ -119,6 +127,7 @@ void FlashMemory::Write(const std::vector<uint8_t>& aCommand, uint64_t aLimit)
         {
             throw OperationError("the flash memory stays busy");
         }
+        aWait();
     }
 }
 
@@ -129,8 +138,10 @@ struct FlashOptions
 {
     KyDeviceSerial mPort = KyDeviceSerialInvalid;
     std::string mFile{};
+    std::string mBackup{};
     uint32_t mOffset = 0;
     uint32_t mSize = 0; ///< 0: to the end.
+    bool mYes = false;
     bool mErase = false;
     bool mChip = false;
     bool mJson = false;
@@ -153,7 +164,7 @@ struct OpenFlash
     {
         if (mSize == 0 && aOptions.mSize == 0)
         {
-            throw OperationError("the memory does not tell its size; give --size");
+            throw OperationError("the size of this memory is not known; give --size");
         }
         const size_t lTotal = mSize != 0 ? mSize : FlashMemory::cLargest;
         if (aOptions.mOffset >= lTotal || aOptions.mSize > lTotal - aOptions.mOffset)
@@ -181,68 +192,114 @@ void Note(const FlashOptions& aOptions, const std::string& aText)
 ExitCode RunId(Context& aContext, const FlashOptions& aOptions)
 {
     const OpenFlash lFlash(aContext, aOptions.mPort);
+    const FlashChip* const lChip = FindFlashChip(lFlash.mIdentity);
     if (aOptions.mJson)
     {
         const nlohmann::ordered_json lJson = {{"port", PortName(aOptions.mPort)},
                                               {"manufacturer", lFlash.mIdentity[0]},
                                               {"type", lFlash.mIdentity[1]},
                                               {"capacity", lFlash.mIdentity[2]},
-                                              {"size", lFlash.mSize}};
+                                              {"size", lFlash.mSize},
+                                              {"chip", lChip != nullptr ? lChip->mName : ""}};
         Print(aContext, lJson.dump() + '\n');
         return ExitCode::Ok;
     }
-    std::array<char, 96> lText{};
+    std::array<char, 128> lText{};
     std::snprintf(lText.data(), lText.size(),
-                  "manufacturer 0x%02x, type 0x%02x, capacity 0x%02x (%zu bytes)\n",
+                  "manufacturer 0x%02x, type 0x%02x, capacity 0x%02x (%zu bytes, %s)\n",
                   static_cast<unsigned>(lFlash.mIdentity[0]), static_cast<unsigned>(lFlash.mIdentity[1]),
-                  static_cast<unsigned>(lFlash.mIdentity[2]), lFlash.mSize);
+                  static_cast<unsigned>(lFlash.mIdentity[2]), lFlash.mSize,
+                  lChip != nullptr ? lChip->mName : "unknown chip");
     Print(aContext, lText.data());
     return ExitCode::Ok;
 }
 
-std::vector<uint8_t> ReadWithProgress(OpenFlash& aFlash, const char* aLabel, size_t aOffset, size_t aSize)
+std::vector<uint8_t> ReadWithProgress(const Context& aContext, OpenFlash& aFlash, const char* aLabel,
+                                      size_t aOffset, size_t aSize)
 {
-    Progress lProgress(aLabel, aSize);
-    return aFlash.mMemory.Read(aOffset, aSize, [&](size_t aCount) { lProgress.Advance(aCount); });
+    std::vector<uint8_t> lBytes;
+    MemoryProgress(aContext, aLabel, "", aOffset, aSize)
+        .Run([&](const MemoryProgress::Advance& aAdvance)
+             { lBytes = aFlash.mMemory.Read(aOffset, aSize, aAdvance); });
+    return lBytes;
 }
 
 ExitCode RunRead(Context& aContext, const FlashOptions& aOptions)
 {
+    WatchInterrupts(aContext);
     OpenFlash lFlash(aContext, aOptions.mPort);
-    const std::vector<uint8_t> lBytes =
-        ReadWithProgress(lFlash, "reading", aOptions.mOffset, lFlash.SizeFor(aOptions));
-    SaveFile(aContext, aOptions.mFile, lBytes);
+    SaveFile(aContext, aOptions.mFile,
+             ReadWithProgress(aContext, lFlash, "reading", aOptions.mOffset, lFlash.SizeFor(aOptions)));
     return ExitCode::Ok;
 }
 
-void EraseWithProgress(OpenFlash& aFlash, size_t aOffset, size_t aSize)
+/// Bytes for a part of the memory, beside what the memory has there. With --erase the part is widened to whole
+/// sectors, and what was around the bytes is kept.
+struct FlashPlan
 {
-    Progress lProgress("erasing", aSize);
-    aFlash.mMemory.EraseSectors(aOffset, aSize, [&](size_t aCount) { lProgress.Advance(aCount); });
-}
+    size_t mOffset = 0;
+    std::vector<uint8_t> mOld{};
+    std::vector<uint8_t> mNew{};
+};
 
-/// Erases the sectors that the bytes touch. \return What has to be programmed then, from the first of the
-/// sectors on: the bytes, and around them what was there.
-std::vector<uint8_t> EraseAround(OpenFlash& aFlash, size_t& aOffset, const std::vector<uint8_t>& aBytes)
+FlashPlan MakePlan(const Context& aContext, OpenFlash& aFlash, const FlashOptions& aOptions,
+                   const std::vector<uint8_t>& aBytes)
 {
-    const size_t lFirst = aOffset / FlashMemory::cSector * FlashMemory::cSector;
-    const size_t lEnd =
-        (aOffset + aBytes.size() + FlashMemory::cSector - 1) / FlashMemory::cSector * FlashMemory::cSector;
-    std::vector<uint8_t> lContents = ReadWithProgress(aFlash, "reading", lFirst, lEnd - lFirst);
+    const size_t lUnit = aOptions.mErase ? FlashMemory::cSector : 1;
+    FlashPlan lPlan;
+    lPlan.mOffset = aOptions.mOffset / lUnit * lUnit;
+    const size_t lEnd = (aOptions.mOffset + aBytes.size() + lUnit - 1) / lUnit * lUnit;
+    lPlan.mOld = ReadWithProgress(aContext, aFlash, "reading", lPlan.mOffset, lEnd - lPlan.mOffset);
+    lPlan.mNew = lPlan.mOld;
     std::copy(aBytes.begin(), aBytes.end(),
-              lContents.begin() + static_cast<std::ptrdiff_t>(aOffset - lFirst));
-    EraseWithProgress(aFlash, lFirst, lEnd - lFirst);
-    aOffset = lFirst;
-    return lContents;
+              lPlan.mNew.begin() + static_cast<std::ptrdiff_t>(aOptions.mOffset - lPlan.mOffset));
+    return lPlan;
 }
 
-void VerifyFlash(OpenFlash& aFlash, const FlashOptions& aOptions, size_t aOffset,
-                 const std::vector<uint8_t>& aBytes)
+/// Writes sector by sector, so that a break costs one sector at most. \return How many sectors were equal already.
+size_t WriteSectors(const Context& aContext, OpenFlash& aFlash, const FlashOptions& aOptions,
+                    const FlashPlan& aPlan)
 {
-    const std::vector<uint8_t> lRead = ReadWithProgress(aFlash, "verifying", aOffset, aBytes.size());
+    size_t lEqual = 0;
+    MemoryProgress lProgress(aContext, "writing", "written", aPlan.mOffset, aPlan.mNew.size());
+    lProgress.Run(
+        [&](const MemoryProgress::Advance& aAdvance)
+        {
+            for (size_t lDone = 0; lDone < aPlan.mNew.size();)
+            {
+                const size_t lOffset = aPlan.mOffset + lDone;
+                const size_t lCount = std::min(FlashMemory::cSector - lOffset % FlashMemory::cSector,
+                                               aPlan.mNew.size() - lDone);
+                const auto lBegin = static_cast<std::ptrdiff_t>(lDone);
+                const auto lEnd = static_cast<std::ptrdiff_t>(lDone + lCount);
+                const std::vector<uint8_t> lNew(aPlan.mNew.begin() + lBegin, aPlan.mNew.begin() + lEnd);
+                if (std::equal(lNew.begin(), lNew.end(), aPlan.mOld.begin() + lBegin))
+                {
+                    ++lEqual;
+                }
+                else
+                {
+                    if (aOptions.mErase)
+                    {
+                        aFlash.mMemory.EraseSectors(lOffset, FlashMemory::cSector, [](size_t) {});
+                    }
+                    aFlash.mMemory.Program(lOffset, lNew, [](size_t) {});
+                }
+                lDone += lCount;
+                aAdvance(lCount);
+            }
+        });
+    return lEqual;
+}
+
+void VerifyFlash(const Context& aContext, OpenFlash& aFlash, const FlashOptions& aOptions,
+                 const FlashPlan& aPlan)
+{
+    const std::vector<uint8_t> lRead =
+        ReadWithProgress(aContext, aFlash, "verifying", aPlan.mOffset, aPlan.mNew.size());
     try
     {
-        Verify(aBytes, lRead, aOffset);
+        Verify(aPlan.mNew, lRead, aPlan.mOffset);
     }
     catch (const OperationError& lError)
     {
@@ -253,26 +310,35 @@ void VerifyFlash(OpenFlash& aFlash, const FlashOptions& aOptions, size_t aOffset
 
 ExitCode RunWrite(Context& aContext, const FlashOptions& aOptions)
 {
-    std::vector<uint8_t> lBytes = LoadFile(aContext, aOptions.mFile);
-    const size_t lGiven = lBytes.size();
+    const std::vector<uint8_t> lBytes =
+        LoadFile(aContext, aOptions.mFile, FlashMemory::cLargest - aOptions.mOffset);
+    ConfirmChange(aContext, aOptions.mYes, aOptions.mFile == "-",
+                  "this writes " + std::to_string(lBytes.size()) + " bytes into the flash memory on " +
+                      PortName(aOptions.mPort));
+    WatchInterrupts(aContext);
     OpenFlash lFlash(aContext, aOptions.mPort);
     const size_t lRoom = lFlash.SizeFor(aOptions);
-    if (lGiven > lRoom)
+    if (lBytes.size() > lRoom)
     {
-        throw UsageError(aOptions.mFile + " has " + std::to_string(lGiven) + " bytes; the memory takes " +
-                         std::to_string(lRoom) + " there");
+        throw UsageError(aOptions.mFile + " has " + std::to_string(lBytes.size()) +
+                         " bytes; the memory takes " + std::to_string(lRoom) + " there");
     }
-    size_t lOffset = aOptions.mOffset;
-    if (aOptions.mErase && !lBytes.empty())
+    if (lBytes.empty())
     {
-        lBytes = EraseAround(lFlash, lOffset, lBytes);
+        Note(aOptions, "wrote and verified 0 bytes");
+        return ExitCode::Ok;
     }
+    const FlashPlan lPlan = MakePlan(aContext, lFlash, aOptions, lBytes);
+    if (!aOptions.mBackup.empty())
     {
-        Progress lProgress("writing", lBytes.size());
-        lFlash.mMemory.Program(lOffset, lBytes, [&](size_t aCount) { lProgress.Advance(aCount); });
+        SaveFile(aContext, aOptions.mBackup, lPlan.mOld);
+        Note(aOptions, "saved " + std::to_string(lPlan.mOld.size()) + " bytes from offset " +
+                           std::to_string(lPlan.mOffset) + " on in " + aOptions.mBackup);
     }
-    VerifyFlash(lFlash, aOptions, lOffset, lBytes);
-    Note(aOptions, "wrote and verified " + std::to_string(lGiven) + " bytes");
+    const size_t lEqual = WriteSectors(aContext, lFlash, aOptions, lPlan);
+    VerifyFlash(aContext, lFlash, aOptions, lPlan);
+    Note(aOptions, "wrote and verified " + std::to_string(lBytes.size()) + " bytes" +
+                       (lEqual == 0 ? "" : "; sectors that were equal already: " + std::to_string(lEqual)));
     return ExitCode::Ok;
 }
 
@@ -282,15 +348,24 @@ ExitCode RunErase(Context& aContext, const FlashOptions& aOptions)
     {
         throw UsageError("--offset, --size: sectors are erased as a whole; use multiples of 4096");
     }
+    ConfirmChange(
+        aContext, aOptions.mYes, false,
+        std::string(aOptions.mChip || aOptions.mSize == 0 ? "this erases all" : "this erases a part") +
+            " of the flash memory on " + PortName(aOptions.mPort));
+    WatchInterrupts(aContext);
     OpenFlash lFlash(aContext, aOptions.mPort);
     if (aOptions.mChip)
     {
-        lFlash.mMemory.EraseChip();
+        // The memory goes on by itself when the program ends meanwhile.
+        MemoryProgress(aContext, "erasing", "erased", 0, lFlash.mSize)
+            .Run([&](const MemoryProgress::Advance& aAdvance) { lFlash.mMemory.EraseChip(aAdvance); });
         Note(aOptions, "erased the memory");
         return ExitCode::Ok;
     }
     const size_t lSize = lFlash.SizeFor(aOptions);
-    EraseWithProgress(lFlash, aOptions.mOffset, lSize);
+    MemoryProgress(aContext, "erasing", "erased", aOptions.mOffset, lSize)
+        .Run([&](const MemoryProgress::Advance& aAdvance)
+             { lFlash.mMemory.EraseSectors(aOptions.mOffset, lSize, aAdvance); });
     Note(aOptions, "erased " + std::to_string(lSize) + " bytes");
     return ExitCode::Ok;
 }
@@ -311,14 +386,18 @@ CLI::App& AddCommand(CLI::App& aParent, Context& aContext, const char* aName, co
 
 void AddOffset(CLI::App& aCommand, FlashOptions& aOptions)
 {
-    AddNumberOption(aCommand, "--offset", FlashMemory::cLargest - 1, "bytes", "Where to begin (0)",
-                    aOptions.mOffset);
+    AddSizeOption(aCommand, "--offset", FlashMemory::cLargest - 1, "Where to begin (0)", aOptions.mOffset);
 }
 
 void AddSize(CLI::App& aCommand, FlashOptions& aOptions)
 {
-    AddNumberOption(aCommand, "--size", FlashMemory::cLargest, "bytes", "How many bytes (all up to the end)",
-                    aOptions.mSize);
+    AddSizeOption(aCommand, "--size", FlashMemory::cLargest, "How many bytes (all up to the end)",
+                  aOptions.mSize);
+}
+
+void AddYes(CLI::App& aCommand, FlashOptions& aOptions)
+{
+    aCommand.add_flag("-y,--yes", aOptions.mYes, "Do not ask before the memory is changed");
 }
 
 } // namespace
@@ -344,6 +423,10 @@ void AddSpiFlash(CLI::App& aParent, Context& aContext)
                                   lWriteOptions, &RunWrite);
     lWrite.add_option("FILE", lWriteOptions->mFile, "File, - for the standard input")->required();
     AddOffset(lWrite, *lWriteOptions);
+    AddYes(lWrite, *lWriteOptions);
+    lWrite
+        .add_option("--backup", lWriteOptions->mBackup, "File that gets the old contents of what is written")
+        ->type_name("FILE");
     lWrite.add_flag(
         "--erase", lWriteOptions->mErase,
         "Erase the sectors first; what else is in them is kept. Without it, only ones become zeros");
@@ -354,6 +437,7 @@ void AddSpiFlash(CLI::App& aParent, Context& aContext)
         AddCommand(lFlash, aContext, "erase", "Erase sectors of 4096 bytes", lEraseOptions, &RunErase);
     AddOffset(lErase, *lEraseOptions);
     AddSize(lErase, *lEraseOptions);
+    AddYes(lErase, *lEraseOptions);
     lErase.add_flag("--chip", lEraseOptions->mChip, "Erase the whole memory with one command");
     lErase.add_flag("-q,--quiet", lEraseOptions->mQuiet, "No note on the error output");
 }

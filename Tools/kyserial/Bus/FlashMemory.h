@@ -30,7 +30,8 @@ public:
 
     Identity ReadIdentity();
 
-    /// Bytes of a memory with this identity; 0 for an unknown one.
+    /// Bytes of a memory with this identity, from the table of chips or by the usual meaning of the last byte; 0 for
+    /// an unknown one.
     static size_t SizeOf(const Identity& aIdentity);
 
     /// Reads bytes. Requires: the range is within the memory; likewise for the others.
@@ -42,12 +43,14 @@ public:
     /// Sets sectors to 0xFF. \param aOffset, aSize  Multiples of cSector.
     void EraseSectors(size_t aOffset, size_t aSize, const Advance& aAdvance);
 
-    /// Sets the whole memory to 0xFF.
-    void EraseChip();
+    /// Sets the whole memory to 0xFF. \param aAdvance  Called with 0 while the memory is busy.
+    void EraseChip(const Advance& aAdvance);
 
 private:
     /// Sends a command that writes, and waits until the memory has done it.
-    void Write(const std::vector<uint8_t>& aCommand, uint64_t aLimit);
+    /// \param aWait  Called again and again meanwhile.
+    void Write(
+        const std::vector<uint8_t>& aCommand, uint64_t aLimit, const std::function<void()>& aWait = [] {});
 
     SpiBus& mBus;
 };

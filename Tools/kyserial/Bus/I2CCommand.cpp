@@ -7,30 +7,6 @@
 namespace KySerialTool
 {
 
-namespace
-{
-
-using KyPlatform::Console;
-
-/// The first line of the input, without its end. \return False at the end of the input.
-bool ReadLine(Console& aConsole, std::string& aLine)
-{
-    uint8_t lByte = 0;
-    size_t lRead = 0;
-    aLine.clear();
-    while (aConsole.Read(&lByte, 1, lRead, Console::cInfinite) == Console::ReadResult::Data)
-    {
-        if (lByte == '\n')
-        {
-            return true;
-        }
-        aLine += static_cast<char>(lByte);
-    }
-    return !aLine.empty();
-}
-
-} // namespace
-
 void AddI2COptions(CLI::App& aCommand, I2COptions& aOptions, Context& aContext)
 {
     AddPortOption(aCommand, PortKind::Bulk, aOptions.mPort);

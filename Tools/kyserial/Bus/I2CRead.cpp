@@ -249,7 +249,8 @@ DumpRequest ParseRequest(const DumpOptions& aOptions)
 }
 
 /// Reads aCount bytes from a register on; what does not answer stays empty, other failures end the dump.
-std::vector<uint8_t> TryRegisters(I2CBus& aBus, const DumpRequest& aRequest, uint32_t aRegister, size_t aCount)
+std::vector<uint8_t> TryRegisters(I2CBus& aBus, const DumpRequest& aRequest, uint32_t aRegister,
+                                  size_t aCount)
 {
     std::vector<uint8_t> lBytes;
     const KyResult lResult =

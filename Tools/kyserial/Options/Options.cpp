@@ -48,6 +48,22 @@ CLI::Option* AddNumberOption(CLI::App& aCommand, const std::string& aName, uint3
     return aCommand.add_option_function<std::string>(aName, lParse, aDescription)->type_name("N");
 }
 
+CLI::Option* AddSizeOption(CLI::App& aCommand, const std::string& aName, uint32_t aMaximum,
+                           const std::string& aDescription, uint32_t& aValue)
+{
+    const auto lParse = [=, &aValue](const std::string& aText)
+    {
+        const std::optional<uint64_t> lSize = ParseSize(aText, aMaximum);
+        if (!lSize.has_value())
+        {
+            throw CLI::ValidationError(aName, '"' + aText + "\" does not fit; use 0 to " +
+                                                  std::to_string(aMaximum) + " bytes, 4KiB for example");
+        }
+        aValue = static_cast<uint32_t>(*lSize);
+    };
+    return aCommand.add_option_function<std::string>(aName, lParse, aDescription)->type_name("BYTES");
+}
+
 CLI::Option* AddNumberChoice(CLI::App& aCommand, const std::string& aName,
                              const std::vector<uint32_t>& aValues, const std::string& aDescription,
                              std::optional<uint32_t>& aValue)
@@ -206,6 +222,23 @@ void ApplyLogOptions(const CommonOptions& aOptions)
 std::unique_ptr<Device> OpenDevice(Context& aContext, DeviceAccess aAccess)
 {
     return OpenDevice(aContext.mCommon.mDevice, aContext.mConsole, aAccess);
+}
+
+bool ReadLine(KyPlatform::Console& aConsole, std::string& aLine)
+{
+    uint8_t lByte = 0;
+    size_t lRead = 0;
+    aLine.clear();
+    while (aConsole.Read(&lByte, 1, lRead, KyPlatform::Console::cInfinite) ==
+           KyPlatform::Console::ReadResult::Data)
+    {
+        if (lByte == '\n')
+        {
+            return true;
+        }
+        aLine += static_cast<char>(lByte);
+    }
+    return !aLine.empty();
 }
 
 void Print(Context& aContext, const std::string& aText)

@@ -23,6 +23,10 @@ namespace KySerialTool
 CLI::Option* AddNumberOption(CLI::App& aCommand, const std::string& aName, uint32_t aMaximum,
                              const std::string& aUnit, const std::string& aDescription, uint32_t& aValue);
 
+/// Adds an option whose value is a number of bytes, "4096" or "4KiB", up to aMaximum.
+CLI::Option* AddSizeOption(CLI::App& aCommand, const std::string& aName, uint32_t aMaximum,
+                           const std::string& aDescription, uint32_t& aValue);
+
 /// Adds an option whose value is one of a few numbers.
 /// \param aValues  At least one; part of the help and of the refusal.
 /// \param aValue   Stays empty while the option is not given.
@@ -86,6 +90,9 @@ struct Context
 
 /// Connects the device that the command line names. Throws OperationError when that fails.
 std::unique_ptr<Device> OpenDevice(Context& aContext, DeviceAccess aAccess = DeviceAccess::Control);
+
+/// The first line of the input, without its end. \return False at the end of the input.
+bool ReadLine(KyPlatform::Console& aConsole, std::string& aLine);
 
 /// Writes to the standard output. Throws OperationError when it is broken.
 void Print(Context& aContext, const std::string& aText);

@@ -17,37 +17,52 @@ namespace
 
 using KyPlatform::Console;
 
-std::vector<uint8_t> LoadInput(Console& aConsole)
+/// At most one byte more than aLimit.
+std::vector<uint8_t> LoadInput(Console& aConsole, size_t aLimit)
 {
     std::vector<uint8_t> lBytes;
     std::array<uint8_t, 4096> lPiece{};
     size_t lRead = 0;
-    while (aConsole.Read(lPiece.data(), lPiece.size(), lRead, Console::cInfinite) ==
-           Console::ReadResult::Data)
+    while (lBytes.size() <= aLimit && aConsole.Read(lPiece.data(), lPiece.size(), lRead,
+                                                    Console::cInfinite) == Console::ReadResult::Data)
     {
         lBytes.insert(lBytes.end(), lPiece.begin(), lPiece.begin() + static_cast<std::ptrdiff_t>(lRead));
     }
     return lBytes;
 }
 
-} // namespace
-
-std::vector<uint8_t> LoadFile(Context& aContext, const std::string& aPath)
+/// At most one byte more than aLimit.
+std::vector<uint8_t> LoadStored(const std::string& aPath, size_t aLimit)
 {
-    if (aPath == "-")
-    {
-        return LoadInput(aContext.mConsole);
-    }
     std::error_code lIgnored; // what cannot be asked about cannot be opened either
     if (std::filesystem::is_directory(aPath, lIgnored))
     {
         throw OperationError("cannot read " + aPath + ": it is a directory");
     }
     std::ifstream lFile(aPath, std::ios::binary);
-    std::vector<uint8_t> lBytes{std::istreambuf_iterator<char>(lFile), std::istreambuf_iterator<char>()};
+    std::vector<uint8_t> lBytes;
+    std::array<char, 4096> lPiece{};
+    while (lBytes.size() <= aLimit && (lFile.read(lPiece.data(), lPiece.size()) || lFile.gcount() > 0))
+    {
+        lBytes.insert(lBytes.end(), lPiece.begin(), lPiece.begin() + lFile.gcount());
+    }
     if (!lFile.is_open() || lFile.bad())
     {
         throw OperationError("cannot read " + aPath);
+    }
+    return lBytes;
+}
+
+} // namespace
+
+std::vector<uint8_t> LoadFile(Context& aContext, const std::string& aPath, size_t aLimit)
+{
+    std::vector<uint8_t> lBytes =
+        aPath == "-" ? LoadInput(aContext.mConsole, aLimit) : LoadStored(aPath, aLimit);
+    if (lBytes.size() > aLimit)
+    {
+        throw UsageError(aPath + " has more than " + std::to_string(aLimit) +
+                         " bytes, which is all that the memory takes there");
     }
     return lBytes;
 }

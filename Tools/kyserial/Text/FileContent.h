@@ -9,8 +9,9 @@
 namespace KySerialTool
 {
 
-/// The bytes of a file, "-" being the standard input. Throws OperationError.
-std::vector<uint8_t> LoadFile(Context& aContext, const std::string& aPath);
+/// The bytes of a file, "-" being the standard input. Throws OperationError, and UsageError when there are more than
+/// aLimit, without reading on: a file may have no end.
+std::vector<uint8_t> LoadFile(Context& aContext, const std::string& aPath, size_t aLimit);
 
 /// Writes a file, "-" being the standard output. Throws OperationError.
 void SaveFile(Context& aContext, const std::string& aPath, const std::vector<uint8_t>& aBytes);

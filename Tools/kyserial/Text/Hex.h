@@ -13,6 +13,10 @@ namespace KySerialTool
 /// \return Nothing for any other text, signs and spaces included, and for numbers above aMaximum.
 std::optional<uint64_t> ParseNumber(const std::string& aText, uint64_t aMaximum);
 
+/// A number of bytes as a user writes one: "4096", "0x1000", "4KiB" or "1MiB".
+/// \return Nothing for any other text, and for numbers above aMaximum.
+std::optional<uint64_t> ParseSize(const std::string& aText, uint64_t aMaximum);
+
 /// Bytes that a user writes in hexadecimal: "9f", "03 00 10 00", "0x03001000"; each word is whole bytes.
 /// \return Nothing when a word is anything else.
 std::optional<std::vector<uint8_t>> ParseHexBytes(const std::vector<std::string>& aWords);
