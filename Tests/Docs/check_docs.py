@@ -16,7 +16,7 @@ EXAMPLES = {"KyDeviceSerialPort.h": "SerialPort.cpp", "KyDeviceI2CBus.h": "I2CBu
 MOST_LINES = 125
 FIRST_PROGRAM = "Examples/FirstProgram.cpp"
 MOST_FIRST_LINES = 15  # without blank lines and lone braces
-PAGES = ("*.md", "Docs/*.md", "Bindings/*/*.md")
+PAGES = ("*.md", "Docs/*.md", "Docs/*/*.md", "Bindings/*/*.md")
 HEADERS = ("Libraries/*/Include/*/*.h", "Libraries/*/*/Include/*/*.h", "Simulator/*/Include/*/*.h",
            "Adapters/*/Include/*/*.h")
 
