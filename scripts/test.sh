@@ -2,7 +2,8 @@
 # Builds and tests KySerial, and closes with one line that counts the tests of all builds.
 #   scripts/test.sh                 the native build
 #   scripts/test.sh all             the native build, the address and undefined-behaviour sanitizers, the thread sanitizer,
-#                                   the Windows build under Wine, and the fuzz targets for 10 seconds each
+#                                   the Windows build under Wine, and the fuzz targets for 10 seconds each,
+#                                   30 for those that take bytes of another process or of the network
 #   scripts/test.sh dev windows     these presets only (dev, asan, tsan, windows, fuzz, release)
 # Output of the builds and tests goes to build/<preset>/{build,test}.log and, on failure, to the terminal.
 set -uo pipefail

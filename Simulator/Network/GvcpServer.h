@@ -129,8 +129,8 @@ private:
     Host& mHost;
     KyGvcp::Endpoint mController;
     Time mHeard{0};                  // when the controller spoke last
-    std::optional<Waiting> mWork;    // takes its time
-    std::deque<Waiting> mQueue;      // behind it
+    std::optional<Waiting> mWork;    // the request that is being executed
+    std::deque<Waiting> mQueue;      // requests that wait until mWork is done
     std::deque<Application> mMemory; // the latest at the back
     Counters mCounters;
 };

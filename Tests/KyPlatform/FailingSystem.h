@@ -15,4 +15,7 @@ public:
 
     /// Calls made so far.
     static int GetCalls();
+
+    /// Calls that taking a free NamedMutex makes. None on Linux, where a free lock is taken in memory.
+    static const int cCallsForAFreeLock;
 };

@@ -12,6 +12,7 @@
 #include "clserzmo/sharedregistry.h"
 
 #include <optional>
+#include <set>
 #include <utility>
 
 using namespace KyTest;
@@ -418,6 +419,42 @@ TEST_F(AllocationTest, SPIBusesSurviveEachFailedAllocation)
 // In four parts, which may run at the same time: each stop waits for a thread to look up.
 class BridgeAllocationTest : public AllocationTest, public testing::WithParamInterface<int>
 {
+protected:
+    // What a start gives when an allocation failed in it, and what it has logged of memory: the reason, in one
+    // line, when the result names another one.
+    void CheckStart(const KyResult& aResult)
+    {
+        const AllocationPause lPause;
+        const std::string lText = aResult.GetDescription().GetAscii();
+        const int lLines = mSink.GetMemoryLines();
+        const std::string lLine = mSink.TakeMemoryLine();
+        if (cNoServer.count(lText) > 0)
+        {
+            EXPECT_EQ(aResult.GetCode(), KyResult::FAILURE) << lText;
+            EXPECT_EQ(lLines, 1) << lText;
+            EXPECT_THAT(lLine,
+                        testing::MatchesRegex("The registry of servers cannot be used: .*: there is no "
+                                              "memory: Cannot allocate memory\\."));
+        }
+        else
+        {
+            EXPECT_EQ(cOtherResults.count({aResult.GetCode(), lText}), 1U) << lText;
+            EXPECT_EQ(lLines, 0) << lText << ": " << lLine;
+        }
+    }
+
+    // Objects of the system could not be made. Where they need no memory of this process, none of these comes.
+    const std::set<std::string> cNoServer = {
+        "Unable to create server. A server with the same name is probably already active.",
+        "Could not create downstream FIFO.", "Could not create upstream FIFO."};
+    const std::set<std::pair<uint32_t, std::string>> cOtherResults = {
+        {KyResult::OK, ""},
+        {KyResult::FAILURE, ""}, // whose text found no memory
+        {KyResult::FAILURE, cOutOfMemory},
+        {KyResult::UNSUPPORTED, "Requested device port not supported."},
+        {KyResult::UNSUPPORTED, "The specified port is not supported by this device."},
+        {KyResult::FAILURE, "Unable to start bridge upstream thread."},
+        {KyResult::FAILURE, "Unable to start bridge downstream thread."}};
 };
 
 TEST_P(BridgeAllocationTest, NameAndPortAreFreeWhateverAllocationFailed)
@@ -436,6 +473,7 @@ TEST_P(BridgeAllocationTest, NameAndPortAreFreeWhateverAllocationFailed)
             const KyResult lResult = lBridge.Start(lName, &mDevice, KyDeviceSerialBulk3);
             lServed += lResult.IsOK() ? 1 : 0;
             Note(lResult);
+            CheckStart(lResult);
             Note(lBridge.SetHardCodedBaudRate(19200));
             Note(lBridge.Recover());
             static_cast<void>(lBridge.GetSupportedBaudRateCount()); // must not throw
@@ -450,6 +488,7 @@ TEST_P(BridgeAllocationTest, NameAndPortAreFreeWhateverAllocationFailed)
     EXPECT_GT(lFailing, 50);
     EXPECT_GT(lServed, 1);
     EXPECT_GT(mFailures, 3);
+    EXPECT_EQ(mSink.GetMemoryLines(), 0); // of what comes after a start
     KySerialBridge lBridge;
     EXPECT_THAT(lBridge.Start("Server", &mDevice, KyDeviceSerialBulk3), IsOK());
     EXPECT_THAT(lBridge.Stop(), IsOK());

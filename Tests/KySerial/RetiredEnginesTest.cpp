@@ -2,7 +2,7 @@
 #include "KySerial/KyDeviceI2CBus.h"
 #include "KySerial/KyDeviceSPIBus.h"
 #include "KySerial/KyDeviceSerialPort.h"
-#include "Support/AllocatedBytes.h"
+#include "Support/AllocationCounter.h"
 #include "Support/QuietSink.h"
 #include "Support/ResultMatcher.h"
 #include "Tests/Fuzz/PlainAdapter.h"

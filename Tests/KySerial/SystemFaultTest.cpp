@@ -25,39 +25,44 @@ protected:
         AddSettings(mDevice, "Bulk1");
     }
 
-    // A client's visit, without waits. \return Whether everything worked.
-    bool Visit()
+    // A client's visit, without waits, while call aFailing is refused; 0: none is. \return Whether everything
+    // worked.
+    bool Visit(int aFailing)
     {
         CLUINT32 lCount = 0;
         hSerRef lPort = nullptr;
+        const auto lIsRefused = [&] { return aFailing != 0 && aFailing <= FailingSystem::GetCalls(); };
+        const bool lWasRefused = lIsRefused();
         CLINT32 lResult = clGetNumSerialPorts(&lCount);
-        EXPECT_TRUE(lResult == CL_ERR_NO_ERR || lResult == CL_ERR_OUT_OF_MEMORY) << lResult; // no registry
+        // The list fails for want of the registry's lock only; see ServersAreListedUnlessTheLockIsRefused.
+        const bool lMayFail =
+            FailingSystem::cCallsForAFreeLock > 0 && aFailing != 0 && !lWasRefused && lIsRefused();
+        EXPECT_TRUE(lResult == CL_ERR_NO_ERR || (lMayFail && lResult == CL_ERR_OUT_OF_MEMORY)) << lResult;
         lResult = clSerialInit(0, &lPort);
         EXPECT_EQ(lResult == CL_ERR_NO_ERR, lPort != nullptr);
-        EXPECT_TRUE(lResult == CL_ERR_NO_ERR || lResult == CL_ERR_INVALID_INDEX ||
-                    lResult == CL_ERR_PORT_IN_USE)
-            << lResult;
+        const bool lNoPort = lResult == CL_ERR_INVALID_INDEX || lResult == CL_ERR_PORT_IN_USE;
+        EXPECT_TRUE(lResult == CL_ERR_NO_ERR || (lNoPort && lIsRefused())) << lResult;
         char lBytes[4] = "abc";
         lCount = 3;
         const CLINT32 lWritten = clSerialWrite(lPort, lBytes, &lCount, 0);
         EXPECT_EQ(lWritten == CL_ERR_NO_ERR, lCount == 3);
         lCount = 1;
         const CLINT32 lRead = clSerialRead(lPort, lBytes, &lCount, 0);
-        EXPECT_TRUE(lRead == CL_ERR_TIMEOUT || lRead == CL_ERR_INVALID_REFERENCE) << lRead;
+        EXPECT_EQ(lRead, lPort != nullptr ? CL_ERR_TIMEOUT : CL_ERR_INVALID_REFERENCE);
         EXPECT_EQ(lCount, 0U);
         clSerialClose(lPort);
         return lWritten == CL_ERR_NO_ERR;
     }
 
     // \return Whether everything worked.
-    bool Serve()
+    bool Serve(int aFailing)
     {
         BridgeCLDLL lBridge;
         EXPECT_THAT(lBridge.OpenDevicePort(&mDevice, KyDeviceSerialBulk1), IsOK());
         const KyResult lServed = lBridge.OpenSharedMem("Server");
-        EXPECT_TRUE(lServed.IsOK() || lServed.GetCode() == KyResult::FAILURE)
+        EXPECT_TRUE(lServed.IsOK() || (aFailing != 0 && lServed.GetCode() == KyResult::FAILURE))
             << testing::PrintToString(lServed);
-        return Visit() && lServed.IsOK();
+        return Visit(aFailing) && lServed.IsOK();
     }
 
     PrivateSession mSession;
@@ -81,10 +86,10 @@ TEST_P(ServerFaultTest, TheNameCanBeServedAgainAtOnceWhateverCallWasRefused)
         SCOPED_TRACE(lFailing);
         {
             const FailingSystem lSystem(lFailing);
-            lFailed += Serve() ? 0 : 1;
+            lFailed += Serve(lFailing) ? 0 : 1;
             lCalls = FailingSystem::GetCalls();
         }
-        EXPECT_TRUE(Serve());
+        EXPECT_TRUE(Serve(0));
         EXPECT_TRUE(mDevice.GetSinks().empty());
         static_cast<void>(mAsserts.Take());
     }
@@ -93,6 +98,34 @@ TEST_P(ServerFaultTest, TheNameCanBeServedAgainAtOnceWhateverCallWasRefused)
 }
 
 INSTANTIATE_TEST_SUITE_P(Parts, ServerFaultTest, testing::Range(1, 5));
+
+TEST_F(SystemFaultTest, ServersAreListedUnlessTheLockIsRefused)
+{
+    constexpr int cLocks = 2; // that of the registry's memory, and that of its entries
+    BridgeCLDLL lBridge;
+    ASSERT_THAT(lBridge.OpenDevicePort(&mDevice, KyDeviceSerialBulk1), IsOK());
+    int lRefused = 0;
+    int lCalls = 0;
+    for (int lFailing = 1; lFailing == 1 || lCalls >= lFailing - 1; ++lFailing)
+    {
+        SCOPED_TRACE(lFailing);
+        ASSERT_THAT(lBridge.OpenSharedMem("Server"), IsOK());
+        CLUINT32 lCount = 7;
+        CLINT32 lResult = CL_ERR_NO_ERR;
+        {
+            const FailingSystem lSystem(lFailing);
+            lResult = clGetNumSerialPorts(&lCount);
+            lCalls = FailingSystem::GetCalls();
+        }
+        EXPECT_TRUE(lResult == CL_ERR_NO_ERR || lResult == CL_ERR_OUT_OF_MEMORY) << lResult;
+        EXPECT_TRUE(lResult == CL_ERR_NO_ERR ? lCount <= 1 : lCount == 0) << lCount;
+        lRefused += lResult == CL_ERR_OUT_OF_MEMORY ? 1 : 0;
+        lBridge.CloseSharedMem();
+        static_cast<void>(mAsserts.Take());
+    }
+    EXPECT_GT(lCalls, 50);
+    EXPECT_EQ(lRefused, cLocks * FailingSystem::cCallsForAFreeLock);
+}
 
 TEST_F(SystemFaultTest, SaysWhatOfAServerCouldNotBeMade)
 {

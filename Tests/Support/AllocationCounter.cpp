@@ -2,10 +2,29 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <cstring>
 #include <new>
+
+#if defined(KYTEST_WRAPS_CALLOC)
+#include "KyBase/KyPermanent.h"
+
+#include <mutex>
+#include <unordered_map>
+
+// The linker directs calls of calloc() and free() to the functions named __wrap_*, at the end of this file, and
+// offers the functions of the C library under the names __real_*.
+// NOLINTBEGIN(bugprone-reserved-identifier): the linker's names
+extern "C" void* __real_calloc(size_t aCount, size_t aSize);
+extern "C" void __real_free(void* aMemory);
+// NOLINTEND(bugprone-reserved-identifier)
+#endif
 
 namespace
 {
+
+constexpr size_t cHead = 16; // in front of each block: keeps the block's size and its alignment
+
+std::atomic<int64_t> gBytes{0};
 
 thread_local bool gCounting = false;
 thread_local int gCount = 0;
@@ -22,31 +41,49 @@ bool IsOtherRefused() noexcept
     return gCountingOthers && gIsOther && KyTest::gAllocationPause == 0 && ++gOthersCount == gOthersFailing;
 }
 
+bool IsRefused() noexcept
+{
+    return gCounting && KyTest::gAllocationPause == 0 && ++gCount == gFailing;
+}
+
 void* Allocate(size_t aSize) noexcept
 {
-    if (IsOtherRefused())
+    if (IsOtherRefused() || IsRefused())
     {
         return nullptr;
     }
-    if (gCounting && KyTest::gAllocationPause == 0 && ++gCount == gFailing)
+    auto* const lHead = static_cast<uint8_t*>(std::malloc(cHead + aSize));
+    if (lHead == nullptr)
     {
         return nullptr;
     }
     gLeft += gCounting ? 1 : 0;
-    return std::malloc(aSize > 0 ? aSize : 1);
-}
-
-void Release(void* aMemory) noexcept
-{
-    gLeft -= gCounting && aMemory != nullptr ? 1 : 0;
-    std::free(aMemory);
+    gBytes += static_cast<int64_t>(cHead + aSize);
+    std::memcpy(lHead, &aSize, sizeof aSize);
+    return lHead + cHead;
 }
 
 #if defined(KYTEST_WRAPS_CALLOC)
 constexpr bool cCountsCalloc = true;
+constexpr auto cFree = &__real_free;
 #else
 constexpr bool cCountsCalloc = false;
+constexpr auto cFree = &std::free;
 #endif
+
+void Release(void* aMemory) noexcept
+{
+    if (aMemory == nullptr)
+    {
+        return;
+    }
+    uint8_t* const lHead = static_cast<uint8_t*>(aMemory) - cHead;
+    size_t lSize = 0;
+    std::memcpy(&lSize, lHead, sizeof lSize);
+    gLeft -= gCounting ? 1 : 0;
+    gBytes -= static_cast<int64_t>(cHead + lSize);
+    cFree(lHead);
+}
 
 void* AllocateOrThrow(size_t aSize)
 {
@@ -110,6 +147,11 @@ int OtherThreadsAllocations::GetCount()
     return gOthersCount;
 }
 
+int64_t GetAllocatedBytes()
+{
+    return gBytes;
+}
+
 } // namespace KyTest
 
 // The whole set, so that no form of delete meets memory of another form of new.
@@ -156,16 +198,52 @@ void operator delete[](void* aMemory, const std::nothrow_t& /*aTag*/) noexcept
 }
 
 #if defined(KYTEST_WRAPS_CALLOC)
-// The linker's names for the function that it puts in the place of another, and for that other one.
-// NOLINTBEGIN(bugprone-reserved-identifier)
-extern "C" void* __real_calloc(size_t aCount, size_t aSize);
+
+namespace
+{
+
+// Blocks of calloc() with their sizes. Never destroyed: memory is freed until the program's very end.
+struct ClearedBlocks
+{
+    std::mutex mMutex;
+    std::unordered_map<void*, size_t> mSizes;
+};
+
+ClearedBlocks& GetClearedBlocks()
+{
+    static KyPermanent<ClearedBlocks> sBlocks;
+    return sBlocks.Get();
+}
+
+} // namespace
+
+// NOLINTBEGIN(bugprone-reserved-identifier): the linker's names
 extern "C" void* __wrap_calloc(size_t aCount, size_t aSize)
 {
-    if (gCounting && KyTest::gAllocationPause == 0 && ++gCount == gFailing)
+    void* const lMemory = IsRefused() ? nullptr : __real_calloc(aCount, aSize);
+    if (lMemory != nullptr)
     {
-        return nullptr;
+        const KyTest::AllocationPause lPause;
+        const std::lock_guard<std::mutex> lLock(GetClearedBlocks().mMutex);
+        GetClearedBlocks().mSizes[lMemory] = aCount * aSize;
+        gBytes += static_cast<int64_t>(cHead + aCount * aSize);
     }
-    return __real_calloc(aCount, aSize);
+    return lMemory;
+}
+
+extern "C" void __wrap_free(void* aMemory)
+{
+    {
+        const std::lock_guard<std::mutex> lLock(GetClearedBlocks().mMutex);
+        const auto lFound = GetClearedBlocks().mSizes.find(aMemory);
+        if (lFound != GetClearedBlocks().mSizes.end())
+        {
+            gBytes -= static_cast<int64_t>(cHead + lFound->second);
+            GetClearedBlocks().mSizes.erase(lFound);
+        }
+    }
+    __real_free(aMemory);
 }
 // NOLINTEND(bugprone-reserved-identifier)
+
 #endif

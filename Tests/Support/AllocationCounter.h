@@ -2,6 +2,8 @@
 
 #include "Support/AllocationPause.h"
 
+#include <cstdint>
+
 namespace KyTest
 {
 
@@ -41,5 +43,9 @@ public:
 
     static int GetCount();
 };
+
+/// Bytes that the process holds now from operator new, and from calloc() where CountsCalloc(), with 16 more
+/// for each block, which is about what the system's allocator adds. Any thread.
+int64_t GetAllocatedBytes();
 
 } // namespace KyTest

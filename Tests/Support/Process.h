@@ -32,6 +32,8 @@ public:
         /// Variables that differ from those of the test; an empty text takes a variable away. KYSERIAL_DEVICE is
         /// "sim" unless this says otherwise.
         std::map<std::string, std::string> mEnvironment{};
+        unsigned mClosed = 0;        ///< Bit N: the program is started without standard stream N.
+        bool mInvalid = false;       ///< Those are invalid handles, not null; where streams are handles.
     };
 
     /// Generous: a test that needs it has failed anyway.
@@ -70,6 +72,8 @@ public:
     bool WaitForError(const std::string& aText);
     bool WaitForTerminal(const std::string& aText);
 
+    /// Whether our programs open the null device for closed streams on this system; see StandardStreams.
+    static bool HasNullStreams();
     /// Whether this system offers terminals to tests.
     static bool HasTerminals();
     /// Folder of the running program, with the separator at its end.
@@ -96,7 +100,7 @@ private:
     std::unique_ptr<Child> mChild;
 };
 
-/// The whole of a file; empty without such a file.
+/// The content of a file; empty when the file does not exist.
 std::string ReadFile(const std::string& aPath);
 /// Makes a file with this content.
 bool WriteFile(const std::string& aPath, const std::string& aContent);

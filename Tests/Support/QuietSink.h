@@ -2,8 +2,12 @@
 
 #include "JxUtilsLib/Logger.h"
 
+#include <array>
 #include <atomic>
+#include <cstdio>
 #include <cstring>
+#include <mutex>
+#include <string>
 
 namespace KyTest
 {
@@ -24,12 +28,27 @@ public:
     }
     void Write(const JxUtilsLib::LogRecord& aRecord) override
     {
-        mMemoryLines += std::strstr(aRecord.mMessage, "memory") != nullptr ? 1 : 0;
+        if (std::strstr(aRecord.mMessage, "memory") != nullptr)
+        {
+            ++mMemoryLines;
+            const std::lock_guard<std::mutex> lLock(mMutex);
+            std::snprintf(mMemoryLine.data(), mMemoryLine.size(), "%s", aRecord.mMessage);
+        }
         mErrors += std::strstr(aRecord.mMessage, "Error writting data from") != nullptr ? 1 : 0;
     }
 
     /// Those that speak of memory.
     int GetMemoryLines() const { return mMemoryLines; }
+
+    /// The last of them, and forgets it and their number.
+    std::string TakeMemoryLine()
+    {
+        const std::lock_guard<std::mutex> lLock(mMutex);
+        mMemoryLines = 0;
+        std::string lLine = mMemoryLine.data();
+        mMemoryLine.fill('\0');
+        return lLine;
+    }
 
     /// Those of a bridge that could not write to its device or to its clients.
     int GetErrors() const { return mErrors; }
@@ -37,6 +56,8 @@ public:
 private:
     std::atomic<int> mMemoryLines{0};
     std::atomic<int> mErrors{0};
+    std::mutex mMutex;
+    std::array<char, 512> mMemoryLine{};
 };
 
 } // namespace KyTest

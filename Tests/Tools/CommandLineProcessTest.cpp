@@ -58,6 +58,14 @@ TEST(CommandLineProcessTest, WrongCommandIsAUsageErrorThatNamesTheCommands)
     ExpectUsageError({"spi"}, "kyserial: no command after 'kyserial spi'; use transfer or flash");
 }
 
+TEST(CommandLineProcessTest, StateThatCannotBeWrittenAtTheEndIsAFailure)
+{
+    const std::string lFile = Process::TemporaryFile(".none") + "/state";
+    const ToolResult lResult = RunTool({"ports", "--device", "sim", "--sim-state", lFile});
+    EXPECT_EQ(1, lResult.mStatus);
+    EXPECT_EQ(lResult.mError, "kyserial: --sim-state: cannot write " + lFile + "\n");
+}
+
 TEST(CommandLineProcessTest, WrongOptionIsAUsageErrorThatPointsToTheHelp)
 {
     ExpectUsageError({"ports", "--colour"},

@@ -2,6 +2,7 @@
 
 #include "KyPlatform/Linux/Deadline.h"
 #include "KyPlatform/Linux/NamedFile.h"
+#include "KyPlatform/Linux/Obstacle.h"
 #include "KyPlatform/Linux/SystemCalls.h"
 
 #include <algorithm>
@@ -186,12 +187,18 @@ bool IsOwner(const Object& aObject) noexcept
 void* MakeObject(NamedFile* aFile) noexcept
 {
     std::unique_ptr<NamedFile> lFile(aFile);
-    auto* const lObject = lFile != nullptr && lFile->TakePlace() ? new (std::nothrow) Object() : nullptr;
-    if (lObject != nullptr)
+    if (lFile == nullptr || !lFile->TakePlace())
     {
-        lObject->mFile = std::move(lFile);
-        lObject->mFork = gFork.load();
+        return nullptr;
     }
+    auto* const lObject = new (std::nothrow) Object();
+    if (lObject == nullptr)
+    {
+        Obstacle::Note("there is no memory", ENOMEM);
+        return nullptr;
+    }
+    lObject->mFile = std::move(lFile);
+    lObject->mFork = gFork.load();
     return lObject;
 }
 

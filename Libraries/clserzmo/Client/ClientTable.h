@@ -25,8 +25,8 @@ public:
     /// \return False: the registry cannot be used.
     bool Renew(uint32_t& aCount);
 
-    /// \return The name of a server of the list, which is made anew if the index is too high or its server is
-    ///         gone; empty if there is none.
+    /// \return The name of a server of the list; empty if no server has this index. Renews the list if the index is
+    ///         too high or its server is gone.
     std::string GetName(uint32_t aIndex);
 
     /// Opens a port. \param aReference  Receives its reference; null on failure.

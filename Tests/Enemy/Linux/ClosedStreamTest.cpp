@@ -82,6 +82,20 @@ TEST(ClosedStreamTest, StateFileWithoutAnEndIsRefused)
         1);
 }
 
+TEST(ClosedStreamTest, CameraWhoseStateCannotBeWrittenAtTheEndFails)
+{
+    Process lCamera;
+    ASSERT_TRUE(lCamera.Start("kyserial-camera",
+                              {"--address", "127.0.0.1", "--port", "0", "--no-broadcast", "--state",
+                               KY_PROGRAMS "/no such folder/state"},
+                              Process::Files{}));
+    EXPECT_TRUE(lCamera.WaitForOutput("ready"));
+    EXPECT_TRUE(lCamera.AskToEnd());
+    EXPECT_EQ(lCamera.Wait(), 1);
+    EXPECT_EQ(lCamera.Error(),
+              "kyserial-camera: --state: cannot write " KY_PROGRAMS "/no such folder/state\n");
+}
+
 TEST(ClosedStreamTest, DirectoryAsAFileSaysSo)
 {
     Process lProgram;

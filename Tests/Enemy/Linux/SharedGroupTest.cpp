@@ -1,7 +1,7 @@
 // The group that the administrator names: its members use one another's objects, and nobody else does.
 
 #include "KyPlatform/SharedMemory.h"
-#include "Tests/Enemy/Linux/OtherUser.h"
+#include "Tests/Support/Linux/OtherUsers.h"
 #include "sharedregistry.h"
 
 #include <cstring>

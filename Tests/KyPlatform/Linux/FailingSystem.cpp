@@ -52,6 +52,8 @@ void ReplaceAll()
 
 } // namespace
 
+const int FailingSystem::cCallsForAFreeLock = 0;
+
 FailingSystem::FailingSystem(int aCall)
 {
     gCalls = 0;

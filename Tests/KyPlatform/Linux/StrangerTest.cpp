@@ -1,24 +1,16 @@
-// Processes of another user, real ones: the system decides what they can do.
+// What a process of another user can do to the named objects of this one, and to the folder of its session.
 
-#include "KyPlatform/Linux/SystemCalls.h"
 #include "KyPlatform/NamedEvent.h"
 #include "KyPlatform/NamedMutex.h"
 #include "KyPlatform/NamedSemaphore.h"
 #include "KyPlatform/Session.h"
 #include "KyPlatform/SharedMemory.h"
-#include "Tests/Support/UniqueName.h"
+#include "Tests/Support/Linux/OtherUsers.h"
 #include "sharedfifo.h"
 #include "sharedregistry.h"
 
-#include <gtest/gtest.h>
-
 #include <fcntl.h>
-#include <filesystem>
 #include <fstream>
-#include <functional>
-#include <grp.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 using namespace KyPlatform;
 
@@ -27,54 +19,23 @@ namespace
 
 constexpr uid_t cStranger = 65534;
 
-/// The sessions' folders in a place like the real one: everybody may make something there, and take away only
-/// what is his.
-class StrangerTest : public testing::Test
+class StrangerTest : public OtherUsers
 {
 protected:
-    void SetUp() override
+    /// The answer of a process of another user.
+    static bool AsStranger(const std::function<bool()>& aQuestion)
     {
-        if (::geteuid() != 0)
-        {
-            GTEST_SKIP() << "only root can become another user";
-        }
-        std::filesystem::create_directory(mRoot);
-        ASSERT_EQ(::chmod(mRoot.c_str(), 01777), 0);
-        gSystem.mFolder = mPrefix.c_str();
-        Session::ForgetObstacle();
-    }
-    ~StrangerTest() override
-    {
-        gSystem = GetRealSystem();
-        std::filesystem::remove_all(mRoot);
+        const int lStatus = RunAs(cStranger, [&] { return aQuestion() ? 1 : 0; });
+        EXPECT_TRUE(lStatus == 0 || lStatus == 1) << lStatus;
+        return lStatus == 1;
     }
 
-    /// What a process of another user makes of it.
-    static bool AsStranger(const std::function<bool()>& aDeed)
-    {
-        const pid_t lProcess = ::fork();
-        if (lProcess == 0)
-        {
-            const bool lIsStranger = ::setgroups(0, nullptr) == 0 &&
-                                     ::setresgid(cStranger, cStranger, cStranger) == 0 &&
-                                     ::setresuid(cStranger, cStranger, cStranger) == 0;
-            ::_exit(!lIsStranger ? 2 : aDeed() ? 1 : 0);
-        }
-        int lStatus = 0;
-        EXPECT_EQ(::waitpid(lProcess, &lStatus, 0), lProcess);
-        EXPECT_TRUE(WIFEXITED(lStatus) && WEXITSTATUS(lStatus) < 2) << lStatus;
-        return WIFEXITED(lStatus) && WEXITSTATUS(lStatus) == 1;
-    }
-
-    std::string GetFolder(uid_t aUser = 0) const { return mPrefix + std::to_string(aUser); }
     bool Make(const std::string& aName)
     {
         bool lNew = false;
         return mMemory.Create("Local\\" + aName, 100, lNew);
     }
 
-    const std::string mRoot = "/dev/shm/" + UniqueName("KyStranger");
-    const std::string mPrefix = mRoot + "/Session-";
     SharedMemory mMemory;
 };
 
@@ -95,7 +56,7 @@ TEST_F(StrangerTest, OpensNoObjectOfAServer)
         EXPECT_FALSE(AsStranger([&] { return ::unlink((GetFolder() + lFile).c_str()) == 0; }));
     }
     EXPECT_FALSE(AsStranger([&] { return ::rename(GetFolder().c_str(), (mRoot + "/x").c_str()) == 0; }));
-    EXPECT_TRUE(SharedMemory().Open("Session\\0\\A")); // all of it is there, for its user
+    EXPECT_TRUE(SharedMemory().Open("Session\\0\\A")); // the own user opens it
 }
 
 TEST_F(StrangerTest, MakesNothingInASessionOfOthers)
@@ -108,11 +69,11 @@ TEST_F(StrangerTest, MakesNothingInASessionOfOthers)
     };
     EXPECT_FALSE(AsStranger(lMake));
     ASSERT_EQ(::chmod(GetFolder().c_str(), 0777), 0);
-    EXPECT_FALSE(AsStranger(lMake)); // even where he is let in
+    EXPECT_FALSE(AsStranger(lMake)); // even in a folder that lets everybody in
     EXPECT_FALSE(std::filesystem::exists(GetFolder() + "/B.memory"));
 }
 
-TEST_F(StrangerTest, HasARegistryOfHisOwn)
+TEST_F(StrangerTest, HasARegistryOfTheirOwn)
 {
     KySerialLib::SharedRegistry lRegistry(true);
     NamedSemaphore lServer;
@@ -130,7 +91,7 @@ TEST_F(StrangerTest, HasARegistryOfHisOwn)
     EXPECT_EQ(lRegistry.GetEntries()[0].mServerActive, 1U);
 }
 
-TEST_F(StrangerTest, WhoMakesAnothersFolderFirstKeepsHimOutAndIsNamed)
+TEST_F(StrangerTest, AFolderThatAStrangerMadeFirstIsNotUsedAndItsOwnerIsNamed)
 {
     EXPECT_EQ(Session::GetObstacle(), "");
     EXPECT_TRUE(AsStranger(

@@ -46,6 +46,8 @@ void ReplaceAll()
 
 } // namespace
 
+const int FailingSystem::cCallsForAFreeLock = 1;
+
 FailingSystem::FailingSystem(int aCall)
 {
     gCalls = 0;

@@ -55,6 +55,7 @@ public:
     {
         ::posix_spawn_file_actions_addopen(&mActions, aTarget, aPath.c_str(), aFlags, 0);
     }
+    void Close(int aTarget) { ::posix_spawn_file_actions_addclose(&mActions, aTarget); }
     void Take(int aTarget, int aFile) { ::posix_spawn_file_actions_adddup2(&mActions, aFile, aTarget); }
 
     posix_spawn_file_actions_t mActions{};
@@ -174,6 +175,13 @@ bool Process::StartChild(const std::string& aProgram, const std::vector<std::str
         ::close(lOutput.mOurs);
         lActions.Take(STDOUT_FILENO, lOutput.mTheirs);
     }
+    for (int lStream = 0; lStream < 3; ++lStream)
+    {
+        if ((aFiles.mClosed >> lStream & 1U) != 0)
+        {
+            lActions.Close(lStream);
+        }
+    }
     mChild->mInput = lInput.mOurs;
     mChild->mProcess = Spawn(lActions, aProgram, aArguments, Environment(OwnEnvironment(), aFiles));
     for (const int lFile : {lInput.mTheirs, lOutput.mTheirs})
@@ -252,6 +260,11 @@ std::string Process::TerminalText()
         mChild->mTerminalText.append(lPiece, static_cast<size_t>(lRead));
     }
     return mChild->mTerminalText;
+}
+
+bool Process::HasNullStreams()
+{
+    return true;
 }
 
 bool Process::HasTerminals()

@@ -123,6 +123,15 @@ bool Process::StartChild(const std::string& aProgram, const std::vector<std::str
         lStart.hStdOutput = OpenInheritable(mPaths.mOutput, FILE_APPEND_DATA);
     }
     lStart.hStdError = OpenInheritable(mPaths.mError, FILE_APPEND_DATA);
+    HANDLE* const lStreams[] = {&lStart.hStdInput, &lStart.hStdOutput, &lStart.hStdError};
+    for (unsigned lStream = 0; lStream < 3; ++lStream)
+    {
+        if ((aFiles.mClosed >> lStream & 1U) != 0)
+        {
+            Close(*lStreams[lStream]);
+            *lStreams[lStream] = aFiles.mInvalid ? INVALID_HANDLE_VALUE : nullptr;
+        }
+    }
     std::string lCommand = Quoted(aProgram + ".exe");
     for (const std::string& lArgument : aArguments)
     {
@@ -135,12 +144,18 @@ bool Process::StartChild(const std::string& aProgram, const std::vector<std::str
     }
     lEnvironment += '\0';
     PROCESS_INFORMATION lInformation = {};
-    // With an invisible console of its own: a control event reaches the programs of one console.
-    const BOOL lStarted = ::CreateProcessA(nullptr, lCommand.data(), nullptr, nullptr, TRUE, CREATE_NO_WINDOW,
+    // With an invisible console of its own: a control event reaches the programs of one console. A program without a
+    // stream has no console either: the system would make that its stream.
+    const DWORD lFlags = aFiles.mClosed != 0 ? DETACHED_PROCESS : CREATE_NO_WINDOW;
+    const BOOL lStarted = ::CreateProcessA(nullptr, lCommand.data(), nullptr, nullptr, TRUE, lFlags,
                                            lEnvironment.data(), nullptr, &lStart, &lInformation);
-    Close(lStart.hStdInput);
-    Close(lStart.hStdOutput);
-    Close(lStart.hStdError);
+    for (HANDLE* const lHandle : lStreams)
+    {
+        if (*lHandle != INVALID_HANDLE_VALUE)
+        {
+            Close(*lHandle);
+        }
+    }
     Close(lInformation.hThread);
     mChild->mProcess = lInformation.hProcess;
     return lStarted != FALSE && aFiles.mInput != Input::Terminal;
@@ -192,6 +207,11 @@ std::optional<int> Process::Wait(uint32_t aTimeout)
 std::string Process::TerminalText()
 {
     return {};
+}
+
+bool Process::HasNullStreams()
+{
+    return false;
 }
 
 bool Process::HasTerminals()

@@ -111,12 +111,14 @@ struct SimulatedCamera::Parts
 {
     explicit Parts(const SimulatorOptions& aOptions)
         : mStateFile(aOptions.mStateFile)
+        , mStateIsLost(aOptions.mStateIsLost)
         , mCamera({aOptions.mFast, aOptions.mFeaturesOnly})
         , mAdapter(mCamera.GetCamera(), aOptions.mBackAfter)
     {
     }
 
     const std::string mStateFile;
+    const std::shared_ptr<bool> mStateIsLost;
     KySimulator::EquippedCamera mCamera;
     ReturningAdapter mAdapter;
 };
@@ -139,6 +141,7 @@ SimulatedCamera::~SimulatedCamera()
     if (!mThis->mStateFile.empty() && !mThis->mCamera.SaveState(mThis->mStateFile))
     {
         PrintError("--sim-state: cannot write " + mThis->mStateFile);
+        *mThis->mStateIsLost = true;
     }
 }
 

@@ -19,6 +19,8 @@ struct SimulatorOptions
     std::string mStateFile{};   ///< Memories are read from here and written back at the end; empty: neither.
     uint32_t mCutAfter = 0;     ///< The connection breaks with this access; 0: never.
     uint32_t mBackAfter = 0;    ///< Milliseconds after which it is back; 0: it stays away.
+    /// Receives true when the state file cannot be written at the end.
+    std::shared_ptr<bool> mStateIsLost = std::make_shared<bool>(false);
 };
 
 /// The camera of --device sim, with what EquippedCamera has on its ports.
@@ -27,7 +29,7 @@ class SimulatedCamera
 public:
     /// Throws OperationError when the state file exists and cannot be used.
     explicit SimulatedCamera(const SimulatorOptions& aOptions);
-    /// Writes the state file.
+    /// Writes the state file. A failure is printed, and noted in SimulatorOptions::mStateIsLost.
     ~SimulatedCamera();
     SimulatedCamera(const SimulatedCamera&) = delete;
     SimulatedCamera& operator=(const SimulatedCamera&) = delete;

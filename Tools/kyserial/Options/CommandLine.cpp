@@ -82,7 +82,8 @@ ExitCode Execute(CLI::App& aProgram, Context& aContext)
         throw UsageError("no command after '" + FullName(lCommand) + "'; use " + CommandChoices(lCommand));
     }
     ApplyLogOptions(aContext.mCommon);
-    return aContext.mAction(aContext);
+    const ExitCode lStatus = aContext.mAction(aContext);
+    return *aContext.mCommon.mDevice.mSimulator.mStateIsLost ? ExitCode::Failed : lStatus;
 }
 
 ExitCode Run(CLI::App& aProgram, Context& aContext, int aCount, const char* const* aArguments)

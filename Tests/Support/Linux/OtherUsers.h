@@ -1,6 +1,7 @@
 #pragma once
 
 #include "KyPlatform/Linux/SystemCalls.h"
+#include "KyPlatform/Session.h"
 #include "Tests/Support/UniqueName.h"
 
 #include <gtest/gtest.h>
@@ -14,8 +15,8 @@
 #include <unistd.h>
 #include <vector>
 
-/// The sessions' folders in a place like the real one: everybody may make something there, and take away only
-/// what is his. Processes of other users are real: the system decides what they can do.
+/// The sessions' folders in a place with the rights of the real one: everybody may make files there, and remove
+/// only their own. Processes of other users are real: the system decides what they can do.
 class OtherUsers : public testing::Test
 {
 protected:
@@ -29,6 +30,7 @@ protected:
         ASSERT_EQ(::chmod(mRoot.c_str(), 01777), 0);
         KyPlatform::gSystem.mFolder = mPrefix.c_str();
         KyPlatform::gSystem.mSettings = mSettings.c_str();
+        KyPlatform::Session::ForgetObstacle();
     }
     ~OtherUsers() override
     {
@@ -36,8 +38,8 @@ protected:
         std::filesystem::remove_all(mRoot);
     }
 
-    /// A process of a user, in the groups that are given. Its exit status is what aDeed returns; 99: it could
-    /// not become that user.
+    /// Starts a process of a user, in the groups that are given. Its exit status is the result of aDeed; 99: it
+    /// could not become that user.
     static pid_t Start(uid_t aUser, const std::vector<gid_t>& aGroups, const std::function<int()>& aDeed)
     {
         const pid_t lProcess = ::fork();
@@ -65,7 +67,7 @@ protected:
         return Await(Start(aUser, aGroups, aDeed));
     }
 
-    /// Ends a process that goes on until then.
+    /// Kills a process that would run on.
     static void End(pid_t aProcess)
     {
         ::kill(aProcess, SIGKILL);
@@ -74,7 +76,7 @@ protected:
         EXPECT_TRUE(WIFSIGNALED(lStatus) && WTERMSIG(lStatus) == SIGKILL) << lStatus;
     }
 
-    std::string GetFolder(uid_t aUser) const { return mPrefix + std::to_string(aUser); }
+    std::string GetFolder(uid_t aUser = 0) const { return mPrefix + std::to_string(aUser); }
 
     const std::string mRoot = "/dev/shm/" + UniqueName("KyEnemy");
     const std::string mPrefix = mRoot + "/Session-";
