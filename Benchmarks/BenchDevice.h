@@ -1,5 +1,6 @@
 #pragma once
 
+#include "KySerial/DeviceProtocol.h"
 #include "KySerial/IKyDeviceAdapter.h"
 
 #include <cstdint>
@@ -73,17 +74,21 @@ public:
     KyResult WriteRegister(uint32_t aAddress, uint32_t /*aValue*/) override
     {
         ++mRegisterWrites;
-        if (mSink != nullptr && (aAddress == 0xB84C || aAddress == 0xB850))
+        if (mSink != nullptr &&
+            (aAddress == KyDeviceProtocol::cUart0Data || aAddress == KyDeviceProtocol::cUart1Data))
         {
-            static constexpr uint8_t cSent[4] = {0x05, 0, 0, 0};
-            mSink->NotifyEvent(0x9000, 0xFFFF, 0, 0, cSent, sizeof(cSent));
+            static constexpr uint8_t cSent[4] = {
+                KyDeviceProtocol::cUart0TransmitDone | KyDeviceProtocol::cUart1TransmitDone, 0, 0, 0};
+            mSink->NotifyEvent(KyDeviceProtocol::cInterruptEvent, 0xFFFF, 0, 0, cSent, sizeof(cSent));
         }
         return KyResult();
     }
     KyResult ReadRegister(uint32_t aAddress, uint32_t& aValue) override
     {
         // Capabilities: two UARTs; the bulk port is an UART at 115200 bit/s with a threshold of 64 bytes.
-        aValue = aAddress == 0xB8FC ? 0x80000002U : aAddress == 0xB898 ? 0x400010C0U : 0;
+        aValue = aAddress == KyDeviceProtocol::cFunctionCapabilities ? KyDeviceProtocol::cImplemented | 2U
+                 : aAddress == KyDeviceProtocol::cBulk0Configuration ? 0x400010C0U
+                                                                     : 0;
         return KyResult();
     }
     KyResult WriteMemory(const uint8_t* /*aBuffer*/, uint32_t /*aAddress*/, uint32_t /*aLength*/) override
@@ -92,7 +97,7 @@ public:
         if (mSink != nullptr)
         {
             static constexpr uint8_t cEmpty[4] = {0, 0x18, 0, 0};
-            mSink->NotifyEvent(0x9001, 0xFFFF, 0, 0, cEmpty, sizeof(cEmpty));
+            mSink->NotifyEvent(KyDeviceProtocol::cBulkInterruptEvent, 0xFFFF, 0, 0, cEmpty, sizeof(cEmpty));
         }
         return KyResult();
     }

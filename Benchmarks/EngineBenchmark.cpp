@@ -131,7 +131,7 @@ void AdapterRegisterWrite(benchmark::State& aState)
     benchmark::DoNotOptimize(lAdapter);
     for ([[maybe_unused]] auto lTurn : aState)
     {
-        static_cast<void>(lAdapter->WriteRegister(0xB84C, 0x55));
+        static_cast<void>(lAdapter->WriteRegister(KyDeviceProtocol::cUart0Data, 0x55));
     }
 }
 
@@ -178,7 +178,7 @@ void UartEvent(benchmark::State& aState)
     uint32_t lRead = 0;
     for ([[maybe_unused]] auto lTurn : aState)
     {
-        lEngine.NotifyEvent(0x9000, 0xFFFF, 0, 0, lEvent.data(), lEvent.size());
+        lEngine.NotifyEvent(KyDeviceProtocol::cInterruptEvent, 0xFFFF, 0, 0, lEvent.data(), lEvent.size());
         static_cast<void>(lEngine.Read(&lByte, 1, lRead, 0));
     }
     static_cast<void>(lEngine.Close());

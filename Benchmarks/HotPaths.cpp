@@ -125,7 +125,7 @@ void ReceiveUart(int aTurns)
     }
     for (int lTurn = 0; lTurn < aTurns; ++lTurn)
     {
-        lEngine.NotifyEvent(0x9000, 0xFFFF, 0, 0, lEvent.data(), lEvent.size());
+        lEngine.NotifyEvent(KyDeviceProtocol::cInterruptEvent, 0xFFFF, 0, 0, lEvent.data(), lEvent.size());
         static_cast<void>(lEngine.Read(&lByte, 1, lRead, 0));
     }
     static_cast<void>(lEngine.Close());

@@ -48,7 +48,7 @@ public:
     /// The device says something. By one thread at a time.
     void Emit(const uint8_t* aData, uint32_t aSize)
     {
-        static const KyString cBuffer("EventBulk1UpstreamDataBuffer");
+        static const KyString cBuffer(KyDeviceProtocol::UpstreamBufferFeature(1).c_str());
         mUpstream = aData;
         mUpstreamLength = aSize;
         mSink->NotifyFeatureInvalidated(&cBuffer);

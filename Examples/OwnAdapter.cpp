@@ -1,6 +1,7 @@
 // A complete way to a camera, as small as it gets: UART 0 through registers, with its output joined to its
 // input. Docs/writing-an-adapter.md goes through it.
 
+#include <KySerial/DeviceProtocol.h>
 #include <KySerial/IKyDeviceAdapter.h>
 #include <KySerial/KyDeviceSerialPort.h>
 
@@ -11,9 +12,7 @@
 
 namespace
 {
-constexpr uint32_t cUart0Data = 0xB84C;
-constexpr uint32_t cCapabilities = 0xB8FC;
-constexpr uint16_t cInterruptEvent = 0x9000;
+using namespace KyDeviceProtocol;
 
 class EchoCamera : public IKyDeviceAdapter
 {
@@ -26,7 +25,8 @@ public:
     bool IsAlternateTransport() override { return false; }
     KyResult ReadRegister(uint32_t aAddress, uint32_t& aValue) override
     {
-        aValue = aAddress == cCapabilities ? 0x80000001U : 0; // implemented, one UART; the rest is never used
+        aValue =
+            aAddress == cFunctionCapabilities ? cImplemented | 1U : 0; // one UART; the rest is never used
         return KyResult::OK;
     }
     KyResult WriteRegister(uint32_t aAddress, uint32_t aValue) override
@@ -35,8 +35,8 @@ public:
         {
             // A real camera raises these on its own time, and the adapter reports them on its event thread.
             // Received, with the byte, and bit 16 to say that it is one; then sent: the next byte may come.
-            Report({0x02, 0, 0, 0, static_cast<uint8_t>(aValue), 0, 0x01, 0});
-            Report({0x01, 0, 0, 0});
+            Report({cUart0Receive, 0, 0, 0, static_cast<uint8_t>(aValue), 0, 0x01, 0});
+            Report({cUart0TransmitDone, 0, 0, 0});
         }
         return KyResult::OK;
     }
@@ -56,7 +56,7 @@ public:
     KyResult GetIntegerValue(const KyString& aName, int64_t& aValue) override
     {
         aValue = mMacAddress; // identifies this camera among others, as a number
-        return aName == KyString("GevMACAddress") ? KyResult::OK : KyResult::UNSUPPORTED;
+        return aName == KyString(cMacAddressFeature) ? KyResult::OK : KyResult::UNSUPPORTED;
     }
 
     // This camera has no other features, and no transmit window.

@@ -27,11 +27,12 @@
 #include <unistd.h>
 #include <vector>
 
+using namespace KyDeviceProtocol;
+
 namespace
 {
 
 constexpr uint32_t cLoopback = 0x7F000001;
-constexpr uint32_t cRegister = 0xB8FC;
 constexpr int cWarmUp = 50;
 
 using KyBench::Figures;
@@ -232,8 +233,6 @@ private:
 void MeasureEvents(Figures& aFigures, const std::string& aPrefix, KyGigE::GigEDeviceAdapter& aAdapter,
                    KySimulator::CameraModel& aCamera, int aRounds)
 {
-    constexpr uint32_t cInterruptEnable = 0xB838;
-    constexpr uint32_t cUart1Receive = 0x8;
     Listener lListener;
     Require(aAdapter.WriteRegister(cInterruptEnable, cUart1Receive).IsOK(), "interrupts");
     Require(aAdapter.RegisterEventSink(&lListener).IsOK(), "sink");
@@ -257,9 +256,9 @@ void MeasureAdapter(Figures& aFigures, const std::string& aPrefix, int aRounds)
             "connection");
     uint32_t lValue = 0;
     Measure(aFigures, aPrefix + "read_us", aRounds,
-            [&] { Require(lAdapter->ReadRegister(cRegister, lValue).IsOK(), "read"); });
+            [&] { Require(lAdapter->ReadRegister(cFunctionCapabilities, lValue).IsOK(), "read"); });
     Measure(aFigures, aPrefix + "write_us", aRounds,
-            [&] { Require(lAdapter->WriteRegister(0xB838, 0).IsOK(), "write"); });
+            [&] { Require(lAdapter->WriteRegister(cInterruptEnable, 0).IsOK(), "write"); });
     MeasureEvents(aFigures, aPrefix, *lAdapter, lCamera.GetModel(), aRounds);
     KyDeviceSerialPort lPort;
     Require(lPort.Open(lAdapter.get(), KyDeviceSerialUart0).IsOK(), "port");

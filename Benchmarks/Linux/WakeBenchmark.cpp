@@ -124,15 +124,16 @@ public:
 
     KyResult WriteRegister(uint32_t aAddress, uint32_t /*aValue*/) override
     {
-        if (aAddress == 0xB84C)
+        if (aAddress == KyDeviceProtocol::cUart0Data)
         {
-            Tell(0x9000, 0x05);
+            Tell(KyDeviceProtocol::cInterruptEvent, 0x05);
         }
         return KyResult();
     }
     KyResult WriteMemory(const uint8_t* /*aBuffer*/, uint32_t /*aAddress*/, uint32_t /*aLength*/) override
     {
-        Tell(0x9001, 0x1800);
+        Tell(KyDeviceProtocol::cBulkInterruptEvent,
+             KyDeviceProtocol::cBulkTransmitEmpty | KyDeviceProtocol::cBulkTransmitPartialEmpty);
         return KyResult();
     }
 

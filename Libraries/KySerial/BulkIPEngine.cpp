@@ -1,9 +1,9 @@
 #include "BulkIPEngine.h"
 
 #include "DeviceChecks.h"
-#include "DeviceRegisters.h"
 #include "JxUtilsLib/Assert.h"
 #include "JxUtilsLib/LockScope.h"
+#include "KySerial/DeviceProtocol.h"
 #include "LogResult.h"
 #include "PortMap.h"
 
@@ -13,46 +13,23 @@
 namespace KySerialLib
 {
 
+using namespace KyDeviceProtocol;
+
 namespace
 {
 
 constexpr char cSourceFile[] = "Libraries/KySerial/BulkIPEngine";
 
-// Interrupt bits, in the enable register and in an event's status alike.
-constexpr unsigned cFirstInterruptBit = 8;
-constexpr uint32_t cAllInterrupts = 0x1F00;
-constexpr uint32_t cRxInterrupts = 0x700;
-constexpr uint32_t cTxEmptyInterrupt = 0x800;
-constexpr uint32_t cTxPartialEmptyInterrupt = 0x1000;
-
-// Fields of the configuration register.
-constexpr uint32_t cConfigDoubleTime = 1U << 10U;
-constexpr uint32_t cConfigResetFifos = 1U << 11U;
-constexpr uint32_t cInterfaceUSRT = 0;
-constexpr uint32_t cInterfaceUART = 1;
-constexpr uint32_t cInterfaceI2C = 2;
-
-constexpr uint32_t cI2CCapable = 0x3;
-
-constexpr uint32_t cTransmitWindow = 0x80000000U;
-
-constexpr uint32_t cUARTSpeeds[] = {9600, 14400, 19200, 28800, 38400, 57600, 115200, 0};
-constexpr uint32_t cUSRTDividers[] = {2, 4, 8, 16, 32, 64, 128, 256};
-
 constexpr double cDefaultTimePerByteMs = 0.03000000003;
 
 bool IsBulkPresent(uint32_t aCaps)
 {
-    return (aCaps & cCapsUartCountMask) != 0;
+    return (aCaps & cUartCountMask) != 0;
 }
 
 } // namespace
 
-BulkIPEngine::BulkIPEngine()
-    : mTxEmptyEvent(true)
-    , mTxRoomEvent(false)
-    , mTimePerByte(cDefaultTimePerByteMs)
-    , mEngineLogger(std::make_unique<JxUtilsLib::Logger>(cLogCategory, 0))
+BulkIPEngine::BulkIPEngine() : mTxEmptyEvent(true), mTxRoomEvent(false), mTimePerByte(cDefaultTimePerByteMs)
 {
 }
 
@@ -88,14 +65,14 @@ bool BulkIPEngine::IsI2CSupported(IKyDeviceAdapter* aDevice, KyDeviceSerial aPor
         return false;
     }
     uint32_t lCaps = 0;
-    if (!aDevice->ReadRegister(cRegFunctionCaps, lCaps).IsOK())
+    if (!aDevice->ReadRegister(cFunctionCapabilities, lCaps).IsOK())
     {
         PortMap::MarkUnsupported(aDevice);
         KY_LOG(lLogger, JxUtilsLib::PriorityError, cFunction, "Failed to read %s register.",
                "function capabilities");
         return false;
     }
-    if ((lCaps & cCapsImplemented) == 0)
+    if ((lCaps & cImplemented) == 0)
     {
         KY_LOG(lLogger, JxUtilsLib::PriorityError, cFunction, "Implemented bit was not set.");
         return false;
@@ -107,19 +84,19 @@ bool BulkIPEngine::IsI2CSupported(IKyDeviceAdapter* aDevice, KyDeviceSerial aPor
         return false;
     }
     uint32_t lBulkCaps = 0;
-    if (!aDevice->ReadRegister(cRegBulk03Config, lBulkCaps).IsOK())
+    if (!aDevice->ReadRegister(cBulkCapabilities, lBulkCaps).IsOK())
     {
         KY_LOG(lLogger, JxUtilsLib::PriorityError, cFunction, "Failed to read %s register.",
                "DEV_REG_BULK_0_3_CONFIG");
         return false;
     }
-    return IsBulkPresent(lCaps) && (lBulkCaps & cI2CCapable) == cI2CCapable;
+    return IsBulkPresent(lCaps) && (lBulkCaps & cBulkI2C) == cBulkI2C;
 }
 
 KyResult BulkIPEngine::Open(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
 {
     static constexpr char cFunction[] = "KySerialLib::BulkIPEngine::Open";
-    KyResult lResult = ClaimPort(aDevice, aPort, &IsSupported, {*mEngineLogger, cFunction});
+    KyResult lResult = ClaimPort(aDevice, aPort, &IsSupported, {*mLogger, cFunction});
     if (!lResult.IsOK())
     {
         return lResult;
@@ -128,10 +105,10 @@ KyResult BulkIPEngine::Open(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
     mPort = aPort;
     static_cast<void>(aDevice->RegisterEventSink(this)); // ignored: the writer's time-out tells
     // Failures from here on leave the claim and the sink in place; the caller's Close() undoes them.
-    lResult = aDevice->ReadRegister(cRegBulk0Config, mBulkConfig);
+    lResult = aDevice->ReadRegister(cBulk0Configuration, mBulkConfig);
     if (lResult.IsOK())
     {
-        lResult = aDevice->ReadRegister(cRegBulk0Rate, mBulkRate);
+        lResult = aDevice->ReadRegister(cBulk0Rate, mBulkRate);
     }
     if (!lResult.IsOK())
     {
@@ -145,27 +122,28 @@ KyResult BulkIPEngine::Open(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
 
 uint32_t BulkIPEngine::GetSpeedIndex() const
 {
-    return (mBulkConfig >> 5U) & 0x7U;
+    return (mBulkConfig >> cSpeedShift) & cThreeBits;
 }
 
 uint32_t BulkIPEngine::GetInterface() const
 {
-    return (mBulkConfig >> 12U) & 0x7U;
+    return (mBulkConfig >> cInterfaceShift) & cThreeBits;
 }
 
 double BulkIPEngine::GetUSRTTimePerBit() const
 {
-    const uint32_t lRate = 16700000U / cUSRTDividers[GetSpeedIndex()]; // whole bits per second
+    const uint32_t lRate = cSynchronousClock / (2U << GetSpeedIndex()); // whole bits per second
     return 1000.0 / lRate;
 }
 
 double BulkIPEngine::GetUARTTimePerBit() const
 {
-    uint32_t lSpeed = cUARTSpeeds[GetSpeedIndex()];
-    if (lSpeed == 0)
+    const uint32_t lIndex = GetSpeedIndex();
+    uint32_t lSpeed = lIndex < cUartRates.size() ? cUartRates[lIndex] : 0;
+    if (lIndex == cCustomRateIndex)
     {
         const uint32_t lDivisor = std::max(mBulkRate & 0xFFU, 1U);
-        const double lPeriodSeconds = lDivisor * 480.0 / 1e9;
+        const double lPeriodSeconds = lDivisor * double{cCustomBitNanoseconds} / 1e9;
         // NOLINTNEXTLINE(bugprone-incorrect-roundings): never negative
         lSpeed = static_cast<uint32_t>(1.0 / lPeriodSeconds + 0.5);
     }
@@ -189,7 +167,7 @@ void BulkIPEngine::UpdateTimePerByte()
     static constexpr char cFunction[] = "KySerialLib::BulkIPEngine::UpdateTimePerByte";
     if (!IsOpened())
     {
-        KY_LOG_FATAL(*mEngineLogger, cFunction, "Unexpected state: the device should already be available.");
+        KY_LOG_FATAL(*mLogger, cFunction, "Unexpected state: the device should already be available.");
         JX_ASSERT(IsOpened());
     }
     mTimePerByte = cDefaultTimePerByteMs;
@@ -197,22 +175,22 @@ void BulkIPEngine::UpdateTimePerByte()
     // have tuned their own to what follows from this.
     switch (GetInterface())
     {
-    case cInterfaceUSRT:
+    case cInterfaceUsrt:
         mTimePerByte = GetUSRTTimePerBit();
         break;
-    case cInterfaceUART:
+    case cInterfaceUart:
         mTimePerByte = GetUARTTimePerBit();
         break;
     case cInterfaceI2C:
         mTimePerByte = GetI2CTimePerByte();
         break;
     default:
-        KY_LOG_FATAL(*mEngineLogger, cFunction, "Unknown interface selected (%d).",
+        KY_LOG_FATAL(*mLogger, cFunction, "Unknown interface selected (%d).",
                      static_cast<int>(GetInterface()));
         JX_EXPECT(false);
         break;
     }
-    if ((mBulkConfig & cConfigDoubleTime) != 0)
+    if ((mBulkConfig & cDoubleByteTime) != 0)
     {
         mTimePerByte *= 2;
     }
@@ -220,8 +198,9 @@ void BulkIPEngine::UpdateTimePerByte()
 
 void BulkIPEngine::UpdateChunkSizes()
 {
-    mFirstChunkSize = 256;
-    mNextChunkSize = 252U - (mBulkConfig >> 24U); // unsigned: a threshold above 252 lifts the limit
+    mFirstChunkSize = cBulkTransmitFifo;
+    mNextChunkSize =
+        252U - (mBulkConfig >> cThresholdShift); // unsigned: a threshold above 252 lifts the limit
     if (GetInterface() == cInterfaceI2C)
     {
         mFirstChunkSize -= 2;
@@ -234,36 +213,36 @@ KyResult BulkIPEngine::EnableInterrupts(bool aRestore)
     static constexpr char cFunction[] = "KySerialLib::BulkIPEngine::EnableInterrupts";
     IKyDeviceAdapter* const lDevice = mDevice;
     uint32_t lValue = 0;
-    if (!lDevice->ReadRegister(cRegInterruptEnable, lValue).IsOK())
+    if (!lDevice->ReadRegister(cInterruptEnable, lValue).IsOK())
     {
         // Says "write" for the failed read as well; log filters look for this one text. No value was read.
-        return KY_LOG_RESULT(*mEngineLogger, KyResult::FAILURE, cFunction,
+        return KY_LOG_RESULT(*mLogger, KyResult::FAILURE, cFunction,
                              "Failed to write value %x to %s register.", 0U, "Intenable");
     }
     if (!aRestore)
     {
         for (unsigned lBit = 0; lBit < mSavedInterrupts.size(); ++lBit)
         {
-            mSavedInterrupts[lBit] = ((lValue >> (cFirstInterruptBit + lBit)) & 1U) != 0;
+            mSavedInterrupts[lBit] = ((lValue >> (cFirstBulkInterruptBit + lBit)) & 1U) != 0;
         }
     }
     // GCOVR_EXCL_START: no other port has been claimed by this engine
     if (mPort != KyDeviceSerialBulk0)
     {
         JX_ASSERT(0);
-        return KY_LOG_RESULT(*mEngineLogger, KyResult::UNSUPPORTED, cFunction,
+        return KY_LOG_RESULT(*mLogger, KyResult::UNSUPPORTED, cFunction,
                              "The specified port is not supported by this device.");
     }
     // GCOVR_EXCL_STOP
-    lValue |= cAllInterrupts;
+    lValue |= cBulkInterrupts;
     for (unsigned lBit = 0; aRestore && lBit < mSavedInterrupts.size(); ++lBit)
     {
-        const uint32_t lMask = 1U << (cFirstInterruptBit + lBit);
+        const uint32_t lMask = 1U << (cFirstBulkInterruptBit + lBit);
         lValue = mSavedInterrupts[lBit] ? lValue | lMask : lValue & ~lMask;
     }
-    if (!lDevice->WriteRegister(cRegInterruptEnable, lValue).IsOK())
+    if (!lDevice->WriteRegister(cInterruptEnable, lValue).IsOK())
     {
-        return KY_LOG_RESULT(*mEngineLogger, KyResult::FAILURE, cFunction,
+        return KY_LOG_RESULT(*mLogger, KyResult::FAILURE, cFunction,
                              "Failed to write value %x to %s register.", lValue, "Intenable");
     }
     return KyResult(KyResult::OK);
@@ -275,21 +254,16 @@ KyResult BulkIPEngine::ResetFifos()
     JX_ASSERT(IsOpened());
     IKyDeviceAdapter* const lDevice = mDevice;
     uint32_t lConfig = 0;
-    KyResult lResult = lDevice->ReadRegister(cRegBulk0Config, lConfig);
+    KyResult lResult = lDevice->ReadRegister(cBulk0Configuration, lConfig);
     if (lResult.IsOK())
     {
-        lResult = lDevice->WriteRegister(cRegBulk0Config, lConfig | cConfigResetFifos);
+        lResult = lDevice->WriteRegister(cBulk0Configuration, lConfig | cResetFifos);
     }
     if (lResult.IsOK())
     {
-        lResult = lDevice->WriteRegister(cRegBulk0Config, lConfig & ~cConfigResetFifos);
+        lResult = lDevice->WriteRegister(cBulk0Configuration, lConfig & ~cResetFifos);
     }
     return lResult;
-}
-
-bool BulkIPEngine::IsOpened()
-{
-    return mDevice != nullptr;
 }
 
 KyResult BulkIPEngine::TransmitChunk(const uint8_t* aData, uint32_t aSize)
@@ -297,10 +271,10 @@ KyResult BulkIPEngine::TransmitChunk(const uint8_t* aData, uint32_t aSize)
     JX_ASSERT(mDevice != NULL);
     JX_ASSERT(IsOpened());
     uint32_t lAddress = cTransmitWindow;
-    lAddress |= mI2CFastMode ? 0x200U : 0U;
-    lAddress |= mI2CStop ? 0x400U : 0U;
-    lAddress |= mI2CFlag3 ? 0x800U : 0U;
-    lAddress |= mI2CTransfer ? 0x1000U : 0U;
+    lAddress |= mI2CFastMode ? cWindowFast : 0U;
+    lAddress |= mI2CStop ? cWindowStop : 0U;
+    lAddress |= mI2CFlag3 ? cWindowThird : 0U;
+    lAddress |= mI2CTransfer ? cWindowTransfer : 0U;
     return mDevice.load()->WriteMemory(aData, lAddress, aSize);
 }
 
@@ -323,7 +297,7 @@ uint32_t BulkIPEngine::ComputeChunkTimeout(uint32_t aSize) const
 
 KyResult BulkIPEngine::TxTimeOut(uint32_t aBytesWritten) const
 {
-    return KY_LOG_RESULT(*mEngineLogger, KyResult::TIMED_OUT, "KySerialLib::BulkIPEngine::Write",
+    return KY_LOG_RESULT(*mLogger, KyResult::TIMED_OUT, "KySerialLib::BulkIPEngine::Write",
                          "Timed out waiting for Tx interrupt after sending %d bytes",
                          static_cast<int>(aBytesWritten));
 }
@@ -333,16 +307,16 @@ KyResult BulkIPEngine::Write(const uint8_t* aBuffer, uint32_t aSize, uint32_t& a
     static constexpr char cFunction[] = "KySerialLib::BulkIPEngine::Write";
     aBytesWritten = 0;
     IKyDeviceAdapter* const lDevice = mDevice;
-    KyResult lResult = CheckConnected(lDevice, {*mEngineLogger, cFunction});
+    KyResult lResult = CheckConnected(lDevice, {*mLogger, cFunction});
     if (!lResult.IsOK())
     {
         return lResult;
     }
     if (IsMissing(aBuffer, aSize))
     {
-        return KY_LOG_RESULT(*mEngineLogger, KyResult::BAD_PARAMETER, cFunction, cNoBuffer);
+        return KY_LOG_RESULT(*mLogger, KyResult::BAD_PARAMETER, cFunction, cNoBuffer);
     }
-    KY_LOG(*mEngineLogger, JxUtilsLib::PriorityInfo, cFunction, "Sending %d bytes of data over bulk port",
+    KY_LOG(*mLogger, JxUtilsLib::PriorityInfo, cFunction, "Sending %d bytes of data over bulk port",
            static_cast<int>(aSize));
     uint32_t lTimeout = 0;
     bool lFirst = true;
@@ -369,7 +343,7 @@ KyResult BulkIPEngine::Write(const uint8_t* aBuffer, uint32_t aSize, uint32_t& a
         const uint32_t lChunk = std::min(aSize - aBytesWritten, lBytesAllowed);
         // Reset first: an interrupt of the former chunk does not count for this one.
         ResetTxEvents();
-        KY_LOG(*mEngineLogger, JxUtilsLib::PriorityDebug, cFunction,
+        KY_LOG(*mLogger, JxUtilsLib::PriorityDebug, cFunction,
                "Transmitting %d byte chunk (%d bytes already sent)", static_cast<int>(lChunk),
                static_cast<int>(aBytesWritten));
         lResult = TransmitChunk(aBuffer + aBytesWritten, lChunk);
@@ -392,28 +366,28 @@ void BulkIPEngine::NotifyEvent(uint16_t aEventID, uint16_t /*aChannel*/, uint64_
         return;
     }
     JX_EXPECT(mDevice != NULL);
-    if (aEventID < cEventInterrupt || aEventID > cEventBulkInterrupt || aDataLength < 4 || aData == nullptr)
+    if (aEventID < cInterruptEvent || aEventID > cBulkInterruptEvent || aDataLength < 4 || aData == nullptr)
     {
         return;
     }
     const uint32_t lStatus = EventWord(aData, 0);
-    if ((lStatus & cRxInterrupts) != 0)
+    if ((lStatus & cBulkReceive) != 0)
     {
         LockRx();
-        KY_LOG(*mEngineLogger, JxUtilsLib::PriorityDebug, cFunction, "Rx Interrupt of length %d",
+        KY_LOG(*mLogger, JxUtilsLib::PriorityDebug, cFunction, "Rx Interrupt of length %d",
                static_cast<int>(aDataLength - 4));
         PushBytes(static_cast<const uint8_t*>(aData) + 4, aDataLength - 4);
         UnlockRx();
     }
-    const bool lTxEmpty = (lStatus & cTxEmptyInterrupt) != 0;
-    const bool lTxPartialEmpty = (lStatus & cTxPartialEmptyInterrupt) != 0;
+    const bool lTxEmpty = (lStatus & cBulkTransmitEmpty) != 0;
+    const bool lTxPartialEmpty = (lStatus & cBulkTransmitPartialEmpty) != 0;
     if (lTxEmpty)
     {
-        KY_LOG(*mEngineLogger, JxUtilsLib::PriorityDebug, cFunction, "Tx fifo empty interrupt");
+        KY_LOG(*mLogger, JxUtilsLib::PriorityDebug, cFunction, "Tx fifo empty interrupt");
     }
     if (lTxPartialEmpty)
     {
-        KY_LOG(*mEngineLogger, JxUtilsLib::PriorityDebug, cFunction, "Tx fifo partial empty interrupt");
+        KY_LOG(*mLogger, JxUtilsLib::PriorityDebug, cFunction, "Tx fifo partial empty interrupt");
     }
     bool lWakeEmpty = false;
     bool lWakeRoom = false;
@@ -444,19 +418,14 @@ void BulkIPEngine::ResetTxEvents()
 
 KyResult BulkIPEngine::Close()
 {
-    static constexpr char cFunction[] = "KySerialLib::BulkIPEngine::Close";
-    IKyDeviceAdapter* const lDevice = mDevice;
-    KyResult lResult = CheckConnected(lDevice, {*mEngineLogger, cFunction});
-    if (!lResult.IsOK())
-    {
-        return lResult;
-    }
-    static_cast<void>(EnableInterrupts(true));                        // ignored: the port closes all the same
-    static_cast<void>(PortMap::GetInstance().Unlock(lDevice, mPort)); // ignored: free is free
-    static_cast<void>(lDevice->UnregisterEventSink(this));            // ignored likewise
-    mDevice = nullptr;
-    mPort = KyDeviceSerialInvalid;
-    return SerialPort::Close();
+    return CloseDevice("KySerialLib::BulkIPEngine::Close",
+                       [this](IKyDeviceAdapter* aDevice)
+                       {
+                           // Results ignored: the port closes all the same.
+                           static_cast<void>(EnableInterrupts(true));
+                           static_cast<void>(PortMap::GetInstance().Unlock(aDevice, mPort));
+                           static_cast<void>(aDevice->UnregisterEventSink(this));
+                       });
 }
 
 } // namespace KySerialLib

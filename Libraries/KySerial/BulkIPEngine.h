@@ -41,8 +41,6 @@ public:
     /// \return OK; NO_CONNECTION without a device or with a disconnected one: nothing is released.
     KyResult Close() override;
 
-    bool IsOpened() override;
-
     /// Sends in chunks and waits until the device reports its Tx FIFO empty. With aSize 0 nothing is sent,
     /// and the result is that of a look at the last Tx FIFO interrupt.
     /// \param aBytesWritten  Bytes handed to the device so far, on failures too.
@@ -74,8 +72,6 @@ private:
     uint32_t GetSpeedIndex() const;
     uint32_t GetInterface() const;
 
-    std::atomic<IKyDeviceAdapter*> mDevice{nullptr};
-    std::atomic<KyDeviceSerial> mPort{KyDeviceSerialInvalid};
     std::array<bool, 5> mSavedInterrupts{}; // bits 8 to 12 of the interrupt enable register
     JxUtilsLib::Mutex mTxLock;              // one interrupt's signals, and one chunk's resets, are one step
     JxUtilsLib::Event mTxEmptyEvent;
@@ -85,7 +81,6 @@ private:
     double mTimePerByte; // milliseconds
     uint32_t mBulkConfig = 0;
     uint32_t mBulkRate = 0;
-    const std::unique_ptr<JxUtilsLib::Logger> mEngineLogger;
 };
 
 } // namespace KySerialLib

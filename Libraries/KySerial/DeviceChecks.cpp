@@ -1,6 +1,6 @@
 #include "DeviceChecks.h"
 
-#include "DeviceRegisters.h"
+#include "KySerial/DeviceProtocol.h"
 #include "LogResult.h"
 #include "PortMap.h"
 
@@ -107,7 +107,7 @@ bool ReadFunctionCaps(IKyDeviceAdapter* aDevice, uint32_t& aCaps, const Caller& 
     {
         return false;
     }
-    if (!aDevice->ReadRegister(cRegFunctionCaps, aCaps).IsOK())
+    if (!aDevice->ReadRegister(KyDeviceProtocol::cFunctionCapabilities, aCaps).IsOK())
     {
         aCaps = 0;
         PortMap::MarkUnsupported(aDevice);
@@ -115,7 +115,7 @@ bool ReadFunctionCaps(IKyDeviceAdapter* aDevice, uint32_t& aCaps, const Caller& 
                "Could not read device function capabilities register.");
         return false;
     }
-    return (aCaps & cCapsImplemented) != 0;
+    return (aCaps & KyDeviceProtocol::cImplemented) != 0;
 }
 
 } // namespace KySerialLib

@@ -6,4 +6,9 @@ namespace KySerialLib
 DeviceSerialPort::DeviceSerialPort() = default;
 DeviceSerialPort::~DeviceSerialPort() = default;
 
+bool DeviceSerialPort::IsOpened()
+{
+    return mDevice != nullptr;
+}
+
 } // namespace KySerialLib

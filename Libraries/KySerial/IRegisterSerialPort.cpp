@@ -2,56 +2,38 @@
 
 #include "DeviceChecks.h"
 #include "JxUtilsLib/Assert.h"
+#include "KySerial/DeviceProtocol.h"
 #include "LogResult.h"
 #include "OutOfMemory.h"
 #include "PortMap.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
+#include <string>
 #include <utility>
 
 namespace KySerialLib
 {
+
+using namespace KyDeviceProtocol;
 
 namespace
 {
 
 constexpr char cSourceFile[] = "Libraries/KySerial/IRegisterSerialPort";
 
-constexpr uint32_t cDataHeader = 8;
-constexpr uint32_t cSPIHeader = 12;
-constexpr int64_t cMaxMessage = 520;
 constexpr uint32_t cPadding = 3; // at the most
 constexpr uint32_t cPostWriteMs = 1000;
 constexpr int64_t cSaneUpstreamLength = 0x100000;
 
-// A feature name of a bulk port; the empty text for a port that is none.
-KyString FeatureName(KyDeviceSerial aPort, const char* aFormat)
+// The name that aName gives a bulk port; the empty text for any other port.
+KyString NameFor(KyDeviceSerial aPort, std::string (*aName)(size_t))
 {
     if (aPort < KyDeviceSerialBulk0 || aPort > KyDeviceSerialBulk7)
     {
         return {};
     }
-    char lName[64];
-    std::snprintf(lName, sizeof(lName), aFormat,
-                  static_cast<int>(aPort) - static_cast<int>(KyDeviceSerialBulk0));
-    return KyString(lName);
-}
-
-KyString DownstreamFeature(KyDeviceSerial aPort)
-{
-    return FeatureName(aPort, "Bulk%iDownstreamData");
-}
-
-KyString UpstreamLengthFeature(KyDeviceSerial aPort)
-{
-    return FeatureName(aPort, "EventBulk%iUpstreamDataLength");
-}
-
-KyString UpstreamBufferFeature(KyDeviceSerial aPort)
-{
-    return FeatureName(aPort, "EventBulk%iUpstreamDataBuffer");
+    return KyString(aName(static_cast<size_t>(aPort - KyDeviceSerialBulk0)).c_str());
 }
 
 bool AreAvailable(IKyDeviceAdapter* aDevice, const KyString& aDownstream, const KyString& aUpstreamLength,
@@ -88,10 +70,7 @@ bool IRegisterSerialPort::Grow(Buffer& aBuffer, uint32_t& aLength, uint32_t aNee
     return true;
 }
 
-IRegisterSerialPort::IRegisterSerialPort(bool aSPI)
-    : mIsSPI(aSPI), mEngineLogger(std::make_unique<JxUtilsLib::Logger>(cLogCategory, 0))
-{
-}
+IRegisterSerialPort::IRegisterSerialPort(bool aSPI) : mIsSPI(aSPI) {}
 
 IRegisterSerialPort::~IRegisterSerialPort()
 {
@@ -106,8 +85,8 @@ bool IRegisterSerialPort::IsSupported(IKyDeviceAdapter* aDevice, KyDeviceSerial 
     {
         return false;
     }
-    return AreAvailable(aDevice, DownstreamFeature(aPort), UpstreamLengthFeature(aPort),
-                        UpstreamBufferFeature(aPort));
+    return AreAvailable(aDevice, NameFor(aPort, &DownstreamFeature), NameFor(aPort, &UpstreamLengthFeature),
+                        NameFor(aPort, &UpstreamBufferFeature));
 }
 
 bool IRegisterSerialPort::IsProtocolSupported(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort,
@@ -119,7 +98,7 @@ bool IRegisterSerialPort::IsProtocolSupported(IKyDeviceAdapter* aDevice, KyDevic
     {
         return false;
     }
-    return aDevice->IsEnumEntryAvailable("BulkMode", aProtocol);
+    return aDevice->IsEnumEntryAvailable(cBulkModeFeature, aProtocol);
 }
 
 bool IRegisterSerialPort::AreFeaturesAvailable() const
@@ -130,34 +109,40 @@ bool IRegisterSerialPort::AreFeaturesAvailable() const
 KyResult IRegisterSerialPort::Open(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
 {
     static constexpr char cFunction[] = "KySerialLib::IRegisterSerialPort::Open";
-    KyResult lResult = ClaimPort(aDevice, aPort, &IsSupported, {*mEngineLogger, cFunction});
+    // Before the claim: what throws without memory afterwards would keep it for ever.
+    KyString lEvent = NameFor(aPort, &UpstreamEventName);
+    KyString lDownstream = NameFor(aPort, &DownstreamFeature);
+    KyString lUpstreamLength = NameFor(aPort, &UpstreamLengthFeature);
+    KyString lUpstreamBuffer = NameFor(aPort, &UpstreamBufferFeature);
+    KyResult lResult = ClaimPort(aDevice, aPort, &IsSupported, {*mLogger, cFunction});
     if (!lResult.IsOK())
     {
         return lResult;
     }
-    mDownstreamFeature = DownstreamFeature(aPort);
-    mUpstreamLengthFeature = UpstreamLengthFeature(aPort);
-    mUpstreamBufferFeature = UpstreamBufferFeature(aPort);
+    mUpstreamEvent = std::move(lEvent);
+    mDownstreamFeature = std::move(lDownstream);
+    mUpstreamLengthFeature = std::move(lUpstreamLength);
+    mUpstreamBufferFeature = std::move(lUpstreamBuffer);
     mDevice = aDevice;
     mPort = aPort;
     if (!AreFeaturesAvailable()) // a device may change its mind between the two questions
     {
         JX_EXPECT(0);
         static_cast<void>(Close()); // ignored: the answer is that of the port
-        return KY_LOG_RESULT(*mEngineLogger, KyResult::UNSUPPORTED, cFunction,
+        return KY_LOG_RESULT(*mLogger, KyResult::UNSUPPORTED, cFunction,
                              "The specified port is not supported by this device.");
     }
     lResult = aDevice->RegisterEventSink(this);
     if (!lResult.IsOK())
     {
-        KY_LOG(*mEngineLogger, JxUtilsLib::PriorityWarning, cFunction,
+        KY_LOG(*mLogger, JxUtilsLib::PriorityWarning, cFunction,
                "IRegisterSerialPort::Open had problems registering event sink! %s",
                lResult.GetCodeString().GetAscii());
     }
     lResult = aDevice->RegisterFeatureInterest(mUpstreamBufferFeature);
     if (!lResult.IsOK())
     {
-        KY_LOG(*mEngineLogger, JxUtilsLib::PriorityWarning, cFunction,
+        KY_LOG(*mLogger, JxUtilsLib::PriorityWarning, cFunction,
                "IRegisterSerialPort::Open had problems registering GenInvalidator! %s error %s",
                mUpstreamBufferFeature.GetAscii(), lResult.GetCodeString().GetAscii());
     }
@@ -165,7 +150,7 @@ KyResult IRegisterSerialPort::Open(IKyDeviceAdapter* aDevice, KyDeviceSerial aPo
     lResult = SetEventNotification("On", &mOriginalEventNotification);
     if (!lResult.IsOK())
     {
-        KY_LOG(*mEngineLogger, JxUtilsLib::PriorityWarning, cFunction,
+        KY_LOG(*mLogger, JxUtilsLib::PriorityWarning, cFunction,
                "IRegisterSerialPort::Open could not set event notification %s will close",
                lResult.GetCodeString().GetAscii());
         static_cast<void>(Close()); // ignored: the failure to report is this one
@@ -185,7 +170,7 @@ KyResult IRegisterSerialPort::GetFeature(const char* aName, KyString& aValue)
     }
     if (!lResult.IsOK())
     {
-        return KY_LOG_RESULT(*mEngineLogger, KyResult::FAILURE,
+        return KY_LOG_RESULT(*mLogger, KyResult::FAILURE,
                              "KySerialLib::IRegisterSerialPort::SetEventNotification",
                              "Couldn't get %s parameter.", aName);
     }
@@ -196,7 +181,7 @@ KyResult IRegisterSerialPort::SetFeature(const char* aName, const KyString& aVal
 {
     if (!mDevice.load()->SetFeatureFromString(aName, aValue).IsOK())
     {
-        return KY_LOG_RESULT(*mEngineLogger, KyResult::FAILURE,
+        return KY_LOG_RESULT(*mLogger, KyResult::FAILURE,
                              "KySerialLib::IRegisterSerialPort::SetEventNotification",
                              "Failed setting parameter %s to %s.", aName, aValue.GetAscii());
     }
@@ -206,16 +191,15 @@ KyResult IRegisterSerialPort::SetFeature(const char* aName, const KyString& aVal
 KyResult IRegisterSerialPort::SetEventNotification(const char* aValue, KyString* aPrevious)
 {
     KyString lOriginalSelector;
-    KyResult lResult = GetFeature("EventSelector", lOriginalSelector);
+    KyResult lResult = GetFeature(cEventSelectorFeature, lOriginalSelector);
     if (!lResult.IsOK())
     {
         return lResult;
     }
-    const KyString lEntry = FeatureName(mPort, "Bulk%iUpstreamData");
-    const bool lSelectorChanged = lOriginalSelector != lEntry;
+    const bool lSelectorChanged = lOriginalSelector != mUpstreamEvent;
     if (lSelectorChanged)
     {
-        lResult = SetFeature("EventSelector", lEntry);
+        lResult = SetFeature(cEventSelectorFeature, mUpstreamEvent);
         if (!lResult.IsOK())
         {
             return lResult;
@@ -223,10 +207,10 @@ KyResult IRegisterSerialPort::SetEventNotification(const char* aValue, KyString*
     }
     // Failures from here on leave the selector on this port's event: clients that retry find it there.
     KyString lCurrentEventNotification;
-    lResult = GetFeature("EventNotification", lCurrentEventNotification);
+    lResult = GetFeature(cEventNotificationFeature, lCurrentEventNotification);
     if (lResult.IsOK() && lCurrentEventNotification != aValue)
     {
-        lResult = SetFeature("EventNotification", aValue);
+        lResult = SetFeature(cEventNotificationFeature, aValue);
     }
     if (!lResult.IsOK())
     {
@@ -235,18 +219,13 @@ KyResult IRegisterSerialPort::SetEventNotification(const char* aValue, KyString*
     if (lSelectorChanged)
     {
         // Ignored: the notification is what was asked for.
-        static_cast<void>(mDevice.load()->SetFeatureFromString("EventSelector", lOriginalSelector));
+        static_cast<void>(mDevice.load()->SetFeatureFromString(cEventSelectorFeature, lOriginalSelector));
     }
     if (aPrevious != nullptr)
     {
         *aPrevious = std::move(lCurrentEventNotification);
     }
     return lResult;
-}
-
-bool IRegisterSerialPort::IsOpened()
-{
-    return mDevice != nullptr;
 }
 
 KyResult IRegisterSerialPort::Write(const uint8_t* aBuffer, uint32_t aSize, uint32_t& aBytesWritten)
@@ -262,19 +241,19 @@ KyResult IRegisterSerialPort::PrepareDownstream(uint32_t& aPayload)
     KyResult lResult = mDevice.load()->GetRegisterLength(mDownstreamFeature, lLengthAllowed);
     if (!lResult.IsOK())
     {
-        KY_LOG(*mEngineLogger, JxUtilsLib::PriorityError, cFunction,
+        KY_LOG(*mLogger, JxUtilsLib::PriorityError, cFunction,
                "IRegisterSerialPort::Write Downstream get register failed");
         return lResult;
     }
-    const uint32_t lHeader = mIsSPI ? cSPIHeader : cDataHeader;
+    const uint32_t lHeader = mIsSPI ? cSpiMessageHeader : cMessageHeader;
     if (lLengthAllowed <= static_cast<int64_t>(lHeader))
     {
         return KY_LOG_RESULT(
-            *mEngineLogger, KyResult::BUFFER_TOO_SMALL, cFunction,
+            *mLogger, KyResult::BUFFER_TOO_SMALL, cFunction,
             "IRegisterSerialPort::Write length allowed %d is less than or equal to %d header bytes!",
             static_cast<int>(lLengthAllowed), static_cast<int>(lHeader));
     }
-    const uint32_t lMessage = static_cast<uint32_t>(std::min(lLengthAllowed, cMaxMessage));
+    const uint32_t lMessage = static_cast<uint32_t>(std::min<int64_t>(lLengthAllowed, cLongestMessage));
     // The padding of a feature whose length is no multiple of 4 goes beyond that length, never beyond the
     // array.
     if (!Grow(mDownstreamBuffer, mDownstreamBufferLength, lMessage, cPadding))
@@ -290,16 +269,16 @@ KyResult IRegisterSerialPort::WriteAndRead(const uint8_t* aBuffer, uint32_t aSiz
 {
     static constexpr char cFunction[] = "KySerialLib::IRegisterSerialPort::WriteAndRead";
     aBytesWritten = 0;
-    KyResult lResult = CheckConnected(mDevice, {*mEngineLogger, cFunction});
+    KyResult lResult = CheckConnected(mDevice, {*mLogger, cFunction});
     if (!lResult.IsOK())
     {
         return lResult;
     }
     if (IsMissing(aBuffer, aSize))
     {
-        return KY_LOG_RESULT(*mEngineLogger, KyResult::BAD_PARAMETER, cFunction, cNoBuffer);
+        return KY_LOG_RESULT(*mLogger, KyResult::BAD_PARAMETER, cFunction, cNoBuffer);
     }
-    KY_LOG(*mEngineLogger, JxUtilsLib::PriorityInfo, cFunction,
+    KY_LOG(*mLogger, JxUtilsLib::PriorityInfo, cFunction,
            "IRegisterSerialPort::Write sending %d bytes of data", static_cast<int>(aSize));
     uint32_t lPayload = 0;
     lResult = PrepareDownstream(lPayload);
@@ -360,14 +339,14 @@ KyResult IRegisterSerialPort::TransmitData(const uint8_t* aData, uint32_t aSize)
 {
     JX_ASSERT(aSize + 8 <= mDownstreamBufferLength);
     uint32_t lFlags = 0;
-    lFlags |= mI2CFastMode ? 1U << 31U : 0U;
-    lFlags |= mI2CStop ? 1U << 30U : 0U;
-    lFlags |= mI2CFlag3 ? 1U << 29U : 0U;
-    lFlags |= mI2CTransfer ? 1U << 28U : 0U;
+    lFlags |= mI2CFastMode ? cMessageFast : 0U;
+    lFlags |= mI2CStop ? cMessageStop : 0U;
+    lFlags |= mI2CFlag3 ? cMessageThird : 0U;
+    lFlags |= mI2CTransfer ? cMessageTransfer : 0U;
     PutWord(0, lFlags);
     PutWord(4, aSize);
-    std::memcpy(&mDownstreamBuffer[cDataHeader], aData, aSize);
-    return SendMessage(cDataHeader + PaddedLength(aSize)); // padding keeps what the buffer held
+    std::memcpy(&mDownstreamBuffer[cMessageHeader], aData, aSize);
+    return SendMessage(cMessageHeader + PaddedLength(aSize)); // padding keeps what the buffer held
 }
 
 KyResult IRegisterSerialPort::TransmitSPI(const uint8_t* aData, uint32_t aSize, uint32_t aReadSize,
@@ -380,12 +359,12 @@ KyResult IRegisterSerialPort::TransmitSPI(const uint8_t* aData, uint32_t aSize, 
     // clang-format on
     if (aSimultaneous && aReadSize != aSize)
     {
-        KY_LOG(*mEngineLogger, JxUtilsLib::PriorityWarning, "KySerialLib::IRegisterSerialPort::TransmitSPI",
+        KY_LOG(*mLogger, JxUtilsLib::PriorityWarning, "KySerialLib::IRegisterSerialPort::TransmitSPI",
                "Simultaneous readwrite but read %d != write %d", static_cast<int>(aReadSize),
                static_cast<int>(aSize));
     }
     PutWord(0, 0);
-    PutWord(4, aSize + 4); // the four control bytes count as data
+    PutWord(4, aSize + cSpiControl); // the four control bytes count as data
     uint8_t* const lMessage = mDownstreamBuffer.get();
     lMessage[8] = aSimultaneous ? uint8_t{0} : static_cast<uint8_t>(aSize);
     lMessage[9] = aSimultaneous ? uint8_t{0} : static_cast<uint8_t>(aReadSize);
@@ -394,10 +373,10 @@ KyResult IRegisterSerialPort::TransmitSPI(const uint8_t* aData, uint32_t aSize, 
     const uint32_t lPadded = PaddedLength(aSize);
     if (aSize > 0)
     {
-        std::memcpy(lMessage + cSPIHeader, aData, aSize);
+        std::memcpy(lMessage + cSpiMessageHeader, aData, aSize);
     }
-    std::memset(lMessage + cSPIHeader + aSize, 0, lPadded - aSize);
-    return SendMessage(cSPIHeader + lPadded);
+    std::memset(lMessage + cSpiMessageHeader + aSize, 0, lPadded - aSize);
+    return SendMessage(cSpiMessageHeader + lPadded);
 }
 
 void IRegisterSerialPort::NotifyFeatureInvalidated(const KyString* aName)
@@ -458,26 +437,22 @@ void IRegisterSerialPort::ReleaseBuffers()
 
 KyResult IRegisterSerialPort::Close()
 {
-    static constexpr char cFunction[] = "KySerialLib::IRegisterSerialPort::Close";
-    IKyDeviceAdapter* const lDevice = mDevice;
-    KyResult lResult = CheckConnected(lDevice, {*mEngineLogger, cFunction});
-    if (!lResult.IsOK())
-    {
-        return lResult;
-    }
-    // Results ignored: the port closes all the same.
-    static_cast<void>(SetEventNotification(mOriginalEventNotification.GetAscii(), nullptr));
-    static_cast<void>(lDevice->UnregisterFeatureInterest(mUpstreamBufferFeature));
-    static_cast<void>(lDevice->UnregisterEventSink(this));
-    // Needs memory for a moment. Without it the port stays open, with all that closing it again takes.
-    static_cast<void>(PortMap::GetInstance().Unlock(lDevice, mPort));
-    mDownstreamFeature = KyString();
-    mUpstreamLengthFeature = KyString();
-    mUpstreamBufferFeature = KyString();
-    mOriginalEventNotification = KyString();
-    mDevice = nullptr;
-    mPort = KyDeviceSerialInvalid;
-    return SerialPort::Close();
+    return CloseDevice(
+        "KySerialLib::IRegisterSerialPort::Close",
+        [this](IKyDeviceAdapter* aDevice)
+        {
+            // Results ignored: the port closes all the same.
+            static_cast<void>(SetEventNotification(mOriginalEventNotification.GetAscii(), nullptr));
+            static_cast<void>(aDevice->UnregisterFeatureInterest(mUpstreamBufferFeature));
+            static_cast<void>(aDevice->UnregisterEventSink(this));
+            // The release needs memory for a moment. Without it the port stays open, and Close() can be called again.
+            static_cast<void>(PortMap::GetInstance().Unlock(aDevice, mPort));
+            for (KyString* const lText : {&mUpstreamEvent, &mDownstreamFeature, &mUpstreamLengthFeature,
+                                          &mUpstreamBufferFeature, &mOriginalEventNotification})
+            {
+                *lText = KyString();
+            }
+        });
 }
 
 } // namespace KySerialLib

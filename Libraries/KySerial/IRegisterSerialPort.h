@@ -42,8 +42,6 @@ public:
     /// \return OK; NO_CONNECTION without a device or with a disconnected one: nothing is released.
     KyResult Close() override;
 
-    bool IsOpened() override;
-
     /// WriteAndRead() with nothing to read.
     KyResult Write(const uint8_t* aBuffer, uint32_t aSize, uint32_t& aBytesWritten) override;
 
@@ -86,9 +84,8 @@ private:
     [[nodiscard]] KyResult SendMessage(uint32_t aLength);
     void PutWord(uint32_t aOffset, uint32_t aValue);
 
-    std::atomic<IKyDeviceAdapter*> mDevice{nullptr};
-    std::atomic<KyDeviceSerial> mPort{KyDeviceSerialInvalid};
     const bool mIsSPI;
+    KyString mUpstreamEvent;
     KyString mDownstreamFeature;
     KyString mUpstreamLengthFeature;
     KyString mUpstreamBufferFeature;
@@ -98,7 +95,6 @@ private:
     std::atomic<uint8_t*> mUpstreamBuffer{nullptr};
     uint32_t mUpstreamBufferLength = 0;
     KyString mOriginalEventNotification;
-    const std::unique_ptr<JxUtilsLib::Logger> mEngineLogger;
 };
 
 } // namespace KySerialLib

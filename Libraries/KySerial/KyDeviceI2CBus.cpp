@@ -1,21 +1,14 @@
 #include "KySerial/KyDeviceI2CBus.h"
 
 #include "DeviceI2CBus.h"
-#include "JxUtilsLib/Assert.h"
-#include "OutOfMemory.h"
+#include "Shell.h"
 
-using KySerialLib::CatchOutOfMemory;
-using KySerialLib::OutOfMemory;
+using KySerialLib::DeviceI2CBus;
+using KySerialLib::Forward;
+using KySerialLib::IsOpen;
 
-KyDeviceI2CBus::KyDeviceI2CBus() : mThis(nullptr)
+KyDeviceI2CBus::KyDeviceI2CBus() : mThis(KySerialLib::MakeObject<DeviceI2CBus>())
 {
-    try
-    {
-        mThis = new KySerialLib::DeviceI2CBus;
-    }
-    catch (...) // NOLINT(bugprone-empty-catch): no memory, which every operation reports
-    {
-    }
     JX_EXPECT(mThis != NULL);
 }
 
@@ -36,97 +29,63 @@ KyDeviceI2CBus& KyDeviceI2CBus::operator=(const KyDeviceI2CBus& aOther)
 
 bool KyDeviceI2CBus::IsOpened()
 {
-    JX_EXPECT(mThis != NULL);
-    return mThis != nullptr && mThis->IsOpened();
+    return IsOpen(mThis);
 }
 
 bool KyDeviceI2CBus::IsSupported(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
 {
-    return KySerialLib::AskWithMemory([&] { return KySerialLib::DeviceI2CBus::IsSupported(aDevice, aPort); });
+    return KySerialLib::AskWithMemory([&] { return DeviceI2CBus::IsSupported(aDevice, aPort); });
 }
 
 KyResult KyDeviceI2CBus::Open(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
 {
-    JX_EXPECT(mThis != NULL);
-    return mThis != nullptr ? CatchOutOfMemory([&] { return mThis->Open(aDevice, aPort); }) : OutOfMemory();
+    return Forward(mThis, &DeviceI2CBus::Open, aDevice, aPort);
 }
 
 KyResult KyDeviceI2CBus::Close()
 {
-    JX_EXPECT(mThis != NULL);
-    return mThis != nullptr ? CatchOutOfMemory([&] { return mThis->Close(); }) : OutOfMemory();
+    return Forward(mThis, &DeviceI2CBus::Close);
 }
 
 KyResult KyDeviceI2CBus::MasterTransmitter(uint8_t aSlaveAddress, const uint8_t* aBuffer,
                                            uint32_t aBufferSize, bool aFastMode, bool aStop)
 {
-    JX_EXPECT(mThis != NULL);
-    return mThis != nullptr ? CatchOutOfMemory(
-                                  [&] {
-                                      return mThis->MasterTransmitter(aSlaveAddress, aBuffer, aBufferSize,
-                                                                      aFastMode, aStop);
-                                  })
-                            : OutOfMemory();
+    return Forward(mThis, &DeviceI2CBus::MasterTransmitter, aSlaveAddress, aBuffer, aBufferSize, aFastMode,
+                   aStop);
 }
 
 KyResult KyDeviceI2CBus::MasterReceiverAfterFirstByte(uint8_t aSlaveAddress, uint8_t* aBuffer,
                                                       uint32_t aBufferSize, uint32_t& aBytesRead,
                                                       bool aFastMode, bool aStop)
 {
-    JX_EXPECT(mThis != NULL);
-    return mThis != nullptr ? CatchOutOfMemory(
-                                  [&]
-                                  {
-                                      return mThis->MasterReceiverAfterFirstByte(
-                                          aSlaveAddress, aBuffer, aBufferSize, aBytesRead, aFastMode, aStop);
-                                  })
-                            : OutOfMemory();
+    return Forward(mThis, &DeviceI2CBus::MasterReceiverAfterFirstByte, aSlaveAddress, aBuffer, aBufferSize,
+                   aBytesRead, aFastMode, aStop);
 }
 
 KyResult KyDeviceI2CBus::BurstWrite(uint8_t aSlaveAddress, const uint8_t* aBuffer, uint32_t aBufferSize,
                                     bool aFastMode)
 {
-    JX_EXPECT(mThis != NULL);
-    return mThis != nullptr
-               ? CatchOutOfMemory(
-                     [&] { return mThis->BurstWrite(aSlaveAddress, aBuffer, aBufferSize, aFastMode); })
-               : OutOfMemory();
+    return Forward(mThis, &DeviceI2CBus::BurstWrite, aSlaveAddress, aBuffer, aBufferSize, aFastMode);
 }
 
 KyResult KyDeviceI2CBus::BurstRead(uint8_t aSlaveAddress, uint8_t* aBuffer, uint32_t aBufferSize,
                                    uint32_t& aBytesRead, bool aFastMode)
 {
-    JX_EXPECT(mThis != NULL);
-    return mThis != nullptr
-               ? CatchOutOfMemory(
-                     [&]
-                     { return mThis->BurstRead(aSlaveAddress, aBuffer, aBufferSize, aBytesRead, aFastMode); })
-               : OutOfMemory();
+    return Forward(mThis, &DeviceI2CBus::BurstRead, aSlaveAddress, aBuffer, aBufferSize, aBytesRead,
+                   aFastMode);
 }
 
 KyResult KyDeviceI2CBus::IndirectBurstWrite(uint8_t aSlaveAddress, uint8_t aOffset, const uint8_t* aBuffer,
                                             uint32_t aBufferSize, bool aFastMode)
 {
-    JX_EXPECT(mThis != NULL);
-    return mThis != nullptr ? CatchOutOfMemory(
-                                  [&] {
-                                      return mThis->IndirectBurstWrite(aSlaveAddress, aOffset, aBuffer,
-                                                                       aBufferSize, aFastMode);
-                                  })
-                            : OutOfMemory();
+    return Forward(mThis, &DeviceI2CBus::IndirectBurstWrite, aSlaveAddress, aOffset, aBuffer, aBufferSize,
+                   aFastMode);
 }
 
 KyResult KyDeviceI2CBus::IndirectBurstRead(uint8_t aSlaveAddress, uint8_t aOffset, uint8_t* aBuffer,
                                            uint32_t aBufferSize, uint32_t& aBytesRead, bool aFastMode,
                                            bool aUseCombinedFormat)
 {
-    JX_EXPECT(mThis != NULL);
-    return mThis != nullptr
-               ? CatchOutOfMemory(
-                     [&]
-                     {
-                         return mThis->IndirectBurstRead(aSlaveAddress, aOffset, aBuffer, aBufferSize,
-                                                         aBytesRead, aFastMode, aUseCombinedFormat);
-                     })
-               : OutOfMemory();
+    return Forward(mThis, &DeviceI2CBus::IndirectBurstRead, aSlaveAddress, aOffset, aBuffer, aBufferSize,
+                   aBytesRead, aFastMode, aUseCombinedFormat);
 }

@@ -1,21 +1,14 @@
 #include "KySerial/KyDeviceSPIBus.h"
 
 #include "DeviceSPIBus.h"
-#include "JxUtilsLib/Assert.h"
-#include "OutOfMemory.h"
+#include "Shell.h"
 
-using KySerialLib::CatchOutOfMemory;
-using KySerialLib::OutOfMemory;
+using KySerialLib::DeviceSPIBus;
+using KySerialLib::Forward;
+using KySerialLib::IsOpen;
 
-KyDeviceSPIBus::KyDeviceSPIBus() : mThis(nullptr)
+KyDeviceSPIBus::KyDeviceSPIBus() : mThis(KySerialLib::MakeObject<DeviceSPIBus>())
 {
-    try
-    {
-        mThis = new KySerialLib::DeviceSPIBus;
-    }
-    catch (...) // NOLINT(bugprone-empty-catch): no memory, which every operation reports
-    {
-    }
     JX_EXPECT(mThis != NULL);
 }
 
@@ -36,45 +29,33 @@ KyDeviceSPIBus& KyDeviceSPIBus::operator=(const KyDeviceSPIBus& aOther)
 
 bool KyDeviceSPIBus::IsOpened()
 {
-    JX_EXPECT(mThis != NULL);
-    return mThis != nullptr && mThis->IsOpened();
+    return IsOpen(mThis);
 }
 
 bool KyDeviceSPIBus::IsSupported(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
 {
-    return KySerialLib::AskWithMemory([&] { return KySerialLib::DeviceSPIBus::IsSupported(aDevice, aPort); });
+    return KySerialLib::AskWithMemory([&] { return DeviceSPIBus::IsSupported(aDevice, aPort); });
 }
 
 KyResult KyDeviceSPIBus::Open(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
 {
-    JX_EXPECT(mThis != NULL);
-    return mThis != nullptr ? CatchOutOfMemory([&] { return mThis->Open(aDevice, aPort); }) : OutOfMemory();
+    return Forward(mThis, &DeviceSPIBus::Open, aDevice, aPort);
 }
 
 KyResult KyDeviceSPIBus::Close()
 {
-    JX_EXPECT(mThis != NULL);
-    return mThis != nullptr ? CatchOutOfMemory([&] { return mThis->Close(); }) : OutOfMemory();
+    return Forward(mThis, &DeviceSPIBus::Close);
 }
 
 KyResult KyDeviceSPIBus::BurstRead(uint8_t* aBuffer, uint32_t aBufferSize, uint32_t& aBytesRead,
                                    uint32_t aTimeout)
 {
-    JX_EXPECT(mThis != NULL);
-    return mThis != nullptr
-               ? CatchOutOfMemory([&]
-                                  { return mThis->BurstRead(aBuffer, aBufferSize, aBytesRead, aTimeout); })
-               : OutOfMemory();
+    return Forward(mThis, &DeviceSPIBus::BurstRead, aBuffer, aBufferSize, aBytesRead, aTimeout);
 }
 
 KyResult KyDeviceSPIBus::BurstWriteAndRead(const uint8_t* aBuffer, uint32_t aWriteSize, uint32_t aReadSize,
                                            bool aSimultaneous, bool aFinal)
 {
-    JX_EXPECT(mThis != NULL);
-    return mThis != nullptr ? CatchOutOfMemory(
-                                  [&] {
-                                      return mThis->BurstWriteAndRead(aBuffer, aWriteSize, aReadSize,
-                                                                      aSimultaneous, aFinal);
-                                  })
-                            : OutOfMemory();
+    return Forward(mThis, &DeviceSPIBus::BurstWriteAndRead, aBuffer, aWriteSize, aReadSize, aSimultaneous,
+                   aFinal);
 }

@@ -2,19 +2,19 @@
 
 #include "BulkIPEngine.h"
 #include "IRegisterSerialPort.h"
-#include "JxUtilsLib/Assert.h"
 #include "LogResult.h"
-#include "OutOfMemory.h"
 #include "RetiredEngines.h"
 #include "SerialPortIPEngine.h"
+#include "Shell.h"
 
 #include <utility>
 
 using KySerialLib::BulkIPEngine;
 using KySerialLib::CatchOutOfMemory;
 using KySerialLib::DeviceSerialPort;
+using KySerialLib::Forward;
 using KySerialLib::IRegisterSerialPort;
-using KySerialLib::OutOfMemory;
+using KySerialLib::IsOpen;
 using KySerialLib::SerialPort;
 using KySerialLib::SerialPortIPEngine;
 
@@ -36,15 +36,8 @@ KyResult Replace(SerialPort*& aCurrent, std::unique_ptr<DeviceSerialPort> aEngin
 
 } // namespace
 
-KyDeviceSerialPort::KyDeviceSerialPort() : mThis(nullptr)
+KyDeviceSerialPort::KyDeviceSerialPort() : mThis(KySerialLib::MakeObject<SerialPortIPEngine>())
 {
-    try
-    {
-        mThis = new SerialPortIPEngine;
-    }
-    catch (...) // NOLINT(bugprone-empty-catch): no memory, which every operation reports
-    {
-    }
     JX_EXPECT(mThis != NULL);
 }
 
@@ -106,55 +99,46 @@ KyResult KyDeviceSerialPort::Open(IKyDeviceAdapter* aDevice, KyDeviceSerial aPor
 
 KyResult KyDeviceSerialPort::Close()
 {
-    JX_EXPECT(mThis != NULL);
-    return mThis != nullptr ? CatchOutOfMemory([&] { return mThis->Close(); }) : OutOfMemory();
+    return Forward(mThis, &SerialPort::Close);
 }
 
 bool KyDeviceSerialPort::IsOpened()
 {
-    JX_EXPECT(mThis != NULL);
-    return mThis != nullptr && mThis->IsOpened();
+    return IsOpen(mThis);
 }
 
 KyResult KyDeviceSerialPort::Write(const uint8_t* aBuffer, uint32_t aSize, uint32_t& aBytesWritten)
 {
-    JX_EXPECT(mThis != NULL);
     aBytesWritten = 0;
-    return mThis != nullptr ? CatchOutOfMemory([&] { return mThis->Write(aBuffer, aSize, aBytesWritten); })
-                            : OutOfMemory();
+    return Forward(mThis, &SerialPort::Write, aBuffer, aSize, aBytesWritten);
 }
 
 KyResult KyDeviceSerialPort::Read(uint8_t* aBuffer, uint32_t aSize, uint32_t& aBytesRead, uint32_t aTimeout)
 {
-    JX_EXPECT(mThis != NULL);
     aBytesRead = 0;
-    return mThis != nullptr ? mThis->Read(aBuffer, aSize, aBytesRead, aTimeout) : OutOfMemory();
+    return Forward(mThis, &SerialPort::Read, aBuffer, aSize, aBytesRead, aTimeout);
 }
 
 KyResult KyDeviceSerialPort::FlushRxBuffer()
 {
-    JX_EXPECT(mThis != NULL);
-    return mThis != nullptr ? mThis->FlushRxBuffer() : OutOfMemory();
+    return Forward(mThis, &SerialPort::FlushRxBuffer);
 }
 
 KyResult KyDeviceSerialPort::GetRxBytesReady(uint32_t& aBytes)
 {
-    JX_EXPECT(mThis != NULL);
     aBytes = 0;
-    return mThis != nullptr ? mThis->GetRxBytesReady(aBytes) : OutOfMemory();
+    return Forward(mThis, &SerialPort::GetRxBytesReady, aBytes);
 }
 
 KyResult KyDeviceSerialPort::GetRxBufferSize(uint32_t& aSize)
 {
-    JX_EXPECT(mThis != NULL);
     aSize = 0;
-    return mThis != nullptr ? mThis->GetRxBufferSize(aSize) : OutOfMemory();
+    return Forward(mThis, &SerialPort::GetRxBufferSize, aSize);
 }
 
 KyResult KyDeviceSerialPort::SetRxBufferSize(uint32_t aSize)
 {
-    JX_EXPECT(mThis != NULL);
-    return mThis != nullptr ? mThis->SetRxBufferSize(aSize) : OutOfMemory();
+    return Forward(mThis, &SerialPort::SetRxBufferSize, aSize);
 }
 
 bool KyDeviceSerialPort::IsSupported(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)

@@ -3,6 +3,7 @@
 #include "JxUtilsLib/Assert.h"
 #include "JxUtilsLib/LockScope.h"
 #include "KyBase/KyPermanent.h"
+#include "KySerial/DeviceProtocol.h"
 #include "LogResult.h"
 #include "OmUtilsLib/Network/EthernetAddress.h"
 
@@ -60,7 +61,7 @@ std::string ReadText(IKyDeviceAdapter* aDevice, const char* aFeature, const char
 std::string ReadMacAddress(IKyDeviceAdapter* aDevice)
 {
     int64_t lAddress = 0;
-    if (!aDevice->GetIntegerValue(NotEmpty("GevMACAddress"), lAddress).IsOK())
+    if (!aDevice->GetIntegerValue(NotEmpty(KyDeviceProtocol::cMacAddressFeature), lAddress).IsOK())
     {
         const JxUtilsLib::Logger lLogger(cLogCategory);
         KY_LOG(lLogger, JxUtilsLib::PriorityWarning, "KySerialLib::PortMap::GetConnectionID",
@@ -91,9 +92,9 @@ std::string PortMap::GetConnectionID(IKyDeviceAdapter* aDevice)
     }
     if (aDevice->IsAlternateTransport())
     {
-        std::string lID = ReadText(aDevice, "DeviceVendorName", "Unknown",
+        std::string lID = ReadText(aDevice, KyDeviceProtocol::cVendorFeature, "Unknown",
                                    "Could not read vendor name from device node map.");
-        lID += ReadText(aDevice, "DeviceSerialNumber", "00000000",
+        lID += ReadText(aDevice, KyDeviceProtocol::cSerialNumberFeature, "00000000",
                         "Could not read serial number from device node map.");
         return lID;
     }

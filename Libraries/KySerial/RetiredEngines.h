@@ -15,6 +15,7 @@ namespace KySerialLib
 /// process has ever identified. A closed engine that an I2C bus leaves behind on bulk port 1 to 7 stays as
 /// well, one for each further Open() of the bus.
 ///
+/// The list keeps the engines reachable, so that a leak checker in an application does not report them.
 /// What stays of an engine is the object: under 1 KiB, its claim included. It ignores events without asking
 /// its adapter, which may be gone by then.
 class RetiredEngines

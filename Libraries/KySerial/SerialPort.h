@@ -152,7 +152,7 @@ protected:
     /// \return False: the time is over. True: the event was set, or EndWrites(true) is in force.
     bool AwaitInterrupt(JxUtilsLib::Event& aEvent, uint32_t aTimeout);
 
-    /// For the log lines of the receive side and of engines without a logger of their own.
+    /// For the log lines of the receive side and of the engines.
     const std::unique_ptr<JxUtilsLib::Logger> mLogger;
 
     /// Whether the engine has retired: event handlers ask first.

@@ -1,9 +1,9 @@
 #include "SerialPortIPEngine.h"
 
 #include "DeviceChecks.h"
-#include "DeviceRegisters.h"
 #include "JxUtilsLib/Assert.h"
 #include "JxUtilsLib/Thread.h"
+#include "KySerial/DeviceProtocol.h"
 #include "LogResult.h"
 #include "PortMap.h"
 
@@ -11,6 +11,8 @@
 
 namespace KySerialLib
 {
+
+using namespace KyDeviceProtocol;
 
 namespace
 {
@@ -27,13 +29,9 @@ struct InterruptBits
     uint32_t mTxDone;
     uint32_t mRxData;
 };
-constexpr InterruptBits cUart0Bits{0x1, 0x2};
-constexpr InterruptBits cUart1Bits{0x4, 0x8};
+constexpr InterruptBits cUart0Bits{cUart0TransmitDone, cUart0Receive};
+constexpr InterruptBits cUart1Bits{cUart1TransmitDone, cUart1Receive};
 constexpr InterruptBits cNoBits{0, 0};
-
-// The data register: a received byte in bits 0 to 7, and these two.
-constexpr uint32_t cDataValid = 0x10000;
-constexpr uint32_t cDataMore = 0x800000;
 
 constexpr InterruptBits GetBits(KyDeviceSerial aPort)
 {
@@ -47,10 +45,7 @@ constexpr uint32_t WithBits(uint32_t aValue, uint32_t aBits, bool aSet)
 
 } // namespace
 
-SerialPortIPEngine::SerialPortIPEngine()
-    : mTxEvent(true), mEngineLogger(std::make_unique<JxUtilsLib::Logger>(cLogCategory, 0))
-{
-}
+SerialPortIPEngine::SerialPortIPEngine() : mTxEvent(true) {}
 
 SerialPortIPEngine::~SerialPortIPEngine() = default;
 
@@ -63,7 +58,7 @@ bool SerialPortIPEngine::IsSupported(IKyDeviceAdapter* aDevice, KyDeviceSerial a
     {
         return false;
     }
-    const uint32_t lUarts = lCaps & cCapsUartCountMask;
+    const uint32_t lUarts = lCaps & cUartCountMask;
     switch (aPort)
     {
     case KyDeviceSerialUart0:
@@ -80,7 +75,7 @@ bool SerialPortIPEngine::IsSupported(IKyDeviceAdapter* aDevice, KyDeviceSerial a
 KyResult SerialPortIPEngine::Open(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
 {
     static constexpr char cFunction[] = "KySerialLib::SerialPortIPEngine::Open";
-    KyResult lResult = ClaimPort(aDevice, aPort, &IsSupported, {*mEngineLogger, cFunction});
+    KyResult lResult = ClaimPort(aDevice, aPort, &IsSupported, {*mLogger, cFunction});
     if (!lResult.IsOK())
     {
         return lResult;
@@ -98,9 +93,9 @@ KyResult SerialPortIPEngine::EnableInterrupts(bool aRestore)
     static constexpr char cFunction[] = "KySerialLib::SerialPortIPEngine::EnableInterrupts";
     IKyDeviceAdapter* const lDevice = mDevice;
     uint32_t lValue = 0;
-    if (!lDevice->ReadRegister(cRegInterruptEnable, lValue).IsOK())
+    if (!lDevice->ReadRegister(cInterruptEnable, lValue).IsOK())
     {
-        return KY_LOG_RESULT(*mEngineLogger, KyResult::FAILURE, cFunction,
+        return KY_LOG_RESULT(*mLogger, KyResult::FAILURE, cFunction,
                              "Failed while attempting to read interrupt enable register.");
     }
     if (!aRestore)
@@ -121,23 +116,18 @@ KyResult SerialPortIPEngine::EnableInterrupts(bool aRestore)
     const InterruptBits lBits = GetBits(lPort);
     lValue = WithBits(lValue, lBits.mRxData, !aRestore || mSavedRxEnable);
     lValue = WithBits(lValue, lBits.mTxDone, !aRestore || mSavedTxEnable);
-    if (!lDevice->WriteRegister(cRegInterruptEnable, lValue).IsOK())
+    if (!lDevice->WriteRegister(cInterruptEnable, lValue).IsOK())
     {
-        return KY_LOG_RESULT(*mEngineLogger, KyResult::FAILURE, cFunction,
+        return KY_LOG_RESULT(*mLogger, KyResult::FAILURE, cFunction,
                              "Failed while attempting to write value %x to interrupt enable register.",
                              lValue);
     }
     return KyResult(KyResult::OK);
 }
 
-bool SerialPortIPEngine::IsOpened()
-{
-    return mDevice != nullptr;
-}
-
 uint32_t SerialPortIPEngine::GetDataRegister() const
 {
-    return mPort == KyDeviceSerialUart0 ? cRegUart0Data : cRegUart1Data;
+    return mPort == KyDeviceSerialUart0 ? cUart0Data : cUart1Data;
 }
 
 KyResult SerialPortIPEngine::Write(const uint8_t* aBuffer, uint32_t aSize, uint32_t& aBytesWritten)
@@ -145,16 +135,16 @@ KyResult SerialPortIPEngine::Write(const uint8_t* aBuffer, uint32_t aSize, uint3
     static constexpr char cFunction[] = "KySerialLib::SerialPortIPEngine::Write";
     aBytesWritten = 0;
     IKyDeviceAdapter* const lDevice = mDevice;
-    KyResult lResult = CheckConnected(lDevice, {*mEngineLogger, cFunction});
+    KyResult lResult = CheckConnected(lDevice, {*mLogger, cFunction});
     if (!lResult.IsOK())
     {
         return lResult;
     }
     if (IsMissing(aBuffer, aSize))
     {
-        return KY_LOG_RESULT(*mEngineLogger, KyResult::BAD_PARAMETER, cFunction, cNoBuffer);
+        return KY_LOG_RESULT(*mLogger, KyResult::BAD_PARAMETER, cFunction, cNoBuffer);
     }
-    KY_LOG(*mEngineLogger, JxUtilsLib::PriorityInfo, cFunction, "Writing %d bytes of data",
+    KY_LOG(*mLogger, JxUtilsLib::PriorityInfo, cFunction, "Writing %d bytes of data",
            static_cast<int>(aSize));
     for (uint32_t lIndex = 0; lIndex < aSize && !AreWritesEnded(); ++lIndex)
     {
@@ -174,14 +164,14 @@ KyResult SerialPortIPEngine::WriteByte(uint8_t aByte, uint32_t aIndex, uint32_t&
     if (!mDevice.load()->WriteRegister(GetDataRegister(), aByte).IsOK())
     {
         DrainRx();
-        return KY_LOG_RESULT(*mEngineLogger, KyResult::FAILURE, cFunction, "Failed to write byte %d.",
+        return KY_LOG_RESULT(*mLogger, KyResult::FAILURE, cFunction, "Failed to write byte %d.",
                              static_cast<int>(aIndex));
     }
     ++aBytesWritten; // the device has it, whether its interrupt comes or not
     if (!AwaitInterrupt(mTxEvent, cTxTimeoutMs))
     {
         DrainRx();
-        return KY_LOG_RESULT(*mEngineLogger, KyResult::FAILURE, cFunction,
+        return KY_LOG_RESULT(*mLogger, KyResult::FAILURE, cFunction,
                              "Failed while waiting for the event from the device after writing byte %d.",
                              static_cast<int>(aIndex));
     }
@@ -242,7 +232,7 @@ void SerialPortIPEngine::NotifyEvent(uint16_t aEventID, uint16_t /*aChannel*/, u
         return;
     }
     JX_EXPECT(mDevice != NULL);
-    if (aEventID != cEventInterrupt || aDataLength < 4 || aData == nullptr)
+    if (aEventID != cInterruptEvent || aDataLength < 4 || aData == nullptr)
     {
         return;
     }
@@ -260,19 +250,14 @@ void SerialPortIPEngine::NotifyEvent(uint16_t aEventID, uint16_t /*aChannel*/, u
 
 KyResult SerialPortIPEngine::Close()
 {
-    static constexpr char cFunction[] = "KySerialLib::SerialPortIPEngine::Close";
-    IKyDeviceAdapter* const lDevice = mDevice;
-    KyResult lResult = CheckConnected(lDevice, {*mEngineLogger, cFunction});
-    if (!lResult.IsOK())
-    {
-        return lResult;
-    }
-    static_cast<void>(EnableInterrupts(true));                        // ignored: the port closes all the same
-    static_cast<void>(PortMap::GetInstance().Unlock(lDevice, mPort)); // ignored: free is free
-    static_cast<void>(lDevice->UnregisterEventSink(this));            // ignored likewise
-    mDevice = nullptr;
-    mPort = KyDeviceSerialInvalid;
-    return SerialPort::Close();
+    return CloseDevice("KySerialLib::SerialPortIPEngine::Close",
+                       [this](IKyDeviceAdapter* aDevice)
+                       {
+                           // Results ignored: the port closes all the same.
+                           static_cast<void>(EnableInterrupts(true));
+                           static_cast<void>(PortMap::GetInstance().Unlock(aDevice, mPort));
+                           static_cast<void>(aDevice->UnregisterEventSink(this));
+                       });
 }
 
 } // namespace KySerialLib

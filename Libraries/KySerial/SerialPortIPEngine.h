@@ -35,8 +35,6 @@ public:
     /// \return OK; NO_CONNECTION without a device or with a disconnected one: nothing is released.
     KyResult Close() override;
 
-    bool IsOpened() override;
-
     /// Sends byte by byte; waits up to 1020 ms for each transmit-done interrupt.
     /// \param aBytesWritten  Bytes handed to the device, with the one whose interrupt did not come.
     /// \return OK; NO_CONNECTION; BAD_PARAMETER for a null buffer; FAILURE at the first byte that fails.
@@ -53,12 +51,9 @@ private:
     void PushLowBytes(const void* aWords, uint32_t aCount);
     uint32_t GetDataRegister() const;
 
-    std::atomic<IKyDeviceAdapter*> mDevice{nullptr};
-    std::atomic<KyDeviceSerial> mPort{KyDeviceSerialInvalid};
     JxUtilsLib::Event mTxEvent;
     bool mSavedTxEnable = false;
     bool mSavedRxEnable = false;
-    const std::unique_ptr<JxUtilsLib::Logger> mEngineLogger;
 };
 
 } // namespace KySerialLib

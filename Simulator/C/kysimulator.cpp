@@ -8,6 +8,8 @@
 #include "Simulator/Peers/SpiFlash.h"
 #include "Simulator/Peers/TemperatureSensor.h"
 
+#include <KySerial/DeviceProtocol.h>
+
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
@@ -72,10 +74,12 @@ KyResult SetProtocol(KySimulator::CameraModel& aCamera, int32_t aSerial, Protoco
 {
     const std::string lName = "Bulk" + std::to_string(aSerial - KY_BULK0);
     std::string lSelected;
-    KySimulator::Outcome lOutcome = aCamera.GetText("BulkSelector", lSelected);
-    lOutcome = lOutcome.IsOk() ? aCamera.SetText("BulkSelector", lName) : lOutcome;
-    lOutcome = lOutcome.IsOk() ? aCamera.SetText("BulkMode", KySimulator::NameOf(aProtocol)) : lOutcome;
-    const KySimulator::Outcome lBack = aCamera.SetText("BulkSelector", lSelected);
+    KySimulator::Outcome lOutcome = aCamera.GetText(KyDeviceProtocol::cBulkSelectorFeature, lSelected);
+    lOutcome = lOutcome.IsOk() ? aCamera.SetText(KyDeviceProtocol::cBulkSelectorFeature, lName) : lOutcome;
+    lOutcome = lOutcome.IsOk()
+                   ? aCamera.SetText(KyDeviceProtocol::cBulkModeFeature, KySimulator::NameOf(aProtocol))
+                   : lOutcome;
+    const KySimulator::Outcome lBack = aCamera.SetText(KyDeviceProtocol::cBulkSelectorFeature, lSelected);
     lOutcome = lOutcome.IsOk() ? lBack : lOutcome;
     return KyResult(static_cast<KyCode>(lOutcome.mStatus), lOutcome.mText.c_str());
 }

@@ -1,10 +1,14 @@
 #include "Simulator/Camera/AdapterEvents.h"
 
+#include <KySerial/DeviceProtocol.h>
+
 #include <algorithm>
 #include <utility>
 
 namespace KySimulator
 {
+
+using namespace KyDeviceProtocol;
 
 AdapterEvents::AdapterEvents(CameraModel& aCamera, Faults& aFaults) : mCamera(aCamera), mFaults(aFaults) {}
 
@@ -188,9 +192,8 @@ void AdapterEvents::Deliver(const DeviceEvent& aEvent)
         });
     if (lBulk < cBulkCount)
     {
-        const std::string lPrefix = "EventBulk" + std::to_string(lBulk) + "UpstreamData";
-        DeliverChange(lPrefix + "Buffer");
-        DeliverChange(lPrefix + "Length");
+        DeliverChange(UpstreamBufferFeature(lBulk));
+        DeliverChange(UpstreamLengthFeature(lBulk));
     }
     mDelivering = cBulkCount;
 }

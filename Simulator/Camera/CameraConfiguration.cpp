@@ -1,5 +1,7 @@
 #include "Simulator/Camera/CameraConfiguration.h"
 
+#include <KySerial/DeviceProtocol.h>
+
 #include <algorithm>
 #include <atomic>
 
@@ -49,9 +51,9 @@ CameraConfiguration Completed(CameraConfiguration aConfiguration)
     aConfiguration.mUpstreamLength = std::max(aConfiguration.mUpstreamLength, 1U);
     aConfiguration.mUartReceiveFifo = std::max(aConfiguration.mUartReceiveFifo, 1U);
     aConfiguration.mBulkReceiveFifo = std::max(aConfiguration.mBulkReceiveFifo, 1U);
-    if (aConfiguration.mBulkInterruptEvent != 0x9000)
+    if (aConfiguration.mBulkInterruptEvent != KyDeviceProtocol::cInterruptEvent)
     {
-        aConfiguration.mBulkInterruptEvent = 0x9001;
+        aConfiguration.mBulkInterruptEvent = KyDeviceProtocol::cBulkInterruptEvent;
     }
     return aConfiguration;
 }

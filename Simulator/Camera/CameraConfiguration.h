@@ -67,7 +67,7 @@ struct CameraConfiguration
     /// each port ("Bulk3BaudRate"), and "BulkMode" belongs to the lowest port that exists.
     bool mBulkSelector = true;
     /// Interrupt event of bulk port 0: 0x9001 or 0x9000. The UARTs' is always 0x9000.
-    uint16_t mBulkInterruptEvent = 0x9001;
+    uint16_t mBulkInterruptEvent = KyDeviceProtocol::cBulkInterruptEvent;
 
     /// Length in bytes of "Bulk%iDownstreamData".
     uint32_t mDownstreamLength = 520;

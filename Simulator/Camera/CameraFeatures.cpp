@@ -1,9 +1,13 @@
 #include "Simulator/Camera/CameraState.h"
 
+#include <KySerial/DeviceProtocol.h>
+
 #include <algorithm>
 
 namespace KySimulator
 {
+
+using namespace KyDeviceProtocol;
 
 namespace
 {
@@ -92,8 +96,8 @@ std::vector<std::string> CameraState::EntriesOf(const Feature& aFeature) const
     case FeatureId::EventSelector:
         for (const size_t lBulk : FeaturePorts())
         {
-            const char* const lSuffix = aFeature.mId == FeatureId::EventSelector ? "UpstreamData" : "";
-            lEntries.push_back("Bulk" + std::to_string(lBulk) + lSuffix);
+            lEntries.push_back(aFeature.mId == FeatureId::EventSelector ? UpstreamEventName(lBulk)
+                                                                        : BulkName(lBulk));
         }
         return lEntries;
     case FeatureId::BulkMode:
@@ -312,7 +316,7 @@ Outcome CameraState::SetEnumeration(const std::string& aName, const Feature& aFe
     }
     if (aFeature.mId == FeatureId::EventSelector)
     {
-        mOutputs.emplace_back(FeatureChange{"EventNotification"});
+        mOutputs.emplace_back(FeatureChange{cEventNotificationFeature});
     }
     return {};
 }

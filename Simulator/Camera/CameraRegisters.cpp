@@ -1,8 +1,11 @@
 #include "Simulator/Camera/CameraState.h"
-#include "Simulator/Camera/Registers.h"
+
+#include <KySerial/DeviceProtocol.h>
 
 namespace KySimulator
 {
+
+using namespace KyDeviceProtocol;
 
 namespace
 {
@@ -27,7 +30,7 @@ uint32_t CameraState::FunctionCapabilities() const
 uint32_t CameraState::BulkCapabilities() const
 {
     const bool lI2C = HasBulkRegisters() && mConfiguration.mBulk[0].mI2C;
-    return mConfiguration.mBulkCapabilities.value_or(lI2C ? 0x3U : 0U);
+    return mConfiguration.mBulkCapabilities.value_or(lI2C ? cBulkI2C : 0U);
 }
 
 UartPort* CameraState::FindUartRegister(uint32_t aAddress)
@@ -127,7 +130,7 @@ void CameraState::WriteBulkConfiguration(uint32_t aValue)
 Outcome CameraState::WriteMemory(uint32_t aAddress, const uint8_t* aData, size_t aSize)
 {
     constexpr uint32_t cFlags = cWindowFast | cWindowStop | cWindowThird | cWindowTransfer;
-    if (!HasBulkRegisters() || (aAddress & ~cFlags) != cWindow)
+    if (!HasBulkRegisters() || (aAddress & ~cFlags) != cTransmitWindow)
     {
         return {Status::InvalidAddress, "There is no memory to write at this address."};
     }

@@ -1,7 +1,5 @@
 #include "Simulator/Camera/CameraState.h"
 
-#include "Simulator/Camera/Registers.h"
-
 #include <algorithm>
 #include <utility>
 

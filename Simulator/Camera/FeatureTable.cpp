@@ -1,42 +1,45 @@
 #include "Simulator/Camera/FeatureTable.h"
 
+#include <KySerial/DeviceProtocol.h>
+
 namespace KySimulator
 {
+
+using namespace KyDeviceProtocol;
 
 namespace
 {
 
 void AddSettings(FeatureTable& aTable, const std::string& aPrefix, std::optional<Port> aPort)
 {
-    aTable[aPrefix + "BaudRate"] = {FeatureId::BaudRate, FeatureKind::Enumeration, true, true, aPort};
-    aTable[aPrefix + "Parity"] = {FeatureId::Parity, FeatureKind::Enumeration, true, true, aPort};
-    aTable[aPrefix + "NumOfStopBits"] = {FeatureId::StopBits, FeatureKind::Enumeration, true, true, aPort};
+    aTable[aPrefix + cBaudRateSuffix] = {FeatureId::BaudRate, FeatureKind::Enumeration, true, true, aPort};
+    aTable[aPrefix + cParitySuffix] = {FeatureId::Parity, FeatureKind::Enumeration, true, true, aPort};
+    aTable[aPrefix + cStopBitsSuffix] = {FeatureId::StopBits, FeatureKind::Enumeration, true, true, aPort};
 }
 
 void AddBulkPort(FeatureTable& aTable, size_t aBulk, bool aSelector)
 {
     const Port lPort = BulkPortOf(aBulk);
-    const std::string lName = "Bulk" + std::to_string(aBulk);
-    aTable[lName + "DownstreamData"] = {FeatureId::Downstream, FeatureKind::Register, false, true, lPort};
-    aTable["Event" + lName + "UpstreamDataBuffer"] = {FeatureId::UpstreamBuffer, FeatureKind::Register, true,
-                                                      false, lPort};
-    aTable["Event" + lName + "UpstreamDataLength"] = {FeatureId::UpstreamLength, FeatureKind::Integer, true,
-                                                      false, lPort};
+    aTable[DownstreamFeature(aBulk)] = {FeatureId::Downstream, FeatureKind::Register, false, true, lPort};
+    aTable[UpstreamBufferFeature(aBulk)] = {FeatureId::UpstreamBuffer, FeatureKind::Register, true, false,
+                                            lPort};
+    aTable[UpstreamLengthFeature(aBulk)] = {FeatureId::UpstreamLength, FeatureKind::Integer, true, false,
+                                            lPort};
     if (!aSelector)
     {
-        AddSettings(aTable, lName, lPort);
+        AddSettings(aTable, BulkName(aBulk), lPort);
     }
 }
 
 void AddIdentity(FeatureTable& aTable, const CameraConfiguration& aConfiguration)
 {
-    aTable["DeviceVendorName"] = {FeatureId::Vendor, FeatureKind::String, true, false, {}};
+    aTable[cVendorFeature] = {FeatureId::Vendor, FeatureKind::String, true, false, {}};
     aTable["DeviceModelName"] = {FeatureId::Model, FeatureKind::String, true, false, {}};
-    aTable["DeviceSerialNumber"] = {FeatureId::SerialNumber, FeatureKind::String, true, false, {}};
+    aTable[cSerialNumberFeature] = {FeatureId::SerialNumber, FeatureKind::String, true, false, {}};
     aTable["DeviceUserID"] = {FeatureId::UserID, FeatureKind::String, true, true, {}};
     if (aConfiguration.mTransport == Transport::GigEVision)
     {
-        aTable["GevMACAddress"] = {FeatureId::MacAddress, FeatureKind::Integer, true, false, {}};
+        aTable[cMacAddressFeature] = {FeatureId::MacAddress, FeatureKind::Integer, true, false, {}};
     }
 }
 
@@ -48,7 +51,7 @@ FeatureTable MakeFeatureTable(const CameraConfiguration& aConfiguration)
     AddIdentity(lTable, aConfiguration);
     for (size_t lUart = 0; lUart < aConfiguration.mUartCount; ++lUart)
     {
-        AddSettings(lTable, "Uart" + std::to_string(lUart), static_cast<Port>(lUart));
+        AddSettings(lTable, UartName(lUart), static_cast<Port>(lUart));
     }
     if (aConfiguration.FirstFeaturePort() == cBulkCount)
     {
@@ -61,13 +64,14 @@ FeatureTable MakeFeatureTable(const CameraConfiguration& aConfiguration)
             AddBulkPort(lTable, lBulk, aConfiguration.mBulkSelector);
         }
     }
-    lTable["BulkMode"] = {FeatureId::BulkMode, FeatureKind::Enumeration, true, true, {}};
-    lTable["EventSelector"] = {FeatureId::EventSelector, FeatureKind::Enumeration, true, true, {}};
-    lTable["EventNotification"] = {FeatureId::EventNotification, FeatureKind::Enumeration, true, true, {}};
+    lTable[cBulkModeFeature] = {FeatureId::BulkMode, FeatureKind::Enumeration, true, true, {}};
+    lTable[cEventSelectorFeature] = {FeatureId::EventSelector, FeatureKind::Enumeration, true, true, {}};
+    lTable[cEventNotificationFeature] = {
+        FeatureId::EventNotification, FeatureKind::Enumeration, true, true, {}};
     if (aConfiguration.mBulkSelector)
     {
-        lTable["BulkSelector"] = {FeatureId::BulkSelector, FeatureKind::Enumeration, true, true, {}};
-        AddSettings(lTable, "Bulk", {});
+        lTable[cBulkSelectorFeature] = {FeatureId::BulkSelector, FeatureKind::Enumeration, true, true, {}};
+        AddSettings(lTable, cBulkPrefix, {});
     }
     return lTable;
 }

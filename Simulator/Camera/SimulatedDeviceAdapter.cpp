@@ -2,11 +2,15 @@
 
 #include "Simulator/Camera/AdapterEvents.h"
 
+#include <KySerial/DeviceProtocol.h>
+
 #include <algorithm>
 #include <cstdio>
 
 namespace KySimulator
 {
+
+using namespace KyDeviceProtocol;
 
 namespace
 {
@@ -52,15 +56,11 @@ std::string Bytes(const uint8_t* aData, int64_t aSize)
 /// Bulk index of an upstream feature of the camera; cBulkCount for any other name.
 size_t UpstreamPortOf(const std::string& aName)
 {
-    constexpr size_t cDigit = 9; // "EventBulk"
-    if (aName.size() <= cDigit || aName[cDigit] < '0' || aName[cDigit] > '7')
-    {
-        return cBulkCount;
-    }
-    const std::string lPrefix = aName.substr(0, cDigit + 1) + "UpstreamData";
-    const bool lUpstream =
-        aName.rfind("EventBulk", 0) == 0 && (aName == lPrefix + "Buffer" || aName == lPrefix + "Length");
-    return lUpstream ? static_cast<size_t>(aName[cDigit] - '0') : cBulkCount;
+    constexpr size_t cDigit = sizeof("EventBulk") - 1;
+    const size_t lBulk = aName.size() > cDigit ? static_cast<size_t>(aName[cDigit]) - '0' : cBulkCount;
+    const bool lUpstream = lBulk < cBulkCount &&
+                           (aName == UpstreamBufferFeature(lBulk) || aName == UpstreamLengthFeature(lBulk));
+    return lUpstream ? lBulk : cBulkCount;
 }
 
 } // namespace

@@ -1,9 +1,13 @@
 #include "Simulator/Network/FeatureRegisters.h"
 
+#include <KySerial/DeviceProtocol.h>
+
 #include <algorithm>
 
 namespace KySimulator
 {
+
+using namespace KyDeviceProtocol;
 
 namespace
 {
@@ -12,8 +16,6 @@ constexpr uint32_t cModeMask = 0x10000;
 constexpr uint32_t cWords = 0x10100;
 constexpr uint32_t cMessages = 0x20000;
 constexpr uint32_t cMessageSpacing = 0x1000;
-
-const char* const cBulkMode = "BulkMode";
 
 /// The modes that a port may offer, by value.
 std::vector<std::string> Modes()
@@ -84,7 +86,7 @@ const FeatureRegister* FeatureRegisters::Find(uint32_t aAddress) const
 bool FeatureRegisters::Contains(uint32_t aAddress) const
 {
     return Find(aAddress) != nullptr ||
-           (aAddress == cModeMask && mCamera.GetFeatureKind(cBulkMode) != FeatureKind::None);
+           (aAddress == cModeMask && mCamera.GetFeatureKind(cBulkModeFeature) != FeatureKind::None);
 }
 
 Outcome FeatureRegisters::ReadWord(uint32_t aAddress, uint32_t& aValue) const
@@ -93,7 +95,7 @@ Outcome FeatureRegisters::ReadWord(uint32_t aAddress, uint32_t& aValue) const
     if (aAddress == cModeMask)
     {
         std::vector<std::string> lAvailable;
-        Outcome lOutcome = mCamera.GetEntries(cBulkMode, lAvailable);
+        Outcome lOutcome = mCamera.GetEntries(cBulkModeFeature, lAvailable);
         for (const std::string& lEntry : lAvailable)
         {
             aValue |= 1U << PositionOf(Modes(), lEntry);

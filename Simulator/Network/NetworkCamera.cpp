@@ -1,6 +1,6 @@
 #include "Simulator/Network/NetworkCamera.h"
 
-#include "Simulator/Camera/Registers.h"
+#include <KySerial/DeviceProtocol.h>
 
 #include <algorithm>
 #include <array>
@@ -295,7 +295,7 @@ void NetworkCamera::Restart(Time aAway)
             lRegisters.Set(cMessageTimeoutRegister, BootstrapRegisters::cMessageTimeout);
             lRegisters.Set(cMessageRetriesRegister, BootstrapRegisters::cMessageRetries);
             // Ignored: a camera without serial registers has no interrupts to switch off.
-            static_cast<void>(mCamera->WriteRegister(cInterruptEnable, 0));
+            static_cast<void>(mCamera->WriteRegister(KyDeviceProtocol::cInterruptEnable, 0));
             mBack = Now() + aAway;
         });
 }

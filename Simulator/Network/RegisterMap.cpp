@@ -1,7 +1,8 @@
 #include "Simulator/Network/RegisterMap.h"
 
-#include "Simulator/Camera/Registers.h"
 #include "Simulator/Network/DeviceXml.h"
+
+#include <KySerial/DeviceProtocol.h>
 
 #include <algorithm>
 #include <array>
@@ -127,7 +128,7 @@ Outcome RegisterMap::ReadWords(uint32_t aAddress, size_t aCount, std::vector<uin
 
 bool RegisterMap::IsBlock(uint32_t aAddress) const
 {
-    return (aAddress & cWindow) != 0 || aAddress == KyGvcp::cUserNameRegister ||
+    return (aAddress & KyDeviceProtocol::cTransmitWindow) != 0 || aAddress == KyGvcp::cUserNameRegister ||
            mFeatures.IsMessage(aAddress);
 }
 
@@ -141,8 +142,9 @@ Outcome RegisterMap::WriteBlock(uint32_t aAddress, KyGvcp::Bytes aData)
     {
         return mBootstrap.WriteText(aAddress, aData);
     }
-    return (aAddress & cWindow) != 0 ? mCamera.WriteMemory(aAddress, aData.data(), aData.size())
-                                     : mFeatures.WriteMessage(aAddress, aData);
+    return (aAddress & KyDeviceProtocol::cTransmitWindow) != 0
+               ? mCamera.WriteMemory(aAddress, aData.data(), aData.size())
+               : mFeatures.WriteMessage(aAddress, aData);
 }
 
 } // namespace KySimulator

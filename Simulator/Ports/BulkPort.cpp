@@ -1,11 +1,13 @@
 #include "Simulator/Ports/BulkPort.h"
 
-#include "Simulator/Camera/Registers.h"
+#include <KySerial/DeviceProtocol.h>
 
 #include <algorithm>
 
 namespace KySimulator
 {
+
+using namespace KyDeviceProtocol;
 
 namespace
 {

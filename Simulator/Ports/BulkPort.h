@@ -20,7 +20,7 @@ class BulkPort final : public LinePort
 {
 public:
     /// Transmit FIFO of the register window.
-    static constexpr size_t cTransmitFifo = 256;
+    static constexpr size_t cTransmitFifo = KyDeviceProtocol::cBulkTransmitFifo;
     /// Threshold of the partial-empty interrupt at the start.
     static constexpr uint32_t cThreshold = 128;
 

@@ -1,13 +1,14 @@
 #include "Simulator/Ports/DownstreamMessage.h"
 
+#include <KySerial/DeviceProtocol.h>
+
 namespace KySimulator
 {
 
+using namespace KyDeviceProtocol;
+
 namespace
 {
-
-constexpr size_t cHeader = 8;
-constexpr size_t cSpiControl = 4;
 
 uint32_t Word(const uint8_t* aData, bool aBigEndian)
 {
@@ -23,8 +24,8 @@ uint32_t Word(const uint8_t* aData, bool aBigEndian)
 /// Whether a header's length fits what was written.
 bool Fits(const uint8_t* aData, size_t aSize, bool aBigEndian)
 {
-    return aData != nullptr && aSize >= cHeader && aSize % 4 == 0 &&
-           Word(aData + 4, aBigEndian) <= aSize - cHeader;
+    return aData != nullptr && aSize >= cMessageHeader && aSize % 4 == 0 &&
+           Word(aData + 4, aBigEndian) <= aSize - cMessageHeader;
 }
 
 } // namespace
@@ -36,16 +37,16 @@ std::optional<SerialMessage> ParseSerialMessage(const uint8_t* aData, size_t aSi
         return std::nullopt;
     }
     const uint32_t lFlags = Word(aData, aBigEndian);
-    if ((lFlags & 0x0FFFFFFFU) != 0)
+    if ((lFlags & ~(cMessageFast | cMessageStop | cMessageThird | cMessageTransfer)) != 0)
     {
         return std::nullopt; // flags in the wrong byte order show themselves here
     }
     SerialMessage lMessage;
-    lMessage.mFlags.mFast = (lFlags & (1U << 31U)) != 0;
-    lMessage.mFlags.mStop = (lFlags & (1U << 30U)) != 0;
-    lMessage.mFlags.mThird = (lFlags & (1U << 29U)) != 0;
-    lMessage.mFlags.mTransfer = (lFlags & (1U << 28U)) != 0;
-    lMessage.mData.assign(aData + cHeader, aData + cHeader + Word(aData + 4, aBigEndian));
+    lMessage.mFlags.mFast = (lFlags & cMessageFast) != 0;
+    lMessage.mFlags.mStop = (lFlags & cMessageStop) != 0;
+    lMessage.mFlags.mThird = (lFlags & cMessageThird) != 0;
+    lMessage.mFlags.mTransfer = (lFlags & cMessageTransfer) != 0;
+    lMessage.mData.assign(aData + cMessageHeader, aData + cMessageHeader + Word(aData + 4, aBigEndian));
     return lMessage;
 }
 
@@ -74,7 +75,7 @@ std::optional<SpiMessage> ParseSpiMessage(const uint8_t* aData, size_t aSize, bo
     lMessage.mReadSize = lRead;
     lMessage.mSimultaneous = lIsSimultaneous;
     lMessage.mFinal = aData[11] == 1;
-    lMessage.mData.assign(aData + cHeader + cSpiControl, aData + cHeader + cSpiControl + lData);
+    lMessage.mData.assign(aData + cSpiMessageHeader, aData + cSpiMessageHeader + lData);
     return lMessage;
 }
 

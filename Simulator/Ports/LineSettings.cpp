@@ -1,9 +1,13 @@
 #include "Simulator/Ports/LineSettings.h"
 
+#include <KySerial/DeviceProtocol.h>
+
 #include <algorithm>
 
 namespace KySimulator
 {
+
+using namespace KyDeviceProtocol;
 
 uint32_t UartRate(uint32_t aIndex, uint32_t aDivisor)
 {
@@ -12,7 +16,7 @@ uint32_t UartRate(uint32_t aIndex, uint32_t aDivisor)
         return cUartRates[aIndex];
     }
     const uint32_t lDivisor = std::max(aDivisor & 0xFFU, 1U);
-    return 1000000000U / (lDivisor * 480U);
+    return 1000000000U / (lDivisor * cCustomBitNanoseconds);
 }
 
 } // namespace KySimulator

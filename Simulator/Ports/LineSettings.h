@@ -2,19 +2,11 @@
 
 #include "Simulator/Time/Scheduler.h"
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 
 namespace KySimulator
 {
-
-/// Rates of the speed indexes 0 to 6 of UARTs, in bits per second. Index 7 is the custom rate.
-constexpr std::array<uint32_t, 7> cUartRates = {9600, 14400, 19200, 28800, 38400, 57600, 115200};
-constexpr uint32_t cCustomRateIndex = 7;
-
-/// Clock of the synchronous interfaces before its divider, in hertz; the divider is 2 << speed index.
-constexpr uint32_t cSynchronousClock = 16700000;
 
 /// How characters look on a UART line; the numbers are positions in the entries of the settings' features.
 struct FrameSettings

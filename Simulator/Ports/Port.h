@@ -1,5 +1,7 @@
 #pragma once
 
+#include <KySerial/DeviceProtocol.h>
+
 #include <cstddef>
 #include <cstdint>
 
@@ -40,10 +42,10 @@ constexpr bool IsPort(Port aPort)
 /// The protocol that a bulk port speaks on its line; the number is that of its configuration word.
 enum class Protocol : uint32_t
 {
-    Usrt = 0,
-    Uart = 1,
-    I2C = 2,
-    Spi = 3
+    Usrt = KyDeviceProtocol::cInterfaceUsrt,
+    Uart = KyDeviceProtocol::cInterfaceUart,
+    I2C = KyDeviceProtocol::cInterfaceI2C,
+    Spi = KyDeviceProtocol::cInterfaceSpi
 };
 
 /// What one port has seen since the camera was made. Bytes, unless the name says otherwise.

@@ -1,9 +1,11 @@
 #include "Simulator/Ports/UartPort.h"
 
-#include "Simulator/Camera/Registers.h"
+#include <KySerial/DeviceProtocol.h>
 
 namespace KySimulator
 {
+
+using namespace KyDeviceProtocol;
 
 UartPort::UartPort(PortHost& aHost, size_t aIndex, Limits aLimits, bool aUnlimited)
     : LinePort(aHost, aIndex == 0 ? Port::Uart0 : Port::Uart1, aLimits)

@@ -9,6 +9,7 @@
 #include <cctype>
 #include <string>
 
+using namespace KyDeviceProtocol;
 using namespace KyTest;
 
 namespace
@@ -29,11 +30,11 @@ struct Bridge final : KySerialLib::Bridge
 
 struct Settings final : PlainAdapter
 {
-    Settings() { mRegisters[0xB8FC] = 0x80000002; }
+    Settings() { mRegisters[cFunctionCapabilities] = cImplemented | 2U; }
 
     bool IsFeatureAvailable(const KyString& aName) override
     {
-        return aName == KyString("EventSelector") || aName == KyString("EventNotification") ||
+        return aName == KyString(cEventSelectorFeature) || aName == KyString(cEventNotificationFeature) ||
                Is(aName, mThere);
     }
     bool IsFeatureReadable(const KyString& aName) override { return Is(aName, mReadable); }
@@ -168,7 +169,7 @@ void Run(FuzzInput& aInput)
     const auto lPort = static_cast<KyDeviceSerial>(aInput.TakeByte() % 10U);
     if (lPort > KyDeviceSerialUart1)
     {
-        lDevice.mRegisters[0xB8FC] = 0; // through features
+        lDevice.mRegisters[cFunctionCapabilities] = 0; // through features
     }
     lDevice.mThere = aInput.TakeByte();
     lDevice.mReadable = aInput.TakeByte();

@@ -6,21 +6,16 @@
 #include "Fuzz/PlainAdapter.h"
 #include "Fuzz/PortModel.h"
 
+using namespace KyDeviceProtocol;
 using namespace KyTest;
 using KySerialLib::BulkIPEngine;
 
 namespace
 {
 
-constexpr uint32_t cEnable = 0xB838;
-constexpr uint32_t cConfig = 0xB898;
-constexpr uint32_t cRate = 0xB954;
-constexpr uint32_t cAllInterrupts = 0x1F00;
-constexpr uint16_t cInterrupt = 0x9000;
-
 struct Bulk final : PlainAdapter
 {
-    Bulk() { mRegisters[0xB8FC] = 0x80000001; }
+    Bulk() { mRegisters[cFunctionCapabilities] = cImplemented | 1U; }
 
     KyResult WriteMemory(const uint8_t* aBuffer, uint32_t aAddress, uint32_t aLength) override
     {
@@ -33,14 +28,14 @@ struct Bulk final : PlainAdapter
         }
         --mAccepted;
         mSent.insert(mSent.end(), aBuffer, aBuffer + aLength);
-        Notify(cInterrupt, mAnswer);
+        Notify(cInterruptEvent, mAnswer);
         return KyResult(KyResult::OK);
     }
 
     void Notify(uint16_t aEventID, const std::vector<uint8_t>& aPayload)
     {
-        if ((aEventID == 0x9000 || aEventID == 0x9001) && aPayload.size() >= 4 &&
-            (GetStatus(aPayload) & 0x700U) != 0)
+        if ((aEventID == cInterruptEvent || aEventID == cBulkInterruptEvent) && aPayload.size() >= 4 &&
+            (GetStatus(aPayload) & cBulkReceive) != 0)
         {
             std::for_each(aPayload.begin() + 4, aPayload.end(),
                           [this](uint8_t aByte) { mModel.Push(aByte); });
@@ -48,7 +43,7 @@ struct Bulk final : PlainAdapter
         Send(aEventID, aPayload.data(), static_cast<uint32_t>(aPayload.size()));
     }
 
-    uint32_t mWindow = 0x80000000U;
+    uint32_t mWindow = cTransmitWindow;
     uint32_t mFirstChunk = 0;
     uint32_t mNextChunk = 0;
     uint32_t mAccepted = 0; // chunks until one is refused
@@ -75,7 +70,7 @@ void Write(Bulk& aBulk, BulkIPEngine& aEngine, FuzzInput& aInput)
     aEngine.SetI2CStop((lFlags & 2U) != 0);
     aEngine.SetI2CFlag3((lFlags & 4U) != 0);
     aEngine.SetI2CTransfer((lFlags & 8U) != 0);
-    aBulk.mWindow = 0x80000000U | (lFlags & 0xFU) << 9U;
+    aBulk.mWindow = cTransmitWindow | (lFlags & 0xFU) << 9U;
     aBulk.mSent.clear();
     uint32_t lWritten = 0xDEAD;
     const KyResult lResult = aEngine.Write(lBytes.data(), static_cast<uint32_t>(lBytes.size()), lWritten);
@@ -89,22 +84,24 @@ void Write(Bulk& aBulk, BulkIPEngine& aEngine, FuzzInput& aInput)
 void Open(Bulk& aBulk, BulkIPEngine& aEngine, uint32_t aEnable, FuzzInput& aInput)
 {
     const uint32_t lConfig = aInput.TakeWord();
-    aBulk.mRegisters[cEnable] = aEnable;
-    aBulk.mRegisters[cConfig] = lConfig;
-    aBulk.mRegisters[cRate] = aInput.TakeByte();
-    const bool lI2C = ((lConfig >> 12U) & 7U) == 2;
+    aBulk.mRegisters[cInterruptEnable] = aEnable;
+    aBulk.mRegisters[cBulk0Configuration] = lConfig;
+    aBulk.mRegisters[cBulk0Rate] = aInput.TakeByte();
+    const bool lI2C = ((lConfig >> cInterfaceShift) & cThreeBits) == cInterfaceI2C;
     aBulk.mFirstChunk = lI2C ? 254 : 256;
-    aBulk.mNextChunk = 252U - (lConfig >> 24U) - (lI2C ? 1U : 0U); // beyond the threshold there is no limit
+    aBulk.mNextChunk =
+        252U - (lConfig >> cThresholdShift) - (lI2C ? 1U : 0U); // beyond the threshold there is no limit
     KY_REQUIRE(aEngine.Open(&aBulk, KyDeviceSerialBulk0).IsOK() && aBulk.mSinks.size() == 1);
-    KY_REQUIRE(aBulk.mRegisters[cEnable] == (aEnable | cAllInterrupts));
-    KY_REQUIRE(aBulk.mRegisters[cConfig] == (lConfig & ~0x800U)); // the reset of its queues is over
+    KY_REQUIRE(aBulk.mRegisters[cInterruptEnable] == (aEnable | cBulkInterrupts));
+    KY_REQUIRE(aBulk.mRegisters[cBulk0Configuration] ==
+               (lConfig & ~cResetFifos)); // the reset of its queues is over
     aBulk.mModel.Flush();
 }
 
 void Close(Bulk& aBulk, BulkIPEngine& aEngine, uint32_t aEnable)
 {
     KY_REQUIRE(aEngine.Close().IsOK() && aBulk.mSinks.empty());
-    KY_REQUIRE(aBulk.mRegisters[cEnable] == aEnable);
+    KY_REQUIRE(aBulk.mRegisters[cInterruptEnable] == aEnable);
     aBulk.mModel.Flush();
 }
 
@@ -129,12 +126,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* aData, size_t aSize)
         case 1:
         case 2:
         {
-            const uint32_t lEvent = (lCode & 0x10U) != 0 ? lInput.TakeWord() : cInterrupt + lCode / 0x80U;
+            const uint32_t lEvent =
+                (lCode & 0x10U) != 0 ? lInput.TakeWord() : cInterruptEvent + lCode / 0x80U;
             sBulk.Notify(static_cast<uint16_t>(lEvent), lInput.TakeBytes(lInput.TakeByte()));
             break;
         }
         case 3:
-            sBulk.Send(cInterrupt, nullptr, lInput.TakeByte());
+            sBulk.Send(cInterruptEvent, nullptr, lInput.TakeByte());
             break;
         case 4:
             Write(sBulk, sEngine, lInput);

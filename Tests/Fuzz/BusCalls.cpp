@@ -6,27 +6,28 @@
 #include "KySerial/KyDeviceI2CBus.h"
 #include "KySerial/KyDeviceSPIBus.h"
 
+using namespace KyDeviceProtocol;
 using namespace KyTest;
 
 namespace
 {
 
-constexpr uint32_t cTransmitted = 0x1800;
-constexpr uint32_t cReceived = 0x100;
+constexpr uint32_t cTransmitted = cBulkTransmitEmpty | cBulkTransmitPartialEmpty;
+constexpr uint32_t cReceived = 0x100; // one of the causes
 
 // A camera whose slaves answer every read at once.
 struct Camera final : PlainAdapter
 {
     Camera()
     {
-        mRegisters[0xB8FC] = 0x80000002;
-        mRegisters[0xB898] = 0x000020C0;
+        mRegisters[cFunctionCapabilities] = cImplemented | 2U;
+        mRegisters[cBulk0Configuration] = cInterfaceI2C << cInterfaceShift | 6U << cSpeedShift;
     }
 
     bool IsRegisterFeatureAvailable(const KyString& /*aName*/) override { return mFeatures; }
     KyResult GetIntegerValue(const KyString& aName, int64_t& aValue) override
     {
-        aValue = aName == KyString("GevMACAddress") ? 1 : static_cast<int64_t>(mUpstream.size());
+        aValue = aName == KyString(cMacAddressFeature) ? 1 : static_cast<int64_t>(mUpstream.size());
         return KyResult(KyResult::OK);
     }
     KyResult GetRegisterLength(const KyString& /*aName*/, int64_t& aLength) override
@@ -53,7 +54,7 @@ struct Camera final : PlainAdapter
         if (lResult.IsOK())
         {
             const uint8_t lEvent[] = {0, cTransmitted >> 8U, 0, 0};
-            Send(0x9000, lEvent, sizeof lEvent);
+            Send(cInterruptEvent, lEvent, sizeof lEvent);
         }
         return lResult;
     }
@@ -90,13 +91,13 @@ struct Camera final : PlainAdapter
         }
         if (mFeatures)
         {
-            const KyString lName("EventBulk0UpstreamDataBuffer");
+            const KyString lName(UpstreamBufferFeature(0).c_str());
             Invalidate(&lName);
             return;
         }
         std::vector<uint8_t> lEvent{0, cReceived >> 8U, 0, 0};
         lEvent.insert(lEvent.end(), mUpstream.begin(), mUpstream.end());
-        Send(0x9001, lEvent.data(), static_cast<uint32_t>(lEvent.size()));
+        Send(cBulkInterruptEvent, lEvent.data(), static_cast<uint32_t>(lEvent.size()));
     }
 
     bool mFeatures = false;
@@ -189,7 +190,7 @@ void Run(FuzzInput& aInput, uint8_t aKind)
     Camera lCamera;
     lCamera.mFeatures = (aKind & 3U) != 0;
     lCamera.mSPI = (aKind & 3U) == 1;
-    lCamera.mRegisters[0xB95C] = lCamera.mFeatures ? 0 : 3; // registers would be preferred
+    lCamera.mRegisters[cBulkCapabilities] = lCamera.mFeatures ? 0 : cBulkI2C; // registers would be preferred
     KyDeviceI2CBus lI2C;
     KyDeviceSPIBus lSPI;
     KY_REQUIRE(

@@ -3,6 +3,7 @@
 // taken from the application that has it.
 
 #include "Fuzz/FuzzInput.h"
+#include "KySerial/DeviceProtocol.h"
 #include "Simulator/Network/GvcpServer.h"
 #include "Simulator/Time/ManualScheduler.h"
 
@@ -10,6 +11,7 @@
 #include <memory>
 #include <optional>
 
+using namespace KyDeviceProtocol;
 using namespace KyTest;
 using namespace KyGvcp;
 using KySimulator::GvcpServer;
@@ -42,10 +44,10 @@ constexpr uint32_t cPlaces[] = {cVersionRegister,
                                 0x20000,
                                 0x21000,
                                 0x100000,
-                                0xB838,
-                                0xB84C,
-                                0xB898,
-                                0xB8FC,
+                                cInterruptEnable,
+                                cUart0Data,
+                                cBulk0Configuration,
+                                cFunctionCapabilities,
                                 0x80000000,
                                 0x80001000,
                                 0xFFFFFFFC};

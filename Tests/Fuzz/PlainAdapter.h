@@ -1,5 +1,6 @@
 #pragma once
 
+#include "KySerial/DeviceProtocol.h"
 #include "KySerial/IKyDeviceAdapter.h"
 
 #include <algorithm>

@@ -5,25 +5,24 @@
 #include "Fuzz/PortModel.h"
 #include "SerialPortIPEngine.h"
 
+using namespace KyDeviceProtocol;
 using namespace KyTest;
 using KySerialLib::SerialPortIPEngine;
 
 namespace
 {
 
-constexpr uint32_t cEnable = 0xB838;
-constexpr uint16_t cInterrupt = 0x9000;
-constexpr uint32_t cUart0Bits = 0x3;
+constexpr uint32_t cUart0Bits = cUart0TransmitDone | cUart0Receive;
 
 struct Uart final : PlainAdapter
 {
     explicit Uart(bool aSecond)
         : mPort(aSecond ? KyDeviceSerialUart1 : KyDeviceSerialUart0)
-        , mData(aSecond ? 0xB850 : 0xB84C)
-        , mTx(aSecond ? 0x4 : 0x1)
-        , mRx(aSecond ? 0x8 : 0x2)
+        , mData(aSecond ? cUart1Data : cUart0Data)
+        , mTx(aSecond ? cUart1TransmitDone : cUart0TransmitDone)
+        , mRx(aSecond ? cUart1Receive : cUart0Receive)
     {
-        mRegisters[0xB8FC] = 0x80000002;
+        mRegisters[cFunctionCapabilities] = cImplemented | 2U;
     }
 
     KyResult WriteRegister(uint32_t aAddress, uint32_t aValue) override
@@ -37,7 +36,7 @@ struct Uart final : PlainAdapter
             return KyResult(0x7777);
         }
         mSent.push_back(static_cast<uint8_t>(aValue));
-        Notify(cInterrupt, mAnswer); // inside the write, as a fast device may
+        Notify(cInterruptEvent, mAnswer); // inside the write, as a fast device may
         return KyResult(KyResult::OK);
     }
 
@@ -45,7 +44,7 @@ struct Uart final : PlainAdapter
     KyResult ReadRegister(uint32_t aAddress, uint32_t& aValue) override
     {
         const KyResult lResult = PlainAdapter::ReadRegister(aAddress, aValue);
-        if (aAddress == mData && (aValue & 0x10000U) != 0)
+        if (aAddress == mData && (aValue & cDataValid) != 0)
         {
             mModel.Push(static_cast<uint8_t>(aValue));
         }
@@ -54,7 +53,7 @@ struct Uart final : PlainAdapter
 
     void Notify(uint16_t aEventID, const std::vector<uint8_t>& aPayload)
     {
-        if (aEventID == cInterrupt && aPayload.size() >= 4 && (GetStatus(aPayload) & mRx) != 0)
+        if (aEventID == cInterruptEvent && aPayload.size() >= 4 && (GetStatus(aPayload) & mRx) != 0)
         {
             for (size_t lWord = 1; lWord < aPayload.size() / 4; ++lWord)
             {
@@ -82,7 +81,7 @@ void Write(Uart& aUart, SerialPortIPEngine& aEngine, FuzzInput& aInput)
     aUart.mAnswer[0] = static_cast<uint8_t>(aUart.mAnswer[0] | aUart.mTx); // else a second goes by
     aUart.mRefused = (aInput.TakeByte() & 7U) == 7;
     const uint8_t lByte = aInput.TakeByte();
-    const uint32_t lLast = lByte | (aInput.TakeFlag() ? 0x10000U : 0U);
+    const uint32_t lLast = lByte | (aInput.TakeFlag() ? cDataValid : 0U);
     aUart.mRegisters[aUart.mData] = lLast; // what a failing write finds there
     aUart.mSent.clear();
     uint32_t lWritten = 0xDEAD;
@@ -98,9 +97,9 @@ void Write(Uart& aUart, SerialPortIPEngine& aEngine, FuzzInput& aInput)
 
 void Reopen(Uart& aUart, SerialPortIPEngine& aEngine, uint32_t aEnable)
 {
-    aUart.mRegisters[cEnable] = aEnable;
+    aUart.mRegisters[cInterruptEnable] = aEnable;
     KY_REQUIRE(aEngine.Open(&aUart, aUart.mPort).IsOK() && aUart.mSinks.size() == 1);
-    KY_REQUIRE(aUart.mRegisters[cEnable] == (aEnable | aUart.mTx | aUart.mRx));
+    KY_REQUIRE(aUart.mRegisters[cInterruptEnable] == (aEnable | aUart.mTx | aUart.mRx));
     aUart.mModel.Flush();
 }
 
@@ -110,7 +109,7 @@ void Close(Uart& aUart, SerialPortIPEngine& aEngine, uint32_t aEnable)
     // UART 0's bits as they were are what either port gets back.
     const uint32_t lMine = aUart.mTx | aUart.mRx;
     const uint32_t lSaved = (aEnable & cUart0Bits) * (aUart.mTx == 1 ? 1U : 4U);
-    KY_REQUIRE(aUart.mRegisters[cEnable] == ((aEnable & ~lMine) | lSaved));
+    KY_REQUIRE(aUart.mRegisters[cInterruptEnable] == ((aEnable & ~lMine) | lSaved));
     aUart.mModel.Flush();
 }
 
@@ -129,12 +128,12 @@ void Run(Uart& aUart, SerialPortIPEngine& aEngine, FuzzInput& aInput)
         case 2:
         {
             const uint16_t lEvent =
-                (lCode & 0x10U) != 0 ? static_cast<uint16_t>(aInput.TakeWord()) : cInterrupt;
+                (lCode & 0x10U) != 0 ? static_cast<uint16_t>(aInput.TakeWord()) : cInterruptEvent;
             aUart.Notify(lEvent, aInput.TakeBytes(aInput.TakeByte()));
             break;
         }
         case 3:
-            aUart.Send(cInterrupt, nullptr, aInput.TakeByte());
+            aUart.Send(cInterruptEvent, nullptr, aInput.TakeByte());
             break;
         case 4:
             Write(aUart, aEngine, aInput);

@@ -5,12 +5,16 @@
 #include "Fuzz/PortModel.h"
 #include "IRegisterSerialPort.h"
 
+using namespace KyDeviceProtocol;
 using namespace KyTest;
 using KySerialLib::IRegisterSerialPort;
 
 namespace
 {
 
+constexpr char cDownstream[] = "Bulk3DownstreamData";
+constexpr char cUpstreamBuffer[] = "EventBulk3UpstreamDataBuffer";
+constexpr char cUpstreamLength[] = "EventBulk3UpstreamDataLength";
 constexpr int64_t cSaneLength = 0x100000;
 constexpr int64_t cMostData = 0x1000; // of one event; megabytes are no different, but take long
 
@@ -18,17 +22,16 @@ struct Features final : PlainAdapter
 {
     bool IsRegisterFeatureAvailable(const KyString& aName) override
     {
-        return mKnown || aName == KyString("EventBulk3UpstreamDataBuffer") ||
-               aName == KyString("Bulk3DownstreamData");
+        return mKnown || aName == KyString(cUpstreamBuffer) || aName == KyString(cDownstream);
     }
     KyResult GetIntegerValue(const KyString& aName, int64_t& aValue) override
     {
-        aValue = aName == KyString("EventBulk3UpstreamDataLength") ? mDataLength : 1;
+        aValue = aName == KyString(cUpstreamLength) ? mDataLength : 1;
         return KyResult((mRefused & 1U) != 0 ? 0x7777U : 0U);
     }
     KyResult GetRegisterLength(const KyString& aName, int64_t& aLength) override
     {
-        aLength = aName == KyString("Bulk3DownstreamData") ? mDownstreamLength : mUpstreamLength;
+        aLength = aName == KyString(cDownstream) ? mDownstreamLength : mUpstreamLength;
         return KyResult((mRefused & 2U) != 0 ? 0x7777U : 0U);
     }
     KyResult GetRegisterData(const KyString& /*aName*/, uint8_t* aBuffer, int64_t aLength) override
@@ -127,8 +130,7 @@ private:
 
 void Receive(Features& aDevice, BufferModel& aBuffer, PortModel& aModel, FuzzInput& aInput)
 {
-    static const KyString cNames[] = {"EventBulk3UpstreamDataBuffer", "EventBulk1UpstreamDataBuffer", "",
-                                      "Bulk3DownstreamData"};
+    static const KyString cNames[] = {cUpstreamBuffer, UpstreamBufferFeature(1).c_str(), "", cDownstream};
     aDevice.mSeed = aInput.TakeByte();
     aDevice.mRefused = aInput.TakeByte() & aInput.TakeByte();
     aDevice.mKnown = aInput.TakeFlag();
@@ -150,7 +152,7 @@ void Receive(Features& aDevice, BufferModel& aBuffer, PortModel& aModel, FuzzInp
 // The payload of the messages, whose headers have to be true.
 std::vector<uint8_t> JoinMessages(const Features& aDevice, bool aSPI, uint32_t aFlags)
 {
-    const size_t lHeader = aSPI ? 12 : 8;
+    const size_t lHeader = aSPI ? cSpiMessageHeader : cMessageHeader;
     const int64_t lLongest = std::min<int64_t>(aDevice.mDownstreamLength, 520);
     std::vector<uint8_t> lAll;
     for (const std::vector<uint8_t>& lMessage : aDevice.mMessages)
@@ -187,7 +189,7 @@ void Write(Features& aDevice, IRegisterSerialPort& aEngine, bool aSPI, FuzzInput
     const std::vector<uint8_t> lSent =
         JoinMessages(aDevice, aSPI, static_cast<uint32_t>(lFlags & 0xFU) << 28U);
     KY_REQUIRE(lWritten == lSent.size() && std::equal(lSent.begin(), lSent.end(), lBytes.begin()));
-    const bool lTooSmall = aDevice.mDownstreamLength <= (aSPI ? 12 : 8);
+    const bool lTooSmall = aDevice.mDownstreamLength <= (aSPI ? cSpiMessageHeader : cMessageHeader);
     if ((aDevice.mRefused & 2U) != 0 || lTooSmall)
     {
         KY_REQUIRE(lWritten == 0 &&

@@ -6,6 +6,7 @@ namespace
 {
 
 using namespace KyGvcp;
+using namespace KyDeviceProtocol;
 using namespace KySimulator;
 
 class GvcpHostileInputTest : public ServerFixture, public testing::WithParamInterface<uint32_t>

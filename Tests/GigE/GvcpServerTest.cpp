@@ -4,6 +4,7 @@ namespace
 {
 
 using namespace KyGvcp;
+using namespace KyDeviceProtocol;
 using namespace KySimulator;
 using testing::ElementsAre;
 using testing::IsEmpty;

@@ -1,6 +1,6 @@
 #include "CameraClient.h"
 
-#include <Simulator/Camera/Registers.h>
+#include <KySerial/DeviceProtocol.h>
 #include <Simulator/Network/NetworkCamera.h>
 #include <Simulator/Peers/LoopbackPeer.h>
 
@@ -12,6 +12,7 @@ namespace
 {
 
 using namespace KyGvcp;
+using namespace KyDeviceProtocol;
 using namespace KySimulator;
 using namespace std::chrono_literals;
 

@@ -1,4 +1,4 @@
-#include <Simulator/Camera/Registers.h>
+#include <KySerial/DeviceProtocol.h>
 #include <Simulator/Network/DeviceXml.h>
 #include <Simulator/Network/RegisterMap.h>
 #include <Simulator/Time/ManualScheduler.h>
@@ -12,6 +12,7 @@
 namespace
 {
 
+using namespace KyDeviceProtocol;
 using namespace KySimulator;
 using KyGvcp::Bytes;
 using testing::ElementsAre;

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <Adapters/GigE/Gvcp/Protocol.h>
-#include <Simulator/Camera/Registers.h>
+#include <KySerial/DeviceProtocol.h>
 #include <Simulator/Network/GvcpServer.h>
 #include <Simulator/Time/ManualScheduler.h>
 

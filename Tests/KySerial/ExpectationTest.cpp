@@ -1,5 +1,5 @@
 #include "BulkIPEngine.h"
-#include "DeviceRegisters.h"
+#include "KySerial/DeviceProtocol.h"
 #include "KySerial/KyDeviceI2CBus.h"
 #include "KySerial/KyDeviceSerialPort.h"
 #include "KySerial/KySerialBridge.h"
@@ -62,7 +62,7 @@ TEST_F(ExpectationTest, EventLongerThanItsFeatureBringsNothing)
 
 TEST_F(ExpectationTest, BulkPortOpensWithAnInterfaceThatIsUnknown)
 {
-    mDevice.SetRegister(KySerialLib::cRegBulk0Config, 7U << 12U);
+    mDevice.SetRegister(KyDeviceProtocol::cBulk0Configuration, 7U << 12U);
     KyDeviceSerialPort lPort;
     EXPECT_THAT(lPort.Open(&mDevice, KyDeviceSerialBulk0), IsOK());
     EXPECT_THAT(lPort.Close(), IsOK());
@@ -72,10 +72,10 @@ TEST_F(ExpectationTest, EventOfAnEngineThatIsClosedIsTaken)
 {
     const Bytes lEvent = {0xFF, 0xFF, 0, 0, 5, 0, 0, 0};
     SerialPortIPEngine lUart;
-    lUart.NotifyEvent(KySerialLib::cEventInterrupt, 0, 0, 0, lEvent.data(),
+    lUart.NotifyEvent(KyDeviceProtocol::cInterruptEvent, 0, 0, 0, lEvent.data(),
                       static_cast<uint32_t>(lEvent.size()));
     BulkIPEngine lBulk;
-    lBulk.NotifyEvent(KySerialLib::cEventInterrupt, 0, 0, 0, lEvent.data(),
+    lBulk.NotifyEvent(KyDeviceProtocol::cInterruptEvent, 0, 0, 0, lEvent.data(),
                       static_cast<uint32_t>(lEvent.size()));
     uint32_t lReady = 99;
     EXPECT_THAT(lBulk.GetRxBytesReady(lReady), IsOK());

@@ -4,6 +4,7 @@
 #include <future>
 #include <latch>
 
+using namespace KyDeviceProtocol;
 using namespace KySimulator;
 using namespace std::chrono_literals;
 using testing::ElementsAre;

@@ -1,5 +1,6 @@
 #include "Simulator/AdapterFixture.h"
 
+using namespace KyDeviceProtocol;
 using namespace KySimulator;
 using testing::ElementsAre;
 
@@ -48,9 +49,9 @@ TEST_F(AdapterTest, PassesMemoryThroughByteByByte)
 {
     MakeAdapter();
     const Bytes lBytes = {1, 2, 3};
-    EXPECT_TRUE(mAdapter->WriteMemory(lBytes.data(), cWindow, 3).IsOK());
+    EXPECT_TRUE(mAdapter->WriteMemory(lBytes.data(), cTransmitWindow, 3).IsOK());
     EXPECT_EQ(mCamera->GetWire(Port::Bulk0), lBytes);
-    EXPECT_EQ(mAdapter->WriteMemory(nullptr, cWindow, 3).GetCode(), Code(Status::InvalidParameter));
+    EXPECT_EQ(mAdapter->WriteMemory(nullptr, cTransmitWindow, 3).GetCode(), Code(Status::InvalidParameter));
 }
 
 TEST_F(AdapterTest, KnowsTheKindsOfFeatures)

@@ -2,6 +2,7 @@
 
 #include "Simulator/RecordingPeer.h"
 
+using namespace KyDeviceProtocol;
 using namespace KySimulator;
 using namespace std::chrono_literals;
 using testing::ElementsAre;
@@ -24,7 +25,7 @@ constexpr uint32_t Threshold(uint32_t aBytes)
 class BulkRegisterTest : public CameraFixture
 {
 protected:
-    Status WriteWindow(const Bytes& aData, uint32_t aAddress = cWindow)
+    Status WriteWindow(const Bytes& aData, uint32_t aAddress = cTransmitWindow)
     {
         return mCamera->WriteMemory(aAddress, aData.data(), aData.size()).mStatus;
     }

@@ -2,8 +2,8 @@
 
 #include "Simulator/RecordingListener.h"
 
+#include <KySerial/DeviceProtocol.h>
 #include <Simulator/Camera/CameraModel.h>
-#include <Simulator/Camera/Registers.h>
 #include <Simulator/Time/ManualScheduler.h>
 
 #include <gmock/gmock.h>

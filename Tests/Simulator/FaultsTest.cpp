@@ -2,6 +2,7 @@
 
 #include <thread>
 
+using namespace KyDeviceProtocol;
 using namespace KySimulator;
 using namespace std::chrono_literals;
 using testing::ElementsAre;
@@ -107,7 +108,7 @@ TEST_F(FaultsTest, EveryOperationCanFail)
         mAdapter->UnregisterFeatureInterest("BulkMode").GetCode(),
         mAdapter->WriteRegister(cBulk0Rate, 1).GetCode(),
         mAdapter->ReadRegister(cBulk0Rate, lValue).GetCode(),
-        mAdapter->WriteMemory(&lByte, cWindow, 1).GetCode(),
+        mAdapter->WriteMemory(&lByte, cTransmitWindow, 1).GetCode(),
         mAdapter->PostWrite(1).GetCode(),
         mAdapter->RegisterEventSink(&mSink).GetCode(),
         mAdapter->UnregisterEventSink(&mSink).GetCode(),
@@ -260,7 +261,7 @@ TEST_F(FaultsTest, TheTranscriptHasCallsWithTheirArguments)
     const Bytes lMessage = Message({1});
     EXPECT_TRUE(mAdapter->SetRegisterData("Bulk0DownstreamData", lMessage.data(), 12).IsOK());
     const Bytes lLong(70, 0xAB);
-    EXPECT_TRUE(mAdapter->WriteMemory(lLong.data(), cWindow, 70).IsOK());
+    EXPECT_TRUE(mAdapter->WriteMemory(lLong.data(), cTransmitWindow, 70).IsOK());
     EXPECT_TRUE(mAdapter->IsConnected());
     GetFaults().RecordCalls(false);
     EXPECT_TRUE(ReadWorks());

@@ -1,5 +1,6 @@
 #include "Simulator/CameraFixture.h"
 
+using namespace KyDeviceProtocol;
 using namespace KySimulator;
 using testing::ElementsAre;
 using testing::IsEmpty;

@@ -8,6 +8,7 @@
 
 #include <random>
 
+using namespace KyDeviceProtocol;
 using namespace KySimulator;
 using namespace std::chrono_literals;
 
@@ -55,7 +56,7 @@ protected:
         mClock->Advance(1h); // whatever the devices were doing
         mListener.TakeEvents();
         const Bytes lBytes = {1, 2, 3};
-        EXPECT_TRUE(mCamera->WriteMemory(cWindow, lBytes.data(), lBytes.size()).IsOk());
+        EXPECT_TRUE(mCamera->WriteMemory(cTransmitWindow, lBytes.data(), lBytes.size()).IsOk());
         EXPECT_EQ(TakeData(0x9001, 4), lBytes);
     }
 
@@ -117,7 +118,8 @@ TEST_F(HostileInputTest, RandomRegisterTraffic)
         static_cast<void>(mCamera->ReadRegister(lAddress, lValue)); // any answer will do
         static_cast<void>(mCamera->WriteRegister(lAddress, static_cast<uint32_t>(mRandom())));
         const Bytes lBytes = RandomBytes(Random(400));
-        static_cast<void>(mCamera->WriteMemory(cWindow | Random(32) << 9U, lBytes.data(), lBytes.size()));
+        static_cast<void>(
+            mCamera->WriteMemory(cTransmitWindow | Random(32) << 9U, lBytes.data(), lBytes.size()));
         mCamera->InjectBytes(static_cast<Port>(Random(12)), lBytes.data(), lBytes.size());
         mListener.TakeEvents();
     }

@@ -3,6 +3,7 @@
 #include <Simulator/Peers/Eeprom24C02.h>
 #include <Simulator/Peers/TemperatureSensor.h>
 
+using namespace KyDeviceProtocol;
 using namespace KySimulator;
 using namespace std::chrono_literals;
 using testing::ElementsAre;

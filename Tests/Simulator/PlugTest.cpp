@@ -4,6 +4,7 @@
 
 #include <Simulator/Peers/LoopbackPeer.h>
 
+using namespace KyDeviceProtocol;
 using namespace KySimulator;
 using namespace std::chrono_literals;
 using testing::ElementsAre;

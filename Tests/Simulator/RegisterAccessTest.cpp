@@ -1,5 +1,6 @@
 #include "Simulator/CameraFixture.h"
 
+using namespace KyDeviceProtocol;
 using namespace KySimulator;
 
 class RegisterAccessTest : public CameraFixture
@@ -88,7 +89,7 @@ TEST_F(RegisterAccessTest, WithoutBulkRegistersOnlyTheUartsAnswer)
     Make();
     EXPECT_EQ(ReadStatus(cBulk0Configuration), Status::InvalidAddress);
     EXPECT_EQ(ReadStatus(cBulk0Rate), Status::InvalidAddress);
-    EXPECT_EQ(WriteWindow(cWindow), Status::InvalidAddress);
+    EXPECT_EQ(WriteWindow(cTransmitWindow), Status::InvalidAddress);
     EXPECT_EQ(ReadStatus(cUart0Data), Status::Ok);
 }
 
@@ -97,14 +98,14 @@ TEST_F(RegisterAccessTest, OtherTransportsAndOtherDevicesHaveNoSerialRegisters)
     mConfiguration.mTransport = Transport::Alternate;
     Make();
     EXPECT_EQ(ReadStatus(cInterruptEnable), Status::InvalidAddress);
-    EXPECT_EQ(WriteWindow(cWindow), Status::InvalidAddress);
+    EXPECT_EQ(WriteWindow(cTransmitWindow), Status::InvalidAddress);
     mCamera->RemoveListener(&mListener);
     mConfiguration.mTransport = Transport::GigEVision;
     mConfiguration.mVideoInterface = false;
     Make();
     EXPECT_EQ(ReadStatus(cInterruptEnable), Status::InvalidAddress);
     EXPECT_EQ(mCamera->WriteRegister(cUart0Data, 1).mStatus, Status::InvalidAddress);
-    EXPECT_EQ(WriteWindow(cWindow), Status::InvalidAddress);
+    EXPECT_EQ(WriteWindow(cTransmitWindow), Status::InvalidAddress);
 }
 
 TEST_F(RegisterAccessTest, OnlyTheWindowTakesMemoryWrites)
@@ -115,9 +116,9 @@ TEST_F(RegisterAccessTest, OnlyTheWindowTakesMemoryWrites)
     {
         EXPECT_EQ(WriteWindow(lAddress), Status::InvalidAddress) << lAddress;
     }
-    EXPECT_EQ(mCamera->WriteMemory(cWindow, nullptr, 5).mStatus, Status::InvalidParameter);
+    EXPECT_EQ(mCamera->WriteMemory(cTransmitWindow, nullptr, 5).mStatus, Status::InvalidParameter);
     const uint8_t lByte = 0;
-    EXPECT_EQ(mCamera->WriteMemory(cWindow, &lByte, 0).mStatus, Status::InvalidParameter);
+    EXPECT_EQ(mCamera->WriteMemory(cTransmitWindow, &lByte, 0).mStatus, Status::InvalidParameter);
 }
 
 TEST_F(RegisterAccessTest, PortsThatAreNotThereDoNothing)

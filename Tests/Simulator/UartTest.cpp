@@ -2,6 +2,7 @@
 
 #include "Simulator/RecordingPeer.h"
 
+using namespace KyDeviceProtocol;
 using namespace KySimulator;
 using namespace std::chrono_literals;
 using testing::ElementsAre;

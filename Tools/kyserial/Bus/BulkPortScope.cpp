@@ -3,6 +3,7 @@
 #include "kyserial/Text/Failure.h"
 
 #include <KyBase/KyStringList.h>
+#include <KySerial/DeviceProtocol.h>
 
 #include <algorithm>
 
@@ -12,41 +13,41 @@ namespace KySerialTool
 namespace
 {
 
-const char* const cSelector = "BulkSelector";
-const char* const cMode = "BulkMode";
+using KyDeviceProtocol::cBulkModeFeature;
+using KyDeviceProtocol::cBulkSelectorFeature;
 
 } // namespace
 
 BulkPortScope::BulkPortScope(IKyDeviceAdapter& aAdapter, KyDeviceSerial aPort)
     : mAdapter(aAdapter), mPort(aPort)
 {
-    if (!IsBulk(aPort) || !aAdapter.IsFeatureAvailable(cSelector) ||
-        !aAdapter.GetFeatureAsString(cSelector, mFormerSelector).IsOK())
+    if (!IsBulk(aPort) || !aAdapter.IsFeatureAvailable(cBulkSelectorFeature) ||
+        !aAdapter.GetFeatureAsString(cBulkSelectorFeature, mFormerSelector).IsOK())
     {
         return;
     }
-    const KyString lEntry(("Bulk" + std::to_string(BulkIndex(aPort))).c_str());
-    mSelected = aAdapter.IsEnumEntryAvailable(cSelector, lEntry) &&
-                aAdapter.SetFeatureFromString(cSelector, lEntry).IsOK();
+    const KyString lEntry(KyDeviceProtocol::BulkName(BulkIndex(aPort)).c_str());
+    mSelected = aAdapter.IsEnumEntryAvailable(cBulkSelectorFeature, lEntry) &&
+                aAdapter.SetFeatureFromString(cBulkSelectorFeature, lEntry).IsOK();
 }
 
 BulkPortScope::~BulkPortScope()
 {
     if (mFormerMode.GetLength() > 0)
     {
-        static_cast<void>(mAdapter.SetFeatureFromString(cMode, mFormerMode));
+        static_cast<void>(mAdapter.SetFeatureFromString(cBulkModeFeature, mFormerMode));
     }
     if (mSelected)
     {
-        static_cast<void>(mAdapter.SetFeatureFromString(cSelector, mFormerSelector));
+        static_cast<void>(mAdapter.SetFeatureFromString(cBulkSelectorFeature, mFormerSelector));
     }
 }
 
 std::string BulkPortScope::GetMode()
 {
     KyString lMode;
-    const bool lKnown =
-        mSelected && mAdapter.IsFeatureAvailable(cMode) && mAdapter.GetFeatureAsString(cMode, lMode).IsOK();
+    const bool lKnown = mSelected && mAdapter.IsFeatureAvailable(cBulkModeFeature) &&
+                        mAdapter.GetFeatureAsString(cBulkModeFeature, lMode).IsOK();
     return lKnown ? lMode.GetAscii() : "";
 }
 
@@ -54,11 +55,12 @@ std::vector<std::string> BulkPortScope::GetOfferedModes()
 {
     std::vector<std::string> lModes;
     KyStringList lEntries;
-    if (mSelected && mAdapter.IsFeatureAvailable(cMode) && mAdapter.GetEnumEntries(cMode, lEntries).IsOK())
+    if (mSelected && mAdapter.IsFeatureAvailable(cBulkModeFeature) &&
+        mAdapter.GetEnumEntries(cBulkModeFeature, lEntries).IsOK())
     {
         for (const KyString* lEntry = lEntries.GetFirst(); lEntry != nullptr; lEntry = lEntries.GetNext())
         {
-            if (mAdapter.IsEnumEntryAvailable(cMode, *lEntry))
+            if (mAdapter.IsEnumEntryAvailable(cBulkModeFeature, *lEntry))
             {
                 lModes.emplace_back(lEntry->GetAscii());
             }
@@ -74,7 +76,7 @@ void BulkPortScope::UseOneOf(const std::vector<std::string>& aModes)
     {
         return;
     }
-    Check(mAdapter.SetFeatureFromString(cMode, aModes.front().c_str()),
+    Check(mAdapter.SetFeatureFromString(cBulkModeFeature, aModes.front().c_str()),
           PortName(mPort) + ": cannot switch from " + lMode + " to " + aModes.front());
     mFormerMode = lMode.c_str();
 }

@@ -4,6 +4,8 @@
 #include "kyserial/Device/PortName.h"
 #include "kyserial/Text/Failure.h"
 
+#include <KySerial/DeviceProtocol.h>
+
 #include <algorithm>
 
 namespace KySerialTool
@@ -13,16 +15,18 @@ namespace
 {
 
 constexpr size_t cLibraryLimit = 255;
-constexpr int64_t cMessageHeader = 12;
 constexpr uint32_t cAnswerTime = 5000; // milliseconds for the next bytes of an answer
 
 /// Bytes that one message takes. The library would split a longer step into messages that each read again.
 size_t MessageLimit(IKyDeviceAdapter& aAdapter, KyDeviceSerial aPort)
 {
     int64_t lLength = 0;
-    const std::string lName = "Bulk" + std::to_string(BulkIndex(aPort)) + "DownstreamData";
-    const bool lKnown = aAdapter.GetRegisterLength(lName.c_str(), lLength).IsOK() && lLength > cMessageHeader;
-    return lKnown ? std::min(cLibraryLimit, static_cast<size_t>(lLength - cMessageHeader)) : cLibraryLimit;
+    const std::string lName = KyDeviceProtocol::DownstreamFeature(BulkIndex(aPort));
+    const bool lKnown = aAdapter.GetRegisterLength(lName.c_str(), lLength).IsOK() &&
+                        lLength > KyDeviceProtocol::cSpiMessageHeader;
+    return lKnown
+               ? std::min(cLibraryLimit, static_cast<size_t>(lLength - KyDeviceProtocol::cSpiMessageHeader))
+               : cLibraryLimit;
 }
 
 } // namespace

@@ -2,13 +2,15 @@
 
 #include "kyserial/Device/PortName.h"
 
+#include <KySerial/DeviceProtocol.h>
+
 namespace KySerialTool
 {
 
 namespace
 {
 
-const char* const cSelector = "BulkSelector";
+using namespace KyDeviceProtocol;
 
 /// The feature's value; empty when it cannot be read.
 std::string ReadFeature(IKyDeviceAdapter& aAdapter, const std::string& aName)
@@ -25,21 +27,21 @@ std::string ReadFeature(IKyDeviceAdapter& aAdapter, const std::string& aName)
 void PortSettings::Read(IKyDeviceAdapter& aAdapter)
 {
     mValues.clear();
-    std::string lPrefix = "Uart" + std::to_string(mPort);
+    std::string lPrefix = UartName(mPort);
     std::vector<std::string> lNames;
     if (IsBulk(mPort))
     {
-        lPrefix = "Bulk" + std::to_string(BulkIndex(mPort));
-        if (aAdapter.IsFeatureAvailable(cSelector))
+        lPrefix = BulkName(BulkIndex(mPort));
+        if (aAdapter.IsFeatureAvailable(cBulkSelectorFeature))
         {
-            mValues.emplace_back(cSelector, lPrefix); // first: the others depend on it
+            mValues.emplace_back(cBulkSelectorFeature, lPrefix); // first: the others depend on it
             static_cast<void>(
-                aAdapter.SetFeatureFromString(cSelector, lPrefix.c_str())); // Write() reports it
-            lPrefix = "Bulk";
+                aAdapter.SetFeatureFromString(cBulkSelectorFeature, lPrefix.c_str())); // Write() reports it
+            lPrefix = cBulkPrefix;
         }
-        lNames.emplace_back("BulkMode");
+        lNames.emplace_back(cBulkModeFeature);
     }
-    for (const char* const lName : {"Parity", "NumOfStopBits", "BaudRate"})
+    for (const char* const lName : {cParitySuffix, cStopBitsSuffix, cBaudRateSuffix})
     {
         lNames.push_back(lPrefix + lName);
     }

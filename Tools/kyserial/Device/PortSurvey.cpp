@@ -3,6 +3,7 @@
 #include "kyserial/Bus/BulkPortScope.h"
 #include "kyserial/Device/PortName.h"
 
+#include <KySerial/DeviceProtocol.h>
 #include <KySerial/KyDeviceI2CBus.h>
 #include <KySerial/KyDeviceSPIBus.h>
 #include <KySerial/KyDeviceSerialPort.h>
@@ -15,18 +16,15 @@ namespace KySerialTool
 namespace
 {
 
-constexpr uint32_t cFunctionCapabilities = 0xB8FC;
-constexpr uint32_t cImplemented = 0x80000000U;
-constexpr uint32_t cUartCount = 0x7;
-
 /// Whether the library drives bulk port 0 through registers. It prefers them, and its answer to IsSupported()
 /// does not tell UARTs from the features, so the device's capability register has to.
 bool HasBulkRegisters(IKyDeviceAdapter& aAdapter)
 {
     uint32_t lCapabilities = 0;
     return aAdapter.IsKorvoVideoInterface() && aAdapter.IsGigEVision() &&
-           aAdapter.ReadRegister(cFunctionCapabilities, lCapabilities).IsOK() &&
-           (lCapabilities & cImplemented) != 0 && (lCapabilities & cUartCount) != 0;
+           aAdapter.ReadRegister(KyDeviceProtocol::cFunctionCapabilities, lCapabilities).IsOK() &&
+           (lCapabilities & KyDeviceProtocol::cImplemented) != 0 &&
+           (lCapabilities & KyDeviceProtocol::cUartCountMask) != 0;
 }
 
 bool Contains(const std::vector<std::string>& aTexts, const char* aText)

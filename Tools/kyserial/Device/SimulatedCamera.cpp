@@ -87,8 +87,8 @@ public:
 private:
     void ComeBack()
     {
-        constexpr uint32_t cInterruptEnable = 0xB838;
-        static_cast<void>(GetCamera().WriteRegister(cInterruptEnable, 0)); // a camera may lack it
+        static_cast<void>(
+            GetCamera().WriteRegister(KyDeviceProtocol::cInterruptEnable, 0)); // a camera may lack it
         ++mGeneration; // first: a reader that sees the camera connected sees the new generation too
         GetFaults().Reconnect();
         for (const PortSettings& lSettings : mAtPowerUp)
