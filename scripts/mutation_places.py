@@ -84,8 +84,8 @@ PLACES = [
     ("JxUtilsLib/Event.cpp", "    mWord.fetch_and(~cSet);", "    mWord.fetch_or(cSet);", BASE),
     ("JxUtilsLib/Thread.cpp", "std::chrono::milliseconds(aMilliseconds)", "std::chrono::microseconds(aMilliseconds)", BASE),
     ("KyPlatform/Session.cpp", 'return "Session\\\\"', 'return "Sessions\\\\"', PLATFORM),
-    ("KyPlatform/ProcessorOffer.cpp", "if (aHelped && !lTooLong)", "if (aHelped)", PLATFORM),
-    ("KyPlatform/ProcessorOffer.cpp", "std::min(lDoublings, cMostDoublings)", "lDoublings", PLATFORM),
+    ("KyPlatform/AdaptiveSpin.h", "!lOver || lSlice ?", "!lOver ?", PLATFORM),
+    ("KyPlatform/AdaptiveSpin.h", "(lSlice ? 6 : 1), 18)", "(lSlice ? 6 : 1), 24)", PLATFORM),
     ("KyPlatform/Linux/TerminalLine.cpp", "aLine.mDataBits == 7 ? CS7 : CS8", "aLine.mDataBits == 8 ? CS7 : CS8", HOST),
     ("KyPlatform/Linux/TerminalLine.cpp", "aLine.mTwoStopBits ? CSTOPB : 0U", "aLine.mTwoStopBits ? 0U : CSTOPB", HOST),
     ("KyPlatform/Linux/TerminalLine.cpp", "aLine.mCheckParity ? INPCK : 0U", "aLine.mCheckParity ? ISTRIP : 0U", HOST),
@@ -177,7 +177,7 @@ PLACES = [
     ("KySerial/BridgeCOM.cpp", "lLine.mTwoStopBits = true;", "lLine.mTwoStopBits = false;", BRIDGE),
     ("KySerial/BridgeCLDLL.cpp", '"KySerialBridgeDownFifo"', '"KySerialBridgeDownFIFO"', BRIDGE),
     ("KySerial/BridgeCLDLL.cpp", "mHardCodedBaudRate = 9600;", "mHardCodedBaudRate = 19200;", BRIDGE),
-    ("KySerial/BridgeGate.cpp", "if (--mInside == 0)", "if (--mInside <= 1)", BRIDGE),
+    ("KySerial/SharedLock.h", "return std::unique_lock<std::shared_mutex>(mUse);", "return std::unique_lock<std::shared_mutex>(mUse, std::defer_lock);", BRIDGE),
     ("KySerial/KySerialBridge.cpp", "aDevicePort >= KyDeviceSerialInvalid &&", "aDevicePort >= KyDeviceSerialUart0 &&", BRIDGE),
 
     # The transport between processes and the client library.

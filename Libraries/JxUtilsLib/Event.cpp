@@ -1,10 +1,8 @@
 #include "JxUtilsLib/Event.h"
 
-#include "KyPlatform/ProcessorOffer.h"
+#include "KyPlatform/AdaptiveSpin.h"
+#include "KyPlatform/Deadline.h"
 #include "KyPlatform/WordWait.h"
-
-#include <algorithm>
-#include <chrono>
 
 namespace JxUtilsLib
 {
@@ -19,15 +17,6 @@ namespace
 /// The word: bit 0 set, the rest counts those who wait.
 constexpr uint32_t cSet = 1;
 constexpr uint32_t cOneWaiter = 2;
-
-using Clock = std::chrono::steady_clock;
-
-/// Milliseconds until aUntil, rounded up.
-uint32_t GetLeft(Clock::time_point aUntil)
-{
-    const auto lLeft = std::chrono::ceil<std::chrono::milliseconds>(aUntil - Clock::now()).count();
-    return static_cast<uint32_t>(std::clamp<int64_t>(lLeft, 0, Event::cInfinite - 1));
-}
 
 } // namespace
 
@@ -84,9 +73,8 @@ bool Event::Wait_ms(uint32_t aTimeout) noexcept
     {
         return false;
     }
-    const bool lEndless = aTimeout == cInfinite;
-    const auto lUntil = lEndless ? Clock::time_point() : Clock::now() + std::chrono::milliseconds(aTimeout);
-    if (KyPlatform::ProcessorOffer(mOffers).Make([this] { return Take(); }))
+    const KyPlatform::Deadline lUntil(aTimeout);
+    if (KyPlatform::AdaptiveSpin(mSpin, [this] { return Take(); }))
     {
         return true;
     }
@@ -95,7 +83,7 @@ bool Event::Wait_ms(uint32_t aTimeout) noexcept
     for (;;)
     {
         const bool lIsSet = (lWord & cSet) != 0;
-        const uint32_t lLeft = lIsSet || lEndless || !lSlept ? aTimeout : GetLeft(lUntil);
+        const uint32_t lLeft = lIsSet || !lSlept ? aTimeout : lUntil.GetRemaining();
         if (lIsSet || lLeft == 0)
         {
             const uint32_t lTaken = lIsSet && !mManualReset ? cSet : 0;

@@ -49,7 +49,7 @@ private:
 
     const bool mManualReset;
     std::atomic<uint32_t> mWord{0};
-    std::atomic<uint32_t> mOffers{0}; // what came of offers of the processor
+    std::atomic<uint64_t> mSpin{0}; // what waits before have taught
 };
 
 } // namespace JxUtilsLib

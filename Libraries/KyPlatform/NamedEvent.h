@@ -84,9 +84,8 @@ public:
 
 private:
     void* mObject = nullptr; // the backend's; null: closed
-    // What came of offers of the processor, where a look at the event is no call into the system. It need not
-    // move.
-    std::atomic<uint32_t> mOffers{0};
+    std::atomic<uint64_t> mSpin{
+        0}; // of AdaptiveSpin(); unused where a look at the event is a call into the system
 };
 
 } // namespace KyPlatform

@@ -120,7 +120,7 @@ void Bridge::ResetStatistics()
     mStatistics.mSpare = 0;
     mStatistics.mBytesReceivedFromDevice = 0;
     mStatistics.mTransferErrors = 0;
-    const BridgeGateScope lInside(mGate);
+    const auto lInside = mGate.Share();
     CountReceived(false);
     mAccount.Reset();
 }
@@ -180,7 +180,7 @@ void Bridge::StopThreads()
         static_cast<void>(mStopEvent.Set()); // cannot fail for an event that is ours
     }
     {
-        const BridgeGateScope lInside(mGate);
+        const auto lInside = mGate.Share();
         EndDeviceTransfers(true);
     }
     for (KyPlatform::WorkerThread* lThread : {&mUpThread, &mDownThread})
@@ -202,10 +202,10 @@ KyResult Bridge::Recover()
         return KyResult(KyResult::NOT_OPEN);
     }
     {
-        const BridgeGateScope lInside(mGate); // somebody else may be opening the port again
+        const auto lInside = mGate.Share(); // somebody else may be opening the port again
         EndDeviceTransfers(true);
     }
-    mGate.Shut();
+    const auto lAlone = mGate.Alone();
     static_cast<void>(
         mDevicePort->Close()); // ignored: what matters is what comes through the port afterwards
     // Before the port gets another engine, which counts anew.
@@ -217,7 +217,6 @@ KyResult Bridge::Recover()
         static_cast<void>(mDevicePort->Open(mDevice, mDevicePortID));
     }
     EndDeviceTransfers(false); // a port that could not be opened has the engine that it had
-    mGate.Open();
     return KyResult(KyResult::OK);
 }
 
@@ -233,7 +232,7 @@ void Bridge::EndDeviceTransfers(bool aEnd)
 
 bool Bridge::ReadFromDevice(uint8_t* aBuffer, uint32_t aSize, uint32_t& aRead, uint32_t aTimeout)
 {
-    const BridgeGateScope lInside(mGate);
+    const auto lInside = mGate.Share();
     const KyResult lResult = mDevicePort->Read(aBuffer, aSize, aRead, aTimeout);
     return lResult.IsOK() && aRead > 0;
 }
@@ -247,7 +246,7 @@ bool Bridge::WriteToDevice(const uint8_t* aData, uint32_t aSize)
     bool lFailed = false;
     while (lDone < aSize && !lFailed && !mStop)
     {
-        const BridgeGateScope lInside(mGate);
+        const auto lInside = mGate.Share();
         uint32_t lWritten = 0;
         lFailed = !mDevicePort->Write(aData + lDone, aSize - lDone, lWritten).IsOK();
         mStatistics.mBytesSentToDevice += lWritten;
@@ -302,7 +301,7 @@ void Bridge::CountReceived(bool aIsEnd)
 
 KySerialBridgeFlow Bridge::GetFlow(BridgeWay aWay)
 {
-    const BridgeGateScope lInside(mGate);
+    const auto lInside = mGate.Share();
     CountReceived(false);
     return mAccount.Get(aWay);
 }

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "BridgeAccount.h"
-#include "BridgeGate.h"
 #include "JxUtilsLib/Logger.h"
 #include "JxUtilsLib/Mutex.h"
 #include "KyPlatform/StopEvent.h"
@@ -9,6 +8,7 @@
 #include "KySerial/IKyDeviceAdapter.h"
 #include "KySerial/KyDeviceSerialPort.h"
 #include "KySerial/KySerialPortConfiguration.h"
+#include "SharedLock.h"
 
 #include <atomic>
 #include <cstdint>
@@ -177,7 +177,7 @@ private:
     KySerialPortConfiguration mConfiguration JX_GUARDED_BY(mConfigurationMutex);
     std::vector<uint32_t> mSupportedBaudRates;
     std::atomic<uint32_t> mDeviceBaudRate{0}; // as last written; 0: never
-    BridgeGate mGate;
+    SharedLock mGate;
     bool mReleased = false;
     KySerialBridgeFlow* mFinalToDevice = nullptr; // not owned; null: nobody asks
     KySerialBridgeFlow* mFinalFromDevice = nullptr;

@@ -23,7 +23,7 @@ auto Alone(const Transfer& aTransfer)
 {
     return [&](Bus& aObject)
     {
-        const auto lScope = aObject.mTurns.Alone();
+        const auto lScope = aObject.mLock.Alone();
         return aTransfer(*aObject.mProduct);
     };
 }
@@ -38,7 +38,7 @@ auto Reading(const char* aFunction, const uint8_t* aBuffer, uint32_t aSize, cons
         {
             return NoBuffer(aFunction);
         }
-        const auto lScope = aObject.mTurns.Alone();
+        const auto lScope = aObject.mLock.Alone();
         return aTransfer(*aObject.mProduct, aRead);
     };
 }
@@ -61,7 +61,7 @@ KyCode KyI2CBusOpen(KyI2CBusHandle aBus, KyDeviceHandle aDevice, int32_t aSerial
     return RunOn(cFunction, Buses(), aBus,
                  [&](Bus& aObject)
                  {
-                     const auto lScope = aObject.mTurns.Alone();
+                     const auto lScope = aObject.mLock.Alone();
                      return Open(cFunction, aObject, aDevice, aSerial);
                  });
 }
@@ -71,7 +71,7 @@ KyCode KyI2CBusClose(KyI2CBusHandle aBus)
     return RunOn("KyI2CBusClose", Buses(), aBus,
                  [](Bus& aObject)
                  {
-                     const auto lScope = aObject.mTurns.Alone();
+                     const auto lScope = aObject.mLock.Alone();
                      return Close(aObject);
                  });
 }
@@ -81,7 +81,7 @@ KyCode KyI2CBusIsOpened(KyI2CBusHandle aBus, int32_t* aIsOpened)
     return RunOn("KyI2CBusIsOpened", Buses(), aBus, aIsOpened, 0,
                  [](Bus& aObject, int32_t& aAnswer)
                  {
-                     const auto lScope = aObject.mTurns.Share();
+                     const auto lScope = aObject.mLock.Share();
                      aAnswer = aObject.mDevice.Get() != nullptr ? 1 : 0;
                      return KyResult();
                  });

@@ -3,7 +3,7 @@
 #include "Call.h"
 #include "DeviceAdapter.h"
 #include "KySerial/KySerialTypes.h"
-#include "Turns.h"
+#include "SharedLock.h"
 
 #include <mutex>
 #include <optional>
@@ -18,7 +18,7 @@ struct Opened
     Opened() { mProduct.emplace(); }
 
     DeviceHold mDevice; // set as long as the product has to be closed; goes after it
-    Turns mTurns;
+    KySerialLib::SharedLock mLock;
     std::optional<Product> mProduct;
     std::mutex mReadTurn; // of a port
     std::mutex mWriteTurn;

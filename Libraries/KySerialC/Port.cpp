@@ -33,7 +33,7 @@ KyCode KyPortOpen(KyPortHandle aPort, KyDeviceHandle aDevice, int32_t aSerial)
     return RunOn(cFunction, Ports(), aPort,
                  [&](Port& aObject)
                  {
-                     const auto lScope = aObject.mTurns.Alone();
+                     const auto lScope = aObject.mLock.Alone();
                      return Open(cFunction, aObject, aDevice, aSerial);
                  });
 }
@@ -43,7 +43,7 @@ KyCode KyPortClose(KyPortHandle aPort)
     return RunOn("KyPortClose", Ports(), aPort,
                  [](Port& aObject)
                  {
-                     const auto lScope = aObject.mTurns.Alone();
+                     const auto lScope = aObject.mLock.Alone();
                      return Close(aObject);
                  });
 }
@@ -53,7 +53,7 @@ KyCode KyPortIsOpened(KyPortHandle aPort, int32_t* aIsOpened)
     return RunOn("KyPortIsOpened", Ports(), aPort, aIsOpened, 0,
                  [](Port& aObject, int32_t& aAnswer)
                  {
-                     const auto lScope = aObject.mTurns.Share();
+                     const auto lScope = aObject.mLock.Share();
                      aAnswer = aObject.mProduct->IsOpened() ? 1 : 0;
                      return KyResult();
                  });
@@ -69,7 +69,7 @@ KyCode KyPortWrite(KyPortHandle aPort, const uint8_t* aBuffer, uint32_t aSize, u
                      {
                          return NoBuffer(cFunction);
                      }
-                     const auto lScope = aObject.mTurns.Share();
+                     const auto lScope = aObject.mLock.Share();
                      const std::lock_guard lTurn(aObject.mWriteTurn);
                      return aObject.mProduct->Write(aBuffer, aSize, aCount);
                  });
@@ -85,7 +85,7 @@ KyCode KyPortRead(KyPortHandle aPort, uint8_t* aBuffer, uint32_t aSize, uint32_t
                      {
                          return NoBuffer(cFunction);
                      }
-                     const auto lScope = aObject.mTurns.Share();
+                     const auto lScope = aObject.mLock.Share();
                      const std::lock_guard lTurn(aObject.mReadTurn);
                      return aObject.mProduct->Read(aBuffer, aSize, aCount, aTimeout);
                  });
@@ -96,7 +96,7 @@ KyCode KyPortFlushRxBuffer(KyPortHandle aPort)
     return RunOn("KyPortFlushRxBuffer", Ports(), aPort,
                  [](Port& aObject)
                  {
-                     const auto lScope = aObject.mTurns.Share();
+                     const auto lScope = aObject.mLock.Share();
                      return aObject.mProduct->FlushRxBuffer();
                  });
 }
@@ -106,7 +106,7 @@ KyCode KyPortGetRxBytesReady(KyPortHandle aPort, uint32_t* aBytes)
     return RunOn("KyPortGetRxBytesReady", Ports(), aPort, aBytes, 0U,
                  [](Port& aObject, uint32_t& aCount)
                  {
-                     const auto lScope = aObject.mTurns.Share();
+                     const auto lScope = aObject.mLock.Share();
                      return aObject.mProduct->GetRxBytesReady(aCount);
                  });
 }
@@ -116,7 +116,7 @@ KyCode KyPortGetRxBufferSize(KyPortHandle aPort, uint32_t* aSize)
     return RunOn("KyPortGetRxBufferSize", Ports(), aPort, aSize, 0U,
                  [](Port& aObject, uint32_t& aCells)
                  {
-                     const auto lScope = aObject.mTurns.Share();
+                     const auto lScope = aObject.mLock.Share();
                      return aObject.mProduct->GetRxBufferSize(aCells);
                  });
 }
@@ -126,7 +126,7 @@ KyCode KyPortSetRxBufferSize(KyPortHandle aPort, uint32_t aSize)
     return RunOn("KyPortSetRxBufferSize", Ports(), aPort,
                  [&](Port& aObject)
                  {
-                     const auto lScope = aObject.mTurns.Alone();
+                     const auto lScope = aObject.mLock.Alone();
                      return aObject.mProduct->SetRxBufferSize(aSize);
                  });
 }

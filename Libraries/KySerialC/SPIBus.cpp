@@ -33,7 +33,7 @@ KyCode KySPIBusOpen(KySPIBusHandle aBus, KyDeviceHandle aDevice, int32_t aSerial
     return RunOn(cFunction, Buses(), aBus,
                  [&](Bus& aObject)
                  {
-                     const auto lScope = aObject.mTurns.Alone();
+                     const auto lScope = aObject.mLock.Alone();
                      return Open(cFunction, aObject, aDevice, aSerial);
                  });
 }
@@ -43,7 +43,7 @@ KyCode KySPIBusClose(KySPIBusHandle aBus)
     return RunOn("KySPIBusClose", Buses(), aBus,
                  [](Bus& aObject)
                  {
-                     const auto lScope = aObject.mTurns.Alone();
+                     const auto lScope = aObject.mLock.Alone();
                      return Close(aObject);
                  });
 }
@@ -53,7 +53,7 @@ KyCode KySPIBusIsOpened(KySPIBusHandle aBus, int32_t* aIsOpened)
     return RunOn("KySPIBusIsOpened", Buses(), aBus, aIsOpened, 0,
                  [](Bus& aObject, int32_t& aAnswer)
                  {
-                     const auto lScope = aObject.mTurns.Share();
+                     const auto lScope = aObject.mLock.Share();
                      aAnswer = aObject.mDevice.Get() != nullptr ? 1 : 0;
                      return KyResult();
                  });
@@ -70,7 +70,7 @@ KyCode KySPIBusTransfer(KySPIBusHandle aBus, const uint8_t* aBuffer, uint32_t aW
     return RunOn("KySPIBusTransfer", Buses(), aBus,
                  [&](Bus& aObject)
                  {
-                     const auto lScope = aObject.mTurns.Alone();
+                     const auto lScope = aObject.mLock.Alone();
                      return aObject.mProduct->BurstWriteAndRead(aBuffer, aWriteSize, aReadSize,
                                                                 aSimultaneous != 0, aFinal != 0);
                  });
@@ -86,7 +86,7 @@ KyCode KySPIBusRead(KySPIBusHandle aBus, uint8_t* aBuffer, uint32_t aSize, uint3
                      {
                          return NoBuffer(cFunction);
                      }
-                     const auto lScope = aObject.mTurns.Alone();
+                     const auto lScope = aObject.mLock.Alone();
                      return aObject.mProduct->BurstRead(aBuffer, aSize, aCount, aTimeout);
                  });
 }

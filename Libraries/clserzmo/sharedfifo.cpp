@@ -45,34 +45,6 @@ void OpenOrMake(tObject& aObject, const std::string& aName, bool aCreate)
 
 } // namespace
 
-/// The end of a wait that may take several sleeps.
-class SharedFifo::Deadline
-{
-public:
-    explicit Deadline(uint32_t aTimeout)
-        : mEndless(aTimeout == KyPlatform::cInfinite)
-        , mUntil(mEndless ? Clock::time_point() : Clock::now() + std::chrono::milliseconds(aTimeout))
-    {
-    }
-
-    /// Milliseconds, rounded up, but no more than a sleeper may go without a look.
-    uint32_t GetNextSleep() const
-    {
-        if (mEndless)
-        {
-            return cLookAgain;
-        }
-        const auto lLeft = std::chrono::ceil<std::chrono::milliseconds>(mUntil - Clock::now()).count();
-        return static_cast<uint32_t>(std::clamp<int64_t>(lLeft, 0, cLookAgain));
-    }
-
-private:
-    using Clock = std::chrono::steady_clock;
-
-    const bool mEndless;
-    const Clock::time_point mUntil;
-};
-
 SharedFifo::SharedFifo(const std::string& aName, const std::string& aPrefix, uint32_t aCapacity, bool aCreate)
 {
     OpenOrMake(mMutex, aPrefix + aName + "Mutex", aCreate);
@@ -250,12 +222,12 @@ bool SharedFifo::Peek(Question aQuestion) const noexcept
 /// Sleeps until the event is set or the indexes have changed, then takes the lock.
 /// \param aWhile  What is true of the indexes as long as there is reason to sleep.
 /// \return False: time-out, stop, or no sound lock; the lock is not held.
-bool SharedFifo::Sleep(NamedEvent& aEvent, Question aWhile, const Deadline& aUntil,
+bool SharedFifo::Sleep(NamedEvent& aEvent, Question aWhile, const KyPlatform::Deadline& aUntil,
                        const std::atomic<bool>* aStop, Indexes& aIndexes) noexcept
 {
     while (aStop == nullptr || !*aStop)
     {
-        const uint32_t lTime = aUntil.GetNextSleep();
+        const uint32_t lTime = aUntil.GetRemaining(cLookAgain);
         const WaitResult lResult = aEvent.WaitThenLock(mMutex, lTime, cLockTimeout);
         if (lResult != WaitResult::TimedOut)
         {
@@ -279,7 +251,7 @@ bool SharedFifo::Sleep(NamedEvent& aEvent, Question aWhile, const Deadline& aUnt
 bool SharedFifo::AwaitRoom(Indexes& aIndexes, bool aAllStored, uint32_t aTimeout,
                            const std::atomic<bool>* aStop) noexcept
 {
-    const Deadline lUntil(aTimeout);
+    const KyPlatform::Deadline lUntil(aTimeout);
     do
     {
         bool lWake = false;
@@ -307,7 +279,7 @@ bool SharedFifo::AwaitData(Indexes& aIndexes, uint32_t aTimeout, const std::atom
         Unlock();
         return false;
     }
-    const Deadline lUntil(aTimeout);
+    const KyPlatform::Deadline lUntil(aTimeout);
     do
     {
         CLSERZMO_VERIFY(mDataWrittenEvent.Reset(), "::ResetEvent( mDataWrittenEvent )");

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "KyPlatform/Deadline.h"
 #include "KyPlatform/NamedEvent.h"
 #include "KyPlatform/NamedMutex.h"
 #include "KyPlatform/SharedMemory.h"
@@ -95,8 +96,6 @@ public:
     bool WaitUntilEmpty(uint32_t aTimeout) noexcept;
 
 private:
-    class Deadline;
-
     /// The header as it was found under the lock, checked.
     struct Indexes
     {
@@ -121,7 +120,7 @@ private:
     void Unlock() noexcept;
     void Unlock(KyPlatform::NamedEvent& aWake, bool aNeeded) noexcept;
     bool Peek(Question aQuestion) const noexcept;
-    bool Sleep(KyPlatform::NamedEvent& aEvent, Question aWhile, const Deadline& aUntil,
+    bool Sleep(KyPlatform::NamedEvent& aEvent, Question aWhile, const KyPlatform::Deadline& aUntil,
                const std::atomic<bool>* aStop, Indexes& aIndexes) noexcept;
     bool AwaitRoom(Indexes& aIndexes, bool aAllStored, uint32_t aTimeout,
                    const std::atomic<bool>* aStop) noexcept;

@@ -1,15 +1,16 @@
 #include "KyPlatform/NamedEvent.h"
 
+#include "KyPlatform/AdaptiveSpin.h"
+#include "KyPlatform/Deadline.h"
 #include "KyPlatform/Linux/NamedFile.h"
 #include "KyPlatform/Linux/SystemCalls.h"
-#include "KyPlatform/ProcessorOffer.h"
 
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <chrono>
 #include <climits>
 #include <linux/futex.h>
+#include <optional>
 
 namespace KyPlatform
 {
@@ -48,8 +49,6 @@ std::atomic_ref<uint32_t> GetWord(void* aObject)
     return std::atomic_ref<uint32_t>(*GetAddress(aObject));
 }
 
-using Clock = std::chrono::steady_clock;
-
 /// Sleeps while the word is aWord.
 /// \param aTime  Milliseconds, no more than a sleeper may go without a look.
 /// \return 0 or the error that ended it.
@@ -57,13 +56,6 @@ int Sleep(void* aObject, uint32_t aWord, uint32_t aTime)
 {
     const timespec lTime{0, static_cast<long>(aTime) * 1000000};
     return gSystem.mFutex(GetAddress(aObject), FUTEX_WAIT, aWord, &lTime) == 0 ? 0 : errno;
-}
-
-/// Milliseconds until aUntil, rounded up, at most aLongest.
-uint32_t GetLeft(Clock::time_point aUntil, uint32_t aLongest)
-{
-    const auto lLeft = std::chrono::ceil<std::chrono::milliseconds>(aUntil - Clock::now()).count();
-    return static_cast<uint32_t>(std::clamp<int64_t>(lLeft, 0, aLongest));
 }
 
 } // namespace
@@ -148,10 +140,12 @@ WaitResult NamedEvent::Wait(uint32_t aTimeout) noexcept
         return WaitResult::TimedOut;
     }
     // The clock is left alone until a sleep has ended for nothing: reading it costs as much as all the rest.
-    const bool lEndless = aTimeout == cInfinite;
     const bool lOneSleep = aTimeout <= cLookAgain;
-    auto lUntil =
-        lEndless || lOneSleep ? Clock::time_point() : Clock::now() + std::chrono::milliseconds(aTimeout);
+    std::optional<Deadline> lUntil;
+    if (!lOneSleep)
+    {
+        lUntil.emplace(aTimeout);
+    }
     const uint32_t lFirst = lNow & cCount;
     uint32_t lTime = std::min(aTimeout, cLookAgain);
     // A count that has moved says that the event was set meanwhile, whatever it is now.
@@ -161,7 +155,7 @@ WaitResult NamedEvent::Wait(uint32_t aTimeout) noexcept
         lNow = lWord.load();
         return lIsOver();
     };
-    if (ProcessorOffer(mOffers).Make(lLook))
+    if (AdaptiveSpin(mSpin, lLook))
     {
         return WaitResult::Done;
     }
@@ -184,11 +178,11 @@ WaitResult NamedEvent::Wait(uint32_t aTimeout) noexcept
         {
             break;
         }
-        if (lOneSleep && lUntil == Clock::time_point())
+        if (!lUntil)
         {
-            lUntil = Clock::now() + std::chrono::milliseconds(lError == ETIMEDOUT ? 0 : aTimeout);
+            lUntil.emplace(lError == ETIMEDOUT ? 0 : aTimeout);
         }
-        lTime = lEndless ? cLookAgain : GetLeft(lUntil, cLookAgain);
+        lTime = lUntil->GetRemaining(cLookAgain);
     }
     return WaitResult::Done;
 }

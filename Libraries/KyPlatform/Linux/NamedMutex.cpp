@@ -1,6 +1,6 @@
 #include "KyPlatform/NamedMutex.h"
 
-#include "KyPlatform/Linux/Deadline.h"
+#include "KyPlatform/Deadline.h"
 #include "KyPlatform/Linux/NamedFile.h"
 #include "KyPlatform/Linux/Obstacle.h"
 #include "KyPlatform/Linux/SystemCalls.h"
@@ -274,13 +274,17 @@ WaitResult Await(const Object& aObject, uint32_t aTimeout) noexcept
     uint32_t lFound = 0;
     WaitResult lResult = TryTake(aObject, lFound, 0);
     lResult = IsOwned(lResult) ? lResult : TakeFromDead(aObject, lFound, 0);
-    for (int lLeft = lUntil.GetRemaining(); !IsOwned(lResult) && lLeft != 0; lLeft = lUntil.GetRemaining())
+    while (!IsOwned(lResult))
     {
+        const uint32_t lTime = lUntil.GetRemaining(cLookAgain);
+        if (lTime == 0)
+        {
+            break;
+        }
         const uint32_t lAsleep = lFound | cSleepers;
         const bool lIsFree = (lFound & cOwner) == 0;
         if (!lIsFree && (lFound == lAsleep || aObject.GetWord().compare_exchange_strong(lFound, lAsleep)))
         {
-            const auto lTime = lLeft < 0 ? cLookAgain : std::min(static_cast<uint32_t>(lLeft), cLookAgain);
             if (!Sleep(aObject, lAsleep, lTime))
             {
                 return WaitResult::Failed;

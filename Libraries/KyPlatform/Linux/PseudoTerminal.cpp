@@ -1,7 +1,7 @@
 #include "KyPlatform/PseudoTerminal.h"
 
-#include "KyPlatform/Linux/Deadline.h"
 #include "KyPlatform/Linux/HostHandle.h"
+#include "KyPlatform/Linux/Poll.h"
 #include "KyPlatform/Linux/SystemCalls.h"
 #include "KyPlatform/Linux/TerminalLine.h"
 

@@ -103,7 +103,6 @@ SystemCalls GetRealSystem() noexcept
     lReal.mGetNext = &::readdir;
     lReal.mCloseList = &::closedir;
     lReal.mFutex = &Futex;
-    lReal.mReadClock = &::clock_gettime;
     lReal.mMakeEvent = &MakeEvent;
     lReal.mRead = &::read;
     lReal.mWrite = &::write;

@@ -43,8 +43,6 @@ struct SystemCalls
     int (*mCloseList)(DIR*);
     long (*mFutex)(uint32_t*, int, uint32_t, const timespec*);
 
-    int (*mReadClock)(clockid_t, timespec*);
-
     // Host ports, stop events and threads.
     int (*mMakeEvent)(unsigned, int);
     ssize_t (*mRead)(int, void*, size_t);

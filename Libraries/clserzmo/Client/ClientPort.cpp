@@ -139,7 +139,7 @@ uint32_t ClientPort::TakePending(char* aBuffer, uint32_t aSize)
 ClientResult ClientPort::Read(char* aBuffer, uint32_t aSize, bool aWhole, uint32_t aTimeout, uint32_t& aRead)
 {
     aRead = 0;
-    const Deadline lDeadline(aTimeout);
+    const KyPlatform::Deadline lDeadline(aTimeout);
     const ClientTurnScope lTurn(mReadTurn, lDeadline, mClosed);
     while (lTurn.IsMine() && !mClosed)
     {
@@ -165,7 +165,7 @@ ClientResult ClientPort::Read(char* aBuffer, uint32_t aSize, bool aWhole, uint32
 }
 
 // \return Whether a server is there to take what is written.
-bool ClientPort::WaitForServer(const Deadline& aDeadline)
+bool ClientPort::WaitForServer(const KyPlatform::Deadline& aDeadline)
 {
     while (!ClientServer::IsAlive(mPrefix, mServerId))
     {
@@ -182,7 +182,7 @@ bool ClientPort::WaitForServer(const Deadline& aDeadline)
 ClientResult ClientPort::Write(const char* aData, uint32_t aSize, uint32_t aTimeout, uint32_t& aWritten)
 {
     aWritten = 0;
-    const Deadline lDeadline(aTimeout);
+    const KyPlatform::Deadline lDeadline(aTimeout);
     const ClientTurnScope lTurn(mWriteTurn, lDeadline, mClosed);
     if (lTurn.IsMine() && WaitForServer(lDeadline))
     {

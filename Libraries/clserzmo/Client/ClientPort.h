@@ -75,7 +75,7 @@ private:
     void Fetch(uint32_t aTimeout);
     uint32_t TakePending(char* aBuffer, uint32_t aSize);
     size_t GetPending();
-    bool WaitForServer(const Deadline& aDeadline);
+    bool WaitForServer(const KyPlatform::Deadline& aDeadline);
 
     SharedRegistry mRegistry;
     SharedRegistryEntry* mEntry = nullptr; // inside the shared section

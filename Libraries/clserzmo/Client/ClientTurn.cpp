@@ -3,7 +3,7 @@
 namespace KySerialLib
 {
 
-bool ClientTurn::Take(const Deadline& aDeadline, const std::atomic<bool>& aStop)
+bool ClientTurn::Take(const KyPlatform::Deadline& aDeadline, const std::atomic<bool>& aStop)
 {
     std::unique_lock<std::mutex> lLock(mMutex);
     while (mTaken)

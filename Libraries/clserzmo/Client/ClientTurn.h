@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Deadline.h"
+#include "KyPlatform/Deadline.h"
 
 #include <atomic>
 #include <condition_variable>
@@ -16,7 +16,7 @@ public:
     /// Waits for the turn.
     /// \param aStop  Once true, ends the wait, at most cLookAgain milliseconds later.
     /// \return Whether the caller has the turn.
-    bool Take(const Deadline& aDeadline, const std::atomic<bool>& aStop);
+    bool Take(const KyPlatform::Deadline& aDeadline, const std::atomic<bool>& aStop);
     void GiveBack();
 
     static constexpr uint32_t cLookAgain = 50;
@@ -31,7 +31,7 @@ private:
 class ClientTurnScope
 {
 public:
-    ClientTurnScope(ClientTurn& aTurn, const Deadline& aDeadline, const std::atomic<bool>& aStop)
+    ClientTurnScope(ClientTurn& aTurn, const KyPlatform::Deadline& aDeadline, const std::atomic<bool>& aStop)
         : mTurn(aTurn), mIsMine(aTurn.Take(aDeadline, aStop))
     {
     }

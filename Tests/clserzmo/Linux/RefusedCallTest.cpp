@@ -1,5 +1,6 @@
 // Calls into the system that must not fail do, in a FIFO and in the registry: an assertion says which.
 
+#include "KyPlatform/Deadline.h"
 #include "Support/AssertRecorder.h"
 #include "Tests/KyPlatform/Linux/ScriptedCall.h"
 #include "Tests/clserzmo/FifoFixture.h"
@@ -96,27 +97,23 @@ TEST_F(RefusedFifoTest, WaitsForTheReaderBeyondALockThatAStoppedProcessHolds)
         std::this_thread::yield();
     }
     int lSleeps = 0;
-    time_t lLater = 0;
+    static uint64_t sTime = 0; // nanoseconds
+    sTime = 1;
+    KyPlatform::Deadline::SetClock([] { return sTime; });
     // Each sleep at the lock takes as long as the longest wait for it.
-    const ScriptedCall<&S::mReadClock> lClock(
-        [&](clockid_t aClock, timespec* aTime)
-        {
-            const int lResult = ::clock_gettime(aClock, aTime);
-            aTime->tv_sec += lLater;
-            return lResult;
-        });
     const ScriptedCall<&S::mFutex> lFutex(
         [&](uint32_t*, int aOperation, uint32_t, const timespec*)
         {
             if (aOperation == FUTEX_WAIT)
             {
-                lLater += 6;
+                sTime += 6000000000;
                 lEnd = ++lSleeps >= 2;
             }
             errno = ETIMEDOUT;
             return -1L;
         });
     EXPECT_TRUE(mFifo.WaitUntilEmpty(60000));
+    KyPlatform::Deadline::SetClock(nullptr);
     lOwner.join();
     EXPECT_GE(lSleeps, 2);
 }

@@ -1,4 +1,4 @@
-// Two threads that share one processor, where an offer is worth making.
+// Two threads that share one processor, where a yield is worth making.
 
 #include "JxUtilsLib/Event.h"
 #include "KyPlatform/NamedEvent.h"
@@ -37,7 +37,7 @@ private:
     cpu_set_t mBefore{};
 };
 
-/// How often the calling thread has gone to sleep. Who only gives the processor away does not count.
+/// How often the calling thread has gone to sleep. A yield does not count.
 int64_t CountSleeps()
 {
     rusage lUsage{};
@@ -57,7 +57,7 @@ struct InProcess
 /// An event between processes.
 struct Named
 {
-    Named() { EXPECT_TRUE(mEvent.Create("Local\\" + UniqueName("KyOffer"))); }
+    Named() { EXPECT_TRUE(mEvent.Create("Local\\" + UniqueName("KySpin"))); }
     void Set() { EXPECT_TRUE(mEvent.Set()); }
     bool Wait() { return mEvent.Wait(60000) == KyPlatform::WaitResult::Done && mEvent.Reset(); }
 
@@ -95,15 +95,15 @@ int CountTurnsAwake()
 }
 
 template<typename Event>
-class OfferedProcessorTest : public testing::Test
+class SharedProcessorTest : public testing::Test
 {
 };
 
 using Events = testing::Types<InProcess, Named>;
-TYPED_TEST_SUITE(OfferedProcessorTest, Events);
+TYPED_TEST_SUITE(SharedProcessorTest, Events);
 
 // Others may have the processor meanwhile: then it is tried again.
-TYPED_TEST(OfferedProcessorTest, SavesTheSleepsOfThreadsThatShareAProcessor)
+TYPED_TEST(SharedProcessorTest, SavesTheSleepsOfThreadsThatShareAProcessor)
 {
     const OneProcessor lOne;
     EXPECT_TRUE(WaitFor([] { return CountTurnsAwake<TypeParam>() >= 30; }));
