@@ -329,7 +329,7 @@ class Soak(threading.Thread):
             self.user.write(self.dice.randbytes(count))
         self.written += count
         self.lost += count
-        wait_until(lambda: self.bridge.statistics()["lost_bytes"] >= self.lost, "the count of lost bytes")
+        wait_until(lambda: self.bridge.statistics()["to_device"]["lost"]["away"] >= self.lost, "the count of lost bytes")
         self.camera.command("plug")
         wait_until(lambda: self.bridge.statistics()["reconnections"] > before, "that the camera is back")
 
@@ -359,7 +359,7 @@ class Soak(threading.Thread):
             counts = self.bridge.statistics()
             self.judge(status == 0, f"the bridge ended with status {status}")
             self.judge(counts["final"], "the last report is not the final one")
-            self.judge(counts["lost_bytes"] == self.lost, "lost bytes")
+            self.judge(counts["to_device"]["lost"]["away"] == self.lost, "lost bytes")
             for way in ("to_device", "from_device"):
                 ledger = counts[way]
                 self.judge(ledger["taken"] == ledger["delivered"] + sum(ledger["lost"].values()), f"the last ledger {way}")

@@ -8,6 +8,7 @@
 #include "OutOfMemory.h"
 #include "SerialPort.h"
 
+#include <cstdio>
 #include <utility>
 
 namespace KySerialLib
@@ -19,6 +20,8 @@ namespace
 constexpr char cSourceFile[] = "Libraries/KySerial/Bridge";
 
 constexpr uint32_t cReceiveBufferSize = 0x10000;
+
+constexpr char cUart[] = "UART";
 
 } // namespace
 
@@ -42,7 +45,6 @@ void Bridge::Release() noexcept
     if (mDevice != nullptr)
     {
         static_cast<void>(mDevice->UnregisterEventSink(this)); // ignored, like the other steps of letting go
-        mRegisteredFeatures.clear();
         for (const KyString* lFeature :
              {&mBaudRateFeature, &mParityFeature, &mStopBitsFeature, &mBulkModeFeature})
         {
@@ -117,7 +119,6 @@ void Bridge::SetConfiguration(const KySerialPortConfiguration& aConfiguration)
 void Bridge::ResetStatistics()
 {
     mStatistics.mBytesSentToDevice = 0;
-    mStatistics.mSpare = 0;
     mStatistics.mBytesReceivedFromDevice = 0;
     mStatistics.mTransferErrors = 0;
     const auto lInside = mGate.Share();
@@ -134,6 +135,7 @@ KyResult Bridge::OpenDevicePort(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
     }
     mDevicePortID = aPort;
     mDevice = aDevice;
+    mWatch.Begin(mOptions, aDevice);
     static_cast<void>(mDevice->RegisterEventSink(this)); // ignored: this sink does nothing with events
     mDevicePort = std::make_unique<KyDeviceSerialPort>();
     KyResult lResult = mDevicePort->Open(aDevice, aPort);
@@ -141,6 +143,7 @@ KyResult Bridge::OpenDevicePort(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
     {
         return lResult;
     }
+    UseWriteMonitor();
     // Ignored: without the memory for it the port works with its own, smaller buffer.
     static_cast<void>(mDevicePort->SetRxBufferSize(cReceiveBufferSize));
     GetParameters();
@@ -168,6 +171,14 @@ KyResult Bridge::Start()
                              "Unable to start bridge downstream thread.");
     }
     static_cast<void>(mDownThread.SetName("BridgeDownstream"));
+    if (mWatch.IsOn() && !mWatchThread.Start(&WatchThread, this))
+    {
+        return KY_LOG_RESULT(*mLogger, KyResult::FAILURE, cFunction, "Unable to start bridge watch thread.");
+    }
+    if (mWatchThread.IsRunning())
+    {
+        static_cast<void>(mWatchThread.SetName("BridgeWatch"));
+    }
     return KyResult(KyResult::OK);
 }
 
@@ -178,6 +189,10 @@ void Bridge::StopThreads()
     if (mStopEvent.IsValid())
     {
         static_cast<void>(mStopEvent.Set()); // cannot fail for an event that is ours
+    }
+    if (mWatchThread.IsRunning()) // first: it may be opening the port again, which lets transfers go on
+    {
+        static_cast<void>(mWatchThread.Join()); // ignored: it returns nothing
     }
     {
         const auto lInside = mGate.Share();
@@ -195,121 +210,340 @@ void Bridge::StopThreads()
     }
 }
 
-KyResult Bridge::Recover()
+// The settings of the device port, which are GenICam features of the device.
+
+KyString Bridge::FindFeature(const char* aPrefix, const char* aSuffix)
 {
-    if (mDevicePort == nullptr)
+    char lText[64];
+    static_cast<void>(std::snprintf(lText, sizeof lText, "%s%s", aPrefix, aSuffix)); // 8 + 13 bytes at most
+    const KyString lName(lText);
+    return mDevice != nullptr && mDevice->IsFeatureAvailable(lName) ? lName : KyString();
+}
+
+void Bridge::RegisterInterest(const KyString& aFeature)
+{
+    if (aFeature.GetLength() > 0)
     {
-        return KyResult(KyResult::NOT_OPEN);
+        static_cast<void>(mDevice->RegisterFeatureInterest(aFeature)); // ignored: changes are not looked at
     }
+}
+
+void Bridge::GetParameters()
+{
+    for (KyString* lText : {&mBaudRateFeature, &mParityFeature, &mStopBitsFeature, &mBulkModeFeature,
+                            &mSelectorValue, &mSelectorFeature})
     {
-        const auto lInside = mGate.Share(); // somebody else may be opening the port again
-        EndDeviceTransfers(true);
+        *lText = KyString();
     }
-    const auto lAlone = mGate.Alone();
-    static_cast<void>(
-        mDevicePort->Close()); // ignored: what matters is what comes through the port afterwards
-    // Before the port gets another engine, which counts anew.
-    CountReceived(false);
-    // A port that could not be closed keeps its claim. Opening it would put a new engine in the place of the
-    // one that has the claim, and no later call could ever take the port back.
-    if (!mDevicePort->IsOpened())
+    char lPrefix[16] = "";
+    const int lPort = mDevicePortID;
+    if (lPort == KyDeviceSerialUart0 || lPort == KyDeviceSerialUart1)
     {
-        static_cast<void>(mDevicePort->Open(mDevice, mDevicePortID));
+        static_cast<void>(std::snprintf(lPrefix, sizeof lPrefix, "Uart%d", lPort));
     }
-    EndDeviceTransfers(false); // a port that could not be opened has the engine that it had
+    else if (lPort >= KyDeviceSerialBulk0 && lPort <= KyDeviceSerialBulk7)
+    {
+        mSelectorFeature = FindFeature("Bulk", "Selector");
+        mBulkModeFeature = FindFeature("Bulk", "Mode");
+        RegisterInterest(mBulkModeFeature);
+        static_cast<void>(std::snprintf(lPrefix, sizeof lPrefix, "Bulk%d", lPort - KyDeviceSerialBulk0));
+        mSelectorValue = KyString(lPrefix);
+        if (mSelectorFeature.GetLength() > 0)
+        {
+            lPrefix[4] = '\0'; // the selector says which port is meant
+        }
+    }
+    else
+    {
+        KY_LOG(*mLogger, JxUtilsLib::PriorityWarning, "KySerialLib::Bridge::GetParameters",
+               "Unexpected port identifier.");
+        JX_ASSERT(false);
+    }
+
+    const std::pair<KyString*, const char*> lFeatures[] = {
+        {&mBaudRateFeature, "BaudRate"}, {&mParityFeature, "Parity"}, {&mStopBitsFeature, "NumOfStopBits"}};
+    for (const auto& [lFeature, lSuffix] : lFeatures)
+    {
+        *lFeature = FindFeature(lPrefix, lSuffix);
+        RegisterInterest(*lFeature);
+    }
+}
+
+KyResult Bridge::SetSelector(FeatureSelectorScope& aScope, const char* aFunction)
+{
+    if (mSelectorFeature.GetLength() == 0)
+    {
+        return KyResult(KyResult::OK);
+    }
+    if (!aScope.Set(mSelectorFeature, mSelectorValue).IsOK())
+    {
+        return KY_LOG_RESULT(*mLogger, KyResult::UNSUPPORTED, aFunction, "Error setting Bulk selector.");
+    }
     return KyResult(KyResult::OK);
 }
 
-// A thread that waits for the device to say something, or to be done, is let go at once.
-void Bridge::EndDeviceTransfers(bool aEnd)
+void Bridge::Backup(const KyString& aFeature, KyString& aSaved)
 {
-    if (mDevicePort != nullptr && mDevicePort->mThis != nullptr)
-    {
-        mDevicePort->mThis->EndReads(aEnd);
-        mDevicePort->mThis->EndWrites(aEnd);
-    }
-}
-
-bool Bridge::ReadFromDevice(uint8_t* aBuffer, uint32_t aSize, uint32_t& aRead, uint32_t aTimeout)
-{
-    const auto lInside = mGate.Share();
-    const KyResult lResult = mDevicePort->Read(aBuffer, aSize, aRead, aTimeout);
-    return lResult.IsOK() && aRead > 0;
-}
-
-// One write for the whole block: the device gets the messages that the host's program has sent, and a
-// transmit FIFO does not run empty inside one.
-bool Bridge::WriteToDevice(const uint8_t* aData, uint32_t aSize)
-{
-    mAccount.Take(BridgeWay::ToDevice, aSize);
-    uint32_t lDone = 0;
-    bool lFailed = false;
-    while (lDone < aSize && !lFailed && !mStop)
-    {
-        const auto lInside = mGate.Share();
-        uint32_t lWritten = 0;
-        lFailed = !mDevicePort->Write(aData + lDone, aSize - lDone, lWritten).IsOK();
-        mStatistics.mBytesSentToDevice += lWritten;
-        mAccount.Deliver(BridgeWay::ToDevice, lWritten);
-        lDone += lWritten; // less than the block: Recover() has ended the write, and the rest follows it
-    }
-    if (mStop)
-    {
-        CutOff(BridgeWay::ToDevice, aSize - lDone);
-        return true;
-    }
-    mAccount.Lose(BridgeWay::ToDevice, &KySerialBridgeFlow::mRefused, aSize - lDone);
-    return !lFailed;
-}
-
-uint32_t Bridge::CountDelivery(uint32_t aSize, uint32_t aDelivered)
-{
-    const uint32_t lLost = aSize - aDelivered;
-    mAccount.Deliver(BridgeWay::FromDevice, aDelivered);
-    if (mStop)
-    {
-        CutOff(BridgeWay::FromDevice, lLost);
-        return lLost;
-    }
-    mAccount.Lose(BridgeWay::FromDevice, &KySerialBridgeFlow::mRefused, lLost);
-    return 0;
-}
-
-void Bridge::CutOff(BridgeWay aWay, uint32_t aLost)
-{
-    if (aLost == 0)
+    KyString lText;
+    if (aFeature.GetLength() == 0 || !mDevice->IsFeatureReadable(aFeature))
     {
         return;
     }
-    ++mStatistics.mTransferErrors;
-    mAccount.Lose(aWay, &KySerialBridgeFlow::mCutOff, aLost);
-}
-
-// Enters what the device port has received. Not while the port is being replaced.
-void Bridge::CountReceived(bool aIsEnd)
-{
-    if (mDevicePort == nullptr || mDevicePort->mThis == nullptr)
+    if (mDevice->GetFeatureAsString(aFeature, lText).IsOK())
     {
-        return;
+        aSaved = lText; // a value that could not be read must not be written back one day
     }
-    const SerialPort::ReceiveCounts lCounts = mDevicePort->mThis->TakeReceiveCounts();
-    mAccount.Take(BridgeWay::FromDevice, lCounts.mReceived);
-    mAccount.Lose(BridgeWay::FromDevice, &KySerialBridgeFlow::mOverrun, lCounts.mOverrun);
-    mAccount.Lose(BridgeWay::FromDevice,
-                  aIsEnd ? &KySerialBridgeFlow::mCutOff : &KySerialBridgeFlow::mCleared, lCounts.mCleared);
 }
 
-KySerialBridgeFlow Bridge::GetFlow(BridgeWay aWay)
+KyResult Bridge::BackupPortConfig()
 {
-    const auto lInside = mGate.Share();
-    CountReceived(false);
-    return mAccount.Get(aWay);
+    if (mDevicePortID == KyDeviceSerialInvalid)
+    {
+        return KyResult(KyResult::OK);
+    }
+    FeatureSelectorScope lScope(mDevice);
+    KyResult lResult = SetSelector(lScope, "KySerialLib::Bridge::BackupPortConfig");
+    if (!lResult.IsOK())
+    {
+        return lResult;
+    }
+    Backup(mBaudRateFeature, mSavedBaudRate);
+    Backup(mParityFeature, mSavedParity);
+    Backup(mStopBitsFeature, mSavedStopBits);
+    Backup(mBulkModeFeature, mSavedBulkMode);
+    return lResult;
 }
 
-void Bridge::SetFinalFlows(KySerialBridgeFlow* aToDevice, KySerialBridgeFlow* aFromDevice)
+void Bridge::Restore(const KyString& aFeature, const KyString& aSaved)
 {
-    mFinalToDevice = aToDevice;
-    mFinalFromDevice = aFromDevice;
+    if (aFeature.GetLength() > 0 && aSaved.GetLength() > 0 && mDevice->IsFeatureWritable(aFeature))
+    {
+        static_cast<void>(mDevice->SetFeatureFromString(aFeature, aSaved)); // ignored: the others still count
+    }
+}
+
+KyResult Bridge::RestorePortConfig()
+{
+    FeatureSelectorScope lScope(mDevice);
+    KyResult lResult = SetSelector(lScope, "KySerialLib::Bridge::RestorePortConfig");
+    if (!lResult.IsOK())
+    {
+        return lResult;
+    }
+    Restore(mBaudRateFeature, mSavedBaudRate);
+    Restore(mParityFeature, mSavedParity);
+    Restore(mStopBitsFeature, mSavedStopBits);
+    Restore(mBulkModeFeature, mSavedBulkMode);
+    return lResult;
+}
+
+KyResult Bridge::RefreshSupportedBaudRates()
+{
+    static constexpr char cFunction[] = "KySerialLib::Bridge::RefreshSupportedBaudRates";
+    mSupportedBaudRates.clear();
+    FeatureSelectorScope lScope(mDevice);
+    KyResult lResult = SetSelector(lScope, cFunction);
+    if (!lResult.IsOK())
+    {
+        return lResult;
+    }
+    if (mBaudRateFeature.GetLength() == 0 || !mDevice->IsFeatureReadable(mBaudRateFeature))
+    {
+        return KY_LOG_RESULT(*mLogger, KyResult::NOT_READABLE, cFunction,
+                             "Device port baud rate is not readable.");
+    }
+    KyStringList lEntries;
+    if (!mDevice->GetEnumEntries(mBaudRateFeature, lEntries).IsOK())
+    {
+        return KY_LOG_RESULT(*mLogger, KyResult::NOT_READABLE, cFunction,
+                             "Error reading device port baud rates count.");
+    }
+    for (const KyString* lEntry = lEntries.GetFirst(); lEntry != nullptr; lEntry = lEntries.GetNext())
+    {
+        // Number and base as this conversion takes them: entries of devices in the field are written to suit
+        // it.
+        int lBaudRate = 0;
+        const bool lIsRate = std::sscanf(lEntry->GetAscii(), "Baud%i", &lBaudRate) == 1;
+        if (lIsRate && IsBaudRateSupported(static_cast<uint32_t>(lBaudRate)))
+        {
+            mSupportedBaudRates.push_back(static_cast<uint32_t>(lBaudRate));
+        }
+    }
+    return lResult;
+}
+
+KyResult Bridge::ConfigurePort()
+{
+    static constexpr char cFunction[] = "KySerialLib::Bridge::ConfigurePort";
+    if (mDevicePortID == KyDeviceSerialInvalid)
+    {
+        return KyResult(KyResult::OK);
+    }
+    if (!GetConfiguration().IsValid().IsOK())
+    {
+        return KY_LOG_RESULT(*mLogger, KyResult::BAD_PARAMETER, cFunction,
+                             "Could not configure device serial port, serial configuration is not valid.");
+    }
+    FeatureSelectorScope lScope(mDevice);
+    KyResult lResult = SetSelector(lScope, cFunction);
+    if (lResult.IsOK())
+    {
+        mRefusedSettings = SyncAll(GetConfiguration().mBaudRate, false);
+        ReportSettings();
+    }
+    return lResult;
+}
+
+// A device that cannot be set in one respect is still set in the others. The result has a bit for each that
+// it refuses.
+uint32_t Bridge::SyncAll(uint32_t aBaudRate, bool aForce)
+{
+    uint32_t lRefused = 0;
+    lRefused |= SyncBulkMode().IsOK() ? 0U : 1U;
+    lRefused |= SyncParity().IsOK() ? 0U : 2U;
+    lRefused |= SyncStopBits().IsOK() ? 0U : 4U;
+    lRefused |= SetDeviceBaudRate(aBaudRate, aForce).IsOK() ? 0U : 8U;
+    return lRefused;
+}
+
+KyResult Bridge::SyncBaudRate(bool aForce)
+{
+    return SetDeviceBaudRate(GetConfiguration().mBaudRate, aForce);
+}
+
+KyResult Bridge::SetDeviceBaudRate(uint32_t aBaudRate, bool aForce)
+{
+    static constexpr char cFunction[] = "KySerialLib::Bridge::SyncBaudRate";
+    if (mBaudRateFeature.GetLength() == 0 || (!aForce && aBaudRate == mDeviceBaudRate))
+    {
+        return KyResult(KyResult::OK);
+    }
+    FeatureSelectorScope lScope(mDevice);
+    KyResult lResult = SetSelector(lScope, cFunction);
+    if (!lResult.IsOK())
+    {
+        return lResult;
+    }
+    char lText[16];
+    static_cast<void>(std::snprintf(lText, sizeof lText, "Baud%u", static_cast<unsigned>(aBaudRate)));
+    const KyString lEntry(lText);
+    KyString lCurrent;
+    KyResult lStep = mDevice->GetFeatureAsString(mBaudRateFeature, lCurrent);
+    if (lStep.IsOK() && lCurrent != lEntry)
+    {
+        lStep = mDevice->SetFeatureFromString(mBaudRateFeature, lEntry);
+    }
+    if (!lStep.IsOK())
+    {
+        return KY_LOG_RESULT(*mLogger, KyResult::UNSUPPORTED, cFunction,
+                             "Error setting device serial port baud rate.");
+    }
+    mDeviceBaudRate = aBaudRate;
+    return lResult;
+}
+
+KyResult Bridge::SyncBulkMode()
+{
+    static constexpr char cFunction[] = "KySerialLib::Bridge::SyncBulkMode";
+    if (mBulkModeFeature.GetLength() == 0)
+    {
+        return KyResult(KyResult::OK);
+    }
+    FeatureSelectorScope lScope(mDevice);
+    KyResult lResult = SetSelector(lScope, cFunction);
+    if (!lResult.IsOK())
+    {
+        return lResult;
+    }
+    KyString lMode;
+    if (!mDevice->GetFeatureAsString(mBulkModeFeature, lMode).IsOK())
+    {
+        return KY_LOG_RESULT(*mLogger, KyResult::UNSUPPORTED, cFunction,
+                             "Error reading device serial bulk port mode.");
+    }
+    const KyString lUart(cUart);
+    if (lMode == lUart)
+    {
+        return lResult;
+    }
+    if (!mDevice->SetFeatureFromString(mBulkModeFeature, lUart).IsOK())
+    {
+        return KY_LOG_RESULT(*mLogger, KyResult::UNSUPPORTED, cFunction,
+                             "Error setting device serial bulk port to UART mode.");
+    }
+    return lResult;
+}
+
+// Both settings that come here report failures with the texts of the parity; support people know them so.
+KyResult Bridge::SyncEntry(const KyString& aFeature, const KyString& aEntry, const char* aFunction)
+{
+    KyString lCurrent;
+    if (!mDevice->GetFeatureAsString(aFeature, lCurrent).IsOK())
+    {
+        return KY_LOG_RESULT(*mLogger, KyResult::UNSUPPORTED, aFunction,
+                             "Error reading device serial port parity.");
+    }
+    if (lCurrent == aEntry)
+    {
+        return KyResult(KyResult::OK);
+    }
+    if (!mDevice->SetFeatureFromString(aFeature, aEntry).IsOK())
+    {
+        return KY_LOG_RESULT(*mLogger, KyResult::UNSUPPORTED, aFunction,
+                             "Error setting device serial port parity.");
+    }
+    return KyResult(KyResult::OK);
+}
+
+KyResult Bridge::SyncParity()
+{
+    static constexpr char cFunction[] = "KySerialLib::Bridge::SyncParity";
+    if (mParityFeature.GetLength() == 0)
+    {
+        return KyResult(KyResult::OK);
+    }
+    FeatureSelectorScope lScope(mDevice);
+    KyResult lResult = SetSelector(lScope, cFunction);
+    if (!lResult.IsOK() || !mDevice->IsFeatureWritable(mParityFeature))
+    {
+        return lResult;
+    }
+    switch (GetConfiguration().mParity)
+    {
+    case KyParityNone:
+        return SyncEntry(mParityFeature, "None", cFunction);
+    case KyParityEven:
+        return SyncEntry(mParityFeature, "Even", cFunction);
+    case KyParityOdd:
+        return SyncEntry(mParityFeature, "Odd", cFunction);
+    }
+    JX_ASSERT(false);
+    return KY_LOG_RESULT(*mLogger, KyResult::UNSUPPORTED, cFunction, "Unexpected parity value.");
+}
+
+KyResult Bridge::SyncStopBits()
+{
+    static constexpr char cFunction[] = "KySerialLib::Bridge::SyncStopBits";
+    if (mStopBitsFeature.GetLength() == 0)
+    {
+        return KyResult(KyResult::OK);
+    }
+    FeatureSelectorScope lScope(mDevice);
+    KyResult lResult = SetSelector(lScope, cFunction);
+    if (!lResult.IsOK() || !mDevice->IsFeatureWritable(mStopBitsFeature))
+    {
+        return lResult;
+    }
+    switch (GetConfiguration().mStopBits)
+    {
+    case 1:
+        return SyncEntry(mStopBitsFeature, "One", cFunction);
+    case 2:
+        return SyncEntry(mStopBitsFeature, "Two", cFunction);
+    default:
+        JX_ASSERT(false);
+        return KY_LOG_RESULT(*mLogger, KyResult::UNSUPPORTED, cFunction, "Unexpected stop bits value.");
+    }
 }
 
 } // namespace KySerialLib

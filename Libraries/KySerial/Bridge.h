@@ -1,14 +1,15 @@
 #pragma once
 
 #include "BridgeAccount.h"
+#include "BridgeWatch.h"
 #include "JxUtilsLib/Logger.h"
 #include "JxUtilsLib/Mutex.h"
 #include "KyPlatform/StopEvent.h"
 #include "KyPlatform/WorkerThread.h"
+#include "SharedLock.h"
 #include "KySerial/IKyDeviceAdapter.h"
 #include "KySerial/KyDeviceSerialPort.h"
 #include "KySerial/KySerialPortConfiguration.h"
-#include "SharedLock.h"
 
 #include <atomic>
 #include <cstdint>
@@ -20,10 +21,10 @@ namespace KySerialLib
 
 class FeatureSelectorScope;
 
-/// What both kinds of bridges have in common: the device port, its settings in the device's features, and the
-/// two threads that relay bytes.
+/// What both kinds of bridges have in common: the device port, its settings in the device's features, the
+/// two threads that relay bytes, and the third one, for a bridge with options, that looks for the device.
 ///
-/// Order of calls: construct, OpenDevicePort(), what the flavour opens, Start(), destroy. The flavours'
+/// Order of calls: construct, SetOptions() if there are any, OpenDevicePort(), what the flavour opens, Start(), destroy. The flavours'
 /// destructors call StopThreads() first, because the threads use the flavour's members; this one's restores
 /// the device's settings.
 ///
@@ -53,11 +54,14 @@ public:
     virtual KyPlatform::WorkerThread::Routine GetUpThreadRoutine() const = 0;
     virtual KyPlatform::WorkerThread::Routine GetDownThreadRoutine() const = 0;
 
+    /// \param aOptions  Copied; see there. Before OpenDevicePort().
+    void SetOptions(const KySerialBridgeOptions& aOptions) { mOptions = aOptions; }
+
     /// Opens the device port, finds its features and saves what they say.
     /// \return OK. UNSUPPORTED: the device does not offer the port. Others: as KyDeviceSerialPort::Open().
     KyResult OpenDevicePort(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort);
 
-    /// Starts the two threads. \return OK; FAILURE: what was made already stays, the destructor undoes it.
+    /// Starts the threads. \return OK; FAILURE: what was made already stays, the destructor undoes it.
     KyResult Start();
 
     /// Ends the threads. Harmless when none run. Blocks until they have ended: waits for the device port and
@@ -125,7 +129,6 @@ protected:
     struct Statistics
     {
         std::atomic<uint64_t> mBytesSentToDevice{0};
-        std::atomic<uint64_t> mSpare{0};
         std::atomic<uint64_t> mBytesReceivedFromDevice{0};
         std::atomic<uint64_t> mTransferErrors{0};
     };
@@ -137,7 +140,7 @@ protected:
     bool ReadFromDevice(uint8_t* aBuffer, uint32_t aSize, uint32_t& aRead, uint32_t aTimeout);
 
     /// Writes a block of the host to the device port, in one piece, and enters its bytes into the account.
-    /// \return True: all were written, or the threads are to stop.
+    /// \return True: all were written, the threads are to stop, or the bridge waits for a device that is away.
     bool WriteToDevice(const uint8_t* aData, uint32_t aSize);
 
     /// Enters a block into the account that the device port gave and of which the host has taken aDelivered
@@ -149,6 +152,12 @@ protected:
     void CutOff(BridgeWay aWay, uint32_t aLost);
 
     bool HasDevicePort() const { return mDevicePort != nullptr; }
+
+    /// Whether bytes to the device are dropped because the bridge waits for it.
+    bool IsDropping() const { return mWatch.IsDropping(); }
+
+    /// Reports the settings that the device port has now.
+    void ReportSettings();
 
     KyPlatform::WorkerThread mUpThread;
     KyPlatform::WorkerThread mDownThread;
@@ -165,8 +174,16 @@ private:
     KyString FindFeature(const char* aPrefix, const char* aSuffix);
     void RegisterInterest(const KyString& aFeature);
     KyResult SyncEntry(const KyString& aFeature, const KyString& aEntry, const char* aFunction);
-    KyResult CloseDevicePort();
+    KyResult SetDeviceBaudRate(uint32_t aBaudRate, bool aForce);
+    uint32_t SyncAll(uint32_t aBaudRate, bool aForce);
+    bool ReopenDevicePort();
+    void UseWriteMonitor();
     void EndDeviceTransfers(bool aEnd);
+    static uint32_t WatchThread(void* aBridge);
+    void Watch();
+    KyResult Reconnect();
+    void Lose(BridgeWay aWay, KySerialBridgeLoss aLoss, uint64_t aBytes);
+    uint64_t GetLostToDevice() const;
     void CountReceived(bool aIsEnd);
     void CloseAndSettle() noexcept;
 
@@ -176,7 +193,11 @@ private:
     mutable JxUtilsLib::Mutex mConfigurationMutex;
     KySerialPortConfiguration mConfiguration JX_GUARDED_BY(mConfigurationMutex);
     std::vector<uint32_t> mSupportedBaudRates;
-    std::atomic<uint32_t> mDeviceBaudRate{0}; // as last written; 0: never
+    std::atomic<uint32_t> mDeviceBaudRate{0};  // as last written; 0: never
+    std::atomic<uint32_t> mRefusedSettings{0}; // by the device when it was set up last, a bit each
+    KySerialBridgeOptions mOptions;
+    BridgeWatch mWatch;
+    KyPlatform::WorkerThread mWatchThread;
     SharedLock mGate;
     bool mReleased = false;
     KySerialBridgeFlow* mFinalToDevice = nullptr; // not owned; null: nobody asks
@@ -189,7 +210,6 @@ private:
     KyString mBulkModeFeature;
     KyString mSelectorValue; // the entry that selects this port
     KyString mSelectorFeature;
-    std::vector<KyString> mRegisteredFeatures;
 
     // What the features said before the bridge changed them.
     KyString mSavedBaudRate;

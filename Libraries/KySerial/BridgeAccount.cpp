@@ -25,7 +25,7 @@ void BridgeAccount::Reset() noexcept
     for (KySerialBridgeFlow* const lFlow : {&mToDevice, &mFromDevice})
     {
         const uint64_t lOnTheirWay = lFlow->mTaken - lFlow->mDelivered - lFlow->mOverrun - lFlow->mCleared -
-                                     lFlow->mRefused - lFlow->mCutOff;
+                                     lFlow->mRefused - lFlow->mCutOff - lFlow->mAway;
         *lFlow = KySerialBridgeFlow();
         lFlow->mTaken = lOnTheirWay;
     }

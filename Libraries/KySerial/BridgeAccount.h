@@ -1,6 +1,7 @@
 #pragma once
 
 #include "JxUtilsLib/Mutex.h"
+#include "KySerial/IKySerialBridgeObserver.h"
 #include "KySerial/KySerialBridge.h"
 
 #include <cstdint>
@@ -8,12 +9,7 @@
 namespace KySerialLib
 {
 
-/// The way of a byte through a bridge.
-enum class BridgeWay
-{
-    ToDevice,
-    FromDevice
-};
+using BridgeWay = KySerialBridgeWay;
 
 /// What became of the bytes that a bridge has received, for each way.
 ///

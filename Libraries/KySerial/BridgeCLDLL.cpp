@@ -241,8 +241,17 @@ void BridgeCLDLL::FollowClient()
     static_cast<void>(
         MaskToBaudRate(Shared(mSharedRegistryEntry->mRequestedBaudRate), lConfiguration.mBaudRate));
     SetConfiguration(lConfiguration);
+    if (IsDropping())
+    {
+        return; // the device gets the rate when it is back
+    }
+    const uint32_t lBefore = Bridge::GetBaudRate();
     // Ignored: a refusal is in the log, and the bytes go out at the rate that the device has.
     static_cast<void>(CatchOutOfMemory([this] { return SyncBaudRate(true); }));
+    if (Bridge::GetBaudRate() != lBefore)
+    {
+        ReportSettings();
+    }
 }
 
 void BridgeCLDLL::RelayDown()

@@ -352,6 +352,7 @@ KyResult BulkIPEngine::Write(const uint8_t* aBuffer, uint32_t aSize, uint32_t& a
             return lResult;
         }
         lTimeout = ComputeChunkTimeout(lChunk);
+        CountSent(aBuffer + aBytesWritten, lChunk);
         aBytesWritten += lChunk;
     }
     return AwaitInterrupt(mTxEmptyEvent, lTimeout) ? KyResult(KyResult::OK) : TxTimeOut(aBytesWritten);

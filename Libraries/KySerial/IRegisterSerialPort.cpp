@@ -300,6 +300,7 @@ KyResult IRegisterSerialPort::WriteAndRead(const uint8_t* aBuffer, uint32_t aSiz
         {
             return lResult;
         }
+        CountSent(lData, lSize);
         aBytesWritten += lSize;
     }
     return KyResult(KyResult::OK);

@@ -49,6 +49,25 @@ KyResult CheckDevice(IKyDeviceAdapter* aDevice, bool aIsPort)
     return KyResult(KyResult::OK);
 }
 
+// What both kinds of start do once the device has been checked. aOpen opens the host side. A bridge that
+// cannot start ends here.
+template<typename Flavour, typename Open>
+KyResult Run(IKyDeviceAdapter* aDevice, KyDeviceSerial aDevicePort, const KySerialBridgeOptions& aOptions,
+             KySerialLib::Bridge*& aRunning, const Open& aOpen)
+{
+    return CatchOutOfMemory(
+        [&]
+        {
+            auto lBridge = std::make_unique<Flavour>();
+            lBridge->SetOptions(aOptions);
+            KyResult lStep = lBridge->OpenDevicePort(aDevice, aDevicePort);
+            lStep = lStep.IsOK() ? aOpen(*lBridge) : lStep;
+            lStep = lStep.IsOK() ? lBridge->Start() : lStep;
+            aRunning = lStep.IsOK() ? lBridge.release() : nullptr;
+            return lStep;
+        });
+}
+
 } // namespace
 
 KySerialBridge::KySerialBridge() : mThis(nullptr) {}
@@ -61,33 +80,33 @@ KySerialBridge::~KySerialBridge()
 KyResult KySerialBridge::Start(const KyString& aSerialPort, KySerialPortConfiguration aConfiguration,
                                IKyDeviceAdapter* aDevice, KyDeviceSerial aDevicePort)
 {
+    return Start(aSerialPort, aConfiguration, aDevice, aDevicePort, KySerialBridgeOptions());
+}
+
+KyResult KySerialBridge::Start(const KyString& aSerialPort, KySerialPortConfiguration aConfiguration,
+                               IKyDeviceAdapter* aDevice, KyDeviceSerial aDevicePort,
+                               const KySerialBridgeOptions& aOptions)
+{
     if (mThis != nullptr)
     {
         return KY_BRIDGE_FAILURE(KyResult::WRONG_STATE, cStart, "Bridge already started.");
     }
     const bool lIsPort = aDevicePort >= KyDeviceSerialUart0 && aDevicePort <= KyDeviceSerialBulk7;
     KyResult lResult = CheckDevice(aDevice, lIsPort);
-    if (!lResult.IsOK())
-    {
-        return lResult;
-    }
-    lResult = CatchOutOfMemory(
-        [&]
-        {
-            auto* const lBridge = new BridgeCOM;
-            mThis = lBridge;
-            KyResult lStep = lBridge->OpenDevicePort(aDevice, aDevicePort);
-            lStep = lStep.IsOK() ? lBridge->OpenCOMPort(aSerialPort.GetAscii(), aConfiguration) : lStep;
-            return lStep.IsOK() ? lBridge->Start() : lStep;
-        });
-    if (!lResult.IsOK() && mThis != nullptr)
-    {
-        static_cast<void>(Stop()); // ignored: the first failure is what counts
-    }
-    return lResult;
+    return lResult.IsOK()
+               ? Run<BridgeCOM>(aDevice, aDevicePort, aOptions, mThis,
+                                [&](BridgeCOM& aBridge)
+                                { return aBridge.OpenCOMPort(aSerialPort.GetAscii(), aConfiguration); })
+               : lResult;
 }
 
 KyResult KySerialBridge::Start(const KyString& aName, IKyDeviceAdapter* aDevice, KyDeviceSerial aDevicePort)
+{
+    return Start(aName, aDevice, aDevicePort, KySerialBridgeOptions());
+}
+
+KyResult KySerialBridge::Start(const KyString& aName, IKyDeviceAdapter* aDevice, KyDeviceSerial aDevicePort,
+                               const KySerialBridgeOptions& aOptions)
 {
     if (mThis != nullptr)
     {
@@ -101,24 +120,10 @@ KyResult KySerialBridge::Start(const KyString& aName, IKyDeviceAdapter* aDevice,
     // two by the code.
     const bool lIsPort = aDevicePort >= KyDeviceSerialInvalid && aDevicePort <= KyDeviceSerialBulk7;
     KyResult lResult = CheckDevice(aDevice, lIsPort);
-    if (!lResult.IsOK())
-    {
-        return lResult;
-    }
-    lResult = CatchOutOfMemory(
-        [&]
-        {
-            auto* const lBridge = new BridgeCLDLL;
-            mThis = lBridge;
-            KyResult lStep = lBridge->OpenDevicePort(aDevice, aDevicePort);
-            lStep = lStep.IsOK() ? lBridge->OpenSharedMem(aName.GetAscii()) : lStep;
-            return lStep.IsOK() ? lBridge->Start() : lStep;
-        });
-    if (!lResult.IsOK() && mThis != nullptr)
-    {
-        static_cast<void>(Stop()); // ignored: the first failure is what counts
-    }
-    return lResult;
+    return lResult.IsOK() ? Run<BridgeCLDLL>(aDevice, aDevicePort, aOptions, mThis,
+                                             [&](BridgeCLDLL& aBridge)
+                                             { return aBridge.OpenSharedMem(aName.GetAscii()); })
+                          : lResult;
 }
 
 KyResult KySerialBridge::Stop()

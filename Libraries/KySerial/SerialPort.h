@@ -89,6 +89,22 @@ public:
     /// EndWrites(false). Nothing is logged. Does not block. Any thread.
     void EndWrites(bool aEnd);
 
+    /// Decides about each piece of a write before it goes out, and hears of each that the device has taken.
+    class WriteMonitor
+    {
+    public:
+        /// Whether the next piece may go out; if not, the write ends as EndWrites(true) ends it.
+        virtual bool MaySend() noexcept = 0;
+        /// The device has taken these bytes. The writer's thread.
+        virtual void Sent(const uint8_t* aBytes, uint32_t aCount) noexcept = 0;
+
+    protected:
+        ~WriteMonitor() = default;
+    };
+
+    /// \param aMonitor  Not owned; null: none. Must stay while there are writes; set between them.
+    void SetWriteMonitor(WriteMonitor* aMonitor) { mWriteMonitor = aMonitor; }
+
     /// What became of received bytes that no reader has taken.
     struct ReceiveCounts
     {
@@ -143,10 +159,23 @@ private:
     JxUtilsLib::Event*
         mAwaited JX_GUARDED_BY(mWriteLock) = nullptr; // what the writer waits for; null: nothing
     std::atomic<bool> mWritesEnd{false};              // see EndWrites()
+    WriteMonitor* mWriteMonitor = nullptr;            // the writer's
 
 protected:
-    /// Whether EndWrites(true) is in force. Engines ask before each piece of a write.
-    bool AreWritesEnded() const { return mWritesEnd; }
+    /// Whether EndWrites(true) is in force, or the monitor stops the write. Engines ask before each piece.
+    bool AreWritesEnded() const
+    {
+        return mWritesEnd || (mWriteMonitor != nullptr && !mWriteMonitor->MaySend());
+    }
+
+    /// To be called by the engine when the device has taken a piece of a write.
+    void CountSent(const uint8_t* aBytes, uint32_t aCount)
+    {
+        if (mWriteMonitor != nullptr)
+        {
+            mWriteMonitor->Sent(aBytes, aCount);
+        }
+    }
 
     /// Waits for the event that the device's interrupt sets. The writer's thread.
     /// \return False: the time is over. True: the event was set, or EndWrites(true) is in force.

@@ -168,6 +168,7 @@ KyResult SerialPortIPEngine::WriteByte(uint8_t aByte, uint32_t aIndex, uint32_t&
                              static_cast<int>(aIndex));
     }
     ++aBytesWritten; // the device has it, whether its interrupt comes or not
+    CountSent(&aByte, 1);
     if (!AwaitInterrupt(mTxEvent, cTxTimeoutMs))
     {
         DrainRx();

@@ -5,17 +5,79 @@
 #include "LineSettingsForm.h"
 #include "Opened.h"
 
+#include <cstddef>
+
 using namespace KySerialCLib;
 
 namespace
 {
+
+// An application's functions as the library's own observer.
+class FunctionObserver final : public IKySerialBridgeObserver
+{
+public:
+    void NotifyTraffic(KySerialBridgeWay aWay, int64_t aTime, const uint8_t* aBytes, uint32_t aCount) override
+    {
+        if (mFunctions.mTraffic != nullptr)
+        {
+            mFunctions.mTraffic(mFunctions.mContext, static_cast<int32_t>(aWay), aTime, aBytes, aCount);
+        }
+    }
+    void NotifyLoss(KySerialBridgeWay aWay, KySerialBridgeLoss aLoss, uint64_t aBytes) override
+    {
+        if (mFunctions.mLoss != nullptr)
+        {
+            mFunctions.mLoss(mFunctions.mContext, static_cast<int32_t>(aWay), static_cast<int32_t>(aLoss),
+                             aBytes);
+        }
+    }
+    void NotifyDeviceGone() override
+    {
+        if (mFunctions.mDeviceGone != nullptr)
+        {
+            mFunctions.mDeviceGone(mFunctions.mContext);
+        }
+    }
+    void NotifyDeviceBack(uint64_t aLost) override
+    {
+        if (mFunctions.mDeviceBack != nullptr)
+        {
+            mFunctions.mDeviceBack(mFunctions.mContext, aLost);
+        }
+    }
+    void NotifySettings(const KySerialPortConfiguration& aSettings) override
+    {
+        if (mFunctions.mSettings != nullptr)
+        {
+            KyLineSettings lSettings{};
+            lSettings.mSize = sizeof lSettings;
+            static_cast<void>(Convert("KyBridgeSetObserver", aSettings, &lSettings)); // the size is right
+            mFunctions.mSettings(mFunctions.mContext, &lSettings);
+        }
+    }
+
+    KyBridgeObserver mFunctions{};
+};
+
+// An application's function as the numbers of a device's connections.
+class FunctionGeneration final : public IKyDeviceGeneration
+{
+public:
+    uint64_t GetGeneration() override { return mFunction(mContext); }
+
+    uint64_t (*mFunction)(void*) = nullptr; // null: the object is not used
+    void* mContext = nullptr;
+};
 
 // A bridge and the device that it runs on.
 struct Bridge
 {
     DeviceHold mDevice; // set while it runs; goes after it
     std::mutex mTurn;
-    KySerialBridge mBridge;
+    FunctionObserver mObserver;
+    FunctionGeneration mGeneration;
+    KySerialBridgeOptions mOptions; // of the next start
+    KySerialBridge mBridge;         // last: it uses the others
 };
 
 HandleTable<Bridge>& Bridges()
@@ -23,7 +85,7 @@ HandleTable<Bridge>& Bridges()
     return GetTable<HandleKind::Bridge, Bridge>();
 }
 
-// Starts a bridge. aStart gets the adapter.
+// Starts a bridge. aStart gets the adapter and the options.
 template<typename Start>
 KyCode StartBridge(const char* aFunction, KyBridgeHandle aBridge, KyDeviceHandle aDevice, const Start& aStart)
 {
@@ -40,7 +102,7 @@ KyCode StartBridge(const char* aFunction, KyBridgeHandle aBridge, KyDeviceHandle
                      {
                          return Fail(KY_INVALID_HANDLE, aFunction, "No such device.");
                      }
-                     KyResult lResult = aStart(aObject.mBridge, lDevice.Get());
+                     KyResult lResult = aStart(aObject.mBridge, lDevice.Get(), aObject.mOptions);
                      if (lResult.IsOK())
                      {
                          aObject.mDevice = std::move(lDevice);
@@ -61,6 +123,22 @@ KyCode OnBridge(const char* aFunction, KyBridgeHandle aBridge, const Operation& 
                  });
 }
 
+// Changes what the next start of a bridge takes. aChange gets the bridge with its options.
+template<typename Change>
+KyCode PrepareBridge(const char* aFunction, KyBridgeHandle aBridge, const Change& aChange)
+{
+    return RunOn(aFunction, Bridges(), aBridge,
+                 [&](Bridge& aObject) -> KyResult
+                 {
+                     const std::lock_guard lScope(aObject.mTurn);
+                     if (aObject.mDevice.Get() != nullptr)
+                     {
+                         return Fail(KY_WRONG_STATE, aFunction, "Bridge already started.");
+                     }
+                     return aChange(aObject);
+                 });
+}
+
 // Stops a bridge. aStop gets the bridge.
 template<typename Stop>
 KyCode StopBridge(const char* aFunction, KyBridgeHandle aBridge, const Stop& aStop)
@@ -75,9 +153,11 @@ KyCode StopBridge(const char* aFunction, KyBridgeHandle aBridge, const Stop& aSt
                  });
 }
 
+// Applications that were built before mAway have a shorter one.
 bool HasSize(const KyBridgeFlow* aFlow)
 {
-    return aFlow != nullptr && aFlow->mSize == sizeof(KyBridgeFlow);
+    return aFlow != nullptr &&
+           (aFlow->mSize == sizeof(KyBridgeFlow) || aFlow->mSize == offsetof(KyBridgeFlow, mAway));
 }
 
 KyCode NoFlows(const char* aFunction)
@@ -95,6 +175,10 @@ void FillIn(const KySerialBridgeFlow& aFlow, KyBridgeFlow& aResult)
     aResult.mCleared = aFlow.mCleared;
     aResult.mRefused = aFlow.mRefused;
     aResult.mCutOff = aFlow.mCutOff;
+    if (aResult.mSize == sizeof(KyBridgeFlow))
+    {
+        aResult.mAway = aFlow.mAway;
+    }
 }
 
 // A question to a bridge. aQuestion gets the bridge and gives the answer.
@@ -123,24 +207,56 @@ KyCode KyBridgeDestroy(KyBridgeHandle aBridge)
     return Destroy("KyBridgeDestroy", Bridges(), aBridge);
 }
 
+KyCode KyBridgeSetObserver(KyBridgeHandle aBridge, const KyBridgeObserver* aObserver)
+{
+    static constexpr char cFunction[] = "KyBridgeSetObserver";
+    return PrepareBridge(cFunction, aBridge,
+                         [&](Bridge& aObject) -> KyResult
+                         {
+                             if (aObserver != nullptr && aObserver->mSize != sizeof(KyBridgeObserver))
+                             {
+                                 return Fail(KY_BAD_PARAMETER, cFunction, "The observer's size is not set.");
+                             }
+                             aObject.mObserver.mFunctions =
+                                 aObserver != nullptr ? *aObserver : KyBridgeObserver{};
+                             aObject.mOptions.mObserver = aObserver != nullptr ? &aObject.mObserver : nullptr;
+                             return KyResult();
+                         });
+}
+
+KyCode KyBridgeSetReconnect(KyBridgeHandle aBridge, int32_t aReconnect, uint64_t (*aGeneration)(void*),
+                            void* aContext)
+{
+    return PrepareBridge("KyBridgeSetReconnect", aBridge,
+                         [&](Bridge& aObject)
+                         {
+                             aObject.mGeneration.mFunction = aGeneration;
+                             aObject.mGeneration.mContext = aContext;
+                             aObject.mOptions.mReconnect = aReconnect != 0;
+                             aObject.mOptions.mGeneration =
+                                 aGeneration != nullptr ? &aObject.mGeneration : nullptr;
+                             return KyResult();
+                         });
+}
+
 KyCode KyBridgeStartHost(KyBridgeHandle aBridge, const char* aHostPort, const KyLineSettings* aSettings,
                          KyDeviceHandle aDevice, int32_t aSerial)
 {
     static constexpr char cFunction[] = "KyBridgeStartHost";
-    return StartBridge(cFunction, aBridge, aDevice,
-                       [&](KySerialBridge& aProduct, IKyDeviceAdapter* aAdapter)
-                       {
-                           KySerialPortConfiguration lConfiguration;
-                           KyResult lResult = aSettings != nullptr
-                                                  ? Convert(cFunction, aSettings, lConfiguration)
-                                                  : KyResult();
-                           if (!lResult.IsOK())
-                           {
-                               return lResult;
-                           }
-                           return aProduct.Start(KyString(aHostPort), lConfiguration, aAdapter,
-                                                 static_cast<KyDeviceSerial>(aSerial));
-                       });
+    return StartBridge(
+        cFunction, aBridge, aDevice,
+        [&](KySerialBridge& aProduct, IKyDeviceAdapter* aAdapter, const KySerialBridgeOptions& aOptions)
+        {
+            KySerialPortConfiguration lConfiguration;
+            KyResult lResult =
+                aSettings != nullptr ? Convert(cFunction, aSettings, lConfiguration) : KyResult();
+            if (!lResult.IsOK())
+            {
+                return lResult;
+            }
+            return aProduct.Start(KyString(aHostPort), lConfiguration, aAdapter,
+                                  static_cast<KyDeviceSerial>(aSerial), aOptions);
+        });
 }
 
 KyCode KyBridgeStartClients(KyBridgeHandle aBridge, const char* aName, KyDeviceHandle aDevice,
@@ -148,8 +264,9 @@ KyCode KyBridgeStartClients(KyBridgeHandle aBridge, const char* aName, KyDeviceH
 {
     return StartBridge(
         "KyBridgeStartClients", aBridge, aDevice,
-        [&](KySerialBridge& aProduct, IKyDeviceAdapter* aAdapter)
-        { return aProduct.Start(KyString(aName), aAdapter, static_cast<KyDeviceSerial>(aSerial)); });
+        [&](KySerialBridge& aProduct, IKyDeviceAdapter* aAdapter, const KySerialBridgeOptions& aOptions) {
+            return aProduct.Start(KyString(aName), aAdapter, static_cast<KyDeviceSerial>(aSerial), aOptions);
+        });
 }
 
 KyCode KyBridgeStop(KyBridgeHandle aBridge)

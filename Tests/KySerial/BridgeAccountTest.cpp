@@ -10,7 +10,8 @@ namespace
 
 uint64_t OnTheirWay(const KySerialBridgeFlow& aFlow)
 {
-    return aFlow.mTaken - aFlow.mDelivered - aFlow.mOverrun - aFlow.mCleared - aFlow.mRefused - aFlow.mCutOff;
+    return aFlow.mTaken - aFlow.mDelivered - aFlow.mOverrun - aFlow.mCleared - aFlow.mRefused -
+           aFlow.mCutOff - aFlow.mAway;
 }
 
 class BridgeAccountTest : public BridgeFixture

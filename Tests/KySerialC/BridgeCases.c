@@ -4,7 +4,9 @@
 #include <KySerialC/kyserial.h>
 #include <KySimulatorC/kysimulator.h>
 
+#include <stddef.h>
 #include <string.h>
+#include <time.h>
 
 static KyBridgeHandle MakeBridge(void)
 {
@@ -135,6 +137,126 @@ void KyBridgeC_GivesTheAccountOfItsBytes(void)
     CHECK(lFrom.mOverrun + lFrom.mCleared + lFrom.mRefused == 0);
     CHECK_OK(KyBridgeDestroy(lBridge));
     EndCamera(lCamera);
+}
+
+/* What the observer below has heard. */
+typedef struct Heard
+{
+    uint32_t mTraffic[2];
+    uint32_t mCutOff;
+    uint32_t mGone;
+    uint32_t mBack;
+    uint32_t mRate;
+    uint32_t mQuestions;
+} Heard;
+
+static void HearTraffic(void* aContext, int32_t aWay, int64_t aTime, const uint8_t* aBytes, uint32_t aCount)
+{
+    Heard* const lHeard = (Heard*)aContext;
+    CHECK(aTime > (int64_t)1577836800 * 1000000); /* 2020 */
+    CHECK(aBytes[0] == 0x11);
+    KyTestCount(&lHeard->mTraffic[aWay], aCount);
+}
+
+static void HearLoss(void* aContext, int32_t aWay, int32_t aLoss, uint64_t aBytes)
+{
+    CHECK(aWay == KY_FROM_DEVICE && aLoss == KY_LOSS_CUT_OFF);
+    KyTestCount(&((Heard*)aContext)->mCutOff, (uint32_t)aBytes);
+}
+
+static void HearGone(void* aContext)
+{
+    KyTestCount(&((Heard*)aContext)->mGone, 1);
+}
+
+static void HearBack(void* aContext, uint64_t aLost)
+{
+    CHECK(aLost == 0);
+    KyTestCount(&((Heard*)aContext)->mBack, 1);
+}
+
+static void HearSettings(void* aContext, const KyLineSettings* aSettings)
+{
+    CHECK(aSettings->mSize == sizeof *aSettings && aSettings->mParity == KY_PARITY_NONE);
+    KyTestCount(&((Heard*)aContext)->mRate, aSettings->mBaudRate);
+}
+
+static uint64_t NumberOfConnection(void* aContext)
+{
+    KyTestCount(&((Heard*)aContext)->mQuestions, 1);
+    return 1;
+}
+
+static void WaitForCount(uint32_t* aCount, uint32_t aLeast)
+{
+    const time_t lEnd = time(NULL) + PATIENCE / 1000;
+    while (KyTestCount(aCount, 0) < aLeast && time(NULL) < lEnd)
+    {
+    }
+    CHECK(KyTestCount(aCount, 0) >= aLeast);
+}
+
+void KyBridgeC_AnObserverHearsWhatItDoes(void)
+{
+    const TestCamera lCamera = MakeCamera();
+    const KyBridgeHandle lBridge = MakeBridge();
+    uint8_t lBytes[500];
+    Heard lHeard;
+    KyBridgeObserver lObserver;
+    KyBridgeFlow lTo = EmptyFlow();
+    KyBridgeFlow lFrom = EmptyFlow();
+    memset(lBytes, 0x11, sizeof lBytes); /* whatever the pieces that it comes in */
+    memset(&lHeard, 0, sizeof lHeard);
+    memset(&lObserver, 0, sizeof lObserver);
+    lObserver.mContext = &lHeard;
+    lObserver.mTraffic = &HearTraffic;
+    lObserver.mLoss = &HearLoss;
+    lObserver.mDeviceGone = &HearGone;
+    lObserver.mDeviceBack = &HearBack;
+    lObserver.mSettings = &HearSettings;
+    CHECK_CODE(KyBridgeSetObserver(lBridge, &lObserver), KY_BAD_PARAMETER);
+    lObserver.mSize = sizeof lObserver;
+    CHECK_OK(KyBridgeSetObserver(lBridge, &lObserver));
+    CHECK_OK(KyBridgeSetReconnect(lBridge, 1, &NumberOfConnection, &lHeard));
+    CHECK_OK(KyBridgeStartClients(lBridge, KyTestUniqueName(), lCamera.mDevice, KY_BULK1));
+    KyLogSetPriority(KY_LOG_FATAL);
+    CHECK_CODE(KyBridgeSetObserver(lBridge, NULL), KY_WRONG_STATE);
+    CHECK_CODE(KyBridgeSetReconnect(lBridge, 0, NULL, NULL), KY_WRONG_STATE);
+    CHECK(KyTestCount(&lHeard.mRate, 0) == 9600);
+    CHECK_OK(KySimCameraInject(lCamera.mCamera, KY_BULK1, lBytes, sizeof lBytes));
+    WaitForCount(&lHeard.mTraffic[KY_FROM_DEVICE], sizeof lBytes);
+    CHECK_OK(KySimCameraSetConnected(lCamera.mCamera, 0));
+    WaitForCount(&lHeard.mGone, 1);
+    CHECK_OK(KySimCameraSetConnected(lCamera.mCamera, 1));
+    WaitForCount(&lHeard.mBack, 1);
+    CHECK(KyTestCount(&lHeard.mRate, 0) == 2 * 9600);
+    CHECK(KyTestCount(&lHeard.mQuestions, 0) > 0);
+    CHECK_OK(KySimCameraInject(lCamera.mCamera, KY_BULK1, lBytes, sizeof lBytes));
+    CHECK_OK(
+        KySimCameraInject(lCamera.mCamera, KY_BULK1, lBytes, sizeof lBytes)); /* more than the FIFO takes */
+    CHECK_OK(KySimCameraWaitForEvents(lCamera.mCamera));
+    CHECK_OK(KyBridgeStopAndGetFlows(lBridge, &lTo, &lFrom));
+    KyLogSetPriority(KY_LOG_WARNING);
+    CHECK(lFrom.mCutOff > 0 && KyTestCount(&lHeard.mCutOff, 0) == lFrom.mCutOff);
+    CHECK(lHeard.mTraffic[KY_TO_DEVICE] == 0 && lHeard.mGone == 1 && lHeard.mBack == 1);
+    CHECK_OK(KyBridgeSetObserver(lBridge, NULL)); /* nobody hears the next start */
+    CHECK_OK(KyBridgeStartClients(lBridge, KyTestUniqueName(), lCamera.mDevice, KY_BULK1));
+    CHECK_OK(KyBridgeDestroy(lBridge));
+    CHECK(lHeard.mRate == 2 * 9600);
+    EndCamera(lCamera);
+}
+
+void KyBridgeC_FlowsOfEarlierApplicationsAreShorter(void)
+{
+    const KyBridgeHandle lBridge = MakeBridge();
+    KyBridgeFlow lTo = EmptyFlow();
+    KyBridgeFlow lFrom = EmptyFlow();
+    lTo.mSize = offsetof(KyBridgeFlow, mAway);
+    lTo.mCutOff = 7;
+    lTo.mAway = 7; /* memory that an earlier application has for something else */
+    CHECK_OK(KyBridgeGetFlows(lBridge, &lTo, &lFrom));
+    CHECK(lTo.mCutOff == 0 && lTo.mAway == 7);
+    CHECK_OK(KyBridgeDestroy(lBridge));
 }
 
 void KyBridgeC_StartingSaysWhatIsWrong(void)

@@ -44,7 +44,7 @@ def test_a_host_port_talks_to_the_lens(camera, terminal):
         deadline = time.monotonic() + PATIENCE
         while bridge.statistics != (5, 15):  # bytes are counted when they have been passed on
             assert time.monotonic() < deadline, bridge.statistics
-        flow = {"overrun": 0, "cleared": 0, "refused": 0, "cut_off": 0}
+        flow = {"overrun": 0, "cleared": 0, "refused": 0, "cut_off": 0, "away": 0}
         assert bridge.flows == {"to_device": {"taken": 5, "delivered": 5, **flow},
                                 "from_device": {"taken": 15, "delivered": 15, **flow}}
         bridge.reset_statistics()
@@ -68,6 +68,64 @@ def test_a_server_has_its_name_and_rates(camera, unique_name):
         assert bridge.hard_coded_baudrate == 57600
         with pytest.raises(kyserial.KySerialError):
             kyserial.Bridge(camera, "bulk2", server=unique_name)
+
+
+class Witness:
+    """Writes down what a bridge reports."""
+
+    def __init__(self):
+        self.lines = []
+        self.data = {"to_device": b"", "from_device": b""}
+
+    def traffic(self, way, time_of_it, data):
+        assert abs(time_of_it - time.time()) < PATIENCE
+        self.data[way] += data
+
+    def loss(self, way, reason, count):
+        self.lines.append((way, reason, count))
+
+    def device_gone(self):
+        self.lines.append("gone")
+
+    def device_back(self, lost):
+        self.lines.append(f"back {lost}")
+
+    def settings(self, line):
+        self.lines.append(line["baudrate"])
+
+
+def wait_until(condition):
+    deadline = time.monotonic() + PATIENCE
+    while not condition():
+        assert time.monotonic() < deadline
+        time.sleep(0.01)
+
+
+def test_an_observer_hears_what_the_bridge_does(camera, terminal):
+    far, path = terminal
+    camera.plug("bulk1", "lens")
+    witness = Witness()
+    with kyserial.Bridge(camera, "bulk1", host=path, observer=witness, reconnect=True, generation=lambda: 1) as bridge:
+        os.write(far, b"ID?\r\n")
+        assert read_until(far, b"\n") == b"ID KYLENS 1.0\r\n"
+        wait_until(lambda: witness.data == {"to_device": b"ID?\r\n", "from_device": b"ID KYLENS 1.0\r\n"})
+        camera.set_connected(False)
+        wait_until(lambda: "gone" in witness.lines)
+        os.write(far, b"lost")
+        wait_until(lambda: bridge.flows["to_device"]["away"] == 4)
+        camera.set_connected(True)
+        wait_until(lambda: "back 4" in witness.lines)
+        os.write(far, b"ID?\r\n")
+        assert read_until(far, b"\n") == b"ID KYLENS 1.0\r\n"
+    assert witness.lines == [9600, "gone", ("to_device", "away", 4), 9600, "back 4"]
+
+
+def test_an_observer_may_have_no_method_at_all(camera, terminal):
+    far, path = terminal
+    camera.plug("bulk1", "lens")
+    with kyserial.Bridge(camera, "bulk1", host=path, observer=object()):
+        os.write(far, b"ID?\r\n")
+        assert read_until(far, b"\n") == b"ID KYLENS 1.0\r\n"
 
 
 def test_it_says_what_is_wrong(camera):

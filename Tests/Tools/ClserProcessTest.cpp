@@ -3,6 +3,7 @@
 #include "BridgeRun.h"
 #include "Support/PatternMatcher.h"
 #include "Support/UniqueName.h"
+#include "Support/WaitFor.h"
 
 #include <JxUtilsLib/Thread.h>
 
@@ -153,6 +154,28 @@ TEST_F(ClserProcessTest, AServerThatHasGoneTakesNothingAnyMore)
     EXPECT_EQ(lClient.Error(), "sent 4 bytes, received 4 bytes\nkyserial: " + mName +
                                    ": sending failed after 4 bytes: TIMED_OUT: CL_ERR_TIMEOUT (-10004): The "
                                    "operation has timed out.\n");
+}
+
+/// A client that dies without closing leaves its place taken; the bridge notices that nobody holds it any more.
+TEST_F(ClserProcessTest, TheNextClientGetsThePlaceOfOneThatWasKilled)
+{
+    BridgeRun lBridge({"--port", "bulk4", "--clser", mName, "--sim-fast"});
+    for (int lTurn = 0; lTurn < 3; ++lTurn)
+    {
+        {
+            Process lKilled; // at the end of this block
+            Process::Files lFiles;
+            lFiles.mInput = Process::Input::Pipe;
+            ASSERT_TRUE(lKilled.Start("kyserial", {"clser", "term", mName}, lFiles));
+            ASSERT_TRUE(lKilled.Feed("echo"));
+            ASSERT_TRUE(lKilled.WaitForOutput("echo")) << lKilled.Error();
+            EXPECT_THAT(RunTool({"clser", "term", mName}).mError, HasSubstr("CL_ERR_PORT_IN_USE"));
+        }
+        ASSERT_TRUE(WaitFor([&] { return RunTool({"clser", "term", mName}).mStatus == 0; })) << lTurn;
+        EXPECT_EQ(RunTerm({}, "again", "again").mStatus, 0) << lTurn;
+    }
+    EXPECT_EQ(lBridge.End(), 0);
+    EXPECT_EQ(lBridge.LastReport()["to_device"]["delivered"], 3 * 9);
 }
 
 /// Every byte that a client has sent is either sent or lost.

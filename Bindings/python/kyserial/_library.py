@@ -67,7 +67,21 @@ class LineSettings(ctypes.Structure):
 class BridgeFlow(ctypes.Structure):
     """KyBridgeFlow."""
     _fields_ = [("size", c_uint32), ("reserved", c_uint32), ("taken", c_uint64), ("delivered", c_uint64),
-                ("overrun", c_uint64), ("cleared", c_uint64), ("refused", c_uint64), ("cut_off", c_uint64)]
+                ("overrun", c_uint64), ("cleared", c_uint64), ("refused", c_uint64), ("cut_off", c_uint64),
+                ("away", c_uint64)]
+
+
+OBSERVER_FUNCTIONS = [
+    ("traffic", CFUNCTYPE(None, c_void_p, c_int32, c_int64, POINTER(c_uint8), c_uint32)),
+    ("loss", CFUNCTYPE(None, c_void_p, c_int32, c_int32, c_uint64)),
+    ("device_gone", CFUNCTYPE(None, c_void_p)), ("device_back", CFUNCTYPE(None, c_void_p, c_uint64)),
+    ("settings", CFUNCTYPE(None, c_void_p, POINTER(LineSettings)))]
+GENERATION = CFUNCTYPE(c_uint64, c_void_p)
+
+
+class BridgeObserver(ctypes.Structure):
+    """KyBridgeObserver."""
+    _fields_ = [("size", c_uint32), ("reserved", c_uint32), ("context", c_void_p)] + OBSERVER_FUNCTIONS
 
 
 class LogRecord(ctypes.Structure):
@@ -114,6 +128,8 @@ _SIGNATURES = {
     "KySPIBusTransfer": [_HANDLE, _BYTES, c_uint32, c_uint32, c_int32, c_int32],
     "KySPIBusRead": [_HANDLE, _BYTES, c_uint32, _OUT_U32, c_uint32],
     "KyBridgeCreate": [_OUT_U64], "KyBridgeDestroy": [_HANDLE],
+    "KyBridgeSetObserver": [_HANDLE, POINTER(BridgeObserver)],
+    "KyBridgeSetReconnect": [_HANDLE, c_int32, c_void_p, c_void_p],
     "KyBridgeStartHost": [_HANDLE, _TEXT, POINTER(LineSettings), _HANDLE, c_int32],
     "KyBridgeStartClients": [_HANDLE, _TEXT, _HANDLE, c_int32],
     "KyBridgeStopAndGetFlows": [_HANDLE, POINTER(BridgeFlow), POINTER(BridgeFlow)],

@@ -4,11 +4,12 @@
 #include "kyserial/Device/PortName.h"
 #include "kyserial/Text/Failure.h"
 
-#include <KySerial/KyDeviceSerialPort.h>
+#include <JxUtilsLib/LockScope.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
+#include <utility>
 
 namespace KySerialTool
 {
@@ -41,26 +42,49 @@ void PrintTo(std::FILE* aFile, const std::string& aText)
 
 } // namespace
 
-BridgeSession::BridgeSession(Context& aContext, const BridgeOptions& aOptions, PatientAdapter& aAdapter,
+BridgeSession::BridgeSession(Context& aContext, const BridgeOptions& aOptions, Device& aDevice,
                              TrafficLog& aLog)
     : mContext(aContext)
     , mOptions(aOptions)
-    , mAdapter(aAdapter)
-    , mSettings(aOptions.mPort)
+    , mDevice(aDevice)
     , mLog(aLog)
     , mBegin(Clock::now())
     , mStatistics(PortName(aOptions.mPort), aOptions.mHost.mName, mBegin)
 {
     Start();
-    mSettings.Read(mAdapter);
-    mAdapter.SetPatient(aOptions.mReconnect);
+}
+
+KySerialBridgeOptions BridgeSession::GetOptions()
+{
+    KySerialBridgeOptions lOptions;
+    lOptions.mObserver = this;
+    lOptions.mReconnect = mOptions.mReconnect;
+    lOptions.mGeneration = &mDevice;
+    return lOptions;
+}
+
+void BridgeSession::NotifyTraffic(KySerialBridgeWay aWay, int64_t /*aTime*/, const uint8_t* aBytes,
+                                  uint32_t aCount)
+{
+    if (!mOptions.mLogFile.empty())
+    {
+        mLog.Add(aWay == KySerialBridgeWay::ToDevice ? TrafficLog::cSent : TrafficLog::cReceived, aBytes,
+                 aCount);
+    }
+}
+
+void BridgeSession::AddChange(const DeviceChange& aChange)
+{
+    const JxUtilsLib::LockScope lScope(mLock);
+    mChanges.push_back(aChange);
 }
 
 void BridgeSession::StartClser()
 {
     const std::string& lName = mOptions.mHost.mName;
     StartReason lReason;
-    const KyResult lResult = mBridge.Start(lName.c_str(), &mAdapter, mOptions.mPort);
+    const KyResult lResult =
+        mBridge.Start(lName.c_str(), &mDevice.GetAdapter(), mOptions.mPort, GetOptions());
     if (!lResult.IsOK())
     {
         throw OperationError("cannot bridge " + PortName(mOptions.mPort) + " to Camera Link clients as \"" +
@@ -89,7 +113,8 @@ void BridgeSession::Start()
     {
         lHost = AbsolutePath(lHost);
     }
-    Check(mBridge.Start(lHost.c_str(), ToConfiguration(mOptions.mLine), &mAdapter, mOptions.mPort),
+    Check(mBridge.Start(lHost.c_str(), ToConfiguration(mOptions.mLine), &mDevice.GetAdapter(), mOptions.mPort,
+                        GetOptions()),
           "cannot bridge " + PortName(mOptions.mPort) + " to " + mOptions.mHost.mName);
     if (mRelay.has_value())
     {
@@ -101,9 +126,9 @@ void BridgeSession::Start()
 BridgeLedger BridgeSession::GetLedgerToDevice() const
 {
     BridgeLedger lLedger;
-    lLedger.mAway = mAdapter.GetLost();
     const KySerialBridgeFlow lFlow = mEnded ? mFinalToDevice : mBridge.GetFlowToDevice();
-    lLedger.mDelivered = lFlow.mDelivered - std::min(lFlow.mDelivered, lLedger.mAway);
+    lLedger.mAway = lFlow.mAway;
+    lLedger.mDelivered = lFlow.mDelivered;
     lLedger.mRefused = lFlow.mRefused;
     lLedger.mStopped = lFlow.mCutOff;
     lLedger.mTaken = lFlow.mTaken;
@@ -144,7 +169,6 @@ BridgeCounts BridgeSession::GetCounts() const
     lCounts.mUnread = lCounts.mLedgerFromDevice.mUnread;
     lCounts.mBaudRate = mEnded ? mFinalBaudRate : mBridge.GetBaudRate();
     lCounts.mConnected = mConnected;
-    lCounts.mLost = lCounts.mLedgerToDevice.mAway;
     lCounts.mReconnections = mReconnections;
     return lCounts;
 }
@@ -203,7 +227,7 @@ void BridgeSession::Watch()
     {
         const Clock::time_point lNow = Clock::now();
         FlushQuietLog();
-        WatchDevice(lNow);
+        FollowDevice();
         if (lNow >= lNext)
         {
             Report(lNow, false);
@@ -216,65 +240,26 @@ void BridgeSession::Watch()
     }
 }
 
-void BridgeSession::WatchDevice(Clock::time_point aNow)
+// Says what the bridge has noticed since the last time. Without --reconnect the first absence is the end.
+void BridgeSession::FollowDevice()
 {
-    constexpr std::chrono::milliseconds cRetry(500);
-    const bool lThere = mAdapter.IsTargetConnected();
-    const bool lSame = mAdapter.IsTargetSame(); // it may have been away, and be back already
-    if (!lSame && !mOptions.mReconnect)
+    std::vector<DeviceChange> lChanges;
     {
-        mConnected = false;
-        throw OperationError(PortName(mOptions.mPort) + ": the connection to the device is lost");
+        const JxUtilsLib::LockScope lScope(mLock);
+        lChanges.swap(mChanges);
     }
-    if (!lSame)
+    for (const DeviceChange& lChange : lChanges)
     {
-        mAdapter.SetAway(true);
-    }
-    const bool lAway = mAdapter.IsAway();
-    if (lAway)
-    {
-        mAdapter.ReleaseWriter(); // what it waits for went with the device
-    }
-    if (lAway && mConnected)
-    {
-        mConnected = false;
-        Note("the device is gone");
-    }
-    if (!lAway)
-    {
-        mLostBefore = mAdapter.GetLost();
-    }
-    else if (lThere && aNow >= mNextTry)
-    {
-        mNextTry = aNow + cRetry;
-        if (Recover())
+        mConnected = lChange.mIsBack;
+        if (!mOptions.mReconnect)
         {
-            mConnected = true;
-            ++mReconnections;
-            Note("the device is back; " + std::to_string(mAdapter.GetLost() - mLostBefore) +
-                 " bytes to it are lost");
+            throw OperationError(PortName(mOptions.mPort) + ": the connection to the device is lost");
         }
+        mReconnections += lChange.mIsBack ? 1 : 0;
+        Note(lChange.mIsBack
+                 ? "the device is back; " + std::to_string(lChange.mLost) + " bytes to it are lost"
+                 : "the device is gone");
     }
-}
-
-// Gives a device that is back its settings, and the bridge its port.
-bool BridgeSession::Recover()
-{
-    mAdapter.BeginRecovery();
-    if (!mSettings.Write(mAdapter) || !mBridge.Recover().IsOK())
-    {
-        return false;
-    }
-    // The bridge does not tell whether the port is open again: one that is cannot be opened a second time.
-    KyDeviceSerialPort lProbe;
-    static_cast<void>(lProbe.Open(&mAdapter, mOptions.mPort));
-    if (lProbe.IsOpened())
-    {
-        static_cast<void>(lProbe.Close()); // ignored: the next try opens it
-        return false;
-    }
-    mAdapter.SetAway(false);
-    return true;
 }
 
 void BridgeSession::Note(const std::string& aText)

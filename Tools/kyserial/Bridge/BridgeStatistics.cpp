@@ -133,7 +133,7 @@ std::string BridgeStatistics::Json(const BridgeCounts& aCounts, Clock::time_poin
         {"from_device", WayJson(aCounts.mFromDevice, lRates.mFromDevice, aCounts.mLedgerFromDevice,
                                 ReasonsFromDevice(aCounts.mLedgerFromDevice))},
         {"unread_bytes", aCounts.mUnread},
-        {"lost_bytes", aCounts.mLost},
+        {"lost_bytes", aCounts.mLedgerToDevice.GetLost()},
         {"reconnections", aCounts.mReconnections}};
     // Names of files need not be text; what is none must not end the bridge.
     return lReport.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + '\n';

@@ -34,7 +34,6 @@ struct BridgeCounts
     uint64_t mUnread = 0; ///< Bytes from the device that no user of the pseudo terminal has read.
     uint32_t mBaudRate = 0;
     bool mConnected = true;
-    uint64_t mLost = 0;          ///< Bytes for the device that came while it was away.
     uint64_t mReconnections = 0; ///< How often it was away and came back.
     BridgeLedger mLedgerToDevice{};
     BridgeLedger mLedgerFromDevice{};

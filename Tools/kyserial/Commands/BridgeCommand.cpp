@@ -1,7 +1,6 @@
 #include "kyserial/Commands/Commands.h"
 
 #include "kyserial/Bridge/BridgeSession.h"
-#include "kyserial/Bridge/TrafficTap.h"
 #include "kyserial/Bus/BulkPortScope.h"
 #include "kyserial/Options/Options.h"
 #include "kyserial/Terminal/TerminalRun.h"
@@ -44,16 +43,10 @@ ExitCode RunBridge(Context& aContext, const BridgeOptions& aOptions)
     TrafficLog lLog;
     PrepareSession(aContext, aOptions.mLogFile, lLog);
     const std::unique_ptr<Device> lDevice = OpenDevice(aContext);
-    std::unique_ptr<TrafficTap> lTap;
-    if (!aOptions.mLogFile.empty())
     {
-        lTap = std::make_unique<TrafficTap>(lDevice->GetAdapter(), aOptions.mPort, lLog);
-    }
-    PatientAdapter lAdapter(lTap != nullptr ? *lTap : lDevice->GetAdapter(), aOptions.mPort,
-                            [&] { return lDevice->GetGeneration(); });
-    {
-        const BulkPortScope lScope(lAdapter, aOptions.mPort); // the bridge's features are this port's
-        BridgeSession lSession(aContext, aOptions, lAdapter, lLog);
+        // The bridge's features are this port's.
+        const BulkPortScope lScope(lDevice->GetAdapter(), aOptions.mPort);
+        BridgeSession lSession(aContext, aOptions, *lDevice, lLog);
         lSession.Run();
     }
     lLog.Flush();

@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 #include <KyPlatform/Console.h>
 #include <KySerial/IKyDeviceAdapter.h>
+#include <KySerial/IKySerialBridgeObserver.h>
 
 #include <memory>
 #include <string>
@@ -32,7 +33,7 @@ struct DeviceFeature
 };
 
 /// A connected device; ends with the object.
-class Device
+class Device : public IKyDeviceGeneration
 {
 public:
     virtual ~Device() = default;
@@ -41,8 +42,6 @@ public:
 
     /// The way to the device; lives as long as this object.
     virtual IKyDeviceAdapter& GetAdapter() = 0;
-    /// The number of its connection: another one each time that the device was away and is back. Any thread.
-    virtual uint64_t GetGeneration() = 0;
     /// Its features, those that cannot be used now included.
     virtual std::vector<DeviceFeature> ListFeatures() = 0;
 

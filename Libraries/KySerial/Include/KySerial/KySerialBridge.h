@@ -4,6 +4,7 @@
 #include <KyBase/KyString.h>
 #include <KySerial/Export.h>
 #include <KySerial/IKyDeviceAdapter.h>
+#include <KySerial/IKySerialBridgeObserver.h>
 #include <KySerial/KySerialPortConfiguration.h>
 #include <KySerial/KySerialTypes.h>
 
@@ -25,10 +26,11 @@ struct KySerialBridgeFlow
     uint64_t mCleared = 0;   ///< Lost: waited in the device port when Recover() opened it anew.
     uint64_t mRefused = 0;   ///< Lost: the other side has refused them, or has not taken them in time.
     uint64_t mCutOff = 0;    ///< Lost: were on their way when the bridge was stopped.
+    uint64_t mAway = 0; ///< Lost: came while the device was away, with KySerialBridgeOptions::mReconnect.
 };
 
 /// Joins a serial port of the device to a serial port of the host, or to Camera Link serial clients in other
-/// processes, and relays bytes both ways on two threads of its own until it is stopped. Example:
+/// processes, and relays bytes both ways on threads of its own until it is stopped. Example:
 /// Examples/SerialBridge.cpp.
 ///
 /// Which of the two it is follows from the Start() that is called. While it runs, the device port's mode,
@@ -36,7 +38,8 @@ struct KySerialBridgeFlow
 ///
 /// States: stopped -- Start() that succeeds --> running -- Stop() --> stopped. Destroying a running bridge
 /// stops it. The adapter must stay alive, and should stay connected, from Start() to Stop(). After a
-/// disconnection Recover() makes the bridge work again.
+/// disconnection Recover() makes the bridge work again; with KySerialBridgeOptions::mReconnect the bridge
+/// does that itself. An observer in the same options hears what the bridge does.
 ///
 /// Results of every operation: NO_CONNECTION "Bridge not started." where a running bridge is needed; FAILURE
 /// "Out of memory.". Further ones stand at the operations. Failures are logged under "KySerialLib". Bytes
@@ -84,6 +87,15 @@ public:
     /// \return As the other Start(); FAILURE also when a server of that name runs, or 32 names are in use.
     /// Blocks for the adapter's accesses, and up to 5 s when another process holds the registry's lock.
     KyResult Start(const KyString& aName, IKyDeviceAdapter* aDevice, KyDeviceSerial aDevicePort);
+
+    /// The same two, for a bridge that has an observer, or that goes on when the device was away.
+    /// \param aOptions  Copied; what it points to must stay until Stop().
+    /// \return As above; FAILURE also when the thread that looks for the device cannot be started.
+    KyResult Start(const KyString& aSerialPort, KySerialPortConfiguration aConfiguration,
+                   IKyDeviceAdapter* aDevice, KyDeviceSerial aDevicePort,
+                   const KySerialBridgeOptions& aOptions);
+    KyResult Start(const KyString& aName, IKyDeviceAdapter* aDevice, KyDeviceSerial aDevicePort,
+                   const KySerialBridgeOptions& aOptions);
 
     /// Ends the bridge: threads, host side, device port, in this order; then the device has its settings
     /// back.

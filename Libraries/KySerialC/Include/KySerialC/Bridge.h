@@ -28,6 +28,64 @@ extern "C"
     /// \return KY_OK.
     KYSERIALC_API KyCode KyBridgeDestroy(KyBridgeHandle aBridge);
 
+    /// The way of a byte through a bridge.
+    enum
+    {
+        KY_TO_DEVICE = 0,
+        KY_FROM_DEVICE = 1
+    };
+
+    /// Why a bridge has lost bytes; the members of KyBridgeFlow say more.
+    enum
+    {
+        KY_LOSS_OVERRUN = 0,
+        KY_LOSS_CLEARED = 1,
+        KY_LOSS_REFUSED = 2,
+        KY_LOSS_CUT_OFF = 3,
+        KY_LOSS_AWAY = 4
+    };
+
+    /// Functions that hear what a bridge does; each may be null, and gets mContext first.
+    ///
+    /// They are called on threads of the bridge, and on the caller's in the functions below. Traffic of one
+    /// way comes in order, one call at a time; all other calls may overlap. None comes before the start or
+    /// after the stop. They must not call the bridge, its device or a port of it, and should return within
+    /// milliseconds: the bytes of that way wait meanwhile, and so does a stop.
+    typedef struct KyBridgeObserver
+    {
+        uint32_t mSize;     ///< sizeof(KyBridgeObserver); another size is refused.
+        uint32_t mReserved; ///< Not used.
+        void* mContext;     ///< As the application likes.
+        /// Bytes have passed the device port: the device has taken them, or the bridge has taken them from
+        /// the port. aTime: microseconds since 1970, UTC. aBytes: valid during the call.
+        void (*mTraffic)(void* aContext, int32_t aWay, int64_t aTime, const uint8_t* aBytes, uint32_t aCount);
+        /// Bytes are lost. aLoss: KY_LOSS_OVERRUN to KY_LOSS_AWAY.
+        void (*mLoss)(void* aContext, int32_t aWay, int32_t aLoss, uint64_t aBytes);
+        /// The device is gone, or was gone since the last look, which comes every 50 ms.
+        void (*mDeviceGone)(void* aContext);
+        /// The device is back and its port works. aLost: bytes to it that were lost meanwhile.
+        void (*mDeviceBack)(void* aContext, uint64_t aLost);
+        /// The bridge has given the device port these line settings, valid during the call.
+        void (*mSettings)(void* aContext, const KyLineSettings* aSettings);
+    } KyBridgeObserver;
+
+    /// Sets the functions that hear what the bridge does from its next start on.
+    /// \param aObserver  Copied; what its context points to must stay until the bridge is stopped. Null: none.
+    /// \return KY_OK. KY_WRONG_STATE: the bridge runs. KY_BAD_PARAMETER: the size is not set.
+    KYSERIALC_API KyCode KyBridgeSetObserver(KyBridgeHandle aBridge, const KyBridgeObserver* aObserver);
+
+    /// Sets whether the bridge goes on, from its next start on, when the device was away and is back.
+    ///
+    /// Meanwhile the host side stays open, and bytes to the device are taken, dropped and counted (mAway). A
+    /// device that is back gets its settings and its port again, tried every 500 ms.
+    /// \param aReconnect   Not 0: it does.
+    /// \param aGeneration  Gives the number of the device's connection, another one each time that it was away
+    ///         and is back; any thread, must not block. Null: only an absence that lasts is noticed.
+    /// \param aContext     Given to aGeneration; must stay until the bridge is stopped.
+    /// \return KY_OK. KY_WRONG_STATE: the bridge runs.
+    KYSERIALC_API KyCode KyBridgeSetReconnect(KyBridgeHandle aBridge, int32_t aReconnect,
+                                              uint64_t (*aGeneration)(void* aContext), void* aContext);
+
     /// Starts a bridge to a serial port of the host, which gets the same line settings as the device.
     /// \param aHostPort  "COM5": COM in any case, and one or two digits. On Linux COM5 is /dev/ttyS4, and the
     ///         absolute path of a terminal device will do too.
@@ -54,7 +112,7 @@ extern "C"
     /// bridge; there are none once it has stopped.
     typedef struct KyBridgeFlow
     {
-        uint32_t mSize;      ///< sizeof(KyBridgeFlow); another size is refused.
+        uint32_t mSize;      ///< sizeof(KyBridgeFlow), or that without mAway; another size is refused.
         uint32_t mReserved;  ///< Not used.
         uint64_t mTaken;     ///< Bytes that the bridge has received from the sending side.
         uint64_t mDelivered; ///< Bytes that the other side has taken.
@@ -62,6 +120,7 @@ extern "C"
         uint64_t mCleared;   ///< Lost: waited in the device port when KyBridgeRecover() opened it anew.
         uint64_t mRefused;   ///< Lost: the other side has refused them, or has not taken them in time.
         uint64_t mCutOff;    ///< Lost: were on their way when the bridge was stopped.
+        uint64_t mAway;      ///< Lost: came while the device was away; see KyBridgeSetReconnect().
     } KyBridgeFlow;
 
     /// Ends the relaying: threads, host side, device port, in this order.

@@ -1,0 +1,270 @@
+// The part of Bridge that moves and counts bytes, and has the device port work again after an absence of the
+// device. It logs nothing: what fails is logged where it is found.
+
+#include "Bridge.h"
+#include "FeatureSelectorScope.h"
+#include "JxUtilsLib/Thread.h"
+#include "OutOfMemory.h"
+#include "SerialPort.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace KySerialLib
+{
+
+namespace
+{
+
+constexpr uint32_t cLookPeriod = 50;   // ms; how late an absence of the device is noticed
+constexpr uint64_t cRetryPeriod = 500; // ms
+
+} // namespace
+
+KyResult Bridge::Recover()
+{
+    if (mDevicePort == nullptr)
+    {
+        return KyResult(KyResult::NOT_OPEN);
+    }
+    const uint64_t lGeneration = mWatch.GetGeneration();
+    if (ReopenDevicePort() && !mWatch.IsReconnecting()) // else the device lacks its settings, perhaps
+    {
+        mWatch.SetUp(lGeneration);
+    }
+    return KyResult(KyResult::OK);
+}
+
+// Whether the port is open now, and was closed before.
+bool Bridge::ReopenDevicePort()
+{
+    {
+        const auto lInside = mGate.Share(); // another thread may be opening the port again
+        EndDeviceTransfers(true);
+    }
+    const auto lAlone = mGate.Alone();
+    static_cast<void>(
+        mDevicePort->Close()); // ignored: what matters is what comes through the port afterwards
+    // Before the port gets another engine, which counts anew.
+    CountReceived(false);
+    // A port that could not be closed keeps its claim. Opening it would put a new engine in the place of the
+    // one that has the claim, and no later call could ever take the port back.
+    bool lIsOpen = false;
+    if (!mDevicePort->IsOpened())
+    {
+        lIsOpen = mDevicePort->Open(mDevice, mDevicePortID).IsOK();
+        UseWriteMonitor();
+    }
+    EndDeviceTransfers(false); // a port that could not be opened has the engine that it had
+    return lIsOpen;
+}
+
+// Each engine has to be given it anew.
+void Bridge::UseWriteMonitor()
+{
+    if (mWatch.IsOn() && mDevicePort->mThis != nullptr)
+    {
+        mDevicePort->mThis->SetWriteMonitor(&mWatch);
+    }
+}
+
+uint32_t Bridge::WatchThread(void* aBridge)
+{
+    static_cast<Bridge*>(aBridge)->Watch();
+    return 0;
+}
+
+// Looks for the device, reports what has changed, and has the port work again if the bridge is to see to it.
+void Bridge::Watch()
+{
+    bool lGone = false;
+    uint64_t lLostBefore = GetLostToDevice();
+    uint64_t lNextTry = 0;
+    while (mStopEvent.Wait(cLookPeriod) == KyPlatform::WaitResult::TimedOut)
+    {
+        const uint64_t lNow = JxUtilsLib::Thread::GetTickCount();
+        if (mWatch.LookForDevice())
+        {
+            if (!std::exchange(lGone, true))
+            {
+                mWatch.ReportGone();
+            }
+            if (mWatch.IsReconnecting())
+            {
+                const auto lInside = mGate.Share();
+                if (mDevicePort->mThis != nullptr)
+                {
+                    mDevicePort->mThis->EndWrites(true); // what a writer waits for has gone with the device
+                }
+            }
+            if (mWatch.IsReconnecting() && mWatch.IsThere() && lNow >= lNextTry)
+            {
+                lNextTry = lNow + cRetryPeriod;
+                // Ignored: the next try comes.
+                static_cast<void>(CatchOutOfMemory([this] { return Reconnect(); }));
+            }
+        }
+        if (!mWatch.IsAway())
+        {
+            const uint64_t lLost = GetLostToDevice();
+            if (std::exchange(lGone, false))
+            {
+                mWatch.ReportBack(lLost - std::min(lLost, lLostBefore)); // less: reset meanwhile
+            }
+            lLostBefore = lLost;
+        }
+    }
+}
+
+// Gives a device that is back its settings, then the bridge its port: the port takes some of the settings
+// from the device when it is opened.
+KyResult Bridge::Reconnect()
+{
+    const uint64_t lGeneration = mWatch.GetGeneration(); // first: it may go again meanwhile
+    FeatureSelectorScope lScope(mDevice);
+    KyResult lResult = SetSelector(lScope, "KySerialLib::Bridge::Reconnect");
+    if (!lResult.IsOK() || mStop)
+    {
+        return lResult;
+    }
+    const uint32_t lRefused = SyncAll(GetBaudRate(), true);
+    if ((lRefused & ~mRefusedSettings) != 0 || mStop || !ReopenDevicePort())
+    {
+        return KyResult(KyResult::FAILURE); // logged where it was found
+    }
+    mRefusedSettings = lRefused;
+    mWatch.SetUp(lGeneration);
+    ReportSettings();
+    return lResult;
+}
+
+void Bridge::ReportSettings()
+{
+    KySerialPortConfiguration lSettings = GetConfiguration();
+    lSettings.mBaudRate = GetBaudRate();
+    mWatch.ReportSettings(lSettings);
+}
+
+uint64_t Bridge::GetLostToDevice() const
+{
+    const KySerialBridgeFlow lFlow = mAccount.Get(BridgeWay::ToDevice);
+    return lFlow.mAway + lFlow.mRefused;
+}
+
+// A thread that waits for the device to say something, or to be done, is let go at once.
+void Bridge::EndDeviceTransfers(bool aEnd)
+{
+    if (mDevicePort != nullptr && mDevicePort->mThis != nullptr)
+    {
+        mDevicePort->mThis->EndReads(aEnd);
+        mDevicePort->mThis->EndWrites(aEnd);
+    }
+}
+
+bool Bridge::ReadFromDevice(uint8_t* aBuffer, uint32_t aSize, uint32_t& aRead, uint32_t aTimeout)
+{
+    const auto lInside = mGate.Share();
+    const KyResult lResult = mDevicePort->Read(aBuffer, aSize, aRead, aTimeout);
+    if (!lResult.IsOK() || aRead == 0)
+    {
+        return false;
+    }
+    if (mWatch.HasObserver())
+    {
+        CountReceived(false); // losses are reported when they happen, not when somebody asks
+        mWatch.ReportTraffic(BridgeWay::FromDevice, aBuffer, aRead);
+    }
+    return true;
+}
+
+// One write for the whole block: the device gets the messages that the host's program has sent, and a
+// transmit FIFO does not run empty inside one.
+bool Bridge::WriteToDevice(const uint8_t* aData, uint32_t aSize)
+{
+    mAccount.Take(BridgeWay::ToDevice, aSize);
+    const uint64_t lSetup = mWatch.GetSetup();
+    uint32_t lDone = 0;
+    bool lFailed = false;
+    while (lDone < aSize && !lFailed && !mStop && !mWatch.IsDropping())
+    {
+        const auto lInside = mGate.Share();
+        uint32_t lWritten = 0;
+        lFailed = !mDevicePort->Write(aData + lDone, aSize - lDone, lWritten).IsOK();
+        mStatistics.mBytesSentToDevice += lWritten;
+        mAccount.Deliver(BridgeWay::ToDevice, lWritten);
+        lDone += lWritten; // less than the block: Recover() has ended the write, and the rest follows it
+    }
+    if (mStop)
+    {
+        CutOff(BridgeWay::ToDevice, aSize - lDone);
+        return true;
+    }
+    if (lDone < aSize && (mWatch.IsDropping() || (mWatch.IsReconnecting() && mWatch.HasLost(lSetup))))
+    {
+        Lose(BridgeWay::ToDevice, KySerialBridgeLoss::Away, aSize - lDone);
+        return true;
+    }
+    Lose(BridgeWay::ToDevice, KySerialBridgeLoss::Refused, aSize - lDone);
+    return !lFailed;
+}
+
+uint32_t Bridge::CountDelivery(uint32_t aSize, uint32_t aDelivered)
+{
+    const uint32_t lLost = aSize - aDelivered;
+    mAccount.Deliver(BridgeWay::FromDevice, aDelivered);
+    if (mStop)
+    {
+        CutOff(BridgeWay::FromDevice, lLost);
+        return lLost;
+    }
+    Lose(BridgeWay::FromDevice, KySerialBridgeLoss::Refused, lLost);
+    return 0;
+}
+
+void Bridge::CutOff(BridgeWay aWay, uint32_t aLost)
+{
+    if (aLost == 0)
+    {
+        return;
+    }
+    ++mStatistics.mTransferErrors;
+    Lose(aWay, KySerialBridgeLoss::CutOff, aLost);
+}
+
+void Bridge::Lose(BridgeWay aWay, KySerialBridgeLoss aLoss, uint64_t aBytes)
+{
+    static constexpr BridgeAccount::Loss cCounts[] = {
+        &KySerialBridgeFlow::mOverrun, &KySerialBridgeFlow::mCleared, &KySerialBridgeFlow::mRefused,
+        &KySerialBridgeFlow::mCutOff, &KySerialBridgeFlow::mAway};
+    mAccount.Lose(aWay, cCounts[static_cast<int>(aLoss)], aBytes);
+    mWatch.ReportLoss(aWay, aLoss, aBytes);
+}
+
+// Enters what the device port has received. Not while the port is being replaced.
+void Bridge::CountReceived(bool aIsEnd)
+{
+    if (mDevicePort == nullptr || mDevicePort->mThis == nullptr)
+    {
+        return;
+    }
+    const SerialPort::ReceiveCounts lCounts = mDevicePort->mThis->TakeReceiveCounts();
+    mAccount.Take(BridgeWay::FromDevice, lCounts.mReceived);
+    Lose(BridgeWay::FromDevice, KySerialBridgeLoss::Overrun, lCounts.mOverrun);
+    Lose(BridgeWay::FromDevice, aIsEnd ? KySerialBridgeLoss::CutOff : KySerialBridgeLoss::Cleared,
+         lCounts.mCleared);
+}
+
+KySerialBridgeFlow Bridge::GetFlow(BridgeWay aWay)
+{
+    const auto lInside = mGate.Share();
+    CountReceived(false);
+    return mAccount.Get(aWay);
+}
+
+void Bridge::SetFinalFlows(KySerialBridgeFlow* aToDevice, KySerialBridgeFlow* aFromDevice)
+{
+    mFinalToDevice = aToDevice;
+    mFinalFromDevice = aFromDevice;
+}
+
+} // namespace KySerialLib
