@@ -1,7 +1,7 @@
 #pragma once
 
 #include "KySerial/DeviceProtocol.h"
-#include "KySerial/IKyDeviceAdapter.h"
+#include "Tests/Support/NullAdapter.h"
 
 #include <cstdint>
 #include <string>
@@ -12,7 +12,7 @@ namespace KyBench
 /// A device that does nothing and answers at once, so that what is measured around it is the library.
 /// It has two UARTs, a register-driven bulk port 0 and feature-driven bulk ports. Each write raises the
 /// interrupt that reports its end, inside the call.
-class BenchDevice : public IKyDeviceAdapter
+class BenchDevice : public KyTest::NullAdapter
 {
 public:
     uint64_t mRegisterWrites = 0;
@@ -21,21 +21,9 @@ public:
     /// The answer to "who are you": two devices have two.
     int64_t mAddress = 0x0011223344;
 
-    void Reserved0() override {}
-    bool IsIntegerFeatureAvailable(const KyString& /*aName*/) override { return true; }
-    bool IsFeatureAvailable(const KyString& /*aName*/) override { return true; }
-    void Reserved3() override {}
-    bool IsRegisterFeatureAvailable(const KyString& /*aName*/) override { return true; }
-    bool IsFeatureReadable(const KyString& /*aName*/) override { return true; }
-    bool IsFeatureWritable(const KyString& /*aName*/) override { return true; }
-    bool IsEnumEntryAvailable(const KyString& /*aName*/, const KyString& /*aEntry*/) override { return true; }
     KyResult GetIntegerValue(const KyString& /*aName*/, int64_t& aValue) override
     {
         aValue = mAddress;
-        return KyResult();
-    }
-    KyResult GetEnumEntries(const KyString& /*aName*/, KyStringList& /*aEntries*/) override
-    {
         return KyResult();
     }
     KyResult GetFeatureAsString(const KyString& /*aName*/, KyString& aValue) override
@@ -43,12 +31,6 @@ public:
         aValue = KyString("Off");
         return KyResult();
     }
-    KyResult SetFeatureFromString(const KyString& /*aName*/, const KyString& /*aValue*/) override
-    {
-        return KyResult();
-    }
-    void Reserved12() override {}
-    void Reserved13() override {}
     KyResult GetStringValue(const KyString& /*aName*/, KyString& aValue) override
     {
         aValue = KyString("bench");
@@ -69,8 +51,6 @@ public:
         ++mMessages;
         return KyResult();
     }
-    KyResult RegisterFeatureInterest(const KyString& /*aName*/) override { return KyResult(); }
-    KyResult UnregisterFeatureInterest(const KyString& /*aName*/) override { return KyResult(); }
     KyResult WriteRegister(uint32_t aAddress, uint32_t /*aValue*/) override
     {
         ++mRegisterWrites;
@@ -101,12 +81,6 @@ public:
         }
         return KyResult();
     }
-    void Reserved23() override {}
-    KyResult PostWrite(uint32_t /*aMilliseconds*/) override { return KyResult(); }
-    bool IsConnected() override { return true; }
-    bool IsKorvoVideoInterface() override { return true; }
-    bool IsGigEVision() override { return true; }
-    bool IsAlternateTransport() override { return false; }
     KyResult RegisterEventSink(IKyDeviceEventSink* aSink) override
     {
         mSink = aSink;

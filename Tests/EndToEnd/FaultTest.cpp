@@ -1,12 +1,10 @@
 #include "EndToEnd/CameraTest.h"
 
-#include "JxUtilsLib/Assert.h"
-
 using KySimulator::SimulatedDeviceAdapter;
 using KyTest::Camera;
 
-// What only the adapter in the same process can do: single calls and events that go wrong, several
-// applications at one camera, the other transport.
+// Only with the adapter in the same process: single events that go wrong, several applications at one camera, the
+// alternate transport. KySerialTortureTest spoils each call.
 
 namespace
 {
@@ -54,47 +52,6 @@ TEST_P(FaultPortTest, PortStaysClaimedUntilTheDeviceIsBack)
     EXPECT_TRUE(lPort.Close().IsOK());
     EXPECT_TRUE(lSecond.Open(&lOther, GetParam()).IsOK());
     EXPECT_TRUE(lSecond.Close().IsOK());
-}
-
-// A device that goes between two questions breaks an assertion of the feature engine, which then goes on.
-void GoOn(const char* /*aText*/, const char* /*aFile*/, int /*aLine*/) {}
-
-TEST_P(FaultPortTest, DisconnectAtAnyCallOfOpenAndCloseCanBeClosedOnceTheDeviceIsBack)
-{
-    JxUtilsLib::SetAssertHandler(&GoOn);
-    bool lHit = true;
-    uint64_t lCall = 0;
-    while (lHit)
-    {
-        ASSERT_LT(++lCall, 200U);
-        Camera lCamera;
-        KySimulator::Faults& lFaults = lCamera.Adapter().GetFaults();
-        lFaults.DisconnectAtCall(lCall);
-        KyDeviceSerialPort lPort;
-        static_cast<void>(lPort.Open(&lCamera.Adapter(), GetParam())); // fails or not: the cut may come later
-        static_cast<void>(lPort.Close());
-        lHit = lFaults.IsDisconnected();
-        lFaults.Reconnect();
-        if (lPort.IsOpened())
-        {
-            EXPECT_TRUE(lPort.Close().IsOK()) << "call " << lCall;
-        }
-        EXPECT_FALSE(lPort.IsOpened());
-        // Two answers may remain: the capability register of a device that did not answer once is not read
-        // again, and a device that could not be identified while its port was released keeps the claim.
-        SimulatedDeviceAdapter lOther(lCamera.Share());
-        const KyResult lResult = lPort.Open(&lOther, GetParam());
-        EXPECT_TRUE(lResult.IsOK() || lResult.GetCode() == KyResult::UNSUPPORTED ||
-                    lResult.GetDescription() == "The specified port is already in use.")
-            << "call " << lCall << ": " << lResult.GetDescription().GetAscii();
-        EXPECT_EQ(lPort.IsOpened(), lResult.IsOK());
-        if (lResult.IsOK())
-        {
-            EXPECT_TRUE(lPort.Close().IsOK());
-        }
-    }
-    EXPECT_GT(lCall, 10U);
-    JxUtilsLib::SetAssertHandler(nullptr);
 }
 
 INSTANTIATE_TEST_SUITE_P(EachEngine, FaultPortTest,

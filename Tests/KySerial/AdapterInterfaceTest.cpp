@@ -12,7 +12,7 @@ using namespace KyTest;
 namespace
 {
 
-// One function behind the interface's last: its slot is the number of functions of the interface.
+// One more function than the interface: its slot is the number of functions of the interface.
 class BehindAdapter : public IKyDeviceAdapter
 {
 public:
@@ -34,37 +34,10 @@ TEST(AdapterInterfaceTest, HasThirtyOneFunctionsAndNoDestructorAmongThem)
 
 TEST(AdapterInterfaceTest, KeepsTheOrderOfItsFunctions)
 {
-    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::Reserved0), 0);
-    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::IsIntegerFeatureAvailable), 1);
-    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::IsFeatureAvailable), 2);
-    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::Reserved3), 3);
-    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::IsRegisterFeatureAvailable), 4);
-    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::IsFeatureReadable), 5);
-    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::IsFeatureWritable), 6);
-    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::IsEnumEntryAvailable), 7);
-    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::GetIntegerValue), 8);
-    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::GetEnumEntries), 9);
-    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::GetFeatureAsString), 10);
-    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::SetFeatureFromString), 11);
-    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::Reserved12), 12);
-    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::Reserved13), 13);
-    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::GetStringValue), 14);
-    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::GetRegisterLength), 15);
-    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::GetRegisterData), 16);
-    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::SetRegisterData), 17);
-    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::RegisterFeatureInterest), 18);
-    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::UnregisterFeatureInterest), 19);
-    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::WriteRegister), 20);
-    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::ReadRegister), 21);
-    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::WriteMemory), 22);
-    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::Reserved23), 23);
-    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::PostWrite), 24);
-    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::IsConnected), 25);
-    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::IsKorvoVideoInterface), 26);
-    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::IsGigEVision), 27);
-    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::IsAlternateTransport), 28);
-    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::RegisterEventSink), 29);
-    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::UnregisterEventSink), 30);
+#define KYTEST_CHECK(aName)                                                                                  \
+    EXPECT_EQ(GetVirtualSlot(&IKyDeviceAdapter::aName), static_cast<int>(Slot::aName)) << #aName;
+    KYTEST_ADAPTER_SLOTS(KYTEST_CHECK)
+#undef KYTEST_CHECK
 }
 
 TEST(AdapterInterfaceTest, KeepsTheTypesOfItsFunctions)

@@ -1,4 +1,5 @@
 #include "Support/AllocationCounter.h"
+#include "Support/ForEachNth.h"
 
 #include "KySerial/BridgeFixture.h"
 #include "KySerial/KyDeviceI2CBus.h"
@@ -145,35 +146,35 @@ TEST_F(AllocationTest, PortsSurviveEachFailedAllocation)
 {
     for (const KyDeviceSerial lNumber : {KyDeviceSerialUart1, KyDeviceSerialBulk0, KyDeviceSerialBulk3})
     {
-        int lFailing = 0;
-        for (int lCount = 1; lCount >= lFailing; ++lFailing)
-        {
-            SCOPED_TRACE(testing::Message() << lNumber << ' ' << lFailing);
-            std::optional<KyDeviceSerialPort> lPort;
-            const Bytes lBytes = Count(3);
-            uint32_t lWritten = 0;
+        const int lRefused = ForEachNth(
+            [&](int aNth, int& aCount)
             {
-                const AllocationCounter lCounter(lFailing);
+                SCOPED_TRACE(testing::Message() << lNumber << ' ' << aNth);
+                std::optional<KyDeviceSerialPort> lPort;
+                const Bytes lBytes = Count(3);
+                uint32_t lWritten = 0;
+                {
+                    const AllocationCounter lCounter(aNth);
+                    lPort.emplace();
+                    Note(lPort->Open(&mDevice, lNumber));
+                    Note(lPort->SetRxBufferSize(50));
+                    Note(lPort->Write(lBytes.data(), 3, lWritten));
+                    Note(lPort->FlushRxBuffer());
+                    Note(lPort->Close());
+                    static_cast<void>(KyDeviceSerialPort::IsSupported(&mDevice, lNumber)); // must not throw
+                    aCount = AllocationCounter::GetCount();
+                }
+                if (lPort->IsOpened())
+                {
+                    EXPECT_THAT(lPort->Close(), IsOK());
+                }
                 lPort.emplace();
-                Note(lPort->Open(&mDevice, lNumber));
-                Note(lPort->SetRxBufferSize(50));
-                Note(lPort->Write(lBytes.data(), 3, lWritten));
-                Note(lPort->FlushRxBuffer());
-                Note(lPort->Close());
-                static_cast<void>(KyDeviceSerialPort::IsSupported(&mDevice, lNumber)); // must not throw
-                lCount = AllocationCounter::GetCount();
-            }
-            if (lPort->IsOpened())
-            {
+                EXPECT_THAT(lPort->Open(&mDevice, lNumber), IsOK()); // the claim was released
                 EXPECT_THAT(lPort->Close(), IsOK());
-            }
-            lPort.emplace();
-            EXPECT_THAT(lPort->Open(&mDevice, lNumber), IsOK()); // the claim was released
-            EXPECT_THAT(lPort->Close(), IsOK());
-            lPort.reset();
-            EXPECT_TRUE(mDevice.GetSinks().empty());
-        }
-        EXPECT_GT(lFailing, 5);
+                lPort.reset();
+                EXPECT_TRUE(mDevice.GetSinks().empty());
+            });
+        EXPECT_GT(lRefused, 5);
     }
     EXPECT_GT(mFailures, 3);
     EXPECT_EQ(mSink.GetMemoryLines(), 0);
@@ -258,19 +259,19 @@ TEST_F(AllocationTest, WithoutMemoryToNoteThatADeviceHasNoRegistersItHasNoI2C)
 {
     mDevice.SetAvailable(Slot::IsRegisterFeatureAvailable, "Bulk0DownstreamData", false);
     mDevice.Fail(Slot::ReadRegister);
-    int lFailing = 0;
-    for (int lCount = 1; lCount >= lFailing; ++lFailing)
-    {
-        mDevice.SetInteger("GevMACAddress", 0x0A1C0000 + lFailing); // one that has not been noted yet
-        bool lIsSupported = true;
+    const int lRefused = ForEachNth(
+        [&](int aNth, int& aCount)
         {
-            const AllocationCounter lCounter(lFailing);
-            lIsSupported = KyDeviceI2CBus::IsSupported(&mDevice, KyDeviceSerialBulk0);
-            lCount = AllocationCounter::GetCount();
-        }
-        EXPECT_FALSE(lIsSupported) << lFailing;
-    }
-    EXPECT_GT(lFailing, 2);
+            mDevice.SetInteger("GevMACAddress", 0x0A1C0000 + aNth); // one that has not been noted yet
+            bool lIsSupported = true;
+            {
+                const AllocationCounter lCounter(aNth);
+                lIsSupported = KyDeviceI2CBus::IsSupported(&mDevice, KyDeviceSerialBulk0);
+                aCount = AllocationCounter::GetCount();
+            }
+            EXPECT_FALSE(lIsSupported) << aNth;
+        });
+    EXPECT_GT(lRefused, 2);
 }
 
 // The engine that is replaced while it is open is never freed: the device may still call it.
@@ -278,55 +279,53 @@ TEST_F(AllocationTest, AnOpenEngineSurvivesItsReplacementWhateverAllocationFaile
 {
     // Who looks for leaks, at the process's very end, finds them here.
     static auto* const cKept = new std::vector<std::vector<IKyDeviceEventSink*>>;
-    int lFailing = 0;
-    for (int lCount = 1; lCount >= lFailing; ++lFailing)
-    {
-        SCOPED_TRACE(lFailing);
-        mDevice.SetInteger("GevMACAddress", 0x0A11C000 + lFailing);
-        std::optional<KyDeviceSerialPort> lPort(std::in_place);
-        ASSERT_THAT(lPort->Open(&mDevice, KyDeviceSerialUart0), IsOK());
-        const std::vector<IKyDeviceEventSink*> lSinks = mDevice.GetSinks();
+    const int lRefused = ForEachNth(
+        [&](int aNth, int& aCount)
         {
-            const AllocationCounter lCounter(lFailing);
-            EXPECT_EQ(lPort->Open(&mDevice, KyDeviceSerialUart0).GetCode(),
-                      KyResult::FAILURE); // it is in use
-            lCount = AllocationCounter::GetCount();
-        }
-        lPort.reset(); // closes what was not replaced
-        for (IKyDeviceEventSink* lSink : mDevice.GetSinks())
-        {
-            EXPECT_EQ(lSink, lSinks.back());
-            lSink->NotifyEvent(0x9000, 0, 0, 0, mConfirmation.data(), 4);
-            EXPECT_THAT(mDevice.UnregisterEventSink(lSink), IsOK());
-        }
-        cKept->push_back(lSinks);
-    }
-    EXPECT_GT(lFailing, 3);
+            mDevice.SetInteger("GevMACAddress", 0x0A11C000 + aNth);
+            std::optional<KyDeviceSerialPort> lPort(std::in_place);
+            ASSERT_THAT(lPort->Open(&mDevice, KyDeviceSerialUart0), IsOK());
+            const std::vector<IKyDeviceEventSink*> lSinks = mDevice.GetSinks();
+            {
+                const AllocationCounter lCounter(aNth);
+                EXPECT_EQ(lPort->Open(&mDevice, KyDeviceSerialUart0).GetCode(),
+                          KyResult::FAILURE); // it is in use
+                aCount = AllocationCounter::GetCount();
+            }
+            lPort.reset(); // closes what was not replaced
+            for (IKyDeviceEventSink* lSink : mDevice.GetSinks())
+            {
+                EXPECT_EQ(lSink, lSinks.back());
+                lSink->NotifyEvent(0x9000, 0, 0, 0, mConfirmation.data(), 4);
+                EXPECT_THAT(mDevice.UnregisterEventSink(lSink), IsOK());
+            }
+            cKept->push_back(lSinks);
+        });
+    EXPECT_GT(lRefused, 3);
 }
 
 TEST_F(AllocationTest, ABridgeToAHostPortThatDoesNotStartLetsGoWhateverAllocationFailed)
 {
-    int lFailing = 0;
     const KyString lNoPort("no COM port");
-    for (int lCount = 1; lCount >= lFailing; ++lFailing)
-    {
-        SCOPED_TRACE(lFailing);
-        KySerialBridge lBridge;
+    const int lRefused = ForEachNth(
+        [&](int aNth, int& aCount)
         {
-            const AllocationCounter lCounter(lFailing);
-            const KyResult lResult = lBridge.Start(lNoPort, {}, &mDevice, KyDeviceSerialBulk3);
-            lCount = AllocationCounter::GetCount();
-            Note(lResult);
-            const AllocationPause lPause;
-            EXPECT_FALSE(lResult.IsOK());
-        }
-        EXPECT_EQ(lBridge.GetDevicePort(), KyDeviceSerialInvalid);
-        EXPECT_TRUE(mDevice.GetSinks().empty());
-        KyDeviceSerialPort lPort;
-        EXPECT_THAT(lPort.Open(&mDevice, KyDeviceSerialBulk3), IsOK());
-        EXPECT_THAT(lPort.Close(), IsOK());
-    }
-    EXPECT_GT(lFailing, 10);
+            KySerialBridge lBridge;
+            {
+                const AllocationCounter lCounter(aNth);
+                const KyResult lResult = lBridge.Start(lNoPort, {}, &mDevice, KyDeviceSerialBulk3);
+                aCount = AllocationCounter::GetCount();
+                Note(lResult);
+                const AllocationPause lPause;
+                EXPECT_FALSE(lResult.IsOK());
+            }
+            EXPECT_EQ(lBridge.GetDevicePort(), KyDeviceSerialInvalid);
+            EXPECT_TRUE(mDevice.GetSinks().empty());
+            KyDeviceSerialPort lPort;
+            EXPECT_THAT(lPort.Open(&mDevice, KyDeviceSerialBulk3), IsOK());
+            EXPECT_THAT(lPort.Close(), IsOK());
+        });
+    EXPECT_GT(lRefused, 10);
     EXPECT_GT(mFailures, 3);
 }
 
@@ -367,51 +366,51 @@ TEST_F(AllocationTest, AnI2CBusThatIsOpenedAgainFreesItsFormerEngineOnBulk0Only)
 
 TEST_F(AllocationTest, I2CBusesSurviveEachFailedAllocation)
 {
-    int lFailing = 0;
-    for (int lCount = 1; lCount >= lFailing; ++lFailing)
-    {
-        SCOPED_TRACE(lFailing);
-        uint8_t lByte = 0;
-        uint32_t lGot = 0;
+    const int lRefused = ForEachNth(
+        [&](int aNth, int& aCount)
         {
-            const AllocationCounter lCounter(lFailing);
-            KyDeviceI2CBus lBus;
-            Note(lBus.Open(&mDevice, KyDeviceSerialBulk0));
-            Note(lBus.BurstWrite(1, &lByte, 1, true));
-            Note(lBus.BurstRead(1, &lByte, 0, lGot, true));
-            Note(lBus.IndirectBurstWrite(1, 2, &lByte, 1, true));
-            Note(lBus.IndirectBurstRead(1, 2, &lByte, 0, lGot, true, true));
-            static_cast<void>(lBus.IsOpened());
-            static_cast<void>(KyDeviceI2CBus::IsSupported(&mDevice, KyDeviceSerialBulk0)); // must not throw
-            Note(lBus.Close());
-            lCount = AllocationCounter::GetCount();
-        }
-    }
-    EXPECT_GT(lFailing, 10);
+            uint8_t lByte = 0;
+            uint32_t lGot = 0;
+            {
+                const AllocationCounter lCounter(aNth);
+                KyDeviceI2CBus lBus;
+                Note(lBus.Open(&mDevice, KyDeviceSerialBulk0));
+                Note(lBus.BurstWrite(1, &lByte, 1, true));
+                Note(lBus.BurstRead(1, &lByte, 0, lGot, true));
+                Note(lBus.IndirectBurstWrite(1, 2, &lByte, 1, true));
+                Note(lBus.IndirectBurstRead(1, 2, &lByte, 0, lGot, true, true));
+                static_cast<void>(lBus.IsOpened());
+                static_cast<void>(
+                    KyDeviceI2CBus::IsSupported(&mDevice, KyDeviceSerialBulk0)); // must not throw
+                Note(lBus.Close());
+                aCount = AllocationCounter::GetCount();
+            }
+        });
+    EXPECT_GT(lRefused, 10);
     EXPECT_GT(mFailures, 3);
     EXPECT_EQ(mSink.GetMemoryLines(), 0);
 }
 
 TEST_F(AllocationTest, SPIBusesSurviveEachFailedAllocation)
 {
-    int lFailing = 0;
-    for (int lCount = 1; lCount >= lFailing; ++lFailing)
-    {
-        SCOPED_TRACE(lFailing);
-        uint8_t lByte = 0;
-        uint32_t lGot = 0;
+    const int lRefused = ForEachNth(
+        [&](int aNth, int& aCount)
         {
-            const AllocationCounter lCounter(lFailing);
-            KyDeviceSPIBus lBus;
-            Note(lBus.Open(&mDevice, KyDeviceSerialBulk3));
-            Note(lBus.BurstWriteAndRead(&lByte, 1, 1, true, true));
-            Note(lBus.BurstRead(&lByte, 1, lGot, 0));
-            static_cast<void>(KyDeviceSPIBus::IsSupported(&mDevice, KyDeviceSerialBulk3)); // must not throw
-            Note(lBus.Close());
-            lCount = AllocationCounter::GetCount();
-        }
-    }
-    EXPECT_GT(lFailing, 10);
+            uint8_t lByte = 0;
+            uint32_t lGot = 0;
+            {
+                const AllocationCounter lCounter(aNth);
+                KyDeviceSPIBus lBus;
+                Note(lBus.Open(&mDevice, KyDeviceSerialBulk3));
+                Note(lBus.BurstWriteAndRead(&lByte, 1, 1, true, true));
+                Note(lBus.BurstRead(&lByte, 1, lGot, 0));
+                static_cast<void>(
+                    KyDeviceSPIBus::IsSupported(&mDevice, KyDeviceSerialBulk3)); // must not throw
+                Note(lBus.Close());
+                aCount = AllocationCounter::GetCount();
+            }
+        });
+    EXPECT_GT(lRefused, 10);
     EXPECT_GT(mFailures, 3);
     EXPECT_EQ(mSink.GetMemoryLines(), 0);
 }
@@ -461,31 +460,30 @@ TEST_P(BridgeAllocationTest, NameAndPortAreFreeWhateverAllocationFailed)
 {
     const PrivateSession lSession;
     int lServed = 0;
-    int lCount = 0;
-    int lFailing = GetParam();
-    for (; lFailing <= 4 || lCount >= lFailing - 4; lFailing += 4)
-    {
-        SCOPED_TRACE(lFailing);
-        const KyString lName("Server");
+    const int lRefused = ForEachNth(
+        [&](int aNth, int& aCount)
         {
-            const AllocationCounter lCounter(lFailing);
-            KySerialBridge lBridge;
-            const KyResult lResult = lBridge.Start(lName, &mDevice, KyDeviceSerialBulk3);
-            lServed += lResult.IsOK() ? 1 : 0;
-            Note(lResult);
-            CheckStart(lResult);
-            Note(lBridge.SetHardCodedBaudRate(19200));
-            Note(lBridge.Recover());
-            static_cast<void>(lBridge.GetSupportedBaudRateCount()); // must not throw
-            Note(lBridge.Stop());
-            lCount = AllocationCounter::GetCount();
-        }
-        EXPECT_TRUE(mDevice.GetSinks().empty());
-        KyDeviceSerialPort lPort;
-        EXPECT_THAT(lPort.Open(&mDevice, KyDeviceSerialBulk3), IsOK());
-        EXPECT_THAT(lPort.Close(), IsOK());
-    }
-    EXPECT_GT(lFailing, 50);
+            const KyString lName("Server");
+            {
+                const AllocationCounter lCounter(aNth);
+                KySerialBridge lBridge;
+                const KyResult lResult = lBridge.Start(lName, &mDevice, KyDeviceSerialBulk3);
+                lServed += lResult.IsOK() ? 1 : 0;
+                Note(lResult);
+                CheckStart(lResult);
+                Note(lBridge.SetHardCodedBaudRate(19200));
+                Note(lBridge.Recover());
+                static_cast<void>(lBridge.GetSupportedBaudRateCount()); // must not throw
+                Note(lBridge.Stop());
+                aCount = AllocationCounter::GetCount();
+            }
+            EXPECT_TRUE(mDevice.GetSinks().empty());
+            KyDeviceSerialPort lPort;
+            EXPECT_THAT(lPort.Open(&mDevice, KyDeviceSerialBulk3), IsOK());
+            EXPECT_THAT(lPort.Close(), IsOK());
+        },
+        GetParam(), 4);
+    EXPECT_GT(lRefused, 20);
     EXPECT_GT(lServed, 1);
     EXPECT_GT(mFailures, 3);
     EXPECT_EQ(mSink.GetMemoryLines(), 0); // of what comes after a start
@@ -503,26 +501,25 @@ TEST_F(AllocationTest, ABridgeToClientsRelaysOnWhateverAllocationOfItsThreadsFai
     KySerialLib::SharedFifo lUp("KySerialBridgeUpFifo1", "Local\\", 1024, true);
     uint8_t lBytes[4] = {};
     uint32_t lMoved = 0;
-    int lFailing = 1;
-    for (int lCount = 1; lCount >= lFailing - 1; ++lFailing)
-    {
-        SCOPED_TRACE(lFailing);
-        KySerialBridge lBridge;
-        ASSERT_THAT(lBridge.Start("Server", &mDevice, KyDeviceSerialBulk1), IsOK());
-        const OtherThreadsAllocations lCounter(lFailing);
-        SendUpstream(mDevice, "up");
-        EXPECT_TRUE(lUp.Read(lBytes, 4, lMoved, 60000));
-        const int lErrors = mSink.GetErrors();
-        mDevice.SetAnswer(Slot::IsConnected, false);
-        EXPECT_TRUE(lDown.Write(lBytes, 4, lMoved, 0));
-        EXPECT_TRUE(WaitFor([&] { return mSink.GetErrors() > lErrors; }));
-        mDevice.SetAnswer(Slot::IsConnected, true);
-        lCount = OtherThreadsAllocations::GetCount();
-        EXPECT_TRUE(lDown.Write(lBytes, 4, lMoved, 0));
-        EXPECT_TRUE(WaitFor([&] { return lBridge.GetBytesSentToDevice() == 4; }));
-        EXPECT_THAT(lBridge.Stop(), IsOK());
-    }
-    EXPECT_GT(lFailing, 2); // what is refused makes texts
+    const int lRefused = ForEachNth(
+        [&](int aNth, int& aCount)
+        {
+            KySerialBridge lBridge;
+            ASSERT_THAT(lBridge.Start("Server", &mDevice, KyDeviceSerialBulk1), IsOK());
+            const OtherThreadsAllocations lCounter(aNth);
+            SendUpstream(mDevice, "up");
+            EXPECT_TRUE(lUp.Read(lBytes, 4, lMoved, 60000));
+            const int lErrors = mSink.GetErrors();
+            mDevice.SetAnswer(Slot::IsConnected, false);
+            EXPECT_TRUE(lDown.Write(lBytes, 4, lMoved, 0));
+            EXPECT_TRUE(WaitFor([&] { return mSink.GetErrors() > lErrors; }));
+            mDevice.SetAnswer(Slot::IsConnected, true);
+            aCount = OtherThreadsAllocations::GetCount();
+            EXPECT_TRUE(lDown.Write(lBytes, 4, lMoved, 0));
+            EXPECT_TRUE(WaitFor([&] { return lBridge.GetBytesSentToDevice() == 4; }));
+            EXPECT_THAT(lBridge.Stop(), IsOK());
+        });
+    EXPECT_GT(lRefused, 2); // what is refused makes texts
 }
 
 INSTANTIATE_TEST_SUITE_P(Parts, BridgeAllocationTest, testing::Range(1, 5));

@@ -1,4 +1,5 @@
 #include "KySerial/BridgeFixture.h"
+#include "Support/ForEachNth.h"
 
 #include "PortMap.h"
 
@@ -409,34 +410,32 @@ TEST_F(BridgeSettingsTest, EveryFailedCallIsSurvivedAndTheBridgeLetsGo)
     AddSelector(mDevice);
     JxUtilsLib::Logger::SetPriority(PriorityFatal);
     End();
-    int lFailing = 0;
-    int lCalls = 0;
-    do
-    {
-        ++lFailing;
-        mDevice.ClearCounts();
-        mDevice.FailCall(lFailing);
+    const int lRefused = ForEachNth(
+        [&](int aNth, int& aCount)
         {
-            ScriptedBridge lBridge;
-            if (lBridge.OpenDevicePort(&mDevice, KyDeviceSerialBulk3).IsOK())
+            mDevice.ClearCounts();
+            mDevice.FailCall(aNth);
             {
-                static_cast<void>(lBridge.RefreshSupportedBaudRates());
-                static_cast<void>(lBridge.ConfigurePort());
-                EXPECT_THAT(lBridge.Recover(), IsOK());
+                ScriptedBridge lBridge;
+                if (lBridge.OpenDevicePort(&mDevice, KyDeviceSerialBulk3).IsOK())
+                {
+                    static_cast<void>(lBridge.RefreshSupportedBaudRates());
+                    static_cast<void>(lBridge.ConfigurePort());
+                    EXPECT_THAT(lBridge.Recover(), IsOK());
+                }
             }
-        }
-        // A refusal to let the sink or the port go is the adapter's own doing; what is left must still end.
-        lCalls = mDevice.GetCallCount();
-        mDevice.StopFailing();
-        while (!mDevice.GetSinks().empty())
-        {
-            static_cast<void>(mDevice.UnregisterEventSink(mDevice.GetSinks().front()));
-        }
-        KySerialLib::PortMap& lPorts = KySerialLib::PortMap::GetInstance();
-        static_cast<void>(lPorts.Lock(&mDevice, KyDeviceSerialBulk3)); // if it is not claimed still
-        EXPECT_TRUE(lPorts.Unlock(&mDevice, KyDeviceSerialBulk3));
-    } while (lCalls >= lFailing);
-    EXPECT_GT(lFailing, 50);
+            // A refusal to let the sink or the port go is the adapter's own doing; what is left must still end.
+            aCount = mDevice.GetCallCount();
+            mDevice.StopFailing();
+            while (!mDevice.GetSinks().empty())
+            {
+                static_cast<void>(mDevice.UnregisterEventSink(mDevice.GetSinks().front()));
+            }
+            KySerialLib::PortMap& lPorts = KySerialLib::PortMap::GetInstance();
+            static_cast<void>(lPorts.Lock(&mDevice, KyDeviceSerialBulk3)); // if it is not claimed still
+            EXPECT_TRUE(lPorts.Unlock(&mDevice, KyDeviceSerialBulk3));
+        });
+    EXPECT_GT(lRefused, 50);
     for (const std::string& lText : mAsserts.Take())
     {
         EXPECT_EQ(lText, "0"); // the engine's own, of a device that cannot say how long its messages are

@@ -2,6 +2,7 @@
 
 #include "BridgeCLDLL.h"
 #include "KySerial/BridgeFixture.h"
+#include "Support/ForEachNth.h"
 #include "Support/PrivateSession.h"
 #include "Support/ThreadCount.h"
 #include "Tests/KyPlatform/FailingSystem.h"
@@ -79,21 +80,21 @@ class ServerFaultTest : public SystemFaultTest, public testing::WithParamInterfa
 
 TEST_P(ServerFaultTest, TheNameCanBeServedAgainAtOnceWhateverCallWasRefused)
 {
-    int lCalls = 0;
     int lFailed = 0;
-    for (int lFailing = GetParam(); lFailing <= 4 || lCalls >= lFailing - 4; lFailing += 4)
-    {
-        SCOPED_TRACE(lFailing);
+    const int lRefused = ForEachNth(
+        [&](int aNth, int& aCount)
         {
-            const FailingSystem lSystem(lFailing);
-            lFailed += Serve(lFailing) ? 0 : 1;
-            lCalls = FailingSystem::GetCalls();
-        }
-        EXPECT_TRUE(Serve(0));
-        EXPECT_TRUE(mDevice.GetSinks().empty());
-        static_cast<void>(mAsserts.Take());
-    }
-    EXPECT_GT(lCalls, 50);
+            {
+                const FailingSystem lSystem(aNth);
+                lFailed += Serve(aNth) ? 0 : 1;
+                aCount = FailingSystem::GetCalls();
+            }
+            EXPECT_TRUE(Serve(0));
+            EXPECT_TRUE(mDevice.GetSinks().empty());
+            static_cast<void>(mAsserts.Take());
+        },
+        GetParam(), 4);
+    EXPECT_GT(lRefused, 50);
     EXPECT_GT(lFailed, 3);
 }
 
@@ -104,40 +105,40 @@ TEST_F(SystemFaultTest, ServersAreListedUnlessTheLockIsRefused)
     constexpr int cLocks = 2; // that of the registry's memory, and that of its entries
     BridgeCLDLL lBridge;
     ASSERT_THAT(lBridge.OpenDevicePort(&mDevice, KyDeviceSerialBulk1), IsOK());
-    int lRefused = 0;
-    int lCalls = 0;
-    for (int lFailing = 1; lFailing == 1 || lCalls >= lFailing - 1; ++lFailing)
-    {
-        SCOPED_TRACE(lFailing);
-        ASSERT_THAT(lBridge.OpenSharedMem("Server"), IsOK());
-        CLUINT32 lCount = 7;
-        CLINT32 lResult = CL_ERR_NO_ERR;
+    int lUnlisted = 0;
+    const int lRefused = ForEachNth(
+        [&](int aNth, int& aCount)
         {
-            const FailingSystem lSystem(lFailing);
-            lResult = clGetNumSerialPorts(&lCount);
-            lCalls = FailingSystem::GetCalls();
-        }
-        EXPECT_TRUE(lResult == CL_ERR_NO_ERR || lResult == CL_ERR_OUT_OF_MEMORY) << lResult;
-        EXPECT_TRUE(lResult == CL_ERR_NO_ERR ? lCount <= 1 : lCount == 0) << lCount;
-        lRefused += lResult == CL_ERR_OUT_OF_MEMORY ? 1 : 0;
-        lBridge.CloseSharedMem();
-        static_cast<void>(mAsserts.Take());
-    }
-    EXPECT_GT(lCalls, 50);
-    EXPECT_EQ(lRefused, cLocks * FailingSystem::cCallsForAFreeLock);
+            ASSERT_THAT(lBridge.OpenSharedMem("Server"), IsOK());
+            CLUINT32 lCount = 7;
+            CLINT32 lResult = CL_ERR_NO_ERR;
+            {
+                const FailingSystem lSystem(aNth);
+                lResult = clGetNumSerialPorts(&lCount);
+                aCount = FailingSystem::GetCalls();
+            }
+            EXPECT_TRUE(lResult == CL_ERR_NO_ERR || lResult == CL_ERR_OUT_OF_MEMORY) << lResult;
+            EXPECT_TRUE(lResult == CL_ERR_NO_ERR ? lCount <= 1 : lCount == 0) << lCount;
+            lUnlisted += lResult == CL_ERR_OUT_OF_MEMORY ? 1 : 0;
+            lBridge.CloseSharedMem();
+            static_cast<void>(mAsserts.Take());
+        });
+    EXPECT_GT(lRefused, 50);
+    EXPECT_EQ(lUnlisted, cLocks * FailingSystem::cCallsForAFreeLock);
 }
 
 TEST_F(SystemFaultTest, SaysWhatOfAServerCouldNotBeMade)
 {
-    int lCalls = 0;
-    for (int lFailing = 1; lFailing == 1 || lCalls >= lFailing - 1; ++lFailing)
-    {
-        BridgeCLDLL lBridge;
-        ASSERT_THAT(lBridge.OpenDevicePort(&mDevice, KyDeviceSerialBulk1), IsOK());
-        const FailingSystem lSystem(lFailing);
-        mTexts.insert(lBridge.OpenSharedMem("Server").GetDescription().GetAscii());
-        lCalls = FailingSystem::GetCalls();
-    }
+    const int lRefused = ForEachNth(
+        [&](int aNth, int& aCount)
+        {
+            BridgeCLDLL lBridge;
+            ASSERT_THAT(lBridge.OpenDevicePort(&mDevice, KyDeviceSerialBulk1), IsOK());
+            const FailingSystem lSystem(aNth);
+            mTexts.insert(lBridge.OpenSharedMem("Server").GetDescription().GetAscii());
+            aCount = FailingSystem::GetCalls();
+        });
+    EXPECT_GT(lRefused, 50);
     EXPECT_THAT(mTexts, testing::IsSupersetOf(
                             {std::string("Unable to create server. A server with the same name is probably "
                                          "already active."),

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "KySerial/IKyDeviceAdapter.h"
+#include "Support/ForwardingAdapter.h"
 
 #include <functional>
 #include <mutex>
@@ -48,7 +48,7 @@ inline bool MayLeaveABridgesClaim(Fault aFault, const std::string& aCall)
 /// device's.
 ///
 /// Threads: any; Set() and Heal() while no call is running.
-class FaultAdapter final : public IKyDeviceAdapter
+class FaultAdapter final : public ForwardingAdapter
 {
 public:
     static constexpr uint32_t cFailed = 0x7777;
@@ -67,10 +67,7 @@ public:
         static inline thread_local int sCount = 0;
     };
 
-    explicit FaultAdapter(IKyDeviceAdapter& aInner) : mInner(aInner) {}
-    ~FaultAdapter() = default;
-    FaultAdapter(const FaultAdapter&) = delete;
-    FaultAdapter& operator=(const FaultAdapter&) = delete;
+    using ForwardingAdapter::ForwardingAdapter;
 
     /// Spoils the aNumber-th call from now, counted from 1. \param aDelay  What a delay does meanwhile.
     void Set(Fault aFault, int aNumber, std::function<void()> aDelay = {});
@@ -81,37 +78,7 @@ public:
     /// Its name; empty before.
     std::string GetCall();
 
-    void Reserved0() override {}
-    bool IsIntegerFeatureAvailable(const KyString& aName) override;
-    bool IsFeatureAvailable(const KyString& aName) override;
-    void Reserved3() override {}
-    bool IsRegisterFeatureAvailable(const KyString& aName) override;
-    bool IsFeatureReadable(const KyString& aName) override;
-    bool IsFeatureWritable(const KyString& aName) override;
-    bool IsEnumEntryAvailable(const KyString& aName, const KyString& aEntry) override;
     KyResult GetIntegerValue(const KyString& aName, int64_t& aValue) override;
-    KyResult GetEnumEntries(const KyString& aName, KyStringList& aEntries) override;
-    KyResult GetFeatureAsString(const KyString& aName, KyString& aValue) override;
-    KyResult SetFeatureFromString(const KyString& aName, const KyString& aValue) override;
-    void Reserved12() override {}
-    void Reserved13() override {}
-    KyResult GetStringValue(const KyString& aName, KyString& aValue) override;
-    KyResult GetRegisterLength(const KyString& aName, int64_t& aLength) override;
-    KyResult GetRegisterData(const KyString& aName, uint8_t* aBuffer, int64_t aLength) override;
-    KyResult SetRegisterData(const KyString& aName, const uint8_t* aBuffer, int64_t aLength) override;
-    KyResult RegisterFeatureInterest(const KyString& aName) override;
-    KyResult UnregisterFeatureInterest(const KyString& aName) override;
-    KyResult WriteRegister(uint32_t aAddress, uint32_t aValue) override;
-    KyResult ReadRegister(uint32_t aAddress, uint32_t& aValue) override;
-    KyResult WriteMemory(const uint8_t* aBuffer, uint32_t aAddress, uint32_t aLength) override;
-    void Reserved23() override {}
-    KyResult PostWrite(uint32_t aMilliseconds) override;
-    bool IsConnected() override;
-    bool IsKorvoVideoInterface() override;
-    bool IsGigEVision() override { return mInner.IsGigEVision(); }
-    bool IsAlternateTransport() override { return mInner.IsAlternateTransport(); }
-    KyResult RegisterEventSink(IKyDeviceEventSink* aSink) override;
-    KyResult UnregisterEventSink(IKyDeviceEventSink* aSink) override;
 
 private:
     enum class Verdict
@@ -122,15 +89,10 @@ private:
         Pretend
     };
 
-    Verdict Judge(const char* aName);
-    template<typename Call>
-    KyResult Do(const char* aName, Call&& aCall);
-    template<typename Call>
-    KyResult Undo(const char* aName, Call&& aCall);
-    template<typename Call>
-    bool Ask(const char* aName, Call&& aCall);
+    KyResult Do(Slot aSlot, const std::function<KyResult()>& aCall) override;
+    bool Ask(Slot aSlot, const std::function<bool()>& aCall) override;
+    Verdict Judge(Slot aSlot);
 
-    IKyDeviceAdapter& mInner;
     std::mutex mMutex;
     Fault mFault = Fault::None;
     int mCountdown = 0;

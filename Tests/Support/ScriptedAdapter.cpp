@@ -13,41 +13,6 @@ namespace KyTest
 namespace
 {
 
-constexpr const char* cSlotNames[] = {
-    "Reserved0",
-    "IsIntegerFeatureAvailable",
-    "IsFeatureAvailable",
-    "Reserved3",
-    "IsRegisterFeatureAvailable",
-    "IsFeatureReadable",
-    "IsFeatureWritable",
-    "IsEnumEntryAvailable",
-    "GetIntegerValue",
-    "GetEnumEntries",
-    "GetFeatureAsString",
-    "SetFeatureFromString",
-    "Reserved12",
-    "Reserved13",
-    "GetStringValue",
-    "GetRegisterLength",
-    "GetRegisterData",
-    "SetRegisterData",
-    "RegisterFeatureInterest",
-    "UnregisterFeatureInterest",
-    "WriteRegister",
-    "ReadRegister",
-    "WriteMemory",
-    "Reserved23",
-    "PostWrite",
-    "IsConnected",
-    "IsKorvoVideoInterface",
-    "IsGigEVision",
-    "IsAlternateTransport",
-    "RegisterEventSink",
-    "UnregisterEventSink",
-};
-static_assert(std::size(cSlotNames) == static_cast<size_t>(Slot::Count));
-
 int64_t MakeMac()
 {
     static std::atomic<int64_t> sNext{0x020000000001};
@@ -60,11 +25,6 @@ bool IsDue(int& aCountdown)
 }
 
 } // namespace
-
-const char* GetSlotName(Slot aSlot)
-{
-    return cSlotNames[static_cast<size_t>(aSlot)];
-}
 
 std::string ToText(const uint8_t* aData, size_t aLength)
 {
@@ -395,48 +355,14 @@ bool ScriptedAdapter::Ask(Slot aSlot)
     return !lRefused && mAnswers[static_cast<size_t>(aSlot)];
 }
 
-bool ScriptedAdapter::Ask(Slot aSlot, const std::string& aName, const std::string& aEntry)
+bool ScriptedAdapter::Ask(Slot aSlot, const KyString& aName, const KyString& aEntry)
 {
-    const bool lRefused = !Enter(aSlot, aName, aEntry).IsOK();
+    const AllocationPause lPause;
+    const std::string lEntry = aEntry.GetAscii();
+    const bool lRefused = !Enter(aSlot, aName.GetAscii(), lEntry).IsOK();
     const std::lock_guard<std::mutex> lLock(mMutex);
-    const auto lFound = mAvailable.find({aSlot, aEntry.empty() ? aName : aName + ", " + aEntry});
+    const auto lFound = mAvailable.find({aSlot, aName.GetAscii() + (lEntry.empty() ? "" : ", " + lEntry)});
     return !lRefused && lFound != mAvailable.end() && lFound->second;
-}
-
-bool ScriptedAdapter::IsIntegerFeatureAvailable(const KyString& aName)
-{
-    const AllocationPause lPause;
-    return Ask(Slot::IsIntegerFeatureAvailable, aName.GetAscii());
-}
-
-bool ScriptedAdapter::IsFeatureAvailable(const KyString& aName)
-{
-    const AllocationPause lPause;
-    return Ask(Slot::IsFeatureAvailable, aName.GetAscii());
-}
-
-bool ScriptedAdapter::IsRegisterFeatureAvailable(const KyString& aName)
-{
-    const AllocationPause lPause;
-    return Ask(Slot::IsRegisterFeatureAvailable, aName.GetAscii());
-}
-
-bool ScriptedAdapter::IsFeatureReadable(const KyString& aName)
-{
-    const AllocationPause lPause;
-    return Ask(Slot::IsFeatureReadable, aName.GetAscii());
-}
-
-bool ScriptedAdapter::IsFeatureWritable(const KyString& aName)
-{
-    const AllocationPause lPause;
-    return Ask(Slot::IsFeatureWritable, aName.GetAscii());
-}
-
-bool ScriptedAdapter::IsEnumEntryAvailable(const KyString& aName, const KyString& aEntry)
-{
-    const AllocationPause lPause;
-    return Ask(Slot::IsEnumEntryAvailable, aName.GetAscii(), aEntry.GetAscii());
 }
 
 KyResult ScriptedAdapter::GetIntegerValue(const KyString& aName, int64_t& aValue)
@@ -583,26 +509,6 @@ KyResult ScriptedAdapter::PostWrite(uint32_t aMilliseconds)
     return Enter(Slot::PostWrite, std::to_string(aMilliseconds));
 }
 
-bool ScriptedAdapter::IsConnected()
-{
-    return Ask(Slot::IsConnected);
-}
-
-bool ScriptedAdapter::IsKorvoVideoInterface()
-{
-    return Ask(Slot::IsKorvoVideoInterface);
-}
-
-bool ScriptedAdapter::IsGigEVision()
-{
-    return Ask(Slot::IsGigEVision);
-}
-
-bool ScriptedAdapter::IsAlternateTransport()
-{
-    return Ask(Slot::IsAlternateTransport);
-}
-
 KyResult ScriptedAdapter::RegisterEventSink(IKyDeviceEventSink* aSink)
 {
     const AllocationPause lPause;
@@ -626,31 +532,6 @@ KyResult ScriptedAdapter::UnregisterEventSink(IKyDeviceEventSink* aSink)
         std::erase(mSinks, aSink);
     }
     return lResult;
-}
-
-void ScriptedAdapter::Reserved0()
-{
-    static_cast<void>(Enter(Slot::Reserved0));
-}
-
-void ScriptedAdapter::Reserved3()
-{
-    static_cast<void>(Enter(Slot::Reserved3));
-}
-
-void ScriptedAdapter::Reserved12()
-{
-    static_cast<void>(Enter(Slot::Reserved12));
-}
-
-void ScriptedAdapter::Reserved13()
-{
-    static_cast<void>(Enter(Slot::Reserved13));
-}
-
-void ScriptedAdapter::Reserved23()
-{
-    static_cast<void>(Enter(Slot::Reserved23));
 }
 
 } // namespace KyTest

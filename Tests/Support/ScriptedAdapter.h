@@ -1,6 +1,7 @@
 #pragma once
 
-#include "KySerial/IKyDeviceAdapter.h"
+#include "Support/AdapterSlots.h"
+#include "Support/NullAdapter.h"
 
 #include <array>
 #include <cstdint>
@@ -18,43 +19,6 @@ namespace KyTest
 using Bytes = std::vector<uint8_t>;
 using Calls = std::vector<std::string>;
 
-/// The adapter's functions by the number of their slot.
-enum class Slot : int
-{
-    Reserved0,
-    IsIntegerFeatureAvailable,
-    IsFeatureAvailable,
-    Reserved3,
-    IsRegisterFeatureAvailable,
-    IsFeatureReadable,
-    IsFeatureWritable,
-    IsEnumEntryAvailable,
-    GetIntegerValue,
-    GetEnumEntries,
-    GetFeatureAsString,
-    SetFeatureFromString,
-    Reserved12,
-    Reserved13,
-    GetStringValue,
-    GetRegisterLength,
-    GetRegisterData,
-    SetRegisterData,
-    RegisterFeatureInterest,
-    UnregisterFeatureInterest,
-    WriteRegister,
-    ReadRegister,
-    WriteMemory,
-    Reserved23,
-    PostWrite,
-    IsConnected,
-    IsKorvoVideoInterface,
-    IsGigEVision,
-    IsAlternateTransport,
-    RegisterEventSink,
-    UnregisterEventSink,
-    Count
-};
-
 /// An adapter whose device is a script: every answer can be set, every call is written down, any call can be
 /// made to fail.
 ///
@@ -67,13 +31,10 @@ enum class Slot : int
 /// takes place. A refused call has no effect; a refused question is answered with false.
 ///
 /// Any thread may do anything at any time. Calls into the sinks are serialised, as a real adapter does it.
-class ScriptedAdapter final : public IKyDeviceAdapter
+class ScriptedAdapter final : public NullAdapter
 {
 public:
     ScriptedAdapter();
-    ~ScriptedAdapter() = default;
-    ScriptedAdapter(const ScriptedAdapter&) = delete;
-    ScriptedAdapter& operator=(const ScriptedAdapter&) = delete;
 
     // The device.
 
@@ -139,20 +100,29 @@ public:
 
     // IKyDeviceAdapter.
 
-    void Reserved0() override;
-    bool IsIntegerFeatureAvailable(const KyString& aName) override;
-    bool IsFeatureAvailable(const KyString& aName) override;
-    void Reserved3() override;
-    bool IsRegisterFeatureAvailable(const KyString& aName) override;
-    bool IsFeatureReadable(const KyString& aName) override;
-    bool IsFeatureWritable(const KyString& aName) override;
-    bool IsEnumEntryAvailable(const KyString& aName, const KyString& aEntry) override;
+    void Reserved0() override { static_cast<void>(Enter(Slot::Reserved0)); }
+    bool IsIntegerFeatureAvailable(const KyString& aName) override
+    {
+        return Ask(Slot::IsIntegerFeatureAvailable, aName);
+    }
+    bool IsFeatureAvailable(const KyString& aName) override { return Ask(Slot::IsFeatureAvailable, aName); }
+    void Reserved3() override { static_cast<void>(Enter(Slot::Reserved3)); }
+    bool IsRegisterFeatureAvailable(const KyString& aName) override
+    {
+        return Ask(Slot::IsRegisterFeatureAvailable, aName);
+    }
+    bool IsFeatureReadable(const KyString& aName) override { return Ask(Slot::IsFeatureReadable, aName); }
+    bool IsFeatureWritable(const KyString& aName) override { return Ask(Slot::IsFeatureWritable, aName); }
+    bool IsEnumEntryAvailable(const KyString& aName, const KyString& aEntry) override
+    {
+        return Ask(Slot::IsEnumEntryAvailable, aName, aEntry);
+    }
     KyResult GetIntegerValue(const KyString& aName, int64_t& aValue) override;
     KyResult GetEnumEntries(const KyString& aName, KyStringList& aEntries) override;
     KyResult GetFeatureAsString(const KyString& aName, KyString& aValue) override;
     KyResult SetFeatureFromString(const KyString& aName, const KyString& aValue) override;
-    void Reserved12() override;
-    void Reserved13() override;
+    void Reserved12() override { static_cast<void>(Enter(Slot::Reserved12)); }
+    void Reserved13() override { static_cast<void>(Enter(Slot::Reserved13)); }
     KyResult GetStringValue(const KyString& aName, KyString& aValue) override;
     KyResult GetRegisterLength(const KyString& aName, int64_t& aLength) override;
     KyResult GetRegisterData(const KyString& aName, uint8_t* aBuffer, int64_t aLength) override;
@@ -162,12 +132,12 @@ public:
     KyResult WriteRegister(uint32_t aAddress, uint32_t aValue) override;
     KyResult ReadRegister(uint32_t aAddress, uint32_t& aValue) override;
     KyResult WriteMemory(const uint8_t* aBuffer, uint32_t aAddress, uint32_t aLength) override;
-    void Reserved23() override;
+    void Reserved23() override { static_cast<void>(Enter(Slot::Reserved23)); }
     KyResult PostWrite(uint32_t aMilliseconds) override;
-    bool IsConnected() override;
-    bool IsKorvoVideoInterface() override;
-    bool IsGigEVision() override;
-    bool IsAlternateTransport() override;
+    bool IsConnected() override { return Ask(Slot::IsConnected); }
+    bool IsKorvoVideoInterface() override { return Ask(Slot::IsKorvoVideoInterface); }
+    bool IsGigEVision() override { return Ask(Slot::IsGigEVision); }
+    bool IsAlternateTransport() override { return Ask(Slot::IsAlternateTransport); }
     KyResult RegisterEventSink(IKyDeviceEventSink* aSink) override;
     KyResult UnregisterEventSink(IKyDeviceEventSink* aSink) override;
 
@@ -182,7 +152,7 @@ private:
     KyResult Enter(Slot aSlot, const std::string& aFirst = {}, const std::string& aRest = {});
     KyResult Judge(Slot aSlot, const std::string& aFirst);
     bool Ask(Slot aSlot);
-    bool Ask(Slot aSlot, const std::string& aName, const std::string& aEntry = {});
+    bool Ask(Slot aSlot, const KyString& aName, const KyString& aEntry = {});
     void Tell(const std::function<void(IKyDeviceEventSink*)>& aNotify);
 
     std::mutex mMutex;
@@ -207,9 +177,6 @@ private:
     std::vector<IKyDeviceEventSink*> mSinks;
     std::map<std::string, int> mInterests;
 };
-
-/// The name of a slot's function.
-const char* GetSlotName(Slot aSlot);
 
 /// "[a0 01 02]".
 std::string ToText(const uint8_t* aData, size_t aLength);
