@@ -42,15 +42,19 @@ write_basic_package_version_file("${PROJECT_BINARY_DIR}/package/KySerialConfigVe
 install(FILES "${PROJECT_BINARY_DIR}/package/KySerialConfig.cmake"
   "${PROJECT_BINARY_DIR}/package/KySerialConfigVersion.cmake" DESTINATION "${lPackageFolder}" COMPONENT development)
 
-# ky_pkg_config(name description libraries): a pkg-config file that moves with its folder.
+# ky_pkg_config(name description libraries [component]): a pkg-config file that moves with its folder.
 function(ky_pkg_config aName aDescription aLibraries)
+  set(lComponent development)
+  if(ARGC GREATER 3)
+    set(lComponent ${ARGV3})
+  endif()
   file(RELATIVE_PATH lPrefix "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
   set(NAME ${aName})
   set(SUMMARY "${aDescription}")
   set(LIBS "${aLibraries}")
   configure_file("${PROJECT_SOURCE_DIR}/cmake/package.pc.in" "${PROJECT_BINARY_DIR}/package/${aName}.pc" @ONLY)
   install(FILES "${PROJECT_BINARY_DIR}/package/${aName}.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig"
-    COMPONENT development)
+    COMPONENT ${lComponent})
 endfunction()
 ky_pkg_config(kyserial "Serial ports, buses and bridges of machine-vision cameras (C++)" "-lKySerial -lJxUtilsLib")
 ky_pkg_config(kyserialc "Serial ports, buses and bridges of machine-vision cameras (C)" "-lKySerialC")
@@ -82,13 +86,18 @@ if(TARGET kyserial)
   install(TARGETS kyserial RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT tools)
   if(TARGET KyGigE)
     # Goes with the program: the serial library's packages must not need zlib. Hence targets of its own, too.
-    set_target_properties(KyGigE PROPERTIES INSTALL_RPATH "$ORIGIN")
+    if(NOT WIN32)
+      set_target_properties(KyGigE PROPERTIES INSTALL_RPATH "$ORIGIN")
+    endif()
     install(TARGETS KyGigE EXPORT KyGigETargets
+      RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT tools
+      ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT gige
       LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT tools NAMELINK_COMPONENT gige
       INCLUDES DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
     install(EXPORT KyGigETargets NAMESPACE KySerial:: DESTINATION "${lPackageFolder}" COMPONENT gige)
     install(DIRECTORY "${PROJECT_SOURCE_DIR}/Adapters/GigE/Include/" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}"
       COMPONENT gige)
+    ky_pkg_config(kygige "KySerial's adapter for GigE Vision devices (C++)" "-lKyGigE" gige)
   endif()
 endif()
 if(TARGET kyserial-camera)

@@ -6,22 +6,25 @@
 # Ends with status 0 when every answer was the right one and everything has ended as it should.
 #   scripts/demo.sh                 natively
 #   scripts/demo.sh --device sim    the simulated camera is part of the program; no network
-#   scripts/demo.sh windows         the Windows program, under Wine, with the camera in it; the terminal is a COM port
-#                                   that is mapped to a pty
+#   scripts/demo.sh windows         the Windows programs, under Wine; the terminal is a COM port that is mapped to a pty.
+#                                   At the end each system's program talks to the other's camera
+#   scripts/demo.sh windows --device sim    the Windows program with the camera in it
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 device= # what the camera is, as --device takes it; empty: a program on the network
 preset=release
 program=(build/release/bin/kyserial)
+camera=(build/release/bin/kyserial-camera)
 setup=()
 case "$*" in
 "") ;;
 "--device sim") device=sim ;;
 windows | "windows --device sim")
-  device=sim
+  [ "$*" = windows ] || device=sim
   preset=windows
   program=(scripts/wine.sh build/windows/bin/kyserial.exe)
+  camera=(scripts/wine.sh build/windows/bin/kyserial-camera.exe)
   setup=(--all)
   ;;
 *)
@@ -32,15 +35,22 @@ esac
 targets=(kyserial)
 [ -n "$device" ] || targets+=(kyserial-camera)
 
+# build PRESET: what the demo runs, without tests.
+build() {
+  mkdir -p "build/$1"
+  echo "building kyserial (log in build/$1/demo.log)"
+  if ! { cmake --preset "$1" -DKYSERIAL_BUILD_TESTS=OFF -DKYSERIAL_WERROR=OFF -B "build/$1-demo" &&
+    cmake --build "build/$1-demo" --target "${targets[@]}"; } >"build/$1/demo.log" 2>&1; then
+    tail -n 40 "build/$1/demo.log"
+    exit 1
+  fi
+}
+
 scripts/setup.sh ${setup[@]+"${setup[@]}"}
-mkdir -p "build/$preset"
-echo "building kyserial (log in build/$preset/demo.log)"
-if ! { cmake --preset "$preset" -DKYSERIAL_BUILD_TESTS=OFF -DKYSERIAL_WERROR=OFF -B "build/$preset-demo" &&
-  cmake --build "build/$preset-demo" --target "${targets[@]}"; } >"build/$preset/demo.log" 2>&1; then
-  tail -n 40 "build/$preset/demo.log"
-  exit 1
-fi
+build "$preset"
+[ "$preset" = release ] || [ -n "$device" ] || build release # the other system
 program[-1]=${program[-1]/build\/$preset\//build\/$preset-demo\/}
+camera[-1]=${camera[-1]/build\/$preset\//build\/$preset-demo\/}
 
 work=$(mktemp -d "$PWD/build/demo.XXXXXX")
 running=() # processes in the background
@@ -81,7 +91,7 @@ print_command() {
 show() {
   local expected=$1 output
   shift
-  print_command kyserial "$@"
+  print_command "$(basename "${program[-1]}")" "$@"
   output=$(printf "${typed:-}" | "${program[@]}" "$@" | tr -d '\r')
   printf '%s\n' "$output"
   expect "$output" "$expected"
@@ -119,7 +129,7 @@ is_relaying() {
 # start_bridge ARGUMENTS...: "kyserial bridge" in the background, with its statistics in a file, once it relays.
 start_bridge() {
   statistics=$work/statistics
-  printf '\n$ kyserial bridge'
+  printf '\n$ %s bridge' "$(basename "${program[-1]}")"
   printf ' %s' "$@" --stats-json '&'
   printf '\n'
   for _ in $(seq 20); do
@@ -159,14 +169,15 @@ type_to() {
   expect "$output" "$@"
 }
 
-# start_camera: a camera on this computer's own network, at a port that is free.
+# start_camera PROGRAM...: a camera on this computer's own network, at a port that is free. Sets device.
 start_camera() {
-  local ready=$work/camera
-  printf '\n$ kyserial-camera --port 0 --no-broadcast &\n'
-  "$(dirname "${program[-1]}")/kyserial-camera" --port 0 --no-broadcast </dev/null >"$ready" 2>&1 &
+  local ready
+  ready=$(mktemp "$work/camera.XXXXXX")
+  printf '\n$ %s --port 0 --no-broadcast &\n' "$(basename "${@: -1}")"
+  "$@" --port 0 --no-broadcast </dev/null >"$ready" 2>&1 &
   running+=($!)
   wait_until grep -q 'ready at' "$ready" || fail "the camera does not start: $(cat "$ready")"
-  cat "$ready"
+  tr -d '\r' <"$ready"
   device=gev://$(sed -n 's/.*ready at \([0-9.:]*\).*/\1/p' "$ready")
 }
 
@@ -174,7 +185,7 @@ start_camera() {
 if [ -n "$device" ]; then
   memory=(--device "$device" --sim-state "$work/memory")
 else
-  start_camera
+  start_camera "${camera[@]}"
   memory=(--device "$device")
 fi
 
@@ -221,6 +232,17 @@ show "$name" clser list
 typed=$dialogue
 show "${answers[1]}" clser term "$name" --baud 38400
 end_bridge "${counts[@]}" '"baud_rate":38400'
+
+# Whichever system a program or a camera runs on, they understand each other.
+if [ "$preset" = windows ] && [ ${#memory[@]} -eq 2 ]; then
+  typed=$dialogue
+  other=("${program[@]}")
+  program=(build/release-demo/bin/kyserial)
+  show "${answers[1]}" term --device "$device" --port uart0
+  program=("${other[@]}")
+  start_camera build/release-demo/bin/kyserial-camera
+  show "${answers[1]}" term --device "$device" --port uart0
+fi
 
 echo
 echo "demo: every answer was the right one"

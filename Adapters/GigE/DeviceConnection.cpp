@@ -36,6 +36,19 @@ void Warn(int aLine, const std::string& aText)
     }
 }
 
+/// Ends the delivery of an event, also when something was thrown meanwhile.
+class Delivery
+{
+public:
+    explicit Delivery(EventStore& aStore) : mStore(aStore) {}
+    ~Delivery() { mStore.End(); }
+    Delivery(const Delivery&) = delete;
+    Delivery& operator=(const Delivery&) = delete;
+
+private:
+    EventStore& mStore;
+};
+
 KyResult OutsideResult()
 {
     return {KyGvcp::cInvalidAddress, "The address lies outside the device's registers."};
@@ -124,6 +137,7 @@ void DeviceConnection::NotifyInvalidated(const std::string& aName)
 
 void DeviceConnection::HandleEvent(const KyGvcp::EventView& aEvent)
 {
+    const Delivery lDelivery(mStore);
     mStore.Begin(aEvent.mID, aEvent.mItem.data(), aEvent.mItem.size());
     mSinks.Call(
         [&](IKyDeviceEventSink& aSink)
@@ -141,7 +155,6 @@ void DeviceConnection::HandleEvent(const KyGvcp::EventView& aEvent)
             NotifyInvalidated(lName);
         }
     }
-    mStore.End();
 }
 
 void DeviceConnection::Report(std::vector<std::string> aNames)
@@ -149,12 +162,12 @@ void DeviceConnection::Report(std::vector<std::string> aNames)
     mClient.GetMessages().Post(
         [this, lNames = std::move(aNames)]
         {
+            const Delivery lDelivery(mStore);
             mStore.BeginNone();
             for (const std::string& lName : lNames)
             {
                 NotifyInvalidated(lName);
             }
-            mStore.End();
         });
 }
 

@@ -110,7 +110,15 @@ void EventSinks::Call(const std::function<void(IKyDeviceEventSink&)>& aCall)
     {
         if (BeginCall(lSink))
         {
-            aCall(*lSink);
+            try
+            {
+                aCall(*lSink);
+            }
+            catch (...)
+            {
+                EndCall(); // or whoever removes this sink would wait for ever
+                throw;
+            }
             EndCall();
         }
     }

@@ -1,11 +1,15 @@
 #include <KyGigE/GigEDeviceAdapter.h>
 
 #include "Adapters/GigE/DeviceConnection.h"
+#include "Libraries/KySerial/OutOfMemory.h"
 
 #include <algorithm>
 
 namespace KyGigE
 {
+
+using KySerialLib::AskWithMemory;
+using KySerialLib::CatchOutOfMemory;
 
 namespace
 {
@@ -72,19 +76,23 @@ KyResult GigEDeviceAdapter::Connect(const DeviceAddress& aAddress,
 KyResult GigEDeviceAdapter::Connect(const DeviceAddress& aAddress, const ConnectionOptions& aOptions,
                                     std::unique_ptr<GigEDeviceAdapter>& aAdapter)
 {
-    aAdapter.reset();
-    auto lConnection = std::make_unique<DeviceConnection>(aAddress, aOptions);
-    KyResult lResult = lConnection->Open();
-    if (lResult.IsOK())
-    {
-        aAdapter.reset(new GigEDeviceAdapter(std::move(lConnection)));
-    }
-    return lResult;
+    return CatchOutOfMemory(
+        [&]() -> KyResult
+        {
+            aAdapter.reset();
+            auto lConnection = std::make_unique<DeviceConnection>(aAddress, aOptions);
+            KyResult lResult = lConnection->Open();
+            if (lResult.IsOK())
+            {
+                aAdapter.reset(new GigEDeviceAdapter(std::move(lConnection)));
+            }
+            return lResult;
+        });
 }
 
 KyResult GigEDeviceAdapter::Reconnect()
 {
-    return mThis->GetClient().Reconnect();
+    return CatchOutOfMemory([&]() -> KyResult { return mThis->GetClient().Reconnect(); });
 }
 
 uint64_t GigEDeviceAdapter::GetGeneration() const
@@ -106,12 +114,23 @@ ConnectionFigures GigEDeviceAdapter::GetFigures() const
 
 std::vector<FeatureEntry> GigEDeviceAdapter::ListFeatures()
 {
+    std::vector<FeatureEntry> lEntries;
+    const bool lComplete = AskWithMemory(
+        [&]
+        {
+            FillFeatures(lEntries);
+            return true;
+        });
+    return lComplete ? std::move(lEntries) : std::vector<FeatureEntry>();
+}
+
+void GigEDeviceAdapter::FillFeatures(std::vector<FeatureEntry>& aEntries)
+{
     const std::shared_ptr<const DeviceFeatures> lFeatures = mThis->GetFeatures();
     INodeMap& lMap = *lFeatures->mMap;
-    std::vector<FeatureEntry> lEntries;
     if (lFeatures->mDescription == nullptr)
     {
-        return lEntries;
+        return;
     }
     for (const ListedFeature& lListed : lFeatures->mDescription->GetGraph().GetFeatures())
     {
@@ -124,14 +143,19 @@ std::vector<FeatureEntry> GigEDeviceAdapter::ListFeatures()
         lEntry.mAvailable = IsConnected() && lMap.IsAvailable(lListed.mName);
         lEntry.mReadable = lEntry.mAvailable && lMap.IsReadable(lListed.mName);
         lEntry.mWritable = lEntry.mAvailable && lMap.IsWritable(lListed.mName);
-        lEntries.push_back(std::move(lEntry));
+        aEntries.push_back(std::move(lEntry));
     }
-    return lEntries;
 }
 
 void GigEDeviceAdapter::WaitForEvents()
 {
-    mThis->WaitForEvents();
+    // Without memory for a sign of its own it does not wait.
+    static_cast<void>(AskWithMemory(
+        [this]
+        {
+            mThis->WaitForEvents();
+            return true;
+        }));
 }
 
 void GigEDeviceAdapter::Reserved0() {}
@@ -146,17 +170,18 @@ void GigEDeviceAdapter::Reserved23() {}
 
 bool GigEDeviceAdapter::IsIntegerFeatureAvailable(const KyString& aName)
 {
-    return IsAvailable(TextOf(aName), NodeKind::Integer);
+    return AskWithMemory([&]() { return IsAvailable(TextOf(aName), NodeKind::Integer); });
 }
 
 bool GigEDeviceAdapter::IsFeatureAvailable(const KyString& aName)
 {
-    return IsConnected() && mThis->GetFeatures()->mMap->IsAvailable(TextOf(aName));
+    return AskWithMemory([&]()
+                         { return IsConnected() && mThis->GetFeatures()->mMap->IsAvailable(TextOf(aName)); });
 }
 
 bool GigEDeviceAdapter::IsRegisterFeatureAvailable(const KyString& aName)
 {
-    return IsAvailable(TextOf(aName), NodeKind::Register);
+    return AskWithMemory([&]() { return IsAvailable(TextOf(aName), NodeKind::Register); });
 }
 
 bool GigEDeviceAdapter::IsAvailable(const std::string& aName, NodeKind aKind)
@@ -167,194 +192,261 @@ bool GigEDeviceAdapter::IsAvailable(const std::string& aName, NodeKind aKind)
 
 bool GigEDeviceAdapter::IsFeatureReadable(const KyString& aName)
 {
-    return IsConnected() && mThis->GetFeatures()->mMap->IsReadable(TextOf(aName));
+    return AskWithMemory([&]()
+                         { return IsConnected() && mThis->GetFeatures()->mMap->IsReadable(TextOf(aName)); });
 }
 
 bool GigEDeviceAdapter::IsFeatureWritable(const KyString& aName)
 {
-    return IsConnected() && mThis->GetFeatures()->mMap->IsWritable(TextOf(aName));
+    return AskWithMemory([&]()
+                         { return IsConnected() && mThis->GetFeatures()->mMap->IsWritable(TextOf(aName)); });
 }
 
 bool GigEDeviceAdapter::IsEnumEntryAvailable(const KyString& aName, const KyString& aEntry)
 {
-    std::vector<std::string> lEntries;
-    return IsConnected() && mThis->GetFeatures()->mMap->GetEntries(TextOf(aName), lEntries).IsOK() &&
-           std::find(lEntries.begin(), lEntries.end(), TextOf(aEntry)) != lEntries.end();
+    return AskWithMemory(
+        [&]()
+        {
+            std::vector<std::string> lEntries;
+            return IsConnected() && mThis->GetFeatures()->mMap->GetEntries(TextOf(aName), lEntries).IsOK() &&
+                   std::find(lEntries.begin(), lEntries.end(), TextOf(aEntry)) != lEntries.end();
+        });
 }
 
 KyResult GigEDeviceAdapter::GetIntegerValue(const KyString& aName, int64_t& aValue)
 {
-    aValue = 0;
-    return IsConnected() ? mThis->GetFeatures()->mMap->GetInteger(TextOf(aName), aValue) : NotConnected();
+    return CatchOutOfMemory(
+        [&]() -> KyResult
+        {
+            aValue = 0;
+            return IsConnected() ? mThis->GetFeatures()->mMap->GetInteger(TextOf(aName), aValue)
+                                 : NotConnected();
+        });
 }
 
 KyResult GigEDeviceAdapter::GetEnumEntries(const KyString& aName, KyStringList& aEntries)
 {
-    aEntries.Clear();
-    if (!IsConnected())
+    KyResult lResult = CatchOutOfMemory(
+        [&]() -> KyResult
+        {
+            aEntries.Clear();
+            if (!IsConnected())
+            {
+                return NotConnected();
+            }
+            std::vector<std::string> lEntries;
+            KyResult lRead = mThis->GetFeatures()->mMap->GetEntries(TextOf(aName), lEntries);
+            for (const std::string& lEntry : lEntries)
+            {
+                aEntries.Add(ToKyString(lEntry));
+            }
+            return lRead;
+        });
+    if (!lResult.IsOK())
     {
-        return NotConnected();
-    }
-    std::vector<std::string> lEntries;
-    KyResult lResult = mThis->GetFeatures()->mMap->GetEntries(TextOf(aName), lEntries);
-    for (const std::string& lEntry : lEntries)
-    {
-        aEntries.Add(ToKyString(lEntry));
+        aEntries.Clear(); // a part of them would look like all
     }
     return lResult;
 }
 
 KyResult GigEDeviceAdapter::GetFeatureAsString(const KyString& aName, KyString& aValue)
 {
-    aValue = KyString();
-    if (!IsConnected())
-    {
-        return NotConnected();
-    }
-    std::string lText;
-    KyResult lResult = mThis->GetFeatures()->mMap->GetText(TextOf(aName), lText);
-    aValue = ToKyString(lText);
-    return lResult;
+    return CatchOutOfMemory(
+        [&]() -> KyResult
+        {
+            aValue = KyString();
+            if (!IsConnected())
+            {
+                return NotConnected();
+            }
+            std::string lText;
+            KyResult lResult = mThis->GetFeatures()->mMap->GetText(TextOf(aName), lText);
+            aValue = ToKyString(lText);
+            return lResult;
+        });
 }
 
 KyResult GigEDeviceAdapter::SetFeatureFromString(const KyString& aName, const KyString& aValue)
 {
-    if (!IsConnected())
-    {
-        return NotConnected();
-    }
-    KyResult lResult = mThis->GetFeatures()->mMap->SetText(TextOf(aName), TextOf(aValue));
-    if (lResult.IsOK())
-    {
-        mThis->ReportWritten(TextOf(aName));
-    }
-    return lResult;
+    return CatchOutOfMemory(
+        [&]() -> KyResult
+        {
+            if (!IsConnected())
+            {
+                return NotConnected();
+            }
+            KyResult lResult = mThis->GetFeatures()->mMap->SetText(TextOf(aName), TextOf(aValue));
+            if (lResult.IsOK())
+            {
+                mThis->ReportWritten(TextOf(aName));
+            }
+            return lResult;
+        });
 }
 
 KyResult GigEDeviceAdapter::GetStringValue(const KyString& aName, KyString& aValue)
 {
-    aValue = KyString();
-    if (!IsConnected())
-    {
-        return NotConnected();
-    }
-    const NodeKind lKind = mThis->GetFeatures()->mMap->GetKind(TextOf(aName));
-    return lKind == NodeKind::String || lKind == NodeKind::None
-               ? GetFeatureAsString(aName, aValue)
-               : InvalidParameter("The feature is no string.");
+    return CatchOutOfMemory(
+        [&]() -> KyResult
+        {
+            aValue = KyString();
+            if (!IsConnected())
+            {
+                return NotConnected();
+            }
+            const NodeKind lKind = mThis->GetFeatures()->mMap->GetKind(TextOf(aName));
+            return lKind == NodeKind::String || lKind == NodeKind::None
+                       ? GetFeatureAsString(aName, aValue)
+                       : InvalidParameter("The feature is no string.");
+        });
 }
 
 KyResult GigEDeviceAdapter::GetRegisterLength(const KyString& aName, int64_t& aLength)
 {
-    aLength = 0;
-    if (!IsConnected())
-    {
-        return NotConnected();
-    }
-    RegisterPlace lPlace;
-    KyResult lResult = mThis->GetFeatures()->mMap->GetRegister(TextOf(aName), RegisterUse::Look, lPlace);
-    aLength = static_cast<int64_t>(lPlace.mLength);
-    return lResult;
+    return CatchOutOfMemory(
+        [&]() -> KyResult
+        {
+            aLength = 0;
+            if (!IsConnected())
+            {
+                return NotConnected();
+            }
+            RegisterPlace lPlace;
+            KyResult lResult =
+                mThis->GetFeatures()->mMap->GetRegister(TextOf(aName), RegisterUse::Look, lPlace);
+            aLength = static_cast<int64_t>(lPlace.mLength);
+            return lResult;
+        });
 }
 
 KyResult GigEDeviceAdapter::GetRegisterData(const KyString& aName, uint8_t* aBuffer, int64_t aLength)
 {
-    const bool lIsConnected = IsConnected();
-    RegisterPlace lPlace;
-    KyResult lResult = mThis->GetFeatures()->mMap->GetRegister(TextOf(aName), RegisterUse::Read, lPlace);
-    // The bytes of the event that is being delivered are here already. A port that has read their number gets
-    // them even when the connection is lost between the two: else it would take its former bytes once more.
-    if (!lIsConnected && !(lResult.IsOK() && mThis->IsDelivering(lPlace.mAddress)))
-    {
-        return NotConnected();
-    }
-    if (!lResult.IsOK())
-    {
-        return lResult;
-    }
-    if (aBuffer == nullptr || aLength < 0 || static_cast<uint64_t>(aLength) > lPlace.mLength)
-    {
-        return InvalidParameter("The feature " + TextOf(aName) + " does not have that many bytes.");
-    }
-    return mThis->ReadMemory(lPlace.mAddress, aBuffer, static_cast<uint64_t>(aLength));
+    return CatchOutOfMemory(
+        [&]() -> KyResult
+        {
+            const bool lIsConnected = IsConnected();
+            RegisterPlace lPlace;
+            KyResult lResult =
+                mThis->GetFeatures()->mMap->GetRegister(TextOf(aName), RegisterUse::Read, lPlace);
+            // The bytes of the event that is being delivered are here already. A port that has read their number gets
+            // them even when the connection is lost between the two: else it would take its former bytes once more.
+            if (!lIsConnected && !(lResult.IsOK() && mThis->IsDelivering(lPlace.mAddress)))
+            {
+                return NotConnected();
+            }
+            if (!lResult.IsOK())
+            {
+                return lResult;
+            }
+            if (aBuffer == nullptr || aLength < 0 || static_cast<uint64_t>(aLength) > lPlace.mLength)
+            {
+                return InvalidParameter("The feature " + TextOf(aName) + " does not have that many bytes.");
+            }
+            return mThis->ReadMemory(lPlace.mAddress, aBuffer, static_cast<uint64_t>(aLength));
+        });
 }
 
 KyResult GigEDeviceAdapter::SetRegisterData(const KyString& aName, const uint8_t* aBuffer, int64_t aLength)
 {
-    if (!IsConnected())
-    {
-        return NotConnected();
-    }
-    RegisterPlace lPlace;
-    KyResult lResult = mThis->GetFeatures()->mMap->GetRegister(TextOf(aName), RegisterUse::Write, lPlace);
-    if (!lResult.IsOK())
-    {
-        return lResult;
-    }
-    if (aBuffer == nullptr || aLength < 0 || static_cast<uint64_t>(aLength) > lPlace.mLength)
-    {
-        return InvalidParameter("The feature " + TextOf(aName) + " does not take that many bytes.");
-    }
-    lResult = mThis->WriteMemory(lPlace.mAddress, aBuffer, static_cast<uint64_t>(aLength));
-    mThis->NoteForeignWrite();
-    if (lResult.IsOK())
-    {
-        mThis->ReportWritten(TextOf(aName));
-    }
-    return lResult;
+    return CatchOutOfMemory(
+        [&]() -> KyResult
+        {
+            if (!IsConnected())
+            {
+                return NotConnected();
+            }
+            RegisterPlace lPlace;
+            KyResult lResult =
+                mThis->GetFeatures()->mMap->GetRegister(TextOf(aName), RegisterUse::Write, lPlace);
+            if (!lResult.IsOK())
+            {
+                return lResult;
+            }
+            if (aBuffer == nullptr || aLength < 0 || static_cast<uint64_t>(aLength) > lPlace.mLength)
+            {
+                return InvalidParameter("The feature " + TextOf(aName) + " does not take that many bytes.");
+            }
+            lResult = mThis->WriteMemory(lPlace.mAddress, aBuffer, static_cast<uint64_t>(aLength));
+            mThis->NoteForeignWrite();
+            if (lResult.IsOK())
+            {
+                mThis->ReportWritten(TextOf(aName));
+            }
+            return lResult;
+        });
 }
 
 KyResult GigEDeviceAdapter::RegisterFeatureInterest(const KyString& aName)
 {
-    if (!IsConnected())
-    {
-        return NotConnected();
-    }
-    if (mThis->GetFeatures()->mMap->GetKind(TextOf(aName)) == NodeKind::None)
-    {
-        return {KyGvcp::cNotImplemented, "There is no such feature."};
-    }
-    mThis->GetSinks().AddInterest(TextOf(aName));
-    return {};
+    return CatchOutOfMemory(
+        [&]() -> KyResult
+        {
+            if (!IsConnected())
+            {
+                return NotConnected();
+            }
+            if (mThis->GetFeatures()->mMap->GetKind(TextOf(aName)) == NodeKind::None)
+            {
+                return {KyGvcp::cNotImplemented, "There is no such feature."};
+            }
+            mThis->GetSinks().AddInterest(TextOf(aName));
+            return {};
+        });
 }
 
 KyResult GigEDeviceAdapter::UnregisterFeatureInterest(const KyString& aName)
 {
-    const bool lFound = mThis->GetSinks().RemoveInterest(TextOf(aName));
-    if (!IsConnected())
-    {
-        return NotConnected();
-    }
-    return lFound ? KyResult() : InvalidParameter("Nobody has registered interest in this feature.");
+    return CatchOutOfMemory(
+        [&]() -> KyResult
+        {
+            const bool lFound = mThis->GetSinks().RemoveInterest(TextOf(aName));
+            if (!IsConnected())
+            {
+                return NotConnected();
+            }
+            return lFound ? KyResult() : InvalidParameter("Nobody has registered interest in this feature.");
+        });
 }
 
 KyResult GigEDeviceAdapter::WriteRegister(uint32_t aAddress, uint32_t aValue)
 {
-    KyResult lResult = mThis->GetClient().WriteRegister(aAddress, aValue);
-    mThis->NoteForeignWrite();
-    return lResult;
+    return CatchOutOfMemory(
+        [&]() -> KyResult
+        {
+            KyResult lResult = mThis->GetClient().WriteRegister(aAddress, aValue);
+            mThis->NoteForeignWrite();
+            return lResult;
+        });
 }
 
 KyResult GigEDeviceAdapter::ReadRegister(uint32_t aAddress, uint32_t& aValue)
 {
-    return mThis->GetClient().ReadRegister(aAddress, aValue);
+    return CatchOutOfMemory([&]() -> KyResult { return mThis->GetClient().ReadRegister(aAddress, aValue); });
 }
 
 KyResult GigEDeviceAdapter::WriteMemory(const uint8_t* aBuffer, uint32_t aAddress, uint32_t aLength)
 {
-    KyResult lResult = mThis->GetClient().WriteMemory(aAddress, aBuffer, aLength);
-    mThis->NoteForeignWrite();
-    return lResult;
+    return CatchOutOfMemory(
+        [&]() -> KyResult
+        {
+            KyResult lResult = mThis->GetClient().WriteMemory(aAddress, aBuffer, aLength);
+            mThis->NoteForeignWrite();
+            return lResult;
+        });
 }
 
 KyResult GigEDeviceAdapter::PostWrite(uint32_t aMilliseconds)
 {
-    if (!IsConnected())
-    {
-        return NotConnected();
-    }
-    mThis->PollFeatures(aMilliseconds);
-    return {};
+    return CatchOutOfMemory(
+        [&]() -> KyResult
+        {
+            if (!IsConnected())
+            {
+                return NotConnected();
+            }
+            mThis->PollFeatures(aMilliseconds);
+            return {};
+        });
 }
 
 bool GigEDeviceAdapter::IsConnected()
@@ -379,26 +471,34 @@ bool GigEDeviceAdapter::IsAlternateTransport()
 
 KyResult GigEDeviceAdapter::RegisterEventSink(IKyDeviceEventSink* aSink)
 {
-    if (!IsConnected())
-    {
-        return NotConnected();
-    }
-    if (aSink == nullptr)
-    {
-        return InvalidParameter("There is no event sink.");
-    }
-    return mThis->GetSinks().Add(aSink) ? KyResult()
-                                        : InvalidParameter("The event sink is registered already.");
+    return CatchOutOfMemory(
+        [&]() -> KyResult
+        {
+            if (!IsConnected())
+            {
+                return NotConnected();
+            }
+            if (aSink == nullptr)
+            {
+                return InvalidParameter("There is no event sink.");
+            }
+            return mThis->GetSinks().Add(aSink) ? KyResult()
+                                                : InvalidParameter("The event sink is registered already.");
+        });
 }
 
 KyResult GigEDeviceAdapter::UnregisterEventSink(IKyDeviceEventSink* aSink)
 {
-    const bool lFound = mThis->GetSinks().Remove(aSink);
-    if (!IsConnected())
-    {
-        return NotConnected();
-    }
-    return lFound ? KyResult() : InvalidParameter("The event sink is not registered.");
+    return CatchOutOfMemory(
+        [&]() -> KyResult
+        {
+            const bool lFound = mThis->GetSinks().Remove(aSink);
+            if (!IsConnected())
+            {
+                return NotConnected();
+            }
+            return lFound ? KyResult() : InvalidParameter("The event sink is not registered.");
+        });
 }
 
 } // namespace KyGigE

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Adapters/GigE/GenApi/INodeMap.h"
-#include "Adapters/GigE/Gvcp/Protocol.h"
+#include "KyGvcp/Protocol.h"
 
 namespace KyGigE
 {

@@ -10,9 +10,7 @@ namespace
 
 using namespace KyGvcp;
 
-constexpr uint32_t cLinkLocal = 0x4; // the way to an address that no device can refuse
-
-constexpr std::array<uint32_t, 29> cReadable = {cVersionRegister,
+constexpr std::array<uint32_t, 32> cReadable = {cVersionRegister,
                                                 cDeviceModeRegister,
                                                 cMacHighRegister,
                                                 cMacLowRegister,
@@ -22,6 +20,9 @@ constexpr std::array<uint32_t, 29> cReadable = {cVersionRegister,
                                                 cSubnetMaskRegister,
                                                 cGatewayRegister,
                                                 cInterfaceCountRegister,
+                                                cPersistentAddressRegister,
+                                                cPersistentMaskRegister,
+                                                cPersistentGatewayRegister,
                                                 cMessageChannelCountRegister,
                                                 cStreamChannelCountRegister,
                                                 cMessageCapabilityRegister,
@@ -42,9 +43,17 @@ constexpr std::array<uint32_t, 29> cReadable = {cVersionRegister,
                                                 cMessageRetriesRegister,
                                                 cMessageSourcePortRegister};
 
-constexpr std::array<uint32_t, 7> cWritable = {
-    cHeartbeatRegister,      cConfigurationRegister,  cMessagePortRegister,     cMessageAddressRegister,
-    cMessageTimeoutRegister, cMessageRetriesRegister, cControlPrivilegeRegister};
+constexpr std::array<uint32_t, 11> cWritable = {cInterfaceConfigurationRegister,
+                                                cPersistentAddressRegister,
+                                                cPersistentMaskRegister,
+                                                cPersistentGatewayRegister,
+                                                cHeartbeatRegister,
+                                                cConfigurationRegister,
+                                                cMessagePortRegister,
+                                                cMessageAddressRegister,
+                                                cMessageTimeoutRegister,
+                                                cMessageRetriesRegister,
+                                                cControlPrivilegeRegister};
 
 template<size_t Count>
 bool IsIn(const std::array<uint32_t, Count>& aList, uint32_t aAddress)
@@ -72,7 +81,7 @@ BootstrapRegisters::BootstrapRegisters(CameraModel& aCamera) : mCamera(aCamera)
     Set(cDeviceModeRegister, 0x80000001); // big-endian, UTF-8
     Set(cMacHighRegister, static_cast<uint32_t>(lCamera.mMacAddress >> 32U));
     Set(cMacLowRegister, static_cast<uint32_t>(lCamera.mMacAddress & 0xFFFFFFFFU));
-    Set(cInterfaceCapabilityRegister, cLinkLocal);
+    Set(cInterfaceCapabilityRegister, cLinkLocal | cPersistentIp);
     Set(cInterfaceConfigurationRegister, cLinkLocal);
     SetText(cVendorRegister, cTextSize, lCamera.mVendor);
     SetText(cModelRegister, cTextSize, lCamera.mModel);
@@ -95,6 +104,7 @@ void BootstrapRegisters::SetIdentity(const NetworkIdentity& aIdentity)
 {
     Set(cAddressRegister, aIdentity.mAddress);
     Set(cSubnetMaskRegister, aIdentity.mMask);
+    Set(cGatewayRegister, aIdentity.mGateway);
     SetText(cFirstUrlRegister, cUrlSize, aIdentity.mDescriptionUrl);
 }
 
@@ -149,6 +159,11 @@ Outcome BootstrapRegisters::Write(uint32_t aAddress, uint32_t aValue)
         return IsIn(cReadable, aAddress) || IsText(aAddress)
                    ? Outcome(Status::WriteProtect, "The register can only be read.")
                    : NoSuchRegister();
+    }
+    if (aAddress == cInterfaceConfigurationRegister)
+    {
+        Set(aAddress, cLinkLocal | (aValue & cPersistentIp));
+        return {};
     }
     if (aAddress == cConfigurationRegister)
     {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Adapters/GigE/Gvcp/Protocol.h"
+#include "KyGvcp/Protocol.h"
 #include "Simulator/Camera/CameraModel.h"
 
 #include <array>
@@ -16,6 +16,7 @@ struct NetworkIdentity
 {
     uint32_t mAddress = 0x7F000001; ///< IPv4; 127.0.0.1 is 0x7F000001.
     uint32_t mMask = 0xFF000000;
+    uint32_t mGateway = 0;
     std::string mDescriptionUrl; ///< Where the device description is.
 };
 

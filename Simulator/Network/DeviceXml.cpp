@@ -1,6 +1,6 @@
 #include "Simulator/Network/DeviceXml.h"
 
-#include "Adapters/GigE/Gvcp/Protocol.h"
+#include "KyGvcp/Protocol.h"
 
 #include <algorithm>
 #include <array>

@@ -74,6 +74,10 @@ void GvcpServer::Handle(const Endpoint& aFrom, Bytes aPacket, Time aNow)
     {
         Discover(aFrom, *lCommand);
     }
+    else if (lCommand->mCode == cForceAddress)
+    {
+        ForceAddress(aFrom, *lCommand);
+    }
     else if (mWork.has_value())
     {
         Defer(aFrom, aPacket, aNow);
@@ -91,6 +95,39 @@ void GvcpServer::Discover(const Endpoint& aFrom, const CommandView& aCommand)
     static_cast<void>(mRegisters.GetBootstrap().ReadMemory(0, cDiscoverySize, lData)); // ignored: they exist
     Packet lPacket = Success(aCommand);
     mHost.SendAcknowledge(aFrom, lPacket.Add(lData).GetBytes());
+}
+
+/// The command reaches every device of a network; only the one that it names reacts. A camera that somebody
+/// controls stays where it is: its application would lose it.
+void GvcpServer::ForceAddress(const Endpoint& aFrom, const CommandView& aCommand)
+{
+    Reader lReader(aCommand.mPayload);
+    const auto lSkip = [&lReader](size_t aWords) { static_cast<void>(lReader.Take(aWords * 4)); };
+    const uint32_t lMacHigh = lReader.Take32() & 0xFFFFU;
+    const uint32_t lMacLow = lReader.Take32();
+    ForcedAddress lNew;
+    lSkip(3);
+    lNew.mAddress = lReader.Take32();
+    lSkip(3);
+    lNew.mMask = lReader.Take32();
+    lSkip(3);
+    lNew.mGateway = lReader.Take32();
+    const BootstrapRegisters& lRegisters = mRegisters.GetBootstrap();
+    if (!lReader.IsGood() || lMacHigh != (lRegisters.Get(cMacHighRegister) & 0xFFFFU) ||
+        lMacLow != lRegisters.Get(cMacLowRegister))
+    {
+        ++mCounters.mIgnored;
+        return;
+    }
+    ++mCounters.mCommands;
+    const Status lStatus = IsControlled()       ? Status::AccessDenied
+                           : mHost.MoveTo(lNew) ? Status::Ok
+                                                : Status::InvalidParameter;
+    mCounters.mRefused += lStatus != Status::Ok ? 1U : 0U;
+    if ((aCommand.mFlags & cAcknowledgeWanted) != 0)
+    {
+        mHost.SendAcknowledge(aFrom, Refusal(lStatus, aCommand).GetBytes());
+    }
 }
 
 void GvcpServer::Announce(const Waiting& aWork, Time aNow)

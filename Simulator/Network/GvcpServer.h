@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Adapters/GigE/Gvcp/Protocol.h"
-#include "Adapters/GigE/Gvcp/UdpSocket.h"
+#include "KyGvcp/Protocol.h"
+#include "KyGvcp/UdpSocket.h"
 #include "Simulator/Network/MessageChannel.h"
 #include "Simulator/Network/NetworkFaults.h"
 #include "Simulator/Network/RegisterMap.h"
@@ -14,6 +14,14 @@
 
 namespace KySimulator
 {
+
+/// A place in a network, as an application gives it to a camera. Address 0: the one of power-up.
+struct ForcedAddress
+{
+    uint32_t mAddress = 0;
+    uint32_t mMask = 0;
+    uint32_t mGateway = 0;
+};
 
 /// The control channel of a network camera: commands in, acknowledges out. It knows no sockets and no clock;
 /// one thread at a time.
@@ -32,6 +40,9 @@ public:
         virtual void SendAcknowledge(const KyGvcp::Endpoint& aTo, KyGvcp::Bytes aPacket) = 0;
         /// A register of the message channel, or the timestamp, has been written.
         virtual void OnChannelChanged(const ChannelSettings& aSettings) = 0;
+        /// Moves the camera; what is sent from now on comes from the new address.
+        /// \return False: it cannot be there, and stays.
+        virtual bool MoveTo(const ForcedAddress& aAddress) = 0;
 
     protected:
         Host() = default;
@@ -103,6 +114,7 @@ private:
     };
 
     void Discover(const KyGvcp::Endpoint& aFrom, const KyGvcp::CommandView& aCommand);
+    void ForceAddress(const KyGvcp::Endpoint& aFrom, const KyGvcp::CommandView& aCommand);
     void Take(const KyGvcp::Endpoint& aFrom, KyGvcp::Bytes aPacket, Time aNow);
     void Announce(const Waiting& aWork, Time aNow);
     void Defer(const KyGvcp::Endpoint& aFrom, KyGvcp::Bytes aPacket, Time aNow);

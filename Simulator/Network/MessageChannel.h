@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Adapters/GigE/Gvcp/Protocol.h"
-#include "Adapters/GigE/Gvcp/UdpSocket.h"
+#include "KyGvcp/Protocol.h"
+#include "KyGvcp/UdpSocket.h"
 #include "Simulator/Camera/CameraListener.h"
 #include "Simulator/Camera/Lock.h"
 

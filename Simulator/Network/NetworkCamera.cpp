@@ -76,8 +76,9 @@ bool NetworkCamera::OpenSockets()
     }
     mPlace.mEndpoint = mControl.GetLocal();
     mMessagePort = mMessages.GetLocal().mPort;
-    mHearsBroadcasts = mPlace.mBroadcast && mPlace.mEndpoint.mPort == cControlPort &&
-                       mBroadcast.Open({cBroadcastAddress, cControlPort}, true);
+    mHearsBroadcasts =
+        mPlace.mBroadcast && mPlace.mEndpoint.mPort == cControlPort &&
+        (UdpSocket::AddressHearsBroadcasts() || mBroadcast.Open({cBroadcastAddress, cControlPort}, true));
     return true;
 }
 
@@ -99,7 +100,8 @@ bool NetworkCamera::Start()
     {
         return false;
     }
-    mRegisters.SetPlace(mPlace.mEndpoint.mAddress, MaskOf(mPlace.mEndpoint.mAddress));
+    mFirstAddress = mPlace.mEndpoint.mAddress;
+    mRegisters.SetPlace(mFirstAddress, MaskOf(mFirstAddress));
     mRegisters.GetBootstrap().Set(cMessageSourcePortRegister, mMessagePort);
     mStop = false;
     mThread = std::thread([this] { Run(); });
@@ -272,6 +274,42 @@ void NetworkCamera::ChangeFaults(const std::function<void(NetworkFaults&)>& aCha
         });
 }
 
+ForcedAddress NetworkCamera::PowerUpAddress() const
+{
+    const BootstrapRegisters& lRegisters = mRegisters.GetBootstrap();
+    if ((lRegisters.Get(cInterfaceConfigurationRegister) & cPersistentIp) == 0)
+    {
+        return {mFirstAddress, MaskOf(mFirstAddress), 0};
+    }
+    return {lRegisters.Get(cPersistentAddressRegister), lRegisters.Get(cPersistentMaskRegister),
+            lRegisters.Get(cPersistentGatewayRegister)};
+}
+
+bool NetworkCamera::MoveTo(const ForcedAddress& aAddress)
+{
+    const ForcedAddress lNew = aAddress.mAddress != 0 ? aAddress : PowerUpAddress();
+    const uint32_t lOld = std::exchange(mPlace.mEndpoint.mAddress, lNew.mAddress);
+    if (lNew.mAddress != lOld)
+    {
+        CloseSockets();
+        if (!OpenSockets())
+        {
+            mPlace.mEndpoint.mAddress = lOld; // not an address of this computer
+            mBack = OpenSockets() ? cNever : Now() + cRetry;
+            return false;
+        }
+    }
+    mRegisters.SetPlace(lNew.mAddress, lNew.mMask, lNew.mGateway);
+    return true;
+}
+
+Endpoint NetworkCamera::GetEndpoint()
+{
+    Endpoint lEndpoint;
+    Ask([&] { lEndpoint = mPlace.mEndpoint; });
+    return lEndpoint;
+}
+
 void NetworkCamera::Freeze(bool aFrozen)
 {
     Ask([&] { mFrozen = aFrozen; });
@@ -296,6 +334,9 @@ void NetworkCamera::Restart(Time aAway)
             lRegisters.Set(cMessageRetriesRegister, BootstrapRegisters::cMessageRetries);
             // Ignored: a camera without serial registers has no interrupts to switch off.
             static_cast<void>(mCamera->WriteRegister(KyDeviceProtocol::cInterruptEnable, 0));
+            const ForcedAddress lAddress = PowerUpAddress();
+            mPlace.mEndpoint.mAddress = lAddress.mAddress;
+            mRegisters.SetPlace(lAddress.mAddress, lAddress.mMask, lAddress.mGateway);
             mBack = Now() + aAway;
         });
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Adapters/GigE/Gvcp/UdpSocket.h"
+#include "KyGvcp/UdpSocket.h"
 #include "Simulator/Camera/CameraModel.h"
 #include "Simulator/Network/DatagramGate.h"
 #include "Simulator/Network/GvcpServer.h"
@@ -23,7 +23,8 @@ struct NetworkPlace
     /// The address is one of this computer's; port 0 lets the system choose.
     KyGvcp::Endpoint mEndpoint{0x7F000001, KyGvcp::cControlPort};
     /// Answers discovery that is broadcast too. Only at the usual port, which broadcasts go to, and only when
-    /// the system allows it.
+    /// the system allows it. Windows gives broadcasts to every socket: there a camera at the usual port always
+    /// answers them.
     bool mBroadcast = true;
 };
 
@@ -54,8 +55,8 @@ public:
     const std::string& GetError() const { return mError; }
 
     CameraModel& GetCamera() const { return *mCamera; }
-    /// Where it is; the chosen port in place of 0.
-    const KyGvcp::Endpoint& GetEndpoint() const { return mPlace.mEndpoint; }
+    /// Where it is now; the chosen port in place of 0.
+    KyGvcp::Endpoint GetEndpoint();
     bool HearsBroadcasts() const { return mHearsBroadcasts; }
 
     /// Changes the faults, between two datagrams.
@@ -67,7 +68,7 @@ public:
     void Unplug();
     /// Starts it anew: off the network at once, and back after aAway, knowing nobody in control and no
     /// command of before, its message channel closed and its serial interrupts off. Features keep their
-    /// values.
+    /// values. It comes back at the address that is stored in it, if that is switched on, else at its first one.
     void Restart(Time aAway);
     /// Unplugs it with the n-th command from now on, which is not executed any more; 0: never.
     void UnplugAt(uint64_t aCommand);
@@ -82,10 +83,12 @@ public:
 private:
     void SendAcknowledge(const KyGvcp::Endpoint& aTo, KyGvcp::Bytes aPacket) override;
     void OnChannelChanged(const ChannelSettings& aSettings) override;
+    bool MoveTo(const ForcedAddress& aAddress) override;
 
     /// Does something on the serving thread and waits for it.
     void Ask(const std::function<void()>& aRequest);
     void RunRequests();
+    ForcedAddress PowerUpAddress() const;
     bool OpenSockets();
     void CloseSockets();
     void Run();
@@ -97,6 +100,7 @@ private:
 
     const std::shared_ptr<CameraModel> mCamera;
     NetworkPlace mPlace;
+    uint32_t mFirstAddress = 0;
     KyGvcp::Waker mWaker;
     RegisterMap mRegisters;
     NetworkFaults mFaults;

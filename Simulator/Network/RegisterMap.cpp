@@ -41,12 +41,12 @@ RegisterMap::RegisterMap(CameraModel& aCamera)
     mDescription.resize((mDescriptionSize + cWord - 1) / cWord * cWord);
 }
 
-void RegisterMap::SetPlace(uint32_t aAddress, uint32_t aMask)
+void RegisterMap::SetPlace(uint32_t aAddress, uint32_t aMask, uint32_t aGateway)
 {
     std::array<char, 64> lUrl{};
     std::snprintf(lUrl.data(), lUrl.size(), "Local:kyserial-camera.xml;%X;%zX",
                   static_cast<unsigned>(cDescription), mDescriptionSize);
-    mBootstrap.SetIdentity({aAddress, aMask, lUrl.data()});
+    mBootstrap.SetIdentity({aAddress, aMask, aGateway, lUrl.data()});
 }
 
 Outcome RegisterMap::ReadRegister(uint32_t aAddress, uint32_t& aValue)

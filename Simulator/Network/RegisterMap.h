@@ -21,9 +21,10 @@ public:
     explicit RegisterMap(CameraModel& aCamera);
 
     BootstrapRegisters& GetBootstrap() { return mBootstrap; }
+    const BootstrapRegisters& GetBootstrap() const { return mBootstrap; }
     const std::string& GetDescription() const { return mDescription; }
     /// Says where the camera is. \param aAddress  IPv4.
-    void SetPlace(uint32_t aAddress, uint32_t aMask);
+    void SetPlace(uint32_t aAddress, uint32_t aMask, uint32_t aGateway = 0);
 
     /// Reads a register. \return BadAlignment, InvalidAddress, AccessDenied; the camera's.
     Outcome ReadRegister(uint32_t aAddress, uint32_t& aValue);

@@ -119,6 +119,8 @@ private:
         KY_REQUIRE((aSettings.mPeer.mAddress == 0) == (aSettings.mPeer.mPort == 0));
     }
 
+    bool MoveTo(const KySimulator::ForcedAddress& aAddress) override { return aAddress.mAddress % 2 == 0; }
+
     void SetFaults()
     {
         const uint8_t lKind = mInput.TakeByte();

@@ -1,8 +1,8 @@
 // Whatever comes in a packet: what is taken out of it lies inside it, and a packet that was understood can be
 // made again and is understood the same.
 
-#include "Adapters/GigE/Gvcp/Protocol.h"
 #include "Fuzz/FuzzInput.h"
+#include "KyGvcp/Protocol.h"
 
 using namespace KyTest;
 using namespace KyGvcp;

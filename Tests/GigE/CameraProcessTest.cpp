@@ -120,9 +120,12 @@ TEST_F(CameraProcessTest, RefusesACommandLineThatMakesNoSense)
     ExpectRefused({"--nonsense"}, 2, "--nonsense");
 }
 
-TEST_F(CameraProcessTest, TellsWhyItCannotBeThere)
+TEST_F(CameraProcessTest, SaysWhyItCannotBeThere)
 {
-    ExpectRefused({"--address", "198.51.100.77"}, 1, "cannot be at 198.51.100.77:3956: ");
+    KyGvcp::UdpSocket lOther;
+    ASSERT_TRUE(lOther.Open({0x7F000001, 0}));
+    const std::string lPort = std::to_string(lOther.GetLocal().mPort);
+    ExpectRefused({"--port", lPort}, 1, "cannot be at 127.0.0.1:" + lPort + ": ");
 }
 
 } // namespace

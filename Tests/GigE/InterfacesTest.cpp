@@ -10,7 +10,10 @@
 
 #include "Tests/Support/WaitFor.h"
 
+#include <KyGigE/DeviceIp.h>
 #include <KyGigE/Discovery.h>
+#include <Simulator/Camera/CameraModel.h>
+#include <Simulator/Network/NetworkCamera.h>
 #include <gmock/gmock.h>
 
 #include <atomic>
@@ -234,6 +237,39 @@ TEST_F(InterfacesTest, AConnectionFollowsTheHostsNewAddress)
         ASSERT_TRUE(mHost.Ip("addr flush dev left"));
         ASSERT_TRUE(mHost.Ip("addr add 10.9.0.1/24 dev left"));
     }
+}
+
+// Such a device can be reached by broadcasts only, until it has an address of this computer's network.
+TEST_F(InterfacesTest, ADeviceOfAnotherNetworkGetsAnAddressOfThisOne)
+{
+    ASSERT_TRUE(mFirst.Plug(mHost, "left", "10.9.0.2/24"));
+    ASSERT_TRUE(mFirst.mNetwork.Ip("addr add 10.1.0.7/24 dev e0")); // where the simulated camera may go
+    ASSERT_TRUE(mHost.Ip("addr add 10.1.0.1/24 dev left"));
+    KySimulator::CameraConfiguration lConfiguration;
+    lConfiguration.mMacAddress = 0x020304050607;
+    const auto lModel = std::make_shared<KySimulator::CameraModel>(lConfiguration);
+    std::unique_ptr<KySimulator::NetworkCamera> lCamera;
+    mFirst.mNetwork.Run(
+        [&]
+        {
+            lCamera = std::make_unique<KySimulator::NetworkCamera>(
+                lModel, KySimulator::NetworkPlace{{0x0A090002, cPort}, true});
+            ASSERT_TRUE(lCamera->Start()) << lCamera->GetError();
+        });
+    KyGigE::DiscoveryOptions lWhere;
+    KyGigE::FoundDevice lFound;
+    std::string lError;
+    mHost.Run(
+        [&] {
+            lError = KyGigE::ForceIp(lWhere, 0x020304050607, {"10.1.0.7", "255.255.255.0", ""}, lFound);
+        });
+    EXPECT_EQ("", lError);
+    EXPECT_EQ("10.1.0.7", lFound.mAddress);
+    EXPECT_EQ("left", lFound.mInterface);
+    GvcpClient lClient({"10.1.0.7", cPort, ""}, Quick());
+    EXPECT_THAT(Open(lClient), IsOK());
+    mHost.Run([&] { lClient.Close(); });
+    mFirst.mNetwork.Run([&] { lCamera.reset(); });
 }
 
 } // namespace

@@ -1,4 +1,4 @@
-#include <Adapters/GigE/Gvcp/Protocol.h>
+#include <KyGvcp/Protocol.h>
 #include <Simulator/Network/MessageChannel.h>
 
 #include <gmock/gmock.h>

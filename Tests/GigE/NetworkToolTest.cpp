@@ -82,8 +82,7 @@ TEST_F(NetworkToolTest, EndsAtOnceWhileADeviceThatPromisesForEverIsConnected)
 {
     mDevice.SetScript([](const ScriptedDevice::Command&) { return Answer{Answer::Promise, 0, 60000}; });
     for (const std::vector<std::string>& lCommand :
-         {std::vector<std::string>{"bridge", "--port", "uart0", "--pty",
-                                   KyTest::Process::TemporaryFile(".pty")},
+         {std::vector<std::string>{"bridge", "--port", "uart0", "--clser", "GigEToolTest"},
           {"term", "--port", "uart0"},
           {"features", "list"},
           {"ports"}})
@@ -112,11 +111,10 @@ TEST_F(NetworkToolTest, ABridgeEndsWithinASecondWhileItsDeviceKeepsItWaiting)
     {
         mDevice.SetScript({});
         mDevice.PutWord(0xB8FC, 0x80000001); // a UART
-        const std::string lLink = KyTest::Process::TemporaryFile(".pty");
         KyTest::Process lTool;
         ASSERT_TRUE(lTool.Start("kyserial",
-                                {"bridge", "--stats-json", "--reconnect", "--port", "uart0", "--pty", lLink,
-                                 "--device", Device()},
+                                {"bridge", "--stats-json", "--reconnect", "--port", "uart0", "--clser",
+                                 "GigEToolTest", "--device", Device()},
                                 {}));
         ASSERT_TRUE(lTool.WaitForOutput("\"final\":false")) << lTool.Error();
         mDevice.SetScript([](const ScriptedDevice::Command&) { return Answer{Answer::Promise, 0, 60000}; });
@@ -131,7 +129,7 @@ TEST_F(NetworkToolTest, ABridgeEndsWithinASecondWhileItsDeviceKeepsItWaiting)
 TEST_F(NetworkToolTest, SaysWhyADeviceCannotBeUsed)
 {
     mDevice.GiveControlAway();
-    const ToolResult lTaken = RunTool({"ports", "--device", Device()});
+    const ToolResult lTaken = RunTool({"features", "set", "--device", Device(), "Rate", "1"});
     EXPECT_EQ(1, lTaken.mStatus);
     EXPECT_THAT(lTaken.mError, HasSubstr("kyserial: cannot connect " + Device() + ": "));
     EXPECT_THAT(lTaken.mError, HasSubstr("Another application controls the device at " + Device()));

@@ -1,4 +1,4 @@
-#include "Adapters/GigE/Gvcp/Protocol.h"
+#include "KyGvcp/Protocol.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <Adapters/GigE/Gvcp/Protocol.h>
+#include <KyGvcp/Protocol.h>
 #include <KySerial/DeviceProtocol.h>
 #include <Simulator/Network/GvcpServer.h>
 #include <Simulator/Time/ManualScheduler.h>
@@ -55,6 +55,12 @@ protected:
         mSent.emplace_back(aTo, Buffer(aPacket.begin(), aPacket.end()));
     }
     void OnChannelChanged(const KySimulator::ChannelSettings& aSettings) override { mChannel = aSettings; }
+
+    bool MoveTo(const KySimulator::ForcedAddress& aAddress) override
+    {
+        mForced.push_back(aAddress);
+        return mMayMove;
+    }
 
     void Receive(const Endpoint& aFrom, KyGvcp::Bytes aPacket) { mServer->Handle(aFrom, aPacket, mNow); }
 
@@ -120,6 +126,8 @@ protected:
     std::unique_ptr<KySimulator::GvcpServer> mServer;
     std::vector<std::pair<Endpoint, Buffer>> mSent;
     KySimulator::ChannelSettings mChannel;
+    std::vector<KySimulator::ForcedAddress> mForced;
+    bool mMayMove = true;
     KySimulator::Time mNow{std::chrono::seconds(100)};
     uint16_t mRequestID = 0;
 };

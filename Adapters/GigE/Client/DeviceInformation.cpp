@@ -1,4 +1,5 @@
 #include "Adapters/GigE/Client/ParseInformation.h"
+#include "Adapters/GigE/TextWithMemory.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -53,12 +54,19 @@ DeviceInformation ParseInformation(Bytes aRegisters)
 
 std::string MacText(uint64_t aMac)
 {
-    char lText[18];
-    std::snprintf(lText, sizeof(lText), "%02X:%02X:%02X:%02X:%02X:%02X",
-                  static_cast<unsigned>(aMac >> 40U & 0xFFU), static_cast<unsigned>(aMac >> 32U & 0xFFU),
-                  static_cast<unsigned>(aMac >> 24U & 0xFFU), static_cast<unsigned>(aMac >> 16U & 0xFFU),
-                  static_cast<unsigned>(aMac >> 8U & 0xFFU), static_cast<unsigned>(aMac & 0xFFU));
-    return lText;
+    return TextWithMemory("",
+                          [&]() -> std::string
+                          {
+                              char lText[18];
+                              std::snprintf(lText, sizeof(lText), "%02X:%02X:%02X:%02X:%02X:%02X",
+                                            static_cast<unsigned>(aMac >> 40U & 0xFFU),
+                                            static_cast<unsigned>(aMac >> 32U & 0xFFU),
+                                            static_cast<unsigned>(aMac >> 24U & 0xFFU),
+                                            static_cast<unsigned>(aMac >> 16U & 0xFFU),
+                                            static_cast<unsigned>(aMac >> 8U & 0xFFU),
+                                            static_cast<unsigned>(aMac & 0xFFU));
+                              return lText;
+                          });
 }
 
 } // namespace KyGigE

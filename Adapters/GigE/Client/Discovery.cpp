@@ -2,6 +2,7 @@
 
 #include "Adapters/GigE/Client/ParseInformation.h"
 #include "Adapters/GigE/Client/Search.h"
+#include "Adapters/GigE/TextWithMemory.h"
 
 #include <algorithm>
 #include <array>
@@ -38,40 +39,45 @@ struct SearchSocket
 using Key = std::tuple<std::string, uint64_t, uint32_t, uint16_t>;
 using Findings = std::map<Key, FoundDevice>;
 
-bool Ask(SearchSocket& aSearch, const Endpoint& aTarget)
+bool Ask(SearchSocket& aSearch, const Endpoint& aTarget, const KyGvcp::Packet& aCommand)
 {
-    // A device whose address does not fit its network can answer everybody only.
-    const bool lBroadcast = aTarget.mAddress == KyGvcp::cBroadcastAddress;
-    return aSearch.mSocket.SendTo(aTarget, KyGvcp::MakeDiscovery(cRequest, lBroadcast).GetBytes()) ==
-           SocketResult::Done;
+    return aSearch.mSocket.SendTo(aTarget, aCommand.GetBytes()) == SocketResult::Done;
 }
 
-/// A socket of an interface. What is broadcast comes only to sockets without an address; the interface keeps
-/// such a socket to itself.
+/// A socket of an interface. Where what is broadcast comes only to sockets without an address, the interface
+/// keeps such a socket to itself.
 bool Open(SearchSocket& aSearch, const Endpoint& aTarget)
 {
     const Interface& lInterface = aSearch.mInterface;
     const bool lBroadcast = aTarget.mAddress == KyGvcp::cBroadcastAddress;
-    return aSearch.mSocket.Open({lBroadcast ? 0 : lInterface.mAddress, 0}, false, lInterface.mIndex) &&
-           aSearch.mSocket.AllowBroadcast() && Ask(aSearch, aTarget);
+    const bool lAnywhere = lBroadcast && !UdpSocket::AddressHearsBroadcasts();
+    return aSearch.mSocket.Open({lAnywhere ? 0 : lInterface.mAddress, 0}, false, lInterface.mIndex) &&
+           aSearch.mSocket.AllowBroadcast();
 }
 
-/// Takes one answer, if the socket has one.
-void Collect(SearchSocket& aSearch, Findings& aFound)
+/// Takes one answer, if the socket has one. \return Whether that was the last one wanted.
+bool Collect(SearchSocket& aSearch, const KyGvcp::CommandView& aCommand, const AnswerHandler& aTake)
 {
     std::array<uint8_t, KyGvcp::cMaxPacket> lPacket{};
     size_t lSize = 0;
     Endpoint lFrom;
-    if (aSearch.mSocket.Receive(lPacket, lSize, &lFrom, KyGvcp::SocketTime(0)) != SocketResult::Done)
+    if (aSearch.mSocket.Receive(lPacket, lSize, &lFrom, cAtOnce) != SocketResult::Done)
     {
-        return;
+        return false;
     }
     const auto lAnswer = KyGvcp::ParseAcknowledge(KyGvcp::Bytes(lPacket).first(lSize));
-    if (lAnswer && lAnswer->mCode == KyGvcp::cDiscoveryAck && lAnswer->mRequestID == cRequest &&
-        lAnswer->mStatus == KyGvcp::cSuccess && lAnswer->mPayload.size() >= KyGvcp::cDiscoverySize)
+    return lAnswer && lAnswer->mCode == aCommand.mCode + 1 && lAnswer->mRequestID == aCommand.mRequestID &&
+           aTake({aSearch.mInterface, *lAnswer, lFrom});
+}
+
+void Note(const SearchAnswer& aAnswer, Findings& aFound)
+{
+    if (aAnswer.mAcknowledge.mStatus == KyGvcp::cSuccess &&
+        aAnswer.mAcknowledge.mPayload.size() >= KyGvcp::cDiscoverySize)
     {
-        const DeviceInformation lInformation = ParseInformation(lAnswer->mPayload);
-        const std::string& lInterface = aSearch.mInterface.mName;
+        const DeviceInformation lInformation = ParseInformation(aAnswer.mAcknowledge.mPayload);
+        const std::string& lInterface = aAnswer.mInterface.mName;
+        const Endpoint& lFrom = aAnswer.mFrom;
         aFound.try_emplace(
             {lInterface, lInformation.mMac, lFrom.mAddress, lFrom.mPort},
             FoundDevice{lInformation, KyGvcp::AddressText(lFrom.mAddress), lFrom.mPort, lInterface});
@@ -92,26 +98,26 @@ std::vector<Interface> MatchingInterfaces(const std::string& aWanted)
     return lMatching;
 }
 
-bool Search(const std::vector<Interface>& aInterfaces, const Endpoint& aTarget, uint32_t aTime,
-            size_t aEnough, std::vector<FoundDevice>& aDevices)
+bool AskAll(const std::vector<Interface>& aInterfaces, const Endpoint& aTarget,
+            const KyGvcp::Packet& aCommand, uint32_t aTime, const AnswerHandler& aTake)
 {
-    aDevices.clear();
+    const auto lCommand = KyGvcp::ParseCommand(aCommand.GetBytes());
     std::vector<std::unique_ptr<SearchSocket>> lSearches;
     std::vector<UdpSocket*> lSockets;
     for (const Interface& lInterface : aInterfaces)
     {
         auto lSearch = std::make_unique<SearchSocket>();
         lSearch->mInterface = lInterface;
-        if (Open(*lSearch, aTarget))
+        if (Open(*lSearch, aTarget) && Ask(*lSearch, aTarget, aCommand))
         {
             lSockets.push_back(&lSearch->mSocket);
             lSearches.push_back(std::move(lSearch));
         }
     }
-    Findings lFound;
     const Clock::time_point lEnd = Clock::now() + std::chrono::milliseconds(aTime);
     Clock::time_point lAgain = Clock::now() + cAgain;
-    while (!lSearches.empty() && Clock::now() < lEnd && lFound.size() < aEnough)
+    bool lDone = false;
+    while (!lSearches.empty() && lCommand && Clock::now() < lEnd && !lDone)
     {
         const auto lLeft = std::max<KyGvcp::SocketTime>(std::min(lEnd, lAgain) - Clock::now(), cAtOnce);
         static_cast<void>(UdpSocket::Wait(lSockets, lLeft, nullptr)); // result ignored: the clock ends it
@@ -119,21 +125,36 @@ bool Search(const std::vector<Interface>& aInterfaces, const Endpoint& aTarget, 
         lAgain = lAsk ? Clock::time_point::max() : lAgain;
         for (const auto& lSearch : lSearches)
         {
-            Collect(*lSearch, lFound);
-            static_cast<void>(lAsk && Ask(*lSearch, aTarget)); // ignored: it was asked before
+            lDone = Collect(*lSearch, *lCommand, aTake) || lDone;
+            static_cast<void>(lAsk && Ask(*lSearch, aTarget, aCommand)); // ignored: it was asked before
         }
-    }
-    for (auto& [lKey, lDevice] : lFound)
-    {
-        aDevices.push_back(std::move(lDevice));
     }
     return !lSearches.empty();
 }
 
-std::string DiscoverDevices(const DiscoveryOptions& aOptions, std::vector<FoundDevice>& aDevices)
+bool Search(const std::vector<Interface>& aInterfaces, const Endpoint& aTarget, uint32_t aTime,
+            size_t aEnough, std::vector<FoundDevice>& aDevices)
 {
     aDevices.clear();
-    Endpoint lTarget{KyGvcp::cBroadcastAddress, aOptions.mPort};
+    Findings lFound;
+    // A device whose address does not fit its network can answer everybody only.
+    const bool lBroadcast = aTarget.mAddress == KyGvcp::cBroadcastAddress;
+    const bool lAsked = AskAll(aInterfaces, aTarget, KyGvcp::MakeDiscovery(cRequest, lBroadcast), aTime,
+                               [&](const SearchAnswer& aAnswer)
+                               {
+                                   Note(aAnswer, lFound);
+                                   return lFound.size() >= aEnough;
+                               });
+    for (auto& [lKey, lDevice] : lFound)
+    {
+        aDevices.push_back(std::move(lDevice));
+    }
+    return lAsked;
+}
+
+std::string FindWays(const DiscoveryOptions& aOptions, SearchWays& aWays)
+{
+    aWays.mTarget = {KyGvcp::cBroadcastAddress, aOptions.mPort};
     if (!aOptions.mAddress.empty())
     {
         const auto lAddress = KyGvcp::ParseAddress(aOptions.mAddress);
@@ -141,19 +162,38 @@ std::string DiscoverDevices(const DiscoveryOptions& aOptions, std::vector<FoundD
         {
             return '"' + aOptions.mAddress + "\" is no IPv4 address";
         }
-        lTarget.mAddress = *lAddress;
+        aWays.mTarget.mAddress = *lAddress;
     }
-    std::vector<Interface> lInterfaces = MatchingInterfaces(aOptions.mInterface);
+    aWays.mInterfaces = MatchingInterfaces(aOptions.mInterface);
     if (!aOptions.mAddress.empty() && aOptions.mInterface.empty())
     {
-        lInterfaces = {Interface()}; // one device: the system knows the way
-    }
-    if (!Search(lInterfaces, lTarget, aOptions.mTime, aOptions.mAddress.empty() ? SIZE_MAX : 1, aDevices))
-    {
-        return aOptions.mInterface.empty() ? "no network interface that devices can be looked for on"
-                                           : "no network interface " + aOptions.mInterface;
+        aWays.mInterfaces = {Interface()}; // one device: the system knows the way
     }
     return {};
+}
+
+std::string NoInterface(const DiscoveryOptions& aOptions)
+{
+    return aOptions.mInterface.empty() ? "no network interface that devices can be looked for on"
+                                       : "no network interface " + aOptions.mInterface;
+}
+
+std::string DiscoverDevices(const DiscoveryOptions& aOptions, std::vector<FoundDevice>& aDevices)
+{
+    return TextWithMemory(cOutOfMemory,
+                          [&]() -> std::string
+                          {
+                              aDevices.clear();
+                              SearchWays lWays;
+                              std::string lError = FindWays(aOptions, lWays);
+                              if (lError.empty() &&
+                                  !Search(lWays.mInterfaces, lWays.mTarget, aOptions.mTime,
+                                          aOptions.mAddress.empty() ? SIZE_MAX : 1, aDevices))
+                              {
+                                  lError = NoInterface(aOptions);
+                              }
+                              return lError;
+                          });
 }
 
 } // namespace KyGigE

@@ -2,6 +2,8 @@
 
 #include "Adapters/GigE/Client/ParseInformation.h"
 
+#include "Libraries/KySerial/OutOfMemory.h"
+
 #include <JxUtilsLib/LockScope.h>
 #include <JxUtilsLib/Logger.h>
 
@@ -14,6 +16,8 @@ namespace KyGigE
 
 using JxUtilsLib::LockScope;
 using JxUtilsLib::Logger;
+using KySerialLib::AskWithMemory;
+using KySerialLib::CatchOutOfMemory;
 
 namespace
 {
@@ -155,8 +159,8 @@ void GvcpClient::Close()
             mChanged.NotifyAll();
         }
         mKeeper.join();
-        GiveBack();
     }
+    GiveBack(); // nothing, unless the device may be this application's
     mConnected = false;
     mControl.SetShut(true);
     mMessages.Close();
@@ -164,7 +168,7 @@ void GvcpClient::Close()
 
 // A device that does not answer, or not in time, may hear it all the same; else it frees itself after the
 // heartbeat's time-out.
-void GvcpClient::GiveBack()
+void GvcpClient::GiveBack() noexcept
 {
     mMessages.Deafen();
     if (!mMayControl.exchange(false))
@@ -178,7 +182,9 @@ void GvcpClient::GiveBack()
         {
             continue;
         }
-        if (mControl.WriteRegister(lRegister, 0).GetCode() == KyResult::NO_CONNECTION)
+        const bool lHeard = AskWithMemory(
+            [&] { return mControl.WriteRegister(lRegister, 0).GetCode() != KyResult::NO_CONNECTION; });
+        if (!lHeard)
         {
             mControl.SendRegister(lRegister, 0);
         }
@@ -204,7 +210,7 @@ KyResult GvcpClient::Connect()
     mControl.SetShut(false);
     mControl.SetEnd(lLimit.count() != 0 ? ControlChannel::Clock::now() + lLimit
                                         : ControlChannel::Clock::time_point::max());
-    KyResult lResult = RunSteps();
+    KyResult lResult = CatchOutOfMemory([this] { return RunSteps(); });
     if (!lResult.IsOK() || mControl.IsOver()) // steps may do without single answers
     {
         lResult = Explained(lResult);
@@ -507,18 +513,29 @@ void GvcpClient::Keep()
                 return;
             }
         }
-        if (IsConnected())
-        {
-            SendHeartbeat();
-        }
-        if (mConnected && mControl.IsShut())
-        {
-            LoseConnection("it does not answer.");
-        }
-        if (mOptions.mReconnect && !IsConnected() && Reconnect().IsOK())
-        {
-            Warn(__LINE__, "KyGigE::GvcpClient::Keep", "The device at " + Where() + " is connected again.");
-        }
+        // Without memory something is left undone; the next turn does it.
+        static_cast<void>(AskWithMemory(
+            [this]
+            {
+                LookAfter();
+                return true;
+            }));
+    }
+}
+
+void GvcpClient::LookAfter()
+{
+    if (IsConnected())
+    {
+        SendHeartbeat();
+    }
+    if (mConnected && mControl.IsShut())
+    {
+        LoseConnection("it does not answer.");
+    }
+    if (mOptions.mReconnect && !IsConnected() && Reconnect().IsOK())
+    {
+        Warn(__LINE__, "KyGigE::GvcpClient::LookAfter", "The device at " + Where() + " is connected again.");
     }
 }
 

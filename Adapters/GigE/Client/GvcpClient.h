@@ -84,8 +84,9 @@ private:
     bool ReadOptional(uint32_t aAddress, uint32_t& aValue);
     bool IsTakenInSilence(const KyResult& aResult);
     KyResult TakenResult(const std::string& aWhat);
-    void GiveBack();
+    void GiveBack() noexcept;
     void Keep();
+    void LookAfter();
     void SendHeartbeat();
     KyResult ProveControl();
     KyResult Written(const KyResult& aResult, uint64_t aGeneration);

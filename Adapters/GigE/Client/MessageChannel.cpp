@@ -1,5 +1,7 @@
 #include "Adapters/GigE/Client/MessageChannel.h"
 
+#include "Libraries/KySerial/OutOfMemory.h"
+
 #include <JxUtilsLib/LockScope.h>
 
 #include <algorithm>
@@ -14,6 +16,7 @@ namespace KyGigE
 using JxUtilsLib::LockScope;
 using KyGvcp::Bytes;
 using KyGvcp::SocketResult;
+using KySerialLib::AskWithMemory;
 
 KyResult MessageChannel::Open(uint32_t aLocal, uint32_t aDevice, EventHandler aHandler, uint32_t aInterface)
 {
@@ -110,7 +113,13 @@ void MessageChannel::Run()
         const SocketResult lState = lSocket->Receive(mIn, lSize, &lFrom, KyGvcp::cForever, &mWaker);
         if (lState == SocketResult::Done && !mStop)
         {
-            HandlePacket(Bytes(mIn).first(lSize), lFrom);
+            // Without memory the event is left out; not acknowledged yet, it comes again.
+            static_cast<void>(AskWithMemory(
+                [&]
+                {
+                    HandlePacket(Bytes(mIn).first(lSize), lFrom);
+                    return true;
+                }));
         }
         else if (lState == SocketResult::Failed)
         {
@@ -131,7 +140,12 @@ void MessageChannel::RunTasks()
     {
         if (!mStop)
         {
-            lTask();
+            static_cast<void>(AskWithMemory(
+                [&]
+                {
+                    lTask();
+                    return true;
+                })); // without memory it is left out
         }
     }
 }

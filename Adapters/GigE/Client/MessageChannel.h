@@ -1,8 +1,8 @@
 #pragma once
 
 #include "Adapters/GigE/Client/EventNumbers.h"
-#include "Adapters/GigE/Gvcp/Protocol.h"
-#include "Adapters/GigE/Gvcp/UdpSocket.h"
+#include "KyGvcp/Protocol.h"
+#include "KyGvcp/UdpSocket.h"
 
 #include <JxUtilsLib/Mutex.h>
 #include <KyBase/KyResult.h>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Adapters/GigE/Gvcp/Protocol.h"
+#include "KyGvcp/Protocol.h"
 
 #include <KyGigE/DeviceInformation.h>
 

@@ -2,8 +2,8 @@
 // faster, and nothing is late or lost. What has not been sent before a wait never comes, so no wait takes
 // time. One thread.
 
-#include "Adapters/GigE/Gvcp/UdpSocket.h"
 #include "Fuzz/FuzzInput.h"
+#include "KyGvcp/UdpSocket.h"
 
 #include <memory>
 #include <utility>
@@ -35,7 +35,7 @@ struct Place
 std::vector<std::unique_ptr<Place>> gPlaces;
 uint16_t gLastPort = cFirstPort;
 
-Place& At(int aHandle)
+Place& At(intptr_t aHandle)
 {
     KY_REQUIRE(aHandle >= 0 && gPlaces[static_cast<size_t>(aHandle)]->mIsOpen);
     return *gPlaces[static_cast<size_t>(aHandle)];
@@ -101,7 +101,7 @@ bool UdpSocket::Connect(const Endpoint& aPeer)
 
 void UdpSocket::Close()
 {
-    const int lHandle = std::exchange(mHandle, -1);
+    const intptr_t lHandle = std::exchange(mHandle, -1);
     if (lHandle >= 0)
     {
         At(lHandle).mIsOpen = false;

@@ -27,8 +27,11 @@ BulkPortScope::BulkPortScope(IKyDeviceAdapter& aAdapter, KyDeviceSerial aPort)
         return;
     }
     const KyString lEntry(KyDeviceProtocol::BulkName(BulkIndex(aPort)).c_str());
-    mSelected = aAdapter.IsEnumEntryAvailable(cBulkSelectorFeature, lEntry) &&
-                aAdapter.SetFeatureFromString(cBulkSelectorFeature, lEntry).IsOK();
+    // A device that another application controls can be read, and shows the port that is selected.
+    const bool lIsSelected = mFormerSelector == lEntry;
+    mSelected = lIsSelected || (aAdapter.IsEnumEntryAvailable(cBulkSelectorFeature, lEntry) &&
+                                aAdapter.SetFeatureFromString(cBulkSelectorFeature, lEntry).IsOK());
+    mRestores = mSelected && !lIsSelected;
 }
 
 BulkPortScope::~BulkPortScope()
@@ -37,7 +40,7 @@ BulkPortScope::~BulkPortScope()
     {
         static_cast<void>(mAdapter.SetFeatureFromString(cBulkModeFeature, mFormerMode));
     }
-    if (mSelected)
+    if (mRestores)
     {
         static_cast<void>(mAdapter.SetFeatureFromString(cBulkSelectorFeature, mFormerSelector));
     }

@@ -45,6 +45,7 @@ private:
     KyString mFormerSelector;
     KyString mFormerMode;
     bool mSelected = false;
+    bool mRestores = false; // the selector
 };
 
 /// Opens a bus after it has made its bulk port run the protocol. Throws OperationError when either fails.

@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include <memory>
+#include <optional>
 
 namespace KySerialTool
 {
@@ -17,6 +18,8 @@ struct Options
 {
     NetworkSearch mSearch;
     bool mJson = false;
+    std::optional<IpChange> mForced;
+    std::optional<IpChange> mStored;
 };
 
 std::string OrDash(const std::string& aText)
@@ -26,9 +29,33 @@ std::string OrDash(const std::string& aText)
 
 ExitCode RunDevices(Context& aContext, const Options& aOptions)
 {
-    const std::vector<NetworkFinding> lFindings = FindNetworkDevices(aOptions.mSearch);
+    if (aOptions.mStored)
+    {
+        StoreIp(aOptions.mSearch, *aOptions.mStored);
+        return ExitCode::Ok;
+    }
+    const std::vector<NetworkFinding> lFindings =
+        aOptions.mForced ? std::vector{ForceIp(aOptions.mSearch, *aOptions.mForced)}
+                         : FindNetworkDevices(aOptions.mSearch);
     Print(aContext, aOptions.mJson ? DevicesJson(lFindings) : DevicesTable(lFindings));
     return ExitCode::Ok;
+}
+
+CLI::Option* AddIpOption(CLI::App& aCommand, const char* aName, const char* aText,
+                         std::optional<IpChange>& aChange)
+{
+    const auto lTake = [aName, &aChange](const std::string& aValue)
+    {
+        IpChange lChange;
+        const std::string lError = ParseIpChange(aValue, lChange);
+        if (!lError.empty())
+        {
+            throw CLI::ValidationError(aName, lError);
+        }
+        aChange = lChange;
+    };
+    return aCommand.add_option_function<std::string>(aName, lTake, aText)
+        ->type_name("MAC=ADDRESS/MASK[/GATEWAY]");
 }
 
 } // namespace
@@ -51,6 +78,13 @@ void AddDevicesCommand(CLI::App& aProgram, Context& aContext)
                     lOptions->mSearch.mPort);
     AddNumberOption(lCommand, "--time", cLongest, "milliseconds", "How long to wait for answers (1000)",
                     lOptions->mSearch.mTime);
+    CLI::Option* const lForce = AddIpOption(
+        lCommand, "--force-ip", "Give a device this address until it is switched off, and list the device",
+        lOptions->mForced);
+    AddIpOption(lCommand, "--persistent-ip",
+                "Store this address in a device, which takes it when it is switched on; prints nothing",
+                lOptions->mStored)
+        ->excludes(lForce);
     lCommand.footer("Column DEVICE is what --device takes in the other commands. Without --address or "
                     "--interface\na broadcast leaves this computer on each of its networks.");
     lCommand.callback(

@@ -30,7 +30,7 @@ std::string Joined(const std::vector<std::string>& aTexts)
 
 ExitCode RunPorts(Context& aContext, bool aJson)
 {
-    const std::unique_ptr<Device> lDevice = OpenDevice(aContext);
+    const std::unique_ptr<Device> lDevice = OpenDevice(aContext, DeviceAccess::ControlIfFree);
     const uint64_t lGeneration = lDevice->GetGeneration();
     const std::vector<PortFinding> lFindings = SurveyPorts(lDevice->GetAdapter());
     CheckConnection(*lDevice, lGeneration); // or ports would seem missing
@@ -48,7 +48,9 @@ void AddPortsCommand(CLI::App& aProgram, Context& aContext)
     AddCommonOptions(lCommand, aContext.mCommon);
     lCommand.footer(
         "Columns: the port's name and its number in the programming interface, whether the device offers "
-        "it,\nwhat drives it, the protocols it can run and the one that it runs now.");
+        "it,\nwhat drives it, the protocols it can run and the one that it runs now. While another "
+        "application\n"
+        "controls the device, some protocols of bulk ports stay unknown: asking means to select the port.");
     lCommand.callback(
         [&aContext, lJson]
         { aContext.mAction = [lJson](Context& aRunning) { return RunPorts(aRunning, *lJson); }; });

@@ -62,8 +62,9 @@ std::string CheckDeviceName(const std::string& aName);
 /// What a command does with a device.
 enum class DeviceAccess
 {
-    Control, ///< Writes to it, which one application at a time may.
-    Read     ///< Only reads, also beside an application that controls the device.
+    Control,       ///< Writes to it, which one application at a time may.
+    ControlIfFree, ///< The same, and only reads while another application controls it.
+    Read           ///< Only reads, also beside an application that controls the device.
 };
 
 /// Finds and connects the device. Throws UsageError when none is given, and OperationError when no device has the

@@ -9,8 +9,7 @@
 namespace KySerialTool
 {
 
-// Devices that are reached over a network. Network/ and NoNetwork/ have it, the latter for systems and builds
-// without.
+// Devices that are reached over a network.
 
 /// Whether a device's text is meant for here.
 bool IsNetworkDevice(const std::string& aName);
@@ -48,5 +47,25 @@ struct NetworkFinding
 
 /// Looks for devices. Throws OperationError when it cannot.
 std::vector<NetworkFinding> FindNetworkDevices(const NetworkSearch& aSearch);
+
+/// A device, and the place in a network that it is to have.
+struct IpChange
+{
+    uint64_t mMac = 0;
+    std::string mAddress;
+    std::string mMask;
+    std::string mGateway; ///< Empty: none.
+};
+
+/// Takes "MAC=ADDRESS/MASK[/GATEWAY]" apart; the mask is dotted or the number of its ones.
+/// \param aChange  Untouched on a failure. \return Empty; or why the text is none, in words for a user.
+std::string ParseIpChange(const std::string& aText, IpChange& aChange);
+
+/// Gives a device an address until it is switched off. \return The device there. Throws OperationError when that
+/// fails.
+NetworkFinding ForceIp(const NetworkSearch& aSearch, const IpChange& aChange);
+
+/// Stores an address in a device for the next time that it is switched on. Throws OperationError when that fails.
+void StoreIp(const NetworkSearch& aSearch, const IpChange& aChange);
 
 } // namespace KySerialTool

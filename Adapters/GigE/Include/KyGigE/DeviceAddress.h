@@ -1,6 +1,6 @@
 #pragma once
 
-#include <KyBase/Export.h>
+#include <KyGigE/Export.h>
 
 #include <cstdint>
 #include <string>
@@ -19,9 +19,9 @@ struct DeviceAddress
 /// Takes "gev://ADDRESS[:PORT][?interface=ADDRESS-OR-NAME]" apart. Asks neither the device nor the network.
 /// \param aAddress  Untouched on a failure.
 /// \return Empty; or why aText is none, in words for a user.
-KY_EXPORT std::string ParseDeviceAddress(const std::string& aText, DeviceAddress& aAddress);
+KYGIGE_API std::string ParseDeviceAddress(const std::string& aText, DeviceAddress& aAddress);
 
 /// The text of an address, as ParseDeviceAddress() reads it.
-KY_EXPORT std::string DeviceAddressText(const DeviceAddress& aAddress);
+KYGIGE_API std::string DeviceAddressText(const DeviceAddress& aAddress);
 
 } // namespace KyGigE

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <KyBase/Export.h>
+#include <KyGigE/Export.h>
 
 #include <cstdint>
 #include <string>
@@ -24,6 +24,6 @@ struct DeviceInformation
 };
 
 /// "00:11:22:33:44:55", the lower 48 bits.
-KY_EXPORT std::string MacText(uint64_t aMac);
+KYGIGE_API std::string MacText(uint64_t aMac);
 
 } // namespace KyGigE

@@ -1,7 +1,7 @@
 #pragma once
 
-#include <KyBase/Export.h>
 #include <KyGigE/DeviceInformation.h>
+#include <KyGigE/Export.h>
 
 #include <cstdint>
 #include <string>
@@ -36,6 +36,6 @@ struct FoundDevice
 /// \param aDevices  Those that answered, by interface and MAC address; each once for each interface that
 ///                  reaches it. Empty on a failure.
 /// \return Empty; or why nothing could be asked, in words for a user.
-KY_EXPORT std::string DiscoverDevices(const DiscoveryOptions& aOptions, std::vector<FoundDevice>& aDevices);
+KYGIGE_API std::string DiscoverDevices(const DiscoveryOptions& aOptions, std::vector<FoundDevice>& aDevices);
 
 } // namespace KyGigE

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <KyBase/Export.h>
 #include <KyGigE/ConnectionOptions.h>
 #include <KyGigE/DeviceAddress.h>
 #include <KyGigE/DeviceInformation.h>
+#include <KyGigE/Export.h>
 #include <KySerial/IKyDeviceAdapter.h>
 
 #include <cstdint>
@@ -42,7 +42,7 @@ struct ConnectionFigures
 /// A GigE Vision device on the network, as the serial library wants it.
 ///
 /// Register and memory access and events go over a client of its own, GenICam features are evaluated by
-/// Aravis. The application owns the object, gives it to ports, buses and bridges, and closes those before it
+/// an evaluator of its own. The application owns the object, gives it to ports, buses and bridges, and closes those before it
 /// destroys the object.
 ///
 /// Connection: the object takes control of the device when it is made and gives it back at its end. A device
@@ -58,12 +58,15 @@ struct ConnectionFigures
 /// it has them, and those of other events as empty; other threads read the last event of each kind. A feature
 /// that is written is reported, and those that depend on it, whether or not the value changed.
 ///
+/// Nothing throws: without memory for it an operation returns FAILURE, a question is answered with no, a list is empty, and
+/// an event is left out. What the operation had written to the device by then stays written.
+///
 /// Threads: as IKyDeviceAdapter says; the destructor not from inside a sink.
 ///
 /// Results: OK; NO_CONNECTION; statuses of GigE Vision (0x8001 and above) as the device sent them, and those
 /// for features: 0x8001 no such feature, 0x8002 another kind or a value that does not fit, 0x8004 can only be
 /// read, 0x8006 can only be written, or not now.
-class KY_EXPORT GigEDeviceAdapter final : public IKyDeviceAdapter
+class KYGIGE_API GigEDeviceAdapter final : public IKyDeviceAdapter
 {
 public:
     /// Connects a device.
@@ -139,6 +142,7 @@ public:
 private:
     explicit GigEDeviceAdapter(std::unique_ptr<DeviceConnection> aConnection);
     bool IsAvailable(const std::string& aName, NodeKind aKind);
+    void FillFeatures(std::vector<FeatureEntry>& aEntries);
 
     const std::unique_ptr<DeviceConnection> mThis;
 };

@@ -1,32 +1,16 @@
 #pragma once
 
+#include "KyGvcp/Endpoint.h"
+
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <span>
 #include <string>
 #include <vector>
 
 namespace KyGvcp
 {
-
-/// An IPv4 address and a UDP port, both as numbers: 127.0.0.1 is 0x7F000001.
-struct Endpoint
-{
-    uint32_t mAddress = 0;
-    uint16_t mPort = 0;
-
-    bool operator==(const Endpoint&) const = default;
-};
-
-constexpr uint32_t cBroadcastAddress = 0xFFFFFFFF;
-
-/// "127.0.0.1" as a number; nothing when it is not four numbers up to 255 with points. Asks no name server.
-std::optional<uint32_t> ParseAddress(const std::string& aText);
-std::string AddressText(uint32_t aAddress);
-/// "127.0.0.1:3956"
-std::string EndpointText(const Endpoint& aEndpoint);
 
 /// An address of this computer.
 struct Interface
@@ -68,9 +52,9 @@ public:
 
 private:
     friend class UdpSocket;
-    int mHandle;
-    int mTimer = -1;
-    Clock::time_point mDue = Clock::time_point::max(); // of the timer; max: it does not run
+    intptr_t mHandle;
+    intptr_t mTimer = -1;                              // Linux: what ends a wait at mDue
+    Clock::time_point mDue = Clock::time_point::max(); // max: no moment is set
 };
 
 /// How an operation of a socket ended.
@@ -79,7 +63,7 @@ enum class SocketResult
     Done,
     TimedOut,
     Woken,   ///< By the waker.
-    Refused, ///< Nobody listens where this socket is connected to.
+    Refused, ///< Nobody listens where this socket is connected to; see UdpSocket::ReportsRefusals().
     Failed   ///< The system refused, or the socket is closed.
 };
 
@@ -107,6 +91,12 @@ public:
     void Close();
     bool IsOpen() const { return mHandle >= 0; }
 
+    /// Whether a socket that is bound to an address gets what is broadcast on the network of that address. If
+    /// not, only sockets without an address do, and those that are bound to cBroadcastAddress.
+    static bool AddressHearsBroadcasts();
+    /// Whether the system reports a peer without a listener. Windows would do so for every datagram that went
+    /// to such a port, whoever the socket talks to now, so there it is switched off, and waits time out.
+    static bool ReportsRefusals();
     /// Allows sending to cBroadcastAddress. \return False: refused; GetError().
     bool AllowBroadcast();
     /// What it is bound to; zeros when closed.
@@ -137,14 +127,20 @@ public:
                              uint32_t* aReady = nullptr);
 
 private:
+    // Each system's source has what it needs of these.
     SocketResult TakeDatagram(std::span<uint8_t> aBuffer, size_t& aSize, Endpoint* aFrom, bool aBlock);
     SocketResult ReceiveAlone(std::span<uint8_t> aBuffer, size_t& aSize, Endpoint* aFrom,
                               SocketTime aTimeout);
     bool SetReceiveTime(SocketTime aTime);
+    static SocketResult WaitForGroup(std::span<UdpSocket* const> aSockets, SocketTime aTimeout,
+                                     Waker* aWaker);
+    static SocketResult WaitForMany(std::span<UdpSocket* const> aSockets, SocketTime aTimeout, Waker* aWaker);
     bool Fail(const char* aWhat);
 
-    int mHandle = -1;
-    std::chrono::milliseconds mReceiveTime{0}; // after which the system ends a wait in receiving; 0: never
+    intptr_t mHandle = -1;
+    std::chrono::milliseconds mReceiveTime{0}; // Linux: after which it ends a wait in receiving; 0: never
+    intptr_t mArrival = -1;                    // Windows: the event of datagrams that arrive
+    bool mMayHave = false;                     // Windows: that event has come and nothing was received since
     std::string mError;
 };
 

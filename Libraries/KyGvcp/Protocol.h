@@ -85,6 +85,10 @@ constexpr uint32_t cUserNameRegister = 0x00E8;
 constexpr uint32_t cFirstUrlRegister = 0x0200;
 constexpr uint32_t cSecondUrlRegister = 0x0400;
 constexpr uint32_t cInterfaceCountRegister = 0x0600;
+constexpr uint32_t cPersistentAddressRegister =
+    0x064C; ///< What the device has after power-up, if it is switched on.
+constexpr uint32_t cPersistentMaskRegister = 0x065C;
+constexpr uint32_t cPersistentGatewayRegister = 0x066C;
 constexpr uint32_t cMessageChannelCountRegister = 0x0900;
 constexpr uint32_t cStreamChannelCountRegister = 0x0904;
 constexpr uint32_t cMessageCapabilityRegister = 0x0930;
@@ -112,6 +116,12 @@ constexpr size_t cTextSize = 32; ///< Vendor, model, version.
 constexpr size_t cInformationSize = 48;
 constexpr size_t cShortTextSize = 16; ///< Serial number, user name.
 constexpr size_t cUrlSize = 512;
+
+// Ways to an address (cInterfaceCapabilityRegister, cInterfaceConfigurationRegister).
+constexpr uint32_t cPersistentIp = 0x1;
+constexpr uint32_t cLinkLocal = 0x4; ///< No device can refuse this one.
+
+constexpr size_t cForceAddressSize = 56; ///< Payload of cForceAddress.
 
 // Control channel privilege.
 constexpr uint32_t cExclusiveAccess = 0x1;

@@ -1,4 +1,4 @@
-#include "Adapters/GigE/Gvcp/Protocol.h"
+#include "KyGvcp/Protocol.h"
 
 #include <algorithm>
 #include <cstdio>

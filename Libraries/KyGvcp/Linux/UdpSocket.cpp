@@ -1,4 +1,4 @@
-#include "Adapters/GigE/Gvcp/UdpSocket.h"
+#include "KyGvcp/UdpSocket.h"
 
 #include <algorithm>
 #include <array>
@@ -22,6 +22,12 @@ namespace KyGvcp
 
 namespace
 {
+
+/// Descriptors are ints here; other systems' handles are wider.
+int ToDescriptor(intptr_t aHandle)
+{
+    return static_cast<int>(aHandle);
+}
 
 using Clock = std::chrono::steady_clock;
 
@@ -89,31 +95,6 @@ SocketResult SendResult(ssize_t aSent)
 
 } // namespace
 
-std::optional<uint32_t> ParseAddress(const std::string& aText)
-{
-    in_addr lAddress{};
-    if (inet_pton(AF_INET, aText.c_str(), &lAddress) != 1)
-    {
-        return {};
-    }
-    return ntohl(lAddress.s_addr);
-}
-
-std::string AddressText(uint32_t aAddress)
-{
-    std::string lText = std::to_string(aAddress >> 24U);
-    for (const uint32_t lShift : {16U, 8U, 0U})
-    {
-        lText += '.' + std::to_string((aAddress >> lShift) & 0xFFU);
-    }
-    return lText;
-}
-
-std::string EndpointText(const Endpoint& aEndpoint)
-{
-    return AddressText(aEndpoint.mAddress) + ':' + std::to_string(aEndpoint.mPort);
-}
-
 std::vector<Interface> ListInterfaces()
 {
     std::vector<Interface> lInterfaces;
@@ -149,11 +130,11 @@ Waker::Waker() : mHandle(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
 
 Waker::~Waker()
 {
-    for (const int lHandle : {mHandle, mTimer})
+    for (const intptr_t lHandle : {mHandle, mTimer})
     {
         if (lHandle >= 0)
         {
-            close(lHandle);
+            close(ToDescriptor(lHandle));
         }
     }
 }
@@ -168,7 +149,7 @@ bool Waker::EndBy(Clock::time_point aWhen)
     {
         // Zero would stop it. This clock is the one that the standard library's steady clock shows.
         const itimerspec lTime{{}, ToTimespec(std::max(aWhen.time_since_epoch(), SocketTime(1)))};
-        const bool lSet = timerfd_settime(mTimer, TFD_TIMER_ABSTIME, &lTime, nullptr) == 0;
+        const bool lSet = timerfd_settime(ToDescriptor(mTimer), TFD_TIMER_ABSTIME, &lTime, nullptr) == 0;
         mDue = lSet ? aWhen : mDue;
         return lSet;
     }
@@ -179,12 +160,22 @@ void Waker::Wake()
 {
     const uint64_t lOne = 1;
     // Ignored: a full counter is set already, and without a handle nobody waits for it.
-    static_cast<void>(!write(mHandle, &lOne, sizeof lOne));
+    static_cast<void>(!write(ToDescriptor(mHandle), &lOne, sizeof lOne));
 }
 
 UdpSocket::~UdpSocket()
 {
     Close();
+}
+
+bool UdpSocket::AddressHearsBroadcasts()
+{
+    return false;
+}
+
+bool UdpSocket::ReportsRefusals()
+{
+    return true;
 }
 
 bool UdpSocket::Fail(const char* aWhat)
@@ -219,11 +210,12 @@ bool UdpSocket::Open(const Endpoint& aLocal, bool aShared, uint32_t aInterface)
     }
     const int lOne = 1;
     // Ignored: the system's own size does too, for a shorter while.
-    static_cast<void>(setsockopt(mHandle, SOL_SOCKET, SO_RCVBUF, &cReceiveBuffer, sizeof cReceiveBuffer));
+    static_cast<void>(
+        setsockopt(ToDescriptor(mHandle), SOL_SOCKET, SO_RCVBUF, &cReceiveBuffer, sizeof cReceiveBuffer));
     const sockaddr_in lAddress = ToSystem(aLocal);
-    if ((aShared && setsockopt(mHandle, SOL_SOCKET, SO_REUSEADDR, &lOne, sizeof lOne) != 0) ||
-        (aInterface != 0 && !ChooseInterface(mHandle, aInterface)) ||
-        bind(mHandle, Generic(lAddress), sizeof lAddress) != 0)
+    if ((aShared && setsockopt(ToDescriptor(mHandle), SOL_SOCKET, SO_REUSEADDR, &lOne, sizeof lOne) != 0) ||
+        (aInterface != 0 && !ChooseInterface(ToDescriptor(mHandle), aInterface)) ||
+        bind(ToDescriptor(mHandle), Generic(lAddress), sizeof lAddress) != 0)
     {
         Fail(EndpointText(aLocal).c_str());
         Close();
@@ -235,40 +227,43 @@ bool UdpSocket::Open(const Endpoint& aLocal, bool aShared, uint32_t aInterface)
 bool UdpSocket::Connect(const Endpoint& aPeer)
 {
     const sockaddr_in lAddress = ToSystem(aPeer);
-    return connect(mHandle, Generic(lAddress), sizeof lAddress) == 0 || Fail(EndpointText(aPeer).c_str());
+    return connect(ToDescriptor(mHandle), Generic(lAddress), sizeof lAddress) == 0 ||
+           Fail(EndpointText(aPeer).c_str());
 }
 
 void UdpSocket::Close()
 {
-    const int lHandle = std::exchange(mHandle, -1);
+    const intptr_t lHandle = std::exchange(mHandle, -1);
     if (lHandle >= 0)
     {
-        close(lHandle);
+        close(ToDescriptor(lHandle));
     }
 }
 
 bool UdpSocket::AllowBroadcast()
 {
     const int lOne = 1;
-    return setsockopt(mHandle, SOL_SOCKET, SO_BROADCAST, &lOne, sizeof lOne) == 0 || Fail("broadcast");
+    return setsockopt(ToDescriptor(mHandle), SOL_SOCKET, SO_BROADCAST, &lOne, sizeof lOne) == 0 ||
+           Fail("broadcast");
 }
 
 Endpoint UdpSocket::GetLocal() const
 {
     sockaddr_in lAddress{};
     socklen_t lSize = sizeof lAddress;
-    return getsockname(mHandle, Generic(lAddress), &lSize) == 0 ? FromSystem(lAddress) : Endpoint();
+    return getsockname(ToDescriptor(mHandle), Generic(lAddress), &lSize) == 0 ? FromSystem(lAddress)
+                                                                              : Endpoint();
 }
 
 SocketResult UdpSocket::Send(std::span<const uint8_t> aData)
 {
-    return SendResult(send(mHandle, aData.data(), aData.size(), MSG_NOSIGNAL | MSG_DONTWAIT));
+    return SendResult(send(ToDescriptor(mHandle), aData.data(), aData.size(), MSG_NOSIGNAL | MSG_DONTWAIT));
 }
 
 SocketResult UdpSocket::SendTo(const Endpoint& aPeer, std::span<const uint8_t> aData)
 {
     const sockaddr_in lAddress = ToSystem(aPeer);
-    return SendResult(sendto(mHandle, aData.data(), aData.size(), MSG_NOSIGNAL | MSG_DONTWAIT,
+    return SendResult(sendto(ToDescriptor(mHandle), aData.data(), aData.size(), MSG_NOSIGNAL | MSG_DONTWAIT,
                              Generic(lAddress), sizeof lAddress));
 }
 
@@ -277,8 +272,9 @@ SocketResult UdpSocket::TakeDatagram(std::span<uint8_t> aBuffer, size_t& aSize, 
 {
     sockaddr_in lAddress{};
     socklen_t lSize = sizeof lAddress;
-    const ssize_t lCount = recvfrom(mHandle, aBuffer.data(), aBuffer.size(), aBlock ? 0 : MSG_DONTWAIT,
-                                    aFrom != nullptr ? Generic(lAddress) : nullptr, &lSize);
+    const ssize_t lCount =
+        recvfrom(ToDescriptor(mHandle), aBuffer.data(), aBuffer.size(), aBlock ? 0 : MSG_DONTWAIT,
+                 aFrom != nullptr ? Generic(lAddress) : nullptr, &lSize);
     if (lCount < 0)
     {
         const bool lNone = errno == EAGAIN || errno == EINTR;
@@ -364,7 +360,8 @@ bool UdpSocket::SetReceiveTime(SocketTime aTime)
     const auto lSeconds = std::chrono::duration_cast<std::chrono::seconds>(lTime);
     const timeval lSystem{static_cast<time_t>(lSeconds.count()),
                           static_cast<suseconds_t>((lTime - lSeconds).count() * 1000)};
-    const bool lSet = setsockopt(mHandle, SOL_SOCKET, SO_RCVTIMEO, &lSystem, sizeof lSystem) == 0;
+    const bool lSet =
+        setsockopt(ToDescriptor(mHandle), SOL_SOCKET, SO_RCVTIMEO, &lSystem, sizeof lSystem) == 0;
     mReceiveTime = lSet ? lTime : mReceiveTime;
     return lSet;
 }
@@ -383,10 +380,12 @@ SocketResult UdpSocket::Wait(std::span<UdpSocket* const> aSockets, SocketTime aT
     }
     for (size_t lIndex = 0; lIndex < lSockets; ++lIndex)
     {
-        lPolls[lIndex] = {aSockets[lIndex]->mHandle, POLLIN, 0}; // poll() passes over negative ones
+        lPolls[lIndex] = {ToDescriptor(aSockets[lIndex]->mHandle), POLLIN,
+                          0}; // poll() passes over negative ones
     }
-    pollfd& lWake = lPolls[lSockets] = {aWaker != nullptr ? aWaker->mHandle : -1, POLLIN, 0};
-    pollfd& lTimer = lPolls[lSockets + 1] = {aWaker != nullptr ? aWaker->mTimer : -1, POLLIN, 0};
+    pollfd& lWake = lPolls[lSockets] = {aWaker != nullptr ? ToDescriptor(aWaker->mHandle) : -1, POLLIN, 0};
+    pollfd& lTimer =
+        lPolls[lSockets + 1] = {aWaker != nullptr ? ToDescriptor(aWaker->mTimer) : -1, POLLIN, 0};
     uint32_t lReady = 0;
     bool lAny = false;
     bool lGood = PollFor(lPolls, lSockets + 2, aTimeout) >= 0;
@@ -408,13 +407,14 @@ SocketResult UdpSocket::Wait(std::span<UdpSocket* const> aSockets, SocketTime aT
     if (lTimer.revents != 0)
     {
         aWaker->mDue = Clock::time_point::max();
-        static_cast<void>(!read(aWaker->mTimer, &lCount, sizeof lCount)); // ignored: it only sets it back
+        static_cast<void>(
+            !read(ToDescriptor(aWaker->mTimer), &lCount, sizeof lCount)); // ignored: it only sets it back
     }
     if (lWake.revents == 0)
     {
         return SocketResult::TimedOut;
     }
-    static_cast<void>(!read(aWaker->mHandle, &lCount, sizeof lCount)); // ignored likewise
+    static_cast<void>(!read(ToDescriptor(aWaker->mHandle), &lCount, sizeof lCount)); // ignored likewise
     return SocketResult::Woken;
 }
 

@@ -1,0 +1,266 @@
+#include "kyserial/Device/NetworkDevices.h"
+
+#include "kyserial/Text/Failure.h"
+
+#include <KyGigE/DeviceAddress.h>
+#include <KyGigE/DeviceIp.h>
+#include <KyGigE/Discovery.h>
+#include <KyGigE/GigEDeviceAdapter.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <thread>
+
+namespace KySerialTool
+{
+
+namespace
+{
+
+/// Gives a device up when the program is to end, whatever it waits for. Until Grant() at once; from then on
+/// after the time that a device which answers needs to get its settings back.
+class InterruptGuard
+{
+public:
+    explicit InterruptGuard(const KyPlatform::Console& aConsole)
+        : mConsole(aConsole), mThread([this] { Watch(); })
+    {
+    }
+    ~InterruptGuard()
+    {
+        {
+            const std::lock_guard<std::mutex> lScope(mLock);
+            mEnd = true;
+        }
+        mChanged.notify_all();
+        mThread.join();
+    }
+    InterruptGuard(const InterruptGuard&) = delete;
+    InterruptGuard& operator=(const InterruptGuard&) = delete;
+
+    /// What a connection takes: it ends when this becomes true.
+    const std::shared_ptr<std::atomic<bool>>& GetCancel() const { return mCancel; }
+    void Grant() { mGranted = true; }
+
+private:
+    void Watch()
+    {
+        constexpr std::chrono::milliseconds cTick(50);
+        constexpr int cGrace = 16;
+        int lTicks = 0;
+        std::unique_lock<std::mutex> lLock(mLock);
+        while (!mChanged.wait_for(lLock, cTick, [this] { return mEnd; }))
+        {
+            lTicks += mConsole.IsInterrupted() ? 1 : 0;
+            *mCancel = lTicks > (mGranted ? cGrace : 0);
+        }
+    }
+
+    const KyPlatform::Console& mConsole;
+    const std::shared_ptr<std::atomic<bool>> mCancel = std::make_shared<std::atomic<bool>>(false);
+    std::atomic<bool> mGranted{false};
+    std::mutex mLock;
+    std::condition_variable mChanged;
+    bool mEnd = false;
+    std::thread mThread; // last: it uses the others
+};
+
+class NetworkDevice : public Device
+{
+public:
+    NetworkDevice(const std::string& aName, const KyPlatform::Console& aConsole, DeviceAccess aAccess)
+        : mGuard(aConsole)
+    {
+        KyGigE::DeviceAddress lAddress;
+        const std::string lError = KyGigE::ParseDeviceAddress(aName, lAddress);
+        if (!lError.empty())
+        {
+            throw OperationError(lError);
+        }
+        KyGigE::ConnectionOptions lOptions;
+        lOptions.mReadOnly = aAccess == DeviceAccess::Read;
+        lOptions.mCancel = mGuard.GetCancel();
+        constexpr uint32_t cAccessDenied = 0x8006; // another application controls the device
+        KyResult lResult = KyGigE::GigEDeviceAdapter::Connect(lAddress, lOptions, mAdapter);
+        if (lResult.GetCode() == cAccessDenied && aAccess == DeviceAccess::ControlIfFree)
+        {
+            lOptions.mReadOnly = true;
+            lResult = KyGigE::GigEDeviceAdapter::Connect(lAddress, lOptions, mAdapter);
+        }
+        Check(lResult, "cannot connect " + aName);
+        mGuard.Grant();
+    }
+
+    IKyDeviceAdapter& GetAdapter() override { return *mAdapter; }
+
+    uint64_t GetGeneration() override { return mAdapter->GetGeneration(); }
+
+    std::vector<DeviceFeature> ListFeatures() override
+    {
+        std::vector<DeviceFeature> lFeatures;
+        for (const KyGigE::FeatureEntry& lEntry : mAdapter->ListFeatures())
+        {
+            lFeatures.push_back(
+                {lEntry.mName, lEntry.mCategory, lEntry.mKind, lEntry.mVisibility, lEntry.mToolTip});
+        }
+        return lFeatures;
+    }
+
+private:
+    InterruptGuard mGuard; // to the end: giving the device back may take time, too
+    std::unique_ptr<KyGigE::GigEDeviceAdapter> mAdapter;
+};
+
+} // namespace
+
+bool IsNetworkDevice(const std::string& aName)
+{
+    return aName.rfind("gev:", 0) == 0;
+}
+
+std::string CheckNetworkDevice(const std::string& aName)
+{
+    KyGigE::DeviceAddress lAddress;
+    return KyGigE::ParseDeviceAddress(aName, lAddress);
+}
+
+std::unique_ptr<Device> OpenNetworkDevice(const std::string& aName, const KyPlatform::Console& aConsole,
+                                          DeviceAccess aAccess)
+{
+    return std::make_unique<NetworkDevice>(aName, aConsole, aAccess);
+}
+
+namespace
+{
+
+KyGigE::DiscoveryOptions ToOptions(const NetworkSearch& aSearch)
+{
+    KyGigE::DiscoveryOptions lOptions;
+    lOptions.mAddress = aSearch.mAddress;
+    lOptions.mInterface = aSearch.mInterface;
+    lOptions.mPort = static_cast<uint16_t>(aSearch.mPort);
+    lOptions.mTime = aSearch.mTime;
+    return lOptions;
+}
+
+void ThrowUnlessEmpty(const std::string& aError)
+{
+    if (!aError.empty())
+    {
+        throw OperationError(aError);
+    }
+}
+
+/// \param aInterface  Empty where the address alone says which device it is.
+NetworkFinding ToFinding(const KyGigE::FoundDevice& aDevice, const std::string& aInterface)
+{
+    const KyGigE::DeviceInformation& lInformation = aDevice.mInformation;
+    return {KyGigE::DeviceAddressText({aDevice.mAddress, aDevice.mPort, aInterface}),
+            aDevice.mAddress,
+            aDevice.mPort,
+            KyGigE::MacText(lInformation.mMac),
+            lInformation.mVendor,
+            lInformation.mModel,
+            lInformation.mVersion,
+            lInformation.mSerialNumber,
+            lInformation.mUserName,
+            aDevice.mInterface};
+}
+
+/// "00:11:22:33:44:55", also with "-" or without anything between. \return Nothing: it is none.
+std::optional<uint64_t> ParseMac(const std::string& aText)
+{
+    std::string lDigits = aText;
+    const char lSeparator = aText.size() > 2 && (aText[2] == ':' || aText[2] == '-') ? aText[2] : '\0';
+    for (size_t lIndex = 14; lSeparator != '\0' && aText.size() == 17 && lIndex < aText.size(); lIndex -= 3)
+    {
+        if (aText[lIndex] == lSeparator)
+        {
+            lDigits.erase(lIndex, 1);
+        }
+    }
+    const bool lGood =
+        lDigits.size() == 12 && lDigits.find_first_not_of("0123456789abcdefABCDEF") == std::string::npos;
+    return lGood ? std::optional<uint64_t>(std::stoull(lDigits, nullptr, 16)) : std::nullopt;
+}
+
+/// "24" as "255.255.255.0"; anything else as it is.
+std::string MaskText(const std::string& aText)
+{
+    const bool lNumber = !aText.empty() && aText.size() < 3 &&
+                         aText.find_first_not_of("0123456789") == std::string::npos && std::stoi(aText) <= 32;
+    if (!lNumber)
+    {
+        return aText;
+    }
+    const int lOnes = std::stoi(aText);
+    const uint32_t lMask = lOnes == 0 ? 0 : UINT32_MAX << (32 - lOnes);
+    std::string lText;
+    for (const uint32_t lShift : {24U, 16U, 8U, 0U})
+    {
+        lText += (lText.empty() ? "" : ".") + std::to_string(lMask >> lShift & 0xFFU);
+    }
+    return lText;
+}
+
+} // namespace
+
+std::vector<NetworkFinding> FindNetworkDevices(const NetworkSearch& aSearch)
+{
+    std::vector<KyGigE::FoundDevice> lDevices;
+    ThrowUnlessEmpty(KyGigE::DiscoverDevices(ToOptions(aSearch), lDevices));
+    std::vector<NetworkFinding> lFindings;
+    for (const KyGigE::FoundDevice& lDevice : lDevices)
+    {
+        // Where the address alone does not say which device it is, the interface does.
+        const bool lTwin =
+            std::count_if(lDevices.begin(), lDevices.end(),
+                          [&](const KyGigE::FoundDevice& aOther) {
+                              return aOther.mAddress == lDevice.mAddress && aOther.mPort == lDevice.mPort;
+                          }) > 1;
+        lFindings.push_back(ToFinding(lDevice, lTwin ? lDevice.mInterface : std::string()));
+    }
+    return lFindings;
+}
+
+std::string ParseIpChange(const std::string& aText, IpChange& aChange)
+{
+    const size_t lEquals = aText.find('=');
+    const size_t lSlash = aText.find('/', lEquals);
+    if (lEquals == std::string::npos || lSlash == std::string::npos)
+    {
+        return '"' + aText + "\" does not fit; use MAC=ADDRESS/MASK[/GATEWAY]";
+    }
+    const auto lMac = ParseMac(aText.substr(0, lEquals));
+    if (!lMac)
+    {
+        return '"' + aText.substr(0, lEquals) + "\" is no MAC address; use one like 00:11:22:33:44:55";
+    }
+    const size_t lSecond = aText.find('/', lSlash + 1);
+    aChange.mMac = *lMac;
+    aChange.mAddress = aText.substr(lEquals + 1, lSlash - lEquals - 1);
+    aChange.mMask = MaskText(aText.substr(lSlash + 1, lSecond - lSlash - 1));
+    aChange.mGateway = lSecond != std::string::npos ? aText.substr(lSecond + 1) : "";
+    return {};
+}
+
+NetworkFinding ForceIp(const NetworkSearch& aSearch, const IpChange& aChange)
+{
+    KyGigE::FoundDevice lDevice;
+    ThrowUnlessEmpty(KyGigE::ForceIp(ToOptions(aSearch), aChange.mMac,
+                                     {aChange.mAddress, aChange.mMask, aChange.mGateway}, lDevice));
+    return ToFinding(lDevice, {});
+}
+
+void StoreIp(const NetworkSearch& aSearch, const IpChange& aChange)
+{
+    ThrowUnlessEmpty(KyGigE::StoreIp(ToOptions(aSearch), aChange.mMac,
+                                     {aChange.mAddress, aChange.mMask, aChange.mGateway}));
+}
+
+} // namespace KySerialTool
