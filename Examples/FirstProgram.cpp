@@ -1,4 +1,4 @@
-#include "Simulator/Camera/EquippedCamera.h"
+#include "Simulator/Camera/CameraWithDevices.h"
 #include "Simulator/Camera/SimulatedDeviceAdapter.h"
 
 #include <KySerial/KyDeviceSerialPort.h>
@@ -7,7 +7,7 @@
 
 int main()
 {
-    const KySimulator::EquippedCamera lCamera({});                     // with a lens on its first UART
+    const KySimulator::CameraWithDevices lCamera({});                  // with a lens on its first UART
     KySimulator::SimulatedDeviceAdapter lAdapter(lCamera.GetCamera()); // yours is an IKyDeviceAdapter
     KyDeviceSerialPort lPort;
     uint8_t lBytes[64] = "ID?\r\n";

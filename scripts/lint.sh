@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Checks format (clang-format) and habits (clang-tidy, names included) of all sources.
+# Checks layers (layers.py), format (clang-format) and habits (clang-tidy, names included) of all sources.
 #   scripts/lint.sh            all files
 #   scripts/lint.sh --product  the format of all files, the habits of what is not a test: under half the time
 #   scripts/lint.sh FILE...    these files
@@ -17,6 +17,7 @@ if [ $# -gt 0 ]; then
 else
   mapfile -t files < <(git ls-files '*.h' '*.cpp')
 fi
+scripts/layers.py || exit 1
 mkdir -p build
 clang-format --dry-run -Werror "${files[@]}" || exit 1
 

@@ -210,8 +210,8 @@ PLACES = [
     ("clserzmo/Client/clser.cpp", "return CL_ERR_PORT_IN_USE;", "return CL_ERR_IN_USE;", CLIENT),
 
     # The C interface.
-    ("KySerialC/Call.cpp", "*aSize >= lNeeded", "*aSize > lNeeded", C),
-    ("KySerialC/Call.cpp", "aSerial <= KyDeviceSerialBulk7", "aSerial < KyDeviceSerialBulk7", C),
+    ("KySerialC/ApiCall.cpp", "*aSize >= lNeeded", "*aSize > lNeeded", C),
+    ("KySerialC/ApiCall.cpp", "aSerial <= KyDeviceSerialBulk7", "aSerial < KyDeviceSerialBulk7", C),
     ("KySerialC/ThreadText.cpp", "cTextSize - 1) : 0", "cTextSize - 2) : 0", C),
     ("KySerialC/I2CBus.cpp", "cMostBytes = 65535", "cMostBytes = 65536", C),
     ("KySerialC/DeviceAdapter.cpp", "    if (mHolds > 0)", "    if (mHolds > 1)", C),

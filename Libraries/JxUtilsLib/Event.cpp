@@ -14,7 +14,7 @@ namespace
 // do, but with the Windows compiler they are kernel objects, and a wake-up through them costs several calls
 // where a word costs one; std::atomic waits at a word too, but without an end.
 
-/// The word: bit 0 set, the rest counts those who wait.
+/// The word: bit 0 means set, the other bits count the waiters.
 constexpr uint32_t cSet = 1;
 constexpr uint32_t cOneWaiter = 2;
 
@@ -27,7 +27,7 @@ Event::~Event() = default;
 void Event::Set() noexcept
 {
     const bool lAll = mManualReset;
-    // Behind it only the address is used: a waiter may destroy the event as soon as it got through.
+    // After Raise() only the address is used: a waiter may destroy the event as soon as it has seen the signal.
     if (Raise())
     {
         lAll ? KyPlatform::WordWait::WakeAll(&mWord) : KyPlatform::WordWait::WakeOne(&mWord);

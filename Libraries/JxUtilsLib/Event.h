@@ -27,13 +27,13 @@ public:
     /// Signals. Signalling an event that is set changes nothing. Any thread; does not block.
     JXUTILSLIB_API void Set() noexcept;
 
-    /// The first half of Set(), for who holds a lock that a waiter takes next: the event is set, but a waiter
-    /// that sleeps goes on doing so. Any thread; does not block.
-    /// \return Whether Wake() is owed, which is to follow once the lock has been given back.
+    /// The first half of Set(): sets the event and leaves sleeping waiters asleep. A caller that holds a lock
+    /// uses it when a waiter takes that lock next: a waiter woken under the lock would only fall asleep at it.
+    /// Any thread; does not block.
+    /// \return Whether the caller has to call Wake(), after it has given the lock back.
     [[nodiscard]] JXUTILSLIB_API bool Raise() noexcept;
 
-    /// The other half: those who sleep look at the event, which must still be there. Any thread; does not
-    /// block.
+    /// The second half of Set(): wakes sleeping waiters. The event must still exist. Any thread; does not block.
     JXUTILSLIB_API void Wake() noexcept;
 
     /// Takes the signal back. Any thread; does not block.

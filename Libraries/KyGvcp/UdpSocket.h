@@ -140,6 +140,8 @@ private:
     intptr_t mHandle = -1;
     std::chrono::milliseconds mReceiveTime{0}; // Linux: after which it ends a wait in receiving; 0: never
     intptr_t mArrival = -1;                    // Windows: the event of datagrams that arrive
+    Endpoint mPeer{};                          // Windows: what the socket is connected to; zeros: nothing
+    uint32_t mRoute = 0;                       // Windows: own address on the way there
     bool mMayHave = false;                     // Windows: that event has come and nothing was received since
     std::string mError;
 };

@@ -15,7 +15,7 @@ namespace KyPlatform
 /// Names and life as NamedMutex; an event stays as it is when the process that set it ends.
 ///
 /// Setting has two halves, so that a caller who holds a lock can make the event true under the lock and wake
-/// the sleepers behind it: Raise() sets, and says whether Wake() is still needed. Where the system does both
+/// the sleepers after it: Raise() sets, and says whether Wake() is still needed. Where the system does both
 /// at once Raise() never asks for it. A caller killed between the two leaves an event that is set: sleepers
 /// look at it again at least every cLookAgain milliseconds, so they are late but not lost.
 ///
@@ -51,7 +51,7 @@ public:
 
     bool IsValid() const noexcept { return mObject != nullptr; }
 
-    /// Sets the event and wakes everybody who waits for it. Does not block.
+    /// Sets the event and wakes all waiters. Does not block.
     /// \return False: the object is closed or the system refused.
     bool Set() noexcept;
 
@@ -60,7 +60,7 @@ public:
     /// failure. \return False: the object is closed or the system refused.
     bool Raise(bool& aWake) noexcept;
 
-    /// The second half of a Raise(): wakes everybody who waits; who finds the event unset goes back to sleep.
+    /// The second half of a Raise(): wakes all waiters. A waiter that finds the event unset goes back to sleep.
     /// \return False: the object is closed or the system refused.
     bool Wake() noexcept;
 

@@ -15,7 +15,7 @@ class NamedEvent;
 ///
 /// Names are "Local\" or "Session\<number>\" (see Session) and a text without slashes of either kind. The
 /// lock lives while some process holds it open and is gone with the last holder, killed or not. The lock of a
-/// thread that ends, or is killed, passes to the next that waits, which is told so (WaitResult::OwnerDied).
+/// thread that ends, or is killed, passes to the next waiter, whose wait returns WaitResult::OwnerDied.
 ///
 /// States: closed -- Create() or Open() --> open -- Close() or destruction --> closed.
 /// Threads: Wait() and Release() by any thread of an open object; the rest by one thread while nobody waits.

@@ -47,7 +47,7 @@ public:
     /// \return False: the count is 0, or the object is closed.
     [[nodiscard]] bool TryTake() noexcept;
 
-    /// Gives one to the count. Does not block. Anybody may, whoever took it.
+    /// Gives one to the count. Does not block. Any process may, also one that took nothing.
     /// \return False: the count is at its maximum, or the object is closed; nothing changed.
     bool Release() noexcept;
 

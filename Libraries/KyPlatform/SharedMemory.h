@@ -46,7 +46,7 @@ public:
     /// The bytes that can be touched; 0 when closed. Windows rounds the size of an opened one up to pages.
     uint64_t GetSize() const noexcept { return mSize; }
 
-    /// Whether this is what memory made with aSize bytes looks like: as exactly as the system tells.
+    /// Whether this is what memory made with aSize bytes looks like: as exactly as the system reports it.
     bool HasSizeOf(uint64_t aSize) const noexcept;
 
 private:

@@ -8,9 +8,6 @@
 namespace KyPlatform
 {
 
-class HostSerialPort;
-class PseudoTerminal;
-
 /// A manual-reset signal inside one process that ends waits, those of HostSerialPort too. Once set it stays
 /// so.
 ///
@@ -42,9 +39,10 @@ public:
     /// \return Done, TimedOut or Failed.
     [[nodiscard]] WaitResult Wait(uint32_t aTimeout) noexcept;
 
+    /// The backend's object, for what waits for the event together with something else; null: closed.
+    void* GetHandle() const noexcept { return mObject; }
+
 private:
-    friend class HostSerialPort;
-    friend class PseudoTerminal;
     void* mObject = nullptr; // the backend's; null: closed
 };
 

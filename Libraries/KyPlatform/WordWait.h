@@ -8,8 +8,8 @@
 namespace KyPlatform
 {
 
-/// Sleeping until somebody in the same process wakes those who sleep at a word. No object of the system's is
-/// made for it, and a word that nobody sleeps at costs nothing.
+/// Sleeping at a word in memory until another thread of the process wakes the sleepers at that word. It needs no
+/// object of the system, and a word without sleepers costs nothing.
 ///
 /// Threads: any. The word may be gone by the time of a wake: only its address counts.
 class WordWait
@@ -23,7 +23,7 @@ public:
     /// reason.
     static void Sleep(const std::atomic<uint32_t>& aWord, uint32_t aValue, uint32_t aTimeout) noexcept;
 
-    /// Wake those who sleep at a word, in no order. Do not block.
+    /// Wake the sleepers at a word, in no order. Do not block.
     static void WakeOne(const std::atomic<uint32_t>* aWord) noexcept;
     static void WakeAll(const std::atomic<uint32_t>* aWord) noexcept;
 };

@@ -7,8 +7,8 @@ namespace KyPlatform
 
 /// A thread of this process with a name that debuggers show.
 ///
-/// States: idle -- Start() --> running -- Join() --> idle. Destruction joins: a thread must have been told to
-/// end before.
+/// States: idle -- Start() --> running -- Join() --> idle. Destruction joins, so the
+/// owner has to ask the thread to end before.
 /// Threads: one at a time; never the thread itself.
 class WorkerThread
 {

@@ -161,6 +161,8 @@ protected:
 
     KyPlatform::WorkerThread mUpThread;
     KyPlatform::WorkerThread mDownThread;
+    BridgeWatch mWatch;
+    KyPlatform::WorkerThread mWatchThread;
     KyPlatform::StopEvent mStopEvent;
     std::atomic<bool> mStop{false};
     Statistics mStatistics;
@@ -181,6 +183,7 @@ private:
     void EndDeviceTransfers(bool aEnd);
     static uint32_t WatchThread(void* aBridge);
     void Watch();
+    void TryToReconnect(uint64_t& aNextTry);
     KyResult Reconnect();
     void Lose(BridgeWay aWay, KySerialBridgeLoss aLoss, uint64_t aBytes);
     uint64_t GetLostToDevice() const;
@@ -196,8 +199,6 @@ private:
     std::atomic<uint32_t> mDeviceBaudRate{0};  // as last written; 0: never
     std::atomic<uint32_t> mRefusedSettings{0}; // by the device when it was set up last, a bit each
     KySerialBridgeOptions mOptions;
-    BridgeWatch mWatch;
-    KyPlatform::WorkerThread mWatchThread;
     SharedLock mGate;
     bool mReleased = false;
     KySerialBridgeFlow* mFinalToDevice = nullptr; // not owned; null: nobody asks

@@ -82,7 +82,6 @@ void Bridge::Watch()
     uint64_t lNextTry = 0;
     while (mStopEvent.Wait(cLookPeriod) == KyPlatform::WaitResult::TimedOut)
     {
-        const uint64_t lNow = JxUtilsLib::Thread::GetTickCount();
         if (mWatch.LookForDevice())
         {
             if (!std::exchange(lGone, true))
@@ -91,17 +90,7 @@ void Bridge::Watch()
             }
             if (mWatch.IsReconnecting())
             {
-                const auto lInside = mGate.Share();
-                if (mDevicePort->mThis != nullptr)
-                {
-                    mDevicePort->mThis->EndWrites(true); // what a writer waits for has gone with the device
-                }
-            }
-            if (mWatch.IsReconnecting() && mWatch.IsThere() && lNow >= lNextTry)
-            {
-                lNextTry = lNow + cRetryPeriod;
-                // Ignored: the next try comes.
-                static_cast<void>(CatchOutOfMemory([this] { return Reconnect(); }));
+                TryToReconnect(lNextTry);
             }
         }
         if (!mWatch.IsAway())
@@ -113,6 +102,23 @@ void Bridge::Watch()
             }
             lLostBefore = lLost;
         }
+    }
+}
+
+void Bridge::TryToReconnect(uint64_t& aNextTry)
+{
+    {
+        const auto lInside = mGate.Share();
+        if (mDevicePort->mThis != nullptr)
+        {
+            mDevicePort->mThis->EndWrites(true); // what a writer waits for has gone with the device
+        }
+    }
+    const uint64_t lNow = JxUtilsLib::Thread::GetTickCount();
+    if (mWatch.IsThere() && lNow >= aNextTry)
+    {
+        aNextTry = lNow + cRetryPeriod;
+        static_cast<void>(CatchOutOfMemory([this] { return Reconnect(); })); // ignored: the next try comes
     }
 }
 

@@ -103,7 +103,7 @@ KyResult BulkIPEngine::Open(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
     }
     mDevice = aDevice;
     mPort = aPort;
-    static_cast<void>(aDevice->RegisterEventSink(this)); // ignored: the writer's time-out tells
+    static_cast<void>(aDevice->RegisterEventSink(this)); // ignored: a writer without interrupts times out
     // Failures from here on leave the claim and the sink in place; the caller's Close() undoes them.
     lResult = aDevice->ReadRegister(cBulk0Configuration, mBulkConfig);
     if (lResult.IsOK())
@@ -399,7 +399,7 @@ void BulkIPEngine::NotifyEvent(uint16_t aEventID, uint16_t /*aChannel*/, uint64_
         lWakeEmpty = lTxEmpty && mTxEmptyEvent.Raise();
         lWakeRoom = (lTxEmpty || lTxPartialEmpty) && mTxRoomEvent.Raise();
     }
-    // Behind the lock: a writer that is woken under it would fall asleep at the lock at once.
+    // After the lock: a writer woken under it would fall asleep at the lock at once.
     if (lWakeEmpty)
     {
         mTxEmptyEvent.Wake();

@@ -52,8 +52,8 @@ DeviceI2CBus::~DeviceI2CBus()
 {
     if (mBulk != nullptr && mBulk->IsOpened())
     {
-        static_cast<void>(
-            CatchOutOfMemory([this] { return mBulk->Close(); })); // ignored: nobody left to tell
+        static_cast<void>(CatchOutOfMemory(
+            [this] { return mBulk->Close(); })); // ignored: a destructor has no caller to report to
     }
     RetireEngine(std::move(mBulk));
 }
@@ -221,7 +221,7 @@ KyResult DeviceI2CBus::IndirectBurstWrite(uint8_t aSlaveAddress, uint8_t aOffset
 {
     if (IsMissing(aBuffer, aBufferSize))
     {
-        return MasterTransmitter(aSlaveAddress, nullptr, aBufferSize, aFastMode, true); // tells what is wrong
+        return MasterTransmitter(aSlaveAddress, nullptr, aBufferSize, aFastMode, true); // logs what is wrong
     }
     const std::unique_ptr<uint8_t[]> lBytes = OneMore(aBufferSize);
     if (lBytes == nullptr)
@@ -246,7 +246,7 @@ KyResult DeviceI2CBus::IndirectBurstRead(uint8_t aSlaveAddress, uint8_t aOffset,
     {
         return MasterReceiverAfterFirstByte(aSlaveAddress, nullptr, aBufferSize, aBytesRead, aFastMode, true);
     }
-    // Combined format: no stop behind the offset, so that the read begins with a repeated start.
+    // Combined format: no stop after the offset, so that the read begins with a repeated start.
     KyResult lResult = MasterTransmitter(aSlaveAddress, &aOffset, 1, aFastMode, !aUseCombinedFormat);
     if (!lResult.IsOK())
     {

@@ -26,8 +26,8 @@ DeviceSPIBus::~DeviceSPIBus()
 {
     if (mBulk != nullptr && mBulk->IsOpened())
     {
-        static_cast<void>(
-            CatchOutOfMemory([this] { return mBulk->Close(); })); // ignored: nobody left to tell
+        static_cast<void>(CatchOutOfMemory(
+            [this] { return mBulk->Close(); })); // ignored: a destructor has no caller to report to
     }
     RetireEngine(std::move(mBulk));
 }

@@ -233,7 +233,7 @@ KyResult IRegisterSerialPort::Write(const uint8_t* aBuffer, uint32_t aSize, uint
     return WriteAndRead(aBuffer, aSize, aBytesWritten, 0, false, false);
 }
 
-// Makes room for one message and tells how much payload it takes.
+// Makes room for one message. aPayload receives the number of bytes that it carries.
 KyResult IRegisterSerialPort::PrepareDownstream(uint32_t& aPayload)
 {
     static constexpr char cFunction[] = "KySerialLib::IRegisterSerialPort::WriteAndRead";

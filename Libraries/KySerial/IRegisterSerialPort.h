@@ -53,7 +53,7 @@ public:
     /// \param aSimultaneous  SPI: reads while it writes.
     /// \param aFinal         SPI: the caller's final flag.
     /// \return OK; NO_CONNECTION; BAD_PARAMETER for a null buffer; BUFFER_TOO_SMALL when the downstream
-    ///         feature has no room behind the header; the adapter's result of a feature access.
+    ///         feature has no room after the header; the adapter's result of a feature access.
     KyResult WriteAndRead(const uint8_t* aBuffer, uint32_t aSize, uint32_t& aBytesWritten, uint32_t aReadSize,
                           bool aSimultaneous, bool aFinal);
 

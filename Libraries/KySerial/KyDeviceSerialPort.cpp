@@ -49,7 +49,7 @@ KyDeviceSerialPort::~KyDeviceSerialPort()
         const JxUtilsLib::Logger lLogger(KySerialLib::cLogCategory, 0);
         KY_LOG(lLogger, JxUtilsLib::PriorityWarning, "KyDeviceSerialPort::~KyDeviceSerialPort",
                "SerialPort not closed before deleting. Will close");
-        static_cast<void>(Close()); // ignored: there is nobody left to tell
+        static_cast<void>(Close()); // ignored: there is no caller to report to
     }
     KySerialLib::RetireEngine(std::unique_ptr<SerialPort>(std::exchange(mThis, nullptr)));
 }

@@ -13,9 +13,9 @@
 namespace KySerialLib
 {
 
-/// Who drives which device port in this process: each port of a device has one engine at the most.
+/// The device ports in use in this process: each port of a device has one engine at the most.
 ///
-/// Devices are told apart by an identifier read from their features, not by adapter: two adapters on one
+/// Devices are distinguished by an identifier read from their features, not by adapter: two adapters on one
 /// camera share its ports. The same identifier keys the set of devices that are known not to answer the
 /// capability register.
 ///
@@ -42,7 +42,7 @@ public:
 
     /// The device's identifier: its MAC address as text for GigE Vision, vendor name and serial number for
     /// the other transport, else empty. Features that cannot be read count as "00:11:22:33:44:55", "Unknown"
-    /// and "00000000", so devices that cannot be told apart share their claims.
+    /// and "00000000", so devices without distinct identifiers share their claims.
     static std::string GetConnectionID(IKyDeviceAdapter* aDevice);
 
     /// Remembers, for the life of the process, that the device does not answer the capability register.

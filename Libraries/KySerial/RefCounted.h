@@ -17,7 +17,7 @@ public:
     /// One more owner.
     void AddOwner() noexcept { mOwners.fetch_add(1, std::memory_order_relaxed); }
 
-    /// One owner less. \return True for the last one, who deletes the object.
+    /// One owner less. \return True for the last owner, which has to delete the object.
     [[nodiscard]] bool RemoveOwner() noexcept { return mOwners.fetch_sub(1, std::memory_order_acq_rel) == 1; }
 
 protected:

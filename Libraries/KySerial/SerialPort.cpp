@@ -55,7 +55,7 @@ void SerialPort::UnlockRx()
     }
     mWakeReader = false;
     mReceiveLock.Release();
-    // Behind the lock: a reader that is woken under it would fall asleep at the lock at once.
+    // After the lock: a reader woken under it would fall asleep at the lock at once.
     mDataEvent.Wake();
 }
 

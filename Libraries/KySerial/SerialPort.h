@@ -74,8 +74,8 @@ public:
     /// logged.
     KyResult Read(uint8_t* aBuffer, uint32_t aSize, uint32_t& aBytesRead, uint32_t aTimeout);
 
-    /// Gives up what an open engine costs that nobody uses any more: the receive buffer goes, and events are
-    /// ignored without asking the adapter. The object stays, for adapters that still call it; see
+    /// Frees what an open engine without an owner costs: the receive buffer goes, and events are ignored
+    /// without asking the adapter. The object stays, for adapters that still call it; see
     /// RetiredEngines.h. Only IsOpened() and the destructor may follow, and events.
     void Retire(); // not virtual: the engines' table of virtual functions is fixed
 
@@ -152,8 +152,9 @@ private:
     uint32_t mCells JX_GUARDED_BY(mReceiveLock) = 1;
     JxUtilsLib::Event mDataEvent;
     std::atomic<bool> mReaderWaiting{false};
-    bool mWakeReader JX_GUARDED_BY(mReceiveLock) = false; // the event is set, who sleeps at it not yet woken
-    bool mReadsEnd JX_GUARDED_BY(mReceiveLock) = false;   // see EndReads()
+    bool mWakeReader JX_GUARDED_BY(mReceiveLock) =
+        false; // the event is set, and the sleeping reader is not woken yet
+    bool mReadsEnd JX_GUARDED_BY(mReceiveLock) = false; // see EndReads()
 
     JxUtilsLib::Mutex mWriteLock;
     JxUtilsLib::Event*

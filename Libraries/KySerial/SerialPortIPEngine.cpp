@@ -208,7 +208,7 @@ void SerialPortIPEngine::DrainRx()
     }
 }
 
-/// Receives the low byte of each word behind the first one, all in one hold of the lock.
+/// Receives the low byte of each word after the first one, all in one hold of the lock.
 void SerialPortIPEngine::PushLowBytes(const void* aWords, uint32_t aCount)
 {
     std::array<uint8_t, 256> lBytes;

@@ -1,9 +1,9 @@
 #include "KySerialC/Bridge.h"
 
-#include "Call.h"
+#include "ApiCall.h"
 #include "KySerial/KySerialBridge.h"
 #include "LineSettingsForm.h"
-#include "Opened.h"
+#include "PortObject.h"
 
 #include <cstddef>
 
@@ -72,7 +72,7 @@ public:
 // A bridge and the device that it runs on.
 struct Bridge
 {
-    DeviceHold mDevice; // set while it runs; goes after it
+    DeviceReference mDevice; // set while it runs; goes after it
     std::mutex mTurn;
     FunctionObserver mObserver;
     FunctionGeneration mGeneration;
@@ -97,7 +97,7 @@ KyCode StartBridge(const char* aFunction, KyBridgeHandle aBridge, KyDeviceHandle
                      {
                          return Fail(KY_WRONG_STATE, aFunction, "Bridge already started.");
                      }
-                     DeviceHold lDevice(aDevice);
+                     DeviceReference lDevice(aDevice);
                      if (lDevice.Get() == nullptr)
                      {
                          return Fail(KY_INVALID_HANDLE, aFunction, "No such device.");

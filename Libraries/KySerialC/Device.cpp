@@ -1,8 +1,8 @@
 #include "KySerialC/Device.h"
 
-#include "Call.h"
+#include "ApiCall.h"
+#include "DeviceAdapter.h"
 #include "JxUtilsLib/Assert.h"
-#include "Tables.h"
 #include "ThreadText.h"
 
 #include <memory>
@@ -121,7 +121,7 @@ KyCode KyDeviceGetFeature(KyDeviceHandle aDevice, const char* aName, char* aBuff
     return Run(
         [&]() -> KyResult
         {
-            const DeviceHold lDevice(aDevice);
+            const DeviceReference lDevice(aDevice);
             if (lDevice.Get() == nullptr)
             {
                 return Fail(KY_INVALID_HANDLE, cFunction, "No such device.");
@@ -142,7 +142,7 @@ KyCode KyDeviceSetFeature(KyDeviceHandle aDevice, const char* aName, const char*
     return Run(
         [&]() -> KyResult
         {
-            const DeviceHold lDevice(aDevice);
+            const DeviceReference lDevice(aDevice);
             if (lDevice.Get() == nullptr)
             {
                 return Fail(KY_INVALID_HANDLE, cFunction, "No such device.");

@@ -1,6 +1,6 @@
 #include "DeviceAdapter.h"
 
-#include "Tables.h"
+#include "DeviceAdapter.h"
 #include "ThreadText.h"
 
 #include <algorithm>
@@ -311,7 +311,7 @@ bool DeviceAdapter::IsAlternateTransport()
     return Ask(mAdapter, mAdapter.mIsAlternateTransport);
 }
 
-DeviceHold::DeviceHold(KyDeviceHandle aDevice) : mDevice(Devices().Find(aDevice))
+DeviceReference::DeviceReference(KyDeviceHandle aDevice) : mDevice(Devices().Find(aDevice))
 {
     if (mDevice != nullptr && !mDevice->Hold())
     {
@@ -319,14 +319,14 @@ DeviceHold::DeviceHold(KyDeviceHandle aDevice) : mDevice(Devices().Find(aDevice)
     }
 }
 
-DeviceHold& DeviceHold::operator=(DeviceHold&& aOther) noexcept
+DeviceReference& DeviceReference::operator=(DeviceReference&& aOther) noexcept
 {
     Reset();
     mDevice = std::move(aOther.mDevice);
     return *this;
 }
 
-void DeviceHold::Reset()
+void DeviceReference::Reset()
 {
     if (mDevice != nullptr)
     {

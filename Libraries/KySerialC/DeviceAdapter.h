@@ -1,5 +1,6 @@
 #pragma once
 
+#include "HandleTable.h"
 #include "KySerial/IKyDeviceAdapter.h"
 #include "KySerial/KyUpstreamReports.h"
 #include "KySerialC/Adapter.h"
@@ -28,7 +29,7 @@ public:
     /// Whether the table is large enough and has what it must have.
     static bool IsComplete(const KyAdapter& aAdapter);
 
-    /// The handle that the application's functions are told. Before any call.
+    /// Sets the handle that the application's functions receive. Before any call.
     void SetHandle(KyDeviceHandle aHandle) { mHandle = aHandle; }
 
     /// Keeps the device from being retired. \return False: it has been.
@@ -40,11 +41,11 @@ public:
     /// \return KY_WRONG_STATE: something holds the device. KY_INVALID_HANDLE: it has been retired already.
     KyCode Retire();
 
-    /// Tells the sinks of an event.
+    /// Reports an event to the sinks.
     /// \return KY_WRONG_STATE: from inside a report. KY_INVALID_HANDLE: retired.
     KyCode ReportEvent(uint16_t aEventID, uint16_t aChannel, uint64_t aBlockID, uint64_t aTimestamp,
                        const void* aData, uint32_t aDataLength);
-    /// Tells the sinks of a change. Results as ReportEvent().
+    /// Reports a change to the sinks. Results as ReportEvent().
     KyCode ReportChange(const KyString& aName);
 
     void Reserved0() override {} // GCOVR_EXCL_LINE: a place that nobody calls
@@ -91,22 +92,26 @@ private:
     std::condition_variable mChanged;
     std::vector<IKyDeviceEventSink*> mSinks;
     IKyDeviceEventSink* mCurrent = nullptr; // being called
-    std::thread::id mReporter;              // who reports, if somebody does
+    std::thread::id mReporter;              // the thread that reports, if there is one
     uint32_t mHolds = 0;
     bool mRetired = false;
 };
 
+/// The process's devices. Like every table of handles it is never destroyed: at the process's end nothing is
+/// closed, since the application's side of the adapters may be gone by then.
+HandleTable<DeviceAdapter>& Devices();
+
 /// Keeps a device for a port, bus or bridge that is open on it, or for the time of a question.
-class DeviceHold
+class DeviceReference
 {
 public:
     /// Holds nothing.
-    DeviceHold() = default;
+    DeviceReference() = default;
     /// Holds the device of that handle, if there is one.
-    explicit DeviceHold(KyDeviceHandle aDevice);
-    ~DeviceHold() { Reset(); }
-    DeviceHold(DeviceHold&& aOther) noexcept = default;
-    DeviceHold& operator=(DeviceHold&& aOther) noexcept;
+    explicit DeviceReference(KyDeviceHandle aDevice);
+    ~DeviceReference() { Reset(); }
+    DeviceReference(DeviceReference&& aOther) noexcept = default;
+    DeviceReference& operator=(DeviceReference&& aOther) noexcept;
 
     /// Null: holds nothing.
     DeviceAdapter* Get() const { return mDevice.get(); }

@@ -1,14 +1,14 @@
 #include "KySerialC/I2CBus.h"
 
 #include "KySerial/KyDeviceI2CBus.h"
-#include "Opened.h"
+#include "PortObject.h"
 
 using namespace KySerialCLib;
 
 namespace
 {
 
-using Bus = Opened<KyDeviceI2CBus>;
+using Bus = PortObject<KyDeviceI2CBus>;
 
 constexpr uint32_t cMostBytes = 65535; // the count that a read command carries
 

@@ -1,6 +1,6 @@
 #include "KySerialC/LineSettings.h"
 
-#include "Call.h"
+#include "ApiCall.h"
 #include "LineSettingsForm.h"
 
 namespace KySerialCLib

@@ -1,6 +1,6 @@
 #include "KySerialC/Log.h"
 
-#include "Call.h"
+#include "ApiCall.h"
 #include "JxUtilsLib/Logger.h"
 #include "KyBase/KyPermanent.h"
 

@@ -1,14 +1,14 @@
 #include "KySerialC/Port.h"
 
 #include "KySerial/KyDeviceSerialPort.h"
-#include "Opened.h"
+#include "PortObject.h"
 
 using namespace KySerialCLib;
 
 namespace
 {
 
-using Port = Opened<KyDeviceSerialPort>;
+using Port = PortObject<KyDeviceSerialPort>;
 
 HandleTable<Port>& Ports()
 {

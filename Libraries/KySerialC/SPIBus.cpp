@@ -1,14 +1,14 @@
 #include "KySerialC/SPIBus.h"
 
 #include "KySerial/KyDeviceSPIBus.h"
-#include "Opened.h"
+#include "PortObject.h"
 
 using namespace KySerialCLib;
 
 namespace
 {
 
-using Bus = Opened<KyDeviceSPIBus>;
+using Bus = PortObject<KyDeviceSPIBus>;
 
 HandleTable<Bus>& Buses()
 {

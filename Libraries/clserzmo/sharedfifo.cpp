@@ -20,7 +20,7 @@ namespace
 /// No wait for a lock is longer: a stopped process that holds it must not stop the others.
 constexpr uint32_t cLockTimeout = 5000;
 
-/// Sleepers look at the indexes this often: a peer may die after it changed them and before it could tell.
+/// Sleepers look at the indexes this often: a peer may die after it changed them and before it set the event.
 constexpr uint32_t cLookAgain = 50;
 
 uint32_t LoadWord(uint32_t& aWord)
@@ -198,7 +198,7 @@ void SharedFifo::Unlock() noexcept
     CLSERZMO_VERIFY(mMutex.Release(), "::ReleaseMutex( mMutex )");
 }
 
-/// Wakes behind the lock: a sleeper that is woken under it would fall asleep at the lock at once.
+/// Wakes after the lock: a sleeper woken under it would fall asleep at the lock at once.
 void SharedFifo::Unlock(NamedEvent& aWake, bool aNeeded) noexcept
 {
     Unlock();

@@ -27,9 +27,9 @@ static_assert(offsetof(SharedFifoHeader, mSize) == 0 && offsetof(SharedFifoHeade
               sizeof(SharedFifoHeader) == 16);
 
 /// A one-way queue of bytes between two processes: a ring in shared memory, a named lock, and two named
-/// events that tell the other side that something was written or read.
+/// events that report to the other side that something was written or read.
 ///
-/// It is empty when head and tail are equal and full when head is one behind tail, so that at most mSize - 1
+/// It is empty when head and tail are equal and full when head is one before tail, so that at most mSize - 1
 /// bytes are waiting. Made for one writing and one reading process, each with any number of threads. The
 /// indexes change under the lock only, and nobody waits for an event while holding it.
 ///
@@ -61,7 +61,7 @@ public:
     /// Writes bytes, waiting for room as often as it takes.
     ///
     /// A write that leaves the FIFO exactly full waits for the reader before it returns. When the reader
-    /// takes nothing in time the result is false, although every byte is stored: aWritten tells.
+    /// takes nothing in time the result is false, although every byte is stored: aWritten says so.
     /// \param aData     aSize bytes; may be null if aSize is 0.
     /// \param aWritten  Receives the bytes stored, on failure too.
     /// \param aTimeout  Milliseconds in all that it may wait for room; 0xFFFFFFFF has no end.

@@ -60,7 +60,7 @@ public:
     bool IsValid() const noexcept;
 
     /// Sweeps, then enters a server. A name that is already in the table stays as it is.
-    /// \param aName  What is behind the 255th character is not stored.
+    /// \param aName  What follows the 255th character is not stored.
     /// \return True: an entry carries the name. False: all entries are taken, lock not to be had, invalid.
     bool Register(const std::string& aName);
 

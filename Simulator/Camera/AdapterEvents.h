@@ -3,7 +3,7 @@
 #include "Simulator/Camera/CameraModel.h"
 #include "Simulator/Camera/Faults.h"
 #include "Simulator/Camera/Lock.h"
-#include "Simulator/Ports/Outbox.h"
+#include "Simulator/Ports/OutputQueue.h"
 
 #include <KySerial/IKyDeviceEventSink.h>
 

@@ -44,7 +44,7 @@ CameraCore::CameraCore(const CameraConfiguration& aConfiguration, std::shared_pt
 void CameraCore::Settle()
 {
     mState.Step(mScheduler->Now());
-    mOutbox.Post(mState.TakeOutputs());
+    mOutputQueue.Post(mState.TakeOutputs());
     const Time lNext = mState.NextDue();
     if (lNext < mOrdered)
     {
@@ -71,7 +71,7 @@ void CameraCore::OnTimer()
         mState.Step(mScheduler->Now());
         Settle();
     }
-    mOutbox.Drain();
+    mOutputQueue.Drain();
 }
 
 void CameraCore::Plug(Port aPort, std::shared_ptr<SerialPeer> aPeer)

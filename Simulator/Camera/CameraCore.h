@@ -2,7 +2,7 @@
 
 #include "Simulator/Camera/CameraState.h"
 #include "Simulator/Camera/Lock.h"
-#include "Simulator/Ports/Outbox.h"
+#include "Simulator/Ports/OutputQueue.h"
 
 #include <memory>
 #include <utility>
@@ -30,7 +30,7 @@ public:
                 aWork(mState);
                 Settle();
             }
-            mOutbox.Drain();
+            mOutputQueue.Drain();
         }
         else
         {
@@ -42,7 +42,7 @@ public:
                 Settle();
                 return lValue;
             }();
-            mOutbox.Drain();
+            mOutputQueue.Drain();
             return lResult;
         }
     }
@@ -50,7 +50,7 @@ public:
     const CameraConfiguration& GetConfiguration() const { return mConfiguration; }
     const FeatureTable& GetFeatures() const { return mFeatures; }
     Scheduler& GetScheduler() const { return *mScheduler; }
-    Outbox& GetOutbox() { return mOutbox; }
+    OutputQueue& GetOutputQueue() { return mOutputQueue; }
     void Plug(Port aPort, std::shared_ptr<SerialPeer> aPeer);
 
 private:
@@ -61,7 +61,7 @@ private:
     const CameraConfiguration mConfiguration;
     const FeatureTable mFeatures;
     const std::shared_ptr<Scheduler> mScheduler;
-    Outbox mOutbox;
+    OutputQueue mOutputQueue;
     Lock mLock;
     CameraState mState JX_GUARDED_BY(mLock);
     Time mOrdered JX_GUARDED_BY(mLock) = cNever;

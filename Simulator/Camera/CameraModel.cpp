@@ -26,7 +26,7 @@ CameraModel::CameraModel(const CameraConfiguration& aConfiguration, std::shared_
 
 CameraModel::~CameraModel()
 {
-    mThis->GetOutbox().Shut();
+    mThis->GetOutputQueue().Shut();
 }
 
 const CameraConfiguration& CameraModel::GetConfiguration() const
@@ -123,17 +123,17 @@ Outcome CameraModel::SetRegisterData(const std::string& aName, const uint8_t* aB
 
 void CameraModel::AddListener(CameraListener* aListener)
 {
-    mThis->GetOutbox().AddListener(aListener);
+    mThis->GetOutputQueue().AddListener(aListener);
 }
 
 void CameraModel::RemoveListener(CameraListener* aListener)
 {
-    mThis->GetOutbox().RemoveListener(aListener);
+    mThis->GetOutputQueue().RemoveListener(aListener);
 }
 
 void CameraModel::WaitForListeners()
 {
-    mThis->GetOutbox().WaitUntilDrained();
+    mThis->GetOutputQueue().WaitUntilDrained();
 }
 
 void CameraModel::Plug(Port aPort, std::shared_ptr<SerialPeer> aPeer)

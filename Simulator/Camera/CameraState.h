@@ -2,7 +2,7 @@
 
 #include "Simulator/Camera/FeatureTable.h"
 #include "Simulator/Ports/BulkPort.h"
-#include "Simulator/Ports/Outbox.h"
+#include "Simulator/Ports/OutputQueue.h"
 #include "Simulator/Ports/UartPort.h"
 
 #include <array>

@@ -65,8 +65,8 @@ protected:
 TEST_P(ClosedStreamsTest, FileThatACommandWritesHasNothingOfItsOutput)
 {
     const std::string lState = Process::TemporaryFile(".state");
-    Run("kyserial", {"clser", "list"});
-    ExpectPrinted("INDEX  NAME\n");
+    Run("kyserial", {"features", "get", "DeviceModelName", "--device", "sim"});
+    ExpectPrinted("Simulated Camera\n");
     Run("kyserial", {"features", "get", "DeviceVendorName", "--device", "sim", "--sim-state", lState});
     ExpectPrinted("Korvo\n");
     const std::string lContent = KyTest::ReadFile(lState);

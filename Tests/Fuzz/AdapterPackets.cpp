@@ -26,7 +26,7 @@ constexpr uint8_t cUntouched = 0xA5;
 class Session
 {
 public:
-    explicit Session(FuzzInput& aInput) : mInput(aInput), mChannel(KyGigE::ControlTimes{1, 2, 2})
+    explicit Session(FuzzInput& aInput) : mInput(aInput), mChannel(KyGigE::ControlTimes{0, 2, 0})
     {
         KY_REQUIRE(mDevice.Open({cHost, 0}) && mChannel.Open(mDevice.GetLocal(), cHost).IsOK());
         mChannel.SetShut(false);

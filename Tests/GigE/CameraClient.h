@@ -10,6 +10,20 @@
 #include <optional>
 #include <vector>
 
+/// Whether all loopback addresses are 127.0.0.1, as under Wine: what was sent from another one comes from there.
+inline bool HasOneLoopbackAddress()
+{
+    KyGvcp::UdpSocket lFirst;
+    KyGvcp::UdpSocket lSecond;
+    std::array<uint8_t, 1> lByte{};
+    size_t lSize = 0;
+    KyGvcp::Endpoint lFrom;
+    EXPECT_TRUE(lFirst.Open({0x7F000001, 0}) && lSecond.Open({0x7F000002, 0}));
+    EXPECT_EQ(KyGvcp::SocketResult::Done, lSecond.SendTo(lFirst.GetLocal(), lByte));
+    EXPECT_EQ(KyGvcp::SocketResult::Done, lFirst.Receive(lByte, lSize, &lFrom, std::chrono::seconds(20)));
+    return lFrom.mAddress == 0x7F000001;
+}
+
 /// An application that sends and receives raw packets, for tests of a camera on the network.
 class CameraClient
 {

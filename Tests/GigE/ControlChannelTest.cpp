@@ -308,4 +308,50 @@ TEST_F(ControlChannelTest, SeveralThreadsGetTheirOwnAnswers)
     }
 }
 
+/// A device that has answered before it is asked; the channel looks once and does not wait.
+class LateAnswerTest : public testing::Test
+{
+protected:
+    LateAnswerTest()
+    {
+        EXPECT_TRUE(mDevice.Open({cLoopback, 0}));
+        EXPECT_THAT(mChannel.Open(mDevice.GetLocal(), cLoopback), IsOK());
+        mChannel.SetShut(false);
+    }
+
+    /// Sends packets that belong to another request, and then the answer.
+    void Send(unsigned aForeign)
+    {
+        const uint16_t lRequest = KyGigE::FollowingRequest(0);
+        for (unsigned lPacket = 0; lPacket <= aForeign; ++lPacket)
+        {
+            const uint16_t lOwn = lPacket == aForeign ? lRequest : static_cast<uint16_t>(lRequest + 1);
+            KyGvcp::Packet lAnswer =
+                KyGvcp::Packet::Acknowledge(KyGvcp::cSuccess, KyGvcp::cReadRegister + 1, lOwn);
+            ASSERT_EQ(mDevice.SendTo(mChannel.GetLocal(), lAnswer.Add32(7).GetBytes()),
+                      KyGvcp::SocketResult::Done);
+        }
+    }
+
+    static constexpr uint32_t cLoopback = 0x7F000001;
+    KyGvcp::UdpSocket mDevice;
+    ControlChannel mChannel{{0, 1, 0}};
+};
+
+TEST_F(LateAnswerTest, AnswerThatHasComeIsReadAfterItsTime)
+{
+    Send(10);
+    uint32_t lValue = 0;
+    EXPECT_THAT(mChannel.ReadRegister(0, lValue), IsOK());
+    EXPECT_EQ(lValue, 7U);
+}
+
+TEST_F(LateAnswerTest, DeviceThatSendsWithoutEndDoesNotKeepTheCaller)
+{
+    Send(100);
+    uint32_t lValue = 0;
+    EXPECT_THAT(mChannel.ReadRegister(0, lValue),
+                IsResult(KyResult::NO_CONNECTION, "The device does not answer."));
+}
+
 } // namespace

@@ -30,6 +30,14 @@ protected:
         mWhere.mTime = 20000;
     }
 
+    /// Where the camera answers.
+    KyGvcp::Endpoint Place()
+    {
+        KyGvcp::Endpoint lPlace = mCamera.GetEndpoint();
+        lPlace.mAddress = HasOneLoopbackAddress() ? 0x7F000001 : lPlace.mAddress;
+        return lPlace;
+    }
+
     static std::shared_ptr<KySimulator::CameraModel> Model()
     {
         KySimulator::CameraConfiguration lConfiguration;
@@ -49,7 +57,7 @@ TEST_F(DeviceIpTest, ADeviceMovesAndIsFoundThere)
     EXPECT_EQ(cNewAddress, mFound.mInformation.mAddress);
     EXPECT_EQ(0xFF000000U, mFound.mInformation.mMask);
     EXPECT_EQ(cNewAddress, mCamera.GetEndpoint().mAddress);
-    CameraClient lClient(mCamera.GetEndpoint());
+    CameraClient lClient(Place());
     EXPECT_EQ(cNewAddress, lClient.Read(KyGvcp::cAddressRegister));
     mCamera.Restart({}); // the address lasts until the device is switched off
     EXPECT_EQ(0x7F000001U, mCamera.GetEndpoint().mAddress);
@@ -65,7 +73,7 @@ TEST_F(DeviceIpTest, AnotherMacAddressIsNotFound)
 
 TEST_F(DeviceIpTest, ADeviceThatIsControlledKeepsItsAddress)
 {
-    CameraClient lClient(mCamera.GetEndpoint());
+    CameraClient lClient(Place());
     lClient.Take();
     lClient.Write(KyGvcp::cHeartbeatRegister, 600000);
     EXPECT_EQ("the device 02:03:04:05:06:07 refused: access denied (another application controls it)",
@@ -83,7 +91,7 @@ TEST_F(DeviceIpTest, AStoredAddressIsTakenAtTheNextStart)
     mCamera.Restart({});
     EXPECT_TRUE(mCamera.Plug());
     EXPECT_EQ(cNewAddress, mCamera.GetEndpoint().mAddress);
-    CameraClient lClient(mCamera.GetEndpoint());
+    CameraClient lClient(Place());
     EXPECT_EQ(cNewAddress, lClient.Read(KyGvcp::cAddressRegister));
     EXPECT_EQ(0x7F0000FEU, lClient.Read(KyGvcp::cGatewayRegister));
 }

@@ -1,3 +1,4 @@
+#include "GigE/CameraClient.h"
 #include "GigE/ScriptedDevice.h"
 #include "Support/ResultMatcher.h"
 
@@ -130,6 +131,10 @@ TEST_F(EventChannelTest, ADeviceThatStartsAnewIsHeardAlthoughItsIdentifiersRepea
 
 TEST_F(EventChannelTest, OtherHostsAreNotListenedTo)
 {
+    if (HasOneLoopbackAddress())
+    {
+        GTEST_SKIP() << "this system has one loopback address";
+    }
     KyGvcp::Packet lPacket = KyGvcp::Packet::Command(KyGvcp::cEventData, KyGvcp::cAcknowledgeWanted, 9);
     KyGvcp::AddEvent(lPacket, 0x9000, 1, 1, {});
     const KyGvcp::Bytes lBytes = lPacket.GetBytes();

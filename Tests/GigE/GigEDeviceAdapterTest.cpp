@@ -392,13 +392,13 @@ TEST(GigEConnectTest, EachConnectionHasANumberOfItsOwn)
 TEST(GigEConnectTest, TwoDevicesAtOnce)
 {
     ScriptedDevice lFirst(Xml());
-    ScriptedDevice lSecond(Xml(), 0x7F000002);
+    ScriptedDevice lSecond(Xml());
     lFirst.PutWord(0x20004, 1);
     lSecond.PutWord(0x20004, 2);
     std::unique_ptr<GigEDeviceAdapter> lOne;
     std::unique_ptr<GigEDeviceAdapter> lTwo;
     ASSERT_THAT(GigEDeviceAdapter::Connect({"127.0.0.1", lFirst.GetPort(), ""}, lOne), IsOK());
-    ASSERT_THAT(GigEDeviceAdapter::Connect({"127.0.0.2", lSecond.GetPort(), ""}, lTwo), IsOK());
+    ASSERT_THAT(GigEDeviceAdapter::Connect({"127.0.0.1", lSecond.GetPort(), ""}, lTwo), IsOK());
     int64_t lValue = 0;
     EXPECT_THAT(lOne->GetIntegerValue("Rate", lValue), IsOK());
     EXPECT_EQ(lValue, 1);

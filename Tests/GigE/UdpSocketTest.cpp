@@ -169,6 +169,36 @@ TEST_F(UdpSocketPairTest, ReachesAPeerThatIsBack)
     }
 }
 
+// The network's word that nobody listens must not silence the socket for the time after.
+TEST_F(UdpSocketPairTest, HearsAPeerThatIsBack)
+{
+    const Endpoint lPeer = mServer.GetLocal();
+    Waker lWaker;
+    for (int lRound = 0; lRound < 3; ++lRound)
+    {
+        mServer.Close();
+        EXPECT_EQ(SocketResult::Done, mClient.Send(std::vector<uint8_t>(1, 1)));
+        static_cast<void>(mClient.Receive(mBuffer, mSize, nullptr, 20ms)); // ignored: a refusal or nothing
+        ASSERT_TRUE(mServer.Open(lPeer)) << mServer.GetError();
+        EXPECT_EQ(SocketResult::Done, mServer.SendTo(mClient.GetLocal(), std::vector<uint8_t>(1, 2)));
+        ASSERT_EQ(SocketResult::Done, mClient.Receive(mBuffer, mSize, nullptr, 10s, &lWaker));
+        EXPECT_EQ(2, mBuffer[0]);
+    }
+}
+
+TEST_F(UdpSocketPairTest, AConnectedSocketHearsItsPeerOnly)
+{
+    UdpSocket lOther;
+    ASSERT_TRUE(lOther.Open({cLocalHost, 0}));
+    for (uint8_t lIndex = 0; lIndex < 100; ++lIndex)
+    {
+        EXPECT_EQ(SocketResult::Done, lOther.SendTo(mClient.GetLocal(), std::vector<uint8_t>(1, 9)));
+    }
+    EXPECT_EQ(SocketResult::TimedOut, mClient.Receive(mBuffer, mSize, nullptr, 20ms));
+    EXPECT_EQ(SocketResult::Done, mServer.SendTo(mClient.GetLocal(), std::vector<uint8_t>(1, 2)));
+    EXPECT_THAT(Received(mClient), testing::ElementsAre(2));
+}
+
 // The system signals once for what comes before a wait; none of it is left lying.
 TEST_F(UdpSocketPairTest, TakesEveryDatagramOfABurst)
 {

@@ -47,7 +47,7 @@ build_and_run() {
 
 # talk PROGRAM...: the installed program has to hear from the lens of its simulated camera.
 talk() {
-  printf 'STATUS?\r\n' | "$@" term --port uart0 | grep 'STATUS READY ZOOM 0 FOCUS 1000 IRIS 100'
+  printf 'STATUS?\r\n' | "$@" term --device sim --port uart0 | grep 'STATUS READY ZOOM 0 FOCUS 1000 IRIS 100'
 }
 
 # talk_over_network BIN: the installed program has to hear from the lens of the installed camera program.

@@ -1,4 +1,4 @@
-#include "KyPlatform/Console.h"
+#include "Platform/Console.h"
 
 #include <cstdint>
 #include <cstdio>
@@ -9,7 +9,7 @@
 // The other half of ConsoleTest: a program that does one thing with its console and reports on the error
 // output.
 
-using KyPlatform::Console;
+using KyToolPlatform::Console;
 
 namespace
 {

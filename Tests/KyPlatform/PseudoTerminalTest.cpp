@@ -1,4 +1,4 @@
-#include "KyPlatform/PseudoTerminal.h"
+#include "Platform/PseudoTerminal.h"
 
 #include "JxUtilsLib/Thread.h"
 
@@ -11,8 +11,8 @@
 using KyPlatform::HostSerialPort;
 using KyPlatform::HostTransfer;
 using KyPlatform::HostTransferResult;
-using KyPlatform::PseudoTerminal;
 using KyPlatform::StopEvent;
+using KyToolPlatform::PseudoTerminal;
 
 namespace
 {

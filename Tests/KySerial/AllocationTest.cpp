@@ -78,7 +78,7 @@ protected:
         return lCount;
     }
 
-    // A port or bus without memory for what is behind it.
+    // A port or bus that found no memory for its engine.
     template<typename Product>
     void MakeWithoutMemory(std::optional<Product>& aProduct)
     {
@@ -277,7 +277,7 @@ TEST_F(AllocationTest, WithoutMemoryToNoteThatADeviceHasNoRegistersItHasNoI2C)
 // The engine that is replaced while it is open is never freed: the device may still call it.
 TEST_F(AllocationTest, AnOpenEngineSurvivesItsReplacementWhateverAllocationFailed)
 {
-    // Who looks for leaks, at the process's very end, finds them here.
+    // A leak checker, at the process's very end, finds them here.
     static auto* const cKept = new std::vector<std::vector<IKyDeviceEventSink*>>;
     const int lRefused = ForEachNth(
         [&](int aNth, int& aCount)
@@ -335,7 +335,7 @@ TEST_F(AllocationTest, AnI2CBusThatIsOpenedAgainFreesItsFormerEngineOnBulk0Only)
     {
         KyDeviceSerial mPort;
         bool mRegisters;
-        int mLeast; // allocations that ten openings leave behind
+        int mLeast; // allocations that remain after ten openings
     };
     for (const Case& lCase : {Case{KyDeviceSerialBulk0, true, 0}, Case{KyDeviceSerialBulk0, false, 0},
                               Case{KyDeviceSerialBulk3, false, 10}})

@@ -32,6 +32,8 @@ public:
     using Bridge::mStop;
     using Bridge::mStopEvent;
     using Bridge::mUpThread;
+    using Bridge::mWatch;
+    using Bridge::mWatchThread;
     using Bridge::ReadFromDevice;
     using Bridge::SetConfiguration;
     using Bridge::WriteToDevice;

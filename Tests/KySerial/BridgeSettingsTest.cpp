@@ -21,7 +21,7 @@ protected:
         return {aBaudRate, aParity, 8, aStopBits};
     }
 
-    // A bulk port behind a selector that stands somewhere else.
+    // A bulk port whose selector stands at another port.
     void OpenSelected()
     {
         AddSettings(mDevice, "Bulk");

@@ -13,11 +13,8 @@ namespace
 
 constexpr char cOpen[] = "KySerialLib::BulkIPEngine::Open";
 constexpr char cEnable[] = "KySerialLib::BulkIPEngine::EnableInterrupts";
-constexpr char cClose[] = "KySerialLib::BulkIPEngine::Close";
 constexpr char cNull[] = "Device pointer is NULL.";
-constexpr char cDisconnected[] = "The device is not currently connected.";
 constexpr char cNotSupported[] = "The specified port is not supported by this device.";
-constexpr char cInUse[] = "The specified port is already in use.";
 
 const Calls cClaim = Join({{"IsConnected", "IsConnected", "IsKorvoVideoInterface"},
                            cIdentify,
@@ -44,7 +41,7 @@ protected:
         return lFree;
     }
 
-    // What every failed step behind the claim leaves: an open engine that Close() gets rid of.
+    // Every step that fails after the claim leaves an open engine, which Close() closes.
     void ExpectLeftOpen()
     {
         EXPECT_TRUE(mEngine.IsOpened());
@@ -130,22 +127,6 @@ TEST_F(BulkIPEngineTest, OpensWithAnUnknownInterface)
     }
 }
 
-TEST_F(BulkIPEngineTest, DoesNotOpenWithoutADevice)
-{
-    EXPECT_THAT(mEngine.Open(nullptr, KyDeviceSerialBulk0), IsResult(KyResult::NO_CONNECTION, cNull));
-    EXPECT_EQ(TakeLogOf("DeviceChecks"), (Lines{{PriorityError, cOpen, cNull}}));
-    EXPECT_FALSE(mEngine.IsOpened());
-}
-
-TEST_F(BulkIPEngineTest, DoesNotOpenADisconnectedDevice)
-{
-    mDevice.SetAnswer(Slot::IsConnected, false);
-    EXPECT_THAT(Open(), IsResult(KyResult::NO_CONNECTION, cDisconnected));
-    EXPECT_EQ(mDevice.TakeCalls(), Calls{"IsConnected"});
-    EXPECT_EQ(TakeLog(), (Lines{{PriorityError, cOpen, cDisconnected}}));
-    EXPECT_FALSE(mEngine.IsOpened());
-}
-
 TEST_F(BulkIPEngineTest, DoesNotOpenAPortThatTheDeviceHasNot)
 {
     mDevice.SetRegister(0xB8FC, 0x80000000);
@@ -167,21 +148,6 @@ TEST_F(BulkIPEngineTest, DoesNotOpenAnotherPort)
         EXPECT_EQ(mAsserts.Take(), Broken({"false"}));
         EXPECT_FALSE(mEngine.IsOpened());
     }
-}
-
-TEST_F(BulkIPEngineTest, DoesNotOpenAPortInUseAndLeavesItsOwnerAlone)
-{
-    ASSERT_THAT(Open(), IsOK());
-    Forget();
-    BulkIPEngine lSecond;
-    EXPECT_THAT(lSecond.Open(&mDevice, KyDeviceSerialBulk0), IsResult(KyResult::FAILURE, cInUse));
-    EXPECT_EQ(TakeLog(), (Lines{{PriorityInfo, "KySerialLib::PortMap::Lock",
-                                 "Could not read MAC address from device node map."},
-                                {PriorityError, cOpen, cInUse}}));
-    EXPECT_EQ(mDevice.GetCallCount(Slot::RegisterEventSink), 0);
-    EXPECT_FALSE(lSecond.IsOpened());
-    EXPECT_TRUE(mEngine.IsOpened());
-    EXPECT_FALSE(IsFree());
 }
 
 TEST_F(BulkIPEngineTest, IgnoresWhatTheRegistrationOfTheSinkSays)
@@ -274,27 +240,6 @@ TEST_F(BulkIPEngineTest, ClosesWhenTheEnableBitsCannotBePutBack)
     mDevice.Fail(Slot::ReadRegister);
     EXPECT_THAT(mEngine.Close(), IsOK());
     EXPECT_TRUE(IsFree());
-}
-
-TEST_F(BulkIPEngineTest, DoesNotCloseWithoutADevice)
-{
-    EXPECT_THAT(mEngine.Close(), IsResult(KyResult::NO_CONNECTION, cNull));
-    EXPECT_EQ(TakeLogOf("DeviceChecks"), (Lines{{PriorityError, cClose, cNull}}));
-}
-
-TEST_F(BulkIPEngineTest, StaysOpenWhenTheDeviceIsGoneAtClose)
-{
-    ASSERT_THAT(Open(), IsOK());
-    Forget();
-    mEngine.PushByte(1, true);
-    mDevice.SetAnswer(Slot::IsConnected, false);
-    EXPECT_THAT(mEngine.Close(), IsResult(KyResult::NO_CONNECTION, cDisconnected));
-    EXPECT_EQ(mDevice.TakeCalls(), Calls{"IsConnected"});
-    EXPECT_EQ(TakeLog(), (Lines{{PriorityError, cClose, cDisconnected}}));
-    EXPECT_TRUE(mEngine.IsOpened());
-    EXPECT_EQ(GetReady(mEngine), 1U);
-    mDevice.SetAnswer(Slot::IsConnected, true);
-    ExpectLeftOpen();
 }
 
 } // namespace

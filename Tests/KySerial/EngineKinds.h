@@ -28,23 +28,26 @@ inline std::string GetKindName(const testing::TestParamInfo<EngineKind>& aInfo)
 class EngineKindTest : public EngineTest, public testing::WithParamInterface<EngineKind>
 {
 protected:
-    void SetUp() override
+    void SetUp() override { mEngine = Make(); }
+
+    static std::unique_ptr<KySerialLib::DeviceSerialPort> Make()
     {
         switch (GetParam())
         {
         case EngineKind::Uart:
-            mEngine = std::make_unique<KySerialLib::SerialPortIPEngine>();
-            mPort = KyDeviceSerialUart0;
-            break;
+            return std::make_unique<KySerialLib::SerialPortIPEngine>();
         case EngineKind::RegisterBulk:
-            mEngine = std::make_unique<KySerialLib::BulkIPEngine>();
-            mPort = KyDeviceSerialBulk0;
-            break;
-        case EngineKind::FeatureBulk:
-            mEngine = std::make_unique<KySerialLib::IRegisterSerialPort>(false);
-            mPort = KyDeviceSerialBulk0;
-            break;
+            return std::make_unique<KySerialLib::BulkIPEngine>();
+        default:
+            return std::make_unique<KySerialLib::IRegisterSerialPort>(false);
         }
+    }
+
+    /// The name of an engine's function in log lines.
+    static std::string GetFunction(const char* aName)
+    {
+        const char* const lClasses[] = {"SerialPortIPEngine", "BulkIPEngine", "IRegisterSerialPort"};
+        return std::string("KySerialLib::") + lClasses[static_cast<int>(GetParam())] + "::" + aName;
     }
 
     KyResult Open() { return mEngine->Open(&mDevice, mPort); }
@@ -75,7 +78,7 @@ protected:
         mEngine->NotifyFeatureInvalidated(&lName);
     }
 
-    KyDeviceSerial mPort = KyDeviceSerialInvalid;
+    const KyDeviceSerial mPort = GetParam() == EngineKind::Uart ? KyDeviceSerialUart0 : KyDeviceSerialBulk0;
     std::unique_ptr<KySerialLib::DeviceSerialPort> mEngine;
     Bytes mEvent;
 };

@@ -12,7 +12,6 @@ constexpr char cIsSupported[] = "KySerialLib::IRegisterSerialPort::IsSupported";
 constexpr char cIsProtocol[] = "KySerialLib::IRegisterSerialPort::IsProtocolSupported";
 constexpr char cOpen[] = "KySerialLib::IRegisterSerialPort::Open";
 constexpr char cSet[] = "KySerialLib::IRegisterSerialPort::SetEventNotification";
-constexpr char cClose[] = "KySerialLib::IRegisterSerialPort::Close";
 constexpr char cNull[] = "Device pointer is NULL.";
 constexpr char cDisconnected[] = "The device is not currently connected.";
 constexpr char cNotKorvo[] = "The device is not an a Korvo video interface.";
@@ -227,21 +226,6 @@ TEST_F(IRegisterSerialPortTest, PutsAnyEarlierNotificationBack)
     EXPECT_EQ(mDevice.GetText("EventNotification"), "Off");
 }
 
-TEST_F(IRegisterSerialPortTest, DoesNotOpenWithoutADevice)
-{
-    EXPECT_THAT(mEngine.Open(nullptr, KyDeviceSerialBulk0), IsResult(KyResult::NO_CONNECTION, cNull));
-    EXPECT_EQ(TakeLogOf("DeviceChecks"), (Lines{{PriorityError, cOpen, cNull}}));
-    EXPECT_FALSE(mEngine.IsOpened());
-}
-
-TEST_F(IRegisterSerialPortTest, DoesNotOpenADisconnectedDevice)
-{
-    mDevice.SetAnswer(Slot::IsConnected, false);
-    EXPECT_THAT(Open(), IsResult(KyResult::NO_CONNECTION, cDisconnected));
-    EXPECT_EQ(mDevice.TakeCalls(), Calls{"IsConnected"});
-    EXPECT_EQ(TakeLog(), (Lines{{PriorityError, cOpen, cDisconnected}}));
-}
-
 TEST_F(IRegisterSerialPortTest, DoesNotOpenAPortThatTheDeviceHasNot)
 {
     for (const int lPort : {-1, 0, 1, 10})
@@ -254,23 +238,6 @@ TEST_F(IRegisterSerialPortTest, DoesNotOpenAPortThatTheDeviceHasNot)
     mDevice.SetAvailable(Slot::IsIntegerFeatureAvailable, cUpstreamLength, false);
     EXPECT_THAT(Open(), IsResult(KyResult::UNSUPPORTED, cNotSupported));
     ExpectClosed();
-}
-
-TEST_F(IRegisterSerialPortTest, DoesNotOpenAPortInUseAndLeavesItsOwnerAlone)
-{
-    ASSERT_THAT(Open(), IsOK());
-    Forget();
-    IRegisterSerialPort lSecond(true);
-    const char* const lText = "The specified port is already in use.";
-    EXPECT_THAT(lSecond.Open(&mDevice, KyDeviceSerialBulk0), IsResult(KyResult::FAILURE, lText));
-    EXPECT_EQ(mDevice.TakeCalls(), Join({{"IsConnected"}, AskSupport(0), cIdentify}));
-    EXPECT_EQ(TakeLog(), (Lines{{PriorityInfo, "KySerialLib::PortMap::Lock",
-                                 "Could not read MAC address from device node map."},
-                                {PriorityError, cOpen, lText}}));
-    EXPECT_FALSE(lSecond.IsOpened());
-    EXPECT_TRUE(mEngine.IsOpened());
-    EXPECT_EQ(mDevice.GetInterest(cUpstreamBuffer), 1);
-    EXPECT_FALSE(IsFree());
 }
 
 TEST_F(IRegisterSerialPortTest, ClosesWhenAFeatureVanishesAfterTheClaim)
@@ -385,29 +352,6 @@ TEST_F(IRegisterSerialPortTest, ClosesWhateverTheDeviceRefuses)
               (Lines{{PriorityError, cSet, "Failed setting parameter EventSelector to Bulk0UpstreamData."}}));
     EXPECT_FALSE(mEngine.IsOpened());
     EXPECT_TRUE(IsFree());
-}
-
-TEST_F(IRegisterSerialPortTest, DoesNotCloseWithoutADevice)
-{
-    EXPECT_THAT(mEngine.Close(), IsResult(KyResult::NO_CONNECTION, cNull));
-    EXPECT_EQ(TakeLogOf("DeviceChecks"), (Lines{{PriorityError, cClose, cNull}}));
-}
-
-TEST_F(IRegisterSerialPortTest, StaysOpenWhenTheDeviceIsGoneAtClose)
-{
-    ASSERT_THAT(Open(), IsOK());
-    Forget();
-    mEngine.PushByte(1, true);
-    mDevice.SetAnswer(Slot::IsConnected, false);
-    EXPECT_THAT(mEngine.Close(), IsResult(KyResult::NO_CONNECTION, cDisconnected));
-    EXPECT_EQ(mDevice.TakeCalls(), Calls{"IsConnected"});
-    EXPECT_EQ(TakeLog(), (Lines{{PriorityError, cClose, cDisconnected}}));
-    EXPECT_TRUE(mEngine.IsOpened());
-    EXPECT_EQ(GetReady(mEngine), 1U);
-    EXPECT_FALSE(IsFree());
-    mDevice.SetAnswer(Slot::IsConnected, true);
-    EXPECT_THAT(mEngine.Close(), IsOK());
-    ExpectClosed();
 }
 
 TEST_F(IRegisterSerialPortTest, FailsTheSameWhenNoPriorityIsEnabled)

@@ -19,11 +19,9 @@ constexpr char cIsSupported[] = "KySerialLib::SerialPortIPEngine::IsSupported";
 constexpr char cOpen[] = "KySerialLib::SerialPortIPEngine::Open";
 constexpr char cEnable[] = "KySerialLib::SerialPortIPEngine::EnableInterrupts";
 constexpr char cWrite[] = "KySerialLib::SerialPortIPEngine::Write";
-constexpr char cClose[] = "KySerialLib::SerialPortIPEngine::Close";
 constexpr char cNull[] = "Device pointer is NULL.";
 constexpr char cDisconnected[] = "The device is not currently connected.";
 constexpr char cNotSupported[] = "The specified port is not supported by this device.";
-constexpr char cInUse[] = "The specified port is already in use.";
 constexpr char cReadEnable[] = "Failed while attempting to read interrupt enable register.";
 
 const Calls cAsk =
@@ -225,23 +223,6 @@ TEST_F(SerialPortIPEngineTest, PutsTheEnableBitsBackToThoseOfUart0ForEitherPort)
     }
 }
 
-TEST_F(SerialPortIPEngineTest, DoesNotOpenWithoutADevice)
-{
-    EXPECT_THAT(mEngine.Open(nullptr, KyDeviceSerialUart0), IsResult(KyResult::NO_CONNECTION, cNull));
-    EXPECT_EQ(TakeLogOf("DeviceChecks"), (Lines{{PriorityError, cOpen, cNull}}));
-    EXPECT_FALSE(mEngine.IsOpened());
-}
-
-TEST_F(SerialPortIPEngineTest, DoesNotOpenADisconnectedDevice)
-{
-    mDevice.SetAnswer(Slot::IsConnected, false);
-    EXPECT_THAT(mEngine.Open(&mDevice, KyDeviceSerialUart0),
-                IsResult(KyResult::NO_CONNECTION, cDisconnected));
-    EXPECT_EQ(mDevice.TakeCalls(), Calls{"IsConnected"});
-    EXPECT_EQ(TakeLog(), (Lines{{PriorityError, cOpen, cDisconnected}}));
-    EXPECT_FALSE(mEngine.IsOpened());
-}
-
 TEST_F(SerialPortIPEngineTest, DoesNotOpenAPortThatTheDeviceHasNot)
 {
     mDevice.SetRegister(0xB8FC, 0x80000001);
@@ -250,22 +231,6 @@ TEST_F(SerialPortIPEngineTest, DoesNotOpenAPortThatTheDeviceHasNot)
     EXPECT_EQ(TakeLog(), (Lines{{PriorityError, cOpen, cNotSupported}}));
     EXPECT_FALSE(mEngine.IsOpened());
     EXPECT_TRUE(IsFree(KyDeviceSerialUart1));
-}
-
-TEST_F(SerialPortIPEngineTest, DoesNotOpenAPortInUseAndLeavesItsOwnerAlone)
-{
-    Open(KyDeviceSerialUart0);
-    SerialPortIPEngine lSecond;
-    EXPECT_THAT(lSecond.Open(&mDevice, KyDeviceSerialUart0), IsResult(KyResult::FAILURE, cInUse));
-    EXPECT_EQ(mDevice.TakeCalls(), Join({{"IsConnected"}, cAsk, cIdentify}));
-    EXPECT_EQ(TakeLog(), (Lines{{PriorityInfo, "KySerialLib::PortMap::Lock",
-                                 "Could not read MAC address from device node map."},
-                                {PriorityError, cOpen, cInUse}}));
-    EXPECT_FALSE(lSecond.IsOpened());
-    EXPECT_THAT(lSecond.Close(), IsResult(KyResult::NO_CONNECTION, cNull));
-    EXPECT_TRUE(mEngine.IsOpened());
-    EXPECT_FALSE(IsFree(KyDeviceSerialUart0));
-    EXPECT_EQ(mDevice.GetSinks(), std::vector<IKyDeviceEventSink*>{&mEngine});
 }
 
 TEST_F(SerialPortIPEngineTest, OpensBothUartsOfADeviceAtOnce)
@@ -321,32 +286,6 @@ TEST_F(SerialPortIPEngineTest, StaysOpenWhenTheEnableRegisterCannotBeWritten)
               (Lines{{PriorityError, cEnable,
                       "Failed while attempting to write value ab00 to interrupt enable register."}}));
     EXPECT_TRUE(IsFree(KyDeviceSerialUart0));
-}
-
-TEST_F(SerialPortIPEngineTest, DoesNotCloseWithoutADevice)
-{
-    mEngine.PushByte(1, true);
-    EXPECT_THAT(mEngine.Close(), IsResult(KyResult::NO_CONNECTION, cNull));
-    EXPECT_EQ(TakeLogOf("DeviceChecks"), (Lines{{PriorityError, cClose, cNull}}));
-    EXPECT_EQ(GetReady(mEngine), 1U); // nothing was released
-}
-
-TEST_F(SerialPortIPEngineTest, StaysOpenWhenTheDeviceIsGoneAtClose)
-{
-    Open(KyDeviceSerialUart0);
-    mEngine.PushByte(1, true);
-    mDevice.SetAnswer(Slot::IsConnected, false);
-    EXPECT_THAT(mEngine.Close(), IsResult(KyResult::NO_CONNECTION, cDisconnected));
-    EXPECT_EQ(mDevice.TakeCalls(), Calls{"IsConnected"});
-    EXPECT_EQ(TakeLog(), (Lines{{PriorityError, cClose, cDisconnected}}));
-    EXPECT_TRUE(mEngine.IsOpened());
-    EXPECT_EQ(GetReady(mEngine), 1U);
-    EXPECT_FALSE(IsFree(KyDeviceSerialUart0));
-    EXPECT_EQ(mDevice.GetSinks().size(), 1U);
-
-    mDevice.SetAnswer(Slot::IsConnected, true);
-    EXPECT_THAT(mEngine.Close(), IsOK());
-    EXPECT_EQ(GetReady(mEngine), 0U);
 }
 
 TEST_F(SerialPortIPEngineTest, OpensAgainAfterClose)

@@ -5,8 +5,8 @@
 #include "JxUtilsLib/Result.h"
 #include "KyBase/KyStringList.h"
 #include "KyPlatform/HostSerialPort.h"
-#include "KyPlatform/PseudoTerminal.h"
 #include "KySerial/BridgeFixture.h"
+#include "Platform/PseudoTerminal.h"
 #include "Support/AllocationCounter.h"
 #include "Support/PrivateSession.h"
 #include "Support/RecordingLogSink.h"
@@ -68,7 +68,7 @@ TEST(SmallAllocationTest, LongLogTextWithoutMemoryIsItsBeginning)
 TEST(SmallAllocationTest, PortsOfTheHostWithoutMemoryAreNotOpened)
 {
     KyPlatform::HostSerialPort lPort;
-    KyPlatform::PseudoTerminal lTerminal;
+    KyToolPlatform::PseudoTerminal lTerminal;
     {
         const AllocationCounter lNoMemory(1);
         EXPECT_FALSE(lPort.Open("/dev/ttyS0"));

@@ -138,7 +138,7 @@ TEST_F(SystemFaultTest, SaysWhatOfAServerCouldNotBeMade)
             mTexts.insert(lBridge.OpenSharedMem("Server").GetDescription().GetAscii());
             aCount = FailingSystem::GetCalls();
         });
-    EXPECT_GT(lRefused, 50);
+    EXPECT_GT(lRefused, 20);
     EXPECT_THAT(mTexts, testing::IsSupersetOf(
                             {std::string("Unable to create server. A server with the same name is probably "
                                          "already active."),

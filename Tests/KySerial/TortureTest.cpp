@@ -141,17 +141,17 @@ void UseSPI(OneRun& aRun, const Scenario& aScenario)
 }
 
 // A device that never stops sending, so that the bridge's threads never wait long for bytes.
-class Chatter
+class ConstantSender
 {
 public:
-    explicit Chatter(ScriptedAdapter& aDevice) : mThread([this, &aDevice] { Send(aDevice); }) {}
-    ~Chatter()
+    explicit ConstantSender(ScriptedAdapter& aDevice) : mThread([this, &aDevice] { Send(aDevice); }) {}
+    ~ConstantSender()
     {
         mEnd = true;
         mThread.join();
     }
-    Chatter(const Chatter&) = delete;
-    Chatter& operator=(const Chatter&) = delete;
+    ConstantSender(const ConstantSender&) = delete;
+    ConstantSender& operator=(const ConstantSender&) = delete;
 
 private:
     void Send(ScriptedAdapter& aDevice) const
@@ -182,7 +182,7 @@ void UseBridge(OneRun& aRun, const Scenario& aScenario)
     }
     KySerialLib::SharedFifo lDown("KySerialBridgeDownFifo1", "Local\\", 1024, false);
     ASSERT_TRUE(lDown.IsValid());
-    const Chatter lChatter(aRun.mDevice);
+    const ConstantSender lSender(aRun.mDevice);
     uint32_t lCount = 0;
     EXPECT_TRUE(lDown.Write("abc", 3, lCount, 60000));
     EXPECT_TRUE(lDown.WaitUntilEmpty(60000)); // whatever the device does, the thread takes the bytes

@@ -370,7 +370,7 @@ KyResult ScriptedAdapter::GetIntegerValue(const KyString& aName, int64_t& aValue
     const AllocationPause lPause;
     const KyResult lResult = Enter(Slot::GetIntegerValue, aName.GetAscii());
     const std::lock_guard<std::mutex> lLock(mMutex);
-    // The contract lets a failing adapter leave any value in its out-arguments; one that looks valid finds users of it.
+    // A failing adapter may leave any value; one that looks valid reveals code that uses it.
     aValue = lResult.IsOK() ? mIntegers[aName.GetAscii()] : 3;
     return lResult;
 }

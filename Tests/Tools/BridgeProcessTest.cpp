@@ -7,7 +7,7 @@
 #include "TerminalUser.h"
 
 #include <KyPlatform/HostSerialPort.h>
-#include <KyPlatform/PseudoTerminal.h>
+#include <Platform/PseudoTerminal.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -30,7 +30,7 @@ class PtyBridgeTest : public testing::Test
 protected:
     void SetUp() override
     {
-        if (!KyPlatform::PseudoTerminal::IsSupported())
+        if (!KyToolPlatform::PseudoTerminal::IsSupported())
         {
             GTEST_SKIP() << "this system has no pseudo terminals";
         }
@@ -312,7 +312,7 @@ TEST(BridgeCommandTest, RefusesACommandLineWithoutSense)
 
 TEST(BridgeCommandTest, SaysWhatToUseWhereThereAreNoTerminals)
 {
-    if (KyPlatform::PseudoTerminal::IsSupported())
+    if (KyToolPlatform::PseudoTerminal::IsSupported())
     {
         GTEST_SKIP() << "this system has pseudo terminals and devices with a path";
     }

@@ -23,7 +23,7 @@ class PtyRelayTest : public testing::Test
 protected:
     void SetUp() override
     {
-        if (!KyPlatform::PseudoTerminal::IsSupported())
+        if (!KyToolPlatform::PseudoTerminal::IsSupported())
         {
             EXPECT_THROW(const PtyRelay lRelay, OperationError);
             GTEST_SKIP() << "this system has no pseudo terminals";

@@ -3,7 +3,7 @@
 #include "Support/Process.h"
 #include "kyserial/Text/Failure.h"
 
-#include <KyPlatform/PseudoTerminal.h>
+#include <Platform/PseudoTerminal.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -25,7 +25,7 @@ class TerminalLinkTest : public testing::Test
 protected:
     void SetUp() override
     {
-        if (!KyPlatform::PseudoTerminal::IsSupported())
+        if (!KyToolPlatform::PseudoTerminal::IsSupported())
         {
             GTEST_SKIP() << "this system has no terminals to link to";
         }

@@ -2,7 +2,7 @@
 
 #include "kyserial-camera/CameraConsole.h"
 
-#include "Simulator/Camera/EquippedCamera.h"
+#include "Simulator/Camera/CameraWithDevices.h"
 #include "Simulator/Network/NetworkCamera.h"
 
 #include <CLI/CLI.hpp>
@@ -24,7 +24,7 @@ namespace
 {
 
 using namespace KySimulator;
-using KyPlatform::Console;
+using KyToolPlatform::Console;
 
 constexpr int cOk = 0;
 constexpr int cFailed = 1;
@@ -230,7 +230,7 @@ void Serve(const Options& aOptions, Console& aConsole)
         throw UsageError("--address: \"" + aOptions.mAddress +
                          "\" is no address; use four numbers like 127.0.0.1");
     }
-    EquippedCamera lEquipped(aOptions.mEquipment, Configure(aOptions, *lAddress));
+    CameraWithDevices lEquipped(aOptions.mEquipment, Configure(aOptions, *lAddress));
     if (!aOptions.mStateFile.empty() && !lEquipped.LoadState(aOptions.mStateFile))
     {
         throw std::runtime_error("--state: " + aOptions.mStateFile + " was not written by this program");

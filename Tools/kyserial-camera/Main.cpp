@@ -1,4 +1,4 @@
-#include "KyPlatform/StandardStreams.h"
+#include "Platform/StandardStreams.h"
 #include "kyserial-camera/CameraProgram.h"
 
 #include <cstdio>
@@ -6,13 +6,13 @@
 
 int main(int aCount, char** aArguments)
 {
-    if (!KyPlatform::StandardStreams::Complete())
+    if (!KyToolPlatform::StandardStreams::Complete())
     {
         return 1; // and no stream to say why
     }
     try
     {
-        KyPlatform::Console lConsole;
+        KyToolPlatform::Console lConsole;
         return KySerialCamera::RunProgram(aCount, aArguments, lConsole);
     }
     catch (const std::bad_alloc&) // before the program had anything else to say it with

@@ -1,4 +1,4 @@
-#include "KyPlatform/StandardStreams.h"
+#include "Platform/StandardStreams.h"
 #include "kyserial/Options/CommandLine.h"
 
 #include <cstdio>
@@ -6,13 +6,13 @@
 
 int main(int aCount, char** aArguments)
 {
-    if (!KyPlatform::StandardStreams::Complete())
+    if (!KyToolPlatform::StandardStreams::Complete())
     {
         return 1; // and no stream to say why
     }
     try
     {
-        KyPlatform::Console lConsole;
+        KyToolPlatform::Console lConsole;
         return static_cast<int>(KySerialTool::RunCommandLine(aCount, aArguments, lConsole));
     }
     catch (const std::bad_alloc&) // before the program had anything else to say it with

@@ -21,6 +21,10 @@ namespace
 
 constexpr uint32_t cWindow = 0x80000000U;
 
+/// Packets that are read after the time for an answer is over. On a busy computer the answer has come in time and
+/// this thread has not; a device that sends without end must not keep the caller.
+constexpr unsigned cLatePackets = 64;
+
 /// Nobody on an I2C bus acknowledged; devices of this maker have it.
 constexpr uint16_t cNoAcknowledge = 0x8F01;
 
@@ -137,7 +141,7 @@ KyResult ControlChannel::Ask(const Packet& aCommand, Bytes& aPayload)
 // \return TIMED_OUT: nothing came, or all is over. aRefused: the other host says that nobody listens.
 KyResult ControlChannel::WaitForAnswer(Clock::time_point aEnd, Bytes& aPayload, bool& aRefused)
 {
-    for (;;)
+    for (unsigned lLate = 0;;)
     {
         size_t lReceived = 0;
         const auto lLeft = std::max(aEnd - Clock::now(), Clock::duration(0));
@@ -149,7 +153,9 @@ KyResult ControlChannel::WaitForAnswer(Clock::time_point aEnd, Bytes& aPayload, 
             return lResult;
         }
         aRefused = lState == SocketResult::Refused || lState == SocketResult::Failed;
-        if (aRefused || Clock::now() >= aEnd || IsOver())
+        const bool lTimeIsOver = Clock::now() >= aEnd;
+        const bool lMayReadOn = lState == SocketResult::Done && (!lTimeIsOver || ++lLate <= cLatePackets);
+        if (aRefused || IsOver() || (lTimeIsOver && !lMayReadOn))
         {
             return KyResult(KyResult::TIMED_OUT);
         }

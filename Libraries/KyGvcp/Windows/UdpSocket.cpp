@@ -103,16 +103,13 @@ bool IsOldRefusal(int aError)
     return aError == WSAECONNREFUSED || aError == WSAECONNRESET;
 }
 
-/// \param aPeer  Null: where the socket is connected to.
-SocketResult SendDatagram(SOCKET aSocket, std::span<const uint8_t> aData, const sockaddr_in* aPeer)
+SocketResult SendDatagram(SOCKET aSocket, std::span<const uint8_t> aData, const sockaddr_in& aPeer)
 {
     constexpr int cAttempts = 2; // the second one without the refusal of an earlier datagram
     for (int lAttempt = 0; lAttempt < cAttempts; ++lAttempt)
     {
-        const auto* const lData = reinterpret_cast<const char*>(aData.data());
-        const int lSize = static_cast<int>(aData.size());
-        const int lSent = aPeer != nullptr ? sendto(aSocket, lData, lSize, 0, Generic(*aPeer), sizeof *aPeer)
-                                           : send(aSocket, lData, lSize, 0);
+        const int lSent = sendto(aSocket, reinterpret_cast<const char*>(aData.data()),
+                                 static_cast<int>(aData.size()), 0, Generic(aPeer), sizeof aPeer);
         const int lError = lSent >= 0 ? 0 : WSAGetLastError();
         if (lError == 0 || lError == WSAEWOULDBLOCK || lError == WSAENOBUFS)
         {
@@ -304,11 +301,25 @@ bool UdpSocket::Open(const Endpoint& aLocal, bool aShared, uint32_t aInterface)
     return true;
 }
 
+/// The system's socket is not connected: Wine signals no more arrivals on one whose peer was gone for a moment.
+/// What others send is left out in receiving. A second socket, for this moment, finds the way.
 bool UdpSocket::Connect(const Endpoint& aPeer)
 {
-    const sockaddr_in lAddress = ToSystem(aPeer);
-    return connect(ToSystem(mHandle), Generic(lAddress), sizeof lAddress) == 0 ||
-           Fail(EndpointText(aPeer).c_str());
+    const sockaddr_in lPeer = ToSystem(aPeer);
+    sockaddr_in lLocal{};
+    int lSize = sizeof lLocal;
+    const SOCKET lProbe = StartSockets() ? socket(AF_INET, SOCK_DGRAM, IPPROTO_UDP) : INVALID_SOCKET;
+    const bool lFound = IsOpen() && lProbe != INVALID_SOCKET &&
+                        connect(lProbe, Generic(lPeer), sizeof lPeer) == 0 &&
+                        getsockname(lProbe, Generic(lLocal), &lSize) == 0;
+    const bool lGood = lFound || Fail(EndpointText(aPeer).c_str());
+    if (lProbe != INVALID_SOCKET)
+    {
+        closesocket(lProbe);
+    }
+    mPeer = lGood ? aPeer : Endpoint();
+    mRoute = lGood ? FromSystem(lLocal).mAddress : 0;
+    return lGood;
 }
 
 void UdpSocket::Close()
@@ -316,6 +327,8 @@ void UdpSocket::Close()
     const intptr_t lHandle = std::exchange(mHandle, -1);
     const intptr_t lArrival = std::exchange(mArrival, -1);
     mMayHave = false;
+    mPeer = {};
+    mRoute = 0;
     if (lHandle >= 0)
     {
         closesocket(ToSystem(lHandle));
@@ -336,43 +349,57 @@ Endpoint UdpSocket::GetLocal() const
 {
     sockaddr_in lAddress{};
     int lSize = sizeof lAddress;
-    return IsOpen() && getsockname(ToSystem(mHandle), Generic(lAddress), &lSize) == 0 ? FromSystem(lAddress)
-                                                                                      : Endpoint();
+    Endpoint lLocal;
+    if (IsOpen() && getsockname(ToSystem(mHandle), Generic(lAddress), &lSize) == 0)
+    {
+        lLocal = FromSystem(lAddress);
+        lLocal.mAddress = lLocal.mAddress != 0 ? lLocal.mAddress : mRoute;
+    }
+    return lLocal;
 }
 
 SocketResult UdpSocket::Send(std::span<const uint8_t> aData)
 {
-    return IsOpen() ? SendDatagram(ToSystem(mHandle), aData, nullptr) : SocketResult::Failed;
+    return mPeer == Endpoint() ? SocketResult::Failed : SendTo(mPeer, aData);
 }
 
 SocketResult UdpSocket::SendTo(const Endpoint& aPeer, std::span<const uint8_t> aData)
 {
     const sockaddr_in lAddress = ToSystem(aPeer);
-    return IsOpen() ? SendDatagram(ToSystem(mHandle), aData, &lAddress) : SocketResult::Failed;
+    return IsOpen() ? SendDatagram(ToSystem(mHandle), aData, lAddress) : SocketResult::Failed;
 }
 
 /// Does not block: a socket with an event never does. \return TimedOut: none is there.
 SocketResult UdpSocket::TakeDatagram(std::span<uint8_t> aBuffer, size_t& aSize, Endpoint* aFrom,
                                      bool /*aBlock*/)
 {
-    sockaddr_in lAddress{};
-    int lSize = sizeof lAddress;
-    mMayHave = false; // the system signals again when more is there
-    const int lCount = recvfrom(ToSystem(mHandle), reinterpret_cast<char*>(aBuffer.data()),
-                                static_cast<int>(aBuffer.size()), 0, Generic(lAddress), &lSize);
-    const int lError = lCount >= 0 ? 0 : WSAGetLastError();
-    if (lError != 0 && lError != WSAEMSGSIZE)
+    constexpr int cMostForeign = 64; // then the caller looks at its time again
+    mMayHave = false;                // the system signals again when more is there
+    for (int lForeign = 0; lForeign < cMostForeign; ++lForeign)
     {
-        return lError == WSAEWOULDBLOCK || IsOldRefusal(lError) ? SocketResult::TimedOut
-                                                                : SocketResult::Failed;
+        sockaddr_in lAddress{};
+        int lSize = sizeof lAddress;
+        const int lCount = recvfrom(ToSystem(mHandle), reinterpret_cast<char*>(aBuffer.data()),
+                                    static_cast<int>(aBuffer.size()), 0, Generic(lAddress), &lSize);
+        const int lError = lCount >= 0 ? 0 : WSAGetLastError();
+        if (lError != 0 && lError != WSAEMSGSIZE)
+        {
+            return lError == WSAEWOULDBLOCK || IsOldRefusal(lError) ? SocketResult::TimedOut
+                                                                    : SocketResult::Failed;
+        }
+        const Endpoint lFrom = FromSystem(lAddress);
+        if (mPeer == Endpoint() || mPeer == lFrom)
+        {
+            // A datagram that is longer than the buffer counts as an error here; the buffer holds its beginning.
+            aSize = lError == WSAEMSGSIZE ? aBuffer.size() : static_cast<size_t>(lCount);
+            if (aFrom != nullptr)
+            {
+                *aFrom = lFrom;
+            }
+            return SocketResult::Done;
+        }
     }
-    // A datagram that is longer than the buffer counts as an error here; the buffer holds its beginning.
-    aSize = lError == WSAEMSGSIZE ? aBuffer.size() : static_cast<size_t>(lCount);
-    if (aFrom != nullptr)
-    {
-        *aFrom = FromSystem(lAddress);
-    }
-    return SocketResult::Done;
+    return SocketResult::TimedOut;
 }
 
 SocketResult UdpSocket::Receive(std::span<uint8_t> aBuffer, size_t& aSize, Endpoint* aFrom,

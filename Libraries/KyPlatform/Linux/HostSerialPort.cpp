@@ -42,7 +42,7 @@ Port* ToPort(void* aObject) noexcept
     return static_cast<Port*>(aObject);
 }
 
-// The device of a port's name. \return False: the name is none.
+// Finds the device that a port's name means. \return False: it is not the name of a port.
 bool GetDevice(const char* aName, char (&aPath)[PATH_MAX]) noexcept
 {
     if (HostSerialPort::IsPath(aName))
@@ -208,7 +208,7 @@ bool HostSerialPort::SetLine(const HostLine& aLine) noexcept
 
 HostTransferResult HostSerialPort::Read(void* aBuffer, uint32_t aSize, StopEvent& aStop) noexcept
 {
-    if (mObject == nullptr || aStop.mObject == nullptr)
+    if (mObject == nullptr || aStop.GetHandle() == nullptr)
     {
         errno = EBADF;
         return Failed(HostTransfer::Refused, 0);
@@ -222,7 +222,7 @@ HostTransferResult HostSerialPort::Read(void* aBuffer, uint32_t aSize, StopEvent
     while (lBytes < aSize)
     {
         const Deadline lDeadline(lBytes == 0 ? cInfinite : cQuietTime);
-        switch (WaitForLine(lPort, POLLIN, ToDescriptor(aStop.mObject), lDeadline))
+        switch (WaitForLine(lPort, POLLIN, ToDescriptor(aStop.GetHandle()), lDeadline))
         {
         case Ready::Line:
             break;
@@ -244,7 +244,7 @@ HostTransferResult HostSerialPort::Read(void* aBuffer, uint32_t aSize, StopEvent
         {
             continue;
         }
-        // The end of a terminal: nobody is at the other side any more, or the device is gone.
+        // The terminal has ended: the other side is closed, or the device is gone.
         errno = lRead < 0 ? errno : EIO;
         lPort.mHungUp = true;
         return lBytes > 0 ? HostTransferResult{HostTransfer::Done, lBytes, 0}
@@ -255,7 +255,7 @@ HostTransferResult HostSerialPort::Read(void* aBuffer, uint32_t aSize, StopEvent
 
 HostTransferResult HostSerialPort::Write(const void* aData, uint32_t aSize, StopEvent& aStop) noexcept
 {
-    if (mObject == nullptr || aStop.mObject == nullptr)
+    if (mObject == nullptr || aStop.GetHandle() == nullptr)
     {
         errno = EBADF;
         return Failed(HostTransfer::Refused, 0);
@@ -280,7 +280,7 @@ HostTransferResult HostSerialPort::Write(const void* aData, uint32_t aSize, Stop
         {
             return Failed(HostTransfer::Refused, lBytes);
         }
-        switch (WaitForLine(lPort, POLLOUT, ToDescriptor(aStop.mObject), lDeadline))
+        switch (WaitForLine(lPort, POLLOUT, ToDescriptor(aStop.GetHandle()), lDeadline))
         {
         case Ready::Line:
             break;

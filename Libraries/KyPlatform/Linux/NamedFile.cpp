@@ -206,7 +206,7 @@ bool NamedFile::IsLinked(const std::string& aFile) const
 }
 
 /// What the file that was just opened is good for.
-NamedFile::Outcome NamedFile::Judge(const std::string& aFile) const
+NamedFile::Outcome NamedFile::Examine(const std::string& aFile) const
 {
     struct stat lStatus = {};
     struct stat lFolder = {};
@@ -253,7 +253,7 @@ NamedFile::Outcome NamedFile::Hold(const std::string& aFile)
         NoteUnlessAbsent("a file cannot be opened");
         return errno == ENOENT ? Outcome::Absent : Outcome::Failed;
     }
-    const Outcome lOutcome = Judge(aFile);
+    const Outcome lOutcome = Examine(aFile);
     if (lOutcome != Outcome::Held)
     {
         gSystem.mClose(mFile);

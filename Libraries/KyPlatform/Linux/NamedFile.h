@@ -82,7 +82,7 @@ private:
 
     bool Find(const std::string& aName, const char* aKind, bool aMake);
     Outcome Hold(const std::string& aFile);
-    Outcome Judge(const std::string& aFile) const;
+    Outcome Examine(const std::string& aFile) const;
     Outcome Make(const std::string& aFile, uint64_t aSize, Fill aFill, const void* aContext);
     Outcome Complete(const std::string& aFile, gid_t aGroup, uint64_t aSize, Fill aFill,
                      const void* aContext);

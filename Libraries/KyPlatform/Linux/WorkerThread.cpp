@@ -38,7 +38,7 @@ void* Run(void* aRunning)
 
 WorkerThread::~WorkerThread()
 {
-    static_cast<void>(Join()); // ignored: nobody is left to ask for the result
+    static_cast<void>(Join()); // ignored: no caller can ask for the result any more
 }
 
 bool WorkerThread::Start(Routine aRoutine, void* aArgument) noexcept

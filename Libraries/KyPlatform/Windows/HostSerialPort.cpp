@@ -158,7 +158,7 @@ bool HostSerialPort::SetLine(const HostLine& aLine) noexcept
 
 HostTransferResult HostSerialPort::Read(void* aBuffer, uint32_t aSize, StopEvent& aStop) noexcept
 {
-    if (mObject == nullptr || aStop.mObject == nullptr)
+    if (mObject == nullptr || aStop.GetHandle() == nullptr)
     {
         return {HostTransfer::Refused, 0, ERROR_INVALID_HANDLE};
     }
@@ -171,13 +171,13 @@ HostTransferResult HostSerialPort::Read(void* aBuffer, uint32_t aSize, StopEvent
     {
         return {HostTransfer::Done, lBytes, 0};
     }
-    return ::GetLastError() == ERROR_IO_PENDING ? Complete(lPort.mHandle, lOverlapped, aStop.mObject)
+    return ::GetLastError() == ERROR_IO_PENDING ? Complete(lPort.mHandle, lOverlapped, aStop.GetHandle())
                                                 : Refused();
 }
 
 HostTransferResult HostSerialPort::Write(const void* aData, uint32_t aSize, StopEvent& aStop) noexcept
 {
-    if (mObject == nullptr || aStop.mObject == nullptr)
+    if (mObject == nullptr || aStop.GetHandle() == nullptr)
     {
         return {HostTransfer::Refused, 0, ERROR_INVALID_HANDLE};
     }
@@ -190,7 +190,7 @@ HostTransferResult HostSerialPort::Write(const void* aData, uint32_t aSize, Stop
     {
         return {HostTransfer::Done, lBytes, 0};
     }
-    return ::GetLastError() == ERROR_IO_PENDING ? Complete(lPort.mHandle, lOverlapped, aStop.mObject)
+    return ::GetLastError() == ERROR_IO_PENDING ? Complete(lPort.mHandle, lOverlapped, aStop.GetHandle())
                                                 : Refused();
 }
 

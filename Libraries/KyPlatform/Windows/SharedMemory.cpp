@@ -16,7 +16,7 @@ uint64_t RoundUp(uint64_t aSize)
     return (aSize + cPage - 1) / cPage * cPage;
 }
 
-/// The bytes that can be touched from aBase on; 0 when the system does not tell.
+/// The bytes that can be touched from aBase on; 0 when the system does not say.
 uint64_t GetViewSize(const void* aBase)
 {
     MEMORY_BASIC_INFORMATION lView{};

@@ -55,7 +55,7 @@ bool ClientServer::GetAll(std::vector<ClientServer>& aServers)
     const std::vector<SharedRegistryEntry> lEntries = lRegistry.GetEntries();
     for (const SharedRegistryEntry& lEntry : lEntries)
     {
-        // The mark alone does not tell: it stays when a server dies while a client is attached.
+        // The mark alone is no proof: it stays when a server dies while a client is attached.
         if (lEntry.mServerId != 0 && lEntry.mServerActive != 0 &&
             IsAlive(lRegistry.GetPrefix(lEntry), lEntry.mServerId))
         {

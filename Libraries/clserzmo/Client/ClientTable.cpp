@@ -78,7 +78,7 @@ ClientResult ClientTable::Open(uint32_t aIndex, void*& aReference)
         return lResult;
     }
     const std::lock_guard<std::mutex> lLock(mMutex);
-    mLast += 0x10; // looks like a pointer, is none
+    mLast += 0x10; // looks like a pointer and is not one
     void* const lReference =
         reinterpret_cast<void*>(mLast); // NOLINT(performance-no-int-to-ptr): never followed
     mItems[lReference].mPort = std::move(lPort);

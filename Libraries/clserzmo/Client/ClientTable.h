@@ -32,7 +32,7 @@ public:
     /// Opens a port. \param aReference  Receives its reference; null on failure.
     ClientResult Open(uint32_t aIndex, void*& aReference);
 
-    /// Closes a port when all calls on it have ended; ignores what is none.
+    /// Closes a port when all calls on it have ended; ignores any other number.
     void Close(void* aReference);
 
     /// An open port for the time of one call.

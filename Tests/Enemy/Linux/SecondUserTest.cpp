@@ -1,4 +1,5 @@
-// Another user of the machine makes, fills, truncates and rewrites what root and an ordinary user could open.
+// Another user of the machine makes, fills, truncates and rewrites the files that root and an ordinary user could
+// open.
 
 #include "JxUtilsLib/Assert.h"
 #include "KyPlatform/NamedMutex.h"

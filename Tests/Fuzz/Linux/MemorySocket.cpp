@@ -151,4 +151,14 @@ SocketResult UdpSocket::Receive(std::span<uint8_t> aBuffer, size_t& aSize, Endpo
     return SocketResult::Done;
 }
 
+bool UdpSocket::AddressHearsBroadcasts()
+{
+    return false;
+}
+
+bool UdpSocket::ReportsRefusals()
+{
+    return true;
+}
+
 } // namespace KyGvcp

@@ -3,10 +3,10 @@
 #include "KyPlatform/Linux/Descriptor.h"
 #include "KyPlatform/Linux/SystemCalls.h"
 #include "KyPlatform/NamedMutex.h"
-#include "KyPlatform/PseudoTerminal.h"
 #include "KyPlatform/SharedMemory.h"
-#include "KyPlatform/StandardStreams.h"
 #include "KyPlatform/StopEvent.h"
+#include "Platform/PseudoTerminal.h"
+#include "Platform/StandardStreams.h"
 #include "Tests/KyPlatform/Linux/ScriptedCall.h"
 #include "Tests/Support/UniqueName.h"
 
@@ -17,6 +17,7 @@
 #include <unistd.h>
 
 using namespace KyPlatform;
+using namespace KyToolPlatform;
 
 namespace
 {

@@ -1,6 +1,6 @@
 // Users of a pseudo terminal that take it as they find it, and systems that refuse.
 
-#include "KyPlatform/PseudoTerminal.h"
+#include "Platform/PseudoTerminal.h"
 
 #include "KyPlatform/Linux/SystemCalls.h"
 #include "Tests/KyPlatform/Linux/ScriptedCall.h"
@@ -19,6 +19,7 @@
 #include <unistd.h>
 
 using namespace KyPlatform;
+using namespace KyToolPlatform;
 
 namespace
 {

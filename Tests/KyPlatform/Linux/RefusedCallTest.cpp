@@ -1,11 +1,11 @@
 // What becomes of waits, locks and transfers when the system refuses or interrupts them.
 
-#include "KyPlatform/Console.h"
 #include "KyPlatform/NamedEvent.h"
 #include "KyPlatform/NamedMutex.h"
-#include "KyPlatform/PseudoTerminal.h"
 #include "KyPlatform/Session.h"
 #include "KyPlatform/StopEvent.h"
+#include "Platform/Console.h"
+#include "Platform/PseudoTerminal.h"
 #include "Tests/KyPlatform/Linux/ScriptedCall.h"
 #include "Tests/Support/UniqueName.h"
 
@@ -19,6 +19,7 @@
 #include <vector>
 
 using namespace KyPlatform;
+using namespace KyToolPlatform;
 using KyTest::ScriptedCall;
 using S = SystemCalls;
 

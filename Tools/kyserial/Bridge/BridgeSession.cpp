@@ -17,7 +17,7 @@ namespace KySerialTool
 namespace
 {
 
-using KyPlatform::Console;
+using KyToolPlatform::Console;
 
 // Milliseconds after which an interruption is noticed late at most, or a device that is gone.
 constexpr uint32_t cTick = 50;

@@ -4,7 +4,7 @@
 #include "kyserial/Text/Hex.h"
 
 #include <KyPlatform/HostSerialPort.h>
-#include <KyPlatform/PseudoTerminal.h>
+#include <Platform/PseudoTerminal.h>
 
 #include <optional>
 
@@ -50,7 +50,7 @@ std::string Complaint(HostKind aKind, const std::string& aName)
     {
         return "this system has no terminal devices with a path; use --com";
     }
-    if (aKind == HostKind::Pty && !KyPlatform::PseudoTerminal::IsSupported())
+    if (aKind == HostKind::Pty && !KyToolPlatform::PseudoTerminal::IsSupported())
     {
         return "this system has no pseudo terminals; use --com";
     }

@@ -10,7 +10,7 @@ namespace KySerialTool
 
 using KyPlatform::HostTransfer;
 using KyPlatform::HostTransferResult;
-using KyPlatform::PseudoTerminal;
+using KyToolPlatform::PseudoTerminal;
 
 namespace
 {

@@ -1,7 +1,7 @@
 #pragma once
 
-#include <KyPlatform/PseudoTerminal.h>
 #include <KyPlatform/StopEvent.h>
+#include <Platform/PseudoTerminal.h>
 
 #include <atomic>
 #include <cstdint>
@@ -58,10 +58,10 @@ private:
         std::atomic<uint64_t> mStopped{0}; // by the end
     };
 
-    void Relay(KyPlatform::PseudoTerminal& aFrom, KyPlatform::PseudoTerminal& aTo, Way& aWay);
+    void Relay(KyToolPlatform::PseudoTerminal& aFrom, KyToolPlatform::PseudoTerminal& aTo, Way& aWay);
 
-    KyPlatform::PseudoTerminal mBridge;
-    KyPlatform::PseudoTerminal mUser;
+    KyToolPlatform::PseudoTerminal mBridge;
+    KyToolPlatform::PseudoTerminal mUser;
     KyPlatform::StopEvent mStop;
     Way mFromBridge;
     Way mFromUser;

@@ -2,7 +2,7 @@
 
 #include "kyserial/Text/Failure.h"
 
-#include <KyPlatform/Console.h>
+#include <Platform/Console.h>
 
 #include <array>
 #include <cstdio>
@@ -13,7 +13,7 @@ namespace KySerialTool
 namespace
 {
 
-using KyPlatform::Console;
+using KyToolPlatform::Console;
 
 std::string Range(size_t aFirst, size_t aSize)
 {

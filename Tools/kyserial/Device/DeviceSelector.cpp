@@ -105,7 +105,7 @@ std::string CheckDeviceName(const std::string& aName)
     return IsNetworkDevice(aName) ? CheckNetworkDevice(aName) : std::string();
 }
 
-std::unique_ptr<Device> OpenDevice(DeviceSelection& aSelection, const KyPlatform::Console& aConsole,
+std::unique_ptr<Device> OpenDevice(DeviceSelection& aSelection, const KyToolPlatform::Console& aConsole,
                                    DeviceAccess aAccess)
 {
     aSelection.mName = ChooseDevice(aSelection.mName);

@@ -3,9 +3,9 @@
 #include "kyserial/Device/SimulatedCamera.h"
 
 #include <CLI/CLI.hpp>
-#include <KyPlatform/Console.h>
 #include <KySerial/IKyDeviceAdapter.h>
 #include <KySerial/IKySerialBridgeObserver.h>
+#include <Platform/Console.h>
 
 #include <memory>
 #include <string>
@@ -71,7 +71,7 @@ enum class DeviceAccess
 /// name or the connection fails. A device of the network that keeps its clients
 /// waiting is given up when aConsole is interrupted: at once while it is being connected, and 0.8 s later
 /// when it is in use, so that there is time to set it back.
-std::unique_ptr<Device> OpenDevice(DeviceSelection& aSelection, const KyPlatform::Console& aConsole,
+std::unique_ptr<Device> OpenDevice(DeviceSelection& aSelection, const KyToolPlatform::Console& aConsole,
                                    DeviceAccess aAccess);
 
 /// Throws OperationError unless the device is there and has been since its connection had that number: what

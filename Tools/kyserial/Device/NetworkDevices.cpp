@@ -27,7 +27,7 @@ namespace
 class InterruptGuard
 {
 public:
-    explicit InterruptGuard(const KyPlatform::Console& aConsole)
+    explicit InterruptGuard(const KyToolPlatform::Console& aConsole)
         : mConsole(aConsole), mThread([this] { Watch(); })
     {
     }
@@ -61,7 +61,7 @@ private:
         }
     }
 
-    const KyPlatform::Console& mConsole;
+    const KyToolPlatform::Console& mConsole;
     const std::shared_ptr<std::atomic<bool>> mCancel = std::make_shared<std::atomic<bool>>(false);
     std::atomic<bool> mGranted{false};
     std::mutex mLock;
@@ -73,7 +73,7 @@ private:
 class NetworkDevice : public Device
 {
 public:
-    NetworkDevice(const std::string& aName, const KyPlatform::Console& aConsole, DeviceAccess aAccess)
+    NetworkDevice(const std::string& aName, const KyToolPlatform::Console& aConsole, DeviceAccess aAccess)
         : mGuard(aConsole)
     {
         KyGigE::DeviceAddress lAddress;
@@ -129,7 +129,7 @@ std::string CheckNetworkDevice(const std::string& aName)
     return KyGigE::ParseDeviceAddress(aName, lAddress);
 }
 
-std::unique_ptr<Device> OpenNetworkDevice(const std::string& aName, const KyPlatform::Console& aConsole,
+std::unique_ptr<Device> OpenNetworkDevice(const std::string& aName, const KyToolPlatform::Console& aConsole,
                                           DeviceAccess aAccess)
 {
     return std::make_unique<NetworkDevice>(aName, aConsole, aAccess);

@@ -18,7 +18,7 @@ bool IsNetworkDevice(const std::string& aName);
 std::string CheckNetworkDevice(const std::string& aName);
 
 /// Connects it. Throws OperationError when that fails.
-std::unique_ptr<Device> OpenNetworkDevice(const std::string& aName, const KyPlatform::Console& aConsole,
+std::unique_ptr<Device> OpenNetworkDevice(const std::string& aName, const KyToolPlatform::Console& aConsole,
                                           DeviceAccess aAccess);
 
 /// Where devices are looked for.

@@ -4,7 +4,7 @@
 #include "kyserial/Device/PortSettings.h"
 #include "kyserial/Text/Failure.h"
 
-#include "Simulator/Camera/EquippedCamera.h"
+#include "Simulator/Camera/CameraWithDevices.h"
 #include "Simulator/Camera/FeatureTable.h"
 #include "Simulator/Camera/SimulatedDeviceAdapter.h"
 
@@ -119,7 +119,7 @@ struct SimulatedCamera::Parts
 
     const std::string mStateFile;
     const std::shared_ptr<bool> mStateIsLost;
-    KySimulator::EquippedCamera mCamera;
+    KySimulator::CameraWithDevices mCamera;
     ReturningAdapter mAdapter;
 };
 

@@ -23,7 +23,7 @@ struct SimulatorOptions
     std::shared_ptr<bool> mStateIsLost = std::make_shared<bool>(false);
 };
 
-/// The camera of --device sim, with what EquippedCamera has on its ports.
+/// The camera of --device sim, with what CameraWithDevices has on its ports.
 class SimulatedCamera
 {
 public:

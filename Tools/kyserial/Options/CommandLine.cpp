@@ -114,7 +114,7 @@ ExitCode Run(CLI::App& aProgram, Context& aContext, int aCount, const char* cons
 
 } // namespace
 
-ExitCode RunCommandLine(int aCount, const char* const* aArguments, KyPlatform::Console& aConsole)
+ExitCode RunCommandLine(int aCount, const char* const* aArguments, KyToolPlatform::Console& aConsole)
 {
     try
     {

@@ -224,13 +224,13 @@ std::unique_ptr<Device> OpenDevice(Context& aContext, DeviceAccess aAccess)
     return OpenDevice(aContext.mCommon.mDevice, aContext.mConsole, aAccess);
 }
 
-bool ReadLine(KyPlatform::Console& aConsole, std::string& aLine)
+bool ReadLine(KyToolPlatform::Console& aConsole, std::string& aLine)
 {
     uint8_t lByte = 0;
     size_t lRead = 0;
     aLine.clear();
-    while (aConsole.Read(&lByte, 1, lRead, KyPlatform::Console::cInfinite) ==
-           KyPlatform::Console::ReadResult::Data)
+    while (aConsole.Read(&lByte, 1, lRead, KyToolPlatform::Console::cInfinite) ==
+           KyToolPlatform::Console::ReadResult::Data)
     {
         if (lByte == '\n')
         {

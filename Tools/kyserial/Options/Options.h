@@ -4,9 +4,9 @@
 #include "kyserial/Text/Failure.h"
 
 #include <CLI/CLI.hpp>
-#include <KyPlatform/Console.h>
 #include <KySerial/KySerialPortConfiguration.h>
 #include <KySerial/KySerialTypes.h>
+#include <Platform/Console.h>
 
 #include <cstdint>
 #include <functional>
@@ -82,7 +82,7 @@ void ApplyLogOptions(const CommonOptions& aOptions);
 /// What a command finds when it runs.
 struct Context
 {
-    KyPlatform::Console& mConsole;
+    KyToolPlatform::Console& mConsole;
     CommonOptions mCommon{};
     /// The command that the command line names; a command sets it while the line is taken apart.
     std::function<ExitCode(Context&)> mAction{};
@@ -92,7 +92,7 @@ struct Context
 std::unique_ptr<Device> OpenDevice(Context& aContext, DeviceAccess aAccess = DeviceAccess::Control);
 
 /// The first line of the input, without its end. \return False at the end of the input.
-bool ReadLine(KyPlatform::Console& aConsole, std::string& aLine);
+bool ReadLine(KyToolPlatform::Console& aConsole, std::string& aLine);
 
 /// Writes to the standard output. Throws OperationError when it is broken.
 void Print(Context& aContext, const std::string& aText);

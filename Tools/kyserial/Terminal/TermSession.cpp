@@ -73,7 +73,7 @@ std::string EscapeKey::Text() const
 namespace
 {
 
-using KyPlatform::Console;
+using KyToolPlatform::Console;
 
 constexpr uint32_t cQuietPoll = 5; // milliseconds
 

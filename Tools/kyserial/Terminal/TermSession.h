@@ -5,7 +5,7 @@
 #include "kyserial/Terminal/TrafficLog.h"
 #include "kyserial/Text/Hex.h"
 
-#include <KyPlatform/Console.h>
+#include <Platform/Console.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -60,7 +60,7 @@ public:
     };
 
     /// The arguments must outlive the object.
-    TermSession(KyPlatform::Console& aConsole, BytePort& aPort, TrafficLog& aLog,
+    TermSession(KyToolPlatform::Console& aConsole, BytePort& aPort, TrafficLog& aLog,
                 const TermSettings& aSettings);
 
     /// Runs until something ends it. Throws OperationError when a side breaks. Once only.
@@ -75,7 +75,7 @@ private:
     bool Take(const std::vector<uint8_t>& aBytes);
     bool Write(const std::string& aText);
 
-    KyPlatform::Console& mConsole;
+    KyToolPlatform::Console& mConsole;
     const TermSettings mSettings;
     HexDump mDump; // the receiver's thread, until it is stopped
     PortSender mSender;

@@ -12,7 +12,7 @@ namespace KySerialTool
 namespace
 {
 
-using KyPlatform::Console;
+using KyToolPlatform::Console;
 
 void PrintNote(const TerminalOptions& aOptions, const std::string& aText)
 {

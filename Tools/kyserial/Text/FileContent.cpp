@@ -15,7 +15,7 @@ namespace KySerialTool
 namespace
 {
 
-using KyPlatform::Console;
+using KyToolPlatform::Console;
 
 /// At most one byte more than aLimit.
 std::vector<uint8_t> LoadInput(Console& aConsole, size_t aLimit)

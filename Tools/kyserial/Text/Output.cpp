@@ -1,6 +1,6 @@
 #include "kyserial/Text/Output.h"
 
-#include <KyPlatform/Console.h>
+#include <Platform/Console.h>
 
 #include <algorithm>
 #include <array>
@@ -47,7 +47,7 @@ std::string Table::Text() const
 }
 
 Progress::Progress(std::string aLabel, size_t aTotal)
-    : mLabel(std::move(aLabel)), mTotal(aTotal), mVisible(KyPlatform::Console::IsErrorTerminal())
+    : mLabel(std::move(aLabel)), mTotal(aTotal), mVisible(KyToolPlatform::Console::IsErrorTerminal())
 {
     Advance(0);
 }

@@ -1,4 +1,4 @@
-#include "KyPlatform/StandardStreams.h"
+#include "Platform/StandardStreams.h"
 
 #include "KyPlatform/Linux/SystemCalls.h"
 
@@ -7,8 +7,10 @@
 #include <initializer_list>
 #include <unistd.h>
 
-namespace KyPlatform
+namespace KyToolPlatform
 {
+
+using namespace KyPlatform;
 
 bool StandardStreams::Complete() noexcept
 {
@@ -32,4 +34,4 @@ bool StandardStreams::Complete() noexcept
     return true;
 }
 
-} // namespace KyPlatform
+} // namespace KyToolPlatform

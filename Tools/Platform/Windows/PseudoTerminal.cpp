@@ -1,11 +1,13 @@
-#include "KyPlatform/PseudoTerminal.h"
+#include "Platform/PseudoTerminal.h"
 
 #include <windows.h>
 
 // Programs of this system reach a serial port by the name of a driver's device, and a program cannot be one.
 
-namespace KyPlatform
+namespace KyToolPlatform
 {
+
+using namespace KyPlatform;
 
 namespace
 {
@@ -59,4 +61,4 @@ HostTransferResult PseudoTerminal::Write(const void* /*aData*/, uint32_t /*aSize
     return cRefused;
 }
 
-} // namespace KyPlatform
+} // namespace KyToolPlatform

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Call.h"
+#include "ApiCall.h"
 #include "DeviceAdapter.h"
 #include "KySerial/KySerialTypes.h"
 #include "SharedLock.h"
@@ -13,11 +13,11 @@ namespace KySerialCLib
 
 /// A port or bus of the library and the device that it is open on.
 template<typename Product>
-struct Opened
+struct PortObject
 {
-    Opened() { mProduct.emplace(); }
+    PortObject() { mProduct.emplace(); }
 
-    DeviceHold mDevice; // set as long as the product has to be closed; goes after it
+    DeviceReference mDevice; // set as long as the product has to be closed; goes after it
     KySerialLib::SharedLock mLock;
     std::optional<Product> mProduct;
     std::mutex mReadTurn; // of a port
@@ -27,13 +27,13 @@ struct Opened
 /// Opens. Needs the object for itself. A product that was open before is made anew: the library keeps what a
 /// second Open() replaces until the process ends.
 template<typename Product>
-KyResult Open(const char* aFunction, Opened<Product>& aObject, KyDeviceHandle aDevice, int32_t aSerial)
+KyResult Open(const char* aFunction, PortObject<Product>& aObject, KyDeviceHandle aDevice, int32_t aSerial)
 {
     if (aObject.mDevice.Get() != nullptr)
     {
         return Fail(KY_WRONG_STATE, aFunction, "Open already: close it first.");
     }
-    DeviceHold lDevice(aDevice);
+    DeviceReference lDevice(aDevice);
     if (lDevice.Get() == nullptr)
     {
         return Fail(KY_INVALID_HANDLE, aFunction, "No such device.");
@@ -53,7 +53,7 @@ KyResult Open(const char* aFunction, Opened<Product>& aObject, KyDeviceHandle aD
 
 /// Closes. Needs the object for itself.
 template<typename Product>
-KyResult Close(Opened<Product>& aObject)
+KyResult Close(PortObject<Product>& aObject)
 {
     KyResult lResult = aObject.mProduct->Close();
     if (lResult.IsOK())
@@ -75,7 +75,7 @@ KyCode IsSupported(const char* aFunction, KyDeviceHandle aDevice, int32_t aSeria
                 return Fail(KY_BAD_PARAMETER, aFunction, "The answer has nowhere to go: a null pointer.");
             }
             *aIsSupported = 0;
-            const DeviceHold lDevice(aDevice);
+            const DeviceReference lDevice(aDevice);
             if (lDevice.Get() == nullptr)
             {
                 return Fail(KY_INVALID_HANDLE, aFunction, "No such device.");

@@ -34,7 +34,7 @@ using Output = std::variant<DeviceEvent, FeatureChange, PeerNews>;
 ///
 /// Whoever posted drains; a thread that finds another one draining leaves its output to that one, and a
 /// callback that posts leaves it to the loop that called it.
-class Outbox
+class OutputQueue
 {
 public:
     void AddListener(CameraListener* aListener);

@@ -1,4 +1,4 @@
-#include "Simulator/Ports/Outbox.h"
+#include "Simulator/Ports/OutputQueue.h"
 
 #include <algorithm>
 #include <iterator>
@@ -40,7 +40,7 @@ void CallListener(CameraListener& aListener, const Output& aOutput)
 
 } // namespace
 
-void Outbox::AddListener(CameraListener* aListener)
+void OutputQueue::AddListener(CameraListener* aListener)
 {
     LockScope lScope(mLock);
     if (aListener != nullptr &&
@@ -50,7 +50,7 @@ void Outbox::AddListener(CameraListener* aListener)
     }
 }
 
-void Outbox::RemoveListener(CameraListener* aListener)
+void OutputQueue::RemoveListener(CameraListener* aListener)
 {
     LockScope lScope(mLock);
     mListeners.erase(std::remove(mListeners.begin(), mListeners.end(), aListener), mListeners.end());
@@ -62,7 +62,7 @@ void Outbox::RemoveListener(CameraListener* aListener)
     }
 }
 
-void Outbox::Post(std::vector<Output> aOutputs)
+void OutputQueue::Post(std::vector<Output> aOutputs)
 {
     LockScope lScope(mLock);
     if (!mShut)
@@ -71,7 +71,7 @@ void Outbox::Post(std::vector<Output> aOutputs)
     }
 }
 
-void Outbox::Drain()
+void OutputQueue::Drain()
 {
     LockScope lScope(mLock);
     if (mDraining)
@@ -91,7 +91,7 @@ void Outbox::Drain()
     mChanged.NotifyAll();
 }
 
-void Outbox::Deliver(const Output& aOutput)
+void OutputQueue::Deliver(const Output& aOutput)
 {
     if (const auto* lNews = std::get_if<PeerNews>(&aOutput))
     {
@@ -103,7 +103,7 @@ void Outbox::Deliver(const Output& aOutput)
     CallListeners(aOutput);
 }
 
-void Outbox::CallListeners(const Output& aOutput)
+void OutputQueue::CallListeners(const Output& aOutput)
 {
     const std::vector<CameraListener*> lListeners = mListeners;
     for (CameraListener* const lListener : lListeners)
@@ -122,7 +122,7 @@ void Outbox::CallListeners(const Output& aOutput)
     }
 }
 
-void Outbox::WaitUntilDrained()
+void OutputQueue::WaitUntilDrained()
 {
     LockScope lScope(mLock);
     while (mDraining && mDrainer != std::this_thread::get_id())
@@ -131,7 +131,7 @@ void Outbox::WaitUntilDrained()
     }
 }
 
-void Outbox::Shut()
+void OutputQueue::Shut()
 {
     LockScope lScope(mLock);
     mShut = true;

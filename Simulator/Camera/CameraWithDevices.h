@@ -9,7 +9,7 @@
 namespace KySimulator
 {
 
-/// How an EquippedCamera differs from the usual one.
+/// How a CameraWithDevices differs from the usual one.
 struct EquipmentOptions
 {
     bool mFast = false;         ///< Lines take no time.
@@ -26,14 +26,15 @@ struct EquipmentOptions
 /// | bulk3               | an SPI bus: flash memory of 64 KiB                                   |
 ///
 /// bulk2 starts in I2C mode, bulk3 in SPI mode, the others in UART mode.
-class EquippedCamera
+class CameraWithDevices
 {
 public:
     /// \param aConfiguration  Its line rate, UARTs and protocols follow from aOptions.
-    explicit EquippedCamera(const EquipmentOptions& aOptions, const CameraConfiguration& aConfiguration = {});
-    ~EquippedCamera();
-    EquippedCamera(const EquippedCamera&) = delete;
-    EquippedCamera& operator=(const EquippedCamera&) = delete;
+    explicit CameraWithDevices(const EquipmentOptions& aOptions,
+                               const CameraConfiguration& aConfiguration = {});
+    ~CameraWithDevices();
+    CameraWithDevices(const CameraWithDevices&) = delete;
+    CameraWithDevices& operator=(const CameraWithDevices&) = delete;
 
     const std::shared_ptr<CameraModel>& GetCamera() const;
 

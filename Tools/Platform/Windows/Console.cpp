@@ -1,4 +1,4 @@
-#include "KyPlatform/Console.h"
+#include "Platform/Console.h"
 
 #include <algorithm>
 #include <atomic>
@@ -14,7 +14,7 @@
 #include <vector>
 #include <windows.h>
 
-namespace KyPlatform
+namespace KyToolPlatform
 {
 
 namespace
@@ -231,7 +231,7 @@ Console::ReadResult Console::Read(uint8_t* aBuffer, size_t aSize, size_t& aRead,
 
 void Console::Interrupt()
 {
-    KyPlatform::Interrupt(*mThis->mInput);
+    KyToolPlatform::Interrupt(*mThis->mInput);
 }
 
 bool Console::IsInterrupted() const
@@ -269,4 +269,4 @@ bool Console::Write(const uint8_t* aData, size_t aSize)
     return true;
 }
 
-} // namespace KyPlatform
+} // namespace KyToolPlatform

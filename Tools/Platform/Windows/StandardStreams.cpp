@@ -1,6 +1,6 @@
-#include "KyPlatform/StandardStreams.h"
+#include "Platform/StandardStreams.h"
 
-namespace KyPlatform
+namespace KyToolPlatform
 {
 
 bool StandardStreams::Complete() noexcept
@@ -9,4 +9,4 @@ bool StandardStreams::Complete() noexcept
     return true;
 }
 
-} // namespace KyPlatform
+} // namespace KyToolPlatform

@@ -1,4 +1,4 @@
-#include "KyPlatform/Console.h"
+#include "Platform/Console.h"
 
 #include "KyPlatform/Linux/SystemCalls.h"
 
@@ -14,8 +14,10 @@
 #include <termios.h>
 #include <unistd.h>
 
-namespace KyPlatform
+namespace KyToolPlatform
 {
+
+using namespace KyPlatform;
 
 namespace
 {
@@ -254,4 +256,4 @@ bool Console::Write(const uint8_t* aData, size_t aSize)
     return true;
 }
 
-} // namespace KyPlatform
+} // namespace KyToolPlatform

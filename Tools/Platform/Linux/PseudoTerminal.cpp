@@ -1,4 +1,4 @@
-#include "KyPlatform/PseudoTerminal.h"
+#include "Platform/PseudoTerminal.h"
 
 #include "KyPlatform/Linux/HostHandle.h"
 #include "KyPlatform/Linux/Poll.h"
@@ -15,8 +15,10 @@
 #include <new>
 #include <sys/ioctl.h>
 
-namespace KyPlatform
+namespace KyToolPlatform
 {
+
+using namespace KyPlatform;
 
 namespace
 {
@@ -258,13 +260,13 @@ bool PseudoTerminal::IsAttached() const noexcept
 
 HostTransferResult PseudoTerminal::Read(void* aBuffer, uint32_t aSize, StopEvent& aStop) noexcept
 {
-    if (mObject == nullptr || aStop.mObject == nullptr)
+    if (mObject == nullptr || aStop.GetHandle() == nullptr)
     {
         errno = EBADF;
         return Failed(HostTransfer::Refused, 0);
     }
     Terminal& lTerminal = *ToTerminal(mObject);
-    const int lStop = ToDescriptor(aStop.mObject);
+    const int lStop = ToDescriptor(aStop.GetHandle());
     for (;;)
     {
         switch (Wait(lTerminal, POLLIN, lStop))
@@ -297,7 +299,7 @@ HostTransferResult PseudoTerminal::Read(void* aBuffer, uint32_t aSize, StopEvent
 
 HostTransferResult PseudoTerminal::Write(const void* aData, uint32_t aSize, StopEvent& aStop) noexcept
 {
-    if (mObject == nullptr || aStop.mObject == nullptr)
+    if (mObject == nullptr || aStop.GetHandle() == nullptr)
     {
         errno = EBADF;
         return Failed(HostTransfer::Refused, 0);
@@ -309,7 +311,7 @@ HostTransferResult PseudoTerminal::Write(const void* aData, uint32_t aSize, Stop
         // A wait under the lock ends when the user leaves, so nobody is kept from cleaning for long.
         const std::lock_guard<std::mutex> lLock(lTerminal.mUserLock);
         // Asked each time: the system would keep bytes for a user who comes some day.
-        switch (Wait(lTerminal, POLLOUT, ToDescriptor(aStop.mObject)))
+        switch (Wait(lTerminal, POLLOUT, ToDescriptor(aStop.GetHandle())))
         {
         case Side::Ready:
             break;
@@ -335,4 +337,4 @@ HostTransferResult PseudoTerminal::Write(const void* aData, uint32_t aSize, Stop
     return {HostTransfer::Done, lBytes, 0};
 }
 
-} // namespace KyPlatform
+} // namespace KyToolPlatform

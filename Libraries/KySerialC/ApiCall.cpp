@@ -1,4 +1,4 @@
-#include "Call.h"
+#include "ApiCall.h"
 
 #include "KySerial/KySerialTypes.h"
 #include "ThreadText.h"

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-namespace KyPlatform
+namespace KyToolPlatform
 {
 
 /// A serial port of the host whose device is this program: what other programs write to its path is read
@@ -49,7 +49,7 @@ public:
     /// \param aBuffer  Room for aSize bytes, one at least; not null.
     /// \param aStop    An open event.
     /// \return Done with one byte at least; Stopped; or a failure, Refused when closed.
-    HostTransferResult Read(void* aBuffer, uint32_t aSize, StopEvent& aStop) noexcept;
+    KyPlatform::HostTransferResult Read(void* aBuffer, uint32_t aSize, KyPlatform::StopEvent& aStop) noexcept;
 
     /// Gives bytes to the program that is attached. Blocks until the system has taken them, the program has
     /// left, or aStop is set.
@@ -57,7 +57,8 @@ public:
     /// \param aStop  An open event.
     /// \return Done, with fewer bytes when nobody was there for the rest; Stopped; or a failure, Refused when
     ///         closed.
-    HostTransferResult Write(const void* aData, uint32_t aSize, StopEvent& aStop) noexcept;
+    KyPlatform::HostTransferResult Write(const void* aData, uint32_t aSize,
+                                         KyPlatform::StopEvent& aStop) noexcept;
 
     /// Bytes that Write() has given to programs, and that they have left without reading. Counted when a
     /// program leaves, by the thread in Read(). Any thread.
@@ -76,4 +77,4 @@ private:
     void* mObject = nullptr; // the backend's; null: closed
 };
 
-} // namespace KyPlatform
+} // namespace KyToolPlatform

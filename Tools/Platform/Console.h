@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace KyPlatform
+namespace KyToolPlatform
 {
 
 /// The terminal, or the files or pipes, that a command-line program talks to.
@@ -81,4 +81,4 @@ private:
     State* mThis;
 };
 
-} // namespace KyPlatform
+} // namespace KyToolPlatform

@@ -1,6 +1,6 @@
 #pragma once
 
-namespace KyPlatform
+namespace KyToolPlatform
 {
 
 /// The three streams that a program is started with.
@@ -17,4 +17,4 @@ public:
     static bool Complete() noexcept;
 };
 
-} // namespace KyPlatform
+} // namespace KyToolPlatform

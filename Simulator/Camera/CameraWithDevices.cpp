@@ -1,4 +1,4 @@
-#include "Simulator/Camera/EquippedCamera.h"
+#include "Simulator/Camera/CameraWithDevices.h"
 
 #include "Simulator/Peers/Eeprom24C02.h"
 #include "Simulator/Peers/LensController.h"
@@ -41,7 +41,7 @@ std::shared_ptr<Eeprom24C02> PlugBus(CameraModel& aCamera, Port aPort)
 
 } // namespace
 
-struct EquippedCamera::Parts
+struct CameraWithDevices::Parts
 {
     Parts(const EquipmentOptions& aOptions, const CameraConfiguration& aConfiguration)
         : mCamera(std::make_shared<CameraModel>(Configure(aOptions, aConfiguration)))
@@ -54,7 +54,8 @@ struct EquippedCamera::Parts
     const std::shared_ptr<SpiFlash> mFlash;
 };
 
-EquippedCamera::EquippedCamera(const EquipmentOptions& aOptions, const CameraConfiguration& aConfiguration)
+CameraWithDevices::CameraWithDevices(const EquipmentOptions& aOptions,
+                                     const CameraConfiguration& aConfiguration)
     : mThis(std::make_unique<Parts>(aOptions, aConfiguration))
 {
     CameraModel& lCamera = *mThis->mCamera;
@@ -71,14 +72,14 @@ EquippedCamera::EquippedCamera(const EquipmentOptions& aOptions, const CameraCon
     lCamera.PlugSpi(Port::Bulk3, std::make_shared<SpiBusPeer>(mThis->mFlash));
 }
 
-EquippedCamera::~EquippedCamera() = default;
+CameraWithDevices::~CameraWithDevices() = default;
 
-const std::shared_ptr<CameraModel>& EquippedCamera::GetCamera() const
+const std::shared_ptr<CameraModel>& CameraWithDevices::GetCamera() const
 {
     return mThis->mCamera;
 }
 
-bool EquippedCamera::LoadState(const std::string& aPath)
+bool CameraWithDevices::LoadState(const std::string& aPath)
 {
     std::ifstream lFile(aPath, std::ios::binary);
     if (!lFile.is_open())
@@ -106,7 +107,7 @@ bool EquippedCamera::LoadState(const std::string& aPath)
     return true;
 }
 
-bool EquippedCamera::SaveState(const std::string& aPath) const
+bool CameraWithDevices::SaveState(const std::string& aPath) const
 {
     std::vector<uint8_t> lState;
     for (const auto& lEeprom : mThis->mEeproms)
