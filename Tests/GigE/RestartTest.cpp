@@ -181,7 +181,7 @@ TEST_P(RestartTest, EveryByteIsDeliveredOrCounted)
     // confirmation is out. The bridge has to count those bytes as lost.
     constexpr uint64_t cLongestMessage = 512;
     EXPECT_GE(lCamera.GetHeard(), lDelivered) << lReport;
-    EXPECT_LE(lCamera.GetHeard(), lDelivered + cLongestMessage * lRounds) << lReport;
+    EXPECT_LE(lCamera.GetHeard(), lDelivered + cLongestMessage * static_cast<uint64_t>(lRounds)) << lReport;
 }
 
 INSTANTIATE_TEST_SUITE_P(Ports, RestartTest,

@@ -210,7 +210,8 @@ KyResult GvcpClient::Connect()
     mControl.SetShut(false);
     mControl.SetEnd(lLimit.count() != 0 ? ControlChannel::Clock::now() + lLimit
                                         : ControlChannel::Clock::time_point::max());
-    KyResult lResult = CatchOutOfMemory([this] { return RunSteps(); });
+    // The lock that the steps need is held here; the analysis does not follow it into the lambda.
+    KyResult lResult = CatchOutOfMemory([this]() JX_NO_THREAD_SAFETY_ANALYSIS { return RunSteps(); });
     if (!lResult.IsOK() || mControl.IsOver()) // steps may do without single answers
     {
         lResult = Explained(lResult);

@@ -26,9 +26,9 @@ bool IsBulk(KyDeviceSerial aPort)
     return aPort >= KyDeviceSerialBulk0 && aPort <= KyDeviceSerialBulk7;
 }
 
-int BulkIndex(KyDeviceSerial aPort)
+size_t BulkIndex(KyDeviceSerial aPort)
 {
-    return aPort - KyDeviceSerialBulk0;
+    return static_cast<size_t>(aPort - KyDeviceSerialBulk0);
 }
 
 } // namespace KySerialTool

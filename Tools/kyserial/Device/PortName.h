@@ -3,6 +3,7 @@
 #include <KySerial/KySerialTypes.h>
 
 #include <array>
+#include <cstddef>
 #include <optional>
 #include <string>
 
@@ -24,6 +25,6 @@ std::string PortName(KyDeviceSerial aPort);
 bool IsBulk(KyDeviceSerial aPort);
 
 /// Number of a bulk port as feature names have it, 0 to 7. \param aPort  IsBulk().
-int BulkIndex(KyDeviceSerial aPort);
+size_t BulkIndex(KyDeviceSerial aPort);
 
 } // namespace KySerialTool

@@ -27,7 +27,7 @@ std::string ReadFeature(IKyDeviceAdapter& aAdapter, const std::string& aName)
 void PortSettings::Read(IKyDeviceAdapter& aAdapter)
 {
     mValues.clear();
-    std::string lPrefix = UartName(mPort);
+    std::string lPrefix = UartName(static_cast<size_t>(mPort));
     std::vector<std::string> lNames;
     if (IsBulk(mPort))
     {
