@@ -160,7 +160,8 @@ TEST_F(BridgeBlockTest, AStopEndsAWriteBetweenTwoMessages)
 {
     AddBulkPort(mDevice);
     Open(KyDeviceSerialBulk1);
-    mDevice.OnCall(Slot::SetRegisterData, [this] { mBridge->StopThreads(); }); // in the first of three
+    // In the first of three. By another thread, as an application stops a bridge: the writer holds the port.
+    mDevice.OnCall(Slot::SetRegisterData, [this] { std::thread([this] { mBridge->StopThreads(); }).join(); });
     EXPECT_TRUE(Write(1500));
     EXPECT_EQ(MessageSizes(), (std::vector<size_t>{520}));
     EXPECT_EQ(mBridge->GetBytesSentToDevice(), 512U);

@@ -133,10 +133,11 @@ TEST_F(SpiProcessTest, EqualSectorsAreLeftAloneAndOldContentsAreSaved)
     const std::string lOld(8192, 'a');
     std::string lNew = lOld;
     lNew[5000] = 'b';
-    EXPECT_EQ(0, Change({"flash", "write", "-", "--offset", "4KiB"}, lOld).mStatus);
+    const ToolResult lFirst = Change({"flash", "write", "-", "--offset", "4KiB"}, lOld);
+    EXPECT_EQ(0, lFirst.mStatus) << lFirst.mError;
     const ToolResult lResult =
         Change({"flash", "write", "-", "--offset", "4KiB", "--erase", "--backup", mFile}, lNew);
-    EXPECT_EQ(0, lResult.mStatus);
+    EXPECT_EQ(0, lResult.mStatus) << lResult.mError;
     EXPECT_EQ("saved 8192 bytes from offset 4096 on in " + mFile +
                   "\nwrote and verified 8192 bytes; sectors that were equal already: 1\n",
               lResult.mError);

@@ -21,6 +21,8 @@ static int Report(const char* aWhat, CLINT32 aCode)
     return 1;
 }
 
+/* The index of the server with this name. Without one, an index that no server ever has: the number of servers is that
+   of the next one that starts. */
 static CLUINT32 FindPort(const char* aName)
 {
     CLUINT32 lCount = 0;
@@ -32,10 +34,10 @@ static CLUINT32 FindPort(const char* aName)
         CLUINT32 lSize = sizeof lName;
         if (clGetSerialPortIdentifier(lIndex, lName, &lSize) == CL_ERR_NO_ERR && strcmp(lName, aName) == 0)
         {
-            break;
+            return lIndex;
         }
     }
-    return lIndex;
+    return 0xFFFFFFFFU;
 }
 
 static int Exchange(hSerRef aPort, unsigned long aBytes)

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <memory>
 #include <system_error>
 #include <utility>
 
@@ -103,6 +104,8 @@ std::vector<Interface> ListInterfaces()
     {
         return lInterfaces;
     }
+    const std::unique_ptr<ifaddrs, decltype(&freeifaddrs)> lOwner(lList,
+                                                                  &freeifaddrs); // also without memory below
     for (const ifaddrs* lNext = lList; lNext != nullptr; lNext = lNext->ifa_next)
     {
         const bool lUsable = lNext->ifa_addr != nullptr && lNext->ifa_addr->sa_family == AF_INET &&
@@ -116,7 +119,6 @@ std::vector<Interface> ListInterfaces()
                                    if_nametoindex(lNext->ifa_name)});
         }
     }
-    freeifaddrs(lList);
     return lInterfaces;
 }
 
