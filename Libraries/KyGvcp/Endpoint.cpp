@@ -8,7 +8,7 @@ namespace KyGvcp
 namespace
 {
 
-/// Takes one number of an address. \return Null: there is none.
+/// Takes one number of an address. \return Null when the text has no number there.
 const char* TakeNumber(const char* aBegin, const char* aEnd, uint32_t& aNumber)
 {
     constexpr uint32_t cLargest = 255;

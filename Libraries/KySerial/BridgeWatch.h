@@ -15,7 +15,7 @@ namespace KySerialLib
 /// What a bridge knows of its device's presence, and the way of its reports to the observer.
 ///
 /// The device is away from the moment when it is found absent, or connected anew, until it has been set up
-/// again. Each setup has a number: somebody who has found the device away during one setup says nothing about
+/// again. Each setup has a number: an absence that a thread has found during one setup does not count for
 /// the next.
 ///
 /// Threads: Begin() before all others; the rest by any.

@@ -20,7 +20,7 @@ public:
     NetworkNamespace(const NetworkNamespace&) = delete;
     NetworkNamespace& operator=(const NetworkNamespace&) = delete;
 
-    /// Why there is none; empty when there is one.
+    /// Why the namespace could not be made; empty when it was.
     const std::string& GetError() const { return mError; }
     /// The system's number of the thread: what "ip link set ... netns" takes.
     int GetThread() const { return mThreadNumber; }

@@ -212,7 +212,7 @@ TEST(ProtocolTest, DropsEventsThatDoNotFitTheirSize)
         lPacket.Add16(lSize).Add16(0x9000).Add16(0xFFFF).Add16(1).Add64(0);
         EXPECT_THAT(Parse(Copy(lPacket)), IsEmpty()) << lSize;
     }
-    // An item shorter than its header, and behind it what would be an event.
+    // An item shorter than its header, followed by bytes that look like an event.
     Packet lInside = Packet::Command(cEventData, cAcknowledgeWanted, 5);
     lInside.Add16(8).Add16(0x9000).Add16(0xFFFF).Add16(1);
     AddEvent(lInside, 0x9000, 1, 10, {});

@@ -75,7 +75,7 @@ public:
     void SwitchOn();
     /// Gives control to somebody else.
     void GiveControlAway();
-    /// Forgets who has control, as after the heartbeat's time-out.
+    /// Ends the control of any application, as the heartbeat's time-out does.
     void ReleaseControl();
 
     void PutWord(uint32_t aAddress, uint32_t aValue);

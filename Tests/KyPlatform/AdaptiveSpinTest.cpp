@@ -40,7 +40,7 @@ protected:
     // As if another program had the processor for a time slice.
     static bool IsLateOver()
     {
-        // Not a sleep: one of less than a millisecond is none on Windows.
+        // A loop instead of a sleep: Windows returns from sleeps under a millisecond at once.
         for (const auto lEnd = Clock::now() + std::chrono::microseconds(600); Clock::now() < lEnd;)
         {
         }

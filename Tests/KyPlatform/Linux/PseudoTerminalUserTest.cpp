@@ -189,7 +189,7 @@ TEST_F(PseudoTerminalUserTest, IsCleanSoonAfterAVisitThatNobodySaw)
     EXPECT_LT(lLate, 10); // a look every 20 ms would be late in half of them
 }
 
-// At the end, with a user who is still there.
+// The relay ends while a user still has the terminal open.
 TEST(PseudoTerminalEndTest, WhatIsInTheTerminalIsTakenAwayAndCounted)
 {
     StopEvent lStop;

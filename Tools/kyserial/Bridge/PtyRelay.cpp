@@ -80,7 +80,7 @@ void PtyRelay::Relay(PseudoTerminal& aFrom, PseudoTerminal& aTo, Way& aWay)
         }
         if (lRead.mBytes == 0)
         {
-            static_cast<void>(mStop.Wait(cPause)); // the next read tells whether it is over
+            static_cast<void>(mStop.Wait(cPause)); // ignored: after a stop the next read ends the loop
             continue;
         }
         aWay.mTaken += lRead.mBytes;

@@ -14,8 +14,8 @@ namespace KySerialTool
 /// Two pseudo terminals, one for a bridge and one for the user, that get what is written to the other.
 ///
 /// A bridge wants a port to open, and so does a terminal program; a pseudo terminal has one such side only.
-/// Users attach and leave as they like. What comes for a user who is not there is dropped, as a serial port
-/// does that nobody has open; a user who is there and does not read holds the bridge up.
+/// Users attach and leave as they like. Without a user bytes are dropped, as by a serial port that is not
+/// open. A user that does not read holds the bridge up.
 class PtyRelay
 {
 public:
@@ -41,7 +41,7 @@ public:
     uint64_t GetTakenFromUser() const { return mFromUser.mTaken; }
     /// From users, that the bridge has not got: it was not there, or the end came before.
     uint64_t GetLostToBridge() const { return mFromUser.mNobody + mFromUser.mStopped + mBridge.GetUnread(); }
-    /// From the bridge, for a user who was not there, or who has left them unread.
+    /// Bytes from the bridge that came without a user, or that a user left unread.
     uint64_t GetUnread() const { return mFromBridge.mNobody + mUser.GetUnread(); }
     /// From the bridge, when the end came before a user could have them.
     uint64_t GetStoppedToUser() const { return mFromBridge.mStopped; }

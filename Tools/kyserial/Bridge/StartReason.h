@@ -22,7 +22,7 @@ public:
 
     void Write(const JxUtilsLib::LogRecord& aRecord) override;
 
-    /// " (The registry of servers ...)" to be put behind the result; empty when nothing was heard.
+    /// " (The registry of servers ...)" as an addition to the result; empty without such a log line.
     std::string Text();
 
 private:

@@ -172,7 +172,7 @@ NetworkFinding ToFinding(const KyGigE::FoundDevice& aDevice, const std::string& 
             aDevice.mInterface};
 }
 
-/// "00:11:22:33:44:55", also with "-" or without anything between. \return Nothing: it is none.
+/// "00:11:22:33:44:55", also with "-" or without anything between. \return Empty for any other text.
 std::optional<uint64_t> ParseMac(const std::string& aText)
 {
     std::string lDigits = aText;

@@ -58,7 +58,7 @@ struct IpChange
 };
 
 /// Takes "MAC=ADDRESS/MASK[/GATEWAY]" apart; the mask is dotted or the number of its ones.
-/// \param aChange  Untouched on a failure. \return Empty; or why the text is none, in words for a user.
+/// \param aChange  Untouched on a failure. \return Empty; or what is wrong with the text, in words for a user.
 std::string ParseIpChange(const std::string& aText, IpChange& aChange);
 
 /// Gives a device an address until it is switched off. \return The device there. Throws OperationError when that
