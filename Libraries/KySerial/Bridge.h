@@ -6,10 +6,10 @@
 #include "JxUtilsLib/Mutex.h"
 #include "KyPlatform/StopEvent.h"
 #include "KyPlatform/WorkerThread.h"
-#include "SharedLock.h"
 #include "KySerial/IKyDeviceAdapter.h"
 #include "KySerial/KyDeviceSerialPort.h"
 #include "KySerial/KySerialPortConfiguration.h"
+#include "SharedLock.h"
 
 #include <atomic>
 #include <cstdint>

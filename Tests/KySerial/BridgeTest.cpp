@@ -203,8 +203,8 @@ TEST_F(BridgeTest, RefusedWatchThreadFailsTheStartAndLeavesTheOthersRunning)
     // A thread that runs already cannot be started.
     ASSERT_TRUE(mBridge->mWatchThread.Start([](void*) { return 0U; }, nullptr));
     EXPECT_THAT(mBridge->Start(), IsResult(KyResult::FAILURE, "Unable to start bridge watch thread."));
-    EXPECT_EQ(TakeLog(), (Lines{{PriorityError, "KySerialLib::Bridge::Start",
-                                 "Unable to start bridge watch thread."}}));
+    EXPECT_EQ(TakeLog(),
+              (Lines{{PriorityError, "KySerialLib::Bridge::Start", "Unable to start bridge watch thread."}}));
     mBridge->StopThreads();
     EXPECT_EQ(TakeLog().size(), 2U);
 }

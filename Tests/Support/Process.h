@@ -32,8 +32,8 @@ public:
         /// Variables that differ from those of the test; an empty text takes a variable away. KYSERIAL_DEVICE is
         /// "sim" unless this says otherwise.
         std::map<std::string, std::string> mEnvironment{};
-        unsigned mClosed = 0;        ///< Bit N: the program is started without standard stream N.
-        bool mInvalid = false;       ///< Those are invalid handles, not null; where streams are handles.
+        unsigned mClosed = 0;  ///< Bit N: the program is started without standard stream N.
+        bool mInvalid = false; ///< Those are invalid handles, not null; where streams are handles.
     };
 
     /// Generous: a test that needs it has failed anyway.

@@ -15,7 +15,8 @@ int main(void)
     uint32_t lLength = 0;
     uint32_t lRead = 0;
     lAdapter.mSize = sizeof lAdapter;
-    if (KySimCameraCreate(NULL, &lCamera) != KY_OK || KySimCameraPlug(lCamera, KY_UART0, KY_SIM_LENS) != KY_OK ||
+    if (KySimCameraCreate(NULL, &lCamera) != KY_OK ||
+        KySimCameraPlug(lCamera, KY_UART0, KY_SIM_LENS) != KY_OK ||
         KySimCameraGetAdapter(lCamera, &lAdapter) != KY_OK || KyDeviceCreate(&lAdapter, &lDevice) != KY_OK ||
         KyPortCreate(&lPort) != KY_OK || KyPortOpen(lPort, lDevice, KY_UART0) != KY_OK ||
         KyPortWrite(lPort, (const uint8_t*)"ID?\r\n", 5, &lRead) != KY_OK)

@@ -3,8 +3,8 @@
 #include "kyserial/Bridge/BridgeStatistics.h"
 #include "kyserial/Bridge/HostSide.h"
 #include "kyserial/Bridge/PtyRelay.h"
-#include "kyserial/Options/Options.h"
 #include "kyserial/Device/DeviceSelector.h"
+#include "kyserial/Options/Options.h"
 #include "kyserial/Terminal/TerminalLink.h"
 #include "kyserial/Terminal/TrafficLog.h"
 
