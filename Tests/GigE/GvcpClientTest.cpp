@@ -334,6 +334,50 @@ TEST_F(GvcpClientTest, AConnectionThatIsBackAtOnceHasAnotherNumber)
     EXPECT_EQ(mDevice.GetWord(0x20000), 1U);
 }
 
+/// Holds the thread that logs that a device is connected again.
+class HoldingLogSink : public JxUtilsLib::LogSink
+{
+public:
+    HoldingLogSink() { JxUtilsLib::Logger::SetSink(this); }
+    virtual ~HoldingLogSink() { JxUtilsLib::Logger::SetSink(nullptr); }
+    HoldingLogSink(const HoldingLogSink&) = delete;
+    HoldingLogSink& operator=(const HoldingLogSink&) = delete;
+
+    void Write(const JxUtilsLib::LogRecord& aRecord) override
+    {
+        if (std::string(aRecord.mMessage).find("is connected again") != std::string::npos)
+        {
+            mIsHeld = true;
+            EXPECT_TRUE(WaitFor([this] { return mIsReleased.load(); }));
+        }
+    }
+
+    std::atomic<bool> mIsHeld = false;
+    std::atomic<bool> mIsReleased = false;
+};
+
+TEST_F(GvcpClientTest, ALossWhileTheKeeperIsBusyIsRepairedAtOnce)
+{
+    HoldingLogSink lSink;
+    ConnectionOptions lOptions = Quick();
+    lOptions.mHeartbeatPeriod = 60000; // only the loss itself wakes the keeper
+    Open(lOptions);
+    const auto lRestart = [this]
+    {
+        mDevice.SwitchOff();
+        mDevice.SwitchOn();
+        EXPECT_THAT(mClient->WriteRegister(0x20000, 1),
+                    IsResult(KyResult::NO_CONNECTION, "The device is not currently connected."));
+    };
+    lRestart();
+    EXPECT_TRUE(WaitFor([&] { return lSink.mIsHeld.load(); }));
+    JxUtilsLib::Logger::SetPriority(JxUtilsLib::PriorityError); // the sink is taken
+    lRestart();
+    lSink.mIsReleased = true;
+    EXPECT_TRUE(WaitFor([&] { return mClient->IsConnected(); }));
+    EXPECT_EQ(mClient->GetGeneration(), 3U);
+}
+
 TEST_F(GvcpClientTest, ARefusalOfADeviceThatIsControlledIsNoLoss)
 {
     Open();

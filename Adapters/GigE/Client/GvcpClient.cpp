@@ -445,7 +445,8 @@ void GvcpClient::LoseConnection(const char* aReason)
     Warn(__LINE__, "KyGigE::GvcpClient::LoseConnection",
          "The connection to the device at " + Where() + " is lost: " + aReason);
     const LockScope lScope(mLock);
-    mChanged.NotifyAll(); // the keeper need not wait for its next sign of life
+    mHasWork = true; // a keeper that is busy now would sleep through the notification
+    mChanged.NotifyAll();
 }
 
 // Whether the device still takes this for the application in control. A write fails when another application
@@ -505,7 +506,7 @@ void GvcpClient::Keep()
     {
         {
             const LockScope lScope(mLock);
-            if (!mStop)
+            if (!mStop && !mHasWork)
             {
                 mChanged.WaitFor(mLock, mOptions.mHeartbeatPeriod);
             }
@@ -513,6 +514,7 @@ void GvcpClient::Keep()
             {
                 return;
             }
+            mHasWork = false;
         }
         // Without memory something is left undone; the next turn does it.
         static_cast<void>(AskWithMemory(

@@ -113,6 +113,7 @@ private:
     JxUtilsLib::Mutex mLock;
     Condition mChanged;
     bool mStop JX_GUARDED_BY(mLock) = false;
+    bool mHasWork JX_GUARDED_BY(mLock) = false; // the keeper looks at the connection before it waits again
 };
 
 } // namespace KyGigE
