@@ -111,7 +111,7 @@ private:
     KyGvcp::UdpSocket mBroadcast;
     KyGvcp::UdpSocket mMessages;
     uint16_t mMessagePort = 0;
-    bool mHearsBroadcasts = false;
+    std::atomic<bool> mHearsBroadcasts = false; // written where the sockets are opened, on any of the threads
     std::string mError;
 
     // The serving thread's, or everybody's while it does not run.

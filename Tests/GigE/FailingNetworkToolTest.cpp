@@ -132,6 +132,7 @@ TEST(NetworkToolBesideAnotherTest, ReadsADeviceThatAnotherApplicationControls)
     // All that has left the other one in control.
     EXPECT_EQ(KyGvcp::cControlAccess, lOther.Read(KyGvcp::cControlPrivilegeRegister));
     EXPECT_EQ(600000U, lOther.Read(KyGvcp::cHeartbeatRegister));
+    lCamera.End();
 }
 
 TEST(DeviceIpToolTest, GivesACameraAnotherAddressAndStoresOne)
@@ -163,6 +164,7 @@ TEST(DeviceIpToolTest, GivesACameraAnotherAddressAndStoresOne)
     lMoved.mAddress = HasOneLoopbackAddress() ? 0x7F000001 : 0x7F00004E;
     CameraClient lThere(lMoved);
     EXPECT_EQ(0x7F00004EU, lThere.Read(KyGvcp::cAddressRegister));
+    lCamera.End(); // checks that it is still there and ends in order
 }
 
 TEST(DeviceIpToolTest, RefusesWhatItCannotTakeApart)
