@@ -14,6 +14,7 @@ endfunction()
 ky_header_only(KyCLI11 CLI/CLI.hpp)
 ky_header_only(KyJson nlohmann/json.hpp)
 ky_header_only(KyToml toml++/toml.h)
+ky_header_only(KyRapidXml rapidxml/rapidxml.hpp) # writes the simulated camera's description
 
 if(KYSERIAL_BUILD_TESTS)
   # Built from source in every preset: sanitizers want it instrumented, the cross build wants it at all.

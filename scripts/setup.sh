@@ -8,7 +8,8 @@
 #   scripts/setup.sh --all --coverage  for coverage.sh too
 set -euo pipefail
 
-packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev libtomlplusplus-dev socat zlib1g-dev)
+packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev libtomlplusplus-dev librapidxml-dev socat
+  zlib1g-dev)
 if [ "${1:-}" = "--tests" ] || [ "${1:-}" = "--all" ]; then
   packages+=(googletest pkg-config libaravis-dev libusb-1.0-0-dev python3 python3-pytest python3-serial aravis-tools
     aravis-tools-cli libxml2-utils tshark iproute2 dpkg-dev file procps git)

@@ -20,12 +20,6 @@ using JxUtilsLib::LockScope;
 namespace
 {
 
-bool IsOutside(uint64_t aAddress, uint64_t aSize)
-{
-    constexpr uint64_t cSpace = uint64_t{1} << 32U;
-    return aAddress >= cSpace || aSize > cSpace - aAddress;
-}
-
 void Warn(int aLine, const std::string& aText)
 {
     const JxUtilsLib::Logger lLogger("KyGigE");
@@ -48,11 +42,6 @@ public:
 private:
     EventStore& mStore;
 };
-
-KyResult OutsideResult()
-{
-    return {KyGvcp::cInvalidAddress, "The address lies outside the device's registers."};
-}
 
 } // namespace
 
@@ -84,6 +73,7 @@ KyResult DeviceConnection::LoadFeatures()
 {
     std::string lFile;
     auto lFeatures = std::make_shared<DeviceFeatures>();
+    lFeatures->mSpace = std::make_unique<RegisterSpace>(mClient, mStore, mForeignWrites);
     KyResult lResult = ReadDescription(mClient.GetControl(), lFile);
     if (lResult.GetCode() == KyResult::NO_CONNECTION)
     {
@@ -97,7 +87,9 @@ KyResult DeviceConnection::LoadFeatures()
     {
         Warn(__LINE__, std::string("The description of the device cannot be used, so it has no features: ") +
                            lResult.GetDescription().GetAscii());
-        *lFeatures = DeviceFeatures{nullptr, std::make_unique<NoFeatures>(), {}};
+        lFeatures->mFed.clear();
+        lFeatures->mMap = std::make_unique<NoFeatures>();
+        lFeatures->mDescription.reset();
     }
     const LockScope lScope(mFeaturesLock);
     mFeatures = std::move(lFeatures);
@@ -116,7 +108,7 @@ KyResult DeviceConnection::Evaluate(std::string aFile, DeviceFeatures& aFeatures
     KyResult lResult = DeviceDescription::Parse(std::move(lText), aFeatures.mDescription);
     if (lResult.IsOK())
     {
-        aFeatures.mMap = std::make_unique<NodeMap>(*aFeatures.mDescription, *this);
+        aFeatures.mMap = std::make_unique<NodeMap>(*aFeatures.mDescription, *aFeatures.mSpace);
         const Dependencies& lGraph = aFeatures.mDescription->GetGraph();
         for (const auto& [lPort, lEvent] : lGraph.GetEventPorts())
         {
@@ -138,7 +130,8 @@ void DeviceConnection::NotifyInvalidated(const std::string& aName)
 void DeviceConnection::HandleEvent(const KyGvcp::EventView& aEvent)
 {
     const Delivery lDelivery(mStore);
-    mStore.Begin(aEvent.mID, aEvent.mItem.data(), aEvent.mItem.size());
+    mStore.Begin(aEvent.mID, aEvent.mItem.data(), aEvent.mItem.size(),
+                 aEvent.mItem.size() - aEvent.mData.size());
     mSinks.Call(
         [&](IKyDeviceEventSink& aSink)
         {
@@ -250,40 +243,6 @@ void DeviceConnection::WaitForEvents()
 bool DeviceConnection::IsDelivering(uint64_t aAddress)
 {
     return IsEventAddress(aAddress) && mStore.IsDelivering(EventOf(aAddress));
-}
-
-KyResult DeviceConnection::ReadMemory(uint64_t aAddress, uint8_t* aBuffer, uint64_t aSize)
-{
-    if (IsEventAddress(aAddress))
-    {
-        mStore.Read(EventOf(aAddress), EventOffset(aAddress), aBuffer, aSize);
-        return {};
-    }
-    return IsOutside(aAddress, aSize) ? OutsideResult()
-                                      : mClient.ReadMemory(static_cast<uint32_t>(aAddress), aBuffer, aSize);
-}
-
-KyResult DeviceConnection::WriteMemory(uint64_t aAddress, const uint8_t* aBuffer, uint64_t aSize)
-{
-    if (IsEventAddress(aAddress))
-    {
-        return {KyGvcp::cWriteProtect, "What an event brought can only be read."};
-    }
-    return IsOutside(aAddress, aSize) ? OutsideResult()
-                                      : mClient.WriteMemory(static_cast<uint32_t>(aAddress), aBuffer, aSize);
-}
-
-KyResult DeviceConnection::ReadRegister(uint64_t aAddress, uint32_t& aValue)
-{
-    aValue = 0;
-    return IsOutside(aAddress, 4) ? OutsideResult()
-                                  : mClient.ReadRegister(static_cast<uint32_t>(aAddress), aValue);
-}
-
-KyResult DeviceConnection::WriteRegister(uint64_t aAddress, uint32_t aValue)
-{
-    return IsOutside(aAddress, 4) ? OutsideResult()
-                                  : mClient.WriteRegister(static_cast<uint32_t>(aAddress), aValue);
 }
 
 } // namespace KyGigE

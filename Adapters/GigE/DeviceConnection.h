@@ -5,7 +5,7 @@
 #include "Adapters/GigE/EventSinks.h"
 #include "Adapters/GigE/EventStore.h"
 #include "Adapters/GigE/GenApi/INodeMap.h"
-#include "Adapters/GigE/GenApi/IRegisterSpace.h"
+#include "Adapters/GigE/RegisterSpace.h"
 
 #include <atomic>
 #include <map>
@@ -19,6 +19,7 @@ namespace KyGigE
 /// What a connected device can be asked by name.
 struct DeviceFeatures
 {
+    std::unique_ptr<RegisterSpace> mSpace; ///< Never null; of the connection that the features belong to.
     std::unique_ptr<DeviceDescription> mDescription;   ///< Null: it cannot be used.
     std::unique_ptr<INodeMap> mMap;                    ///< Never null; without features then.
     std::map<uint16_t, std::vector<std::string>> mFed; ///< By event: the features that it feeds.
@@ -29,7 +30,7 @@ struct DeviceFeatures
 /// Locks: that of the control channel is held during a command, that of the node map during an access to a
 /// feature, which may take the channel's; all others are leaves. None is held while a sink is called, and the
 /// way of an event takes neither of the two.
-class DeviceConnection final : public IRegisterSpace
+class DeviceConnection final
 {
 public:
     DeviceConnection(const DeviceAddress& aAddress, const ConnectionOptions& aOptions);
@@ -57,12 +58,6 @@ public:
 
     /// Waits until the event thread has done everything that it has now.
     void WaitForEvents();
-
-    KyResult ReadMemory(uint64_t aAddress, uint8_t* aBuffer, uint64_t aSize) override;
-    KyResult WriteMemory(uint64_t aAddress, const uint8_t* aBuffer, uint64_t aSize) override;
-    KyResult ReadRegister(uint64_t aAddress, uint32_t& aValue) override;
-    KyResult WriteRegister(uint64_t aAddress, uint32_t aValue) override;
-    uint64_t GetForeignWrites() const override { return mForeignWrites.load(std::memory_order_relaxed); }
 
 private:
     struct Polled

@@ -15,14 +15,14 @@ namespace
 {
 
 constexpr uint32_t cNoEvent = 0x10000; // beyond any identifier
-constexpr uint8_t cHeader = 16;        // bytes of an item without data
 
 } // namespace
 
-void EventStore::Begin(uint16_t aEventID, const uint8_t* aItem, size_t aSize)
+void EventStore::Begin(uint16_t aEventID, const uint8_t* aItem, size_t aSize, size_t aHeader)
 {
     const LockScope lScope(mLock);
     mItems[aEventID].assign(aItem, aItem + aSize);
+    mHeader = static_cast<uint8_t>(aHeader);
     mDelivers = true;
     mDelivered = aEventID;
     mThread = std::this_thread::get_id();
@@ -54,7 +54,7 @@ void EventStore::Read(uint16_t aEventID, uint32_t aOffset, uint8_t* aBuffer, uin
     const LockScope lScope(mLock);
     const auto lItem = mItems.find(aEventID);
     const bool lHidden = mDelivers && mThread == std::this_thread::get_id() && mDelivered != aEventID;
-    const std::array<uint8_t, 4> lEmpty = {0, cHeader, static_cast<uint8_t>(aEventID >> 8U),
+    const std::array<uint8_t, 4> lEmpty = {0, mHeader, static_cast<uint8_t>(aEventID >> 8U),
                                            static_cast<uint8_t>(aEventID)};
     const std::span<const uint8_t> lBytes = lItem == mItems.end() || lHidden
                                                 ? std::span<const uint8_t>(lEmpty)

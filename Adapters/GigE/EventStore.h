@@ -14,15 +14,15 @@ namespace KyGigE
 ///
 /// While an event is delivered, the delivering thread sees that one and all others as empty: a sink asks for
 /// its own port's bytes whichever port's event it is told of, and would take old ones twice. Other threads
-/// see the last item of each event. An event that never came looks empty too: an item that is a header of 16
-/// bytes, its size and the event's identifier in it, and no data.
+/// see the last item of each event. An event that never came looks empty too: an item that is a header, its size
+/// and the event's identifier in it, and no data. The header is as long as those of the device: 16 bytes, or 24 with long ids.
 ///
 /// Threads: Begin() and End() by one; Read() by any.
 class EventStore
 {
 public:
-    /// Keeps an item, header included, and begins its delivery on the calling thread.
-    void Begin(uint16_t aEventID, const uint8_t* aItem, size_t aSize);
+    /// Keeps an item and begins its delivery on the calling thread. \param aHeader  Bytes before its data, 16 or 24.
+    void Begin(uint16_t aEventID, const uint8_t* aItem, size_t aSize, size_t aHeader);
     /// Begins something on the calling thread that is no event: all of them look empty there.
     void BeginNone();
     /// Ends the delivery.
@@ -39,6 +39,7 @@ private:
     std::map<uint16_t, std::vector<uint8_t>> mItems JX_GUARDED_BY(mLock);
     bool mDelivers JX_GUARDED_BY(mLock) = false;
     uint32_t mDelivered JX_GUARDED_BY(mLock) = 0;
+    uint8_t mHeader JX_GUARDED_BY(mLock) = 16; // of the device's items
     std::thread::id mThread JX_GUARDED_BY(mLock);
 };
 

@@ -325,9 +325,9 @@ KyResult GigEDeviceAdapter::GetRegisterData(const KyString& aName, uint8_t* aBuf
         [&]() -> KyResult
         {
             const bool lIsConnected = IsConnected();
+            const std::shared_ptr<const DeviceFeatures> lFeatures = mThis->GetFeatures();
             RegisterPlace lPlace;
-            KyResult lResult =
-                mThis->GetFeatures()->mMap->GetRegister(TextOf(aName), RegisterUse::Read, lPlace);
+            KyResult lResult = lFeatures->mMap->GetRegister(TextOf(aName), RegisterUse::Read, lPlace);
             // The bytes of the event that is being delivered are here already. A port that has read their number gets
             // them even when the connection is lost between the two: else it would take its former bytes once more.
             if (!lIsConnected && !(lResult.IsOK() && mThis->IsDelivering(lPlace.mAddress)))
@@ -342,7 +342,7 @@ KyResult GigEDeviceAdapter::GetRegisterData(const KyString& aName, uint8_t* aBuf
             {
                 return InvalidParameter("The feature " + TextOf(aName) + " does not have that many bytes.");
             }
-            return mThis->ReadMemory(lPlace.mAddress, aBuffer, static_cast<uint64_t>(aLength));
+            return lFeatures->mSpace->ReadMemory(lPlace.mAddress, aBuffer, static_cast<uint64_t>(aLength));
         });
 }
 
@@ -355,9 +355,9 @@ KyResult GigEDeviceAdapter::SetRegisterData(const KyString& aName, const uint8_t
             {
                 return NotConnected();
             }
+            const std::shared_ptr<const DeviceFeatures> lFeatures = mThis->GetFeatures();
             RegisterPlace lPlace;
-            KyResult lResult =
-                mThis->GetFeatures()->mMap->GetRegister(TextOf(aName), RegisterUse::Write, lPlace);
+            KyResult lResult = lFeatures->mMap->GetRegister(TextOf(aName), RegisterUse::Write, lPlace);
             if (!lResult.IsOK())
             {
                 return lResult;
@@ -366,7 +366,8 @@ KyResult GigEDeviceAdapter::SetRegisterData(const KyString& aName, const uint8_t
             {
                 return InvalidParameter("The feature " + TextOf(aName) + " does not take that many bytes.");
             }
-            lResult = mThis->WriteMemory(lPlace.mAddress, aBuffer, static_cast<uint64_t>(aLength));
+            lResult =
+                lFeatures->mSpace->WriteMemory(lPlace.mAddress, aBuffer, static_cast<uint64_t>(aLength));
             mThis->NoteForeignWrite();
             if (lResult.IsOK())
             {

@@ -266,11 +266,21 @@ std::vector<EventView> ParseEvents(const CommandView& aCommand)
     return lEvents;
 }
 
-void AddEvent(Packet& aCommand, uint16_t aID, uint16_t aBlockID, uint64_t aTimestamp, Bytes aData)
+void AddEvent(Packet& aCommand, uint16_t aID, uint64_t aBlockID, uint64_t aTimestamp, Bytes aData)
 {
+    const bool lExtended = (aCommand.GetFlags() & cExtendedID) != 0;
+    const size_t lHeader = lExtended ? cExtendedEventItemSize : cEventItemSize;
     // The size lets a device description tell the length of the data, which the event port has nowhere else.
-    const auto lSize = static_cast<uint16_t>(cEventItemSize + aData.size());
-    aCommand.Add16(lSize).Add16(aID).Add16(cNoStreamChannel).Add16(aBlockID).Add64(aTimestamp).Add(aData);
+    aCommand.Add16(static_cast<uint16_t>(lHeader + aData.size())).Add16(aID).Add16(cNoStreamChannel);
+    if (lExtended)
+    {
+        aCommand.Add16(0).Add64(aBlockID);
+    }
+    else
+    {
+        aCommand.Add16(static_cast<uint16_t>(aBlockID));
+    }
+    aCommand.Add64(aTimestamp).Add(aData);
 }
 
 } // namespace KyGvcp

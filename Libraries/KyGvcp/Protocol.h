@@ -163,6 +163,10 @@ public:
 
     /// Whether everything has fitted.
     bool IsGood() const { return mGood; }
+    /// Bytes that fit besides.
+    size_t GetRoom() const { return mData.size() - mSize; }
+    /// A command's flags.
+    uint8_t GetFlags() const { return mData[1]; }
     /// Header with the right length, and payload; valid while the packet is.
     Bytes GetBytes() const { return {mData.data(), mSize}; }
 
@@ -250,8 +254,9 @@ struct EventView
 /// \return None at all when a part of the payload makes no sense.
 std::vector<EventView> ParseEvents(const CommandView& aCommand);
 
-/// Adds an event item with its size, short ids and its data to an EVENT or EVENTDATA command.
+/// Adds an event item with its size, its ids and its data to an EVENT or EVENTDATA command. The block id is 64 bits long when the
+/// command's flags say so (cExtendedID), else 16.
 /// \param aData  So many bytes as fit a packet; with more the packet is bad.
-void AddEvent(Packet& aCommand, uint16_t aID, uint16_t aBlockID, uint64_t aTimestamp, Bytes aData);
+void AddEvent(Packet& aCommand, uint16_t aID, uint64_t aBlockID, uint64_t aTimestamp, Bytes aData);
 
 } // namespace KyGvcp

@@ -39,6 +39,8 @@ struct CameraConfiguration
 {
     std::string mVendor = "Korvo";
     std::string mModel = "Simulated Camera";
+    std::string mVersion = "1";
+    std::string mManufacturerInfo = "Simulated camera with serial ports";
     /// Empty gives "SIM" and eight digits, different for each camera of the process.
     std::string mSerialNumber;
     std::string mUserID;

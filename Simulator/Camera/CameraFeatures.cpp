@@ -197,6 +197,10 @@ std::string CameraState::TextOf(const Feature& aFeature) const
         return mConfiguration.mVendor;
     case FeatureId::Model:
         return mConfiguration.mModel;
+    case FeatureId::Version:
+        return mConfiguration.mVersion;
+    case FeatureId::ManufacturerInfo:
+        return mConfiguration.mManufacturerInfo;
     case FeatureId::SerialNumber:
         return mConfiguration.mSerialNumber;
     default:

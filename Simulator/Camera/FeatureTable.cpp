@@ -34,6 +34,8 @@ void AddBulkPort(FeatureTable& aTable, size_t aBulk, bool aSelector)
 void AddIdentity(FeatureTable& aTable, const CameraConfiguration& aConfiguration)
 {
     aTable[cVendorFeature] = {FeatureId::Vendor, FeatureKind::String, true, false, {}};
+    aTable["DeviceVersion"] = {FeatureId::Version, FeatureKind::String, true, false, {}};
+    aTable["DeviceManufacturerInfo"] = {FeatureId::ManufacturerInfo, FeatureKind::String, true, false, {}};
     aTable["DeviceModelName"] = {FeatureId::Model, FeatureKind::String, true, false, {}};
     aTable[cSerialNumberFeature] = {FeatureId::SerialNumber, FeatureKind::String, true, false, {}};
     aTable["DeviceUserID"] = {FeatureId::UserID, FeatureKind::String, true, true, {}};

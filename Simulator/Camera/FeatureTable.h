@@ -15,6 +15,8 @@ enum class FeatureId
 {
     Vendor,
     Model,
+    Version,
+    ManufacturerInfo,
     SerialNumber,
     UserID,
     MacAddress,

@@ -85,8 +85,8 @@ BootstrapRegisters::BootstrapRegisters(CameraModel& aCamera) : mCamera(aCamera)
     Set(cInterfaceConfigurationRegister, cLinkLocal);
     SetText(cVendorRegister, cTextSize, lCamera.mVendor);
     SetText(cModelRegister, cTextSize, lCamera.mModel);
-    SetText(cDeviceVersionRegister, cTextSize, "1");
-    SetText(cInformationRegister, cInformationSize, "Simulated camera with serial ports");
+    SetText(cDeviceVersionRegister, cTextSize, lCamera.mVersion);
+    SetText(cInformationRegister, cInformationSize, lCamera.mManufacturerInfo);
     SetText(cSerialNumberRegister, cShortTextSize, lCamera.mSerialNumber);
     Set(cInterfaceCountRegister, 1);
     Set(cMessageChannelCountRegister, 1);
@@ -105,7 +105,8 @@ void BootstrapRegisters::SetIdentity(const NetworkIdentity& aIdentity)
     Set(cAddressRegister, aIdentity.mAddress);
     Set(cSubnetMaskRegister, aIdentity.mMask);
     Set(cGatewayRegister, aIdentity.mGateway);
-    SetText(cFirstUrlRegister, cUrlSize, aIdentity.mDescriptionUrl);
+    SetText(cFirstUrlRegister, cUrlSize, aIdentity.mFirstUrl);
+    SetText(cSecondUrlRegister, cUrlSize, aIdentity.mSecondUrl);
 }
 
 uint32_t BootstrapRegisters::Get(uint32_t aAddress) const

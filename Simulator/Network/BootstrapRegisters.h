@@ -17,7 +17,8 @@ struct NetworkIdentity
     uint32_t mAddress = 0x7F000001; ///< IPv4; 127.0.0.1 is 0x7F000001.
     uint32_t mMask = 0xFF000000;
     uint32_t mGateway = 0;
-    std::string mDescriptionUrl; ///< Where the device description is.
+    std::string mFirstUrl;  ///< Where the device description is.
+    std::string mSecondUrl; ///< Another place, for who cannot use the first.
 };
 
 /// The registers that every GigE Vision device has in the same place. They hold what was written; what

@@ -1,20 +1,21 @@
 #include "Simulator/Network/DeviceXml.h"
 
 #include "KyGvcp/Protocol.h"
+#include "Simulator/Network/BootstrapRegisters.h"
+#include "Simulator/Network/XmlTree.h"
 
 #include <algorithm>
 #include <array>
 #include <cctype>
 #include <cstdio>
 #include <string_view>
+#include <utility>
 
 namespace KySimulator
 {
 
 namespace
 {
-
-using Elements = std::vector<std::pair<std::string, std::string>>; // names and texts
 
 const char* const cDevicePort = "Device";
 
@@ -35,45 +36,6 @@ std::string Identifier(const std::string& aText)
     return lName.empty() || std::isdigit(static_cast<unsigned char>(lName[0])) != 0 ? 'C' + lName : lName;
 }
 
-std::string Element(const std::string& aName, const std::string& aText)
-{
-    return '<' + aName + '>' + aText + "</" + aName + '>';
-}
-
-std::string Node(const std::string& aKind, const std::string& aName, const std::string& aSpace,
-                 const Elements& aElements)
-{
-    std::string lText = "  <" + aKind + " Name=\"" + aName + "\" NameSpace=\"" + aSpace + "\">\n";
-    for (const auto& [lName, lValue] : aElements)
-    {
-        lText += "    " + (lName.empty() ? lValue : Element(lName, lValue)) + '\n';
-    }
-    return lText + "  </" + aKind + ">\n";
-}
-
-/// The elements of a register, in the order that the schema wants.
-Elements Register(const std::string& aAddress, const std::string& aLength, const char* aMode,
-                  const std::string& aPort = cDevicePort)
-{
-    return {{"Address", aAddress},
-            {"Length", aLength},
-            {"AccessMode", aMode},
-            {"pPort", aPort},
-            {"Cachable", "NoCache"}};
-}
-
-Elements Number(Elements aRegister)
-{
-    aRegister.emplace_back("Sign", "Unsigned");
-    aRegister.emplace_back("Endianess", "BigEndian");
-    return aRegister;
-}
-
-std::string TextRegister(const std::string& aName, uint32_t aAddress, size_t aLength, const char* aMode)
-{
-    return Node("StringReg", aName, "Standard", Register(Hex(aAddress), std::to_string(aLength), aMode));
-}
-
 const char* SpaceOf(FeatureId aId)
 {
     const bool lStandard = aId == FeatureId::EventSelector || aId == FeatureId::EventNotification;
@@ -90,59 +52,40 @@ std::string EventPort(size_t aBulk)
     return "EventBulk" + std::to_string(aBulk) + "UpstreamDataPort";
 }
 
-class Writer
-{
-public:
-    Writer(const FeatureRegisters& aFeatures, const CameraConfiguration& aConfiguration)
-        : mFeatures(aFeatures), mConfiguration(aConfiguration)
-    {
-    }
-
-    std::string Write();
-
-private:
-    std::string Head() const;
-    std::string Categories() const;
-    std::string FeatureNodes(const FeatureRegister& aRegister) const;
-    std::string EnumerationNodes(const FeatureRegister& aRegister) const;
-    std::string Entry(const FeatureRegister& aRegister, size_t aValue) const;
-    static std::string ModeMaskNodes(const FeatureRegister& aRegister);
-    std::string UpstreamBufferNodes(const FeatureRegister& aRegister) const;
-    static std::string UpstreamLengthNodes(const FeatureRegister& aRegister);
-    std::vector<std::string> SelectedBy(FeatureId aSelector) const;
-
-    const FeatureRegisters& mFeatures;
-    const CameraConfiguration& mConfiguration;
-};
-
-std::string Writer::Head() const
-{
-    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-           "<RegisterDescription ModelName=\"" +
-           Identifier(mConfiguration.mModel) + "\" VendorName=\"" + Identifier(mConfiguration.mVendor) +
-           "\"\n"
-           "    StandardNameSpace=\"GEV\"\n"
-           "    SchemaMajorVersion=\"1\" SchemaMinorVersion=\"1\" SchemaSubMinorVersion=\"0\"\n"
-           "    MajorVersion=\"1\" MinorVersion=\"0\" SubMinorVersion=\"0\"\n"
-           "    ProductGuid=\"6D1B6C0E-6C3B-4B8C-9C7E-3F5A0E6B1D21\"\n"
-           "    VersionGuid=\"0B9E3A54-12CE-4E0B-8B61-7C1D6B0F4A93\"\n"
-           "    xmlns=\"http://www.genicam.org/GenApi/Version_1_1\"\n"
-           "    xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\"\n"
-           "    xsi:schemaLocation=\"http://www.genicam.org/GenApi/Version_1_1 "
-           "http://www.genicam.org/GenApi/GenApiSchema_Version_1_1.xsd\">\n";
-}
-
-const char* CategoryOf(FeatureId aId)
+/// Where a text feature lies among the bootstrap registers; no length: it is no text there.
+std::pair<uint32_t, size_t> TextPlace(FeatureId aId)
 {
     switch (aId)
     {
     case FeatureId::Vendor:
+        return {KyGvcp::cVendorRegister, KyGvcp::cTextSize};
     case FeatureId::Model:
+        return {KyGvcp::cModelRegister, KyGvcp::cTextSize};
+    case FeatureId::Version:
+        return {KyGvcp::cDeviceVersionRegister, KyGvcp::cTextSize};
+    case FeatureId::ManufacturerInfo:
+        return {KyGvcp::cInformationRegister, KyGvcp::cInformationSize};
     case FeatureId::SerialNumber:
+        return {KyGvcp::cSerialNumberRegister, KyGvcp::cShortTextSize};
     case FeatureId::UserID:
+        return {KyGvcp::cUserNameRegister, KyGvcp::cShortTextSize};
+    default:
+        return {};
+    }
+}
+
+const char* const cTransportCategory = "TransportLayerControl";
+
+const char* CategoryOf(FeatureId aId)
+{
+    if (TextPlace(aId).second != 0)
+    {
         return "DeviceControl";
+    }
+    switch (aId)
+    {
     case FeatureId::MacAddress:
-        return "TransportLayerControl";
+        return cTransportCategory;
     case FeatureId::EventSelector:
     case FeatureId::EventNotification:
     case FeatureId::UpstreamBuffer:
@@ -153,29 +96,160 @@ const char* CategoryOf(FeatureId aId)
     }
 }
 
-std::string Writer::Categories() const
+/// Elements of a node are appended in the order that the schema wants.
+class Writer
 {
-    Elements lRoot;
-    std::string lText;
-    for (const char* const lCategory :
-         {"DeviceControl", "TransportLayerControl", "SerialPorts", "EventControl"})
+public:
+    Writer(const FeatureRegisters& aFeatures, const CameraConfiguration& aConfiguration,
+           const NetworkForms& aForms)
+        : mFeatures(aFeatures)
+        , mConfiguration(aConfiguration)
+        , mItemSize(aForms.mLongEventIds ? KyGvcp::cExtendedEventItemSize : KyGvcp::cEventItemSize)
     {
-        Elements lFeatures;
+    }
+
+    std::string Write();
+
+private:
+    using Node = XmlTree::Node;
+
+    Node& AddNode(const std::string& aKind, const std::string& aName, const std::string& aSpace);
+    void Add(Node& aNode, const std::string& aName, const std::string& aText)
+    {
+        mTree.Append(aNode, aName, aText);
+    }
+    Node& AddRegister(const std::string& aKind, const std::string& aName, const std::string& aSpace,
+                      uint32_t aAddress, size_t aLength, const char* aMode,
+                      const std::string& aPort = cDevicePort);
+    void AddNumberForm(Node& aRegister);
+    void AddHead();
+    void AddCategories();
+    void AddTransportLayer();
+    void AddFeature(const FeatureRegister& aRegister);
+    void AddText(const FeatureRegister& aRegister);
+    void AddEntry(Node& aEnumeration, const FeatureRegister& aRegister, size_t aValue);
+    void AddEnumeration(const FeatureRegister& aRegister);
+    void AddModeMask(const FeatureRegister& aRegister);
+    void AddUpstreamBuffer(const FeatureRegister& aRegister);
+    void AddUpstreamLength(const FeatureRegister& aRegister);
+    std::vector<std::string> SelectedBy(FeatureId aSelector) const;
+
+    const FeatureRegisters& mFeatures;
+    const CameraConfiguration& mConfiguration;
+    const size_t mItemSize;
+    XmlTree mTree{"RegisterDescription"};
+};
+
+Writer::Node& Writer::AddNode(const std::string& aKind, const std::string& aName, const std::string& aSpace)
+{
+    Node& lNode = mTree.Append(mTree.GetRoot(), aKind, {});
+    mTree.SetAttribute(lNode, "Name", aName);
+    mTree.SetAttribute(lNode, "NameSpace", aSpace);
+    return lNode;
+}
+
+Writer::Node& Writer::AddRegister(const std::string& aKind, const std::string& aName,
+                                  const std::string& aSpace, uint32_t aAddress, size_t aLength,
+                                  const char* aMode, const std::string& aPort)
+{
+    Node& lNode = AddNode(aKind, aName, aSpace);
+    Add(lNode, "Address", Hex(aAddress));
+    Add(lNode, "Length", std::to_string(aLength));
+    Add(lNode, "AccessMode", aMode);
+    Add(lNode, "pPort", aPort);
+    Add(lNode, "Cachable", "NoCache");
+    return lNode;
+}
+
+void Writer::AddNumberForm(Node& aRegister)
+{
+    Add(aRegister, "Sign", "Unsigned");
+    Add(aRegister, "Endianess", "BigEndian");
+}
+
+void Writer::AddHead()
+{
+    const std::array<std::pair<const char*, std::string>, 15> lAttributes = {
+        {{"ModelName", Identifier(mConfiguration.mModel)},
+         {"VendorName", Identifier(mConfiguration.mVendor)},
+         {"ToolTip", mConfiguration.mVendor + ' ' + mConfiguration.mModel},
+         {"StandardNameSpace", "GEV"},
+         {"SchemaMajorVersion", "1"},
+         {"SchemaMinorVersion", "1"},
+         {"SchemaSubMinorVersion", "0"},
+         {"MajorVersion", "1"},
+         {"MinorVersion", "0"},
+         {"SubMinorVersion", "0"},
+         {"ProductGuid", "6D1B6C0E-6C3B-4B8C-9C7E-3F5A0E6B1D21"},
+         {"VersionGuid", "0B9E3A54-12CE-4E0B-8B61-7C1D6B0F4A93"},
+         {"xmlns", "http://www.genicam.org/GenApi/Version_1_1"},
+         {"xmlns:xsi", "http://www.w3.org/2001/XMLSchema-instance"},
+         {"xsi:schemaLocation", "http://www.genicam.org/GenApi/Version_1_1 "
+                                "http://www.genicam.org/GenApi/GenApiSchema_Version_1_1.xsd"}}};
+    for (const auto& [lName, lValue] : lAttributes)
+    {
+        mTree.SetAttribute(mTree.GetRoot(), lName, lValue);
+    }
+}
+
+void Writer::AddCategories()
+{
+    Node& lRoot = AddNode("Category", "Root", "Standard");
+    for (const char* const lCategory : {"DeviceControl", cTransportCategory, "SerialPorts", "EventControl"})
+    {
+        std::vector<std::string> lFeatures;
         for (const FeatureRegister& lRegister : mFeatures.GetList())
         {
             if (std::string_view(CategoryOf(lRegister.mFeature.mId)) == lCategory)
             {
-                lFeatures.emplace_back("pFeature", lRegister.mName);
+                lFeatures.push_back(lRegister.mName);
             }
         }
-        if (!lFeatures.empty())
+        if (lCategory == cTransportCategory)
         {
-            lRoot.emplace_back("pFeature", lCategory);
-            const bool lCustom = std::string_view(lCategory) == "SerialPorts";
-            lText += Node("Category", lCategory, lCustom ? "Custom" : "Standard", lFeatures);
+            lFeatures.insert(lFeatures.end(), cTransportFeatures.begin(), cTransportFeatures.end());
+        }
+        if (lFeatures.empty())
+        {
+            continue;
+        }
+        Add(lRoot, "pFeature", lCategory);
+        const bool lCustom = std::string_view(lCategory) == "SerialPorts";
+        Node& lNode = AddNode("Category", lCategory, lCustom ? "Custom" : "Standard");
+        for (const std::string& lFeature : lFeatures)
+        {
+            Add(lNode, "pFeature", lFeature);
         }
     }
-    return Node("Category", "Root", "Standard", lRoot) + lText;
+}
+
+// What belongs to the way to the camera, not to the camera: applications expect these three of every device.
+void Writer::AddTransportLayer()
+{
+    Node& lHeartbeat = AddNode("Integer", "GevHeartbeatTimeout", "Standard");
+    Add(lHeartbeat, "pValue", "GevHeartbeatTimeoutReg");
+    Add(lHeartbeat, "Min", std::to_string(BootstrapRegisters::cShortestHeartbeat));
+    Add(lHeartbeat, "Unit", "ms");
+    AddNumberForm(
+        AddRegister("IntReg", "GevHeartbeatTimeoutReg", "Custom", KyGvcp::cHeartbeatRegister, 4, "RW"));
+    Node& lPrivilege = AddNode("Enumeration", "GevCCP", "Standard");
+    const std::array<std::pair<const char*, uint32_t>, 3> lEntries = {
+        {{"OpenAccess", 0},
+         {"ExclusiveAccess", KyGvcp::cExclusiveAccess},
+         {"ControlAccess", KyGvcp::cControlAccess}}};
+    for (const auto& [lName, lValue] : lEntries)
+    {
+        Node& lEntry = mTree.Append(lPrivilege, "EnumEntry", {});
+        mTree.SetAttribute(lEntry, "Name", lName);
+        mTree.SetAttribute(lEntry, "NameSpace", "Standard");
+        Add(lEntry, "Value", std::to_string(lValue));
+    }
+    Add(lPrivilege, "pValue", "GevCCPReg");
+    AddNumberForm(AddRegister("IntReg", "GevCCPReg", "Custom", KyGvcp::cControlPrivilegeRegister, 4, "RW"));
+    Node& lLocked = AddNode("Integer", "TLParamsLocked", "Standard"); // kept by the application
+    Add(lLocked, "Value", "0");
+    Add(lLocked, "Min", "0");
+    Add(lLocked, "Max", "1");
 }
 
 std::vector<std::string> Writer::SelectedBy(FeatureId aSelector) const
@@ -198,116 +272,126 @@ std::vector<std::string> Writer::SelectedBy(FeatureId aSelector) const
     return lNames;
 }
 
-std::string Writer::Entry(const FeatureRegister& aRegister, size_t aValue) const
+void Writer::AddEntry(Node& aEnumeration, const FeatureRegister& aRegister, size_t aValue)
 {
-    const std::string& lEntry = aRegister.mEntries[aValue];
-    std::string lText =
-        "<EnumEntry Name=\"" + lEntry + "\" NameSpace=\"" + SpaceOf(aRegister.mFeature.mId) + "\">";
+    const std::string& lName = aRegister.mEntries[aValue];
+    Node& lEntry = mTree.Append(aEnumeration, "EnumEntry", {});
+    mTree.SetAttribute(lEntry, "Name", lName);
+    mTree.SetAttribute(lEntry, "NameSpace", SpaceOf(aRegister.mFeature.mId));
     if (aRegister.mFeature.mId == FeatureId::BulkMode)
     {
-        lText += Element("pIsAvailable", aRegister.mName + lEntry + "Available");
+        Add(lEntry, "pIsAvailable", aRegister.mName + lName + "Available");
     }
-    return lText + Element("Value", std::to_string(aValue)) + "</EnumEntry>";
+    Add(lEntry, "Value", std::to_string(aValue));
 }
 
-std::string Writer::ModeMaskNodes(const FeatureRegister& aRegister)
+void Writer::AddModeMask(const FeatureRegister& aRegister)
 {
-    std::string lText;
     for (size_t lValue = 0; lValue < aRegister.mEntries.size(); ++lValue)
     {
-        // Bits of big-endian registers are counted from the upper end.
-        Elements lMask = Register(Hex(FeatureRegisters::GetModeMaskAddress()), "4", "RO");
-        lMask.emplace_back("Bit", std::to_string(31 - lValue));
-        lText += Node("MaskedIntReg", aRegister.mName + aRegister.mEntries[lValue] + "Available", "Custom",
-                      Number(lMask));
+        Node& lMask = AddRegister("MaskedIntReg", aRegister.mName + aRegister.mEntries[lValue] + "Available",
+                                  "Custom", FeatureRegisters::GetModeMaskAddress(), 4, "RO");
+        Add(lMask, "Bit",
+            std::to_string(31 - lValue)); // bits of big-endian registers are counted from the upper end
+        AddNumberForm(lMask);
     }
-    return lText;
 }
 
-std::string Writer::EnumerationNodes(const FeatureRegister& aRegister) const
+void Writer::AddEnumeration(const FeatureRegister& aRegister)
 {
-    Elements lElements;
+    Node& lNode = AddNode("Enumeration", aRegister.mName, SpaceOf(aRegister.mFeature.mId));
     for (size_t lValue = 0; lValue < aRegister.mEntries.size(); ++lValue)
     {
-        lElements.emplace_back("", Entry(aRegister, lValue));
+        AddEntry(lNode, aRegister, lValue);
     }
-    lElements.emplace_back("pValue", aRegister.mName + "Reg");
+    Add(lNode, "pValue", aRegister.mName + "Reg");
     for (const std::string& lSelected : SelectedBy(aRegister.mFeature.mId))
     {
-        lElements.emplace_back("pSelected", lSelected);
+        Add(lNode, "pSelected", lSelected);
     }
-    const bool lMode = aRegister.mFeature.mId == FeatureId::BulkMode;
-    return Node("Enumeration", aRegister.mName, SpaceOf(aRegister.mFeature.mId), lElements) +
-           Node("IntReg", aRegister.mName + "Reg", "Custom",
-                Number(Register(Hex(aRegister.mAddress), "4", "RW"))) +
-           (lMode ? ModeMaskNodes(aRegister) : "");
+    AddNumberForm(AddRegister("IntReg", aRegister.mName + "Reg", "Custom", aRegister.mAddress, 4, "RW"));
+    if (aRegister.mFeature.mId == FeatureId::BulkMode)
+    {
+        AddModeMask(aRegister);
+    }
 }
 
-std::string Writer::UpstreamBufferNodes(const FeatureRegister& aRegister) const
+void Writer::AddUpstreamBuffer(const FeatureRegister& aRegister)
 {
     const size_t lBulk = BulkOf(aRegister);
-    std::string lID = Hex(static_cast<uint32_t>(cUpstreamEvent + lBulk)).substr(2);
-    return Node("Register", aRegister.mName, "Custom",
-                Register(Hex(KyGvcp::cEventItemSize), std::to_string(mConfiguration.mUpstreamLength), "RO",
-                         EventPort(lBulk))) +
-           Node("Port", EventPort(lBulk), "Custom", {{"EventID", lID}});
+    AddRegister("Register", aRegister.mName, "Custom", static_cast<uint32_t>(mItemSize),
+                mConfiguration.mUpstreamLength, "RO", EventPort(lBulk));
+    Add(AddNode("Port", EventPort(lBulk), "Custom"), "EventID",
+        Hex(static_cast<uint32_t>(cUpstreamEvent + lBulk)).substr(2));
 }
 
-std::string Writer::UpstreamLengthNodes(const FeatureRegister& aRegister)
+void Writer::AddUpstreamLength(const FeatureRegister& aRegister)
 {
     const std::string lData = aRegister.mName + "OfData";
     const std::string lItem = aRegister.mName + "OfItem";
-    const std::string lHeader = std::to_string(KyGvcp::cEventItemSize);
-    return Node("Integer", aRegister.mName, "Custom", {{"pValue", lData}}) +
-           Node("IntSwissKnife", lData, "Custom",
-                {{"", "<pVariable Name=\"SIZE\">" + lItem + "</pVariable>"},
-                 {"Formula", "SIZE - " + lHeader}}) +
-           Node("IntReg", lItem, "Custom", Number(Register("0x0", "2", "RO", EventPort(BulkOf(aRegister)))));
+    Add(AddNode("Integer", aRegister.mName, "Custom"), "pValue", lData);
+    Node& lKnife = AddNode("IntSwissKnife", lData, "Custom");
+    mTree.SetAttribute(mTree.Append(lKnife, "pVariable", lItem), "Name", "SIZE");
+    const std::string lHeader = std::to_string(mItemSize);
+    // Applications that have seen no event yet may show one without bytes, whose size is that of a short header.
+    Add(lKnife, "Formula", "SIZE > " + lHeader + " ? SIZE - " + lHeader + " : 0");
+    AddNumberForm(AddRegister("IntReg", lItem, "Custom", 0, 2, "RO", EventPort(BulkOf(aRegister))));
 }
 
-std::string Writer::FeatureNodes(const FeatureRegister& aRegister) const
+void Writer::AddText(const FeatureRegister& aRegister)
 {
+    const auto [lAddress, lLength] = TextPlace(aRegister.mFeature.mId);
+    AddRegister("StringReg", aRegister.mName, "Standard", lAddress, lLength,
+                aRegister.mFeature.mWritable ? "RW" : "RO");
+}
+
+void Writer::AddFeature(const FeatureRegister& aRegister)
+{
+    if (TextPlace(aRegister.mFeature.mId).second != 0)
+    {
+        AddText(aRegister);
+        return;
+    }
     switch (aRegister.mFeature.mId)
     {
-    case FeatureId::Vendor:
-        return TextRegister(aRegister.mName, KyGvcp::cVendorRegister, KyGvcp::cTextSize, "RO");
-    case FeatureId::Model:
-        return TextRegister(aRegister.mName, KyGvcp::cModelRegister, KyGvcp::cTextSize, "RO");
-    case FeatureId::SerialNumber:
-        return TextRegister(aRegister.mName, KyGvcp::cSerialNumberRegister, KyGvcp::cShortTextSize, "RO");
-    case FeatureId::UserID:
-        return TextRegister(aRegister.mName, KyGvcp::cUserNameRegister, KyGvcp::cShortTextSize, "RW");
     case FeatureId::MacAddress:
-        return Node("Integer", aRegister.mName, "Standard", {{"pValue", aRegister.mName + "Reg"}}) +
-               Node("IntReg", aRegister.mName + "Reg", "Custom",
-                    Number(Register(Hex(KyGvcp::cMacHighRegister), "8", "RO")));
+        Add(AddNode("Integer", aRegister.mName, "Standard"), "pValue", aRegister.mName + "Reg");
+        AddNumberForm(
+            AddRegister("IntReg", aRegister.mName + "Reg", "Custom", KyGvcp::cMacHighRegister, 8, "RO"));
+        return;
     case FeatureId::Downstream:
-        return Node("Register", aRegister.mName, "Custom",
-                    Register(Hex(aRegister.mAddress), std::to_string(aRegister.mLength), "WO"));
+        AddRegister("Register", aRegister.mName, "Custom", aRegister.mAddress, aRegister.mLength, "WO");
+        return;
     case FeatureId::UpstreamBuffer:
-        return UpstreamBufferNodes(aRegister);
+        AddUpstreamBuffer(aRegister);
+        return;
     case FeatureId::UpstreamLength:
-        return UpstreamLengthNodes(aRegister);
+        AddUpstreamLength(aRegister);
+        return;
     default:
-        return EnumerationNodes(aRegister);
+        AddEnumeration(aRegister);
     }
 }
 
 std::string Writer::Write()
 {
-    std::string lText = Head() + Categories();
+    AddHead();
+    AddCategories();
     for (const FeatureRegister& lRegister : mFeatures.GetList())
     {
-        lText += FeatureNodes(lRegister);
+        AddFeature(lRegister);
     }
-    return lText + Node("Port", cDevicePort, "Standard", {}) + "</RegisterDescription>\n";
+    AddTransportLayer();
+    AddNode("Port", cDevicePort, "Standard");
+    return mTree.Print();
 }
 
 } // namespace
 
-std::string MakeDeviceXml(const FeatureRegisters& aFeatures, const CameraConfiguration& aConfiguration)
+std::string MakeDeviceXml(const FeatureRegisters& aFeatures, const CameraConfiguration& aConfiguration,
+                          const NetworkForms& aForms)
 {
-    return Writer(aFeatures, aConfiguration).Write();
+    return Writer(aFeatures, aConfiguration, aForms).Write();
 }
 
 } // namespace KySimulator

@@ -5,8 +5,8 @@
 namespace KySimulator
 {
 
-MessageChannel::MessageChannel(SendFunction aSend, std::function<void()> aWake)
-    : mSend(std::move(aSend)), mWake(std::move(aWake))
+MessageChannel::MessageChannel(SendFunction aSend, std::function<void()> aWake, const NetworkForms& aForms)
+    : mSend(std::move(aSend)), mWake(std::move(aWake)), mForms(aForms)
 {
 }
 
@@ -38,33 +38,58 @@ void MessageChannel::OnDeviceEvent(const DeviceEvent& aEvent)
     mWake();
 }
 
-bool MessageChannel::TakeEvent(DeviceEvent& aEvent)
+size_t MessageChannel::SizeOf(const DeviceEvent& aEvent) const
 {
+    return (mForms.mLongEventIds ? KyGvcp::cExtendedEventItemSize : KyGvcp::cEventItemSize) +
+           aEvent.mData.size();
+}
+
+// What goes into the next packet: one event, and those after it that fit and are sent the same way. None: nothing waits.
+std::vector<DeviceEvent> MessageChannel::TakeEvents()
+{
+    std::vector<DeviceEvent> lEvents;
     LockScope lScope(mLock);
-    if (mQueue.empty())
+    size_t lSize = 0;
+    while (!mQueue.empty() &&
+           (lEvents.empty() || (lEvents.size() < mForms.mEventsPerPacket &&
+                                lSize + SizeOf(mQueue.front()) <= KyGvcp::cMaxPayload &&
+                                lEvents.front().mData.empty() == mQueue.front().mData.empty())))
     {
-        return false;
+        lSize += SizeOf(mQueue.front());
+        lEvents.push_back(std::move(mQueue.front()));
+        mQueue.pop_front();
     }
-    aEvent = std::move(mQueue.front());
-    mQueue.pop_front();
-    return true;
+    return lEvents;
 }
 
-uint16_t MessageChannel::Next(uint16_t& aNumber)
+uint16_t MessageChannel::NextRequest()
 {
-    aNumber = aNumber == UINT16_MAX ? uint16_t{1} : static_cast<uint16_t>(aNumber + 1); // 0 is not used
-    return aNumber;
+    mRequestID =
+        mRequestID == UINT16_MAX ? uint16_t{1} : static_cast<uint16_t>(mRequestID + 1); // 0 is not used
+    return mRequestID;
 }
 
-void MessageChannel::Launch(const DeviceEvent& aEvent, Time aNow)
+uint64_t MessageChannel::NextBlock()
 {
-    const uint8_t lFlags = mSettings.mTimeout != 0 ? KyGvcp::cAcknowledgeWanted : 0;
-    KyGvcp::Packet lPacket = KyGvcp::Packet::Command(KyGvcp::cEventData, lFlags, Next(mRequestID));
-    const auto lTicks = static_cast<uint64_t>((aEvent.mTimestamp - mSettings.mTimestampStart).count());
-    KyGvcp::AddEvent(lPacket, aEvent.mId, Next(mBlockID), lTicks, aEvent.mData);
+    const uint64_t lLast = mForms.mLongEventIds ? UINT64_MAX : UINT16_MAX;
+    mBlockID = mBlockID == lLast ? 1 : mBlockID + 1; // 0 is not used
+    return mBlockID;
+}
+
+void MessageChannel::Launch(const std::vector<DeviceEvent>& aEvents, Time aNow)
+{
+    const unsigned lFlags = (mSettings.mTimeout != 0 ? KyGvcp::cAcknowledgeWanted : 0U) |
+                            (mForms.mLongEventIds ? KyGvcp::cExtendedID : 0U);
+    const uint16_t lCode = aEvents.front().mData.empty() ? KyGvcp::cEvent : KyGvcp::cEventData;
+    KyGvcp::Packet lPacket = KyGvcp::Packet::Command(lCode, static_cast<uint8_t>(lFlags), NextRequest());
+    for (const DeviceEvent& lEvent : aEvents)
+    {
+        const auto lTicks = static_cast<uint64_t>((lEvent.mTimestamp - mSettings.mTimestampStart).count());
+        KyGvcp::AddEvent(lPacket, lEvent.mId, NextBlock(), lTicks, lEvent.mData);
+    }
     {
         LockScope lScope(mLock);
-        ++(lPacket.IsGood() ? mCounters.mSent : mCounters.mDropped);
+        (lPacket.IsGood() ? mCounters.mSent : mCounters.mDropped) += aEvents.size();
     }
     if (!lPacket.IsGood())
     {
@@ -73,7 +98,7 @@ void MessageChannel::Launch(const DeviceEvent& aEvent, Time aNow)
     if (mSettings.mTimeout != 0)
     {
         const Time lDue = aNow + std::chrono::milliseconds(mSettings.mTimeout);
-        mFlight = Flight{lPacket, mRequestID, lDue, mSettings.mRetries};
+        mFlight = Flight{lPacket, lCode, mRequestID, lDue, mSettings.mRetries, aEvents.size()};
     }
     mSend(mSettings.mPeer, lPacket.GetBytes());
 }
@@ -83,7 +108,8 @@ void MessageChannel::Repeat(Time aNow)
     const bool lAgain = mFlight->mLeft > 0;
     {
         LockScope lScope(mLock);
-        ++(lAgain ? mCounters.mRepeated : mCounters.mLost);
+        mCounters.mRepeated += lAgain ? 1 : 0;
+        mCounters.mLost += lAgain ? 0 : mFlight->mEvents;
     }
     if (!lAgain)
     {
@@ -101,10 +127,14 @@ void MessageChannel::Step(Time aNow)
     {
         Repeat(aNow);
     }
-    DeviceEvent lEvent;
-    while (!mFlight.has_value() && TakeEvent(lEvent))
+    while (!mFlight.has_value())
     {
-        Launch(lEvent, aNow);
+        const std::vector<DeviceEvent> lEvents = TakeEvents();
+        if (lEvents.empty())
+        {
+            return;
+        }
+        Launch(lEvents, aNow);
     }
 }
 
@@ -112,11 +142,12 @@ void MessageChannel::HandleAcknowledge(const KyGvcp::Endpoint& aFrom, KyGvcp::By
 {
     const auto lAcknowledge = KyGvcp::ParseAcknowledge(aPacket);
     if (lAcknowledge.has_value() && mFlight.has_value() && aFrom == mSettings.mPeer &&
-        lAcknowledge->mCode == KyGvcp::cEventDataAck && lAcknowledge->mRequestID == mFlight->mRequestID)
+        lAcknowledge->mCode == mFlight->mCode + 1 && lAcknowledge->mRequestID == mFlight->mRequestID)
     {
+        const uint64_t lEvents = mFlight->mEvents;
         mFlight.reset();
         LockScope lScope(mLock);
-        ++mCounters.mAcknowledged;
+        mCounters.mAcknowledged += lEvents;
     }
 }
 

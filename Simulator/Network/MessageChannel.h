@@ -4,6 +4,7 @@
 #include "KyGvcp/UdpSocket.h"
 #include "Simulator/Camera/CameraListener.h"
 #include "Simulator/Camera/Lock.h"
+#include "Simulator/Network/NetworkForms.h"
 
 #include <cstdint>
 #include <deque>
@@ -23,8 +24,8 @@ struct ChannelSettings
     Time mTimestampStart{0}; ///< Camera time that counts as 0.
 };
 
-/// Sends what a camera raises, one event at a time, in order, each until it is acknowledged or its
-/// repetitions are used up.
+/// Sends what a camera raises, one packet at a time, in order, each until it is acknowledged or its
+/// repetitions are used up. Events without data leave as EVENT, others as EVENTDATA.
 ///
 /// OnDeviceEvent() on any thread, all else on one.
 class MessageChannel final : public CameraListener
@@ -46,7 +47,8 @@ public:
 
     /// \param aSend  Sends a datagram from the channel's port.
     /// \param aWake  Called on any thread when there is something for Step().
-    MessageChannel(SendFunction aSend, std::function<void()> aWake);
+    /// \param aForms  How many events make a packet, and how long their ids are.
+    MessageChannel(SendFunction aSend, std::function<void()> aWake, const NetworkForms& aForms = {});
 
     /// Another peer, or none, drops what waits.
     void Configure(const ChannelSettings& aSettings);
@@ -67,22 +69,27 @@ private:
     struct Flight
     {
         KyGvcp::Packet mPacket;
+        uint16_t mCode;
         uint16_t mRequestID;
         Time mDue;
         uint32_t mLeft;
+        uint64_t mEvents;
     };
 
-    bool TakeEvent(DeviceEvent& aEvent);
-    void Launch(const DeviceEvent& aEvent, Time aNow);
+    std::vector<DeviceEvent> TakeEvents();
+    size_t SizeOf(const DeviceEvent& aEvent) const;
+    uint64_t NextBlock();
+    void Launch(const std::vector<DeviceEvent>& aEvents, Time aNow);
     void Repeat(Time aNow);
-    static uint16_t Next(uint16_t& aNumber);
+    uint16_t NextRequest();
 
     const SendFunction mSend;
     const std::function<void()> mWake;
+    const NetworkForms mForms;
     ChannelSettings mSettings;
     std::optional<Flight> mFlight;
     uint16_t mRequestID = 0;
-    uint16_t mBlockID = 0;
+    uint64_t mBlockID = 0;
     Lock mLock;
     bool mOpen JX_GUARDED_BY(mLock) = false;
     std::deque<DeviceEvent> mQueue JX_GUARDED_BY(mLock);

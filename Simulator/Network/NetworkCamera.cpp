@@ -32,10 +32,11 @@ uint32_t MaskOf(uint32_t aAddress)
 
 } // namespace
 
-NetworkCamera::NetworkCamera(std::shared_ptr<CameraModel> aCamera, const NetworkPlace& aPlace)
+NetworkCamera::NetworkCamera(std::shared_ptr<CameraModel> aCamera, const NetworkPlace& aPlace,
+                             const NetworkForms& aForms)
     : mCamera(std::move(aCamera))
     , mPlace(aPlace)
-    , mRegisters(*mCamera)
+    , mRegisters(*mCamera, aForms)
     , mGate(mFaults,
             [this](DatagramKind aKind, const Endpoint& aPeer, Bytes aData) { Dispatch(aKind, aPeer, aData); })
     , mChannel([this](const Endpoint& aTo, Bytes aData)
@@ -46,7 +47,8 @@ NetworkCamera::NetworkCamera(std::shared_ptr<CameraModel> aCamera, const Network
                    {
                        mWaker.Wake();
                    }
-               })
+               },
+               aForms)
     , mServer(mRegisters, mFaults, *this)
 {
 }

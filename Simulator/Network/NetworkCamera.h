@@ -43,7 +43,8 @@ public:
     };
 
     /// \param aCamera  Not null; kept alive.
-    NetworkCamera(std::shared_ptr<CameraModel> aCamera, const NetworkPlace& aPlace);
+    NetworkCamera(std::shared_ptr<CameraModel> aCamera, const NetworkPlace& aPlace,
+                  const NetworkForms& aForms = {});
     ~NetworkCamera();
     NetworkCamera(const NetworkCamera&) = delete;
     NetworkCamera& operator=(const NetworkCamera&) = delete;

@@ -1,6 +1,7 @@
 #include "Simulator/Network/RegisterMap.h"
 
 #include "Simulator/Network/DeviceXml.h"
+#include "Simulator/Network/ZipFile.h"
 
 #include <KySerial/DeviceProtocol.h>
 
@@ -29,13 +30,21 @@ Outcome Misaligned()
     return {Status::BadAlignment, "Registers are at multiples of 4."};
 }
 
+std::string MakeDescription(const FeatureRegisters& aFeatures, const CameraConfiguration& aConfiguration,
+                            const NetworkForms& aForms)
+{
+    std::string lXml = MakeDeviceXml(aFeatures, aConfiguration, aForms);
+    return aForms.mZippedDescription ? MakeZip("kyserial-camera.xml", lXml) : lXml;
+}
+
 } // namespace
 
-RegisterMap::RegisterMap(CameraModel& aCamera)
+RegisterMap::RegisterMap(CameraModel& aCamera, const NetworkForms& aForms)
     : mCamera(aCamera)
+    , mForms(aForms)
     , mBootstrap(aCamera)
     , mFeatures(aCamera)
-    , mDescription(MakeDeviceXml(mFeatures, aCamera.GetConfiguration()))
+    , mDescription(MakeDescription(mFeatures, aCamera.GetConfiguration(), aForms))
     , mDescriptionSize(mDescription.size())
 {
     mDescription.resize((mDescriptionSize + cWord - 1) / cWord * cWord);
@@ -44,9 +53,11 @@ RegisterMap::RegisterMap(CameraModel& aCamera)
 void RegisterMap::SetPlace(uint32_t aAddress, uint32_t aMask, uint32_t aGateway)
 {
     std::array<char, 64> lUrl{};
-    std::snprintf(lUrl.data(), lUrl.size(), "Local:kyserial-camera.xml;%X;%zX",
-                  static_cast<unsigned>(cDescription), mDescriptionSize);
-    mBootstrap.SetIdentity({aAddress, aMask, aGateway, lUrl.data()});
+    std::snprintf(lUrl.data(), lUrl.size(), "Local:kyserial-camera.%s;%X;%zX",
+                  mForms.mZippedDescription ? "zip" : "xml", static_cast<unsigned>(cDescription),
+                  mDescriptionSize);
+    mBootstrap.SetIdentity({aAddress, aMask, aGateway,
+                            mForms.mOnlySecondUrl ? "File:kyserial-camera.xml" : lUrl.data(), lUrl.data()});
 }
 
 Outcome RegisterMap::ReadRegister(uint32_t aAddress, uint32_t& aValue)

@@ -2,6 +2,7 @@
 
 #include "Simulator/Network/BootstrapRegisters.h"
 #include "Simulator/Network/FeatureRegisters.h"
+#include "Simulator/Network/NetworkForms.h"
 
 #include <cstdint>
 #include <string>
@@ -18,11 +19,10 @@ public:
     static constexpr uint32_t cDescription = 0x00100000;
 
     /// \param aCamera  Outlives this object.
-    explicit RegisterMap(CameraModel& aCamera);
+    explicit RegisterMap(CameraModel& aCamera, const NetworkForms& aForms = {});
 
     BootstrapRegisters& GetBootstrap() { return mBootstrap; }
     const BootstrapRegisters& GetBootstrap() const { return mBootstrap; }
-    const std::string& GetDescription() const { return mDescription; }
     /// Says where the camera is. \param aAddress  IPv4.
     void SetPlace(uint32_t aAddress, uint32_t aMask, uint32_t aGateway = 0);
 
@@ -43,6 +43,7 @@ private:
     Outcome ReadWords(uint32_t aAddress, size_t aCount, std::vector<uint8_t>& aData);
 
     CameraModel& mCamera;
+    const NetworkForms mForms;
     BootstrapRegisters mBootstrap;
     FeatureRegisters mFeatures;
     std::string mDescription; // zeros behind it up to a multiple of 4

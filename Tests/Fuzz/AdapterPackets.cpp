@@ -29,7 +29,7 @@ public:
     explicit Session(FuzzInput& aInput) : mInput(aInput), mChannel(KyGigE::ControlTimes{0, 2, 0})
     {
         KY_REQUIRE(mDevice.Open({cHost, 0}) && mChannel.Open(mDevice.GetLocal(), cHost).IsOK());
-        mChannel.SetShut(false);
+        mChannel.Begin();
     }
 
     void Step()
@@ -55,7 +55,7 @@ public:
             ReadMemory();
             break;
         }
-        mChannel.SetShut(false);
+        mChannel.Begin();
         size_t lSize = 0;
         Buffer lBytes(cMaxPacket);
         while (mDevice.Receive(lBytes, lSize, nullptr, SocketTime(0)) == SocketResult::Done)

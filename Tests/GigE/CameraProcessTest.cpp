@@ -99,6 +99,21 @@ TEST_F(CameraProcessTest, IsWhatTheOptionsSay)
     EXPECT_EQ(0x80000000U, lClient.Read(0xB8FC)); // no UARTs
 }
 
+TEST_F(CameraProcessTest, SendsInTheFormsThatTheOptionsSay)
+{
+    Start({"--events-per-packet", "4", "--long-event-ids", "--zip", "--second-url"});
+    CameraClient lClient(Place());
+    EXPECT_EQ(0x46696C65U, lClient.Read(KyGvcp::cFirstUrlRegister));       // "File"
+    EXPECT_EQ(0x4C6F6361U, lClient.Read(KyGvcp::cSecondUrlRegister));      // "Loca"
+    EXPECT_EQ(0x612E7A69U, lClient.Read(KyGvcp::cSecondUrlRegister + 20)); // "a.zi"
+    lClient.Take();
+    lClient.Write(0xB838, 0xC); // both interrupts of UART 1
+    lClient.Write(0xB850, 0x55);
+    const auto lPacket = lClient.ReceiveEvent();
+    ASSERT_TRUE(KyGvcp::ParseCommand(lPacket).has_value());
+    EXPECT_EQ(KyGvcp::cExtendedID | KyGvcp::cAcknowledgeWanted, KyGvcp::ParseCommand(lPacket)->mFlags);
+}
+
 TEST_F(CameraProcessTest, KeepsItsMemories)
 {
     const std::string lState = Process::TemporaryFile(".state");

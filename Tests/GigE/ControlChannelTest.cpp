@@ -25,7 +25,7 @@ protected:
     ControlChannelTest()
     {
         EXPECT_THAT(mChannel.Open({mDevice.GetAddress(), mDevice.GetPort()}, 0), IsOK());
-        mChannel.SetShut(false);
+        mChannel.Begin();
     }
 
     static Bytes Counting(size_t aSize)
@@ -77,11 +77,33 @@ TEST_F(ControlChannelTest, RequestsHaveDifferentIdentifiersAndNeverZero)
     EXPECT_EQ(KyGigE::FollowingRequest(0xFFFF), 1);
 }
 
+TEST_F(ControlChannelTest, ACommandOfAnEarlierConnectionIsNotSentOnTheNextOne)
+{
+    const uint64_t lFirst = mChannel.GetConnection();
+    EXPECT_THAT(mChannel.WriteRegister(0x20000, 1, lFirst), IsOK());
+    mChannel.SetShut(true);
+    mChannel.Begin();
+    EXPECT_EQ(mChannel.GetConnection(), lFirst + 1);
+    const auto lGone = IsResult(KyResult::NO_CONNECTION, "The device is not currently connected.");
+    mDevice.TakeCommands();
+    uint32_t lValue = 1;
+    uint8_t lByte = 0;
+    EXPECT_THAT(mChannel.WriteRegister(0x20000, 2, lFirst), lGone);
+    EXPECT_THAT(mChannel.ReadRegister(0x20000, lValue, lFirst), lGone);
+    EXPECT_EQ(lValue, 0U);
+    EXPECT_THAT(mChannel.WriteMemory(0x80000000, Counting(600).data(), 600, lFirst), lGone);
+    EXPECT_THAT(mChannel.ReadMemory(0, &lByte, 1, lFirst), lGone);
+    EXPECT_THAT(mDevice.TakeCommands(), SizeIs(0));
+    EXPECT_EQ(mDevice.GetWord(0x20000), 1U);
+    EXPECT_THAT(mChannel.WriteRegister(0x20000, 3, lFirst + 1), IsOK());
+    EXPECT_THAT(mChannel.WriteRegister(0x20000, 4), IsOK());
+}
+
 TEST_F(ControlChannelTest, ASilentDeviceIsLostAfterTheLastAttempt)
 {
     ControlChannel lChannel({100, 4, 5000});
     ASSERT_THAT(lChannel.Open({mDevice.GetAddress(), mDevice.GetPort()}, 0), IsOK());
-    lChannel.SetShut(false);
+    lChannel.Begin();
     mDevice.SetFrozen(true);
     uint32_t lValue = 7;
     const auto lBegin = std::chrono::steady_clock::now();
@@ -106,7 +128,7 @@ TEST_F(ControlChannelTest, ADeviceThatIsSwitchedOffIsLostAtOnce)
     mDevice.SwitchOff();
     ControlChannel lPatient({60000, 4, 60000});
     ASSERT_THAT(lPatient.Open({mDevice.GetAddress(), mDevice.GetPort()}, 0), IsOK());
-    lPatient.SetShut(false);
+    lPatient.Begin();
     uint32_t lValue = 0;
     const auto lBegin = std::chrono::steady_clock::now();
     EXPECT_EQ(lPatient.ReadRegister(0, lValue).GetCode(), KyResult::NO_CONNECTION);
@@ -119,7 +141,7 @@ TEST_F(ControlChannelTest, OneOldRefusalDoesNotLoseADeviceThatIsBack)
     uint32_t lValue = 0;
     EXPECT_EQ(mChannel.ReadRegister(0, lValue).GetCode(), KyResult::NO_CONNECTION);
     mDevice.SwitchOn();
-    mChannel.SetShut(false);
+    mChannel.Begin();
     EXPECT_THAT(mChannel.ReadRegister(0, lValue), IsOK());
 }
 
@@ -128,7 +150,7 @@ TEST_F(ControlChannelTest, ADeviceThatAsksForTimeGetsIt)
     mDevice.SetScript([](const ScriptedDevice::Command&) { return Answer{Answer::Pending, 0, 1600}; });
     ControlChannel lChannel({600, 4, 5000});
     ASSERT_THAT(lChannel.Open({mDevice.GetAddress(), mDevice.GetPort()}, 0), IsOK());
-    lChannel.SetShut(false);
+    lChannel.Begin();
     const auto lBegin = std::chrono::steady_clock::now();
     uint32_t lValue = 0;
     EXPECT_THAT(lChannel.ReadRegister(0, lValue), IsOK());
@@ -176,7 +198,7 @@ TEST_F(ControlChannelTest, ADeviceThatStaysBusyIsARefusalAndNoLoss)
     mDevice.SetScript([](const ScriptedDevice::Command&) { return Answer{Answer::Refuse, KyGvcp::cBusy}; });
     ControlChannel lChannel({20, 3, 5000});
     ASSERT_THAT(lChannel.Open({mDevice.GetAddress(), mDevice.GetPort()}, 0), IsOK());
-    lChannel.SetShut(false);
+    lChannel.Begin();
     EXPECT_THAT(lChannel.WriteRegister(0xB84C, 1), IsResult(KyGvcp::cBusy, "The device refused: busy."));
     EXPECT_FALSE(lChannel.IsShut());
     EXPECT_GE(mDevice.TakeCommands().size(), 3U);
@@ -187,7 +209,7 @@ TEST_F(ControlChannelTest, ADeviceThatIsSlowInSilenceIsWaitedForAsLongAsItSays)
     mDevice.SetScript([](const ScriptedDevice::Command&) { return Answer{Answer::Slow, 0, 700}; });
     ControlChannel lChannel({20, 2, 20000});
     ASSERT_THAT(lChannel.Open({mDevice.GetAddress(), mDevice.GetPort()}, 0), IsOK());
-    lChannel.SetShut(false);
+    lChannel.Begin();
     lChannel.SetPatience(20000);
     EXPECT_THAT(lChannel.WriteMemory(0x80000000, Counting(1).data(), 1), IsOK());
     EXPECT_EQ(lChannel.GetRepeats(), 1U);
@@ -199,7 +221,7 @@ TEST_F(ControlChannelTest, NoDeviceGetsMoreTimeInSilenceThanTheMost)
     mDevice.SetFrozen(true);
     ControlChannel lChannel({20, 2, 100});
     ASSERT_THAT(lChannel.Open({mDevice.GetAddress(), mDevice.GetPort()}, 0), IsOK());
-    lChannel.SetShut(false);
+    lChannel.Begin();
     lChannel.SetPatience(UINT32_MAX);
     uint32_t lValue = 0;
     EXPECT_EQ(lChannel.ReadRegister(0, lValue).GetCode(), KyResult::NO_CONNECTION);
@@ -211,7 +233,7 @@ TEST_F(ControlChannelTest, ACommandThatWaitsCanBeCancelled)
     const auto lCancel = std::make_shared<std::atomic<bool>>(false);
     ControlChannel lChannel({200, 4, 60000}, lCancel);
     ASSERT_THAT(lChannel.Open({mDevice.GetAddress(), mDevice.GetPort()}, 0), IsOK());
-    lChannel.SetShut(false);
+    lChannel.Begin();
     std::thread lCanceller(
         [&]
         {
@@ -316,7 +338,7 @@ protected:
     {
         EXPECT_TRUE(mDevice.Open({cLoopback, 0}));
         EXPECT_THAT(mChannel.Open(mDevice.GetLocal(), cLoopback), IsOK());
-        mChannel.SetShut(false);
+        mChannel.Begin();
     }
 
     /// Sends packets that belong to another request, and then the answer.

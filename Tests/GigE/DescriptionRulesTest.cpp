@@ -51,7 +51,7 @@ TEST(DescriptionRulesTest, EachOfThemIsLookedAt)
     const std::vector<Spoil> lSpoils = {
         {"<Length>32</Length>", "", "StringReg Device"},
         {"<AccessMode>RO</AccessMode>", "<AccessMode>R</AccessMode>", "AccessMode R"},
-        {"<Sign>Unsigned</Sign>\n    <Endianess>BigEndian</Endianess>",
+        {"<Sign>Unsigned</Sign>\n\t\t<Endianess>BigEndian</Endianess>",
          "<Endianess>BigEndian</Endianess><Sign>Unsigned</Sign>", ": elements"},
         {"<pPort>Device</pPort>", "<pPort>DeviceUserID</pPort>", "does not fit"},
         {"<pFeature>DeviceControl</pFeature>", "<pFeature>Nothing</pFeature>", "leads nowhere"},
@@ -67,7 +67,8 @@ TEST(DescriptionRulesTest, EachOfThemIsLookedAt)
         {"<EventID>9101</EventID>", "<EventID>event</EventID>", "EventID event"},
         {"Name=\"Root\"", "Name=\"Rood\"", "no category Root"},
         {"ProductGuid=\"6D", "ProductGuid=\"", "ProductGuid"},
-        {"Version_1_1\"\n", "Version_1_0\"\n", "XML namespace"},
+        {"xmlns=\"http://www.genicam.org/GenApi/Version_1_1",
+         "xmlns=\"http://www.genicam.org/GenApi/Version_1_0", "XML namespace"},
         {"<Category Name=\"Root\"", "<Float Name=\"x\"/><Category Name=\"Root\"", "unknown kind"}};
     const std::string lGood = Describe({});
     for (const Spoil& lSpoil : lSpoils)

@@ -5,7 +5,7 @@
 #include "Support/ResultMatcher.h"
 #include "Support/WaitFor.h"
 
-#include "Adapters/GigE/Client/GvcpClient.h"
+#include "Adapters/GigE/DeviceConnection.h"
 
 #include <JxUtilsLib/Event.h>
 #include <KyGigE/GigEDeviceAdapter.h>
@@ -387,6 +387,29 @@ TEST(GigEConnectTest, EachConnectionHasANumberOfItsOwn)
         lDevice.SwitchOn(); // between two signs of life
         EXPECT_TRUE(KyTest::WaitFor([&] { return lAdapter->GetGeneration() == lNext; }));
     }
+}
+
+// A caller that has got the features before the device started anew, and goes on afterwards.
+TEST(GigEConnectTest, FeaturesOfAnEarlierConnectionAreNotWrittenOnTheNextOne)
+{
+    ScriptedDevice lDevice(Xml());
+    ConnectionOptions lOptions;
+    lOptions.mHeartbeatPeriod = 5;
+    KyGigE::DeviceConnection lConnection({"127.0.0.1", lDevice.GetPort(), ""}, lOptions);
+    ASSERT_THAT(lConnection.Open(), IsOK());
+    const auto lFeatures = lConnection.GetFeatures();
+    EXPECT_THAT(lFeatures->mMap->SetText("Rate", "1"), IsOK());
+    lDevice.SwitchOff();
+    lDevice.SwitchOn();
+    EXPECT_TRUE(KyTest::WaitFor([&] { return lConnection.GetClient().GetGeneration() == 2; }));
+    const auto lGone = IsResult(KyResult::NO_CONNECTION, "The device is not currently connected.");
+    const uint8_t lByte = 0x55;
+    EXPECT_THAT(lFeatures->mMap->SetText("Rate", "2"), lGone);
+    EXPECT_THAT(lFeatures->mSpace->WriteMemory(0x80010000, &lByte, 1), lGone);
+    EXPECT_THAT(lDevice.TakeWindowWrites(), IsEmpty());
+    EXPECT_EQ(lDevice.GetWord(0x20004), 1U);
+    EXPECT_THAT(lConnection.GetFeatures()->mMap->SetText("Rate", "3"), IsOK());
+    EXPECT_EQ(lDevice.GetWord(0x20004), 3U);
 }
 
 TEST(GigEConnectTest, TwoDevicesAtOnce)

@@ -10,6 +10,8 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <thread>
+#include <vector>
 
 using KyGigE::ConnectionOptions;
 using KyGigE::GvcpClient;
@@ -376,6 +378,60 @@ TEST_F(GvcpClientTest, ALossWhileTheKeeperIsBusyIsRepairedAtOnce)
     lSink.mIsReleased = true;
     EXPECT_TRUE(WaitFor([&] { return mClient->IsConnected(); }));
     EXPECT_EQ(mClient->GetGeneration(), 3U);
+}
+
+// The writers wait for the control channel when the connection is lost. What they wanted to write is not written while the next
+// connection is made: nothing is set up there.
+TEST_F(GvcpClientTest, AWriteThatWaitsWhenTheConnectionIsLostIsNotDoneOnTheNextOne)
+{
+    constexpr uint32_t cData = 0x20000;
+    constexpr uint32_t cSetUp = 0x20008;
+    ConnectionOptions lOptions = Quick();
+    lOptions.mHeartbeatPeriod = 5;
+    GvcpClient lClient(Address(), lOptions);
+    ASSERT_THAT(lClient.Open([](const KyGvcp::EventView& /*aEvent*/) {},
+                             [&] { return lClient.GetControl().WriteRegister(cSetUp, 1); }),
+                IsOK());
+    mDevice.TakeCommands();
+    std::atomic<bool> lStop = false;
+    std::vector<std::thread> lWriters;
+    for (int lCount = 0; lCount < 24; ++lCount)
+    {
+        lWriters.emplace_back(
+            [&]
+            {
+                while (!lStop)
+                {
+                    if (!lClient.WriteRegister(cData, 1).IsOK())
+                    {
+                        std::this_thread::yield();
+                    }
+                }
+            });
+    }
+    for (uint64_t lNext = 2; lNext < 12; ++lNext)
+    {
+        mDevice.PutWord(KyGvcp::cControlPrivilegeRegister, 0); // it lets everybody write, as a few devices do
+        EXPECT_TRUE(WaitFor([&] { return lClient.GetGeneration() == lNext; }));
+    }
+    lStop = true;
+    for (std::thread& lWriter : lWriters)
+    {
+        lWriter.join();
+    }
+    bool lIsSetUp = true;
+    int lConnections = 0;
+    int lEarly = 0;
+    for (const auto& lCommand : mDevice.TakeCommands())
+    {
+        const bool lWrites = lCommand.mCode == KyGvcp::cWriteRegister;
+        lIsSetUp =
+            lCommand.mCode != KyGvcp::cDiscovery && (lIsSetUp || (lWrites && lCommand.Word(0) == cSetUp));
+        lConnections += lCommand.mCode == KyGvcp::cDiscovery ? 1 : 0;
+        lEarly += !lIsSetUp && lWrites && lCommand.Word(0) == cData ? 1 : 0;
+    }
+    EXPECT_GE(lConnections, 10);
+    EXPECT_EQ(lEarly, 0);
 }
 
 TEST_F(GvcpClientTest, ARefusalOfADeviceThatIsControlledIsNoLoss)

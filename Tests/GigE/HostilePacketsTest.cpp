@@ -182,7 +182,7 @@ TEST(HostilePacketsTest, TheControlChannelSurvivesAnything)
     std::thread lThread([&] { Answer(lDevice, lWaker, lForged, lStop); });
     KyGigE::ControlChannel lChannel({200, 50, 100});
     EXPECT_THAT(lChannel.Open(lDevice.mSocket.GetLocal(), 0), IsOK());
-    lChannel.SetShut(false);
+    lChannel.Begin();
     Bytes lRead(536);
     int lGood = 0;
     while (lForged < cPackets)
@@ -192,7 +192,7 @@ TEST(HostilePacketsTest, TheControlChannelSurvivesAnything)
         lGood += lChannel.ReadRegister(0, lValue).IsOK() ? 1 : 0;
         lGood += lChannel.ReadMemory(0, lRead.data(), lRead.size()).IsOK() ? 1 : 0;
         lGood += lChannel.WriteMemory(0, lRead.data(), 99).IsOK() ? 1 : 0;
-        lChannel.SetShut(false);
+        lChannel.Begin();
     }
     EXPECT_GT(lGood, 100);
     lStop = true;

@@ -201,6 +201,84 @@ TEST_F(SimulatedMessageChannelTest, DropsAnEventThatFitsNoPacket)
     EXPECT_EQ(1U, mChannel.GetCounters().mDropped);
 }
 
+class SimulatedEventFormsTest : public testing::Test
+{
+protected:
+    /// The packets that a channel with these forms sends for these events, each acknowledged.
+    std::vector<std::vector<uint8_t>> Send(const NetworkForms& aForms,
+                                           const std::vector<DeviceEvent>& aEvents)
+    {
+        std::vector<std::vector<uint8_t>> lPackets;
+        MessageChannel lChannel([&](const Endpoint& /*aTo*/, Bytes aData)
+                                { lPackets.emplace_back(aData.begin(), aData.end()); },
+                                [] {}, aForms);
+        const Endpoint lPeer{0x7F000001, 6000};
+        lChannel.Configure({lPeer, 200, 0, Time(0)});
+        for (const DeviceEvent& lEvent : aEvents)
+        {
+            lChannel.OnDeviceEvent(lEvent);
+        }
+        for (size_t lSent = 0; lChannel.Step(1s), lSent < lPackets.size(); ++lSent)
+        {
+            const CommandView lCommand = *ParseCommand(lPackets[lSent]);
+            lChannel.HandleAcknowledge(
+                lPeer,
+                Packet::Acknowledge(cSuccess, static_cast<uint16_t>(lCommand.mCode + 1), lCommand.mRequestID)
+                    .GetBytes());
+        }
+        EXPECT_EQ(aEvents.size(), lChannel.GetCounters().mSent);
+        EXPECT_EQ(aEvents.size(), lChannel.GetCounters().mAcknowledged);
+        return lPackets;
+    }
+};
+
+TEST_F(SimulatedEventFormsTest, SeveralEventsMakeAPacketAsFarAsTheyFit)
+{
+    NetworkForms lForms;
+    lForms.mEventsPerPacket = 3;
+    const auto lPackets = Send(lForms, {{0x9000, Time(1), {1}},
+                                        {0x9001, Time(2), {2, 3}},
+                                        {0x9101, Time(3), {4}},
+                                        {0x9102, Time(4), {5}},
+                                        {0x9103, Time(5), std::vector<uint8_t>(510, 6)}});
+    ASSERT_THAT(lPackets, SizeIs(3));
+    const auto lFirst = ParseEvents(*ParseCommand(lPackets[0]));
+    ASSERT_THAT(lFirst, SizeIs(3)); // the number
+    EXPECT_EQ(0x9001, lFirst[1].mID);
+    EXPECT_EQ(2U, lFirst[1].mBlockID);
+    EXPECT_THAT(lFirst[1].mData, ElementsAre(2, 3));
+    EXPECT_THAT(ParseEvents(*ParseCommand(lPackets[1])), SizeIs(1)); // the room
+    EXPECT_THAT(ParseEvents(*ParseCommand(lPackets[2])), SizeIs(1));
+}
+
+TEST_F(SimulatedEventFormsTest, LongNumbersMakeLongItems)
+{
+    NetworkForms lForms;
+    lForms.mLongEventIds = true;
+    const auto lPackets = Send(lForms, {{0x9000, Time(7), {1, 2}}});
+    ASSERT_THAT(lPackets, SizeIs(1));
+    const CommandView lCommand = *ParseCommand(lPackets[0]);
+    EXPECT_EQ(cExtendedID | cAcknowledgeWanted, lCommand.mFlags);
+    const auto lEvents = ParseEvents(lCommand);
+    ASSERT_THAT(lEvents, SizeIs(1));
+    EXPECT_EQ(26U, lEvents[0].mItem.size());
+    EXPECT_EQ(1U, lEvents[0].mBlockID);
+    EXPECT_EQ(7U, lEvents[0].mTimestamp);
+    EXPECT_THAT(lEvents[0].mData, ElementsAre(1, 2));
+}
+
+TEST_F(SimulatedEventFormsTest, EventsWithoutDataLeaveAsEventAndNotTogetherWithOthers)
+{
+    NetworkForms lForms;
+    lForms.mEventsPerPacket = 33;
+    const auto lPackets =
+        Send(lForms, {{0x9000, Time(1), {}}, {0x9001, Time(2), {}}, {0x9002, Time(3), {1}}});
+    ASSERT_THAT(lPackets, SizeIs(2));
+    EXPECT_EQ(cEvent, ParseCommand(lPackets[0])->mCode);
+    EXPECT_THAT(ParseEvents(*ParseCommand(lPackets[0])), SizeIs(2));
+    EXPECT_EQ(cEventData, ParseCommand(lPackets[1])->mCode);
+}
+
 TEST_F(SimulatedMessageChannelTest, NeverUsesTheRequestIdZero)
 {
     mChannel.Configure({cPeer, 0, 0, Time(0)});

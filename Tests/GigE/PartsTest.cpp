@@ -103,7 +103,7 @@ TEST(DescriptionFileTest, UsesTheSecondAddressWhenTheFirstLeadsElsewhere)
     KyTest::ScriptedDevice lDevice("<xml/>");
     KyGigE::ControlChannel lChannel({200, 4, 1000});
     ASSERT_THAT(lChannel.Open({lDevice.GetAddress(), lDevice.GetPort()}, 0), KyTest::IsOK());
-    lChannel.SetShut(false);
+    lChannel.Begin();
     std::string lFile;
     EXPECT_THAT(KyGigE::ReadDescription(lChannel, lFile), KyTest::IsOK());
     EXPECT_EQ(lFile, "<xml/>");
@@ -176,9 +176,9 @@ protected:
         mStore.Read(aEvent, aOffset, lBytes.data(), aSize);
         return lBytes;
     }
-    void Deliver(uint16_t aEvent, const std::vector<uint8_t>& aItem)
+    void Deliver(uint16_t aEvent, const std::vector<uint8_t>& aItem, size_t aHeader = 16)
     {
-        mStore.Begin(aEvent, aItem.data(), aItem.size());
+        mStore.Begin(aEvent, aItem.data(), aItem.size(), aHeader);
         mStore.End();
     }
 
@@ -195,6 +195,12 @@ TEST_F(EventStoreTest, KeepsTheLastItemOfEachEvent)
     EXPECT_THAT(Read(0x9101, 0, 1), ElementsAre(4));
 }
 
+TEST_F(EventStoreTest, AnEventThatNeverCameHasAHeaderLikeThoseThatCame)
+{
+    Deliver(0x9101, {4}, 24);
+    EXPECT_THAT(Read(0x9100, 0, 4), ElementsAre(0, 24, 0x91, 0));
+}
+
 TEST_F(EventStoreTest, ReadsZerosBeyondTheEnd)
 {
     Deliver(0x9100, {1, 2, 3});
@@ -207,7 +213,7 @@ TEST_F(EventStoreTest, TheDeliveringThreadSeesTheDeliveredEventOnly)
 {
     Deliver(0x9100, {1});
     const uint8_t lItem = 2;
-    mStore.Begin(0x9101, &lItem, 1);
+    mStore.Begin(0x9101, &lItem, 1, 16);
     EXPECT_THAT(Read(0x9100, 0, 2), ElementsAre(0, 16));
     EXPECT_THAT(Read(0x9101, 0, 1), ElementsAre(2));
     std::thread([this] { EXPECT_THAT(Read(0x9100, 0, 1), ElementsAre(1)); }).join();

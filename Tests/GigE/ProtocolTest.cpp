@@ -178,6 +178,20 @@ TEST(ProtocolTest, ParsesLongEventIds)
     EXPECT_THAT(lEvents[0].mData, ElementsAre(0, 0, 0, 3));
 }
 
+TEST(ProtocolTest, CarriesSeveralEventsWithLongIdsAndTheirData)
+{
+    Packet lPacket = Packet::Command(cEventData, cAcknowledgeWanted | cExtendedID, 5);
+    AddEvent(lPacket, 0x9101, 0x1122334455667788, 1, Buffer{9, 8, 7});
+    AddEvent(lPacket, 0x9102, 0x1122334455667789, 2, Buffer{6});
+    const Buffer lBytes = Copy(lPacket);
+    const auto lEvents = Parse(lBytes);
+    ASSERT_THAT(lEvents, SizeIs(2));
+    EXPECT_THAT(lEvents[0].mData, ElementsAre(9, 8, 7));
+    EXPECT_EQ(0x1122334455667789U, lEvents[1].mBlockID);
+    EXPECT_EQ(2U, lEvents[1].mTimestamp);
+    EXPECT_THAT(lEvents[1].mItem, SizeIs(cExtendedEventItemSize + 1));
+}
+
 TEST(ProtocolTest, ParsesSeveralEventsOfOneCommand)
 {
     Packet lPacket = Packet::Command(cEvent, cAcknowledgeWanted, 5);

@@ -1,3 +1,6 @@
+#include "Adapters/GigE/Evaluator/Unzip.h"
+#include "Adapters/GigE/Evaluator/XmlDocument.h"
+
 #include <KySerial/DeviceProtocol.h>
 #include <Simulator/Network/DeviceXml.h>
 #include <Simulator/Network/RegisterMap.h>
@@ -19,6 +22,14 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
 using Buffer = std::vector<uint8_t>;
+
+/// What the first address of a map's description says.
+std::string UrlOf(RegisterMap& aMap)
+{
+    Buffer lData;
+    EXPECT_TRUE(aMap.ReadMemory(KyGvcp::cFirstUrlRegister, 64, lData).IsOk());
+    return reinterpret_cast<const char*>(lData.data());
+}
 
 class RegisterMapTest : public testing::Test
 {
@@ -220,6 +231,7 @@ TEST_F(RegisterMapTest, DescribesExactlyTheCamerasFeatures)
         lExpected.insert(lName);
         EXPECT_THAT(lXml, HasSubstr(" Name=\"" + lName + "\" "));
     }
+    lExpected.insert(cTransportFeatures.begin(), cTransportFeatures.end());
     EXPECT_EQ(lExpected, Listed(lXml));
     EXPECT_EQ(0U, lExpected.count("Uart1BaudRate"));
     EXPECT_EQ(1U, lExpected.count("Bulk5Parity"));
@@ -230,7 +242,7 @@ TEST_F(RegisterMapTest, EveryReferenceOfTheDescriptionLeadsToANode)
 {
     const std::string lXml = MakeDeviceXml(*mFeatures, mCamera->GetConfiguration());
     std::set<std::string> lNodes;
-    const std::regex lNode("\n  <[A-Za-z]+ Name=\"([A-Za-z0-9]+)\" NameSpace");
+    const std::regex lNode("\n\t<[A-Za-z]+ Name=\"([A-Za-z0-9]+)\" NameSpace");
     for (std::sregex_iterator lNext(lXml.begin(), lXml.end(), lNode), lEnd; lNext != lEnd; ++lNext)
     {
         EXPECT_TRUE(lNodes.insert((*lNext)[1]).second) << (*lNext)[1];
@@ -245,12 +257,62 @@ TEST_F(RegisterMapTest, EveryReferenceOfTheDescriptionLeadsToANode)
     EXPECT_GT(lReferences, 100U);
 }
 
+TEST_F(RegisterMapTest, AZippedDescriptionIsTheSameOnePacked)
+{
+    NetworkForms lForms;
+    lForms.mZippedDescription = true;
+    RegisterMap lMap(*mCamera, lForms);
+    lMap.SetPlace(0x7F000001, 0xFF000000);
+    Buffer lData;
+    ASSERT_TRUE(lMap.ReadMemory(KyGvcp::cFirstUrlRegister, 64, lData).IsOk());
+    const std::string lUrl = reinterpret_cast<const char*>(lData.data());
+    std::smatch lParts;
+    ASSERT_TRUE(
+        std::regex_match(lUrl, lParts, std::regex("Local:kyserial-camera[.]zip;([0-9A-F]+);([0-9A-F]+)")))
+        << lUrl;
+    const size_t lSize = std::stoul(lParts[2], nullptr, 16);
+    std::string lFile;
+    while (lFile.size() < lSize)
+    {
+        const size_t lCount = std::min<size_t>(KyGvcp::cMaxBlock, (lSize - lFile.size() + 3) / 4 * 4);
+        const auto lAddress = RegisterMap::cDescription + static_cast<uint32_t>(lFile.size());
+        ASSERT_TRUE(lMap.ReadMemory(lAddress, lCount, lData).IsOk());
+        lFile.append(lData.begin(), lData.end());
+    }
+    lFile.resize(lSize);
+    const std::string lXml = MakeDeviceXml(*mFeatures, mCamera->GetConfiguration());
+    EXPECT_LT(lSize, lXml.size() / 4);
+    std::string lText;
+    EXPECT_EQ("", KyGigE::Unzip(lFile, lXml.size(), lText));
+    EXPECT_EQ(lXml, lText);
+}
+
+TEST_F(RegisterMapTest, BothAddressesOfTheDescriptionLeadToItUnlessTheFirstOneIsSwitchedOff)
+{
+    for (const bool lOnlySecond : {false, true})
+    {
+        NetworkForms lForms;
+        lForms.mOnlySecondUrl = lOnlySecond;
+        RegisterMap lMap(*mCamera, lForms);
+        lMap.SetPlace(0x7F000001, 0xFF000000);
+        Buffer lData;
+        ASSERT_TRUE(lMap.ReadMemory(KyGvcp::cFirstUrlRegister, 64, lData).IsOk());
+        EXPECT_STREQ(reinterpret_cast<const char*>(lData.data()),
+                     lOnlySecond ? "File:kyserial-camera.xml" : UrlOf(*mMap).c_str());
+        ASSERT_TRUE(lMap.ReadMemory(KyGvcp::cSecondUrlRegister, 64, lData).IsOk());
+        EXPECT_EQ(reinterpret_cast<const char*>(lData.data()), UrlOf(*mMap));
+    }
+}
+
 TEST_F(RegisterMapTest, TheDescriptionOfAnyCameraNameIsWellFormed)
 {
     mConfiguration.mModel = "4 \"ports\" <& more>";
     Make();
     const std::string lXml = MakeDeviceXml(*mFeatures, mCamera->GetConfiguration());
     EXPECT_THAT(lXml, HasSubstr("ModelName=\"C4__ports_____more_\""));
+    KyGigE::XmlDocument lDocument;
+    EXPECT_EQ("", lDocument.Parse(lXml));
+    EXPECT_EQ("Korvo 4 \"ports\" <& more>", lDocument.GetAttribute(lDocument.Get(0), "ToolTip"));
 }
 
 } // namespace

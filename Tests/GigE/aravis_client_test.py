@@ -88,6 +88,12 @@ class AravisClientTest(unittest.TestCase):
             path = self.save_description(folder)
             subprocess.run(["xmllint", "--noout", path], check=True)
 
+    def test_unpacks_the_description(self):
+        with Camera(PROGRAM, own_address(93), "--zip") as camera, tempfile.TemporaryDirectory() as folder:
+            plain = self.save_description(folder)
+            with open(plain, encoding="utf-8") as file:
+                self.assertEqual(file.read(), tool(camera.address, "genicam"))
+
     def test_gets_a_description_that_fits_the_schema(self):
         schema = os.environ.get("KYSERIAL_GENAPI_SCHEMA")
         if not schema:

@@ -120,7 +120,12 @@ def capture(camera, path):
 def main():
     if shutil.which("tshark") is None:
         skip("tshark is not installed")
-    with tempfile.TemporaryDirectory() as folder, Camera(PROGRAM, own_address(92), "--fast") as camera:
+    for options in (), ("--long-event-ids",):
+        judge("--fast", *options)
+
+
+def judge(*options):
+    with tempfile.TemporaryDirectory() as folder, Camera(PROGRAM, own_address(92), *options) as camera:
         path = os.path.join(folder, "session.pcapng")
         capture(camera, path)
         seen = packets(path, "-Y", "gvcp")

@@ -39,6 +39,7 @@ struct Options
     std::string mSerialNumber{};
     std::string mUserID{};
     EquipmentOptions mEquipment{};
+    NetworkForms mForms{};
     std::string mStateFile{};
     std::vector<std::pair<std::string, std::string>> mFaults{}; // commands of the console and what follows
 };
@@ -58,6 +59,20 @@ void AddOptions(CLI::App& aProgram, Options& aOptions)
                       "No UARTs, and bulk port 0 is driven through features");
     aProgram.add_option("--state", aOptions.mStateFile,
                         "File that keeps the contents of the memories on the buses between runs");
+    aProgram
+        .add_option("--events-per-packet", aOptions.mForms.mEventsPerPacket,
+                    "Send events that wait together, N at most")
+        ->type_name("N")
+        ->check(CLI::Range(1, 33)) // more do not fit
+        ->group("Forms");
+    aProgram.add_flag("--long-event-ids", aOptions.mForms.mLongEventIds, "Events have 64-bit numbers")
+        ->group("Forms");
+    aProgram.add_flag("--zip", aOptions.mForms.mZippedDescription, "The description is a ZIP archive")
+        ->group("Forms");
+    aProgram
+        .add_flag("--second-url", aOptions.mForms.mOnlySecondUrl,
+                  "The first address of the description leads nowhere, the second one to it")
+        ->group("Forms");
     const std::array<std::array<const char*, 3>, 8> lFaults = {
         {{"drop", "WHAT:N", "Lose every Nth command, ack, event or event-ack"},
          {"double", "WHAT:N", "Double every Nth of them"},
@@ -235,7 +250,8 @@ void Serve(const Options& aOptions, Console& aConsole)
     {
         throw std::runtime_error("--state: " + aOptions.mStateFile + " was not written by this program");
     }
-    NetworkCamera lCamera(lEquipped.GetCamera(), {{*lAddress, aOptions.mPort}, !aOptions.mNoBroadcast});
+    NetworkCamera lCamera(lEquipped.GetCamera(), {{*lAddress, aOptions.mPort}, !aOptions.mNoBroadcast},
+                          aOptions.mForms);
     SetFaults(lCamera, aOptions);
     if (!aConsole.WatchInterrupts() || !lCamera.Start())
     {

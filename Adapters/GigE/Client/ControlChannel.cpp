@@ -58,6 +58,13 @@ KyResult ControlChannel::Open(const KyGvcp::Endpoint& aDevice, uint32_t aLocal, 
     return {};
 }
 
+void ControlChannel::Begin()
+{
+    const LockScope lScope(mLock);
+    ++mConnection;
+    mShut = false;
+}
+
 void ControlChannel::SetPatience(uint32_t aMilliseconds)
 {
     mPatience = std::min(aMilliseconds, mTimes.mPending);
@@ -80,14 +87,15 @@ bool ControlChannel::Pause(Clock::time_point aUntil) const
 
 // Asks until the device does the command or refuses it for good. aPayload, aAnswer bytes at the least, points
 // into mIn.
-KyResult ControlChannel::Execute(Packet aCommand, uint16_t aCode, size_t aAnswer, Bytes& aPayload)
+KyResult ControlChannel::Execute(Packet aCommand, uint64_t aConnection, uint16_t aCode, size_t aAnswer,
+                                 Bytes& aPayload)
 {
     mCode = aCode;
     mAnswer = aAnswer;
     mLatest = std::min(Clock::now() + std::chrono::milliseconds(mTimes.mPending), mEnd.load());
     for (uint32_t lTry = 1;; ++lTry)
     {
-        if (mShut || IsOver())
+        if (IsRefused(aConnection))
         {
             return NotConnected();
         }
@@ -195,8 +203,8 @@ KyResult ControlChannel::Discover(std::array<uint8_t, KyGvcp::cDiscoverySize>& a
 {
     const LockScope lScope(mLock);
     Bytes lPayload;
-    KyResult lResult =
-        Execute(KyGvcp::MakeDiscovery(NextRequest(), false), KyGvcp::cDiscovery, aRegisters.size(), lPayload);
+    KyResult lResult = Execute(KyGvcp::MakeDiscovery(NextRequest(), false), cPresent, KyGvcp::cDiscovery,
+                               aRegisters.size(), lPayload);
     if (lResult.IsOK())
     {
         std::copy_n(lPayload.begin(), aRegisters.size(), aRegisters.begin());
@@ -204,13 +212,13 @@ KyResult ControlChannel::Discover(std::array<uint8_t, KyGvcp::cDiscoverySize>& a
     return lResult;
 }
 
-KyResult ControlChannel::ReadRegister(uint32_t aAddress, uint32_t& aValue)
+KyResult ControlChannel::ReadRegister(uint32_t aAddress, uint32_t& aValue, uint64_t aConnection)
 {
     aValue = 0;
     const LockScope lScope(mLock);
     Bytes lPayload;
-    KyResult lResult =
-        Execute(KyGvcp::MakeReadRegister(NextRequest(), aAddress), KyGvcp::cReadRegister, 4, lPayload);
+    KyResult lResult = Execute(KyGvcp::MakeReadRegister(NextRequest(), aAddress), aConnection,
+                               KyGvcp::cReadRegister, 4, lPayload);
     if (lResult.IsOK())
     {
         aValue = Reader(lPayload).Take32();
@@ -218,12 +226,12 @@ KyResult ControlChannel::ReadRegister(uint32_t aAddress, uint32_t& aValue)
     return lResult;
 }
 
-KyResult ControlChannel::WriteRegister(uint32_t aAddress, uint32_t aValue)
+KyResult ControlChannel::WriteRegister(uint32_t aAddress, uint32_t aValue, uint64_t aConnection)
 {
     const LockScope lScope(mLock);
     Bytes lPayload;
-    return Execute(KyGvcp::MakeWriteRegister(NextRequest(), aAddress, aValue), KyGvcp::cWriteRegister, 0,
-                   lPayload);
+    return Execute(KyGvcp::MakeWriteRegister(NextRequest(), aAddress, aValue), aConnection,
+                   KyGvcp::cWriteRegister, 0, lPayload);
 }
 
 void ControlChannel::SendRegister(uint32_t aAddress, uint32_t aValue)
@@ -234,14 +242,14 @@ void ControlChannel::SendRegister(uint32_t aAddress, uint32_t aValue)
     static_cast<void>(mSocket.Send(lCommand.GetBytes())); // ignored: nobody waits for it
 }
 
-KyResult ControlChannel::ReadBlock(uint32_t aAddress, uint8_t* aBuffer, size_t aSize)
+KyResult ControlChannel::ReadBlock(uint32_t aAddress, uint8_t* aBuffer, size_t aSize, uint64_t aConnection)
 {
     constexpr size_t cAddress = 4; // comes before the data
     const auto lAsked = static_cast<uint16_t>((aSize + 3) & ~size_t{3});
     const LockScope lScope(mLock);
     Bytes lPayload;
-    KyResult lResult = Execute(KyGvcp::MakeReadMemory(NextRequest(), aAddress, lAsked), KyGvcp::cReadMemory,
-                               cAddress + aSize, lPayload);
+    KyResult lResult = Execute(KyGvcp::MakeReadMemory(NextRequest(), aAddress, lAsked), aConnection,
+                               KyGvcp::cReadMemory, cAddress + aSize, lPayload);
     if (lResult.IsOK())
     {
         std::copy_n(lPayload.begin() + cAddress, aSize, aBuffer);
@@ -249,12 +257,15 @@ KyResult ControlChannel::ReadBlock(uint32_t aAddress, uint8_t* aBuffer, size_t a
     return lResult;
 }
 
-KyResult ControlChannel::ReadMemory(uint32_t aAddress, uint8_t* aBuffer, uint64_t aSize)
+KyResult ControlChannel::ReadMemory(uint32_t aAddress, uint8_t* aBuffer, uint64_t aSize, uint64_t aConnection)
 {
+    // All packets belong to the connection of the first.
+    const uint64_t lConnection = aConnection != cPresent ? aConnection : GetConnection();
     for (uint64_t lDone = 0; lDone < aSize;)
     {
         const size_t lSize = static_cast<size_t>(std::min<uint64_t>(aSize - lDone, KyGvcp::cMaxBlock));
-        KyResult lResult = ReadBlock(aAddress + static_cast<uint32_t>(lDone), aBuffer + lDone, lSize);
+        KyResult lResult =
+            ReadBlock(aAddress + static_cast<uint32_t>(lDone), aBuffer + lDone, lSize, lConnection);
         if (!lResult.IsOK())
         {
             return lResult;
@@ -264,26 +275,29 @@ KyResult ControlChannel::ReadMemory(uint32_t aAddress, uint8_t* aBuffer, uint64_
     return {};
 }
 
-KyResult ControlChannel::WriteBlock(uint32_t aAddress, const uint8_t* aBuffer, size_t aSize)
+KyResult ControlChannel::WriteBlock(uint32_t aAddress, const uint8_t* aBuffer, size_t aSize,
+                                    uint64_t aConnection)
 {
     const LockScope lScope(mLock);
     Bytes lPayload;
-    return Execute(KyGvcp::MakeWriteMemory(NextRequest(), aAddress, Bytes(aBuffer, aSize)),
+    return Execute(KyGvcp::MakeWriteMemory(NextRequest(), aAddress, Bytes(aBuffer, aSize)), aConnection,
                    KyGvcp::cWriteMemory, 0, lPayload);
 }
 
-KyResult ControlChannel::WriteMemory(uint32_t aAddress, const uint8_t* aBuffer, uint64_t aSize)
+KyResult ControlChannel::WriteMemory(uint32_t aAddress, const uint8_t* aBuffer, uint64_t aSize,
+                                     uint64_t aConnection)
 {
     if (aBuffer == nullptr || aSize == 0)
     {
         return {KyGvcp::cInvalidParameter, "There is nothing to write."};
     }
+    const uint64_t lConnection = aConnection != cPresent ? aConnection : GetConnection();
     for (uint64_t lDone = 0; lDone < aSize;)
     {
         const size_t lSize = static_cast<size_t>(std::min<uint64_t>(aSize - lDone, KyGvcp::cMaxBlock));
         const bool lWindow = (aAddress & cWindow) != 0;
-        KyResult lResult =
-            WriteBlock(lWindow ? aAddress : aAddress + static_cast<uint32_t>(lDone), aBuffer + lDone, lSize);
+        KyResult lResult = WriteBlock(lWindow ? aAddress : aAddress + static_cast<uint32_t>(lDone),
+                                      aBuffer + lDone, lSize, lConnection);
         if (!lResult.IsOK())
         {
             return lResult;

@@ -31,9 +31,13 @@ constexpr uint16_t FollowingRequest(uint16_t aRequest)
 /// Threads: any. A command blocks until the one before it is done, and then for mTimeout * mAttempts at the
 /// most, for the time that the device needs for a command in silence, or as long as it asks for.
 ///
+/// A command belongs to a connection. One that begins under a connection and has to wait must not be done on the next one: the
+/// device may have started anew, and nothing is set up there. So whoever uses a connection takes its number first and gives it with
+/// each command; without a number a command belongs to the connection there is.
+///
 /// Results: OK; a status of GigE Vision, 0x8000 and above, as the device sent it; NO_CONNECTION: the channel
-/// is shut, the commands have come to their end (SetEnd(), cancellation), or the device does not answer,
-/// which shuts the channel.
+/// is shut, the command's connection is over, the commands have come to their end (SetEnd(), cancellation), or the device does
+/// not answer, which shuts the channel.
 class ControlChannel
 {
 public:
@@ -50,6 +54,13 @@ public:
     /// Own end of the channel.
     KyGvcp::Endpoint GetLocal() const { return mSocket.GetLocal(); }
 
+    /// Begins a connection: commands go through, those of earlier connections are refused. Waits for the command that runs.
+    void Begin();
+    /// The number of the connection, from 1 on; 0: there was none yet.
+    uint64_t GetConnection() const { return mConnection; }
+    /// Stands for the connection there is, in place of a number.
+    static constexpr uint64_t cPresent = UINT64_MAX;
+
     /// Commands go through, or are refused at once.
     void SetShut(bool aShut) { mShut = aShut; }
     bool IsShut() const { return mShut; }
@@ -65,14 +76,15 @@ public:
 
     /// Asks the device for what it says about itself; every application may, whoever has control.
     KyResult Discover(std::array<uint8_t, KyGvcp::cDiscoverySize>& aRegisters);
-    KyResult ReadRegister(uint32_t aAddress, uint32_t& aValue);
-    KyResult WriteRegister(uint32_t aAddress, uint32_t aValue);
+    KyResult ReadRegister(uint32_t aAddress, uint32_t& aValue, uint64_t aConnection = cPresent);
+    KyResult WriteRegister(uint32_t aAddress, uint32_t aValue, uint64_t aConnection = cPresent);
     /// Reads any number of bytes. Devices read whole words, so a little more is asked for and dropped.
-    KyResult ReadMemory(uint32_t aAddress, uint8_t* aBuffer, uint64_t aSize);
+    KyResult ReadMemory(uint32_t aAddress, uint8_t* aBuffer, uint64_t aSize, uint64_t aConnection = cPresent);
     /// Writes exactly aSize bytes, in packets of 536. Where bit 31 of the address is set lies a window, not
     /// memory: all packets go to the same address.
     /// \return Also 0x8002: no bytes.
-    KyResult WriteMemory(uint32_t aAddress, const uint8_t* aBuffer, uint64_t aSize);
+    KyResult WriteMemory(uint32_t aAddress, const uint8_t* aBuffer, uint64_t aSize,
+                         uint64_t aConnection = cPresent);
     /// Sends one write and does not wait for an answer; also while the channel is shut.
     void SendRegister(uint32_t aAddress, uint32_t aValue);
 
@@ -83,8 +95,12 @@ private:
     /// After which a waiting command looks whether it has been cancelled.
     static constexpr std::chrono::milliseconds cSlice{100};
 
-    KyResult Execute(KyGvcp::Packet aCommand, uint16_t aCode, size_t aAnswer, KyGvcp::Bytes& aPayload)
-        JX_REQUIRES(mLock);
+    KyResult Execute(KyGvcp::Packet aCommand, uint64_t aConnection, uint16_t aCode, size_t aAnswer,
+                     KyGvcp::Bytes& aPayload) JX_REQUIRES(mLock);
+    bool IsRefused(uint64_t aConnection) const JX_REQUIRES(mLock)
+    {
+        return mShut || IsOver() || (aConnection != cPresent && aConnection != mConnection);
+    }
     KyResult Ask(const KyGvcp::Packet& aCommand, KyGvcp::Bytes& aPayload) JX_REQUIRES(mLock);
     KyResult WaitForAnswer(Clock::time_point aEnd, KyGvcp::Bytes& aPayload, bool& aRefused)
         JX_REQUIRES(mLock);
@@ -92,14 +108,15 @@ private:
         JX_REQUIRES(mLock);
     bool Pause(Clock::time_point aUntil) const;
     uint16_t NextRequest() JX_REQUIRES(mLock) { return mRequest = FollowingRequest(mRequest); }
-    KyResult ReadBlock(uint32_t aAddress, uint8_t* aBuffer, size_t aSize);
-    KyResult WriteBlock(uint32_t aAddress, const uint8_t* aBuffer, size_t aSize);
+    KyResult ReadBlock(uint32_t aAddress, uint8_t* aBuffer, size_t aSize, uint64_t aConnection);
+    KyResult WriteBlock(uint32_t aAddress, const uint8_t* aBuffer, size_t aSize, uint64_t aConnection);
 
     const ControlTimes mTimes;
     const std::shared_ptr<const std::atomic<bool>> mCancel;
     JxUtilsLib::Mutex mLock;
     KyGvcp::UdpSocket mSocket;
     std::atomic<bool> mShut = true;
+    std::atomic<uint64_t> mConnection = 0; // changes under mLock only
     std::atomic<Clock::time_point> mEnd = Clock::time_point::max();
     std::atomic<uint32_t> mPatience = 0;
     std::atomic<uint64_t> mRepeats = 0;

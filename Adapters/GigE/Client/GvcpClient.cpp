@@ -198,7 +198,7 @@ KyResult GvcpClient::Reconnect()
     {
         return {};
     }
-    LoseConnection("it does not answer."); // in case that nobody has noticed yet
+    LoseConnection(mControl.GetConnection(), "it does not answer."); // in case that nobody has noticed yet
     KyResult lResult = FollowOwnSide();
     return lResult.IsOK() ? Connect() : lResult;
 }
@@ -207,7 +207,7 @@ KyResult GvcpClient::Connect()
 {
     const std::chrono::milliseconds lLimit(mOptions.mConnectLimit);
     mConnected = false;
-    mControl.SetShut(false);
+    mControl.Begin();
     mControl.SetEnd(lLimit.count() != 0 ? ControlChannel::Clock::now() + lLimit
                                         : ControlChannel::Clock::time_point::max());
     // The lock that the steps need is held here; the analysis does not follow it into the lambda.
@@ -434,9 +434,10 @@ KyResult GvcpClient::ConfigureEvents()
     return {};
 }
 
-void GvcpClient::LoseConnection(const char* aReason)
+// Whoever finds a connection lost may come late: a later one stays.
+void GvcpClient::LoseConnection(uint64_t aConnection, const char* aReason)
 {
-    if (!mConnected.exchange(false))
+    if (aConnection != mControl.GetConnection() || !mConnected.exchange(false))
     {
         return;
     }
@@ -452,12 +453,12 @@ void GvcpClient::LoseConnection(const char* aReason)
 // Whether the device still takes this for the application in control. A write fails when another application
 // has got the control, or when the device has started anew; some devices let everybody write, so they are
 // asked too. \return OK; NO_CONNECTION: no answer; 0x8006: it does not.
-KyResult GvcpClient::ProveControl()
+KyResult GvcpClient::ProveControl(uint64_t aConnection)
 {
     KyResult lResult;
     if (!mOptions.mReadOnly)
     {
-        lResult = mControl.WriteRegister(KyGvcp::cHeartbeatRegister, mOptions.mHeartbeatTimeout);
+        lResult = mControl.WriteRegister(KyGvcp::cHeartbeatRegister, mOptions.mHeartbeatTimeout, aConnection);
         if (lResult.GetCode() == KyResult::NO_CONNECTION || lResult.GetCode() == KyGvcp::cAccessDenied ||
             lResult.GetCode() == KyGvcp::cBusy)
         {
@@ -466,7 +467,7 @@ KyResult GvcpClient::ProveControl()
     }
     const bool lAlive = lResult.IsOK(); // else the time-out is fixed; any access is a sign of life
     uint32_t lPrivilege = 0;
-    lResult = mControl.ReadRegister(KyGvcp::cControlPrivilegeRegister, lPrivilege);
+    lResult = mControl.ReadRegister(KyGvcp::cControlPrivilegeRegister, lPrivilege, aConnection);
     const bool lControlled = (lPrivilege & (KyGvcp::cControlAccess | KyGvcp::cExclusiveAccess)) != 0;
     if (lResult.IsOK())
     {
@@ -477,24 +478,26 @@ KyResult GvcpClient::ProveControl()
 
 void GvcpClient::SendHeartbeat()
 {
-    const KyResult lResult = ProveControl();
+    const uint64_t lConnection = mControl.GetConnection();
+    const KyResult lResult = ProveControl(lConnection);
     if (lResult.IsOK())
     {
         mMessages.OpenWay();
         return;
     }
-    LoseConnection(lResult.GetCode() == KyResult::NO_CONNECTION ? "it does not answer."
-                                                                : "it has withdrawn the control.");
+    LoseConnection(lConnection, lResult.GetCode() == KyResult::NO_CONNECTION
+                                    ? "it does not answer."
+                                    : "it has withdrawn the control.");
 }
 
 // A write that is denied may be the first to meet a device that has started anew, which knows nobody in
 // control.
-KyResult GvcpClient::Written(const KyResult& aResult, uint64_t aGeneration)
+KyResult GvcpClient::Written(const KyResult& aResult, uint64_t aConnection)
 {
-    if (aResult.GetCode() == KyGvcp::cAccessDenied && mConnected && aGeneration == mGeneration &&
-        ProveControl().GetCode() == KyGvcp::cAccessDenied)
+    if (aResult.GetCode() == KyGvcp::cAccessDenied && mConnected && aConnection == mControl.GetConnection() &&
+        ProveControl(aConnection).GetCode() == KyGvcp::cAccessDenied)
     {
-        LoseConnection("it has withdrawn the control.");
+        LoseConnection(aConnection, "it has withdrawn the control.");
         return NotConnected();
     }
     return aResult;
@@ -534,7 +537,7 @@ void GvcpClient::LookAfter()
     }
     if (mConnected && mControl.IsShut())
     {
-        LoseConnection("it does not answer.");
+        LoseConnection(mControl.GetConnection(), "it does not answer.");
     }
     if (mOptions.mReconnect && !IsConnected() && Reconnect().IsOK())
     {
@@ -542,35 +545,57 @@ void GvcpClient::LookAfter()
     }
 }
 
+// The number is taken before the look at mConnected: if the connection is lost in between, it is that of a lost one.
 KyResult GvcpClient::ReadRegister(uint32_t aAddress, uint32_t& aValue)
 {
+    return ReadRegister(mControl.GetConnection(), aAddress, aValue);
+}
+
+KyResult GvcpClient::ReadRegister(uint64_t aConnection, uint32_t aAddress, uint32_t& aValue)
+{
     aValue = 0;
-    return mConnected ? mControl.ReadRegister(aAddress, aValue) : NotConnected();
+    return mConnected ? mControl.ReadRegister(aAddress, aValue, aConnection) : NotConnected();
 }
 
 KyResult GvcpClient::WriteRegister(uint32_t aAddress, uint32_t aValue)
 {
+    return WriteRegister(mControl.GetConnection(), aAddress, aValue);
+}
+
+KyResult GvcpClient::WriteRegister(uint64_t aConnection, uint32_t aAddress, uint32_t aValue)
+{
     if (mOptions.mReadOnly)
     {
         return ReadOnlyResult();
     }
-    const uint64_t lGeneration = mGeneration;
-    return mConnected ? Written(mControl.WriteRegister(aAddress, aValue), lGeneration) : NotConnected();
+    return mConnected ? Written(mControl.WriteRegister(aAddress, aValue, aConnection), aConnection)
+                      : NotConnected();
 }
 
 KyResult GvcpClient::ReadMemory(uint32_t aAddress, uint8_t* aBuffer, uint64_t aSize)
 {
-    return mConnected ? mControl.ReadMemory(aAddress, aBuffer, aSize) : NotConnected();
+    return ReadMemory(mControl.GetConnection(), aAddress, aBuffer, aSize);
+}
+
+KyResult GvcpClient::ReadMemory(uint64_t aConnection, uint32_t aAddress, uint8_t* aBuffer, uint64_t aSize)
+{
+    return mConnected ? mControl.ReadMemory(aAddress, aBuffer, aSize, aConnection) : NotConnected();
 }
 
 KyResult GvcpClient::WriteMemory(uint32_t aAddress, const uint8_t* aBuffer, uint64_t aSize)
+{
+    return WriteMemory(mControl.GetConnection(), aAddress, aBuffer, aSize);
+}
+
+KyResult GvcpClient::WriteMemory(uint64_t aConnection, uint32_t aAddress, const uint8_t* aBuffer,
+                                 uint64_t aSize)
 {
     if (mOptions.mReadOnly)
     {
         return ReadOnlyResult();
     }
-    const uint64_t lGeneration = mGeneration;
-    return mConnected ? Written(mControl.WriteMemory(aAddress, aBuffer, aSize), lGeneration) : NotConnected();
+    return mConnected ? Written(mControl.WriteMemory(aAddress, aBuffer, aSize, aConnection), aConnection)
+                      : NotConnected();
 }
 
 } // namespace KyGigE

@@ -59,10 +59,17 @@ public:
     /// What the device said about itself when it was opened.
     const DeviceInformation& GetInformation() const { return mInformation; }
 
+    /// Uses of the connection there is. One that has to wait until another connection is there returns NO_CONNECTION.
     KyResult ReadRegister(uint32_t aAddress, uint32_t& aValue);
     KyResult WriteRegister(uint32_t aAddress, uint32_t aValue);
     KyResult ReadMemory(uint32_t aAddress, uint8_t* aBuffer, uint64_t aSize);
     KyResult WriteMemory(uint32_t aAddress, const uint8_t* aBuffer, uint64_t aSize);
+
+    /// Uses of one connection, by its number (ControlChannel::GetConnection()): NO_CONNECTION when it is another one now.
+    KyResult ReadRegister(uint64_t aConnection, uint32_t aAddress, uint32_t& aValue);
+    KyResult WriteRegister(uint64_t aConnection, uint32_t aAddress, uint32_t aValue);
+    KyResult ReadMemory(uint64_t aConnection, uint32_t aAddress, uint8_t* aBuffer, uint64_t aSize);
+    KyResult WriteMemory(uint64_t aConnection, uint32_t aAddress, const uint8_t* aBuffer, uint64_t aSize);
 
     /// The channels, for preparations and for figures.
     ControlChannel& GetControl() { return mControl; }
@@ -88,9 +95,9 @@ private:
     void Keep();
     void LookAfter();
     void SendHeartbeat();
-    KyResult ProveControl();
-    KyResult Written(const KyResult& aResult, uint64_t aGeneration);
-    void LoseConnection(const char* aReason);
+    KyResult ProveControl(uint64_t aConnection);
+    KyResult Written(const KyResult& aResult, uint64_t aConnection);
+    void LoseConnection(uint64_t aConnection, const char* aReason);
     std::string Where() const { return DeviceAddressText(mAddress); }
 
     const DeviceAddress mAddress;

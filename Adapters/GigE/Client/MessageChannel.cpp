@@ -166,8 +166,17 @@ bool MessageChannel::IsPlausible(const KyGvcp::CommandView& aCommand,
         mNumbers = {};
     }
     const unsigned lBits = (aCommand.mFlags & KyGvcp::cExtendedID) != 0 ? 64 : 16;
-    return aEvents.empty() || (aCommand.mFlags & KyGvcp::cAcknowledgeWanted) == 0 ||
-           mNumbers.Fits(aEvents.front().mBlockID, lBits);
+    if (aEvents.empty() || (aCommand.mFlags & KyGvcp::cAcknowledgeWanted) == 0)
+    {
+        return true;
+    }
+    const bool lFits = mNumbers.Fits(aEvents.front().mBlockID, lBits);
+    for (size_t lIndex = 1; lFits && lIndex < aEvents.size(); ++lIndex)
+    {
+        // Ignored: they come with the first one. The next packet goes on counting after the last.
+        static_cast<void>(mNumbers.Fits(aEvents[lIndex].mBlockID, lBits));
+    }
+    return lFits;
 }
 
 void MessageChannel::Acknowledge(const KyGvcp::CommandView& aCommand, const KyGvcp::Endpoint& aFrom)

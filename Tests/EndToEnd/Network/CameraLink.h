@@ -20,8 +20,9 @@ class CameraLink : private KySimulator::CameraListener
 {
 public:
     explicit CameraLink(std::shared_ptr<KySimulator::CameraModel> aModel,
-                        KyGigE::ConnectionOptions aOptions = Patient())
-        : mModel(std::move(aModel)), mCamera(mModel, {{0x7F000001, 0}, false})
+                        KyGigE::ConnectionOptions aOptions = Patient(),
+                        const KySimulator::NetworkForms& aForms = {})
+        : mModel(std::move(aModel)), mCamera(mModel, {{0x7F000001, 0}, false}, aForms)
     {
         mModel->AddListener(this);
         EXPECT_TRUE(mCamera.Start()) << mCamera.GetError();
