@@ -4,7 +4,6 @@
 #include "Tests/Support/NullAdapter.h"
 
 #include <cstdint>
-#include <string>
 
 namespace KyBench
 {

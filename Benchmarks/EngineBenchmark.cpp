@@ -2,7 +2,6 @@
 
 #include "BulkIPEngine.h"
 #include "IRegisterSerialPort.h"
-#include "JxUtilsLib/Event.h"
 #include "JxUtilsLib/Logger.h"
 #include "SerialPortIPEngine.h"
 

@@ -2,8 +2,6 @@
 
 #include "Benchmarks/BenchDevice.h"
 
-#include <array>
-#include <atomic>
 #include <cstring>
 #include <functional>
 

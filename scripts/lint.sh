@@ -2,6 +2,7 @@
 # Checks layers (layers.py), format (clang-format) and habits (clang-tidy, names included) of all sources.
 #   scripts/lint.sh            all files
 #   scripts/lint.sh --product  the format of all files, the habits of what is not a test: under half the time
+#   scripts/lint.sh --changed [BASE]  the files that differ from where this branch left BASE (main)
 #   scripts/lint.sh FILE...    these files
 set -uo pipefail
 cd "$(dirname "$0")/.."
@@ -12,7 +13,16 @@ if [ "${1:-}" = --product ]; then
   skip='^(Tests|Benchmarks)/'
   shift
 fi
-if [ $# -gt 0 ]; then
+if [ "${1:-}" = --changed ]; then
+  base=$(git merge-base "${2:-main}" HEAD) || exit 1
+  mapfile -t files < <(git diff --name-only --diff-filter=d "$base" -- '*.h' '*.cpp')
+  # The habits of a header are looked at through its source.
+  for file in "${files[@]}"; do
+    [ "${file%.h}" != "$file" ] && [ -f "${file%.h}.cpp" ] && files+=("${file%.h}.cpp")
+  done
+  mapfile -t files < <(printf '%s\n' "${files[@]}" | sort -u | sed '/^$/d')
+  [ ${#files[@]} -gt 0 ] || { echo "lint: nothing has changed"; exit 0; }
+elif [ $# -gt 0 ]; then
   files=("$@")
 else
   mapfile -t files < <(git ls-files '*.h' '*.cpp')

@@ -12,7 +12,7 @@ import sys
 os.chdir(os.path.join(os.path.dirname(os.path.abspath(__file__)), ".."))
 
 LITERAL = r'"((?:[^"\\]|\\.)*)"'
-CALLS = re.compile(r"\b(KY_LOG|KY_LOG_RESULT|KY_LOG_FATAL|KY_BRIDGE_FAILURE|LogResult|KyResult|OutOfMemory)\s*\(")
+CALLS = re.compile(r"\b(KY_LOG|KY_LOG_RESULT|KY_LOG_FATAL|KY_BRIDGE_FAILURE|LogResult|KyResult|OutOfMemory|SyncSetting)\s*\(")
 # Names of functions and of log categories, formats without a word of their own, names of features and registers.
 NO_MESSAGE = re.compile(r"^(KySerialLib::|KySerialBridge::|Ky[A-Za-z0-9]*::|[%\w]+$)")
 

@@ -1,7 +1,6 @@
 #pragma once
 
-#include "Adapters/GigE/Condition.h"
-
+#include <JxUtilsLib/Condition.h>
 #include <KySerial/IKyDeviceEventSink.h>
 
 #include <atomic>
@@ -45,7 +44,7 @@ private:
     void EndCall();
 
     JxUtilsLib::Mutex mLock;
-    Condition mEnded;
+    JxUtilsLib::Condition mEnded;
     std::vector<IKyDeviceEventSink*> mSinks JX_GUARDED_BY(mLock);
     std::map<std::string, uint32_t> mInterests JX_GUARDED_BY(mLock);
     IKyDeviceEventSink* mCurrent JX_GUARDED_BY(mLock) = nullptr;

@@ -3,7 +3,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <string>
 
 /// One way from one process to another, made before the fork.
 class Channel

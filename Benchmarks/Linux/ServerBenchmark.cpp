@@ -7,7 +7,6 @@
 
 #include <array>
 #include <atomic>
-#include <cstdio>
 #include <memory>
 #include <string>
 #include <sys/wait.h>

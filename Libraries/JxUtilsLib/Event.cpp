@@ -10,9 +10,9 @@ namespace JxUtilsLib
 namespace
 {
 
-// The one thing in this library that is not plain standard C++. A standard lock and condition variable would
-// do, but with the Windows compiler they are kernel objects, and a wake-up through them costs several calls
-// where a word costs one; std::atomic waits at a word too, but without an end.
+// This is the one class of the library that is not plain standard C++. A standard lock and condition variable
+// would work. But with the Windows compiler they are kernel objects, and a wake-up through them costs several
+// calls where a word costs one. std::atomic waits at a word too, but knows no time-out.
 
 /// The word: bit 0 means set, the other bits count the waiters.
 constexpr uint32_t cSet = 1;

@@ -49,7 +49,7 @@ private:
 
     const bool mManualReset;
     std::atomic<uint32_t> mWord{0};
-    std::atomic<uint64_t> mSpin{0}; // what waits before have taught
+    std::atomic<uint64_t> mSpin{0}; // of AdaptiveSpin()
 };
 
 } // namespace JxUtilsLib

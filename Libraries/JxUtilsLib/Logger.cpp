@@ -53,7 +53,7 @@ public:
         va_end(lSecondPass);
     }
 
-    // Without memory for a long text its beginning has to do.
+    // Without memory for a long text, its beginning is logged.
     const char* Get() const noexcept { return mLong != nullptr ? mLong.get() : mShort; }
 
 private:

@@ -13,7 +13,7 @@ enum PriorityLevel : int
 {
     PriorityDebug = 10000,   ///< Each interrupt, each chunk.
     PriorityInfo = 20000,    ///< Progress, and what a device can do.
-    PriorityWarning = 30000, ///< Surprises that are dealt with.
+    PriorityWarning = 30000, ///< Something unexpected that the library handles.
     PriorityError = 40000,   ///< Failures.
     PriorityFatal = 50000    ///< States that must not occur.
 };

@@ -3,8 +3,8 @@
 namespace JxUtilsLib
 {
 
-// Out of line on purpose: on Windows every module has a thread runtime of its own inside, and a lock has to
-// be taken and given back by the same one.
+// Out of line on purpose: on Windows every module contains a thread runtime of its own, and the same runtime has
+// to take a lock and give it back.
 Mutex::Mutex() noexcept = default;
 Mutex::~Mutex() = default;
 

@@ -24,6 +24,7 @@ public:
     JXUTILSLIB_API void Release() noexcept JX_RELEASE();
 
 private:
+    friend class Condition;
     std::mutex mMutex;
 };
 

@@ -19,11 +19,11 @@ struct SpinMemory
 ///
 /// A sleep and its wake-up cost several microseconds. A peer on another core often ends the wait within a spin; a
 /// peer on the same core does so while this thread yields. Neither pays where waits are long, and beside a program
-/// that computes a yield costs that program's time slice. So after a few tries for nothing twice as many waits sleep
-/// at once as before each, and 64 times as many after one that took half a millisecond, which is a time slice. The
-/// first 16 sleep as well: something that is waited for a few times is not worth a try.
+/// that computes a yield costs that program's time slice. So a wait that still ends in sleep doubles the number of
+/// waits that sleep at once before the next try. A try that took half a millisecond, which is a time slice, multiplies
+/// it by 64. The first 16 waits sleep at once: something that is waited for a few times is not worth a try.
 ///
-/// Threads: any. Of two that wait at once one may forget what the other has learnt, which costs a try.
+/// Threads: any. When two wait at once, one may overwrite what the other has learnt, which costs a try.
 /// \return Whether aIsOver() said in time that there is no reason to sleep; false: sleep.
 template<typename Question>
 bool AdaptiveSpin(std::atomic<uint64_t>& aMemory, const Question& aIsOver) noexcept
@@ -36,7 +36,8 @@ bool AdaptiveSpin(std::atomic<uint64_t>& aMemory, const Question& aIsOver) noexc
     if (lMemory.mSkip-- == 0)
     {
         const auto lBegin = Clock::now();
-        const Time lLimit(lMemory.mDoublings > 0 ? 2000 : std::min(lMemory.mSpin * 2, 2000));
+        const Time lLimit(lMemory.mDoublings > 0 ? 2000
+                                                 : std::min(2 * int64_t{lMemory.mSpin}, int64_t{2000}));
         Time lTime(0);
         for (; !lOver && lTime < lLimit; lTime = Clock::now() - lBegin)
         {

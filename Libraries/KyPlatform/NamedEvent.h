@@ -56,8 +56,9 @@ public:
     bool Set() noexcept;
 
     /// Sets the event. Does not block.
-    /// \param aWake  Receives whether somebody may be asleep who Wake() has to be called for; false on
-    /// failure. \return False: the object is closed or the system refused.
+    /// \param aWake  Receives whether somebody may be asleep, so that the caller has to call Wake(); false on
+    ///               failure.
+    /// \return False: the object is closed or the system refused.
     bool Raise(bool& aWake) noexcept;
 
     /// The second half of a Raise(): wakes all waiters. A waiter that finds the event unset goes back to sleep.

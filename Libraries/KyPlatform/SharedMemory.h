@@ -10,9 +10,9 @@ namespace KyPlatform
 /// A piece of memory that processes of one machine share, found by its name.
 ///
 /// Names and life as NamedMutex. The bytes are the users' own: nothing of the system's is kept among them.
-/// They are also the other users' own: whatever is read from them may be wrong, and may change while it is
-/// looked at. Linux: a user's own process may cut the file short, and who touches the rest is then ended by
-/// the system; the folder keeps everybody else out.
+/// Other processes write them too: what is read from them may be wrong, and may change at any moment. Linux: a
+/// process of the same user may cut the file short, and the system then ends a process that touches the missing
+/// part; the folder keeps all other users out.
 ///
 /// Threads: one at a time; the bytes are as shared as the users make them.
 class SharedMemory

@@ -26,7 +26,7 @@ public:
     /// \return False: it runs already, aRoutine is null, or the system refused; nothing has changed.
     bool Start(Routine aRoutine, void* aArgument) noexcept;
 
-    /// Names the running thread for debuggers. Windows tells a debugger that is attached at that moment;
+    /// Names the running thread for debuggers. Windows informs a debugger that is attached at that moment;
     /// Linux keeps the first 15 bytes of the name. \return False: it does not run, or the system refused.
     bool SetName(const char* aName) noexcept;
 

@@ -8,6 +8,7 @@
 #include "OutOfMemory.h"
 #include "SerialPort.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <utility>
 
@@ -22,6 +23,27 @@ constexpr char cSourceFile[] = "Libraries/KySerial/Bridge";
 constexpr uint32_t cReceiveBufferSize = 0x10000;
 
 constexpr char cUart[] = "UART";
+
+// The features' entries, each with the value of the configuration that it stands for.
+template<typename Value>
+struct Entry
+{
+    Value mValue;
+    const char* mText;
+};
+constexpr Entry<KyParity> cParities[] = {
+    {KyParityNone, "None"}, {KyParityEven, "Even"}, {KyParityOdd, "Odd"}};
+constexpr Entry<uint32_t> cStopBits[] = {{1, "One"}, {2, "Two"}};
+
+// The entry that stands for a value; null: none does.
+template<typename Value, size_t cCount>
+const char* GetEntry(const Entry<Value> (&aEntries)[cCount], Value aValue)
+{
+    const auto* const lFound =
+        std::find_if(std::begin(aEntries), std::end(aEntries),
+                     [&](const Entry<Value>& aEntry) { return aEntry.mValue == aValue; });
+    return lFound != std::end(aEntries) ? lFound->mText : nullptr;
+}
 
 } // namespace
 
@@ -40,8 +62,8 @@ void Bridge::Release() noexcept
     }
     KY_LOG(*mLogger, JxUtilsLib::PriorityInfo, "KySerialLib::Bridge::~Bridge",
            "Bridge releasing serial port resources.");
-    static_cast<void>(
-        CatchOutOfMemory([this] { return RestorePortConfig(); })); // ignored: nobody left to tell
+    static_cast<void>(CatchOutOfMemory(
+        [this] { return RestorePortConfig(); })); // ignored: a destructor has no caller to report to
     if (mDevice != nullptr)
     {
         static_cast<void>(mDevice->UnregisterEventSink(this)); // ignored, like the other steps of letting go
@@ -57,14 +79,14 @@ void Bridge::Release() noexcept
     CloseAndSettle();
 }
 
-// The device port's last bytes are nobody's any more: closing it drops them, and one that cannot be closed
-// keeps them to no avail.
+// Bytes that the device port still holds are lost: Close() drops them, and nobody reads them from a port that
+// cannot be closed. They have to be counted first.
 void Bridge::CloseAndSettle() noexcept
 {
     if (mDevicePort != nullptr)
     {
         CountReceived(false);
-        static_cast<void>(mDevicePort->Close()); // ignored: the steps before have let go of the device
+        static_cast<void>(mDevicePort->Close());         // ignored: nothing is left to undo
         static_cast<void>(mDevicePort->FlushRxBuffer()); // cannot fail
         CountReceived(true);
     }
@@ -190,7 +212,7 @@ void Bridge::StopThreads()
     {
         static_cast<void>(mStopEvent.Set()); // cannot fail for an event that is ours
     }
-    if (mWatchThread.IsRunning()) // first: it may be opening the port again, which lets transfers go on
+    if (mWatchThread.IsRunning()) // first: it may be opening the port again, which would let transfers go on
     {
         static_cast<void>(mWatchThread.Join()); // ignored: it returns nothing
     }
@@ -202,7 +224,7 @@ void Bridge::StopThreads()
     {
         if (lThread->IsRunning())
         {
-            static_cast<void>(lThread->Join()); // ignored: what the routines return says nothing new
+            static_cast<void>(lThread->Join()); // ignored: the routines report their failures themselves
             KY_LOG(*mLogger, JxUtilsLib::PriorityInfo, "KySerialLib::Bridge::StopThreads",
                    "Bridge threads stop time: %i.",
                    static_cast<int>(JxUtilsLib::Thread::GetTickCount() - lStart));
@@ -250,7 +272,7 @@ void Bridge::GetParameters()
         mSelectorValue = KyString(lPrefix);
         if (mSelectorFeature.GetLength() > 0)
         {
-            lPrefix[4] = '\0'; // the selector says which port is meant
+            lPrefix[4] = '\0'; // the selector chooses the port
         }
     }
     else
@@ -291,7 +313,7 @@ void Bridge::Backup(const KyString& aFeature, KyString& aSaved)
     }
     if (mDevice->GetFeatureAsString(aFeature, lText).IsOK())
     {
-        aSaved = lText; // a value that could not be read must not be written back one day
+        aSaved = lText; // only a value that was read may be written back later
     }
 }
 
@@ -360,8 +382,8 @@ KyResult Bridge::RefreshSupportedBaudRates()
     }
     for (const KyString* lEntry = lEntries.GetFirst(); lEntry != nullptr; lEntry = lEntries.GetNext())
     {
-        // Number and base as this conversion takes them: entries of devices in the field are written to suit
-        // it.
+        // %i takes decimal, octal and hexadecimal numbers, and ignores what follows. Entries of devices in the field
+        // rely on that.
         int lBaudRate = 0;
         const bool lIsRate = std::sscanf(lEntry->GetAscii(), "Baud%i", &lBaudRate) == 1;
         if (lIsRate && IsBaudRateSupported(static_cast<uint32_t>(lBaudRate)))
@@ -474,76 +496,50 @@ KyResult Bridge::SyncBulkMode()
     return lResult;
 }
 
-// Both settings that come here report failures with the texts of the parity; support people know them so.
-KyResult Bridge::SyncEntry(const KyString& aFeature, const KyString& aEntry, const char* aFunction)
+// The stop bits' failures have the texts of the parity too: support people know them like that.
+KyResult Bridge::SyncSetting(const KyString& aFeature, const char* aEntry, const char* aFunction,
+                             const char* aUnexpected)
 {
+    if (aFeature.GetLength() == 0)
+    {
+        return KyResult(KyResult::OK);
+    }
+    FeatureSelectorScope lScope(mDevice);
+    KyResult lResult = SetSelector(lScope, aFunction);
+    if (!lResult.IsOK() || !mDevice->IsFeatureWritable(aFeature))
+    {
+        return lResult; // a setting that the device does not let be written stays as it is
+    }
+    if (aEntry == nullptr)
+    {
+        JX_ASSERT(false); // the configuration has been checked
+        return KY_LOG_RESULT(*mLogger, KyResult::UNSUPPORTED, aFunction, "%s", aUnexpected);
+    }
+    const KyString lEntry(aEntry);
     KyString lCurrent;
     if (!mDevice->GetFeatureAsString(aFeature, lCurrent).IsOK())
     {
         return KY_LOG_RESULT(*mLogger, KyResult::UNSUPPORTED, aFunction,
                              "Error reading device serial port parity.");
     }
-    if (lCurrent == aEntry)
-    {
-        return KyResult(KyResult::OK);
-    }
-    if (!mDevice->SetFeatureFromString(aFeature, aEntry).IsOK())
+    if (lCurrent != lEntry && !mDevice->SetFeatureFromString(aFeature, lEntry).IsOK())
     {
         return KY_LOG_RESULT(*mLogger, KyResult::UNSUPPORTED, aFunction,
                              "Error setting device serial port parity.");
     }
-    return KyResult(KyResult::OK);
+    return lResult;
 }
 
 KyResult Bridge::SyncParity()
 {
-    static constexpr char cFunction[] = "KySerialLib::Bridge::SyncParity";
-    if (mParityFeature.GetLength() == 0)
-    {
-        return KyResult(KyResult::OK);
-    }
-    FeatureSelectorScope lScope(mDevice);
-    KyResult lResult = SetSelector(lScope, cFunction);
-    if (!lResult.IsOK() || !mDevice->IsFeatureWritable(mParityFeature))
-    {
-        return lResult;
-    }
-    switch (GetConfiguration().mParity)
-    {
-    case KyParityNone:
-        return SyncEntry(mParityFeature, "None", cFunction);
-    case KyParityEven:
-        return SyncEntry(mParityFeature, "Even", cFunction);
-    case KyParityOdd:
-        return SyncEntry(mParityFeature, "Odd", cFunction);
-    }
-    JX_ASSERT(false);
-    return KY_LOG_RESULT(*mLogger, KyResult::UNSUPPORTED, cFunction, "Unexpected parity value.");
+    return SyncSetting(mParityFeature, GetEntry(cParities, GetConfiguration().mParity),
+                       "KySerialLib::Bridge::SyncParity", "Unexpected parity value.");
 }
 
 KyResult Bridge::SyncStopBits()
 {
-    static constexpr char cFunction[] = "KySerialLib::Bridge::SyncStopBits";
-    if (mStopBitsFeature.GetLength() == 0)
-    {
-        return KyResult(KyResult::OK);
-    }
-    FeatureSelectorScope lScope(mDevice);
-    KyResult lResult = SetSelector(lScope, cFunction);
-    if (!lResult.IsOK() || !mDevice->IsFeatureWritable(mStopBitsFeature))
-    {
-        return lResult;
-    }
-    switch (GetConfiguration().mStopBits)
-    {
-    case 1:
-        return SyncEntry(mStopBitsFeature, "One", cFunction);
-    case 2:
-        return SyncEntry(mStopBitsFeature, "Two", cFunction);
-    default:
-        JX_ASSERT(false);
-        return KY_LOG_RESULT(*mLogger, KyResult::UNSUPPORTED, cFunction, "Unexpected stop bits value.");
-    }
+    return SyncSetting(mStopBitsFeature, GetEntry(cStopBits, GetConfiguration().mStopBits),
+                       "KySerialLib::Bridge::SyncStopBits", "Unexpected stop bits value.");
 }
 
 } // namespace KySerialLib

@@ -21,8 +21,8 @@ namespace KySerialLib
 
 class FeatureSelectorScope;
 
-/// What both kinds of bridges have in common: the device port, its settings in the device's features, the
-/// two threads that relay bytes, and the third one, for a bridge with options, that looks for the device.
+/// What both kinds of bridges have in common: the device port, its settings in the device's features, and the
+/// threads. Two threads relay bytes; a bridge with options has a third one, which watches for the device.
 ///
 /// Order of calls: construct, SetOptions() if there are any, OpenDevicePort(), what the flavour opens, Start(), destroy. The flavours'
 /// destructors call StopThreads() first, because the threads use the flavour's members; this one's restores
@@ -175,7 +175,8 @@ private:
     void Restore(const KyString& aFeature, const KyString& aSaved);
     KyString FindFeature(const char* aPrefix, const char* aSuffix);
     void RegisterInterest(const KyString& aFeature);
-    KyResult SyncEntry(const KyString& aFeature, const KyString& aEntry, const char* aFunction);
+    KyResult SyncSetting(const KyString& aFeature, const char* aEntry, const char* aFunction,
+                         const char* aUnexpected);
     KyResult SetDeviceBaudRate(uint32_t aBaudRate, bool aForce);
     uint32_t SyncAll(uint32_t aBaudRate, bool aForce);
     bool ReopenDevicePort();
@@ -196,12 +197,13 @@ private:
     mutable JxUtilsLib::Mutex mConfigurationMutex;
     KySerialPortConfiguration mConfiguration JX_GUARDED_BY(mConfigurationMutex);
     std::vector<uint32_t> mSupportedBaudRates;
-    std::atomic<uint32_t> mDeviceBaudRate{0};  // as last written; 0: never
-    std::atomic<uint32_t> mRefusedSettings{0}; // by the device when it was set up last, a bit each
+    std::atomic<uint32_t> mDeviceBaudRate{0}; // as last written; 0: never
+    std::atomic<uint32_t> mRefusedSettings{
+        0}; // settings that the device refused when it was set up last, a bit for each
     KySerialBridgeOptions mOptions;
     SharedLock mGate;
     bool mReleased = false;
-    KySerialBridgeFlow* mFinalToDevice = nullptr; // not owned; null: nobody asks
+    KySerialBridgeFlow* mFinalToDevice = nullptr; // not owned; null: not wanted
     KySerialBridgeFlow* mFinalFromDevice = nullptr;
 
     // Names of features; empty: the device has none.

@@ -14,7 +14,7 @@ KySerialBridgeFlow BridgeAccount::Get(BridgeWay aWay) const noexcept
 void BridgeAccount::Add(BridgeWay aWay, uint64_t KySerialBridgeFlow::*aCount, uint64_t aBytes) noexcept
 {
     const JxUtilsLib::LockScope lLock(mMutex);
-    // In two steps: some compilers add to a copy when the choice is part of the expression.
+    // Two steps: some compilers add to a copy when the choice is part of the expression.
     KySerialBridgeFlow& lFlow = aWay == BridgeWay::ToDevice ? mToDevice : mFromDevice;
     lFlow.*aCount += aBytes;
 }

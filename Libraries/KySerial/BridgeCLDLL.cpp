@@ -77,7 +77,7 @@ KyResult BridgeCLDLL::OpenSharedMem(const char* aName)
     const std::string lName = mName.GetAscii();
     if (!mSharedRegistry.AcquireServer(lName, mServerSemaphore, mClientSemaphore))
     {
-        mClientSemaphore.Close(); // held on, it would make a dead server of that name look alive
+        mClientSemaphore.Close(); // an open semaphore would make a dead server of that name look alive
         mSharedRegistry.Sweep();
         LogObstacle();
         return KY_LOG_RESULT(
@@ -111,7 +111,8 @@ KyResult BridgeCLDLL::OpenSharedMem(const char* aName)
     return KyResult(KyResult::OK);
 }
 
-// The result names the likely reason, which it is not when the system refuses what a server needs.
+// The result names the likely reason. When the system refuses what a server needs, it is the wrong one, so the
+// real one is logged.
 void BridgeCLDLL::LogObstacle() const
 {
     const std::string lObstacle = mSharedRegistry.GetObstacle();
@@ -237,7 +238,7 @@ void BridgeCLDLL::RelayUp()
 void BridgeCLDLL::FollowClient()
 {
     KySerialPortConfiguration lConfiguration = GetConfiguration();
-    lConfiguration.mBaudRate = 0; // of a request that is none
+    lConfiguration.mBaudRate = 0; // the request names no rate
     static_cast<void>(
         MaskToBaudRate(Shared(mSharedRegistryEntry->mRequestedBaudRate), lConfiguration.mBaudRate));
     SetConfiguration(lConfiguration);
@@ -264,9 +265,10 @@ void BridgeCLDLL::RelayDown()
         lPacer.Begin();
         if (!mDownFifo->Read(lBuffer.data(), cBufferSize, lRead, cReadTimeout, &mStop) || lRead == 0)
         {
-            // A FIFO that another process has spoilt refuses as fast as it is asked.
+            // A FIFO that another process has damaged refuses at once, so the thread pauses between its tries.
             static_cast<void>(mStopEvent.Wait(lPacer.GetDelay())); // ignored: the loop looks at the flag
-            static_cast<void>(mSharedRegistry.FreeDeadClient(mClientSemaphore)); // ignored: mostly it lives
+            static_cast<void>(
+                mSharedRegistry.FreeDeadClient(mClientSemaphore)); // ignored: mostly the client lives
             continue;
         }
         lPacer.Reset();

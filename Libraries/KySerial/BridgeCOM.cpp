@@ -144,7 +144,7 @@ HostLine BridgeCOM::ToHostLine(const KySerialPortConfiguration& aConfiguration)
         lLine.mParity = HostLine::Parity::Even;
         break;
     case KyParityOdd:
-        lLine.mParity = HostLine::Parity::Odd; // deliberately not checked: peers rely on it
+        lLine.mParity = HostLine::Parity::Odd; // not checked on purpose: clients rely on that
         break;
     default:
         JX_ASSERT(false);
@@ -269,7 +269,7 @@ void BridgeCOM::RelayDown()
         }
         if (lRead.mBytes == 0)
         {
-            // A port that has vanished fails, or gives nothing, as fast as it is asked.
+            // A port that has vanished fails, or gives nothing, at once, so the thread pauses between its tries.
             static_cast<void>(mStopEvent.Wait(lPacer.GetDelay())); // ignored: the loop looks at the flag
             continue;
         }

@@ -8,9 +8,8 @@
 namespace KySerialLib
 {
 
-/// How long to wait before the next try of something that keeps giving nothing as fast as it is asked. A
-/// single miss costs no time; what is dead is tried about once a second. A try that took its time needs no
-/// pause.
+/// How long to wait before the next try of something that fails at once, again and again. A single failure costs
+/// no time. Something that goes on failing is tried about once a second. A try that took its time needs no pause.
 class BridgePacer
 {
 public:

@@ -28,7 +28,8 @@ KyResult Bridge::Recover()
         return KyResult(KyResult::NOT_OPEN);
     }
     const uint64_t lGeneration = mWatch.GetGeneration();
-    if (ReopenDevicePort() && !mWatch.IsReconnecting()) // else the device lacks its settings, perhaps
+    // A reconnecting bridge sets the device up again itself: the device may have lost its settings.
+    if (ReopenDevicePort() && !mWatch.IsReconnecting())
     {
         mWatch.SetUp(lGeneration);
     }
@@ -43,9 +44,8 @@ bool Bridge::ReopenDevicePort()
         EndDeviceTransfers(true);
     }
     const auto lAlone = mGate.Alone();
-    static_cast<void>(
-        mDevicePort->Close()); // ignored: what matters is what comes through the port afterwards
-    // Before the port gets another engine, which counts anew.
+    static_cast<void>(mDevicePort->Close()); // ignored: later transfers show whether the port works
+    // First: the port gets another engine, which counts anew.
     CountReceived(false);
     // A port that could not be closed keeps its claim. Opening it would put a new engine in the place of the
     // one that has the claim, and no later call could ever take the port back.
@@ -59,7 +59,7 @@ bool Bridge::ReopenDevicePort()
     return lIsOpen;
 }
 
-// Each engine has to be given it anew.
+// A new engine has no monitor yet.
 void Bridge::UseWriteMonitor()
 {
     if (mWatch.IsOn() && mDevicePort->mThis != nullptr)
@@ -111,7 +111,7 @@ void Bridge::TryToReconnect(uint64_t& aNextTry)
         const auto lInside = mGate.Share();
         if (mDevicePort->mThis != nullptr)
         {
-            mDevicePort->mThis->EndWrites(true); // what a writer waits for has gone with the device
+            mDevicePort->mThis->EndWrites(true); // the interrupt that a writer waits for does not come
         }
     }
     const uint64_t lNow = JxUtilsLib::Thread::GetTickCount();
@@ -126,7 +126,7 @@ void Bridge::TryToReconnect(uint64_t& aNextTry)
 // from the device when it is opened.
 KyResult Bridge::Reconnect()
 {
-    const uint64_t lGeneration = mWatch.GetGeneration(); // first: it may go again meanwhile
+    const uint64_t lGeneration = mWatch.GetGeneration(); // first: the device may go again meanwhile
     FeatureSelectorScope lScope(mDevice);
     KyResult lResult = SetSelector(lScope, "KySerialLib::Bridge::Reconnect");
     if (!lResult.IsOK() || mStop)
@@ -157,7 +157,7 @@ uint64_t Bridge::GetLostToDevice() const
     return lFlow.mAway + lFlow.mRefused;
 }
 
-// A thread that waits for the device to say something, or to be done, is let go at once.
+// Ends the wait of a thread that reads from the device or writes to it.
 void Bridge::EndDeviceTransfers(bool aEnd)
 {
     if (mDevicePort != nullptr && mDevicePort->mThis != nullptr)
@@ -177,7 +177,7 @@ bool Bridge::ReadFromDevice(uint8_t* aBuffer, uint32_t aSize, uint32_t& aRead, u
     }
     if (mWatch.HasObserver())
     {
-        CountReceived(false); // losses are reported when they happen, not when somebody asks
+        CountReceived(false); // a loss is reported when it happens
         mWatch.ReportTraffic(BridgeWay::FromDevice, aBuffer, aRead);
     }
     return true;

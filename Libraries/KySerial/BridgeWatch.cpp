@@ -27,7 +27,7 @@ bool BridgeWatch::LookForDevice()
     return mAway;
 }
 
-// A device that is back, but not set up, gets nothing: it has other settings than the sender expects.
+// A device that is back gets nothing before it is set up: it has other settings than the sender expects.
 bool BridgeWatch::IsDropping() const
 {
     return mOptions.mReconnect && (mAway || GetGeneration() != mGeneration);
@@ -35,8 +35,8 @@ bool BridgeWatch::IsDropping() const
 
 bool BridgeWatch::HasLost(uint64_t aSetup)
 {
-    // Asked without the lock, which reports and transfers take too. SetUp() may come in between: what was
-    // found then is about the setup before.
+    // The device is asked without the lock, which reports and transfers take too. When SetUp() comes in between, the
+    // answer is about the former setup and does not count.
     if (!IsSame(mGeneration))
     {
         const LockScope lLock(mMutex);
@@ -58,7 +58,7 @@ void BridgeWatch::Sent(const uint8_t* aBytes, uint32_t aCount) noexcept
     ReportTraffic(BridgeWay::ToDevice, aBytes, aCount);
 }
 
-// An observer's failure is its own: the bytes of others go on.
+// An observer that throws must not stop the relaying.
 template<typename Call>
 void BridgeWatch::Report(const Call& aCall) noexcept
 {

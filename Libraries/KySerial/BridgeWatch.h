@@ -12,7 +12,7 @@
 namespace KySerialLib
 {
 
-/// What a bridge knows of its device's presence, and the way of its reports to the observer.
+/// Whether a bridge's device is there, and the bridge's reports to the observer.
 ///
 /// The device is away from the moment when it is found absent, or connected anew, until it has been set up
 /// again. Each setup has a number: an absence that a thread has found during one setup does not count for

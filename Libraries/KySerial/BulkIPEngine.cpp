@@ -333,8 +333,7 @@ KyResult BulkIPEngine::Write(const uint8_t* aBuffer, uint32_t aSize, uint32_t& a
         }
         const uint32_t lBytesAllowed = lFirst ? mFirstChunkSize : mNextChunkSize;
         lFirst = false;
-        // A threshold that leaves no room gets one empty chunk. A second one would be followed by more for
-        // ever.
+        // When the threshold leaves no room, one empty chunk goes out. After a second one there would be no end.
         if (lBytesAllowed == 0 && std::exchange(lWasEmpty, true))
         {
             return TxTimeOut(aBytesWritten);

@@ -3,7 +3,6 @@
 #include "BulkWithI2C.h"
 
 #include <array>
-#include <atomic>
 
 namespace KySerialLib
 {

@@ -98,7 +98,7 @@ bool ReadFunctionCaps(IKyDeviceAdapter* aDevice, uint32_t& aCaps, const Caller& 
     }
     if (PortMap::IsKnownUnsupported(aDevice))
     {
-        // "now" for "not": the text that log filters know.
+        // "now" instead of "not": log filters look for this text.
         KY_LOG(aCaller.mLogger, JxUtilsLib::PriorityInfo, aCaller.mFunction,
                "Not reading DEV_REG_FUNCTION_CAPS, already know it is now supported.");
         return false;

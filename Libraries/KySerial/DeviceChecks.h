@@ -14,7 +14,7 @@
 namespace KySerialLib
 {
 
-/// On whose behalf a line is logged.
+/// The operation that a line is logged for.
 struct Caller
 {
     const JxUtilsLib::Logger& mLogger;

@@ -32,7 +32,7 @@ constexpr uint32_t ReadTimeout(uint32_t aSize, bool aFastMode)
     return lTimeout + 50;
 }
 
-// Room for a byte in front of aSize others; null without it, and for a size that has no number one above it.
+// Memory for one byte more than aSize; null without memory, and for the size to which one cannot be added.
 std::unique_ptr<uint8_t[]> OneMore(uint32_t aSize)
 {
     return std::unique_ptr<uint8_t[]>(aSize != UINT32_MAX ? new (std::nothrow) uint8_t[size_t{aSize} + 1]
@@ -46,16 +46,16 @@ constexpr uint8_t WireAddress(uint8_t aSlaveAddress, bool aRead)
 
 } // namespace
 
-DeviceI2CBus::DeviceI2CBus() : mLogger(std::make_unique<JxUtilsLib::Logger>(cLogCategory, 0)) {}
+DeviceI2CBus::DeviceI2CBus() : DeviceBus(cSourceFile, cNotOpen) {}
 
-DeviceI2CBus::~DeviceI2CBus()
+KyResult DeviceI2CBus::Close()
 {
-    if (mBulk != nullptr && mBulk->IsOpened())
-    {
-        static_cast<void>(CatchOutOfMemory(
-            [this] { return mBulk->Close(); })); // ignored: a destructor has no caller to report to
-    }
-    RetireEngine(std::move(mBulk));
+    return CloseEngine("KySerialLib::DeviceI2CBus::Close", __LINE__);
+}
+
+bool DeviceI2CBus::IsOpened()
+{
+    return IsEngineOpen("KySerialLib::DeviceI2CBus::IsOpened", __LINE__);
 }
 
 bool DeviceI2CBus::IsSupported(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
@@ -99,33 +99,6 @@ KyResult DeviceI2CBus::Open(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
     }
     return KY_LOG_RESULT(*mLogger, KyResult::BAD_PARAMETER, cFunction,
                          "The specified port is not supported by this device.");
-}
-
-KyResult DeviceI2CBus::CheckEngine(const char* aFunction, int aLine) const
-{
-    if (mBulk == nullptr)
-    {
-        return ToKyResult(
-            mLogger->LogResult(KyResult::NOT_OPEN, cSourceFile, aLine, aFunction, cNotOpen, aFunction));
-    }
-    return KyResult(KyResult::OK);
-}
-
-KyResult DeviceI2CBus::Close()
-{
-    KyResult lResult = CheckEngine("KySerialLib::DeviceI2CBus::Close", __LINE__);
-    return lResult.IsOK() ? mBulk->Close() : lResult;
-}
-
-bool DeviceI2CBus::IsOpened()
-{
-    static constexpr char cFunction[] = "KySerialLib::DeviceI2CBus::IsOpened";
-    if (mBulk == nullptr)
-    {
-        KY_LOG(*mLogger, JxUtilsLib::PriorityError, cFunction, cNotOpen, cFunction);
-        return false;
-    }
-    return mBulk->IsOpened();
 }
 
 void DeviceI2CBus::SetFlags(bool aFastMode, bool aStop)
@@ -240,8 +213,8 @@ KyResult DeviceI2CBus::IndirectBurstRead(uint8_t aSlaveAddress, uint8_t aOffset,
                                          uint32_t aBufferSize, uint32_t& aBytesRead, bool aFastMode,
                                          bool aUseCombinedFormat)
 {
-    // Refused before the offset goes out: in combined format the bus would stay held, with no read to release
-    // it. Without an engine the first step says so, as ever.
+    // A missing buffer is refused before the offset goes out: in combined format the bus would stay held, and no
+    // read would release it. Without an engine MasterTransmitter() reports NOT_OPEN.
     if (mBulk != nullptr && IsMissing(aBuffer, aBufferSize))
     {
         return MasterReceiverAfterFirstByte(aSlaveAddress, nullptr, aBufferSize, aBytesRead, aFastMode, true);

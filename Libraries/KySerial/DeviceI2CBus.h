@@ -1,7 +1,6 @@
 #pragma once
 
-#include "BulkWithI2C.h"
-#include "RefCounted.h"
+#include "DeviceBus.h"
 
 namespace KySerialLib
 {
@@ -9,14 +8,11 @@ namespace KySerialLib
 /// I2C master on a bulk port: builds the bytes of a transaction, sets the engine's I2C flags, sends, and
 /// reads the answer back from the engine's receive buffer.
 ///
-/// No engine -- Open() --> engine, open or not as its own Open() said -- Close() --> engine, closed.
 /// Threads: one caller at a time; the flags live in the engine.
-class DeviceI2CBus : public RefCounted
+class DeviceI2CBus : public DeviceBus
 {
 public:
     DeviceI2CBus();
-    /// Closes an open engine.
-    ~DeviceI2CBus();
 
     KyResult Open(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort);
     KyResult Close();
@@ -36,11 +32,7 @@ public:
                                uint32_t& aBytesRead, bool aFastMode, bool aUseCombinedFormat);
 
 private:
-    [[nodiscard]] KyResult CheckEngine(const char* aFunction, int aLine) const;
     void SetFlags(bool aFastMode, bool aStop);
-
-    std::unique_ptr<BulkWithI2C> mBulk;
-    const std::unique_ptr<JxUtilsLib::Logger> mLogger;
 };
 
 } // namespace KySerialLib

@@ -1,8 +1,8 @@
 #include "DeviceSPIBus.h"
 
 #include "DeviceChecks.h"
+#include "IRegisterSerialPort.h"
 #include "LogResult.h"
-#include "OutOfMemory.h"
 #include "RetiredEngines.h"
 
 #include <utility>
@@ -20,16 +20,16 @@ constexpr uint32_t cMaxTransfer = 255; // sizes travel in one byte each
 
 } // namespace
 
-DeviceSPIBus::DeviceSPIBus() : mLogger(std::make_unique<JxUtilsLib::Logger>(cLogCategory, 0)) {}
+DeviceSPIBus::DeviceSPIBus() : DeviceBus(cSourceFile, cNotOpen) {}
 
-DeviceSPIBus::~DeviceSPIBus()
+KyResult DeviceSPIBus::Close()
 {
-    if (mBulk != nullptr && mBulk->IsOpened())
-    {
-        static_cast<void>(CatchOutOfMemory(
-            [this] { return mBulk->Close(); })); // ignored: a destructor has no caller to report to
-    }
-    RetireEngine(std::move(mBulk));
+    return CloseEngine("KySerialLib::DeviceSPIBus::Close", __LINE__);
+}
+
+bool DeviceSPIBus::IsOpened()
+{
+    return IsEngineOpen("KySerialLib::DeviceSPIBus::IsOpened", __LINE__);
 }
 
 bool DeviceSPIBus::IsSupported(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
@@ -53,33 +53,6 @@ KyResult DeviceSPIBus::Open(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
     RetireEngine(std::move(mBulk));
     mBulk = std::make_unique<IRegisterSerialPort>(true);
     return mBulk->Open(aDevice, aPort);
-}
-
-KyResult DeviceSPIBus::CheckEngine(const char* aFunction, int aLine) const
-{
-    if (mBulk == nullptr)
-    {
-        return ToKyResult(
-            mLogger->LogResult(KyResult::NOT_OPEN, cSourceFile, aLine, aFunction, cNotOpen, aFunction));
-    }
-    return KyResult(KyResult::OK);
-}
-
-KyResult DeviceSPIBus::Close()
-{
-    KyResult lResult = CheckEngine("KySerialLib::DeviceSPIBus::Close", __LINE__);
-    return lResult.IsOK() ? mBulk->Close() : lResult;
-}
-
-bool DeviceSPIBus::IsOpened()
-{
-    static constexpr char cFunction[] = "KySerialLib::DeviceSPIBus::IsOpened";
-    if (mBulk == nullptr)
-    {
-        KY_LOG(*mLogger, JxUtilsLib::PriorityError, cFunction, cNotOpen, cFunction);
-        return false;
-    }
-    return mBulk->IsOpened();
 }
 
 KyResult DeviceSPIBus::BurstRead(uint8_t* aBuffer, uint32_t aBufferSize, uint32_t& aBytesRead,
@@ -118,7 +91,9 @@ KyResult DeviceSPIBus::BurstWriteAndRead(const uint8_t* aBuffer, uint32_t aWrite
         return KY_LOG_RESULT(*mLogger, KyResult::BAD_PARAMETER, cFunction, cNoBuffer);
     }
     uint32_t lBytesWritten = 0;
-    return mBulk->WriteAndRead(aBuffer, aWriteSize, lBytesWritten, aReadSize, aSimultaneous, aFinal);
+    // Open() makes no other kind of engine.
+    return static_cast<IRegisterSerialPort&>(*mBulk).WriteAndRead(aBuffer, aWriteSize, lBytesWritten,
+                                                                  aReadSize, aSimultaneous, aFinal);
 }
 
 } // namespace KySerialLib

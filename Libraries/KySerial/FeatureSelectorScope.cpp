@@ -19,7 +19,7 @@ KyResult FeatureSelectorScope::Set(const KyString& aName, const KyString& aValue
     {
         return KyResult(KyResult::OK);
     }
-    mWritten.reserve(mWritten.size() + 1); // before the device is touched: nothing throws after that
+    mWritten.reserve(mWritten.size() + 1); // first: nothing may throw once the device is changed
     KyResult lResult = mDevice->SetFeatureFromString(aName, aValue);
     if (lResult.IsOK())
     {

@@ -60,7 +60,7 @@ bool IRegisterSerialPort::Grow(Buffer& aBuffer, uint32_t& aLength, uint32_t aNee
         return true;
     }
     aLength = 0;
-    aBuffer.reset(); // before the new one is made: the two are never there together
+    aBuffer.reset(); // first: only one of the two needs memory at a time
     aBuffer.reset(static_cast<uint8_t*>(std::calloc(size_t{aNeeded} + aSlack, 1)));
     if (aBuffer == nullptr)
     {
@@ -109,7 +109,7 @@ bool IRegisterSerialPort::AreFeaturesAvailable() const
 KyResult IRegisterSerialPort::Open(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
 {
     static constexpr char cFunction[] = "KySerialLib::IRegisterSerialPort::Open";
-    // Before the claim: what throws without memory afterwards would keep it for ever.
+    // First: an exception for want of memory after the claim would keep the port claimed for ever.
     KyString lEvent = NameFor(aPort, &UpstreamEventName);
     KyString lDownstream = NameFor(aPort, &DownstreamFeature);
     KyString lUpstreamLength = NameFor(aPort, &UpstreamLengthFeature);
@@ -128,7 +128,7 @@ KyResult IRegisterSerialPort::Open(IKyDeviceAdapter* aDevice, KyDeviceSerial aPo
     if (!AreFeaturesAvailable()) // a device may change its mind between the two questions
     {
         JX_EXPECT(0);
-        static_cast<void>(Close()); // ignored: the answer is that of the port
+        static_cast<void>(Close()); // ignored: the answer is about the port
         return KY_LOG_RESULT(*mLogger, KyResult::UNSUPPORTED, cFunction,
                              "The specified port is not supported by this device.");
     }
@@ -153,7 +153,7 @@ KyResult IRegisterSerialPort::Open(IKyDeviceAdapter* aDevice, KyDeviceSerial aPo
         KY_LOG(*mLogger, JxUtilsLib::PriorityWarning, cFunction,
                "IRegisterSerialPort::Open could not set event notification %s will close",
                lResult.GetCodeString().GetAscii());
-        static_cast<void>(Close()); // ignored: the failure to report is this one
+        static_cast<void>(Close()); // ignored: the failure before is the one to report
         return KyResult(KyResult::FAILURE);
     }
     return lResult;
@@ -218,7 +218,7 @@ KyResult IRegisterSerialPort::SetEventNotification(const char* aValue, KyString*
     }
     if (lSelectorChanged)
     {
-        // Ignored: the notification is what was asked for.
+        // Ignored: the notification is switched on already.
         static_cast<void>(mDevice.load()->SetFeatureFromString(cEventSelectorFeature, lOriginalSelector));
     }
     if (aPrevious != nullptr)
@@ -353,8 +353,8 @@ KyResult IRegisterSerialPort::TransmitData(const uint8_t* aData, uint32_t aSize)
 KyResult IRegisterSerialPort::TransmitSPI(const uint8_t* aData, uint32_t aSize, uint32_t aReadSize,
                                           bool aSimultaneous, bool aFinal)
 {
-    // Adds the remainder, not the padding: stricter than needed for some sizes, and kept so. The text of an
-    // assertion is fixed to the blank.
+    // The check adds the remainder instead of the padding. For some sizes it is stricter than needed; it stays, since
+    // log filters know the text of the assertion, blanks included.
     // clang-format off
     JX_EXPECT(aSize + (aSize%4) + 12 <= mDownstreamBufferLength);
     // clang-format on
@@ -387,7 +387,7 @@ void IRegisterSerialPort::NotifyFeatureInvalidated(const KyString* aName)
     {
         return;
     }
-    // Whatever the name, the port's own event is looked at: the adapter shows no payload of another event.
+    // Whatever feature has changed, this port's own event is read: the adapter shows it no payload of another port.
     int64_t lRegLength = 0;
     if (!lDevice->GetRegisterLength(mUpstreamBufferFeature, lRegLength).IsOK())
     {
@@ -407,7 +407,7 @@ void IRegisterSerialPort::NotifyFeatureInvalidated(const KyString* aName)
     {
         return;
     }
-    // The feature's length decides, so that the buffer grows once; an absurd one must not cost the event.
+    // The buffer grows once to the feature's length. An absurd length must not cost the event.
     const int64_t lNeeded = lRegLength <= cSaneUpstreamLength ? lRegLength : lTrueDataLength;
     Buffer lBuffer(mUpstreamBuffer.exchange(nullptr));
     if (lBuffer == nullptr)
@@ -416,7 +416,7 @@ void IRegisterSerialPort::NotifyFeatureInvalidated(const KyString* aName)
     }
     if (Grow(lBuffer, mUpstreamBufferLength, static_cast<uint32_t>(lNeeded), 0))
     {
-        // Ignored: after a failure the bytes of the event are those that the buffer holds.
+        // Ignored: after a failure the buffer's bytes count as those of the event.
         static_cast<void>(lDevice->GetRegisterData(mUpstreamBufferFeature, lBuffer.get(), lTrueDataLength));
         LockRx();
         PushBytes(lBuffer.get(), static_cast<uint32_t>(lTrueDataLength));

@@ -77,6 +77,8 @@ KySerialBridge::~KySerialBridge()
     const std::unique_ptr<KySerialLib::Bridge> lBridge(std::exchange(mThis, nullptr)); // ends here
 }
 
+// The configuration by value, in both: the exported names say so.
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
 KyResult KySerialBridge::Start(const KyString& aSerialPort, KySerialPortConfiguration aConfiguration,
                                IKyDeviceAdapter* aDevice, KyDeviceSerial aDevicePort)
 {
@@ -116,8 +118,8 @@ KyResult KySerialBridge::Start(const KyString& aName, IKyDeviceAdapter* aDevice,
     {
         return KY_BRIDGE_FAILURE(KyResult::BAD_PARAMETER, cStart, "Bridge name cannot have zero-length.");
     }
-    // Unlike the other start, this one leaves it to the bridge to refuse the invalid port: callers tell the
-    // two by the code.
+    // Here the bridge refuses the invalid port, with another code than the other start does. Callers tell the two
+    // starts by that code.
     const bool lIsPort = aDevicePort >= KyDeviceSerialInvalid && aDevicePort <= KyDeviceSerialBulk7;
     KyResult lResult = CheckDevice(aDevice, lIsPort);
     return lResult.IsOK() ? Run<BridgeCLDLL>(aDevice, aDevicePort, aOptions, mThis,

@@ -4,7 +4,7 @@
 #include "KyBase/KyResult.h"
 
 /// \file
-/// The one idiom by which a failure is logged and becomes a result.
+/// How a failure is logged and becomes a result.
 ///
 /// A source file that logs defines `constexpr char cSourceFile[]`, its module's path without ending.
 

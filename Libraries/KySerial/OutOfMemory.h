@@ -5,7 +5,7 @@
 namespace KySerialLib
 {
 
-/// What an operation returns that found no memory. Not logged: a log line could need memory too.
+/// The result of an operation that found no memory. It is not logged: a log line could need memory too.
 inline KyResult OutOfMemory() noexcept
 {
     return KyResult(KyResult::FAILURE, "Out of memory.");

@@ -32,9 +32,8 @@ UnsupportedDevices& GetUnsupportedDevices()
     return sDevices.Get();
 }
 
-// A text that must be there. Without memory it is empty, which would be another feature's name or another
-// device's identifier: the claim of a port would then be looked for in the wrong place, and never be
-// released.
+// Throws when a text is empty for want of memory. The empty text would be another feature's name, or another
+// device's identifier: a port's claim would be looked for in the wrong place and never be released.
 KyString NotEmpty(KyString aText)
 {
     if (aText.GetLength() == 0)
@@ -118,7 +117,7 @@ bool PortMap::Lock(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
     JX_ASSERT(lPortList != NULL);
     if (std::find(lPortList->begin(), lPortList->end(), aPort) != lPortList->end())
     {
-        // The text has always spoken of the MAC address here, and log filters know it.
+        // The port is in use. The text speaks of the MAC address nevertheless: log filters know it.
         KY_LOG(*mLogger, JxUtilsLib::PriorityInfo, "KySerialLib::PortMap::Lock",
                "Could not read MAC address from device node map.");
         return false;

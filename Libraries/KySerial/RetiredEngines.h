@@ -11,8 +11,8 @@ namespace KySerialLib
 ///
 /// An engine that is open when its owner drops it is not destroyed: its adapter goes on calling it as an
 /// event sink, because neither a replaced engine nor one whose device was disconnected at close withdraws
-/// itself. It keeps its claim, so there is one of them at the most for each port of each device that the
-/// process has ever identified. A closed engine that an I2C bus replaces on bulk port 1 to 7 stays as
+/// itself. It keeps its claim. So at most one engine stays for each port of each device that the process has
+/// ever identified. A closed engine that an I2C bus replaces on bulk port 1 to 7 stays as
 /// well, one for each further Open() of the bus.
 ///
 /// The list keeps the engines reachable, so that a leak checker in an application does not report them.

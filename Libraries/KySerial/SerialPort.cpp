@@ -59,7 +59,7 @@ void SerialPort::UnlockRx()
     mDataEvent.Wake();
 }
 
-void SerialPort::TellReader()
+void SerialPort::SignalReader()
 {
     mWakeReader = mDataEvent.Raise() || mWakeReader;
 }
@@ -130,14 +130,14 @@ uint32_t SerialPort::Advance(uint32_t aIndex, uint32_t aCount) const
 
 void SerialPort::PushBytes(const uint8_t* aBytes, uint32_t aCount)
 {
-    if (aCount == 0 || mBuffer == nullptr) // none: retired
+    if (aCount == 0 || mBuffer == nullptr) // retired: no buffer
     {
         return;
     }
     mReceiveCounts.mReceived += aCount;
     const uint32_t lRoom = mCells - 1 - GetUsed();
     mReceiveCounts.mOverrun += aCount > lRoom ? aCount - lRoom : 0;
-    if (aCount >= mCells) // nothing that was there stays, nor does what the newest bytes push out
+    if (aCount >= mCells) // the new bytes replace all bytes that waited, and push out the oldest of their own
     {
         const uint32_t lKept = mCells - 1;
         std::memcpy(mBuffer.get(), aBytes + (aCount - lKept), lKept);
@@ -157,7 +157,7 @@ void SerialPort::PushBytes(const uint8_t* aBytes, uint32_t aCount)
     }
     if (mReaderWaiting)
     {
-        TellReader();
+        SignalReader();
     }
 }
 
@@ -173,7 +173,7 @@ void SerialPort::EndReads(bool aEnd)
     mReadsEnd = aEnd;
     if (aEnd && mReaderWaiting)
     {
-        TellReader();
+        SignalReader();
     }
     UnlockRx();
 }

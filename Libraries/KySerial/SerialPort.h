@@ -16,7 +16,7 @@ namespace KySerialLib
 /// What all port engines have in common: the receive side.
 ///
 /// An engine's event handler pushes the bytes that the device sends into a ring buffer; Read() takes them
-/// out. The ring holds one byte less than it has cells; when it is full, the oldest byte gives way. The
+/// out. The ring holds one byte less than it has cells. When it is full, the oldest byte is dropped. The
 /// buffer exists from construction on, open or not, and receiving never allocates.
 ///
 /// Threads: the adapter's event thread pushes; one caller thread at a time reads, flushes or resizes.
@@ -134,7 +134,7 @@ private:
     uint32_t GetUsed() const JX_REQUIRES(mReceiveLock);
     uint32_t Advance(uint32_t aIndex, uint32_t aCount) const JX_REQUIRES(mReceiveLock);
     void Clear() JX_REQUIRES(mReceiveLock);
-    void TellReader() JX_REQUIRES(mReceiveLock);
+    void SignalReader() JX_REQUIRES(mReceiveLock);
     bool IsEmpty() const JX_REQUIRES(mReceiveLock) { return mWriteIndex == mReadIndex; }
 
     friend class RetiredEngines;

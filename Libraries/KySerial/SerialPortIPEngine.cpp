@@ -82,7 +82,7 @@ KyResult SerialPortIPEngine::Open(IKyDeviceAdapter* aDevice, KyDeviceSerial aPor
     }
     mDevice = aDevice;
     mPort = aPort;
-    // Ignored: a device without events still sends, and the writer's time-out tells.
+    // Ignored: a device without events still sends, and the writer notices by its time-out.
     static_cast<void>(aDevice->RegisterEventSink(this));
     // A failure leaves everything above in place; the caller's Close() undoes it.
     return EnableInterrupts(false);
@@ -100,7 +100,7 @@ KyResult SerialPortIPEngine::EnableInterrupts(bool aRestore)
     }
     if (!aRestore)
     {
-        // UART 0's bits for either port: what UART 1 gets back at close is what UART 0 had at open.
+        // UART 0's bits for either port: at close UART 1 gets the bits that UART 0 had at open.
         // Applications that open both ports count on that.
         mSavedRxEnable = (lValue & cUart0Bits.mRxData) != 0;
         mSavedTxEnable = (lValue & cUart0Bits.mTxDone) != 0;

@@ -2,8 +2,6 @@
 
 #include "DeviceSerialPort.h"
 
-#include <atomic>
-
 namespace KySerialLib
 {
 

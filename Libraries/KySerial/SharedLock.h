@@ -1,5 +1,7 @@
 #pragma once
 
+#include "JxUtilsLib/LockScope.h"
+
 #include <mutex>
 #include <shared_mutex>
 
@@ -16,7 +18,7 @@ public:
     /// Takes the lock beside any number of others; blocks while somebody has it alone or waits for that.
     [[nodiscard]] std::shared_lock<std::shared_mutex> Share()
     {
-        const std::lock_guard<std::mutex> lScope(mEntry);
+        const JxUtilsLib::LockScope lScope(mEntry);
         return std::shared_lock<std::shared_mutex>(mUse);
     }
 
@@ -24,12 +26,12 @@ public:
     [[nodiscard]] std::unique_lock<std::shared_mutex> Alone()
     {
         // The entry stays closed while this waits: the standard lock may let new readers pass for ever.
-        const std::lock_guard<std::mutex> lScope(mEntry);
+        const JxUtilsLib::LockScope lScope(mEntry);
         return std::unique_lock<std::shared_mutex>(mUse);
     }
 
 private:
-    std::mutex mEntry;
+    JxUtilsLib::Mutex mEntry;
     std::shared_mutex mUse;
 };
 

@@ -3,7 +3,6 @@
 #include "JxUtilsLib/Assert.h"
 #include "OutOfMemory.h"
 
-#include <new>
 #include <utility>
 
 /// \file

@@ -73,7 +73,7 @@ public:
 struct Bridge
 {
     DeviceReference mDevice; // set while it runs; goes after it
-    std::mutex mTurn;
+    JxUtilsLib::Mutex mTurn;
     FunctionObserver mObserver;
     FunctionGeneration mGeneration;
     KySerialBridgeOptions mOptions; // of the next start
@@ -92,7 +92,7 @@ KyCode StartBridge(const char* aFunction, KyBridgeHandle aBridge, KyDeviceHandle
     return RunOn(aFunction, Bridges(), aBridge,
                  [&](Bridge& aObject) -> KyResult
                  {
-                     const std::lock_guard lScope(aObject.mTurn);
+                     const JxUtilsLib::LockScope lScope(aObject.mTurn);
                      if (aObject.mDevice.Get() != nullptr)
                      {
                          return Fail(KY_WRONG_STATE, aFunction, "Bridge already started.");
@@ -118,7 +118,7 @@ KyCode OnBridge(const char* aFunction, KyBridgeHandle aBridge, const Operation& 
     return RunOn(aFunction, Bridges(), aBridge,
                  [&](Bridge& aObject)
                  {
-                     const std::lock_guard lScope(aObject.mTurn);
+                     const JxUtilsLib::LockScope lScope(aObject.mTurn);
                      return aOperation(aObject.mBridge);
                  });
 }
@@ -130,7 +130,7 @@ KyCode PrepareBridge(const char* aFunction, KyBridgeHandle aBridge, const Change
     return RunOn(aFunction, Bridges(), aBridge,
                  [&](Bridge& aObject) -> KyResult
                  {
-                     const std::lock_guard lScope(aObject.mTurn);
+                     const JxUtilsLib::LockScope lScope(aObject.mTurn);
                      if (aObject.mDevice.Get() != nullptr)
                      {
                          return Fail(KY_WRONG_STATE, aFunction, "Bridge already started.");
@@ -146,7 +146,7 @@ KyCode StopBridge(const char* aFunction, KyBridgeHandle aBridge, const Stop& aSt
     return RunOn(aFunction, Bridges(), aBridge,
                  [&](Bridge& aObject)
                  {
-                     const std::lock_guard lScope(aObject.mTurn);
+                     const JxUtilsLib::LockScope lScope(aObject.mTurn);
                      KyResult lResult = aStop(aObject.mBridge);
                      aObject.mDevice.Reset(); // a bridge that does not run has no device
                      return lResult;
@@ -189,7 +189,7 @@ KyCode AskBridge(const char* aFunction, KyBridgeHandle aBridge, Value* aValue, V
     return RunOn(aFunction, Bridges(), aBridge, aValue, aInitial,
                  [&](Bridge& aObject, Value& aAnswer)
                  {
-                     const std::lock_guard lScope(aObject.mTurn);
+                     const JxUtilsLib::LockScope lScope(aObject.mTurn);
                      aAnswer = aQuestion(aObject.mBridge);
                      return KyResult();
                  });
@@ -362,7 +362,7 @@ KyCode KyBridgeGetSupportedBaudRate(KyBridgeHandle aBridge, uint32_t aIndex, uin
     return RunOn(cFunction, Bridges(), aBridge, aBaudRate, 0U,
                  [&](Bridge& aObject, uint32_t& aRate)
                  {
-                     const std::lock_guard lScope(aObject.mTurn);
+                     const JxUtilsLib::LockScope lScope(aObject.mTurn);
                      if (aIndex >= aObject.mBridge.GetSupportedBaudRateCount())
                      {
                          return Fail(KY_BAD_PARAMETER, cFunction, "The index is past the end.");

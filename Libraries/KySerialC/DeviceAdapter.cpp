@@ -1,6 +1,6 @@
 #include "DeviceAdapter.h"
 
-#include "DeviceAdapter.h"
+#include "JxUtilsLib/LockScope.h"
 #include "ThreadText.h"
 
 #include <algorithm>
@@ -57,20 +57,20 @@ bool DeviceAdapter::IsComplete(const KyAdapter& aAdapter)
 
 bool DeviceAdapter::Hold()
 {
-    const std::lock_guard<std::mutex> lScope(mMutex);
+    const JxUtilsLib::LockScope lScope(mMutex);
     mHolds += mRetired ? 0 : 1;
     return !mRetired;
 }
 
 void DeviceAdapter::Release()
 {
-    const std::lock_guard<std::mutex> lScope(mMutex);
+    const JxUtilsLib::LockScope lScope(mMutex);
     --mHolds;
 }
 
 KyCode DeviceAdapter::Retire()
 {
-    std::unique_lock<std::mutex> lLock(mMutex);
+    const JxUtilsLib::LockScope lLock(mMutex);
     if (mRetired)
     {
         return KY_INVALID_HANDLE;
@@ -80,20 +80,25 @@ KyCode DeviceAdapter::Retire()
         return KY_WRONG_STATE;
     }
     mRetired = true;
-    mChanged.wait(lLock, [this]
-                  { return mReporter == std::thread::id() || mReporter == std::this_thread::get_id(); });
+    while (mReporter != std::thread::id() && mReporter != std::this_thread::get_id())
+    {
+        mChanged.Wait(mMutex);
+    }
     return KY_OK;
 }
 
 template<typename Call>
 KyCode DeviceAdapter::Report(const Call& aCall)
 {
-    std::unique_lock<std::mutex> lLock(mMutex);
+    const JxUtilsLib::LockScope lLock(mMutex);
     if (mReporter == std::this_thread::get_id())
     {
         return KY_WRONG_STATE;
     }
-    mChanged.wait(lLock, [this] { return mReporter == std::thread::id(); });
+    while (mReporter != std::thread::id())
+    {
+        mChanged.Wait(mMutex);
+    }
     if (mRetired)
     {
         return KY_INVALID_HANDLE;
@@ -106,15 +111,15 @@ KyCode DeviceAdapter::Report(const Call& aCall)
         if (!mRetired && std::find(mSinks.begin(), mSinks.end(), lSink) != mSinks.end())
         {
             mCurrent = lSink;
-            lLock.unlock();
+            mMutex.Release(); // a sink does not throw
             aCall(*lSink);
-            lLock.lock();
+            mMutex.Wait();
             mCurrent = nullptr;
-            mChanged.notify_all();
+            mChanged.NotifyAll();
         }
     }
     mReporter = std::thread::id();
-    mChanged.notify_all();
+    mChanged.NotifyAll();
     return KY_OK;
 }
 
@@ -138,7 +143,7 @@ KyCode DeviceAdapter::ReportChange(const KyString& aName)
 KyResult DeviceAdapter::RegisterEventSink(IKyDeviceEventSink* aSink)
 {
     {
-        const std::lock_guard<std::mutex> lScope(mMutex);
+        const JxUtilsLib::LockScope lScope(mMutex);
         if (std::find(mSinks.begin(), mSinks.end(), aSink) != mSinks.end())
         {
             // GCOVR_EXCL_START: each of the library's sinks registers itself once
@@ -164,14 +169,17 @@ KyResult DeviceAdapter::UnregisterEventSink(IKyDeviceEventSink* aSink)
 
 bool DeviceAdapter::RemoveSink(IKyDeviceEventSink* aSink)
 {
-    std::unique_lock<std::mutex> lLock(mMutex);
+    const JxUtilsLib::LockScope lLock(mMutex);
     const auto lSink = std::find(mSinks.begin(), mSinks.end(), aSink);
     const bool lFound = lSink != mSinks.end();
     if (lFound)
     {
         mSinks.erase(lSink);
     }
-    mChanged.wait(lLock, [&] { return mCurrent != aSink || mReporter == std::this_thread::get_id(); });
+    while (mCurrent == aSink && mReporter != std::this_thread::get_id())
+    {
+        mChanged.Wait(mMutex);
+    }
     return lFound;
 }
 

@@ -1,13 +1,12 @@
 #pragma once
 
 #include "HandleTable.h"
+#include "JxUtilsLib/Condition.h"
 #include "KySerial/IKyDeviceAdapter.h"
 #include "KySerial/KyUpstreamReports.h"
 #include "KySerialC/Adapter.h"
 
-#include <condition_variable>
 #include <memory>
-#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -88,13 +87,13 @@ private:
     KyAdapter mAdapter;
     KyDeviceHandle mHandle = 0;
     KyUpstreamReports mUpstreamReports; // applications have a plain node map
-    std::mutex mMutex;                  // guards all below
-    std::condition_variable mChanged;
-    std::vector<IKyDeviceEventSink*> mSinks;
-    IKyDeviceEventSink* mCurrent = nullptr; // being called
-    std::thread::id mReporter;              // the thread that reports, if there is one
-    uint32_t mHolds = 0;
-    bool mRetired = false;
+    JxUtilsLib::Mutex mMutex;
+    JxUtilsLib::Condition mChanged;
+    std::vector<IKyDeviceEventSink*> mSinks JX_GUARDED_BY(mMutex);
+    IKyDeviceEventSink* mCurrent JX_GUARDED_BY(mMutex) = nullptr; // being called
+    std::thread::id mReporter JX_GUARDED_BY(mMutex);              // the thread that reports, if there is one
+    uint32_t mHolds JX_GUARDED_BY(mMutex) = 0;
+    bool mRetired JX_GUARDED_BY(mMutex) = false;
 };
 
 /// The process's devices. Like every table of handles it is never destroyed: at the process's end nothing is

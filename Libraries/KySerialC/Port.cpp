@@ -70,7 +70,7 @@ KyCode KyPortWrite(KyPortHandle aPort, const uint8_t* aBuffer, uint32_t aSize, u
                          return NoBuffer(cFunction);
                      }
                      const auto lScope = aObject.mLock.Share();
-                     const std::lock_guard lTurn(aObject.mWriteTurn);
+                     const JxUtilsLib::LockScope lTurn(aObject.mWriteTurn);
                      return aObject.mProduct->Write(aBuffer, aSize, aCount);
                  });
 }
@@ -86,7 +86,7 @@ KyCode KyPortRead(KyPortHandle aPort, uint8_t* aBuffer, uint32_t aSize, uint32_t
                          return NoBuffer(cFunction);
                      }
                      const auto lScope = aObject.mLock.Share();
-                     const std::lock_guard lTurn(aObject.mReadTurn);
+                     const JxUtilsLib::LockScope lTurn(aObject.mReadTurn);
                      return aObject.mProduct->Read(aBuffer, aSize, aCount, aTimeout);
                  });
 }

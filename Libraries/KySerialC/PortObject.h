@@ -5,7 +5,6 @@
 #include "KySerial/KySerialTypes.h"
 #include "SharedLock.h"
 
-#include <mutex>
 #include <optional>
 
 namespace KySerialCLib
@@ -20,8 +19,8 @@ struct PortObject
     DeviceReference mDevice; // set as long as the product has to be closed; goes after it
     KySerialLib::SharedLock mLock;
     std::optional<Product> mProduct;
-    std::mutex mReadTurn; // of a port
-    std::mutex mWriteTurn;
+    JxUtilsLib::Mutex mReadTurn; // of a port
+    JxUtilsLib::Mutex mWriteTurn;
 };
 
 /// Opens. Needs the object for itself. A product that was open before is made anew: the library keeps what a

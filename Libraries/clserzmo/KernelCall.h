@@ -3,9 +3,9 @@
 #include "JxUtilsLib/Assert.h"
 
 /// \file
-/// Calls into the kernel that must not fail. The texts of their assertions are those that are looked for in
-/// the field, whatever the call is named in this source. A system short of something, or another process of
-/// the user, makes them fail all the same, and so they are expectations.
+/// Calls into the kernel that must not fail. Support people look for the texts of their assertions, so each text
+/// is fixed, whatever the call is named in this source. A system short of memory, or another process of the
+/// user, can make such a call fail, so the assertions are expectations.
 
 #if defined(NDEBUG)
 #define CLSERZMO_VERIFY(aDone, aText) static_cast<void>(aDone)

@@ -119,7 +119,7 @@ bool SharedFifo::MakeSound(uint32_t aCapacity, bool aCreate, bool aNew, bool aOw
         }
         Initialise(aCapacity);
     }
-    return true; // with whatever an enemy wrote: each operation sees for itself
+    return true; // the header may be an enemy's: each operation checks it
 }
 
 void SharedFifo::Initialise(uint32_t aCapacity) noexcept
@@ -157,7 +157,8 @@ bool SharedFifo::Lock(Indexes& aIndexes) noexcept
     return Enter(mMutex.Wait(cLockTimeout), aIndexes);
 }
 
-/// What has to be done with the lock just taken. On false it is not held.
+/// Checks the header under the lock just taken, and repairs what a dead owner has left. \return False: the header makes
+/// no sense, or the lock was not to be had; the lock is not held.
 bool SharedFifo::Enter(WaitResult aLock, Indexes& aIndexes) noexcept
 {
     if (!IsOwned(aLock))
@@ -176,8 +177,8 @@ bool SharedFifo::Enter(WaitResult aLock, Indexes& aIndexes) noexcept
     return true;
 }
 
-/// The dead may have changed an index without telling. An event that is not true is never set: others do not
-/// look at the indexes again when one has let them through.
+/// The dead process may have changed an index and not set the event. Only an event that is true is set: a peer
+/// that an event lets through does not look at the indexes again.
 void SharedFifo::Repair(const Indexes& aIndexes) noexcept
 {
     bool lIgnored = false; // the dead may have set the event and not woken anybody, so everybody is woken
@@ -208,8 +209,8 @@ void SharedFifo::Unlock(NamedEvent& aWake, bool aNeeded) noexcept
     }
 }
 
-/// Looks at the indexes without the lock. The answer may be old; who acts on it takes the lock and looks
-/// again.
+/// Looks at the indexes without the lock. The answer may be old: the caller takes the lock and looks again before
+/// it acts.
 bool SharedFifo::Peek(Question aQuestion) const noexcept
 {
     Indexes lIndexes;

@@ -35,7 +35,7 @@ static_assert(offsetof(SharedFifoHeader, mSize) == 0 && offsetof(SharedFifoHeade
 ///
 /// What the section holds is not trusted: every operation looks at the header under the lock and refuses to
 /// work with one that makes no sense. A process that dies in the middle of anything leaves the others a
-/// working FIFO: whoever gets the lock of the dead makes the events true, and no sleeper goes longer than 50
+/// working FIFO: the next owner of a dead process's lock sets the events anew, and no sleeper goes longer than 50
 /// ms without a look at the indexes.
 ///
 /// States: valid or not, from construction on. An invalid one fails at everything.
@@ -104,7 +104,7 @@ private:
         uint32_t mHead = 0;
 
         bool IsEmpty() const noexcept { return mHead == mTail; }
-        /// Head one behind tail; compared, since a division takes as long as the rest of a short write.
+        /// Whether head is one before tail. Compared, since a division takes as long as the rest of a short write.
         bool IsFull() const noexcept { return mHead == (mTail == 0 ? mSize : mTail) - 1; }
         uint32_t GetUsed() const noexcept { return mHead >= mTail ? mHead - mTail : mSize - mTail + mHead; }
     };

@@ -299,7 +299,7 @@ bool SharedRegistry::AcquireServer(const std::string& aName, NamedSemaphore& aSe
     aClientSemaphore.Close();
     if (!IsValid())
     {
-        return false; // for the reason that is known since then
+        return false; // the reason is known since then
     }
     mObstacle = nullptr;
     Session::ForgetObstacle();

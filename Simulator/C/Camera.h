@@ -25,8 +25,8 @@ private:
     const KyDeviceHandle mDevice;
 };
 
-/// A camera with its adapter. Ended by Stop(), on the thread that ends it: the adapter's own thread may be
-/// the last to let the object go, and could not wait for itself.
+/// A camera with its adapter. Stop() ends it on the caller's thread: the destructor may run on the adapter's own
+/// thread, which could not wait for itself.
 class Camera
 {
 public:

@@ -84,7 +84,7 @@ KyResult SetProtocol(KySimulator::CameraModel& aCamera, int32_t aSerial, Protoco
     return KyResult(static_cast<KyCode>(lOutcome.mStatus), lOutcome.mText.c_str());
 }
 
-// What speaks as a UART; null for nothing, and for what does not.
+// A new peer for a UART line; null when nothing is to be plugged in, or it is no such peer.
 std::shared_ptr<KySimulator::SerialPeer> MakePeer(int32_t aWhat)
 {
     if (aWhat == KY_SIM_LOOPBACK)

@@ -20,8 +20,8 @@
 namespace KySimulator
 {
 
-/// The event side of an adapter: a queue of what the camera raised, a thread that calls the sinks, and the
-/// upstream features as seen from there.
+/// The event side of an adapter: a queue of the camera's events, a thread that calls the sinks, and the upstream
+/// features as that thread sees them.
 class AdapterEvents final : public CameraListener, public std::enable_shared_from_this<AdapterEvents>
 {
 public:

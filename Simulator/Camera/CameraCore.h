@@ -10,7 +10,8 @@
 namespace KySimulator
 {
 
-/// A camera's state with the lock, the clock and the way out round it. Timers and lines hold it weakly.
+/// A camera's state, with the lock that guards it, the clock, and the queue to the listeners. Timers and lines hold
+/// it weakly.
 class CameraCore : public std::enable_shared_from_this<CameraCore>
 {
 public:
@@ -18,7 +19,7 @@ public:
     CameraCore(const CameraCore&) = delete;
     CameraCore& operator=(const CameraCore&) = delete;
 
-    /// Does something with the state, at the present moment, and everything that follows from it.
+    /// Does something with the state at the present moment, and then everything that has become due.
     template<typename Work>
     auto With(const Work& aWork)
     {
@@ -54,7 +55,7 @@ public:
     void Plug(Port aPort, std::shared_ptr<SerialPeer> aPeer);
 
 private:
-    /// Does what an access has made due, passes on what was said and orders the next timer.
+    /// Does what an access has made due, queues the events for the listeners and sets the next timer.
     void Settle() JX_REQUIRES(mLock);
     void OnTimer();
 

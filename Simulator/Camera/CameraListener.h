@@ -2,7 +2,6 @@
 
 #include "Simulator/Time/Scheduler.h"
 
-#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -22,10 +21,10 @@ struct DeviceEvent
         mData; ///< Interrupt: status word, little-endian, then what it brings. Upstream: bytes.
 };
 
-/// Hears what the camera raises.
+/// Receives the camera's events.
 ///
-/// Called without any lock of the camera, one call at a time and in the camera's order, on whichever thread
-/// made the camera do something: calls into the camera from inside are fine, waiting is not.
+/// Called without any lock of the camera, one call at a time and in the camera's order. The thread is the one that
+/// made the camera act. A listener may call the camera and must not wait.
 class CameraListener
 {
 public:

@@ -30,9 +30,8 @@ enum class FeatureKind
     Register ///< A block of bytes.
 };
 
-/// The camera's side of everything: registers, GenICam features, serial ports with their lines, and events.
-/// It knows nothing of how it is reached; SimulatedDeviceAdapter, or a network front, puts it before an
-/// application.
+/// A camera: registers, GenICam features, serial ports with their lines, and events. It does not know how an
+/// application reaches it: SimulatedDeviceAdapter does that in the same process, NetworkCamera over a network.
 ///
 /// Docs/simulated-camera.md says what is modelled. Every function may be called from any thread, also from
 /// inside listeners and peers. No function throws but for lack of memory, and none reads or writes outside

@@ -13,8 +13,8 @@
 namespace KySimulator
 {
 
-/// Everything that a camera is made of, without locks and threads: CameraCore puts them round it. What it
-/// would say to the outside it collects.
+/// Everything that a camera is made of, without locks and threads, which CameraCore adds. It collects its events
+/// until CameraCore takes them.
 class CameraState final : public PortHost
 {
 public:
@@ -25,7 +25,7 @@ public:
     /// Sets the moment and does what is due by then.
     void Step(Time aNow);
     Time NextDue() const;
-    /// What has been said since the last call.
+    /// The events since the last call.
     std::vector<Output> TakeOutputs();
 
     Outcome ReadRegister(uint32_t aAddress, uint32_t& aValue);

@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <array>
 #include <fstream>
-#include <iterator>
 #include <vector>
 
 namespace KySimulator

@@ -2,7 +2,6 @@
 
 #include "Simulator/Camera/CameraModel.h"
 
-#include <cstdint>
 #include <memory>
 #include <string>
 

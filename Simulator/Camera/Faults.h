@@ -7,7 +7,6 @@
 #include <KyBase/KyResult.h>
 
 #include <array>
-#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -33,8 +32,8 @@ struct RecordedCall
         mArguments; ///< "0xB84C, 0x41", "BulkSelector, Bulk3", "Bulk0DownstreamData, 12 bytes: 00 00 ..."
 };
 
-/// What goes wrong between an application and its adapter, on demand. One of these belongs to each
-/// SimulatedDeviceAdapter. Every function from any thread.
+/// Faults between an application and its adapter, on demand. Each SimulatedDeviceAdapter has an object of its own.
+/// Every function from any thread.
 class Faults
 {
 public:
@@ -45,8 +44,8 @@ public:
         Time mDelay{0};       ///< Comes later by this; later events wait for it.
     };
 
-    /// Makes a call fail: it has no effect, except that withdrawals of sinks and interests always have.
-    /// Faults add up; of several that hit one call the first given decides.
+    /// Makes a call fail: it has no effect. Withdrawals of sinks and interests take effect all the same. Faults add
+    /// up; when several meet one call, the first one given decides.
     void FailCall(const CallFault& aFault);
     /// Loses, doubles or delays one event; aNth counts this adapter's events from now on, 1 is the next.
     void LoseEvent(uint64_t aNth = 1);

@@ -7,7 +7,6 @@
 
 #include <memory>
 #include <optional>
-#include <string>
 
 namespace KySimulator
 {
@@ -16,8 +15,7 @@ class AdapterEvents;
 
 /// One application's connection to a simulated camera, in the same process.
 ///
-/// Several adapters may stand before one camera: each hears every event, and they share the camera's
-/// selectors.
+/// Several adapters may use one camera: each gets every event, and they share the camera's selectors.
 ///
 /// Events come on a thread of the adapter's own, one call at a time, in the camera's order, each exactly
 /// once, without any lock held. An upstream data event calls NotifyEvent() (identifier 0x9100 + n), then

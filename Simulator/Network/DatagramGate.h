@@ -11,12 +11,12 @@
 namespace KySimulator
 {
 
-/// Through here goes every datagram of a network camera; some get lost, doubled or late on demand. One
-/// thread at a time.
+/// Passes every datagram of a network camera on, in both directions. On demand it loses, doubles or delays some.
+/// One thread at a time.
 class DatagramGate
 {
 public:
-    /// Has to do with a datagram what it is for.
+    /// Is called with each datagram that passes: executes a received one, or sends one.
     using Handler = std::function<void(DatagramKind, const KyGvcp::Endpoint&, KyGvcp::Bytes)>;
 
     struct Counters
@@ -24,15 +24,15 @@ public:
         uint64_t mDropped = 0;
         uint64_t mDoubled = 0;
         uint64_t mDelayed = 0;
-        uint64_t mLate = 0; ///< Came once more.
+        uint64_t mLate = 0; ///< Delivered late, after an earlier copy.
     };
 
     /// \param aFaults  Outlives this object.
     DatagramGate(NetworkFaults& aFaults, Handler aHandler);
 
-    /// Hands a datagram on, or does not.
+    /// Passes a datagram on, unless the faults lose or delay it.
     void Pass(DatagramKind aKind, const KyGvcp::Endpoint& aPeer, KyGvcp::Bytes aData, Time aNow);
-    /// Hands on what has been late enough.
+    /// Passes on the delayed datagrams whose time has come.
     void Step(Time aNow);
     Time NextDue() const { return mLate.empty() ? cNever : mLate.begin()->first; }
 

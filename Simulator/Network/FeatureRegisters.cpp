@@ -28,7 +28,7 @@ std::vector<std::string> EntriesOf(const CameraModel& aCamera, const FeatureRegi
 {
     if (aRegister.mFeature.mId == FeatureId::BulkMode)
     {
-        return Modes(); // the camera tells those of the selected port only
+        return Modes(); // the camera reports those of the selected port only
     }
     std::vector<std::string> lEntries;
     static_cast<void>(aCamera.GetEntries(aRegister.mName, lEntries)); // ignored: it is in the table

@@ -22,8 +22,8 @@ struct FeatureRegister
     std::vector<std::string> mEntries; ///< Of an enumeration, by value; some may not be available at times.
 };
 
-/// The camera's settings and message features as registers of the manufacturer's range, which the device
-/// description tells applications of.
+/// The camera's settings and message features as registers of the manufacturer's range. Applications find their
+/// addresses in the device description.
 ///
 /// Enumerations are words that hold the position of the present entry. Messages are written to the address
 /// of their feature, as long as they are, in one piece.

@@ -168,7 +168,7 @@ void GvcpServer::Take(const Endpoint& aFrom, Bytes aPacket, Time aNow)
     }
     if (mFaults.TakeBusy())
     {
-        // Not remembered: who asks again may be lucky.
+        // Not remembered: a repetition may find the camera free.
         ++mCounters.mBusy;
         mHost.SendAcknowledge(aFrom, Refusal(Status::Busy, *ParseCommand(aPacket)).GetBytes());
         return;
@@ -385,7 +385,7 @@ Packet GvcpServer::WriteRegisters(const Endpoint& aFrom, const CommandView& aCom
         lStatus = WriteWord(aFrom, lAddress, lReader.Take32());
         lDone = static_cast<uint16_t>(lDone + (lStatus == Status::Ok ? 1 : 0));
     }
-    return Refusal(lStatus, aCommand).Add16(0).Add16(lDone); // a refusal tells where it stopped
+    return Refusal(lStatus, aCommand).Add16(0).Add16(lDone); // a refusal names the place where it stopped
 }
 
 Packet GvcpServer::ReadMemory(const Endpoint& aFrom, const CommandView& aCommand)

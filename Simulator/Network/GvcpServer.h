@@ -26,8 +26,8 @@ struct ForcedAddress
 /// The control channel of a network camera: commands in, acknowledges out. It knows no sockets and no clock;
 /// one thread at a time.
 ///
-/// A command that comes again, byte for byte with its request id, gets the acknowledge that it got before
-/// and is not executed again, also after thousands of others: the network may hold a duplicate up. Only the
+/// A command that comes again, byte for byte with its request id, is not executed again. It gets the acknowledge
+/// that it got before, even after thousands of other commands: the network may delay a duplicate. Only the
 /// application that has taken control may write. When it is silent for longer than the heartbeat time-out,
 /// its control ends and the message channel is closed.
 class GvcpServer
@@ -54,7 +54,7 @@ public:
     struct Counters
     {
         uint64_t mCommands = 0; ///< Executed, or refused as such.
-        uint64_t mRefused = 0;  ///< Of these: acknowledged with another status than success.
+        uint64_t mRefused = 0;  ///< Executed, and acknowledged with another status than success.
         uint64_t mRepeated = 0; ///< Answered from memory.
         uint64_t mBusy = 0;     ///< Refused because a fault wanted it so.
         uint64_t mPending = 0;  ///< Announced to take longer.
@@ -74,7 +74,7 @@ public:
 
     /// A datagram that has come to the control port.
     void Handle(const KyGvcp::Endpoint& aFrom, KyGvcp::Bytes aPacket, Time aNow);
-    /// Does what time makes due.
+    /// Does what has become due.
     void Step(Time aNow);
     Time NextDue() const;
 

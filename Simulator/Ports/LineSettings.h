@@ -2,7 +2,6 @@
 
 #include "Simulator/Time/Scheduler.h"
 
-#include <cstddef>
 #include <cstdint>
 
 namespace KySimulator

@@ -7,7 +7,6 @@
 #include "Adapters/GigE/Client/ParseInformation.h"
 #include "Fuzz/FuzzInput.h"
 
-#include <optional>
 #include <string>
 
 using namespace KyTest;

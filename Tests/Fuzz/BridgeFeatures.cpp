@@ -6,7 +6,6 @@
 #include "Fuzz/PortModel.h"
 #include "clserzmo/BaudRateMask.h"
 
-#include <cctype>
 #include <string>
 
 using namespace KyDeviceProtocol;

@@ -3,12 +3,10 @@
 
 #include "Fuzz/FuzzInput.h"
 #include "JxUtilsLib/Logger.h"
-#include "KyPlatform/Session.h"
 #include "Tests/Support/PrivateSession.h"
 #include "clserzmo/sharedregistry.h"
 
 #include <cstring>
-#include <memory>
 #include <string>
 #include <string_view>
 

@@ -4,7 +4,6 @@
 
 #include "Adapters/GigE/Evaluator/Number.h"
 
-#include <cmath>
 #include <limits>
 
 namespace

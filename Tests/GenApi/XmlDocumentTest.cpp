@@ -4,8 +4,6 @@
 
 #include <gmock/gmock.h>
 
-#include <chrono>
-
 using KyGigE::XmlDocument;
 
 namespace

@@ -5,6 +5,7 @@
 #include "JxUtilsLib/Thread.h"
 #include "KySerial/BridgeFixture.h"
 #include "KySerial/KySerialBridge.h"
+#include "Support/ForEachNth.h"
 #include "Support/ThreadCount.h"
 #include "Support/WaitFor.h"
 #include "Tests/Host/HostLinkTest.h"
@@ -57,22 +58,21 @@ protected:
 TEST_F(BridgeCOMFaultTest, OpensThePortAfterEachRefusalOfTheSystem)
 {
     std::set<std::string> lTexts;
-    int lCalls = 0;
-    for (int lFailing = 1; lFailing == 1 || lCalls >= lFailing - 1; ++lFailing)
-    {
-        SCOPED_TRACE(lFailing);
-        BridgeCOM lBridge;
-        ASSERT_THAT(lBridge.OpenDevicePort(&mDevice, KyDeviceSerialBulk1), IsOK());
+    ForEachNth(
+        [&](int aNth, int& aCount)
         {
-            const FailingSystem lSystem(lFailing);
-            const KyResult lOpened =
-                lBridge.OpenCOMPort(mLink->GetName().c_str(), KySerialPortConfiguration());
-            EXPECT_TRUE(lOpened.IsOK() || lOpened.GetCode() == KyResult::FAILURE);
-            lTexts.insert(lOpened.GetDescription().GetAscii());
-            lCalls = FailingSystem::GetCalls();
-        }
-        EXPECT_THAT(lBridge.OpenCOMPort(mLink->GetName().c_str(), KySerialPortConfiguration()), IsOK());
-    }
+            BridgeCOM lBridge;
+            ASSERT_THAT(lBridge.OpenDevicePort(&mDevice, KyDeviceSerialBulk1), IsOK());
+            {
+                const FailingSystem lSystem(aNth);
+                const KyResult lOpened =
+                    lBridge.OpenCOMPort(mLink->GetName().c_str(), KySerialPortConfiguration());
+                EXPECT_TRUE(lOpened.IsOK() || lOpened.GetCode() == KyResult::FAILURE);
+                lTexts.insert(lOpened.GetDescription().GetAscii());
+                aCount = FailingSystem::GetCalls();
+            }
+            EXPECT_THAT(lBridge.OpenCOMPort(mLink->GetName().c_str(), KySerialPortConfiguration()), IsOK());
+        });
     EXPECT_THAT(lTexts, testing::IsSupersetOf({std::string("Unable to open requested COM port."),
                                                std::string("Unable to set COM port timeouts."),
                                                std::string("Unable to read current COM port configuration."),
@@ -86,28 +86,27 @@ TEST_F(BridgeCOMFaultTest, GoesOnAfterEachRefusalOfTheSystem)
         ASSERT_THAT(lFirst.Start(mLink->GetName().c_str(), {}, &mDevice, KyDeviceSerialBulk1), IsOK());
     }
     const size_t lThreads = CountThreadsAtFirst();
-    int lCalls = 0;
-    for (int lFailing = 1; lFailing == 1 || lCalls >= lFailing - 1; ++lFailing)
-    {
-        SCOPED_TRACE(lFailing);
-        const FailingSystem lSystem(lFailing);
-        KySerialBridge lBridge;
-        if (lBridge.Start(mLink->GetName().c_str(), {}, &mDevice, KyDeviceSerialBulk1).IsOK())
+    ForEachNth(
+        [&](int aNth, int& aCount)
         {
-            ++mStarts;
-            Use(lBridge);
-            FailingSystem::Heal(); // a refused set of the stop event would leave the reader asleep
-            EXPECT_TRUE(RelaysBothWays(*mLink, mDevice, lBridge));
-            EXPECT_THAT(lBridge.Stop(), IsOK());
-        }
-        else
-        {
-            ++mFailed;
-        }
-        lCalls = FailingSystem::GetCalls();
-        EXPECT_TRUE(HasNoMoreThreadsThan(lThreads));
-        EXPECT_TRUE(mDevice.GetSinks().empty());
-    }
+            const FailingSystem lSystem(aNth);
+            KySerialBridge lBridge;
+            if (lBridge.Start(mLink->GetName().c_str(), {}, &mDevice, KyDeviceSerialBulk1).IsOK())
+            {
+                ++mStarts;
+                Use(lBridge);
+                FailingSystem::Heal(); // a refused set of the stop event would leave the reader asleep
+                EXPECT_TRUE(RelaysBothWays(*mLink, mDevice, lBridge));
+                EXPECT_THAT(lBridge.Stop(), IsOK());
+            }
+            else
+            {
+                ++mFailed;
+            }
+            aCount = FailingSystem::GetCalls();
+            EXPECT_TRUE(HasNoMoreThreadsThan(lThreads));
+            EXPECT_TRUE(mDevice.GetSinks().empty());
+        });
     EXPECT_GT(mStarts, 10);
     EXPECT_GT(mFailed, 5);
 }

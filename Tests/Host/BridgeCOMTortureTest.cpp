@@ -91,7 +91,7 @@ protected:
     int mFailed = 0;
 };
 
-TEST_P(BridgeCOMTortureTest, LeavesNothingBehindWhateverCallIsSpoilt)
+TEST_P(BridgeCOMTortureTest, LeavesNothingOpenWhicheverCallFails)
 {
     {
         ScriptedAdapter lDevice;

@@ -55,7 +55,7 @@ TEST(EventTest, TimeOutLastsAtLeastItsTime)
 }
 
 // Often enough that the processor is offered before some of the sleeps.
-TEST(EventTest, EachOfManyWaitsForNothingTimesOut)
+TEST(EventTest, EachOfManyWaitsTimesOut)
 {
     Event lEvent(false);
     for (int lWait = 0; lWait < 60; ++lWait)

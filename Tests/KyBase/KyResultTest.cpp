@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
-
 TEST(KyResultTest, DefaultIsOKWithoutDescription)
 {
     const KyResult lResult;

@@ -69,7 +69,7 @@ TEST_F(AdaptiveSpinTest, TryThatPaysIsMadeAgainAtOnce)
     }
 }
 
-TEST_F(AdaptiveSpinTest, EachTryForNothingDoublesTheSleeps)
+TEST_F(AdaptiveSpinTest, EachTryThatDoesNotPayDoublesTheSleeps)
 {
     CountSleeps(&GoesOn);
     EXPECT_FALSE(mOver);
@@ -81,6 +81,20 @@ TEST_F(AdaptiveSpinTest, EachTryForNothingDoublesTheSleeps)
     }
     EXPECT_EQ(CountSleeps(&GoesOn), 65536U);
     EXPECT_EQ(CountSleeps(&GoesOn), 65536U);
+}
+
+TEST_F(AdaptiveSpinTest, WaitsThatNeverPayCostNextToNothing)
+{
+    int lTries = 0;
+    for (int lWait = 0; lWait < 1000000; ++lWait)
+    {
+        bool lAsked = false;
+        EXPECT_FALSE(AdaptiveSpin(mMemory, [&lAsked] { return !(lAsked = true); }));
+        lTries += lAsked ? 1 : 0;
+    }
+    // 13 while the sleeps between two tries double from 16 to 65536; fewer, when something else had the processor.
+    EXPECT_LE(lTries, 13 + 1000000 / 65536);
+    EXPECT_GT(lTries, 0);
 }
 
 TEST_F(AdaptiveSpinTest, TryThatPaysMakesTheSleepsFewAgain)

@@ -53,7 +53,7 @@ TEST_F(NamedEventTest, TimeOutLastsAtLeastItsTime)
 }
 
 // Often enough that the processor is offered before some of the sleeps.
-TEST_F(NamedEventTest, EachOfManyWaitsForNothingTimesOut)
+TEST_F(NamedEventTest, EachOfManyWaitsTimesOut)
 {
     for (int lWait = 0; lWait < 60; ++lWait)
     {
@@ -202,7 +202,7 @@ TEST_F(NamedEventTest, WaitThenLockFailsWhenTheLockStaysTaken)
     EXPECT_TRUE(lMutex.Release());
 }
 
-TEST_F(NamedEventTest, WaitThenLockTellsOfADeadOwner)
+TEST_F(NamedEventTest, WaitThenLockReportsADeadOwner)
 {
     NamedMutex lMutex;
     ASSERT_TRUE(lMutex.Create(mName + "Mutex"));

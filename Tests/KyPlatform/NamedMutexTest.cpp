@@ -73,7 +73,7 @@ TEST_F(NamedMutexTest, OwnerTakesItAgainAndGivesItBackAsOften)
     EXPECT_EQ(WaitElsewhere(0), WaitResult::Done);
 }
 
-TEST_F(NamedMutexTest, ReleaseByWhoDoesNotOwnItFails)
+TEST_F(NamedMutexTest, ReleaseByAThreadThatDoesNotOwnItFails)
 {
     EXPECT_FALSE(mMutex.Release());
     ASSERT_EQ(mMutex.Wait(0), WaitResult::Done);

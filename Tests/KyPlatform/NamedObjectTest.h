@@ -5,12 +5,12 @@
 #include "KyPlatform/NamedSemaphore.h"
 #include "KyPlatform/SharedMemory.h"
 #include "Tests/KyPlatform/FailingSystem.h"
+#include "Tests/Support/ForEachNth.h"
 #include "Tests/Support/UniqueName.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
-#include <utility>
 
 inline bool CreateObject(KyPlatform::NamedMutex& aObject, const std::string& aName)
 {
@@ -123,27 +123,27 @@ TYPED_TEST_P(NamedObjectTest, NobodyElsesSessionIsReachedByAnUnusedNumber)
 
 TYPED_TEST_P(NamedObjectTest, FailureOfAnyCallLeavesItClosedAndTheNextTryWorks)
 {
-    int lCalls = 0;
-    for (int lFailing = 1; lFailing == 1 || lCalls >= lFailing - 1; ++lFailing)
-    {
-        TypeParam lHolder;
-        ASSERT_TRUE(CreateObject(lHolder, this->mName + "Held"));
+    const int lRefused = KyTest::ForEachNth(
+        [this](int aNth, int& aCount)
         {
-            const FailingSystem lSystem(lFailing);
+            TypeParam lHolder;
+            ASSERT_TRUE(CreateObject(lHolder, this->mName + "Held"));
+            {
+                const FailingSystem lSystem(aNth);
+                TypeParam lNew;
+                TypeParam lOpened;
+                const bool lCreated = CreateObject(lNew, this->mName);
+                EXPECT_EQ(lCreated, lNew.IsValid());
+                const bool lFound = lOpened.Open(this->mName + "Held");
+                EXPECT_EQ(lFound, lOpened.IsValid());
+                aCount = FailingSystem::GetCalls();
+            }
             TypeParam lNew;
             TypeParam lOpened;
-            const bool lCreated = CreateObject(lNew, this->mName);
-            EXPECT_EQ(lCreated, lNew.IsValid()) << lFailing;
-            const bool lFound = lOpened.Open(this->mName + "Held");
-            EXPECT_EQ(lFound, lOpened.IsValid()) << lFailing;
-            lCalls = FailingSystem::GetCalls();
-        }
-        TypeParam lNew;
-        TypeParam lOpened;
-        EXPECT_TRUE(CreateObject(lNew, this->mName)) << lFailing;
-        EXPECT_TRUE(lOpened.Open(this->mName + "Held")) << lFailing;
-    }
-    EXPECT_GE(lCalls, 2);
+            EXPECT_TRUE(CreateObject(lNew, this->mName));
+            EXPECT_TRUE(lOpened.Open(this->mName + "Held"));
+        });
+    EXPECT_GE(lRefused, 2);
 }
 
 REGISTER_TYPED_TEST_SUITE_P(NamedObjectTest, IsClosedAtFirst, CannotBeOpenedBeforeItIsMade,

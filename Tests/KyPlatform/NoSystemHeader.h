@@ -1,7 +1,7 @@
 #pragma once
 
 /// \file
-/// Included behind a contract header: nothing of a system may have come in with it.
+/// Included after a contract header: nothing of a system may have come in with it.
 
 #if defined(_WINDOWS_) || defined(_WINDEF_) || defined(_WINBASE_) || defined(WINAPI)
 #error "a contract header lets windows.h out"

@@ -54,7 +54,7 @@ TEST_F(SharedMemoryTest, ExistingOneIsTakenAsItIs)
     EXPECT_EQ(GetBytes(lSecond)[4999], 7);
 }
 
-TEST_F(SharedMemoryTest, TellsTheSizeItWasMadeWith)
+TEST_F(SharedMemoryTest, ReportsTheSizeItWasMadeWith)
 {
     SharedMemory lFirst;
     SharedMemory lSecond;

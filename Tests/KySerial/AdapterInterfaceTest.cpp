@@ -13,21 +13,21 @@ namespace
 {
 
 // One more function than the interface: its slot is the number of functions of the interface.
-class BehindAdapter : public IKyDeviceAdapter
+class ExtendedAdapter : public IKyDeviceAdapter
 {
 public:
-    virtual void Behind() = 0;
+    virtual void Added() = 0;
 };
 
-class BehindSink : public IKyDeviceEventSink
+class ExtendedSink : public IKyDeviceEventSink
 {
 public:
-    virtual void Behind() = 0;
+    virtual void Added() = 0;
 };
 
 TEST(AdapterInterfaceTest, HasThirtyOneFunctionsAndNoDestructorAmongThem)
 {
-    EXPECT_EQ(GetVirtualSlot(&BehindAdapter::Behind), 31);
+    EXPECT_EQ(GetVirtualSlot(&ExtendedAdapter::Added), 31);
     EXPECT_FALSE(std::has_virtual_destructor_v<IKyDeviceAdapter>);
     EXPECT_EQ(sizeof(IKyDeviceAdapter), sizeof(void*));
 }
@@ -74,7 +74,7 @@ TEST(EventSinkInterfaceTest, HasTwoFunctionsInOrderAndNoData)
 {
     EXPECT_EQ(GetVirtualSlot(&IKyDeviceEventSink::NotifyEvent), 0);
     EXPECT_EQ(GetVirtualSlot(&IKyDeviceEventSink::NotifyFeatureInvalidated), 1);
-    EXPECT_EQ(GetVirtualSlot(&BehindSink::Behind), 2);
+    EXPECT_EQ(GetVirtualSlot(&ExtendedSink::Added), 2);
     EXPECT_FALSE(std::has_virtual_destructor_v<IKyDeviceEventSink>);
     EXPECT_EQ(sizeof(IKyDeviceEventSink), sizeof(void*));
 }

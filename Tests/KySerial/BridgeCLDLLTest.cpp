@@ -201,7 +201,7 @@ TEST_F(BridgeCLDLLTest, TheDeviceIsSetToTheClientsRateBeforeEachBlock)
     EXPECT_NE(lCalls.at(1), "SetFeatureFromString(Bulk1BaudRate, \"Baud38400\")"); // it has that already
 }
 
-TEST_F(BridgeCLDLLTest, ARequestThatIsNoneBecomesZero)
+TEST_F(BridgeCLDLLTest, ARequestThatNamesNoRateBecomesZero)
 {
     Start();
     for (const uint32_t lRequest : {0U, 0x03U, 0x20U, 0xFFFFFFFFU})
@@ -230,7 +230,7 @@ TEST_F(BridgeCLDLLTest, ADeviceThatRefusesIsCountedLoggedAndTheBridgeGoesOn)
     EXPECT_EQ(mBridge->GetTransferErrors(), 1U);
 }
 
-TEST_F(BridgeCLDLLTest, ASpoiltFifoIsCountedAndLogged)
+TEST_F(BridgeCLDLLTest, ADamagedFifoIsCountedAndLogged)
 {
     Start();
     KyPlatform::SharedMemory lMemory;

@@ -86,7 +86,7 @@ inline void SendUpstream(ScriptedAdapter& aDevice, const std::string& aText)
     aDevice.Invalidate("EventBulk1UpstreamDataBuffer");
 }
 
-/// The line of UART 0 takes half a millisecond for each byte, until it is told otherwise by OnCall().
+/// The line of UART 0 takes half a millisecond for each byte, until OnCall() changes that.
 inline void MakeUartSlow(ScriptedAdapter& aDevice)
 {
     aDevice.OnCall(Slot::WriteRegister,

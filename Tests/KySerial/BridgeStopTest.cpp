@@ -176,7 +176,7 @@ TEST_F(BridgeStopTest, ASlowBulkPortDoesNotHoldTheStopUp)
     mDevice.OnCall(Slot::SetRegisterData, {});
 }
 
-TEST_F(BridgeStopTest, SpoiltFifosCostLittleAndDoNotHoldTheStopUp)
+TEST_F(BridgeStopTest, DamagedFifosCostLittleAndDoNotHoldTheStopUp)
 {
     const auto lSpoil = []
     {

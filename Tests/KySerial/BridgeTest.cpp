@@ -1,6 +1,5 @@
 #include "KySerial/BridgeFixture.h"
 
-#include "JxUtilsLib/Thread.h"
 #include "PortMap.h"
 
 #include <thread>

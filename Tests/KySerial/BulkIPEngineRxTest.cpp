@@ -36,7 +36,7 @@ protected:
     BulkIPEngine mEngine;
 };
 
-TEST_F(BulkIPEngineRxTest, TakesEveryByteBehindTheStatus)
+TEST_F(BulkIPEngineRxTest, TakesEveryByteAfterTheStatus)
 {
     EXPECT_EQ(Receive(0x9000, 0x100, {1, 2, 3, 4, 5}), (Bytes{1, 2, 3, 4, 5}));
     EXPECT_EQ(TakeLogOf("BulkIPEngine"), (Lines{RxLine(5)}));

@@ -1,10 +1,6 @@
 #include "KySerial/BusTest.h"
 
-#include "DeviceI2CBus.h"
-#include "KySerial/KyDeviceI2CBus.h"
-
 #include <chrono>
-#include <type_traits>
 
 using namespace KyTest;
 using namespace KySerialLib;
@@ -12,22 +8,7 @@ using namespace KySerialLib;
 namespace
 {
 
-constexpr char cName[] = "KySerialLib::DeviceI2CBus::";
 constexpr char cNoBuffer[] = "aBuffer pointer cannot be NULL.";
-constexpr char cNoI2C[] = "I2C Bus is not supported with this device";
-constexpr char cNotSupported[] = "The specified port is not supported by this device.";
-constexpr char cInUse[] = "The specified port is already in use.";
-
-// A line of the bus itself.
-LogLine Failure(const std::string& aFunction, const std::string& aText)
-{
-    return {PriorityError, cName + aFunction, aText};
-}
-
-std::string NotOpenText(const std::string& aFunction)
-{
-    return cName + aFunction + " failed. You must first call Open before using this function";
-}
 
 LogLine BadPort(int aPort)
 {
@@ -62,32 +43,13 @@ protected:
         ASSERT_THAT(this->Open(2), IsOK());
         this->Forget();
     }
-
-    // A write to a closed or missing engine fails with NOT_OPEN and this function in its text.
-    void ExpectNotOpen(const KyResult& aResult, const std::string& aFunction)
-    {
-        EXPECT_THAT(aResult, IsResult(KyResult::NOT_OPEN, NotOpenText(aFunction).c_str()));
-        EXPECT_EQ(this->TakeLogOf("DeviceI2CBus"), (Lines{Failure(aFunction, NotOpenText(aFunction))}));
-    }
 };
 
 using Buses = testing::Types<DeviceI2CBus, KyDeviceI2CBus>;
-class BusNames
-{
-public:
-    template<typename Bus>
-    static std::string GetName(int /*aIndex*/)
-    {
-        return std::is_same_v<Bus, DeviceI2CBus> ? "Internal" : "Public";
-    }
-};
 TYPED_TEST_SUITE(I2CBusTest, Buses, BusNames);
 
-TYPED_TEST(I2CBusTest, IsNotOpenBeforeOpen)
+TYPED_TEST(I2CBusTest, OperationsBeforeOpenAreRefused)
 {
-    EXPECT_FALSE(this->mBus->IsOpened());
-    EXPECT_EQ(this->TakeLogOf("DeviceI2CBus"), (Lines{Failure("IsOpened", NotOpenText("IsOpened"))}));
-    this->ExpectNotOpen(this->mBus->Close(), "Close");
     this->ExpectNotOpen(this->mBus->MasterTransmitter(1, this->mBytes, 1, false, false), "MasterTransmitter");
     this->ExpectNotOpen(
         this->mBus->MasterReceiverAfterFirstByte(1, this->mBytes, 1, this->mGot, false, false),
@@ -98,11 +60,6 @@ TYPED_TEST(I2CBusTest, IsNotOpenBeforeOpen)
     this->ExpectNotOpen(this->mBus->IndirectBurstWrite(1, 2, this->mBytes, 1, false), "MasterTransmitter");
     this->ExpectNotOpen(this->mBus->IndirectBurstRead(1, 2, this->mBytes, 1, this->mGot, false, false),
                         "MasterTransmitter");
-    this->DisableEveryPriority();
-    EXPECT_FALSE(this->mBus->IsOpened());
-    EXPECT_THAT(this->mBus->Close(), IsResult(KyResult::NOT_OPEN, NotOpenText("Close").c_str()));
-    this->mBus.reset();
-    EXPECT_EQ(this->TakeLog(), Lines());
 }
 
 TYPED_TEST(I2CBusTest, OpensBulk0WithRegistersAfterBothQuestions)
@@ -159,75 +116,13 @@ TYPED_TEST(I2CBusTest, DoesNotOpenWithoutI2C)
 {
     this->NoRegisters();
     this->NoFeatures();
-    EXPECT_THAT(this->Open(2), IsResult(KyResult::UNSUPPORTED, cNoI2C));
+    EXPECT_THAT(this->Open(2), IsResult(KyResult::UNSUPPORTED, this->cUnsupported));
     EXPECT_EQ(this->mDevice.TakeCalls(), Join({cAskI2CRegisters, AskProtocol(0, "I2C")}));
-    EXPECT_EQ(this->TakeLogOf("DeviceI2CBus"), (Lines{Failure("Open", cNoI2C)}));
+    EXPECT_EQ(this->TakeLogOf("DeviceI2CBus"), (Lines{this->Failure("Open", this->cUnsupported)}));
     this->ExpectNotOpen(this->mBus->Close(), "Close"); // no engine was chosen
-    EXPECT_THAT(this->Open(3), IsResult(KyResult::UNSUPPORTED, cNoI2C));
-    EXPECT_EQ(this->TakeLog(), (Lines{BadPort(3), Failure("Open", cNoI2C)}));
+    EXPECT_THAT(this->Open(3), IsResult(KyResult::UNSUPPORTED, this->cUnsupported));
+    EXPECT_EQ(this->TakeLog(), (Lines{BadPort(3), this->Failure("Open", this->cUnsupported)}));
     EXPECT_EQ(this->mAsserts.Take(), Broken({"false"}));
-}
-
-TYPED_TEST(I2CBusTest, DoesNotOpenWithoutADevice)
-{
-    EXPECT_THAT(this->mBus->Open(nullptr, KyDeviceSerialBulk0), IsResult(KyResult::UNSUPPORTED, cNoI2C));
-    EXPECT_EQ(this->TakeLog(),
-              (Lines{{PriorityError, "KySerialLib::BulkIPEngine::IsI2CSupported", "Device pointer is NULL."},
-                     {PriorityError, "KySerialLib::IRegisterSerialPort::IsProtocolSupported",
-                      "Device pointer is NULL."},
-                     Failure("Open", cNoI2C)}));
-}
-
-TYPED_TEST(I2CBusTest, DoesNotOpenOnPortsThatAreNoBulkPorts)
-{
-    for (const int lPort : {-1, 0, 1, 10, -5})
-    {
-        EXPECT_THAT(this->Open(lPort), IsResult(KyResult::UNSUPPORTED, cNoI2C));
-        EXPECT_EQ(this->TakeLog(), (Lines{BadPort(lPort), Failure("Open", cNoI2C)}));
-        EXPECT_EQ(this->mAsserts.Take(), Broken({"false"}));
-    }
-}
-
-TYPED_TEST(I2CBusTest, RefusesAPortThatTheDeviceClaimsButThatIsNoBulkPort)
-{
-    this->OfferNamelessFeatures();
-    for (const int lPort : {-1, 0, 1, 10})
-    {
-        EXPECT_THAT(this->Open(lPort), IsResult(KyResult::BAD_PARAMETER, cNotSupported));
-        EXPECT_EQ(this->TakeLog(), (Lines{BadPort(lPort), Failure("Open", cNotSupported)}));
-        EXPECT_EQ(this->mAsserts.Take(), Broken({"false"}));
-        this->ExpectNotOpen(this->mBus->Close(), "Close");
-    }
-}
-
-TYPED_TEST(I2CBusTest, KeepsAnEngineThatDidNotOpen)
-{
-    ASSERT_TRUE(PortMap::GetInstance().Lock(&this->mDevice, KyDeviceSerialBulk0));
-    EXPECT_THAT(this->Open(2), IsResult(KyResult::FAILURE, cInUse));
-    this->TakeLog();
-    EXPECT_FALSE(this->mBus->IsOpened());
-    EXPECT_EQ(this->TakeLog(), Lines()); // there is an engine now, which is closed
-    EXPECT_THAT(this->mBus->BurstWrite(1, this->mBytes, 1, false),
-                IsResult(KyResult::NO_CONNECTION, "Device pointer is NULL."));
-    EXPECT_THAT(this->mBus->Close(), IsResult(KyResult::NO_CONNECTION, "Device pointer is NULL."));
-    ASSERT_TRUE(PortMap::GetInstance().Unlock(&this->mDevice, KyDeviceSerialBulk0));
-    EXPECT_THAT(this->Open(2), IsOK());
-    EXPECT_TRUE(this->mBus->IsOpened());
-}
-
-TYPED_TEST(I2CBusTest, FindsItsOwnPortInUseWhenOpenedTwice)
-{
-    for (const int lPort : {2, 3})
-    {
-        ASSERT_THAT(this->Open(lPort), IsOK());
-        EXPECT_THAT(this->Open(lPort), IsResult(KyResult::FAILURE, cInUse));
-        EXPECT_FALSE(this->mBus->IsOpened());
-        EXPECT_FALSE(this->IsFree(lPort));
-        this->mDevice.SendEvent(0x9000, Words({0xFFFFFFFF, 1})); // the former engine's sink is still safe
-        this->mDevice.Invalidate("EventBulk1UpstreamDataBuffer");
-    }
-    EXPECT_EQ(this->mDevice.GetSinks().size(), 2U);
-    this->mAsserts.Take();
 }
 
 TYPED_TEST(I2CBusTest, KeepsEarlierPortsWhenOpenedOnAnother)
@@ -244,32 +139,7 @@ TYPED_TEST(I2CBusTest, KeepsEarlierPortsWhenOpenedOnAnother)
     this->mAsserts.Take();
 }
 
-TYPED_TEST(I2CBusTest, ClosesWhenDestroyed)
-{
-    for (const int lPort : {2, 7})
-    {
-        this->mBus = std::make_unique<TypeParam>();
-        ASSERT_THAT(this->Open(lPort), IsOK());
-        this->Forget();
-        this->mBus.reset();
-        EXPECT_EQ(this->TakeLog(), Lines());
-        EXPECT_TRUE(this->IsFree(lPort));
-        EXPECT_TRUE(this->mDevice.GetSinks().empty());
-    }
-    this->mAsserts.Take();
-}
-
-TYPED_TEST(I2CBusTest, LeavesASafeSinkWhenDestroyedWithoutItsDevice)
-{
-    ASSERT_THAT(this->Open(2), IsOK());
-    this->mDevice.SetAnswer(Slot::IsConnected, false);
-    this->mBus.reset();
-    this->mDevice.SetAnswer(Slot::IsConnected, true);
-    EXPECT_EQ(this->mDevice.GetSinks().size(), 1U);
-    this->mDevice.SendEvent(0x9000, Words({0xFFFFFFFF, 1, 2, 3}));
-}
-
-TYPED_TEST(I2CBusTest, TellsWhetherADeviceHasABus)
+TYPED_TEST(I2CBusTest, ReportsWhetherADeviceHasABus)
 {
     EXPECT_TRUE(TypeParam::IsSupported(&this->mDevice, KyDeviceSerialBulk0));
     EXPECT_EQ(this->mDevice.TakeCalls(), AskProtocol(0, "I2C"));
@@ -338,7 +208,7 @@ TYPED_TEST(I2CBusTest, RefusesNullBuffersBeforeTheBusIsTouched)
     const auto lExpectRefusal = [this](const KyResult& aResult, const char* aFunction)
     {
         EXPECT_THAT(aResult, IsResult(KyResult::BAD_PARAMETER, cNoBuffer)) << aFunction;
-        EXPECT_EQ(this->TakeLogOf("DeviceI2CBus"), (Lines{Failure(aFunction, cNoBuffer)}));
+        EXPECT_EQ(this->TakeLogOf("DeviceI2CBus"), (Lines{this->Failure(aFunction, cNoBuffer)}));
     };
     constexpr char cSender[] = "MasterTransmitter";
     constexpr char cReceiver[] = "MasterReceiverAfterFirstByte";
@@ -359,7 +229,7 @@ TYPED_TEST(I2CBusTest, NullBuffersBeforeOpenAreNotOpen)
     EXPECT_EQ(this->mBus->IndirectBurstRead(1, 2, nullptr, 2, this->mGot, false, true).GetCode(),
               KyResult::NOT_OPEN);
     EXPECT_EQ(this->TakeLogOf("DeviceI2CBus"),
-              Lines(2, Failure("MasterTransmitter", NotOpenText("MasterTransmitter"))));
+              Lines(2, this->Failure("MasterTransmitter", this->NotOpenText("MasterTransmitter"))));
 }
 
 TYPED_TEST(I2CBusTest, RefusesSizesThatDoNotFitWithTheAddress)
@@ -394,7 +264,7 @@ TYPED_TEST(I2CBusTest, AsksForLongReadsWithALittleEndianCount)
     EXPECT_EQ(this->mDevice.TakeCalls()[1], "WriteMemory(0x80001e00, [a1 2c 01])");
 }
 
-TYPED_TEST(I2CBusTest, TellsHowManyBytesCameBeforeTheDeviceStoppedAnswering)
+TYPED_TEST(I2CBusTest, ReportsHowManyBytesCameBeforeTheDeviceStoppedAnswering)
 {
     this->OpenRegisters({0x31, 0x32});
     const auto lStart = std::chrono::steady_clock::now();
@@ -480,24 +350,6 @@ TYPED_TEST(I2CBusTest, PassesAFailureOfTheSecondTransferOn)
     EXPECT_THAT(this->mBus->IndirectBurstRead(0x50, 0x10, this->mBytes, 4, this->mGot, false, true),
                 IsResult(0x3334, "second"));
     EXPECT_EQ(this->mGot, 0xDEADU);
-}
-
-TEST(KyDeviceI2CBusTest, SharesItsBusByAssignmentAndHasNoCopyConstructor)
-{
-    EXPECT_FALSE(std::is_copy_constructible_v<KyDeviceI2CBus>);
-    EXPECT_TRUE(std::is_copy_assignable_v<KyDeviceI2CBus>);
-    ScriptedAdapter lDevice;
-    auto lOne = std::make_unique<KyDeviceI2CBus>();
-    auto lOther = std::make_unique<KyDeviceI2CBus>();
-    ASSERT_THAT(lOne->Open(&lDevice, KyDeviceSerialBulk0), IsOK());
-    *lOther = *lOne;
-    KyDeviceI2CBus& lSame = *lOther;
-    *lOther = lSame;
-    EXPECT_TRUE(lOther->IsOpened());
-    lOne.reset();
-    EXPECT_TRUE(lOther->IsOpened());
-    EXPECT_THAT(lOther->Close(), IsOK());
-    EXPECT_TRUE(lDevice.GetSinks().empty());
 }
 
 } // namespace

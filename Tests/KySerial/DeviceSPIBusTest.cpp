@@ -1,10 +1,6 @@
 #include "KySerial/BusTest.h"
 
-#include "DeviceSPIBus.h"
-#include "KySerial/KyDeviceSPIBus.h"
-
 #include <chrono>
-#include <type_traits>
 
 using namespace KyTest;
 using namespace KySerialLib;
@@ -12,32 +8,13 @@ using namespace KySerialLib;
 namespace
 {
 
-constexpr char cName[] = "KySerialLib::DeviceSPIBus::";
-constexpr char cNoSPI[] = "SPI Bus is not supported with this device";
-constexpr char cNotSupported[] = "The specified port is not supported by this device.";
 constexpr char cNoBuffer[] = "aBuffer pointer cannot be NULL.";
 constexpr char cTooLong[] = "SPI read and write only support up to 255 bytes";
-
-LogLine Failure(const std::string& aFunction, const std::string& aText)
-{
-    return {PriorityError, cName + aFunction, aText};
-}
-
-std::string NotOpenText(const std::string& aFunction)
-{
-    return cName + aFunction + " failed SPI. You must first call Open before using this function";
-}
 
 template<typename Bus>
 class SPIBusTest : public BusTest<Bus>
 {
 protected:
-    void ExpectNotOpen(const KyResult& aResult, const std::string& aFunction)
-    {
-        EXPECT_THAT(aResult, IsResult(KyResult::NOT_OPEN, NotOpenText(aFunction).c_str()));
-        EXPECT_EQ(this->TakeLogOf("DeviceSPIBus"), (Lines{Failure(aFunction, NotOpenText(aFunction))}));
-    }
-
     void OpenBulk0()
     {
         ASSERT_THAT(this->Open(2), IsOK());
@@ -46,29 +23,14 @@ protected:
 };
 
 using Buses = testing::Types<DeviceSPIBus, KyDeviceSPIBus>;
-class BusNames
-{
-public:
-    template<typename Bus>
-    static std::string GetName(int /*aIndex*/)
-    {
-        return std::is_same_v<Bus, DeviceSPIBus> ? "Internal" : "Public";
-    }
-};
 TYPED_TEST_SUITE(SPIBusTest, Buses, BusNames);
 
-TYPED_TEST(SPIBusTest, IsNotOpenBeforeOpen)
+TYPED_TEST(SPIBusTest, OperationsBeforeOpenAreRefused)
 {
-    EXPECT_FALSE(this->mBus->IsOpened());
-    EXPECT_EQ(this->TakeLogOf("DeviceSPIBus"), (Lines{Failure("IsOpened", NotOpenText("IsOpened"))}));
-    this->ExpectNotOpen(this->mBus->Close(), "Close");
     this->ExpectNotOpen(this->mBus->BurstRead(this->mBytes, 1, this->mGot, 0), "BurstRead");
     this->ExpectNotOpen(this->mBus->BurstWriteAndRead(this->mBytes, 1, 1, false, false), "BurstWriteAndRead");
     this->ExpectNotOpen(this->mBus->BurstWriteAndRead(this->mBytes, 256, 1, false, false),
                         "BurstWriteAndRead");
-    this->DisableEveryPriority();
-    EXPECT_FALSE(this->mBus->IsOpened());
-    EXPECT_EQ(this->TakeLog(), Lines());
 }
 
 TYPED_TEST(SPIBusTest, OpensEachBulkPortWithFeatures)
@@ -93,63 +55,13 @@ TYPED_TEST(SPIBusTest, OpensEachBulkPortWithFeatures)
 TYPED_TEST(SPIBusTest, DoesNotOpenWithoutSPI)
 {
     this->mDevice.SetEntry("BulkMode", "SPI", false); // I2C is still there
-    EXPECT_THAT(this->Open(2), IsResult(KyResult::UNSUPPORTED, cNoSPI));
+    EXPECT_THAT(this->Open(2), IsResult(KyResult::UNSUPPORTED, this->cUnsupported));
     EXPECT_EQ(this->mDevice.TakeCalls(), AskProtocol(0, "SPI"));
-    EXPECT_EQ(this->TakeLogOf("DeviceSPIBus"), (Lines{Failure("Open", cNoSPI)}));
+    EXPECT_EQ(this->TakeLogOf("DeviceSPIBus"), (Lines{this->Failure("Open", this->cUnsupported)}));
     this->ExpectNotOpen(this->mBus->Close(), "Close");
 }
 
-TYPED_TEST(SPIBusTest, DoesNotOpenWithoutADevice)
-{
-    EXPECT_THAT(this->mBus->Open(nullptr, KyDeviceSerialBulk0), IsResult(KyResult::UNSUPPORTED, cNoSPI));
-    EXPECT_EQ(this->TakeLog(), (Lines{{PriorityError, "KySerialLib::IRegisterSerialPort::IsProtocolSupported",
-                                       "Device pointer is NULL."},
-                                      Failure("Open", cNoSPI)}));
-}
-
-TYPED_TEST(SPIBusTest, DoesNotOpenOnPortsThatAreNoBulkPorts)
-{
-    for (const int lPort : {-1, 0, 1, 10, -5})
-    {
-        EXPECT_THAT(this->Open(lPort), IsResult(KyResult::UNSUPPORTED, cNoSPI));
-        EXPECT_EQ(this->TakeLog(), (Lines{Failure("Open", cNoSPI)}));
-    }
-}
-
-TYPED_TEST(SPIBusTest, RefusesAPortThatTheDeviceClaimsButThatIsNoBulkPort)
-{
-    this->OfferNamelessFeatures();
-    for (const int lPort : {-1, 0, 1, 10})
-    {
-        EXPECT_THAT(this->Open(lPort), IsResult(KyResult::BAD_PARAMETER, cNotSupported));
-        EXPECT_EQ(this->TakeLog(), (Lines{Failure("Open", cNotSupported)}));
-        this->ExpectNotOpen(this->mBus->Close(), "Close");
-    }
-}
-
-TYPED_TEST(SPIBusTest, ReplacesItsEngineAtEveryOpen)
-{
-    ASSERT_THAT(this->Open(3), IsOK());
-    EXPECT_THAT(this->Open(3), IsResult(KyResult::FAILURE, "The specified port is already in use."));
-    EXPECT_FALSE(this->mBus->IsOpened());
-    EXPECT_THAT(this->mBus->Close(), IsResult(KyResult::NO_CONNECTION, "Device pointer is NULL."));
-    EXPECT_THAT(this->Open(4), IsOK());
-    EXPECT_EQ(this->mDevice.GetSinks().size(), 2U);
-    this->mDevice.SetInteger("EventBulk1UpstreamDataLength", 3);
-    this->mDevice.Invalidate("EventBulk1UpstreamDataBuffer"); // the former engine's sink is still safe
-    EXPECT_THAT(this->mBus->Close(), IsOK());
-}
-
-TYPED_TEST(SPIBusTest, ClosesWhenDestroyed)
-{
-    this->OpenBulk0();
-    this->mBus.reset();
-    EXPECT_EQ(this->TakeLog(), Lines());
-    EXPECT_TRUE(this->IsFree(2));
-    EXPECT_TRUE(this->mDevice.GetSinks().empty());
-}
-
-TYPED_TEST(SPIBusTest, TellsWhetherADeviceHasABus)
+TYPED_TEST(SPIBusTest, ReportsWhetherADeviceHasABus)
 {
     for (int lPort = -1; lPort <= 10; ++lPort)
     {
@@ -200,7 +112,7 @@ TYPED_TEST(SPIBusTest, TakesSizesUpTo255)
     {
         EXPECT_THAT(this->mBus->BurstWriteAndRead(lData.data(), lWrite, lRead, false, false),
                     IsResult(KyResult::BAD_PARAMETER, cTooLong));
-        EXPECT_EQ(this->TakeLogOf("DeviceSPIBus"), (Lines{Failure("BurstWriteAndRead", cTooLong)}));
+        EXPECT_EQ(this->TakeLogOf("DeviceSPIBus"), (Lines{this->Failure("BurstWriteAndRead", cTooLong)}));
     }
     EXPECT_EQ(this->mDevice.TakeCalls(), Calls());
 }
@@ -211,14 +123,14 @@ TYPED_TEST(SPIBusTest, RefusesNullBuffers)
     this->Forget();
     EXPECT_THAT(this->mBus->BurstWriteAndRead(nullptr, 3, 0, false, false),
                 IsResult(KyResult::BAD_PARAMETER, cNoBuffer));
-    EXPECT_EQ(this->TakeLogOf("DeviceSPIBus"), (Lines{Failure("BurstWriteAndRead", cNoBuffer)}));
+    EXPECT_EQ(this->TakeLogOf("DeviceSPIBus"), (Lines{this->Failure("BurstWriteAndRead", cNoBuffer)}));
     for (const uint32_t lSize : {3U, 0U})
     {
         this->mGot = 99;
         EXPECT_THAT(this->mBus->BurstRead(nullptr, lSize, this->mGot, 0),
                     IsResult(KyResult::BAD_PARAMETER, cNoBuffer));
         EXPECT_EQ(this->mGot, 0U);
-        EXPECT_EQ(this->TakeLogOf("DeviceSPIBus"), (Lines{Failure("BurstRead", cNoBuffer)}));
+        EXPECT_EQ(this->TakeLogOf("DeviceSPIBus"), (Lines{this->Failure("BurstRead", cNoBuffer)}));
     }
     EXPECT_EQ(this->mDevice.TakeCalls(), Calls());
 }
@@ -259,24 +171,6 @@ TYPED_TEST(SPIBusTest, PassesTheEnginesFailuresOn)
     EXPECT_THAT(this->mBus->BurstWriteAndRead(this->mBytes, 1, 0, false, false),
                 IsResult(KyResult::NO_CONNECTION, "Device pointer is NULL."));
     EXPECT_THAT(this->mBus->Close(), IsResult(KyResult::NO_CONNECTION, "Device pointer is NULL."));
-}
-
-TEST(KyDeviceSPIBusTest, SharesItsBusByAssignmentAndHasNoCopyConstructor)
-{
-    EXPECT_FALSE(std::is_copy_constructible_v<KyDeviceSPIBus>);
-    EXPECT_TRUE(std::is_copy_assignable_v<KyDeviceSPIBus>);
-    ScriptedAdapter lDevice;
-    auto lOne = std::make_unique<KyDeviceSPIBus>();
-    auto lOther = std::make_unique<KyDeviceSPIBus>();
-    ASSERT_THAT(lOne->Open(&lDevice, KyDeviceSerialBulk0), IsOK());
-    *lOther = *lOne;
-    KyDeviceSPIBus& lSame = *lOther;
-    *lOther = lSame;
-    EXPECT_TRUE(lOther->IsOpened());
-    lOne.reset();
-    EXPECT_TRUE(lOther->IsOpened());
-    EXPECT_THAT(lOther->Close(), IsOK());
-    EXPECT_TRUE(lDevice.GetSinks().empty());
 }
 
 } // namespace

@@ -2,15 +2,12 @@
 #include "KySerial/DeviceProtocol.h"
 #include "KySerial/KyDeviceI2CBus.h"
 #include "KySerial/KyDeviceSerialPort.h"
-#include "KySerial/KySerialBridge.h"
 #include "SerialPortIPEngine.h"
 #include "Support/RecordingLogSink.h"
 #include "Support/ResultMatcher.h"
 #include "Support/ScriptedAdapter.h"
 
 #include <gtest/gtest.h>
-
-#include <vector>
 
 namespace
 {

@@ -57,7 +57,7 @@ inline Calls ReleaseFeatures(int aIndex)
                  cIdentify});
 }
 
-/// The calls less the questions for the byte order, whose number is nobody's business.
+/// The calls less the questions for the byte order, whose number does not matter.
 inline Calls WithoutByteOrder(Calls aCalls)
 {
     std::erase(aCalls, "IsGigEVision");

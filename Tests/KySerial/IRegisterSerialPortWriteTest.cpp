@@ -1,6 +1,5 @@
 #include "KySerial/FeatureEngineTest.h"
 
-#include <bit>
 #include <cstring>
 #include <limits>
 
@@ -138,7 +137,7 @@ TEST_F(IRegisterSerialPortWriteTest, CarriesTheControlFlagsInTheHeader)
     }
 }
 
-TEST_F(IRegisterSerialPortWriteTest, UsesHostByteOrderBehindTheOtherTransport)
+TEST_F(IRegisterSerialPortWriteTest, UsesHostByteOrderOverTheOtherTransport)
 {
     UseHostByteOrder();
     mEngine.SetI2CStop(true);
@@ -201,7 +200,7 @@ TEST_F(IRegisterSerialPortWriteTest, FillsFeaturesOfEveryLength)
     }
 }
 
-TEST_F(IRegisterSerialPortWriteTest, RefusesAFeatureWithoutRoomBehindTheHeader)
+TEST_F(IRegisterSerialPortWriteTest, RefusesAFeatureWithoutRoomAfterTheHeader)
 {
     for (const int64_t lLength : {8, 7, 4, 1, 0, -1, -1000})
     {
@@ -396,7 +395,7 @@ TEST_F(IRegisterSerialPortSPITest, HasNoControlFlags)
     EXPECT_EQ(Part(TakeMessages()[0], 0, 4), Bytes(4));
 }
 
-TEST_F(IRegisterSerialPortSPITest, UsesHostByteOrderBehindTheOtherTransport)
+TEST_F(IRegisterSerialPortSPITest, UsesHostByteOrderOverTheOtherTransport)
 {
     UseHostByteOrder();
     EXPECT_THAT(Transfer(Count(300), 2, false, true), IsOK());
@@ -424,7 +423,7 @@ TEST_F(IRegisterSerialPortSPITest, SplitsLongTransfersIntoEqualOnes)
                                   Join({Bytes(4), NetworkWord(96), {92, 9, 0, 1}, Part(lAll, 508, 92)})}));
 }
 
-TEST_F(IRegisterSerialPortSPITest, RefusesAFeatureWithoutRoomBehindTheHeader)
+TEST_F(IRegisterSerialPortSPITest, RefusesAFeatureWithoutRoomAfterTheHeader)
 {
     for (const int64_t lLength : {12, 11, 8, 0, -1})
     {

@@ -29,7 +29,7 @@ class KyDeviceSerialPortTest : public EngineTest
 protected:
     void SetSize(uint32_t aSize) { EXPECT_THAT(mPort->SetRxBufferSize(aSize), IsOK()); }
 
-    // Tells whether the engine has been replaced since SetSize().
+    // Whether the engine has been replaced since SetSize().
     uint32_t GetSize()
     {
         uint32_t lSize = 0;
@@ -346,7 +346,7 @@ TEST_F(KyDeviceSerialPortTest, ReadsAnEmptyBufferAfterClose)
     EXPECT_EQ(GetSize(), 50U);
 }
 
-TEST_F(KyDeviceSerialPortTest, TellsWhichPortsADeviceHas)
+TEST_F(KyDeviceSerialPortTest, ReportsWhichPortsADeviceHas)
 {
     for (int lPort = -3; lPort <= 12; ++lPort)
     {
@@ -375,7 +375,7 @@ TEST_F(KyDeviceSerialPortTest, AsksForTheFeaturesOfBulk0BeforeItsRegisters)
     EXPECT_EQ(TakeLog(), Lines());
 }
 
-TEST_F(KyDeviceSerialPortTest, TellsThatNoDeviceHasNoPorts)
+TEST_F(KyDeviceSerialPortTest, ReportsNoPortsWithoutADevice)
 {
     for (int lPort = -1; lPort <= 10; ++lPort)
     {

@@ -131,7 +131,7 @@ TEST_F(PortMapTest, KeepsPortsOfOneDeviceApart)
     }
 }
 
-TEST_F(PortMapTest, KnowsADeviceBehindTwoAdapters)
+TEST_F(PortMapTest, KnowsADeviceThatTwoAdaptersReach)
 {
     mDevice.SetInteger("GevMACAddress", 0x00111C010204);
     mOther.SetInteger("GevMACAddress", 0x00111C010204);
@@ -148,7 +148,7 @@ TEST_F(PortMapTest, KeepsDevicesApart)
     EXPECT_TRUE(mMap.Lock(&mOther, KyDeviceSerialBulk0));
 }
 
-TEST_F(PortMapTest, CannotTellUnreadableDevicesApart)
+TEST_F(PortMapTest, TakesUnreadableDevicesForOne)
 {
     mDevice.Fail(Slot::GetIntegerValue);
     mOther.Fail(Slot::GetIntegerValue);

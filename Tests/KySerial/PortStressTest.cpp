@@ -23,7 +23,7 @@ protected:
         mDevice.SetInteger("EventBulk3UpstreamDataLength", 100);
     }
 
-    // The device: bytes and confirmations for every kind of port, until it is told to stop.
+    // The device: bytes and confirmations for every kind of port, until it has to stop.
     void Storm()
     {
         const Bytes lEvent = Words({0x190F, 1, 2, 3, 4, 5, 6, 7});

@@ -80,7 +80,7 @@ TEST(ScriptedAdapterTest, IsGoneFromTheCallThatWasAskedFor)
     EXPECT_THAT(lAdapter.WriteRegister(1, 5), IsResult(KyResult::NO_CONNECTION, "gone"));
 }
 
-TEST(ScriptedAdapterTest, TellsTheRegisteredSinks)
+TEST(ScriptedAdapterTest, ReportsTheRegisteredSinks)
 {
     ScriptedAdapter lAdapter;
     RecordingSink lSink;

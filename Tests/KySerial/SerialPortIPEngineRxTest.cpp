@@ -26,7 +26,7 @@ protected:
         return ReadAll(mEngine);
     }
 
-    // Lets a write fail with data register aData; tells how often the register was read for it.
+    // Lets a write fail with data register aData; returns how often the register was read for it.
     int Drain(uint32_t aRegister, uint32_t aData)
     {
         mDevice.SetRegister(aRegister, aData);

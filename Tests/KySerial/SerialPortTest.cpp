@@ -38,11 +38,11 @@ public:
     }
 };
 
-// One function behind the engines' contract.
-class BehindPort : public DeviceSerialPort
+// One more function than the engines' contract: its slot is the number of functions of the contract.
+class ExtendedPort : public DeviceSerialPort
 {
 public:
-    virtual void Behind() = 0;
+    virtual void Added() = 0;
 };
 
 class SerialPortTest : public EngineTest
@@ -103,7 +103,7 @@ TEST_F(SerialPortTest, KeepsTheElevenSlotsOfTheEnginesInOrder)
     EXPECT_EQ(GetVirtualSlot(&SerialPort::GetRxBufferSize), 8 + 1);
     EXPECT_EQ(GetVirtualSlot(&SerialPort::SetRxBufferSize), 9 + 1);
     EXPECT_EQ(GetVirtualSlot(&DeviceSerialPort::Open), 10 + 1);
-    EXPECT_EQ(GetVirtualSlot(&BehindPort::Behind), 11 + 1);
+    EXPECT_EQ(GetVirtualSlot(&ExtendedPort::Added), 11 + 1);
     EXPECT_EQ(GetVirtualSlot(&SerialPort::Read), -1);
     EXPECT_TRUE(std::is_abstract_v<SerialPort>);
     EXPECT_TRUE(std::is_abstract_v<DeviceSerialPort>);
@@ -287,7 +287,7 @@ TEST_F(SerialPortTest, RefusesANullBufferAndKeepsTheBytes)
     EXPECT_EQ(mLog.Take(), (std::vector<KyTest::LogLine>{lLine, lLine}));
 }
 
-TEST_F(SerialPortTest, FindsNothingWhenItIsWokenForNothing)
+TEST_F(SerialPortTest, FindsNothingWhenItIsWokenWithoutAByte)
 {
     // One cell holds nothing, but the byte that gets lost wakes the reader.
     SetSize(1);

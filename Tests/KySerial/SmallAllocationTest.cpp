@@ -8,6 +8,7 @@
 #include "KySerial/BridgeFixture.h"
 #include "Platform/PseudoTerminal.h"
 #include "Support/AllocationCounter.h"
+#include "Support/ForEachNth.h"
 #include "Support/PrivateSession.h"
 #include "Support/RecordingLogSink.h"
 #include "clserzmo/clser.h"
@@ -92,8 +93,7 @@ TEST(SmallAllocationTest, ClientWithoutMemoryGetsTheCodeForThat)
     ASSERT_THAT(lBridge.OpenSharedMem("Server"), IsOK());
     KySerialLib::SharedRegistry lRegistry(true);
     int lRefused = 0;
-    bool lDone = false;
-    for (int lFailing = 1; !lDone; lFailing += 7)
+    const auto lUse = [&](int aNth, int& aCount)
     {
         // Who has no memory to look for a server takes it for gone.
         ASSERT_TRUE(lRegistry.SetServerActive("Server", true));
@@ -102,19 +102,20 @@ TEST(SmallAllocationTest, ClientWithoutMemoryGetsTheCodeForThat)
         char lByte = 'x';
         bool lIsRefused = false;
         {
-            const AllocationCounter lNoMemory(lFailing);
+            const AllocationCounter lNoMemory(aNth);
             const auto lNote = [&](CLINT32 aCode)
             { lIsRefused = lIsRefused || aCode == CL_ERR_OUT_OF_MEMORY; };
             lNote(clGetNumSerialPorts(&lCount));
             lNote(clSerialInit(0, &lPort));
             lCount = 1;
             lNote(clSerialWrite(lPort, &lByte, &lCount, 0));
-            lDone = AllocationCounter::GetCount() < lFailing;
+            aCount = AllocationCounter::GetCount();
         }
         clSerialClose(lPort);
         lRefused += lIsRefused ? 1 : 0;
-        EXPECT_TRUE(!lDone || lCount == 1) << lFailing;
-    }
+        EXPECT_TRUE(aCount >= aNth || lCount == 1);
+    };
+    ForEachNth(lUse, 1, 7);
     EXPECT_GT(lRefused, 2);
 }
 

@@ -282,7 +282,7 @@ protected:
     int mFailures = 0;
 };
 
-TEST_P(TortureTest, LeavesNothingBehindWhateverCallIsSpoilt)
+TEST_P(TortureTest, LeavesNothingOpenWhicheverCallFails)
 {
     const Fault lFault = std::get<1>(GetParam());
     {

@@ -125,7 +125,7 @@ TEST_F(BulkWaitTest, WaitsAfterTheLastChunkForTheTimeOfThatChunk)
     EXPECT_TRUE(TakesLessThan(milliseconds(280), [this] { WriteInVain(257, 1); }));
 }
 
-TEST_F(BulkWaitTest, DoesNotWaitForNothingThatWasSent)
+TEST_F(BulkWaitTest, DoesNotWaitWhenNothingWasSent)
 {
     Open(cUart);
     EXPECT_TRUE(TakesLessThan(milliseconds(100), [this] { WriteInVain(0, 0); }));

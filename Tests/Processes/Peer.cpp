@@ -6,7 +6,6 @@
 #include "sharedregistry.h"
 
 #include <array>
-#include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <iostream>
@@ -57,7 +56,7 @@ int Echo(const Arguments& aArguments)
 }
 
 /// hold NAME [WORD BYTES]: takes the lock of the FIFO, adds BYTES to the header's WORD without telling
-/// anybody, and then does as it is told.
+/// anybody, and then does what it reads.
 int Hold(const Arguments& aArguments)
 {
     KyPlatform::NamedMutex lMutex;
@@ -88,7 +87,7 @@ int Hold(const Arguments& aArguments)
     return 0;
 }
 
-/// survive NAME: makes the FIFO and uses it when told to, which must not take long.
+/// survive NAME: makes the FIFO and uses it on command, which must not take long.
 int Survive(const Arguments& aArguments)
 {
     SharedFifo lFifo(aArguments[1], "Local\\", 1024, true);

@@ -101,7 +101,7 @@ TEST_F(TransportProcessTest, WaiterForTheLockGetsItWhenItsOwnerIsKilled)
     lWaiter.join();
 }
 
-TEST_F(TransportProcessTest, ReaderThatSleepsFindsWhatADeadWriterDidNotTell)
+TEST_F(TransportProcessTest, ReaderThatSleepsFindsBytesWhoseWriterDiedBeforeTheEvent)
 {
     for (const bool lExit : {false, true})
     {
@@ -122,7 +122,7 @@ TEST_F(TransportProcessTest, ReaderThatSleepsFindsWhatADeadWriterDidNotTell)
     }
 }
 
-TEST_F(TransportProcessTest, WriterThatSleepsFindsTheRoomADeadReaderDidNotTell)
+TEST_F(TransportProcessTest, WriterThatSleepsFindsRoomWhoseReaderDiedBeforeTheEvent)
 {
     EXPECT_FALSE(Write(std::string(1023, 'x')));
     std::thread lWriter([&] { EXPECT_TRUE(Write("yz", KyPlatform::cInfinite)); });

@@ -6,7 +6,6 @@
 #include <Simulator/Camera/SimulatedDeviceAdapter.h>
 
 #include <memory>
-#include <string>
 
 /// A camera with lines that take no time, and an adapter before it.
 class AdapterFixture : public CameraFixture

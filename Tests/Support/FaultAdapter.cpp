@@ -33,7 +33,7 @@ std::string FaultAdapter::GetCall()
     return mCall;
 }
 
-FaultAdapter::Verdict FaultAdapter::Judge(Slot aSlot)
+FaultAdapter::Verdict FaultAdapter::GetVerdict(Slot aSlot)
 {
     std::unique_lock<std::mutex> lLock(mMutex);
     if (mFault == Fault::None || Immunity::sCount > 0)
@@ -72,7 +72,7 @@ KyResult FaultAdapter::Do(Slot aSlot, const std::function<KyResult()>& aCall)
 {
     const bool lIsMadeAnyhow = aSlot == Slot::UnregisterEventSink || aSlot == Slot::UnregisterFeatureInterest;
     const KyResult lMade = lIsMadeAnyhow ? aCall() : KyResult();
-    switch (Judge(aSlot))
+    switch (GetVerdict(aSlot))
     {
     case Verdict::Fail:
         return KyResult(cFailed, "spoilt");
@@ -91,7 +91,7 @@ bool FaultAdapter::Ask(Slot aSlot, const std::function<bool()>& aCall)
     {
         return aCall(); // identifies the device, as GevMACAddress does
     }
-    const Verdict lVerdict = Judge(aSlot);
+    const Verdict lVerdict = GetVerdict(aSlot);
     return lVerdict == Verdict::Pretend || (lVerdict == Verdict::Make && aCall());
 }
 

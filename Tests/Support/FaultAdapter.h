@@ -91,7 +91,7 @@ private:
 
     KyResult Do(Slot aSlot, const std::function<KyResult()>& aCall) override;
     bool Ask(Slot aSlot, const std::function<bool()>& aCall) override;
-    Verdict Judge(Slot aSlot);
+    Verdict GetVerdict(Slot aSlot);
 
     std::mutex mMutex;
     Fault mFault = Fault::None;

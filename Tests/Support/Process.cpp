@@ -9,7 +9,6 @@
 #include <functional>
 #include <iterator>
 #include <random>
-#include <thread>
 
 namespace KyTest
 {

@@ -265,16 +265,16 @@ void ScriptedAdapter::SendEvent(uint16_t aEventID, const Bytes& aData)
 
 void ScriptedAdapter::SendEvent(uint16_t aEventID, const void* aData, uint32_t aDataLength)
 {
-    Tell([&](IKyDeviceEventSink* aSink) { aSink->NotifyEvent(aEventID, 0, 0, 0, aData, aDataLength); });
+    CallSinks([&](IKyDeviceEventSink* aSink) { aSink->NotifyEvent(aEventID, 0, 0, 0, aData, aDataLength); });
 }
 
 void ScriptedAdapter::Invalidate(const std::string& aName)
 {
     const KyString lName(aName.c_str());
-    Tell([&](IKyDeviceEventSink* aSink) { aSink->NotifyFeatureInvalidated(&lName); });
+    CallSinks([&](IKyDeviceEventSink* aSink) { aSink->NotifyFeatureInvalidated(&lName); });
 }
 
-void ScriptedAdapter::Tell(const std::function<void(IKyDeviceEventSink*)>& aNotify)
+void ScriptedAdapter::CallSinks(const std::function<void(IKyDeviceEventSink*)>& aNotify)
 {
     const std::lock_guard<std::recursive_mutex> lDispatch(mDispatch);
     for (IKyDeviceEventSink* lSink : GetSinks())
@@ -300,7 +300,7 @@ KyResult ScriptedAdapter::Enter(Slot aSlot, const std::string& aFirst, const std
             }
             mCalls.push_back(lCall);
         }
-        lResult = Judge(aSlot, aFirst);
+        lResult = GetVerdict(aSlot, aFirst);
         lHook = mHooks[aSlot];
         lEveryHook = mEveryHook;
     }
@@ -314,7 +314,7 @@ KyResult ScriptedAdapter::Enter(Slot aSlot, const std::string& aFirst, const std
     return lResult;
 }
 
-KyResult ScriptedAdapter::Judge(Slot aSlot, const std::string& aFirst)
+KyResult ScriptedAdapter::GetVerdict(Slot aSlot, const std::string& aFirst)
 {
     KyResult lResult;
     if (IsDue(mDisconnect))

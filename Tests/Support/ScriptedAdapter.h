@@ -8,7 +8,6 @@
 #include <functional>
 #include <map>
 #include <mutex>
-#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -150,10 +149,10 @@ private:
     };
 
     KyResult Enter(Slot aSlot, const std::string& aFirst = {}, const std::string& aRest = {});
-    KyResult Judge(Slot aSlot, const std::string& aFirst);
+    KyResult GetVerdict(Slot aSlot, const std::string& aFirst);
     bool Ask(Slot aSlot);
     bool Ask(Slot aSlot, const KyString& aName, const KyString& aEntry = {});
-    void Tell(const std::function<void(IKyDeviceEventSink*)>& aNotify);
+    void CallSinks(const std::function<void(IKyDeviceEventSink*)>& aNotify);
 
     std::mutex mMutex;
     std::recursive_mutex mDispatch; // held while sinks run: they end before UnregisterEventSink() returns

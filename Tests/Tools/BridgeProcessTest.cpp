@@ -3,7 +3,6 @@
 #include "BridgeRun.h"
 #include "Support/PatternMatcher.h"
 #include "Support/QuickStop.h"
-#include "Support/UniqueName.h"
 #include "TerminalUser.h"
 
 #include <KyPlatform/HostSerialPort.h>

@@ -28,7 +28,7 @@ using KyTest::WaitFor;
 namespace
 {
 
-constexpr uint32_t cPatience = 60000; // ms; who needs it has failed
+constexpr uint32_t cPatience = 60000; // ms; a wait that needs all of it has failed
 
 /// A server without a device: the test has the other ends of its FIFOs.
 class Server
@@ -180,7 +180,7 @@ TEST_F(ClientTest, AServerThatIsNotReadyYetIsNotListed)
     EXPECT_EQ(clSerialInit(0, &mPort), CL_ERR_INVALID_INDEX);
 }
 
-TEST_F(ClientTest, TextsTellHowMuchRoomTheyNeed)
+TEST_F(ClientTest, TextsReportTheRoomThatTheyNeed)
 {
     const Server lServer("Server");
     CLUINT32 lSize = 0;
@@ -197,7 +197,7 @@ TEST_F(ClientTest, TextsTellHowMuchRoomTheyNeed)
     EXPECT_EQ(clGetSerialPortIdentifier(0, lName, nullptr), CL_ERR_INVALID_PTR);
 }
 
-TEST_F(ClientTest, TellsManufacturerAndVersion)
+TEST_F(ClientTest, ReportsManufacturerAndVersion)
 {
     CLUINT32 lSize = 0;
     CLUINT32 lVersion = 0;
@@ -408,7 +408,7 @@ TEST_F(ClientTest, FlushDropsWhatHasArrivedWhereverItIs)
     EXPECT_EQ(clFlushPort(mPort), CL_ERR_NO_ERR);
 }
 
-TEST_F(ClientTest, WritesAndTellsHowMuch)
+TEST_F(ClientTest, WritesAndReportsHowMuch)
 {
     Attach();
     EXPECT_EQ(Write("to the server", 0), CL_ERR_NO_ERR);
@@ -464,7 +464,7 @@ TEST_F(ClientTest, CloseEndsCallsThatWait)
     EXPECT_EQ(clSerialInit(0, &mPort), CL_ERR_NO_ERR); // free again at once
 }
 
-// The calls look at the port in turn; who has to wait for another does so no longer than its time.
+// Calls use the port in turn. One that waits for its turn waits no longer than its own time.
 TEST_F(ClientTest, AWriteWaitsForTheOneBeforeItNoLongerThanItsTime)
 {
     Attach();
@@ -511,7 +511,7 @@ TEST_F(ClientTest, CloseEndsAWriteThatWaitsForItsServer)
 TEST_F(ClientTest, APortThatIsBeingClosedIsNoOpenPort)
 {
     Attach();
-    KyPlatform::NamedMutex lLock; // who reads waits for it, and so does who closes
+    KyPlatform::NamedMutex lLock; // the reader waits for it, and the closer for the reader
     ASSERT_TRUE(lLock.Open("Local\\KySerialBridgeUpFifo1Mutex"));
     ASSERT_TRUE(IsOwned(lLock.Wait(cPatience)));
     std::thread lReader([&] { EXPECT_EQ(Read(1, 0xFFFFFFFFU), CL_ERR_INVALID_REFERENCE); });
@@ -610,7 +610,7 @@ TEST_F(ClientTest, GoesOnWithAServerThatStoppedAndCameBack)
     }
 }
 
-TEST_F(ClientTest, ASpoiltFifoTimesOut)
+TEST_F(ClientTest, ADamagedFifoTimesOut)
 {
     Attach();
     KyPlatform::SharedMemory lUp;
@@ -625,7 +625,7 @@ TEST_F(ClientTest, ASpoiltFifoTimesOut)
     EXPECT_EQ(clFlushPort(mPort), CL_ERR_NO_ERR);
 }
 
-TEST_F(ClientTest, ASpoiltRegistryIsNoPorts)
+TEST_F(ClientTest, ADamagedRegistryListsNoPorts)
 {
     Server lServer("Server");
     SharedRegistryEntry lSaved = lServer.Entry();

@@ -159,7 +159,7 @@ TEST_F(SharedFifoHostileTest, OpenerSurvivesEveryBadHeader)
             EXPECT_TRUE(lFifo.IsValid());
             uint32_t lCount = 0;
             const bool lDone = lFifo.GetAvailable(lCount);
-            // Where the system rounds sizes up an opener cannot tell all wrong ones.
+            // Where the system rounds sizes up an opener cannot recognise all wrong ones.
             EXPECT_TRUE(lDone == IsSound(aHeader) || mMemory.HasSizeOf(uint64_t{aHeader.mSize} + 16));
             return lDone && IsSound(aHeader);
         });

@@ -315,7 +315,7 @@ TEST(SharedFifoOpenTest, ClearEmptiesAnInvalidFifoThatHasItsSection)
     EXPECT_EQ(lHeader->mReserved, 9U);
 }
 
-TEST_F(SharedFifoTest, WhoFindsTheLockOfADeadThreadSetsTheEventsThatAreTrueAndNoOther)
+TEST_F(SharedFifoTest, NextOwnerOfADeadThreadsLockSetsTheEventsThatAreTrueAndNoOther)
 {
     // A mapping for each: the sanitizer does not see that the FIFO's own frees the lock of another.
     std::deque<KyPlatform::NamedMutex> lDead;

@@ -168,7 +168,7 @@ TEST_F(SharedFifoWaitTest, EventThatIsNotTrueDoesNotOverwriteAFullRing)
     EXPECT_EQ(Read(), lFirst);
 }
 
-TEST_F(SharedFifoWaitTest, SleeperFindsBytesThatNobodyToldOf)
+TEST_F(SharedFifoWaitTest, SleeperFindsBytesWithoutAnEvent)
 {
     // As a writer leaves it that dies between the index and the event.
     std::thread lWriter(
@@ -182,7 +182,7 @@ TEST_F(SharedFifoWaitTest, SleeperFindsBytesThatNobodyToldOf)
     lWriter.join();
 }
 
-TEST_F(SharedFifoWaitTest, SleeperFindsRoomThatNobodyToldOf)
+TEST_F(SharedFifoWaitTest, SleeperFindsRoomWithoutAnEvent)
 {
     EXPECT_FALSE(Write(std::string(63, 'x')));
     std::thread lReader(
@@ -299,7 +299,7 @@ TEST_F(SharedFifoWaitTest, WriteThatSpansTheWrapOfTheTickCountStillEnds)
             uint32_t lRead = 0;
             EXPECT_TRUE(mOther.Read(lBytes, sizeof(lBytes), lRead, 0));
         });
-    EXPECT_FALSE(Write(MakeText(126), 300)); // fills it twice; the second wait begins behind the wrap
+    EXPECT_FALSE(Write(MakeText(126), 300)); // fills it twice; the second wait begins after the wrap
     EXPECT_EQ(mWritten, 126U);
     lReader.join();
 }

@@ -50,7 +50,7 @@ protected:
         ASSERT_TRUE(mRegistry->Find("First", lEntry));
         mBytesOfRegistry = reinterpret_cast<uint8_t*>(lEntry);
         mBytes = MapSection();
-        // The last entry carries a name, so that what is behind it would be looked at by an endless
+        // The last entry carries a name, so that what follows it would be looked at by an endless
         // comparison.
         std::memset(mBytes + cSectionSize - 256, 'n', 255);
         mFresh.assign(mBytes, mBytes + cSectionSize);

@@ -256,7 +256,7 @@ TEST_F(SharedRegistryTest, ReleaseOfWhatIsNotHeldBreaksAnAssertion)
     EXPECT_EQ(lAsserts.Take(), JxUtilsLib::cAssertionsEnabled ? lExpected : std::vector<std::string>());
 }
 
-TEST_F(SharedRegistryTest, PrefixTellsTheServersSessionFromTheOwn)
+TEST_F(SharedRegistryTest, PrefixNamesTheServersSessionUnlessItIsTheOwn)
 {
     SharedRegistryEntry lEntry{};
     lEntry.mServerSessionId = PrivateSession::cFirstNumber;

@@ -13,8 +13,6 @@
 namespace KyGigE
 {
 
-using KyGvcp::Endpoint;
-
 namespace
 {
 

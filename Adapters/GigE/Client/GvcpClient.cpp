@@ -261,7 +261,7 @@ KyResult GvcpClient::Explained(const KyResult& aResult) const
 KyResult GvcpClient::Identify()
 {
     std::array<uint8_t, KyGvcp::cDiscoverySize> lRegisters{};
-    const KyResult lResult = mControl.Discover(lRegisters);
+    KyResult lResult = mControl.Discover(lRegisters);
     if (lResult.GetCode() == KyResult::NO_CONNECTION)
     {
         return Failure(KyResult::NO_CONNECTION, "No device answers at " + Where() + ".");
@@ -286,7 +286,7 @@ KyResult GvcpClient::Identify()
 KyResult GvcpClient::CheckExclusive()
 {
     uint32_t lPrivilege = 0;
-    const KyResult lResult = mControl.ReadRegister(KyGvcp::cControlPrivilegeRegister, lPrivilege);
+    KyResult lResult = mControl.ReadRegister(KyGvcp::cControlPrivilegeRegister, lPrivilege);
     if (lResult.GetCode() == KyResult::NO_CONNECTION)
     {
         return lResult;
@@ -329,7 +329,7 @@ KyResult GvcpClient::TakeControl()
         return {};
     }
     mMayControl = true; // from the moment when the device may have got the command
-    const KyResult lResult =
+    KyResult lResult =
         mControl.WriteRegister(KyGvcp::cControlPrivilegeRegister, KyGvcp::cControlAccess);
     if (lResult.GetCode() == KyGvcp::cAccessDenied || IsTakenInSilence(lResult))
     {

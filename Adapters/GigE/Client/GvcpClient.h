@@ -3,8 +3,8 @@
 #include "Adapters/GigE/Client/ControlChannel.h"
 #include "Adapters/GigE/Client/FindInterface.h"
 #include "Adapters/GigE/Client/MessageChannel.h"
-#include "Adapters/GigE/Condition.h"
 
+#include <JxUtilsLib/Condition.h>
 #include <KyGigE/ConnectionOptions.h>
 #include <KyGigE/DeviceAddress.h>
 #include <KyGigE/DeviceInformation.h>
@@ -118,7 +118,7 @@ private:
     JxUtilsLib::Mutex mConnecting; // one attempt at a time
     std::thread mKeeper;
     JxUtilsLib::Mutex mLock;
-    Condition mChanged;
+    JxUtilsLib::Condition mChanged;
     bool mStop JX_GUARDED_BY(mLock) = false;
     bool mHasWork JX_GUARDED_BY(mLock) = false; // the keeper looks at the connection before it waits again
 };

@@ -5,7 +5,6 @@
 #include "KyPlatform/Linux/SystemCalls.h"
 #include "KyPlatform/Linux/TerminalLine.h"
 
-#include <atomic>
 #include <cerrno>
 #include <charconv>
 #include <climits>
@@ -16,6 +15,7 @@
 #include <mutex>
 #include <new>
 #include <sys/file.h>
+#include <utility>
 
 namespace KyPlatform
 {
@@ -29,8 +29,10 @@ struct Port
 {
     char mPath[PATH_MAX];
     int mDescriptor = -1; // the same number from Open() to Close(), also when the device is opened again
-    bool mHungUp = false; // the reader's
-    std::mutex mMutex;    // the line: the reader sets it when it opens the device again
+    bool mHungUp = false; // the reading thread alone uses it
+    // Guards the line. The reader sets the line again when it opens the device again. This layer stands below
+    // JxUtilsLib, so it has the standard library's lock.
+    std::mutex mMutex;
     TerminalLine mFound;
     bool mIsFound = false;
     HostLine mLine;
@@ -73,7 +75,7 @@ int OpenTerminal(const char* aPath) noexcept
         return -1;
     }
     TerminalLine lLine;
-    // The mark keeps other users' programs out, the lock those that respect it, the superuser's too.
+    // The mark keeps the programs of other users out. The lock keeps out all that look at it, root's too.
     if (!lLine.Read(lDescriptor) || gSystem.mLockFile(lDescriptor, LOCK_EX | LOCK_NB) != 0 ||
         !TerminalLine::SetExclusive(lDescriptor, true))
     {
@@ -89,8 +91,8 @@ int OpenTerminal(const char* aPath) noexcept
 // errno.
 bool OpenAgain(Port& aPort) noexcept
 {
-    // The name may still mean the device that has hung up, as when a line goes down and comes up: this port's
-    // own lock and mark must not be in the way then. Results ignored: a device that is gone refuses.
+    // The name may still mean the device that has hung up: a line can go down and come up. This port's own lock
+    // and mark would then keep this port out. Results ignored: a device that is gone refuses.
     static_cast<void>(gSystem.mLockFile(aPort.mDescriptor, LOCK_UN));
     static_cast<void>(TerminalLine::SetExclusive(aPort.mDescriptor, false));
     const int lDescriptor = OpenTerminal(aPort.mPath);
@@ -105,7 +107,7 @@ bool OpenAgain(Port& aPort) noexcept
     // The writer may be using the number: it changes its device in one step.
     lDone = lDone && gSystem.mReplace(lDescriptor, aPort.mDescriptor, O_CLOEXEC) >= 0;
     const int lError = errno;
-    static_cast<void>(gSystem.mClose(lDescriptor)); // ignored: a second number of the device, or of no use
+    static_cast<void>(gSystem.mClose(lDescriptor)); // ignored: the number is not used any more
     errno = lError;
     aPort.mHungUp = !lDone;
     return lDone;

@@ -50,7 +50,7 @@ std::atomic_ref<uint32_t> GetWord(void* aObject)
 }
 
 /// Sleeps while the word is aWord.
-/// \param aTime  Milliseconds, no more than a sleeper may go without a look.
+/// \param aTime  Milliseconds, cLookAgain at most: after that a sleeper looks at the word itself.
 /// \return 0 or the error that ended it.
 int Sleep(void* aObject, uint32_t aWord, uint32_t aTime)
 {
@@ -139,7 +139,7 @@ WaitResult NamedEvent::Wait(uint32_t aTimeout) noexcept
     {
         return WaitResult::TimedOut;
     }
-    // The clock is left alone until a sleep has ended for nothing: reading it costs as much as all the rest.
+    // The clock is read only after a sleep that ended without a reason: reading it costs as much as all the rest.
     const bool lOneSleep = aTimeout <= cLookAgain;
     std::optional<Deadline> lUntil;
     if (!lOneSleep)
@@ -148,7 +148,7 @@ WaitResult NamedEvent::Wait(uint32_t aTimeout) noexcept
     }
     const uint32_t lFirst = lNow & cCount;
     uint32_t lTime = std::min(aTimeout, cLookAgain);
-    // A count that has moved says that the event was set meanwhile, whatever it is now.
+    // When the count has changed, the event was set meanwhile, even if it has been reset since.
     const auto lIsOver = [&] { return (lNow & cSet) != 0 || (lNow & cCount) != lFirst; };
     const auto lLook = [&]
     {

@@ -1,5 +1,6 @@
 #include "KyPlatform/Linux/NamedFile.h"
 
+#include "KyPlatform/Deadline.h"
 #include "KyPlatform/Linux/Obstacle.h"
 #include "KyPlatform/Linux/SharedGroup.h"
 #include "KyPlatform/Linux/SystemCalls.h"
@@ -13,6 +14,7 @@
 #include <fcntl.h>
 #include <memory>
 #include <new>
+#include <optional>
 #include <string_view>
 #include <sys/file.h>
 #include <sys/mman.h>
@@ -25,18 +27,18 @@ namespace KyPlatform
 namespace
 {
 
-/// Another process holds the exclusive lock for a few microseconds, unless it is stopped just then.
-constexpr std::chrono::seconds cLongestLook(5);
+/// Milliseconds. Another process holds the exclusive lock for microseconds, unless it is stopped at that moment.
+constexpr uint32_t cLongestLook = 5000;
 constexpr int cEagerLooks = 16;
 constexpr size_t cLongestName = 200;
 
-/// Whose folder a name means, and the file's name in it.
+/// Splits an object's name into the session, whose folder has the file, and the file's name in that folder.
 bool SplitName(const std::string& aName, uint32_t& aSession, std::string& aFile)
 {
     std::string_view lRest = aName;
     constexpr std::string_view cSession = "Session\\";
     constexpr std::string_view cLocal = Session::cLocalPrefix;
-    static_cast<void>(Session::GetOwnNumber(aSession)); // the user's here, which cannot fail
+    static_cast<void>(Session::GetOwnNumber(aSession)); // it is the user's number here, which is always known
     if (lRest.substr(0, cLocal.size()) == cLocal)
     {
         lRest.remove_prefix(cLocal.size());
@@ -57,7 +59,7 @@ bool SplitName(const std::string& aName, uint32_t& aSession, std::string& aFile)
            lRest.find('\\') == cNone && lRest.find('\0') == cNone;
 }
 
-/// The group may look for files by their names, and neither list nor make any.
+/// Members of the group can open files by name. They can neither list nor make files.
 constexpr mode_t cSharedFolder = S_IRWXU | S_IXGRP;
 
 /// Opens the caller's own folder to the group that the administrator has named.
@@ -89,7 +91,7 @@ bool IsSameFile(int aFolder, const char* aName, int aFile)
            lNamed.st_dev == lOpen.st_dev;
 }
 
-/// Takes a file away that nobody holds.
+/// Removes a file that nobody holds.
 void RemoveIfDead(int aFolder, const char* aName)
 {
     const int lFile = gSystem.mOpen(aFolder, aName, O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0);
@@ -99,12 +101,12 @@ void RemoveIfDead(int aFolder, const char* aName)
     }
     if (gSystem.mLockFile(lFile, LOCK_EX | LOCK_NB) == 0 && IsSameFile(aFolder, aName, lFile))
     {
-        gSystem.mRemove(aFolder, aName, 0); // a file that stays is taken away by whoever opens its name
+        gSystem.mRemove(aFolder, aName, 0); // ignored: the next opener of the name removes a file that stays
     }
     gSystem.mClose(lFile);
 }
 
-/// Frees the memory of processes that were killed and whose names nobody uses again.
+/// Removes the files that killed processes have left. Nobody else may ever use their names again.
 void RemoveTheDead(int aFolder)
 {
     const int lFolder = gSystem.mOpen(aFolder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0);
@@ -127,7 +129,7 @@ void RemoveTheDead(int aFolder)
     gSystem.mCloseList(lList);
 }
 
-/// What is not there is no obstacle: it is made, or nobody serves.
+/// A file that does not exist is no obstacle: a server makes it, and to a client it says that nobody serves.
 void NoteUnlessAbsent(const char* aWhat)
 {
     if (errno != ENOENT)
@@ -136,7 +138,8 @@ void NoteUnlessAbsent(const char* aWhat)
     }
 }
 
-/// What tells the places of this process's holders apart, from any number on that others will hardly meet.
+/// A place for one more holder of this process, different from its last one. The places of other processes
+/// differ most likely.
 uint32_t GetNextPlace()
 {
     static std::atomic<uint32_t> sLast{0};
@@ -145,7 +148,7 @@ uint32_t GetNextPlace()
     do
     {
         const auto lTime = std::chrono::steady_clock::now().time_since_epoch().count();
-        // Knuth's multiplier spreads the time over all places.
+        // Knuth's multiplier spreads the time and the process number over all places.
         const auto lMixed = static_cast<uint64_t>(lTime + ::getpid()) * 0x9E3779B97F4A7C15ULL;
         lNext = static_cast<uint32_t>((lMixed >> 32) % NamedFile::cLastPlace) + 1;
     } while (lNext == lLast || !sLast.compare_exchange_weak(lLast, lNext));
@@ -164,8 +167,9 @@ struct flock GetPlaces(uint32_t aFirst, uint32_t aCount)
 
 } // namespace
 
-/// Opens a session's folder; makes the caller's own. That of another user is not looked at, unless the
-/// administrator has named a group that both are in: anybody can make a folder of any name beside it.
+/// Opens a session's folder; makes the caller's own. Another user's folder is opened only when the administrator
+/// has named a group that both users are in. Without one its content proves nothing: anybody can make a folder
+/// of that name.
 int NamedFile::OpenFolder(uint32_t aSession, bool aMake)
 {
     mOwn = aSession == gSystem.mGetUser();
@@ -205,7 +209,7 @@ bool NamedFile::IsLinked(const std::string& aFile) const
     return IsSameFile(mFolder, aFile.c_str(), mFile);
 }
 
-/// What the file that was just opened is good for.
+/// Decides whether the file that was just opened can be used.
 NamedFile::Outcome NamedFile::Examine(const std::string& aFile) const
 {
     struct stat lStatus = {};
@@ -215,7 +219,7 @@ NamedFile::Outcome NamedFile::Examine(const std::string& aFile) const
     {
         return Outcome::Failed;
     }
-    // In a folder that others may write to there may be files of theirs, or further names of other files.
+    // Others may be able to write to the folder: they could put files or hard links there.
     if (lStatus.st_uid != lFolder.st_uid || lStatus.st_nlink > 1 ||
         (!mOwn && lStatus.st_gid != lFolder.st_gid))
     {
@@ -224,12 +228,12 @@ NamedFile::Outcome NamedFile::Examine(const std::string& aFile) const
     }
     if (gSystem.mLockFile(mFile, LOCK_EX | LOCK_NB) == 0)
     {
-        // Nobody held it. While we have it alone no other process can take it for its own.
+        // Nobody held it. As long as this process has the exclusive lock, no other one can hold it.
         if (!IsLinked(aFile))
         {
             return Outcome::Again;
         }
-        // What is dead in the folder of another user is for that user to take away.
+        // A dead file in another user's folder stays: only that user removes it.
         if (!mOwn || gSystem.mRemove(mFolder, aFile.c_str(), 0) == 0)
         {
             return Outcome::Absent;
@@ -239,7 +243,7 @@ NamedFile::Outcome NamedFile::Examine(const std::string& aFile) const
     }
     if (errno == EWOULDBLOCK && gSystem.mLockFile(mFile, LOCK_SH | LOCK_NB) == 0)
     {
-        // Its last holder may have taken it away between the two calls.
+        // Its last holder may have removed it between the two calls.
         return IsLinked(aFile) ? Outcome::Held : Outcome::Again;
     }
     return errno == EWOULDBLOCK ? Outcome::Again : Outcome::Failed;
@@ -267,7 +271,7 @@ NamedFile::Outcome NamedFile::Make(const std::string& aFile, uint64_t aSize, Fil
     struct stat lFolder = {};
     if (gSystem.mGetStatus(mFolder, &lFolder) != 0 || lFolder.st_uid != gSystem.mGetUser())
     {
-        return Outcome::Failed; // nobody would take a file in a folder of others for one of theirs
+        return Outcome::Failed; // openers refuse a file whose owner is not the folder's
     }
     static std::atomic_flag sSwept;
     if (!sSwept.test_and_set())
@@ -296,7 +300,7 @@ NamedFile::Outcome NamedFile::Make(const std::string& aFile, uint64_t aSize, Fil
     return lOutcome;
 }
 
-/// Makes the file that has just been made what it is to be, and gives it its name last.
+/// Prepares a new file: rights, lock, size, content. The name comes last, so that nobody opens half a file.
 NamedFile::Outcome NamedFile::Complete(const std::string& aFile, gid_t aGroup, uint64_t aSize, Fill aFill,
                                        const void* aContext)
 {
@@ -378,13 +382,15 @@ bool NamedFile::Create(const std::string& aName, const char* aKind, uint64_t aSi
     {
         return false;
     }
-    // The first look mostly does; the clock is left alone until then.
-    using Clock = std::chrono::steady_clock;
-    Clock::time_point lUntil = Clock::time_point::max();
+    // Mostly the first look succeeds, so the clock is read only after it.
+    std::optional<Deadline> lUntil;
     Outcome lOutcome = Outcome::Again;
-    for (int lLook = 0; lOutcome == Outcome::Again && (lLook == 0 || Clock::now() < lUntil); ++lLook)
+    for (int lLook = 0; lOutcome == Outcome::Again && (!lUntil || lUntil->GetRemaining() > 0); ++lLook)
     {
-        lUntil = lLook == 1 ? Clock::now() + cLongestLook : lUntil;
+        if (lLook == 1)
+        {
+            lUntil.emplace(cLongestLook);
+        }
         if (lLook > cEagerLooks)
         {
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
@@ -408,7 +414,7 @@ bool NamedFile::Close() noexcept
     }
     if (mFile >= 0)
     {
-        // A child made by fork() would take the parent's file away: they share the lock.
+        // A child made by fork() must not remove the parent's file: both share the lock.
         if (mOwn && mHolder == ::getpid() && gSystem.mLockFile(mFile, LOCK_EX | LOCK_NB) == 0 &&
             IsLinked(mFileName))
         {
@@ -441,7 +447,7 @@ bool NamedFile::HoldAgain() noexcept
         gSystem.mClose(lFile);
         return false;
     }
-    gSystem.mClose(mFile); // the parent's lock is the parent's now
+    gSystem.mClose(mFile); // leaves the shared lock to the parent
     mFile = lFile;
     mHolder = ::getpid();
     return TakePlace();
@@ -449,7 +455,7 @@ bool NamedFile::HoldAgain() noexcept
 
 bool NamedFile::TakePlace() noexcept
 {
-    constexpr int cTries = 16; // the first is free, unless somebody has taken them all
+    constexpr int cTries = 16; // mostly the first is free, unless somebody has taken them all
     for (int lTry = 0; lTry < cTries; ++lTry)
     {
         mPlace = GetNextPlace();
@@ -471,7 +477,7 @@ bool NamedFile::TakePlace() noexcept
 bool NamedFile::IsTaken(uint32_t aFirst, uint32_t aCount) const noexcept
 {
     struct flock lPlaces = GetPlaces(aFirst, aCount);
-    // A system that does not answer leaves the owner alive: a lock is never taken from the living.
+    // When the system does not answer, the owner counts as alive: a living owner must not lose its lock.
     return gSystem.mLockByte(mFile, F_OFD_GETLK, &lPlaces) != 0 || lPlaces.l_type != F_UNLCK;
 }
 

@@ -10,10 +10,10 @@ namespace KyPlatform
 
 /// A mapped file that lives as long as some process holds it: what every named object here is made of.
 ///
-/// Each holder keeps a shared lock on the file. Who gets the exclusive lock knows that nobody holds the file
-/// any more: an opener that does takes it away and finds nothing, a holder that does when it closes was the
-/// last and takes it away too. A new file gets its name only when it is complete and locked. So nobody ever
-/// sees half a file, or meets what the dead have left.
+/// Each holder keeps a shared lock on the file. A process that gets the exclusive lock knows that nobody holds
+/// the file any more, and removes it: an opener then finds no file, a holder that closes was the last one. A new
+/// file gets its name only when it is complete and locked. So nobody ever opens half a file, or a file that a
+/// dead process has left.
 ///
 /// Only files of the calling process's own user are opened, and those that others share with a group that
 /// the administrator has named and this process is in (see SharedGroup). Owner and group are looked at on the
@@ -59,7 +59,7 @@ public:
     /// This holder's number, 1 to cLastPlace; 0: none.
     uint32_t GetPlace() const noexcept { return mPlace; }
 
-    /// Whether another holder has one of these places: a question to the system, which knows the living.
+    /// Whether another holder has one of these places. The system answers: it knows which processes live.
     bool IsTaken(uint32_t aFirst, uint32_t aCount) const noexcept;
 
     /// Whether both are holders of one file.

@@ -65,7 +65,7 @@ void CountFork()
     gFork += 2;
 }
 
-const int gForkCounted = ::pthread_atfork(nullptr, nullptr, &CountFork);
+const int cForkCounted = ::pthread_atfork(nullptr, nullptr, &CountFork);
 
 /// Objects that were closed while a thread owned their locks: they hold these until the process ends.
 std::atomic<Object*> gAbandoned{nullptr};
@@ -170,7 +170,7 @@ private:
     uint32_t mFork = gFork;
 };
 
-thread_local HeldLocks tHeld;
+thread_local HeldLocks gHeld;
 
 bool FillRecord(void* aBase, const void* /*aContext*/)
 {
@@ -349,7 +349,7 @@ WaitResult NamedMutex::Wait(uint32_t aTimeout) noexcept
         NoteOwner(*lObject, lObject->mHeld.load(std::memory_order_relaxed) + 1);
         return WaitResult::Done;
     }
-    const Object* const lOther = tHeld.FindOther(*lObject);
+    const Object* const lOther = gHeld.FindOther(*lObject);
     WaitResult lResult = lOther != nullptr ? WaitResult::Done : WaitResult::TimedOut;
     // Owners hold it for less time than it takes to fall asleep and be woken.
     uint32_t lFound = 0;
@@ -362,7 +362,7 @@ WaitResult NamedMutex::Wait(uint32_t aTimeout) noexcept
     {
         lObject->mTaken = lOther != nullptr ? lOther->mTaken : lObject->mFile->GetPlace();
         NoteOwner(*lObject, 1);
-        tHeld.Add(*lObject);
+        gHeld.Add(*lObject);
     }
     return lResult;
 }
@@ -380,8 +380,8 @@ bool NamedMutex::Release() noexcept
     {
         return true;
     }
-    tHeld.Remove(*lObject);
-    return tHeld.FindOther(*lObject) != nullptr || Leave(*lObject, 0);
+    gHeld.Remove(*lObject);
+    return gHeld.FindOther(*lObject) != nullptr || Leave(*lObject, 0);
 }
 
 } // namespace KyPlatform

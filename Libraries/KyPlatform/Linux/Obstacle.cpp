@@ -6,26 +6,26 @@ namespace KyPlatform
 namespace
 {
 
-thread_local Obstacle tFirst;
+thread_local Obstacle gFirst;
 
 } // namespace
 
 void Obstacle::Note(const char* aWhat, int aError) noexcept
 {
-    if (tFirst.mWhat == nullptr)
+    if (gFirst.mWhat == nullptr)
     {
-        tFirst = {aWhat, aError};
+        gFirst = {aWhat, aError};
     }
 }
 
 void Obstacle::Forget() noexcept
 {
-    tFirst = Obstacle();
+    gFirst = Obstacle();
 }
 
 const Obstacle& Obstacle::Get() noexcept
 {
-    return tFirst;
+    return gFirst;
 }
 
 } // namespace KyPlatform

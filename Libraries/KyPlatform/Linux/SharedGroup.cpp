@@ -3,7 +3,6 @@
 #include "KyPlatform/Linux/SystemCalls.h"
 
 #include <array>
-#include <cctype>
 #include <charconv>
 #include <cstring>
 #include <fcntl.h>
@@ -28,7 +27,7 @@ bool ReadSettings(Line& aLine) noexcept
         return false;
     }
     struct stat lStatus = {};
-    // Others who could write it could let themselves in.
+    // Only the superuser may be able to write the file: another writer could let himself in.
     const bool lIsSafe = gSystem.mGetStatus(lFile, &lStatus) == 0 && S_ISREG(lStatus.st_mode) &&
                          lStatus.st_uid == 0 && (lStatus.st_mode & (S_IWGRP | S_IWOTH)) == 0;
     const ssize_t lRead = lIsSafe ? gSystem.mRead(lFile, aLine.data(), cLongestLine) : -1;

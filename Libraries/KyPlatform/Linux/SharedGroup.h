@@ -1,12 +1,11 @@
 #pragma once
 
-#include <cstdint>
 #include <sys/types.h>
 
 namespace KyPlatform
 {
 
-/// Whom the administrator lets share named objects: a file of one line, "GROUP" or "GROUP USER", names or
+/// The users who may share named objects, as the administrator says: a file of one line, "GROUP" or "GROUP USER", names or
 /// numbers. The members of the group use one another's objects; the user's are the service's, which members
 /// look for first.
 ///

@@ -20,7 +20,7 @@ namespace KyPlatform
 struct SystemCalls
 {
     const char* mFolder;   ///< What the sessions' folders begin with; their number follows.
-    const char* mSettings; ///< The administrator's file: whom users share their objects with.
+    const char* mSettings; ///< The administrator's file; see SharedGroup.
 
     uid_t (*mGetUser)();
     bool (*mIsMember)(gid_t); ///< Whether the calling process is in a group.

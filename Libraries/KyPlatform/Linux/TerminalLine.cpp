@@ -49,7 +49,7 @@ tcflag_t GetControl(tcflag_t aFound, const HostLine& aLine) noexcept
     return lFlags;
 }
 
-// Drivers run at the nearest rate that they can and tell which; a line works up to a few per cent off.
+// A driver takes the nearest rate that it can run at and reports it. A line works up to a few per cent off.
 bool IsNear(uint32_t aRate, uint32_t aWanted) noexcept
 {
     const uint32_t lOff = aRate > aWanted ? aRate - aWanted : aWanted - aRate;

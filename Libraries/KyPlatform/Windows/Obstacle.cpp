@@ -8,28 +8,28 @@ namespace KyPlatform
 namespace
 {
 
-thread_local uint32_t tFirst = 0;
+thread_local uint32_t gFirst = 0;
 
 } // namespace
 
 void* Obstacle::Check(void* aHandle) noexcept
 {
     const DWORD lError = ::GetLastError();
-    if (aHandle == nullptr && tFirst == 0)
+    if (aHandle == nullptr && gFirst == 0)
     {
-        tFirst = lError;
+        gFirst = lError;
     }
     return aHandle;
 }
 
 void Obstacle::Forget() noexcept
 {
-    tFirst = 0;
+    gFirst = 0;
 }
 
 uint32_t Obstacle::Get() noexcept
 {
-    return tFirst;
+    return gFirst;
 }
 
 } // namespace KyPlatform

@@ -1,9 +1,11 @@
 #include "ClientPort.h"
 
+#include "JxUtilsLib/LockScope.h"
+#include "JxUtilsLib/Thread.h"
+
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <thread>
 
 namespace KySerialLib
 {
@@ -55,7 +57,7 @@ bool ClientServer::GetAll(std::vector<ClientServer>& aServers)
     const std::vector<SharedRegistryEntry> lEntries = lRegistry.GetEntries();
     for (const SharedRegistryEntry& lEntry : lEntries)
     {
-        // The mark alone is no proof: it stays when a server dies while a client is attached.
+        // The mark alone proves nothing: it stays when a server dies while a client is attached.
         if (lEntry.mServerId != 0 && lEntry.mServerActive != 0 &&
             IsAlive(lRegistry.GetPrefix(lEntry), lEntry.mServerId))
         {
@@ -90,7 +92,7 @@ ClientResult ClientPort::Attach(const std::string& aName)
         return ClientServer::IsAlive(mPrefix, mServerId) ? ClientResult::InUse : ClientResult::Gone;
     }
     const std::string lNumber = std::to_string(mServerId);
-    // Made when they are not there: a server that is about to start finds them.
+    // The FIFOs are made when they do not exist yet: a server that is about to start finds them.
     mDownFifo = std::make_unique<SharedFifo>("KySerialBridgeDownFifo" + lNumber, mPrefix, cFifoSize, true);
     mUpFifo = std::make_unique<SharedFifo>("KySerialBridgeUpFifo" + lNumber, mPrefix, cFifoSize, true);
     if (!mDownFifo->IsValid() || !mUpFifo->IsValid())
@@ -105,7 +107,7 @@ ClientResult ClientPort::Attach(const std::string& aName)
 
 size_t ClientPort::GetPending()
 {
-    const std::lock_guard<std::mutex> lLock(mMutex);
+    const JxUtilsLib::LockScope lLock(mMutex);
     return mPending.size();
 }
 
@@ -114,22 +116,22 @@ void ClientPort::Fetch(uint32_t aTimeout)
 {
     std::array<char, cFifoSize> lBytes;
     uint32_t lRead = 0;
-    // Short waits: a FIFO that another process has spoilt fails at once, and must not be asked all the time.
-    const auto lStart = std::chrono::steady_clock::now();
+    // A FIFO that another process has damaged fails at once. The pause keeps the caller from asking all the time.
+    const uint64_t lStart = JxUtilsLib::Thread::GetTickCount();
     if (mUpFifo->Read(lBytes.data(), cFifoSize, lRead, aTimeout, &mClosed))
     {
-        const std::lock_guard<std::mutex> lLock(mMutex);
+        const JxUtilsLib::LockScope lLock(mMutex);
         mPending.insert(mPending.end(), lBytes.begin(), lBytes.begin() + lRead);
     }
-    else if (aTimeout > 0 && std::chrono::steady_clock::now() - lStart < std::chrono::milliseconds(1))
+    else if (aTimeout > 0 && JxUtilsLib::Thread::GetTickCount() == lStart)
     {
-        std::this_thread::sleep_for(std::chrono::milliseconds(std::min(aTimeout, cPauseTime)));
+        JxUtilsLib::Thread::Sleep(std::min(aTimeout, cPauseTime));
     }
 }
 
 uint32_t ClientPort::TakePending(char* aBuffer, uint32_t aSize)
 {
-    const std::lock_guard<std::mutex> lLock(mMutex);
+    const JxUtilsLib::LockScope lLock(mMutex);
     const auto lCount = static_cast<uint32_t>(std::min<size_t>(aSize, mPending.size()));
     std::copy_n(mPending.begin(), lCount, aBuffer);
     mPending.erase(mPending.begin(), mPending.begin() + lCount);
@@ -174,7 +176,7 @@ bool ClientPort::WaitForServer(const KyPlatform::Deadline& aDeadline)
         {
             return false;
         }
-        std::this_thread::sleep_for(std::chrono::milliseconds(std::min(lLeft, cPauseTime)));
+        JxUtilsLib::Thread::Sleep(std::min(lLeft, cPauseTime));
     }
     return true;
 }
@@ -215,7 +217,7 @@ void ClientPort::Flush()
     {
         lWaiting -= std::min(lRead, lWaiting);
     }
-    const std::lock_guard<std::mutex> lLock(mMutex);
+    const JxUtilsLib::LockScope lLock(mMutex);
     mPending.clear();
 }
 

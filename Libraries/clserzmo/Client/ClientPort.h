@@ -4,7 +4,6 @@
 #include "clserzmo/sharedfifo.h"
 #include "clserzmo/sharedregistry.h"
 
-#include <condition_variable>
 #include <deque>
 #include <memory>
 #include <string>
@@ -87,8 +86,8 @@ private:
     std::atomic<bool> mClosed{false};
     ClientTurn mReadTurn;
     ClientTurn mWriteTurn;
-    std::mutex mMutex;         // guards mPending; nothing is called while it is held
-    std::deque<char> mPending; // arrived, not read
+    JxUtilsLib::Mutex mMutex;                        // nothing is called while it is held
+    std::deque<char> mPending JX_GUARDED_BY(mMutex); // arrived, not read
 };
 
 } // namespace KySerialLib

@@ -1,5 +1,6 @@
 #include "ClientTable.h"
 
+#include "JxUtilsLib/LockScope.h"
 #include "KyBase/KyPermanent.h"
 
 #include <utility>
@@ -23,7 +24,7 @@ ClientTable& ClientTable::GetInstance()
 void ClientTable::CloseUnused()
 {
     std::map<void*, Item> lClosed; // detach after the lock is released
-    const std::lock_guard<std::mutex> lLock(mMutex);
+    const JxUtilsLib::LockScope lLock(mMutex);
     for (auto lItem = mItems.begin(); lItem != mItems.end();)
     {
         const auto lThis = lItem++;
@@ -38,7 +39,7 @@ bool ClientTable::Renew(uint32_t& aCount)
 {
     std::vector<ClientServer> lServers;
     const bool lDone = ClientServer::GetAll(lServers);
-    const std::lock_guard<std::mutex> lLock(mMutex);
+    const JxUtilsLib::LockScope lLock(mMutex);
     mServers = std::move(lServers);
     aCount = static_cast<uint32_t>(mServers.size());
     return lDone;
@@ -50,7 +51,7 @@ std::string ClientTable::GetName(uint32_t aIndex)
     {
         ClientServer lServer;
         {
-            const std::lock_guard<std::mutex> lLock(mMutex);
+            const JxUtilsLib::LockScope lLock(mMutex);
             lServer = aIndex < mServers.size() ? mServers[aIndex] : ClientServer();
         }
         if (!lServer.mName.empty() && lServer.IsAlive())
@@ -77,7 +78,7 @@ ClientResult ClientTable::Open(uint32_t aIndex, void*& aReference)
     {
         return lResult;
     }
-    const std::lock_guard<std::mutex> lLock(mMutex);
+    const JxUtilsLib::LockScope lLock(mMutex);
     mLast += 0x10; // looks like a pointer and is not one
     void* const lReference =
         reinterpret_cast<void*>(mLast); // NOLINT(performance-no-int-to-ptr): never followed
@@ -89,7 +90,7 @@ ClientResult ClientTable::Open(uint32_t aIndex, void*& aReference)
 void ClientTable::Close(void* aReference)
 {
     std::unique_ptr<ClientPort> lPort; // detaches after the lock is released
-    std::unique_lock<std::mutex> lLock(mMutex);
+    const JxUtilsLib::LockScope lLock(mMutex);
     const auto lFound = mItems.find(aReference);
     if (lFound == mItems.end() || lFound->second.mClosing)
     {
@@ -97,16 +98,18 @@ void ClientTable::Close(void* aReference)
     }
     lFound->second.mClosing = true; // no more users from here on
     lFound->second.mPort->Close();
-    mUnused.wait(lLock, [&] { return lFound->second.mUsers == 0; });
+    while (lFound->second.mUsers > 0)
+    {
+        mUnused.Wait(mMutex);
+    }
     lPort = std::move(lFound->second.mPort);
     mItems.erase(lFound);
-    lLock.unlock();
 }
 
 ClientTable::Use::Use(ClientTable& aTable, void* aReference)
     : mTable(aTable), mReference(aReference), mPort(nullptr)
 {
-    const std::lock_guard<std::mutex> lLock(mTable.mMutex);
+    const JxUtilsLib::LockScope lLock(mTable.mMutex);
     const auto lFound = mTable.mItems.find(mReference);
     if (lFound != mTable.mItems.end() && !lFound->second.mClosing)
     {
@@ -119,9 +122,9 @@ ClientTable::Use::~Use()
 {
     if (mPort != nullptr)
     {
-        const std::lock_guard<std::mutex> lLock(mTable.mMutex);
+        const JxUtilsLib::LockScope lLock(mTable.mMutex);
         --mTable.mItems[mReference].mUsers;
-        mTable.mUnused.notify_all();
+        mTable.mUnused.NotifyAll();
     }
 }
 

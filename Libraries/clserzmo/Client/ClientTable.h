@@ -63,11 +63,11 @@ private:
         bool mClosing = false;
     };
 
-    std::mutex mMutex; // guards all below; no port is called while it is held
-    std::condition_variable mUnused;
-    std::vector<ClientServer> mServers;
-    std::map<void*, Item> mItems;
-    uintptr_t mLast = 0x1000;
+    JxUtilsLib::Mutex mMutex; // no port is called while it is held
+    JxUtilsLib::Condition mUnused;
+    std::vector<ClientServer> mServers JX_GUARDED_BY(mMutex);
+    std::map<void*, Item> mItems JX_GUARDED_BY(mMutex);
+    uintptr_t mLast JX_GUARDED_BY(mMutex) = 0x1000;
 };
 
 } // namespace KySerialLib

@@ -1,21 +1,21 @@
 #include "ClientTurn.h"
 
+#include "JxUtilsLib/LockScope.h"
+
 namespace KySerialLib
 {
 
 bool ClientTurn::Take(const KyPlatform::Deadline& aDeadline, const std::atomic<bool>& aStop)
 {
-    std::unique_lock<std::mutex> lLock(mMutex);
+    const JxUtilsLib::LockScope lLock(mMutex);
     while (mTaken)
     {
-        const uint32_t lLeft = aDeadline.GetRemaining();
+        const uint32_t lLeft = aDeadline.GetRemaining(cLookAgain);
         if (aStop || lLeft == 0)
         {
             return false;
         }
-        const auto lUntil =
-            std::chrono::steady_clock::now() + std::chrono::milliseconds(std::min(lLeft, cLookAgain));
-        mFree.wait_until(lLock, lUntil);
+        mFree.WaitFor(mMutex, lLeft);
     }
     mTaken = true;
     return true;
@@ -23,9 +23,9 @@ bool ClientTurn::Take(const KyPlatform::Deadline& aDeadline, const std::atomic<b
 
 void ClientTurn::GiveBack()
 {
-    const std::lock_guard<std::mutex> lLock(mMutex);
+    const JxUtilsLib::LockScope lLock(mMutex);
     mTaken = false;
-    mFree.notify_one();
+    mFree.NotifyAll();
 }
 
 } // namespace KySerialLib

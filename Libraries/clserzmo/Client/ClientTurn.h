@@ -1,10 +1,9 @@
 #pragma once
 
+#include "JxUtilsLib/Condition.h"
 #include "KyPlatform/Deadline.h"
 
 #include <atomic>
-#include <condition_variable>
-#include <mutex>
 
 namespace KySerialLib
 {
@@ -22,9 +21,9 @@ public:
     static constexpr uint32_t cLookAgain = 50;
 
 private:
-    std::mutex mMutex;
-    std::condition_variable mFree;
-    bool mTaken = false; // under mMutex
+    JxUtilsLib::Mutex mMutex;
+    JxUtilsLib::Condition mFree;
+    bool mTaken JX_GUARDED_BY(mMutex) = false;
 };
 
 /// A turn from construction to destruction, if it came in time.

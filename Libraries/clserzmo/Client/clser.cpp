@@ -123,6 +123,8 @@ CLINT32 Read(hSerRef aReference, CLINT8* aBuffer, CLUINT32* aCount, CLUINT32 aTi
 
 } // namespace
 
+// NOLINTBEGIN(readability-identifier-naming): the names of the Camera Link standard
+
 CLINT32 CLSER_CALL clGetNumSerialPorts(CLUINT32* numSerialPorts)
 {
     if (numSerialPorts == nullptr)
@@ -278,3 +280,5 @@ CLINT32 CLSER_CALL clGetErrorText(CLINT32 errorCode, CLINT8* errorText, CLUINT32
     }
     return CL_ERR_ERROR_NOT_FOUND;
 }
+
+// NOLINTEND(readability-identifier-naming)

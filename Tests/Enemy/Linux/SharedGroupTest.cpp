@@ -1,6 +1,5 @@
 // The group that the administrator names: its members use one another's objects, and nobody else does.
 
-#include "KyPlatform/SharedMemory.h"
 #include "Tests/Support/Linux/OtherUsers.h"
 #include "sharedregistry.h"
 

@@ -56,11 +56,11 @@ protected:
         ::unsetenv("LD_PRELOAD"); // NOLINT(concurrency-mt-unsafe)
         EXPECT_TRUE(lStarted);
         const std::optional<int> lStatus = lProgram.Wait();
-        Judge(lRefuse, lStatus, lProgram.Error());
+        CheckEnd(lRefuse, lStatus, lProgram.Error());
         return std::atoi(KyTest::ReadFile(mReport).c_str());
     }
 
-    void Judge(const std::string& aRefuse, const std::optional<int>& aStatus, const std::string& aError)
+    void CheckEnd(const std::string& aRefuse, const std::optional<int>& aStatus, const std::string& aError)
     {
         EXPECT_TRUE(aStatus == 0 || aStatus == 1)
             << aRefuse << ": " << (aStatus.has_value() ? std::to_string(*aStatus) : "killed") << '\n'

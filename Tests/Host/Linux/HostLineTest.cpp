@@ -4,6 +4,7 @@
 #include "KyPlatform/Linux/SystemCalls.h"
 #include "Tests/Host/HostLink.h"
 #include "Tests/KyPlatform/Linux/ScriptedCall.h"
+#include "Tests/Support/ForEachNth.h"
 
 #include <asm/ioctls.h>
 #include <asm/termbits.h>
@@ -217,7 +218,7 @@ TEST_F(HostLineTest, TransferThatCannotWaitIsUnsuccessful)
     ExpectFailure(Write(), HostTransfer::Unsuccessful, ENOMEM);
 }
 
-TEST_F(HostLineTest, WriteGoesOnBehindSignalsAndFullBuffersUntilARealFailure)
+TEST_F(HostLineTest, WriteGoesOnAfterSignalsAndFullBuffersUntilARealFailure)
 {
     int lWrites = 0;
     const ScriptedCall<&S::mWrite> lWrite(
@@ -248,7 +249,7 @@ TEST_F(HostLineTest, WriteIsDoneWithLessWhenItsTimeIsOver)
     EXPECT_EQ(lPolls, 2);
 }
 
-TEST_F(HostLineTest, ReadGoesOnBehindSignalsAndGivesWhatCameBeforeTheEnd)
+TEST_F(HostLineTest, ReadGoesOnAfterSignalsAndGivesWhatCameBeforeTheEnd)
 {
     int lReads = 0;
     const ScriptedCall<&S::mRead> lRead(
@@ -272,7 +273,6 @@ TEST_F(HostLineTest, DeviceThatIsRefusedWhenItComesBackIsTriedAgain)
     ASSERT_TRUE(mPort.SetLine(HostLine()));
     int lCalls = 0;
     int lFailing = 0;
-    bool lDone = false;
     const auto lRefuse = [&]
     {
         errno = EIO;
@@ -288,22 +288,24 @@ TEST_F(HostLineTest, DeviceThatIsRefusedWhenItComesBackIsTriedAgain)
     const ScriptedCall<&S::mReplace> lReplace(
         [&](int aFrom, int aTo, int aFlags)
         { return lRefuse() ? -1 : GetRealSystem().mReplace(aFrom, aTo, aFlags); });
-    for (lFailing = 1; !lDone; ++lFailing)
-    {
-        SCOPED_TRACE(lFailing);
-        lCalls = 0;
-        mLink.Vanish();
-        ExpectFailure(Read(), HostTransfer::Refused, EIO); // it is gone
-        mLink.ComeBack();
-        EXPECT_EQ(mLink.Write("12345678"), 8U);
-        HostTransferResult lResult = Read();
-        lDone = lCalls < lFailing;
-        EXPECT_EQ(lResult.mEnd, lDone ? HostTransfer::Done : HostTransfer::Refused);
-        lResult = lDone ? lResult : Read();
-        EXPECT_EQ(lResult.mBytes, 8U);
-        EXPECT_EQ(std::string(mBuffer, 8), "12345678");
-    }
-    EXPECT_EQ(lFailing, 9); // seven calls
+    const int lRefused = KyTest::ForEachNth(
+        [&](int aNth, int& aCount)
+        {
+            lFailing = aNth;
+            lCalls = 0;
+            mLink.Vanish();
+            ExpectFailure(Read(), HostTransfer::Refused, EIO); // it is gone
+            mLink.ComeBack();
+            EXPECT_EQ(mLink.Write("12345678"), 8U);
+            HostTransferResult lResult = Read();
+            const bool lDone = lCalls < aNth;
+            aCount = lCalls;
+            EXPECT_EQ(lResult.mEnd, lDone ? HostTransfer::Done : HostTransfer::Refused);
+            lResult = lDone ? lResult : Read();
+            EXPECT_EQ(lResult.mBytes, 8U);
+            EXPECT_EQ(std::string(mBuffer, 8), "12345678");
+        });
+    EXPECT_EQ(lRefused, 7);
 }
 
 TEST_F(HostLineTest, DeviceThatComesBackKeepsItsOwnLineWhenNoneWasSet)

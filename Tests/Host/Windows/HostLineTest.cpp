@@ -190,7 +190,7 @@ TEST_F(HostLineTest, RefusalsAreReported)
     EXPECT_FALSE(mPort.SetLine(HostLine()));
 }
 
-TEST_F(HostLineTest, TransfersTellRefusedFromFailedLater)
+TEST_F(HostLineTest, TransfersReportRefusalAndLaterFailureApart)
 {
     gAnswer = FALSE;
     gError = ERROR_ACCESS_DENIED;

@@ -140,7 +140,7 @@ TEST_F(NamedFileTest, FirstObjectOfAProcessTakesAwayAllThatIsDead)
 {
     std::filesystem::create_directory(GetFolder(::geteuid()));
     std::ofstream(GetFile("X.memory")) << "dead";
-    std::filesystem::create_symlink("X.memory", GetFile("Link.memory")); // nobody's object: it is let alone
+    std::filesystem::create_symlink("X.memory", GetFile("Link.memory")); // no object's file: it stays
     std::ofstream(GetFile("Held.memory")) << "alive";
     const int lHolder = ::open(GetFile("Held.memory").c_str(), O_RDWR | O_CLOEXEC);
     ASSERT_EQ(::flock(lHolder, LOCK_SH), 0);
@@ -160,7 +160,7 @@ TEST_F(NamedFileTest, FirstObjectOfAProcessTakesAwayAllThatIsDead)
     ::close(lHolder);
 }
 
-TEST_F(NamedFileTest, NothingIsLeftBehind)
+TEST_F(NamedFileTest, NoFileIsLeft)
 {
     {
         SharedMemory lMemory;

@@ -33,9 +33,6 @@ public:
     ScriptedCall(const ScriptedCall&) = delete;
     ScriptedCall& operator=(const ScriptedCall&) = delete;
 
-    /// The call that stood there before.
-    tResult CallBefore(tArguments... aArguments) const { return mBefore(aArguments...); }
-
 private:
     static Function Refuse(int aError)
     {

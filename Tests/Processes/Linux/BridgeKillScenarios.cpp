@@ -82,7 +82,7 @@ private:
     std::string mPiece;
 };
 
-/// A bridge that relays when it is told to.
+/// A bridge that relays on command.
 class Server
 {
 public:
@@ -213,25 +213,25 @@ protected:
     /// \param aDown, aUp  Receive what came out of what was on its way before, and that byte.
     std::string ServeAgain(std::optional<ClientPort>& aClient, std::string& aDown, std::string& aUp)
     {
-        const FairWatch lWatch;
+        const UndisturbedTimer lWatch;
         Server lNew;
         lNew.mDevice.mAddress = 0x77;
         if (!lNew.Open() || !OpenFifos())
         {
             return "the name cannot be served again";
         }
-        Judge(lWatch, cProgress, "the name was served again");
+        NoteIfLate(lWatch, cProgress, "the name was served again");
         if (!aClient.has_value() && aClient.emplace().Attach(cName) != ClientResult::Done)
         {
             return "no client can attach";
         }
-        Judge(lWatch, cProgress, "a client was attached again");
-        const FairWatch lTransfer;
+        NoteIfLate(lWatch, cProgress, "a client was attached again");
+        const UndisturbedTimer lTransfer;
         {
             Sleeper lWriter([&] { Write(*aClient, std::string(1, cEnd), cPatience); });
             lNew.RelayDown();
         }
-        Judge(lTransfer, cProgress, "a byte came down again");
+        NoteIfLate(lTransfer, cProgress, "a byte came down again");
         aDown = lNew.mDevice.mTaken;
         aUp = ReadAll(*aClient); // so that there is room
         uint32_t lWritten = 0;
@@ -305,8 +305,8 @@ public:
         if (mCompany != Company::Nobody)
         {
             mSleeper.emplace([this] { mDeed == Serving::Down ? WriteOn() : ReadOn(); });
-            // Behind its look for a server, of which it would wait for the next one.
-            const FairWatch lWatch;
+            // The client has to be past its look for a server: before that it would wait for the next server.
+            const UndisturbedTimer lWatch;
             const auto lIsFull = [this] { return mDownRing->IsFull(); };
             mAttached = mAttached && (mDeed != Serving::Down || Await(lIsFull, lWatch, "the scene was set"));
         }
@@ -380,23 +380,23 @@ private:
         }
         if (mCompany == Company::Caller)
         {
-            Judge(GetDeath(), cShortCall, "the call that met the death ended");
+            NoteIfLate(GetDeath(), cShortCall, "the call that met the death ended");
         }
         char lBytes[cMore];
         uint32_t lCount = 0;
-        const FairWatch lReading;
+        const UndisturbedTimer lReading;
         const ClientResult lRead = mClient->Read(lBytes, sizeof lBytes, true, cShortTime, lCount);
-        Judge(lReading, cShortCall, "a read ended");
-        const FairWatch lWriting;
+        NoteIfLate(lReading, cShortCall, "a read ended");
+        const UndisturbedTimer lWriting;
         const bool lWritten = Write(*mClient, "?", cShortTime);
-        Judge(lWriting, cShortCall, "a write ended");
+        NoteIfLate(lWriting, cShortCall, "a write ended");
         return lRead == ClientResult::TimedOut && !lWritten ? ""
                                                             : "there is no server, and bytes go somewhere";
     }
 
     bool HasWoken()
     {
-        const FairWatch lWatch;
+        const UndisturbedTimer lWatch;
         return !mSleeper.has_value() ||
                Await([this] { return mSleeper->HasWoken(); }, lWatch, "the client woke");
     }
@@ -567,7 +567,7 @@ private:
     std::string WakeDown()
     {
         const bool lGoesOn = Await([this] { return mDownRing->IsEmpty(); }, GetDeath(), "the server read on");
-        const FairWatch lWatch;
+        const UndisturbedTimer lWatch;
         uint32_t lWritten = 0;
         mDown->Write(&cEnd, 1, lWritten, cPatience);
         const bool lWoken = Await([this] { return mSleeper->HasWoken(); }, lWatch, "the server woke");
@@ -580,17 +580,17 @@ private:
         // What the device has sent, more than the client can have taken, comes to its end, although that one
         // is dead.
         const bool lGoesOn = Await([this] { return mUpRing->IsFull(); }, GetDeath(), "the server wrote on");
-        const FairWatch lWatch;
+        const UndisturbedTimer lWatch;
         const auto lTakeRest = [this]
         {
             mTakenUp += ReadUp(1);
             return mTakenUp.ends_with(mText.substr(mText.size() - 100));
         };
         Await(lTakeRest, lWatch, "the rest came");
-        const FairWatch lStop;
+        const UndisturbedTimer lStop;
         mServer.Stop();
         const bool lWoken = Await([this] { return mSleeper->HasWoken(); }, lStop, "the server stopped");
-        Judge(lStop, cBeyondTimeout, "the server stopped");
+        NoteIfLate(lStop, cBeyondTimeout, "the server stopped");
         mSleeper.reset();
         return lGoesOn && lWoken ? "" : "the server sleeps for ever";
     }

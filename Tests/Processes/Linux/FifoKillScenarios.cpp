@@ -42,12 +42,12 @@ protected:
     /// The lock is to be had at once, and the events tell the truth. aCount: bytes waiting.
     std::string CheckLock(uint32_t& aCount)
     {
-        const FairWatch lWatch;
+        const UndisturbedTimer lWatch;
         if (!mFifo.GetAvailable(aCount))
         {
             return "the FIFO refuses";
         }
-        Judge(lWatch, cBeyondTimeout, "the lock came");
+        NoteIfLate(lWatch, cBeyondTimeout, "the lock came");
         if (aCount > 0 && mWritten.Wait(0) != KyPlatform::WaitResult::Done)
         {
             return "bytes wait and the written event is not set";
@@ -129,7 +129,7 @@ public:
         {
             lWrong = "bytes wait and the reader sleeps";
         }
-        const FairWatch lWatch;
+        const UndisturbedTimer lWatch;
         uint32_t lWritten = 0;
         mFifo.Write("!", 1, lWritten, 0);
         if (!Await(lHasWoken, lWatch, "the next byte came"))
@@ -217,7 +217,7 @@ public:
         {
             lWrong = "there is room and the writer sleeps";
         }
-        const FairWatch lWatch;
+        const UndisturbedTimer lWatch;
         std::string lGot = ReadAll();
         if (!Await(lHasWoken, lWatch, "the next room came"))
         {
@@ -272,7 +272,7 @@ public:
             return "the memory of the dead lives";
         }
         SharedFifo lNew(mName + "New", "Local\\", 10, true);
-        Judge(GetDeath(), cProgress, "the name was used again");
+        NoteIfLate(GetDeath(), cProgress, "the name was used again");
         uint32_t lWritten = 0;
         return lNew.Write("abc", 3, lWritten, 0) && lNew.GetAvailable(lCount) && lCount == 3
                    ? ""
@@ -295,7 +295,7 @@ public:
     {
         SharedFifo lFifo(mName, "Local\\", cCapacity, true);
         SharedFifo lSecond(mName, "Local\\", cCapacity, false);
-        Judge(GetDeath(), cProgress, "the name was used again");
+        NoteIfLate(GetDeath(), cProgress, "the name was used again");
         uint32_t lWritten = 0;
         uint32_t lCount = 0;
         return lFifo.Write("abc", 3, lWritten, 0) && lSecond.GetAvailable(lCount) && lCount == 3

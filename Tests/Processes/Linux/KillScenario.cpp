@@ -8,7 +8,8 @@ std::string KillScenario::Bury()
     return Check();
 }
 
-void KillScenario::Judge(const FairWatch& aSince, std::chrono::milliseconds aBound, const std::string& aWhat)
+void KillScenario::NoteIfLate(const UndisturbedTimer& aSince, std::chrono::milliseconds aBound,
+                              const std::string& aWhat)
 {
     if (aSince.IsOver(aBound))
     {
@@ -16,7 +17,7 @@ void KillScenario::Judge(const FairWatch& aSince, std::chrono::milliseconds aBou
     }
 }
 
-bool KillScenario::Await(const std::function<bool()>& aIsDone, const FairWatch& aSince,
+bool KillScenario::Await(const std::function<bool()>& aIsDone, const UndisturbedTimer& aSince,
                          const std::string& aWhat)
 {
     constexpr std::chrono::seconds cForEver(5);
@@ -27,6 +28,6 @@ bool KillScenario::Await(const std::function<bool()>& aIsDone, const FairWatch& 
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
         lDone = aIsDone();
     }
-    Judge(aSince, cProgress, aWhat);
+    NoteIfLate(aSince, cProgress, aWhat);
     return lDone;
 }

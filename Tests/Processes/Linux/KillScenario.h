@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Tests/Processes/Linux/FairWatch.h"
+#include "Tests/Processes/Linux/UndisturbedTimer.h"
 
 #include <functional>
 #include <memory>
@@ -44,17 +44,19 @@ protected:
     virtual std::string Check() = 0;
 
     /// Since the child was gone; in Check() only.
-    const FairWatch& GetDeath() const { return *mDeath; }
+    const UndisturbedTimer& GetDeath() const { return *mDeath; }
 
     /// Notes it as late when more than aBound has passed.
-    void Judge(const FairWatch& aSince, std::chrono::milliseconds aBound, const std::string& aWhat);
+    void NoteIfLate(const UndisturbedTimer& aSince, std::chrono::milliseconds aBound,
+                    const std::string& aWhat);
 
     /// Waits for something, and notes it as late when it comes later than cProgress after aSince.
     /// \return False: it did not come in five seconds either.
-    bool Await(const std::function<bool()>& aIsDone, const FairWatch& aSince, const std::string& aWhat);
+    bool Await(const std::function<bool()>& aIsDone, const UndisturbedTimer& aSince,
+               const std::string& aWhat);
 
 private:
-    std::optional<FairWatch> mDeath;
+    std::optional<UndisturbedTimer> mDeath;
     std::string mLate;
 };
 

@@ -11,7 +11,7 @@
 namespace
 {
 
-/// Kills a process behind one instruction after the other, the C library's included.
+/// Kills a process after each of its instructions in turn, the C library's included.
 class KillStepTest : public testing::TestWithParam<KillCase>
 {
 protected:

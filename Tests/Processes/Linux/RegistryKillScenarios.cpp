@@ -87,7 +87,7 @@ public:
     std::string Check() override
     {
         const std::vector<SharedRegistryEntry> lEntries = mRegistry.GetEntries();
-        Judge(GetDeath(), cBeyondTimeout, "the lock came");
+        NoteIfLate(GetDeath(), cBeyondTimeout, "the lock came");
         if (lEntries.size() != 32)
         {
             return "the lock did not come";
@@ -125,7 +125,7 @@ private:
         {
             return "a server that is dead cannot be replaced";
         }
-        Judge(GetDeath(), cProgress, "the dead was replaced");
+        NoteIfLate(GetDeath(), cProgress, "the dead was replaced");
         SharedRegistry::ReleaseServer(lServer, lClient);
         // A dead client's place is kept as long as its server lives.
         SharedRegistry::ReleaseServer(mServer, mClient);
@@ -164,7 +164,7 @@ public:
             }
         }
         const bool lRegistered = lRegistry.Register("A");
-        Judge(GetDeath(), cProgress, "a name was registered");
+        NoteIfLate(GetDeath(), cProgress, "a name was registered");
         return lEntries.size() == 32 && lRegistered ? "" : "the registry refuses";
     }
 

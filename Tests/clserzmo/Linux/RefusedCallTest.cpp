@@ -57,7 +57,7 @@ protected:
     AssertRecorder mAsserts;
 };
 
-TEST_F(RefusedFifoTest, SaysThatTheLockIsNotGivenBackAndLeavesItToWhoIsInIt)
+TEST_F(RefusedFifoTest, ReportsThatTheLockIsNotGivenBackAndLeavesItToItsOwner)
 {
     ASSERT_TRUE(Write("abc"));
     DieWith(mMutex);
@@ -126,7 +126,7 @@ protected:
 };
 
 // Such an owner died before it had given the section its size.
-TEST_F(DeadOwnerTest, UnfinishedSectionIsFinishedByTheNextWhoMayMakeIt)
+TEST_F(DeadOwnerTest, UnfinishedSectionIsFinishedByTheNextProcessThatMayMakeIt)
 {
     GetHeader() = {};
     SharedFifo lFifo(mName, mPrefix, 1024, true);

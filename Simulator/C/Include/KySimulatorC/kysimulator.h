@@ -36,7 +36,7 @@ extern "C"
         KY_SIM_NEITHER = 2      ///< Neither: features only.
     };
 
-    /// What hangs on a port.
+    /// What is connected to a port.
     enum
     {
         KY_SIM_NOTHING = 0,
@@ -91,7 +91,7 @@ extern "C"
 
     /// Gives what has gone out on a port's line, oldest first, and forgets it.
     /// \param aBytes  May be null when aSize is 0.
-    /// \param aSize  Capacity; what does not fit is forgotten too.
+    /// \param aSize  Capacity; bytes that do not fit are dropped.
     /// \param aCount  Receives the number of bytes given; 0 on a failure.
     /// \return KY_OK. KY_BAD_PARAMETER: no such port, or null.
     KYSIMULATORC_API KyCode KySimCameraTakeWire(KySimCameraHandle aCamera, int32_t aSerial, uint8_t* aBytes,

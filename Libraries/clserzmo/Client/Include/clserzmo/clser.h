@@ -95,6 +95,8 @@ extern "C"
 #define CL_DLL_VERSION_2_0 4U
 #define CL_DLL_VERSION_2_1 5U
 
+    /* NOLINTBEGIN(readability-identifier-naming): the names of the Camera Link standard */
+
     /**
      * Counts the ports, and numbers them anew: clGetSerialPortIdentifier() and clSerialInit() mean these
      * numbers until the next call. They number anew by themselves when a number is too high or its server has
@@ -193,6 +195,8 @@ extern "C"
      */
     CLSER_API CLINT32 CLSER_CALL clGetErrorText(CLINT32 errorCode, CLINT8* errorText,
                                                 CLUINT32* errorTextSize);
+
+    /* NOLINTEND(readability-identifier-naming) */
 
 #ifdef __cplusplus
 }

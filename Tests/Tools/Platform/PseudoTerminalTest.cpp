@@ -102,7 +102,7 @@ TEST_F(PseudoTerminalTest, CarriesEveryByteValueBothWays)
     EXPECT_EQ(Read(mUser, 256), lAll);
 }
 
-TEST_F(PseudoTerminalTest, TellsWhetherSomebodyIsThere)
+TEST_F(PseudoTerminalTest, ReportsWhetherAUserHasItOpen)
 {
     EXPECT_FALSE(mTerminal.IsAttached());
     Attach();

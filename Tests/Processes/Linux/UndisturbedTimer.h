@@ -6,10 +6,10 @@
 ///
 /// The time in which a thread of this process was ready to run and another process had the processor does not
 /// count. What else holds a process up, as a machine that stands still, does.
-class FairWatch
+class UndisturbedTimer
 {
 public:
-    FairWatch();
+    UndisturbedTimer();
 
     /// Since it was made. Never more than the time on the wall.
     std::chrono::milliseconds GetElapsed() const;

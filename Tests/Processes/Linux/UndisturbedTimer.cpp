@@ -1,13 +1,13 @@
-#include "Tests/Processes/Linux/FairWatch.h"
+#include "Tests/Processes/Linux/UndisturbedTimer.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
 
-FairWatch::FairWatch() : mStart(Clock::now()), mHeldUp(GetHeldUp()) {}
+UndisturbedTimer::UndisturbedTimer() : mStart(Clock::now()), mHeldUp(GetHeldUp()) {}
 
-std::chrono::milliseconds FairWatch::GetElapsed() const
+std::chrono::milliseconds UndisturbedTimer::GetElapsed() const
 {
     const std::chrono::nanoseconds lElapsed = Clock::now() - mStart;
     // A thread that has ended since takes its share along.
@@ -15,13 +15,13 @@ std::chrono::milliseconds FairWatch::GetElapsed() const
     return std::chrono::duration_cast<std::chrono::milliseconds>(lElapsed - std::min(lElapsed, lHeldUp));
 }
 
-bool FairWatch::IsOver(std::chrono::milliseconds aBound) const
+bool UndisturbedTimer::IsOver(std::chrono::milliseconds aBound) const
 {
     return Clock::now() - mStart > aBound && GetElapsed() > aBound;
 }
 
 /// The time that the threads of now have been ready and not running; 0 on a system that does not count it.
-std::chrono::nanoseconds FairWatch::GetHeldUp()
+std::chrono::nanoseconds UndisturbedTimer::GetHeldUp()
 {
     std::chrono::nanoseconds lSum(0);
     std::error_code lError;
