@@ -65,7 +65,7 @@ ky_pkg_config(clserzmo "Camera Link serial clients of KySerial's bridges" "-lcls
 
 if(WIN32)
   # For linkers that do not read MinGW's import libraries: the C libraries, whose names every compiler knows.
-  foreach(lLibrary KySerialC KySimulatorC clserzmo)
+  foreach(lLibrary KySerialC KyGigEC KySimulatorC clserzmo)
     if(TARGET ${lLibrary})
       get_target_property(lMap ${lLibrary} KYSERIAL_MAP)
       file(READ "${lMap}" lNames)
@@ -87,17 +87,20 @@ if(TARGET kyserial)
   if(TARGET KyGigE)
     # Goes with the program: the serial library's packages must not need zlib. Hence targets of its own, too.
     if(NOT WIN32)
-      set_target_properties(KyGigE PROPERTIES INSTALL_RPATH "$ORIGIN")
+      set_target_properties(KyGigE KyGigEC PROPERTIES INSTALL_RPATH "$ORIGIN")
     endif()
-    install(TARGETS KyGigE EXPORT KyGigETargets
+    install(TARGETS KyGigE KyGigEC EXPORT KyGigETargets
       RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT tools
       ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT gige
       LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT tools NAMELINK_COMPONENT gige
       INCLUDES DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
     install(EXPORT KyGigETargets NAMESPACE KySerial:: DESTINATION "${lPackageFolder}" COMPONENT gige)
-    install(DIRECTORY "${PROJECT_SOURCE_DIR}/Adapters/GigE/Include/" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}"
-      COMPONENT gige)
+    foreach(lFolder Include C/Include)
+      install(DIRECTORY "${PROJECT_SOURCE_DIR}/Adapters/GigE/${lFolder}/" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}"
+        COMPONENT gige)
+    endforeach()
     ky_pkg_config(kygige "KySerial's adapter for GigE Vision devices (C++)" "-lKyGigE" gige)
+    ky_pkg_config(kygigec "KySerial's adapter for GigE Vision devices (C)" "-lKyGigEC -lKySerialC" gige)
   endif()
 endif()
 if(TARGET kyserial-camera)

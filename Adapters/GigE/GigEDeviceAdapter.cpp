@@ -137,14 +137,46 @@ void GigEDeviceAdapter::FillFeatures(std::vector<FeatureEntry>& aEntries)
         FeatureEntry lEntry;
         lEntry.mName = lListed.mName;
         lEntry.mCategory = lListed.mCategory;
-        lEntry.mKind = KindText(lMap.GetKind(lListed.mName));
         lEntry.mVisibility = lListed.mVisibility;
         lEntry.mToolTip = lListed.mToolTip;
-        lEntry.mAvailable = IsConnected() && lMap.IsAvailable(lListed.mName);
-        lEntry.mReadable = lEntry.mAvailable && lMap.IsReadable(lListed.mName);
-        lEntry.mWritable = lEntry.mAvailable && lMap.IsWritable(lListed.mName);
+        FillAccess(lMap, lEntry);
         aEntries.push_back(std::move(lEntry));
     }
+}
+
+void GigEDeviceAdapter::FillAccess(INodeMap& aMap, FeatureEntry& aEntry)
+{
+    aEntry.mKind = KindText(aMap.GetKind(aEntry.mName));
+    aEntry.mAvailable = IsConnected() && aMap.IsAvailable(aEntry.mName);
+    aEntry.mReadable = aEntry.mAvailable && aMap.IsReadable(aEntry.mName);
+    aEntry.mWritable = aEntry.mAvailable && aMap.IsWritable(aEntry.mName);
+}
+
+bool GigEDeviceAdapter::FindFeature(const std::string& aName, FeatureEntry& aEntry)
+{
+    return AskWithMemory(
+        [&]
+        {
+            const std::shared_ptr<const DeviceFeatures> lFeatures = mThis->GetFeatures();
+            if (!IsConnected() || lFeatures->mMap->GetKind(aName) == NodeKind::None)
+            {
+                return false;
+            }
+            FeatureEntry lEntry;
+            lEntry.mName = aName;
+            for (const ListedFeature& lListed : lFeatures->mDescription->GetGraph().GetFeatures())
+            {
+                if (lListed.mName == aName)
+                {
+                    lEntry.mCategory = lListed.mCategory;
+                    lEntry.mVisibility = lListed.mVisibility;
+                    lEntry.mToolTip = lListed.mToolTip;
+                }
+            }
+            FillAccess(*lFeatures->mMap, lEntry);
+            aEntry = std::move(lEntry);
+            return true;
+        });
 }
 
 void GigEDeviceAdapter::WaitForEvents()

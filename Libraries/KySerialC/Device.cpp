@@ -83,6 +83,27 @@ KyCode KyDeviceDestroy(KyDeviceHandle aDevice)
                  });
 }
 
+KyCode KyDeviceIsConnected(KyDeviceHandle aDevice, int32_t* aIsConnected)
+{
+    static constexpr char cFunction[] = "KyDeviceIsConnected";
+    return Run(
+        [&]() -> KyResult
+        {
+            if (aIsConnected == nullptr)
+            {
+                return Fail(KY_BAD_PARAMETER, cFunction, "The answer has nowhere to go: a null pointer.");
+            }
+            *aIsConnected = 0;
+            const DeviceReference lDevice(aDevice);
+            if (lDevice.Get() == nullptr)
+            {
+                return Fail(KY_INVALID_HANDLE, cFunction, "No such device.");
+            }
+            *aIsConnected = lDevice.Get()->IsConnected() ? 1 : 0;
+            return KyResult();
+        });
+}
+
 KyCode KyDeviceNotifyEvent(KyDeviceHandle aDevice, uint16_t aEventID, uint16_t aChannel, uint64_t aBlockID,
                            uint64_t aTimestamp, const void* aData, uint32_t aDataLength)
 {

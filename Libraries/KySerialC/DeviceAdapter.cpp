@@ -1,10 +1,10 @@
 #include "DeviceAdapter.h"
 
 #include "JxUtilsLib/LockScope.h"
+#include "Table/AdapterTable.h"
 #include "ThreadText.h"
 
 #include <algorithm>
-#include <cstddef>
 #include <cstring>
 
 namespace KySerialCLib
@@ -46,13 +46,23 @@ KyResult DoIfThere(const KyAdapter& aAdapter, KyCode (*aFunction)(void*, Paramet
 
 DeviceAdapter::DeviceAdapter(const KyAdapter& aAdapter) : mAdapter()
 {
-    std::memcpy(&mAdapter, &aAdapter, std::min<size_t>(aAdapter.mSize, sizeof(mAdapter)));
+    std::memcpy(&mAdapter, &aAdapter, WholeTable(aAdapter.mSize));
+}
+
+DeviceAdapter::Loan::Loan(DeviceAdapter& aRetired, const DeviceAdapter& aOther) : mRetired(aRetired)
+{
+    KyAdapter lTable = aOther.mAdapter;
+    // What the retired device had registered has ended with it; the other one's application counts its own.
+    lTable.mRegisterFeatureInterest = nullptr;
+    lTable.mUnregisterFeatureInterest = nullptr;
+    lTable.mRegisterEventSink = nullptr;
+    lTable.mUnregisterEventSink = nullptr;
+    mRetired.mAdapter = lTable;
 }
 
 bool DeviceAdapter::IsComplete(const KyAdapter& aAdapter)
 {
-    constexpr size_t cLeast = offsetof(KyAdapter, mIsConnected) + sizeof(aAdapter.mIsConnected);
-    return aAdapter.mSize >= cLeast && aAdapter.mIsConnected != nullptr;
+    return WholeTable(aAdapter.mSize) > 0 && aAdapter.mIsConnected != nullptr;
 }
 
 bool DeviceAdapter::Hold()

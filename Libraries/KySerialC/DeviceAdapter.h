@@ -40,6 +40,20 @@ public:
     /// \return KY_WRONG_STATE: something holds the device. KY_INVALID_HANDLE: it has been retired already.
     KyCode Retire();
 
+    /// Lets a device that has been retired reach its camera through another device of that camera, for as long as the
+    /// object lives. One at a time; the other device is held meanwhile.
+    class Loan
+    {
+    public:
+        Loan(DeviceAdapter& aRetired, const DeviceAdapter& aOther);
+        ~Loan() { mRetired.mAdapter = {}; }
+        Loan(const Loan&) = delete;
+        Loan& operator=(const Loan&) = delete;
+
+    private:
+        DeviceAdapter& mRetired;
+    };
+
     /// Reports an event to the sinks.
     /// \return KY_WRONG_STATE: from inside a report. KY_INVALID_HANDLE: retired.
     KyCode ReportEvent(uint16_t aEventID, uint16_t aChannel, uint64_t aBlockID, uint64_t aTimestamp,
@@ -114,6 +128,7 @@ public:
 
     /// Null: holds nothing.
     DeviceAdapter* Get() const { return mDevice.get(); }
+    const std::shared_ptr<DeviceAdapter>& GetShared() const { return mDevice; }
     void Reset();
 
 private:

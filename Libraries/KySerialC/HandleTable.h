@@ -19,7 +19,8 @@ enum class HandleKind : uint64_t
     I2CBus = 3,
     SPIBus = 4,
     Bridge = 5,
-    SimulatedCamera = 6
+    SimulatedCamera = 6,
+    NetworkCamera = 7
 };
 
 /// Objects by handles: numbers that are looked up and never followed, and that are never given twice.

@@ -3,23 +3,55 @@
 #include "ApiCall.h"
 #include "DeviceAdapter.h"
 #include "KySerial/KySerialTypes.h"
+#include "LeftOvers.h"
 #include "SharedLock.h"
 
-#include <optional>
+#include <memory>
+#include <new>
+#include <string>
 
 namespace KySerialCLib
 {
+
+template<typename Product>
+struct PortObject;
+
+/// Keeps the product of an object that ends while its camera is away, so that the port can be opened again when the
+/// camera is back.
+template<typename Product>
+void LeaveOpen(PortObject<Product>& aObject) noexcept
+{
+    if (aObject.mDevice.Get() == nullptr || aObject.mProduct->Close().GetCode() != KY_NO_CONNECTION)
+    {
+        return;
+    }
+    try
+    {
+        const std::shared_ptr<Product> lProduct = std::move(aObject.mProduct);
+        KeepLeftOver({aObject.mDevice.GetShared(), aObject.mCamera, aObject.mSerial,
+                      [lProduct] { return lProduct->Close(); }});
+    }
+    catch (const std::bad_alloc&)
+    {
+        // The product is destroyed, and its port stays claimed.
+    }
+}
 
 /// A port or bus of the library and the device that it is open on.
 template<typename Product>
 struct PortObject
 {
-    PortObject() { mProduct.emplace(); }
+    PortObject() : mProduct(std::make_shared<Product>()) {}
+    ~PortObject() { LeaveOpen(*this); }
+    PortObject(const PortObject&) = delete;
+    PortObject& operator=(const PortObject&) = delete;
 
     DeviceReference mDevice; // set as long as the product has to be closed; goes after it
+    std::string mCamera;     // IdentityOf() it, and the port of it, since the product was opened
+    int32_t mSerial = 0;
     KySerialLib::SharedLock mLock;
-    std::optional<Product> mProduct;
-    JxUtilsLib::Mutex mReadTurn; // of a port
+    std::shared_ptr<Product> mProduct; // shared with nobody
+    JxUtilsLib::Mutex mReadTurn;       // of a port
     JxUtilsLib::Mutex mWriteTurn;
 };
 
@@ -41,11 +73,15 @@ KyResult Open(const char* aFunction, PortObject<Product>& aObject, KyDeviceHandl
     {
         return Fail(KY_BAD_PARAMETER, aFunction, "No such port.");
     }
-    aObject.mProduct.emplace();
+    const std::string lCamera = lDevice.Get()->IsConnected() ? IdentityOf(*lDevice.Get()) : std::string();
+    CloseLeftOvers(*lDevice.Get(), lCamera, aSerial);
+    aObject.mProduct = std::make_shared<Product>();
     KyResult lResult = aObject.mProduct->Open(lDevice.Get(), static_cast<KyDeviceSerial>(aSerial));
     if (lResult.IsOK() || aObject.mProduct->IsOpened())
     {
         aObject.mDevice = std::move(lDevice);
+        aObject.mCamera = lCamera;
+        aObject.mSerial = aSerial;
     }
     return lResult;
 }

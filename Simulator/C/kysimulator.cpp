@@ -7,17 +7,19 @@
 #include "Simulator/Peers/LoopbackPeer.h"
 #include "Simulator/Peers/SpiFlash.h"
 #include "Simulator/Peers/TemperatureSensor.h"
+#include "Table/AdapterTable.h"
 
 #include <KySerial/DeviceProtocol.h>
 
 #include <algorithm>
-#include <cstddef>
 #include <cstring>
 #include <new>
 
-using namespace KySimulatorCLib;
+using KySerialCLib::AdapterObjectCall;
+using KySerialCLib::FinishCall;
 using KySimulator::Port;
 using KySimulator::Protocol;
+using KySimulatorCLib::Camera;
 
 namespace
 {
@@ -28,11 +30,11 @@ KyCode Run(const Body& aBody) noexcept
 {
     try
     {
-        return Finish(aBody());
+        return FinishCall(aBody());
     }
     catch (const std::bad_alloc&)
     {
-        return Finish(KyResult(KY_FAILURE, "Out of memory."));
+        return FinishCall(KyResult(KY_FAILURE, "Out of memory."));
     }
 }
 
@@ -43,8 +45,8 @@ KyCode RunOn(KySimCameraHandle aCamera, const Body& aBody) noexcept
     return Run(
         [&]() -> KyResult
         {
-            const CameraCall lCall(aCamera);
-            return lCall.Get() != nullptr ? aBody(*lCall.Get())
+            const AdapterObjectCall lCall(aCamera);
+            return lCall.Get() != nullptr ? aBody(static_cast<Camera&>(*lCall.Get()))
                                           : KyResult(KY_INVALID_HANDLE, "No such camera.");
         });
 }
@@ -113,6 +115,11 @@ KyResult Plug(KySimulator::CameraModel& aCamera, int32_t aSerial, int32_t aWhat)
 
 } // namespace
 
+KySerialCLib::HandleTable<KySerialCLib::AdapterObject>& KySerialCLib::AdapterObjects()
+{
+    return GetTable<HandleKind::SimulatedCamera, AdapterObject>();
+}
+
 KyCode KySimOptionsInit(KySimOptions* aOptions)
 {
     return Run(
@@ -139,17 +146,25 @@ KyCode KySimCameraCreate(const KySimOptions* aOptions, KySimCameraHandle* aCamer
             *aCamera = 0;
             KySimOptions lOptions = {};
             KySimOptionsInit(&lOptions);
-            lOptions = aOptions != nullptr ? *aOptions : lOptions;
-            if (lOptions.mSize != sizeof(KySimOptions) || lOptions.mTransport < KY_SIM_GIGE_VISION ||
-                lOptions.mTransport > KY_SIM_NEITHER)
+            if (aOptions != nullptr)
             {
-                return BadParameter("No options: the size is not set, or no such transport.");
+                // Looked at first: a smaller one has nothing after its size that could be copied.
+                if (aOptions->mSize != sizeof(KySimOptions))
+                {
+                    return BadParameter("No options: the size is not set.");
+                }
+                lOptions = *aOptions;
+            }
+            if (lOptions.mTransport < KY_SIM_GIGE_VISION || lOptions.mTransport > KY_SIM_NEITHER)
+            {
+                return BadParameter("No such transport.");
             }
             KySimulator::CameraConfiguration lConfiguration;
             lConfiguration.mTransport = static_cast<KySimulator::Transport>(lOptions.mTransport);
             lConfiguration.mUartCount = lOptions.mUartCount;
             lConfiguration.mUnlimitedLineRate = lOptions.mUnlimitedLineRate != 0;
-            *aCamera = Cameras().Add(std::make_shared<Camera>(lConfiguration));
+            *aCamera = KySerialCLib::AdapterObjects().Add(
+                std::make_shared<Camera>(std::make_shared<KySimulator::CameraModel>(lConfiguration)));
             return *aCamera != 0 ? KyResult() : KyResult(KY_FAILURE, "Too many cameras.");
         });
 }
@@ -159,11 +174,11 @@ KyCode KySimCameraDestroy(KySimCameraHandle aCamera)
     return Run(
         [&]() -> KyResult
         {
-            if (CameraCall::IsRunning())
+            if (AdapterObjectCall::IsRunning())
             {
                 return KyResult(KY_WRONG_STATE, "From inside a call of a simulated camera.");
             }
-            const std::shared_ptr<Camera> lCamera = Cameras().Remove(aCamera);
+            const auto lCamera = KySerialCLib::AdapterObjects().Remove(aCamera);
             if (lCamera == nullptr)
             {
                 return KyResult(KY_INVALID_HANDLE, "No such camera.");
@@ -178,13 +193,15 @@ KyCode KySimCameraGetAdapter(KySimCameraHandle aCamera, KyAdapter* aAdapter)
     return RunOn(aCamera,
                  [&](Camera&) -> KyResult
                  {
-                     if (aAdapter == nullptr || aAdapter->mSize < offsetof(KyAdapter, mIsConnected))
+                     const uint32_t lSize =
+                         aAdapter != nullptr ? KySerialCLib::WholeTable(aAdapter->mSize) : 0;
+                     if (lSize == 0)
                      {
                          return BadParameter("No adapter: a null pointer, or the size is not set.");
                      }
-                     KyAdapter lTable = AdapterTable(aCamera);
-                     lTable.mSize = std::min<uint32_t>(aAdapter->mSize, sizeof(lTable));
-                     std::memcpy(aAdapter, &lTable, lTable.mSize);
+                     KyAdapter lTable = KySerialCLib::AdapterTable(aCamera);
+                     lTable.mSize = lSize;
+                     std::memcpy(aAdapter, &lTable, lSize);
                      return KyResult();
                  });
 }
@@ -245,7 +262,7 @@ KyCode KySimCameraSetConnected(KySimCameraHandle aCamera, int32_t aConnected)
     return RunOn(aCamera,
                  [&](Camera& aObject)
                  {
-                     KySimulator::Faults& lFaults = aObject.Adapter().GetFaults();
+                     KySimulator::Faults& lFaults = aObject.SimulatedAdapter().GetFaults();
                      aConnected != 0 ? lFaults.Reconnect() : lFaults.Disconnect();
                      return KyResult();
                  });
@@ -253,14 +270,14 @@ KyCode KySimCameraSetConnected(KySimCameraHandle aCamera, int32_t aConnected)
 
 KyCode KySimCameraWaitForEvents(KySimCameraHandle aCamera)
 {
-    if (CameraCall::IsRunning())
+    if (AdapterObjectCall::IsRunning())
     {
-        return Finish(KyResult(KY_WRONG_STATE, "From inside a call of a simulated camera."));
+        return FinishCall(KyResult(KY_WRONG_STATE, "From inside a call of a simulated camera."));
     }
     return RunOn(aCamera,
                  [](Camera& aObject)
                  {
-                     aObject.Adapter().WaitForEvents();
+                     aObject.SimulatedAdapter().WaitForEvents();
                      return KyResult();
                  });
 }

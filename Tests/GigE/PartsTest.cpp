@@ -8,7 +8,9 @@
 #include "RecordingSink.h"
 
 #include <JxUtilsLib/Event.h>
+#include <KyGigE/Controller.h>
 #include <KyGigE/DeviceAddress.h>
+#include <KyGigE/DeviceName.h>
 #include <KyGigE/Discovery.h>
 #include <gmock/gmock.h>
 
@@ -131,6 +133,70 @@ TEST(DiscoveryTest, FindsADeviceAtItsAddress)
     EXPECT_EQ(KyGigE::MacText(lFound[0].mInformation.mMac), "02:00:12:34:56:78");
     EXPECT_EQ(lFound[0].mAddress, "127.0.0.1");
     EXPECT_EQ(lFound[0].mPort, lDevice.GetPort());
+}
+
+TEST(DeviceNameTest, ADeviceHasSeveralNames)
+{
+    KyGigE::FoundDevice lDevice;
+    lDevice.mAddress = "10.0.0.5";
+    lDevice.mInformation.mMac = 0x001122AABBCC;
+    lDevice.mInformation.mSerialNumber = "SN7";
+    lDevice.mInformation.mModel = "Model";
+    lDevice.mInformation.mUserName = "Left";
+    for (const char* const lName :
+         {"00:11:22:aa:bb:cc", "00-11-22-AA-BB-CC", "001122aabbcc", "sn7", "MODEL", "left", "10.0.0.5"})
+    {
+        EXPECT_TRUE(KyGigE::IsNameOf(lName, lDevice)) << lName;
+    }
+    for (const char* const lName : {"", "SN", "00:11:22:aa:bb", "10.0.0.50"})
+    {
+        EXPECT_FALSE(KyGigE::IsNameOf(lName, lDevice)) << lName;
+    }
+}
+
+TEST(DeviceNameTest, ADeviceIsFoundByNameOrByAddress)
+{
+    const KyTest::ScriptedDevice lDevice("");
+    KyGigE::DiscoveryOptions lWhere;
+    lWhere.mAddress = "127.0.0.1";
+    lWhere.mPort = lDevice.GetPort();
+    lWhere.mTime = 20000;
+    KyGigE::DeviceAddress lAddress;
+    EXPECT_EQ(KyGigE::FindDevice("02:00:12:34:56:78", lWhere, lAddress), "");
+    EXPECT_EQ(KyGigE::DeviceAddressText(lAddress), "gev://127.0.0.1:" + std::to_string(lDevice.GetPort()));
+    EXPECT_THAT(KyGigE::FindDevice("other", lWhere, lAddress), HasSubstr("no device answers to \"other\""));
+    EXPECT_EQ(lAddress.mPort, lDevice.GetPort()); // untouched
+    EXPECT_EQ(KyGigE::FindDevice("10.0.0.5:4000", lWhere, lAddress), "");
+    EXPECT_EQ(KyGigE::DeviceAddressText(lAddress), "gev://10.0.0.5:4000");
+    EXPECT_THAT(KyGigE::FindDevice("gev://10.0.0", lWhere, lAddress), HasSubstr("10.0.0"));
+}
+
+TEST(ControllerTest, ADeviceSaysWhoControlsIt)
+{
+    KyTest::ScriptedDevice lDevice("");
+    KyGigE::FoundDevice lFound;
+    lFound.mAddress = "127.0.0.1";
+    lFound.mPort = lDevice.GetPort();
+    KyGigE::Controller lController;
+    EXPECT_EQ(KyGigE::FindController(lFound, lController), "");
+    EXPECT_FALSE(lController.mControlled);
+    lDevice.PutWord(KyGvcp::cControlPrivilegeRegister, KyGvcp::cExclusiveAccess);
+    lDevice.PutWord(KyGvcp::cPrimaryAddressRegister, 0x0A000007);
+    lDevice.PutWord(KyGvcp::cPrimaryPortRegister, 4321);
+    EXPECT_EQ(KyGigE::FindController(lFound, lController), "");
+    EXPECT_TRUE(lController.mControlled && lController.mExclusive);
+    EXPECT_EQ(lController.mAddress, "10.0.0.7");
+    EXPECT_EQ(lController.mPort, 4321);
+}
+
+TEST(ControllerTest, ADeviceThatIsNotThereSaysNothing)
+{
+    KyGigE::FoundDevice lFound;
+    lFound.mAddress = "127.0.0.1";
+    lFound.mPort = 9; // nothing but a refusal comes from there
+    KyGigE::Controller lController;
+    EXPECT_THAT(KyGigE::FindController(lFound, lController), HasSubstr("127.0.0.1"));
+    EXPECT_FALSE(lController.mControlled);
 }
 
 TEST(DiscoveryTest, SaysWhatItCannotAsk)

@@ -37,6 +37,7 @@ static void CallDevices(uint64_t aHandle)
     CHECK_CODE(KyDeviceNotifyFeatureInvalidated(aHandle, "x"), KY_INVALID_HANDLE);
     CHECK_CODE(KyDeviceGetFeature(aHandle, "x", sText, &sNumber), KY_INVALID_HANDLE);
     CHECK_CODE(KyDeviceSetFeature(aHandle, "x", "x"), KY_INVALID_HANDLE);
+    CHECK_CODE(KyDeviceIsConnected(aHandle, &sInteger), KY_INVALID_HANDLE);
     CHECK_CODE(KyPortIsSupported(aHandle, KY_UART0, &sInteger), KY_INVALID_HANDLE);
     CHECK_CODE(KyI2CBusIsSupported(aHandle, KY_BULK0, &sInteger), KY_INVALID_HANDLE);
     CHECK_CODE(KySPIBusIsSupported(aHandle, KY_BULK0, &sInteger), KY_INVALID_HANDLE);

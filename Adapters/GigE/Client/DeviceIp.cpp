@@ -1,7 +1,6 @@
 #include <KyGigE/DeviceIp.h>
 
-#include "Adapters/GigE/Client/ControlChannel.h"
-#include "Adapters/GigE/Client/FindInterface.h"
+#include "Adapters/GigE/Client/OpenChannel.h"
 #include "Adapters/GigE/Client/Search.h"
 #include "Adapters/GigE/TextWithMemory.h"
 
@@ -115,14 +114,7 @@ class Control
 public:
     explicit Control(const FoundDevice& aDevice)
     {
-        const uint32_t lAddress = KyGvcp::ParseAddress(aDevice.mAddress).value_or(0);
-        OwnSide lOwn;
-        if (!aDevice.mInterface.empty() && !FindInterface(aDevice.mInterface, lAddress, lOwn).empty())
-        {
-            lOwn = {}; // the interface has gone meanwhile; the routes may know another way
-        }
-        mResult = mChannel.Open({lAddress, aDevice.mPort}, lOwn.mAddress, lOwn.mInterface);
-        mChannel.SetShut(false);
+        mResult = OpenChannel(aDevice, mChannel);
         Write(KyGvcp::cControlPrivilegeRegister, KyGvcp::cControlAccess);
         mHasControl = mResult.IsOK();
     }

@@ -96,6 +96,43 @@ class SimOptions(ctypes.Structure):
                 ("unlimited_line_rate", c_int32)]
 
 
+class CameraSearch(ctypes.Structure):
+    """KyCameraSearch."""
+    _fields_ = [("size", c_uint32), ("time", c_uint32), ("address", c_char_p), ("interface", c_char_p),
+                ("port", c_uint32), ("ask_control", c_int32)]
+
+
+class FoundCamera(ctypes.Structure):
+    """KyFoundCamera."""
+    _fields_ = [("size", c_uint32), ("port", c_uint32), ("device", c_char_p), ("address", c_char_p), ("mac", c_char_p),
+                ("serial_number", c_char_p), ("user_name", c_char_p), ("vendor", c_char_p), ("model", c_char_p),
+                ("version", c_char_p), ("information", c_char_p), ("interface", c_char_p), ("control", c_int32),
+                ("controller_port", c_uint32), ("controller", c_char_p)]
+
+
+class CameraOptions(ctypes.Structure):
+    """KyCameraOptions."""
+    _fields_ = [("size", c_uint32), ("read_only", c_int32), ("interface", c_char_p), ("reconnect", c_int32),
+                ("search_time", c_uint32), ("connect_limit", c_uint32), ("timeout", c_uint32), ("attempts", c_uint32),
+                ("pending", c_uint32), ("heartbeat_period", c_uint32), ("heartbeat_timeout", c_uint32),
+                ("event_timeout", c_uint32), ("event_retries", c_uint32)]
+
+
+class CameraState(ctypes.Structure):
+    """KyCameraState."""
+    _fields_ = [("size", c_uint32), ("is_connected", c_int32), ("generation", c_uint64), ("losses", c_uint64),
+                ("repeated_commands", c_uint64), ("repeated_events", c_uint64), ("foreign_events", c_uint64)]
+
+
+class FeatureForm(ctypes.Structure):
+    """KyFeature."""
+    _fields_ = [("size", c_uint32), ("kind", c_int32), ("access", c_int32), ("reserved", c_int32), ("name", c_char_p),
+                ("category", c_char_p), ("visibility", c_char_p), ("tool_tip", c_char_p)]
+
+
+FOUND_FUNCTION = CFUNCTYPE(None, c_void_p, POINTER(FoundCamera))
+FEATURE_FUNCTION = CFUNCTYPE(None, c_void_p, POINTER(FeatureForm))
+TEXT_FUNCTION = CFUNCTYPE(None, c_void_p, c_char_p)
 LOG_FUNCTION = CFUNCTYPE(None, c_void_p, POINTER(LogRecord))
 
 # Everything that gives a code, by the types that it takes.
@@ -104,6 +141,7 @@ _SIGNATURES = {
     "KyDeviceDestroy": [_HANDLE],
     "KyDeviceNotifyEvent": [_HANDLE, c_uint16, c_uint16, c_uint64, c_uint64, c_char_p, c_uint32],
     "KyDeviceNotifyFeatureInvalidated": [_HANDLE, _TEXT],
+    "KyDeviceIsConnected": [_HANDLE, _OUT_I32],
     "KyDeviceGetFeature": [_HANDLE, _TEXT, c_char_p, _OUT_U32],
     "KyDeviceSetFeature": [_HANDLE, _TEXT, _TEXT],
     "KyReturnText": [_TEXT],
@@ -158,6 +196,22 @@ _SIM_SIGNATURES = {
     "KySimCameraSetConnected": [_HANDLE, c_int32], "KySimCameraWaitForEvents": [_HANDLE],
 }
 
+_CAMERA_SIGNATURES = {
+    "KyCameraSearchInit": [POINTER(CameraSearch)],
+    "KyCameraFind": [POINTER(CameraSearch), FOUND_FUNCTION, c_void_p, _OUT_U32],
+    "KyCameraOptionsInit": [POINTER(CameraOptions)],
+    "KyCameraOpen": [_TEXT, POINTER(CameraOptions), _OUT_U64], "KyCameraClose": [_HANDLE],
+    "KyCameraGetDevice": [_HANDLE, _OUT_U64],
+    "KyCameraGetInformation": [_HANDLE, FOUND_FUNCTION, c_void_p],
+    "KyCameraGetState": [_HANDLE, POINTER(CameraState)],
+    "KyCameraWaitForChange": [_HANDLE, POINTER(CameraState), c_uint32], "KyCameraReconnect": [_HANDLE],
+    "KyCameraListFeatures": [_HANDLE, FEATURE_FUNCTION, c_void_p, _OUT_U32],
+    "KyCameraDescribeFeature": [_HANDLE, _TEXT, FEATURE_FUNCTION, c_void_p],
+    "KyCameraListEntries": [_HANDLE, _TEXT, TEXT_FUNCTION, c_void_p],
+    "KyCameraGetFeature": [_HANDLE, _TEXT, c_char_p, _OUT_U32], "KyCameraSetFeature": [_HANDLE, _TEXT, _TEXT],
+    "KyCameraExecute": [_HANDLE, _TEXT],
+}
+
 
 def _declare(library, signatures):
     for name, arguments in signatures.items():
@@ -174,12 +228,20 @@ lib.KyGetCodeName.argtypes, lib.KyGetCodeName.restype = [c_uint32], c_char_p
 lib.KyGetVersion.argtypes, lib.KyGetVersion.restype = [], c_uint32
 lib.KyLogGetPriority.argtypes, lib.KyLogGetPriority.restype = [], c_int32
 
-_simulator = None
+_further = {}
+
+
+def _loaded(name, signatures):
+    if name not in _further:
+        _further[name] = _declare(_load(name), signatures)
+    return _further[name]
 
 
 def simulator():
     """The simulated camera's library, loaded when it is first asked for: programs with a camera need none."""
-    global _simulator
-    if _simulator is None:
-        _simulator = _declare(_load("KySimulatorC"), _SIM_SIGNATURES)
-    return _simulator
+    return _loaded("KySimulatorC", _SIM_SIGNATURES)
+
+
+def cameras():
+    """The library for cameras on the network, loaded when it is first asked for."""
+    return _loaded("KyGigEC", _CAMERA_SIGNATURES)

@@ -52,6 +52,17 @@ class Device:
     def __exit__(self, *_):
         self.close()
 
+    @property
+    def is_reachable(self):
+        """Whether the camera can be reached now. It may have been away and back between two questions."""
+        answer = ctypes.c_int32()
+        check(lib.KyDeviceIsConnected(self._handle, byref(answer)))
+        return answer.value != 0
+
+    def _generation(self):
+        """The number of the connection, where it is known: another one each time that the camera was away."""
+        return 0
+
     def get_feature(self, name):
         """The value of one of the camera's features as text."""
         return text(lib.KyDeviceGetFeature, self._handle, name.encode())

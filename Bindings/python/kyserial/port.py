@@ -48,6 +48,7 @@ class Port(io.RawIOBase):
         self._handle = make(lib.KyPortCreate)
         self._finalizer = when_gone(self, _end, self._handle)
         self._opened = False
+        self._generation = device._generation()
         try:
             check(lib.KyPortOpen(self._handle, device._handle, self.port))
             self._opened = True
@@ -69,18 +70,24 @@ class Port(io.RawIOBase):
         """Whether close() has not been called."""
         return not self.closed
 
-    def close(self):
-        """Ends reading and gives the port back. A second call does nothing.
+    @property
+    def is_connected(self):
+        """Whether the camera is there and has been since the port was opened. If not, the port has to be made anew:
+        the camera has forgotten it."""
+        self._check_open()
+        return self._device.is_reachable and self._device._generation() == self._generation
 
-        Raises NoConnectionError while the camera is disconnected: its port then stays claimed by this process.
-        """
+    def close(self):
+        """Ends reading and gives the port back, also that of a camera that is away. A second call does nothing."""
         if self.closed:
             return
         super().close()
         self.cancel_read()
         try:
             if self._opened and self._finalizer.alive:
-                check(lib.KyPortClose(self._handle))
+                code = lib.KyPortClose(self._handle)
+                if code != errors.NO_CONNECTION:  # the next one that opens the port closes it when the camera is back
+                    check(code)
         finally:
             self._finalizer()
 
@@ -112,8 +119,9 @@ class Port(io.RawIOBase):
         """Ends a read() of another thread, which gives what it has."""
         self._cancelled.set()
 
-    def _wait(self, buffer, deadline):
-        """Reads what is there into a C array, waiting for the first byte. Returns the count; 0 at the deadline."""
+    def _wait(self, buffer, deadline, have=False):
+        """Reads what is there into a C array, waiting for the first byte. Returns the count; 0 at the deadline, and where
+        the caller has bytes to give also when the camera is lost: the next read raises then."""
         count = ctypes.c_uint32()
         while not self._cancelled.is_set():
             left = _SLICE_MS if deadline is None else (deadline - time.monotonic()) * 1000
@@ -125,6 +133,10 @@ class Port(io.RawIOBase):
                 if self.closed:
                     return 0
                 check(code)
+            if not self.closed and not self.is_connected:
+                if have:
+                    return 0
+                raise errors.failure(errors.NO_CONNECTION, "The camera is away, or was since the port was opened.")
             if deadline is not None and time.monotonic() >= deadline:
                 return 0
         self._cancelled.clear()
@@ -142,7 +154,7 @@ class Port(io.RawIOBase):
         deadline = self._deadline()
         while len(data) < size:
             buffer = (ctypes.c_uint8 * min(size - len(data), 65536))()
-            count = self._wait(buffer, deadline)
+            count = self._wait(buffer, deadline, bool(data))
             if count == 0:
                 break
             data += memoryview(buffer)[:count]
@@ -166,7 +178,7 @@ class Port(io.RawIOBase):
         data = bytearray()
         while True:
             buffer = (ctypes.c_uint8 * 65536)()
-            count = self._wait(buffer, self._deadline())
+            count = self._wait(buffer, self._deadline(), bool(data))
             if count == 0:
                 return bytes(data)
             data += memoryview(buffer)[:count]
@@ -182,7 +194,7 @@ class Port(io.RawIOBase):
         self._check_open()
         while not data.endswith(expected) and (size is None or len(data) < size):
             buffer = (ctypes.c_uint8 * 1)()
-            if self._wait(buffer, deadline) == 0:
+            if self._wait(buffer, deadline, bool(data)) == 0:
                 break
             data += bytes(buffer)
         return bytes(data)

@@ -15,6 +15,7 @@ namespace KyGigE
 {
 
 class DeviceConnection;
+class INodeMap;
 enum class NodeKind;
 
 /// A feature as a list for users shows it.
@@ -103,6 +104,11 @@ public:
     /// connection is lost. A feature that cannot be evaluated counts as not available. Blocks for the
     /// registers that decide about access.
     std::vector<FeatureEntry> ListFeatures();
+    /// One of the device's features, also one that is not for users. Blocks as ListFeatures().
+    /// \param aEntry  Receives it; without category, visibility and tool tip for one that is not listed.
+    ///        Untouched on a failure.
+    /// \return False: there is no such feature, or the connection is lost.
+    bool FindFeature(const std::string& aName, FeatureEntry& aEntry);
     /// Blocks until every event that has come so far has been delivered, as long as the sinks take. Not from
     /// inside a sink: it would wait for itself.
     void WaitForEvents();
@@ -143,6 +149,7 @@ private:
     explicit GigEDeviceAdapter(std::unique_ptr<DeviceConnection> aConnection);
     bool IsAvailable(const std::string& aName, NodeKind aKind);
     void FillFeatures(std::vector<FeatureEntry>& aEntries);
+    void FillAccess(INodeMap& aMap, FeatureEntry& aEntry);
 
     const std::unique_ptr<DeviceConnection> mThis;
 };

@@ -33,6 +33,10 @@ class SerialPort;
 /// | Write() | NO_CONNECTION                | sends                                                  |
 /// | Read()  | TIMED_OUT, no bytes          | takes what came                                        |
 ///
+/// After a loss: keep the object. Close() gives NO_CONNECTION until the device is connected again, and OK then; Open()
+/// has the port back. A device that was away and back between two looks needs the same, for it has forgotten the
+/// port: compare the adapter's generation where it has one (KyGigE::GigEDeviceAdapter::GetGeneration()).
+///
 /// Threads: one thread at a time calls Open(), Close() and the destructor, with no other call running. One
 /// reader and one writer may work on an open port at the same time, while the adapter's event thread
 /// delivers.

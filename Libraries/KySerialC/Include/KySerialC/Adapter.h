@@ -31,8 +31,8 @@ extern "C"
     /// KyDeviceNotifyFeatureInvalidated() too. Nothing may be thrown or jumped out of.
     typedef struct KyAdapter
     {
-        /// sizeof(KyAdapter), as the application was compiled with. What lies beyond it counts as null; a
-        /// size too small for mIsConnected is refused.
+        /// sizeof(KyAdapter), as the application was compiled with. Functions that do not lie in it as a whole
+        /// count as null; a size too small for mIsConnected is refused.
         uint32_t mSize;
         uint32_t mReserved; ///< 0.
         void* mContext;     ///< The application's; not looked at.

@@ -42,6 +42,12 @@ extern "C"
     ///         nothing has changed then.
     KYSERIALC_API KyCode KyDeviceDestroy(KyDeviceHandle aDevice);
 
+    /// Whether the camera can be reached now: what the adapter's mIsConnected answers. A camera may have been away and
+    /// back between two questions.
+    /// \param aIsConnected  Receives 1 or 0.
+    /// \return KY_OK. KY_BAD_PARAMETER: null.
+    KYSERIALC_API KyCode KyDeviceIsConnected(KyDeviceHandle aDevice, int32_t* aIsConnected);
+
     /// Reports a device event, as a GigE Vision EVENT or EVENTDATA message carries it. The application calls
     /// this when the camera has raised it, without holding a lock that the adapter's functions take: they may
     /// be called meanwhile. Reports of several threads come one after the other.

@@ -24,7 +24,9 @@ extern "C"
     KYSERIALC_API KyCode KyPortCreate(KyPortHandle* aPort);
 
     /// Ends a port, and closes it if it is open: at once, or when the calls have ended that are on it. If the
-    /// device is disconnected by then, its port stays claimed for the life of the process.
+    /// device is disconnected by then, the claim stays until the same port of the same camera is opened again with
+    /// KyPortOpen(), KyI2CBusOpen() or KySPIBusOpen(), on this device or on another one: the way back after a loss.
+    /// A camera that cannot be identified needs the same device for that.
     /// \return KY_OK.
     KYSERIALC_API KyCode KyPortDestroy(KyPortHandle aPort);
 
@@ -40,7 +42,8 @@ extern "C"
     KYSERIALC_API KyCode KyPortOpen(KyPortHandle aPort, KyDeviceHandle aDevice, int32_t aSerial);
 
     /// Restores the device's interrupt or event settings, releases the claim and drops waiting bytes.
-    /// \return KY_OK. KY_NO_CONNECTION: not open, or the device is disconnected; nothing was released then.
+    /// \return KY_OK. KY_NO_CONNECTION: not open, or the device is disconnected; nothing was released then, and the port
+    ///         can be closed when the device is back, or destroyed at once.
     KYSERIALC_API KyCode KyPortClose(KyPortHandle aPort);
 
     /// Whether the port has to be closed.
@@ -68,7 +71,8 @@ extern "C"
     /// \param aRead  Receives the number of bytes taken; 0 on every failure.
     /// \param aTimeout  Milliseconds to wait for the first byte; 0 does not wait.
     /// \return KY_OK: what was there, up to aSize; 0 bytes only when the buffer was flushed meanwhile.
-    ///         KY_TIMED_OUT: nothing came. KY_BAD_PARAMETER: null, or no capacity.
+    ///         KY_TIMED_OUT: nothing came, also because the device is away; KyDeviceIsConnected() knows.
+    ///         KY_BAD_PARAMETER: null, or no capacity.
     KYSERIALC_API KyCode KyPortRead(KyPortHandle aPort, uint8_t* aBuffer, uint32_t aSize, uint32_t* aRead,
                                     uint32_t aTimeout);
 

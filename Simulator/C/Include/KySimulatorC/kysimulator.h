@@ -72,8 +72,9 @@ extern "C"
     KYSIMULATORC_API KyCode KySimCameraDestroy(KySimCameraHandle aCamera);
 
     /// Gives the camera's table of functions.
-    /// \param aAdapter  Its size has to be set: as much of the table is filled in.
-    /// \return KY_OK. KY_BAD_PARAMETER: null, or a size that cannot be.
+    /// \param aAdapter  Its size has to be set: as many whole functions of the table are filled in, and the size
+    ///        becomes that of these.
+    /// \return KY_OK. KY_BAD_PARAMETER: null, or a size too small for mIsConnected.
     KYSIMULATORC_API KyCode KySimCameraGetAdapter(KySimCameraHandle aCamera, KyAdapter* aAdapter);
 
     /// Puts something on a port in place of what was there, and sets the port to the protocol that it speaks;

@@ -1,10 +1,9 @@
-#include "Camera.h"
+#include "Table/AdapterObject.h"
 
-namespace KySimulatorCLib
+#include "KySerialC/Result.h"
+
+namespace KySerialCLib
 {
-
-using KySimulator::LockScope;
-using KySimulator::SimulatedDeviceAdapter;
 
 namespace
 {
@@ -30,17 +29,11 @@ void EventForwarder::NotifyFeatureInvalidated(const KyString* aName)
     --gRunning;
 }
 
-Camera::Camera(const KySimulator::CameraConfiguration& aConfiguration)
-    : mModel(std::make_shared<KySimulator::CameraModel>(aConfiguration))
-    , mAdapter(std::make_unique<SimulatedDeviceAdapter>(mModel))
-{
-}
-
-KyResult Camera::ReportTo(KyDeviceHandle aDevice)
+KyResult AdapterObject::ReportTo(KyDeviceHandle aDevice)
 {
     EventForwarder* lForwarder = nullptr;
     {
-        LockScope lScope(mLock);
+        const std::lock_guard lScope(mLock);
         const auto [lEntry, lNew] = mForwarders.try_emplace(aDevice, aDevice);
         if (!lNew)
         {
@@ -51,72 +44,63 @@ KyResult Camera::ReportTo(KyDeviceHandle aDevice)
     KyResult lResult = mAdapter->RegisterEventSink(lForwarder);
     if (!lResult.IsOK())
     {
-        LockScope lScope(mLock);
+        const std::lock_guard lScope(mLock);
         mForwarders.erase(aDevice);
     }
     return lResult;
 }
 
-bool Camera::Enter()
+bool AdapterObject::Enter()
 {
-    LockScope lScope(mLock);
+    const std::lock_guard lScope(mLock);
     mCalls += mStopped ? 0 : 1;
     return !mStopped;
 }
 
-void Camera::Leave()
+void AdapterObject::Leave()
 {
-    LockScope lScope(mLock);
+    const std::lock_guard lScope(mLock);
     --mCalls;
-    mLeft.NotifyAll();
+    mLeft.notify_all();
 }
 
-void Camera::Stop()
+void AdapterObject::Stop()
 {
     {
-        LockScope lScope(mLock);
+        std::unique_lock lScope(mLock);
         mStopped = true;
-        while (mCalls > 0)
-        {
-            mLeft.Wait(mLock);
-        }
+        mLeft.wait(lScope, [this] { return mCalls == 0; });
     }
     mAdapter.reset(); // waits for the event that is being reported
 }
 
-KySerialCLib::HandleTable<Camera>& Cameras()
+AdapterObjectCall::AdapterObjectCall(uint64_t aHandle) : mObject(AdapterObjects().Find(aHandle))
 {
-    static KyPermanent<KySerialCLib::HandleTable<Camera>> sTable(KySerialCLib::HandleKind::SimulatedCamera);
-    return sTable.Get();
-}
-
-CameraCall::CameraCall(KySimCameraHandle aCamera) : mCamera(Cameras().Find(aCamera))
-{
-    if (mCamera != nullptr && !mCamera->Enter())
+    if (mObject != nullptr && !mObject->Enter())
     {
-        mCamera.reset();
+        mObject.reset();
     }
     ++gRunning;
 }
 
-CameraCall::~CameraCall()
+AdapterObjectCall::~AdapterObjectCall()
 {
     --gRunning;
-    if (mCamera != nullptr)
+    if (mObject != nullptr)
     {
-        mCamera->Leave();
+        mObject->Leave();
     }
 }
 
-bool CameraCall::IsRunning()
+bool AdapterObjectCall::IsRunning()
 {
     return gRunning > 0;
 }
 
-KyCode Finish(const KyResult& aResult)
+KyCode FinishCall(const KyResult& aResult) noexcept
 {
     KySetLastText(aResult.IsOK() ? nullptr : aResult.GetDescription().GetAscii());
     return aResult.GetCode();
 }
 
-} // namespace KySimulatorCLib
+} // namespace KySerialCLib

@@ -1,20 +1,20 @@
-#include "Camera.h"
+#include "Table/AdapterTable.h"
+
+#include "Table/AdapterObject.h"
 
 #include <new>
 
-namespace KySimulatorCLib
+namespace KySerialCLib
 {
 
 namespace
 {
 
-using KySimulator::SimulatedDeviceAdapter;
+static_assert(sizeof(void*) >= sizeof(uint64_t), "a context holds a handle");
 
-static_assert(sizeof(void*) >= sizeof(KySimCameraHandle), "a context holds a handle");
-
-KySimCameraHandle HandleOf(void* aContext)
+uint64_t HandleOf(void* aContext)
 {
-    return reinterpret_cast<KySimCameraHandle>(aContext);
+    return reinterpret_cast<uint64_t>(aContext);
 }
 
 // A question to a camera that may be gone.
@@ -23,7 +23,7 @@ int32_t Ask(void* aContext, const Question& aQuestion) noexcept
 {
     try
     {
-        const CameraCall lCall(HandleOf(aContext));
+        const AdapterObjectCall lCall(HandleOf(aContext));
         return lCall.Get() != nullptr && aQuestion(lCall.Get()->Adapter()) ? 1 : 0;
     }
     catch (const std::bad_alloc&)
@@ -38,13 +38,13 @@ KyCode Do(void* aContext, const Operation& aOperation) noexcept
 {
     try
     {
-        const CameraCall lCall(HandleOf(aContext));
-        return Finish(lCall.Get() != nullptr ? aOperation(*lCall.Get())
-                                             : KyResult(KY_NO_CONNECTION, "The simulated camera is gone."));
+        const AdapterObjectCall lCall(HandleOf(aContext));
+        return FinishCall(lCall.Get() != nullptr ? aOperation(*lCall.Get())
+                                                 : KyResult(KY_NO_CONNECTION, "The camera is gone."));
     }
     catch (const std::bad_alloc&)
     {
-        return Finish(KyResult(KY_FAILURE, "Out of memory."));
+        return FinishCall(KyResult(KY_FAILURE, "Out of memory."));
     }
 }
 
@@ -55,35 +55,35 @@ KyResult Return(const KyResult& aResult, const KyString& aText)
 }
 
 // The functions of the table: each is the operation of the same name.
-using Question = bool (SimulatedDeviceAdapter::*)();
-using NamedQuestion = bool (SimulatedDeviceAdapter::*)(const KyString&);
-using NamedOperation = KyResult (SimulatedDeviceAdapter::*)(const KyString&);
-using TextOperation = KyResult (SimulatedDeviceAdapter::*)(const KyString&, KyString&);
-using IntegerOperation = KyResult (SimulatedDeviceAdapter::*)(const KyString&, int64_t&);
+using Question = bool (IKyDeviceAdapter::*)();
+using NamedQuestion = bool (IKyDeviceAdapter::*)(const KyString&);
+using NamedOperation = KyResult (IKyDeviceAdapter::*)(const KyString&);
+using TextOperation = KyResult (IKyDeviceAdapter::*)(const KyString&, KyString&);
+using IntegerOperation = KyResult (IKyDeviceAdapter::*)(const KyString&, int64_t&);
 
 template<Question cQuestion>
 int32_t AskCamera(void* aContext)
 {
-    return Ask(aContext, [](SimulatedDeviceAdapter& aAdapter) { return (aAdapter.*cQuestion)(); });
+    return Ask(aContext, [](IKyDeviceAdapter& aAdapter) { return (aAdapter.*cQuestion)(); });
 }
 
 template<NamedQuestion cQuestion>
 int32_t AskOfFeature(void* aContext, const char* aName)
 {
-    return Ask(aContext, [&](SimulatedDeviceAdapter& aAdapter) { return (aAdapter.*cQuestion)(aName); });
+    return Ask(aContext, [&](IKyDeviceAdapter& aAdapter) { return (aAdapter.*cQuestion)(aName); });
 }
 
 template<NamedOperation cOperation>
 KyCode DoWithFeature(void* aContext, const char* aName)
 {
-    return Do(aContext, [&](Camera& aCamera) { return (aCamera.Adapter().*cOperation)(aName); });
+    return Do(aContext, [&](AdapterObject& aCamera) { return (aCamera.Adapter().*cOperation)(aName); });
 }
 
 template<TextOperation cOperation>
 KyCode GetText(void* aContext, const char* aName)
 {
     return Do(aContext,
-              [&](Camera& aCamera)
+              [&](AdapterObject& aCamera)
               {
                   KyString lValue;
                   const KyResult lResult = (aCamera.Adapter().*cOperation)(aName, lValue);
@@ -94,19 +94,20 @@ KyCode GetText(void* aContext, const char* aName)
 template<IntegerOperation cOperation>
 KyCode GetInteger(void* aContext, const char* aName, int64_t* aValue)
 {
-    return Do(aContext, [&](Camera& aCamera) { return (aCamera.Adapter().*cOperation)(aName, *aValue); });
+    return Do(aContext,
+              [&](AdapterObject& aCamera) { return (aCamera.Adapter().*cOperation)(aName, *aValue); });
 }
 
 int32_t IsEnumEntryAvailable(void* aContext, const char* aName, const char* aEntry)
 {
-    return Ask(aContext, [&](SimulatedDeviceAdapter& aAdapter)
-               { return aAdapter.IsEnumEntryAvailable(aName, aEntry); });
+    return Ask(aContext,
+               [&](IKyDeviceAdapter& aAdapter) { return aAdapter.IsEnumEntryAvailable(aName, aEntry); });
 }
 
 KyCode GetEnumEntries(void* aContext, const char* aName)
 {
     return Do(aContext,
-              [&](Camera& aCamera)
+              [&](AdapterObject& aCamera)
               {
                   KyStringList lEntries;
                   KyResult lResult = aCamera.Adapter().GetEnumEntries(aName, lEntries);
@@ -122,56 +123,58 @@ KyCode GetEnumEntries(void* aContext, const char* aName)
 KyCode SetFeatureFromString(void* aContext, const char* aName, const char* aValue)
 {
     return Do(aContext,
-              [&](Camera& aCamera) { return aCamera.Adapter().SetFeatureFromString(aName, aValue); });
+              [&](AdapterObject& aCamera) { return aCamera.Adapter().SetFeatureFromString(aName, aValue); });
 }
 
 KyCode GetRegisterData(void* aContext, const char* aName, uint8_t* aBuffer, int64_t aLength)
 {
-    return Do(aContext,
-              [&](Camera& aCamera) { return aCamera.Adapter().GetRegisterData(aName, aBuffer, aLength); });
+    return Do(aContext, [&](AdapterObject& aCamera)
+              { return aCamera.Adapter().GetRegisterData(aName, aBuffer, aLength); });
 }
 
 KyCode SetRegisterData(void* aContext, const char* aName, const uint8_t* aBuffer, int64_t aLength)
 {
-    return Do(aContext,
-              [&](Camera& aCamera) { return aCamera.Adapter().SetRegisterData(aName, aBuffer, aLength); });
+    return Do(aContext, [&](AdapterObject& aCamera)
+              { return aCamera.Adapter().SetRegisterData(aName, aBuffer, aLength); });
 }
 
 KyCode ReadRegister(void* aContext, uint32_t aAddress, uint32_t* aValue)
 {
-    return Do(aContext, [&](Camera& aCamera) { return aCamera.Adapter().ReadRegister(aAddress, *aValue); });
+    return Do(aContext,
+              [&](AdapterObject& aCamera) { return aCamera.Adapter().ReadRegister(aAddress, *aValue); });
 }
 
 KyCode WriteRegister(void* aContext, uint32_t aAddress, uint32_t aValue)
 {
-    return Do(aContext, [&](Camera& aCamera) { return aCamera.Adapter().WriteRegister(aAddress, aValue); });
+    return Do(aContext,
+              [&](AdapterObject& aCamera) { return aCamera.Adapter().WriteRegister(aAddress, aValue); });
 }
 
 KyCode WriteMemory(void* aContext, const uint8_t* aBuffer, uint32_t aAddress, uint32_t aLength)
 {
-    return Do(aContext,
-              [&](Camera& aCamera) { return aCamera.Adapter().WriteMemory(aBuffer, aAddress, aLength); });
+    return Do(aContext, [&](AdapterObject& aCamera)
+              { return aCamera.Adapter().WriteMemory(aBuffer, aAddress, aLength); });
 }
 
 KyCode PostWrite(void* aContext, uint32_t aMilliseconds)
 {
-    return Do(aContext, [&](Camera& aCamera) { return aCamera.Adapter().PostWrite(aMilliseconds); });
+    return Do(aContext, [&](AdapterObject& aCamera) { return aCamera.Adapter().PostWrite(aMilliseconds); });
 }
 
 KyCode RegisterEventSink(void* aContext, KyDeviceHandle aDevice)
 {
-    return Do(aContext, [&](Camera& aCamera) { return aCamera.ReportTo(aDevice); });
+    return Do(aContext, [&](AdapterObject& aCamera) { return aCamera.ReportTo(aDevice); });
 }
 
 } // namespace
 
-KyAdapter AdapterTable(KySimCameraHandle aCamera)
+KyAdapter AdapterTable(uint64_t aHandle)
 {
-    using Adapter = SimulatedDeviceAdapter;
+    using Adapter = IKyDeviceAdapter;
     KyAdapter lTable = {};
     lTable.mSize = sizeof(lTable);
     // NOLINTNEXTLINE(performance-no-int-to-ptr): a number that is carried, not an address
-    lTable.mContext = reinterpret_cast<void*>(aCamera);
+    lTable.mContext = reinterpret_cast<void*>(aHandle);
     lTable.mIsConnected = &AskCamera<&Adapter::IsConnected>;
     lTable.mIsKorvoVideoInterface = &AskCamera<&Adapter::IsKorvoVideoInterface>;
     lTable.mIsGigEVision = &AskCamera<&Adapter::IsGigEVision>;
@@ -200,4 +203,4 @@ KyAdapter AdapterTable(KySimCameraHandle aCamera)
     return lTable;
 }
 
-} // namespace KySimulatorCLib
+} // namespace KySerialCLib

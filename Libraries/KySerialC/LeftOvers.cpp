@@ -1,0 +1,80 @@
+#include "LeftOvers.h"
+
+#include "KyBase/KyPermanent.h"
+#include "KySerial/DeviceProtocol.h"
+
+#include <list>
+#include <mutex>
+
+namespace KySerialCLib
+{
+
+namespace
+{
+
+// Held while adapters are called to close something: two threads must not close at one device at a time.
+struct Store
+{
+    std::mutex mMutex;
+    std::list<LeftOver> mKept;
+};
+
+// Never destroyed: adapters may call sinks until the last moment of the process.
+Store& GetStore()
+{
+    static KyPermanent<Store> sStore; // GCOVR_EXCL_BR_LINE: the compiler's guard
+    return sStore.Get();
+}
+
+// \return Whether it is closed now.
+bool Close(const LeftOver& aLeftOver, DeviceAdapter& aDevice)
+{
+    if (aLeftOver.mDevice->Hold())
+    {
+        const bool lIsClosed = aLeftOver.mClose().IsOK();
+        aLeftOver.mDevice->Release();
+        return lIsClosed;
+    }
+    const DeviceAdapter::Loan lLoan(*aLeftOver.mDevice, aDevice);
+    return aLeftOver.mClose().IsOK();
+}
+
+} // namespace
+
+std::string IdentityOf(IKyDeviceAdapter& aDevice)
+{
+    int64_t lMac = 0;
+    if (aDevice.IsGigEVision())
+    {
+        return aDevice.GetIntegerValue(KyDeviceProtocol::cMacAddressFeature, lMac).IsOK()
+                   ? "MAC " + std::to_string(lMac)
+                   : std::string();
+    }
+    KyString lVendor;
+    KyString lNumber;
+    return aDevice.IsAlternateTransport() &&
+                   aDevice.GetStringValue(KyDeviceProtocol::cVendorFeature, lVendor).IsOK() &&
+                   aDevice.GetStringValue(KyDeviceProtocol::cSerialNumberFeature, lNumber).IsOK()
+               ? std::string(lVendor.GetAscii()) + '\n' + lNumber.GetAscii()
+               : std::string();
+}
+
+void KeepLeftOver(LeftOver aLeftOver)
+{
+    const std::lock_guard lScope(GetStore().mMutex);
+    GetStore().mKept.push_back(std::move(aLeftOver));
+}
+
+void CloseLeftOvers(DeviceAdapter& aDevice, const std::string& aCamera, int32_t aSerial)
+{
+    const std::lock_guard lScope(GetStore().mMutex);
+    GetStore().mKept.remove_if(
+        [&](const LeftOver& aLeftOver)
+        {
+            const bool lIsSame =
+                aLeftOver.mDevice.get() == &aDevice || (!aCamera.empty() && aLeftOver.mCamera == aCamera);
+            return lIsSame && aLeftOver.mSerial == aSerial && Close(aLeftOver, aDevice);
+        });
+}
+
+} // namespace KySerialCLib
