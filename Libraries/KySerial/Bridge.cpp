@@ -212,6 +212,7 @@ void Bridge::StopThreads()
     {
         static_cast<void>(mStopEvent.Set()); // cannot fail for an event that is ours
     }
+    EndHostTransfers();
     if (mWatchThread.IsRunning()) // first: it may be opening the port again, which would let transfers go on
     {
         static_cast<void>(mWatchThread.Join()); // ignored: it returns nothing
@@ -359,6 +360,34 @@ KyResult Bridge::RestorePortConfig()
     return lResult;
 }
 
+KySerialPortConfiguration Bridge::ReadDeviceSettings()
+{
+    KySerialPortConfiguration lSettings;
+    lSettings.MakeInvalid();
+    lSettings.mStopBits = 0;
+    FeatureSelectorScope lScope(mDevice);
+    if (!SetSelector(lScope, "KySerialLib::Bridge::ReadDeviceSettings").IsOK())
+    {
+        return lSettings;
+    }
+    KyString lBaudRate;
+    KyString lParity;
+    KyString lStopBits;
+    Backup(mBaudRateFeature, lBaudRate);
+    Backup(mParityFeature, lParity);
+    Backup(mStopBitsFeature, lStopBits);
+    unsigned lRate = 0;
+    lSettings.mBaudRate = std::sscanf(lBaudRate.GetAscii(), "Baud%u", &lRate) == 1 ? lRate : 0;
+    for (const auto& [lEntry, lValue] : {std::pair<const char*, KyParity>{"None", KyParityNone},
+                                         {"Even", KyParityEven},
+                                         {"Odd", KyParityOdd}})
+    {
+        lSettings.mParity = lParity == lEntry ? lValue : lSettings.mParity;
+    }
+    lSettings.mStopBits = lStopBits == "One" ? 1 : lStopBits == "Two" ? 2 : 0;
+    return lSettings;
+}
+
 KyResult Bridge::RefreshSupportedBaudRates()
 {
     static constexpr char cFunction[] = "KySerialLib::Bridge::RefreshSupportedBaudRates";
@@ -424,7 +453,8 @@ uint32_t Bridge::SyncAll(uint32_t aBaudRate, bool aForce)
     lRefused |= SyncBulkMode().IsOK() ? 0U : 1U;
     lRefused |= SyncParity().IsOK() ? 0U : 2U;
     lRefused |= SyncStopBits().IsOK() ? 0U : 4U;
-    lRefused |= SetDeviceBaudRate(aBaudRate, aForce).IsOK() ? 0U : 8U;
+    // A rate that nobody knows, of a device that does not say its own, is left to the device.
+    lRefused |= aBaudRate == 0 || SetDeviceBaudRate(aBaudRate, aForce).IsOK() ? 0U : 8U;
     return lRefused;
 }
 

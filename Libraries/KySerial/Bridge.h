@@ -135,6 +135,21 @@ protected:
 
     void SetConfiguration(const KySerialPortConfiguration& aConfiguration);
 
+    /// The line settings that the device's features show; rate 0, parity -1 and stop bits 0 where they do not.
+    KySerialPortConfiguration ReadDeviceSettings();
+
+    /// Has the device's features speak of this port for the life of aScope.
+    /// \return OK; UNSUPPORTED: the selector cannot be set.
+    KyResult SetSelector(FeatureSelectorScope& aScope, const char* aFunction);
+
+    /// Drops the bytes that wait in the device port; they count as cleared.
+    void ClearReceived();
+
+    /// The flavour ends the transfers of a host side that does not look at mStopEvent.
+    virtual void EndHostTransfers() noexcept {}
+
+    IKyDeviceAdapter* GetDevice() const { return mDevice; }
+
     /// Reads from the device port for at most aTimeout milliseconds.
     /// \return Whether bytes came.
     bool ReadFromDevice(uint8_t* aBuffer, uint32_t aSize, uint32_t& aRead, uint32_t aTimeout);
@@ -170,7 +185,6 @@ protected:
     const std::unique_ptr<JxUtilsLib::Logger> mLogger;
 
 private:
-    KyResult SetSelector(FeatureSelectorScope& aScope, const char* aFunction);
     void Backup(const KyString& aFeature, KyString& aSaved);
     void Restore(const KyString& aFeature, const KyString& aSaved);
     KyString FindFeature(const char* aPrefix, const char* aSuffix);

@@ -260,6 +260,13 @@ void Bridge::CountReceived(bool aIsEnd)
          lCounts.mCleared);
 }
 
+void Bridge::ClearReceived()
+{
+    const auto lInside = mGate.Share();
+    static_cast<void>(mDevicePort->FlushRxBuffer()); // cannot fail
+    CountReceived(false);
+}
+
 KySerialBridgeFlow Bridge::GetFlow(BridgeWay aWay)
 {
     const auto lInside = mGate.Share();

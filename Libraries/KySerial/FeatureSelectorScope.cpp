@@ -1,7 +1,31 @@
 #include "FeatureSelectorScope.h"
 
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
 namespace KySerialLib
 {
+
+namespace
+{
+
+// A device uses one of these. Two devices that share one wait for each other now and then, which harms nobody.
+// Never destroyed before a bridge: a mutex of this kind has nothing to destroy.
+std::array<std::recursive_mutex, 61> gSelectors;
+
+std::recursive_mutex& SelectorOf(const IKyDeviceAdapter* aDevice)
+{
+    return gSelectors.at(reinterpret_cast<uintptr_t>(aDevice) / alignof(std::max_align_t) %
+                         gSelectors.size());
+}
+
+} // namespace
+
+FeatureSelectorScope::FeatureSelectorScope(IKyDeviceAdapter* aDevice)
+    : mDevice(aDevice), mLock(SelectorOf(aDevice))
+{
+}
 
 FeatureSelectorScope::~FeatureSelectorScope()
 {

@@ -2,6 +2,7 @@
 
 #include "KySerial/IKyDeviceAdapter.h"
 
+#include <mutex>
 #include <utility>
 #include <vector>
 
@@ -13,11 +14,14 @@ namespace KySerialLib
 ///
 /// The scope does not put the former value back: after every bridge operation the selector stays on the
 /// bridged port, and device set-ups rely on finding it there.
+///
+/// Scopes of one device on several threads, those of bridges to its other ports, wait for one another: what a
+/// selected feature means must not change inside a scope. A thread may nest scopes.
 class FeatureSelectorScope
 {
 public:
     /// \param aDevice  Not owned; may be null as long as Set() is not called.
-    explicit FeatureSelectorScope(IKyDeviceAdapter* aDevice) noexcept : mDevice(aDevice) {}
+    explicit FeatureSelectorScope(IKyDeviceAdapter* aDevice);
     /// Writes each value that Set() has written once more; failures are ignored.
     ~FeatureSelectorScope();
     FeatureSelectorScope(const FeatureSelectorScope&) = delete;
@@ -29,6 +33,7 @@ public:
 
 private:
     IKyDeviceAdapter* const mDevice;
+    const std::unique_lock<std::recursive_mutex> mLock;
     std::vector<std::pair<KyString, KyString>> mWritten;
 };
 

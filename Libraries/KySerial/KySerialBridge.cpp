@@ -2,6 +2,7 @@
 
 #include "BridgeCLDLL.h"
 #include "BridgeCOM.h"
+#include "BridgeHost.h"
 #include "LogResult.h"
 #include "OutOfMemory.h"
 
@@ -10,6 +11,7 @@
 
 using KySerialLib::BridgeCLDLL;
 using KySerialLib::BridgeCOM;
+using KySerialLib::BridgeHost;
 using KySerialLib::CatchOutOfMemory;
 
 namespace
@@ -126,6 +128,22 @@ KyResult KySerialBridge::Start(const KyString& aName, IKyDeviceAdapter* aDevice,
                                              [&](BridgeCLDLL& aBridge)
                                              { return aBridge.OpenSharedMem(aName.GetAscii()); })
                           : lResult;
+}
+
+KyResult KySerialBridge::Start(IKySerialBridgeHost& aHost, const KySerialBridgeRequest& aRequest,
+                               IKyDeviceAdapter* aDevice, KyDeviceSerial aDevicePort,
+                               const KySerialBridgeOptions& aOptions)
+{
+    if (mThis != nullptr)
+    {
+        return KY_BRIDGE_FAILURE(KyResult::WRONG_STATE, cStart, "Bridge already started.");
+    }
+    const bool lIsPort = aDevicePort >= KyDeviceSerialUart0 && aDevicePort <= KyDeviceSerialBulk7;
+    KyResult lResult = CheckDevice(aDevice, lIsPort);
+    return lResult.IsOK()
+               ? Run<BridgeHost>(aDevice, aDevicePort, aOptions, mThis,
+                                 [&](BridgeHost& aBridge) { return aBridge.UseHost(aHost, aRequest); })
+               : lResult;
 }
 
 KyResult KySerialBridge::Stop()

@@ -4,6 +4,7 @@
 #include <KyBase/KyString.h>
 #include <KySerial/Export.h>
 #include <KySerial/IKyDeviceAdapter.h>
+#include <KySerial/IKySerialBridgeHost.h>
 #include <KySerial/IKySerialBridgeObserver.h>
 #include <KySerial/KySerialPortConfiguration.h>
 #include <KySerial/KySerialTypes.h>
@@ -96,6 +97,18 @@ public:
                    const KySerialBridgeOptions& aOptions);
     KyResult Start(const KyString& aName, IKyDeviceAdapter* aDevice, KyDeviceSerial aDevicePort,
                    const KySerialBridgeOptions& aOptions);
+
+    /// Starts a bridge to a host side that the application brings.
+    ///
+    /// The device port keeps the settings that it has, apart from what is requested here and, while the bridge runs,
+    /// by the host side. A bulk port runs as UART.
+    /// \param aHost     Open, not owned; must stay until Stop(), which does not close it.
+    /// \param aRequest  What the device port gets at the start.
+    /// \param aOptions  Copied; what it points to must stay until Stop().
+    /// \return As the first Start(); the host side is not asked, so no failure is its own.
+    KyResult Start(IKySerialBridgeHost& aHost, const KySerialBridgeRequest& aRequest,
+                   IKyDeviceAdapter* aDevice, KyDeviceSerial aDevicePort,
+                   const KySerialBridgeOptions& aOptions = KySerialBridgeOptions());
 
     /// Ends the bridge: threads, host side, device port, in this order; then the device has its settings
     /// back.
