@@ -329,8 +329,7 @@ KyResult GvcpClient::TakeControl()
         return {};
     }
     mMayControl = true; // from the moment when the device may have got the command
-    KyResult lResult =
-        mControl.WriteRegister(KyGvcp::cControlPrivilegeRegister, KyGvcp::cControlAccess);
+    KyResult lResult = mControl.WriteRegister(KyGvcp::cControlPrivilegeRegister, KyGvcp::cControlAccess);
     if (lResult.GetCode() == KyGvcp::cAccessDenied || IsTakenInSilence(lResult))
     {
         mMayControl = false;

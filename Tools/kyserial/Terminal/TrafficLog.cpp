@@ -27,11 +27,35 @@ std::string TimeText(std::chrono::system_clock::time_point aTime)
     return lText.data();
 }
 
+namespace
+{
+
+/// Whether a section may follow what the file has.
+bool TakesSection(const std::string& aPath)
+{
+    std::ifstream lFile(aPath, std::ios::binary);
+    std::string lBytes(4, '\0');
+    lFile.read(lBytes.data(), static_cast<std::streamsize>(lBytes.size()));
+    return !lFile.is_open() || lFile.gcount() == 0 || PcapngSection::IsHeader(lBytes);
+}
+
+} // namespace
+
 bool TrafficLog::Open(const std::string& aPath)
 {
     const JxUtilsLib::LockScope lScope(mLock);
+    const bool lPcapng = aPath.ends_with(".pcapng");
+    if (lPcapng && !TakesSection(aPath))
+    {
+        return false;
+    }
     mFile.open(aPath, std::ios::binary | std::ios::app);
     mOpen = mFile.is_open();
+    if (mOpen && lPcapng)
+    {
+        mSection.emplace(std::chrono::system_clock::now());
+        WriteLocked(PcapngSection::Header());
+    }
     return mOpen;
 }
 
@@ -42,9 +66,23 @@ TrafficLog::~TrafficLog()
 
 void TrafficLog::Add(char aDirection, const uint8_t* aData, size_t aSize)
 {
-    const auto lNow = std::chrono::system_clock::now();
     const JxUtilsLib::LockScope lScope(mLock);
-    if (aSize > 0 && mLineDirection != aDirection)
+    if (!mOpen || aSize == 0)
+    {
+        return;
+    }
+    if (mSection.has_value())
+    {
+        WriteLocked(mSection->Packet(std::chrono::system_clock::now(), aDirection == cSent, aData, aSize));
+        return;
+    }
+    AddLines(aDirection, aData, aSize);
+}
+
+void TrafficLog::AddLines(char aDirection, const uint8_t* aData, size_t aSize)
+{
+    const auto lNow = std::chrono::system_clock::now();
+    if (mLineDirection != aDirection)
     {
         FlushLocked();
     }
@@ -65,13 +103,19 @@ void TrafficLog::Add(char aDirection, const uint8_t* aData, size_t aSize)
 
 void TrafficLog::AddNote(const std::string& aText)
 {
+    const auto lNow = std::chrono::system_clock::now();
     const JxUtilsLib::LockScope lScope(mLock);
     FlushLocked();
     if (mOpen)
     {
-        mFile << TimeText(std::chrono::system_clock::now()) << ' ' << cNote << ' ' << aText << '\n'
-              << std::flush;
+        WriteLocked(mSection.has_value() ? mSection->Note(lNow, aText)
+                                         : TimeText(lNow) + ' ' + cNote + ' ' + aText + '\n');
     }
+}
+
+void TrafficLog::WriteLocked(const std::string& aText)
+{
+    mFile << aText << std::flush;
 }
 
 void TrafficLog::Flush()
@@ -84,7 +128,7 @@ void TrafficLog::FlushLocked()
 {
     if (mOpen && !mLine.empty())
     {
-        mFile << Line(mLineTime, mLineDirection, mLine) << std::flush;
+        WriteLocked(Line(mLineTime, mLineDirection, mLine));
     }
     mLine.clear();
 }

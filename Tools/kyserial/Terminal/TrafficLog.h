@@ -1,11 +1,14 @@
 #pragma once
 
+#include "kyserial/Record/Pcapng.h"
+
 #include <JxUtilsLib/Mutex.h>
 
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <fstream>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -22,6 +25,9 @@ std::string TimeText(std::chrono::system_clock::time_point aTime);
 /// '>' is what was sent, '<' what was received, '!' a note. Bytes that follow each other in one direction
 /// share lines of sixteen, with the time of the line's first byte; a line ends early when the direction
 /// changes, and with Flush(). Lines are added to a file that exists already. Any thread.
+///
+/// A file whose name ends in ".pcapng" is one for network analysers instead (see PcapngSection): a packet for
+/// each Add(), and a new section after those that the file has.
 class TrafficLog
 {
 public:
@@ -35,7 +41,7 @@ public:
     TrafficLog(const TrafficLog&) = delete;
     TrafficLog& operator=(const TrafficLog&) = delete;
 
-    /// \return False when the file cannot be written.
+    /// \return False when the file cannot be written, or is to be pcapng and has other content.
     bool Open(const std::string& aPath);
 
     /// Adds bytes with the present time. Without an open file, nothing.
@@ -56,10 +62,13 @@ public:
 
 private:
     void FlushLocked() JX_REQUIRES(mLock);
+    void AddLines(char aDirection, const uint8_t* aData, size_t aSize) JX_REQUIRES(mLock);
+    void WriteLocked(const std::string& aText) JX_REQUIRES(mLock);
 
     mutable JxUtilsLib::Mutex mLock;
     std::ofstream mFile JX_GUARDED_BY(mLock);
     bool mOpen JX_GUARDED_BY(mLock) = false;
+    std::optional<PcapngSection> mSection JX_GUARDED_BY(mLock); // of a pcapng file
     std::vector<uint8_t> mLine JX_GUARDED_BY(mLock);
     std::chrono::system_clock::time_point mLineTime JX_GUARDED_BY(mLock);
     char mLineDirection JX_GUARDED_BY(mLock) = cSent;
