@@ -4,6 +4,7 @@
 
 #include "Adapters/GigE/Evaluator/NodeMap.h"
 #include "Benchmarks/Figures.h"
+#include "Benchmarks/MakeDescription.h"
 #ifdef KYSERIAL_HAS_ARAVIS
 #include "GenApi/AravisJudge.h"
 #endif
@@ -59,48 +60,6 @@ void Measure(Figures& aFigures, const std::string& aName, int aRounds, const std
     aFigures.Add(aName, KyBench::GetQuantile(lTimes, 0.5));
 }
 
-/// A feature as cameras have them: an enumeration with conditions on a register, and what they are made of.
-std::string Feature(const std::string& aNumber)
-{
-    const std::string lName = "Feature" + aNumber;
-    std::string lEntries;
-    for (int lEntry = 0; lEntry < 6; ++lEntry)
-    {
-        const std::string lText = std::to_string(lEntry);
-        lEntries += "<EnumEntry Name=\"Entry" + lText +
-                    "\" NameSpace=\"Custom\"><ToolTip>One of several</ToolTip><Value>" + lText +
-                    "</Value></EnumEntry>";
-    }
-    const auto lRegister =
-        [&](const std::string& aKind, const std::string& aRegister, const std::string& aMore)
-    {
-        return "<" + aKind + " Name=\"" + aRegister + "\"><Address>0x" + aNumber +
-               "0</Address><Length>4</Length><AccessMode>RW</AccessMode><pPort>Device</"
-               "pPort><Cachable>NoCache"
-               "</Cachable>" +
-               aMore + "<Sign>Unsigned</Sign><Endianess>BigEndian</Endianess></" + aKind + ">\n";
-    };
-    return "<Enumeration Name=\"" + lName +
-           "\" NameSpace=\"Custom\">\n<ToolTip>A feature of the device</ToolTip>"
-           "<Visibility>Expert</Visibility><pIsAvailable>" +
-           lName + "Available</pIsAvailable>" + lEntries + "<pValue>" + lName +
-           "Register</pValue></Enumeration>\n" + lRegister("IntReg", lName + "Register", "") +
-           "<IntSwissKnife Name=\"" + lName + "Available\"><pVariable Name=\"BIT\">" + lName +
-           "Bit</pVariable><Formula>(BIT = 0) ? 1 : 0</Formula></IntSwissKnife>\n" +
-           lRegister("MaskedIntReg", lName + "Bit", "<Bit>3</Bit>");
-}
-
-std::string MakeDescription(size_t aSize)
-{
-    std::string lXml = "<RegisterDescription SchemaMajorVersion=\"1\" SchemaMinorVersion=\"1\" "
-                       "xmlns=\"http://www.genicam.org/GenApi/Version_1_1\">\n<Port Name=\"Device\"/>\n";
-    for (int lNumber = 1000; lXml.size() < aSize; ++lNumber)
-    {
-        lXml += Feature(std::to_string(lNumber));
-    }
-    return lXml + "</RegisterDescription>\n";
-}
-
 void MeasureOurs(Figures& aFigures, const std::string& aXml, int aRounds)
 {
     Space lSpace;
@@ -118,6 +77,39 @@ void MeasureOurs(Figures& aFigures, const std::string& aXml, int aRounds)
             });
     Measure(aFigures, "genapi.set_us", aRounds,
             [&] { Require(lMap.SetText("Feature1200", "Entry1").IsOK(), "feature"); });
+}
+
+/// The longest that one use of a feature takes, whatever the description: all of its budget, here in the steps of a formula that
+/// doubles sixty times.
+void MeasureBudget(Figures& aFigures)
+{
+    std::string lExpressions;
+    for (int lIndex = 0; lIndex < 60; ++lIndex)
+    {
+        const std::string lNext = "E" + std::to_string(lIndex + 1);
+        lExpressions +=
+            "<Expression Name=\"E" + std::to_string(lIndex) + "\">" + lNext + "+" + lNext + "</Expression>";
+    }
+    std::unique_ptr<KyGigE::DeviceDescription> lDescription;
+    Require(KyGigE::DeviceDescription::Parse(
+                KyBench::Described(
+                    "<Integer Name=\"One\"><Value>1</Value></Integer><IntConverter Name=\"Endless\">" +
+                    lExpressions +
+                    "<Expression Name=\"E60\">TO</Expression><FormulaTo>E0</FormulaTo><FormulaFrom>E0"
+                    "</FormulaFrom><pValue>One</pValue></IntConverter>"),
+                lDescription)
+                .IsOK(),
+            "description");
+    Space lSpace;
+    KyGigE::NodeMap lMap(*lDescription, lSpace);
+    std::string lText;
+    Measure(aFigures, "genapi.budget_us", 9,
+            [&]
+            {
+                Require(!lMap.GetText("Endless", lText).IsOK() &&
+                            lMap.GetVisits() > KyGigE::Evaluator::cMostVisits,
+                        "budget");
+            });
 }
 
 #ifdef KYSERIAL_HAS_ARAVIS
@@ -140,11 +132,12 @@ void MeasureAravis(Figures& aFigures, const std::string& aXml, int aRounds)
 int main(int aCount, char** /*aArguments*/)
 {
     const bool lQuick = aCount > 1;
-    const std::string lXml = MakeDescription(size_t{1} << 20U);
+    const std::string lXml = KyBench::MakeDescription(size_t{1} << 20U);
     Figures lFigures;
     for (int lRepeat = 0; lRepeat < (lQuick ? KyBench::cQuickRepeats : KyBench::cRepeats); ++lRepeat)
     {
         MeasureOurs(lFigures, lXml, lQuick ? 500 : 5000);
+        MeasureBudget(lFigures);
 #ifdef KYSERIAL_HAS_ARAVIS
         MeasureAravis(lFigures, lXml, lQuick ? 500 : 5000);
 #endif

@@ -102,8 +102,12 @@ def measure_engines(binaries, quick):
 
 def measure_network(binaries, quick):
     """Only where the adapter can be built."""
-    program = binaries / "NetworkBenchmark"
-    return read_figures(run([program] + ["--quick"] * quick)) if program.exists() else {}
+    figures = {}
+    for name in ("NetworkBenchmark", "EvaluatorBenchmark"):
+        program = binaries / name
+        if program.exists():
+            figures.update(read_figures(run([program] + ["--quick"] * quick)))
+    return figures
 
 
 def measure_bridges(binaries, quick):

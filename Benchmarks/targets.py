@@ -63,6 +63,18 @@ def network(cores):
         (f"{where}: register read by Aravis, times UDP", ratio(f"{cores}.net.aravis_us", udp), None),
         (f"{where}: UART byte with its event, times UDP", ratio(f"{cores}.net.uart_us", udp), at_most(3)),
         (f"{where}: byte on the line until its event, times UDP", ratio(f"{cores}.net.event_us", udp), None),
+        (f"{where}: feature read as text, times Aravis",
+         ratio(f"{cores}.net.feature_us", f"{cores}.net.aravis_feature_us"), at_most(1.0)),
+        (f"{where}: connection to a description of 1 MiB, times reading it",
+         ratio(f"{cores}.net.connect_mib_us", f"{cores}.net.read_mib_us"), at_most(1.5)),
+    ]
+
+
+def evaluator():
+    return [
+        ("feature read as text without a network, times Aravis", ratio("genapi.text_us", "genapi.aravis_text_us"),
+         at_most(1.0)),
+        ("the longest use of a feature (its whole budget), us", value("genapi.budget_us"), at_most(100000)),
     ]
 
 
@@ -184,7 +196,7 @@ TABLES = {
         ("64: ms until all have stopped", value("bridges64.stop_all_ms"), at_most(100)),
         ("256: bytes lost", value("bridges256.lost"), at_most(0)),
     ]),
-    "network": ("Network adapter", network("one") + network("spread")),
+    "network": ("Network adapter", network("one") + network("spread") + evaluator()),
     "wine": ("Windows build under Wine", [
         ("kernel calls a write with room", value("wine.calls.write"), at_most(3)),
         ("kernel calls a read with data", value("wine.calls.read"), at_most(3)),

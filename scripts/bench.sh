@@ -25,7 +25,7 @@ build() { # folder, targets, options
 }
 
 native="TransportBenchmark ServerBenchmark BridgeBenchmark RelayBenchmark WakeBenchmark EngineBenchmark HotPaths
-NetworkBenchmark KySerial kyserial"
+NetworkBenchmark EvaluatorBenchmark KySerial kyserial"
 build build/bench "$native"
 arguments=(--binaries build/bench/bin "$@")
 case " $* " in

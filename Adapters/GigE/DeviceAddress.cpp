@@ -2,6 +2,7 @@
 
 #include "Adapters/GigE/TextWithMemory.h"
 
+#include "KyGvcp/HostName.h"
 #include "KyGvcp/Protocol.h"
 #include "KyGvcp/UdpSocket.h"
 
@@ -31,50 +32,49 @@ bool ParseNumber(const std::string& aText, uint32_t aLimit, uint32_t& aNumber)
 
 std::string ParseDeviceAddress(const std::string& aText, DeviceAddress& aAddress)
 {
-    return TextWithMemory(cOutOfMemory,
-                          [&]() -> std::string
-                          {
-                              const std::string lForm = "; use gev://ADDRESS[:PORT][?interface=ADDRESS]";
-                              if (aText.rfind(cScheme, 0) != 0)
-                              {
-                                  return '"' + aText + "\" is no address of a GigE Vision device" + lForm;
-                              }
-                              DeviceAddress lAddress;
-                              std::string lHost = aText.substr(std::string(cScheme).size());
-                              const size_t lQuery = lHost.find('?');
-                              if (lQuery != std::string::npos)
-                              {
-                                  const std::string lOption = lHost.substr(lQuery + 1);
-                                  lHost.resize(lQuery);
-                                  lAddress.mInterface = lOption.rfind(cInterface, 0) == 0
-                                                            ? lOption.substr(std::string(cInterface).size())
-                                                            : std::string();
-                                  if (lAddress.mInterface.empty())
-                                  {
-                                      return '"' + lOption + "\" is no option of a device's address" + lForm;
-                                  }
-                              }
-                              const size_t lColon = lHost.find(':');
-                              if (lColon != std::string::npos)
-                              {
-                                  uint32_t lPort = 0;
-                                  if (!ParseNumber(lHost.substr(lColon + 1), UINT16_MAX, lPort) || lPort == 0)
-                                  {
-                                      return '"' + lHost.substr(lColon + 1) +
-                                             "\" is no UDP port; use 1 to 65535";
-                                  }
-                                  lAddress.mPort = static_cast<uint16_t>(lPort);
-                                  lHost.resize(lColon);
-                              }
-                              const auto lNumber = KyGvcp::ParseAddress(lHost);
-                              if (!lNumber)
-                              {
-                                  return '"' + lHost + "\" is no IPv4 address" + lForm;
-                              }
-                              lAddress.mAddress = KyGvcp::AddressText(*lNumber);
-                              aAddress = lAddress;
-                              return {};
-                          });
+    return TextWithMemory(
+        cOutOfMemory,
+        [&]() -> std::string
+        {
+            const std::string lForm = "; use gev://ADDRESS-OR-HOST[:PORT][?interface=ADDRESS]";
+            if (aText.rfind(cScheme, 0) != 0)
+            {
+                return '"' + aText + "\" is no address of a GigE Vision device" + lForm;
+            }
+            DeviceAddress lAddress;
+            std::string lHost = aText.substr(std::string(cScheme).size());
+            const size_t lQuery = lHost.find('?');
+            if (lQuery != std::string::npos)
+            {
+                const std::string lOption = lHost.substr(lQuery + 1);
+                lHost.resize(lQuery);
+                lAddress.mInterface = lOption.rfind(cInterface, 0) == 0
+                                          ? lOption.substr(std::string(cInterface).size())
+                                          : std::string();
+                if (lAddress.mInterface.empty())
+                {
+                    return '"' + lOption + "\" is no option of a device's address" + lForm;
+                }
+            }
+            const size_t lColon = lHost.find(':');
+            if (lColon != std::string::npos)
+            {
+                uint32_t lPort = 0;
+                if (!ParseNumber(lHost.substr(lColon + 1), UINT16_MAX, lPort) || lPort == 0)
+                {
+                    return '"' + lHost.substr(lColon + 1) + "\" is no UDP port; use 1 to 65535";
+                }
+                lAddress.mPort = static_cast<uint16_t>(lPort);
+                lHost.resize(lColon);
+            }
+            if (!KyGvcp::ParseAddress(lHost) && !KyGvcp::IsHostName(lHost))
+            {
+                return '"' + lHost + "\" is no IPv4 address and no name of a host" + lForm;
+            }
+            lAddress.mAddress = lHost;
+            aAddress = lAddress;
+            return {};
+        });
 }
 
 std::string DeviceAddressText(const DeviceAddress& aAddress)

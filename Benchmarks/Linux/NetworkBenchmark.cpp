@@ -4,11 +4,15 @@
 //   NetworkBenchmark [--quick]   "figure <name> <value>" lines, microseconds
 
 #include "Benchmarks/Figures.h"
+#include "Benchmarks/MakeDescription.h"
 #include "JxUtilsLib/Event.h"
 #include "Simulator/Camera/CameraModel.h"
 #include "Simulator/Network/NetworkCamera.h"
 
+#include "Adapters/GigE/Client/ControlChannel.h"
+
 #include <KyGigE/GigEDeviceAdapter.h>
+#include <KySerial/DeviceProtocol.h>
 #include <KySerial/KyDeviceSerialPort.h>
 
 #include <arpa/inet.h>
@@ -17,6 +21,7 @@
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <functional>
 #include <poll.h>
 #include <sched.h>
@@ -34,6 +39,7 @@ namespace
 
 constexpr uint32_t cLoopback = 0x7F000001;
 constexpr int cWarmUp = 50;
+constexpr const char* cTextFeature = "Uart0BaudRate"; // an enumeration on one register
 
 using KyBench::Figures;
 
@@ -180,7 +186,8 @@ void MeasureCalls(Figures& aFigures, const std::string& aPrefix, int aRounds)
 class Camera
 {
 public:
-    explicit Camera(const KyGvcp::Endpoint& aPlace) : mCamera(MakeModel(), {aPlace, false})
+    explicit Camera(const KyGvcp::Endpoint& aPlace, const KySimulator::NetworkForms& aForms = {})
+        : mCamera(MakeModel(), {aPlace, false}, aForms)
     {
         mIsThere = mCamera.Start();
     }
@@ -190,7 +197,7 @@ public:
 
     bool IsThere() const { return mIsThere; }
     KySimulator::CameraModel& GetModel() const { return mCamera.GetCamera(); }
-    uint16_t GetPort() const { return mCamera.GetEndpoint().mPort; }
+    uint16_t GetPort() { return mCamera.GetEndpoint().mPort; }
 
 private:
     static std::shared_ptr<KySimulator::CameraModel> MakeModel()
@@ -249,7 +256,7 @@ void MeasureEvents(Figures& aFigures, const std::string& aPrefix, KyGigE::GigEDe
 
 void MeasureAdapter(Figures& aFigures, const std::string& aPrefix, int aRounds)
 {
-    const Camera lCamera({cLoopback, 0});
+    Camera lCamera({cLoopback, 0});
     Require(lCamera.IsThere(), "camera");
     std::unique_ptr<KyGigE::GigEDeviceAdapter> lAdapter;
     Require(KyGigE::GigEDeviceAdapter::Connect({"127.0.0.1", lCamera.GetPort(), ""}, lAdapter).IsOK(),
@@ -257,6 +264,9 @@ void MeasureAdapter(Figures& aFigures, const std::string& aPrefix, int aRounds)
     uint32_t lValue = 0;
     Measure(aFigures, aPrefix + "read_us", aRounds,
             [&] { Require(lAdapter->ReadRegister(cFunctionCapabilities, lValue).IsOK(), "read"); });
+    KyString lText;
+    Measure(aFigures, aPrefix + "feature_us", aRounds,
+            [&] { Require(lAdapter->GetFeatureAsString(cTextFeature, lText).IsOK(), "feature"); });
     Measure(aFigures, aPrefix + "write_us", aRounds,
             [&] { Require(lAdapter->WriteRegister(cInterruptEnable, 0).IsOK(), "write"); });
     MeasureEvents(aFigures, aPrefix, *lAdapter, lCamera.GetModel(), aRounds);
@@ -272,11 +282,49 @@ void MeasureAdapter(Figures& aFigures, const std::string& aPrefix, int aRounds)
     Require(lPort.Close().IsOK(), "close");
 }
 
+/// Microseconds that the process has computed since.
+double ProcessorTime(std::clock_t aBegin)
+{
+    return static_cast<double>(std::clock() - aBegin) * 1e6 / CLOCKS_PER_SEC;
+}
+
+/// What a connection to a device with a description of 1 MiB takes, and what reading it takes alone: processor time of
+/// both ends, so that what else the machine does is no part of it.
+void MeasureConnect(Figures& aFigures, const std::string& aPrefix, int aRounds)
+{
+    KySimulator::NetworkForms lForms;
+    lForms.mDescription = KyBench::MakeDescription(size_t{1} << 20U);
+    Camera lCamera({cLoopback, 0}, lForms);
+    Require(lCamera.IsThere(), "camera");
+    KyGigE::ControlChannel lChannel({200, 50, 1000});
+    Require(lChannel.Open({cLoopback, lCamera.GetPort()}, 0).IsOK(), "channel");
+    lChannel.Begin();
+    std::vector<uint8_t> lBytes(lForms.mDescription.size());
+    std::unique_ptr<KyGigE::GigEDeviceAdapter> lAdapter;
+    std::vector<double> lConnections;
+    std::vector<double> lReads;
+    for (int lRound = 0; lRound < aRounds; ++lRound) // in turns: what else the machine does meets both
+    {
+        lAdapter.reset(); // giving the device back is no part of it
+        std::clock_t lBegin = std::clock();
+        Require(KyGigE::GigEDeviceAdapter::Connect({"127.0.0.1", lCamera.GetPort(), ""}, lAdapter).IsOK(),
+                "connection");
+        lConnections.push_back(ProcessorTime(lBegin));
+        lBegin = std::clock();
+        Require(
+            lChannel.ReadMemory(KySimulator::RegisterMap::cDescription, lBytes.data(), lBytes.size()).IsOK(),
+            "description");
+        lReads.push_back(ProcessorTime(lBegin));
+    }
+    aFigures.Add(aPrefix + "connect_mib_us", KyBench::GetQuantile(lConnections, 0.5));
+    aFigures.Add(aPrefix + "read_mib_us", KyBench::GetQuantile(lReads, 0.5));
+}
+
 /// Aravis knows one port only, so its camera has an address of its own; without one there are no figures.
 void MeasureAravis(Figures& aFigures, const std::string& aPrefix, int aRounds)
 {
     const uint32_t lAddress = 0x7F400000U + static_cast<uint32_t>(::getpid() % 60000) + 2;
-    const Camera lCamera({lAddress, KyGvcp::cControlPort});
+    Camera lCamera({lAddress, KyGvcp::cControlPort});
     if (!lCamera.IsThere())
     {
         return;
@@ -290,8 +338,16 @@ void MeasureAravis(Figures& aFigures, const std::string& aPrefix, int aRounds)
     {
         guint32 lValue = 0;
         Measure(aFigures, aPrefix + "aravis_us", aRounds,
+                [&] {
+                    Require(arv_device_read_register(lDevice, cFunctionCapabilities, &lValue, nullptr) != 0,
+                            "Aravis");
+                });
+        Measure(aFigures, aPrefix + "aravis_feature_us", aRounds,
                 [&]
-                { Require(arv_device_read_register(lDevice, cRegister, &lValue, nullptr) != 0, "Aravis"); });
+                {
+                    Require(arv_device_get_string_feature_value(lDevice, cTextFeature, nullptr) != nullptr,
+                            "feature of Aravis");
+                });
         g_object_unref(lDevice);
     }
     g_object_unref(lPlace);
@@ -324,6 +380,7 @@ int main(int aCount, char** /*aArguments*/)
             MeasureCalls(lFigures, lPrefix, lRounds);
             MeasureAdapter(lFigures, lPrefix, lRounds);
             MeasureAravis(lFigures, lPrefix, lRounds);
+            MeasureConnect(lFigures, lPrefix, aCount > 1 ? 3 : 11);
         }
     }
     lFigures.Print();

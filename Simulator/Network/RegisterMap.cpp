@@ -33,7 +33,8 @@ Outcome Misaligned()
 std::string MakeDescription(const FeatureRegisters& aFeatures, const CameraConfiguration& aConfiguration,
                             const NetworkForms& aForms)
 {
-    std::string lXml = MakeDeviceXml(aFeatures, aConfiguration, aForms);
+    std::string lXml =
+        aForms.mDescription.empty() ? MakeDeviceXml(aFeatures, aConfiguration, aForms) : aForms.mDescription;
     return aForms.mZippedDescription ? MakeZip("kyserial-camera.xml", lXml) : lXml;
 }
 

@@ -98,6 +98,35 @@ TEST_P(ClosedStreamsTest, BridgeEndsAfterItsTime)
     EXPECT_EQ(mError.empty(), IsClosed(2)); // its notes
 }
 
+// A camera without an input serves on, so that only those with one can be asked to end.
+TEST_P(ClosedStreamsTest, CameraServesAndKeepsItsMemoriesCleanOfItsOutput)
+{
+    if (IsClosed(0))
+    {
+        GTEST_SKIP() << "without an input nobody can ask it to end";
+    }
+    const std::string lState = Process::TemporaryFile(".state");
+    Run("kyserial-camera", {"--port", "0", "--no-broadcast", "--state", lState}, "stats\nquit\n");
+    const bool lFails = IsClosed(1) && !Process::HasNullStreams();
+    EXPECT_EQ(mStatus, lFails ? 1 : 0);
+    EXPECT_EQ(mOutput.find("kyserial-camera: ready at 127.0.0.1:") == 0, !IsClosed(1)) << mOutput;
+    EXPECT_EQ(mOutput.find("statistics: ") != std::string::npos, !IsClosed(1)) << mOutput;
+    EXPECT_EQ(mError.find("cannot write to the standard output") != std::string::npos, lFails && !IsClosed(2))
+        << mError;
+    const std::string lContent = KyTest::ReadFile(lState);
+    EXPECT_EQ(lContent.size(), lFails ? 0U : 66048U); // the memories on the buses, with a head
+    EXPECT_EQ(lContent.find("statistics"), std::string::npos);
+    std::filesystem::remove(lState);
+}
+
+TEST_P(ClosedStreamsTest, CameraThatCannotBeThereSaysSo)
+{
+    Run("kyserial-camera", {"--address", "192.0.2.1", "--port", "0"}); // nobody's address
+    EXPECT_EQ(mStatus, 1);
+    EXPECT_EQ(mOutput, "");
+    EXPECT_EQ(mError.find("kyserial-camera: cannot be at 192.0.2.1") == 0, !IsClosed(2)) << mError;
+}
+
 std::vector<Closed> GetEachClosed()
 {
     std::vector<Closed> lAll;

@@ -118,8 +118,8 @@ TEST_F(DeviceIpTest, SettingsThatNoDeviceCanHaveAreRefusedBeforeAnythingIsSent)
         lRefused({"10.0.0.7", "255.255.255.0", lGateway}, "is no gateway in the network of 10.0.0.7");
     }
     EXPECT_EQ(lBefore, mCamera.GetStatistics().mControl.mCommands);
-    mWhere.mAddress = "nowhere";
-    EXPECT_EQ("\"nowhere\" is no IPv4 address", ForceIp(mWhere, cMac, cNew, mFound));
+    mWhere.mAddress = "no where";
+    EXPECT_EQ("\"no where\" is no IPv4 address and no name of a host", ForceIp(mWhere, cMac, cNew, mFound));
 }
 
 } // namespace

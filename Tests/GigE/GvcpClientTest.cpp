@@ -78,6 +78,19 @@ TEST_F(GvcpClientTest, TakesControlAndSetsUpTheMessageChannel)
     EXPECT_EQ(mPrepared, 1);
 }
 
+TEST_F(GvcpClientTest, TakesTheNameOfAHost)
+{
+    GvcpClient lClient({"localhost", mDevice.GetPort(), ""}, Quick());
+    EXPECT_THAT(TryOpen(lClient), IsOK());
+    EXPECT_TRUE(lClient.IsConnected());
+    GvcpClient lWrong({"1.2.3", mDevice.GetPort(), ""}, Quick());
+    const std::string lWhere = "gev://1.2.3:" + std::to_string(mDevice.GetPort());
+    EXPECT_THAT(TryOpen(lWrong),
+                IsResult(KyResult::BAD_PARAMETER, ("There is no way to " + lWhere +
+                                                   ": \"1.2.3\" is no IPv4 address and no name of a host.")
+                                                      .c_str()));
+}
+
 TEST_F(GvcpClientTest, GivesTheDeviceBackAtTheEnd)
 {
     Open();

@@ -136,9 +136,11 @@ TEST_F(NetworkToolTest, SaysWhyADeviceCannotBeUsed)
     mDevice.SwitchOff();
     EXPECT_THAT(RunTool({"ports", "--device", Device()}).mError,
                 HasSubstr("No device answers at " + Device()));
-    const ToolResult lWrong = RunTool({"ports", "--device", "gev://camera"});
+    const ToolResult lWrong = RunTool({"ports", "--device", "gev://cam_era"});
     EXPECT_EQ(2, lWrong.mStatus);
-    EXPECT_THAT(lWrong.mError, HasSubstr("\"camera\" is no IPv4 address; use gev://ADDRESS[:PORT]"));
+    EXPECT_THAT(
+        lWrong.mError,
+        HasSubstr("\"cam_era\" is no IPv4 address and no name of a host; use gev://ADDRESS-OR-HOST[:PORT]"));
 }
 
 } // namespace

@@ -37,11 +37,15 @@ TEST(DeviceAddressTest, TakesAnAddressApart)
     EXPECT_EQ(lAddress.mAddress, "10.0.0.1");
     EXPECT_EQ(lAddress.mPort, 4000);
     EXPECT_EQ(lAddress.mInterface, "eth1");
+    EXPECT_EQ(ParseDeviceAddress("gev://left-eye.example:4000", lAddress), "");
+    EXPECT_EQ(lAddress.mAddress, "left-eye.example");
+    EXPECT_EQ(lAddress.mPort, 4000);
 }
 
 TEST(DeviceAddressTest, MakesTheTextAgain)
 {
-    for (const char* const lText : {"gev://1.2.3.4", "gev://1.2.3.4:5", "gev://1.2.3.4?interface=lo"})
+    for (const char* const lText :
+         {"gev://1.2.3.4", "gev://left-eye:5", "gev://1.2.3.4:5", "gev://1.2.3.4?interface=lo"})
     {
         DeviceAddress lAddress;
         EXPECT_EQ(ParseDeviceAddress(lText, lAddress), "");
@@ -53,9 +57,10 @@ TEST(DeviceAddressTest, SaysWhatIsWrong)
 {
     DeviceAddress lAddress{"kept", 1, ""};
     for (const char* const lText :
-         {"", "sim", "gev://", "gev://host", "gev://1.2.3", "gev://1.2.3.256", "gev://1.2.3.4.5",
-          "gev://1.2.3.4:", "gev://1.2.3.4:0", "gev://1.2.3.4:65536", "gev://1.2.3.4:x", "gev://1.2.3.4?",
-          "gev://1.2.3.4?interface=", "gev://1.2.3.4?speed=9", "gev://1.2.3.4/", "GEV://1.2.3.4"})
+         {"", "sim", "gev://", "gev://ho_st", "gev://-host", "gev://.host", "gev://1.2.3", "gev://1.2.3.256",
+          "gev://1.2.3.4.5", "gev://1.2.3.4:", "gev://1.2.3.4:0", "gev://1.2.3.4:65536", "gev://1.2.3.4:x",
+          "gev://1.2.3.4?", "gev://1.2.3.4?interface=", "gev://1.2.3.4?speed=9", "gev://1.2.3.4/",
+          "GEV://1.2.3.4"})
     {
         EXPECT_THAT(ParseDeviceAddress(lText, lAddress), HasSubstr("\"")) << lText;
     }
@@ -205,8 +210,9 @@ TEST(DiscoveryTest, SaysWhatItCannotAsk)
     lOptions.mInterface = "none7";
     std::vector<KyGigE::FoundDevice> lFound;
     EXPECT_EQ(KyGigE::DiscoverDevices(lOptions, lFound), "no network interface none7");
-    lOptions.mAddress = "camera";
-    EXPECT_EQ(KyGigE::DiscoverDevices(lOptions, lFound), "\"camera\" is no IPv4 address");
+    lOptions.mAddress = "1.2.3";
+    EXPECT_EQ(KyGigE::DiscoverDevices(lOptions, lFound),
+              "\"1.2.3\" is no IPv4 address and no name of a host");
     EXPECT_THAT(lFound, IsEmpty());
 }
 

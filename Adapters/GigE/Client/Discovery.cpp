@@ -3,6 +3,7 @@
 #include "Adapters/GigE/Client/ParseInformation.h"
 #include "Adapters/GigE/Client/Search.h"
 #include "Adapters/GigE/TextWithMemory.h"
+#include "KyGvcp/HostName.h"
 
 #include <algorithm>
 #include <array>
@@ -157,10 +158,11 @@ std::string FindWays(const DiscoveryOptions& aOptions, SearchWays& aWays)
     aWays.mTarget = {KyGvcp::cBroadcastAddress, aOptions.mPort};
     if (!aOptions.mAddress.empty())
     {
-        const auto lAddress = KyGvcp::ParseAddress(aOptions.mAddress);
+        std::string lError;
+        const auto lAddress = KyGvcp::FindAddress(aOptions.mAddress, KyGvcp::cLongestLookUp, {}, lError);
         if (!lAddress)
         {
-            return '"' + aOptions.mAddress + "\" is no IPv4 address";
+            return lError;
         }
         aWays.mTarget.mAddress = *lAddress;
     }

@@ -2,11 +2,13 @@
 
 #include "Adapters/GigE/Client/ParseInformation.h"
 
+#include "KyGvcp/HostName.h"
 #include "Libraries/KySerial/OutOfMemory.h"
 
 #include <JxUtilsLib/LockScope.h>
 #include <JxUtilsLib/Logger.h>
 
+#include <algorithm>
 #include <array>
 #include <string>
 #include <utility>
@@ -77,14 +79,38 @@ KyResult GvcpClient::FindOwnSide()
     return lError.empty() ? KyResult() : Failure(KyResult::FAILURE, lError);
 }
 
-KyResult GvcpClient::OpenSockets(MessageChannel::EventHandler aEvents)
+// A name is asked for once: the device that is connected stays the same one.
+KyResult GvcpClient::FindDevice()
 {
-    const auto lDevice = KyGvcp::ParseAddress(mAddress.mAddress);
+    std::chrono::milliseconds lLongest = KyGvcp::cLongestLookUp;
+    if (mOptions.mConnectLimit != 0)
+    {
+        lLongest = std::min(lLongest, std::chrono::milliseconds(mOptions.mConnectLimit));
+    }
+    std::string lError;
+    const auto lDevice = KyGvcp::FindAddress(
+        mAddress.mAddress, lLongest, [this] { return mControl.IsCancelled(); }, lError);
+    if (mControl.IsCancelled())
+    {
+        return Failure(KyResult::NO_CONNECTION, "Connecting the device at " + Where() + " was cancelled.");
+    }
     if (!lDevice)
     {
-        return Failure(KyResult::BAD_PARAMETER, '"' + mAddress.mAddress + "\" is no IPv4 address.");
+        const bool lIsName = KyGvcp::IsHostName(mAddress.mAddress);
+        return Failure(lIsName ? KyResult::NO_CONNECTION : KyResult::BAD_PARAMETER,
+                       "There is no way to " + Where() + ": " + lError + '.');
     }
     mDevice = *lDevice;
+    return {};
+}
+
+KyResult GvcpClient::OpenSockets(MessageChannel::EventHandler aEvents)
+{
+    KyResult lKnown = FindDevice();
+    if (!lKnown.IsOK())
+    {
+        return lKnown;
+    }
     mInterface = mAddress.mInterface;
     if (mInterface.empty())
     {

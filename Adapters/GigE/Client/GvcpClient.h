@@ -39,7 +39,7 @@ public:
     /// Connects. \param aEvents  Hears the device's events, on the thread of the message channel.
     /// \param aPrepare  Called here and at each new connection, on the thread that connects.
     /// \return FAILURE: no such interface, several devices of that address, or the system refused;
-    ///         NO_CONNECTION: nobody answers, or it was cancelled; TIMED_OUT: not within the limit; 0x8006:
+    ///         NO_CONNECTION: the system knows no such host, nobody answers, or it was cancelled; TIMED_OUT: not within the limit; 0x8006:
     ///         another application controls the device; what the device or aPrepare answered. The device is
     ///         given back on a failure.
     KyResult Open(MessageChannel::EventHandler aEvents, Preparation aPrepare);
@@ -76,6 +76,7 @@ public:
     MessageChannel& GetMessages() { return mMessages; }
 
 private:
+    KyResult FindDevice();
     KyResult FindOwnSide();
     KyResult OpenSockets(MessageChannel::EventHandler aEvents);
     KyResult FollowOwnSide() JX_REQUIRES(mConnecting);

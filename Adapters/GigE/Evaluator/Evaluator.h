@@ -70,6 +70,8 @@ public:
     Evaluator(const DeviceDescription& aDescription, IRegisterSpace& aSpace, Clock aClock);
 
     void Begin();
+    /// What this use has taken from the budget of visits; over cMostVisits it has failed, and goes no further.
+    int64_t GetVisits() const { return cMostVisits - mVisitsLeft; }
     KyResult GetFailure() const { return mFailure.value_or(KyResult()); }
 
     const NodeTable& GetNodes() const { return mNodes; }

@@ -131,6 +131,12 @@ KyResult NodeMap::CheckWritable(Use& aUse, const std::string& aName)
                : lResult;
 }
 
+int64_t NodeMap::GetVisits()
+{
+    const LockScope lScope(mLock);
+    return mEvaluator.GetVisits();
+}
+
 NodeKind NodeMap::GetKind(const std::string& aName)
 {
     const LockScope lScope(mLock);

@@ -43,6 +43,8 @@ public:
     KyResult GetRange(const std::string& aName, Range& aRange);
     /// Whether the device has done a command that was executed. A device that does not say so has.
     KyResult IsDone(const std::string& aName, bool& aDone);
+    /// Visits of nodes, and steps of formulas, that the last call took (Evaluator::cMostVisits): its costs, whatever the machine.
+    int64_t GetVisits();
 
 private:
     /// One use of the evaluator for one feature.

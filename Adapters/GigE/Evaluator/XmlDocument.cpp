@@ -5,6 +5,7 @@
 #include <charconv>
 #include <cstddef>
 #include <cstring>
+#include <utility>
 
 namespace KyGigE
 {
@@ -12,26 +13,41 @@ namespace KyGigE
 namespace
 {
 
-constexpr std::string_view cBlanks = " \t\r\n";
-
 bool IsBlank(char aChar)
 {
-    return cBlanks.find(aChar) != std::string_view::npos;
+    return aChar == ' ' || aChar == '\t' || aChar == '\r' || aChar == '\n';
+}
+
+/// Which characters names are made of, as a table: names are most of a description.
+constexpr std::array<bool, 256> MakeNameChars()
+{
+    std::array<bool, 256> lChars{};
+    for (size_t lChar = 0; lChar < lChars.size(); ++lChar)
+    {
+        lChars[lChar] = lChar >= 0x80 || (lChar >= 'a' && lChar <= 'z') || (lChar >= 'A' && lChar <= 'Z') ||
+                        (lChar >= '0' && lChar <= '9') || lChar == '_' || lChar == '-' || lChar == '.' ||
+                        lChar == ':';
+    }
+    return lChars;
 }
 
 bool IsNameChar(char aChar)
 {
-    const auto lChar = static_cast<unsigned char>(aChar);
-    return lChar >= 0x80 || (lChar >= 'a' && lChar <= 'z') || (lChar >= 'A' && lChar <= 'Z') ||
-           (lChar >= '0' && lChar <= '9') || lChar == '_' || lChar == '-' || lChar == '.' || lChar == ':';
+    static constexpr std::array<bool, 256> cNameChars = MakeNameChars();
+    return cNameChars[static_cast<unsigned char>(aChar)];
 }
 
 std::string_view Trimmed(std::string_view aText)
 {
-    const size_t lFirst = aText.find_first_not_of(cBlanks);
-    return lFirst == std::string_view::npos
-               ? std::string_view()
-               : aText.substr(lFirst, aText.find_last_not_of(cBlanks) - lFirst + 1);
+    while (!aText.empty() && IsBlank(aText.front()))
+    {
+        aText.remove_prefix(1);
+    }
+    while (!aText.empty() && IsBlank(aText.back()))
+    {
+        aText.remove_suffix(1);
+    }
+    return aText;
 }
 
 /// Writes a code point as UTF-8, which is never longer than the reference that it was written as.
@@ -145,6 +161,13 @@ private:
         return lFound;
     }
 
+    static char* FindOrEnd(char* aBegin, char* aEnd, char aChar)
+    {
+        void* const lFound =
+            aBegin != aEnd ? std::memchr(aBegin, aChar, static_cast<size_t>(aEnd - aBegin)) : nullptr;
+        return lFound != nullptr ? static_cast<char*>(lFound) : aEnd;
+    }
+
     void SkipTo(std::string_view aEnd)
     {
         if (char* const lFound = Find(aEnd))
@@ -233,7 +256,8 @@ private:
     void ReadText()
     {
         char* const lBegin = mNext;
-        mNext = std::find_if(mNext, mEnd, [](char aChar) { return aChar == '<' || aChar == '\0'; });
+        mNext = FindOrEnd(lBegin, mEnd, '<');
+        mNext = FindOrEnd(lBegin, mNext, '\0'); // the text's own end
         AddText(lBegin, Decode(lBegin, mNext));
     }
 
@@ -405,8 +429,7 @@ std::string XmlDocument::Parse(std::string aText)
     {
         return "it is too long";
     }
-    mText.assign(aText.begin(), aText.end());
-    std::string().swap(aText); // as long as the one that is kept
+    mText = std::move(aText); // the views point there; the object never moves
     const auto lMost = static_cast<size_t>(std::count(mText.begin(), mText.end(), '<'));
     mElements.reserve(std::min(lMost, cMostElements)); // no element without one; never moved
     const char* const lProblem = XmlReader(*this).Read();

@@ -63,7 +63,7 @@ private:
         std::string_view mValue;
     };
 
-    std::vector<char> mText; ///< The views point into it.
+    std::string mText; ///< The views point into it.
     std::vector<Element> mElements;
     std::vector<Attribute> mAttributes;
 };

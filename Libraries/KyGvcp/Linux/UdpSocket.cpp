@@ -1,5 +1,7 @@
 #include "KyGvcp/UdpSocket.h"
 
+#include "KyGvcp/SystemAddress.h"
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -7,14 +9,11 @@
 #include <system_error>
 #include <utility>
 
-#include <arpa/inet.h>
 #include <ifaddrs.h>
 #include <net/if.h>
-#include <netinet/in.h>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/prctl.h>
-#include <sys/socket.h>
 #include <sys/timerfd.h>
 #include <unistd.h>
 
@@ -35,30 +34,6 @@ using Clock = std::chrono::steady_clock;
 constexpr size_t cFewSockets = 8; // waited for without memory from the heap
 constexpr size_t cReadyBits = 32;
 constexpr int cReceiveBuffer = 1 << 20; // events of a second in which nobody looked
-
-sockaddr_in ToSystem(const Endpoint& aEndpoint)
-{
-    sockaddr_in lAddress{};
-    lAddress.sin_family = AF_INET;
-    lAddress.sin_addr.s_addr = htonl(aEndpoint.mAddress);
-    lAddress.sin_port = htons(aEndpoint.mPort);
-    return lAddress;
-}
-
-Endpoint FromSystem(const sockaddr_in& aAddress)
-{
-    return {ntohl(aAddress.sin_addr.s_addr), ntohs(aAddress.sin_port)};
-}
-
-const sockaddr* Generic(const sockaddr_in& aAddress)
-{
-    return reinterpret_cast<const sockaddr*>(&aAddress);
-}
-
-sockaddr* Generic(sockaddr_in& aAddress)
-{
-    return reinterpret_cast<sockaddr*>(&aAddress);
-}
 
 timespec ToTimespec(SocketTime aTime)
 {

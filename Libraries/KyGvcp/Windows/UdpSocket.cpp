@@ -1,8 +1,6 @@
 #include "KyGvcp/UdpSocket.h"
 
-#include <winsock2.h>
-
-#include <ws2tcpip.h>
+#include "KyGvcp/SystemAddress.h"
 
 #include <mswsock.h>
 
@@ -29,18 +27,7 @@ constexpr size_t cMostSockets = MAXIMUM_WAIT_OBJECTS - 1; // beside the waker in
 constexpr int cReceiveBuffer = 1 << 20;                   // events of a second in which nobody looked
 constexpr std::chrono::milliseconds cTurn{5};             // of a group, when there are more sockets
 
-/// Sockets work from the first one on until the process ends: others may still be open when static objects go.
-bool StartSockets()
-{
-    static const bool lStarted = []
-    {
-        WSADATA lData{};
-        return WSAStartup(MAKEWORD(2, 2), &lData) == 0;
-    }();
-    return lStarted;
-}
-
-SOCKET ToSystem(intptr_t aHandle)
+SOCKET ToSocket(intptr_t aHandle)
 {
     return static_cast<SOCKET>(aHandle);
 }
@@ -55,30 +42,6 @@ intptr_t MakeEvent()
 {
     const HANDLE lEvent = CreateEventW(nullptr, FALSE, FALSE, nullptr);
     return lEvent != nullptr ? reinterpret_cast<intptr_t>(lEvent) : -1;
-}
-
-sockaddr_in ToSystem(const Endpoint& aEndpoint)
-{
-    sockaddr_in lAddress{};
-    lAddress.sin_family = AF_INET;
-    lAddress.sin_addr.s_addr = htonl(aEndpoint.mAddress);
-    lAddress.sin_port = htons(aEndpoint.mPort);
-    return lAddress;
-}
-
-Endpoint FromSystem(const sockaddr_in& aAddress)
-{
-    return {ntohl(aAddress.sin_addr.s_addr), ntohs(aAddress.sin_port)};
-}
-
-const sockaddr* Generic(const sockaddr_in& aAddress)
-{
-    return reinterpret_cast<const sockaddr*>(&aAddress);
-}
-
-sockaddr* Generic(sockaddr_in& aAddress)
-{
-    return reinterpret_cast<sockaddr*>(&aAddress);
 }
 
 template<class Value>
@@ -331,7 +294,7 @@ void UdpSocket::Close()
     mRoute = 0;
     if (lHandle >= 0)
     {
-        closesocket(ToSystem(lHandle));
+        closesocket(ToSocket(lHandle));
     }
     if (lArrival >= 0)
     {
@@ -342,7 +305,7 @@ void UdpSocket::Close()
 bool UdpSocket::AllowBroadcast()
 {
     const BOOL lOne = TRUE;
-    return SetOption(ToSystem(mHandle), SOL_SOCKET, SO_BROADCAST, lOne) || Fail("broadcast");
+    return SetOption(ToSocket(mHandle), SOL_SOCKET, SO_BROADCAST, lOne) || Fail("broadcast");
 }
 
 Endpoint UdpSocket::GetLocal() const
@@ -350,7 +313,7 @@ Endpoint UdpSocket::GetLocal() const
     sockaddr_in lAddress{};
     int lSize = sizeof lAddress;
     Endpoint lLocal;
-    if (IsOpen() && getsockname(ToSystem(mHandle), Generic(lAddress), &lSize) == 0)
+    if (IsOpen() && getsockname(ToSocket(mHandle), Generic(lAddress), &lSize) == 0)
     {
         lLocal = FromSystem(lAddress);
         lLocal.mAddress = lLocal.mAddress != 0 ? lLocal.mAddress : mRoute;
@@ -366,7 +329,7 @@ SocketResult UdpSocket::Send(std::span<const uint8_t> aData)
 SocketResult UdpSocket::SendTo(const Endpoint& aPeer, std::span<const uint8_t> aData)
 {
     const sockaddr_in lAddress = ToSystem(aPeer);
-    return IsOpen() ? SendDatagram(ToSystem(mHandle), aData, lAddress) : SocketResult::Failed;
+    return IsOpen() ? SendDatagram(ToSocket(mHandle), aData, lAddress) : SocketResult::Failed;
 }
 
 /// Does not block: a socket with an event never does. \return TimedOut: none is there.
@@ -379,7 +342,7 @@ SocketResult UdpSocket::TakeDatagram(std::span<uint8_t> aBuffer, size_t& aSize, 
     {
         sockaddr_in lAddress{};
         int lSize = sizeof lAddress;
-        const int lCount = recvfrom(ToSystem(mHandle), reinterpret_cast<char*>(aBuffer.data()),
+        const int lCount = recvfrom(ToSocket(mHandle), reinterpret_cast<char*>(aBuffer.data()),
                                     static_cast<int>(aBuffer.size()), 0, Generic(lAddress), &lSize);
         const int lError = lCount >= 0 ? 0 : WSAGetLastError();
         if (lError != 0 && lError != WSAEMSGSIZE)

@@ -72,7 +72,8 @@ class KYGIGE_API GigEDeviceAdapter final : public IKyDeviceAdapter
 public:
     /// Connects a device.
     /// \param aAdapter  Null on a failure.
-    /// \return NO_CONNECTION: no device answers there, or ConnectionOptions::mCancel has ended it. TIMED_OUT:
+    /// \return NO_CONNECTION: no device answers there, the system has not found the host of that name within 5 s, or
+    ///         ConnectionOptions::mCancel has ended it. TIMED_OUT:
     ///         not within ConnectionOptions::mConnectLimit. 0x8006: another application controls it. FAILURE:
     ///         this computer has no such interface, or several devices have that address. Others: passed on
     ///         from the device, which is given back at once. Blocks: about a second when nobody answers.

@@ -1,0 +1,59 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+namespace KyBench
+{
+
+/// A feature as cameras have them: an enumeration with conditions on a register, and what they are made of.
+inline std::string Feature(const std::string& aNumber)
+{
+    const std::string lName = "Feature" + aNumber;
+    std::string lEntries;
+    for (int lEntry = 0; lEntry < 6; ++lEntry)
+    {
+        const std::string lText = std::to_string(lEntry);
+        lEntries += "<EnumEntry Name=\"Entry" + lText +
+                    "\" NameSpace=\"Custom\"><ToolTip>One of several</ToolTip><Value>" + lText +
+                    "</Value></EnumEntry>";
+    }
+    const auto lRegister =
+        [&](const std::string& aKind, const std::string& aRegister, const std::string& aMore)
+    {
+        return "<" + aKind + " Name=\"" + aRegister + "\"><Address>0x" + aNumber +
+               "0</Address><Length>4</Length><AccessMode>RW</AccessMode><pPort>Device</"
+               "pPort><Cachable>NoCache"
+               "</Cachable>" +
+               aMore + "<Sign>Unsigned</Sign><Endianess>BigEndian</Endianess></" + aKind + ">\n";
+    };
+    return "<Enumeration Name=\"" + lName +
+           "\" NameSpace=\"Custom\">\n<ToolTip>A feature of the device</ToolTip>"
+           "<Visibility>Expert</Visibility><pIsAvailable>" +
+           lName + "Available</pIsAvailable>" + lEntries + "<pValue>" + lName +
+           "Register</pValue></Enumeration>\n" + lRegister("IntReg", lName + "Register", "") +
+           "<IntSwissKnife Name=\"" + lName + "Available\"><pVariable Name=\"BIT\">" + lName +
+           "Bit</pVariable><Formula>(BIT = 0) ? 1 : 0</Formula></IntSwissKnife>\n" +
+           lRegister("MaskedIntReg", lName + "Bit", "<Bit>3</Bit>");
+}
+
+/// A description with these nodes and a port.
+inline std::string Described(const std::string& aNodes)
+{
+    return "<RegisterDescription SchemaMajorVersion=\"1\" SchemaMinorVersion=\"1\" "
+           "xmlns=\"http://www.genicam.org/GenApi/Version_1_1\">\n<Port Name=\"Device\"/>\n" +
+           aNodes + "</RegisterDescription>\n";
+}
+
+/// A description of aSize bytes, or a little more.
+inline std::string MakeDescription(size_t aSize)
+{
+    std::string lNodes;
+    for (int lNumber = 1000; lNodes.size() < aSize; ++lNumber)
+    {
+        lNodes += Feature(std::to_string(lNumber));
+    }
+    return Described(lNodes);
+}
+
+} // namespace KyBench

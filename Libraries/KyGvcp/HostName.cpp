@@ -1,0 +1,123 @@
+#include "KyGvcp/HostName.h"
+
+#include "KyGvcp/Endpoint.h"
+#include "KyGvcp/SystemAddress.h"
+
+#include <algorithm>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+namespace KyGvcp
+{
+
+namespace
+{
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::milliseconds cSlice{50};
+
+/// What the asking thread leaves behind. Both threads own it.
+struct LookUp
+{
+    std::mutex mLock;
+    std::condition_variable mChanged;
+    bool mIsDone = false;
+    std::optional<uint32_t> mAddress;
+};
+
+/// Starts a thread that asks. \return False: there is no thread for it.
+bool Ask(const std::shared_ptr<LookUp>& aLookUp, const std::string& aName,
+         std::function<std::optional<uint32_t>(const std::string&)> aAsk)
+{
+    StayLoaded();
+    try
+    {
+        std::thread(
+            [aLookUp, aName, lAsk = std::move(aAsk)]
+            {
+                const std::optional<uint32_t> lAddress = lAsk(aName);
+                const std::lock_guard lLock(aLookUp->mLock);
+                aLookUp->mAddress = lAddress;
+                aLookUp->mIsDone = true;
+                aLookUp->mChanged.notify_all();
+            })
+            .detach();
+        return true;
+    }
+    catch (const std::system_error&)
+    {
+        return false;
+    }
+}
+
+} // namespace
+
+bool IsHostName(const std::string& aText)
+{
+    const auto lIsLetter = [](char aChar)
+    { return (aChar >= 'a' && aChar <= 'z') || (aChar >= 'A' && aChar <= 'Z'); };
+    const auto lFits = [&](char aChar)
+    { return lIsLetter(aChar) || (aChar >= '0' && aChar <= '9') || aChar == '-' || aChar == '.'; };
+    constexpr size_t cLongest = 253;
+    return aText.size() <= cLongest && std::all_of(aText.begin(), aText.end(), lFits) &&
+           std::any_of(aText.begin(), aText.end(), lIsLetter) && aText.front() != '-' && aText.front() != '.';
+}
+
+std::optional<uint32_t> LookUpHost(const std::string& aName) noexcept
+{
+    addrinfo lWanted{};
+    lWanted.ai_family = AF_INET;
+    lWanted.ai_socktype = SOCK_DGRAM;
+    addrinfo* lFound = nullptr;
+    if (!StartSockets() || getaddrinfo(aName.c_str(), nullptr, &lWanted, &lFound) != 0 || lFound == nullptr)
+    {
+        return {};
+    }
+    const uint32_t lAddress = FromSystem(*reinterpret_cast<const sockaddr_in*>(lFound->ai_addr)).mAddress;
+    freeaddrinfo(lFound);
+    return lAddress;
+}
+
+std::optional<uint32_t> FindAddress(const std::string& aText, std::chrono::milliseconds aLongest,
+                                    const std::function<bool()>& aIsOver, std::string& aError,
+                                    std::function<std::optional<uint32_t>(const std::string&)> aLookUp)
+{
+    const std::optional<uint32_t> lNumber = ParseAddress(aText);
+    if (lNumber.has_value())
+    {
+        return lNumber;
+    }
+    if (!IsHostName(aText))
+    {
+        aError = '"' + aText + "\" is no IPv4 address and no name of a host";
+        return {};
+    }
+    const auto lLookUp = std::make_shared<LookUp>();
+    if (!Ask(lLookUp, aText, std::move(aLookUp)))
+    {
+        aError = "there is no thread to look for the host \"" + aText + '"';
+        return {};
+    }
+    const Clock::time_point lEnd = Clock::now() + aLongest;
+    std::unique_lock lLock(lLookUp->mLock);
+    while (!lLookUp->mIsDone && Clock::now() < lEnd && !(aIsOver && aIsOver()))
+    {
+        lLookUp->mChanged.wait_until(lLock, std::min(lEnd, Clock::now() + cSlice));
+    }
+    if (!lLookUp->mIsDone)
+    {
+        aError = "the system did not find the host \"" + aText + "\" in time";
+    }
+    else if (!lLookUp->mAddress.has_value())
+    {
+        aError = "the system knows no host \"" + aText + '"';
+    }
+    return lLookUp->mAddress;
+}
+
+} // namespace KyGvcp
