@@ -47,50 +47,6 @@ TEST_F(BulkIPEngineSupportTest, SupportsBulk0WhenTheCapabilitiesCountAnything)
     EXPECT_EQ(TakeLog(), Lines());
 }
 
-TEST_F(BulkIPEngineSupportTest, SupportsNothingWithoutADevice)
-{
-    EXPECT_FALSE(BulkIPEngine::IsSupported(nullptr, KyDeviceSerialBulk0));
-    EXPECT_EQ(TakeLogOf("DeviceChecks"), (Lines{{PriorityError, cIsSupported, cNull}}));
-}
-
-TEST_F(BulkIPEngineSupportTest, AsksNothingOfADisconnectedDevice)
-{
-    mDevice.SetAnswer(Slot::IsConnected, false);
-    EXPECT_FALSE(IsSupported());
-    EXPECT_EQ(mDevice.TakeCalls(), Calls{"IsConnected"});
-    EXPECT_EQ(TakeLog(), (Lines{{PriorityError, cIsSupported, cDisconnected}}));
-}
-
-TEST_F(BulkIPEngineSupportTest, AsksNothingOfAnotherMakersDevice)
-{
-    mDevice.SetAnswer(Slot::IsKorvoVideoInterface, false);
-    EXPECT_FALSE(IsSupported());
-    EXPECT_EQ(mDevice.TakeCalls(), (Calls{"IsConnected", "IsKorvoVideoInterface"}));
-    EXPECT_EQ(TakeLog(), (Lines{{PriorityInfo, cIsSupported, cNotKorvo}}));
-}
-
-TEST_F(BulkIPEngineSupportTest, ReadsNoRegisterOfAnotherTransport)
-{
-    mDevice.SetAnswer(Slot::IsGigEVision, false);
-    EXPECT_FALSE(IsSupported());
-    EXPECT_EQ(mDevice.TakeCalls(), (Calls{"IsConnected", "IsKorvoVideoInterface", "IsGigEVision",
-                                          "IsAlternateTransport", "IsGigEVision"}));
-    EXPECT_EQ(TakeLog(), (Lines{{PriorityInfo, cIsSupported, cNotGigE}}));
-}
-
-TEST_F(BulkIPEngineSupportTest, NeverAsksAgainAfterTheCapabilitiesCouldNotBeRead)
-{
-    mDevice.FailCall(Slot::ReadRegister, 1);
-    EXPECT_FALSE(IsSupported());
-    EXPECT_EQ(mDevice.TakeCalls(), Join({cAsk, cIdentify}));
-    EXPECT_EQ(TakeLog(),
-              (Lines{{PriorityInfo, cIsSupported, "Could not read device function capabilities register."}}));
-    EXPECT_FALSE(IsSupported());
-    EXPECT_EQ(mDevice.TakeCalls(), Join({{"IsConnected", "IsKorvoVideoInterface"}, cIdentify}));
-    EXPECT_EQ(TakeLog(), (Lines{{PriorityInfo, cIsSupported,
-                                 "Not reading DEV_REG_FUNCTION_CAPS, already know it is now supported."}}));
-}
-
 TEST_F(BulkIPEngineSupportTest, SupportsNoOtherPort)
 {
     for (const int lPort : cOtherPorts)

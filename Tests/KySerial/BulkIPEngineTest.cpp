@@ -150,15 +150,6 @@ TEST_F(BulkIPEngineTest, DoesNotOpenAnotherPort)
     }
 }
 
-TEST_F(BulkIPEngineTest, IgnoresWhatTheRegistrationOfTheSinkSays)
-{
-    mDevice.Fail(Slot::RegisterEventSink);
-    mDevice.Fail(Slot::UnregisterEventSink);
-    EXPECT_THAT(Open(), IsOK());
-    EXPECT_THAT(mEngine.Close(), IsOK());
-    EXPECT_EQ(TakeLog(), Lines());
-}
-
 TEST_F(BulkIPEngineTest, PassesOnAConfigurationThatCannotBeRead)
 {
     mDevice.Fail(Slot::ReadRegister, "0xb898", KyResult(0x1234, "no configuration"));

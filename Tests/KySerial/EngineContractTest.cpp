@@ -13,6 +13,10 @@ constexpr char cNull[] = "Device pointer is NULL.";
 constexpr char cDisconnected[] = "The device is not currently connected.";
 constexpr char cInUse[] = "The specified port is already in use.";
 
+// What both register engines ask the adapter before they look at their port.
+const Calls cAskCapabilities =
+    Join({{"IsConnected", "IsKorvoVideoInterface"}, cIdentify, {"IsGigEVision"}, {"ReadRegister(0xb8fc)"}});
+
 class EngineContractTest : public EngineKindTest
 {
 protected:
@@ -20,7 +24,81 @@ protected:
     {
         return PortMap::GetInstance().Lock(&mDevice, mPort) && PortMap::GetInstance().Unlock(&mDevice, mPort);
     }
+
+    static bool IsSupported(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
+    {
+        constexpr bool (*cQuestions[])(IKyDeviceAdapter*, KyDeviceSerial) = {
+            &SerialPortIPEngine::IsSupported, &BulkIPEngine::IsSupported, &IRegisterSerialPort::IsSupported};
+        return cQuestions[static_cast<int>(GetParam())](aDevice, aPort);
+    }
 };
+
+// What the engines owe that drive registers.
+class RegisterContractTest : public EngineContractTest
+{
+};
+
+TEST_P(EngineContractTest, SupportsNothingWithoutADevice)
+{
+    EXPECT_FALSE(IsSupported(nullptr, mPort));
+    EXPECT_EQ(TakeLogOf("DeviceChecks"), (Lines{{PriorityError, GetFunction("IsSupported"), cNull}}));
+}
+
+TEST_P(EngineContractTest, AsksNothingOfADisconnectedDevice)
+{
+    mDevice.SetAnswer(Slot::IsConnected, false);
+    EXPECT_FALSE(IsSupported(&mDevice, mPort));
+    EXPECT_EQ(mDevice.TakeCalls(), Calls{"IsConnected"});
+    EXPECT_EQ(TakeLog(), (Lines{{PriorityError, GetFunction("IsSupported"), cDisconnected}}));
+}
+
+TEST_P(EngineContractTest, AsksNothingOfAnotherMakersDevice)
+{
+    mDevice.SetAnswer(Slot::IsKorvoVideoInterface, false);
+    EXPECT_FALSE(IsSupported(&mDevice, mPort));
+    EXPECT_EQ(mDevice.TakeCalls(), (Calls{"IsConnected", "IsKorvoVideoInterface"}));
+    EXPECT_EQ(TakeLog(),
+              (Lines{{GetParam() == EngineKind::FeatureBulk ? PriorityError : PriorityInfo,
+                      GetFunction("IsSupported"), "The device is not an a Korvo video interface."}}));
+}
+
+TEST_P(RegisterContractTest, ReadsNoRegisterOfAnotherTransport)
+{
+    mDevice.SetAnswer(Slot::IsGigEVision, false);
+    EXPECT_FALSE(IsSupported(&mDevice, mPort));
+    EXPECT_EQ(mDevice.TakeCalls(), (Calls{"IsConnected", "IsKorvoVideoInterface", "IsGigEVision",
+                                          "IsAlternateTransport", "IsGigEVision"}));
+    EXPECT_EQ(TakeLog(),
+              (Lines{{PriorityInfo, GetFunction("IsSupported"), "The device is not a GigE Vision device."}}));
+}
+
+TEST_P(RegisterContractTest, NeverAsksAgainAfterTheCapabilitiesCouldNotBeRead)
+{
+    const std::string lIsSupported = GetFunction("IsSupported");
+    mDevice.FailCall(Slot::ReadRegister, 1);
+    EXPECT_FALSE(IsSupported(&mDevice, mPort));
+    EXPECT_EQ(mDevice.TakeCalls(), Join({cAskCapabilities, cIdentify}));
+    EXPECT_EQ(TakeLog(),
+              (Lines{{PriorityInfo, lIsSupported, "Could not read device function capabilities register."}}));
+    for (const KyDeviceSerial lPort : {mPort, GetParam() == EngineKind::Uart ? KyDeviceSerialUart1 : mPort})
+    {
+        EXPECT_FALSE(IsSupported(&mDevice, lPort));
+        EXPECT_EQ(mDevice.TakeCalls(), Join({{"IsConnected", "IsKorvoVideoInterface"}, cIdentify}));
+        EXPECT_EQ(TakeLog(),
+                  (Lines{{PriorityInfo, lIsSupported,
+                          "Not reading DEV_REG_FUNCTION_CAPS, already know it is now supported."}}));
+    }
+}
+
+TEST_P(RegisterContractTest, IgnoresWhatTheRegistrationOfTheSinkSays)
+{
+    mDevice.Fail(Slot::RegisterEventSink);
+    mDevice.Fail(Slot::UnregisterEventSink);
+    EXPECT_THAT(Open(), IsOK());
+    EXPECT_THAT(mEngine->Close(), IsOK());
+    EXPECT_EQ(TakeLog(), Lines());
+    EXPECT_FALSE(mEngine->IsOpened());
+}
 
 TEST_P(EngineContractTest, DoesNotOpenWithoutADevice)
 {
@@ -89,5 +167,7 @@ TEST_P(EngineContractTest, StaysOpenWhenTheDeviceIsGoneAtClose)
 }
 
 KY_ALL_ENGINES(EngineContractTest);
+INSTANTIATE_TEST_SUITE_P(Engines, RegisterContractTest,
+                         testing::Values(EngineKind::Uart, EngineKind::RegisterBulk), &GetKindName);
 
 } // namespace

@@ -98,31 +98,18 @@ TEST_F(IRegisterSerialPortTest, AsksForFeaturesWithoutANameForOtherPorts)
     EXPECT_EQ(TakeLog(), Lines());
 }
 
-TEST_F(IRegisterSerialPortTest, SupportsNothingWithoutADevice)
+TEST_F(IRegisterSerialPortTest, OffersNoProtocolWithoutADevice)
 {
-    EXPECT_FALSE(IRegisterSerialPort::IsSupported(nullptr, KyDeviceSerialBulk0));
-    EXPECT_EQ(TakeLogOf("DeviceChecks"), (Lines{{PriorityError, cIsSupported, cNull}}));
     EXPECT_FALSE(IRegisterSerialPort::IsProtocolSupported(nullptr, KyDeviceSerialBulk0, "I2C"));
     EXPECT_EQ(TakeLogOf("DeviceChecks"), (Lines{{PriorityError, cIsProtocol, cNull}}));
 }
 
-TEST_F(IRegisterSerialPortTest, AsksNothingOfADisconnectedDevice)
+TEST_F(IRegisterSerialPortTest, AsksADisconnectedDeviceForNoProtocol)
 {
     mDevice.SetAnswer(Slot::IsConnected, false);
-    EXPECT_FALSE(IRegisterSerialPort::IsSupported(&mDevice, KyDeviceSerialBulk0));
-    EXPECT_EQ(mDevice.TakeCalls(), Calls{"IsConnected"});
-    EXPECT_EQ(TakeLog(), (Lines{{PriorityError, cIsSupported, cDisconnected}}));
     EXPECT_FALSE(IRegisterSerialPort::IsProtocolSupported(&mDevice, KyDeviceSerialBulk0, "I2C"));
     EXPECT_EQ(mDevice.TakeCalls(), Calls{"IsConnected"});
     EXPECT_EQ(TakeLog(), (Lines{{PriorityError, cIsProtocol, cDisconnected}}));
-}
-
-TEST_F(IRegisterSerialPortTest, AsksNothingOfAnotherMakersDevice)
-{
-    mDevice.SetAnswer(Slot::IsKorvoVideoInterface, false);
-    EXPECT_FALSE(IRegisterSerialPort::IsSupported(&mDevice, KyDeviceSerialBulk0));
-    EXPECT_EQ(mDevice.TakeCalls(), (Calls{"IsConnected", "IsKorvoVideoInterface"}));
-    EXPECT_EQ(TakeLog(), (Lines{{PriorityError, cIsSupported, cNotKorvo}}));
 }
 
 TEST_F(IRegisterSerialPortTest, WorksOverEveryTransport)

@@ -101,55 +101,6 @@ TEST_F(SerialPortIPEngineTest, SupportsTheUartsThatTheDeviceCounts)
     }
 }
 
-TEST_F(SerialPortIPEngineTest, SupportsNothingWithoutADevice)
-{
-    EXPECT_FALSE(SerialPortIPEngine::IsSupported(nullptr, KyDeviceSerialUart0));
-    EXPECT_EQ(TakeLogOf("DeviceChecks"), (Lines{{PriorityError, cIsSupported, cNull}}));
-}
-
-TEST_F(SerialPortIPEngineTest, AsksNothingOfADisconnectedDevice)
-{
-    mDevice.SetAnswer(Slot::IsConnected, false);
-    EXPECT_FALSE(SerialPortIPEngine::IsSupported(&mDevice, KyDeviceSerialUart0));
-    EXPECT_EQ(mDevice.TakeCalls(), Calls{"IsConnected"});
-    EXPECT_EQ(TakeLog(), (Lines{{PriorityError, cIsSupported, cDisconnected}}));
-}
-
-TEST_F(SerialPortIPEngineTest, AsksNothingOfAnotherMakersDevice)
-{
-    mDevice.SetAnswer(Slot::IsKorvoVideoInterface, false);
-    EXPECT_FALSE(SerialPortIPEngine::IsSupported(&mDevice, KyDeviceSerialUart0));
-    EXPECT_EQ(mDevice.TakeCalls(), (Calls{"IsConnected", "IsKorvoVideoInterface"}));
-    EXPECT_EQ(TakeLog(),
-              (Lines{{PriorityInfo, cIsSupported, "The device is not an a Korvo video interface."}}));
-}
-
-TEST_F(SerialPortIPEngineTest, ReadsNoRegisterOfAnotherTransport)
-{
-    mDevice.SetAnswer(Slot::IsGigEVision, false);
-    EXPECT_FALSE(SerialPortIPEngine::IsSupported(&mDevice, KyDeviceSerialUart0));
-    EXPECT_EQ(mDevice.TakeCalls(), (Calls{"IsConnected", "IsKorvoVideoInterface", "IsGigEVision",
-                                          "IsAlternateTransport", "IsGigEVision"}));
-    EXPECT_EQ(TakeLog(), (Lines{{PriorityInfo, cIsSupported, "The device is not a GigE Vision device."}}));
-}
-
-TEST_F(SerialPortIPEngineTest, NeverAsksAgainAfterTheCapabilitiesCouldNotBeRead)
-{
-    mDevice.FailCall(Slot::ReadRegister, 1);
-    EXPECT_FALSE(SerialPortIPEngine::IsSupported(&mDevice, KyDeviceSerialUart0));
-    EXPECT_EQ(mDevice.TakeCalls(), Join({cAsk, cIdentify}));
-    EXPECT_EQ(TakeLog(),
-              (Lines{{PriorityInfo, cIsSupported, "Could not read device function capabilities register."}}));
-    for (const KyDeviceSerial lPort : {KyDeviceSerialUart0, KyDeviceSerialUart1})
-    {
-        EXPECT_FALSE(SerialPortIPEngine::IsSupported(&mDevice, lPort));
-        EXPECT_EQ(mDevice.TakeCalls(), Join({{"IsConnected", "IsKorvoVideoInterface"}, cIdentify}));
-        EXPECT_EQ(TakeLog(),
-                  (Lines{{PriorityInfo, cIsSupported,
-                          "Not reading DEV_REG_FUNCTION_CAPS, already know it is now supported."}}));
-    }
-}
-
 TEST_F(SerialPortIPEngineTest, SupportsNoOtherPort)
 {
     for (const int lPort : {-1, 2, 9, 10, -2, 0x7FFFFFFF})
@@ -240,16 +191,6 @@ TEST_F(SerialPortIPEngineTest, OpensBothUartsOfADeviceAtOnce)
     EXPECT_EQ(mDevice.GetRegister(0xB838), 0xFU);
     EXPECT_THAT(lSecond.Close(), IsOK());
     EXPECT_THAT(mEngine.Close(), IsOK());
-}
-
-TEST_F(SerialPortIPEngineTest, IgnoresWhatTheRegistrationOfTheSinkSays)
-{
-    mDevice.Fail(Slot::RegisterEventSink);
-    mDevice.Fail(Slot::UnregisterEventSink);
-    EXPECT_THAT(mEngine.Open(&mDevice, KyDeviceSerialUart0), IsOK());
-    EXPECT_THAT(mEngine.Close(), IsOK());
-    EXPECT_EQ(TakeLog(), Lines());
-    EXPECT_FALSE(mEngine.IsOpened());
 }
 
 TEST_F(SerialPortIPEngineTest, StaysOpenWhenTheEnableRegisterCannotBeRead)
