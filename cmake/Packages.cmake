@@ -7,6 +7,13 @@ include(CMakePackageConfigHelpers)
 set(lLibraries JxUtilsLib KySerial KySerialC clserzmo)
 if(TARGET KySimulatorC)
   list(APPEND lLibraries KySimulatorC)
+  # For C++ programs, which want to be tried without a camera: static, and with its headers.
+  install(TARGETS KySimulator EXPORT KySerialTargets ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT development
+    INCLUDES DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
+  foreach(lFolder Camera Peers Ports Time)
+    install(DIRECTORY "${PROJECT_SOURCE_DIR}/Simulator/${lFolder}" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/Simulator"
+      COMPONENT development FILES_MATCHING PATTERN "*.h")
+  endforeach()
 endif()
 set(lPackageFolder "${CMAKE_INSTALL_LIBDIR}/cmake/KySerial")
 
@@ -59,12 +66,16 @@ endfunction()
 ky_pkg_config(kyserial "Serial ports, buses and bridges of machine-vision cameras (C++)" "-lKySerial -lJxUtilsLib")
 ky_pkg_config(kyserialc "Serial ports, buses and bridges of machine-vision cameras (C)" "-lKySerialC")
 if(TARGET KySimulatorC)
+  ky_pkg_config(kysimulator "KySerial's simulated camera (C++)" "-lKySimulator -pthread")
   ky_pkg_config(kysimulatorc "A simulated camera for KySerial's C interface" "-lKySimulatorC -lKySerialC")
 endif()
+ky_pkg_config(jxutilslib "KySerial's log (C++)" "-lJxUtilsLib")
 ky_pkg_config(clserzmo "Camera Link serial clients of KySerial's bridges" "-lclserzmo")
 
 if(WIN32)
   # For linkers that do not read MinGW's import libraries: the C libraries, whose names every compiler knows.
+  # The Microsoft linker takes the .lib files that LLVM makes of these; where LLVM is missing, users make their own.
+  find_program(KYSERIAL_DLLTOOL NAMES llvm-dlltool llvm-dlltool-14)
   foreach(lLibrary KySerialC KyGigEC KySimulatorC clserzmo)
     if(TARGET ${lLibrary})
       get_target_property(lMap ${lLibrary} KYSERIAL_MAP)
@@ -74,6 +85,12 @@ if(WIN32)
       file(WRITE "${PROJECT_BINARY_DIR}/package/${lLibrary}.def" "LIBRARY ${lLibrary}.dll\nEXPORTS\n${lNames}\n")
       install(FILES "${PROJECT_BINARY_DIR}/package/${lLibrary}.def" DESTINATION "${CMAKE_INSTALL_LIBDIR}"
         COMPONENT development)
+      if(KYSERIAL_DLLTOOL)
+        execute_process(COMMAND "${KYSERIAL_DLLTOOL}" -m i386:x86-64 -d "${PROJECT_BINARY_DIR}/package/${lLibrary}.def"
+          -l "${PROJECT_BINARY_DIR}/package/${lLibrary}.lib" COMMAND_ERROR_IS_FATAL ANY)
+        install(FILES "${PROJECT_BINARY_DIR}/package/${lLibrary}.lib" DESTINATION "${CMAKE_INSTALL_LIBDIR}"
+          COMPONENT development)
+      endif()
     endif()
   endforeach()
 endif()
@@ -111,13 +128,13 @@ if(WIN32)
 else()
   set(lPython lib/python3/dist-packages)
 endif()
-install(DIRECTORY "${PROJECT_SOURCE_DIR}/Bindings/python/kyserial" DESTINATION "${lPython}" COMPONENT python
-  FILES_MATCHING PATTERN "*.py")
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/Bindings/python/kyserial" "${PROJECT_SOURCE_DIR}/Bindings/python/serial"
+  DESTINATION "${lPython}" COMPONENT python FILES_MATCHING PATTERN "*.py" PATTERN "py.typed")
 install(FILES "${PROJECT_SOURCE_DIR}/README.md" "${PROJECT_SOURCE_DIR}/LICENSE" "${PROJECT_SOURCE_DIR}/CHANGELOG.md"
   DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT runtime)
 # Beside the README, which links to them.
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/Docs" "${PROJECT_SOURCE_DIR}/Examples" DESTINATION "${CMAKE_INSTALL_DOCDIR}"
-  COMPONENT development FILES_MATCHING REGEX "\\.(md|svg|c|cpp|py)$")
+  COMPONENT development FILES_MATCHING REGEX "\\.(md|svg|c|cpp|py)$|/CMakeLists.txt$")
 
 set(CPACK_PACKAGE_NAME KySerial)
 set(CPACK_PACKAGE_VENDOR "The KySerial developers")

@@ -11,11 +11,11 @@ set -euo pipefail
 packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev libtomlplusplus-dev librapidxml-dev socat
   zlib1g-dev)
 if [ "${1:-}" = "--tests" ] || [ "${1:-}" = "--all" ]; then
-  packages+=(googletest pkg-config libaravis-dev libusb-1.0-0-dev python3 python3-pytest python3-serial aravis-tools
+  packages+=(googletest pkg-config libaravis-dev libusb-1.0-0-dev python3 python3-pytest python3-serial python3-setuptools python3-wheel mypy aravis-tools
     aravis-tools-cli libxml2-utils tshark iproute2 dpkg-dev file procps git)
 fi
 if [ "${1:-}" = "--all" ]; then
-  packages+=(clang clang-tidy clang-format libclang-rt-14-dev doxygen graphviz util-linux
+  packages+=(lld llvm clang clang-tidy clang-format libclang-rt-14-dev doxygen graphviz util-linux
     g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix libz-mingw-w64-dev wine wine64)
 fi
 if [ "${1:-}" = "--bench" ]; then

@@ -28,7 +28,10 @@ struct I2CByte
 {
     uint8_t mByte = 0;
     bool mAcknowledged = false;
-    bool operator==(const I2CByte&) const = default;
+    bool operator==(const I2CByte& aOther) const
+    {
+        return mByte == aOther.mByte && mAcknowledged == aOther.mAcknowledged;
+    }
 };
 
 /// What happened on the bus between a start and the next one or a stop.

@@ -50,22 +50,51 @@ talk() {
   printf 'STATUS?\r\n' | "$@" term --device sim --port uart0 | grep 'STATUS READY ZOOM 0 FOCUS 1000 IRIS 100'
 }
 
-# talk_over_network BIN: the installed program has to hear from the lens of the installed camera program.
-talk_over_network() {
-  local ready=$work/camera.out camera
-  "${run[@]}" "$1/kyserial-camera$suffix" --port 0 --no-broadcast </dev/null >"$ready" 2>&1 &
+# with_camera BIN COMMAND...: the command with the installed camera program running, which is at $device.
+with_camera() {
+  local ready=$work/camera.out bin=$1 camera
+  shift
+  "${run[@]}" "$bin/kyserial-camera$suffix" --port 0 --no-broadcast </dev/null >"$ready" 2>&1 &
   camera=$!
   trap 'kill "$camera" 2>/dev/null || true' EXIT
   for _ in $(seq 600); do
     ! grep -q 'ready at' "$ready" || break
     sleep 0.1
   done
-  printf 'STATUS?\r\n' |
-    "${run[@]}" "$1/kyserial$suffix" term --device "gev://$(sed -n 's/.*ready at \([0-9.:]*\).*/\1/p' "$ready")" --port uart0 |
-    grep 'STATUS READY ZOOM 0 FOCUS 1000 IRIS 100' || fail "no answer over the network: $(cat "$ready")"
+  device=gev://$(sed -n 's/.*ready at \([0-9.:]*\).*/\1/p' "$ready")
+  "$@"
   kill "$camera"
   wait "$camera" || [ -n "$toolchain" ] || fail "the camera ended with status $?" # Wine knows no such request
   trap - EXIT
+}
+
+# hears_lens PROGRAM...: the program, given a camera, has to print what its lens says.
+hears_lens() {
+  "$@" "$device" | tr -d '\r' | grep 'STATUS READY ZOOM 0 FOCUS 1000 IRIS 100' || fail "no answer over the network: $*"
+}
+
+# talk_over_network BIN: the installed program has to hear from the lens of the installed camera program.
+talk_over_network() {
+  term() { printf 'STATUS?\r\n' | "${run[@]}" "$bin/kyserial$suffix" term --port uart0 --device "$1"; }
+  local bin=$1
+  with_camera "$bin" hears_lens term
+}
+
+# examples PREFIX: every example of the installed tree is built where it is installed, against what is installed, and run.
+examples() {
+  local folder
+  folder=$(dirname "$(find "$1" -path '*/Examples/FirstProgram.cpp')")
+  cmake -S "$folder" -B "$work/examples" "${consumer_options[@]}" -DCMAKE_PREFIX_PATH="$1" \
+    -DCMAKE_FIND_ROOT_PATH="$1" >"$work/configure.log" 2>&1 || { cat "$work/configure.log"; fail "configure"; }
+  cmake --build "$work/examples" -j 2 >"$work/build.log" 2>&1 || { cat "$work/build.log"; fail "build"; }
+  if [ -n "$toolchain" ]; then
+    cp "$1"/bin/*.dll "$work/examples"
+  fi
+  ctest --test-dir "$work/examples" >"$work/test.log" 2>&1 || { cat "$work/test.log"; fail "an example"; }
+  grep '100% tests passed' "$work/test.log"
+  for example in NetworkCamera NetworkCameraC AnyCompiler; do
+    with_camera "$1/bin" hears_lens "${run[@]}" "$work/examples/Example$example$suffix"
+  done
 }
 
 # refused NAME EXPECTED FIND...: find_package with these arguments has to fail, for the reason that is expected.
@@ -100,6 +129,35 @@ FindPackage)
   fi
   build_and_run "$work/moved/away"
   ;;
+Examples)
+  examples "$tree"
+  export PYTHONPATH=$tree/lib/python3/dist-packages KYSERIAL_LIBRARY_PATH=$tree/lib
+  if [ -z "$toolchain" ]; then
+    # Without what shells of developers have: the system's interpreter and the installed tree.
+    folder=$(dirname "$(find "$tree" -name serial_port.py)")
+    /usr/bin/python3 -B "$folder/serial_port.py" | grep 'STATUS READY ZOOM 0'
+    with_camera "$tree/bin" hears_lens /usr/bin/python3 -B "$folder/network_camera.py"
+  fi
+  ;;
+Wheel)
+  wheel=$("$source/scripts/wheel.sh" "$build" "$work")
+  mkdir "$work/site"
+  (cd "$work/site" && cmake -E tar xf "$wheel")
+  if [ -n "$toolchain" ]; then
+    [[ $wheel == *-py3-none-win_amd64.whl ]] || fail "$wheel" # there is no interpreter for Windows here to try it with
+    [ "$(find "$work/site/kyserial" -name '*.dll' | wc -l)" = 6 ] || fail "the wheel lacks libraries"
+  else
+    [[ $wheel == *-py3-none-linux_x86_64.whl ]] || fail "$wheel"
+    # The libraries are the wheel's own: nothing says where others are.
+    env -u KYSERIAL_LIBRARY_PATH -u LD_LIBRARY_PATH PYTHONPATH="$work/site" /usr/bin/python3 -B -c '
+import kyserial, serial, kyserial.pyserial
+assert kyserial.list_devices(timeout=0.01, address="127.0.0.1", port=9) == []
+with serial.serial_for_url("ky://sim/uart0", timeout=20) as port:
+    port.write(b"ID?\r\n")
+    assert port.readline() == b"ID KYLENS 1.0\r\n"
+print("wheel:", kyserial.__version__)' | grep "wheel: "
+  fi
+  ;;
 Version)
   # A minor version of its own is another interface.
   refused minor 'compatible with requested' 0.2 REQUIRED
@@ -119,6 +177,19 @@ PkgConfig)
     "$work/gige" | grep '^address: good'
   fi
   [ "$(pkg-config --modversion kyserialc)" = "$(pkg-config --modversion kyserial)" ] || fail "versions"
+  ;;
+Wrapper)
+  # The wrapper for C++17 with each compiler that is here, also one that behaves as Microsoft's does.
+  export PKG_CONFIG_PATH=$tree/lib/pkgconfig
+  compilers=("c++ -std=c++17" "c++ -std=c++20")
+  if command -v clang++ >/dev/null; then
+    compilers+=("clang++ -std=c++17" "clang++ -std=c++17 -fms-extensions -fms-compatibility -fms-compatibility-version=19.30 -D__STRICT_ANSI__")
+  fi
+  for compiler in "${compilers[@]}"; do
+    $compiler -Wall -Wextra -Wpedantic -Wconversion -Werror "$source/Examples/AnyCompiler.cpp" -o "$work/wrapper" \
+      $(pkg-config --cflags --libs kysimulatorc kygigec) -Wl,-rpath,"$tree/lib" || fail "$compiler"
+    "$work/wrapper" | grep 'STATUS READY ZOOM 0' || fail "$compiler"
+  done
   ;;
 AddSubdirectory)
   cmake -S "$source/Tests/Install/Subdirectory" -B "$work/consumer" "${consumer_options[@]}" \
@@ -171,16 +242,29 @@ Zip)
     [ -s "$root/$file" ] || fail "no $file"
   done
   build_and_run "$root"
-  # The C program once more, with import libraries made of the .def files, as other linkers need them.
-  for library in KySerialC KySimulatorC clserzmo; do
-    x86_64-w64-mingw32-dlltool --input-def "$root/lib/$library.def" --output-lib "$work/$library.lib"
+  # The C program once more, with the import libraries for other linkers, which have every function.
+  for library in KySerialC KyGigEC KySimulatorC clserzmo; do
+    [ -s "$root/lib/$library.lib" ] || fail "no $library.lib"
     names=$(sed 1,2d "$root/lib/$library.def" | wc -l)
     [ "$names" = "$(x86_64-w64-mingw32-objdump -p "$root/bin/$library.dll" |
       sed -n '/Ordinal\/Name Pointer/,/^$/p' | grep -c '^[[:space:]]*\[ *[0-9]')" ] || fail "$library.def has not every export"
   done
   x86_64-w64-mingw32-gcc-posix -std=c11 -I"$root/include" "$source/Tests/Install/Consumer/consumer.c" \
-    "$work/KySerialC.lib" "$work/KySimulatorC.lib" -o "$root/bin/other.exe"
+    "$root/lib/KySerialC.lib" "$root/lib/KySimulatorC.lib" -o "$root/bin/other.exe"
   "${run[@]}" "$root/bin/other.exe" | grep 'ID KYLENS 1.0'
+  # As Microsoft's compiler and linker do it: their target, object format and linker, none of their headers.
+  printf 'LIBRARY kernel32.dll\nEXPORTS\nGetStdHandle\nWriteFile\nExitProcess\n' >"$work/kernel32.def"
+  llvm-dlltool -m i386:x86-64 -d "$work/kernel32.def" -l "$work/kernel32.lib"
+  clang --target=x86_64-pc-windows-msvc -std=c11 -ffreestanding -Wall -Wextra -Werror -I"$root/include" \
+    -c "$source/Tests/Install/Consumer/microsoft.c" -o "$work/microsoft.obj"
+  lld-link /nologo /entry:Start /subsystem:console /nodefaultlib /out:"$root/bin/microsoft.exe" "$work/microsoft.obj" \
+    "$root/lib/KySerialC.lib" "$root/lib/KySimulatorC.lib" "$work/kernel32.lib"
+  "${run[@]}" "$root/bin/microsoft.exe" | grep 'ID KYLENS 1.0' || fail "the program for the Microsoft linker"
+  # The wrapper, by a compiler that the libraries were not made with as far as C++ goes: C++17, C functions only.
+  x86_64-w64-mingw32-g++-posix -std=c++17 -static -Wall -Wextra -Wpedantic -Werror -I"$root/include" \
+    "$source/Examples/AnyCompiler.cpp" "$root/lib/KySerialC.lib" "$root/lib/KySimulatorC.lib" "$root/lib/KyGigEC.lib" \
+    -o "$root/bin/wrapper.exe"
+  "${run[@]}" "$root/bin/wrapper.exe" | grep 'STATUS READY ZOOM 0'
   ;;
 *)
   fail "no case $case"

@@ -45,6 +45,7 @@ class Port(io.RawIOBase):
         self.write_timeout = write_timeout
         self._line = LineFeatures(device, self.port)
         self._cancelled = threading.Event()
+        self._returned = bytearray()  # what a reader has given back; read before what the camera sends
         self._handle = make(lib.KyPortCreate)
         self._finalizer = when_gone(self, _end, self._handle)
         self._opened = False
@@ -107,7 +108,7 @@ class Port(io.RawIOBase):
     def in_waiting(self):
         """Received bytes that wait to be read."""
         self._check_open()
-        return number(lib.KyPortGetRxBytesReady, self._handle)
+        return len(self._returned) + number(lib.KyPortGetRxBytesReady, self._handle)
 
     @property
     def out_waiting(self):
@@ -122,6 +123,11 @@ class Port(io.RawIOBase):
     def _wait(self, buffer, deadline, have=False):
         """Reads what is there into a C array, waiting for the first byte. Returns the count; 0 at the deadline, and where
         the caller has bytes to give also when the camera is lost: the next read raises then."""
+        if self._returned:
+            given = bytes(self._returned[:len(buffer)])
+            ctypes.memmove(buffer, given, len(given))
+            del self._returned[:len(given)]
+            return len(given)
         count = ctypes.c_uint32()
         while not self._cancelled.is_set():
             left = _SLICE_MS if deadline is None else (deadline - time.monotonic()) * 1000
@@ -222,6 +228,7 @@ class Port(io.RawIOBase):
     def reset_input_buffer(self):
         """Drops the received bytes that nobody has read."""
         self._check_open()
+        self._returned.clear()
         check(lib.KyPortFlushRxBuffer(self._handle))
 
     def reset_output_buffer(self):

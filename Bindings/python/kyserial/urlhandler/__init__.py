@@ -1,0 +1,1 @@
+"""Handlers for pySerial's serial_for_url(), for serial.protocol_handler_packages."""
