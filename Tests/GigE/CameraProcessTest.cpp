@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace
@@ -131,8 +132,24 @@ TEST_F(CameraProcessTest, RefusesACommandLineThatMakesNoSense)
     ExpectRefused({"--address", "localhost"}, 2, "--address: \"localhost\" is no address");
     ExpectRefused({"--mac", "12"}, 2, "--mac: \"12\" does not fit");
     ExpectRefused({"--serial", "12345678901234567"}, 2, "--serial: ");
-    ExpectRefused({"--drop", "ack"}, 2, "--drop: \"ack\" does not fit; error: use drop WHAT N");
-    ExpectRefused({"--nonsense"}, 2, "--nonsense");
+    ExpectRefused({"--drop", "ack"}, 2, "--drop: \"ack\" does not fit; use drop WHAT N\n");
+    ExpectRefused({"--fsat"}, 2, "kyserial-camera: \"--fsat\" does not belong here; did you mean --fast?\n");
+    ExpectRefused({"--port", "x\x1By"}, 2,
+                  "kyserial-camera: --port: \"x\\x1by\" does not fit; see 'kyserial-camera --help'\n");
+    ExpectRefused({"--address"}, 2,
+                  "kyserial-camera: --address: the value is missing; use --address ADDRESS");
+}
+
+TEST_F(CameraProcessTest, ShowsItsVersionAndHelp)
+{
+    for (const auto& [lOption, lText] :
+         {std::pair("--version", "kyserial-camera 0."), {"--help", "Usage: kyserial-camera [OPTIONS]\n"}})
+    {
+        Process lProcess;
+        ASSERT_TRUE(lProcess.Start("kyserial-camera", {lOption}, {}));
+        EXPECT_EQ(0, lProcess.Wait());
+        EXPECT_THAT(lProcess.Output(), StartsWith(lText));
+    }
 }
 
 TEST_F(CameraProcessTest, SaysWhyItCannotBeThere)

@@ -97,6 +97,42 @@ examples() {
   done
 }
 
+# completed FILE WORD...: what the completion in bash offers for the last word.
+completed() {
+  bash -c 'source "$0"; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); compopt() { :; }; _kyserial; echo "${COMPREPLY[*]}"' "$@"
+}
+
+# pages SHARE: a manual page for each command that the formatter takes without complaint, and completion.
+pages() {
+  local page found
+  for page in kyserial kyserial-camera kyserial-term kyserial-i2c-get kyserial-spi-flash-write; do
+    [ -e "$1/man/man1/$page.1.gz" ] || fail "no manual page $page"
+  done
+  for page in "$1"/man/man1/*.gz; do
+    if command -v mandoc >/dev/null; then
+      found=$(zcat "$page" | mandoc -T lint -W warning) || true
+      [ -z "$found" ] || fail "$(basename "$page"): $found"
+    fi
+  done
+  zcat "$1/man/man1/kyserial-term.1.gz" | grep -q -e 'fB.-.-baud' || fail "the page of term lacks --baud"
+  found=$(completed "$1/bash-completion/completions/kyserial" kyserial te)
+  [ "$found" = term ] || fail "completion of te: $found"
+  found=$(completed "$1/bash-completion/completions/kyserial" kyserial term --port ua)
+  [ "$found" = "uart0 uart1" ] || fail "completion of a port: $found"
+  found=$(completed "$1/bash-completion/completions/kyserial" kyserial i2c eeprom w)
+  [ "$found" = write ] || fail "completion of w: $found"
+  found=$(completed "$1/bash-completion/completions/kyserial" kyserial term --eol-s)
+  [ "$found" = "--eol-send --eol-show" ] || fail "completion of an option: $found"
+  if command -v zsh >/dev/null; then
+    zsh -n "$1/zsh/vendor-completions/_kyserial" || fail "zsh does not take its completion"
+  fi
+  if command -v fish >/dev/null; then
+    fish -n "$1/fish/vendor_completions.d/kyserial.fish" || fail "fish does not take its completion"
+    found=$(HOME=$work fish -c "source $1/fish/vendor_completions.d/kyserial.fish; complete -C 'kyserial te'" | cut -f 1)
+    [ "$found" = term ] || fail "completion in fish: $found"
+  fi
+}
+
 # refused NAME EXPECTED FIND...: find_package with these arguments has to fail, for the reason that is expected.
 refused() {
   local name=$1 expected=$2
@@ -115,6 +151,9 @@ Tree)
   cmake --install "$build" --prefix "$tree" >"$work/install.log"
   talk "${run[@]}" "$tree/bin/kyserial$suffix"
   talk_over_network "$tree/bin"
+  if [ -e "$build/pages/made" ]; then
+    pages "$tree/share"
+  fi
   # Nothing of the machine or of the sources may be needed by what others get.
   if grep -rlF -e "$source" -e "$build" "$tree/include" "$tree/lib/cmake" "$tree/lib/pkgconfig"; then
     fail "paths of the build"

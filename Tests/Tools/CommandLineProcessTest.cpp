@@ -5,7 +5,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <nlohmann/json.hpp>
+
+#include <cctype>
 #include <filesystem>
+#include <sstream>
 
 using namespace KyTest;
 using testing::HasSubstr;
@@ -22,6 +26,126 @@ TEST(CommandLineProcessTest, HelpListsTheCommandsAndExitStatuses)
     {
         EXPECT_THAT(lResult.mOutput, HasSubstr(lText));
     }
+}
+
+/// Calls aLook with each command of the program, as "--describe" has it.
+template<typename Look>
+void ForEachCommand(const nlohmann::json& aCommand, const Look& aLook)
+{
+    aLook(aCommand);
+    for (const nlohmann::json& lBelow : aCommand["commands"])
+    {
+        ForEachCommand(lBelow, aLook);
+    }
+}
+
+std::vector<std::string> SplitWords(const std::string& aText)
+{
+    std::istringstream lStream(aText);
+    std::vector<std::string> lWords;
+    for (std::string lWord; lStream >> lWord;)
+    {
+        lWords.push_back(lWord);
+    }
+    return lWords;
+}
+
+TEST(CommandLineProcessTest, EachHelpFitsOnAPageAndHasAnExample)
+{
+    const auto lProgram = nlohmann::json::parse(RunTool({"--describe"}).mOutput);
+    size_t lCommands = 0;
+    ForEachCommand(lProgram,
+                   [&](const nlohmann::json& aCommand)
+                   {
+                       const auto lName = aCommand["name"].get<std::string>();
+                       std::vector<std::string> lArguments = SplitWords(lName);
+                       lArguments.erase(lArguments.begin());
+                       lArguments.emplace_back("--help");
+                       std::istringstream lHelp(RunTool(lArguments).mOutput);
+                       size_t lLines = 0;
+                       for (std::string lLine; std::getline(lHelp, lLine); ++lLines)
+                       {
+                           EXPECT_LE(lLine.size(), 80U) << lName << ": " << lLine;
+                       }
+                       EXPECT_GT(lLines, 5U) << lName;
+                       EXPECT_LE(lLines, 40U) << lName;
+                       EXPECT_THAT(aCommand["notes"].get<std::string>(), HasSubstr("Example")) << lName;
+                       ++lCommands;
+                   });
+    EXPECT_GE(lCommands, 20U);
+}
+
+TEST(CommandLineProcessTest, EachNumberOfTheHelpHasItsUnit)
+{
+    const auto lProgram = nlohmann::json::parse(RunTool({"--describe"}).mOutput);
+    size_t lNumbers = 0;
+    ForEachCommand(
+        lProgram,
+        [&](const nlohmann::json& aCommand)
+        {
+            for (const nlohmann::json& lOption : aCommand["options"])
+            {
+                const auto lValue = lOption["value"].get<std::string>();
+                auto lHelp = lOption["help"].get<std::string>();
+                if (lValue != "N" && lValue != "MS" && lValue != "BYTES")
+                {
+                    continue;
+                }
+                lHelp[0] = static_cast<char>(std::tolower(lHelp[0]));
+                ++lNumbers;
+                EXPECT_THAT(lHelp, MatchesPattern(
+                                       ".*(milliseconds|seconds|bytes?|bits per second|bits|times|port).*"))
+                    << aCommand["name"] << ' ' << lOption["names"];
+            }
+        });
+    EXPECT_GE(lNumbers, 15U);
+}
+
+TEST(CommandLineProcessTest, ADirectoryInThePlaceOfAFileIsNamed)
+{
+    const std::string lFolder = Process::ProgramFolder();
+    for (const std::vector<std::string>& lArguments :
+         {std::vector<std::string>{"ports", "--sim-state", lFolder},
+          {"term", "--port", "bulk4", "--log", lFolder},
+          {"i2c", "eeprom", "read", "-y", "--port", "bulk2", lFolder},
+          {"spi", "flash", "write", "-y", "--port", "bulk3", lFolder}})
+    {
+        const ToolResult lResult = RunTool(lArguments);
+        EXPECT_EQ(1, lResult.mStatus) << lArguments.front();
+        EXPECT_THAT(lResult.mError, MatchesPattern("kyserial: [^\n]*is a directory\n"));
+    }
+}
+
+TEST(CommandLineProcessTest, MisspelledWordsAreUnderstood)
+{
+    ExpectUsageError({"prots"}, "kyserial: \"prots\" does not belong here; did you mean ports?");
+    ExpectUsageError({"i2c", "dmup"}, "kyserial: \"dmup\" does not belong here; did you mean dump?");
+    ExpectUsageError({"ports", "--devcie", "sim"},
+                     "kyserial: \"--devcie\" does not belong here; did you mean --device?");
+}
+
+TEST(CommandLineProcessTest, ControlCharactersOfArgumentsAreWrittenOut)
+{
+    ExpectUsageError(
+        {"ports", "--log-level", "a\x1B[2Jb\nc"},
+        "kyserial: --log-level: \"a\\x1b[2Jb\\nc\" is no level; use debug, info, warning, error, "
+        "fatal or off");
+}
+
+TEST(CommandLineProcessTest, MissingValueIsAUsageErrorInOurWords)
+{
+    ExpectUsageError({"term", "--port"},
+                     "kyserial: --port: the value is missing; use --port PORT; see 'kyserial term --help'");
+}
+
+TEST(CommandLineProcessTest, NoDeviceOnTheNetworkIsSaid)
+{
+    // Nobody listens on the loop-back network's discard port.
+    const ToolResult lResult =
+        RunTool({"devices", "--address", "127.0.0.1", "--udp-port", "9", "--time", "10"});
+    EXPECT_EQ(0, lResult.mStatus);
+    EXPECT_EQ("", lResult.mOutput);
+    EXPECT_THAT(lResult.mError, HasSubstr("no device has answered within 10 milliseconds"));
 }
 
 TEST(CommandLineProcessTest, EachCommandHasHelpOfItsOwn)

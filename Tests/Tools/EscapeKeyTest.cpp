@@ -1,4 +1,4 @@
-#include "kyserial/Terminal/TermSession.h"
+#include "kyserial/Terminal/KeyReader.h"
 
 #include <gtest/gtest.h>
 

@@ -236,4 +236,28 @@ TEST_F(EepromProcessTest, MissingFilesAndMemoriesAreFailures)
     EXPECT_THAT(lResult.mError, StartsWith("kyserial: reading from 0x51 on bulk2 failed: "));
 }
 
+TEST(I2CProcessTest, JsonIsOneObjectInOneLine)
+{
+    const auto lJson = [](std::vector<std::string> aArguments)
+    {
+        aArguments.insert(aArguments.end(), {"-y", "--port", "bulk2", "--retries", "1000", "--json"});
+        aArguments.insert(aArguments.begin(), "i2c");
+        const KyTest::ToolResult lResult = KyTest::RunTool(aArguments);
+        EXPECT_EQ(0, lResult.mStatus) << lResult.mError;
+        EXPECT_EQ(lResult.mOutput.size() - 1, lResult.mOutput.find('\n'));
+        return nlohmann::json::parse(lResult.mOutput);
+    };
+    EXPECT_EQ(nlohmann::json::parse(R"({"port": "bulk2", "address": 72, "bytes": [25]})"),
+              lJson({"get", "0x48"}));
+    EXPECT_EQ(
+        nlohmann::json::parse(R"({"port": "bulk2", "address": 80, "register": 2, "bytes": [255, 255]})"),
+        lJson({"get", "0x50", "0x02", "w"}));
+    EXPECT_EQ(nlohmann::json::parse(
+                  R"({"port": "bulk2", "address": 80, "first": 4, "bits": 8, "values": [255, 255]})"),
+              lJson({"dump", "0x50", "--range", "0x04-0x05"}));
+    EXPECT_EQ(
+        nlohmann::json::parse(R"({"port": "bulk2", "read": [{"address": 80, "bytes": [255, 255, 255]}]})"),
+        lJson({"transfer", "w1@0x50", "0x00", "r3"}));
+}
+
 } // namespace

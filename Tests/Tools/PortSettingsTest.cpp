@@ -1,4 +1,6 @@
 #include "kyserial/Device/PortSettings.h"
+#include "kyserial/Device/PortLine.h"
+#include "kyserial/Text/Failure.h"
 
 #include "Simulator/Camera/SimulatedDeviceAdapter.h"
 
@@ -59,6 +61,53 @@ TEST_F(PortSettingsTest, TellWhenTheDeviceDoesNotTakeThem)
     EXPECT_FALSE(lSettings.Write(mDevice));
     mDevice.GetFaults().Reconnect();
     EXPECT_TRUE(lSettings.Write(mDevice));
+}
+
+std::string ValueOf(IKyDeviceAdapter& aDevice, const char* aFeature)
+{
+    KyString lValue;
+    EXPECT_TRUE(aDevice.GetFeatureAsString(aFeature, lValue).IsOK());
+    return lValue.GetAscii();
+}
+
+TEST_F(PortSettingsTest, ALineIsSetForALifeAndPutBack)
+{
+    ASSERT_TRUE(mDevice.SetFeatureFromString("Uart0BaudRate", "Baud19200").IsOK());
+    {
+        PortLine lLine(mDevice, KyDeviceSerialUart0);
+        lLine.Set({115200, KyParityEven, 8, 2});
+        EXPECT_EQ("Baud115200", ValueOf(mDevice, "Uart0BaudRate"));
+        EXPECT_EQ("Even", ValueOf(mDevice, "Uart0Parity"));
+        EXPECT_EQ("Two", ValueOf(mDevice, "Uart0NumOfStopBits"));
+        lLine.Set({9600, {}, {}, {}});
+        EXPECT_EQ("Baud9600", ValueOf(mDevice, "Uart0BaudRate"));
+        EXPECT_EQ("Even", ValueOf(mDevice, "Uart0Parity"));
+    }
+    EXPECT_EQ("Baud19200", ValueOf(mDevice, "Uart0BaudRate"));
+    EXPECT_EQ("None", ValueOf(mDevice, "Uart0Parity"));
+    EXPECT_EQ("One", ValueOf(mDevice, "Uart0NumOfStopBits"));
+}
+
+TEST_F(PortSettingsTest, ALineThatCannotBeSetIsAFailure)
+{
+    PortLine lLine(mDevice, KyDeviceSerialUart0);
+    EXPECT_THAT(
+        [&] {
+            lLine.Set({{}, {}, 7, {}});
+        },
+        testing::ThrowsMessage<OperationError>(testing::HasSubstr("the device's ports have 8 data bits")));
+    EXPECT_THAT(
+        [&] {
+            lLine.Set({12345, {}, {}, {}});
+        },
+        testing::ThrowsMessage<OperationError>(
+            testing::HasSubstr("uart0: cannot set BaudRate to Baud12345: ")));
+}
+
+TEST_F(PortSettingsTest, ALineIsWrittenAsUsersDo)
+{
+    EXPECT_EQ("9600 8N1", LineText(ToConfiguration({})));
+    EXPECT_EQ("115200 7E2", LineText(ToConfiguration({115200, KyParityEven, 7, 2})));
 }
 
 } // namespace

@@ -211,6 +211,85 @@ TEST(TermProcessTest, InterruptIsTheWayToStopListening)
     EXPECT_EQ("sent 4 bytes, received 4 bytes\n", lTool.Error());
 }
 
+TEST(TermProcessTest, LineEndsAreMappedBothWays)
+{
+    const ToolResult lResult =
+        RunTerm({"--port", "bulk4", "--eol-send", "crlf", "--eol-show", "lf"}, "a\nb\n", "a\nb\n");
+    EXPECT_EQ(0, lResult.mStatus);
+    EXPECT_EQ("a\nb\n", lResult.mOutput);
+    EXPECT_EQ("sent 6 bytes, received 6 bytes\n", lResult.mError);
+}
+
+TEST(TermProcessTest, LinesHaveTimes)
+{
+    const ToolResult lResult = RunTerm({"--port", "bulk4", "--timestamps", "elapsed"}, "a\nb\n", "b\n");
+    EXPECT_THAT(lResult.mOutput, MatchesPattern("\\[ +[0-9.]+\\] a\n\\[ +[0-9.]+\\] b\n"));
+}
+
+TEST(TermProcessTest, InputMayBeHexadecimal)
+{
+    EXPECT_EQ("Hi!", RunTerm({"--port", "bulk4", "--hex-input"}, "48 69\n21", "Hi!").mOutput);
+    const ToolResult lHalf = RunTool({"term", "--port", "bulk4", "--hex-input"}, "48 6");
+    EXPECT_EQ(1, lHalf.mStatus);
+    EXPECT_THAT(lHalf.mError, HasSubstr("kyserial: bulk4: --hex-input: the input ends within a byte\n"));
+    EXPECT_THAT(RunTool({"term", "--port", "bulk4", "--hex-input"}, "48 x").mError,
+                HasSubstr("kyserial: bulk4: --hex-input: \"x\" is no hexadecimal digit\n"));
+}
+
+TEST(TermProcessTest, AFileIsSentBeforeTheInput)
+{
+    const std::string lFile = Process::TemporaryFile(".data");
+    ASSERT_TRUE(WriteFile(lFile, "file "));
+    EXPECT_EQ("file input", RunTerm({"--port", "bulk4", "--send", lFile}, "input", "file input").mOutput);
+    std::remove(lFile.c_str());
+    const ToolResult lMissing = RunTool({"term", "--port", "bulk4", "--send", lFile});
+    EXPECT_EQ(1, lMissing.mStatus);
+    EXPECT_THAT(lMissing.mError, HasSubstr("kyserial: bulk4: cannot read " + lFile + "\n"));
+    EXPECT_THAT(RunTool({"term", "--port", "bulk4", "--send", Process::ProgramFolder()}).mError,
+                HasSubstr(": it is a directory\n"));
+}
+
+TEST(TermProcessTest, ALineIsSet)
+{
+    EXPECT_EQ(cStatus, RunTerm({"--port", "uart0", "--baud", "115200", "--parity", "even", "--stop", "2"},
+                               "STATUS?\r\n", cStatus)
+                           .mOutput);
+    const ToolResult lResult = RunTool({"term", "--port", "uart0", "--bits", "7"});
+    EXPECT_EQ(1, lResult.mStatus);
+    EXPECT_THAT(lResult.mError, HasSubstr("the device's ports have 8 data bits"));
+}
+
+TEST(TermProcessTest, ReconnectGoesOnWhenTheDeviceIsBack)
+{
+    Process lTool;
+    Process::Files lFiles;
+    lFiles.mInput = Process::Input::Pipe;
+    ASSERT_TRUE(lTool.Start(
+        "kyserial", {"term", "--port", "bulk4", "--reconnect", "--sim-cut", "100", "--sim-back", "100"},
+        lFiles));
+    for (int lTime = 0; lTime < 1000 && lTool.Error().find("the device is there") == std::string::npos;
+         ++lTime)
+    {
+        ASSERT_TRUE(lTool.Feed("x"));
+        lTool.WaitForOutput("x");
+    }
+    EXPECT_TRUE(lTool.WaitForError("bulk4: the device is gone: NO_CONNECTION"));
+    EXPECT_TRUE(lTool.WaitForError("bulk4: the device is there\n"));
+    ASSERT_TRUE(lTool.Feed("after"));
+    EXPECT_TRUE(lTool.WaitForOutput("after"));
+    lTool.CloseInput();
+    EXPECT_EQ(0, lTool.Wait());
+}
+
+TEST(TermProcessTest, LogForNetworkAnalysersIsPcapng)
+{
+    const std::string lLog = Process::TemporaryFile(".pcapng");
+    EXPECT_EQ(0, RunTerm({"--port", "bulk1", "--log", lLog}, "STATUS?\r\n", cStatus).mStatus);
+    EXPECT_EQ("\x0A\x0D\x0D\x0A", ReadFile(lLog).substr(0, 4));
+    EXPECT_THAT(ReadFile(lLog), HasSubstr("STATUS?\r\n"));
+    std::remove(lLog.c_str());
+}
+
 /// A terminal as the input.
 class InteractiveTermTest : public testing::Test
 {
@@ -230,6 +309,21 @@ protected:
         ASSERT_TRUE(mTool.Start("kyserial", aArguments, lFiles));
         ASSERT_TRUE(mTool.WaitForError("leaves\n"));
     }
+    /// The keys, each after the escape key.
+    static std::string Commands(const std::string& aKeys)
+    {
+        std::string lText;
+        for (const char lKey : aKeys)
+        {
+            lText += std::string("\x1D") + lKey;
+        }
+        return lText;
+    }
+    void Leave()
+    {
+        ASSERT_TRUE(mTool.Feed("\x1Dq"));
+        EXPECT_EQ(0, mTool.Wait());
+    }
 
     Process mTool;
 };
@@ -237,11 +331,10 @@ protected:
 TEST_F(InteractiveTermTest, KeysGoToThePortUntilTheEscapeKey)
 {
     Start({"term", "--port", "uart0"});
-    EXPECT_EQ("uart0 of sim; Ctrl-] leaves\n", mTool.Error());
+    EXPECT_EQ("uart0 of sim; Ctrl-] ? shows the keys, Ctrl-] q leaves\n", mTool.Error());
     ASSERT_TRUE(mTool.Feed("STATUS?\r"));
     EXPECT_TRUE(mTool.WaitForOutput(cStatus));
-    ASSERT_TRUE(mTool.Feed("\x1D"));
-    EXPECT_EQ(0, mTool.Wait());
+    Leave();
     EXPECT_THAT(mTool.Error(), HasSubstr("sent 8 bytes, received 41 bytes\n"));
     EXPECT_EQ("", mTool.TerminalText()) << "keys are not echoed";
 }
@@ -251,17 +344,97 @@ TEST_F(InteractiveTermTest, ControlCAndOtherKeysAreSentLikeAnyOther)
     Start({"term", "--port", "bulk4"});
     ASSERT_TRUE(mTool.Feed("\x03\x04\x1A\x11\x13"));
     EXPECT_TRUE(mTool.WaitForOutput("\x03\x04\x1A\x11\x13"));
-    ASSERT_TRUE(mTool.Feed("\x1D"));
-    EXPECT_EQ(0, mTool.Wait());
+    Leave();
 }
 
 TEST_F(InteractiveTermTest, TheEscapeKeyCanBeAnother)
 {
     Start({"term", "--port", "bulk4", "--escape", "^A"});
-    EXPECT_EQ("bulk4 of sim; Ctrl-A leaves\n", mTool.Error());
-    ASSERT_TRUE(mTool.Feed("x\x1Dy\x01z"));
+    EXPECT_EQ("bulk4 of sim; Ctrl-A ? shows the keys, Ctrl-A q leaves\n", mTool.Error());
+    ASSERT_TRUE(mTool.Feed("x\x1Dy\x01q"));
     EXPECT_EQ(0, mTool.Wait());
     EXPECT_THAT(mTool.Error(), HasSubstr("sent 3 bytes"));
+}
+
+TEST_F(InteractiveTermTest, TheMenuShowsTheKeys)
+{
+    Start({"term", "--port", "bulk4"});
+    ASSERT_TRUE(mTool.Feed("\x1D?"));
+    EXPECT_TRUE(mTool.WaitForError("keys after Ctrl-] (Ctrl-] twice sends it):\n"));
+    for (const char* const lLine : {"  q  leave\n", "  e  local echo on or off\n", "  s  send a file\n"})
+    {
+        EXPECT_TRUE(mTool.WaitForError(lLine));
+    }
+    ASSERT_TRUE(mTool.Feed("\x1D!"));
+    EXPECT_TRUE(mTool.WaitForError("no such key; Ctrl-] ? shows them\n"));
+    Leave();
+    EXPECT_THAT(mTool.Error(), HasSubstr("sent 0 bytes"));
+}
+
+TEST_F(InteractiveTermTest, KeysSwitchWhatIsShownAndSent)
+{
+    Start({"term", "--port", "bulk4", "--echo"});
+    ASSERT_TRUE(mTool.Feed("a\r"));
+    EXPECT_TRUE(mTool.WaitForOutput("a\n")) << "the echo has a line feed, the answer a carriage return";
+    ASSERT_TRUE(mTool.Feed(Commands("ennmmmthhv")));
+    EXPECT_TRUE(
+        mTool.WaitForError("local echo off, hexadecimal input off, output off, line ends sent lf, shown "
+                           "crlf, time stamps utc; sent 2 bytes"));
+    ASSERT_TRUE(mTool.Feed("bc\r"));
+    EXPECT_TRUE(mTool.WaitForOutput("bc\r\n"));
+    ASSERT_TRUE(mTool.Feed("d"));
+    EXPECT_TRUE(mTool.WaitForOutput("] d"));
+    Leave();
+    EXPECT_THAT(mTool.Error(), HasSubstr("sent 6 bytes"));
+}
+
+TEST_F(InteractiveTermTest, HexadecimalDigitsAreTypedAsBytes)
+{
+    Start({"term", "--port", "bulk4", "--hex-input"});
+    ASSERT_TRUE(mTool.Feed("48 6g69"));
+    EXPECT_TRUE(mTool.WaitForError("\"g\" is no hexadecimal digit\n"));
+    EXPECT_TRUE(mTool.WaitForOutput("Hi"));
+    Leave();
+}
+
+TEST_F(InteractiveTermTest, AFileIsSentFromTheMenu)
+{
+    const std::string lFile = Process::TemporaryFile(".data");
+    ASSERT_TRUE(WriteFile(lFile, "from the file"));
+    Start({"term", "--port", "bulk4"});
+    ASSERT_TRUE(mTool.Feed("\x1Ds" + lFile + "x\x7F\r"));
+    EXPECT_TRUE(mTool.WaitForOutput("from the file"));
+    EXPECT_TRUE(mTool.WaitForError("13 bytes of " + lFile + " are sent\n"));
+    ASSERT_TRUE(mTool.Feed("\x1Ds" + lFile + ".missing\r"));
+    EXPECT_TRUE(mTool.WaitForError("cannot read " + lFile + ".missing\n"));
+    Leave();
+    std::remove(lFile.c_str());
+}
+
+TEST_F(InteractiveTermTest, TheRateIsSetFromTheMenu)
+{
+    Start({"term", "--port", "uart0"});
+    ASSERT_TRUE(mTool.Feed("\x1D"
+                           "b115200\r"));
+    EXPECT_TRUE(mTool.WaitForError("bits per second: 115200\n"));
+    ASSERT_TRUE(mTool.Feed("\x1D"
+                           "b1\r"));
+    EXPECT_TRUE(mTool.WaitForError("uart0: cannot set BaudRate to Baud1: "));
+    Leave();
+}
+
+TEST_F(InteractiveTermTest, KeysAreNotKeptWhileTheDeviceIsAway)
+{
+    Start({"term", "--port", "bulk4", "--reconnect", "--sim-cut", "100", "--sim-back", "60000"});
+    for (int lTime = 0; lTime < 1000 && mTool.Error().find("the device is gone") == std::string::npos;
+         ++lTime)
+    {
+        ASSERT_TRUE(mTool.Feed("x"));
+    }
+    ASSERT_TRUE(mTool.WaitForError("bulk4: the device is gone: NO_CONNECTION"));
+    ASSERT_TRUE(mTool.Feed("xyz"));
+    Leave();
+    EXPECT_THAT(mTool.Error(), MatchesPattern("(.|\n)*; [0-9]+ bytes were not sent\n"));
 }
 
 TEST_F(InteractiveTermTest, EndsWhenTheTerminalIsHungUp)

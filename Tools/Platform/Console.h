@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 
 namespace KyToolPlatform
 {
@@ -39,8 +40,21 @@ public:
     static bool IsOutputTerminal();
     static bool IsErrorTerminal();
 
+    /// Columns and rows of a terminal.
+    struct Size
+    {
+        unsigned mColumns;
+        unsigned mRows;
+    };
+
+    /// The size of the terminal that the standard output, or the error output, is; nothing when it is another
+    /// file, or the terminal does not know. Any thread.
+    static std::optional<Size> GetOutputSize();
+    static std::optional<Size> GetErrorSize();
+
     /// Switches the input terminal to single keys without echo, so that every key reaches the program, Ctrl-C
-    /// too. \return False, with nothing changed, when the input is no terminal.
+    /// too. An output terminal follows escape sequences from now on, where that has to be switched on.
+    /// \return False, with nothing changed, when the input is no terminal.
     bool EnterRawMode();
     /// Restores what EnterRawMode() found. Without it, nothing.
     void LeaveRawMode();

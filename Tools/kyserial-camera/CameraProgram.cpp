@@ -1,6 +1,10 @@
 #include "kyserial-camera/CameraProgram.h"
 
+#include "CommandLine/Explain.h"
+#include "CommandLine/HelpPage.h"
+#include "CommandLine/PlainText.h"
 #include "kyserial-camera/CameraConsole.h"
+#include "kyserial/Version.h"
 
 #include "Simulator/Camera/CameraWithDevices.h"
 #include "Simulator/Network/NetworkCamera.h"
@@ -10,9 +14,12 @@
 #include <array>
 #include <cstdio>
 #include <exception>
+#include <filesystem>
+#include <memory>
 #include <random>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -46,19 +53,26 @@ struct Options
 
 void AddOptions(CLI::App& aProgram, Options& aOptions)
 {
-    aProgram.add_option("--address", aOptions.mAddress, "IPv4 address of this computer to be at");
-    aProgram.add_option("--port", aOptions.mPort, "UDP port; 0 picks one");
+    aProgram.add_option("--address", aOptions.mAddress, "IPv4 address of this computer to be at (127.0.0.1)")
+        ->type_name("ADDRESS");
+    aProgram.add_option("--port", aOptions.mPort, "UDP port, 0 to 65535 (3956); 0 picks one")->type_name("N");
     aProgram.add_flag("--no-broadcast", aOptions.mNoBroadcast, "Do not answer discovery that is broadcast");
-    aProgram.add_option("--mac", aOptions.mMac,
-                        "MAC address, 12 hexadecimal digits (default: from the address)");
-    aProgram.add_option("--serial", aOptions.mSerialNumber,
-                        "Serial number, 16 characters at most (default: from the address)");
-    aProgram.add_option("--user-id", aOptions.mUserID, "Name given by the user, 16 characters at most");
+    aProgram
+        .add_option("--mac", aOptions.mMac, "MAC address, 12 hexadecimal digits (default: from the address)")
+        ->type_name("MAC");
+    aProgram
+        .add_option("--serial", aOptions.mSerialNumber,
+                    "Serial number, 16 characters at most (default: from the address)")
+        ->type_name("TEXT");
+    aProgram.add_option("--user-id", aOptions.mUserID, "Name given by the user, 16 characters at most")
+        ->type_name("TEXT");
     aProgram.add_flag("--fast", aOptions.mEquipment.mFast, "Lines take no time");
     aProgram.add_flag("--no-uart-registers", aOptions.mEquipment.mFeaturesOnly,
                       "No UARTs, and bulk port 0 is driven through features");
-    aProgram.add_option("--state", aOptions.mStateFile,
-                        "File that keeps the contents of the memories on the buses between runs");
+    aProgram
+        .add_option("--state", aOptions.mStateFile,
+                    "File that keeps the contents of the memories on the buses between runs")
+        ->type_name("FILE");
     aProgram
         .add_option("--events-per-packet", aOptions.mForms.mEventsPerPacket,
                     "Send events that wait together, N at most")
@@ -76,11 +90,11 @@ void AddOptions(CLI::App& aProgram, Options& aOptions)
     const std::array<std::array<const char*, 3>, 8> lFaults = {
         {{"drop", "WHAT:N", "Lose every Nth command, ack, event or event-ack"},
          {"double", "WHAT:N", "Double every Nth of them"},
-         {"delay", "WHAT:N:MS", "Delay every Nth of them"},
+         {"delay", "WHAT:N:MS", "Delay every Nth of them by MS milliseconds"},
          {"busy", "N", "Answer every Nth command with busy"},
-         {"slow", "N:MS", "Take this time for every Nth command, and announce it"},
-         {"silent", "N:MS", "Take this time for every Nth command, and do not announce it"},
-         {"late", "WHAT:N:MS", "Bring every Nth of them once more, this time later"},
+         {"slow", "N:MS", "Take MS milliseconds for every Nth command, and announce it"},
+         {"silent", "N:MS", "Take MS milliseconds for every Nth command, unannounced"},
+         {"late", "WHAT:N:MS", "Bring every Nth of them once more, MS milliseconds later"},
          {"unplug", "N", "Leave the network with the Nth command"}}};
     for (const auto& [lCommand, lValue, lText] : lFaults)
     {
@@ -232,7 +246,8 @@ void SetFaults(NetworkCamera& aCamera, const Options& aOptions)
         const ConsoleAnswer lAnswer = ExecuteOption(aCamera, lCommand, lValue);
         if (!lAnswer.mGood)
         {
-            throw UsageError("--" + lCommand + ": \"" + lValue + "\" does not fit; " + lAnswer.mText);
+            const std::string lReason = lAnswer.mText.substr(lAnswer.mText.find("use ")); // after "error: "
+            throw UsageError("--" + lCommand + ": \"" + lValue + "\" does not fit; " + lReason);
         }
     }
 }
@@ -248,7 +263,11 @@ void Serve(const Options& aOptions, Console& aConsole)
     CameraWithDevices lEquipped(aOptions.mEquipment, Configure(aOptions, *lAddress));
     if (!aOptions.mStateFile.empty() && !lEquipped.LoadState(aOptions.mStateFile))
     {
-        throw std::runtime_error("--state: " + aOptions.mStateFile + " was not written by this program");
+        std::error_code lUnknown;
+        throw std::runtime_error("--state: " + aOptions.mStateFile +
+                                 (std::filesystem::is_directory(aOptions.mStateFile, lUnknown)
+                                      ? " is a directory"
+                                      : " was not written by this program"));
     }
     NetworkCamera lCamera(lEquipped.GetCamera(), {{*lAddress, aOptions.mPort}, !aOptions.mNoBroadcast},
                           aOptions.mForms);
@@ -275,9 +294,16 @@ void Serve(const Options& aOptions, Console& aConsole)
 
 int Complain(const std::string& aText, int aStatus)
 {
-    static_cast<void>(
-        std::fprintf(stderr, "kyserial-camera: %s\n", aText.c_str())); // ignored: nowhere else to
+    static_cast<void>(std::fprintf(stderr, "kyserial-camera: %s\n",
+                                   KyCommandLine::Escaped(aText).c_str())); // ignored: nowhere else to
     return aStatus;
+}
+
+int Show(Console& aConsole, const std::string& aText)
+{
+    return aConsole.Write(reinterpret_cast<const uint8_t*>(aText.data()), aText.size())
+               ? cOk
+               : Complain("cannot write to the standard output", cFailed);
 }
 
 } // namespace
@@ -287,22 +313,38 @@ int RunProgram(int aCount, const char* const* aArguments, Console& aConsole)
     Options lOptions;
     CLI::App lProgram("A simulated camera with serial ports, as a GigE Vision device on the network",
                       "kyserial-camera");
-    lProgram.footer("Commands on the standard input change the faults while it runs; 'help' lists them.");
+    lProgram.formatter(std::make_shared<KyCommandLine::HelpPage>());
+    lProgram.set_help_flag("-h,--help", "Show this help");
+    lProgram.set_version_flag("--version", "kyserial-camera " KYSERIAL_VERSION)
+        ->description("Show the version");
+    bool lDescribe = false;
+    lProgram.add_flag("--describe", lDescribe)->group("");
+    lProgram.footer("Commands on the standard input change the faults while it runs; 'help' lists them. Exit "
+                    "status: 0 stopped, 1 the camera cannot be there, 2 the command line makes no sense.\n\n"
+                    "Examples:\n  kyserial-camera --fast --state memories.bin\n"
+                    "  kyserial-camera --address 192.168.1.20 --drop ack:50");
     AddOptions(lProgram, lOptions);
     try
     {
         lProgram.parse(aCount, aArguments);
+        if (lDescribe)
+        {
+            return Show(aConsole, KyCommandLine::Description(lProgram));
+        }
         Serve(lOptions, aConsole);
         return cOk;
     }
     catch (const CLI::CallForHelp&)
     {
-        return TryPrint(aConsole, lProgram.help()) ? cOk
-                                                   : Complain("cannot write to the standard output", cFailed);
+        return Show(aConsole, lProgram.help());
+    }
+    catch (const CLI::CallForVersion& lVersion)
+    {
+        return Show(aConsole, lVersion.what() + std::string("\n"));
     }
     catch (const CLI::ParseError& lError)
     {
-        return Complain(lError.what(), cUsage);
+        return Complain(KyCommandLine::Explain(lProgram, lError), cUsage);
     }
     catch (const UsageError& lError)
     {

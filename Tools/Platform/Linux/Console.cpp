@@ -11,6 +11,7 @@
 #include <csignal>
 #include <poll.h>
 #include <sys/eventfd.h>
+#include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -56,6 +57,13 @@ int RemainingTime(uint32_t aTimeout, Clock::time_point aEnd)
     }
     const auto lLeft = std::chrono::ceil<std::chrono::milliseconds>(aEnd - Clock::now()).count();
     return static_cast<int>(std::clamp<int64_t>(lLeft, 0, INT_MAX));
+}
+
+std::optional<Console::Size> SizeOf(int aFile)
+{
+    winsize lSize{};
+    const bool lKnown = ::ioctl(aFile, TIOCGWINSZ, &lSize) == 0 && lSize.ws_col > 0 && lSize.ws_row > 0;
+    return lKnown ? std::optional(Console::Size{lSize.ws_col, lSize.ws_row}) : std::nullopt;
 }
 
 bool IsTransient(int aError)
@@ -114,6 +122,16 @@ bool Console::IsOutputTerminal()
 bool Console::IsErrorTerminal()
 {
     return ::isatty(STDERR_FILENO) == 1;
+}
+
+std::optional<Console::Size> Console::GetOutputSize()
+{
+    return SizeOf(STDOUT_FILENO);
+}
+
+std::optional<Console::Size> Console::GetErrorSize()
+{
+    return SizeOf(STDERR_FILENO);
 }
 
 bool Console::EnterRawMode()

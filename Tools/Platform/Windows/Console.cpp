@@ -10,6 +10,7 @@
 #include <io.h>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <thread>
 #include <vector>
 #include <windows.h>
@@ -97,6 +98,17 @@ bool IsTerminal(DWORD aWhich)
     return ::GetConsoleMode(::GetStdHandle(aWhich), &lMode) != FALSE;
 }
 
+std::optional<Console::Size> SizeOf(DWORD aWhich)
+{
+    CONSOLE_SCREEN_BUFFER_INFO lInfo{};
+    if (::GetConsoleScreenBufferInfo(::GetStdHandle(aWhich), &lInfo) == FALSE)
+    {
+        return {};
+    }
+    return Console::Size{static_cast<unsigned>(lInfo.srWindow.Right - lInfo.srWindow.Left + 1),
+                         static_cast<unsigned>(lInfo.srWindow.Bottom - lInfo.srWindow.Top + 1)};
+}
+
 } // namespace
 
 struct Console::State
@@ -106,6 +118,7 @@ struct Console::State
     bool mWatching = false;
     bool mRaw = false;
     DWORD mFormerMode = 0;
+    DWORD mFormerOutputMode = 0; // 0: left alone
 };
 
 Console::Console() : mThis(new State)
@@ -155,6 +168,16 @@ bool Console::IsErrorTerminal()
     return IsTerminal(STD_ERROR_HANDLE);
 }
 
+std::optional<Console::Size> Console::GetOutputSize()
+{
+    return SizeOf(STD_OUTPUT_HANDLE);
+}
+
+std::optional<Console::Size> Console::GetErrorSize()
+{
+    return SizeOf(STD_ERROR_HANDLE);
+}
+
 bool Console::EnterRawMode()
 {
     if (mThis->mRaw)
@@ -171,6 +194,13 @@ bool Console::EnterRawMode()
     // Arrow keys as escape sequences, where the system knows how.
     mThis->mRaw = ::SetConsoleMode(lInput, lMode | ENABLE_VIRTUAL_TERMINAL_INPUT) != FALSE ||
                   ::SetConsoleMode(lInput, lMode) != FALSE;
+    const HANDLE lOutput = ::GetStdHandle(STD_OUTPUT_HANDLE);
+    DWORD lOutputMode = 0;
+    if (mThis->mRaw && ::GetConsoleMode(lOutput, &lOutputMode) != FALSE &&
+        ::SetConsoleMode(lOutput, lOutputMode | ENABLE_VIRTUAL_TERMINAL_PROCESSING) != FALSE)
+    {
+        mThis->mFormerOutputMode = lOutputMode;
+    }
     return mThis->mRaw;
 }
 
@@ -180,6 +210,10 @@ void Console::LeaveRawMode()
     {
         ::SetConsoleMode(::GetStdHandle(STD_INPUT_HANDLE), mThis->mFormerMode);
         mThis->mRaw = false;
+        if (mThis->mFormerOutputMode != 0)
+        {
+            ::SetConsoleMode(::GetStdHandle(STD_OUTPUT_HANDLE), mThis->mFormerOutputMode);
+        }
     }
 }
 

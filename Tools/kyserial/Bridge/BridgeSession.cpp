@@ -2,6 +2,7 @@
 
 #include "kyserial/Bridge/StartReason.h"
 #include "kyserial/Device/PortName.h"
+#include "kyserial/Terminal/StatusRow.h"
 #include "kyserial/Text/Failure.h"
 
 #include <JxUtilsLib/LockScope.h>
@@ -30,6 +31,10 @@ std::string AbsolutePath(const std::string& aPath)
     if (lError || !std::filesystem::exists(lPath, lError))
     {
         throw OperationError("--tty: there is no " + aPath);
+    }
+    if (std::filesystem::is_directory(lPath, lError))
+    {
+        throw OperationError("--tty: " + aPath + " is a directory");
     }
     return lPath.string();
 }
@@ -296,7 +301,8 @@ void BridgeSession::Report(Clock::time_point aNow, bool aFinal)
     }
     if (Console::IsErrorTerminal() && !mOptions.mStatsJson)
     {
-        std::string lLine = mStatistics.Line(lCounts, aNow);
+        const auto lSize = Console::GetErrorSize();
+        std::string lLine = FitRow(mStatistics.Line(lCounts, aNow), lSize.has_value() ? lSize->mColumns : 0);
         const size_t lLength = lLine.size();
         lLine.append(lLength < mLineLength ? mLineLength - lLength : 0, ' '); // over what was there
         mLineLength = lLength;

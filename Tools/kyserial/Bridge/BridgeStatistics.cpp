@@ -2,7 +2,7 @@
 
 #include "kyserial/Terminal/TrafficLog.h"
 
-#include <nlohmann/json.hpp>
+#include "kyserial/Text/Json.h"
 
 #include <array>
 #include <cmath>
@@ -135,8 +135,7 @@ std::string BridgeStatistics::Json(const BridgeCounts& aCounts, Clock::time_poin
         {"unread_bytes", aCounts.mUnread},
         {"lost_bytes", aCounts.mLedgerToDevice.GetLost()},
         {"reconnections", aCounts.mReconnections}};
-    // Names of files need not be text; what is none must not end the bridge.
-    return lReport.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + '\n';
+    return JsonLine(lReport);
 }
 
 } // namespace KySerialTool

@@ -173,9 +173,10 @@ void AddShapeOptions(CLI::App& aCommand, EepromOptions& aOptions, Context& aCont
     aCommand.add_option("FILE", aOptions.mFile, "File with the bytes, - for the standard input or output")
         ->required();
     aCommand.add_option("--address", aOptions.mAddress, "Address of the memory (0x50)")->type_name("ADDRESS");
-    AddSizeOption(aCommand, "--size", cLargest, "Size of the memory (256)", aOptions.mSize);
+    AddSizeOption(aCommand, "--size", cLargest, "Size of the memory in bytes (256)", aOptions.mSize);
     AddNumberOption(aCommand, "--page", 256, "bytes", "Bytes that one write takes (8)", aOptions.mPage);
-    AddSizeOption(aCommand, "--offset", cLargest - 1, "Where to begin (0)", aOptions.mOffset);
+    AddSizeOption(aCommand, "--offset", cLargest - 1, "First byte, from the memory's beginning (0)",
+                  aOptions.mOffset);
     aCommand.add_flag("--wide-offsets", aOptions.mWideOffsets,
                       "Offsets of two bytes, as memories above 2048 bytes take them");
     AddI2COptions(aCommand, aOptions, aContext);
@@ -186,9 +187,11 @@ void AddShapeOptions(CLI::App& aCommand, EepromOptions& aOptions, Context& aCont
 void AddI2CEeprom(CLI::App& aParent, Context& aContext)
 {
     CLI::App& lEeprom = *aParent.add_subcommand("eeprom", "Read and write EEPROMs as a whole");
+    lEeprom.footer("Example:\n  kyserial i2c eeprom read --device sim --port bulk2 contents.bin");
     const auto lReadOptions = std::make_shared<EepromOptions>();
     CLI::App& lRead = *lEeprom.add_subcommand("read", "Copy the memory into a file");
     AddShapeOptions(lRead, *lReadOptions, aContext);
+    lRead.footer("Example:\n  kyserial i2c eeprom read -y --device sim --port bulk2 contents.bin");
     OnCommand(lRead, aContext, lReadOptions, &RunRead);
 
     const auto lWriteOptions = std::make_shared<EepromOptions>();
@@ -196,6 +199,7 @@ void AddI2CEeprom(CLI::App& aParent, Context& aContext)
         *lEeprom.add_subcommand("write", "Copy a file into the memory, page by page, and verify it");
     AddShapeOptions(lWrite, *lWriteOptions, aContext);
     lWrite.add_flag("--quiet", lWriteOptions->mQuiet, "No note on the error output");
+    lWrite.footer("Example:\n  kyserial i2c eeprom write -y --device sim --port bulk2 contents.bin");
     OnCommand(lWrite, aContext, lWriteOptions, &RunWrite);
 }
 

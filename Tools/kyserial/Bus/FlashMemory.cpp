@@ -8,8 +8,8 @@
 #include "kyserial/Text/FileContent.h"
 #include "kyserial/Text/Output.h"
 
+#include "kyserial/Text/Json.h"
 #include <JxUtilsLib/Thread.h>
-#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <array>
@@ -201,7 +201,7 @@ ExitCode RunId(Context& aContext, const FlashOptions& aOptions)
                                               {"capacity", lFlash.mIdentity[2]},
                                               {"size", lFlash.mSize},
                                               {"chip", lChip != nullptr ? lChip->mName : ""}};
-        Print(aContext, lJson.dump() + '\n');
+        Print(aContext, JsonLine(lJson));
         return ExitCode::Ok;
     }
     std::array<char, 128> lText{};
@@ -386,12 +386,13 @@ CLI::App& AddCommand(CLI::App& aParent, Context& aContext, const char* aName, co
 
 void AddOffset(CLI::App& aCommand, FlashOptions& aOptions)
 {
-    AddSizeOption(aCommand, "--offset", FlashMemory::cLargest - 1, "Where to begin (0)", aOptions.mOffset);
+    AddSizeOption(aCommand, "--offset", FlashMemory::cLargest - 1,
+                  "First byte, from the memory's beginning (0)", aOptions.mOffset);
 }
 
 void AddSize(CLI::App& aCommand, FlashOptions& aOptions)
 {
-    AddSizeOption(aCommand, "--size", FlashMemory::cLargest, "How many bytes (all up to the end)",
+    AddSizeOption(aCommand, "--size", FlashMemory::cLargest, "Number of bytes (all up to the end)",
                   aOptions.mSize);
 }
 
@@ -407,13 +408,16 @@ void AddSpiFlash(CLI::App& aParent, Context& aContext)
     CLI::App& lFlash =
         *aParent.add_subcommand("flash", "Identify, read, write and erase a serial flash memory");
 
+    lFlash.footer("Example:\n  kyserial spi flash id --device sim --port bulk3");
     const auto lIdOptions = std::make_shared<FlashOptions>();
     CLI::App& lId = AddCommand(lFlash, aContext, "id", "Show what memory it is", lIdOptions, &RunId);
-    lId.add_flag("--json", lIdOptions->mJson, "One JSON object");
+    lId.footer("Example:\n  kyserial spi flash id --device sim --port bulk3 --json");
+    lId.add_flag("--json", lIdOptions->mJson, "One JSON object in one line");
 
     const auto lReadOptions = std::make_shared<FlashOptions>();
     CLI::App& lRead =
         AddCommand(lFlash, aContext, "read", "Copy the memory into a file", lReadOptions, &RunRead);
+    lRead.footer("Example:\n  kyserial spi flash read --device sim --port bulk3 contents.bin");
     lRead.add_option("FILE", lReadOptions->mFile, "File, - for the standard output")->required();
     AddOffset(lRead, *lReadOptions);
     AddSize(lRead, *lReadOptions);
@@ -421,6 +425,7 @@ void AddSpiFlash(CLI::App& aParent, Context& aContext)
     const auto lWriteOptions = std::make_shared<FlashOptions>();
     CLI::App& lWrite = AddCommand(lFlash, aContext, "write", "Copy a file into the memory and verify it",
                                   lWriteOptions, &RunWrite);
+    lWrite.footer("Example:\n  kyserial spi flash write -y --erase --device sim --port bulk3 contents.bin");
     lWrite.add_option("FILE", lWriteOptions->mFile, "File, - for the standard input")->required();
     AddOffset(lWrite, *lWriteOptions);
     AddYes(lWrite, *lWriteOptions);
@@ -435,6 +440,7 @@ void AddSpiFlash(CLI::App& aParent, Context& aContext)
     const auto lEraseOptions = std::make_shared<FlashOptions>();
     CLI::App& lErase =
         AddCommand(lFlash, aContext, "erase", "Erase sectors of 4096 bytes", lEraseOptions, &RunErase);
+    lErase.footer("Example:\n  kyserial spi flash erase -y --device sim --port bulk3 --size 4KiB");
     AddOffset(lErase, *lEraseOptions);
     AddSize(lErase, *lEraseOptions);
     AddYes(lErase, *lEraseOptions);

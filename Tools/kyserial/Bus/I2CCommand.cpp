@@ -49,8 +49,9 @@ bool Confirm(Context& aContext, const I2COptions& aOptions, const std::string& a
 void AddI2CCommand(CLI::App& aProgram, Context& aContext)
 {
     CLI::App& lCommand = *aProgram.add_subcommand("i2c", "Work on the I2C bus of a bulk port");
-    lCommand.footer("Grammar and output are those of i2c-tools; the bus number gives way to --port.\n"
-                    "The bulk port runs I2C meanwhile.");
+    lCommand.footer("Grammar and output are those of i2c-tools; the bus number gives way to --port. "
+                    "The bulk port runs I2C meanwhile.\n\n"
+                    "Example:\n  kyserial i2c detect -y --device sim --port bulk2");
     AddI2CDetect(lCommand, aContext);
     AddI2CGet(lCommand, aContext);
     AddI2CSet(lCommand, aContext);

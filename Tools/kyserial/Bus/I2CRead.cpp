@@ -4,7 +4,7 @@
 #include "kyserial/Text/Failure.h"
 #include "kyserial/Text/Hex.h"
 
-#include <nlohmann/json.hpp>
+#include "kyserial/Text/Json.h"
 
 #include <algorithm>
 #include <array>
@@ -47,8 +47,7 @@ std::string Json(const DetectOptions& aOptions, const I2CAnswers& aAnswers)
             lAddresses.push_back(lAddress);
         }
     }
-    return nlohmann::ordered_json{{"port", PortName(aOptions.mPort)}, {"addresses", lAddresses}}.dump() +
-           '\n';
+    return JsonLine({{"port", PortName(aOptions.mPort)}, {"addresses", lAddresses}});
 }
 
 ExitCode RunDetect(Context& aContext, const DetectOptions& aOptions)
@@ -88,8 +87,9 @@ void AddI2CDetect(CLI::App& aParent, Context& aContext)
     lCommand.add_flag("-q", lOptions->mQuickWrite,
                       "Ask with a write of no bytes; only for devices that report a missing acknowledge");
     lCommand.add_flag("-r", lOptions->mReadByte, "Ask with a read of one byte (default)");
-    lCommand.add_flag("--json", lOptions->mJson, "One JSON object instead of a table");
+    lCommand.add_flag("--json", lOptions->mJson, "One JSON object in one line instead of a table");
     AddI2COptions(lCommand, *lOptions, aContext);
+    lCommand.footer("Example:\n  kyserial i2c detect -y --device sim --port bulk2");
     OnCommand(lCommand, aContext, lOptions, &RunDetect);
 }
 
@@ -104,6 +104,7 @@ struct GetOptions : I2COptions
     std::string mRegister{};
     std::string mMode{};
     std::string mLength{};
+    bool mJson = false;
 };
 
 /// What to read, taken apart.
@@ -179,6 +180,17 @@ std::string Text(const Request& aRequest, const std::vector<uint8_t>& aBytes)
     return lText + '\n';
 }
 
+std::string Json(const GetOptions& aOptions, const Request& aRequest, const std::vector<uint8_t>& aBytes)
+{
+    nlohmann::ordered_json lReport = {{"port", PortName(aOptions.mPort)}, {"address", aRequest.mAddress}};
+    if (!aRequest.mRegister.empty())
+    {
+        lReport["register"] = aRequest.mRegister.front();
+    }
+    lReport["bytes"] = aBytes; // in the order of the bus
+    return JsonLine(lReport);
+}
+
 ExitCode RunGet(Context& aContext, const GetOptions& aOptions)
 {
     const Request lRequest = ParseRequest(aOptions);
@@ -187,7 +199,8 @@ ExitCode RunGet(Context& aContext, const GetOptions& aOptions)
         return ExitCode::Ok;
     }
     OpenI2CBus lBus(aContext, aOptions);
-    Print(aContext, Text(lRequest, Read(lBus.mBus, lRequest)));
+    const std::vector<uint8_t> lBytes = Read(lBus.mBus, lRequest);
+    Print(aContext, aOptions.mJson ? Json(aOptions, lRequest, lBytes) : Text(lRequest, lBytes));
     return ExitCode::Ok;
 }
 
@@ -205,7 +218,9 @@ void AddI2CGet(CLI::App& aParent, Context& aContext)
         "b a byte (default), w a word (low byte first on the bus), c write the register with a "
         "stop, then read a byte, i a block");
     lCommand.add_option("LENGTH", lOptions->mLength, "Bytes of a block, 0 to 32 (32)");
+    lCommand.add_flag("--json", lOptions->mJson, "One JSON object in one line");
     AddI2COptions(lCommand, *lOptions, aContext);
+    lCommand.footer("Example:\n  kyserial i2c get -y --device sim --port bulk2 0x50 0x00");
     OnCommand(lCommand, aContext, lOptions, &RunGet);
 }
 
@@ -219,6 +234,7 @@ struct DumpOptions : I2COptions
     std::string mAddress{};
     std::string mMode{};
     std::string mRange{};
+    bool mJson = false;
 };
 
 /// What to dump, taken apart.
@@ -307,6 +323,22 @@ DumpValues ReadConsecutively(I2CBus& aBus, const DumpRequest& aRequest)
     return lValues;
 }
 
+/// Values by register; null for those that did not answer.
+std::string Json(const DumpOptions& aOptions, const DumpRequest& aRequest, const DumpValues& aValues)
+{
+    nlohmann::ordered_json lValues = nlohmann::ordered_json::array();
+    for (uint32_t lRegister = aRequest.mRange.mFirst; lRegister <= aRequest.mRange.mLast; ++lRegister)
+    {
+        const std::optional<uint16_t>& lValue = aValues.at(lRegister);
+        lValues.push_back(lValue.has_value() ? nlohmann::ordered_json(*lValue) : nlohmann::ordered_json());
+    }
+    return JsonLine({{"port", PortName(aOptions.mPort)},
+                     {"address", aRequest.mAddress},
+                     {"first", aRequest.mRange.mFirst},
+                     {"bits", aRequest.mMode == 'w' ? 16 : 8},
+                     {"values", lValues}});
+}
+
 ExitCode RunDump(Context& aContext, const DumpOptions& aOptions)
 {
     const DumpRequest lRequest = ParseRequest(aOptions);
@@ -318,6 +350,11 @@ ExitCode RunDump(Context& aContext, const DumpOptions& aOptions)
     const DumpValues lValues = lRequest.mMode == 'i'   ? ReadBlocks(lBus.mBus, lRequest)
                                : lRequest.mMode == 'c' ? ReadConsecutively(lBus.mBus, lRequest)
                                                        : ReadOneByOne(lBus.mBus, lRequest);
+    if (aOptions.mJson)
+    {
+        Print(aContext, Json(aOptions, lRequest, lValues));
+        return ExitCode::Ok;
+    }
     Print(aContext, lRequest.mMode == 'w' ? DumpWordsTable(lValues, lRequest.mRange)
                                           : DumpBytesTable(lValues, lRequest.mRange));
     return ExitCode::Ok;
@@ -334,7 +371,9 @@ void AddI2CDump(CLI::App& aParent, Context& aContext)
                         "b one by one (default), w words, c consecutive bytes, i blocks of 32");
     lCommand.add_option("-r,--range", lOptions->mRange, "Registers, 0x00-0xff by default")
         ->type_name("FIRST-LAST");
+    lCommand.add_flag("--json", lOptions->mJson, "One JSON object in one line instead of a table");
     AddI2COptions(lCommand, *lOptions, aContext);
+    lCommand.footer("Example:\n  kyserial i2c dump -y --device sim --port bulk2 0x50 --range 0x00-0x3f");
     OnCommand(lCommand, aContext, lOptions, &RunDump);
 }
 

@@ -3,6 +3,8 @@
 #include "kyserial/Text/Failure.h"
 #include "kyserial/Text/Hex.h"
 
+#include "kyserial/Text/Json.h"
+
 #include <array>
 #include <cstdio>
 #include <optional>
@@ -161,9 +163,10 @@ void AddI2CSet(CLI::App& aParent, Context& aContext)
     lCommand.add_option(
         "VALUE", lOptions->mWords,
         "Values, and at the end the mode: c no value, b a byte (default), w a word (low byte first "
-        "on the bus), i a block, s a block behind its length");
+        "on the bus), i a block, s a block after its length");
     lCommand.add_option("-m,--mask", lOptions->mMask, "Change only these bits")->type_name("MASK");
-    lCommand.add_flag("-r", lOptions->mReadBack, "Read a single value back and compare");
+    lCommand.add_flag("-r,--read-back", lOptions->mReadBack, "Read a single value back and compare");
+    lCommand.footer("Example:\n  kyserial i2c set -y --device sim --port bulk2 0x50 0x10 0x55 -r");
     AddI2COptions(lCommand, *lOptions, aContext);
     OnCommand(lCommand, aContext, lOptions, &RunSet);
 }
@@ -177,6 +180,7 @@ struct TransferOptions : I2COptions
 {
     std::vector<std::string> mWords{};
     bool mVerbose = false;
+    bool mJson = false;
 };
 
 std::string Numbers(const std::vector<uint8_t>& aBytes)
@@ -212,6 +216,7 @@ ExitCode RunTransfer(Context& aContext, const TransferOptions& aOptions)
     }
     OpenI2CBus lBus(aContext, aOptions);
     std::string lOutput;
+    nlohmann::ordered_json lRead = nlohmann::ordered_json::array();
     for (size_t lIndex = 0; lIndex < lMessages.size(); ++lIndex)
     {
         const I2CMessage& lMessage = lMessages[lIndex];
@@ -221,6 +226,7 @@ ExitCode RunTransfer(Context& aContext, const TransferOptions& aOptions)
         {
             lBytes = lBus.mBus.Read(lMessage.mAddress, lMessage.mCount, lThen);
             lOutput += Numbers(lBytes) + '\n';
+            lRead.push_back({{"address", lMessage.mAddress}, {"bytes", lBytes}});
         }
         else
         {
@@ -231,7 +237,8 @@ ExitCode RunTransfer(Context& aContext, const TransferOptions& aOptions)
             Describe(lIndex, lMessage, lBytes);
         }
     }
-    Print(aContext, lOutput);
+    Print(aContext,
+          aOptions.mJson ? JsonLine({{"port", PortName(aOptions.mPort)}, {"read", lRead}}) : lOutput);
     return ExitCode::Ok;
 }
 
@@ -245,10 +252,11 @@ void AddI2CTransfer(CLI::App& aParent, Context& aContext)
     lCommand.add_option("MESSAGE", lOptions->mWords, "{r|w}LENGTH[@ADDRESS], a write followed by its bytes")
         ->required();
     lCommand.add_flag("-v,--verbose", lOptions->mVerbose, "Show every message on the error output");
+    lCommand.add_flag("--json", lOptions->mJson, "One JSON object in one line: what the read messages got");
     AddI2COptions(lCommand, *lOptions, aContext);
-    lCommand.footer("The last byte of a write may end in = (repeat it), + (count up), - (count down) or p\n"
+    lCommand.footer("The last byte of a write may end in = (repeat it), + (count up), - (count down) or p "
                     "(pseudo-random from it) to fill the length.\n\n"
-                    "Example: kyserial i2c transfer -y --port bulk2 w1@0x50 0x00 r16");
+                    "Example:\n  kyserial i2c transfer -y --device sim --port bulk2 w1@0x50 0x00 r16");
     OnCommand(lCommand, aContext, lOptions, &RunTransfer);
 }
 

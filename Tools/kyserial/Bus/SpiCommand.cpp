@@ -4,7 +4,7 @@
 #include "kyserial/Text/Failure.h"
 #include "kyserial/Text/Hex.h"
 
-#include <nlohmann/json.hpp>
+#include "kyserial/Text/Json.h"
 
 #include <optional>
 
@@ -14,7 +14,8 @@ namespace KySerialTool
 void AddSpiCommand(CLI::App& aProgram, Context& aContext)
 {
     CLI::App& lCommand = *aProgram.add_subcommand("spi", "Work on the SPI bus of a bulk port");
-    lCommand.footer("The bulk port runs SPI meanwhile.");
+    lCommand.footer("The bulk port runs SPI meanwhile.\n\n"
+                    "Example:\n  kyserial spi flash id --device sim --port bulk3");
     AddSpiTransfer(lCommand, aContext);
     AddSpiFlash(lCommand, aContext);
 }
@@ -41,9 +42,7 @@ struct TransferOptions
 
 std::string Json(const TransferOptions& aOptions, size_t aWritten, const std::vector<uint8_t>& aRead)
 {
-    return nlohmann::ordered_json{{"port", PortName(aOptions.mPort)}, {"written", aWritten}, {"read", aRead}}
-               .dump() +
-           '\n';
+    return JsonLine({{"port", PortName(aOptions.mPort)}, {"written", aWritten}, {"read", aRead}});
 }
 
 ExitCode RunTransfer(Context& aContext, const TransferOptions& aOptions)
@@ -90,11 +89,11 @@ void AddSpiTransfer(CLI::App& aParent, Context& aContext)
     AddNumberOption(lCommand, "--read", cMostBytes, "bytes", "Bytes to read (0)", lOptions->mRead);
     lCommand.add_flag("--simultaneous", lOptions->mSimultaneous, "Read while writing, as many bytes");
     lCommand.add_flag("--hold", lOptions->mHold, "Leave the slave selected afterwards");
-    lCommand.add_flag("--json", lOptions->mJson, "One JSON object instead of hexadecimal bytes");
+    lCommand.add_flag("--json", lOptions->mJson, "One JSON object in one line instead of hexadecimal bytes");
     AddCommonOptions(lCommand, aContext.mCommon);
     lCommand.footer(
         "Transfers above 255 bytes go in several steps, the slave staying selected between them.\n\n"
-        "Example: kyserial spi transfer --port bulk3 9f --read 3");
+        "Example:\n  kyserial spi transfer --device sim --port bulk3 9f --read 3");
     lCommand.callback(
         [&aContext, lOptions]
         { aContext.mAction = [lOptions](Context& aRunning) { return RunTransfer(aRunning, *lOptions); }; });

@@ -76,21 +76,19 @@ void AddBridgeOptions(CLI::App& aCommand, BridgeOptions& aOptions)
     AddPortOption(aCommand, PortKind::Any, aOptions.mPort);
     AddHostOptions(aCommand, aOptions.mHost);
     AddLineOptions(aCommand, aOptions.mLine);
-    aCommand.add_flag("--reconnect", aOptions.mReconnect,
-                      "Go on when the device was away and is back, instead of ending when it is gone");
+    aCommand.add_flag("--reconnect", aOptions.mReconnect, "Go on when the device was away and is back");
     aCommand.add_flag("--stats-json", aOptions.mStatsJson,
-                      "A JSON object on the standard output at once, each second, and at the end");
+                      "Statistics on the standard output, a JSON object a line");
     aCommand
         .add_option_function<std::string>(
             "--stats-interval",
             [&aOptions](const std::string& aText) { ParseInterval(aText, aOptions.mStatsInterval); },
-            "Statistics each MS milliseconds instead of 1000")
+            "Milliseconds between two statistics (1000)")
         ->type_name("MS");
     AddNumberOption(aCommand, "--duration", 86400000, "seconds", "End after N seconds (0: never)",
                     aOptions.mDuration);
     aCommand
-        .add_option("--log", aOptions.mLogFile,
-                    "Add what goes over the port to FILE: time (UTC), > sent or < received, bytes")
+        .add_option("--log", aOptions.mLogFile, "Add the traffic to FILE, as text, or pcapng by its ending")
         ->type_name("FILE");
     aCommand.add_flag("-q,--quiet", aOptions.mQuiet, "No statistics and no notes on the error output");
 }
@@ -106,11 +104,10 @@ void AddBridgeCommand(CLI::App& aProgram, Context& aContext)
     AddCommonOptions(lCommand, aContext.mCommon);
     lCommand.footer(
         "Ctrl-C, or a request to end, ends the bridge with status 0; the device's port has its former "
-        "settings then.\n"
-        "The status line is shown when the error output is a terminal.\n"
-        "With --clser the clients choose the rate; --baud offers them this one only.\n\n"
-        "Example: kyserial bridge --device gev://192.168.1.20 --port uart0 --pty /tmp/lens & minicom -D "
-        "/tmp/lens");
+        "settings then. With --clser the clients choose the rate; --baud offers them this one only.\n\n"
+        "Examples:\n"
+        "  kyserial bridge --device sim --port uart0 --pty /tmp/lens --baud 115200\n"
+        "  kyserial bridge --device gev://192.168.1.20 --port bulk0 --clser Lens");
     lCommand.callback(
         [&aContext, lOptions]
         { aContext.mAction = [lOptions](Context& aRunning) { return RunBridge(aRunning, *lOptions); }; });

@@ -6,7 +6,7 @@
 #include "kyserial/Text/Failure.h"
 #include "kyserial/Text/Output.h"
 
-#include <nlohmann/json.hpp>
+#include "kyserial/Text/Json.h"
 
 #include <algorithm>
 #include <array>
@@ -39,6 +39,13 @@ std::string Printable(std::string aText)
 ExitCode RunList(Context& aContext, bool aJson)
 {
     const std::vector<std::string> lNames = ListClserPorts();
+    const bool lAny =
+        std::any_of(lNames.begin(), lNames.end(), [](const auto& aName) { return !aName.empty(); });
+    if (!lAny && !aJson)
+    {
+        PrintNote("no Camera Link server runs; 'kyserial bridge --clser NAME' is one");
+        return ExitCode::Ok;
+    }
     Print(aContext, aJson ? ClserJson(lNames) : ClserTable(lNames));
     return ExitCode::Ok;
 }
@@ -65,7 +72,8 @@ void AddList(CLI::App& aClser, Context& aContext)
 {
     CLI::App& lCommand = *aClser.add_subcommand("list", "List the Camera Link servers that run");
     const auto lJson = std::make_shared<bool>(false);
-    lCommand.add_flag("--json", *lJson, "One JSON object instead of a table");
+    lCommand.add_flag("--json", *lJson, "One JSON object in one line instead of a table");
+    lCommand.footer("Example:\n  kyserial clser list --json");
     lCommand.callback(
         [&aContext, lJson]
         { aContext.mAction = [lJson](Context& aRunning) { return RunList(aRunning, *lJson); }; });
@@ -78,16 +86,16 @@ void AddTerm(CLI::App& aClser, Context& aContext)
     const auto lOptions = std::make_shared<ClserTermOptions>();
     lCommand.add_option("NAME", lOptions->mName, "Name of the server, as 'kyserial clser list' has it")
         ->required();
-    AddNumberChoice(lCommand, "--baud", ClserRates(),
-                    "Bits per second (9600 unless given, or the lowest rate of the server)", lOptions->mRate);
+    AddNumberChoice(lCommand, "--baud", ClserRates(), "Bits per second (9600, or the server's lowest)",
+                    lOptions->mRate);
     AddNumberOption(lCommand, "--timeout", 3600000, "milliseconds",
                     "Fail when the server takes nothing for N milliseconds (5000)",
                     lOptions->mTerminal.mSettings.mBusyLimit);
     AddTerminalOptions(lCommand, lOptions->mTerminal);
-    lCommand.footer(
-        "When the input is a terminal, every key goes to the server, Ctrl-C too, until the escape key.\n"
-        "Otherwise the command ends after the end of the input and a quiet time.\n\n"
-        "Example: printf 'STATUS?\\r\\n' | kyserial clser term Lens --baud 38400");
+    lCommand.footer("When the input is a terminal, every key goes to the server, Ctrl-C too; Ctrl-] ? shows "
+                    "the keys that do "
+                    "not. Otherwise the command ends after the end of the input and a quiet time.\n\n"
+                    "Example:\n  printf 'STATUS?\\r\\n' | kyserial clser term Lens --baud 38400");
     lCommand.callback(
         [&aContext, lOptions]
         { aContext.mAction = [lOptions](Context& aRunning) { return RunClserTerm(aRunning, *lOptions); }; });
@@ -97,8 +105,8 @@ void AddTerm(CLI::App& aClser, Context& aContext)
 
 void AddClserCommand(CLI::App& aProgram, Context& aContext)
 {
-    CLI::App& lCommand = *aProgram.add_subcommand(
-        "clser", "Be a client of Camera Link servers, which 'kyserial bridge --clser' and others are");
+    CLI::App& lCommand = *aProgram.add_subcommand("clser", "List Camera Link servers, and talk to one");
+    lCommand.footer("Example:\n  kyserial clser list");
     AddList(lCommand, aContext);
     AddTerm(lCommand, aContext);
 }
@@ -133,7 +141,7 @@ std::string ClserJson(const std::vector<std::string>& aNames)
     }
     const nlohmann::ordered_json lReport = {
         {"manufacturer", lManufacturer.data()}, {"version", lVersion}, {"servers", lServers}};
-    return lReport.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + '\n';
+    return JsonLine(lReport);
 }
 
 } // namespace KySerialTool

@@ -3,7 +3,7 @@
 #include "kyserial/Options/Options.h"
 #include "kyserial/Text/Output.h"
 
-#include <nlohmann/json.hpp>
+#include "kyserial/Text/Json.h"
 
 #include <memory>
 #include <optional>
@@ -37,6 +37,12 @@ ExitCode RunDevices(Context& aContext, const Options& aOptions)
     const std::vector<NetworkFinding> lFindings =
         aOptions.mForced ? std::vector{ForceIp(aOptions.mSearch, *aOptions.mForced)}
                          : FindNetworkDevices(aOptions.mSearch);
+    if (lFindings.empty() && !aOptions.mJson)
+    {
+        PrintNote("no device has answered within " + std::to_string(aOptions.mSearch.mTime) +
+                  " milliseconds; a camera behind a router hears no broadcast, --address ADDRESS asks it");
+        return ExitCode::Ok;
+    }
     Print(aContext, aOptions.mJson ? DevicesJson(lFindings) : DevicesTable(lFindings));
     return ExitCode::Ok;
 }
@@ -65,7 +71,7 @@ void AddDevicesCommand(CLI::App& aProgram, Context& aContext)
     constexpr uint32_t cLongest = 60000;
     CLI::App& lCommand = *aProgram.add_subcommand("devices", "List the GigE Vision devices on the network");
     const auto lOptions = std::make_shared<Options>();
-    lCommand.add_flag("--json", lOptions->mJson, "One JSON object instead of a table");
+    lCommand.add_flag("--json", lOptions->mJson, "One JSON object in one line instead of a table");
     lCommand
         .add_option("--address", lOptions->mSearch.mAddress,
                     "Ask this address only; broadcasts do not reach every network")
@@ -74,10 +80,10 @@ void AddDevicesCommand(CLI::App& aProgram, Context& aContext)
         .add_option("--interface", lOptions->mSearch.mInterface,
                     "Look on this network interface only, given by its name or address")
         ->type_name("INTERFACE");
-    AddNumberOption(lCommand, "--udp-port", UINT16_MAX, "UDP port", "Port that devices listen on (3956)",
+    AddNumberOption(lCommand, "--udp-port", UINT16_MAX, "UDP port", "UDP port that devices listen on (3956)",
                     lOptions->mSearch.mPort);
-    AddNumberOption(lCommand, "--time", cLongest, "milliseconds", "How long to wait for answers (1000)",
-                    lOptions->mSearch.mTime);
+    AddNumberOption(lCommand, "--time", cLongest, "milliseconds",
+                    "Wait for answers this long, in milliseconds (1000)", lOptions->mSearch.mTime);
     CLI::Option* const lForce = AddIpOption(
         lCommand, "--force-ip", "Give a device this address until it is switched off, and list the device",
         lOptions->mForced);
@@ -86,7 +92,9 @@ void AddDevicesCommand(CLI::App& aProgram, Context& aContext)
                 lOptions->mStored)
         ->excludes(lForce);
     lCommand.footer("Column DEVICE is what --device takes in the other commands. Without --address or "
-                    "--interface\na broadcast leaves this computer on each of its networks.");
+                    "--interface a broadcast leaves this computer on each of its networks.\n\n"
+                    "Examples:\n  kyserial devices\n"
+                    "  kyserial devices --force-ip 00:11:22:33:44:55=192.168.0.7/24");
     lCommand.callback(
         [&aContext, lOptions]
         { aContext.mAction = [lOptions](Context& aRunning) { return RunDevices(aRunning, *lOptions); }; });
@@ -119,10 +127,7 @@ std::string DevicesJson(const std::vector<NetworkFinding>& aFindings)
                             {"userName", lFinding.mUserName},
                             {"interface", lFinding.mInterface}});
     }
-    // A device may send any bytes as its texts.
-    return nlohmann::ordered_json{{"devices", lDevices}}.dump(
-               2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) +
-           '\n';
+    return JsonLine({{"devices", lDevices}});
 }
 
 } // namespace KySerialTool

@@ -3,7 +3,7 @@
 #include "kyserial/Text/Failure.h"
 #include "kyserial/Text/Output.h"
 
-#include <nlohmann/json.hpp>
+#include "kyserial/Text/Json.h"
 
 #include <cstdio>
 #include <memory>
@@ -99,14 +99,21 @@ ExitCode RunGet(Context& aContext, const Options& aOptions)
     const std::unique_ptr<Device> lDevice = OpenDevice(aContext, DeviceAccess::Read);
     IKyDeviceAdapter& lAdapter = lDevice->GetAdapter();
     const KyString lName = ToKyString(aOptions.mName);
+    std::string lText;
     if (lAdapter.IsRegisterFeatureAvailable(lName))
     {
-        Print(aContext, RegisterText(lAdapter, lName) + '\n');
-        return ExitCode::Ok;
+        lText = RegisterText(lAdapter, lName);
     }
-    KyString lValue;
-    Check(lAdapter.GetFeatureAsString(lName, lValue), "cannot read " + aOptions.mName);
-    Print(aContext, TextOf(lValue) + '\n');
+    else
+    {
+        KyString lValue;
+        Check(lAdapter.GetFeatureAsString(lName, lValue), "cannot read " + aOptions.mName);
+        lText = TextOf(lValue);
+    }
+    Print(aContext, aOptions.mJson ? JsonLine({{"device", aContext.mCommon.mDevice.mName},
+                                               {"name", aOptions.mName},
+                                               {"value", lText}})
+                                   : lText + '\n');
     return ExitCode::Ok;
 }
 
@@ -120,10 +127,12 @@ ExitCode RunSet(Context& aContext, const Options& aOptions)
 
 /// A subcommand that runs aRun.
 CLI::App& Add(CLI::App& aCommand, Context& aContext, const char* aName, const char* aText,
-              const std::shared_ptr<Options>& aOptions, ExitCode (*aRun)(Context&, const Options&))
+              const char* aExample, const std::shared_ptr<Options>& aOptions,
+              ExitCode (*aRun)(Context&, const Options&))
 {
     CLI::App& lCommand = *aCommand.add_subcommand(aName, aText);
     AddCommonOptions(lCommand, aContext.mCommon);
+    lCommand.footer(aExample);
     lCommand.callback(
         [&aContext, aOptions, aRun]
         { aContext.mAction = [aOptions, aRun](Context& aRunning) { return aRun(aRunning, *aOptions); }; });
@@ -136,14 +145,18 @@ void AddFeaturesCommand(CLI::App& aProgram, Context& aContext)
 {
     CLI::App& lCommand =
         *aProgram.add_subcommand("features", "List, read and set the device's GenICam features");
+    lCommand.footer("Example:\n  kyserial features list --device sim");
     const auto lOptions = std::make_shared<Options>();
-    Add(lCommand, aContext, "list", "List all features", lOptions, RunList)
-        .add_flag("--json", lOptions->mJson, "One JSON object instead of a table");
+    Add(lCommand, aContext, "list", "List all features", "Example:\n  kyserial features list --device sim",
+        lOptions, RunList)
+        .add_flag("--json", lOptions->mJson, "One JSON object in one line instead of a table");
     CLI::App& lGet = Add(lCommand, aContext, "get", "Print a feature's value; a register's in hexadecimal",
-                         lOptions, RunGet);
+                         "Example:\n  kyserial features get BulkMode --device sim", lOptions, RunGet);
+    lGet.add_flag("--json", lOptions->mJson, "One JSON object in one line");
     lGet.add_option("name", lOptions->mName, "Name of the feature")->type_name("NAME")->required();
-    CLI::App& lSet = Add(lCommand, aContext, "set", "Set a feature; a command is executed by the value 1",
-                         lOptions, RunSet);
+    CLI::App& lSet =
+        Add(lCommand, aContext, "set", "Set a feature; a command is executed by the value 1",
+            "Example:\n  kyserial features set BulkMode SPI --device gev://192.168.1.20", lOptions, RunSet);
     lSet.add_option("name", lOptions->mName, "Name of the feature")->type_name("NAME")->required();
     lSet.add_option("value", lOptions->mValue, "Decimal number, entry name, true, false, or text")
         ->type_name("VALUE")
@@ -198,10 +211,7 @@ std::string FeaturesJson(const std::string& aDevice, const std::vector<FeatureFi
         }
         lFeatures.push_back(std::move(lFeature));
     }
-    // A device may send any bytes as its texts.
-    return nlohmann::ordered_json{{"device", aDevice}, {"features", lFeatures}}.dump(
-               2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) +
-           '\n';
+    return JsonLine({{"device", aDevice}, {"features", lFeatures}});
 }
 
 } // namespace KySerialTool

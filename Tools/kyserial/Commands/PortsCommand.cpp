@@ -3,7 +3,7 @@
 #include "kyserial/Device/PortName.h"
 #include "kyserial/Text/Output.h"
 
-#include <nlohmann/json.hpp>
+#include "kyserial/Text/Json.h"
 
 #include <memory>
 
@@ -44,13 +44,14 @@ void AddPortsCommand(CLI::App& aProgram, Context& aContext)
 {
     CLI::App& lCommand = *aProgram.add_subcommand("ports", "List the serial ports of the device");
     const auto lJson = std::make_shared<bool>(false);
-    lCommand.add_flag("--json", *lJson, "One JSON object instead of a table");
+    lCommand.add_flag("--json", *lJson, "One JSON object in one line instead of a table");
     AddCommonOptions(lCommand, aContext.mCommon);
     lCommand.footer(
         "Columns: the port's name and its number in the programming interface, whether the device offers "
-        "it,\nwhat drives it, the protocols it can run and the one that it runs now. While another "
-        "application\n"
-        "controls the device, some protocols of bulk ports stay unknown: asking means to select the port.");
+        "it, what drives it, the protocols it can run and the one that it runs now. While another "
+        "application controls the device, some protocols of bulk ports stay unknown: asking means to select "
+        "the "
+        "port.\n\nExample:\n  kyserial ports --device sim");
     lCommand.callback(
         [&aContext, lJson]
         { aContext.mAction = [lJson](Context& aRunning) { return RunPorts(aRunning, *lJson); }; });
@@ -81,7 +82,7 @@ std::string PortsJson(const std::string& aDevice, const std::vector<PortFinding>
                           {"protocols", lFinding.mProtocols},
                           {"mode", lFinding.mMode}});
     }
-    return nlohmann::ordered_json{{"device", aDevice}, {"ports", lPorts}}.dump(2) + '\n';
+    return JsonLine({{"device", aDevice}, {"ports", lPorts}});
 }
 
 } // namespace KySerialTool

@@ -1,9 +1,11 @@
 #include "kyserial/Commands/Commands.h"
 
 #include "kyserial/Device/DevicePort.h"
+#include "kyserial/Device/ReconnectingPort.h"
 #include "kyserial/Terminal/TerminalRun.h"
 #include "kyserial/Text/Failure.h"
 
+#include <cstdint>
 #include <memory>
 
 namespace KySerialTool
@@ -15,19 +17,63 @@ namespace
 struct TermOptions
 {
     KyDeviceSerial mPort = KyDeviceSerialInvalid;
+    LineSelection mLine{};
+    bool mReconnect = false;
     TerminalOptions mTerminal{};
+};
+
+/// The port of a device that is found and connected with the first port that is opened.
+class PortSource
+{
+public:
+    PortSource(Context& aContext, const TermOptions& aOptions) : mContext(aContext), mOptions(aOptions) {}
+
+    void Open(std::unique_ptr<BytePort>& aPort)
+    {
+        if (mDevice == nullptr)
+        {
+            mDevice = OpenDevice(mContext);
+        }
+        if (!mDevice->GetAdapter().IsConnected())
+        {
+            throw OperationError("the device is away");
+        }
+        aPort.reset();
+        aPort = std::make_unique<DevicePort>(*mDevice, mOptions.mPort, mOptions.mLine);
+    }
+
+private:
+    Context& mContext;
+    const TermOptions& mOptions;
+    std::unique_ptr<Device> mDevice{};
 };
 
 ExitCode RunTerm(Context& aContext, const TermOptions& aOptions)
 {
     TrafficLog lLog;
     PrepareSession(aContext, aOptions.mTerminal.mLogFile, lLog);
-    const std::unique_ptr<Device> lDevice = OpenDevice(aContext);
-    DevicePort lPort(lDevice->GetAdapter(), aOptions.mPort);
     const std::string lName = PortName(aOptions.mPort);
-    const std::string lFailure = RunTerminal(aContext, aOptions.mTerminal, lPort, lLog, lName,
+    TerminalOptions lTerminal = aOptions.mTerminal;
+    PortSource lSource(aContext, aOptions);
+    std::unique_ptr<BytePort> lPort;
+    if (aOptions.mReconnect)
+    {
+        lTerminal.mSettings.mBusyLimit = UINT32_MAX; // input that is no terminal waits for the device
+        lPort = std::make_unique<ReconnectingPort>([&lSource](std::unique_ptr<BytePort>& aPort)
+                                                   { lSource.Open(aPort); },
+                                                   [&lTerminal, &lLog, &lName](const std::string& aText)
+                                                   {
+                                                       lLog.AddNote(aText);
+                                                       PrintNote(lTerminal, lName + ": " + aText);
+                                                   });
+    }
+    else
+    {
+        lSource.Open(lPort);
+    }
+    const std::string lFailure = RunTerminal(aContext, lTerminal, *lPort, lLog, lName,
                                              lName + " of " + aContext.mCommon.mDevice.mName);
-    const KyResult lClosed = lPort.Close();
+    const KyResult lClosed = lPort->Close();
     if (!lFailure.empty())
     {
         throw OperationError(lFailure);
@@ -44,13 +90,16 @@ void AddTermCommand(CLI::App& aProgram, Context& aContext)
         "term", "Connect the standard input and output to a serial port of the device");
     const auto lOptions = std::make_shared<TermOptions>();
     AddPortOption(lCommand, PortKind::Any, lOptions->mPort);
+    AddLineOptions(lCommand, lOptions->mLine);
     AddTerminalOptions(lCommand, lOptions->mTerminal);
+    lCommand.add_flag("--reconnect", lOptions->mReconnect, "Wait for device and port whenever they are away");
     AddCommonOptions(lCommand, aContext.mCommon);
-    lCommand.footer(
-        "When the input is a terminal, every key goes to the port, Ctrl-C too, until the escape key.\n"
-        "Otherwise the command ends after the end of the input and a quiet time.\n"
-        "A bulk port that runs I2C or SPI runs UART meanwhile.\n\n"
-        "Example: printf 'STATUS?\\r\\n' | kyserial term --device sim --port uart0");
+    lCommand.footer("When the input is a terminal, every key goes to the port, Ctrl-C too; Ctrl-] ? shows "
+                    "the keys that do not. "
+                    "Otherwise the command ends after the end of the input and a quiet time. "
+                    "A bulk port that runs I2C or SPI runs UART meanwhile.\n\n"
+                    "Examples:\n  kyserial term --device sim --port uart0 --baud 115200 --log lens.pcapng\n"
+                    "  printf 'STATUS?\\r\\n' | kyserial term --device sim --port uart0");
     lCommand.callback(
         [&aContext, lOptions]
         { aContext.mAction = [lOptions](Context& aRunning) { return RunTerm(aRunning, *lOptions); }; });

@@ -182,6 +182,21 @@ void ClserPort::SetRate(uint32_t aRate)
     CheckClser(lCode, "--baud " + std::to_string(aRate));
 }
 
+void ClserPort::SetLine(const LineSelection& aLine)
+{
+    if (aLine.mParity.has_value() || aLine.mBits.has_value() || aLine.mStopBits.has_value())
+    {
+        throw OperationError("Camera Link is 8N1");
+    }
+    const auto& lRates = ClserRates();
+    const uint32_t lRate = aLine.mBaudRate.value_or(0);
+    if (std::find(lRates.begin(), lRates.end(), lRate) == lRates.end())
+    {
+        throw OperationError("Camera Link does not have " + std::to_string(lRate) + " bit/s");
+    }
+    SetRate(lRate);
+}
+
 KyResult ClserPort::Send(const uint8_t* aData, uint32_t aSize, uint32_t& aSent)
 {
     std::vector<CLINT8> lBytes(aData, aData + aSize);

@@ -47,6 +47,8 @@ public:
     std::vector<uint8_t> Receive(uint32_t aTimeout) override;
     KyResult GetState() override;
     bool IsBusy(const KyResult& aResult) const override;
+    /// Only the rate can be set.
+    void SetLine(const LineSelection& aLine) override;
 
 private:
     uint32_t ReadEx(uint8_t* aBuffer, uint32_t aSize, uint32_t aTimeout);

@@ -16,11 +16,20 @@ constexpr uint32_t cDeviceBusy = 0x8007;
 
 } // namespace
 
-DevicePort::DevicePort(IKyDeviceAdapter& aAdapter, KyDeviceSerial aPort)
-    : mAdapter(aAdapter), mScope(aAdapter, aPort)
+void BytePort::SetLine(const LineSelection& /*aLine*/)
+{
+    throw OperationError("the line of this port cannot be set");
+}
+
+DevicePort::DevicePort(Device& aDevice, KyDeviceSerial aPort, const LineSelection& aLine)
+    : mDevice(aDevice)
+    , mGeneration(aDevice.GetGeneration())
+    , mScope(aDevice.GetAdapter(), aPort)
+    , mLine(aDevice.GetAdapter(), aPort)
 {
     mScope.UseOneOf({"UART", "USRT"});
-    const KyResult lOpened = mPort.Open(&aAdapter, aPort);
+    mLine.Set(aLine);
+    const KyResult lOpened = mPort.Open(&aDevice.GetAdapter(), aPort);
     if (!lOpened.IsOK())
     {
         static_cast<void>(Close()); // a refused step may have left the port claimed
@@ -68,7 +77,8 @@ KyResult DevicePort::GetState()
     {
         return {KyResult::FAILURE, "The receive buffer ran full, received bytes are lost."};
     }
-    return mAdapter.IsConnected()
+    // A device that was away and is back has other settings, and has dropped what it was to send.
+    return mDevice.GetAdapter().IsConnected() && mDevice.GetGeneration() == mGeneration
                ? KyResult(KyResult::OK)
                : KyResult(KyResult::NO_CONNECTION, "The device is not currently connected.");
 }

@@ -1,6 +1,8 @@
 #pragma once
 
 #include "kyserial/Bus/BulkPortScope.h"
+#include "kyserial/Device/Device.h"
+#include "kyserial/Device/PortLine.h"
 #include "kyserial/Device/PortName.h"
 
 #include <KyBase/KyResult.h>
@@ -39,6 +41,16 @@ public:
     /// otherwise.
     virtual KyResult GetState() = 0;
 
+    /// Whether the device is away for now, so that nothing can be sent. Any thread.
+    virtual bool IsAway() const { return false; }
+
+    /// Changes settings of the line until the port is closed. Throws OperationError when that fails. By the
+    /// thread that sends.
+    virtual void SetLine(const LineSelection& aLine);
+
+    /// Closes the port; the destructor does that too, but drops the result. While no other call runs.
+    virtual KyResult Close() { return {KyResult::OK}; }
+
 protected:
     BytePort() = default;
 };
@@ -51,7 +63,8 @@ class DevicePort : public BytePort
 {
 public:
     /// Opens the port; throws OperationError when that fails.
-    DevicePort(IKyDeviceAdapter& aAdapter, KyDeviceSerial aPort);
+    /// \param aLine  Settings that it has until it is closed.
+    DevicePort(Device& aDevice, KyDeviceSerial aPort, const LineSelection& aLine = {});
     ~DevicePort() override;
 
     KyResult Send(const uint8_t* aData, uint32_t aSize, uint32_t& aSent) override;
@@ -60,12 +73,14 @@ public:
     /// A device whose queue is full answers with the status of GigE Vision for "try again later".
     bool IsBusy(const KyResult& aResult) const override;
 
-    /// Closes the port; the destructor does that too, but drops the result.
-    KyResult Close();
+    void SetLine(const LineSelection& aLine) override { mLine.Set(aLine); }
+    KyResult Close() override;
 
 private:
-    IKyDeviceAdapter& mAdapter;
+    Device& mDevice;
+    const uint64_t mGeneration; // of the connection that the port was opened over
     BulkPortScope mScope;
+    PortLine mLine;
     KyDeviceSerialPort mPort;
     bool mOverflown = false;
 };

@@ -50,15 +50,11 @@ void AddDeviceOptions(CLI::App& aCommand, DeviceSelection& aSelection)
     };
     aCommand
         .add_option_function<std::string>("-d,--device", lCheck,
-                                          "Device: gev://ADDRESS, a camera's MAC address, serial number, "
-                                          "user name or model ('devices' lists "
-                                          "them), an alias of the configuration file, or sim, the simulated "
-                                          "camera. Default: the environment "
-                                          "variable KYSERIAL_DEVICE, then the configuration file")
+                                          "Device: gev://ADDRESS, one of the names that 'kyserial devices' "
+                                          "lists, an alias, or sim, the simulated camera")
         ->type_name("DEVICE");
     aCommand.add_flag_callback(
-        cSimulatorHelp, [] { throw CLI::CallForHelp(); },
-        "This help with the options of the simulated camera");
+        cSimulatorHelp, [] { throw CLI::CallForHelp(); }, "This help with the simulated camera's options");
     SimulatorOptions& lSimulator = aSelection.mSimulator;
     aCommand.add_flag("--sim-fast", lSimulator.mFast, "Lines take no time")->group(cHidden);
     aCommand

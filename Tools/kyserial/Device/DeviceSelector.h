@@ -1,15 +1,13 @@
 #pragma once
 
+#include "kyserial/Device/Device.h"
 #include "kyserial/Device/SimulatedCamera.h"
 
 #include <CLI/CLI.hpp>
-#include <KySerial/IKyDeviceAdapter.h>
-#include <KySerial/IKySerialBridgeObserver.h>
 #include <Platform/Console.h>
 
 #include <memory>
 #include <string>
-#include <vector>
 
 namespace KySerialTool
 {
@@ -20,33 +18,6 @@ struct DeviceSelection
     std::string
         mName{}; ///< As the command line gives it; empty: not given. OpenDevice() makes it a device's text.
     SimulatorOptions mSimulator;
-};
-
-/// A feature of a device, as its description lists it.
-struct DeviceFeature
-{
-    std::string mName;
-    std::string mCategory;
-    std::string mKind; ///< "Integer", "Float", "Boolean", "Enumeration", "String", "Register", "Command".
-    std::string mVisibility;
-    std::string mToolTip;
-};
-
-/// A connected device; ends with the object.
-class Device : public IKyDeviceGeneration
-{
-public:
-    virtual ~Device() = default;
-    Device(const Device&) = delete;
-    Device& operator=(const Device&) = delete;
-
-    /// The way to the device; lives as long as this object.
-    virtual IKyDeviceAdapter& GetAdapter() = 0;
-    /// Its features, those that cannot be used now included.
-    virtual std::vector<DeviceFeature> ListFeatures() = 0;
-
-protected:
-    Device() = default;
 };
 
 /// Adds --device and the options of the simulated camera to a command.

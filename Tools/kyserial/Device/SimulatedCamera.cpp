@@ -14,6 +14,8 @@
 #include <JxUtilsLib/ThreadSafety.h>
 
 #include <atomic>
+#include <filesystem>
+#include <system_error>
 #include <vector>
 
 namespace KySerialTool
@@ -127,7 +129,11 @@ SimulatedCamera::SimulatedCamera(const SimulatorOptions& aOptions) : mThis(std::
 {
     if (!aOptions.mStateFile.empty() && !mThis->mCamera.LoadState(aOptions.mStateFile))
     {
-        throw OperationError("--sim-state: " + aOptions.mStateFile + " was not written by this program");
+        std::error_code lUnknown;
+        throw OperationError("--sim-state: " + aOptions.mStateFile +
+                             (std::filesystem::is_directory(aOptions.mStateFile, lUnknown)
+                                  ? " is a directory"
+                                  : " was not written by this program"));
     }
     if (aOptions.mCutAfter > 0)
     {

@@ -1,5 +1,7 @@
 #include "kyserial/Options/CommandLine.h"
 
+#include "CommandLine/Explain.h"
+#include "CommandLine/HelpPage.h"
 #include "kyserial/Bus/I2CCommand.h"
 #include "kyserial/Bus/SpiCommand.h"
 #include "kyserial/Commands/Commands.h"
@@ -10,6 +12,7 @@
 #include <CLI/CLI.hpp>
 
 #include <exception>
+#include <memory>
 #include <new>
 #include <string>
 #include <system_error>
@@ -18,61 +21,28 @@
 namespace KySerialTool
 {
 
+using namespace KyCommandLine;
+
 namespace
 {
 
-const char* const cFooter = "Exit status: 0 done, 1 something failed (the reason is on the error output),\n"
-                            "2 the command line makes no sense.\n\n"
-                            "'kyserial COMMAND --help' describes a command.";
+const char* const cFooter =
+    "'kyserial COMMAND --help' describes a command. --device names the device; the environment variable "
+    "KYSERIAL_DEVICE and the configuration file do so too.\n"
+    "Exit status: 0 done, 1 something failed (the reason is on the error output), 2 the command line makes "
+    "no "
+    "sense.\n\n"
+    "Examples:\n"
+    "  kyserial devices\n"
+    "  kyserial ports --device sim\n"
+    "  printf 'STATUS?\\r\\n' | kyserial term --device sim --port uart0";
 
-/// The command that was named last, down to "i2c get"; the program itself when none was.
-CLI::App& DeepestCommand(CLI::App& aProgram)
+/// For "--describe", of which manual pages and completion are made.
+class CallForDescription : public CLI::Success
 {
-    CLI::App* lCommand = &aProgram;
-    while (!lCommand->get_subcommands().empty())
-    {
-        lCommand = lCommand->get_subcommands().front();
-    }
-    return *lCommand;
-}
-
-std::string FullName(const CLI::App& aCommand)
-{
-    const CLI::App* const lParent = aCommand.get_parent();
-    return (lParent != nullptr ? FullName(*lParent) + ' ' : std::string()) + aCommand.get_name();
-}
-
-/// "ports, term, i2c or spi": what may follow a command; empty when nothing may.
-std::string CommandChoices(const CLI::App& aCommand)
-{
-    const auto lCommands = aCommand.get_subcommands([](const CLI::App*) { return true; });
-    std::string lText;
-    for (size_t lIndex = 0; lIndex < lCommands.size(); ++lIndex)
-    {
-        const bool lLast = lIndex + 1 == lCommands.size();
-        lText += (lIndex == 0 ? "" : lLast ? " or " : ", ") + lCommands[lIndex]->get_name();
-    }
-    return lText;
-}
-
-/// The parser's complaint in the manner of this program.
-std::string Explain(CLI::App& aProgram, const CLI::ParseError& aError)
-{
-    const CLI::App& lCommand = DeepestCommand(aProgram);
-    const std::string lChoices = CommandChoices(lCommand);
-    std::string lText = aError.what();
-    if (dynamic_cast<const CLI::ExtrasError*>(&aError) != nullptr)
-    {
-        const std::vector<std::string> lExtras = aProgram.remaining(true);
-        return '"' + (lExtras.empty() ? "" : lExtras.front()) + "\" does not belong here; " +
-               (lChoices.empty() ? "'" + FullName(lCommand) + " --help' lists what does" : "use " + lChoices);
-    }
-    if (dynamic_cast<const CLI::ValidationError*>(&aError) != nullptr)
-    {
-        return lText; // ours, and it says what would have been right
-    }
-    return lText + "; see '" + FullName(lCommand) + " --help'";
-}
+public:
+    CallForDescription() : CLI::Success("CallForDescription", "", CLI::ExitCodes::Success) {}
+};
 
 ExitCode Execute(CLI::App& aProgram, Context& aContext)
 {
@@ -97,8 +67,12 @@ ExitCode Run(CLI::App& aProgram, Context& aContext, int aCount, const char* cons
     {
         CLI::App& lCommand = DeepestCommand(aProgram);
         ShowSimulatorOptions(lCommand);
-        const CLI::App* const lParent = lCommand.get_parent();
-        Print(aContext, lCommand.help(lParent != nullptr ? FullName(*lParent) : "") + '\n');
+        Print(aContext, lCommand.help());
+        return ExitCode::Ok;
+    }
+    catch (const CallForDescription&)
+    {
+        Print(aContext, Description(aProgram));
         return ExitCode::Ok;
     }
     catch (const CLI::CallForVersion& lVersion)
@@ -120,7 +94,10 @@ ExitCode RunCommandLine(int aCount, const char* const* aArguments, KyToolPlatfor
     {
         Context lContext{aConsole};
         CLI::App lProgram("Serial ports of a GigE Vision device, from the command line", "kyserial");
-        lProgram.set_version_flag("--version", "kyserial " KYSERIAL_VERSION);
+        lProgram.formatter(std::make_shared<HelpPage>()); // the commands take it over
+        lProgram.set_help_flag("-h,--help", "Show this help");
+        lProgram.set_version_flag("--version", "kyserial " KYSERIAL_VERSION)->description("Show the version");
+        lProgram.add_flag_callback("--describe", [] { throw CallForDescription(); })->group("");
         lProgram.footer(cFooter);
         AddDevicesCommand(lProgram, lContext);
         AddFeaturesCommand(lProgram, lContext);

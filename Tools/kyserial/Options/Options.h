@@ -1,10 +1,10 @@
 #pragma once
 
 #include "kyserial/Device/DeviceSelector.h"
+#include "kyserial/Device/PortLine.h"
 #include "kyserial/Text/Failure.h"
 
 #include <CLI/CLI.hpp>
-#include <KySerial/KySerialPortConfiguration.h>
 #include <KySerial/KySerialTypes.h>
 #include <Platform/Console.h>
 
@@ -34,23 +34,8 @@ CLI::Option* AddNumberChoice(CLI::App& aCommand, const std::string& aName,
                              const std::vector<uint32_t>& aValues, const std::string& aDescription,
                              std::optional<uint32_t>& aValue);
 
-/// Settings of a line as far as a command line gives them.
-struct LineSelection
-{
-    std::optional<uint32_t> mBaudRate{};
-    std::optional<KyParity> mParity{};
-    std::optional<uint32_t> mBits{};
-    std::optional<uint32_t> mStopBits{};
-};
-
 /// Adds --baud, --parity, --bits and --stop. What a bridge does not know is refused.
 void AddLineOptions(CLI::App& aCommand, LineSelection& aSelection);
-
-/// The settings, with the library's own where none are given.
-KySerialPortConfiguration ToConfiguration(const LineSelection& aSelection);
-
-/// "9600 8N1".
-std::string LineText(const KySerialPortConfiguration& aLine);
 
 /// What every command takes.
 struct CommonOptions

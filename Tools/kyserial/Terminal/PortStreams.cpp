@@ -5,6 +5,7 @@
 #include <JxUtilsLib/Thread.h>
 
 #include <algorithm>
+#include <exception>
 #include <utility>
 
 namespace KySerialTool
@@ -43,6 +44,18 @@ std::string PortReceiver::GetFailure() const
 }
 
 void PortReceiver::Run()
+{
+    try
+    {
+        Relay();
+    }
+    catch (const std::exception& lError) // no memory
+    {
+        Fail(std::string("receiving failed: ") + lError.what());
+    }
+}
+
+void PortReceiver::Relay()
 {
     bool lGoOn = true;
     while (lGoOn)

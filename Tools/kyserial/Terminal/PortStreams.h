@@ -47,6 +47,7 @@ public:
 
 private:
     void Run();
+    void Relay();
     bool PassOn(const std::vector<uint8_t>& aBytes);
     void Fail(const std::string& aReason);
 

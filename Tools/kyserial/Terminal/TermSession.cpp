@@ -1,74 +1,18 @@
 #include "kyserial/Terminal/TermSession.h"
+
 #include "kyserial/Text/Failure.h"
-#include "kyserial/Text/Hex.h"
+#include "kyserial/Text/Output.h"
 
 #include <JxUtilsLib/Thread.h>
 
 #include <algorithm>
-#include <array>
-#include <cctype>
 #include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <utility>
 
 namespace KySerialTool
 {
-
-namespace
-{
-
-constexpr uint8_t cControlKeys = 0x20; // the codes below this one belong to Ctrl and a key from '@' on
-
-std::optional<uint8_t> ParseControlKey(char aKey)
-{
-    const int lKey = std::toupper(static_cast<unsigned char>(aKey));
-    return lKey >= '@' && lKey <= '_' ? std::optional(static_cast<uint8_t>(lKey - '@')) : std::nullopt;
-}
-
-} // namespace
-
-std::optional<EscapeKey> EscapeKey::Parse(const std::string& aText)
-{
-    EscapeKey lKey;
-    lKey.mByte.reset();
-    if (aText == "none")
-    {
-        return lKey;
-    }
-    const bool lCaret = aText.size() == 2 && aText.front() == '^';
-    const bool lName = aText.size() == 6 && (aText.starts_with("Ctrl-") || aText.starts_with("ctrl-"));
-    if (lCaret || lName)
-    {
-        lKey.mByte = ParseControlKey(aText.back());
-    }
-    else if (aText.starts_with("0x"))
-    {
-        const std::optional<uint64_t> lNumber = ParseNumber(aText, 0xFF);
-        lKey.mByte = lNumber.has_value() ? std::optional(static_cast<uint8_t>(*lNumber)) : std::nullopt;
-    }
-    return lKey.mByte.has_value() ? std::optional(lKey) : std::nullopt;
-}
-
-size_t EscapeKey::FindIn(const uint8_t* aData, size_t aSize) const
-{
-    return mByte.has_value() ? static_cast<size_t>(std::find(aData, aData + aSize, *mByte) - aData) : aSize;
-}
-
-std::string EscapeKey::Text() const
-{
-    if (!mByte.has_value())
-    {
-        return "none";
-    }
-    std::array<char, 8> lText{};
-    if (*mByte < cControlKeys)
-    {
-        std::snprintf(lText.data(), lText.size(), "Ctrl-%c", *mByte + '@');
-    }
-    else
-    {
-        std::snprintf(lText.data(), lText.size(), "0x%02x", static_cast<unsigned>(*mByte));
-    }
-    return lText.data();
-}
 
 namespace
 {
@@ -77,33 +21,141 @@ using KyToolPlatform::Console;
 
 constexpr uint32_t cQuietPoll = 5; // milliseconds
 
+const char* OnOff(bool aOn)
+{
+    return aOn ? "on" : "off";
+}
+
+/// On the error output: the standard output may be a file.
+void PrintPrompt(const std::string& aText)
+{
+    std::fputs(aText.c_str(), stderr);
+    std::fflush(stderr);
+}
+
+Screen::Write ToConsole(Console& aConsole)
+{
+    return [&aConsole](const std::string& aText)
+    { return aConsole.Write(reinterpret_cast<const uint8_t*>(aText.data()), aText.size()); };
+}
+
 } // namespace
 
-TermSession::TermSession(Console& aConsole, BytePort& aPort, TrafficLog& aLog, const TermSettings& aSettings)
+/// A key after the escape key.
+struct TermSession::Command
+{
+    char mKey;
+    const char* mText;
+    void (*mRun)(TermSession& aSession); ///< Null: leaves.
+};
+
+const std::vector<TermSession::Command>& TermSession::Commands()
+{
+    static const std::vector<Command> cCommands = {
+        {'?', "show this list",
+         [](TermSession& aSession) { aSession.mNotice(CommandList(aSession.mSettings.mEscape)); }},
+        {'q', "leave", nullptr},
+        {'x', "leave", nullptr},
+        {'v', "show the settings and counts", [](TermSession& aSession) { aSession.ShowSettings(); }},
+        {'e', "local echo on or off",
+         [](TermSession& aSession)
+         {
+             aSession.mSettings.mEcho = !aSession.mSettings.mEcho;
+             aSession.Switch("local echo", OnOff(aSession.mSettings.mEcho));
+         }},
+        {'h', "hexadecimal output on or off",
+         [](TermSession& aSession)
+         {
+             ScreenSettings lScreen = aSession.mScreen.GetSettings();
+             lScreen.mHex = !lScreen.mHex;
+             aSession.mScreen.Flush();
+             aSession.mScreen.Change(lScreen);
+             aSession.Switch("hexadecimal output", OnOff(lScreen.mHex));
+         }},
+        {'i', "hexadecimal input on or off",
+         [](TermSession& aSession)
+         {
+             aSession.mSettings.mHexInput = !aSession.mSettings.mHexInput;
+             aSession.mHexReader.Drop();
+             aSession.Switch("hexadecimal input", OnOff(aSession.mSettings.mHexInput));
+         }},
+        {'t', "next kind of time stamps: none, utc, elapsed, step",
+         [](TermSession& aSession)
+         {
+             ScreenSettings lScreen = aSession.mScreen.GetSettings();
+             lScreen.mTimeStamps = static_cast<TimeStamps>((static_cast<int>(lScreen.mTimeStamps) + 1) % 4);
+             aSession.mScreen.Change(lScreen);
+             aSession.Switch("time stamps", TimeStampsName(lScreen.mTimeStamps));
+         }},
+        {'n', "next line end for what is sent: asis, cr, lf, crlf",
+         [](TermSession& aSession)
+         {
+             aSession.mSendEnds = LineEndMap(NextLineEnd(aSession.mSendEnds.GetEnd()));
+             aSession.Switch("line ends sent", LineEndName(aSession.mSendEnds.GetEnd()));
+         }},
+        {'m', "next line end for what is shown: asis, cr, lf, crlf",
+         [](TermSession& aSession)
+         {
+             ScreenSettings lScreen = aSession.mScreen.GetSettings();
+             lScreen.mLineEnd = NextLineEnd(lScreen.mLineEnd);
+             aSession.mScreen.Change(lScreen);
+             aSession.Switch("line ends shown", LineEndName(lScreen.mLineEnd));
+         }},
+        {'b', "set the bits per second", [](TermSession& aSession) { aSession.AskForRate(); }},
+        {'s', "send a file", [](TermSession& aSession) { aSession.AskForFile(); }},
+        {'l', "clear the screen", [](TermSession& /*aSession*/) { PrintPrompt("\x1B[H\x1B[2J"); }}};
+    return cCommands;
+}
+
+std::string TermSession::CommandList(const EscapeKey& aEscape)
+{
+    const std::string lEscape = aEscape.Text();
+    std::string lText = "keys after " + lEscape + " (" + lEscape + " twice sends it):";
+    for (const Command& lCommand : Commands())
+    {
+        lText += std::string("\n  ") + lCommand.mKey + "  " + lCommand.mText;
+    }
+    return lText;
+}
+
+TermSession::TermSession(Console& aConsole, BytePort& aPort, TrafficLog& aLog, const TermSettings& aSettings,
+                         std::function<void(const std::string&)> aNotice)
     : mConsole(aConsole)
+    , mPort(aPort)
     , mSettings(aSettings)
+    , mNotice(std::move(aNotice))
+    , mKeys([this](uint8_t* aBuffer, size_t aSize, size_t& aRead, uint32_t aTimeout)
+            { return mConsole.Read(aBuffer, aSize, aRead, aTimeout); },
+            aSettings.mInteractive ? std::optional(aSettings.mEscape) : std::nullopt)
+    , mSendEnds(aSettings.mSendEnd)
+    , mScreen(ToConsole(aConsole), aSettings.mScreen)
+    , mStatus(mScreen, aSettings.mStatus)
     , mSender(
-          aPort, aLog, [this] { return mConsole.IsInterrupted(); }, aSettings.mBusyLimit)
+          aPort, aLog,
+          [this] { return mConsole.IsInterrupted() || (mSettings.mInteractive && mPort.IsAway()); },
+          aSettings.mBusyLimit)
     , mReceiver(aPort, aLog,
-                {[this](const std::vector<uint8_t>& aBytes) { return Take(aBytes); },
+                {[this](const std::vector<uint8_t>& aBytes) { return Show(aBytes); },
                  [this] { mConsole.Interrupt(); }})
 {
 }
 
 TermSession::End TermSession::Run()
 {
-    End lEnd = SendInput();
+    const bool lFileSent = mSettings.mFile.empty() || SendFile(mSettings.mFile);
+    End lEnd = lFileSent ? SendInput() : End::Interrupted;
     if (lEnd == End::InputEnded && !mSettings.mInteractive)
     {
         lEnd = AwaitQuiet();
     }
     mReceiver.Stop();
+    mStatus.End();
     const std::string lFailure = mReceiver.GetFailure();
     if (!lFailure.empty())
     {
         throw OperationError(lFailure);
     }
-    if (!Write(mDump.Flush()))
+    if (!mScreen.Flush())
     {
         throw OperationError("cannot write to the standard output");
     }
@@ -112,26 +164,31 @@ TermSession::End TermSession::Run()
 
 TermSession::End TermSession::SendInput()
 {
-    std::array<uint8_t, 4096> lBuffer{};
     for (;;)
     {
-        size_t lRead = 0;
-        const Console::ReadResult lResult =
-            mConsole.Read(lBuffer.data(), lBuffer.size(), lRead, Console::cInfinite);
-        if (lResult != Console::ReadResult::Data)
+        const KeyReader::Event lEvent = mKeys.Next();
+        if (lEvent.mResult != Console::ReadResult::Data)
         {
-            return lResult == Console::ReadResult::Interrupted ? End::Interrupted : End::InputEnded;
+            if (mHexReader.Drop() && !mSettings.mInteractive)
+            {
+                throw OperationError("--hex-input: the input ends within a byte");
+            }
+            return lEvent.mResult == Console::ReadResult::Interrupted ? End::Interrupted : End::InputEnded;
         }
-        const size_t lSize = mSettings.mInteractive ? mSettings.mEscape.FindIn(lBuffer.data(), lRead) : lRead;
-        if (!mSender.Send(lBuffer.data(), lSize))
+        if (lEvent.mCommand.has_value() ? !Obey(*lEvent.mCommand) : !SendKeys(lEvent.mBytes))
         {
-            return End::Interrupted;
-        }
-        if (lSize < lRead)
-        {
-            return End::Escaped;
+            return lEvent.mCommand.has_value() ? End::Escaped : End::Interrupted;
         }
     }
+}
+
+/// On the receiver's thread.
+bool TermSession::Show(const std::vector<uint8_t>& aBytes)
+{
+    mReceived += aBytes.size();
+    mStatus.Show(mSettings.mTitle + (mPort.IsAway() ? ", away" : "") + "  received " +
+                 std::to_string(mReceived) + " bytes  " + mSettings.mEscape.Text() + " ? shows the keys");
+    return mScreen.Show(aBytes.data(), aBytes.size());
 }
 
 TermSession::End TermSession::AwaitQuiet() const
@@ -149,23 +206,179 @@ TermSession::End TermSession::AwaitQuiet() const
     return End::InputEnded; // everything was sent: to stop listening is no interruption
 }
 
-bool TermSession::Take(const std::vector<uint8_t>& aBytes)
+/// \return False when the session was interrupted.
+bool TermSession::SendKeys(const std::vector<uint8_t>& aBytes)
 {
-    if (!mSettings.mHex)
+    const std::string lBytes = FormInput(aBytes);
+    if (mSettings.mEcho && !mScreen.Echo(aBytes.data(), aBytes.size()))
     {
-        return mConsole.Write(aBytes.data(), aBytes.size());
+        throw OperationError("cannot write to the standard output");
     }
-    std::string lText = mDump.Add(aBytes.data(), aBytes.size());
-    if (aBytes.empty() && mSettings.mPartialLines)
-    {
-        lText = mDump.Flush();
-    }
-    return Write(lText);
+    return SendBytes(lBytes);
 }
 
-bool TermSession::Write(const std::string& aText)
+bool TermSession::SendBytes(const std::string& aBytes)
 {
-    return mConsole.Write(reinterpret_cast<const uint8_t*>(aText.data()), aText.size());
+    const uint64_t lBefore = mSender.GetSent();
+    if (mSender.Send(reinterpret_cast<const uint8_t*>(aBytes.data()), aBytes.size()))
+    {
+        return true;
+    }
+    mDropped += aBytes.size() - (mSender.GetSent() - lBefore);
+    return !mConsole.IsInterrupted(); // otherwise the device is away, and a user can do better than wait
+}
+
+std::string TermSession::FormInput(const std::vector<uint8_t>& aBytes)
+{
+    if (!mSettings.mHexInput)
+    {
+        return mSendEnds.Map(aBytes.data(), aBytes.size());
+    }
+    std::vector<uint8_t> lBytes;
+    size_t lTaken = 0;
+    while ((lTaken += mHexReader.Add(aBytes.data() + lTaken, aBytes.size() - lTaken, lBytes)) < aBytes.size())
+    {
+        const std::string lWhat = '"' + PrintableBytes(&aBytes[lTaken], 1) + "\" is no hexadecimal digit";
+        if (!mSettings.mInteractive)
+        {
+            throw OperationError("--hex-input: " + lWhat);
+        }
+        mHexReader.Drop();
+        mNotice(lWhat);
+        ++lTaken;
+    }
+    return {lBytes.begin(), lBytes.end()};
+}
+
+/// \return False when the session was interrupted.
+bool TermSession::SendFile(const std::string& aPath)
+{
+    std::error_code lUnknown; // what cannot be asked about cannot be opened either
+    if (std::filesystem::is_directory(aPath, lUnknown))
+    {
+        throw OperationError("cannot read " + aPath + ": it is a directory");
+    }
+    std::ifstream lFile(aPath, std::ios::binary);
+    if (!lFile.is_open())
+    {
+        throw OperationError("cannot read " + aPath);
+    }
+    const uint64_t lFileSize = std::filesystem::file_size(aPath, lUnknown);
+    std::string lPiece(PortSender::cPiece, '\0');
+    uint64_t lDone = 0;
+    bool lStopped = false;
+    {
+        Progress lProgress("sending", lUnknown ? 0 : static_cast<size_t>(lFileSize));
+        while (!lStopped &&
+               (lFile.read(lPiece.data(), static_cast<std::streamsize>(lPiece.size())) || lFile.gcount() > 0))
+        {
+            const uint64_t lBefore = mSender.GetSent();
+            const bool lGoOn = SendBytes(lPiece.substr(0, static_cast<size_t>(lFile.gcount())));
+            const uint64_t lSent = mSender.GetSent() - lBefore;
+            lDone += lSent;
+            lProgress.Advance(static_cast<size_t>(lSent));
+            if (!lGoOn)
+            {
+                return false;
+            }
+            lStopped = mSettings.mInteractive && (mKeys.WantsToStop() || mPort.IsAway());
+        }
+    }
+    if (lFile.bad())
+    {
+        throw OperationError("cannot read " + aPath);
+    }
+    if (mSettings.mInteractive)
+    {
+        mNotice((lStopped ? "stopped, " : "") + std::to_string(lDone) + " bytes of " + aPath + " are sent");
+    }
+    return true;
+}
+
+/// \return False when the user wants to leave.
+bool TermSession::Obey(char aCommand)
+{
+    const auto& lCommands = Commands();
+    const auto lCommand = std::find_if(lCommands.begin(), lCommands.end(),
+                                       [&](const Command& aOne) { return aOne.mKey == aCommand; });
+    if (lCommand == lCommands.end())
+    {
+        mNotice("no such key; " + mSettings.mEscape.Text() + " ? shows them");
+        return true;
+    }
+    if (lCommand->mRun == nullptr)
+    {
+        return false;
+    }
+    lCommand->mRun(*this);
+    return true;
+}
+
+void TermSession::Switch(const std::string& aWhat, const std::string& aTo)
+{
+    mNotice(aWhat + ": " + aTo);
+}
+
+std::optional<std::string> TermSession::Ask(const std::string& aQuestion)
+{
+    PrintPrompt('\n' + aQuestion);
+    return mKeys.ReadLine(PrintPrompt);
+}
+
+void TermSession::AskForFile()
+{
+    const std::optional<std::string> lPath = Ask("file to send (Esc stops): ");
+    if (!lPath.has_value() || lPath->empty())
+    {
+        return;
+    }
+    try
+    {
+        static_cast<void>(SendFile(*lPath)); // an interruption is found by whoever reads next
+    }
+    catch (const OperationError& lError)
+    {
+        if (mReceiver.GetFailure().empty() && !mPort.IsAway())
+        {
+            mNotice(lError.what());
+        }
+    }
+}
+
+void TermSession::AskForRate()
+{
+    const std::optional<std::string> lText = Ask("bits per second: ");
+    if (!lText.has_value() || lText->empty())
+    {
+        return;
+    }
+    const std::optional<uint64_t> lRate = ParseNumber(*lText, UINT32_MAX);
+    if (!lRate.has_value())
+    {
+        mNotice('"' + *lText + "\" is no number");
+        return;
+    }
+    try
+    {
+        LineSelection lLine;
+        lLine.mBaudRate = static_cast<uint32_t>(*lRate);
+        mPort.SetLine(lLine);
+        Switch("bits per second", std::to_string(*lRate));
+    }
+    catch (const OperationError& lError)
+    {
+        mNotice(lError.what());
+    }
+}
+
+void TermSession::ShowSettings()
+{
+    const ScreenSettings lScreen = mScreen.GetSettings();
+    mNotice(std::string("local echo ") + OnOff(mSettings.mEcho) + ", hexadecimal input " +
+            OnOff(mSettings.mHexInput) + ", output " + OnOff(lScreen.mHex) + ", line ends sent " +
+            LineEndName(mSendEnds.GetEnd()) + ", shown " + LineEndName(lScreen.mLineEnd) + ", time stamps " +
+            TimeStampsName(lScreen.mTimeStamps) + "; sent " + std::to_string(GetSent()) +
+            " bytes, received " + std::to_string(GetReceived()) + " bytes");
 }
 
 } // namespace KySerialTool

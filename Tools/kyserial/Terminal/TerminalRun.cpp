@@ -1,10 +1,14 @@
 #include "kyserial/Terminal/TerminalRun.h"
 
+#include "CommandLine/PlainText.h"
+
 #include "kyserial/Text/Failure.h"
 #include "kyserial/Text/Hex.h"
 
 #include <cstdio>
+#include <filesystem>
 #include <optional>
+#include <system_error>
 
 namespace KySerialTool
 {
@@ -14,14 +18,18 @@ namespace
 
 using KyToolPlatform::Console;
 
+} // namespace
+
 void PrintNote(const TerminalOptions& aOptions, const std::string& aText)
 {
     if (!aOptions.mQuiet)
     {
-        std::fputs((aText + '\n').c_str(), stderr);
-        std::fflush(stderr);
+        PrintNote(aText);
     }
 }
+
+namespace
+{
 
 /// Raw mode for the life of the object, when the input is a terminal.
 class RawModeScope
@@ -58,6 +66,40 @@ std::string RunSession(TermSession& aSession, TrafficLog& aLog, const TerminalOp
     return aLog.HasFailed() ? "--log: cannot write " + aOptions.mLogFile : std::string();
 }
 
+/// "a, b or c" of "a|b|c".
+std::string Listed(std::string aWords)
+{
+    const size_t lLast = aWords.rfind('|');
+    aWords.replace(lLast, 1, " or ");
+    for (size_t lBar = aWords.find('|'); lBar != std::string::npos; lBar = aWords.find('|'))
+    {
+        aWords.replace(lBar, 1, ", ");
+    }
+    return aWords;
+}
+
+/// Adds an option with one of a few words. \param aWords  "a|b|c".
+template<typename Value>
+void AddChoice(CLI::App& aCommand, const std::string& aName, const std::string& aWords,
+               std::optional<Value> (*aParse)(const std::string&), const std::string& aDescription,
+               Value& aValue)
+{
+    aCommand
+        .add_option_function<std::string>(
+            aName,
+            [=, &aValue](const std::string& aText)
+            {
+                const std::optional<Value> lValue = aParse(aText);
+                if (!lValue.has_value())
+                {
+                    throw CLI::ValidationError(aName, '"' + aText + "\" does not fit; use " + Listed(aWords));
+                }
+                aValue = *lValue;
+            },
+            aDescription)
+        ->type_name(aWords);
+}
+
 void ParseQuietTime(const std::string& aText, TermSettings& aSettings)
 {
     constexpr uint32_t cMaximum = 3600000;
@@ -87,31 +129,44 @@ void ParseEscape(const std::string& aText, TermSettings& aSettings)
 
 void AddTerminalOptions(CLI::App& aCommand, TerminalOptions& aOptions)
 {
+    TermSettings& lSettings = aOptions.mSettings;
+    aCommand.add_flag("--echo", lSettings.mEcho, "Show what is typed (local echo)");
+    AddChoice(aCommand, "--eol-send", "asis|cr|lf|crlf", ParseLineEnd, "What line ends of the input become",
+              lSettings.mSendEnd);
+    AddChoice(aCommand, "--eol-show", "asis|cr|lf|crlf", ParseLineEnd, "What line ends from the port become",
+              lSettings.mScreen.mLineEnd);
+    AddChoice(aCommand, "--timestamps", "none|utc|elapsed|step", ParseTimeStamps,
+              "Time, or seconds, before each line", lSettings.mScreen.mTimeStamps);
+    aCommand.add_flag("--hex", lSettings.mScreen.mHex, "Show what comes as a hexadecimal dump");
+    aCommand.add_flag("--hex-input", lSettings.mHexInput, "The input is hexadecimal digits, two a byte");
+    aCommand.add_option("--send", lSettings.mFile, "Send FILE, then the input")->type_name("FILE");
+    aCommand
+        .add_option("--log", aOptions.mLogFile, "Add the traffic to FILE, as text, or pcapng by its ending")
+        ->type_name("FILE");
+    aCommand.add_flag("--status", lSettings.mStatus, "Port and counts in the last row of the terminal");
     aCommand
         .add_option_function<std::string>(
-            "--escape", [&aOptions](const std::string& aText) { ParseEscape(aText, aOptions.mSettings); },
-            "Key that leaves when the input is a terminal: ^], Ctrl-], 0x1d or none; Ctrl-] by default")
+            "--escape", [&lSettings](const std::string& aText) { ParseEscape(aText, lSettings); },
+            "Key before commands: ^], Ctrl-] (default), 0x1d or none")
         ->type_name("KEY");
     aCommand
         .add_option_function<std::string>(
-            "--quiet-time",
-            [&aOptions](const std::string& aText) { ParseQuietTime(aText, aOptions.mSettings); },
-            "After the end of the input, end when nothing has come for MS milliseconds (300 by default), or "
-            "never")
+            "--quiet-time", [&lSettings](const std::string& aText) { ParseQuietTime(aText, lSettings); },
+            "End MS milliseconds after the last byte (300), or never")
         ->type_name("MS");
-    aCommand.add_flag("--hex", aOptions.mSettings.mHex, "Show what comes as a hexadecimal dump");
-    aCommand
-        .add_option("--log", aOptions.mLogFile,
-                    "Add what goes over the port to FILE: time (UTC), > sent or < received, bytes")
-        ->type_name("FILE");
     aCommand.add_flag("-q,--quiet", aOptions.mQuiet, "No byte counts and no notes on the error output");
 }
 
 void PrepareSession(Context& aContext, const std::string& aLogFile, TrafficLog& aLog)
 {
+    std::error_code lUnknown; // what cannot be asked about cannot be written either
     if (!aLogFile.empty() && !aLog.Open(aLogFile))
     {
-        throw OperationError("--log: cannot write " + aLogFile);
+        throw OperationError("--log: cannot write " + aLogFile +
+                             (std::filesystem::is_directory(aLogFile, lUnknown) ? ": it is a directory"
+                              : std::filesystem::file_size(aLogFile, lUnknown) > 0 && !lUnknown
+                                  ? ": it has other content"
+                                  : ""));
     }
     if (!aContext.mConsole.WatchInterrupts())
     {
@@ -123,24 +178,33 @@ std::string RunTerminal(Context& aContext, const TerminalOptions& aOptions, Byte
                         const std::string& aPortName, const std::string& aTitle)
 {
     TermSettings lSettings = aOptions.mSettings;
-    lSettings.mPartialLines = Console::IsOutputTerminal();
+    lSettings.mScreen.mPartialLines = Console::IsOutputTerminal();
+    lSettings.mTitle = aTitle;
     std::string lFailure;
     uint64_t lSent = 0;
     uint64_t lReceived = 0;
+    uint64_t lDropped = 0;
     {
         const RawModeScope lRaw(aContext.mConsole);
         lSettings.mInteractive = lRaw.IsRaw();
         if (lRaw.IsRaw())
         {
-            PrintNote(aOptions, aTitle + "; " + lSettings.mEscape.Text() + " leaves");
+            const std::string lEscape = lSettings.mEscape.Text();
+            PrintNote(aOptions, KyCommandLine::Escaped(aTitle) +
+                                    (lEscape == "none"
+                                         ? ""
+                                         : "; " + lEscape + " ? shows the keys, " + lEscape + " q leaves"));
         }
-        TermSession lSession(aContext.mConsole, aPort, aLog, lSettings);
+        TermSession lSession(aContext.mConsole, aPort, aLog, lSettings,
+                             [&aOptions](const std::string& aText) { PrintNote(aOptions, aText); });
         lFailure = RunSession(lSession, aLog, aOptions, aPortName);
         lSent = lSession.GetSent();
         lReceived = lSession.GetReceived();
+        lDropped = lSession.GetDropped();
     }
-    PrintNote(aOptions,
-              "sent " + std::to_string(lSent) + " bytes, received " + std::to_string(lReceived) + " bytes");
+    PrintNote(aOptions, "sent " + std::to_string(lSent) + " bytes, received " + std::to_string(lReceived) +
+                            " bytes" +
+                            (lDropped > 0 ? "; " + std::to_string(lDropped) + " bytes were not sent" : ""));
     return lFailure;
 }
 

@@ -20,8 +20,11 @@ struct TerminalOptions
     bool mQuiet = false;
 };
 
-/// Adds --escape, --quiet-time, --hex, --log and --quiet.
+/// Adds what the terminal does with bytes, keys and files.
 void AddTerminalOptions(CLI::App& aCommand, TerminalOptions& aOptions);
+
+/// A line on the error output, unless the user wants none.
+void PrintNote(const TerminalOptions& aOptions, const std::string& aText);
 
 /// Opens the file of --log, unless the name is empty, and has Ctrl-C end the session. Throws OperationError
 /// when either fails. To be called before anything is connected.

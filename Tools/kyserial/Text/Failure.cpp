@@ -1,6 +1,7 @@
 #include "kyserial/Text/Failure.h"
 
-#include <algorithm>
+#include "CommandLine/PlainText.h"
+
 #include <array>
 #include <cstdio>
 
@@ -28,19 +29,19 @@ void Check(const KyResult& aResult, const std::string& aWhat)
 {
     if (!aResult.IsOK())
     {
-        throw OperationError(aWhat + ": " + ResultText(aResult));
+        throw OperationError(aWhat + ": " + ResultText(aResult), aResult.GetCode());
     }
+}
+
+void PrintNote(const std::string& aText)
+{
+    std::fputs((aText + '\n').c_str(), stderr);
+    std::fflush(stderr);
 }
 
 void PrintError(const std::string& aText)
 {
-    std::string lLine = "kyserial: " + aText;
-    std::replace_if(
-        lLine.begin(), lLine.end(), [](char aCharacter) { return aCharacter == '\n' || aCharacter == '\r'; },
-        ' ');
-    lLine += '\n';
-    std::fputs(lLine.c_str(), stderr);
-    std::fflush(stderr);
+    PrintNote("kyserial: " + KyCommandLine::Escaped(aText));
 }
 
 } // namespace KySerialTool

@@ -2,6 +2,7 @@
 
 #include <KyBase/KyResult.h>
 
+#include <cstdint>
 #include <stdexcept>
 #include <string>
 
@@ -28,7 +29,16 @@ public:
 class OperationError : public std::runtime_error
 {
 public:
-    using std::runtime_error::runtime_error;
+    /// \param aCode  The library's code for it, if there is one.
+    explicit OperationError(const std::string& aText, uint32_t aCode = KyResult::FAILURE)
+        : std::runtime_error(aText), mCode(aCode)
+    {
+    }
+
+    uint32_t GetCode() const { return mCode; }
+
+private:
+    uint32_t mCode;
 };
 
 /// A result as a user reads it: "TIMED_OUT: Timed out waiting", or the number of a code without a name.
@@ -37,7 +47,10 @@ std::string ResultText(const KyResult& aResult);
 /// Throws an OperationError "aWhat: result" unless the result is OK.
 void Check(const KyResult& aResult, const std::string& aWhat);
 
-/// Writes "kyserial: aText" as one line to the error output, whatever line ends the text has.
+/// Writes aText as one line to the error output.
+void PrintNote(const std::string& aText);
+
+/// Writes "kyserial: aText" as one line to the error output, with control characters written out.
 void PrintError(const std::string& aText);
 
 } // namespace KySerialTool

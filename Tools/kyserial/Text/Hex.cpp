@@ -81,6 +81,41 @@ std::optional<std::vector<uint8_t>> ParseHexBytes(const std::vector<std::string>
     return lBytes;
 }
 
+size_t HexReader::Add(const uint8_t* aData, size_t aSize, std::vector<uint8_t>& aBytes)
+{
+    static const std::string cBetween = " ,\t\r\n";
+    for (size_t lIndex = 0; lIndex < aSize; ++lIndex)
+    {
+        const auto lCharacter = static_cast<char>(aData[lIndex]);
+        if (!mFirst.has_value() && cBetween.find(lCharacter) != std::string::npos)
+        {
+            continue;
+        }
+        uint8_t lDigit = 0;
+        if (std::from_chars(&lCharacter, &lCharacter + 1, lDigit, 16).ec != std::errc())
+        {
+            return lIndex;
+        }
+        if (mFirst.has_value())
+        {
+            aBytes.push_back(static_cast<uint8_t>(*mFirst << 4U | lDigit));
+            mFirst.reset();
+        }
+        else
+        {
+            mFirst = lDigit;
+        }
+    }
+    return aSize;
+}
+
+bool HexReader::Drop()
+{
+    const bool lBegun = mFirst.has_value();
+    mFirst.reset();
+    return lBegun;
+}
+
 std::string HexDump::Add(const uint8_t* aData, size_t aSize)
 {
     std::string lText;

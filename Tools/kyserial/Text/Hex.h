@@ -21,6 +21,22 @@ std::optional<uint64_t> ParseSize(const std::string& aText, uint64_t aMaximum);
 /// \return Nothing when a word is anything else.
 std::optional<std::vector<uint8_t>> ParseHexBytes(const std::vector<std::string>& aWords);
 
+/// Bytes that a user types, or a file has, as hexadecimal digits: two are a byte, and between bytes spaces, commas
+/// and line ends are skipped. The text comes in pieces of any size.
+class HexReader
+{
+public:
+    /// \param aBytes  Receives the bytes that are complete, appended.
+    /// \return Number of characters taken: fewer than aSize when the next one is no digit, or cuts a byte in two.
+    size_t Add(const uint8_t* aData, size_t aSize, std::vector<uint8_t>& aBytes);
+
+    /// Whether a byte has been begun; forgets it.
+    bool Drop();
+
+private:
+    std::optional<uint8_t> mFirst; // digit of a byte
+};
+
 /// Bytes as lines of an offset, up to sixteen hexadecimal numbers and the printable characters among them:
 ///
 ///     00000010  4f 4b 0d 0a                                       |OK..|

@@ -1,5 +1,7 @@
 #include "kyserial/Text/Output.h"
 
+#include "CommandLine/PlainText.h"
+
 #include <Platform/Console.h>
 
 #include <algorithm>
@@ -18,6 +20,10 @@ Table::Table(std::vector<std::string> aHeader)
 void Table::Add(std::vector<std::string> aRow)
 {
     aRow.resize(mRows.front().size());
+    for (std::string& lCell : aRow)
+    {
+        lCell = KyCommandLine::Escaped(lCell); // names come from devices and users
+    }
     mRows.push_back(std::move(aRow));
 }
 

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <KySerial/IKyDeviceAdapter.h>
+#include <KySerial/IKySerialBridgeObserver.h>
+
+#include <string>
+#include <vector>
+
+namespace KySerialTool
+{
+
+/// A feature of a device, as its description lists it.
+struct DeviceFeature
+{
+    std::string mName;
+    std::string mCategory;
+    std::string mKind; ///< "Integer", "Float", "Boolean", "Enumeration", "String", "Register", "Command".
+    std::string mVisibility;
+    std::string mToolTip;
+};
+
+/// A connected device; ends with the object.
+class Device : public IKyDeviceGeneration
+{
+public:
+    virtual ~Device() = default;
+    Device(const Device&) = delete;
+    Device& operator=(const Device&) = delete;
+
+    /// The way to the device; lives as long as this object.
+    virtual IKyDeviceAdapter& GetAdapter() = 0;
+    /// Its features, those that cannot be used now included.
+    virtual std::vector<DeviceFeature> ListFeatures() = 0;
+
+protected:
+    Device() = default;
+};
+
+} // namespace KySerialTool

@@ -1,0 +1,148 @@
+#include "kyserial/Device/ReconnectingPort.h"
+
+#include "kyserial/Text/Failure.h"
+
+#include <JxUtilsLib/LockScope.h>
+#include <JxUtilsLib/Thread.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace KySerialTool
+{
+
+namespace
+{
+
+constexpr uint32_t cAway = KyResult::NO_CONNECTION;
+
+} // namespace
+
+ReconnectingPort::ReconnectingPort(Opener aOpen, Notice aNotice, uint32_t aPause)
+    : mOpen(std::move(aOpen)), mNotice(std::move(aNotice)), mPause(aPause)
+{
+    Open();
+}
+
+KyResult ReconnectingPort::Send(const uint8_t* aData, uint32_t aSize, uint32_t& aSent)
+{
+    const JxUtilsLib::LockScope lScope(mSending);
+    aSent = 0;
+    if (mAway)
+    {
+        return {cAway, "The device is away."};
+    }
+    const KyResult lResult = mPort->Send(aData, aSize, aSent);
+    if (!lResult.IsOK() && !mPort->IsBusy(lResult) && !mPort->GetState().IsOK())
+    {
+        return {cAway, lResult.GetDescription()}; // the receiving thread finds it gone, too
+    }
+    return lResult;
+}
+
+bool ReconnectingPort::IsBusy(const KyResult& aResult) const
+{
+    const JxUtilsLib::LockScope lScope(mSending);
+    return aResult.GetCode() == cAway || (mPort != nullptr && mPort->IsBusy(aResult));
+}
+
+std::vector<uint8_t> ReconnectingPort::Receive(uint32_t aTimeout)
+{
+    if (mAway)
+    {
+        const auto lUntil = Clock::now() + std::chrono::milliseconds(aTimeout);
+        JxUtilsLib::Thread::Sleep(static_cast<uint32_t>(std::max<int64_t>(
+            0,
+            std::chrono::ceil<std::chrono::milliseconds>(std::min(mNext, lUntil) - Clock::now()).count())));
+        if (aTimeout > 0 && Clock::now() >= mNext)
+        {
+            TryOpen();
+        }
+        return {};
+    }
+    std::vector<uint8_t> lBytes = mPort->Receive(aTimeout);
+    const KyResult lState = mPort->GetState();
+    if (lBytes.empty() && !lState.IsOK())
+    {
+        Lose(ResultText(lState));
+    }
+    return lBytes;
+}
+
+void ReconnectingPort::SetLine(const LineSelection& aLine)
+{
+    const JxUtilsLib::LockScope lScope(mSending);
+    if (mPort == nullptr)
+    {
+        throw OperationError("the device is away");
+    }
+    mPort->SetLine(aLine);
+}
+
+KyResult ReconnectingPort::Close()
+{
+    return mPort != nullptr && !mAway ? mPort->Close()
+                                      : KyResult(KyResult::OK); // a device that is away has no port
+}
+
+void ReconnectingPort::Lose(const std::string& aReason)
+{
+    {
+        const JxUtilsLib::LockScope lScope(mSending);
+        mAway = true;
+    }
+    mNext = Clock::now() + mPause;
+    mReason = aReason;
+    mNotice("the device is gone: " + aReason);
+}
+
+void ReconnectingPort::TryOpen()
+{
+    try
+    {
+        Open();
+    }
+    catch (const std::exception& lError)
+    {
+        mState = KyResult(KyResult::FAILURE, lError.what());
+    }
+}
+
+void ReconnectingPort::Open()
+{
+    const bool lFirst = mReason.empty();
+    std::unique_ptr<BytePort> lPort;
+    const auto lSwap = [&]
+    {
+        const JxUtilsLib::LockScope lScope(mSending);
+        mPort.swap(lPort);
+    };
+    lSwap(); // opening takes its time, and a sender does not wait meanwhile
+    try
+    {
+        mOpen(lPort);
+        lSwap();
+        mAway = false;
+    }
+    catch (const OperationError& lError)
+    {
+        if (lError.GetCode() == KyResult::UNSUPPORTED || lError.GetCode() == KyResult::BAD_PARAMETER)
+        {
+            throw;
+        }
+        lSwap();
+        mNext = Clock::now() + mPause;
+        if (lFirst)
+        {
+            mNotice(std::string("waiting: ") + lError.what());
+            mReason = lError.what();
+        }
+        return;
+    }
+    if (!lFirst)
+    {
+        mNotice("the device is there");
+    }
+}
+
+} // namespace KySerialTool
