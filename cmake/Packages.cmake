@@ -1,6 +1,6 @@
 # What is installed, and the packages: cmake --install, cpack. Components: runtime (the shared libraries), development
-# (headers, import libraries, package files, Docs and Examples), tools (the programs, the adapter for GigE Vision devices),
-# gige (the adapter's headers and package files), python.
+# (headers, import libraries, package files, Docs and Examples), tools (the programs), gigelibrary (the adapter for GigE Vision
+# devices), gige (its headers and package files), python.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -102,14 +102,14 @@ if(TARGET kyserial)
   endif()
   install(TARGETS kyserial RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT tools)
   if(TARGET KyGigE)
-    # Goes with the program: the serial library's packages must not need zlib. Hence targets of its own, too.
+    # A package of its own: the serial library's must not need zlib. Hence targets of its own, too.
     if(NOT WIN32)
       set_target_properties(KyGigE KyGigEC PROPERTIES INSTALL_RPATH "$ORIGIN")
     endif()
     install(TARGETS KyGigE KyGigEC EXPORT KyGigETargets
-      RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT tools
+      RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT gigelibrary
       ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT gige
-      LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT tools NAMELINK_COMPONENT gige
+      LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT gigelibrary NAMELINK_COMPONENT gige
       INCLUDES DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
     install(EXPORT KyGigETargets NAMESPACE KySerial:: DESTINATION "${lPackageFolder}" COMPONENT gige)
     foreach(lFolder Include C/Include)
@@ -145,14 +145,14 @@ install(DIRECTORY "${PROJECT_SOURCE_DIR}/Docs" "${PROJECT_SOURCE_DIR}/Examples" 
 
 set(CPACK_PACKAGE_NAME KySerial)
 set(CPACK_PACKAGE_VENDOR "The KySerial developers")
-set(CPACK_PACKAGE_CONTACT "The KySerial developers <kyserial@localhost>")
+set(CPACK_PACKAGE_CONTACT "The KySerial developers <kyserial@example.org>")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "Serial ports, I2C and SPI buses and bridges of machine-vision cameras")
 set(CPACK_RESOURCE_FILE_LICENSE "${PROJECT_SOURCE_DIR}/LICENSE")
 set(CPACK_VERBATIM_VARIABLES ON)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_COMPONENTS_ALL runtime development tools python)
 if(TARGET KyGigE)
-  list(APPEND CPACK_COMPONENTS_ALL gige)
+  list(APPEND CPACK_COMPONENTS_ALL gige gigelibrary)
 endif()
 if(WIN32)
   set(CPACK_GENERATOR ZIP)
@@ -162,25 +162,78 @@ else()
   set(CPACK_GENERATOR DEB)
   set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
   set(CPACK_DEB_COMPONENT_INSTALL ON)
+  set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
   set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
   set(CPACK_DEBIAN_PACKAGE_SECTION libs)
   set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libkyserial0)
   set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
-  set(CPACK_DEBIAN_RUNTIME_PACKAGE_GENERATE_SHLIBS ON)
   set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libkyserial-dev)
   set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
   set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "libkyserial0 (= ${PROJECT_VERSION})")
   set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME kyserial)
   set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION electronics)
-  set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libkyserial0 (= ${PROJECT_VERSION})")
+  set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libkyserial0 (= ${PROJECT_VERSION}), libkygige0 (= ${PROJECT_VERSION})")
   set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "${CMAKE_LIBRARY_OUTPUT_DIRECTORY}")
   set(CPACK_DEBIAN_GIGE_PACKAGE_NAME libkygige-dev)
   set(CPACK_DEBIAN_GIGE_PACKAGE_SECTION libdevel)
-  set(CPACK_DEBIAN_GIGE_PACKAGE_DEPENDS "kyserial (= ${PROJECT_VERSION}), libkyserial-dev (= ${PROJECT_VERSION})")
+  set(CPACK_DEBIAN_GIGE_PACKAGE_DEPENDS "libkygige0 (= ${PROJECT_VERSION}), libkyserial-dev (= ${PROJECT_VERSION})")
+  set(CPACK_DEBIAN_GIGELIBRARY_PACKAGE_NAME libkygige0)
+  set(CPACK_DEBIAN_GIGELIBRARY_PACKAGE_DEPENDS "libkyserial0 (= ${PROJECT_VERSION})")
+  set(CPACK_DEBIAN_GIGELIBRARY_PACKAGE_SHLIBDEPS ON)
   set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-kyserial)
   set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
   set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)
   set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "python3, libkyserial0 (>= ${PROJECT_VERSION})")
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_RECOMMENDS "libkygige0, python3-serial")
+
+  # Summary, then what the package is, in the form of each package's own.
+  set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "serial ports of machine-vision cameras: libraries
+KySerial drives the UARTs, bulk ports, I2C and SPI buses of GigE Vision
+cameras, and bridges a camera's port to one of the computer. These are its
+shared libraries: C++, C, the simulated camera, Camera Link serial clients.")
+  set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "serial ports of machine-vision cameras: headers
+Headers, CMake and pkg-config files, documentation and examples for programs
+that drive the serial ports of GigE Vision cameras with KySerial.")
+  set(CPACK_COMPONENT_TOOLS_DESCRIPTION "serial ports of machine-vision cameras: programs
+The program kyserial finds cameras, lists their ports and features, is a
+terminal on a port, bridges ports and talks I2C and SPI. kyserial-camera is a
+simulated camera on the network.")
+  set(CPACK_COMPONENT_GIGELIBRARY_DESCRIPTION "KySerial's adapter for GigE Vision cameras: libraries
+Finds and connects GigE Vision cameras, evaluates their GenICam features and
+delivers their events to KySerial; for C++ and for C.")
+  set(CPACK_COMPONENT_GIGE_DESCRIPTION "KySerial's adapter for GigE Vision cameras: headers
+Headers, CMake and pkg-config files for programs that find and connect GigE
+Vision cameras with KySerial's adapter.")
+  set(CPACK_COMPONENT_PYTHON_DESCRIPTION "serial ports of machine-vision cameras: Python
+Serial ports, I2C and SPI buses and bridges of GigE Vision cameras from Python,
+with the habits of pySerial, a handler for its URLs, and ports for asyncio.")
+
+  # What each package has besides: its copyright and changelog, and for libraries the trigger of the linker's cache.
+  file(WRITE "${PROJECT_BINARY_DIR}/package/copyright"
+    "Format: https://www.debian.org/doc/packaging-manuals/copyright-format/1.0/\nUpstream-Name: KySerial\n\n")
+  file(READ "${PROJECT_SOURCE_DIR}/LICENSE" lLicense)
+  string(REGEX REPLACE "^MIT License\n\n([^\n]*)\n\n" "Files: *\n\\1\nLicense: Expat\n" lLicense "${lLicense}")
+  string(REPLACE "\n\n" "\n.\n" lLicense "${lLicense}")
+  string(REGEX REPLACE "\nCopyright \\(c\\)" "\nCopyright:" lLicense "${lLicense}")
+  string(REGEX REPLACE "(License: Expat)\n(.*)$" "\\1\n\\2" lLicense "${lLicense}")
+  string(FIND "${lLicense}" "License: Expat\n" lAt)
+  math(EXPR lAt "${lAt} + 15")
+  string(SUBSTRING "${lLicense}" 0 ${lAt} lHead)
+  string(SUBSTRING "${lLicense}" ${lAt} -1 lBody)
+  string(STRIP "${lBody}" lBody)
+  string(REPLACE "\n" "\n " lBody "${lBody}")
+  file(APPEND "${PROJECT_BINARY_DIR}/package/copyright" "${lHead} ${lBody}\n")
+  file(WRITE "${PROJECT_BINARY_DIR}/package/triggers" "activate-noawait ldconfig\n")
+  file(WRITE "${PROJECT_BINARY_DIR}/package/changelog" "kyserial (${PROJECT_VERSION}) unstable; urgency=medium\n\n"
+    "  * See CHANGELOG.md in libkyserial0's documentation.\n\n -- ${CPACK_PACKAGE_CONTACT}  Sun, 01 Nov 2026 12:00:00 +0000\n")
+  execute_process(COMMAND gzip -9nf "${PROJECT_BINARY_DIR}/package/changelog" COMMAND_ERROR_IS_FATAL ANY)
+  foreach(lComponent IN LISTS CPACK_COMPONENTS_ALL)
+    string(TOUPPER "${lComponent}" lName)
+    install(FILES "${PROJECT_BINARY_DIR}/package/copyright" "${PROJECT_BINARY_DIR}/package/changelog.gz"
+      DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_${lName}_PACKAGE_NAME}" COMPONENT ${lComponent})
+  endforeach()
+  set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA "${PROJECT_BINARY_DIR}/package/triggers")
+  set(CPACK_DEBIAN_GIGELIBRARY_PACKAGE_CONTROL_EXTRA "${PROJECT_BINARY_DIR}/package/triggers")
 endif()
 include(CPack)

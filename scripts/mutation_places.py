@@ -217,7 +217,7 @@ PLACES = [
     ("KySerialC/ThreadText.cpp", "cTextSize - 1) : 0", "cTextSize - 2) : 0", C),
     ("KySerialC/I2CBus.cpp", "cMostBytes = 65535", "cMostBytes = 65536", C),
     ("KySerialC/DeviceAdapter.cpp", "    if (mHolds > 0)", "    if (mHolds > 1)", C),
-    ("KySerialC/DeviceAdapter.cpp", "std::min<size_t>(aAdapter.mSize, sizeof(mAdapter))", "sizeof(mAdapter)", C),
+    ("KySerialC/DeviceAdapter.cpp", "WholeTable(aAdapter.mSize));", "sizeof(mAdapter));", C),
     ("KySerialC/Bridge.cpp", "aIndex >= aObject.mBridge", "aIndex > aObject.mBridge", C),
     ("KySerialC/Result.cpp", '"INVALID_HANDLE"', '"BAD_HANDLE"', C),
     ("KySerialC/LineSettings.cpp", "aSettings->mSize == sizeof(KyLineSettings)", "aSettings->mSize >= sizeof(KyLineSettings)", C),

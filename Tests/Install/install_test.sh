@@ -248,7 +248,7 @@ Debian)
   (cd "$build" && cpack -G DEB -B "$work/packages") >"$work/log" 2>&1 || { cat "$work/log"; fail "cpack"; }
   packages="libkyserial0 libkyserial-dev kyserial python3-kyserial"
   if [ "$has_gige" = yes ]; then
-    packages+=" libkygige-dev"
+    packages+=" libkygige0 libkygige-dev"
   fi
   for package in $packages; do
     file=$(ls "$work/packages/${package}_"*.deb) || fail "no $package"
@@ -257,6 +257,16 @@ Debian)
   done
   grep -q 'Depends: .*libc6 .*' "$work/fields" || fail "the libraries depend on nothing"
   grep -q 'Depends: libkyserial0 (= ' "$work/fields" || fail "libkyserial-dev does not depend on the libraries"
+  for package in $packages; do
+    for file in copyright changelog.gz; do
+      [ -s "$work/root/usr/share/doc/$package/$file" ] || fail "no $file of $package"
+    done
+  done
+  for library in libkyserial0 libkygige0; do
+    for file in triggers shlibs; do
+      dpkg-deb --info "$(ls "$work/packages/${library}_"*.deb)" "$file" >/dev/null || fail "no $file of $library"
+    done
+  done
   talk "$work/root/usr/bin/kyserial"
   [ -x "$work/root/usr/bin/kyserial-camera" ] || fail "no camera program"
   PYTHONPATH=$work/root/usr/lib/python3/dist-packages KYSERIAL_LIBRARY_PATH=$work/root/usr/lib /usr/bin/python3 -B -c '

@@ -186,6 +186,7 @@ void KySimCameraC_AnEndedOneIsDisconnected(void)
     CHECK_OK(KySimCameraDestroy(lCamera.mCamera));
     CHECK_CODE(KyPortWrite(lPort, (const uint8_t*)"x", 1, &lSize), KY_NO_CONNECTION);
     CHECK_CODE(KyDeviceGetFeature(lCamera.mDevice, "BulkMode", lText, &lSize), KY_NO_CONNECTION);
+    CHECK(strcmp(KyGetLastText(), "The camera is gone.") == 0);
     CHECK_CODE(KySimCameraWaitForEvents(lCamera.mCamera), KY_INVALID_HANDLE);
     CHECK_OK(KyPortDestroy(lPort));
     CHECK_OK(KyDeviceDestroy(lCamera.mDevice));

@@ -237,10 +237,10 @@ TEST_F(ClserProcessTest, KeysGoToTheServerUntilTheEscapeKey)
     Process::Files lFiles;
     lFiles.mInput = Process::Input::Terminal;
     ASSERT_TRUE(lTool.Start("kyserial", {"clser", "term", mName}, lFiles));
-    ASSERT_TRUE(lTool.WaitForError(mName + "; Ctrl-] leaves\n"));
+    ASSERT_TRUE(lTool.WaitForError(mName + "; Ctrl-] ? shows the keys, Ctrl-] q leaves\n"));
     ASSERT_TRUE(lTool.Feed("STATUS?\r"));
     EXPECT_TRUE(lTool.WaitForOutput(cStatus));
-    ASSERT_TRUE(lTool.Feed("\x1D"));
+    ASSERT_TRUE(lTool.Feed("\x1Dq"));
     EXPECT_EQ(lTool.Wait(), 0);
 }
 
