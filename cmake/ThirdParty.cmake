@@ -16,6 +16,20 @@ ky_header_only(KyJson nlohmann/json.hpp)
 ky_header_only(KyToml toml++/toml.h)
 ky_header_only(KyRapidXml rapidxml/rapidxml.hpp) # writes the simulated camera's description
 
+# Boost is too large for a copy; a folder with nothing but a link to it does as well.
+find_path(KyBoost_ROOT boost/asio.hpp PATHS /usr/include NO_CMAKE_FIND_ROOT_PATH REQUIRED)
+set(lBoost "${PROJECT_BINARY_DIR}/ThirdParty/KyBoost")
+file(MAKE_DIRECTORY "${lBoost}")
+file(CREATE_LINK "${KyBoost_ROOT}/boost" "${lBoost}/boost" SYMBOLIC)
+add_library(KyBoost INTERFACE)
+target_include_directories(KyBoost SYSTEM INTERFACE "${lBoost}")
+target_compile_definitions(KyBoost INTERFACE BOOST_ERROR_CODE_HEADER_ONLY BOOST_ASIO_NO_DEPRECATED BOOST_ALL_NO_LIB)
+target_link_libraries(KyBoost INTERFACE Threads::Threads)
+if(WIN32)
+  target_compile_definitions(KyBoost INTERFACE WIN32_LEAN_AND_MEAN NOMINMAX)
+  target_link_libraries(KyBoost INTERFACE ws2_32 mswsock)
+endif()
+
 if(KYSERIAL_BUILD_TESTS)
   # Built from source in every preset: sanitizers want it instrumented, the cross build wants it at all.
   set(KYSERIAL_GOOGLETEST /usr/src/googletest CACHE PATH "Source of GoogleTest")

@@ -8,8 +8,8 @@
 #   scripts/setup.sh --all --coverage  for coverage.sh too
 set -euo pipefail
 
-packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev libtomlplusplus-dev librapidxml-dev socat
-  zlib1g-dev)
+packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev libtomlplusplus-dev libboost-dev librapidxml-dev
+  socat zlib1g-dev)
 if [ "${1:-}" = "--tests" ] || [ "${1:-}" = "--all" ]; then
   packages+=(googletest pkg-config libaravis-dev libusb-1.0-0-dev python3 python3-pytest python3-serial python3-setuptools
     python3-wheel mypy aravis-tools aravis-tools-cli libxml2-utils tshark mandoc zsh fish iproute2 dpkg-dev file procps git)
@@ -19,7 +19,7 @@ if [ "${1:-}" = "--all" ]; then
     g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix libz-mingw-w64-dev wine wine64)
 fi
 if [ "${1:-}" = "--bench" ]; then
-  packages+=(pkg-config libaravis-dev libusb-1.0-0-dev libbenchmark-dev libboost-dev socat ser2net valgrind strace python3 binutils)
+  packages+=(pkg-config libaravis-dev libusb-1.0-0-dev libbenchmark-dev socat ser2net valgrind strace python3 binutils)
 fi
 if [ "${2:-}" = "--coverage" ]; then
   packages+=(gcovr)

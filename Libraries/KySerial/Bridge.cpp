@@ -148,8 +148,34 @@ void Bridge::ResetStatistics()
     mAccount.Reset();
 }
 
+// What a device says about its bulk ports, it says about the one that is selected.
+KyResult Bridge::SelectPort(FeatureSelectorScope& aScope, KyDeviceSerial aPort)
+{
+    static constexpr char cFunction[] = "KySerialLib::Bridge::OpenDevicePort";
+    const KyString lSelector("BulkSelector");
+    if (aPort < KyDeviceSerialBulk0 || !mDevice->IsFeatureAvailable(lSelector))
+    {
+        return KyResult(KyResult::OK);
+    }
+    char lEntry[16];
+    static_cast<void>(std::snprintf(lEntry, sizeof lEntry, "Bulk%d", aPort - KyDeviceSerialBulk0));
+    return aScope.Set(lSelector, lEntry).IsOK()
+               ? KyResult(KyResult::OK)
+               : KY_LOG_RESULT(*mLogger, KyResult::UNSUPPORTED, cFunction, "Error setting Bulk selector.");
+}
+
 KyResult Bridge::OpenDevicePort(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
 {
+    FeatureSelectorScope lScope(aDevice);
+    if (mSelectsPort)
+    {
+        mDevice = aDevice;
+        KyResult lSelected = SelectPort(lScope, aPort);
+        if (!lSelected.IsOK())
+        {
+            return lSelected;
+        }
+    }
     if (!KyDeviceSerialPort::IsSupported(aDevice, aPort))
     {
         return KY_LOG_RESULT(*mLogger, KyResult::UNSUPPORTED, "KySerialLib::Bridge::OpenDevicePort",

@@ -150,6 +150,10 @@ protected:
 
     IKyDeviceAdapter* GetDevice() const { return mDevice; }
 
+    /// From now on OpenDevicePort() points the device's bulk selector to the port first. Those flavours whose
+    /// accesses device set-ups rely on leave that to the application.
+    void SelectPortFirst() { mSelectsPort = true; }
+
     /// Reads from the device port for at most aTimeout milliseconds.
     /// \return Whether bytes came.
     bool ReadFromDevice(uint8_t* aBuffer, uint32_t aSize, uint32_t& aRead, uint32_t aTimeout);
@@ -185,6 +189,7 @@ protected:
     const std::unique_ptr<JxUtilsLib::Logger> mLogger;
 
 private:
+    KyResult SelectPort(FeatureSelectorScope& aScope, KyDeviceSerial aPort);
     void Backup(const KyString& aFeature, KyString& aSaved);
     void Restore(const KyString& aFeature, const KyString& aSaved);
     KyString FindFeature(const char* aPrefix, const char* aSuffix);
@@ -217,6 +222,7 @@ private:
     KySerialBridgeOptions mOptions;
     SharedLock mGate;
     bool mReleased = false;
+    bool mSelectsPort = false;
     KySerialBridgeFlow* mFinalToDevice = nullptr; // not owned; null: not wanted
     KySerialBridgeFlow* mFinalFromDevice = nullptr;
 

@@ -13,7 +13,7 @@ namespace KySerialLib
 class BridgeHost final : public Bridge
 {
 public:
-    BridgeHost() = default;
+    BridgeHost() { SelectPortFirst(); }
     ~BridgeHost() override;
 
     /// The base's rate; while it has none, the one that the device had.

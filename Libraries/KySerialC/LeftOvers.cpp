@@ -1,10 +1,10 @@
 #include "LeftOvers.h"
 
+#include "JxUtilsLib/LockScope.h"
 #include "KyBase/KyPermanent.h"
 #include "KySerial/DeviceProtocol.h"
 
 #include <list>
-#include <mutex>
 
 namespace KySerialCLib
 {
@@ -15,8 +15,8 @@ namespace
 // Held while adapters are called to close something: two threads must not close at one device at a time.
 struct Store
 {
-    std::mutex mMutex;
-    std::list<LeftOver> mKept;
+    JxUtilsLib::Mutex mMutex;
+    std::list<LeftOver> mKept JX_GUARDED_BY(mMutex);
 };
 
 // Never destroyed: adapters may call sinks until the last moment of the process.
@@ -61,14 +61,16 @@ std::string IdentityOf(IKyDeviceAdapter& aDevice)
 
 void KeepLeftOver(LeftOver aLeftOver)
 {
-    const std::lock_guard lScope(GetStore().mMutex);
-    GetStore().mKept.push_back(std::move(aLeftOver));
+    Store& lStore = GetStore();
+    const JxUtilsLib::LockScope lScope(lStore.mMutex);
+    lStore.mKept.push_back(std::move(aLeftOver));
 }
 
 void CloseLeftOvers(DeviceAdapter& aDevice, const std::string& aCamera, int32_t aSerial)
 {
-    const std::lock_guard lScope(GetStore().mMutex);
-    GetStore().mKept.remove_if(
+    Store& lStore = GetStore();
+    const JxUtilsLib::LockScope lScope(lStore.mMutex);
+    lStore.mKept.remove_if(
         [&](const LeftOver& aLeftOver)
         {
             const bool lIsSame =

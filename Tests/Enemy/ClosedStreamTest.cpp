@@ -119,14 +119,6 @@ TEST_P(ClosedStreamsTest, CameraServesAndKeepsItsMemoriesCleanOfItsOutput)
     std::filesystem::remove(lState);
 }
 
-TEST_P(ClosedStreamsTest, CameraThatCannotBeThereSaysSo)
-{
-    Run("kyserial-camera", {"--address", "192.0.2.1", "--port", "0"}); // nobody's address
-    EXPECT_EQ(mStatus, 1);
-    EXPECT_EQ(mOutput, "");
-    EXPECT_EQ(mError.find("kyserial-camera: cannot be at 192.0.2.1") == 0, !IsClosed(2)) << mError;
-}
-
 std::vector<Closed> GetEachClosed()
 {
     std::vector<Closed> lAll;

@@ -138,7 +138,7 @@ refused() {
   local name=$1 expected=$2
   shift 2
   mkdir "$work/$name"
-  printf 'cmake_minimum_required(VERSION 3.25)\nproject(x LANGUAGES NONE)\nfind_package(KySerial %s)\n' "$*" \
+  printf 'cmake_minimum_required(VERSION 3.25)\nproject(x LANGUAGES C)\nfind_package(KySerial %s)\n' "$*" \
     >"$work/$name/CMakeLists.txt"
   if cmake -S "$work/$name" -B "$work/$name/b" -DCMAKE_PREFIX_PATH="$tree" >"$work/$name/out" 2>&1; then
     fail "accepted: $*"

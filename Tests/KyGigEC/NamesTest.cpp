@@ -1,6 +1,7 @@
-// Opening a camera by what it is called: it is searched for at the usual UDP port, on the loopback network alone.
+// Opening a camera by what it is called: it is searched for at the usual UDP port, by broadcasts on a network of the test's own.
 
 #include "CameraOnNetwork.h"
+#include "GigE/NetworkNamespace.h"
 
 using namespace KyTest;
 
@@ -15,7 +16,7 @@ KyCameraOptions LoopbackOptions()
     return lOptions;
 }
 
-TEST(KyCameraNamesC, ACameraIsFoundByWhatItIsCalled)
+void FindByEachName()
 {
     CameraOnNetwork lThere({{0x7F000001, KyGvcp::cControlPort}, true});
     KyCameraSearch lSearch{};
@@ -37,6 +38,16 @@ TEST(KyCameraNamesC, ACameraIsFoundByWhatItIsCalled)
         ASSERT_NE(lName, "");
         EXPECT_OK(KyCameraClose(Open(lName, LoopbackOptions())));
     }
+}
+
+TEST(KyCameraNamesC, ACameraIsFoundByWhatItIsCalled)
+{
+    NetworkNamespace lNetwork; // beside other interfaces, broadcasts do not stay on the loopback one
+    if (!lNetwork.GetError().empty())
+    {
+        GTEST_SKIP() << lNetwork.GetError();
+    }
+    lNetwork.Run(FindByEachName);
 }
 
 TEST(KyCameraNamesC, NobodyHasTheName)

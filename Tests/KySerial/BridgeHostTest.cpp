@@ -7,6 +7,7 @@
 
 #include "JxUtilsLib/Thread.h"
 
+#include <algorithm>
 #include <condition_variable>
 #include <deque>
 #include <mutex>
@@ -145,6 +146,17 @@ protected:
         return WaitFor([&] { return mBridge.GetFlowToDevice().mTaken == aBytes; });
     }
 
+    bool WaitForLog(const std::string& aText)
+    {
+        return WaitFor(
+            [&]
+            {
+                const Lines lLines = TakeLog();
+                return std::any_of(lLines.begin(), lLines.end(),
+                                   [&](const auto& aLine) { return aLine.mMessage == aText; });
+            });
+    }
+
     std::atomic<int> mMessages{0};
     ScriptedHost mHost;
     KySerialBridge mBridge;
@@ -250,6 +262,17 @@ TEST_F(BridgeHostTest, WhatTheHostSideDoesNotTakeIsCountedAsRefused)
     SendUpstream(mDevice, "READY");
     EXPECT_TRUE(WaitFor([&] { return mBridge.GetFlowFromDevice().mRefused == 3; }));
     EXPECT_EQ(mBridge.GetFlowFromDevice().mDelivered, 2U);
+    EXPECT_TRUE(WaitForLog("The host side took 2 of 5 bytes."));
+}
+
+TEST_F(BridgeHostTest, WhatTheDeviceDoesNotTakeIsCountedAsRefused)
+{
+    Start();
+    mDevice.Fail(Slot::SetRegisterData);
+    mHost.Put("LOST");
+    EXPECT_TRUE(WaitForLog("The device did not take all bytes of the host side."));
+    EXPECT_EQ(mBridge.GetFlowToDevice().mRefused, 4U);
+    mDevice.StopFailing();
 }
 
 TEST_F(BridgeHostTest, AHostSideThatClaimsToHaveTakenMoreHasTakenAll)
@@ -279,6 +302,7 @@ TEST_F(BridgeHostTest, ExceptionsOfTheHostSideEndNothing)
     mHost.mReadHook = [](uint8_t*, uint32_t, uint32_t&) -> IKySerialBridgeHost::ReadEnd
     { throw std::runtime_error("scripted"); };
     Start();
+    EXPECT_TRUE(WaitForLog("The host side failed when it was given the settings."));
     SendUpstream(mDevice, "READY");
     EXPECT_TRUE(WaitFor([&] { return mBridge.GetFlowFromDevice().mRefused == 5; }));
     mHost.mThrows = false;
@@ -342,6 +366,20 @@ TEST_F(BridgeHostTest, ADeviceThatComesBackGetsWhatTheHostSideAskedFor)
     mDevice.SetAnswer(Slot::IsConnected, true);
     EXPECT_TRUE(WaitFor([&] { return mDevice.GetText("Bulk1BaudRate") == "Baud9600"; }));
     EXPECT_TRUE(WaitFor([&] { return mDevice.GetText("Bulk1Parity") == "Even"; }));
+}
+
+TEST_F(BridgeHostTest, ABulkPortIsSelectedBeforeItIsAskedAbout)
+{
+    AddSelector(mDevice);
+    AddSettings(mDevice, "Bulk");
+    mDevice.TakeCalls();
+    Start();
+    const Calls lCalls = mDevice.TakeCalls();
+    const auto lIndex = [&](const char* aCall)
+    { return std::find(lCalls.begin(), lCalls.end(), aCall) - lCalls.begin(); };
+    EXPECT_LT(lIndex("SetFeatureFromString(BulkSelector, \"Bulk1\")"),
+              lIndex("IsRegisterFeatureAvailable(Bulk1DownstreamData)"));
+    EXPECT_LT(lIndex("SetFeatureFromString(BulkSelector, \"Bulk1\")"), std::ssize(lCalls));
 }
 
 // The features of all bulk ports are one set, which the selector points to a port.

@@ -284,7 +284,7 @@ TEST(BridgeCommandTest, RefusesACommandLineWithoutSense)
         lArguments.insert(lArguments.end(), aMore.begin(), aMore.end());
         ExpectUsageError(lArguments, "kyserial: " + aLine);
     };
-    lExpect({}, "a bridge needs a host side; use --tty, --pty, --com or --clser");
+    lExpect({}, "a bridge needs a host side; use --tty, --pty, --com, --clser, --tcp or --rfc2217");
     lExpect({"--com", "COM1", "--clser", "X"},
             "--clser: a bridge has one host side, and there is --com already");
     for (const char* const lName : {"COM", "COM0", "COM100", "COM1x", "COMx1", "XOM1", "COM01", "/dev/ttyS0"})

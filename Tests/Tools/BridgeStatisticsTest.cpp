@@ -62,7 +62,8 @@ TEST_F(BridgeStatisticsTest, JsonHasTheLedgerOfEachWay)
     const nlohmann::json lJson = Json(SomeLosses(), milliseconds(2000), false);
     EXPECT_EQ(lJson["to_device"]["taken"], 100);
     EXPECT_EQ(lJson["to_device"]["delivered"], 80);
-    EXPECT_EQ(lJson["to_device"]["lost"], (nlohmann::json{{"away", 1}, {"refused", 2}, {"stopped", 3}}));
+    EXPECT_EQ(lJson["to_device"]["lost"],
+              (nlohmann::json{{"away", 1}, {"cleared", 0}, {"refused", 2}, {"stopped", 3}}));
     EXPECT_EQ(lJson["to_device"]["on_the_way"], 14);
     EXPECT_EQ(lJson["lost_bytes"], 6) << "for all reasons";
     EXPECT_EQ(lJson["from_device"]["taken"], 1000);

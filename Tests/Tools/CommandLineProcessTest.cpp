@@ -172,13 +172,12 @@ TEST(CommandLineProcessTest, WrongPortIsAUsageErrorThatNamesThePorts)
 
 TEST(CommandLineProcessTest, WrongCommandIsAUsageErrorThatNamesTheCommands)
 {
-    ExpectUsageError(
-        {"terminal"},
-        "kyserial: \"terminal\" does not belong here; use devices, features, ports, term, bridge, clser, i2c "
-        "or spi");
-    ExpectUsageError(
-        {}, "kyserial: no command after 'kyserial'; use devices, features, ports, term, bridge, clser, i2c "
-            "or spi");
+    ExpectUsageError({"terminal"}, "kyserial: \"terminal\" does not belong here; use devices, features, "
+                                   "ports, term, bridge, serve, status, clser, i2c "
+                                   "or spi");
+    ExpectUsageError({}, "kyserial: no command after 'kyserial'; use devices, features, ports, term, bridge, "
+                         "serve, status, clser, i2c "
+                         "or spi");
     ExpectUsageError({"spi"}, "kyserial: no command after 'kyserial spi'; use transfer or flash");
 }
 
@@ -235,7 +234,7 @@ TEST(CommandLineProcessTest, ConfigurationFileHasTheDeviceAndAliases)
     const std::filesystem::path lFolder = Process::TemporaryFile("");
     std::filesystem::create_directories(lFolder / "kyserial");
     ASSERT_TRUE(WriteFile((lFolder / "kyserial" / "config.toml").string(),
-                          "device = \"bench\"\n[devices]\nbench = \"sim\"\nbroken = \"gev://nowhere\"\n"));
+                          "device = \"bench\"\n[devices]\nbench = \"sim\"\nbroken = \"gev://no where\"\n"));
     const std::map<std::string, std::string> lOwn = {{"KYSERIAL_DEVICE", ""},
                                                      {"XDG_CONFIG_HOME", lFolder.string()}};
     EXPECT_EQ(0, RunTool({"ports"}, {}, lOwn).mStatus);

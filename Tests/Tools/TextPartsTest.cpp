@@ -92,7 +92,7 @@ TEST(DeviceSelectorTest, RefusesTextsThatNoDeviceCanHave)
 {
     EXPECT_EQ("", CheckDeviceName("sim"));
     EXPECT_EQ("", CheckDeviceName("a camera's name"));
-    EXPECT_NE("", CheckDeviceName("gev://somewhere"));
+    EXPECT_NE("", CheckDeviceName("gev://some where"));
     EXPECT_NE("", CheckDeviceName(""));
 }
 

@@ -261,13 +261,15 @@ void Serve(const Options& aOptions, Console& aConsole)
                          "\" is no address; use four numbers like 127.0.0.1");
     }
     CameraWithDevices lEquipped(aOptions.mEquipment, Configure(aOptions, *lAddress));
+    // First: Windows does not open a directory, which then looks like a file that is not there yet.
+    std::error_code lUnknown;
+    if (std::filesystem::is_directory(aOptions.mStateFile, lUnknown))
+    {
+        throw std::runtime_error("--state: " + aOptions.mStateFile + " is a directory");
+    }
     if (!aOptions.mStateFile.empty() && !lEquipped.LoadState(aOptions.mStateFile))
     {
-        std::error_code lUnknown;
-        throw std::runtime_error("--state: " + aOptions.mStateFile +
-                                 (std::filesystem::is_directory(aOptions.mStateFile, lUnknown)
-                                      ? " is a directory"
-                                      : " was not written by this program"));
+        throw std::runtime_error("--state: " + aOptions.mStateFile + " was not written by this program");
     }
     NetworkCamera lCamera(lEquipped.GetCamera(), {{*lAddress, aOptions.mPort}, !aOptions.mNoBroadcast},
                           aOptions.mForms);

@@ -7,7 +7,6 @@
 #include <KyGigE/GigEDeviceAdapter.h>
 
 #include <memory>
-#include <mutex>
 #include <string>
 
 namespace KyGigECLib

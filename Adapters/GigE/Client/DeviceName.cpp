@@ -105,11 +105,7 @@ std::string FindDevice(const std::string& aName, const DiscoveryOptions& aWhere,
                                   }
                                   return lError;
                               }
-                              const std::string lError = Search(aName, aWhere, aAddress);
-                              // What no device is called may be the name of a host.
-                              return lError.empty() || ParseDeviceAddress(lScheme + aName, aAddress).empty()
-                                         ? std::string()
-                                         : lError;
+                              return Search(aName, aWhere, aAddress);
                           });
 }
 

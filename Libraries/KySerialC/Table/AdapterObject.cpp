@@ -1,5 +1,6 @@
 #include "Table/AdapterObject.h"
 
+#include "JxUtilsLib/LockScope.h"
 #include "KySerialC/Result.h"
 
 namespace KySerialCLib
@@ -33,7 +34,7 @@ KyResult AdapterObject::ReportTo(KyDeviceHandle aDevice)
 {
     EventForwarder* lForwarder = nullptr;
     {
-        const std::lock_guard lScope(mLock);
+        const JxUtilsLib::LockScope lScope(mLock);
         const auto [lEntry, lNew] = mForwarders.try_emplace(aDevice, aDevice);
         if (!lNew)
         {
@@ -44,7 +45,7 @@ KyResult AdapterObject::ReportTo(KyDeviceHandle aDevice)
     KyResult lResult = mAdapter->RegisterEventSink(lForwarder);
     if (!lResult.IsOK())
     {
-        const std::lock_guard lScope(mLock);
+        const JxUtilsLib::LockScope lScope(mLock);
         mForwarders.erase(aDevice);
     }
     return lResult;
@@ -52,24 +53,27 @@ KyResult AdapterObject::ReportTo(KyDeviceHandle aDevice)
 
 bool AdapterObject::Enter()
 {
-    const std::lock_guard lScope(mLock);
+    const JxUtilsLib::LockScope lScope(mLock);
     mCalls += mStopped ? 0 : 1;
     return !mStopped;
 }
 
 void AdapterObject::Leave()
 {
-    const std::lock_guard lScope(mLock);
+    const JxUtilsLib::LockScope lScope(mLock);
     --mCalls;
-    mLeft.notify_all();
+    mLeft.NotifyAll();
 }
 
 void AdapterObject::Stop()
 {
     {
-        std::unique_lock lScope(mLock);
+        const JxUtilsLib::LockScope lScope(mLock);
         mStopped = true;
-        mLeft.wait(lScope, [this] { return mCalls == 0; });
+        while (mCalls != 0)
+        {
+            mLeft.Wait(mLock);
+        }
     }
     mAdapter.reset(); // waits for the event that is being reported
 }

@@ -1,13 +1,12 @@
 #pragma once
 
 #include "HandleTable.h"
+#include "JxUtilsLib/Condition.h"
 #include "KySerial/IKyDeviceAdapter.h"
 #include "KySerialC/Device.h"
 
-#include <condition_variable>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <utility>
 
 namespace KySerialCLib
@@ -53,11 +52,11 @@ public:
     void Stop();
 
 private:
-    std::mutex mLock; // guards the next four
-    std::condition_variable mLeft;
-    uint32_t mCalls = 0;
-    bool mStopped = false;
-    std::map<KyDeviceHandle, EventForwarder> mForwarders; // outlive the adapter
+    JxUtilsLib::Mutex mLock;
+    JxUtilsLib::Condition mLeft;
+    uint32_t mCalls JX_GUARDED_BY(mLock) = 0;
+    bool mStopped JX_GUARDED_BY(mLock) = false;
+    std::map<KyDeviceHandle, EventForwarder> mForwarders JX_GUARDED_BY(mLock); // outlive the adapter
     std::shared_ptr<IKyDeviceAdapter> mAdapter;
 };
 

@@ -13,7 +13,7 @@ KyAdapter AdapterTable(uint64_t aHandle);
 
 /// How many bytes of a table of that size are whole functions that this library knows, with what comes before
 /// them; 0 for a size too small for the first function. A size between two functions is that of the one before:
-/// half a pointer is none.
+/// half a pointer points nowhere.
 constexpr uint32_t WholeTable(uint32_t aSize)
 {
     constexpr uint32_t cBefore = offsetof(KyAdapter, mIsConnected);

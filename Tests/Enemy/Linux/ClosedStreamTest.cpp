@@ -72,7 +72,7 @@ TEST(ClosedStreamTest, FullOutputIsAFailure)
                        ">/dev/full 2>/dev/null"),
               1);
     EXPECT_EQ(RunShell("./kyserial-camera --help >/dev/full 2>/dev/null"), 1);
-    EXPECT_EQ(RunShell("./kyserial clser list >/dev/full 2>/dev/null"), 1);
+    EXPECT_EQ(RunShell("./kyserial clser list --json >/dev/full 2>/dev/null"), 1);
 }
 
 TEST(ClosedStreamTest, StateFileWithoutAnEndIsRefused)

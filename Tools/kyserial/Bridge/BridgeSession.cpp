@@ -1,16 +1,11 @@
 #include "kyserial/Bridge/BridgeSession.h"
 
-#include "kyserial/Bridge/StartReason.h"
 #include "kyserial/Device/PortName.h"
 #include "kyserial/Terminal/StatusRow.h"
 #include "kyserial/Text/Failure.h"
 
-#include <JxUtilsLib/LockScope.h>
-
 #include <algorithm>
 #include <cstdio>
-#include <filesystem>
-#include <utility>
 
 namespace KySerialTool
 {
@@ -22,22 +17,6 @@ using KyToolPlatform::Console;
 
 // Milliseconds after which an interruption is noticed late at most, or a device that is gone.
 constexpr uint32_t cTick = 50;
-
-/// The terminal as the library wants it: from the root on.
-std::string AbsolutePath(const std::string& aPath)
-{
-    std::error_code lError;
-    const std::filesystem::path lPath = std::filesystem::absolute(aPath, lError);
-    if (lError || !std::filesystem::exists(lPath, lError))
-    {
-        throw OperationError("--tty: there is no " + aPath);
-    }
-    if (std::filesystem::is_directory(lPath, lError))
-    {
-        throw OperationError("--tty: " + aPath + " is a directory");
-    }
-    return lPath.string();
-}
 
 void PrintTo(std::FILE* aFile, const std::string& aText)
 {
@@ -51,157 +30,26 @@ BridgeSession::BridgeSession(Context& aContext, const BridgeOptions& aOptions, D
                              TrafficLog& aLog)
     : mContext(aContext)
     , mOptions(aOptions)
-    , mDevice(aDevice)
     , mLog(aLog)
     , mBegin(Clock::now())
-    , mStatistics(PortName(aOptions.mPort), aOptions.mHost.mName, mBegin)
+    , mPort(aOptions.mSelection, aDevice, mNetwork, aLog)
+    , mStatistics(GetPortName(), mPort.GetHost(), mBegin)
 {
-    Start();
 }
 
-KySerialBridgeOptions BridgeSession::GetOptions()
+std::string BridgeSession::GetPortName() const
 {
-    KySerialBridgeOptions lOptions;
-    lOptions.mObserver = this;
-    lOptions.mReconnect = mOptions.mReconnect;
-    lOptions.mGeneration = &mDevice;
-    return lOptions;
-}
-
-void BridgeSession::NotifyTraffic(KySerialBridgeWay aWay, int64_t /*aTime*/, const uint8_t* aBytes,
-                                  uint32_t aCount)
-{
-    if (!mOptions.mLogFile.empty())
-    {
-        mLog.Add(aWay == KySerialBridgeWay::ToDevice ? TrafficLog::cSent : TrafficLog::cReceived, aBytes,
-                 aCount);
-    }
-}
-
-void BridgeSession::AddChange(const DeviceChange& aChange)
-{
-    const JxUtilsLib::LockScope lScope(mLock);
-    mChanges.push_back(aChange);
-}
-
-void BridgeSession::StartClser()
-{
-    const std::string& lName = mOptions.mHost.mName;
-    StartReason lReason;
-    const KyResult lResult =
-        mBridge.Start(lName.c_str(), &mDevice.GetAdapter(), mOptions.mPort, GetOptions());
-    if (!lResult.IsOK())
-    {
-        throw OperationError("cannot bridge " + PortName(mOptions.mPort) + " to Camera Link clients as \"" +
-                             lName + "\": " + ResultText(lResult) + lReason.Text());
-    }
-    if (mOptions.mLine.mBaudRate.has_value())
-    {
-        Check(mBridge.SetHardCodedBaudRate(*mOptions.mLine.mBaudRate), "--baud");
-    }
-}
-
-void BridgeSession::Start()
-{
-    if (mOptions.mHost.mKind == HostKind::Clser)
-    {
-        StartClser();
-        return;
-    }
-    std::string lHost = mOptions.mHost.mName;
-    if (mOptions.mHost.mKind == HostKind::Pty)
-    {
-        mRelay.emplace();
-        lHost = mRelay->GetBridgePath();
-    }
-    else if (mOptions.mHost.mKind == HostKind::Tty)
-    {
-        lHost = AbsolutePath(lHost);
-    }
-    Check(mBridge.Start(lHost.c_str(), ToConfiguration(mOptions.mLine), &mDevice.GetAdapter(), mOptions.mPort,
-                        GetOptions()),
-          "cannot bridge " + PortName(mOptions.mPort) + " to " + mOptions.mHost.mName);
-    if (mRelay.has_value())
-    {
-        mLink.emplace(mOptions.mHost.mName, mRelay->GetUserPath()); // last: who finds it finds a bridge
-    }
-}
-
-// What is counted further down the stream of bytes is read first: it may only grow meanwhile.
-BridgeLedger BridgeSession::GetLedgerToDevice() const
-{
-    BridgeLedger lLedger;
-    const KySerialBridgeFlow lFlow = mEnded ? mFinalToDevice : mBridge.GetFlowToDevice();
-    lLedger.mAway = lFlow.mAway;
-    lLedger.mDelivered = lFlow.mDelivered;
-    lLedger.mRefused = lFlow.mRefused;
-    lLedger.mStopped = lFlow.mCutOff;
-    lLedger.mTaken = lFlow.mTaken;
-    if (mRelay.has_value())
-    {
-        lLedger.mStopped += mRelay->GetLostToBridge();
-        lLedger.mTaken = mRelay->GetTakenFromUser();
-    }
-    return lLedger;
-}
-
-BridgeLedger BridgeSession::GetLedgerFromDevice(uint64_t& aBytes) const
-{
-    BridgeLedger lLedger;
-    if (mRelay.has_value())
-    {
-        lLedger.mUnread = mRelay->GetUnread();
-        lLedger.mStopped = mRelay->GetStoppedToUser();
-        lLedger.mDelivered = mRelay->GetDeliveredToUser();
-    }
-    const KySerialBridgeFlow lFlow = mEnded ? mFinalFromDevice : mBridge.GetFlowFromDevice();
-    aBytes = lFlow.mDelivered + lFlow.mRefused; // as the bridge counts them
-    lLedger.mOverrun = lFlow.mOverrun;
-    lLedger.mCleared = lFlow.mCleared;
-    lLedger.mRefused = lFlow.mRefused;
-    lLedger.mStopped += lFlow.mCutOff;
-    lLedger.mTaken = lFlow.mTaken;
-    lLedger.mDelivered = mRelay.has_value() ? lLedger.mDelivered : lFlow.mDelivered;
-    return lLedger;
-}
-
-BridgeCounts BridgeSession::GetCounts() const
-{
-    BridgeCounts lCounts;
-    lCounts.mLedgerToDevice = GetLedgerToDevice();
-    lCounts.mLedgerFromDevice = GetLedgerFromDevice(lCounts.mFromDevice);
-    lCounts.mToDevice = lCounts.mLedgerToDevice.mDelivered;
-    lCounts.mUnread = lCounts.mLedgerFromDevice.mUnread;
-    lCounts.mBaudRate = mEnded ? mFinalBaudRate : mBridge.GetBaudRate();
-    lCounts.mConnected = mConnected;
-    lCounts.mReconnections = mReconnections;
-    return lCounts;
-}
-
-// Nobody finds the terminal any more, then the bridge lets go of the device and of its terminal, then the
-// rest is counted: what is in the terminals then, nobody gets.
-void BridgeSession::End()
-{
-    mLink.reset();
-    mFinalBaudRate = mBridge.GetBaudRate();
-    static_cast<void>(mBridge.Stop(mFinalToDevice, mFinalFromDevice)); // cannot fail for a bridge that runs
-    mEnded = true;
-    if (mRelay.has_value())
-    {
-        mRelay->End();
-    }
+    return PortName(mOptions.mSelection.mPort);
 }
 
 void BridgeSession::Run()
 {
     if (!mOptions.mQuiet)
     {
-        const bool lClser = mOptions.mHost.mKind == HostKind::Clser;
-        PrintTo(stderr,
-                PortName(mOptions.mPort) + " of " + mContext.mCommon.mDevice.mName + " is " +
-                    mOptions.mHost.mName +
-                    (lClser ? " for Camera Link clients" : ", " + LineText(ToConfiguration(mOptions.mLine))) +
-                    "; Ctrl-C ends\n");
+        const bool lClser = mOptions.mSelection.mHost.mKind == HostKind::Clser;
+        PrintTo(stderr, GetPortName() + " of " + mContext.mCommon.mDevice.mName + " is " + mPort.GetHost() +
+                            (lClser ? " for Camera Link clients" : ", " + mPort.GetLine()) +
+                            "; Ctrl-C ends\n");
     }
     if (mOptions.mStatsJson)
     {
@@ -216,7 +64,7 @@ void BridgeSession::Run()
     {
         lFailure = lError.what();
     }
-    End();
+    mPort.End();
     Report(Clock::now(), true);
     if (!lFailure.empty())
     {
@@ -248,19 +96,12 @@ void BridgeSession::Watch()
 // Says what the bridge has noticed since the last time. Without --reconnect the first absence is the end.
 void BridgeSession::FollowDevice()
 {
-    std::vector<DeviceChange> lChanges;
+    for (const BridgedPort::DeviceChange& lChange : mPort.TakeChanges())
     {
-        const JxUtilsLib::LockScope lScope(mLock);
-        lChanges.swap(mChanges);
-    }
-    for (const DeviceChange& lChange : lChanges)
-    {
-        mConnected = lChange.mIsBack;
-        if (!mOptions.mReconnect)
+        if (!mOptions.mSelection.mReconnect)
         {
-            throw OperationError(PortName(mOptions.mPort) + ": the connection to the device is lost");
+            throw OperationError(GetPortName() + ": the connection to the device is lost");
         }
-        mReconnections += lChange.mIsBack ? 1 : 0;
         Note(lChange.mIsBack
                  ? "the device is back; " + std::to_string(lChange.mLost) + " bytes to it are lost"
                  : "the device is gone");
@@ -273,14 +114,15 @@ void BridgeSession::Note(const std::string& aText)
     if (!mOptions.mQuiet)
     {
         const bool lLine = mLineLength > 0; // a status line stays where it is
-        PrintTo(stderr, (lLine ? "\n" : "") + PortName(mOptions.mPort) + ": " + aText + '\n');
+        PrintTo(stderr, (lLine ? "\n" : "") + GetPortName() + ": " + aText + '\n');
     }
 }
 
 // Whoever watches the file sees what came before a pause.
 void BridgeSession::FlushQuietLog()
 {
-    const uint64_t lBytes = mBridge.GetBytesSentToDevice() + mBridge.GetBytesReceivedFromDevice();
+    const BridgeCounts lCounts = mPort.GetCounts();
+    const uint64_t lBytes = lCounts.mToDevice + lCounts.mFromDevice;
     if (lBytes == mLoggedBytes)
     {
         mLog.Flush();
@@ -290,7 +132,7 @@ void BridgeSession::FlushQuietLog()
 
 void BridgeSession::Report(Clock::time_point aNow, bool aFinal)
 {
-    const BridgeCounts lCounts = GetCounts();
+    const BridgeCounts lCounts = mPort.GetCounts();
     if (mOptions.mStatsJson)
     {
         Print(mContext, mStatistics.Json(lCounts, aNow, aFinal));

@@ -31,7 +31,10 @@ using Reasons = std::vector<std::pair<const char*, uint64_t>>;
 
 Reasons ReasonsToDevice(const BridgeLedger& aLedger)
 {
-    return {{"away", aLedger.mAway}, {"refused", aLedger.mRefused}, {"stopped", aLedger.mStopped}};
+    return {{"away", aLedger.mAway},
+            {"cleared", aLedger.mCleared},
+            {"refused", aLedger.mRefused},
+            {"stopped", aLedger.mStopped}};
 }
 
 Reasons ReasonsFromDevice(const BridgeLedger& aLedger)

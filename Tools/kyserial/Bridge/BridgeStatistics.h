@@ -16,7 +16,8 @@ struct BridgeLedger
     // Lost bytes, by reason.
     uint64_t mAway = 0;    ///< To the device, while it was away.
     uint64_t mOverrun = 0; ///< From the device, faster than the host takes them.
-    uint64_t mCleared = 0; ///< From the device, waiting when its port was opened anew.
+    uint64_t mCleared =
+        0; ///< Waiting when the device port was opened anew, or when a client had them dropped.
     uint64_t mRefused = 0; ///< By the other side.
     uint64_t mUnread =
         0; ///< From the device, for a user of a pseudo terminal who was not there, or did not read.

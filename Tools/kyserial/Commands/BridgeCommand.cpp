@@ -1,6 +1,7 @@
 #include "kyserial/Commands/Commands.h"
 
 #include "kyserial/Bridge/BridgeSession.h"
+#include "kyserial/Bridge/HostSide.h"
 #include "kyserial/Bus/BulkPortScope.h"
 #include "kyserial/Options/Options.h"
 #include "kyserial/Terminal/TerminalRun.h"
@@ -35,24 +36,25 @@ void CheckClserLine(const LineSelection& aLine)
 
 ExitCode RunBridge(Context& aContext, const BridgeOptions& aOptions)
 {
-    CheckHostSelection(aOptions.mHost);
-    if (aOptions.mHost.mKind == HostKind::Clser)
+    const BridgeSelection& lSelection = aOptions.mSelection;
+    CheckHostSelection(lSelection.mHost);
+    if (lSelection.mHost.mKind == HostKind::Clser)
     {
-        CheckClserLine(aOptions.mLine);
+        CheckClserLine(lSelection.mLine);
     }
     TrafficLog lLog;
-    PrepareSession(aContext, aOptions.mLogFile, lLog);
+    PrepareSession(aContext, lSelection.mLogFile, lLog);
     const std::unique_ptr<Device> lDevice = OpenDevice(aContext);
     {
         // The bridge's features are this port's.
-        const BulkPortScope lScope(lDevice->GetAdapter(), aOptions.mPort);
+        const BulkPortScope lScope(lDevice->GetAdapter(), lSelection.mPort);
         BridgeSession lSession(aContext, aOptions, *lDevice, lLog);
         lSession.Run();
     }
     lLog.Flush();
     if (lLog.HasFailed())
     {
-        throw OperationError("--log: cannot write " + aOptions.mLogFile);
+        throw OperationError("--log: cannot write " + lSelection.mLogFile);
     }
     return ExitCode::Ok;
 }
@@ -73,10 +75,11 @@ void ParseInterval(const std::string& aText, uint32_t& aInterval)
 
 void AddBridgeOptions(CLI::App& aCommand, BridgeOptions& aOptions)
 {
-    AddPortOption(aCommand, PortKind::Any, aOptions.mPort);
-    AddHostOptions(aCommand, aOptions.mHost);
-    AddLineOptions(aCommand, aOptions.mLine);
-    aCommand.add_flag("--reconnect", aOptions.mReconnect, "Go on when the device was away and is back");
+    AddPortOption(aCommand, PortKind::Any, aOptions.mSelection.mPort);
+    AddHostOptions(aCommand, aOptions.mSelection.mHost);
+    AddLineOptions(aCommand, aOptions.mSelection.mLine);
+    aCommand.add_flag("--reconnect", aOptions.mSelection.mReconnect,
+                      "Go on when the device was away and is back");
     aCommand.add_flag("--stats-json", aOptions.mStatsJson,
                       "Statistics on the standard output, a JSON object a line");
     aCommand
@@ -88,7 +91,8 @@ void AddBridgeOptions(CLI::App& aCommand, BridgeOptions& aOptions)
     AddNumberOption(aCommand, "--duration", 86400000, "seconds", "End after N seconds (0: never)",
                     aOptions.mDuration);
     aCommand
-        .add_option("--log", aOptions.mLogFile, "Add the traffic to FILE, as text, or pcapng by its ending")
+        .add_option("--log", aOptions.mSelection.mLogFile,
+                    "Add the traffic to FILE, as text, or pcapng by its ending")
         ->type_name("FILE");
     aCommand.add_flag("-q,--quiet", aOptions.mQuiet, "No statistics and no notes on the error output");
 }

@@ -127,13 +127,15 @@ struct SimulatedCamera::Parts
 
 SimulatedCamera::SimulatedCamera(const SimulatorOptions& aOptions) : mThis(std::make_unique<Parts>(aOptions))
 {
+    // First: Windows does not open a directory, which then looks like a file that is not there yet.
+    std::error_code lUnknown;
+    if (std::filesystem::is_directory(aOptions.mStateFile, lUnknown))
+    {
+        throw OperationError("--sim-state: " + aOptions.mStateFile + " is a directory");
+    }
     if (!aOptions.mStateFile.empty() && !mThis->mCamera.LoadState(aOptions.mStateFile))
     {
-        std::error_code lUnknown;
-        throw OperationError("--sim-state: " + aOptions.mStateFile +
-                             (std::filesystem::is_directory(aOptions.mStateFile, lUnknown)
-                                  ? " is a directory"
-                                  : " was not written by this program"));
+        throw OperationError("--sim-state: " + aOptions.mStateFile + " was not written by this program");
     }
     if (aOptions.mCutAfter > 0)
     {

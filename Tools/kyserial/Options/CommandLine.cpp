@@ -6,6 +6,7 @@
 #include "kyserial/Bus/SpiCommand.h"
 #include "kyserial/Commands/Commands.h"
 #include "kyserial/Options/Options.h"
+#include "kyserial/Serve/ServeCommand.h"
 #include "kyserial/Text/Failure.h"
 #include "kyserial/Version.h"
 
@@ -104,6 +105,8 @@ ExitCode RunCommandLine(int aCount, const char* const* aArguments, KyToolPlatfor
         AddPortsCommand(lProgram, lContext);
         AddTermCommand(lProgram, lContext);
         AddBridgeCommand(lProgram, lContext);
+        AddServeCommand(lProgram, lContext);
+        AddStatusCommand(lProgram, lContext);
         AddClserCommand(lProgram, lContext);
         AddI2CCommand(lProgram, lContext);
         AddSpiCommand(lProgram, lContext);

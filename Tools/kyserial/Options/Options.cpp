@@ -175,6 +175,11 @@ CommonOptions::CommonOptions() : mLogLevel(cLogOff) {}
 void AddCommonOptions(CLI::App& aCommand, CommonOptions& aOptions)
 {
     AddDeviceOptions(aCommand, aOptions.mDevice);
+    AddLogOption(aCommand, aOptions);
+}
+
+void AddLogOption(CLI::App& aCommand, CommonOptions& aOptions)
+{
     aCommand
         .add_option_function<std::string>(
             "--log-level",

@@ -49,6 +49,9 @@ struct CommonOptions
 /// Adds --device, --log-level and the options of the simulated camera to a command.
 void AddCommonOptions(CLI::App& aCommand, CommonOptions& aOptions);
 
+/// Adds --log-level alone.
+void AddLogOption(CLI::App& aCommand, CommonOptions& aOptions);
+
 /// Which ports a command works on.
 enum class PortKind
 {

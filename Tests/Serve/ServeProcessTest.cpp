@@ -1,0 +1,254 @@
+// "kyserial serve" as a process, with clients over TCP.
+
+#include "Support/Process.h"
+#include "Support/WaitFor.h"
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/read.hpp>
+#include <boost/asio/write.hpp>
+
+#include <nlohmann/json.hpp>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <string>
+
+using namespace KyTest;
+using boost::asio::ip::tcp;
+using testing::HasSubstr;
+
+namespace
+{
+
+const char* const cStatus = "STATUS READY ZOOM 0 FOCUS 1000 IRIS 100\r\n";
+
+std::string PortEntry(const std::string& aPort, const std::string& aHost)
+{
+    return "[[device.port]]\nport = '" + aPort + "'\nhost = '" + aHost + "'\n";
+}
+
+class ServeProcessTest : public testing::Test
+{
+protected:
+    ServeProcessTest() : mName("test" + std::to_string(std::hash<std::string>()(mFile) % 1000000007)) {}
+    ~ServeProcessTest() override { std::remove(mFile.c_str()); }
+
+    void Configure(const std::string& aDevices)
+    {
+        ASSERT_TRUE(WriteFile(mFile, "name = '" + mName + "'\n" + aDevices));
+    }
+    void Start(const std::string& aDevices)
+    {
+        Configure(aDevices);
+        ASSERT_TRUE(mService.Start("kyserial", {"serve", mFile}, {}));
+    }
+    static int Run(const std::vector<std::string>& aArguments, std::string* aError = nullptr)
+    {
+        Process lTool;
+        EXPECT_TRUE(lTool.Start("kyserial", aArguments, {}));
+        const int lStatus = lTool.Wait().value_or(-1);
+        if (aError != nullptr)
+        {
+            *aError = lTool.Error();
+        }
+        return lStatus;
+    }
+    /// The TCP port that the service names for a port of a device.
+    uint16_t PortOf(const std::string& aWho)
+    {
+        const std::string lStart = aWho + " is tcp://127.0.0.1:";
+        EXPECT_TRUE(mService.WaitForError(lStart)) << mService.Error();
+        EXPECT_TRUE(WaitFor(
+            [&]
+            { return mService.Error().find('\n', mService.Error().rfind(lStart)) != std::string::npos; }));
+        const std::string lText = mService.Error();
+        return static_cast<uint16_t>(std::stoi(lText.substr(lText.rfind(lStart) + lStart.size())));
+    }
+    tcp::socket Connect(uint16_t aPort)
+    {
+        tcp::socket lSocket(mContext);
+        lSocket.connect({boost::asio::ip::address_v4::loopback(), aPort});
+        return lSocket;
+    }
+    static std::string Ask(tcp::socket& aSocket)
+    {
+        boost::system::error_code lError;
+        std::string lAnswer(std::string(cStatus).size(), '\0');
+        boost::asio::write(aSocket, boost::asio::buffer(std::string("STATUS?\r\n")), lError);
+        lAnswer.resize(boost::asio::read(aSocket, boost::asio::buffer(lAnswer), lError));
+        return lAnswer;
+    }
+    void End()
+    {
+        EXPECT_TRUE(mService.AskToEnd());
+        EXPECT_EQ(mService.Wait(), 0) << mService.Error();
+        EXPECT_THAT(mService.Error(), HasSubstr("Z ended\n"));
+    }
+
+    const std::string mFile = Process::TemporaryFile(".toml");
+    const std::string mName;
+    boost::asio::io_context mContext;
+    Process mService;
+};
+
+TEST_F(ServeProcessTest, SeveralPortsOfSeveralDevices)
+{
+    Start("[[device]]\nname = 'one'\ndevice = 'sim'\n" + PortEntry("uart0", "tcp://:0") +
+          PortEntry("bulk1", "tcp://:0") + "[[device]]\nname = 'two'\ndevice = 'sim'\n" +
+          PortEntry("bulk1", "tcp://:0"));
+    for (const char* const lWho : {"one uart0", "one bulk1", "two bulk1"})
+    {
+        tcp::socket lClient = Connect(PortOf(lWho));
+        EXPECT_EQ(Ask(lClient), cStatus) << lWho;
+    }
+    End();
+}
+
+TEST_F(ServeProcessTest, AReloadTouchesOnlyWhatHasChanged)
+{
+    const std::string lKept = "[[device]]\nname = 'kept'\ndevice = 'sim'\n" + PortEntry("bulk1", "tcp://:0");
+    Start(lKept + PortEntry("bulk4", "tcp://:0") + "[[device]]\nname = 'leaves'\ndevice = 'sim'\n" +
+          PortEntry("uart0", "tcp://:0"));
+    tcp::socket lKeptClient = Connect(PortOf("kept bulk1"));
+    EXPECT_EQ(Ask(lKeptClient), cStatus);
+    tcp::socket lLeavingClient = Connect(PortOf("leaves uart0"));
+    EXPECT_EQ(Ask(lLeavingClient), cStatus);
+    static_cast<void>(PortOf("kept bulk4"));
+    Configure(lKept + PortEntry("uart0", "tcp://:0"));
+    EXPECT_EQ(Run({"serve", "--reload", "--name", mName}), 0);
+    tcp::socket lNewClient = Connect(PortOf("kept uart0"));
+    EXPECT_EQ(Ask(lNewClient), cStatus);
+    EXPECT_EQ(Ask(lKeptClient), cStatus); // through the connection that it had
+    EXPECT_THAT(mService.Error(), HasSubstr("kept bulk4: ended"));
+    char lByte = 0;
+    boost::system::error_code lError;
+    EXPECT_EQ(boost::asio::read(lLeavingClient, boost::asio::buffer(&lByte, 1), lError),
+              0U); // its device is gone
+    End();
+}
+
+TEST_F(ServeProcessTest, AReloadOfAFileWithFaultsChangesNothing)
+{
+    Start("[[device]]\nname = 'lens'\ndevice = 'sim'\n" + PortEntry("bulk1", "tcp://:0"));
+    tcp::socket lClient = Connect(PortOf("lens bulk1"));
+    Configure("[[device]]\ncolor = 'red'\n");
+    EXPECT_EQ(Run({"serve", "--reload", "--name", mName}), 0);
+    EXPECT_TRUE(mService.WaitForError("nothing is changed: "));
+    EXPECT_THAT(mService.Error(), HasSubstr(mFile + ":3: color: there is no such key"));
+    EXPECT_EQ(Ask(lClient), cStatus);
+    End();
+}
+
+TEST_F(ServeProcessTest, ADeviceThatWasAwayIsServedAgainToTheSameClient)
+{
+    Start("[[device]]\nname = 'lens'\ndevice = 'sim'\nsim_cut = 300\nsim_back = 200\n" +
+          PortEntry("bulk1", "tcp://:0"));
+    tcp::socket lClient = Connect(PortOf("lens bulk1"));
+    EXPECT_TRUE(mService.WaitForError("lens bulk1: the device is gone"));
+    EXPECT_TRUE(mService.WaitForError("lens bulk1: the device is back; 0 bytes to it are lost"));
+    EXPECT_EQ(Ask(lClient), cStatus);
+    End();
+}
+
+TEST_F(ServeProcessTest, ASecondServiceOfTheNameIsRefused)
+{
+    Start("[[device]]\nname = 'lens'\ndevice = 'sim'\n" + PortEntry("bulk1", "tcp://:0"));
+    static_cast<void>(PortOf("lens bulk1"));
+    std::string lError;
+    EXPECT_EQ(Run({"serve", mFile}, &lError), 1);
+    EXPECT_THAT(lError, HasSubstr("a service with the name " + mName + " runs already"));
+    End();
+    EXPECT_EQ(Run({"serve", "--reload", "--name", mName}, &lError), 1);
+    EXPECT_EQ(lError, "kyserial: no service with the name " + mName + " runs in this session\n");
+}
+
+TEST_F(ServeProcessTest, APlaceThatIsTakenIsTriedAgain)
+{
+    Process lOther; // of another program
+    ASSERT_TRUE(lOther.Start("kyserial", {"bridge", "--port", "bulk1", "--tcp", "0", "--stats-json"}, {}));
+    ASSERT_TRUE(lOther.WaitForOutput("\"final\":false")) << lOther.Error();
+    const std::string lText = lOther.Output();
+    const std::string lStart = "\"host\":\"tcp://127.0.0.1:";
+    const std::string lPort = std::to_string(std::stoi(lText.substr(lText.find(lStart) + lStart.size())));
+    Start("[[device]]\nname = 'lens'\ndevice = 'sim'\n" + PortEntry("bulk1", "tcp://:" + lPort));
+    EXPECT_TRUE(mService.WaitForError("lens bulk1: cannot listen at 127.0.0.1:" + lPort)) << mService.Error();
+    EXPECT_TRUE(lOther.AskToEnd());
+    EXPECT_EQ(lOther.Wait(), 0);
+    tcp::socket lClient = Connect(PortOf("lens bulk1"));
+    EXPECT_EQ(Ask(lClient), cStatus);
+    End();
+}
+
+TEST_F(ServeProcessTest, StatusAndMetricsSayWhatGoesOn)
+{
+    Start("web = ':0'\n[[device]]\nname = 'lens'\ndevice = 'sim'\n" + PortEntry("bulk1", "tcp://:0"));
+    tcp::socket lClient = Connect(PortOf("lens bulk1"));
+    EXPECT_EQ(Ask(lClient), cStatus);
+    const std::string lText = mService.Error();
+    const std::string lStart = "status is http://127.0.0.1:";
+    const auto lWeb = static_cast<uint16_t>(std::stoi(lText.substr(lText.find(lStart) + lStart.size())));
+    Process lTool;
+    ASSERT_TRUE(lTool.Start("kyserial", {"status", std::to_string(lWeb), "--json"}, {}));
+    EXPECT_EQ(lTool.Wait(), 0) << lTool.Error();
+    const nlohmann::json lStatus = nlohmann::json::parse(lTool.Output());
+    EXPECT_EQ(lStatus["name"], mName);
+    const nlohmann::json& lDevice = lStatus["devices"][0];
+    EXPECT_EQ(lDevice["name"], "lens");
+    EXPECT_EQ(lDevice["connected"], true);
+    EXPECT_EQ(lDevice["ports"][0]["port"], "bulk1");
+    EXPECT_EQ(lDevice["ports"][0]["runs"], true);
+    EXPECT_EQ(lDevice["ports"][0]["to_device"]["delivered"], 9);
+    EXPECT_EQ(lDevice["ports"][0]["from_device"]["delivered"], 41);
+    EXPECT_EQ(lDevice["ports"][0]["clients"]["now"], 1);
+    Process lTable;
+    ASSERT_TRUE(lTable.Start("kyserial", {"status", std::to_string(lWeb)}, {}));
+    EXPECT_EQ(lTable.Wait(), 0);
+    EXPECT_THAT(lTable.Output(), HasSubstr("bulk1  tcp://127.0.0.1:"));
+    const auto lAsk = [&](const std::string& aRequest)
+    {
+        tcp::socket lSocket = Connect(lWeb);
+        boost::system::error_code lError;
+        boost::asio::write(lSocket, boost::asio::buffer(aRequest), lError);
+        std::string lAnswer;
+        boost::asio::read(lSocket, boost::asio::dynamic_buffer(lAnswer), lError);
+        return lAnswer;
+    };
+    const std::string lMetrics = lAsk("GET /metrics HTTP/1.1\r\nHost: localhost\r\n\r\n");
+    EXPECT_THAT(lMetrics, HasSubstr("HTTP/1.1 200 "));
+    EXPECT_THAT(lMetrics, HasSubstr("kyserial_port_delivered_bytes_total{device=\"lens\",port=\"bulk1\","
+                                    "way=\"from_device\"} 41\n"));
+    EXPECT_TRUE(lMetrics.ends_with("# EOF\n"));
+    // A page of another host, a foreign origin, what would change something, and what is no request.
+    EXPECT_THAT(lAsk("GET /status HTTP/1.1\r\nHost: evil.example\r\n\r\n"), HasSubstr("HTTP/1.1 403 "));
+    EXPECT_THAT(lAsk("GET /status HTTP/1.1\r\nHost: localhost\r\nOrigin: http://evil.example\r\n\r\n"),
+                HasSubstr("HTTP/1.1 403 "));
+    EXPECT_THAT(lAsk("POST /status HTTP/1.1\r\nHost: localhost\r\nContent-Length: 0\r\n\r\n"),
+                HasSubstr("HTTP/1.1 405 "));
+    EXPECT_THAT(lAsk("GET /other HTTP/1.1\r\nHost: localhost\r\n\r\n"), HasSubstr("HTTP/1.1 404 "));
+    EXPECT_EQ(lAsk("GET /" + std::string(100000, 'x') + " HTTP/1.1\r\n\r\n"), "");
+    tcp::socket lHalf = Connect(lWeb); // half a request does not hold up the end
+    boost::asio::write(lHalf, boost::asio::buffer(std::string("GET /st")));
+    End();
+}
+
+TEST_F(ServeProcessTest, ACheckListsAllFaultsAndOpensNothing)
+{
+    Configure("[[device]]\ndevice = 'sim'\ncolor = 1\n" + PortEntry("uart9", "tcp://:0"));
+    std::string lError;
+    EXPECT_EQ(Run({"serve", "--check", mFile}, &lError), 2);
+    EXPECT_EQ(lError, "kyserial: " + mFile +
+                          ":4: color: there is no such key of a device; use name, device, sim_fast, sim_cut, "
+                          "sim_back or port\nkyserial: " +
+                          mFile + ":6: port: \"uart9\" is no port; use uart0, uart1 or bulk0 to bulk7\n");
+    EXPECT_EQ(Run({"serve", mFile}), 2);
+    Configure("[[device]]\ndevice = 'sim'\n" + PortEntry("uart0", "tcp://:0"));
+    EXPECT_EQ(Run({"serve", "--check", mFile}, &lError), 0);
+    EXPECT_EQ(lError, "");
+    EXPECT_EQ(Run({"serve"}, &lError), 2);
+    EXPECT_EQ(lError, "kyserial: no configuration is given; use 'kyserial serve CONFIG'\n");
+}
+
+} // namespace

@@ -1,0 +1,15 @@
+#include "Platform/HangUp.h"
+
+namespace KyToolPlatform
+{
+
+HangUp::HangUp() noexcept = default;
+
+HangUp::~HangUp() = default;
+
+bool HangUp::Take() noexcept
+{
+    return false;
+}
+
+} // namespace KyToolPlatform

@@ -1,0 +1,314 @@
+#include "kyserial/Bridge/BridgedPort.h"
+
+#include "kyserial/Bridge/StartReason.h"
+#include "kyserial/Device/PortName.h"
+#include "kyserial/Device/PortSettings.h"
+#include "kyserial/Text/Failure.h"
+
+#include <JxUtilsLib/LockScope.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <utility>
+
+namespace KySerialTool
+{
+
+namespace
+{
+
+/// The terminal as the library wants it: from the root on.
+std::string AbsolutePath(const std::string& aPath)
+{
+    std::error_code lError;
+    const std::filesystem::path lPath = std::filesystem::absolute(aPath, lError);
+    if (lError || !std::filesystem::exists(lPath, lError))
+    {
+        throw OperationError("--tty: there is no " + aPath);
+    }
+    if (std::filesystem::is_directory(lPath, lError))
+    {
+        throw OperationError("--tty: " + aPath + " is a directory");
+    }
+    return lPath.string();
+}
+
+/// The name without what says its kind.
+std::string PlainName(const HostSelection& aHost)
+{
+    static const std::string cStarts[] = {"pty:", "tty:", "com:", "clser:"};
+    for (const std::string& lStart : cStarts)
+    {
+        if (aHost.mName.compare(0, lStart.size(), lStart) == 0)
+        {
+            return aHost.mName.substr(lStart.size());
+        }
+    }
+    return aHost.mName;
+}
+
+} // namespace
+
+BridgedPort::BridgedPort(const BridgeSelection& aSelection, Device& aDevice, Network& aNetwork,
+                         TrafficLog& aLog)
+    : mSelection(aSelection), mDevice(aDevice), mLog(aLog)
+{
+    Start(aNetwork);
+}
+
+BridgedPort::~BridgedPort()
+{
+    End();
+}
+
+KySerialBridgeOptions BridgedPort::GetOptions()
+{
+    KySerialBridgeOptions lOptions;
+    lOptions.mObserver = this;
+    lOptions.mReconnect = mSelection.mReconnect;
+    lOptions.mGeneration = &mDevice;
+    return lOptions;
+}
+
+void BridgedPort::NotifyTraffic(KySerialBridgeWay aWay, int64_t aTime, const uint8_t* aBytes, uint32_t aCount)
+{
+    mLastTraffic = aTime / 1000000;
+    if (!mSelection.mLogFile.empty())
+    {
+        mLog.Add(aWay == KySerialBridgeWay::ToDevice ? TrafficLog::cSent : TrafficLog::cReceived, aBytes,
+                 aCount);
+    }
+}
+
+void BridgedPort::NotifySettings(const KySerialPortConfiguration& aSettings)
+{
+    const JxUtilsLib::LockScope lScope(mLock);
+    mLine = LineText(aSettings);
+}
+
+void BridgedPort::AddChange(const DeviceChange& aChange)
+{
+    mConnected = aChange.mIsBack;
+    mReconnections += aChange.mIsBack ? 1 : 0;
+    const JxUtilsLib::LockScope lScope(mLock);
+    mChanges.push_back(aChange);
+}
+
+std::vector<BridgedPort::DeviceChange> BridgedPort::TakeChanges()
+{
+    const JxUtilsLib::LockScope lScope(mLock);
+    return std::exchange(mChanges, {});
+}
+
+std::string BridgedPort::GetLine() const
+{
+    const JxUtilsLib::LockScope lScope(mLock);
+    return mLine;
+}
+
+std::string BridgedPort::GetHost() const
+{
+    if (!mTcp.has_value())
+    {
+        return mSelection.mHost.mName;
+    }
+    const TcpSettings& lTcp = mSelection.mHost.mTcp;
+    const bool lIsIpv6 = lTcp.mAddress.find(':') != std::string::npos;
+    return (lTcp.mTelnet ? "rfc2217://" : "tcp://") + (lIsIpv6 ? '[' + lTcp.mAddress + ']' : lTcp.mAddress) +
+           ':' + std::to_string(mTcp->GetPort());
+}
+
+void BridgedPort::StartClser()
+{
+    const std::string lName = PlainName(mSelection.mHost);
+    StartReason lReason;
+    const KyResult lResult =
+        mBridge.Start(lName.c_str(), &mDevice.GetAdapter(), mSelection.mPort, GetOptions());
+    if (!lResult.IsOK())
+    {
+        throw OperationError("cannot bridge " + PortName(mSelection.mPort) + " to Camera Link clients as \"" +
+                             lName + "\": " + ResultText(lResult) + lReason.Text());
+    }
+    if (mSelection.mLine.mBaudRate.has_value())
+    {
+        Check(mBridge.SetHardCodedBaudRate(*mSelection.mLine.mBaudRate), "--baud");
+    }
+}
+
+void BridgedPort::StartTcp(Network& aNetwork)
+{
+    const LineSelection& lLine = mSelection.mLine;
+    KySerialBridgeRequest lRequest;
+    lRequest.mBaudRate = lLine.mBaudRate.value_or(0);
+    lRequest.mSetsParity = lLine.mParity.has_value();
+    lRequest.mParity = lLine.mParity.value_or(KyParityNone);
+    lRequest.mStopBits = lLine.mStopBits.value_or(0);
+    mTcp.emplace(mSelection.mHost.mTcp, aNetwork);
+    Check(mBridge.Start(*mTcp, lRequest, &mDevice.GetAdapter(), mSelection.mPort, GetOptions()),
+          "cannot bridge " + PortName(mSelection.mPort) + " to " + mSelection.mHost.mName);
+}
+
+// What is not given stays as the device has it; both ends of a host port need the same settings.
+KySerialPortConfiguration BridgedPort::GetLineOfHostPort()
+{
+    const LineSelection& lGiven = mSelection.mLine;
+    KySerialPortConfiguration lLine = ToConfiguration(lGiven);
+    PortSettings lSettings(mSelection.mPort);
+    lSettings.Read(mDevice.GetAdapter());
+    for (const auto& [lFeature, lValue] : lSettings.GetValues()) // no two features share a value
+    {
+        const KySerialPortConfiguration lKnown = lLine;
+        unsigned lRate = 0;
+        if (!lGiven.mBaudRate.has_value() && std::sscanf(lValue.c_str(), "Baud%u", &lRate) == 1)
+        {
+            lLine.mBaudRate = lRate;
+        }
+        if (!lGiven.mParity.has_value() && (lValue == "Even" || lValue == "Odd"))
+        {
+            lLine.mParity = lValue == "Even" ? KyParityEven : KyParityOdd;
+        }
+        if (!lGiven.mStopBits.has_value() && lValue == "Two")
+        {
+            lLine.mStopBits = 2;
+        }
+        lLine = lLine.IsValid().IsOK() ? lLine : lKnown; // a rate that no host port has
+    }
+    return lLine;
+}
+
+void BridgedPort::StartHostPort()
+{
+    std::string lHost = PlainName(mSelection.mHost);
+    const std::string lName = lHost;
+    if (mSelection.mHost.mKind == HostKind::Pty)
+    {
+        mRelay.emplace();
+        lHost = mRelay->GetBridgePath();
+    }
+    else if (mSelection.mHost.mKind == HostKind::Tty)
+    {
+        lHost = AbsolutePath(lHost);
+    }
+    Check(mBridge.Start(lHost.c_str(), GetLineOfHostPort(), &mDevice.GetAdapter(), mSelection.mPort,
+                        GetOptions()),
+          "cannot bridge " + PortName(mSelection.mPort) + " to " + lName);
+    if (mRelay.has_value())
+    {
+        mLink.emplace(lName, mRelay->GetUserPath()); // last: who finds it finds a bridge
+    }
+}
+
+void BridgedPort::Start(Network& aNetwork)
+{
+    if (mSelection.mHost.mKind == HostKind::Clser)
+    {
+        StartClser();
+    }
+    else if (IsTcp(mSelection.mHost.mKind))
+    {
+        StartTcp(aNetwork);
+    }
+    else
+    {
+        StartHostPort();
+    }
+}
+
+// What is counted further down the stream of bytes is read first: it may only grow meanwhile.
+BridgeLedger BridgedPort::GetLedgerToDevice() const
+{
+    BridgeLedger lLedger;
+    const KySerialBridgeFlow lFlow = mEnded ? mFinalToDevice : mBridge.GetFlowToDevice();
+    lLedger.mAway = lFlow.mAway;
+    lLedger.mDelivered = lFlow.mDelivered;
+    lLedger.mRefused = lFlow.mRefused;
+    lLedger.mStopped = lFlow.mCutOff;
+    lLedger.mTaken = lFlow.mTaken;
+    if (mRelay.has_value())
+    {
+        lLedger.mStopped += mRelay->GetLostToBridge();
+        lLedger.mTaken = mRelay->GetTakenFromUser();
+    }
+    if (mTcp.has_value())
+    {
+        const TcpCounts lTcp = mTcp->GetCounts();
+        lLedger.mTaken = lTcp.mTaken;
+        lLedger.mStopped += lTcp.mLeft;
+        lLedger.mRefused += lTcp.mNotAllowed;
+        lLedger.mCleared += lTcp.mPurged;
+    }
+    return lLedger;
+}
+
+BridgeLedger BridgedPort::GetLedgerFromDevice(uint64_t& aBytes) const
+{
+    BridgeLedger lLedger;
+    if (mRelay.has_value())
+    {
+        lLedger.mUnread = mRelay->GetUnread();
+        lLedger.mStopped = mRelay->GetStoppedToUser();
+        lLedger.mDelivered = mRelay->GetDeliveredToUser();
+    }
+    if (mTcp.has_value())
+    {
+        const TcpCounts lTcp = mTcp->GetCounts();
+        lLedger.mUnread = lTcp.mUnread;
+        lLedger.mStopped = lTcp.mStoppedToUser;
+    }
+    const KySerialBridgeFlow lFlow = mEnded ? mFinalFromDevice : mBridge.GetFlowFromDevice();
+    aBytes = lFlow.mDelivered + lFlow.mRefused; // as the bridge counts them
+    lLedger.mOverrun = lFlow.mOverrun;
+    lLedger.mCleared = lFlow.mCleared;
+    lLedger.mRefused = lFlow.mRefused;
+    if (!mRelay.has_value()) // a host side counts bytes before the bridge does
+    {
+        lLedger.mDelivered =
+            lFlow.mDelivered - std::min(lFlow.mDelivered, lLedger.mUnread + lLedger.mStopped);
+    }
+    lLedger.mStopped += lFlow.mCutOff;
+    lLedger.mTaken = lFlow.mTaken;
+    return lLedger;
+}
+
+BridgeCounts BridgedPort::GetCounts() const
+{
+    BridgeCounts lCounts;
+    lCounts.mLedgerToDevice = GetLedgerToDevice();
+    lCounts.mLedgerFromDevice = GetLedgerFromDevice(lCounts.mFromDevice);
+    lCounts.mToDevice = lCounts.mLedgerToDevice.mDelivered;
+    lCounts.mUnread = lCounts.mLedgerFromDevice.mUnread;
+    lCounts.mBaudRate = mEnded ? mFinalBaudRate : mBridge.GetBaudRate();
+    lCounts.mConnected = mConnected;
+    lCounts.mReconnections = mReconnections;
+    return lCounts;
+}
+
+std::optional<TcpCounts> BridgedPort::GetTcpCounts() const
+{
+    return mTcp.has_value() ? std::optional<TcpCounts>(mTcp->GetCounts()) : std::nullopt;
+}
+
+// Nobody finds the terminal any more, then the bridge lets go of the device and of its host side, then the
+// rest is counted: what is in the host side then, nobody gets.
+void BridgedPort::End()
+{
+    if (mEnded)
+    {
+        return;
+    }
+    mLink.reset();
+    mFinalBaudRate = mBridge.GetBaudRate();
+    static_cast<void>(mBridge.Stop(mFinalToDevice, mFinalFromDevice)); // fails for one that has not started
+    mEnded = true;
+    if (mRelay.has_value())
+    {
+        mRelay->End();
+    }
+    if (mTcp.has_value())
+    {
+        mTcp->Close();
+    }
+}
+
+} // namespace KySerialTool

@@ -1,0 +1,260 @@
+#include "kyserial/Serve/ServedDevice.h"
+
+#include "kyserial/Bus/BulkPortScope.h"
+#include "kyserial/Device/PortName.h"
+#include "kyserial/Text/Failure.h"
+
+#include <algorithm>
+#include <exception>
+#include <utility>
+
+namespace KySerialTool
+{
+
+namespace
+{
+
+constexpr uint32_t cRetry = 2000; // ms
+constexpr uint32_t cLook = 50;    // ms, at the device
+
+using Lock = std::unique_lock<std::mutex>;
+
+} // namespace
+
+ServedDevice::ServedDevice(ServedDeviceEntry aEntry, const KyToolPlatform::Console& aConsole,
+                           Network& aNetwork, Note aNote)
+    : mEntry(std::move(aEntry))
+    , mConsole(aConsole)
+    , mNetwork(aNetwork)
+    , mNote(std::move(aNote))
+    , mWanted(mEntry.mPorts)
+    , mThread([this] { Run(); })
+{
+}
+
+ServedDevice::~ServedDevice()
+{
+    AskToEnd();
+    mThread.join();
+}
+
+void ServedDevice::AskToEnd()
+{
+    mStop = true;
+    mWake.Set();
+}
+
+void ServedDevice::SetPorts(std::vector<ServedPortEntry> aPorts)
+{
+    const Lock lLock(mLock);
+    mWanted = std::move(aPorts);
+    mWake.Set();
+}
+
+void ServedDevice::Run()
+{
+    uint32_t lSinceTry = cRetry; // ms
+    while (!mStop)
+    {
+        Adopt();
+        const bool lIsComplete = IsComplete();
+        if (!lIsComplete && lSinceTry >= cRetry)
+        {
+            Connect();
+            StartPorts();
+            lSinceTry = 0;
+        }
+        Follow();
+        const bool lIsWoken = mWake.Wait_ms(cLook);
+        lSinceTry = lIsWoken || lIsComplete ? cRetry : lSinceTry + cLook; // a change is tried at once
+    }
+    std::vector<PortPtr> lPorts;
+    {
+        const Lock lLock(mLock);
+        lPorts.swap(mPorts);
+        mConnected = false;
+    }
+    lPorts.clear(); // before their device
+    mDevice.reset();
+    mHasEnded = true;
+}
+
+// Ports that are as before go on; the others end before any new one starts, which may want what they have.
+void ServedDevice::Adopt()
+{
+    std::vector<PortPtr> lLeaving;
+    {
+        const Lock lLock(mLock);
+        if (!mWanted.has_value())
+        {
+            return;
+        }
+        const std::vector<ServedPortEntry> lWanted = *std::move(mWanted);
+        mWanted.reset();
+        std::vector<PortPtr> lPorts;
+        for (const ServedPortEntry& lEntry : lWanted)
+        {
+            const auto lPlace = std::find_if(mPorts.begin(), mPorts.end(),
+                                             [&](const PortPtr& aPort)
+                                             { return aPort != nullptr && aPort->mEntry.IsSame(lEntry); });
+            lPorts.push_back(lPlace != mPorts.end() ? std::exchange(*lPlace, nullptr)
+                                                    : std::make_shared<Port>());
+            lPorts.back()->mEntry = lEntry;
+        }
+        lLeaving = std::exchange(mPorts, std::move(lPorts));
+    }
+    for (const PortPtr& lPort : lLeaving)
+    {
+        if (lPort != nullptr && lPort->mBridge.has_value())
+        {
+            lPort->mBridge->End();
+            mNote(mEntry.mName + ' ' + PortName(lPort->mEntry.mBridge.mPort) + ": ended");
+        }
+    }
+}
+
+bool ServedDevice::IsComplete() const
+{
+    const Lock lLock(mLock);
+    return mDevice != nullptr && std::all_of(mPorts.begin(), mPorts.end(),
+                                             [](const PortPtr& aPort) { return aPort->mBridge.has_value(); });
+}
+
+void ServedDevice::Connect()
+{
+    if (mDevice != nullptr)
+    {
+        return;
+    }
+    std::string lError;
+    try
+    {
+        DeviceSelection lSelection{mEntry.mDevice, mEntry.mSimulator};
+        mDevice = OpenDevice(lSelection, mConsole, DeviceAccess::Control);
+    }
+    catch (const std::exception& lFailure)
+    {
+        lError = lFailure.what();
+    }
+    bool lIsNews = false;
+    {
+        const Lock lLock(mLock);
+        lIsNews = lError != mError || lError.empty();
+        mError = lError;
+    }
+    if (lIsNews) // said once, not with every try
+    {
+        mNote(mEntry.mName + ": " + (lError.empty() ? "connected" : lError));
+    }
+}
+
+std::string ServedDevice::TryToStart(Port& aPort)
+{
+    try
+    {
+        const BridgeSelection& lSelection = aPort.mEntry.mBridge;
+        if (!lSelection.mLogFile.empty() && !aPort.mLog.Open(lSelection.mLogFile))
+        {
+            return "log: cannot write " + lSelection.mLogFile;
+        }
+        const bool lSelectsItself = IsTcp(lSelection.mHost.mKind); // together with what it asks
+        const BulkPortScope lScope(mDevice->GetAdapter(),
+                                   lSelectsItself ? KyDeviceSerialUart0 : lSelection.mPort);
+        aPort.mBridge.emplace(lSelection, *mDevice, mNetwork, aPort.mLog);
+        return {};
+    }
+    catch (const std::exception& lFailure)
+    {
+        return lFailure.what();
+    }
+}
+
+void ServedDevice::StartPorts()
+{
+    if (mDevice == nullptr)
+    {
+        return;
+    }
+    for (const PortPtr& lPort : mPorts)
+    {
+        if (lPort->mBridge.has_value() || mStop)
+        {
+            continue;
+        }
+        auto lTried = std::make_shared<Port>();
+        lTried->mEntry = lPort->mEntry;
+        lTried->mError = TryToStart(*lTried);
+        const bool lIsNews = lTried->mError.empty() || lTried->mError != lPort->mError;
+        const std::string lText =
+            mEntry.mName + ' ' + PortName(lPort->mEntry.mBridge.mPort) +
+            (lTried->mError.empty() ? " is " + lTried->mBridge->GetHost() : ": " + lTried->mError);
+        {
+            const Lock lLock(mLock);
+            *std::find(mPorts.begin(), mPorts.end(), lPort) = lTried;
+        }
+        if (lIsNews)
+        {
+            mNote(lText);
+        }
+    }
+}
+
+// The bridges see to a device that was away; this only says so.
+void ServedDevice::Follow()
+{
+    const bool lConnected = mDevice != nullptr && mDevice->GetAdapter().IsConnected();
+    const uint64_t lGeneration = mDevice != nullptr ? mDevice->GetGeneration() : 0;
+    {
+        const Lock lLock(mLock);
+        mConnected = lConnected;
+        mGeneration = lGeneration;
+    }
+    for (const PortPtr& lPort : mPorts)
+    {
+        if (!lPort->mBridge.has_value())
+        {
+            continue;
+        }
+        lPort->mLog.Flush();
+        for (const BridgedPort::DeviceChange& lChange : lPort->mBridge->TakeChanges())
+        {
+            const std::string lText =
+                lChange.mIsBack
+                    ? "the device is back; " + std::to_string(lChange.mLost) + " bytes to it are lost"
+                    : "the device is gone";
+            lPort->mLog.AddNote(lText);
+            mNote(mEntry.mName + ' ' + PortName(lPort->mEntry.mBridge.mPort) + ": " + lText);
+        }
+    }
+}
+
+ServedDeviceStatus ServedDevice::GetStatus() const
+{
+    ServedDeviceStatus lStatus;
+    const Lock lLock(mLock);
+    lStatus.mName = mEntry.mName;
+    lStatus.mDevice = mEntry.mDevice;
+    lStatus.mConnected = mConnected;
+    lStatus.mGeneration = mGeneration;
+    lStatus.mError = mError;
+    for (const PortPtr& lPort : mPorts)
+    {
+        ServedPortStatus lPortStatus;
+        lPortStatus.mPort = PortName(lPort->mEntry.mBridge.mPort);
+        lPortStatus.mHost = lPort->mEntry.mBridge.mHost.mName;
+        lPortStatus.mError = lPort->mError;
+        if (lPort->mBridge.has_value())
+        {
+            lPortStatus.mRuns = true;
+            lPortStatus.mHost = lPort->mBridge->GetHost();
+            lPortStatus.mLine = lPort->mBridge->GetLine();
+            lPortStatus.mLastTraffic = lPort->mBridge->GetLastTraffic();
+            lPortStatus.mCounts = lPort->mBridge->GetCounts();
+            lPortStatus.mTcp = lPort->mBridge->GetTcpCounts();
+        }
+        lStatus.mPorts.push_back(lPortStatus);
+    }
+    return lStatus;
+}
+
+} // namespace KySerialTool

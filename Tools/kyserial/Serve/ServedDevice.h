@@ -1,0 +1,109 @@
+#pragma once
+
+#include "kyserial/Bridge/BridgedPort.h"
+#include "kyserial/Serve/ServeConfiguration.h"
+
+#include <JxUtilsLib/Event.h>
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace KySerialTool
+{
+
+/// What a port does now.
+struct ServedPortStatus
+{
+    std::string mPort{};
+    std::string mHost{}; ///< As it is reached.
+    bool mRuns = false;
+    std::string mError{}; ///< Why it does not run.
+    std::string mLine{};  ///< "9600 8N1"; empty when nobody has set any.
+    int64_t mLastTraffic = 0;
+    BridgeCounts mCounts{};
+    std::optional<TcpCounts> mTcp{};
+};
+
+/// What a device does now.
+struct ServedDeviceStatus
+{
+    std::string mName{};
+    std::string mDevice{};
+    bool mConnected = false;
+    uint64_t mGeneration = 0;
+    std::string mError{}; ///< Why it is not connected.
+    std::vector<ServedPortStatus> mPorts{};
+};
+
+/// A device of the service and its ports, on a thread of its own: one that keeps its clients waiting holds no other
+/// one up. What does not work is tried again every two seconds.
+///
+/// Threads: any.
+class ServedDevice
+{
+public:
+    using Note = std::function<void(const std::string&)>; ///< Any thread.
+
+    /// Starts. The arguments but the first must outlive the object.
+    ServedDevice(ServedDeviceEntry aEntry, const KyToolPlatform::Console& aConsole, Network& aNetwork,
+                 Note aNote);
+    /// Ends it; blocks until the ports have ended and the device has its settings back.
+    ~ServedDevice();
+    ServedDevice(const ServedDevice&) = delete;
+    ServedDevice& operator=(const ServedDevice&) = delete;
+
+    const ServedDeviceEntry& GetEntry() const { return mEntry; }
+
+    /// Sets which ports are to run. Those that are the same as before go on undisturbed. Does not block.
+    void SetPorts(std::vector<ServedPortEntry> aPorts);
+
+    /// Asks it to end. Does not block.
+    void AskToEnd();
+    /// Whether it has ended, so that the destructor does not block.
+    bool HasEnded() const { return mHasEnded; }
+
+    ServedDeviceStatus GetStatus() const;
+
+private:
+    struct Port
+    {
+        ServedPortEntry mEntry{};
+        TrafficLog mLog{};
+        std::optional<BridgedPort> mBridge{};
+        std::string mError{};
+    };
+    using PortPtr = std::shared_ptr<Port>;
+
+    void Run();
+    void Connect();
+    void Adopt();
+    void StartPorts();
+    void Follow();
+    std::string TryToStart(Port& aPort);
+    bool IsComplete() const;
+
+    const ServedDeviceEntry mEntry;
+    const KyToolPlatform::Console& mConsole;
+    Network& mNetwork;
+    const Note mNote;
+    std::unique_ptr<Device> mDevice{}; // the thread's
+    JxUtilsLib::Event mWake{false};
+    std::atomic<bool> mStop{false};
+    std::atomic<bool> mHasEnded{false};
+    mutable std::mutex mLock;
+    std::optional<std::vector<ServedPortEntry>>
+        mWanted{};                 // that the thread has not adopted; under mLock, as all below
+    std::vector<PortPtr> mPorts{}; // changed by the thread alone
+    std::string mError{};
+    bool mConnected = false;
+    uint64_t mGeneration = 0;
+    std::thread mThread{}; // last: it uses the others
+};
+
+} // namespace KySerialTool

@@ -1,0 +1,186 @@
+#include "kyserial/Serve/Service.h"
+
+#include "kyserial/Serve/StatusText.h"
+#include "kyserial/Terminal/TrafficLog.h"
+#include "kyserial/Text/Failure.h"
+
+#include <KyPlatform/Session.h>
+#include <Platform/HangUp.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <utility>
+
+namespace KySerialTool
+{
+
+namespace
+{
+
+constexpr uint32_t cTick = 50; // ms; how late an interruption or a reload is noticed
+
+std::string ReloadName(const std::string& aName)
+{
+    return KyPlatform::Session::cLocalPrefix + ("KySerialServe-" + aName);
+}
+
+} // namespace
+
+Service::Service(Context& aContext, std::string aFile, ServeConfiguration aConfiguration)
+    : mContext(aContext), mFile(std::move(aFile)), mConfiguration(std::move(aConfiguration))
+{
+    const std::string lName = ReloadName(mConfiguration.mName);
+    if (mReload.Open(lName))
+    {
+        throw OperationError("a service with the name " + mConfiguration.mName +
+                             " runs already; give this one another name in its configuration");
+    }
+    if (!mReload.Create(lName))
+    {
+        throw OperationError("the system refuses the event for --reload");
+    }
+    if (!mContext.mConsole.WatchInterrupts())
+    {
+        throw OperationError("the system refuses to report interruptions");
+    }
+}
+
+void Service::AskToReload(const std::string& aName)
+{
+    KyPlatform::NamedEvent lEvent;
+    if (!lEvent.Open(ReloadName(aName)) || !lEvent.Set())
+    {
+        throw OperationError("no service with the name " + aName + " runs in this session");
+    }
+}
+
+// On the error output, with the time: a journal adds its own, a file does not.
+void Service::Say(const std::string& aText)
+{
+    std::fputs((TimeText(std::chrono::system_clock::now()) + ' ' + aText + '\n').c_str(), stderr);
+    std::fflush(stderr);
+}
+
+void Service::Run()
+{
+    KyToolPlatform::HangUp lHangUp; // after the console, which ends the program with this signal
+    OfferStatus();                  // first: a place that is taken is refused before anything is opened
+    Apply(mConfiguration);
+    Say("serving " + std::to_string(mConfiguration.mDevices.size()) + " devices of " + mFile);
+    while (!mContext.mConsole.WaitForInterrupt(cTick))
+    {
+        const bool lIsAsked = mReload.Wait(0) == KyPlatform::WaitResult::Done;
+        if (lHangUp.Take() || lIsAsked)
+        {
+            static_cast<void>(mReload.Reset()); // first: a request that comes now is another one
+            Reload();
+        }
+        mLeaving.remove_if([](const auto& aDevice) { return aDevice->HasEnded(); });
+    }
+    for (const auto& lDevice : mDevices)
+    {
+        lDevice->AskToEnd(); // all at once, then wait for each
+    }
+    mStatus.reset();
+    std::list<std::unique_ptr<ServedDevice>> lDevices;
+    {
+        const std::lock_guard<std::mutex> lLock(mLock);
+        lDevices.swap(mDevices);
+    }
+    lDevices.clear();
+    mLeaving.clear();
+    Say("ended");
+}
+
+void Service::OfferStatus()
+{
+    if (!mConfiguration.mWeb.has_value())
+    {
+        return;
+    }
+    const TcpSettings lPlace = *mConfiguration.mWeb;
+    mStatus.emplace(lPlace.mAddress, lPlace.mPort,
+                    [this, lName = mConfiguration.mName](const std::string& aPath) -> StatusServer::Answer
+                    {
+                        if (aPath == "/status")
+                        {
+                            return {"application/json", StatusJson(lName, GetStatus())};
+                        }
+                        if (aPath == "/metrics")
+                        {
+                            return {"application/openmetrics-text; version=1.0.0; charset=utf-8",
+                                    StatusMetrics(GetStatus())};
+                        }
+                        return {};
+                    });
+    Say("status is http://" + lPlace.mAddress + ':' + std::to_string(mStatus->GetPort()) + "/status");
+}
+
+void Service::Reload()
+{
+    std::vector<ConfigurationFault> lFaults;
+    const ServeConfiguration lConfiguration = LoadServeConfiguration(mFile, lFaults);
+    for (const ConfigurationFault& lFault : lFaults)
+    {
+        Say(FaultText(mFile, lFault));
+    }
+    if (lFaults.empty())
+    {
+        Apply(lConfiguration);
+        Say("reloaded " + mFile);
+    }
+    else
+    {
+        Say("nothing is changed: " + mFile + " has faults");
+    }
+}
+
+// Devices that leave end first: a new one may want what they have.
+void Service::Apply(const ServeConfiguration& aConfiguration)
+{
+    const std::lock_guard<std::mutex> lLock(mLock);
+    std::list<std::unique_ptr<ServedDevice>> lDevices;
+    for (const ServedDeviceEntry& lEntry : aConfiguration.mDevices)
+    {
+        const auto lPlace =
+            std::find_if(mDevices.begin(), mDevices.end(),
+                         [&](const auto& aDevice) { return aDevice->GetEntry().IsSame(lEntry); });
+        if (lPlace != mDevices.end())
+        {
+            (*lPlace)->SetPorts(lEntry.mPorts);
+            lDevices.splice(lDevices.end(), mDevices, lPlace);
+        }
+    }
+    for (const auto& lDevice : mDevices)
+    {
+        lDevice->AskToEnd();
+    }
+    mLeaving.splice(mLeaving.end(), mDevices);
+    for (const ServedDeviceEntry& lEntry : aConfiguration.mDevices)
+    {
+        const bool lRuns =
+            std::any_of(lDevices.begin(), lDevices.end(),
+                        [&](const auto& aDevice) { return aDevice->GetEntry().IsSame(lEntry); });
+        if (!lRuns)
+        {
+            lDevices.push_back(
+                std::make_unique<ServedDevice>(lEntry, mContext.mConsole, mNetwork, &Service::Say));
+        }
+    }
+    mDevices = std::move(lDevices);
+    mConfiguration = aConfiguration;
+}
+
+std::vector<ServedDeviceStatus> Service::GetStatus() const
+{
+    std::vector<ServedDeviceStatus> lStatus;
+    const std::lock_guard<std::mutex> lLock(mLock);
+    for (const auto& lDevice : mDevices)
+    {
+        lStatus.push_back(lDevice->GetStatus());
+    }
+    return lStatus;
+}
+
+} // namespace KySerialTool

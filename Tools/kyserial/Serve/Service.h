@@ -1,0 +1,55 @@
+#pragma once
+
+#include "kyserial/Options/Options.h"
+#include "kyserial/Serve/Network.h"
+#include "kyserial/Serve/ServeConfiguration.h"
+#include "kyserial/Serve/ServedDevice.h"
+#include "kyserial/Serve/StatusServer.h"
+
+#include <KyPlatform/NamedEvent.h>
+
+#include <list>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace KySerialTool
+{
+
+/// All ports of a configuration, until the program is interrupted.
+class Service
+{
+public:
+    /// Starts nothing yet. Throws OperationError when a service of that name runs.
+    Service(Context& aContext, std::string aFile, ServeConfiguration aConfiguration);
+    Service(const Service&) = delete;
+    Service& operator=(const Service&) = delete;
+
+    /// Runs until the program is interrupted; a reload touches what has changed in the file. A file with faults
+    /// changes nothing.
+    void Run();
+
+    /// Has the service of that name in this session read its file anew. Throws OperationError without such a service.
+    static void AskToReload(const std::string& aName);
+
+private:
+    std::vector<ServedDeviceStatus> GetStatus() const;
+    void Apply(const ServeConfiguration& aConfiguration);
+    void Reload();
+    void OfferStatus();
+    static void Say(const std::string& aText);
+
+    Context& mContext;
+    const std::string mFile;
+    ServeConfiguration mConfiguration;
+    KyPlatform::NamedEvent mReload;
+    Network mNetwork{};
+    mutable std::mutex mLock; // of the list; the main thread alone changes it
+    std::list<std::unique_ptr<ServedDevice>> mDevices{};
+    std::list<std::unique_ptr<ServedDevice>> mLeaving{};
+    std::optional<StatusServer> mStatus{}; // last: it asks the others
+};
+
+} // namespace KySerialTool

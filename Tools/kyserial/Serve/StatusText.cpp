@@ -1,0 +1,171 @@
+#include "kyserial/Serve/StatusText.h"
+
+#include "kyserial/Text/Failure.h"
+#include "kyserial/Text/Output.h"
+
+#include <nlohmann/json.hpp>
+
+#include <functional>
+
+namespace KySerialTool
+{
+
+namespace
+{
+
+using Json = nlohmann::ordered_json;
+
+Json LedgerJson(const BridgeLedger& aLedger)
+{
+    return {{"taken", aLedger.mTaken},
+            {"delivered", aLedger.mDelivered},
+            {"lost", aLedger.GetLost()},
+            {"on_the_way", aLedger.GetOnTheWay()}};
+}
+
+Json PortJson(const ServedPortStatus& aPort)
+{
+    Json lPort = {{"port", aPort.mPort},
+                  {"host", aPort.mHost},
+                  {"runs", aPort.mRuns},
+                  {"error", aPort.mError},
+                  {"line", aPort.mLine},
+                  {"baud_rate", aPort.mCounts.mBaudRate},
+                  {"last_traffic", aPort.mLastTraffic},
+                  {"reconnections", aPort.mCounts.mReconnections},
+                  {"to_device", LedgerJson(aPort.mCounts.mLedgerToDevice)},
+                  {"from_device", LedgerJson(aPort.mCounts.mLedgerFromDevice)}};
+    if (aPort.mTcp.has_value())
+    {
+        lPort["clients"] = {{"now", aPort.mTcp->mClients},
+                            {"accepted", aPort.mTcp->mAccepted},
+                            {"turned_away", aPort.mTcp->mTurnedAway},
+                            {"disconnected", aPort.mTcp->mDisconnected},
+                            {"faults", aPort.mTcp->mFaults}};
+    }
+    return lPort;
+}
+
+/// A text between the quotes of a label.
+std::string Label(const std::string& aText)
+{
+    std::string lText;
+    for (const char lCharacter : aText)
+    {
+        const bool lEscapes = lCharacter == '"' || lCharacter == '\\';
+        lText += lEscapes             ? std::string("\\") + lCharacter
+                 : lCharacter == '\n' ? std::string("\\n")
+                                      : std::string(1, lCharacter);
+    }
+    return lText;
+}
+
+/// One metric of all ports.
+class Metric
+{
+public:
+    Metric(std::string aName, const char* aType, const char* aHelp) : mName(std::move(aName)), mType(aType)
+    {
+        mText = "# TYPE " + mName + ' ' + aType + "\n# HELP " + mName + ' ' + aHelp + '\n';
+    }
+    void Add(const std::string& aLabels, uint64_t aValue)
+    {
+        mText +=
+            mName + (mType == "counter" ? "_total{" : "{") + aLabels + "} " + std::to_string(aValue) + '\n';
+    }
+    const std::string& Text() const { return mText; }
+
+private:
+    const std::string mName;
+    const std::string mType;
+    std::string mText;
+};
+
+} // namespace
+
+std::string StatusJson(const std::string& aName, const std::vector<ServedDeviceStatus>& aDevices)
+{
+    Json lDevices = Json::array();
+    for (const ServedDeviceStatus& lDevice : aDevices)
+    {
+        Json lPorts = Json::array();
+        for (const ServedPortStatus& lPort : lDevice.mPorts)
+        {
+            lPorts.push_back(PortJson(lPort));
+        }
+        lDevices.push_back({{"name", lDevice.mName},
+                            {"device", lDevice.mDevice},
+                            {"connected", lDevice.mConnected},
+                            {"generation", lDevice.mGeneration},
+                            {"error", lDevice.mError},
+                            {"ports", std::move(lPorts)}});
+    }
+    const Json lStatus = {{"name", aName}, {"devices", std::move(lDevices)}};
+    return lStatus.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n';
+}
+
+std::string StatusMetrics(const std::vector<ServedDeviceStatus>& aDevices)
+{
+    Metric lConnected("kyserial_device_connected", "gauge", "Whether the device is there.");
+    Metric lRuns("kyserial_port_running", "gauge", "Whether the port is relayed.");
+    Metric lClients("kyserial_port_clients", "gauge", "Clients over TCP.");
+    Metric lDelivered("kyserial_port_delivered_bytes", "counter", "Bytes that the other side has.");
+    Metric lLost("kyserial_port_lost_bytes", "counter", "Bytes that nobody has got.");
+    for (const ServedDeviceStatus& lDevice : aDevices)
+    {
+        const std::string lWho = "device=\"" + Label(lDevice.mName) + '"';
+        lConnected.Add(lWho, lDevice.mConnected ? 1 : 0);
+        for (const ServedPortStatus& lPort : lDevice.mPorts)
+        {
+            const std::string lWhich = lWho + ",port=\"" + Label(lPort.mPort) + '"';
+            lRuns.Add(lWhich, lPort.mRuns ? 1 : 0);
+            lClients.Add(lWhich, lPort.mTcp.has_value() ? lPort.mTcp->mClients : 0);
+            for (const auto& [lWay, lLedger] : {std::pair("to_device", &lPort.mCounts.mLedgerToDevice),
+                                                std::pair("from_device", &lPort.mCounts.mLedgerFromDevice)})
+            {
+                const std::string lLabels = lWhich + ",way=\"" + lWay + '"';
+                lDelivered.Add(lLabels, lLedger->mDelivered);
+                lLost.Add(lLabels, lLedger->GetLost());
+            }
+        }
+    }
+    return lConnected.Text() + lRuns.Text() + lClients.Text() + lDelivered.Text() + lLost.Text() + "# EOF\n";
+}
+
+std::string StatusTable(const std::string& aJson)
+{
+    Table lTable(
+        {"DEVICE", "PORT", "HOST", "STATE", "CLIENTS", "RATE", "TO DEVICE", "LOST", "FROM DEVICE", "LOST"});
+    try
+    {
+        const Json lStatus = Json::parse(aJson);
+        for (const Json& lDevice : lStatus.at("devices"))
+        {
+            const std::string lError = lDevice.at("error").get<std::string>();
+            const std::string lState = !lError.empty()                       ? lError
+                                       : lDevice.at("connected").get<bool>() ? "connected"
+                                                                             : "away";
+            lTable.Add(
+                {lDevice.at("name").get<std::string>(), "", lDevice.at("device").get<std::string>(), lState});
+            for (const Json& lPort : lDevice.at("ports"))
+            {
+                const auto lNumber = [](const Json& aNumber)
+                { return std::to_string(aNumber.get<uint64_t>()); };
+                lTable.Add({"", lPort.at("port").get<std::string>(), lPort.at("host").get<std::string>(),
+                            lPort.at("runs").get<bool>() ? "runs" : lPort.at("error").get<std::string>(),
+                            lPort.contains("clients") ? lNumber(lPort.at("clients").at("now")) : "-",
+                            lNumber(lPort.at("baud_rate")), lNumber(lPort.at("to_device").at("delivered")),
+                            lNumber(lPort.at("to_device").at("lost")),
+                            lNumber(lPort.at("from_device").at("delivered")),
+                            lNumber(lPort.at("from_device").at("lost"))});
+            }
+        }
+    }
+    catch (const Json::exception&)
+    {
+        throw OperationError("the answer is not that of a service");
+    }
+    return lTable.Text();
+}
+
+} // namespace KySerialTool
