@@ -1,4 +1,4 @@
-#include "kyserial/Device/DeviceSelector.h"
+#include "kyserial/Device/DeviceName.h"
 #include "kyserial/Device/PortName.h"
 #include "kyserial/Text/Failure.h"
 #include "kyserial/Text/Hex.h"

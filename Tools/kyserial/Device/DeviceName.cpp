@@ -159,6 +159,15 @@ std::string ChooseDevice(const std::string& aGiven)
     return lAlias != lConfiguration.mAliases.end() ? lAlias->second : lName;
 }
 
+std::string CheckDeviceName(const std::string& aName)
+{
+    if (aName.empty())
+    {
+        return "the name is empty; use sim (the simulated camera), gev://ADDRESS or a camera's name";
+    }
+    return IsNetworkDevice(aName) ? CheckNetworkDevice(aName) : std::string();
+}
+
 bool IsDeviceText(const std::string& aName)
 {
     return aName == "sim" || IsNetworkDevice(aName);

@@ -36,6 +36,9 @@ std::string ChooseDevice(const std::string& aGiven);
 /// Whether aName is the text of a device ("sim", "gev://ADDRESS"), so that no search is needed.
 bool IsDeviceText(const std::string& aName);
 
+/// What can be said against a device's name without a search. \return Empty when it may be one.
+std::string CheckDeviceName(const std::string& aName);
+
 /// The device that aName describes: its MAC address, serial number, user name or model, letter case ignored.
 /// \param aFindings  The devices that answered.
 /// \return What --device takes. Throws OperationError when no device or several fit; the text lists the latter.

@@ -92,15 +92,6 @@ void ShowSimulatorOptions(CLI::App& aCommand)
     }
 }
 
-std::string CheckDeviceName(const std::string& aName)
-{
-    if (aName.empty())
-    {
-        return "the name is empty; use sim (the simulated camera), gev://ADDRESS or a camera's name";
-    }
-    return IsNetworkDevice(aName) ? CheckNetworkDevice(aName) : std::string();
-}
-
 std::unique_ptr<Device> OpenDevice(DeviceSelection& aSelection, const KyToolPlatform::Console& aConsole,
                                    DeviceAccess aAccess)
 {

@@ -27,9 +27,6 @@ void AddDeviceOptions(CLI::App& aCommand, DeviceSelection& aSelection);
 /// --device sim or --help-sim. A user with a camera has no use for them.
 void ShowSimulatorOptions(CLI::App& aCommand);
 
-/// What can be said against a device's name without a search. \return Empty when it may be one.
-std::string CheckDeviceName(const std::string& aName);
-
 /// What a command does with a device.
 enum class DeviceAccess
 {

@@ -1,5 +1,6 @@
 #include "kyserial/Serve/ServeConfiguration.h"
 
+#include "kyserial/Device/DeviceName.h"
 #include "kyserial/Device/PortName.h"
 
 // Its assertions are about texts that it refuses a step later; a file must not end a debug build.
