@@ -3,6 +3,7 @@
 #include "kyserial/Text/Failure.h"
 #include "kyserial/Text/Hex.h"
 #include "kyserial/Text/Output.h"
+#include "kyserial/Text/TomlText.h"
 
 #include <gtest/gtest.h>
 
@@ -86,6 +87,20 @@ TEST(FailureTest, CheckThrowsOnlyForFailures)
     {
         EXPECT_STREQ("opening: UNSUPPORTED", lError.what());
     }
+}
+
+TEST(TomlTextTest, FindsCharactersThatTheParserMustNotSee)
+{
+    for (const char* const lGood : {"", "a = 1", "a = \"\xC3\xBC\" # \xC3\xBC\n", "a = '\xC3\xBC'",
+                                    "\xEF\xBB\xBF[a]", "a = \"\\\"\xC3\xBC\"", "a = '''\n\xC3\xBC''''' # '",
+                                    "a = \"\"\"\n\xC3\xBC\\\"\"\"\xC3\xBC\"\"\"", "a = \"\"\nb = ''"})
+    {
+        EXPECT_EQ(std::nullopt, FindStrayCharacter(lGood)) << lGood;
+    }
+    EXPECT_EQ(1U, FindStrayCharacter("\xC3\xBC = 1"));
+    EXPECT_EQ(2U, FindStrayCharacter("a = \"b\"\n\xC7\x97"));
+    EXPECT_EQ(3U, FindStrayCharacter("a = '''\n'''\n\xC7\x97"));
+    EXPECT_EQ(1U, FindStrayCharacter("a = \"\\\\\"\xC7\x97"));
 }
 
 TEST(DeviceSelectorTest, RefusesTextsThatNoDeviceCanHave)

@@ -1,6 +1,7 @@
 #include "kyserial/Device/DeviceName.h"
 
 #include "kyserial/Text/Failure.h"
+#include "kyserial/Text/TomlText.h"
 
 // Its assertions are about texts that it refuses a step later; a file must not end a debug build.
 #define TOML_ASSERT(aCondition) static_cast<void>(0)
@@ -10,6 +11,8 @@
 #include <cctype>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <set>
 
 namespace KySerialTool
@@ -113,8 +116,16 @@ DeviceConfiguration ReadConfiguration(const std::string& aFile)
     {
         return lConfiguration;
     }
+    std::ifstream lFile(aFile, std::ios::binary); // one that cannot be read is refused below
+    const std::string lText(std::istreambuf_iterator<char>(lFile), {});
+    lFile.close();
     try
     {
+        static_cast<void>(toml::parse(WithoutForeignLetters(lText)));
+        if (const auto lStray = FindStrayCharacter(lText))
+        {
+            throw UsageError(aFile + ":" + std::to_string(*lStray) + ": " + cStrayCharacter);
+        }
         for (const auto& [lKey, lNode] : toml::parse_file(aFile))
         {
             if (lKey == "device")

@@ -2,6 +2,7 @@
 
 #include "kyserial/Device/DeviceName.h"
 #include "kyserial/Device/PortName.h"
+#include "kyserial/Text/TomlText.h"
 
 // Its assertions are about texts that it refuses a step later; a file must not end a debug build.
 #define TOML_ASSERT(aCondition) static_cast<void>(0)
@@ -399,6 +400,12 @@ ServeConfiguration ParseServeConfiguration(const std::string& aText, std::vector
     aFaults.clear();
     try
     {
+        static_cast<void>(toml::parse(WithoutForeignLetters(aText)));
+        if (const auto lStray = FindStrayCharacter(aText))
+        {
+            aFaults.push_back({*lStray, cStrayCharacter});
+            return lConfiguration;
+        }
         const toml::table lTable = toml::parse(aText);
         TableReader lReader(lTable, "of the service", aFaults);
         lReader.Text("name",
