@@ -130,11 +130,12 @@ std::string Inflate(std::string_view aPacked, size_t aLargest, std::string& aTex
     while (lResult == Z_OK && aText.size() <= aLargest)
     {
         const size_t lSize = aText.size();
-        aText.resize(lSize + cStep);
+        const size_t lStep = std::min(cStep, aLargest + 1 - lSize); // one byte more shows that it is too long
+        aText.resize(lSize + lStep);
         lStream.next_out = reinterpret_cast<Bytef*>(aText.data() + lSize);
-        lStream.avail_out = static_cast<uInt>(cStep);
+        lStream.avail_out = static_cast<uInt>(lStep);
         lResult = inflate(&lStream, Z_NO_FLUSH);
-        aText.resize(lSize + cStep - lStream.avail_out);
+        aText.resize(lSize + lStep - lStream.avail_out);
         if (lResult == Z_OK && lStream.avail_in == 0 && lStream.avail_out != 0)
         {
             break; // the rest is missing
