@@ -15,6 +15,7 @@ import threading
 import time
 
 import draw
+import line_time
 import targets
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
@@ -129,6 +130,12 @@ def measure_start(binaries):
     stripped = binaries.parent / "stripped.so"
     run(["strip", "-o", stripped, library.resolve()])
     return {"start.ports_ms": statistics.median(times), "size.library_KiB": stripped.stat().st_size / 1024}
+
+
+def measure_line_time(binaries, windows, quick):
+    program = windows / "kyserial.exe" if windows else None
+    wine = [ROOT / "scripts" / "wine.sh", program] if program and program.exists() else None
+    return line_time.measure(binaries, wine, quick)
 
 
 def measure_wine(binaries, quick):
@@ -290,6 +297,7 @@ def main():
         "relay": lambda: read_figures(run([arguments.binaries / "RelayBenchmark"] + ["--quick"] * quick, timeout=240)),
         "bridges": lambda: measure_bridges(arguments.binaries, quick),
         "start": lambda: measure_start(arguments.binaries),
+        "line": lambda: measure_line_time(arguments.binaries, arguments.wine, quick),
         "wine": lambda: measure_wine(arguments.wine, quick),
     }
     folder = ROOT / "Docs" / "performance" if arguments.write else arguments.binaries.parent / "performance"

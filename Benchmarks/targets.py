@@ -91,6 +91,40 @@ def throughput(cores):
     return rows
 
 
+PLACES = {"sim": "camera in the program", "net": "camera on the network", "wine-sim": "Wine, camera in the program",
+          "wine-net": "Wine, camera on the network"}
+
+
+def beyond_the_line():
+    """Commands to a lens. A bridge to a terminal device gives what its user writes to the camera every 10 ms."""
+    ways = {"term": ("kyserial term", 0.25), "pty": ("pty", 10.25), "tcp": ("TCP", 0.25),
+            "clser": ("Camera Link", 0.25)}
+    return [(f"{where}: {name}, {rate} bit/s", value(f"line.{place}.{way}_{rate}_ms"), at_most(bound))
+            for place, where in PLACES.items() for way, (name, bound) in ways.items() for rate in (9600, 115200)]
+
+
+def times_the_line(names, bound):
+    return [(f"{where}: {what}", value(f"line.{place}.{name}"), at_most(bound) if bound else None)
+            for place, where in PLACES.items() for name, what in names.items()]
+
+
+STREAMS = {f"{name}_{way}": f"16 KiB {what} {port}"
+           for name, port in (("uart", "a UART"), ("bulk0", "bulk port 0"), ("bulk1", "a bulk port of features"))
+           for way, what in (("down", "to"), ("up", "from"))}
+MEMORIES = {
+    "eeprom_write": "EEPROM, 256 bytes written and compared",
+    "eeprom_read": "EEPROM, 256 bytes read",
+    "flash_write": "flash memory, 64 KiB erased, written and compared",
+    "flash_read": "flash memory, 64 KiB read",
+    "flash_erase": "flash memory, 64 KiB erased",
+    "i2c_detect": "i2c detect",
+}
+STARTS = {
+    "ports_ms": "kyserial ports",
+    "features_ms": "kyserial features list",
+    "first_byte_ms": "a bridge, from its start to the answer of the lens",
+}
+
 # Paths whose instructions are counted, by the names that HotPaths knows.
 HOT_PATHS = {
     "RingPush/256": "256 bytes pushed",
@@ -197,6 +231,11 @@ TABLES = {
         ("256: bytes lost", value("bridges256.lost"), at_most(0)),
     ]),
     "network": ("Network adapter", network("one") + network("spread") + evaluator()),
+    "line-commands": ("A lens command and its answer, ms beyond the line's own time", beyond_the_line()),
+    "line-streams": ("16 KiB at 115200 bit/s over TCP, times the line's own time", times_the_line(STREAMS, 1.02)),
+    "line-memories": ("Programs at a memory on a bus, times the bus's and the memory's own time",
+                      times_the_line(MEMORIES, None)),
+    "line-starts": ("Short programs, ms", times_the_line(STARTS, None)),
     "wine": ("Windows build under Wine", [
         ("kernel calls a write with room", value("wine.calls.write"), at_most(3)),
         ("kernel calls a read with data", value("wine.calls.read"), at_most(3)),

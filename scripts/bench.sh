@@ -25,15 +25,15 @@ build() { # folder, targets, options
 }
 
 native="TransportBenchmark ServerBenchmark BridgeBenchmark RelayBenchmark WakeBenchmark EngineBenchmark HotPaths
-NetworkBenchmark EvaluatorBenchmark KySerial kyserial"
+NetworkBenchmark EvaluatorBenchmark KySerial kyserial kyserial-camera"
 build build/bench "$native"
 arguments=(--binaries build/bench/bin "$@")
 case " $* " in
   *" --check "* | *" --update-baseline "*) ;;
   *)
     if command -v x86_64-w64-mingw32-g++-posix >/dev/null && command -v wine >/dev/null; then
-      build build/bench-windows "TransportBenchmark WaitBenchmark IdleBenchmark" \
-        --toolchain cmake/mingw-w64-x86_64.cmake -DKYSERIAL_BUILD_TOOLS=OFF
+      build build/bench-windows "TransportBenchmark WaitBenchmark IdleBenchmark kyserial" \
+        --toolchain cmake/mingw-w64-x86_64.cmake
       export WINEPREFIX=$PWD/build/wine
       arguments+=(--wine build/bench-windows/bin)
     fi
