@@ -20,6 +20,7 @@ import targets
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 BASELINE = ROOT / "Benchmarks" / "baseline.json"
+HISTORY = ROOT / "Docs" / "records" / "performance-history.jsonl"
 TURNS = (1000, 3000)  # two runs of different length: what begins and ends a run does not count
 GROWTH = 1.10
 REPEATS = 5  # as in Figures.h
@@ -221,11 +222,20 @@ def count_instructions(binaries):
     return {name: of_a_turn(lambda turns, path=name: count(path, turns)) for name in targets.HOT_PATHS}
 
 
+def describe_compiler():
+    return run(["c++", "--version"]).splitlines()[0]
+
+
 def check(binaries, update):
     counts = count_instructions(binaries)
     if update:
-        BASELINE.write_text(json.dumps(counts, indent=2, sort_keys=True) + "\n")
-    baseline = json.loads(BASELINE.read_text())
+        BASELINE.write_text(json.dumps({"compiler": describe_compiler(), "instructions": counts}, indent=2,
+                                       sort_keys=True) + "\n")
+    recorded = json.loads(BASELINE.read_text())
+    if recorded["compiler"] != describe_compiler():
+        print(f"not compared: the baseline is of {recorded['compiler']}, this compiler is {describe_compiler()}")
+        return 0
+    baseline = recorded["instructions"]
     grown = 0
     for name, count in counts.items():
         before = baseline.get(name)
@@ -236,12 +246,21 @@ def check(binaries, update):
     return 1 if grown else 0
 
 
+def measured_rows(figures):
+    """(table, what, number, bound) of each row that was measured."""
+    for name, (_, rows) in targets.TABLES.items():
+        for what, how, bound in rows:
+            number = how(figures)
+            if number is not None:
+                yield name, what, number, bound
+
+
 def write_results(figures, folder):
     folder.mkdir(parents=True, exist_ok=True)
     lines = []
-    for name, (title, rows) in targets.TABLES.items():
-        measured = [(what, how(figures), bound) for what, how, bound in rows]
-        measured = [(what, number, bound) for what, number, bound in measured if number is not None]
+    found = list(measured_rows(figures))
+    for name, (title, _) in targets.TABLES.items():
+        measured = [row[1:] for row in found if row[0] == name]
         if not measured:
             continue
         (folder / f"{name}.svg").write_text(draw.draw(title, measured))
@@ -258,9 +277,19 @@ def write_results(figures, folder):
 def describe_machine(load_before):
     with open("/proc/cpuinfo", encoding="utf-8") as file:
         model = re.search(r"model name\s*: (.*)", file.read()).group(1)
-    compiler = run(["c++", "--version"]).splitlines()[0]
-    return (f"{os.cpu_count()} x {model}, Linux {os.uname().release}, {compiler}; "
+    return (f"{os.cpu_count()} x {model}, Linux {os.uname().release}, {describe_compiler()}; "
             f"{load_before:.1f} programs at work before the run.")
+
+
+def add_to_history(figures, load_before):
+    """A line of JSON for each run whose figures went into the documentation."""
+    rows = {}
+    for name, what, number, _ in measured_rows(figures):
+        rows.setdefault(name, {})[what] = float(f"{number:.3g}")
+    commit = run(["git", "-C", ROOT, "rev-parse", "--short", "HEAD"]).strip()
+    line = {"date": time.strftime("%Y-%m-%d"), "commit": commit, "machine": describe_machine(load_before), "rows": rows}
+    with open(HISTORY, "a", encoding="utf-8") as file:
+        file.write(json.dumps(line) + "\n")
 
 
 def insert_into_page(tables, load_before):
@@ -317,6 +346,7 @@ def main():
     (folder / "figures.json").write_text(json.dumps(dict(sorted(figures.items())), indent=1) + "\n")
     if arguments.write:
         insert_into_page(tables, load_before)
+        add_to_history(figures, load_before)
     print(tables)
     return 0
 

@@ -191,11 +191,10 @@ def measure_memories(place, repeats):
         # 32 pages of an address, an offset and 8 bytes; then a read that compares: it begins with a write of the offset.
         "eeprom_write": 32 * (10 * I2C_BYTE + EEPROM_CYCLE) + (3 + 256) * I2C_BYTE,
         "eeprom_read": (3 + 256) * I2C_BYTE,
-        # Read, erase 16 sectors, program 256 pages, read again.
-        "flash_write": 2 * 65536 * SPI_BYTE + 16 * FLASH_ERASE + 256 * (FLASH_PROGRAM + 260 * SPI_BYTE),
+        # Read, erase 16 sectors, program 512 halves of a page (a message takes no whole one), read again.
+        "flash_write": 2 * 65536 * SPI_BYTE + 16 * FLASH_ERASE + 512 * (FLASH_PROGRAM + 132 * SPI_BYTE),
         "flash_read": 65536 * SPI_BYTE,
         "flash_erase": 16 * FLASH_ERASE,
-        "i2c_detect": 112 * I2C_BYTE,
     }
     times = {name: [] for name in own}
     with tempfile.TemporaryDirectory() as folder:
@@ -209,7 +208,6 @@ def measure_memories(place, repeats):
             times["flash_write"].append(time_command(place, "spi", "flash", "write", "-y", "--erase", *at, large))
             times["flash_read"].append(time_command(place, "spi", "flash", "read", *at, back))
             times["flash_erase"].append(time_command(place, "spi", "flash", "erase", "-y", "--size", "65536", *at))
-            times["i2c_detect"].append(time_command(place, "i2c", "detect", "--port", "bulk2"))
     figures = {f"{name}_ms": statistics.median(values) * 1e3 for name, values in times.items()}
     figures.update({name: statistics.median(values) / own[name] for name, values in times.items()})
     return figures
@@ -218,7 +216,8 @@ def measure_memories(place, repeats):
 def measure_starts(place, repeats):
     """Milliseconds of short programs, and until a bridge passes its first byte."""
     figures = {}
-    for name, words in (("ports", ["ports"]), ("features", ["features", "list"])):
+    for name, words in (("ports", ["ports"]), ("features", ["features", "list"]),
+                        ("i2c_detect", ["i2c", "detect", "--port", "bulk2"])):
         figures[f"{name}_ms"] = statistics.median(time_command(place, *words) for _ in range(repeats)) * 1e3
     times = []
     for _ in range(repeats):

@@ -117,11 +117,11 @@ MEMORIES = {
     "flash_write": "flash memory, 64 KiB erased, written and compared",
     "flash_read": "flash memory, 64 KiB read",
     "flash_erase": "flash memory, 64 KiB erased",
-    "i2c_detect": "i2c detect",
 }
 STARTS = {
     "ports_ms": "kyserial ports",
     "features_ms": "kyserial features list",
+    "i2c_detect_ms": "kyserial i2c detect",
     "first_byte_ms": "a bridge, from its start to the answer of the lens",
 }
 

@@ -190,6 +190,11 @@ void SerialPort::EndWrites(bool aEnd)
 
 bool SerialPort::AwaitInterrupt(JxUtilsLib::Event& aEvent, uint32_t aTimeout)
 {
+    // The interrupt may have come inside the call that writes. Then nothing is left to end: the lock is not needed.
+    if (aEvent.Wait_ms(0))
+    {
+        return true;
+    }
     {
         const JxUtilsLib::LockScope lLock(mWriteLock);
         if (mWritesEnd)
