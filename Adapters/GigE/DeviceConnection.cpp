@@ -109,10 +109,10 @@ KyResult DeviceConnection::Evaluate(std::string aFile, DeviceFeatures& aFeatures
     if (lResult.IsOK())
     {
         aFeatures.mMap = std::make_unique<NodeMap>(*aFeatures.mDescription, *aFeatures.mSpace);
-        const Dependencies& lGraph = aFeatures.mDescription->GetGraph();
-        for (const auto& [lPort, lEvent] : lGraph.GetEventPorts())
+        if (!aFeatures.mDescription->GetGraph().CollectFed(aFeatures.mFed))
         {
-            aFeatures.mFed[lEvent] = lGraph.FedBy(lEvent);
+            return {KyResult::FAILURE,
+                    "The device's description cannot be used: its events feed too many features."};
         }
     }
     return lResult;

@@ -4,6 +4,7 @@
 #include "Libraries/KySerial/OutOfMemory.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace KyGigE
 {
@@ -132,13 +133,15 @@ void GigEDeviceAdapter::FillFeatures(std::vector<FeatureEntry>& aEntries)
     {
         return;
     }
-    for (const ListedFeature& lListed : lFeatures->mDescription->GetGraph().GetFeatures())
+    std::vector<ListedFeature> lList = lFeatures->mDescription->GetGraph().GetFeatures();
+    aEntries.reserve(lList.size());
+    for (ListedFeature& lListed : lList)
     {
         FeatureEntry lEntry;
-        lEntry.mName = lListed.mName;
-        lEntry.mCategory = lListed.mCategory;
-        lEntry.mVisibility = lListed.mVisibility;
-        lEntry.mToolTip = lListed.mToolTip;
+        lEntry.mName = std::move(lListed.mName);
+        lEntry.mCategory = std::move(lListed.mCategory);
+        lEntry.mVisibility = std::move(lListed.mVisibility);
+        lEntry.mToolTip = std::move(lListed.mToolTip);
         FillAccess(lMap, lEntry);
         aEntries.push_back(std::move(lEntry));
     }

@@ -216,4 +216,40 @@ TEST_F(BudgetTest, LengthsThatTheDeviceMakesUpTakeNoMemory)
     EXPECT_EQ(TextOf("Text"), "");
 }
 
+// A device that answers each packet just before it would be sent again.
+TEST_F(BudgetTest, ASlowDeviceDoesNotKeepAUseForEver)
+{
+    constexpr uint64_t cSlow = 190;
+    constexpr size_t cMost = KyGigE::Evaluator::cMostDeviceTime / cSlow + 1;
+    std::string lNodes;
+    std::string lVariables;
+    std::string lSum;
+    for (int lIndex = 0; lIndex < 100; ++lIndex)
+    {
+        lNodes += IntReg(N(lIndex), std::to_string(4 * lIndex));
+        lVariables += "<pVariable Name=\"" + N(lIndex) + "\">" + N(lIndex) + "</pVariable>";
+        lSum += (lSum.empty() ? "" : "+") + N(lIndex);
+    }
+    MakeNodes(lNodes + NodeXml("IntSwissKnife", "Sum", lVariables + "<Formula>" + lSum + "</Formula>") +
+              "<StringReg Name=\"Text\"><Address>0x1000</Address><Length>1048576</Length><AccessMode>RW"
+              "</AccessMode><pPort>Device</pPort></StringReg>");
+    mSpace.mMeanwhile = [this] { mNow += cSlow; };
+    EXPECT_EQ(ProblemOf("Sum"), "The feature N22 cannot be evaluated: the device takes too long.");
+    EXPECT_EQ(TakeAccesses().size(), cMost);
+    EXPECT_EQ(ProblemOf("Text"), "The feature Text cannot be evaluated: the device takes too long.");
+    EXPECT_EQ(TakeAccesses().size(), cMost);
+    mSpace.mMeanwhile = {};
+    EXPECT_EQ(TextOf("Text"), "");
+}
+
+// A device that asks for time gets it, and what follows is still done.
+TEST_F(BudgetTest, AnAccessThatTakesLongDoesNotEndTheUse)
+{
+    MakeNodes(IntReg("A", "0x10") + IntReg("B", "0x14") +
+              NodeXml("Integer", "Both", "<pValue>A</pValue><pValueCopy>B</pValueCopy>"));
+    mSpace.mMeanwhile = [this] { mNow += 9'000; };
+    EXPECT_THAT(Set("Both", "5"), KyTest::IsOK());
+    EXPECT_EQ(mSpace.GetWord(0x14), 5U);
+}
+
 } // namespace

@@ -131,6 +131,61 @@ TEST_F(DependenciesTest, WithoutARootEverythingIsListed)
     EXPECT_EQ(lFeatures[1].mName, "A");
 }
 
+TEST_F(DependenciesTest, TextsThatFeaturesShareDoNotMultiply)
+{
+    const std::string lText(1'000'000, 'x');
+    std::string lEntries;
+    std::string lFolder;
+    for (int lIndex = 0; lIndex < 100; ++lIndex)
+    {
+        const std::string lName = "E" + std::to_string(lIndex);
+        lEntries += "<StructEntry Name=\"" + lName + "\"><Bit>0</Bit></StructEntry>";
+        lFolder += "<pFeature>" + lName + "</pFeature>";
+    }
+    const Dependencies& lGraph =
+        GraphOf("<Category Name=\"Root\"><pFeature>" + lText + "</pFeature></Category><Category Name=\"" +
+                lText + "\">" + lFolder + "</Category><StructReg><ToolTip>" + lText + "</ToolTip>" +
+                lEntries + "</StructReg>");
+    size_t lSum = 0;
+    const std::vector<ListedFeature> lFeatures = lGraph.GetFeatures();
+    for (const ListedFeature& lFeature : lFeatures)
+    {
+        lSum += lFeature.mCategory.size() + lFeature.mToolTip.size();
+    }
+    EXPECT_EQ(lFeatures.size(), 100U);
+    EXPECT_EQ(lFeatures[0].mCategory, lText);
+    EXPECT_EQ(lFeatures[0].mToolTip, lText);
+    EXPECT_LE(lSum, KyGigE::XmlDocument::cLargestText);
+}
+
+TEST_F(DependenciesTest, EventsThatFeedTooMuchAreNoEvents)
+{
+    const auto lMakeGraph = [this](int aEvents, int aFeatures) -> const Dependencies&
+    {
+        std::string lNodes;
+        std::string lVariables;
+        for (int lEvent = 1; lEvent <= aEvents; ++lEvent)
+        {
+            const std::string lName = "P" + std::to_string(lEvent);
+            lNodes += Port(lName, std::to_string(lEvent)) + IntReg("R" + lName, "0x10", "RO", "", lName);
+            lVariables += "<pVariable Name=\"A\">R" + lName + "</pVariable>";
+        }
+        lNodes += "<IntSwissKnife Name=\"Knife\">" + lVariables + "<Formula>A</Formula></IntSwissKnife>";
+        for (int lFeature = 0; lFeature < aFeatures; ++lFeature)
+        {
+            lNodes += Integer("F" + std::to_string(lFeature), "<pValue>Knife</pValue>");
+        }
+        return GraphOf(lNodes);
+    };
+    std::map<uint16_t, std::vector<std::string>> lFed;
+    EXPECT_TRUE(lMakeGraph(100, 500).CollectFed(lFed));
+    EXPECT_EQ(lFed.size(), 100U);
+    EXPECT_EQ(lFed[0x64].size(), 502U);                  // with the register and the knife
+    EXPECT_FALSE(lMakeGraph(300, 500).CollectFed(lFed)); // 150,000 names
+    EXPECT_THAT(lFed, IsEmpty());
+    EXPECT_FALSE(lMakeGraph(9'000, 0).CollectFed(lFed)); // as many looks at 18,000 nodes
+}
+
 TEST_F(DependenciesTest, TheShortestPollingTimeCounts)
 {
     const Dependencies& lGraph =

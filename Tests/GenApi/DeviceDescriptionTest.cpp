@@ -70,4 +70,24 @@ TEST(DeviceDescriptionTest, OfTwoNodesWithOneNameTheFirstCounts)
     EXPECT_EQ(lDescription->GetGraph().GetFeatures().size(), 1U);
 }
 
+// A device that chooses its names so that looking one up means looking at all of them.
+TEST(DeviceDescriptionTest, NamesThatLeadToOnePlaceAreRefused)
+{
+    constexpr uint32_t cPlaces = 4096; // of the table for so many nodes
+    std::string lNodes;
+    size_t lFound = 0;
+    for (uint32_t lNumber = 0; lFound <= KyGigE::NameIndex::cLongestSearch; ++lNumber)
+    {
+        const std::string lName = "N" + std::to_string(lNumber);
+        if (KyGigE::NameIndex::HashOf(lName) % cPlaces == 0)
+        {
+            lNodes += "<Integer Name=\"" + lName + "\"/>";
+            ++lFound;
+        }
+    }
+    EXPECT_THAT(ParseFailure(Description(lNodes)),
+                KyTest::IsResult(KyResult::FAILURE, "The device's description cannot be used: the names of "
+                                                    "its nodes are too much alike."));
+}
+
 } // namespace

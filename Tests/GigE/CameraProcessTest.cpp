@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -150,6 +151,23 @@ TEST_F(CameraProcessTest, ShowsItsVersionAndHelp)
         EXPECT_EQ(0, lProcess.Wait());
         EXPECT_THAT(lProcess.Output(), StartsWith(lText));
     }
+}
+
+TEST_F(CameraProcessTest, ItsHelpFitsOnAPageAndHasAnExample)
+{
+    Process lProcess;
+    ASSERT_TRUE(lProcess.Start("kyserial-camera", {"--help"}, {}));
+    EXPECT_EQ(0, lProcess.Wait());
+    const std::string lOutput = lProcess.Output();
+    std::istringstream lHelp(lOutput);
+    size_t lLines = 0;
+    for (std::string lLine; std::getline(lHelp, lLine); ++lLines)
+    {
+        EXPECT_LE(lLine.size(), 80U) << lLine;
+    }
+    EXPECT_GT(lLines, 5U);
+    EXPECT_LE(lLines, 40U);
+    EXPECT_THAT(lOutput, HasSubstr("Example"));
 }
 
 TEST_F(CameraProcessTest, SaysWhyItCannotBeThere)

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -25,6 +26,8 @@ public:
     /// "R 0x10 4", "W 0x10 4", "RR 0x10", "WR 0x10": what was asked.
     std::vector<std::string> mAccesses;
     uint64_t mForeignWrites = 0;
+    /// What goes on during each access.
+    std::function<void()> mMeanwhile;
 
     uint64_t GetForeignWrites() const override { return mForeignWrites; }
     void Put(uint64_t aAddress, const Bytes& aBytes)
@@ -91,6 +94,10 @@ private:
         std::snprintf(lText, sizeof(lText), "%s0x%llX %llu", aWhat, static_cast<unsigned long long>(aAddress),
                       static_cast<unsigned long long>(aSize));
         mAccesses.emplace_back(lText);
+        if (mMeanwhile)
+        {
+            mMeanwhile();
+        }
     }
     KyResult Answer() const { return mFailure.value_or(KyResult()); }
 

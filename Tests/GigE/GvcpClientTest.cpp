@@ -181,6 +181,7 @@ TEST_F(GvcpClientTest, ConnectingHasALimitAndGivesTheDeviceBackAfterIt)
 {
     ConnectionOptions lOptions = Quick();
     lOptions.mControl.mPending = 60000;
+    EXPECT_EQ(lOptions.mConnectLimit, 30000U); // what applications have that choose none
     lOptions.mConnectLimit = 300;
     mDevice.SetScript(PromisesAfterControl());
     GvcpClient lClient(Address(), lOptions);

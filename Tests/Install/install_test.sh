@@ -31,7 +31,8 @@ fail() {
 # build_and_run PREFIX: the consumer against what is installed there, its programs beside the DLLs.
 build_and_run() {
   cmake -S "$source/Tests/Install/Consumer" -B "$work/consumer" "${consumer_options[@]}" -DCMAKE_PREFIX_PATH="$1" \
-    -DCMAKE_FIND_ROOT_PATH="$1" >"$work/configure.log" 2>&1 || { cat "$work/configure.log"; fail "configure"; }
+    -DCMAKE_FIND_ROOT_PATH="$1" -DKYSERIAL_CONSUMER_HAS_GIGE="$has_gige" >"$work/configure.log" 2>&1 ||
+    { cat "$work/configure.log"; fail "configure"; }
   cmake --build "$work/consumer" >"$work/build.log" 2>&1 || { cat "$work/build.log"; fail "build"; }
   if [ -n "$toolchain" ]; then
     cp "$1"/bin/*.dll "$work/consumer"
@@ -291,6 +292,11 @@ Zip)
     [ -s "$root/$file" ] || fail "no $file"
   done
   build_and_run "$root"
+  # A program for the adapter by what pkg-config says about the archive, wherever it was unpacked.
+  PKG_CONFIG_LIBDIR=$root/lib/pkgconfig pkg-config --cflags --libs kygige kyserial >"$work/flags"
+  x86_64-w64-mingw32-g++-posix -std=c++17 -Wall -Wextra -Wpedantic -Werror \
+    "$source/Tests/Install/Consumer/consumer_gige.cpp" $(cat "$work/flags") -o "$root/bin/gige.exe"
+  "${run[@]}" "$root/bin/gige.exe" | grep '^address: good'
   # The C program once more, with the import libraries for other linkers, which have every function.
   for library in KySerialC KyGigEC KySimulatorC clserzmo; do
     [ -s "$root/lib/$library.lib" ] || fail "no $library.lib"

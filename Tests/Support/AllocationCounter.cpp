@@ -25,6 +25,15 @@ namespace
 constexpr size_t cHead = 16; // in front of each block: keeps the block's size and its alignment
 
 std::atomic<int64_t> gBytes{0};
+std::atomic<int64_t> gMostBytes{0};
+
+void AddBytes(size_t aSize) noexcept
+{
+    const int64_t lBytes = gBytes += static_cast<int64_t>(cHead + aSize);
+    for (int64_t lMost = gMostBytes; lMost < lBytes && !gMostBytes.compare_exchange_weak(lMost, lBytes);)
+    {
+    }
+}
 
 thread_local bool gCounting = false;
 thread_local int gCount = 0;
@@ -58,7 +67,7 @@ void* Allocate(size_t aSize) noexcept
         return nullptr;
     }
     gLeft += gCounting ? 1 : 0;
-    gBytes += static_cast<int64_t>(cHead + aSize);
+    AddBytes(aSize);
     std::memcpy(lHead, &aSize, sizeof aSize);
     return lHead + cHead;
 }
@@ -152,6 +161,16 @@ int64_t GetAllocatedBytes()
     return gBytes;
 }
 
+int64_t GetMostBytes()
+{
+    return gMostBytes;
+}
+
+void ForgetMostBytes()
+{
+    gMostBytes = gBytes.load();
+}
+
 } // namespace KyTest
 
 // The whole set, so that no form of delete meets memory of another form of new.
@@ -226,7 +245,7 @@ extern "C" void* __wrap_calloc(size_t aCount, size_t aSize)
         const KyTest::AllocationPause lPause;
         const std::lock_guard<std::mutex> lLock(GetClearedBlocks().mMutex);
         GetClearedBlocks().mSizes[lMemory] = aCount * aSize;
-        gBytes += static_cast<int64_t>(cHead + aCount * aSize);
+        AddBytes(aCount * aSize);
     }
     return lMemory;
 }

@@ -48,4 +48,8 @@ public:
 /// for each block, which is about what the system's allocator adds. Any thread.
 int64_t GetAllocatedBytes();
 
+/// The most that GetAllocatedBytes() was since ForgetMostBytes(). Any thread.
+int64_t GetMostBytes();
+void ForgetMostBytes();
+
 } // namespace KyTest

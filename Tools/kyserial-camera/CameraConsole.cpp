@@ -101,6 +101,28 @@ ConsoleAnswer ChangeNumbers(const Words& aWords, const Change& aChange)
     return Ok();
 }
 
+/// "N MS": every Nth command.
+template<typename Set>
+ConsoleAnswer ChangeTime(NetworkCamera& aCamera, const Words& aWords, Set aSet)
+{
+    return ChangeNumbers(aWords,
+                         [&](const auto& aNumbers)
+                         {
+                             aCamera.ChangeFaults(
+                                 [&](NetworkFaults& aFaults)
+                                 { (aFaults.*aSet)(aNumbers[0], std::chrono::milliseconds(aNumbers[1])); });
+                         });
+}
+
+/// "WHAT N MS": every Nth datagram of a kind.
+template<typename Set>
+ConsoleAnswer ChangeKindsTime(NetworkCamera& aCamera, const Words& aWords, Set aSet)
+{
+    return ChangeKind(aCamera, aWords,
+                      [&](NetworkFaults& aFaults, DatagramKind aKind, const auto& aNumbers)
+                      { (aFaults.*aSet)(aKind, aNumbers[0], std::chrono::milliseconds(aNumbers[1])); });
+}
+
 std::optional<Port> PortOf(const std::string& aText)
 {
     const std::string lName = aText.substr(0, 4);
@@ -152,11 +174,7 @@ const std::array<Command, 18> cCommands = {
       }},
      {"delay", "WHAT N MS", 3, 3,
       [](NetworkCamera& aCamera, const Words& aWords)
-      {
-          return ChangeKind(aCamera, aWords,
-                            [](NetworkFaults& aFaults, DatagramKind aKind, const auto& aNumbers)
-                            { aFaults.Delay(aKind, aNumbers[0], std::chrono::milliseconds(aNumbers[1])); });
-      }},
+      { return ChangeKindsTime(aCamera, aWords, &NetworkFaults::Delay); }},
      {"busy", "N", 1, 1,
       [](NetworkCamera& aCamera, const Words& aWords)
       {
@@ -166,35 +184,13 @@ const std::array<Command, 18> cCommands = {
       }},
      {"slow", "N MS", 2, 2,
       [](NetworkCamera& aCamera, const Words& aWords)
-      {
-          return ChangeNumbers(
-              aWords,
-              [&](const auto& aNumbers)
-              {
-                  aCamera.ChangeFaults(
-                      [&](NetworkFaults& aFaults)
-                      { aFaults.SetSlow(aNumbers[0], std::chrono::milliseconds(aNumbers[1])); });
-              });
-      }},
+      { return ChangeTime(aCamera, aWords, &NetworkFaults::SetSlow); }},
      {"silent", "N MS", 2, 2,
       [](NetworkCamera& aCamera, const Words& aWords)
-      {
-          return ChangeNumbers(
-              aWords,
-              [&](const auto& aNumbers)
-              {
-                  aCamera.ChangeFaults(
-                      [&](NetworkFaults& aFaults)
-                      { aFaults.SetSilent(aNumbers[0], std::chrono::milliseconds(aNumbers[1])); });
-              });
-      }},
+      { return ChangeTime(aCamera, aWords, &NetworkFaults::SetSilent); }},
      {"late", "WHAT N MS", 3, 3,
       [](NetworkCamera& aCamera, const Words& aWords)
-      {
-          return ChangeKind(aCamera, aWords,
-                            [](NetworkFaults& aFaults, DatagramKind aKind, const auto& aNumbers)
-                            { aFaults.Late(aKind, aNumbers[0], std::chrono::milliseconds(aNumbers[1])); });
-      }},
+      { return ChangeKindsTime(aCamera, aWords, &NetworkFaults::Late); }},
      {"restart", "MS", 1, 1,
       [](NetworkCamera& aCamera, const Words& aWords)
       {

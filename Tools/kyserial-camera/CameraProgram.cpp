@@ -57,27 +57,23 @@ void AddOptions(CLI::App& aProgram, Options& aOptions)
         ->type_name("ADDRESS");
     aProgram.add_option("--port", aOptions.mPort, "UDP port, 0 to 65535 (3956); 0 picks one")->type_name("N");
     aProgram.add_flag("--no-broadcast", aOptions.mNoBroadcast, "Do not answer discovery that is broadcast");
-    aProgram
-        .add_option("--mac", aOptions.mMac, "MAC address, 12 hexadecimal digits (default: from the address)")
+    aProgram.add_option("--mac", aOptions.mMac, "MAC address, 12 hex digits (default: by address)")
         ->type_name("MAC");
     aProgram
-        .add_option("--serial", aOptions.mSerialNumber,
-                    "Serial number, 16 characters at most (default: from the address)")
+        .add_option("--serial", aOptions.mSerialNumber, "Serial number, at most 16 characters (by address)")
         ->type_name("TEXT");
     aProgram.add_option("--user-id", aOptions.mUserID, "Name given by the user, 16 characters at most")
         ->type_name("TEXT");
     aProgram.add_flag("--fast", aOptions.mEquipment.mFast, "Lines take no time");
     aProgram.add_flag("--no-uart-registers", aOptions.mEquipment.mFeaturesOnly,
                       "No UARTs, and bulk port 0 is driven through features");
-    aProgram
-        .add_option("--state", aOptions.mStateFile,
-                    "File that keeps the contents of the memories on the buses between runs")
+    aProgram.add_option("--state", aOptions.mStateFile, "File that keeps the memories on the buses")
         ->type_name("FILE");
     aProgram
         .add_option("--events-per-packet", aOptions.mForms.mEventsPerPacket,
-                    "Send events that wait together, N at most")
+                    "Send events that wait together, at most N (1 to 33)")
         ->type_name("N")
-        ->check(CLI::Range(1, 33)) // more do not fit
+        ->check(CLI::Range(1, 33).description("")) // more do not fit
         ->group("Forms");
     aProgram.add_flag("--long-event-ids", aOptions.mForms.mLongEventIds, "Events have 64-bit numbers")
         ->group("Forms");
@@ -85,14 +81,14 @@ void AddOptions(CLI::App& aProgram, Options& aOptions)
         ->group("Forms");
     aProgram
         .add_flag("--second-url", aOptions.mForms.mOnlySecondUrl,
-                  "The first address of the description leads nowhere, the second one to it")
+                  "Only the second address of the description is good")
         ->group("Forms");
     const std::array<std::array<const char*, 3>, 8> lFaults = {
         {{"drop", "WHAT:N", "Lose every Nth command, ack, event or event-ack"},
          {"double", "WHAT:N", "Double every Nth of them"},
          {"delay", "WHAT:N:MS", "Delay every Nth of them by MS milliseconds"},
          {"busy", "N", "Answer every Nth command with busy"},
-         {"slow", "N:MS", "Take MS milliseconds for every Nth command, and announce it"},
+         {"slow", "N:MS", "Take MS milliseconds for every Nth command, announced"},
          {"silent", "N:MS", "Take MS milliseconds for every Nth command, unannounced"},
          {"late", "WHAT:N:MS", "Bring every Nth of them once more, MS milliseconds later"},
          {"unplug", "N", "Leave the network with the Nth command"}}};
@@ -321,8 +317,8 @@ int RunProgram(int aCount, const char* const* aArguments, Console& aConsole)
         ->description("Show the version");
     bool lDescribe = false;
     lProgram.add_flag("--describe", lDescribe)->group("");
-    lProgram.footer("Commands on the standard input change the faults while it runs; 'help' lists them. Exit "
-                    "status: 0 stopped, 1 the camera cannot be there, 2 the command line makes no sense.\n\n"
+    lProgram.footer("Commands on the standard input change the faults; 'help' lists them. Exit status: "
+                    "0 stopped, 1 the camera cannot be there, 2 the command line makes no sense.\n\n"
                     "Examples:\n  kyserial-camera --fast --state memories.bin\n"
                     "  kyserial-camera --address 192.168.1.20 --drop ack:50");
     AddOptions(lProgram, lOptions);

@@ -103,6 +103,14 @@ std::optional<FoundDevice> Find(const DiscoveryOptions& aWhere, uint64_t aMac, u
     return lDevice != lDevices.end() ? std::optional(*lDevice) : lFound;
 }
 
+/// What both functions begin with: what the settings are as numbers, and where to ask. \return Empty, or what is wrong.
+std::string Prepare(const DiscoveryOptions& aWhere, const IpSettings& aSettings, Numbers& aNumbers,
+                    SearchWays& aWays)
+{
+    std::string lError = Parse(aSettings, aNumbers);
+    return lError.empty() ? FindWays(aWhere, aWays) : lError;
+}
+
 std::string Missing(uint64_t aMac)
 {
     return "no device with the MAC address " + MacText(aMac) + " answers";
@@ -160,8 +168,7 @@ std::string ForceIp(const DiscoveryOptions& aWhere, uint64_t aMac, const IpSetti
         {
             Numbers lNumbers;
             SearchWays lWays;
-            std::string lError = Parse(aSettings, lNumbers);
-            lError = lError.empty() ? FindWays(aWhere, lWays) : lError;
+            std::string lError = Prepare(aWhere, aSettings, lNumbers, lWays);
             if (!lError.empty())
             {
                 return lError;
@@ -207,8 +214,7 @@ std::string StoreIp(const DiscoveryOptions& aWhere, uint64_t aMac, const IpSetti
         {
             Numbers lNumbers;
             SearchWays lWays;
-            std::string lError = Parse(aSettings, lNumbers);
-            lError = lError.empty() ? FindWays(aWhere, lWays) : lError;
+            std::string lError = Prepare(aWhere, aSettings, lNumbers, lWays);
             if (!lError.empty())
             {
                 return lError;

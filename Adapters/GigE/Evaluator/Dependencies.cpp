@@ -1,6 +1,7 @@
 #include "Adapters/GigE/Evaluator/Dependencies.h"
 
 #include <charconv>
+#include <utility>
 
 namespace KyGigE
 {
@@ -248,6 +249,28 @@ std::vector<std::string> Dependencies::FedBy(uint16_t aEventId) const
     return NamesOf(Users(lPorts));
 }
 
+bool Dependencies::CollectFed(std::map<uint16_t, std::vector<std::string>>& aFed) const
+{
+    constexpr size_t cMostSteps = 20'000'000; // each event may mean one look at the whole description
+    constexpr size_t cMostFed = 100'000;
+    size_t lCount = 0;
+    for (const auto& [lPort, lEvent] : mEventIds)
+    {
+        if (aFed.count(lEvent) != 0)
+        {
+            continue;
+        }
+        aFed[lEvent] = FedBy(lEvent);
+        lCount += aFed[lEvent].size();
+        if (lCount > cMostFed || aFed.size() * (mUsers.size() + mNodes.GetCount()) > cMostSteps)
+        {
+            aFed.clear();
+            return false;
+        }
+    }
+    return true;
+}
+
 std::vector<std::string> Dependencies::AffectedBy(const std::string& aName) const
 {
     const NodeId lNode = mNodes.FindNode(aName);
@@ -287,55 +310,81 @@ uint64_t Dependencies::PollingTimeOf(const std::string& aName) const
     return lTime;
 }
 
-ListedFeature Dependencies::Listed(NodeId aNode, std::string_view aCategory) const
+/// The list as far as it is made.
+struct Dependencies::Listing
+{
+    std::vector<ListedFeature> mFeatures{};
+    Flags mSeen{};
+    size_t mTextLeft = XmlDocument::cLargestText;
+
+    /// Entries of a structure have one text together, and features one category: copies may be many times as long.
+    std::string Take(std::string_view aText)
+    {
+        const bool lFits = aText.size() <= mTextLeft;
+        mTextLeft -= lFits ? aText.size() : 0;
+        return std::string(lFits ? aText : std::string_view());
+    }
+};
+
+void Dependencies::Add(NodeId aNode, std::string_view aCategory, Listing& aListing) const
 {
     const std::string_view lVisibility = mNodes.GetText(aNode, PropertyId::Visibility);
-    return {std::string(mNodes.Get(aNode).mName), std::string(aCategory),
-            std::string(lVisibility.empty() ? "Beginner" : lVisibility),
-            std::string(mNodes.GetText(aNode, PropertyId::ToolTip))};
+    aListing.mFeatures.push_back({std::string(mNodes.Get(aNode).mName), aListing.Take(aCategory),
+                                  aListing.Take(lVisibility.empty() ? "Beginner" : lVisibility),
+                                  aListing.Take(mNodes.GetText(aNode, PropertyId::ToolTip))});
 }
 
-void Dependencies::List(NodeId aCategory, size_t aDepth, Flags& aSeen,
-                        std::vector<ListedFeature>& aFeatures) const
+void Dependencies::List(NodeId aCategory, size_t aDepth, Listing& aListing) const
 {
     for (const Property& lProperty : mNodes.GetProperties(aCategory))
     {
         const NodeId lNode = lProperty.mId == PropertyId::Feature ? lProperty.mNode : cNoNode;
-        if (lNode == cNoNode || aSeen[lNode])
+        if (lNode == cNoNode || aListing.mSeen[lNode])
         {
             continue;
         }
-        aSeen[lNode] = true;
+        aListing.mSeen[lNode] = true;
         if (IsFeature(mNodes.Get(lNode)))
         {
-            aFeatures.push_back(Listed(lNode, mNodes.Get(aCategory).mName));
+            Add(lNode, mNodes.Get(aCategory).mName, aListing);
         }
         else if (mNodes.Get(lNode).mKind == ElementKind::Category && aDepth < cDeepestCategory)
         {
-            List(lNode, aDepth + 1, aSeen, aFeatures);
+            List(lNode, aDepth + 1, aListing);
         }
     }
 }
 
+size_t Dependencies::CountFeatures() const
+{
+    size_t lCount = 0;
+    for (NodeId lNode = 0; lNode < mNodes.GetCount(); ++lNode)
+    {
+        lCount += IsFeature(mNodes.Get(lNode)) ? 1 : 0;
+    }
+    return lCount;
+}
+
 std::vector<ListedFeature> Dependencies::GetFeatures() const
 {
-    std::vector<ListedFeature> lFeatures;
-    Flags lSeen(mNodes.GetCount());
+    Listing lListing;
+    lListing.mFeatures.reserve(CountFeatures());
+    lListing.mSeen.resize(mNodes.GetCount());
     const NodeId lRoot = mNodes.FindNode("Root");
     if (lRoot != cNoNode)
     {
-        lSeen[lRoot] = true;
-        List(lRoot, 0, lSeen, lFeatures);
-        return lFeatures;
+        lListing.mSeen[lRoot] = true;
+        List(lRoot, 0, lListing);
+        return std::move(lListing.mFeatures);
     }
     for (NodeId lNode = 0; lNode < mNodes.GetCount(); ++lNode)
     {
         if (IsFeature(mNodes.Get(lNode)) && mNodes.FindNode(mNodes.Get(lNode).mName) == lNode)
         {
-            lFeatures.push_back(Listed(lNode, {}));
+            Add(lNode, {}, lListing);
         }
     }
-    return lFeatures;
+    return std::move(lListing.mFeatures);
 }
 
 } // namespace KyGigE

@@ -37,12 +37,15 @@ public:
 
     /// Features whose value comes from that event, in the order of the description.
     std::vector<std::string> FedBy(uint16_t aEventId) const;
+    /// The same for each event. \return False: more than any device has, and as much memory or time.
+    bool CollectFed(std::map<uint16_t, std::vector<std::string>>& aFed) const;
     /// aName and the features whose value may be another one after aName was written, in the order of the
     /// description.
     std::vector<std::string> AffectedBy(const std::string& aName) const;
     /// Milliseconds after which a feature of the device may have changed by itself; 0: no such time.
     uint64_t PollingTimeOf(const std::string& aName) const;
     /// What a user finds under the category "Root", in its order; everything when there is no such category.
+    /// Texts that together are longer than a description, as features that share them may have, are left out.
     std::vector<ListedFeature> GetFeatures() const;
 
     /// The nodes whose kept values are not to be used after aNode was written or has expired; aNode and what
@@ -62,8 +65,10 @@ private:
     Flags WrittenWith(NodeId aNode) const;
     static Nodes ListOf(const Flags& aNodes);
     std::vector<std::string> NamesOf(const Flags& aNodes) const;
-    ListedFeature Listed(NodeId aNode, std::string_view aCategory) const;
-    void List(NodeId aCategory, size_t aDepth, Flags& aSeen, std::vector<ListedFeature>& aFeatures) const;
+    size_t CountFeatures() const;
+    struct Listing;
+    void Add(NodeId aNode, std::string_view aCategory, Listing& aListing) const;
+    void List(NodeId aCategory, size_t aDepth, Listing& aListing) const;
 
     const NodeTable& mNodes;
     std::vector<uint32_t> mFirstUser; ///< Of each node, in mUsers; one more at the end.

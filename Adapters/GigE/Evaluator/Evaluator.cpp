@@ -21,6 +21,7 @@ void Evaluator::Begin()
     mVisitsLeft = cMostVisits;
     mAccessesLeft = cMostAccesses;
     mBytesLeft = cMostBytes;
+    mDeviceTime = 0;
     mFailure.reset();
     mExpressions.clear();
     mRanges.clear();

@@ -64,6 +64,10 @@ public:
     static constexpr int64_t cMostVisits = 1'000'000; ///< Properties of visited nodes, steps of formulas.
     static constexpr unsigned cMostAccesses = 1'000;
     static constexpr uint64_t cMostBytes = uint64_t{4} << 20U;
+    /// Milliseconds that the device may take for the accesses of one use. One that is slow counts with the most at the
+    /// largest: the device may have asked for the time.
+    static constexpr uint64_t cMostDeviceTime = 4'000;
+    static constexpr uint64_t cMostOfOneAccess = 1'000;
     static constexpr int cDeepest = 200;
     static constexpr uint64_t cLongestValue = uint64_t{1} << 20U;
 
@@ -218,6 +222,11 @@ private:
     bool WriteString(NodeId aNode, const std::string& aValue);
     bool WriteBytes(NodeId aNode, const RegisterSpot& aSpot, std::vector<uint8_t> aBytes);
     bool TakeAccess(NodeId aNode, uint64_t aSize);
+    bool TakeTime(NodeId aNode);
+    template<typename Access>
+    KyResult Timed(const Access& aAccess);
+    bool ReadDevice(NodeId aNode, const RegisterSpot& aSpot, uint8_t* aBytes);
+    bool CheckDevice(const KyResult& aResult);
     bool IsPlainRegister(const RegisterSpot& aSpot) const;
     bool MayKeep(NodeId aNode, const RegisterSpot& aSpot) const;
     void Keep(NodeId aNode, const RegisterSpot& aSpot, std::span<const uint8_t> aBytes);
@@ -248,6 +257,7 @@ private:
     int64_t mVisitsLeft = 0;
     unsigned mAccessesLeft = 0;
     uint64_t mBytesLeft = 0;
+    uint64_t mDeviceTime = 0;
     int mDepth = 0;
     std::optional<KyResult> mFailure;
     std::vector<Memo> mMemos;

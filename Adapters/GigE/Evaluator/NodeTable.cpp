@@ -1,6 +1,6 @@
 #include "Adapters/GigE/Evaluator/NodeTable.h"
 
-#include <KyBase/KyPermanent.h>
+#include "Adapters/GigE/Evaluator/WordTable.h"
 
 #include <algorithm>
 
@@ -12,94 +12,80 @@ namespace
 
 using Index = XmlDocument::Index;
 
-// Never destroyed: an adapter that is a static object may connect again while the program ends.
-template<typename Meaning>
-using Words = std::unordered_map<std::string_view, Meaning>;
+constexpr auto cKinds = MakeWordTable<ElementKind>({{"Category", ElementKind::Category},
+                                                    {"Integer", ElementKind::Integer},
+                                                    {"IntReg", ElementKind::IntReg},
+                                                    {"MaskedIntReg", ElementKind::MaskedIntReg},
+                                                    {"StructEntry", ElementKind::StructEntry},
+                                                    {"Float", ElementKind::Float},
+                                                    {"FloatReg", ElementKind::FloatReg},
+                                                    {"Boolean", ElementKind::Boolean},
+                                                    {"Enumeration", ElementKind::Enumeration},
+                                                    {"Command", ElementKind::Command},
+                                                    {"String", ElementKind::String},
+                                                    {"StringReg", ElementKind::StringReg},
+                                                    {"Register", ElementKind::Register},
+                                                    {"SwissKnife", ElementKind::SwissKnife},
+                                                    {"IntSwissKnife", ElementKind::IntSwissKnife},
+                                                    {"Converter", ElementKind::Converter},
+                                                    {"IntConverter", ElementKind::IntConverter},
+                                                    {"Port", ElementKind::Port}});
 
-const Words<ElementKind>& Kinds()
-{
-    static KyPermanent<Words<ElementKind>> sKinds(
-        std::initializer_list<Words<ElementKind>::value_type>{{"Category", ElementKind::Category},
-                                                              {"Integer", ElementKind::Integer},
-                                                              {"IntReg", ElementKind::IntReg},
-                                                              {"MaskedIntReg", ElementKind::MaskedIntReg},
-                                                              {"StructEntry", ElementKind::StructEntry},
-                                                              {"Float", ElementKind::Float},
-                                                              {"FloatReg", ElementKind::FloatReg},
-                                                              {"Boolean", ElementKind::Boolean},
-                                                              {"Enumeration", ElementKind::Enumeration},
-                                                              {"Command", ElementKind::Command},
-                                                              {"String", ElementKind::String},
-                                                              {"StringReg", ElementKind::StringReg},
-                                                              {"Register", ElementKind::Register},
-                                                              {"SwissKnife", ElementKind::SwissKnife},
-                                                              {"IntSwissKnife", ElementKind::IntSwissKnife},
-                                                              {"Converter", ElementKind::Converter},
-                                                              {"IntConverter", ElementKind::IntConverter},
-                                                              {"Port", ElementKind::Port}});
-    return sKinds.Get();
-}
-
-const Words<PropertyId>& Properties()
-{
-    static KyPermanent<Words<PropertyId>> sProperties(std::initializer_list<Words<PropertyId>::value_type>{
-        {"Visibility", PropertyId::Visibility},
-        {"ToolTip", PropertyId::ToolTip},
-        {"AccessMode", PropertyId::AccessMode},
-        {"ImposedAccessMode", PropertyId::ImposedAccessMode},
-        {"Cachable", PropertyId::Cachable},
-        {"PollingTime", PropertyId::PollingTime},
-        {"Value", PropertyId::Value},
-        {"Min", PropertyId::Min},
-        {"Max", PropertyId::Max},
-        {"Inc", PropertyId::Inc},
-        {"ValidValueSet", PropertyId::ValidValueSet},
-        {"Representation", PropertyId::Representation},
-        {"Address", PropertyId::Address},
-        {"Length", PropertyId::Length},
-        {"Sign", PropertyId::Sign},
-        {"Endianess", PropertyId::Endianess},
-        {"Bit", PropertyId::Bit},
-        {"LSB", PropertyId::Lsb},
-        {"MSB", PropertyId::Msb},
-        {"OnValue", PropertyId::OnValue},
-        {"OffValue", PropertyId::OffValue},
-        {"CommandValue", PropertyId::CommandValue},
-        {"Symbolic", PropertyId::Symbolic},
-        {"NumericValue", PropertyId::NumericValue},
-        {"ValueDefault", PropertyId::ValueDefault},
-        {"ValueIndexed", PropertyId::ValueIndexed},
-        {"Formula", PropertyId::Formula},
-        {"FormulaTo", PropertyId::FormulaTo},
-        {"FormulaFrom", PropertyId::FormulaFrom},
-        {"Slope", PropertyId::Slope},
-        {"Constant", PropertyId::Constant},
-        {"Expression", PropertyId::Expression},
-        {"EventID", PropertyId::EventId},
-        {"ChunkID", PropertyId::ChunkId},
-        {"pFeature", PropertyId::Feature},
-        {"pSelected", PropertyId::Selected},
-        {"pInvalidator", PropertyId::Invalidator},
-        {"pIsImplemented", PropertyId::IsImplemented},
-        {"pIsAvailable", PropertyId::IsAvailable},
-        {"pIsLocked", PropertyId::IsLocked},
-        {"pValue", PropertyId::PValue},
-        {"pValueCopy", PropertyId::PValueCopy},
-        {"pMin", PropertyId::PMin},
-        {"pMax", PropertyId::PMax},
-        {"pInc", PropertyId::PInc},
-        {"pAddress", PropertyId::PAddress},
-        {"pLength", PropertyId::PLength},
-        {"pPort", PropertyId::PPort},
-        {"pIndex", PropertyId::Index},
-        {"pValueIndexed", PropertyId::PValueIndexed},
-        {"pValueDefault", PropertyId::PValueDefault},
-        {"pCommandValue", PropertyId::PCommandValue},
-        {"pVariable", PropertyId::Variable},
-        {"pChunkID", PropertyId::PChunkId},
-        {"pBlockPolling", PropertyId::OtherReference}});
-    return sProperties.Get();
-}
+constexpr auto cProperties = MakeWordTable<PropertyId>({{"Visibility", PropertyId::Visibility},
+                                                        {"ToolTip", PropertyId::ToolTip},
+                                                        {"AccessMode", PropertyId::AccessMode},
+                                                        {"ImposedAccessMode", PropertyId::ImposedAccessMode},
+                                                        {"Cachable", PropertyId::Cachable},
+                                                        {"PollingTime", PropertyId::PollingTime},
+                                                        {"Value", PropertyId::Value},
+                                                        {"Min", PropertyId::Min},
+                                                        {"Max", PropertyId::Max},
+                                                        {"Inc", PropertyId::Inc},
+                                                        {"ValidValueSet", PropertyId::ValidValueSet},
+                                                        {"Representation", PropertyId::Representation},
+                                                        {"Address", PropertyId::Address},
+                                                        {"Length", PropertyId::Length},
+                                                        {"Sign", PropertyId::Sign},
+                                                        {"Endianess", PropertyId::Endianess},
+                                                        {"Bit", PropertyId::Bit},
+                                                        {"LSB", PropertyId::Lsb},
+                                                        {"MSB", PropertyId::Msb},
+                                                        {"OnValue", PropertyId::OnValue},
+                                                        {"OffValue", PropertyId::OffValue},
+                                                        {"CommandValue", PropertyId::CommandValue},
+                                                        {"Symbolic", PropertyId::Symbolic},
+                                                        {"NumericValue", PropertyId::NumericValue},
+                                                        {"ValueDefault", PropertyId::ValueDefault},
+                                                        {"ValueIndexed", PropertyId::ValueIndexed},
+                                                        {"Formula", PropertyId::Formula},
+                                                        {"FormulaTo", PropertyId::FormulaTo},
+                                                        {"FormulaFrom", PropertyId::FormulaFrom},
+                                                        {"Slope", PropertyId::Slope},
+                                                        {"Constant", PropertyId::Constant},
+                                                        {"Expression", PropertyId::Expression},
+                                                        {"EventID", PropertyId::EventId},
+                                                        {"ChunkID", PropertyId::ChunkId},
+                                                        {"pFeature", PropertyId::Feature},
+                                                        {"pSelected", PropertyId::Selected},
+                                                        {"pInvalidator", PropertyId::Invalidator},
+                                                        {"pIsImplemented", PropertyId::IsImplemented},
+                                                        {"pIsAvailable", PropertyId::IsAvailable},
+                                                        {"pIsLocked", PropertyId::IsLocked},
+                                                        {"pValue", PropertyId::PValue},
+                                                        {"pValueCopy", PropertyId::PValueCopy},
+                                                        {"pMin", PropertyId::PMin},
+                                                        {"pMax", PropertyId::PMax},
+                                                        {"pInc", PropertyId::PInc},
+                                                        {"pAddress", PropertyId::PAddress},
+                                                        {"pLength", PropertyId::PLength},
+                                                        {"pPort", PropertyId::PPort},
+                                                        {"pIndex", PropertyId::Index},
+                                                        {"pValueIndexed", PropertyId::PValueIndexed},
+                                                        {"pValueDefault", PropertyId::PValueDefault},
+                                                        {"pCommandValue", PropertyId::PCommandValue},
+                                                        {"pVariable", PropertyId::Variable},
+                                                        {"pChunkID", PropertyId::PChunkId},
+                                                        {"pBlockPolling", PropertyId::OtherReference}});
 
 bool IsReference(PropertyId aId)
 {
@@ -108,19 +94,24 @@ bool IsReference(PropertyId aId)
 
 ElementKind KindOf(std::string_view aElement)
 {
-    const auto lFound = Kinds().find(aElement);
-    return lFound != Kinds().end() ? lFound->second : ElementKind::Other;
+    return cKinds.Find(aElement).value_or(ElementKind::Other);
 }
 
 } // namespace
 
 std::string NodeTable::Build(XmlDocument& aDocument)
 {
+    mProperties.reserve(std::min(aDocument.GetCount(), cMostProperties)); // about one for each element
     Collect(aDocument, 0);
     aDocument.DropElements();
+    std::vector<Property>().swap(mOpen);
     if (IsFull())
     {
         return "it has too many nodes";
+    }
+    if (!IndexNames())
+    {
+        return "the names of its nodes are too much alike";
     }
     Resolve();
     return {};
@@ -148,53 +139,64 @@ void NodeTable::Collect(const XmlDocument& aDocument, Index aParent)
         }
         else
         {
-            AddNode(aDocument, lChild, KindOf(lElement.mName), nullptr);
+            AddNode(aDocument, lChild, KindOf(lElement.mName), {});
         }
     }
 }
 
 void NodeTable::AddStructure(const XmlDocument& aDocument, const XmlDocument::Element& aStructure)
 {
+    const std::vector<Property> lShared =
+        TakeProperties(aDocument, aStructure); // once: there may be very many entries
     for (Index lChild = aStructure.mFirstChild; lChild != XmlDocument::cNone && !IsFull();
          lChild = aDocument.Get(lChild).mNext)
     {
         if (aDocument.Get(lChild).mName == "StructEntry")
         {
-            AddNode(aDocument, lChild, ElementKind::StructEntry, &aStructure);
+            AddNode(aDocument, lChild, ElementKind::StructEntry, lShared);
         }
     }
 }
 
-// \param aOwner  The structure that an entry is in: the entry lies where it lies, and its elements count
+/// What an element's children say, as properties.
+std::vector<Property> NodeTable::TakeProperties(const XmlDocument& aDocument,
+                                                const XmlDocument::Element& aElement)
+{
+    const auto lFirst = static_cast<ptrdiff_t>(mOpen.size());
+    for (Index lChild = aElement.mFirstChild; lChild != XmlDocument::cNone;
+         lChild = aDocument.Get(lChild).mNext)
+    {
+        AddProperty(aDocument, lChild);
+    }
+    std::vector<Property> lProperties(mOpen.begin() + lFirst, mOpen.end());
+    mOpen.erase(mOpen.begin() + lFirst, mOpen.end());
+    return lProperties;
+}
+
+// \param aShared  Of the structure that an entry is in: the entry lies where it lies, and its elements count
 // after the entry's own.
 NodeId NodeTable::AddNode(const XmlDocument& aDocument, Index aElement, ElementKind aKind,
-                          const XmlDocument::Element* aOwner)
+                          const std::vector<Property>& aShared)
 {
     const auto lId = static_cast<NodeId>(mNodes.size());
     const XmlDocument::Element& lElement = aDocument.Get(aElement);
-    mNodes.push_back({{}, aKind, 0, 0});
-    std::vector<Property> lProperties;
-    for (const XmlDocument::Element* lSource : {&lElement, aOwner})
+    mNodes.push_back({aDocument.GetAttribute(lElement, "Name"), aKind, 0, 0});
+    const auto lFirst = static_cast<ptrdiff_t>(mOpen.size());
+    for (Index lChild = lElement.mFirstChild; lChild != XmlDocument::cNone;
+         lChild = aDocument.Get(lChild).mNext)
     {
-        for (Index lChild = lSource != nullptr ? lSource->mFirstChild : XmlDocument::cNone;
-             lChild != XmlDocument::cNone; lChild = aDocument.Get(lChild).mNext)
-        {
-            AddProperty(aDocument, lChild, lProperties);
-        }
+        AddProperty(aDocument, lChild);
     }
-    Node& lNode = mNodes[lId];
-    lNode.mName = aDocument.GetAttribute(lElement, "Name");
-    lNode.mFirst = static_cast<uint32_t>(mProperties.size());
-    lNode.mCount = static_cast<uint32_t>(lProperties.size());
-    mProperties.insert(mProperties.end(), lProperties.begin(), lProperties.end());
-    if (aKind != ElementKind::EnumEntry && !lNode.mName.empty())
-    {
-        mNames.try_emplace(lNode.mName, lId); // of two nodes with one name the first counts
-    }
+    const auto lPlace = static_cast<uint32_t>(mProperties.size());
+    mProperties.insert(mProperties.end(), mOpen.begin() + lFirst, mOpen.end());
+    mProperties.insert(mProperties.end(), aShared.begin(), aShared.end());
+    mOpen.erase(mOpen.begin() + lFirst, mOpen.end());
+    mNodes[lId].mFirst = lPlace;
+    mNodes[lId].mCount = static_cast<uint32_t>(mProperties.size()) - lPlace;
     return lId;
 }
 
-void NodeTable::AddProperty(const XmlDocument& aDocument, Index aChild, std::vector<Property>& aProperties)
+void NodeTable::AddProperty(const XmlDocument& aDocument, Index aChild)
 {
     const XmlDocument::Element& lChild = aDocument.Get(aChild);
     // A node inside another one, which holds no further ones.
@@ -202,33 +204,48 @@ void NodeTable::AddProperty(const XmlDocument& aDocument, Index aChild, std::vec
     {
         const bool lEntry = lChild.mName == "EnumEntry";
         const NodeId lNode =
-            AddNode(aDocument, aChild, lEntry ? ElementKind::EnumEntry : ElementKind::IntSwissKnife, nullptr);
-        aProperties.push_back({lEntry ? PropertyId::Entry : PropertyId::PAddress, lNode, {}, {}});
+            AddNode(aDocument, aChild, lEntry ? ElementKind::EnumEntry : ElementKind::IntSwissKnife, {});
+        mOpen.push_back({lEntry ? PropertyId::Entry : PropertyId::PAddress, lNode, {}, {}});
         return;
     }
-    const auto lFound = Properties().find(lChild.mName);
-    if (lFound == Properties().end())
+    const std::optional<PropertyId> lId = cProperties.Find(lChild.mName);
+    if (!lId)
     {
         return;
     }
-    const bool lIndexed =
-        lFound->second == PropertyId::ValueIndexed || lFound->second == PropertyId::PValueIndexed;
-    aProperties.push_back({lFound->second, cNoNode, lChild.mText,
-                           lChild.mAttributeCount == 0
-                               ? std::string_view()
-                               : aDocument.GetAttribute(lChild, lIndexed ? "Index" : "Name")});
-    if (lFound->second == PropertyId::Index)
+    const bool lIndexed = *lId == PropertyId::ValueIndexed || *lId == PropertyId::PValueIndexed;
+    mOpen.push_back({*lId, cNoNode, lChild.mText,
+                     lChild.mAttributeCount == 0
+                         ? std::string_view()
+                         : aDocument.GetAttribute(lChild, lIndexed ? "Index" : "Name")});
+    if (*lId == PropertyId::Index)
     {
-        for (const auto& [lName, lId] :
+        for (const auto& [lName, lOffset] :
              {std::pair{"Offset", PropertyId::IndexOffset}, std::pair{"pOffset", PropertyId::PIndexOffset}})
         {
             const std::string_view lText = aDocument.GetAttribute(lChild, lName);
             if (!lText.empty())
             {
-                aProperties.push_back({lId, cNoNode, lText, {}});
+                mOpen.push_back({lOffset, cNoNode, lText, {}});
             }
         }
     }
+}
+
+// \return False: a device has chosen names that make looking one up slow.
+bool NodeTable::IndexNames()
+{
+    mNames.Reserve(mNodes.size());
+    for (NodeId lNode = 0; lNode < mNodes.size(); ++lNode)
+    {
+        const bool lHasName = mNodes[lNode].mKind != ElementKind::EnumEntry && !mNodes[lNode].mName.empty();
+        // Of two nodes with one name the first counts.
+        if (lHasName && !mNames.Add(lNode, [this](NodeId aNode) { return mNodes[aNode].mName; }))
+        {
+            return false;
+        }
+    }
+    return true;
 }
 
 void NodeTable::Resolve()
@@ -262,8 +279,7 @@ std::string_view NodeTable::GetText(NodeId aNode, PropertyId aId) const
 
 NodeId NodeTable::FindNode(std::string_view aName) const
 {
-    const auto lFound = mNames.find(aName);
-    return lFound != mNames.end() ? lFound->second : cNoNode;
+    return mNames.Find(aName, [this](NodeId aNode) { return mNodes[aNode].mName; });
 }
 
 } // namespace KyGigE

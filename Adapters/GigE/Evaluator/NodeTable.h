@@ -1,19 +1,16 @@
 #pragma once
 
+#include "Adapters/GigE/Evaluator/NameIndex.h"
 #include "Adapters/GigE/Evaluator/XmlDocument.h"
 
 #include <cstdint>
 #include <span>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 namespace KyGigE
 {
-
-using NodeId = uint32_t;
-constexpr NodeId cNoNode = UINT32_MAX;
 
 /// What a node of a description is.
 enum class ElementKind : uint8_t
@@ -150,15 +147,17 @@ private:
     bool IsFull() const;
     void Collect(const XmlDocument& aDocument, XmlDocument::Index aParent);
     NodeId AddNode(const XmlDocument& aDocument, XmlDocument::Index aElement, ElementKind aKind,
-                   const XmlDocument::Element* aOwner);
+                   const std::vector<Property>& aShared);
+    std::vector<Property> TakeProperties(const XmlDocument& aDocument, const XmlDocument::Element& aElement);
     void AddStructure(const XmlDocument& aDocument, const XmlDocument::Element& aStructure);
-    void AddProperty(const XmlDocument& aDocument, XmlDocument::Index aChild,
-                     std::vector<Property>& aProperties);
+    void AddProperty(const XmlDocument& aDocument, XmlDocument::Index aChild);
+    bool IndexNames();
     void Resolve();
 
     std::vector<Node> mNodes;
     std::vector<Property> mProperties;
-    std::unordered_map<std::string_view, NodeId> mNames;
+    std::vector<Property> mOpen; ///< Of the nodes that are being added: one may be inside another.
+    NameIndex mNames;
 };
 
 } // namespace KyGigE

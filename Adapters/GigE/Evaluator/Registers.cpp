@@ -268,7 +268,56 @@ bool Evaluator::TakeAccess(NodeId aNode, uint64_t aSize)
     }
     --mAccessesLeft;
     mBytesLeft -= aSize;
-    return true;
+    return TakeTime(aNode);
+}
+
+bool Evaluator::TakeTime(NodeId aNode)
+{
+    return mDeviceTime < cMostDeviceTime ? true : FailAt(aNode, "the device takes too long");
+}
+
+template<typename Access>
+KyResult Evaluator::Timed(const Access& aAccess)
+{
+    const uint64_t lBegin = mClock();
+    KyResult lResult = aAccess();
+    mDeviceTime += std::min(mClock() - lBegin, cMostOfOneAccess);
+    return lResult;
+}
+
+// In pieces that each take one packet, so that a long text of a slow device ends when the time is over.
+bool Evaluator::ReadDevice(NodeId aNode, const RegisterSpot& aSpot, uint8_t* aBytes)
+{
+    constexpr uint64_t cPiece = 512;
+    if (IsPlainRegister(aSpot))
+    {
+        uint32_t lValue = 0;
+        const KyResult lResult = Timed([&] { return mSpace.ReadRegister(aSpot.mAddress, lValue); });
+        const std::vector<uint8_t> lBytes = ToBytes(lValue, 4, false);
+        std::copy(lBytes.begin(), lBytes.end(), aBytes);
+        return CheckDevice(lResult);
+    }
+    const uint64_t lPiece = aSpot.mIsEvent ? aSpot.mLength : cPiece; // an event stays one
+    KyResult lResult;
+    for (uint64_t lDone = 0; lResult.IsOK() && lDone < aSpot.mLength; lDone += lPiece)
+    {
+        if (!TakeTime(aNode))
+        {
+            return false;
+        }
+        const uint64_t lSize = std::min(lPiece, aSpot.mLength - lDone);
+        lResult = Timed([&] { return mSpace.ReadMemory(aSpot.mAddress + lDone, aBytes + lDone, lSize); });
+    }
+    return CheckDevice(lResult);
+}
+
+bool Evaluator::CheckDevice(const KyResult& aResult)
+{
+    if (!aResult.IsOK() && !mFailure)
+    {
+        mFailure = aResult;
+    }
+    return aResult.IsOK();
 }
 
 bool Evaluator::IsPlainRegister(const RegisterSpot& aSpot) const
@@ -308,21 +357,8 @@ bool Evaluator::ReadBytes(NodeId aNode, const RegisterSpot& aSpot, uint8_t* aByt
     {
         return false;
     }
-    KyResult lResult;
-    if (IsPlainRegister(aSpot))
+    if (!ReadDevice(aNode, aSpot, aBytes))
     {
-        uint32_t lValue = 0;
-        lResult = mSpace.ReadRegister(aSpot.mAddress, lValue);
-        const std::vector<uint8_t> lBytes = ToBytes(lValue, 4, false);
-        std::copy(lBytes.begin(), lBytes.end(), aBytes);
-    }
-    else
-    {
-        lResult = mSpace.ReadMemory(aSpot.mAddress, aBytes, lSize);
-    }
-    if (!lResult.IsOK())
-    {
-        mFailure = mFailure ? mFailure : lResult;
         return false;
     }
     if (lExpired) // what this register invalidates is as old
@@ -349,18 +385,20 @@ bool Evaluator::WriteBytes(NodeId aNode, const RegisterSpot& aSpot, std::vector<
     {
         return false;
     }
-    KyResult lResult =
-        IsPlainRegister(aSpot)
-            ? mSpace.WriteRegister(aSpot.mAddress, static_cast<uint32_t>(ToBits(aBytes, false)))
-            : mSpace.WriteMemory(aSpot.mAddress, aBytes.data(), aBytes.size());
+    const KyResult lResult = Timed(
+        [&]
+        {
+            return IsPlainRegister(aSpot)
+                       ? mSpace.WriteRegister(aSpot.mAddress, static_cast<uint32_t>(ToBits(aBytes, false)))
+                       : mSpace.WriteMemory(aSpot.mAddress, aBytes.data(), aBytes.size());
+        });
     // Also after a failure: the device may have done it, or a part.
     mCache.DropOverlapping(aSpot.mAddress, aBytes.size());
     ++mUse; // what this use has worked out may be different now
     mExpressions.clear();
     mRanges.clear();
-    if (!lResult.IsOK())
+    if (!CheckDevice(lResult))
     {
-        mFailure = mFailure ? mFailure : lResult;
         return false;
     }
     mWritten.push_back({aNode, aSpot, std::move(aBytes)});

@@ -201,7 +201,7 @@ private:
     /// Replaces references between aBegin and aEnd. \return The new end.
     char* Decode(char* aBegin, char* aEnd)
     {
-        char* lTarget = std::find(aBegin, aEnd, '&');
+        char* lTarget = FindOrEnd(aBegin, aEnd, '&');
         char* lSource = lTarget;
         while (lSource != aEnd)
         {
@@ -362,10 +362,12 @@ private:
     void ReadEnd()
     {
         mNext += 2;
-        const std::string_view lName = ReadName();
+        const std::string_view lName =
+            mOpen.empty() ? std::string_view() : mDocument.mElements[mOpen.back().mElement].mName;
+        const bool lFits = !lName.empty() && StartsWith(lName);
+        mNext += lFits ? lName.size() : 0;
         SkipBlanks();
-        if (mProblem != nullptr || !StartsWith(">") || mOpen.empty() ||
-            mDocument.mElements[mOpen.back().mElement].mName != lName)
+        if (!lFits || !StartsWith(">"))
         {
             Fail("the end of an element is missing");
             return;
@@ -394,12 +396,13 @@ private:
             return;
         }
         char* const lBegin = ++mNext;
-        char* const lStop = Find({&lQuote, 1});
-        if (lStop == nullptr)
+        char* const lStop = FindOrEnd(lBegin, mEnd, lQuote);
+        if (lStop == mEnd)
         {
+            Fail("it ends too early");
             return;
         }
-        if (std::find(lBegin, lStop, '<') != lStop ||
+        if (FindOrEnd(lBegin, lStop, '<') != lStop ||
             mDocument.mAttributes.size() >= XmlDocument::cMostAttributes)
         {
             Fail("an attribute's value does not end");

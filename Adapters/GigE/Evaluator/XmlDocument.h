@@ -46,6 +46,7 @@ public:
     std::string Parse(std::string aText);
 
     bool IsEmpty() const { return mElements.empty(); }
+    size_t GetCount() const { return mElements.size(); }
     /// The root is element 0.
     const Element& Get(Index aElement) const { return mElements[aElement]; }
     std::string_view GetAttribute(const Element& aElement, std::string_view aName) const;
