@@ -17,6 +17,7 @@ preset=release
 program=(build/release/bin/kyserial)
 camera=(build/release/bin/kyserial-camera)
 setup=()
+fast=
 case "$*" in
 "") ;;
 "--device sim") device=sim ;;
@@ -26,6 +27,7 @@ windows | "windows --device sim")
   program=(scripts/wine.sh build/windows/bin/kyserial.exe)
   camera=(scripts/wine.sh build/windows/bin/kyserial-camera.exe)
   setup=(--all)
+  fast=--fast # Wine delays datagrams, and the times of the ports begin with the byte: the lines take no time of them
   ;;
 *)
   echo "demo: use scripts/demo.sh [windows] [--device sim]" >&2
@@ -173,8 +175,8 @@ type_to() {
 start_camera() {
   local ready
   ready=$(mktemp "$work/camera.XXXXXX")
-  printf '\n$ %s --port 0 --no-broadcast &\n' "$(basename "${@: -1}")"
-  "$@" --port 0 --no-broadcast </dev/null >"$ready" 2>&1 &
+  printf '\n$ %s --port 0 --no-broadcast%s &\n' "$(basename "${@: -1}")" "${fast:+ $fast}"
+  "$@" --port 0 --no-broadcast $fast </dev/null >"$ready" 2>&1 &
   running+=($!)
   wait_until grep -q 'ready at' "$ready" || fail "the camera does not start: $(cat "$ready")"
   tr -d '\r' <"$ready"
@@ -197,12 +199,12 @@ for port in uart0 bulk0 bulk1; do
 done
 
 typed=
-show '50: 50 -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- ' i2c detect -y --device "$device" --port bulk2
+show '50: 50 -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- ' i2c detect -y --retries 9 --device "$device" --port bulk2
 typed='KySerial 24C02'
-show '' i2c eeprom write -y --port bulk2 "${memory[@]}" -
+show '' i2c eeprom write -y --retries 9 --port bulk2 "${memory[@]}" -
 typed=
 show '00: 4b 79 53 65 72 69 61 6c 20 32 34 43 30 32 ff ff    KySerial 24C02..' \
-  i2c dump -y -r 0x00-0x1f --port bulk2 "${memory[@]}" 0x50
+  i2c dump -y --retries 9 -r 0x00-0x1f --port bulk2 "${memory[@]}" 0x50
 show 'manufacturer 0xef, type 0x30, capacity 0x10 (65536 bytes, W25X05)' spi flash id --device "$device" --port bulk3
 
 # The lens as a terminal of this machine. What is typed into it goes to the camera, and from there to the lens.
