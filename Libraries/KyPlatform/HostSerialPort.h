@@ -3,6 +3,7 @@
 #include "KyPlatform/StopEvent.h"
 
 #include <cstdint>
+#include <string>
 
 namespace KyPlatform
 {
@@ -74,6 +75,10 @@ public:
     /// \return False: there is no such port, it is in use, or the system refused; the object is closed.
     bool Open(const char* aPath) noexcept;
 
+    /// Why the last Open() has failed, as the end of a sentence: "it is in use".
+    /// \return Empty: it has not failed, or the name is not the name of a port. Throws std::bad_alloc only.
+    std::string GetRefusal() const;
+
     /// Closes; harmless when closed. The line keeps its settings.
     void Close() noexcept;
 
@@ -107,6 +112,7 @@ public:
 
 private:
     void* mObject = nullptr; // the backend's; null: closed
+    uint32_t mRefusal = 0;   // the system's number of why the last Open() has failed
 };
 
 } // namespace KyPlatform

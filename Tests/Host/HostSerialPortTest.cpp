@@ -44,6 +44,23 @@ TEST(HostSerialPortClosedTest, RefusesEverything)
     lPort.Close();
 }
 
+TEST(HostSerialPortClosedTest, SaysWhyAPortIsNotOpened)
+{
+    HostSerialPort lPort;
+    EXPECT_EQ("", lPort.GetRefusal());
+    EXPECT_FALSE(lPort.Open(R"(\\.\COM98)"));
+    EXPECT_EQ("there is no such port", lPort.GetRefusal());
+    EXPECT_FALSE(lPort.Open(nullptr)); // not the name of a port
+    EXPECT_EQ("", lPort.GetRefusal());
+    if (HostSerialPort::IsPath("/"))
+    {
+        EXPECT_FALSE(lPort.Open("/dev/null"));
+        EXPECT_EQ("it is no terminal", lPort.GetRefusal());
+        EXPECT_FALSE(lPort.Open("/"));
+        EXPECT_EQ("Is a directory", lPort.GetRefusal());
+    }
+}
+
 TEST(HostSerialPortClosedTest, DoesNotOpenWhatIsNoPort)
 {
     HostSerialPort lPort;

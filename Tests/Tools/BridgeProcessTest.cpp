@@ -325,8 +325,8 @@ TEST(BridgeCommandTest, APortThatCannotBeOpenedIsAFailure)
 {
     const ToolResult lCom = RunTool({"bridge", "--port", "uart0", "--com", "COM99"});
     EXPECT_EQ(lCom.mStatus, 1);
-    EXPECT_EQ(lCom.mError,
-              "kyserial: cannot bridge uart0 to COM99: FAILURE: Unable to open requested COM port.\n");
+    EXPECT_EQ(lCom.mError, "kyserial: cannot bridge uart0 to COM99: FAILURE: Unable to open requested COM "
+                           "port. (there is no such port)\n");
     const ToolResult lDevice =
         RunTool({"bridge", "--port", "uart0", "--com", "COM99", "--sim-no-uart-registers"});
     EXPECT_EQ(lDevice.mStatus, 1);
@@ -345,7 +345,7 @@ TEST(BridgeCommandTest, ATerminalThatIsNotThereIsAFailure)
     EXPECT_EQ(lNone.mError, "kyserial: --tty: there is no /missing/tty\n");
     const ToolResult lOther = RunTool({"bridge", "--port", "uart0", "--tty", "/dev/null"});
     EXPECT_EQ(lOther.mStatus, 1);
-    EXPECT_THAT(lOther.mError, HasSubstr("Unable to open requested COM port."));
+    EXPECT_THAT(lOther.mError, HasSubstr("Unable to open requested COM port. (it is no terminal)\n"));
 }
 
 } // namespace

@@ -156,6 +156,31 @@ TEST_F(ClserProcessTest, AServerThatHasGoneTakesNothingAnyMore)
                                    "operation has timed out.\n");
 }
 
+TEST_F(ClserProcessTest, ReconnectWaitsForEachServerAndAsksForTheRateAgain)
+{
+    Process lClient;
+    Process::Files lFiles;
+    lFiles.mInput = Process::Input::Pipe;
+    ASSERT_TRUE(
+        lClient.Start("kyserial", {"clser", "term", mName, "--reconnect", "--baud", "57600"}, lFiles));
+    ASSERT_TRUE(lClient.WaitForError(mName + ": waiting: there is no Camera Link server"));
+    ASSERT_TRUE(lClient.Feed("one"));
+    {
+        BridgeRun lBridge({"--port", "bulk4", "--clser", mName});
+        EXPECT_TRUE(lClient.WaitForOutput("one")) << lClient.Error();
+        EXPECT_EQ(lBridge.End(), 0);
+        EXPECT_EQ(lBridge.LastReport()["baud_rate"], 57600);
+    }
+    ASSERT_TRUE(lClient.WaitForError(mName + ": the server is gone: NO_CONNECTION: It has ended.\n"));
+    ASSERT_TRUE(lClient.Feed("two"));
+    BridgeRun lNext({"--port", "bulk4", "--clser", mName});
+    EXPECT_TRUE(lClient.WaitForOutput("two")) << lClient.Error();
+    lClient.CloseInput();
+    EXPECT_EQ(lClient.Wait(), 0) << lClient.Error();
+    EXPECT_EQ(lNext.End(), 0);
+    EXPECT_EQ(lNext.LastReport()["baud_rate"], 57600);
+}
+
 /// A client that dies without closing leaves its place taken; the bridge notices that nobody holds it any more.
 TEST_F(ClserProcessTest, TheNextClientGetsThePlaceOfOneThatWasKilled)
 {
@@ -252,6 +277,9 @@ TEST(ClserCommandTest, RefusesACommandLineWithoutSense)
         {"clser", "term", "X", "--baud", "14400"},
         "kyserial: --baud: \"14400\" does not fit; use 9600, 19200, 38400, 57600, 115200, 230400, "
         "460800 or 921600");
+    ExpectUsageError(
+        {"clser", "term", "X", "--timeout", "1", "--reconnect"},
+        "kyserial: --timeout and --reconnect exclude each other; see 'kyserial clser term --help'");
     ExpectUsageError({"clser", "list", "X"},
                      "kyserial: \"X\" does not belong here; 'kyserial clser list --help' lists what does");
 }

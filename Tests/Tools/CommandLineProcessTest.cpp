@@ -122,13 +122,19 @@ TEST(CommandLineProcessTest, MisspelledWordsAreUnderstood)
     ExpectUsageError({"i2c", "dmup"}, "kyserial: \"dmup\" does not belong here; did you mean dump?");
     ExpectUsageError({"ports", "--devcie", "sim"},
                      "kyserial: \"--devcie\" does not belong here; did you mean --device?");
+    ExpectUsageError({"term", "--port", "uart0", "--parity", "evn"},
+                     "kyserial: --parity: \"evn\" does not fit; did you mean even?");
+    ExpectUsageError({"term", "--port", "uart0", "--timestamps", "esteps"},
+                     "kyserial: --timestamps: \"esteps\" does not fit; did you mean step?");
+    ExpectUsageError({"ports", "--log-level", "wraning"},
+                     "kyserial: --log-level: \"wraning\" does not fit; did you mean warning?");
 }
 
 TEST(CommandLineProcessTest, ControlCharactersOfArgumentsAreWrittenOut)
 {
     ExpectUsageError(
         {"ports", "--log-level", "a\x1B[2Jb\nc"},
-        "kyserial: --log-level: \"a\\x1b[2Jb\\nc\" is no level; use debug, info, warning, error, "
+        "kyserial: --log-level: \"a\\x1b[2Jb\\nc\" does not fit; use debug, info, warning, error, "
         "fatal or off");
 }
 
@@ -186,7 +192,8 @@ TEST(CommandLineProcessTest, StateThatCannotBeWrittenAtTheEndIsAFailure)
     const std::string lFile = Process::TemporaryFile(".none") + "/state";
     const ToolResult lResult = RunTool({"ports", "--device", "sim", "--sim-state", lFile});
     EXPECT_EQ(1, lResult.mStatus);
-    EXPECT_EQ(lResult.mError, "kyserial: --sim-state: cannot write " + lFile + "\n");
+    EXPECT_EQ(lResult.mError,
+              "kyserial: --sim-state: cannot write " + lFile + ": No such file or directory\n");
 }
 
 TEST(CommandLineProcessTest, WrongOptionIsAUsageErrorThatPointsToTheHelp)
@@ -200,7 +207,7 @@ TEST(CommandLineProcessTest, WrongValuesAreUsageErrorsThatSayWhatWouldHaveBeenRi
 {
     ExpectUsageError(
         {"ports", "--log-level", "loud"},
-        "kyserial: --log-level: \"loud\" is no level; use debug, info, warning, error, fatal or off");
+        "kyserial: --log-level: \"loud\" does not fit; use debug, info, warning, error, fatal or off");
     ExpectUsageError({"term", "--port", "uart0", "--quiet-time", "soon"},
                      "kyserial: --quiet-time: \"soon\" is no time; use 0 to 3600000 milliseconds, or never");
     ExpectUsageError({"term", "--port", "uart0", "--escape", "F1"},

@@ -56,7 +56,7 @@ TEST_F(HostBridgeTest, APortInUseIsAFailure)
     const ToolResult lSecond = RunTool(With({"bridge", "--port", "uart1"}));
     EXPECT_EQ(lSecond.mStatus, 1);
     EXPECT_EQ(lSecond.mError, "kyserial: cannot bridge uart1 to " + mLink->GetName() +
-                                  ": FAILURE: Unable to open requested COM port.\n");
+                                  ": FAILURE: Unable to open requested COM port. (it is in use)\n");
     EXPECT_EQ(lBridge.End(), 0);
 }
 

@@ -230,7 +230,8 @@ TEST_F(EepromProcessTest, ChangeWithoutATerminalNeedsYes)
 
 TEST_F(EepromProcessTest, MissingFilesAndMemoriesAreFailures)
 {
-    EXPECT_EQ("kyserial: cannot read " + mFile + "\n", RunI2C({"eeprom", "write", mFile}).mError);
+    EXPECT_EQ("kyserial: cannot read " + mFile + ": No such file or directory\n",
+              RunI2C({"eeprom", "write", mFile}).mError);
     const ToolResult lResult = RunI2C({"eeprom", "read", "-", "--address", "0x51"});
     EXPECT_EQ(1, lResult.mStatus);
     EXPECT_THAT(lResult.mError, StartsWith("kyserial: reading from 0x51 on bulk2 failed: "));

@@ -77,7 +77,7 @@ TEST_F(PcapngTest, LogWritesASectionForEachTimeThatItIsOpened)
     for (int lTime = 0; lTime < 2; ++lTime)
     {
         TrafficLog lLog;
-        ASSERT_TRUE(lLog.Open(mPath));
+        ASSERT_EQ("", lLog.Open(mPath));
         lLog.Add(TrafficLog::cSent, cHi, sizeof(cHi));
     }
     const std::string lText = KyTest::ReadFile(mPath);
@@ -92,7 +92,7 @@ TEST_F(PcapngTest, LogDoesNotAddToAFileOfAnotherKind)
 {
     ASSERT_TRUE(KyTest::WriteFile(mPath, "some text\n"));
     TrafficLog lLog;
-    EXPECT_FALSE(lLog.Open(mPath));
+    EXPECT_EQ("cannot write " + mPath + ": it has other content", lLog.Open(mPath));
     EXPECT_EQ("some text\n", KyTest::ReadFile(mPath));
 }
 

@@ -302,7 +302,7 @@ protected:
     {
         return std::make_unique<ReconnectingPort>(
             [this](std::unique_ptr<BytePort>& aPort) { Open(aPort); },
-            [this](const std::string& aText) { mNotes.push_back(aText); }, 1);
+            [this](const std::string& aText) { mNotes.push_back(aText); }, "the peer", 1);
     }
     static void ReceiveUntil(ReconnectingPort& aPort, bool aAway)
     {
@@ -334,7 +334,7 @@ TEST_F(ReconnectingPortTest, WaitsForADeviceThatIsNotThereYet)
     mThere = true;
     ReceiveUntil(*lPort, false);
     EXPECT_TRUE(SendOne(*lPort).IsOK());
-    EXPECT_THAT(mNotes, ElementsAre("waiting: no device", "the device is there"));
+    EXPECT_THAT(mNotes, ElementsAre("waiting: no device", "the peer is there"));
 }
 
 TEST_F(ReconnectingPortTest, OpensThePortAnewWhenTheDeviceIsBack)
@@ -350,7 +350,7 @@ TEST_F(ReconnectingPortTest, OpensThePortAnewWhenTheDeviceIsBack)
     mThere = true;
     ReceiveUntil(*lPort, false);
     EXPECT_TRUE(SendOne(*lPort).IsOK());
-    EXPECT_THAT(mNotes, ElementsAre("the device is gone: NO_CONNECTION: gone", "the device is there"));
+    EXPECT_THAT(mNotes, ElementsAre("the peer is gone: NO_CONNECTION: gone", "the peer is there"));
 }
 
 TEST_F(ReconnectingPortTest, AFailedSendOfALostDeviceIsBusy)

@@ -1,6 +1,8 @@
 #include "Support/PatternMatcher.h"
 #include "ToolRun.h"
 
+#include <KyPlatform/HostSerialPort.h>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -128,7 +130,20 @@ TEST(TermProcessTest, LogThatCannotBeWrittenIsAFailure)
 {
     const ToolResult lResult = RunTool({"term", "--port", "uart0", "--log", "missing/folder/file"});
     EXPECT_EQ(1, lResult.mStatus);
-    EXPECT_EQ("kyserial: --log: cannot write missing/folder/file\n", lResult.mError);
+    EXPECT_EQ("kyserial: --log: cannot write missing/folder/file: No such file or directory\n",
+              lResult.mError);
+}
+
+TEST(TermProcessTest, LogThatCannotGoOnIsAFailureWithItsReason)
+{
+    if (!KyPlatform::HostSerialPort::IsPath("/"))
+    {
+        GTEST_SKIP() << "this system has no device that is always full";
+    }
+    const ToolResult lResult = RunTool({"term", "--port", "bulk4", "--log", "/dev/full"}, "x");
+    EXPECT_EQ(1, lResult.mStatus);
+    EXPECT_THAT(lResult.mError,
+                HasSubstr("kyserial: --log: cannot write /dev/full: No space left on device\n"));
 }
 
 TEST(TermProcessTest, UnsupportedPortIsAFailureWithTheLibrarysCodeAndWords)
@@ -244,7 +259,8 @@ TEST(TermProcessTest, AFileIsSentBeforeTheInput)
     std::remove(lFile.c_str());
     const ToolResult lMissing = RunTool({"term", "--port", "bulk4", "--send", lFile});
     EXPECT_EQ(1, lMissing.mStatus);
-    EXPECT_THAT(lMissing.mError, HasSubstr("kyserial: bulk4: cannot read " + lFile + "\n"));
+    EXPECT_THAT(lMissing.mError,
+                HasSubstr("kyserial: bulk4: cannot read " + lFile + ": No such file or directory\n"));
     EXPECT_THAT(RunTool({"term", "--port", "bulk4", "--send", Process::ProgramFolder()}).mError,
                 HasSubstr(": it is a directory\n"));
 }
@@ -406,7 +422,7 @@ TEST_F(InteractiveTermTest, AFileIsSentFromTheMenu)
     EXPECT_TRUE(mTool.WaitForOutput("from the file"));
     EXPECT_TRUE(mTool.WaitForError("13 bytes of " + lFile + " are sent\n"));
     ASSERT_TRUE(mTool.Feed("\x1Ds" + lFile + ".missing\r"));
-    EXPECT_TRUE(mTool.WaitForError("cannot read " + lFile + ".missing\n"));
+    EXPECT_TRUE(mTool.WaitForError("cannot read " + lFile + ".missing: No such file or directory\n"));
     Leave();
     std::remove(lFile.c_str());
 }

@@ -34,7 +34,7 @@ TEST_F(TrafficLogTest, LineHasTimeDirectionNumbersAndCharacters)
 TEST_F(TrafficLogTest, BytesOfOneDirectionShareLinesOfSixteen)
 {
     TrafficLog lLog;
-    ASSERT_TRUE(lLog.Open(mPath));
+    ASSERT_EQ("", lLog.Open(mPath));
     for (int lByte = 0; lByte < 18; ++lByte)
     {
         lLog.Add(TrafficLog::cReceived, cBytes, 1);
@@ -47,7 +47,7 @@ TEST_F(TrafficLogTest, BytesOfOneDirectionShareLinesOfSixteen)
 TEST_F(TrafficLogTest, ALineEndsWhenTheDirectionChanges)
 {
     TrafficLog lLog;
-    ASSERT_TRUE(lLog.Open(mPath));
+    ASSERT_EQ("", lLog.Open(mPath));
     lLog.Add(TrafficLog::cReceived, cBytes, 1);
     lLog.Add(TrafficLog::cSent, cBytes, 0); // nothing was sent
     lLog.Add(TrafficLog::cReceived, cBytes, 1);
@@ -60,10 +60,10 @@ TEST_F(TrafficLogTest, AddsToAFileThatExistsAndEndsTheLastLine)
     ASSERT_TRUE(KyTest::WriteFile(mPath, "before\n"));
     {
         TrafficLog lLog;
-        ASSERT_TRUE(lLog.Open(mPath));
+        ASSERT_EQ("", lLog.Open(mPath));
         lLog.Add(TrafficLog::cSent, cBytes, 2);
         lLog.Add(TrafficLog::cReceived, cBytes + 2, 1);
-        EXPECT_FALSE(lLog.HasFailed());
+        EXPECT_EQ("", lLog.GetFailure());
     }
     EXPECT_THAT(KyTest::ReadFile(mPath), KyTest::MatchesPattern("before\n.*Z > 53 54 +ST\n.*Z < 41 +A\n"));
 }
@@ -72,20 +72,22 @@ TEST_F(TrafficLogTest, WithoutAFileNothingHappens)
 {
     TrafficLog lLog;
     lLog.Add(TrafficLog::cSent, cBytes, 2);
-    EXPECT_FALSE(lLog.HasFailed());
+    EXPECT_EQ("", lLog.GetFailure());
 }
 
 TEST_F(TrafficLogTest, AFileThatCannotBeWrittenIsNotOpened)
 {
     TrafficLog lLog;
-    EXPECT_FALSE(lLog.Open(mPath + "/missing/file.log"));
+    const std::string lFile = mPath + "/missing/file.log";
+    EXPECT_EQ("cannot write " + lFile + ": No such file or directory", lLog.Open(lFile));
+    EXPECT_EQ("cannot write .: it is a directory", lLog.Open("."));
 }
 
 TEST_F(TrafficLogTest, NotesStandBetweenTheLinesOfBytes)
 {
     TrafficLog lLog;
     lLog.AddNote("before there is a file");
-    ASSERT_TRUE(lLog.Open(mPath));
+    ASSERT_EQ("", lLog.Open(mPath));
     lLog.Add(TrafficLog::cSent, cBytes, 1);
     lLog.AddNote("a note");
     lLog.Add(TrafficLog::cSent, cBytes, 1);

@@ -176,6 +176,12 @@ std::string FindWays(const DiscoveryOptions& aOptions, SearchWays& aWays)
 
 std::string NoInterface(const DiscoveryOptions& aOptions)
 {
+    // Without sockets the interfaces cannot be listed either, and it is not the network that is missing.
+    UdpSocket lTry;
+    if (!lTry.Open({}))
+    {
+        return "devices cannot be looked for: " + lTry.GetError();
+    }
     return aOptions.mInterface.empty() ? "no network interface that devices can be looked for on"
                                        : "no network interface " + aOptions.mInterface;
 }

@@ -15,6 +15,7 @@
 #include <mutex>
 #include <new>
 #include <sys/file.h>
+#include <system_error>
 #include <utility>
 
 namespace KyPlatform
@@ -152,13 +153,35 @@ bool HostSerialPort::Open(const char* aPath) noexcept
 {
     Close();
     std::unique_ptr<Port> lPort(new (std::nothrow) Port);
+    mRefusal = lPort == nullptr ? ENOMEM : 0;
     if (lPort == nullptr || !GetDevice(aPath, lPort->mPath))
     {
         return false;
     }
     lPort->mDescriptor = OpenTerminal(lPort->mPath);
+    mRefusal = lPort->mDescriptor < 0 ? static_cast<uint32_t>(errno) : 0;
     mObject = lPort->mDescriptor >= 0 ? lPort.release() : nullptr;
     return mObject != nullptr;
+}
+
+std::string HostSerialPort::GetRefusal() const
+{
+    switch (mRefusal)
+    {
+    case 0:
+        return {};
+    case EBUSY:  // of the mark
+    case EAGAIN: // of the lock
+        return "it is in use";
+    case ENOENT:
+    case ENXIO:
+    case ENODEV:
+        return "there is no such port";
+    case ENOTTY:
+        return "it is no terminal";
+    default:
+        return std::generic_category().message(static_cast<int>(mRefusal));
+    }
 }
 
 void HostSerialPort::Close() noexcept

@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <new>
+#include <system_error>
 
 namespace KyPlatform
 {
@@ -77,6 +78,7 @@ bool HostSerialPort::Open(const char* aPath) noexcept
 {
     Close();
     std::unique_ptr<Port> lPort(new (std::nothrow) Port);
+    mRefusal = lPort == nullptr ? ERROR_NOT_ENOUGH_MEMORY : 0;
     if (lPort == nullptr || aPath == nullptr)
     {
         return false;
@@ -85,6 +87,7 @@ bool HostSerialPort::Open(const char* aPath) noexcept
                                        FILE_FLAG_OVERLAPPED | FILE_ATTRIBUTE_NORMAL, nullptr);
     if (lPort->mHandle == nullptr || lPort->mHandle == INVALID_HANDLE_VALUE)
     {
+        mRefusal = ::GetLastError();
         return false;
     }
     lPort->mReadEvent = gSystem.mMakeEvent(nullptr, TRUE, FALSE, nullptr);
@@ -93,9 +96,27 @@ bool HostSerialPort::Open(const char* aPath) noexcept
     mObject = lPort.release();
     if (!lComplete)
     {
+        mRefusal = ::GetLastError();
         Close();
     }
     return lComplete;
+}
+
+std::string HostSerialPort::GetRefusal() const
+{
+    switch (mRefusal)
+    {
+    case 0:
+        return {};
+    case ERROR_ACCESS_DENIED: // how the system says that another program has the port
+    case ERROR_SHARING_VIOLATION:
+        return "it is in use";
+    case ERROR_FILE_NOT_FOUND:
+    case ERROR_PATH_NOT_FOUND:
+        return "there is no such port";
+    default:
+        return std::system_category().message(static_cast<int>(mRefusal));
+    }
 }
 
 void HostSerialPort::Close() noexcept

@@ -82,6 +82,17 @@ TEST(ClosedStreamTest, StateFileWithoutAnEndIsRefused)
         1);
 }
 
+TEST(DescriptorTest, SearchForDevicesWithoutADescriptorSaysWhatIsMissing)
+{
+#if defined(KYTEST_INSTRUMENTED)
+    GTEST_SKIP() << "the sanitizers need descriptors of their own";
+#endif
+    // The one descriptor is for the program's libraries: what runs the tests may have left it open.
+    EXPECT_EQ(RunShell("sh -c 'ulimit -n 4; exec ./kyserial devices' 2>&1 3>&- | grep -qx 'kyserial: devices "
+                       "cannot be looked for: no socket: Too many open files'"),
+              0);
+}
+
 TEST(ClosedStreamTest, CameraWhoseStateCannotBeWrittenAtTheEndFails)
 {
     Process lCamera;

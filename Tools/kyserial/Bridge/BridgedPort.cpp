@@ -6,6 +6,7 @@
 #include "kyserial/Text/Failure.h"
 
 #include <JxUtilsLib/LockScope.h>
+#include <KyPlatform/HostSerialPort.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -23,15 +24,32 @@ std::string AbsolutePath(const std::string& aPath)
 {
     std::error_code lError;
     const std::filesystem::path lPath = std::filesystem::absolute(aPath, lError);
-    if (lError || !std::filesystem::exists(lPath, lError))
+    const auto lType = std::filesystem::status(lPath, lError).type();
+    if (lType == std::filesystem::file_type::not_found)
     {
         throw OperationError("--tty: there is no " + aPath);
     }
-    if (std::filesystem::is_directory(lPath, lError))
+    if (lType == std::filesystem::file_type::directory)
     {
         throw OperationError("--tty: " + aPath + " is a directory");
     }
     return lPath.string();
+}
+
+/// Why a port of the host cannot be opened, when a try of this program's own is refused as well: the library's
+/// result is the same for every reason.
+std::string Refusal(const KyResult& aResult, const std::string& aHost)
+{
+    if (aResult.GetDescription() != KyString("Unable to open requested COM port."))
+    {
+        return {};
+    }
+    KyPlatform::HostSerialPort lTry;
+    const bool lIsPath = KyPlatform::HostSerialPort::IsPath(aHost.c_str());
+    static_cast<void>(
+        lTry.Open((lIsPath ? aHost : R"(\\.\COM)" + aHost.substr(3)).c_str())); // refused, or free now
+    const std::string lReason = lTry.GetRefusal();
+    return lReason.empty() ? lReason : " (" + lReason + ')';
 }
 
 /// The name without what says its kind.
@@ -190,9 +208,13 @@ void BridgedPort::StartHostPort()
     {
         lHost = AbsolutePath(lHost);
     }
-    Check(mBridge.Start(lHost.c_str(), GetLineOfHostPort(), &mDevice.GetAdapter(), mSelection.mPort,
-                        GetOptions()),
-          "cannot bridge " + PortName(mSelection.mPort) + " to " + lName);
+    const KyResult lResult = mBridge.Start(lHost.c_str(), GetLineOfHostPort(), &mDevice.GetAdapter(),
+                                           mSelection.mPort, GetOptions());
+    if (!lResult.IsOK())
+    {
+        throw OperationError("cannot bridge " + PortName(mSelection.mPort) + " to " + lName + ": " +
+                             ResultText(lResult) + Refusal(lResult, lHost));
+    }
     if (mRelay.has_value())
     {
         mLink.emplace(lName, mRelay->GetUserPath()); // last: who finds it finds a bridge

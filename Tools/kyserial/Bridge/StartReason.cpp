@@ -1,5 +1,7 @@
 #include "kyserial/Bridge/StartReason.h"
 
+#include <JxUtilsLib/LockScope.h>
+
 #include <string_view>
 
 namespace KySerialTool
@@ -31,14 +33,14 @@ void StartReason::Write(const JxUtilsLib::LogRecord& aRecord)
     const std::string_view lMessage = aRecord.mMessage;
     if (lMessage.substr(0, cStart.size()) == cStart)
     {
-        const std::lock_guard<std::mutex> lLock(mLock);
+        const JxUtilsLib::LockScope lScope(mLock);
         mText = lMessage;
     }
 }
 
 std::string StartReason::Text()
 {
-    const std::lock_guard<std::mutex> lLock(mLock);
+    const JxUtilsLib::LockScope lScope(mLock);
     return mText.empty() ? std::string() : " (" + mText + ')';
 }
 

@@ -1,8 +1,9 @@
 #pragma once
 
-#include "JxUtilsLib/Logger.h"
+#include <JxUtilsLib/Logger.h>
+#include <JxUtilsLib/Mutex.h>
+#include <JxUtilsLib/ThreadSafety.h>
 
-#include <mutex>
 #include <string>
 
 namespace KySerialTool
@@ -27,8 +28,8 @@ public:
 
 private:
     const JxUtilsLib::PriorityLevel mWanted;
-    std::mutex mLock;
-    std::string mText;
+    JxUtilsLib::Mutex mLock;
+    std::string mText JX_GUARDED_BY(mLock);
 };
 
 } // namespace KySerialTool

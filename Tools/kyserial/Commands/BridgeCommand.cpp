@@ -52,9 +52,9 @@ ExitCode RunBridge(Context& aContext, const BridgeOptions& aOptions)
         lSession.Run();
     }
     lLog.Flush();
-    if (lLog.HasFailed())
+    if (const std::string lFailure = lLog.GetFailure(); !lFailure.empty())
     {
-        throw OperationError("--log: cannot write " + lSelection.mLogFile);
+        throw OperationError("--log: " + lFailure);
     }
     return ExitCode::Ok;
 }

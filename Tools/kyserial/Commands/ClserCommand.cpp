@@ -12,6 +12,7 @@
 #include <array>
 #include <memory>
 #include <optional>
+#include <utility>
 
 namespace KySerialTool
 {
@@ -54,13 +55,20 @@ ExitCode RunClserTerm(Context& aContext, const ClserTermOptions& aOptions)
 {
     TrafficLog lLog;
     PrepareSession(aContext, aOptions.mTerminal.mLogFile, lLog);
-    ClserPort lPort(aOptions.mName);
-    if (aOptions.mRate.has_value())
+    const auto lOpen = [&aOptions](std::unique_ptr<BytePort>& aPort)
     {
-        lPort.SetRate(*aOptions.mRate);
-    }
+        aPort.reset(); // it may still have the place of the server's one client
+        auto lPort = std::make_unique<ClserPort>(aOptions.mName, aOptions.mTerminal.mReconnect);
+        if (aOptions.mRate.has_value())
+        {
+            lPort->SetRate(*aOptions.mRate);
+        }
+        aPort = std::move(lPort);
+    };
+    TerminalOptions lTerminal = aOptions.mTerminal;
+    const std::unique_ptr<BytePort> lPort = OpenPort(lOpen, lTerminal, lLog, aOptions.mName, "the server");
     const std::string lFailure =
-        RunTerminal(aContext, aOptions.mTerminal, lPort, lLog, aOptions.mName, Printable(aOptions.mName));
+        RunTerminal(aContext, lTerminal, *lPort, lLog, aOptions.mName, Printable(aOptions.mName));
     if (!lFailure.empty())
     {
         throw OperationError(lFailure);
@@ -88,10 +96,12 @@ void AddTerm(CLI::App& aClser, Context& aContext)
         ->required();
     AddNumberChoice(lCommand, "--baud", ClserRates(), "Bits per second (9600, or the server's lowest)",
                     lOptions->mRate);
-    AddNumberOption(lCommand, "--timeout", 3600000, "milliseconds",
-                    "Fail when the server takes nothing for N milliseconds (5000)",
-                    lOptions->mTerminal.mSettings.mBusyLimit);
+    CLI::Option* const lTimeout =
+        AddNumberOption(lCommand, "--timeout", 3600000, "milliseconds",
+                        "Fail when the server takes nothing for N milliseconds (5000)",
+                        lOptions->mTerminal.mSettings.mBusyLimit);
     AddTerminalOptions(lCommand, lOptions->mTerminal);
+    lTimeout->excludes(lCommand.get_option("--reconnect"));
     lCommand.footer("When the input is a terminal, every key goes to the server, Ctrl-C too; Ctrl-] ? shows "
                     "the keys that do "
                     "not. Otherwise the command ends after the end of the input and a quiet time.\n\n"

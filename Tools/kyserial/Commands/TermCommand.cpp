@@ -1,7 +1,6 @@
 #include "kyserial/Commands/Commands.h"
 
 #include "kyserial/Device/DevicePort.h"
-#include "kyserial/Device/ReconnectingPort.h"
 #include "kyserial/Terminal/TerminalRun.h"
 #include "kyserial/Text/Failure.h"
 
@@ -18,7 +17,6 @@ struct TermOptions
 {
     KyDeviceSerial mPort = KyDeviceSerialInvalid;
     LineSelection mLine{};
-    bool mReconnect = false;
     TerminalOptions mTerminal{};
 };
 
@@ -55,22 +53,9 @@ ExitCode RunTerm(Context& aContext, const TermOptions& aOptions)
     const std::string lName = PortName(aOptions.mPort);
     TerminalOptions lTerminal = aOptions.mTerminal;
     PortSource lSource(aContext, aOptions);
-    std::unique_ptr<BytePort> lPort;
-    if (aOptions.mReconnect)
-    {
-        lTerminal.mSettings.mBusyLimit = UINT32_MAX; // input that is no terminal waits for the device
-        lPort = std::make_unique<ReconnectingPort>([&lSource](std::unique_ptr<BytePort>& aPort)
-                                                   { lSource.Open(aPort); },
-                                                   [&lTerminal, &lLog, &lName](const std::string& aText)
-                                                   {
-                                                       lLog.AddNote(aText);
-                                                       PrintNote(lTerminal, lName + ": " + aText);
-                                                   });
-    }
-    else
-    {
-        lSource.Open(lPort);
-    }
+    const std::unique_ptr<BytePort> lPort =
+        OpenPort([&lSource](std::unique_ptr<BytePort>& aPort) { lSource.Open(aPort); }, lTerminal, lLog,
+                 lName, "the device");
     const std::string lFailure = RunTerminal(aContext, lTerminal, *lPort, lLog, lName,
                                              lName + " of " + aContext.mCommon.mDevice.mName);
     const KyResult lClosed = lPort->Close();
@@ -92,7 +77,6 @@ void AddTermCommand(CLI::App& aProgram, Context& aContext)
     AddPortOption(lCommand, PortKind::Any, lOptions->mPort);
     AddLineOptions(lCommand, lOptions->mLine);
     AddTerminalOptions(lCommand, lOptions->mTerminal);
-    lCommand.add_flag("--reconnect", lOptions->mReconnect, "Wait for device and port whenever they are away");
     AddCommonOptions(lCommand, aContext.mCommon);
     lCommand.footer("When the input is a terminal, every key goes to the port, Ctrl-C too; Ctrl-] ? shows "
                     "the keys that do not. "

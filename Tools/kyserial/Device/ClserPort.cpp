@@ -4,6 +4,8 @@
 #include "KyPlatform/Session.h"
 #include "KyPlatform/SharedMemory.h"
 
+#include <JxUtilsLib/LockScope.h>
+
 #include <algorithm>
 #include <array>
 #include <utility>
@@ -86,6 +88,7 @@ namespace
 {
 
 constexpr uint32_t cPiece = 16384;
+constexpr uint32_t cLook = 250;       // milliseconds
 constexpr uint32_t cWriteSlice = 100; // milliseconds after which a request to end is noticed
 
 KyResult ToResult(CLINT32 aCode)
@@ -151,7 +154,7 @@ std::vector<std::string> ListClserPorts()
     return lNames;
 }
 
-ClserPort::ClserPort(const std::string& aName)
+ClserPort::ClserPort(const std::string& aName, bool aNoticesEnd) : mName(aName), mNoticesEnd(aNoticesEnd)
 {
     const std::vector<std::string> lNames = ListClserPorts();
     const auto lName = std::find(lNames.begin(), lNames.end(), aName);
@@ -177,7 +180,8 @@ void ClserPort::SetRate(uint32_t aRate)
         clGetSupportedBaudRates(mReference, &lOffered) == CL_ERR_NO_ERR)
     {
         throw OperationError("--baud " + std::to_string(aRate) + ": " + ClserText(lCode) +
-                             " The server offers " + ClserRatesText(lOffered) + '.');
+                                 " The server offers " + ClserRatesText(lOffered) + '.',
+                             KyResult::BAD_PARAMETER); // waiting for the server would not change it
     }
     CheckClser(lCode, "--baud " + std::to_string(aRate));
 }
@@ -210,7 +214,7 @@ uint32_t ClserPort::ReadEx(uint8_t* aBuffer, uint32_t aSize, uint32_t aTimeout)
     const CLINT32 lCode = clSerialReadEx(mReference, reinterpret_cast<CLINT8*>(aBuffer), &lCount, aTimeout);
     if (lCode != CL_ERR_NO_ERR && lCode != CL_ERR_TIMEOUT)
     {
-        mState = ToResult(lCode);
+        SetState(ToResult(lCode));
         return 0;
     }
     return lCount;
@@ -225,12 +229,45 @@ std::vector<uint8_t> ClserPort::Receive(uint32_t aTimeout)
         lCount += ReadEx(lBytes.data() + 1, cPiece - 1, 0); // what else there is
     }
     lBytes.resize(lCount);
+    if (lCount == 0 && mNoticesEnd)
+    {
+        LookForServer();
+    }
     return lBytes;
+}
+
+// The client library waits for the server's successor without a word.
+void ClserPort::LookForServer()
+{
+    if (mNextLook.GetRemaining() > 0)
+    {
+        return;
+    }
+    mNextLook = KyPlatform::Deadline(cLook);
+    try
+    {
+        const std::vector<std::string> lNames = ListClserPorts();
+        if (std::find(lNames.begin(), lNames.end(), mName) == lNames.end())
+        {
+            SetState({KyResult::NO_CONNECTION, "It has ended."});
+        }
+    }
+    catch (const OperationError& lError)
+    {
+        SetState({KyResult::NO_CONNECTION, lError.what()});
+    }
 }
 
 KyResult ClserPort::GetState()
 {
+    const JxUtilsLib::LockScope lScope(mLock);
     return mState;
+}
+
+void ClserPort::SetState(const KyResult& aState)
+{
+    const JxUtilsLib::LockScope lScope(mLock);
+    mState = aState;
 }
 
 bool ClserPort::IsBusy(const KyResult& aResult) const

@@ -2,6 +2,9 @@
 
 #include "kyserial/Device/DevicePort.h"
 
+#include <JxUtilsLib/Mutex.h>
+#include <JxUtilsLib/ThreadSafety.h>
+#include <KyPlatform/Deadline.h>
 #include <clserzmo/clser.h>
 
 #include <string>
@@ -31,12 +34,14 @@ std::vector<std::string> ListClserPorts();
 
 /// A Camera Link server as a terminal session uses it, through the client library.
 ///
-/// Threads: Send() by one thread, Receive() and GetState() by one, which may be another.
+/// Threads: Send() by one thread, Receive() by one, which may be another; GetState() by any.
 class ClserPort : public BytePort
 {
 public:
     /// Attaches to the server. Throws OperationError when no server has the name, or it has a client.
-    explicit ClserPort(const std::string& aName);
+    /// \param aNoticesEnd  Whether the end of the server is the end of this port. Else it waits for the next server
+    ///                     of the name.
+    explicit ClserPort(const std::string& aName, bool aNoticesEnd = false);
     ~ClserPort() override;
 
     /// Asks for a rate. Throws OperationError when the server does not offer it.
@@ -53,8 +58,15 @@ public:
 private:
     uint32_t ReadEx(uint8_t* aBuffer, uint32_t aSize, uint32_t aTimeout);
 
+    void LookForServer();
+    void SetState(const KyResult& aState);
+
+    const std::string mName;
+    const bool mNoticesEnd;
     hSerRef mReference = nullptr;
-    KyResult mState{KyResult::OK};
+    KyPlatform::Deadline mNextLook{0};
+    JxUtilsLib::Mutex mLock;
+    KyResult mState JX_GUARDED_BY(mLock){KyResult::OK};
 };
 
 } // namespace KySerialTool

@@ -18,8 +18,8 @@ constexpr uint32_t cAway = KyResult::NO_CONNECTION;
 
 } // namespace
 
-ReconnectingPort::ReconnectingPort(Opener aOpen, Notice aNotice, uint32_t aPause)
-    : mOpen(std::move(aOpen)), mNotice(std::move(aNotice)), mPause(aPause)
+ReconnectingPort::ReconnectingPort(Opener aOpen, Notice aNotice, std::string aPeer, uint32_t aPause)
+    : mOpen(std::move(aOpen)), mNotice(std::move(aNotice)), mPeer(std::move(aPeer)), mPause(aPause)
 {
     Open();
 }
@@ -30,7 +30,7 @@ KyResult ReconnectingPort::Send(const uint8_t* aData, uint32_t aSize, uint32_t& 
     aSent = 0;
     if (mAway)
     {
-        return {cAway, "The device is away."};
+        return {cAway, (mPeer + " is away").c_str()};
     }
     const KyResult lResult = mPort->Send(aData, aSize, aSent);
     if (!lResult.IsOK() && !mPort->IsBusy(lResult) && !mPort->GetState().IsOK())
@@ -74,7 +74,7 @@ void ReconnectingPort::SetLine(const LineSelection& aLine)
     const JxUtilsLib::LockScope lScope(mSending);
     if (mPort == nullptr)
     {
-        throw OperationError("the device is away");
+        throw OperationError(mPeer + " is away");
     }
     mPort->SetLine(aLine);
 }
@@ -93,7 +93,7 @@ void ReconnectingPort::Lose(const std::string& aReason)
     }
     mNext = Clock::now() + mPause;
     mReason = aReason;
-    mNotice("the device is gone: " + aReason);
+    mNotice(mPeer + " is gone: " + aReason);
 }
 
 void ReconnectingPort::TryOpen()
@@ -141,7 +141,7 @@ void ReconnectingPort::Open()
     }
     if (!lFirst)
     {
-        mNotice("the device is there");
+        mNotice(mPeer + " is there");
     }
 }
 

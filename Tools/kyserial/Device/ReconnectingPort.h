@@ -28,8 +28,9 @@ public:
     using Notice = std::function<void(const std::string&)>;
 
     /// Opens the port, or begins to wait for it. Throws what makes waiting senseless.
+    /// \param aPeer   What has the port, for the notes: "the device".
     /// \param aPause  Milliseconds between two attempts.
-    ReconnectingPort(Opener aOpen, Notice aNotice, uint32_t aPause = 500);
+    ReconnectingPort(Opener aOpen, Notice aNotice, std::string aPeer = "the device", uint32_t aPause = 500);
 
     /// Busy while the port is away.
     KyResult Send(const uint8_t* aData, uint32_t aSize, uint32_t& aSent) override;
@@ -50,6 +51,7 @@ private:
 
     const Opener mOpen;
     const Notice mNotice;
+    const std::string mPeer;
     const std::chrono::milliseconds mPause;
     mutable JxUtilsLib::Mutex mSending; // the port does not change while somebody sends
     std::unique_ptr<BytePort> mPort{};  // changed by the thread in Receive(), under the lock

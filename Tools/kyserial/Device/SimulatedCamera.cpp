@@ -3,6 +3,7 @@
 #include "kyserial/Device/PortName.h"
 #include "kyserial/Device/PortSettings.h"
 #include "kyserial/Text/Failure.h"
+#include "kyserial/Text/FileContent.h"
 
 #include "Simulator/Camera/CameraWithDevices.h"
 #include "Simulator/Camera/FeatureTable.h"
@@ -14,6 +15,7 @@
 #include <JxUtilsLib/ThreadSafety.h>
 
 #include <atomic>
+#include <cerrno>
 #include <filesystem>
 #include <system_error>
 #include <vector>
@@ -146,9 +148,10 @@ SimulatedCamera::SimulatedCamera(const SimulatorOptions& aOptions) : mThis(std::
 
 SimulatedCamera::~SimulatedCamera()
 {
+    errno = 0;
     if (!mThis->mStateFile.empty() && !mThis->mCamera.SaveState(mThis->mStateFile))
     {
-        PrintError("--sim-state: cannot write " + mThis->mStateFile);
+        PrintError("--sim-state: cannot write " + mThis->mStateFile + FileFault(mThis->mStateFile));
         *mThis->mStateIsLost = true;
     }
 }

@@ -1,4 +1,6 @@
 #include "kyserial/Options/Options.h"
+
+#include "CommandLine/PlainText.h"
 #include "kyserial/Device/DevicePort.h"
 #include "kyserial/Text/Failure.h"
 #include "kyserial/Text/Hex.h"
@@ -9,6 +11,7 @@
 #include <algorithm>
 #include <array>
 #include <optional>
+#include <sstream>
 #include <utility>
 
 namespace KySerialTool
@@ -17,19 +20,43 @@ namespace KySerialTool
 namespace
 {
 
-/// "7 or 8".
-std::string Choices(const std::vector<uint32_t>& aValues)
+/// "none, even or odd".
+std::string Listed(const std::vector<std::string>& aWords)
 {
     std::string lText;
-    for (size_t lIndex = 0; lIndex < aValues.size(); ++lIndex)
+    for (const std::string& lWord : aWords)
     {
-        const bool lLast = lIndex + 1 == aValues.size();
-        lText += (lIndex == 0 ? "" : lLast ? " or " : ", ") + std::to_string(aValues[lIndex]);
+        lText += (lText.empty() ? "" : &lWord == &aWords.back() ? " or " : ", ") + lWord;
     }
     return lText;
 }
 
+/// "7 or 8".
+std::string Choices(const std::vector<uint32_t>& aValues)
+{
+    std::vector<std::string> lWords;
+    for (const uint32_t lValue : aValues)
+    {
+        lWords.push_back(std::to_string(lValue));
+    }
+    return Listed(lWords);
+}
+
 } // namespace
+
+void RefuseWord(const std::string& aName, const std::string& aText, const std::string& aWords)
+{
+    std::vector<std::string> lWords;
+    std::istringstream lRest(aWords);
+    for (std::string lWord; std::getline(lRest, lWord, '|');)
+    {
+        lWords.push_back(lWord);
+    }
+    const std::optional<std::string> lMeant = KyCommandLine::Nearest(aText, lWords);
+    throw CLI::ValidationError(
+        aName, '"' + aText + "\" does not fit; " +
+                   (lMeant.has_value() ? "did you mean " + *lMeant + '?' : "use " + Listed(lWords)));
+}
 
 CLI::Option* AddNumberOption(CLI::App& aCommand, const std::string& aName, uint32_t aMaximum,
                              const std::string& aUnit, const std::string& aDescription, uint32_t& aValue)
@@ -85,7 +112,7 @@ CLI::Option* AddNumberChoice(CLI::App& aCommand, const std::string& aName,
 namespace
 {
 
-KyParity ParseParity(const std::string& aText)
+std::optional<KyParity> ParseParity(const std::string& aText)
 {
     if (aText == "none")
     {
@@ -95,11 +122,7 @@ KyParity ParseParity(const std::string& aText)
     {
         return KyParityEven;
     }
-    if (aText == "odd")
-    {
-        return KyParityOdd;
-    }
-    throw CLI::ValidationError("--parity", '"' + aText + "\" does not fit; use none, even or odd");
+    return aText == "odd" ? std::optional(KyParityOdd) : std::nullopt;
 }
 
 } // namespace
@@ -108,11 +131,7 @@ void AddLineOptions(CLI::App& aCommand, LineSelection& aSelection)
 {
     AddNumberChoice(aCommand, "--baud", {9600, 14400, 19200, 28800, 38400, 57600, 115200}, "Bits per second",
                     aSelection.mBaudRate);
-    aCommand
-        .add_option_function<std::string>(
-            "--parity", [&aSelection](const std::string& aText) { aSelection.mParity = ParseParity(aText); },
-            "Parity")
-        ->type_name("none|even|odd");
+    AddChoice(aCommand, "--parity", "none|even|odd", ParseParity, "Parity", aSelection.mParity);
     AddNumberChoice(aCommand, "--bits", {7, 8}, "Data bits of a character", aSelection.mBits);
     AddNumberChoice(aCommand, "--stop", {1, 2}, "Stop bits of a character", aSelection.mStopBits);
 }
@@ -131,16 +150,11 @@ constexpr std::array<std::pair<const char*, int>, 6> cLogLevels = {{{"debug", Jx
                                                                     {"fatal", JxUtilsLib::PriorityFatal},
                                                                     {"off", cLogOff}}};
 
-int ParseLogLevel(const std::string& aText)
+std::optional<int> ParseLogLevel(const std::string& aText)
 {
     const auto* const lLevel = std::find_if(cLogLevels.begin(), cLogLevels.end(),
                                             [&](const auto& aLevel) { return aText == aLevel.first; });
-    if (lLevel == cLogLevels.end())
-    {
-        throw CLI::ValidationError(
-            "--log-level", '"' + aText + "\" is no level; use debug, info, warning, error, fatal or off");
-    }
-    return lLevel->second;
+    return lLevel != cLogLevels.end() ? std::optional(lLevel->second) : std::nullopt;
 }
 
 KyDeviceSerial ParsePort(const std::string& aText, PortKind aKind)
@@ -180,11 +194,8 @@ void AddCommonOptions(CLI::App& aCommand, CommonOptions& aOptions)
 
 void AddLogOption(CLI::App& aCommand, CommonOptions& aOptions)
 {
-    aCommand
-        .add_option_function<std::string>(
-            "--log-level",
-            [&aOptions](const std::string& aText) { aOptions.mLogLevel = ParseLogLevel(aText); },
-            "Library's log: debug, info, warning, error, fatal or off")
+    AddChoice(aCommand, "--log-level", "debug|info|warning|error|fatal|off", ParseLogLevel,
+              "Library's log: debug, info, warning, error, fatal or off", aOptions.mLogLevel)
         ->type_name("LEVEL");
 }
 

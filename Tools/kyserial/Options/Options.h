@@ -34,6 +34,30 @@ CLI::Option* AddNumberChoice(CLI::App& aCommand, const std::string& aName,
                              const std::vector<uint32_t>& aValues, const std::string& aDescription,
                              std::optional<uint32_t>& aValue);
 
+/// Throws what a command line gets that has no word of a list: the word that was meant, or all of them.
+/// \param aWords  "a|b|c".
+[[noreturn]] void RefuseWord(const std::string& aName, const std::string& aText, const std::string& aWords);
+
+/// Adds an option whose value is one of a few words.
+/// \param aWords  "a|b|c".
+/// \param aParse  What a word means; nothing for any other text.
+template<typename Value, typename Target>
+CLI::Option* AddChoice(CLI::App& aCommand, const std::string& aName, const std::string& aWords,
+                       std::optional<Value> (*aParse)(const std::string&), const std::string& aDescription,
+                       Target& aTarget)
+{
+    const auto lTake = [=, &aTarget](const std::string& aText)
+    {
+        const std::optional<Value> lValue = aParse(aText);
+        if (!lValue.has_value())
+        {
+            RefuseWord(aName, aText, aWords);
+        }
+        aTarget = *lValue;
+    };
+    return aCommand.add_option_function<std::string>(aName, lTake, aDescription)->type_name(aWords);
+}
+
 /// Adds --baud, --parity, --bits and --stop. What a bridge does not know is refused.
 void AddLineOptions(CLI::App& aCommand, LineSelection& aSelection);
 

@@ -153,9 +153,11 @@ std::string ServedDevice::TryToStart(Port& aPort)
     try
     {
         const BridgeSelection& lSelection = aPort.mEntry.mBridge;
-        if (!lSelection.mLogFile.empty() && !aPort.mLog.Open(lSelection.mLogFile))
+        const std::string lFault =
+            lSelection.mLogFile.empty() ? std::string() : aPort.mLog.Open(lSelection.mLogFile);
+        if (!lFault.empty())
         {
-            return "log: cannot write " + lSelection.mLogFile;
+            return "log: " + lFault;
         }
         const bool lSelectsItself = IsTcp(lSelection.mHost.mKind); // together with what it asks
         const BulkPortScope lScope(mDevice->GetAdapter(),

@@ -1,11 +1,13 @@
 #include "kyserial/Terminal/TermSession.h"
 
 #include "kyserial/Text/Failure.h"
+#include "kyserial/Text/FileContent.h"
 #include "kyserial/Text/Output.h"
 
 #include <JxUtilsLib/Thread.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -253,16 +255,13 @@ std::string TermSession::FormInput(const std::vector<uint8_t>& aBytes)
 /// \return False when the session was interrupted.
 bool TermSession::SendFile(const std::string& aPath)
 {
-    std::error_code lUnknown; // what cannot be asked about cannot be opened either
-    if (std::filesystem::is_directory(aPath, lUnknown))
-    {
-        throw OperationError("cannot read " + aPath + ": it is a directory");
-    }
+    errno = 0;
     std::ifstream lFile(aPath, std::ios::binary);
     if (!lFile.is_open())
     {
-        throw OperationError("cannot read " + aPath);
+        throw OperationError("cannot read " + aPath + FileFault(aPath));
     }
+    std::error_code lUnknown; // a pipe, for example, has no size
     const uint64_t lFileSize = std::filesystem::file_size(aPath, lUnknown);
     std::string lPiece(PortSender::cPiece, '\0');
     uint64_t lDone = 0;
@@ -286,7 +285,7 @@ bool TermSession::SendFile(const std::string& aPath)
     }
     if (lFile.bad())
     {
-        throw OperationError("cannot read " + aPath);
+        throw OperationError("cannot read " + aPath + FileFault(aPath));
     }
     if (mSettings.mInteractive)
     {

@@ -6,9 +6,7 @@
 #include "kyserial/Text/Hex.h"
 
 #include <cstdio>
-#include <filesystem>
 #include <optional>
-#include <system_error>
 
 namespace KySerialTool
 {
@@ -48,8 +46,7 @@ private:
 };
 
 /// The session and what its end means. \return What went wrong; empty when nothing did.
-std::string RunSession(TermSession& aSession, TrafficLog& aLog, const TerminalOptions& aOptions,
-                       const std::string& aPortName)
+std::string RunSession(TermSession& aSession, TrafficLog& aLog, const std::string& aPortName)
 {
     try
     {
@@ -63,41 +60,8 @@ std::string RunSession(TermSession& aSession, TrafficLog& aLog, const TerminalOp
         return aPortName + ": " + lError.what();
     }
     aLog.Flush();
-    return aLog.HasFailed() ? "--log: cannot write " + aOptions.mLogFile : std::string();
-}
-
-/// "a, b or c" of "a|b|c".
-std::string Listed(std::string aWords)
-{
-    const size_t lLast = aWords.rfind('|');
-    aWords.replace(lLast, 1, " or ");
-    for (size_t lBar = aWords.find('|'); lBar != std::string::npos; lBar = aWords.find('|'))
-    {
-        aWords.replace(lBar, 1, ", ");
-    }
-    return aWords;
-}
-
-/// Adds an option with one of a few words. \param aWords  "a|b|c".
-template<typename Value>
-void AddChoice(CLI::App& aCommand, const std::string& aName, const std::string& aWords,
-               std::optional<Value> (*aParse)(const std::string&), const std::string& aDescription,
-               Value& aValue)
-{
-    aCommand
-        .add_option_function<std::string>(
-            aName,
-            [=, &aValue](const std::string& aText)
-            {
-                const std::optional<Value> lValue = aParse(aText);
-                if (!lValue.has_value())
-                {
-                    throw CLI::ValidationError(aName, '"' + aText + "\" does not fit; use " + Listed(aWords));
-                }
-                aValue = *lValue;
-            },
-            aDescription)
-        ->type_name(aWords);
+    const std::string lFailure = aLog.GetFailure();
+    return lFailure.empty() ? lFailure : "--log: " + lFailure;
 }
 
 void ParseQuietTime(const std::string& aText, TermSettings& aSettings)
@@ -143,6 +107,7 @@ void AddTerminalOptions(CLI::App& aCommand, TerminalOptions& aOptions)
     aCommand
         .add_option("--log", aOptions.mLogFile, "Add the traffic to FILE, as text, or pcapng by its ending")
         ->type_name("FILE");
+    aCommand.add_flag("--reconnect", aOptions.mReconnect, "Wait for the port whenever it is away");
     aCommand.add_flag("--status", lSettings.mStatus, "Port and counts in the last row of the terminal");
     aCommand
         .add_option_function<std::string>(
@@ -159,19 +124,33 @@ void AddTerminalOptions(CLI::App& aCommand, TerminalOptions& aOptions)
 
 void PrepareSession(Context& aContext, const std::string& aLogFile, TrafficLog& aLog)
 {
-    std::error_code lUnknown; // what cannot be asked about cannot be written either
-    if (!aLogFile.empty() && !aLog.Open(aLogFile))
+    const std::string lFault = aLogFile.empty() ? std::string() : aLog.Open(aLogFile);
+    if (!lFault.empty())
     {
-        throw OperationError("--log: cannot write " + aLogFile +
-                             (std::filesystem::is_directory(aLogFile, lUnknown) ? ": it is a directory"
-                              : std::filesystem::file_size(aLogFile, lUnknown) > 0 && !lUnknown
-                                  ? ": it has other content"
-                                  : ""));
+        throw OperationError("--log: " + lFault);
     }
     if (!aContext.mConsole.WatchInterrupts())
     {
         throw OperationError("cannot watch for Ctrl-C");
     }
+}
+
+std::unique_ptr<BytePort> OpenPort(const ReconnectingPort::Opener& aOpen, TerminalOptions& aOptions,
+                                   TrafficLog& aLog, const std::string& aPortName, const std::string& aPeer)
+{
+    if (!aOptions.mReconnect)
+    {
+        std::unique_ptr<BytePort> lPort;
+        aOpen(lPort);
+        return lPort;
+    }
+    aOptions.mSettings.mBusyLimit = UINT32_MAX;
+    const auto lNote = [&aOptions, &aLog, aPortName](const std::string& aText)
+    {
+        aLog.AddNote(aText);
+        PrintNote(aOptions, KyCommandLine::Escaped(aPortName) + ": " + aText);
+    };
+    return std::make_unique<ReconnectingPort>(aOpen, lNote, aPeer);
 }
 
 std::string RunTerminal(Context& aContext, const TerminalOptions& aOptions, BytePort& aPort, TrafficLog& aLog,
@@ -197,7 +176,7 @@ std::string RunTerminal(Context& aContext, const TerminalOptions& aOptions, Byte
         }
         TermSession lSession(aContext.mConsole, aPort, aLog, lSettings,
                              [&aOptions](const std::string& aText) { PrintNote(aOptions, aText); });
-        lFailure = RunSession(lSession, aLog, aOptions, aPortName);
+        lFailure = RunSession(lSession, aLog, aPortName);
         lSent = lSession.GetSent();
         lReceived = lSession.GetReceived();
         lDropped = lSession.GetDropped();

@@ -1,11 +1,13 @@
 #include "kyserial/Terminal/TrafficLog.h"
 
+#include "kyserial/Text/FileContent.h"
 #include "kyserial/Text/Hex.h"
 
 #include <JxUtilsLib/LockScope.h>
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdio>
 
 namespace KySerialTool
@@ -41,22 +43,33 @@ bool TakesSection(const std::string& aPath)
 
 } // namespace
 
-bool TrafficLog::Open(const std::string& aPath)
+std::string TrafficLog::Open(const std::string& aPath)
 {
     const JxUtilsLib::LockScope lScope(mLock);
     const bool lPcapng = aPath.ends_with(".pcapng");
+    mPath = aPath;
     if (lPcapng && !TakesSection(aPath))
     {
-        return false;
+        return CannotWrite(": it has other content");
     }
+    errno = 0;
     mFile.open(aPath, std::ios::binary | std::ios::app);
     mOpen = mFile.is_open();
-    if (mOpen && lPcapng)
+    if (!mOpen)
+    {
+        return CannotWrite(FileFault(aPath));
+    }
+    if (lPcapng)
     {
         mSection.emplace(std::chrono::system_clock::now());
         WriteLocked(PcapngSection::Header());
     }
-    return mOpen;
+    return {};
+}
+
+std::string TrafficLog::CannotWrite(const std::string& aWhy) const
+{
+    return "cannot write " + mPath + aWhy;
 }
 
 TrafficLog::~TrafficLog()
@@ -115,7 +128,11 @@ void TrafficLog::AddNote(const std::string& aText)
 
 void TrafficLog::WriteLocked(const std::string& aText)
 {
-    mFile << aText << std::flush;
+    errno = 0;
+    if (mFile && !(mFile << aText << std::flush))
+    {
+        mFailure = CannotWrite(FileFault(mPath)); // the first failure is the last: the stream takes no more
+    }
 }
 
 void TrafficLog::Flush()
@@ -133,10 +150,10 @@ void TrafficLog::FlushLocked()
     mLine.clear();
 }
 
-bool TrafficLog::HasFailed() const
+std::string TrafficLog::GetFailure() const
 {
     const JxUtilsLib::LockScope lScope(mLock);
-    return mOpen && !mFile;
+    return mFailure;
 }
 
 std::string TrafficLog::Line(std::chrono::system_clock::time_point aTime, char aDirection,

@@ -41,8 +41,8 @@ public:
     TrafficLog(const TrafficLog&) = delete;
     TrafficLog& operator=(const TrafficLog&) = delete;
 
-    /// \return False when the file cannot be written, or is to be pcapng and has other content.
-    bool Open(const std::string& aPath);
+    /// \return Why the file is not used, "cannot write it.log: it is a directory"; empty: it is open.
+    std::string Open(const std::string& aPath);
 
     /// Adds bytes with the present time. Without an open file, nothing.
     void Add(char aDirection, const uint8_t* aData, size_t aSize);
@@ -53,20 +53,23 @@ public:
     /// Writes the line that has been begun, so that the file has everything.
     void Flush();
 
-    /// Whether a line got lost because the file could not be written.
-    bool HasFailed() const;
+    /// Why lines are lost, "cannot write it.log: No space left on device"; empty: none is.
+    std::string GetFailure() const;
 
     /// One line.
     static std::string Line(std::chrono::system_clock::time_point aTime, char aDirection,
                             const std::vector<uint8_t>& aBytes);
 
 private:
+    std::string CannotWrite(const std::string& aWhy) const JX_REQUIRES(mLock);
     void FlushLocked() JX_REQUIRES(mLock);
     void AddLines(char aDirection, const uint8_t* aData, size_t aSize) JX_REQUIRES(mLock);
     void WriteLocked(const std::string& aText) JX_REQUIRES(mLock);
 
     mutable JxUtilsLib::Mutex mLock;
+    std::string mPath JX_GUARDED_BY(mLock);
     std::ofstream mFile JX_GUARDED_BY(mLock);
+    std::string mFailure JX_GUARDED_BY(mLock);
     bool mOpen JX_GUARDED_BY(mLock) = false;
     std::optional<PcapngSection> mSection JX_GUARDED_BY(mLock); // of a pcapng file
     std::vector<uint8_t> mLine JX_GUARDED_BY(mLock);

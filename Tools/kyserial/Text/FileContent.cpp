@@ -4,10 +4,12 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <system_error>
 
 namespace KySerialTool
 {
@@ -34,11 +36,7 @@ std::vector<uint8_t> LoadInput(Console& aConsole, size_t aLimit)
 /// At most one byte more than aLimit.
 std::vector<uint8_t> LoadStored(const std::string& aPath, size_t aLimit)
 {
-    std::error_code lIgnored; // what cannot be asked about cannot be opened either
-    if (std::filesystem::is_directory(aPath, lIgnored))
-    {
-        throw OperationError("cannot read " + aPath + ": it is a directory");
-    }
+    errno = 0;
     std::ifstream lFile(aPath, std::ios::binary);
     std::vector<uint8_t> lBytes;
     std::array<char, 4096> lPiece{};
@@ -48,12 +46,23 @@ std::vector<uint8_t> LoadStored(const std::string& aPath, size_t aLimit)
     }
     if (!lFile.is_open() || lFile.bad())
     {
-        throw OperationError("cannot read " + aPath);
+        throw OperationError("cannot read " + aPath + FileFault(aPath));
     }
     return lBytes;
 }
 
 } // namespace
+
+std::string FileFault(const std::string& aPath)
+{
+    const int lError = errno;
+    std::error_code lUnknown;                           // what cannot be asked about has the other reason
+    if (std::filesystem::is_directory(aPath, lUnknown)) // the systems have various words for it
+    {
+        return ": it is a directory";
+    }
+    return lError != 0 ? ": " + std::generic_category().message(lError) : std::string();
+}
 
 std::vector<uint8_t> LoadFile(Context& aContext, const std::string& aPath, size_t aLimit)
 {
@@ -74,16 +83,12 @@ void SaveFile(Context& aContext, const std::string& aPath, const std::vector<uin
         Print(aContext, std::string(aBytes.begin(), aBytes.end()));
         return;
     }
-    std::error_code lIgnored;
-    if (std::filesystem::is_directory(aPath, lIgnored))
-    {
-        throw OperationError("cannot write " + aPath + ": it is a directory");
-    }
+    errno = 0;
     std::ofstream lFile(aPath, std::ios::binary | std::ios::trunc);
     lFile.write(reinterpret_cast<const char*>(aBytes.data()), static_cast<std::streamsize>(aBytes.size()));
     if (!lFile.flush())
     {
-        throw OperationError("cannot write " + aPath);
+        throw OperationError("cannot write " + aPath + FileFault(aPath));
     }
 }
 

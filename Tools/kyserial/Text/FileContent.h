@@ -9,6 +9,10 @@
 namespace KySerialTool
 {
 
+/// Why a call on a file has just failed, as what follows its name: ": it is a directory", or ": " and the system's
+/// words. Empty when the system has none. The call is the last one that has set errno.
+std::string FileFault(const std::string& aPath);
+
 /// The bytes of a file, "-" being the standard input. Throws OperationError, and UsageError when there are more than
 /// aLimit, without reading on: a file may have no end.
 std::vector<uint8_t> LoadFile(Context& aContext, const std::string& aPath, size_t aLimit);
