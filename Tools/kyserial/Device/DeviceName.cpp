@@ -7,8 +7,6 @@
 #define TOML_ASSERT(aCondition) static_cast<void>(0)
 #include <toml++/toml.h>
 
-#include <algorithm>
-#include <cctype>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -65,31 +63,6 @@ void ReadAliases(const std::string& aFile, const toml::node& aNode, DeviceConfig
                             "\"" + lName + "\" is a device already and cannot be an alias");
         }
     }
-}
-
-std::string LowerCase(std::string aText)
-{
-    std::transform(aText.begin(), aText.end(), aText.begin(),
-                   [](unsigned char aCharacter) { return static_cast<char>(std::tolower(aCharacter)); });
-    return aText;
-}
-
-/// A MAC address without its separators; other texts hardly become one by this.
-std::string MacDigits(const std::string& aText)
-{
-    std::string lDigits = LowerCase(aText);
-    lDigits.erase(
-        std::remove_if(lDigits.begin(), lDigits.end(), [](char aOne) { return aOne == ':' || aOne == '-'; }),
-        lDigits.end());
-    return lDigits;
-}
-
-bool Fits(const std::string& aName, const NetworkFinding& aFinding)
-{
-    const std::string lName = LowerCase(aName);
-    return MacDigits(aName) == MacDigits(aFinding.mMac) || lName == LowerCase(aFinding.mSerialNumber) ||
-           lName == LowerCase(aFinding.mUserName) || lName == LowerCase(aFinding.mModel) ||
-           lName == aFinding.mAddress;
 }
 
 } // namespace
@@ -189,7 +162,7 @@ std::string MatchDevice(const std::string& aName, const std::vector<NetworkFindi
     std::set<std::string> lDevices; // a device that several interfaces reach is one
     for (const NetworkFinding& lFinding : aFindings)
     {
-        if (Fits(aName, lFinding))
+        if (IsNameOf(aName, lFinding))
         {
             lDevices.insert(lFinding.mDevice);
         }

@@ -4,15 +4,17 @@
 
 #include <KyGigE/DeviceAddress.h>
 #include <KyGigE/DeviceIp.h>
+#include <KyGigE/DeviceName.h>
 #include <KyGigE/Discovery.h>
 #include <KyGigE/GigEDeviceAdapter.h>
 
+#include <JxUtilsLib/Condition.h>
+#include <JxUtilsLib/LockScope.h>
+#include <JxUtilsLib/Mutex.h>
+
 #include <algorithm>
 #include <atomic>
-#include <chrono>
-#include <condition_variable>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <thread>
 
@@ -34,10 +36,10 @@ public:
     ~InterruptGuard()
     {
         {
-            const std::lock_guard<std::mutex> lScope(mLock);
+            const JxUtilsLib::LockScope lScope(mLock);
             mEnd = true;
         }
-        mChanged.notify_all();
+        mChanged.NotifyAll();
         mThread.join();
     }
     InterruptGuard(const InterruptGuard&) = delete;
@@ -50,12 +52,13 @@ public:
 private:
     void Watch()
     {
-        constexpr std::chrono::milliseconds cTick(50);
+        constexpr uint32_t cTick = 50; // milliseconds
         constexpr int cGrace = 16;
         int lTicks = 0;
-        std::unique_lock<std::mutex> lLock(mLock);
-        while (!mChanged.wait_for(lLock, cTick, [this] { return mEnd; }))
+        const JxUtilsLib::LockScope lScope(mLock);
+        while (!mEnd)
         {
+            mChanged.WaitFor(mLock, cTick); // one that ends early makes the time shorter, which does no harm
             lTicks += mConsole.IsInterrupted() ? 1 : 0;
             *mCancel = lTicks > (mGranted ? cGrace : 0);
         }
@@ -64,9 +67,9 @@ private:
     const KyToolPlatform::Console& mConsole;
     const std::shared_ptr<std::atomic<bool>> mCancel = std::make_shared<std::atomic<bool>>(false);
     std::atomic<bool> mGranted{false};
-    std::mutex mLock;
-    std::condition_variable mChanged;
-    bool mEnd = false;
+    JxUtilsLib::Mutex mLock;
+    JxUtilsLib::Condition mChanged;
+    bool mEnd JX_GUARDED_BY(mLock) = false;
     std::thread mThread; // last: it uses the others
 };
 
@@ -209,6 +212,17 @@ std::string MaskText(const std::string& aText)
 }
 
 } // namespace
+
+bool IsNameOf(const std::string& aName, const NetworkFinding& aFinding)
+{
+    KyGigE::FoundDevice lDevice;
+    lDevice.mAddress = aFinding.mAddress;
+    lDevice.mInformation.mMac = ParseMac(aFinding.mMac).value_or(0);
+    lDevice.mInformation.mSerialNumber = aFinding.mSerialNumber;
+    lDevice.mInformation.mUserName = aFinding.mUserName;
+    lDevice.mInformation.mModel = aFinding.mModel;
+    return KyGigE::IsNameOf(aName, lDevice);
+}
 
 std::vector<NetworkFinding> FindNetworkDevices(const NetworkSearch& aSearch)
 {

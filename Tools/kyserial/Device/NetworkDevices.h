@@ -45,6 +45,9 @@ struct NetworkFinding
     std::string mInterface;
 };
 
+/// Whether the name is one of the device: MAC address, serial number, user name, model or IPv4 address.
+bool IsNameOf(const std::string& aName, const NetworkFinding& aFinding);
+
 /// Looks for devices. Throws OperationError when it cannot.
 std::vector<NetworkFinding> FindNetworkDevices(const NetworkSearch& aSearch);
 

@@ -5,7 +5,6 @@
 #include <JxUtilsLib/LockScope.h>
 #include <JxUtilsLib/Thread.h>
 
-#include <algorithm>
 #include <utility>
 
 namespace KySerialTool
@@ -50,11 +49,8 @@ std::vector<uint8_t> ReconnectingPort::Receive(uint32_t aTimeout)
 {
     if (mAway)
     {
-        const auto lUntil = Clock::now() + std::chrono::milliseconds(aTimeout);
-        JxUtilsLib::Thread::Sleep(static_cast<uint32_t>(std::max<int64_t>(
-            0,
-            std::chrono::ceil<std::chrono::milliseconds>(std::min(mNext, lUntil) - Clock::now()).count())));
-        if (aTimeout > 0 && Clock::now() >= mNext)
+        JxUtilsLib::Thread::Sleep(mNext.GetRemaining(aTimeout));
+        if (aTimeout > 0 && mNext.GetRemaining() == 0)
         {
             TryOpen();
         }
@@ -91,7 +87,7 @@ void ReconnectingPort::Lose(const std::string& aReason)
         const JxUtilsLib::LockScope lScope(mSending);
         mAway = true;
     }
-    mNext = Clock::now() + mPause;
+    mNext = KyPlatform::Deadline(mPause);
     mReason = aReason;
     mNotice(mPeer + " is gone: " + aReason);
 }
@@ -131,7 +127,7 @@ void ReconnectingPort::Open()
             throw;
         }
         lSwap();
-        mNext = Clock::now() + mPause;
+        mNext = KyPlatform::Deadline(mPause);
         if (lFirst)
         {
             mNotice(std::string("waiting: ") + lError.what());

@@ -4,9 +4,9 @@
 
 #include <JxUtilsLib/Mutex.h>
 #include <JxUtilsLib/ThreadSafety.h>
+#include <KyPlatform/Deadline.h>
 
 #include <atomic>
-#include <chrono>
 #include <functional>
 #include <memory>
 #include <string>
@@ -43,8 +43,6 @@ public:
     KyResult Close() override;
 
 private:
-    using Clock = std::chrono::steady_clock;
-
     void TryOpen();
     void Open();
     void Lose(const std::string& aReason);
@@ -52,13 +50,13 @@ private:
     const Opener mOpen;
     const Notice mNotice;
     const std::string mPeer;
-    const std::chrono::milliseconds mPause;
+    const uint32_t mPause;
     mutable JxUtilsLib::Mutex mSending; // the port does not change while somebody sends
     std::unique_ptr<BytePort> mPort{};  // changed by the thread in Receive(), under the lock
     std::atomic<bool> mAway{true};
     KyResult mState{KyResult::OK};
-    std::string mReason{}; // that the user knows
-    Clock::time_point mNext{};
+    std::string mReason{};         // that the user knows
+    KyPlatform::Deadline mNext{0}; // the next attempt
 };
 
 } // namespace KySerialTool
