@@ -284,7 +284,9 @@ TEST(BridgeCommandTest, RefusesACommandLineWithoutSense)
         lArguments.insert(lArguments.end(), aMore.begin(), aMore.end());
         ExpectUsageError(lArguments, "kyserial: " + aLine);
     };
-    lExpect({}, "a bridge needs a host side; use --tty, --pty, --com, --clser, --tcp or --rfc2217");
+    lExpect({}, std::string("a bridge needs a host side; use ") +
+                    (HostSerialPort::IsPath("/") ? "--tty, --pty, " : "") +
+                    "--com, --clser, --tcp or --rfc2217");
     lExpect({"--com", "COM1", "--clser", "X"},
             "--clser: a bridge has one host side, and there is --com already");
     for (const char* const lName : {"COM", "COM0", "COM100", "COM1x", "COMx1", "XOM1", "COM01", "/dev/ttyS0"})
@@ -319,6 +321,19 @@ TEST(BridgeCommandTest, SaysWhatToUseWhereThereAreNoTerminals)
                      "kyserial: --pty: this system has no pseudo terminals; use --com");
     ExpectUsageError({"bridge", "--port", "uart0", "--tty", "/dev/ttyS0"},
                      "kyserial: --tty: this system has no terminal devices with a path; use --com");
+}
+
+TEST(BridgeCommandTest, TheHelpShowsWhatThisSystemHas)
+{
+    const bool lHasTerminals = HostSerialPort::IsPath("/");
+    const std::string lBridge = RunTool({"bridge", "--help"}).mOutput;
+    for (const char* const lText : {"--tty PATH", "--pty LINK", "/dev/ttyS0", "--pty /tmp/lens"})
+    {
+        EXPECT_EQ(lHasTerminals, lBridge.find(lText) != std::string::npos) << lText;
+    }
+    EXPECT_EQ(lHasTerminals, lBridge.find("--com COM5 --baud") == std::string::npos);
+    EXPECT_THAT(lBridge, HasSubstr("--com COMn"));
+    EXPECT_EQ(lHasTerminals, RunTool({"--help"}).mOutput.find("  printf 'STATUS?") != std::string::npos);
 }
 
 TEST(BridgeCommandTest, APortThatCannotBeOpenedIsAFailure)

@@ -2,6 +2,9 @@
 
 #include "kyserial/Text/Failure.h"
 
+#include <KyPlatform/HostSerialPort.h>
+#include <Platform/PseudoTerminal.h>
+
 namespace KySerialTool
 {
 
@@ -27,6 +30,14 @@ const char* OptionName(HostKind aKind)
     }
 }
 
+/// Whether this system has such host sides. The help shows no others; one that is given all the same says what to use.
+bool IsHere(HostKind aKind)
+{
+    return aKind == HostKind::Tty   ? KyPlatform::HostSerialPort::IsPath("/")
+           : aKind == HostKind::Pty ? KyToolPlatform::PseudoTerminal::IsSupported()
+                                    : true;
+}
+
 void AddHostOption(CLI::App& aCommand, HostKind aKind, const std::string& aType,
                    const std::string& aDescription, HostSelection& aSelection)
 {
@@ -43,7 +54,7 @@ void AddHostOption(CLI::App& aCommand, HostKind aKind, const std::string& aType,
     };
     aCommand.add_option_function<std::string>(OptionName(aKind), lTake, aDescription)
         ->type_name(aType)
-        ->group("Host side, one of");
+        ->group(IsHere(aKind) ? "Host side, one of" : "");
 }
 
 } // namespace
@@ -53,7 +64,8 @@ void AddHostOptions(CLI::App& aCommand, HostSelection& aSelection)
     AddHostOption(aCommand, HostKind::Tty, "PATH", "Terminal device of the host", aSelection);
     AddHostOption(aCommand, HostKind::Pty, "LINK",
                   "New pseudo terminal for any terminal program, found under this link", aSelection);
-    AddHostOption(aCommand, HostKind::Com, "COMn", "COM port of the host; on Linux COM1 is /dev/ttyS0",
+    AddHostOption(aCommand, HostKind::Com, "COMn",
+                  IsHere(HostKind::Tty) ? "COM port of the host; COM1 is /dev/ttyS0" : "COM port of the host",
                   aSelection);
     AddHostOption(aCommand, HostKind::Clser, "NAME", "Camera Link serial clients, which find it by this name",
                   aSelection);
@@ -67,7 +79,9 @@ void CheckHostSelection(const HostSelection& aSelection)
 {
     if (aSelection.mKind == HostKind::None)
     {
-        throw UsageError("a bridge needs a host side; use --tty, --pty, --com, --clser, --tcp or --rfc2217");
+        throw UsageError(std::string("a bridge needs a host side; use ") +
+                         (IsHere(HostKind::Tty) ? "--tty, " : "") + (IsHere(HostKind::Pty) ? "--pty, " : "") +
+                         "--com, --clser, --tcp or --rfc2217");
     }
 }
 

@@ -8,6 +8,8 @@
 #include "kyserial/Text/Failure.h"
 #include "kyserial/Text/Hex.h"
 
+#include <Platform/PseudoTerminal.h>
+
 #include <algorithm>
 #include <array>
 #include <memory>
@@ -106,11 +108,15 @@ void AddBridgeCommand(CLI::App& aProgram, Context& aContext)
     const auto lOptions = std::make_shared<BridgeOptions>();
     AddBridgeOptions(lCommand, *lOptions);
     AddCommonOptions(lCommand, aContext.mCommon);
+    const std::string lHost =
+        KyToolPlatform::PseudoTerminal::IsSupported() ? "--pty /tmp/lens" : "--com COM5"; // of the example
     lCommand.footer(
         "Ctrl-C, or a request to end, ends the bridge with status 0; the device's port has its former "
         "settings then. With --clser the clients choose the rate; --baud offers them this one only.\n\n"
         "Examples:\n"
-        "  kyserial bridge --device sim --port uart0 --pty /tmp/lens --baud 115200\n"
+        "  kyserial bridge --device sim --port uart0 " +
+        lHost +
+        " --baud 115200\n"
         "  kyserial bridge --device gev://192.168.1.20 --port bulk0 --clser Lens");
     lCommand.callback(
         [&aContext, lOptions]

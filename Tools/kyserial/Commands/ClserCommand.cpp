@@ -105,7 +105,8 @@ void AddTerm(CLI::App& aClser, Context& aContext)
     lCommand.footer("When the input is a terminal, every key goes to the server, Ctrl-C too; Ctrl-] ? shows "
                     "the keys that do "
                     "not. Otherwise the command ends after the end of the input and a quiet time.\n\n"
-                    "Example:\n  printf 'STATUS?\\r\\n' | kyserial clser term Lens --baud 38400");
+                    "Example:\n  " +
+                    std::string(StatusQuestion()) + " | kyserial clser term Lens --baud 38400");
     lCommand.callback(
         [&aContext, lOptions]
         { aContext.mAction = [lOptions](Context& aRunning) { return RunClserTerm(aRunning, *lOptions); }; });

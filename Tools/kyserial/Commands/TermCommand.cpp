@@ -83,7 +83,8 @@ void AddTermCommand(CLI::App& aProgram, Context& aContext)
                     "Otherwise the command ends after the end of the input and a quiet time. "
                     "A bulk port that runs I2C or SPI runs UART meanwhile.\n\n"
                     "Examples:\n  kyserial term --device sim --port uart0 --baud 115200 --log lens.pcapng\n"
-                    "  printf 'STATUS?\\r\\n' | kyserial term --device sim --port uart0");
+                    "  " +
+                    std::string(StatusQuestion()) + " | kyserial term --device sim --port uart0");
     lCommand.callback(
         [&aContext, lOptions]
         { aContext.mAction = [lOptions](Context& aRunning) { return RunTerm(aRunning, *lOptions); }; });

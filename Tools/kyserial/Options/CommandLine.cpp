@@ -36,7 +36,8 @@ const char* const cFooter =
     "Examples:\n"
     "  kyserial devices\n"
     "  kyserial ports --device sim\n"
-    "  printf 'STATUS?\\r\\n' | kyserial term --device sim --port uart0";
+    "  ";
+const char* const cExample = " | kyserial term --device sim --port uart0";
 
 /// For "--describe", of which manual pages and completion are made.
 class CallForDescription : public CLI::Success
@@ -99,7 +100,7 @@ ExitCode RunCommandLine(int aCount, const char* const* aArguments, KyToolPlatfor
         lProgram.set_help_flag("-h,--help", "Show this help");
         lProgram.set_version_flag("--version", "kyserial " KYSERIAL_VERSION)->description("Show the version");
         lProgram.add_flag_callback("--describe", [] { throw CallForDescription(); })->group("");
-        lProgram.footer(cFooter);
+        lProgram.footer(cFooter + std::string(StatusQuestion()) + cExample);
         AddDevicesCommand(lProgram, lContext);
         AddFeaturesCommand(lProgram, lContext);
         AddPortsCommand(lProgram, lContext);

@@ -7,6 +7,7 @@
 
 #include <JxUtilsLib/Assert.h>
 #include <JxUtilsLib/Logger.h>
+#include <KyPlatform/HostSerialPort.h>
 
 #include <algorithm>
 #include <array>
@@ -219,6 +220,12 @@ void ApplyLogOptions(const CommonOptions& aOptions)
 std::unique_ptr<Device> OpenDevice(Context& aContext, DeviceAccess aAccess)
 {
     return OpenDevice(aContext.mCommon.mDevice, aContext.mConsole, aAccess);
+}
+
+const char* StatusQuestion()
+{
+    // A system whose ports have paths has the POSIX shell, too; the other one's echo ends a line with both characters.
+    return KyPlatform::HostSerialPort::IsPath("/") ? "printf 'STATUS?\\r\\n'" : "echo STATUS?";
 }
 
 bool ReadLine(KyToolPlatform::Console& aConsole, std::string& aLine)

@@ -103,6 +103,9 @@ struct Context
 /// Connects the device that the command line names. Throws OperationError when that fails.
 std::unique_ptr<Device> OpenDevice(Context& aContext, DeviceAccess aAccess = DeviceAccess::Control);
 
+/// An example of a line of input for a shell of this system: "printf 'STATUS?\r\n'".
+const char* StatusQuestion();
+
 /// The first line of the input, without its end. \return False at the end of the input.
 bool ReadLine(KyToolPlatform::Console& aConsole, std::string& aLine);
 
