@@ -87,6 +87,7 @@ KyResult DeviceConnection::LoadFeatures()
     {
         Warn(__LINE__, std::string("The description of the device cannot be used, so it has no features: ") +
                            lResult.GetDescription().GetAscii());
+        lFeatures->mProblem = lResult.GetDescription().GetAscii();
         lFeatures->mFed.clear();
         lFeatures->mMap = std::make_unique<NoFeatures>();
         lFeatures->mDescription.reset();

@@ -21,6 +21,7 @@ struct DeviceFeatures
 {
     std::unique_ptr<RegisterSpace> mSpace; ///< Never null; of the connection that the features belong to.
     std::unique_ptr<DeviceDescription> mDescription;   ///< Null: it cannot be used.
+    std::string mProblem;                              ///< Why it cannot; a sentence.
     std::unique_ptr<INodeMap> mMap;                    ///< Never null; without features then.
     std::map<uint16_t, std::vector<std::string>> mFed; ///< By event: the features that it feeds.
 };

@@ -1,6 +1,7 @@
 #include <KyGigE/GigEDeviceAdapter.h>
 
 #include "Adapters/GigE/DeviceConnection.h"
+#include "Adapters/GigE/TextWithMemory.h"
 #include "Libraries/KySerial/OutOfMemory.h"
 
 #include <algorithm>
@@ -111,6 +112,11 @@ ConnectionFigures GigEDeviceAdapter::GetFigures() const
     GvcpClient& lClient = mThis->GetClient();
     return {lClient.GetLosses(), lClient.GetControl().GetRepeats(), lClient.GetMessages().GetRepeats(),
             lClient.GetMessages().GetForeign()};
+}
+
+std::string GigEDeviceAdapter::GetDescriptionProblem()
+{
+    return TextWithMemory(cOutOfMemory, [this] { return mThis->GetFeatures()->mProblem; });
 }
 
 std::vector<FeatureEntry> GigEDeviceAdapter::ListFeatures()

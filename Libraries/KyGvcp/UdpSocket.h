@@ -20,6 +20,7 @@ struct Interface
     uint32_t mMask = 0;
     bool mLoopback = false;
     uint32_t mIndex = 0; ///< The system's number of it; several addresses of one interface share it.
+    uint32_t mMtu = 0; ///< Bytes of the largest packet, its headers included; 0: the system does not say it.
 };
 
 /// The IPv4 addresses of interfaces that are up; empty when the system does not tell.

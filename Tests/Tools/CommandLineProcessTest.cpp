@@ -178,12 +178,14 @@ TEST(CommandLineProcessTest, WrongPortIsAUsageErrorThatNamesThePorts)
 
 TEST(CommandLineProcessTest, WrongCommandIsAUsageErrorThatNamesTheCommands)
 {
-    ExpectUsageError({"terminal"}, "kyserial: \"terminal\" does not belong here; use devices, features, "
-                                   "ports, term, bridge, serve, status, clser, i2c "
-                                   "or spi");
-    ExpectUsageError({}, "kyserial: no command after 'kyserial'; use devices, features, ports, term, bridge, "
-                         "serve, status, clser, i2c "
-                         "or spi");
+    ExpectUsageError({"terminal"},
+                     "kyserial: \"terminal\" does not belong here; use devices, doctor, features, "
+                     "ports, term, bridge, serve, status, clser, i2c "
+                     "or spi");
+    ExpectUsageError(
+        {}, "kyserial: no command after 'kyserial'; use devices, doctor, features, ports, term, bridge, "
+            "serve, status, clser, i2c "
+            "or spi");
     ExpectUsageError({"spi"}, "kyserial: no command after 'kyserial spi'; use transfer or flash");
 }
 

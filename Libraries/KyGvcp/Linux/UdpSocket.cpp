@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstring>
 #include <memory>
 #include <system_error>
 #include <utility>
@@ -13,6 +14,7 @@
 #include <net/if.h>
 #include <poll.h>
 #include <sys/eventfd.h>
+#include <sys/ioctl.h>
 #include <sys/prctl.h>
 #include <sys/timerfd.h>
 #include <unistd.h>
@@ -59,6 +61,20 @@ int PollFor(pollfd* aPolls, size_t aCount, SocketTime aTimeout)
     }
 }
 
+/// 0: the system does not say it.
+uint32_t MtuOf(const char* aInterface)
+{
+    ifreq lRequest{};
+    std::strncpy(lRequest.ifr_name, aInterface, sizeof(lRequest.ifr_name) - 1);
+    const int lSocket = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const bool lKnown = lSocket >= 0 && ioctl(lSocket, SIOCGIFMTU, &lRequest) == 0;
+    if (lSocket >= 0)
+    {
+        close(lSocket);
+    }
+    return lKnown ? static_cast<uint32_t>(lRequest.ifr_mtu) : 0;
+}
+
 SocketResult SendResult(ssize_t aSent)
 {
     if (aSent >= 0)
@@ -91,7 +107,7 @@ std::vector<Interface> ListInterfaces()
             const auto* const lMask = reinterpret_cast<const sockaddr_in*>(lNext->ifa_netmask);
             lInterfaces.push_back({lNext->ifa_name, ntohl(lAddress->sin_addr.s_addr),
                                    ntohl(lMask->sin_addr.s_addr), (lNext->ifa_flags & IFF_LOOPBACK) != 0,
-                                   if_nametoindex(lNext->ifa_name)});
+                                   if_nametoindex(lNext->ifa_name), MtuOf(lNext->ifa_name)});
         }
     }
     return lInterfaces;

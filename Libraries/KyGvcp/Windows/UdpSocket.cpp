@@ -146,7 +146,8 @@ std::vector<Interface> ListInterfaces()
             const auto* const lAddress = reinterpret_cast<const sockaddr_in*>(lUnicast->Address.lpSockaddr);
             lInterfaces.push_back({ToUtf8(lAdapter->FriendlyName), ntohl(lAddress->sin_addr.s_addr),
                                    MaskOf(lUnicast->OnLinkPrefixLength),
-                                   lAdapter->IfType == IF_TYPE_SOFTWARE_LOOPBACK, lAdapter->IfIndex});
+                                   lAdapter->IfType == IF_TYPE_SOFTWARE_LOOPBACK, lAdapter->IfIndex,
+                                   static_cast<uint32_t>(lAdapter->Mtu)});
         }
     }
     return lInterfaces;

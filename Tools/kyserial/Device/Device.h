@@ -31,6 +31,10 @@ public:
     virtual IKyDeviceAdapter& GetAdapter() = 0;
     /// Its features, those that cannot be used now included.
     virtual std::vector<DeviceFeature> ListFeatures() = 0;
+    /// Why its description is of no use, as a sentence; empty when it is, and for a device that has none.
+    virtual std::string GetDescriptionProblem() { return {}; }
+    /// How many commands had to be sent again since it was connected.
+    virtual uint64_t GetRepeatedCommands() { return 0; }
 
 protected:
     Device() = default;

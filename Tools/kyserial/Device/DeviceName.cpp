@@ -125,6 +125,16 @@ DeviceConfiguration ReadConfiguration(const std::string& aFile)
 
 std::string ChooseDevice(const std::string& aGiven)
 {
+    const std::string lName = ConfiguredDevice(aGiven);
+    if (lName.empty())
+    {
+        throw UsageError(cNoDevice);
+    }
+    return lName;
+}
+
+std::string ConfiguredDevice(const std::string& aGiven)
+{
     std::string lName = !aGiven.empty() ? aGiven : Variable("KYSERIAL_DEVICE");
     if (IsDeviceText(lName))
     {
@@ -134,10 +144,6 @@ std::string ChooseDevice(const std::string& aGiven)
     if (lName.empty())
     {
         lName = lConfiguration.mDevice;
-    }
-    if (lName.empty())
-    {
-        throw UsageError(cNoDevice);
     }
     const auto lAlias = lConfiguration.mAliases.find(lName);
     return lAlias != lConfiguration.mAliases.end() ? lAlias->second : lName;

@@ -28,6 +28,9 @@ std::string ConfigurationFile();
 /// would be right.
 DeviceConfiguration ReadConfiguration(const std::string& aFile);
 
+/// As ChooseDevice(), but empty when none is given.
+std::string ConfiguredDevice(const std::string& aGiven);
+
 /// The device that a command uses: aGiven, or else the environment variable KYSERIAL_DEVICE, or else the
 /// configuration's. Aliases are replaced. Throws UsageError without any: a command that erases a memory must not
 /// fall back to some device.

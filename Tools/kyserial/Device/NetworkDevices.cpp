@@ -103,6 +103,10 @@ public:
 
     uint64_t GetGeneration() override { return mAdapter->GetGeneration(); }
 
+    std::string GetDescriptionProblem() override { return mAdapter->GetDescriptionProblem(); }
+
+    uint64_t GetRepeatedCommands() override { return mAdapter->GetFigures().mRepeatedCommands; }
+
     std::vector<DeviceFeature> ListFeatures() override
     {
         std::vector<DeviceFeature> lFeatures;

@@ -5,6 +5,7 @@
 #include "kyserial/Bus/I2CCommand.h"
 #include "kyserial/Bus/SpiCommand.h"
 #include "kyserial/Commands/Commands.h"
+#include "kyserial/Doctor/DoctorCommand.h"
 #include "kyserial/Options/Options.h"
 #include "kyserial/Serve/ServeCommand.h"
 #include "kyserial/Text/Failure.h"
@@ -102,6 +103,7 @@ ExitCode RunCommandLine(int aCount, const char* const* aArguments, KyToolPlatfor
         lProgram.add_flag_callback("--describe", [] { throw CallForDescription(); })->group("");
         lProgram.footer(cFooter + std::string(StatusQuestion()) + cExample);
         AddDevicesCommand(lProgram, lContext);
+        AddDoctorCommand(lProgram, lContext);
         AddFeaturesCommand(lProgram, lContext);
         AddPortsCommand(lProgram, lContext);
         AddTermCommand(lProgram, lContext);

@@ -101,6 +101,9 @@ public:
     const DeviceInformation& GetInformation() const;
     /// Since the object was made. Any thread, without blocking.
     ConnectionFigures GetFigures() const;
+    /// Why the device's description cannot be used, as a sentence; empty when it can. Stays when the connection is lost.
+    /// Any thread, without blocking.
+    std::string GetDescriptionProblem();
     /// The features for users, in the device's order, with what can be done with them now; nothing while the
     /// connection is lost. A feature that cannot be evaluated counts as not available. Blocks for the
     /// registers that decide about access.
