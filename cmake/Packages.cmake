@@ -1,6 +1,10 @@
 # What is installed, and the packages: cmake --install, cpack. Components: runtime (the shared libraries), development
 # (headers, import libraries, package files, Docs and Examples), tools (the programs), gigelibrary (the adapter for GigE Vision
 # devices), gige (its headers and package files), python.
+option(KYSERIAL_MULTIARCH "Install libraries into lib/<architecture>, as Debian's packages do" OFF)
+if(KYSERIAL_MULTIARCH AND CMAKE_LIBRARY_ARCHITECTURE)
+  set(CMAKE_INSTALL_LIBDIR "lib/${CMAKE_LIBRARY_ARCHITECTURE}" CACHE PATH "Folder of the libraries" FORCE)
+endif()
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -138,10 +142,15 @@ endif()
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/Bindings/python/kyserial" "${PROJECT_SOURCE_DIR}/Bindings/python/serial"
   DESTINATION "${lPython}" COMPONENT python FILES_MATCHING PATTERN "*.py" PATTERN "py.typed")
 install(FILES "${PROJECT_SOURCE_DIR}/README.md" "${PROJECT_SOURCE_DIR}/LICENSE" "${PROJECT_SOURCE_DIR}/CHANGELOG.md"
-  DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT runtime)
+  "${PROJECT_SOURCE_DIR}/CONTRIBUTING.md" DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT development)
 # Beside the README, which links to them.
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/Docs" "${PROJECT_SOURCE_DIR}/Examples" DESTINATION "${CMAKE_INSTALL_DOCDIR}"
-  COMPONENT development FILES_MATCHING REGEX "\\.(md|svg|c|cpp|py)$|/CMakeLists.txt$")
+  COMPONENT development FILES_MATCHING REGEX "\\.(md|svg|png|dot|jsonl|c|cpp|py)$|/CMakeLists.txt$")
+install(FILES "${PROJECT_SOURCE_DIR}/Bindings/python/README.md" DESTINATION "${CMAKE_INSTALL_DOCDIR}/Bindings/python"
+  COMPONENT development)
+install(CODE "set(DOC_FOLDER \"${CMAKE_INSTALL_DOCDIR}\")\nset(INCLUDE_FOLDER \"${CMAKE_INSTALL_INCLUDEDIR}\")"
+  COMPONENT development)
+install(SCRIPT "${PROJECT_SOURCE_DIR}/cmake/InstalledLinks.cmake" COMPONENT development)
 
 set(CPACK_PACKAGE_NAME KySerial)
 set(CPACK_PACKAGE_VENDOR "The KySerial developers")
@@ -163,6 +172,7 @@ else()
   set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
   set(CPACK_DEB_COMPONENT_INSTALL ON)
   set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+  set(CPACK_POST_BUILD_SCRIPTS "${PROJECT_SOURCE_DIR}/cmake/WithoutLdconfig.cmake")
   set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
   set(CPACK_DEBIAN_PACKAGE_SECTION libs)
   set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libkyserial0)
@@ -170,6 +180,7 @@ else()
   set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libkyserial-dev)
   set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
   set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "libkyserial0 (= ${PROJECT_VERSION})")
+  set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_RECOMMENDS "libkygige-dev") # whose headers the documentation links to
   set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME kyserial)
   set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION electronics)
   set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libkyserial0 (= ${PROJECT_VERSION}), libkygige0 (= ${PROJECT_VERSION})")
@@ -226,7 +237,7 @@ with the habits of pySerial, a handler for its URLs, and ports for asyncio.")
   file(APPEND "${PROJECT_BINARY_DIR}/package/copyright" "${lHead} ${lBody}\n")
   file(WRITE "${PROJECT_BINARY_DIR}/package/triggers" "activate-noawait ldconfig\n")
   file(WRITE "${PROJECT_BINARY_DIR}/package/changelog" "kyserial (${PROJECT_VERSION}) unstable; urgency=medium\n\n"
-    "  * See CHANGELOG.md in libkyserial0's documentation.\n\n -- ${CPACK_PACKAGE_CONTACT}  Sun, 01 Nov 2026 12:00:00 +0000\n")
+    "  * See CHANGELOG.md in libkyserial-dev's documentation.\n\n -- ${CPACK_PACKAGE_CONTACT}  Sun, 01 Nov 2026 12:00:00 +0000\n")
   execute_process(COMMAND gzip -9nf "${PROJECT_BINARY_DIR}/package/changelog" COMMAND_ERROR_IS_FATAL ANY)
   foreach(lComponent IN LISTS CPACK_COMPONENTS_ALL)
     string(TOUPPER "${lComponent}" lName)

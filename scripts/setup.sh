@@ -5,6 +5,7 @@
 #   scripts/setup.sh --bench   for bench.sh: the peers and what counts instructions and system calls
 #   scripts/setup.sh --tests   for test.sh too: test frameworks and the programs that tests run
 #   scripts/setup.sh --all     for test.sh all and lint.sh too: the other compiler, the Windows cross compiler, Wine
+#   scripts/setup.sh --packages  for package.sh, besides --all: what looks at packages, and makes a fresh system
 #   scripts/setup.sh --all --coverage  for coverage.sh too
 set -euo pipefail
 
@@ -20,6 +21,9 @@ if [ "${1:-}" = "--all" ]; then
 fi
 if [ "${1:-}" = "--bench" ]; then
   packages+=(pkg-config libaravis-dev libusb-1.0-0-dev libbenchmark-dev socat ser2net valgrind strace python3 binutils)
+fi
+if [ "${1:-}" = "--packages" ]; then
+  packages+=(lintian debootstrap dpkg-dev git)
 fi
 if [ "${2:-}" = "--coverage" ]; then
   packages+=(gcovr)

@@ -20,7 +20,7 @@ for library in JxUtilsLib KySerial KySerialC KySimulatorC KyGigE KyGigEC; do
     platform=win_amd64
     cp "$work/tree/bin/$library.dll" "$work/package/kyserial"
   else
-    cp -L "$work/tree/lib/lib$library.so.0" "$work/package/kyserial"
+    cp -L "$(find "$work/tree/lib" -name "lib$library.so.0")" "$work/package/kyserial"
     strip --strip-unneeded "$work/package/kyserial/lib$library.so.0"
   fi
 done

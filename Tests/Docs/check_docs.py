@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Checks the documentation: check_docs.py SOURCE
+"""Checks the documentation: check_docs.py SOURCE, or, links only, check_docs.py --installed FOLDER
 
 Links of the Markdown files and the files that installed headers name have to exist; each picture has to have the labels of
 its text, so that one is not changed without the other; the exported classes have their examples; the README's program is
@@ -102,4 +102,14 @@ def main(folder):
     return 1 if wrong else 0
 
 
-sys.exit(main(sys.argv[1]))
+def installed(folder):
+    """No link of the installed pages leads nowhere."""
+    source = pathlib.Path(folder)
+    pages = sorted(file.relative_to(source) for file in source.rglob("*.md"))
+    wrong = [*links(source, pages)]
+    print("\n".join(wrong))
+    print(f"{len(pages)} installed pages")
+    return 1 if wrong or len(pages) < 10 else 0
+
+
+sys.exit(installed(sys.argv[2]) if sys.argv[1] == "--installed" else main(sys.argv[1]))

@@ -17,6 +17,10 @@ if [ -n "$toolchain" ]; then
   consumer_options+=(-DCMAKE_TOOLCHAIN_FILE="$toolchain")
 fi
 
+# The folder of the libraries below that of an installation: lib, or lib/ARCHITECTURE.
+libraries=lib
+[ -n "$toolchain" ] || libraries=$(sed -n 's/^CMAKE_INSTALL_LIBDIR:[A-Z]*=//p' "$build/CMakeCache.txt")
+
 # Whether the build has the adapter for GigE Vision devices.
 has_gige=no
 if [ -e "$build/lib/libKyGigE.so" ] || [ -e "$build/bin/KyGigE.dll" ]; then
@@ -156,9 +160,11 @@ Tree)
     pages "$tree/share"
   fi
   # Nothing of the machine or of the sources may be needed by what others get.
-  if grep -rlF -e "$source" -e "$build" "$tree/include" "$tree/lib/cmake" "$tree/lib/pkgconfig"; then
+  if grep -rlF -e "$source" -e "$build" "$tree/include" "$tree/$libraries/cmake" "$tree/$libraries/pkgconfig"; then
     fail "paths of the build"
   fi
+  docs=$(dirname "$(find "$tree/share/doc" -name README.md -path '*/KySerial/*' -not -path '*/*/Docs/*' -not -path '*/Bindings/*')")
+  python3 -B "$source/Tests/Docs/check_docs.py" --installed "$docs" || fail "links of the installed documentation"
   ;;
 FindPackage)
   # In another place than it was installed to.
@@ -171,7 +177,7 @@ FindPackage)
   ;;
 Examples)
   examples "$tree"
-  export PYTHONPATH=$tree/lib/python3/dist-packages KYSERIAL_LIBRARY_PATH=$tree/lib
+  export PYTHONPATH=$tree/lib/python3/dist-packages KYSERIAL_LIBRARY_PATH=$tree/$libraries
   if [ -z "$toolchain" ]; then
     # Without what shells of developers have: the system's interpreter and the installed tree.
     folder=$(dirname "$(find "$tree" -name serial_port.py)")
@@ -204,30 +210,37 @@ Version)
   refused component "no component KyNothing" 0.1 REQUIRED COMPONENTS KySerial KyNothing
   ;;
 PkgConfig)
-  export PKG_CONFIG_PATH=$tree/lib/pkgconfig
+  export PKG_CONFIG_PATH=$tree/$libraries/pkgconfig
   c++ -std=c++17 -Wall -Wextra -Wpedantic -Werror "$source/Tests/Install/Consumer/consumer.cpp" -o "$work/consumer" \
-    $(pkg-config --cflags --libs kyserial clserzmo) -Wl,-rpath,"$tree/lib"
+    $(pkg-config --cflags --libs kyserial clserzmo) -Wl,-rpath,"$tree/$libraries"
   "$work/consumer"
   cc -std=c11 -Wall -Wextra -Wpedantic -Werror "$source/Tests/Install/Consumer/consumer.c" -o "$work/consumer_c" \
-    $(pkg-config --cflags --libs kysimulatorc) -Wl,-rpath,"$tree/lib"
+    $(pkg-config --cflags --libs kysimulatorc) -Wl,-rpath,"$tree/$libraries"
   "$work/consumer_c"
   if [ "$has_gige" = yes ]; then
     c++ -std=c++17 -Wall -Wextra -Wpedantic -Werror "$source/Tests/Install/Consumer/consumer_gige.cpp" -o "$work/gige" \
-      $(pkg-config --cflags --libs kygige kyserial) -Wl,-rpath,"$tree/lib"
+      $(pkg-config --cflags --libs kygige kyserial) -Wl,-rpath,"$tree/$libraries"
     "$work/gige" | grep '^address: good'
   fi
+  # A file for each library, which the linker is content with.
+  for library in "$tree/$libraries"/lib*.so; do
+    name=$(basename "$library" .so)
+    name=$(printf '%s' "${name#lib}" | tr '[:upper:]' '[:lower:]')
+    [[ $(pkg-config --libs "$name") == *"-L"*"$libraries -l"* ]] || fail "no folder in $name.pc"
+    printf 'int main(void) { return 0; }\n' | cc -x c - -o "$work/linked" $(pkg-config --libs "$name") || fail "$name.pc"
+  done
   [ "$(pkg-config --modversion kyserialc)" = "$(pkg-config --modversion kyserial)" ] || fail "versions"
   ;;
 Wrapper)
   # The wrapper for C++17 with each compiler that is here, also one that behaves as Microsoft's does.
-  export PKG_CONFIG_PATH=$tree/lib/pkgconfig
+  export PKG_CONFIG_PATH=$tree/$libraries/pkgconfig
   compilers=("c++ -std=c++17" "c++ -std=c++20")
   if command -v clang++ >/dev/null; then
     compilers+=("clang++ -std=c++17" "clang++ -std=c++17 -fms-extensions -fms-compatibility -fms-compatibility-version=19.30 -D__STRICT_ANSI__")
   fi
   for compiler in "${compilers[@]}"; do
     $compiler -Wall -Wextra -Wpedantic -Wconversion -Werror "$source/Examples/AnyCompiler.cpp" -o "$work/wrapper" \
-      $(pkg-config --cflags --libs kysimulatorc kygigec) -Wl,-rpath,"$tree/lib" || fail "$compiler"
+      $(pkg-config --cflags --libs kysimulatorc kygigec) -Wl,-rpath,"$tree/$libraries" || fail "$compiler"
     "$work/wrapper" | grep 'STATUS READY ZOOM 0' || fail "$compiler"
   done
   ;;
@@ -244,6 +257,22 @@ AddSubdirectory)
   if cmake --build "$work/consumer" --target kyserial >/dev/null 2>&1; then
     fail "a customer's project would build our program"
   fi
+  ;;
+Source)
+  archive=$("$source/scripts/package.sh" --source "$work")
+  tar xf "$archive" -C "$work"
+  unpacked=$(ls -d "$work"/kyserial-*/)
+  [ "$(cd "$unpacked" && find . -type f -o -type l | wc -l)" = "$(git -C "$source" ls-files --deduplicate | wc -l)" ] ||
+    fail "the tarball does not have the files of the repository"
+  again=$("$source/scripts/package.sh" --source "$work/again")
+  cmp "$archive" "$again" || fail "the same files make another tarball"
+  cmake -S "$unpacked" -B "$work/build" "${consumer_options[@]}" -DKYSERIAL_BUILD_TESTS=OFF >"$work/log" 2>&1 ||
+    { cat "$work/log"; fail "configure"; }
+  # Everything is compiled in the build that these tests belong to. Here a library is, and what the rules want is there.
+  cmake --build "$work/build" --target JxUtilsLib -j 2 >"$work/log" 2>&1 || { cat "$work/log"; fail "build"; }
+  [ -e "$work/build/lib/libJxUtilsLib.so" ] || fail "no library"
+  cmake --build "$work/build" -- -n >"$work/log" 2>&1 || { cat "$work/log"; fail "rules"; }
+  grep -q 'bin/kyserial$' "$work/log" || fail "the program is not built"
   ;;
 Debian)
   (cd "$build" && cpack -G DEB -B "$work/packages") >"$work/log" 2>&1 || { cat "$work/log"; fail "cpack"; }
@@ -267,10 +296,16 @@ Debian)
     for file in triggers shlibs; do
       dpkg-deb --info "$(ls "$work/packages/${library}_"*.deb)" "$file" >/dev/null || fail "no $file of $library"
     done
+    ! dpkg-deb --info "$(ls "$work/packages/${library}_"*.deb)" postinst >/dev/null 2>&1 || fail "$library calls ldconfig"
+  done
+  # Where systems of several architectures keep them, and where the linker's cache looks.
+  architecture=$(dpkg-architecture -qDEB_HOST_MULTIARCH)
+  for file in libKySerialC.so.0 libKySerial.so pkgconfig/kyserial.pc cmake/KySerial/KySerialConfig.cmake; do
+    [ -e "$work/root/usr/lib/$architecture/$file" ] || fail "no $file in lib/$architecture"
   done
   talk "$work/root/usr/bin/kyserial"
   [ -x "$work/root/usr/bin/kyserial-camera" ] || fail "no camera program"
-  PYTHONPATH=$work/root/usr/lib/python3/dist-packages KYSERIAL_LIBRARY_PATH=$work/root/usr/lib /usr/bin/python3 -B -c '
+  PYTHONPATH=$work/root/usr/lib/python3/dist-packages KYSERIAL_LIBRARY_PATH=$work/root/usr/$libraries /usr/bin/python3 -B -c '
 import kyserial
 with kyserial.SimulatedCamera() as camera:
     camera.plug("uart0", "lens")
