@@ -44,7 +44,7 @@ fi
 scripts/setup.sh --all
 scripts/setup.sh --packages
 mkdir -p "$work"
-rm -rf "$work/$name" "$work/root"
+rm -rf "${work:?}/$name"
 rm -f "$out"/*.deb "$out"/*.whl "$out"/*.zip "$out"/*.tar.gz
 tarball
 

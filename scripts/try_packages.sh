@@ -5,9 +5,12 @@
 set -euo pipefail
 source=$(cd "$(dirname "$0")/.." && pwd)
 folder=$(cd "$1" && pwd)
-rm -rf "$2"
 mkdir -p "$2"
 root=$(cd "$2" && pwd)
+# A run that was ended may have left it.
+! mountpoint -q "$root/proc" || umount "$root/proc"
+rm -rf --one-file-system "$root"
+mkdir -p "$root"
 
 fail() {
   echo "try_packages: $*" >&2
@@ -29,13 +32,13 @@ fi
 
 place=$(apt-get indextargets --format '$(REPO_URI)' 'Created-By: Packages' 'Codename: bookworm' | head -1)
 [ -n "$place" ] || fail "this machine's packages are not Debian 12's"
+trap '! mountpoint -q "$root/proc" || umount "$root/proc"' EXIT
 debootstrap --variant=minbase bookworm "$root" "$place" >"$root.log" 2>&1 || { tail "$root.log"; fail "debootstrap"; }
 cp /etc/resolv.conf "$root/etc/resolv.conf"
 for file in /etc/apt/apt.conf.d/*; do # a proxy, if there is one
   ! grep -q Proxy "$file" || cp "$file" "$root/etc/apt/apt.conf.d"
 done
-trap 'umount "$root/proc" 2>/dev/null || true' EXIT
-mount -t proc proc "$root/proc"
+mountpoint -q "$root/proc" || mount -t proc proc "$root/proc"
 mkdir "$root/try"
 cp "$folder"/*.deb "$folder"/*linux_x86_64.whl "$source"/Examples/AnyCompiler.cpp "$source"/Examples/FirstProgram.cpp \
   "$source"/Examples/SerialPort.c "$root/try"
@@ -74,5 +77,6 @@ with serial.serial_for_url("ky://sim/uart0", timeout=20) as port:
     port.write(b"STATUS?\r\n")
     print(port.readline())' | hears wheel
 IN
-chroot "$root" /bin/bash /try/try.sh
+# Nothing of this machine's environment.
+env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LC_ALL=C.UTF-8 chroot "$root" /bin/bash /try/try.sh
 echo "try_packages: installed and used in a fresh Debian 12"

@@ -60,6 +60,11 @@ TEST(WrapperTest, FailuresAreResultsOrExceptions)
     }
     ky::Port lPort = ky::Port::Open(lCamera, KY_UART0).OrThrow();
     EXPECT_EQ(lPort.ReadUntil('\n', 1ms).GetCode(), static_cast<KyCode>(KY_TIMED_OUT));
+    const std::string lNoBus = ky::I2CBus::Open(lCamera, 42).GetText();
+    EXPECT_NE(lNoBus, "");
+    EXPECT_EQ(ky::SPIBus::Open(lCamera, 42).GetText(), lNoBus);
+    EXPECT_EQ(ky::Bridge::StartClients("WrapperTest", lCamera, 42).GetText(),
+              "Invalid device port requested.");
     EXPECT_EQ(lCamera.GetDevice().SetFeature("NoSuchFeature", "1").GetCode(), 0x8001U);
 }
 

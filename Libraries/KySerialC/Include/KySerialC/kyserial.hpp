@@ -101,6 +101,13 @@ private:
     std::optional<Value> mValue{};
 };
 
+/// What a C function gives: a value, or why there is none. Right after the call, on its thread.
+template<typename Value>
+Outcome<Value> Made(KyCode aCode, Value aValue)
+{
+    return aCode == KY_OK ? Outcome<Value>(std::move(aValue)) : Outcome<Value>(Status(aCode));
+}
+
 /// Bytes of the caller's to read from: a pointer and a count, a literal without its NUL, or anything with data() and
 /// size() in bytes. Nothing is copied.
 class Bytes
@@ -224,6 +231,35 @@ private:
     uint64_t mHandle;
 };
 
+/// An object of the C interface that is made and opened, or started, in one step. GetHandle() is for what else the C
+/// interface offers.
+template<typename Object, KyCode (*cCreate)(uint64_t*), KyCode (*cDestroy)(uint64_t)>
+class Owner
+{
+public:
+    uint64_t GetHandle() const noexcept { return mHandle.Get(); }
+
+protected:
+    /// \param aCall  Opens or starts the object with this handle; gives a code.
+    template<typename Call>
+    static Outcome<Object> Begin(const Call& aCall)
+    {
+        uint64_t lHandle = 0;
+        KyCode lCode = cCreate(&lHandle);
+        Object lObject;
+        lObject.mHandle = Handle<cDestroy>(lHandle);
+        lCode = lCode == KY_OK ? aCall(lHandle) : lCode;
+        if (lCode == KY_OK)
+        {
+            return Outcome<Object>(std::move(lObject));
+        }
+        Status lFailed(lCode); // its words, before the object's end says something itself
+        static_cast<void>(lObject.mHandle.Reset());
+        return lFailed;
+    }
+    Handle<cDestroy> mHandle{};
+};
+
 /// A camera as ports, buses and bridges take it: a device's handle that somebody else owns.
 class DeviceRef
 {
@@ -259,7 +295,7 @@ public:
     {
         KyDeviceHandle lHandle = 0;
         const KyCode lCode = KyDeviceCreate(&aAdapter, &lHandle);
-        return lCode == KY_OK ? Outcome<Device>(Device(lHandle)) : Outcome<Device>(Status(lCode));
+        return Made(lCode, Device(lHandle));
     }
 
     DeviceRef Get() const noexcept { return DeviceRef(mHandle.Get()); }
@@ -273,17 +309,13 @@ private:
 };
 
 /// An open byte port. Its end gives the port back; that of a camera that is away can be opened again when it is back.
-class Port
+class Port : public Owner<Port, &KyPortCreate, &KyPortDestroy>
 {
 public:
     /// As KyPortOpen(). \param aSerial  KY_UART0 to KY_BULK7.
     static Outcome<Port> Open(DeviceRef aDevice, int32_t aSerial)
     {
-        KyPortHandle lHandle = 0;
-        KyCode lCode = KyPortCreate(&lHandle);
-        Port lPort(lHandle);
-        lCode = lCode == KY_OK ? KyPortOpen(lHandle, aDevice.GetHandle(), aSerial) : lCode;
-        return lCode == KY_OK ? Outcome<Port>(std::move(lPort)) : Outcome<Port>(Failed(lCode, lPort));
+        return Begin([&](uint64_t aHandle) { return KyPortOpen(aHandle, aDevice.GetHandle(), aSerial); });
     }
     static bool IsSupported(DeviceRef aDevice, int32_t aSerial)
     {
@@ -302,8 +334,6 @@ public:
         return *this;
     }
 
-    KyPortHandle GetHandle() const noexcept { return mHandle.Get(); }
-
     /// As KyPortWrite(). \param aWritten  Receives the number of bytes, also after a failure; may be null.
     Status Write(Bytes aBytes, uint32_t* aWritten = nullptr)
     {
@@ -318,7 +348,7 @@ public:
         uint32_t lCount = 0;
         const KyCode lCode =
             KyPortRead(mHandle.Get(), aBuffer.GetData(), aBuffer.GetSize(), &lCount, Milliseconds(aTimeout));
-        return lCode == KY_OK ? Outcome<uint32_t>(lCount) : Outcome<uint32_t>(Status(lCode));
+        return Made(lCode, lCount);
     }
     /// Reads up to and with a byte. \return KY_TIMED_OUT: it did not come in time; what came is lost.
     template<typename Representation, typename Period>
@@ -345,7 +375,7 @@ public:
     {
         uint32_t lCount = 0;
         const KyCode lCode = KyPortGetRxBytesReady(mHandle.Get(), &lCount);
-        return lCode == KY_OK ? Outcome<uint32_t>(lCount) : Outcome<uint32_t>(Status(lCode));
+        return Made(lCode, lCount);
     }
     /// As KyPortSetRxBufferSize().
     Status SetBufferSize(uint32_t aCells) { return Status(KyPortSetRxBufferSize(mHandle.Get(), aCells)); }
@@ -362,28 +392,17 @@ public:
     }
 
 private:
-    explicit Port(KyPortHandle aHandle) : mHandle(aHandle) {}
-    // The words of a failure, taken before the object's end says something itself.
-    static Status Failed(KyCode aCode, Port& aPort)
-    {
-        Status lStatus(aCode);
-        static_cast<void>(aPort.mHandle.Reset());
-        return lStatus;
-    }
-    Handle<&KyPortDestroy> mHandle;
+    friend class Owner<Port, &KyPortCreate, &KyPortDestroy>;
+    Port() = default;
 };
 
 /// An open I2C bus; see I2CBus.h for the arguments.
-class I2CBus
+class I2CBus : public Owner<I2CBus, &KyI2CBusCreate, &KyI2CBusDestroy>
 {
 public:
     static Outcome<I2CBus> Open(DeviceRef aDevice, int32_t aSerial)
     {
-        KyI2CBusHandle lHandle = 0;
-        KyCode lCode = KyI2CBusCreate(&lHandle);
-        I2CBus lBus(lHandle);
-        lCode = lCode == KY_OK ? KyI2CBusOpen(lHandle, aDevice.GetHandle(), aSerial) : lCode;
-        return lCode == KY_OK ? Outcome<I2CBus>(std::move(lBus)) : Outcome<I2CBus>(Status(lCode));
+        return Begin([&](uint64_t aHandle) { return KyI2CBusOpen(aHandle, aDevice.GetHandle(), aSerial); });
     }
 
     Status Write(uint8_t aSlave, Bytes aBytes, bool aFast = true, bool aStop = true)
@@ -396,7 +415,7 @@ public:
         uint32_t lCount = 0;
         const KyCode lCode = KyI2CBusRead(mHandle.Get(), aSlave, aBuffer.GetData(), aBuffer.GetSize(),
                                           &lCount, aFast ? 1 : 0, aStop ? 1 : 0);
-        return lCode == KY_OK ? Outcome<uint32_t>(lCount) : Outcome<uint32_t>(Status(lCode));
+        return Made(lCode, lCount);
     }
     Status WriteAt(uint8_t aSlave, uint8_t aOffset, Bytes aBytes, bool aFast = true)
     {
@@ -410,25 +429,21 @@ public:
         const KyCode lCode =
             KyI2CBusIndirectRead(mHandle.Get(), aSlave, aOffset, aBuffer.GetData(), aBuffer.GetSize(),
                                  &lCount, aFast ? 1 : 0, aCombined ? 1 : 0);
-        return lCode == KY_OK ? Outcome<uint32_t>(lCount) : Outcome<uint32_t>(Status(lCode));
+        return Made(lCode, lCount);
     }
 
 private:
-    explicit I2CBus(KyI2CBusHandle aHandle) : mHandle(aHandle) {}
-    Handle<&KyI2CBusDestroy> mHandle;
+    friend class Owner<I2CBus, &KyI2CBusCreate, &KyI2CBusDestroy>;
+    I2CBus() = default;
 };
 
 /// An open SPI bus; see SPIBus.h for the arguments.
-class SPIBus
+class SPIBus : public Owner<SPIBus, &KySPIBusCreate, &KySPIBusDestroy>
 {
 public:
     static Outcome<SPIBus> Open(DeviceRef aDevice, int32_t aSerial)
     {
-        KySPIBusHandle lHandle = 0;
-        KyCode lCode = KySPIBusCreate(&lHandle);
-        SPIBus lBus(lHandle);
-        lCode = lCode == KY_OK ? KySPIBusOpen(lHandle, aDevice.GetHandle(), aSerial) : lCode;
-        return lCode == KY_OK ? Outcome<SPIBus>(std::move(lBus)) : Outcome<SPIBus>(Status(lCode));
+        return Begin([&](uint64_t aHandle) { return KySPIBusOpen(aHandle, aDevice.GetHandle(), aSerial); });
     }
 
     Status Transfer(Bytes aBytes, uint32_t aRead, bool aSimultaneous = false, bool aFinal = true)
@@ -442,23 +457,23 @@ public:
         uint32_t lCount = 0;
         const KyCode lCode = KySPIBusRead(mHandle.Get(), aBuffer.GetData(), aBuffer.GetSize(), &lCount,
                                           Milliseconds(aTimeout));
-        return lCode == KY_OK ? Outcome<uint32_t>(lCount) : Outcome<uint32_t>(Status(lCode));
+        return Made(lCode, lCount);
     }
 
 private:
-    explicit SPIBus(KySPIBusHandle aHandle) : mHandle(aHandle) {}
-    Handle<&KySPIBusDestroy> mHandle;
+    friend class Owner<SPIBus, &KySPIBusCreate, &KySPIBusDestroy>;
+    SPIBus() = default;
 };
 
-/// A bridge that runs until Stop() or its end. GetHandle() is for what else Bridge.h offers.
-class Bridge
+/// A bridge that runs until Stop() or its end.
+class Bridge : public Owner<Bridge, &KyBridgeCreate, &KyBridgeDestroy>
 {
 public:
     /// As KyBridgeStartHost(). \param aSettings  Null: those of KyLineSettingsInit().
     static Outcome<Bridge> StartHost(const std::string& aHostPort, DeviceRef aDevice, int32_t aSerial,
                                      const KyLineSettings* aSettings = nullptr)
     {
-        return Start(
+        return Begin(
             [&](KyBridgeHandle aBridge) {
                 return KyBridgeStartHost(aBridge, aHostPort.c_str(), aSettings, aDevice.GetHandle(), aSerial);
             });
@@ -466,25 +481,15 @@ public:
     /// As KyBridgeStartClients().
     static Outcome<Bridge> StartClients(const std::string& aName, DeviceRef aDevice, int32_t aSerial)
     {
-        return Start([&](KyBridgeHandle aBridge)
+        return Begin([&](KyBridgeHandle aBridge)
                      { return KyBridgeStartClients(aBridge, aName.c_str(), aDevice.GetHandle(), aSerial); });
     }
 
-    KyBridgeHandle GetHandle() const noexcept { return mHandle.Get(); }
     Status Stop() { return Status(KyBridgeStop(mHandle.Get())); }
 
 private:
-    explicit Bridge(KyBridgeHandle aHandle) : mHandle(aHandle) {}
-    template<typename Call>
-    static Outcome<Bridge> Start(const Call& aCall)
-    {
-        KyBridgeHandle lHandle = 0;
-        KyCode lCode = KyBridgeCreate(&lHandle);
-        Bridge lBridge(lHandle);
-        lCode = lCode == KY_OK ? aCall(lHandle) : lCode;
-        return lCode == KY_OK ? Outcome<Bridge>(std::move(lBridge)) : Outcome<Bridge>(Status(lCode));
-    }
-    Handle<&KyBridgeDestroy> mHandle;
+    friend class Owner<Bridge, &KyBridgeCreate, &KyBridgeDestroy>;
+    Bridge() = default;
 };
 
 } // namespace ky

@@ -91,8 +91,7 @@ inline Outcome<std::vector<FoundCamera>> FindCameras(const KyCameraSearch* aSear
     std::vector<FoundCamera> lFound;
     const KyCode lCode = KyCameraFind(aSearch, &Detail::Collect<FoundCamera, KyFoundCamera, &Detail::Convert>,
                                       &lFound, nullptr);
-    return lCode == KY_OK ? Outcome<std::vector<FoundCamera>>(std::move(lFound))
-                          : Outcome<std::vector<FoundCamera>>(Status(lCode));
+    return Made(lCode, std::move(lFound));
 }
 
 /// A connected camera, given back at the object's end. Ports on it have to end before.
@@ -107,8 +106,7 @@ public:
         KyCode lCode = KyCameraOpen(aName.c_str(), aOptions, &lHandle);
         Handle<&KyCameraClose> lCamera(lHandle);
         lCode = lCode == KY_OK ? KyCameraGetDevice(lHandle, &lDevice) : lCode;
-        return lCode == KY_OK ? Outcome<Camera>(Camera(std::move(lCamera), lDevice))
-                              : Outcome<Camera>(Status(lCode));
+        return Made(lCode, Camera(std::move(lCamera), lDevice));
     }
 
     KyCameraHandle GetHandle() const noexcept { return mHandle.Get(); }
@@ -136,8 +134,7 @@ public:
         const KyCode lCode =
             KyCameraListFeatures(mHandle.Get(), &Detail::Collect<Feature, KyFeature, &Detail::ConvertFeature>,
                                  &lFeatures, nullptr);
-        return lCode == KY_OK ? Outcome<std::vector<Feature>>(std::move(lFeatures))
-                              : Outcome<std::vector<Feature>>(Status(lCode));
+        return Made(lCode, std::move(lFeatures));
     }
     Outcome<std::string> GetFeature(const std::string& aName) const { return GetDevice().GetFeature(aName); }
     Status SetFeature(const std::string& aName, const std::string& aValue)
