@@ -244,6 +244,16 @@ with the habits of pySerial, a handler for its URLs, and ports for asyncio.")
     install(FILES "${PROJECT_BINARY_DIR}/package/copyright" "${PROJECT_BINARY_DIR}/package/changelog.gz"
       DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_${lName}_PACKAGE_NAME}" COMPONENT ${lComponent})
   endforeach()
+  # Python's files are compiled when they are installed, and the compiled ones go with them.
+  file(CONFIGURE OUTPUT "${PROJECT_BINARY_DIR}/package/python/postinst" CONTENT
+    "#!/bin/sh\nset -e\nif command -v py3compile >/dev/null; then\n  py3compile -p python3-kyserial\nfi\n")
+  file(CONFIGURE OUTPUT "${PROJECT_BINARY_DIR}/package/python/prerm" CONTENT
+    "#!/bin/sh\nset -e\nif command -v py3clean >/dev/null; then\n  py3clean -p python3-kyserial\nfi\n")
+  file(CHMOD "${PROJECT_BINARY_DIR}/package/python/postinst" "${PROJECT_BINARY_DIR}/package/python/prerm"
+    PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA "${PROJECT_BINARY_DIR}/package/python/postinst"
+    "${PROJECT_BINARY_DIR}/package/python/prerm")
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_STRICT_PERMISSION ON)
   set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA "${PROJECT_BINARY_DIR}/package/triggers")
   set(CPACK_DEBIAN_GIGELIBRARY_PACKAGE_CONTROL_EXTRA "${PROJECT_BINARY_DIR}/package/triggers")
 endif()

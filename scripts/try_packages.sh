@@ -68,6 +68,7 @@ with serial.serial_for_url("ky://sim/uart0", timeout=20) as port:
     print(port.readline())' | hears Python
 # The wheel brings its own libraries: nothing else of ours is there.
 dpkg --purge python3-kyserial libkyserial-dev libkygige-dev kyserial libkygige0 libkyserial0 >/dev/null
+[ ! -e /usr/lib/python3/dist-packages/kyserial ] || { echo "something of the Python package stays"; exit 1; }
 apt-get install -y -qq --no-install-recommends python3-venv >/try/log 2>&1 || { cat /try/log; exit 1; }
 python3 -m venv --system-site-packages wheel
 wheel/bin/pip install --no-index ./*.whl >/dev/null

@@ -303,6 +303,8 @@ Debian)
   for file in libKySerialC.so.0 libKySerial.so pkgconfig/kyserial.pc cmake/KySerial/KySerialConfig.cmake; do
     [ -e "$work/root/usr/lib/$architecture/$file" ] || fail "no $file in lib/$architecture"
   done
+  dpkg-deb --ctrl-tarfile "$(ls "$work/packages/python3-kyserial_"*.deb)" | tar tv | grep -q '^-rwxr-xr-x.* ./prerm$' ||
+    fail "python3-kyserial leaves compiled files"
   talk "$work/root/usr/bin/kyserial"
   [ -x "$work/root/usr/bin/kyserial-camera" ] || fail "no camera program"
   PYTHONPATH=$work/root/usr/lib/python3/dist-packages KYSERIAL_LIBRARY_PATH=$work/root/usr/$libraries /usr/bin/python3 -B -c '
