@@ -7,6 +7,7 @@
 #   scripts/setup.sh --all     for test.sh all and lint.sh too: the other compiler, the Windows cross compiler, Wine
 #   scripts/setup.sh --packages  for package.sh, besides --all: what looks at packages, and makes a fresh system
 #   scripts/setup.sh --all --coverage  for coverage.sh too
+#   scripts/setup.sh --all --page      for the whole test of the service's web page too: a browser (300 MB) and Prometheus
 set -euo pipefail
 
 packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev libtomlplusplus-dev libboost-dev librapidxml-dev
@@ -27,6 +28,9 @@ if [ "${1:-}" = "--packages" ]; then
 fi
 if [ "${2:-}" = "--coverage" ]; then
   packages+=(gcovr)
+fi
+if [ "${2:-}" = "--page" ]; then
+  packages+=(chromium prometheus python3-prometheus-client)
 fi
 
 missing=()

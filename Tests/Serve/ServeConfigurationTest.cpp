@@ -8,6 +8,7 @@
 
 using namespace KySerialTool;
 using testing::ElementsAre;
+using testing::IsEmpty;
 
 namespace
 {
@@ -98,7 +99,7 @@ TEST(ServeConfigurationTest, FindsAllFaultsAtOnceWithTheirLines)
                  "device = 'sim'\n"
                  "color = 3\n"),
         ElementsAre(
-            "f:1: nme: there is no such key of the service; use name, web or device",
+            "f:1: nme: there is no such key of the service; use name, web, web_token or device",
             "f:3: device: \"non sense\" is no IPv4 address and no name of a host; use "
             "gev://ADDRESS-OR-HOST[:PORT][?interface=ADDRESS]",
             "f:5: port: \"uart9\" is no port; use uart0, uart1 or bulk0 to bulk7",
@@ -114,6 +115,26 @@ TEST(ServeConfigurationTest, FindsAllFaultsAtOnceWithTheirLines)
             "f:17: port: a device needs one port at least; use [[device.port]]",
             "f:19: color: there is no such key of a device; use name, device, sim_fast, sim_cut, sim_back or "
             "port"));
+}
+
+TEST(ServeConfigurationTest, ATerminalNeedsATokenAndAPortOverTcp)
+{
+    const std::string lDevice = "[[device]]\ndevice='sim'\n";
+    const std::string lTcp = "[[device.port]]\nport='uart0'\nhost='tcp://:0'\nterminal=true\n";
+    const std::string lClser = "[[device.port]]\nport='uart1'\nhost='clser:A'\nterminal=true\n";
+    EXPECT_THAT(FaultsOf("web_token='0123456789abcdef'\n" + lDevice + lTcp), IsEmpty());
+    EXPECT_THAT(
+        FaultsOf(lDevice + lTcp),
+        ElementsAre(
+            "f:3: terminal: the service needs a web_token, which whoever sends bytes has to know; give it "
+            "one of 16 characters or more"));
+    EXPECT_THAT(FaultsOf("web_token='0123456789abcdef'\n" + lDevice + lClser),
+                ElementsAre("f:4: terminal: belongs to tcp:// and rfc2217:// only; leave it out"));
+    for (const std::string lToken : {"'short'", "'with a space 1234'", "'no-ASCII-123456-\xC3\xA9'"})
+    {
+        EXPECT_THAT(FaultsOf("web_token=" + lToken + '\n' + lDevice + lTcp),
+                    ElementsAre("f:1: web_token: use 16 to 256 printable ASCII characters without spaces"));
+    }
 }
 
 TEST(ServeConfigurationTest, NamesAndPlacesAreThereOnce)

@@ -188,7 +188,7 @@ TEST_F(ServeProcessTest, StatusAndMetricsSayWhatGoesOn)
     tcp::socket lClient = Connect(PortOf("lens bulk1"));
     EXPECT_EQ(Ask(lClient), cStatus);
     const std::string lText = mService.Error();
-    const std::string lStart = "status is http://127.0.0.1:";
+    const std::string lStart = "web page is http://127.0.0.1:";
     const auto lWeb = static_cast<uint16_t>(std::stoi(lText.substr(lText.find(lStart) + lStart.size())));
     Process lTool;
     ASSERT_TRUE(lTool.Start("kyserial", {"status", std::to_string(lWeb), "--json"}, {}));
@@ -216,7 +216,8 @@ TEST_F(ServeProcessTest, StatusAndMetricsSayWhatGoesOn)
         boost::asio::read(lSocket, boost::asio::dynamic_buffer(lAnswer), lError);
         return lAnswer;
     };
-    const std::string lMetrics = lAsk("GET /metrics HTTP/1.1\r\nHost: localhost\r\n\r\n");
+    const std::string lMetrics = lAsk("GET /metrics HTTP/1.1\r\nHost: localhost\r\n"
+                                      "Accept: application/openmetrics-text;version=1.0.0\r\n\r\n");
     EXPECT_THAT(lMetrics, HasSubstr("HTTP/1.1 200 "));
     EXPECT_THAT(lMetrics, HasSubstr("kyserial_port_delivered_bytes_total{device=\"lens\",port=\"bulk1\","
                                     "way=\"from_device\"} 41\n"));

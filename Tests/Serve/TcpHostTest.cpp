@@ -112,6 +112,28 @@ protected:
     std::optional<TcpHost> mHost;
 };
 
+TEST_F(TcpHostTest, BytesFromElsewhereGoInOrderWithThoseOfClientsUpToALimit)
+{
+    OpenFor(TcpClients::ReadOnly); // whose clients send nothing
+    EXPECT_TRUE(mHost->Insert("one "));
+    EXPECT_TRUE(mHost->Insert(""));
+    EXPECT_TRUE(mHost->Insert("two"));
+    EXPECT_EQ(Read(7), "one two");
+    uint64_t lTaken = 7;
+    const std::string lPiece(1000, 'x');
+    while (mHost->Insert(lPiece))
+    {
+        lTaken += lPiece.size();
+        ASSERT_LE(lTaken, 100000U);
+    }
+    EXPECT_GE(lTaken, 16384U);
+    EXPECT_EQ(mHost->GetCounts().mTaken, lTaken);
+    mHost->EndTransfers();
+    EXPECT_FALSE(mHost->Insert("late"));
+    mHost->Close();
+    EXPECT_GT(mHost->GetCounts().mLeft, 0U);
+}
+
 TEST_F(TcpHostTest, BytesGoBothWays)
 {
     Open();

@@ -69,8 +69,8 @@ std::string PlainName(const HostSelection& aHost)
 } // namespace
 
 BridgedPort::BridgedPort(const BridgeSelection& aSelection, Device& aDevice, Network& aNetwork,
-                         TrafficLog& aLog)
-    : mSelection(aSelection), mDevice(aDevice), mLog(aLog)
+                         TrafficLog& aLog, RecentTraffic* aRecent)
+    : mSelection(aSelection), mDevice(aDevice), mLog(aLog), mRecent(aRecent)
 {
     Start(aNetwork);
 }
@@ -92,6 +92,10 @@ KySerialBridgeOptions BridgedPort::GetOptions()
 void BridgedPort::NotifyTraffic(KySerialBridgeWay aWay, int64_t aTime, const uint8_t* aBytes, uint32_t aCount)
 {
     mLastTraffic = aTime / 1000000;
+    if (mRecent != nullptr)
+    {
+        mRecent->Add(aWay == KySerialBridgeWay::ToDevice, aTime, aBytes, aCount);
+    }
     if (!mSelection.mLogFile.empty())
     {
         mLog.Add(aWay == KySerialBridgeWay::ToDevice ? TrafficLog::cSent : TrafficLog::cReceived, aBytes,
@@ -304,6 +308,11 @@ BridgeCounts BridgedPort::GetCounts() const
     lCounts.mConnected = mConnected;
     lCounts.mReconnections = mReconnections;
     return lCounts;
+}
+
+bool BridgedPort::Insert(const std::string& aBytes)
+{
+    return mTcp.has_value() && mTcp->Insert(aBytes);
 }
 
 std::optional<TcpCounts> BridgedPort::GetTcpCounts() const

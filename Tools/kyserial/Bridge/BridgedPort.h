@@ -6,6 +6,7 @@
 #include "kyserial/Device/DeviceSelector.h"
 #include "kyserial/Options/Options.h"
 #include "kyserial/Serve/Network.h"
+#include "kyserial/Serve/RecentTraffic.h"
 #include "kyserial/Terminal/TerminalLink.h"
 #include "kyserial/Terminal/TrafficLog.h"
 
@@ -45,13 +46,19 @@ public:
     };
 
     /// Starts the bridge. Throws OperationError when that fails. The arguments must outlive the object.
-    BridgedPort(const BridgeSelection& aSelection, Device& aDevice, Network& aNetwork, TrafficLog& aLog);
+    /// \param aRecent  Receives what passes; may be null.
+    BridgedPort(const BridgeSelection& aSelection, Device& aDevice, Network& aNetwork, TrafficLog& aLog,
+                RecentTraffic* aRecent = nullptr);
     ~BridgedPort();
     BridgedPort(const BridgedPort&) = delete;
     BridgedPort& operator=(const BridgedPort&) = delete;
 
     /// Ends it; the device has its settings back then, and the counts are final. Harmless when it has ended.
     void End();
+
+    /// Sends bytes to the device beside the host side's, which is one over TCP. Does not block; any thread until End().
+    /// \return False: too many wait already, or the host side is another one; none is sent.
+    bool Insert(const std::string& aBytes);
 
     BridgeCounts GetCounts() const;
     /// Of TCP; nothing for other host sides.
@@ -85,6 +92,7 @@ private:
     const BridgeSelection mSelection;
     Device& mDevice;
     TrafficLog& mLog;
+    RecentTraffic* const mRecent;
     mutable JxUtilsLib::Mutex mLock;
     std::vector<DeviceChange> mChanges JX_GUARDED_BY(mLock); // that nobody has looked at
     std::string mLine JX_GUARDED_BY(mLock);

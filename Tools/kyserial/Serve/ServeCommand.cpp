@@ -2,11 +2,14 @@
 
 #include "kyserial/Serve/ServeConfiguration.h"
 #include "kyserial/Serve/Service.h"
-#include "kyserial/Serve/StatusServer.h"
 #include "kyserial/Serve/StatusText.h"
+#include "kyserial/Serve/WebServer.h"
 #include "kyserial/Text/Failure.h"
 
+#include <functional>
 #include <memory>
+#include <optional>
+#include <string>
 
 namespace KySerialTool
 {
@@ -20,7 +23,25 @@ struct ServeOptions
     bool mCheck = false;
     bool mReload = false;
     std::string mName = "kyserial";
+    std::optional<TcpSettings> mWeb{};
 };
+
+/// Adds an option, or a name without one, that takes "[ADDRESS:]PORT".
+CLI::Option* AddPlace(CLI::App& aCommand, const std::string& aName,
+                      const std::function<void(const TcpSettings&)>& aTake, const std::string& aDescription)
+{
+    const auto lTake = [aName, aTake](const std::string& aText)
+    {
+        HostSelection lPlace;
+        const std::string lWrong = TakeHostName(HostKind::Tcp, aText, lPlace);
+        if (!lWrong.empty())
+        {
+            throw CLI::ValidationError(aName, lWrong);
+        }
+        aTake(lPlace.mTcp);
+    };
+    return aCommand.add_option_function<std::string>(aName, lTake, aDescription);
+}
 
 ExitCode RunServe(Context& aContext, const ServeOptions& aOptions)
 {
@@ -43,6 +64,7 @@ ExitCode RunServe(Context& aContext, const ServeOptions& aOptions)
     {
         return ExitCode::Usage;
     }
+    lConfiguration.mWeb = aOptions.mWeb.has_value() ? aOptions.mWeb : lConfiguration.mWeb;
     if (!aOptions.mCheck)
     {
         Service(aContext, aOptions.mFile, std::move(lConfiguration)).Run();
@@ -68,6 +90,10 @@ void AddServeCommand(CLI::App& aProgram, Context& aContext)
             "--name", lOptions->mName,
             "With --reload: the service's name, as its configuration gives it (kyserial unless given)")
         ->type_name("NAME");
+    AddPlace(
+        lCommand, "--web", [lOptions](const TcpSettings& aPlace) { lOptions->mWeb = aPlace; },
+        "Web page and metrics at [ADDRESS:]PORT, in place of what CONFIG gives as web")
+        ->type_name("PLACE");
     AddLogOption(lCommand, aContext.mCommon);
     lCommand.footer(
         "Ctrl-C, or a request to end, ends the service with status 0; the devices' ports have their "
@@ -83,21 +109,12 @@ void AddStatusCommand(CLI::App& aProgram, Context& aContext)
 {
     CLI::App& lCommand =
         *aProgram.add_subcommand("status", "What a service does now: its devices, ports, clients and bytes");
-    const auto lPlace = std::make_shared<HostSelection>();
+    const auto lPlace = std::make_shared<TcpSettings>();
     const auto lJson = std::make_shared<bool>(false);
-    lPlace->mTcp.mPort = 4217;
-    lCommand
-        .add_option_function<std::string>(
-            "PLACE",
-            [lPlace](const std::string& aText)
-            {
-                const std::string lWrong = TakeHostName(HostKind::Tcp, aText, *lPlace);
-                if (!lWrong.empty())
-                {
-                    throw CLI::ValidationError("PLACE", lWrong);
-                }
-            },
-            "[ADDRESS:]PORT that the service's configuration gives as web (127.0.0.1:4217 unless given)")
+    lPlace->mPort = 4217;
+    AddPlace(
+        lCommand, "PLACE", [lPlace](const TcpSettings& aPlace) { *lPlace = aPlace; },
+        "[ADDRESS:]PORT that the service's configuration gives as web (127.0.0.1:4217 unless given)")
         ->type_name("");
     lCommand.add_flag("--json", *lJson, "One JSON object instead of a table");
     lCommand.callback(
@@ -105,7 +122,7 @@ void AddStatusCommand(CLI::App& aProgram, Context& aContext)
         {
             aContext.mAction = [lPlace, lJson](Context& aRunning)
             {
-                const std::string lStatus = AskStatus(lPlace->mTcp.mAddress, lPlace->mTcp.mPort, "/status");
+                const std::string lStatus = AskStatus(lPlace->mAddress, lPlace->mPort, "/status");
                 Print(aRunning, *lJson ? lStatus : StatusTable(lStatus));
                 return ExitCode::Ok;
             };

@@ -175,6 +175,14 @@ std::string TakeClients(const toml::node& aNode, TcpClients& aClients)
     return {};
 }
 
+/// Whether a header of HTTP carries it, and it takes too long to guess.
+bool IsToken(const std::string& aText)
+{
+    return aText.size() >= 16 && aText.size() <= 256 &&
+           std::all_of(aText.begin(), aText.end(),
+                       [](char aCharacter) { return aCharacter > ' ' && aCharacter <= '~'; });
+}
+
 std::string TakePort(const std::string& aText, KyDeviceSerial& aPort)
 {
     aPort = ParsePortName(aText).value_or(KyDeviceSerialInvalid);
@@ -202,6 +210,10 @@ void CheckPort(const TableReader& aTable, const ServedPortEntry& aPort,
         {
             lAdd(std::string(lKey) + ": belongs to tcp:// and rfc2217:// only; leave it out");
         }
+    }
+    if (aPort.mTerminal && lKind != HostKind::None && !IsTcp(lKind))
+    {
+        lAdd("terminal: belongs to tcp:// and rfc2217:// only; leave it out");
     }
     const LineSelection& lLine = aPort.mBridge.mLine;
     const uint32_t lRate = lLine.mBaudRate.value_or(9600);
@@ -235,6 +247,7 @@ ServedPortEntry ReadPort(const toml::table& aTable, std::vector<ConfigurationFau
     lReader.Choice("stop", {1, 2}, lLine.mStopBits);
     lReader.Key("clients", [&](const toml::node& aNode) { return TakeClients(aNode, lClients); });
     lReader.Number("idle", cLongestIdle, lIdle);
+    lReader.Flag("terminal", lPort.mTerminal);
     lReader.Text("log",
                  [&](const std::string& aText)
                  {
@@ -342,7 +355,7 @@ std::string PlaceOf(const HostSelection& aHost)
                                  : aHost.mTcp.mAddress + ' ' + std::to_string(aHost.mTcp.mPort);
 }
 
-void CheckUniqueness(const ServeConfiguration& aConfiguration, std::vector<ConfigurationFault>& aFaults)
+void CheckWhole(const ServeConfiguration& aConfiguration, std::vector<ConfigurationFault>& aFaults)
 {
     Uniqueness lUnique(aFaults);
     if (aConfiguration.mWeb.has_value() && aConfiguration.mWeb->mPort != 0)
@@ -366,6 +379,12 @@ void CheckUniqueness(const ServeConfiguration& aConfiguration, std::vector<Confi
                 lPorts.Add(lName, lPort.mLine, "port: " + lName + " of this device");
             }
             const std::string lPlace = PlaceOf(lPort.mBridge.mHost);
+            if (lPort.mTerminal && aConfiguration.mWebToken.empty())
+            {
+                aFaults.push_back(
+                    {lPort.mLine, "terminal: the service needs a web_token, which whoever sends bytes has to "
+                                  "know; give it one of 16 characters or more"});
+            }
             if (!lPlace.empty())
             {
                 lUnique.Add("host " + lPlace, lPort.mLine, "host: \"" + lPort.mBridge.mHost.mName + '"');
@@ -380,10 +399,10 @@ bool ServedPortEntry::IsSame(const ServedPortEntry& aOther) const
 {
     const LineSelection& lLine = mBridge.mLine;
     const LineSelection& lOther = aOther.mBridge.mLine;
-    return mBridge.mPort == aOther.mBridge.mPort && mBridge.mHost == aOther.mBridge.mHost &&
-           mBridge.mLogFile == aOther.mBridge.mLogFile && lLine.mBaudRate == lOther.mBaudRate &&
-           lLine.mParity == lOther.mParity && lLine.mBits == lOther.mBits &&
-           lLine.mStopBits == lOther.mStopBits;
+    return mTerminal == aOther.mTerminal && mBridge.mPort == aOther.mBridge.mPort &&
+           mBridge.mHost == aOther.mBridge.mHost && mBridge.mLogFile == aOther.mBridge.mLogFile &&
+           lLine.mBaudRate == lOther.mBaudRate && lLine.mParity == lOther.mParity &&
+           lLine.mBits == lOther.mBits && lLine.mStopBits == lOther.mStopBits;
 }
 
 bool ServedDeviceEntry::IsSame(const ServedDeviceEntry& aOther) const
@@ -427,6 +446,14 @@ ServeConfiguration ParseServeConfiguration(const std::string& aText, std::vector
                          lConfiguration.mWebLine = lTable.get("web")->source().begin.line;
                          return lWrong;
                      });
+        lReader.Text("web_token",
+                     [&](const std::string& aToken)
+                     {
+                         lConfiguration.mWebToken = aToken;
+                         return IsToken(aToken)
+                                    ? std::string()
+                                    : std::string("use 16 to 256 printable ASCII characters without spaces");
+                     });
         lReader.Key("device",
                     [&](const toml::node& aNode)
                     {
@@ -440,7 +467,7 @@ ServeConfiguration ParseServeConfiguration(const std::string& aText, std::vector
         {
             aFaults.push_back({0, "there is no device; use [[device]]"});
         }
-        CheckUniqueness(lConfiguration, aFaults);
+        CheckWhole(lConfiguration, aFaults);
     }
     catch (const toml::parse_error& lError) // the rest of the file cannot be read then
     {

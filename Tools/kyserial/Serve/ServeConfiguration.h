@@ -15,7 +15,8 @@ namespace KySerialTool
 struct ServedPortEntry
 {
     BridgeSelection mBridge{};
-    uint32_t mLine = 0; ///< Of the file.
+    bool mTerminal = false; ///< The web page may send bytes to it.
+    uint32_t mLine = 0;     ///< Of the file.
 
     /// Whether both are the same port in the same manner, wherever they stand in the file.
     bool IsSame(const ServedPortEntry& aOther) const;
@@ -38,8 +39,9 @@ struct ServedDeviceEntry
 struct ServeConfiguration
 {
     std::string mName = "kyserial";    ///< By which status and --reload find the service.
-    std::optional<TcpSettings> mWeb{}; ///< Where status and metrics are asked for; nothing: nowhere.
+    std::optional<TcpSettings> mWeb{}; ///< Where web page, status and metrics are; nothing: nowhere.
     uint32_t mWebLine = 0;
+    std::string mWebToken{}; ///< Which whoever sends bytes from the web page has to know; empty: nobody may.
     std::vector<ServedDeviceEntry> mDevices{};
 };
 

@@ -162,7 +162,7 @@ std::string ServedDevice::TryToStart(Port& aPort)
         const bool lSelectsItself = IsTcp(lSelection.mHost.mKind); // together with what it asks
         const BulkPortScope lScope(mDevice->GetAdapter(),
                                    lSelectsItself ? KyDeviceSerialUart0 : lSelection.mPort);
-        aPort.mBridge.emplace(lSelection, *mDevice, mNetwork, aPort.mLog);
+        aPort.mBridge.emplace(lSelection, *mDevice, mNetwork, aPort.mLog, &aPort.mRecent);
         return {};
     }
     catch (const std::exception& lFailure)
@@ -244,6 +244,7 @@ ServedDeviceStatus ServedDevice::GetStatus() const
         ServedPortStatus lPortStatus;
         lPortStatus.mPort = PortName(lPort->mEntry.mBridge.mPort);
         lPortStatus.mHost = lPort->mEntry.mBridge.mHost.mName;
+        lPortStatus.mTerminal = lPort->mEntry.mTerminal;
         lPortStatus.mError = lPort->mError;
         if (lPort->mBridge.has_value())
         {
@@ -257,6 +258,38 @@ ServedDeviceStatus ServedDevice::GetStatus() const
         lStatus.mPorts.push_back(lPortStatus);
     }
     return lStatus;
+}
+
+// Under mLock.
+ServedDevice::PortPtr ServedDevice::FindRunning(const std::string& aPort) const
+{
+    const auto lPlace = std::find_if(mPorts.begin(), mPorts.end(),
+                                     [&](const PortPtr& aCandidate)
+                                     { return PortName(aCandidate->mEntry.mBridge.mPort) == aPort; });
+    return lPlace != mPorts.end() && (*lPlace)->mBridge.has_value() ? *lPlace : nullptr;
+}
+
+std::optional<std::vector<TrafficBlock>> ServedDevice::GetTraffic(const std::string& aPort, uint64_t aCount,
+                                                                  uint64_t& aNext) const
+{
+    const Lock lLock(mLock);
+    const PortPtr lPort = FindRunning(aPort);
+    return lPort != nullptr ? std::optional(lPort->mRecent.GetAfter(aCount, aNext)) : std::nullopt;
+}
+
+ServedDevice::SendEnd ServedDevice::Send(const std::string& aPort, const std::string& aBytes)
+{
+    const Lock lLock(mLock);
+    const PortPtr lPort = FindRunning(aPort);
+    if (lPort == nullptr)
+    {
+        return SendEnd::NoPort;
+    }
+    if (!lPort->mEntry.mTerminal)
+    {
+        return SendEnd::NotAllowed;
+    }
+    return lPort->mBridge->Insert(aBytes) ? SendEnd::Sent : SendEnd::Busy;
 }
 
 } // namespace KySerialTool

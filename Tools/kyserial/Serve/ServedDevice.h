@@ -1,6 +1,7 @@
 #pragma once
 
 #include "kyserial/Bridge/BridgedPort.h"
+#include "kyserial/Serve/RecentTraffic.h"
 #include "kyserial/Serve/ServeConfiguration.h"
 
 #include <JxUtilsLib/Event.h>
@@ -23,8 +24,9 @@ struct ServedPortStatus
     std::string mPort{};
     std::string mHost{}; ///< As it is reached.
     bool mRuns = false;
-    std::string mError{}; ///< Why it does not run.
-    std::string mLine{};  ///< "9600 8N1"; empty when nobody has set any.
+    bool mTerminal = false; ///< The web page may send bytes to it.
+    std::string mError{};   ///< Why it does not run.
+    std::string mLine{};    ///< "9600 8N1"; empty when nobody has set any.
     int64_t mLastTraffic = 0;
     BridgeCounts mCounts{};
     std::optional<TcpCounts> mTcp{};
@@ -69,12 +71,27 @@ public:
     bool HasEnded() const { return mHasEnded; }
 
     ServedDeviceStatus GetStatus() const;
+    /// What passed a port after its first aCount bytes (see RecentTraffic). \return Nothing: it does not run.
+    std::optional<std::vector<TrafficBlock>> GetTraffic(const std::string& aPort, uint64_t aCount,
+                                                        uint64_t& aNext) const;
+
+    /// What became of bytes from the web page.
+    enum class SendEnd
+    {
+        Sent,       ///< They wait for the device, in order with those of clients.
+        NoPort,     ///< There is no such port, or it does not run.
+        NotAllowed, ///< Its entry does not allow a terminal.
+        Busy        ///< Too many wait for the device already; none is sent.
+    };
+    /// Sends bytes to the device's port beside its clients. Does not block.
+    SendEnd Send(const std::string& aPort, const std::string& aBytes);
 
 private:
     struct Port
     {
         ServedPortEntry mEntry{};
         TrafficLog mLog{};
+        RecentTraffic mRecent{};
         std::optional<BridgedPort> mBridge{};
         std::string mError{};
     };
@@ -86,6 +103,7 @@ private:
     void StartPorts();
     void Follow();
     std::string TryToStart(Port& aPort);
+    PortPtr FindRunning(const std::string& aPort) const;
     bool IsComplete() const;
 
     const ServedDeviceEntry mEntry;

@@ -1,6 +1,5 @@
 #include "kyserial/Serve/Service.h"
 
-#include "kyserial/Serve/StatusText.h"
 #include "kyserial/Terminal/TrafficLog.h"
 #include "kyserial/Text/Failure.h"
 
@@ -65,7 +64,7 @@ void Service::Say(const std::string& aText)
 void Service::Run()
 {
     KyToolPlatform::HangUp lHangUp; // after the console, which ends the program with this signal
-    OfferStatus();                  // first: a place that is taken is refused before anything is opened
+    OpenWeb();                      // first: a place that is taken is refused before anything is opened
     Apply(mConfiguration);
     Say("serving " + std::to_string(mConfiguration.mDevices.size()) + " devices of " + mFile);
     while (!mContext.mConsole.WaitForInterrupt(cTick))
@@ -82,7 +81,7 @@ void Service::Run()
     {
         lDevice->AskToEnd(); // all at once, then wait for each
     }
-    mStatus.reset();
+    mWeb.reset();
     std::list<std::unique_ptr<ServedDevice>> lDevices;
     {
         const std::lock_guard<std::mutex> lLock(mLock);
@@ -93,28 +92,19 @@ void Service::Run()
     Say("ended");
 }
 
-void Service::OfferStatus()
+void Service::OpenWeb()
 {
     if (!mConfiguration.mWeb.has_value())
     {
         return;
     }
     const TcpSettings lPlace = *mConfiguration.mWeb;
-    mStatus.emplace(lPlace.mAddress, lPlace.mPort,
-                    [this, lName = mConfiguration.mName](const std::string& aPath) -> StatusServer::Answer
-                    {
-                        if (aPath == "/status")
-                        {
-                            return {"application/json", StatusJson(lName, GetStatus())};
-                        }
-                        if (aPath == "/metrics")
-                        {
-                            return {"application/openmetrics-text; version=1.0.0; charset=utf-8",
-                                    StatusMetrics(GetStatus())};
-                        }
-                        return {};
-                    });
-    Say("status is http://" + lPlace.mAddress + ':' + std::to_string(mStatus->GetPort()) + "/status");
+    mWeb.emplace(lPlace.mAddress, lPlace.mPort, mConfiguration.mWebToken,
+                 [lSite = WebSite(*this)](const WebServer::Request& aRequest)
+                 { return lSite.Answer(aRequest); });
+    const bool lIsIpv6 = lPlace.mAddress.find(':') != std::string::npos;
+    Say("web page is http://" + (lIsIpv6 ? '[' + lPlace.mAddress + ']' : lPlace.mAddress) + ':' +
+        std::to_string(mWeb->GetPort()) + '/');
 }
 
 void Service::Reload()
@@ -181,6 +171,37 @@ std::vector<ServedDeviceStatus> Service::GetStatus() const
         lStatus.push_back(lDevice->GetStatus());
     }
     return lStatus;
+}
+
+std::string Service::GetName() const
+{
+    const std::lock_guard<std::mutex> lLock(mLock);
+    return mConfiguration.mName;
+}
+
+// Under mLock.
+ServedDevice* Service::FindDevice(const std::string& aName) const
+{
+    const auto lPlace = std::find_if(mDevices.begin(), mDevices.end(),
+                                     [&](const auto& aDevice) { return aDevice->GetEntry().mName == aName; });
+    return lPlace != mDevices.end() ? lPlace->get() : nullptr;
+}
+
+std::optional<std::vector<TrafficBlock>> Service::GetTraffic(const std::string& aDevice,
+                                                             const std::string& aPort, uint64_t aCount,
+                                                             uint64_t& aNext) const
+{
+    const std::lock_guard<std::mutex> lLock(mLock);
+    const ServedDevice* const lDevice = FindDevice(aDevice);
+    return lDevice != nullptr ? lDevice->GetTraffic(aPort, aCount, aNext) : std::nullopt;
+}
+
+ServedDevice::SendEnd Service::Send(const std::string& aDevice, const std::string& aPort,
+                                    const std::string& aBytes)
+{
+    const std::lock_guard<std::mutex> lLock(mLock);
+    ServedDevice* const lDevice = FindDevice(aDevice);
+    return lDevice != nullptr ? lDevice->Send(aPort, aBytes) : ServedDevice::SendEnd::NoPort;
 }
 
 } // namespace KySerialTool

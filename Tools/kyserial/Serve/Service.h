@@ -4,7 +4,8 @@
 #include "kyserial/Serve/Network.h"
 #include "kyserial/Serve/ServeConfiguration.h"
 #include "kyserial/Serve/ServedDevice.h"
-#include "kyserial/Serve/StatusServer.h"
+#include "kyserial/Serve/WebServer.h"
+#include "kyserial/Serve/WebSite.h"
 
 #include <KyPlatform/NamedEvent.h>
 
@@ -19,7 +20,7 @@ namespace KySerialTool
 {
 
 /// All ports of a configuration, until the program is interrupted.
-class Service
+class Service final : private WebSite::View
 {
 public:
     /// Starts nothing yet. Throws OperationError when a service of that name runs.
@@ -35,10 +36,16 @@ public:
     static void AskToReload(const std::string& aName);
 
 private:
-    std::vector<ServedDeviceStatus> GetStatus() const;
+    std::string GetName() const override;
+    std::vector<ServedDeviceStatus> GetStatus() const override;
+    std::optional<std::vector<TrafficBlock>> GetTraffic(const std::string& aDevice, const std::string& aPort,
+                                                        uint64_t aCount, uint64_t& aNext) const override;
+    ServedDevice::SendEnd Send(const std::string& aDevice, const std::string& aPort,
+                               const std::string& aBytes) override;
+    ServedDevice* FindDevice(const std::string& aName) const;
     void Apply(const ServeConfiguration& aConfiguration);
     void Reload();
-    void OfferStatus();
+    void OpenWeb();
     static void Say(const std::string& aText);
 
     Context& mContext;
@@ -49,7 +56,7 @@ private:
     mutable std::mutex mLock; // of the list; the main thread alone changes it
     std::list<std::unique_ptr<ServedDevice>> mDevices{};
     std::list<std::unique_ptr<ServedDevice>> mLeaving{};
-    std::optional<StatusServer> mStatus{}; // last: it asks the others
+    std::optional<WebServer> mWeb{}; // last: it asks the others
 };
 
 } // namespace KySerialTool

@@ -1,6 +1,7 @@
 #include "kyserial/Serve/StatusText.h"
 
 #include "kyserial/Text/Failure.h"
+#include "kyserial/Text/Hex.h"
 #include "kyserial/Text/Output.h"
 
 #include <nlohmann/json.hpp>
@@ -29,6 +30,7 @@ Json PortJson(const ServedPortStatus& aPort)
                   {"host", aPort.mHost},
                   {"runs", aPort.mRuns},
                   {"error", aPort.mError},
+                  {"terminal", aPort.mTerminal},
                   {"line", aPort.mLine},
                   {"baud_rate", aPort.mCounts.mBaudRate},
                   {"last_traffic", aPort.mLastTraffic},
@@ -60,25 +62,26 @@ std::string Label(const std::string& aText)
     return lText;
 }
 
-/// One metric of all ports.
+/// One metric of all devices or ports.
 class Metric
 {
 public:
-    Metric(std::string aName, const char* aType, const char* aHelp) : mName(std::move(aName)), mType(aType)
+    /// \param aOpen  OpenMetrics, where the family of a counter has a name without "_total"; the older text format otherwise.
+    Metric(std::string aName, const char* aType, const char* aHelp, bool aOpen)
+        : mSample(aName + (aType == std::string("counter") ? "_total{" : "{"))
     {
-        mText = "# TYPE " + mName + ' ' + aType + "\n# HELP " + mName + ' ' + aHelp + '\n';
+        const std::string lFamily = aOpen ? aName : mSample.substr(0, mSample.size() - 1);
+        mText = "# HELP " + lFamily + ' ' + aHelp + "\n# TYPE " + lFamily + ' ' + aType + '\n';
     }
     void Add(const std::string& aLabels, uint64_t aValue)
     {
-        mText +=
-            mName + (mType == "counter" ? "_total{" : "{") + aLabels + "} " + std::to_string(aValue) + '\n';
+        mText += mSample + aLabels + "} " + std::to_string(aValue) + '\n';
     }
     const std::string& Text() const { return mText; }
 
 private:
-    const std::string mName;
-    const std::string mType;
-    std::string mText;
+    const std::string mSample;
+    std::string mText{};
 };
 
 } // namespace
@@ -104,13 +107,21 @@ std::string StatusJson(const std::string& aName, const std::vector<ServedDeviceS
     return lStatus.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n';
 }
 
-std::string StatusMetrics(const std::vector<ServedDeviceStatus>& aDevices)
+std::string StatusMetrics(const std::vector<ServedDeviceStatus>& aDevices, bool aOpen)
 {
-    Metric lConnected("kyserial_device_connected", "gauge", "Whether the device is there.");
-    Metric lRuns("kyserial_port_running", "gauge", "Whether the port is relayed.");
-    Metric lClients("kyserial_port_clients", "gauge", "Clients over TCP.");
-    Metric lDelivered("kyserial_port_delivered_bytes", "counter", "Bytes that the other side has.");
-    Metric lLost("kyserial_port_lost_bytes", "counter", "Bytes that nobody has got.");
+    Metric lConnected("kyserial_device_connected", "gauge", "Whether the device is there.", aOpen);
+    Metric lRuns("kyserial_port_running", "gauge", "Whether the port is relayed.", aOpen);
+    Metric lRate("kyserial_port_line_rate", "gauge",
+                 "Bits per second of the device port; 0: it does not say.", aOpen);
+    Metric lLast("kyserial_port_last_traffic_timestamp_seconds", "gauge",
+                 "When a byte passed last; 0: never.", aOpen);
+    Metric lBack("kyserial_port_reconnections", "counter", "How often the device was away and came back.",
+                 aOpen);
+    Metric lClients("kyserial_port_clients", "gauge", "Clients over TCP.", aOpen);
+    Metric lAway("kyserial_port_turned_away_clients", "counter", "Clients for which there was no place.",
+                 aOpen);
+    Metric lDelivered("kyserial_port_delivered_bytes", "counter", "Bytes that the other side has.", aOpen);
+    Metric lLost("kyserial_port_lost_bytes", "counter", "Bytes that nobody has got.", aOpen);
     for (const ServedDeviceStatus& lDevice : aDevices)
     {
         const std::string lWho = "device=\"" + Label(lDevice.mName) + '"';
@@ -119,7 +130,11 @@ std::string StatusMetrics(const std::vector<ServedDeviceStatus>& aDevices)
         {
             const std::string lWhich = lWho + ",port=\"" + Label(lPort.mPort) + '"';
             lRuns.Add(lWhich, lPort.mRuns ? 1 : 0);
+            lRate.Add(lWhich, lPort.mCounts.mBaudRate);
+            lLast.Add(lWhich, static_cast<uint64_t>(lPort.mLastTraffic));
+            lBack.Add(lWhich, lPort.mCounts.mReconnections);
             lClients.Add(lWhich, lPort.mTcp.has_value() ? lPort.mTcp->mClients : 0);
+            lAway.Add(lWhich, lPort.mTcp.has_value() ? lPort.mTcp->mTurnedAway : 0);
             for (const auto& [lWay, lLedger] : {std::pair("to_device", &lPort.mCounts.mLedgerToDevice),
                                                 std::pair("from_device", &lPort.mCounts.mLedgerFromDevice)})
             {
@@ -129,7 +144,28 @@ std::string StatusMetrics(const std::vector<ServedDeviceStatus>& aDevices)
             }
         }
     }
-    return lConnected.Text() + lRuns.Text() + lClients.Text() + lDelivered.Text() + lLost.Text() + "# EOF\n";
+    std::string lText;
+    for (const Metric* const lMetric :
+         {&lConnected, &lRuns, &lRate, &lLast, &lBack, &lClients, &lAway, &lDelivered, &lLost})
+    {
+        lText += lMetric->Text();
+    }
+    return lText + (aOpen ? "# EOF\n" : "");
+}
+
+std::string TrafficJson(const std::vector<TrafficBlock>& aBlocks, uint64_t aNext)
+{
+    Json lBlocks = Json::array();
+    for (const TrafficBlock& lBlock : aBlocks)
+    {
+        lBlocks.push_back({{"start", lBlock.mStart},
+                           {"time", lBlock.mTime},
+                           {"to_device", lBlock.mToDevice},
+                           {"hex", HexBytes(reinterpret_cast<const uint8_t*>(lBlock.mBytes.data()),
+                                            lBlock.mBytes.size())}});
+    }
+    const Json lTraffic = {{"next", aNext}, {"blocks", std::move(lBlocks)}};
+    return lTraffic.dump() + '\n';
 }
 
 std::string StatusTable(const std::string& aJson)

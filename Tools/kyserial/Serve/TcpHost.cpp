@@ -71,6 +71,7 @@ public:
     uint32_t Write(const uint8_t* aData, uint32_t aSize);
     void EndTransfers() noexcept;
     void NotifySettings(const KySerialPortConfiguration& aSettings);
+    bool Insert(const std::string& aBytes);
     TcpCounts GetCounts() const;
 
     uint16_t mPort = 0;
@@ -125,6 +126,7 @@ private:
     void Watch(const ClientPtr& aClient);
     void Remove(const ClientPtr& aClient, bool aByUs);
     void TakeBytes(Client& aClient, const uint8_t* aBytes, size_t aCount);
+    void Queue(const std::string& aBytes);
     void TakeCommand(Client& aClient, ComPortCommand aCommand, const std::string& aValue);
     void TakeControl(Client& aClient, uint32_t aValue);
     void Purge(Client& aClient, uint32_t aWhat);
@@ -371,17 +373,37 @@ void TcpHost::State::TakeBytes(Client& aClient, const uint8_t* aBytes, size_t aC
         mCounts.mNotAllowed += aCount;
         return;
     }
-    const std::string lBytes(reinterpret_cast<const char*>(aBytes), aCount);
+    Queue({reinterpret_cast<const char*>(aBytes), aCount});
+}
+
+// Under mMutex.
+void TcpHost::State::Queue(const std::string& aBytes)
+{
     if (!mItems.empty() && !mItems.back().mCommand.has_value())
     {
-        mItems.back().mBytes += lBytes;
+        mItems.back().mBytes += aBytes;
     }
     else
     {
-        mItems.push_back({lBytes});
+        mItems.push_back({aBytes});
     }
-    mBytesFromClients += aCount;
+    mBytesFromClients += aBytes.size();
     mChanged.notify_all();
+}
+
+bool TcpHost::State::Insert(const std::string& aBytes)
+{
+    const Lock lLock(mMutex);
+    if (mEnded || IsFull())
+    {
+        return false;
+    }
+    mCounts.mTaken += aBytes.size();
+    if (!aBytes.empty())
+    {
+        Queue(aBytes);
+    }
+    return true;
 }
 
 void TcpHost::State::Say(Client& aClient, ComPortCommand aCommand, const std::string& aValue)
@@ -727,6 +749,11 @@ void TcpHost::EndTransfers() noexcept
 void TcpHost::NotifySettings(const KySerialPortConfiguration& aSettings)
 {
     mThis->NotifySettings(aSettings);
+}
+
+bool TcpHost::Insert(const std::string& aBytes)
+{
+    return mThis->Insert(aBytes);
 }
 
 TcpCounts TcpHost::GetCounts() const

@@ -42,7 +42,7 @@ struct TcpCounts
     uint64_t mTurnedAway = 0;    ///< Clients for which there was no place.
     uint64_t mDisconnected = 0;  ///< Clients that did not read, or were idle.
     uint64_t mFaults = 0;        ///< Telnet that makes no sense.
-    uint64_t mTaken = 0;         ///< Bytes from clients, those of the next three included.
+    uint64_t mTaken = 0;         ///< Bytes from clients and of Insert(), those of the next three included.
     uint64_t mNotAllowed = 0;    ///< From clients that may only read.
     uint64_t mPurged = 0;        ///< Dropped because their client asked for it.
     uint64_t mLeft = 0;          ///< Not passed on when the port was closed.
@@ -74,6 +74,10 @@ public:
     uint32_t Write(const uint8_t* aData, uint32_t aSize) override;
     void EndTransfers() noexcept override;
     void NotifySettings(const KySerialPortConfiguration& aSettings) override;
+
+    /// Sends bytes to the device beside those of clients. Does not block.
+    /// \return False: too many wait for the device already, or the host side has ended; none is sent.
+    bool Insert(const std::string& aBytes);
 
     TcpCounts GetCounts() const;
     /// The port, also when a free one was asked for.

@@ -1,4 +1,4 @@
-#include "kyserial/Serve/StatusServer.h"
+#include "kyserial/Serve/WebServer.h"
 
 #include "kyserial/Serve/Listen.h"
 #include "kyserial/Text/Failure.h"
@@ -34,25 +34,22 @@ constexpr std::chrono::seconds cPatience(5);
 constexpr uint32_t cMostBytes = 8192;
 constexpr int cMostSessions = 32;
 
-/// Whether a request means this server. A page elsewhere may have given this computer a name of its own; that name is refused.
-bool IsOwnHost(std::string aHost, const std::string& aAddress)
-{
-    const size_t lColon = aHost.rfind(':');
-    if (lColon != std::string::npos && aHost.find(']', lColon) == std::string::npos)
-    {
-        aHost.erase(lColon);
-    }
-    return aHost == "localhost" || aHost == "127.0.0.1" || aHost == "[::1]" || aHost == aAddress ||
-           aHost == '[' + aAddress + ']';
-}
+// The page takes nothing from elsewhere, and no other page can show it.
+const char* const cContentPolicy =
+    "default-src 'none'; script-src 'self'; style-src 'self'; connect-src 'self'; "
+    "base-uri 'none'; form-action 'none'; frame-ancestors 'none'";
 
 } // namespace
 
-class StatusServer::State : public std::enable_shared_from_this<State>
+class WebServer::State : public std::enable_shared_from_this<State>
 {
 public:
-    State(std::string aAddress, Source aSource, Asio::io_context& aContext)
-        : mAddress(std::move(aAddress)), mSource(std::move(aSource)), mContext(aContext), mAcceptor(aContext)
+    State(std::string aAddress, std::string aToken, Source aSource, Asio::io_context& aContext)
+        : mAddress(std::move(aAddress))
+        , mToken(std::move(aToken))
+        , mSource(std::move(aSource))
+        , mContext(aContext)
+        , mAcceptor(aContext)
     {
     }
 
@@ -128,26 +125,44 @@ private:
                          });
     }
 
+    Answer FindAnswer(const Http::request<Http::string_body>& aRequest) const
+    {
+        const std::string lHost(aRequest[Http::field::host]);
+        const std::string lOrigin(aRequest[Http::field::origin]);
+        if (!IsOwnHost(lHost, mAddress) || (!lOrigin.empty() && lOrigin != "http://" + lHost))
+        {
+            return {403};
+        }
+        Request lRequest;
+        lRequest.mIsPost = aRequest.method() == Http::verb::post;
+        if (!lRequest.mIsPost && aRequest.method() != Http::verb::get)
+        {
+            return {405};
+        }
+        auto lTarget = ParseWebTarget(std::string(aRequest.target()));
+        if (!lTarget.has_value())
+        {
+            return {400};
+        }
+        lRequest.mTarget = *std::move(lTarget);
+        lRequest.mHasToken = IsSameSecret(std::string(aRequest["X-KySerial-Token"]), mToken);
+        lRequest.mAccept = std::string(aRequest[Http::field::accept]);
+        lRequest.mBody = aRequest.body();
+        return mSource(lRequest);
+    }
+
     void Reply(const std::shared_ptr<Session>& aSession)
     {
-        const auto& lRequest = aSession->mParser->get();
         auto& lResponse = aSession->mResponse;
-        const std::string lHost(lRequest[Http::field::host]);
-        const std::string lOrigin(lRequest[Http::field::origin]);
-        const bool lIsForeign =
-            !IsOwnHost(lHost, mAddress) || (!lOrigin.empty() && lOrigin != "http://" + lHost);
-        const Answer lAnswer = lIsForeign || lRequest.method() != Http::verb::get
-                                   ? Answer()
-                                   : mSource(std::string(lRequest.target()));
-        lResponse.result(lIsForeign                             ? Http::status::forbidden
-                         : lRequest.method() != Http::verb::get ? Http::status::method_not_allowed
-                         : lAnswer.mKind.empty()                ? Http::status::not_found
-                                                                : Http::status::ok);
-        lResponse.set(Http::field::content_type, lAnswer.mKind.empty() ? "text/plain" : lAnswer.mKind);
+        Answer lAnswer = FindAnswer(aSession->mParser->get());
+        lResponse.result(lAnswer.mStatus);
+        lResponse.set(Http::field::content_type, lAnswer.mKind);
         lResponse.set(Http::field::cache_control, "no-store");
+        lResponse.set("Content-Security-Policy", cContentPolicy);
         lResponse.set("X-Content-Type-Options", "nosniff");
+        lResponse.set("Referrer-Policy", "no-referrer");
         lResponse.keep_alive(false);
-        lResponse.body() = lAnswer.mText;
+        lResponse.body() = std::move(lAnswer.mText);
         lResponse.prepare_payload();
         aSession->mStream.expires_after(cPatience);
         Http::async_write(aSession->mStream, lResponse,
@@ -159,24 +174,25 @@ private:
     }
 
     const std::string mAddress;
+    const std::string mToken;
     const Source mSource;
     Asio::io_context& mContext;
     tcp::acceptor mAcceptor;
     std::atomic<int> mSessions{0};
 };
 
-StatusServer::StatusServer(const std::string& aAddress, uint16_t aPort, Source aSource)
-    : mThis(std::make_shared<State>(aAddress, std::move(aSource), mNetwork.Use()))
+WebServer::WebServer(const std::string& aAddress, uint16_t aPort, const std::string& aToken, Source aSource)
+    : mThis(std::make_shared<State>(aAddress, aToken, std::move(aSource), mNetwork.Use()))
 {
     mThis->Open(aPort);
 }
 
-StatusServer::~StatusServer()
+WebServer::~WebServer()
 {
     mThis->Close();
 }
 
-uint16_t StatusServer::GetPort() const
+uint16_t WebServer::GetPort() const
 {
     return mThis->mPort;
 }
