@@ -2,6 +2,7 @@
 
 #include "kyserial/Text/Failure.h"
 
+#include <KyGigE/Controller.h>
 #include <KyGigE/DeviceAddress.h>
 #include <KyGigE/DeviceIp.h>
 #include <KyGigE/DeviceName.h>
@@ -88,9 +89,8 @@ public:
         KyGigE::ConnectionOptions lOptions;
         lOptions.mReadOnly = aAccess == DeviceAccess::Read;
         lOptions.mCancel = mGuard.GetCancel();
-        constexpr uint32_t cAccessDenied = 0x8006; // another application controls the device
         KyResult lResult = KyGigE::GigEDeviceAdapter::Connect(lAddress, lOptions, mAdapter);
-        if (lResult.GetCode() == cAccessDenied && aAccess == DeviceAccess::ControlIfFree)
+        if (lResult.GetCode() == cControlledByAnother && aAccess == DeviceAccess::ControlIfFree)
         {
             lOptions.mReadOnly = true;
             lResult = KyGigE::GigEDeviceAdapter::Connect(lAddress, lOptions, mAdapter);
@@ -140,6 +140,20 @@ std::unique_ptr<Device> OpenNetworkDevice(const std::string& aName, const KyTool
                                           DeviceAccess aAccess)
 {
     return std::make_unique<NetworkDevice>(aName, aConsole, aAccess);
+}
+
+std::string FindNetworkController(const std::string& aName)
+{
+    KyGigE::DeviceAddress lAddress;
+    KyGigE::Controller lController;
+    if (!KyGigE::ParseDeviceAddress(aName, lAddress).empty())
+    {
+        return {};
+    }
+    const KyGigE::FoundDevice lDevice = {{}, lAddress.mAddress, lAddress.mPort, lAddress.mInterface};
+    const bool lIsKnown =
+        KyGigE::FindController(lDevice, lController).empty() && !lController.mAddress.empty();
+    return lIsKnown ? lController.mAddress + ':' + std::to_string(lController.mPort) : std::string();
 }
 
 namespace

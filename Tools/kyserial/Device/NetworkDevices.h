@@ -2,6 +2,7 @@
 
 #include "kyserial/Device/DeviceSelector.h"
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -17,9 +18,16 @@ bool IsNetworkDevice(const std::string& aName);
 /// \return Why aName is no device of a network; empty when it is one.
 std::string CheckNetworkDevice(const std::string& aName);
 
+/// The code of the error for a device that another application controls.
+constexpr uint32_t cControlledByAnother = 0x8006;
+
 /// Connects it. Throws OperationError when that fails.
 std::unique_ptr<Device> OpenNetworkDevice(const std::string& aName, const KyToolPlatform::Console& aConsole,
                                           DeviceAccess aAccess);
+
+/// Asks a device who controls it. Blocks for its answer, a second at most.
+/// \return "192.168.1.10:50123"; empty: it does not say it, or nobody does.
+std::string FindNetworkController(const std::string& aName);
 
 /// Where devices are looked for.
 struct NetworkSearch

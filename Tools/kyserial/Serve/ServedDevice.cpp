@@ -1,6 +1,7 @@
 #include "kyserial/Serve/ServedDevice.h"
 
 #include "kyserial/Bus/BulkPortScope.h"
+#include "kyserial/Device/NetworkDevices.h"
 #include "kyserial/Device/PortName.h"
 #include "kyserial/Text/Failure.h"
 
@@ -14,8 +15,9 @@ namespace KySerialTool
 namespace
 {
 
-constexpr uint32_t cRetry = 2000; // ms
-constexpr uint32_t cLook = 50;    // ms, at the device
+constexpr uint32_t cRetry = 2000;       // ms
+constexpr uint32_t cStandbyRetry = 500; // ms; well under a second after the other one has gone
+constexpr uint32_t cLook = 50;          // ms, at the device
 
 using Lock = std::unique_lock<std::mutex>;
 
@@ -58,7 +60,7 @@ void ServedDevice::Run()
     {
         Adopt();
         const bool lIsComplete = IsComplete();
-        if (!lIsComplete && lSinceTry >= cRetry)
+        if (!lIsComplete && lSinceTry >= (mStandby ? cStandbyRetry : cRetry)) // only this thread changes it
         {
             Connect();
             StartPorts();
@@ -120,31 +122,56 @@ bool ServedDevice::IsComplete() const
                                              [](const PortPtr& aPort) { return aPort->mBridge.has_value(); });
 }
 
+// \return Why there is no device; empty: it is connected.
+std::string ServedDevice::TryToConnect(bool& aStandby)
+{
+    DeviceSelection lSelection{mEntry.mDevice, mEntry.mSimulator};
+    try
+    {
+        mDevice = OpenDevice(lSelection, mConsole, DeviceAccess::Control);
+        return {};
+    }
+    catch (const OperationError& lFailure)
+    {
+        aStandby = lFailure.GetCode() == cControlledByAnother;
+        if (!aStandby)
+        {
+            return lFailure.what();
+        }
+    }
+    catch (const std::exception& lFailure)
+    {
+        return lFailure.what();
+    }
+    // The answer is of interest when it changes; to ask takes as long as a try.
+    const std::string lWho = FindNetworkController(lSelection.mName);
+    return "standing by: another application controls the device" +
+           (lWho.empty() ? std::string() : ", at " + lWho);
+}
+
 void ServedDevice::Connect()
 {
     if (mDevice != nullptr)
     {
         return;
     }
-    std::string lError;
-    try
-    {
-        DeviceSelection lSelection{mEntry.mDevice, mEntry.mSimulator};
-        mDevice = OpenDevice(lSelection, mConsole, DeviceAccess::Control);
-    }
-    catch (const std::exception& lFailure)
-    {
-        lError = lFailure.what();
-    }
+    bool lStandby = false;
+    const std::string lError = TryToConnect(lStandby);
     bool lIsNews = false;
+    bool lTakesOver = false;
     {
         const Lock lLock(mLock);
         lIsNews = lError != mError || lError.empty();
+        lTakesOver = mStandby && lError.empty();
         mError = lError;
+        mStandby = lStandby;
     }
     if (lIsNews) // said once, not with every try
     {
-        mNote(mEntry.mName + ": " + (lError.empty() ? "connected" : lError));
+        mNote(mEntry.mName + ": " +
+              (!lError.empty() ? lError
+               : lTakesOver    ? "connected; the other application is gone"
+                               : "connected"));
     }
 }
 
@@ -237,6 +264,7 @@ ServedDeviceStatus ServedDevice::GetStatus() const
     lStatus.mName = mEntry.mName;
     lStatus.mDevice = mEntry.mDevice;
     lStatus.mConnected = mConnected;
+    lStatus.mStandby = mStandby;
     lStatus.mGeneration = mGeneration;
     lStatus.mError = mError;
     for (const PortPtr& lPort : mPorts)

@@ -38,13 +38,15 @@ struct ServedDeviceStatus
     std::string mName{};
     std::string mDevice{};
     bool mConnected = false;
+    bool mStandby = false; ///< Another application controls it; this one takes over when that is gone.
     uint64_t mGeneration = 0;
     std::string mError{}; ///< Why it is not connected.
     std::vector<ServedPortStatus> mPorts{};
 };
 
 /// A device of the service and its ports, on a thread of its own: one that keeps its clients waiting holds no other
-/// one up. What does not work is tried again every two seconds.
+/// one up. What does not work is tried again every two seconds; a device that another application controls, twice a second, so that
+/// this one takes over soon after the other has gone.
 ///
 /// Threads: any.
 class ServedDevice
@@ -99,6 +101,7 @@ private:
 
     void Run();
     void Connect();
+    std::string TryToConnect(bool& aStandby);
     void Adopt();
     void StartPorts();
     void Follow();
@@ -120,6 +123,7 @@ private:
     std::vector<PortPtr> mPorts{}; // changed by the thread alone
     std::string mError{};
     bool mConnected = false;
+    bool mStandby = false;
     uint64_t mGeneration = 0;
     std::thread mThread{}; // last: it uses the others
 };

@@ -99,6 +99,7 @@ std::string StatusJson(const std::string& aName, const std::vector<ServedDeviceS
         lDevices.push_back({{"name", lDevice.mName},
                             {"device", lDevice.mDevice},
                             {"connected", lDevice.mConnected},
+                            {"standby", lDevice.mStandby},
                             {"generation", lDevice.mGeneration},
                             {"error", lDevice.mError},
                             {"ports", std::move(lPorts)}});
@@ -110,6 +111,8 @@ std::string StatusJson(const std::string& aName, const std::vector<ServedDeviceS
 std::string StatusMetrics(const std::vector<ServedDeviceStatus>& aDevices, bool aOpen)
 {
     Metric lConnected("kyserial_device_connected", "gauge", "Whether the device is there.", aOpen);
+    Metric lStandby("kyserial_device_standby", "gauge", "Whether another application controls the device.",
+                    aOpen);
     Metric lRuns("kyserial_port_running", "gauge", "Whether the port is relayed.", aOpen);
     Metric lRate("kyserial_port_line_rate", "gauge",
                  "Bits per second of the device port; 0: it does not say.", aOpen);
@@ -126,6 +129,7 @@ std::string StatusMetrics(const std::vector<ServedDeviceStatus>& aDevices, bool 
     {
         const std::string lWho = "device=\"" + Label(lDevice.mName) + '"';
         lConnected.Add(lWho, lDevice.mConnected ? 1 : 0);
+        lStandby.Add(lWho, lDevice.mStandby ? 1 : 0);
         for (const ServedPortStatus& lPort : lDevice.mPorts)
         {
             const std::string lWhich = lWho + ",port=\"" + Label(lPort.mPort) + '"';
@@ -146,7 +150,7 @@ std::string StatusMetrics(const std::vector<ServedDeviceStatus>& aDevices, bool 
     }
     std::string lText;
     for (const Metric* const lMetric :
-         {&lConnected, &lRuns, &lRate, &lLast, &lBack, &lClients, &lAway, &lDelivered, &lLost})
+         {&lConnected, &lStandby, &lRuns, &lRate, &lLast, &lBack, &lClients, &lAway, &lDelivered, &lLost})
     {
         lText += lMetric->Text();
     }
