@@ -105,6 +105,10 @@ if(TARGET kyserial)
     set_target_properties(kyserial PROPERTIES INSTALL_RPATH "$ORIGIN/${lToLibraries}")
   endif()
   install(TARGETS kyserial RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT tools)
+  if(NOT WIN32)
+    install(FILES "${PROJECT_SOURCE_DIR}/Tools/kyserial/Serve/System/kyserial.service"
+      "${PROJECT_SOURCE_DIR}/Tools/kyserial/Serve/System/kyserial@.service" DESTINATION lib/systemd/system COMPONENT tools)
+  endif()
   if(TARGET KyGigE)
     # A package of its own: the serial library's must not need zlib. Hence targets of its own, too.
     if(NOT WIN32)

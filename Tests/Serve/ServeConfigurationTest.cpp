@@ -137,6 +137,25 @@ TEST(ServeConfigurationTest, ATerminalNeedsATokenAndAPortOverTcp)
     }
 }
 
+TEST(ServeConfigurationTest, ARecordHasASizeAndOnePortOnly)
+{
+    const std::string lDevice = "[[device]]\ndevice='sim'\n";
+    const std::string lPort = "[[device.port]]\nport='uart0'\nhost='tcp://:0'\n";
+    const std::string lOther = "[[device.port]]\nport='uart1'\nhost='tcp://:0'\n";
+    EXPECT_THAT(FaultsOf(lDevice + lPort + "log='a.pcapng'\nlog_size='1MiB'\nlog_files=0\n"), IsEmpty());
+    EXPECT_THAT(FaultsOf(lDevice + lPort + "log_size='1MiB'\n"),
+                ElementsAre("f:3: log_size: belongs to log; name a file"));
+    EXPECT_THAT(FaultsOf(lDevice + lPort + "log='a'\nlog_files=3\n"),
+                ElementsAre("f:3: log_files: belongs to log_size; give it a size"));
+    for (const std::string lSize : {"'1'", "'2000MiB'", "'much'", "'63KiB'"})
+    {
+        EXPECT_THAT(FaultsOf(lDevice + lPort + "log='a'\nlog_size=" + lSize + '\n'),
+                    ElementsAre("f:7: log_size: use \"64KiB\" to \"1024MiB\""));
+    }
+    EXPECT_THAT(FaultsOf(lDevice + lPort + "log='a'\n" + lOther + "log='a'\n"),
+                ElementsAre("f:7: log: \"a\" is in line 3 already; use another, or leave one out"));
+}
+
 TEST(ServeConfigurationTest, NamesAndPlacesAreThereOnce)
 {
     const std::string lDevice =

@@ -235,6 +235,26 @@ TEST_F(ServeProcessTest, StatusAndMetricsSayWhatGoesOn)
     End();
 }
 
+TEST_F(ServeProcessTest, ARecordForAnalysersIsSetAsideWhenItIsLarge)
+{
+    const std::string lRecord = Process::TemporaryFile("");
+    Start("[[device]]\nname = 'echo'\ndevice = 'sim'\nsim_fast = true\n" + PortEntry("bulk4", "tcp://:0") +
+          "log = '" + lRecord + ".pcapng'\nlog_size = '64KiB'\nlog_files = 1\n");
+    tcp::socket lClient = Connect(PortOf("echo bulk4"));
+    std::string lBack(1000, '\0');
+    for (int lBlock = 0; lBlock < 60; ++lBlock) // 120,000 bytes both ways together
+    {
+        boost::asio::write(lClient, boost::asio::buffer(std::string(1000, 'x')));
+        boost::asio::read(lClient, boost::asio::buffer(lBack));
+    }
+    End();
+    for (const std::string& lFile : {lRecord + ".1.pcapng", lRecord + ".pcapng"})
+    {
+        EXPECT_EQ(ReadFile(lFile).substr(0, 4), "\x0A\x0D\x0D\x0A") << lFile;
+        EXPECT_EQ(std::remove(lFile.c_str()), 0);
+    }
+}
+
 TEST_F(ServeProcessTest, ACheckListsAllFaultsAndOpensNothing)
 {
     Configure("[[device]]\ndevice = 'sim'\ncolor = 1\n" + PortEntry("uart9", "tcp://:0"));

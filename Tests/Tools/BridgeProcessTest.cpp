@@ -83,12 +83,32 @@ TEST_F(PtyBridgeTest, CarriesEveryByteInOrder)
 
 TEST_F(PtyBridgeTest, LineSettingsBecomeTheDevices)
 {
-    BridgeRun lBridge({"--port", "uart0", "--pty", mLink, "--baud", "115200", "--parity", "even", "--bits",
-                       "7", "--stop", "2"});
+    BridgeRun lBridge(
+        {"--port", "uart0", "--pty", mLink, "--baud", "115200", "--parity", "even", "--stop", "2"});
     EXPECT_EQ(TerminalUser(mLink).Ask("STATUS?\r\n", 41), cStatus);
     EXPECT_EQ(lBridge.End(), 0);
     EXPECT_EQ(lBridge.LastReport()["baud_rate"], 115200);
-    EXPECT_THAT(lBridge.mTool.Error(), HasSubstr(", 115200 7E2; "));
+    EXPECT_THAT(lBridge.mTool.Error(), HasSubstr(", 115200 8E2; "));
+}
+
+TEST_F(PtyBridgeTest, TheRateFollowsTheUserUnlessItIsGiven)
+{
+    {
+        BridgeRun lBridge({"--port", "bulk1", "--pty", mLink});
+        EXPECT_EQ(TerminalUser(mLink).Ask("STATUS?\r\n", 41), cStatus);
+        EXPECT_EQ(lBridge.LastReport()["baud_rate"], 9600); // what the camera has
+        TerminalUser lUser(mLink);
+        lUser.Choose(57600);
+        EXPECT_TRUE(lBridge.mTool.WaitForOutput("\"baud_rate\":57600")) << lBridge.mTool.Output();
+        EXPECT_EQ(lUser.Ask("STATUS?\r\n", 41), cStatus);
+        EXPECT_EQ(lBridge.End(), 0);
+    }
+    BridgeRun lBridge({"--port", "bulk1", "--pty", mLink, "--baud", "115200"});
+    TerminalUser lUser(mLink);
+    lUser.Choose(57600);
+    EXPECT_EQ(lUser.Ask("STATUS?\r\n", 41), cStatus);
+    EXPECT_EQ(lBridge.End(), 0);
+    EXPECT_EQ(lBridge.LastReport()["baud_rate"], 115200);
 }
 
 TEST_F(PtyBridgeTest, AnswersForNobodyAreCounted)
@@ -300,6 +320,8 @@ TEST(BridgeCommandTest, RefusesACommandLineWithoutSense)
             "empty place; use another name");
     lExpect({"--clser", "X", "--bits", "7"},
             "--clser: Camera Link is 8N1; --parity, --bits and --stop do not belong here");
+    lExpect({"--tcp", "0", "--bits", "7"},
+            "--bits: belongs to --tty and --com; elsewhere characters have 8 bits");
     lExpect({"--clser", "X", "--baud", "14400"}, "--clser: Camera Link does not have 14400 bit/s; use --baud "
                                                  "9600, 19200, 38400, 57600 or 115200");
     lExpect({"--com", "COM1", "--baud", "4800"},

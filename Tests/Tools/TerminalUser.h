@@ -21,6 +21,15 @@ public:
         EXPECT_TRUE(mPort.SetTimeouts());
     }
 
+    /// Chooses a rate, with 8N1.
+    void Choose(uint32_t aRate)
+    {
+        KyPlatform::HostLine lLine;
+        lLine.mBaudRate = aRate;
+        EXPECT_TRUE(mPort.ReadLine());
+        EXPECT_TRUE(mPort.SetLine(lLine));
+    }
+
     void Type(const std::string& aText)
     {
         EXPECT_EQ(mPort.Write(aText.data(), static_cast<uint32_t>(aText.size()), mStop).mBytes, aText.size());

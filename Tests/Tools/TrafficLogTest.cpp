@@ -68,6 +68,41 @@ TEST_F(TrafficLogTest, AddsToAFileThatExistsAndEndsTheLastLine)
     EXPECT_THAT(KyTest::ReadFile(mPath), KyTest::MatchesPattern("before\n.*Z > 53 54 +ST\n.*Z < 41 +A\n"));
 }
 
+// Of lines, and of a record whose parts are read alone.
+TEST_F(TrafficLogTest, AFileOfASizeIsSetAsideAndTheOldestRemoved)
+{
+    for (const std::string lEnding : {".log", ".pcapng"})
+    {
+        const std::string lStem = mPath + "-rotated";
+        TrafficLog::Limit lLimit;
+        lLimit.mBytes = 300;
+        lLimit.mFiles = 2;
+        {
+            TrafficLog lLog;
+            ASSERT_EQ("", lLog.Open(lStem + lEnding, lLimit));
+            for (int lIndex = 0; lIndex < 40; ++lIndex)
+            {
+                lLog.AddNote("note " + std::to_string(lIndex));
+            }
+            EXPECT_EQ(lLog.GetFailure(), "");
+        }
+        const std::string lAll = KyTest::ReadFile(lStem + ".2" + lEnding) +
+                                 KyTest::ReadFile(lStem + ".1" + lEnding) + KyTest::ReadFile(lStem + lEnding);
+        EXPECT_EQ(KyTest::ReadFile(lStem + ".3" + lEnding), "");
+        EXPECT_EQ(KyTest::ReadFile(lStem + lEnding + ".aside"), "");
+        EXPECT_EQ(lAll.find("note 0"), std::string::npos);
+        EXPECT_NE(lAll.find("note 39"), std::string::npos);
+        for (const std::string lNumber : {".2", ".1", ""})
+        {
+            const std::string lText = KyTest::ReadFile(lStem + lNumber + lEnding);
+            EXPECT_LT(lText.size(), 300U + 200U);
+            EXPECT_TRUE(lNumber.empty() || lText.size() >= 300U) << lText.size();
+            EXPECT_TRUE(lEnding != ".pcapng" || PcapngSection::IsHeader(lText.substr(0, 4)));
+            EXPECT_EQ(std::remove((lStem + lNumber + lEnding).c_str()), 0);
+        }
+    }
+}
+
 TEST_F(TrafficLogTest, WithoutAFileNothingHappens)
 {
     TrafficLog lLog;

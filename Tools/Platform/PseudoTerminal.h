@@ -21,6 +21,9 @@ namespace KyToolPlatform
 class PseudoTerminal
 {
 public:
+    /// A time that is never over.
+    static constexpr uint32_t cForEver = 0xFFFFFFFFU;
+
     PseudoTerminal() noexcept = default;
     ~PseudoTerminal() { Close(); }
     PseudoTerminal(const PseudoTerminal&) = delete;
@@ -45,11 +48,22 @@ public:
     bool IsAttached() const noexcept;
 
     /// Takes what programs have written. Blocks until some of it is there, over programs that leave and
-    /// attach, or until aStop is set.
+    /// attach, until aStop is set, or until the time is over.
     /// \param aBuffer  Room for aSize bytes, one at least; not null.
     /// \param aStop    An open event.
-    /// \return Done with one byte at least; Stopped; or a failure, Refused when closed.
-    KyPlatform::HostTransferResult Read(void* aBuffer, uint32_t aSize, KyPlatform::StopEvent& aStop) noexcept;
+    /// \param aTime    Milliseconds; cForEver waits for ever.
+    /// \return Done, without bytes when the time was over; Stopped; or a failure, Refused when closed.
+    KyPlatform::HostTransferResult Read(void* aBuffer, uint32_t aSize, KyPlatform::StopEvent& aStop,
+                                        uint32_t aTime = cForEver) noexcept;
+
+    /// The rate, data bits, parity and stop bits that the program at the terminal has chosen. The bytes do not depend on
+    /// them. Any thread.
+    /// \return False, with aLine untouched: nobody has the terminal open, or it is closed.
+    bool GetLine(KyPlatform::HostLine& aLine) const noexcept;
+
+    /// What GetLine() gives for programs that choose nothing, from the next one on. The thread in Read() only, between two reads.
+    /// \return False: a program has the terminal open, so that nothing is changed; or it is closed.
+    bool SetLine(const KyPlatform::HostLine& aLine) noexcept;
 
     /// Gives bytes to the program that is attached. Blocks until the system has taken them, the program has
     /// left, or aStop is set.

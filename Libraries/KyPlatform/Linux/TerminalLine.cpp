@@ -80,7 +80,22 @@ bool TerminalLine::WriteReadRule(int aDescriptor) noexcept
     return gSystem.mControl(aDescriptor, TCSETS2, mState.data()) == 0;
 }
 
-bool TerminalLine::Write(int aDescriptor, const HostLine& aLine) noexcept
+HostLine TerminalLine::GetLine() const noexcept
+{
+    termios2 lState{};
+    std::memcpy(&lState, mState.data(), sizeof lState);
+    HostLine lLine;
+    lLine.mBaudRate = lState.c_ospeed;
+    lLine.mDataBits = (lState.c_cflag & CSIZE) == CS7 ? 7 : 8;
+    lLine.mTwoStopBits = (lState.c_cflag & CSTOPB) != 0;
+    if ((lState.c_cflag & PARENB) != 0)
+    {
+        lLine.mParity = (lState.c_cflag & PARODD) != 0 ? HostLine::Parity::Odd : HostLine::Parity::Even;
+    }
+    return lLine;
+}
+
+void TerminalLine::SetLine(const HostLine& aLine) noexcept
 {
     termios2 lLine{};
     std::memcpy(&lLine, mState.data(), sizeof lLine);
@@ -92,13 +107,19 @@ bool TerminalLine::Write(int aDescriptor, const HostLine& aLine) noexcept
     lLine.c_ospeed = aLine.mBaudRate;
     lLine.c_cc[VMIN] = 1;
     lLine.c_cc[VTIME] = 0;
+    std::memcpy(mState.data(), &lLine, sizeof lLine);
+}
+
+bool TerminalLine::Write(int aDescriptor, const HostLine& aLine) noexcept
+{
+    TerminalLine lWanted = *this;
+    lWanted.SetLine(aLine);
     TerminalLine lDone;
-    if (gSystem.mControl(aDescriptor, TCSETS2, &lLine) != 0 || !lDone.Read(aDescriptor))
+    if (!lWanted.WriteBack(aDescriptor) || !lDone.Read(aDescriptor))
     {
         return false;
     }
-    std::memcpy(&lLine, lDone.mState.data(), sizeof lLine);
-    if (!IsNear(lLine.c_ospeed, aLine.mBaudRate))
+    if (!IsNear(lDone.GetLine().mBaudRate, aLine.mBaudRate))
     {
         errno = EINVAL;
         return false;

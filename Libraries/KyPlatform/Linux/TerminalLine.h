@@ -26,6 +26,12 @@ public:
     /// \return False with errno: EINVAL for a rate that the line does not run at.
     bool Write(int aDescriptor, const HostLine& aLine) noexcept;
 
+    /// Rate, data bits, parity and stop bits of what has been read.
+    HostLine GetLine() const noexcept;
+
+    /// Changes what has been read to a transparent line with these settings, without a call of the system.
+    void SetLine(const HostLine& aLine) noexcept;
+
     /// Sets exactly what has been read. The line may also be named by the other end of a pty.
     /// \return False with errno.
     bool WriteBack(int aDescriptor) const noexcept;

@@ -5,6 +5,7 @@
 #include "KyPlatform/Linux/SystemCalls.h"
 #include "KyPlatform/Linux/TerminalLine.h"
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
@@ -151,16 +152,18 @@ enum class Side
 {
     Ready,
     Left, // nobody has the terminal open
+    TimedOut,
     Stop,
     Failed
 };
 
-Side Wait(const Terminal& aTerminal, short aEvents, int aStop) noexcept
+Side Wait(const Terminal& aTerminal, short aEvents, int aStop, const Deadline& aDeadline) noexcept
 {
     pollfd lPolls[] = {{aStop, POLLIN, 0}, {aTerminal.mMaster, aEvents, 0}};
-    if (PollUntil(lPolls, 2, Deadline(cInfinite)) < 0)
+    const int lReady = PollUntil(lPolls, 2, aDeadline);
+    if (lReady <= 0)
     {
-        return Side::Failed;
+        return lReady == 0 ? Side::TimedOut : Side::Failed;
     }
     if (lPolls[0].revents != 0)
     {
@@ -258,7 +261,34 @@ bool PseudoTerminal::IsAttached() const noexcept
     return PollUntil(&lPoll, 1, Deadline(0)) == 0; // a hang-up shows without being asked for
 }
 
-HostTransferResult PseudoTerminal::Read(void* aBuffer, uint32_t aSize, StopEvent& aStop) noexcept
+bool PseudoTerminal::GetLine(HostLine& aLine) const noexcept
+{
+    TerminalLine lLine;
+    if (!IsAttached() || !lLine.Read(ToTerminal(mObject)->mMaster))
+    {
+        return false;
+    }
+    aLine = lLine.GetLine();
+    return true;
+}
+
+// A program that has the terminal open keeps what it has chosen.
+bool PseudoTerminal::SetLine(const HostLine& aLine) noexcept
+{
+    if (mObject == nullptr || IsAttached())
+    {
+        return false;
+    }
+    Terminal& lTerminal = *ToTerminal(mObject);
+    TerminalLine lLine = lTerminal.mCleanLine;
+    lLine.SetLine(aLine);
+    const bool lIsSet = lLine.WriteBack(lTerminal.mMaster) && lLine.Read(lTerminal.mMaster);
+    lTerminal.mCleanLine = lIsSet ? lLine : lTerminal.mCleanLine; // as the system writes it
+    return lIsSet;
+}
+
+HostTransferResult PseudoTerminal::Read(void* aBuffer, uint32_t aSize, StopEvent& aStop,
+                                        uint32_t aTime) noexcept
 {
     if (mObject == nullptr || aStop.GetHandle() == nullptr)
     {
@@ -267,18 +297,25 @@ HostTransferResult PseudoTerminal::Read(void* aBuffer, uint32_t aSize, StopEvent
     }
     Terminal& lTerminal = *ToTerminal(mObject);
     const int lStop = ToDescriptor(aStop.GetHandle());
+    const Deadline lDeadline(aTime);
     for (;;)
     {
-        switch (Wait(lTerminal, POLLIN, lStop))
+        switch (Wait(lTerminal, POLLIN, lStop, lDeadline))
         {
         case Side::Ready:
             break;
         case Side::Left:
-            if (IsStoppedMeanwhile(lTerminal, lStop, CleanUp(lTerminal)))
+            if (IsStoppedMeanwhile(lTerminal, lStop, std::min(CleanUp(lTerminal), aTime)))
             {
                 return {HostTransfer::Stopped, 0, 0};
             }
+            if (aTime != cForEver)
+            {
+                return {HostTransfer::Done, 0, 0};
+            }
             continue;
+        case Side::TimedOut:
+            return {HostTransfer::Done, 0, 0};
         case Side::Stop:
             return {HostTransfer::Stopped, 0, 0};
         case Side::Failed:
@@ -311,9 +348,10 @@ HostTransferResult PseudoTerminal::Write(const void* aData, uint32_t aSize, Stop
         // A wait under the lock ends when the user leaves, so nobody is kept from cleaning for long.
         const std::lock_guard<std::mutex> lLock(lTerminal.mUserLock);
         // Asked each time: the system would keep bytes for a user who comes some day.
-        switch (Wait(lTerminal, POLLOUT, ToDescriptor(aStop.GetHandle())))
+        switch (Wait(lTerminal, POLLOUT, ToDescriptor(aStop.GetHandle()), Deadline(cInfinite)))
         {
         case Side::Ready:
+        case Side::TimedOut: // which an endless wait is not
             break;
         case Side::Left:
             return {HostTransfer::Done, lBytes, 0};

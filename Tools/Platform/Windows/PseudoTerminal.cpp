@@ -45,12 +45,23 @@ uint64_t PseudoTerminal::GetUnread() const noexcept
 
 void PseudoTerminal::DropUnread() noexcept {}
 
+bool PseudoTerminal::GetLine(HostLine& /*aLine*/) const noexcept
+{
+    return false;
+}
+
+bool PseudoTerminal::SetLine(const HostLine& /*aLine*/) noexcept
+{
+    return false;
+}
+
 uint64_t PseudoTerminal::DropWritten() noexcept
 {
     return 0;
 }
 
-HostTransferResult PseudoTerminal::Read(void* /*aBuffer*/, uint32_t /*aSize*/, StopEvent& /*aStop*/) noexcept
+HostTransferResult PseudoTerminal::Read(void* /*aBuffer*/, uint32_t /*aSize*/, StopEvent& /*aStop*/,
+                                        uint32_t /*aTime*/) noexcept
 {
     return cRefused;
 }

@@ -160,15 +160,30 @@ void BridgedPort::StartClser()
 
 void BridgedPort::StartTcp(Network& aNetwork)
 {
+    mTcp.emplace(mSelection.mHost.mTcp, aNetwork);
+    StartHost(*mTcp);
+}
+
+// What is given is fixed; the rest follows the terminal's user.
+void BridgedPort::StartPty()
+{
+    const LineSelection& lLine = mSelection.mLine;
+    mPty.emplace(PtyFollows{!lLine.mBaudRate.has_value(), !lLine.mStopBits.has_value()});
+    StartHost(*mPty);
+    mLink.emplace(PlainName(mSelection.mHost), mPty->GetPath()); // last: who finds it finds a bridge
+}
+
+// Sets what is given only: the rest stays as the device has it.
+void BridgedPort::StartHost(IKySerialBridgeHost& aHost)
+{
     const LineSelection& lLine = mSelection.mLine;
     KySerialBridgeRequest lRequest;
     lRequest.mBaudRate = lLine.mBaudRate.value_or(0);
     lRequest.mSetsParity = lLine.mParity.has_value();
     lRequest.mParity = lLine.mParity.value_or(KyParityNone);
     lRequest.mStopBits = lLine.mStopBits.value_or(0);
-    mTcp.emplace(mSelection.mHost.mTcp, aNetwork);
-    Check(mBridge.Start(*mTcp, lRequest, &mDevice.GetAdapter(), mSelection.mPort, GetOptions()),
-          "cannot bridge " + PortName(mSelection.mPort) + " to " + mSelection.mHost.mName);
+    Check(mBridge.Start(aHost, lRequest, &mDevice.GetAdapter(), mSelection.mPort, GetOptions()),
+          "cannot bridge " + PortName(mSelection.mPort) + " to " + PlainName(mSelection.mHost));
 }
 
 // What is not given stays as the device has it; both ends of a host port need the same settings.
@@ -203,12 +218,7 @@ void BridgedPort::StartHostPort()
 {
     std::string lHost = PlainName(mSelection.mHost);
     const std::string lName = lHost;
-    if (mSelection.mHost.mKind == HostKind::Pty)
-    {
-        mRelay.emplace();
-        lHost = mRelay->GetBridgePath();
-    }
-    else if (mSelection.mHost.mKind == HostKind::Tty)
+    if (mSelection.mHost.mKind == HostKind::Tty)
     {
         lHost = AbsolutePath(lHost);
     }
@@ -218,10 +228,6 @@ void BridgedPort::StartHostPort()
     {
         throw OperationError("cannot bridge " + PortName(mSelection.mPort) + " to " + lName + ": " +
                              ResultText(lResult) + Refusal(lResult, lHost));
-    }
-    if (mRelay.has_value())
-    {
-        mLink.emplace(lName, mRelay->GetUserPath()); // last: who finds it finds a bridge
     }
 }
 
@@ -234,6 +240,10 @@ void BridgedPort::Start(Network& aNetwork)
     else if (IsTcp(mSelection.mHost.mKind))
     {
         StartTcp(aNetwork);
+    }
+    else if (mSelection.mHost.mKind == HostKind::Pty)
+    {
+        StartPty();
     }
     else
     {
@@ -251,10 +261,10 @@ BridgeLedger BridgedPort::GetLedgerToDevice() const
     lLedger.mRefused = lFlow.mRefused;
     lLedger.mStopped = lFlow.mCutOff;
     lLedger.mTaken = lFlow.mTaken;
-    if (mRelay.has_value())
+    if (mPty.has_value())
     {
-        lLedger.mStopped += mRelay->GetLostToBridge();
-        lLedger.mTaken = mRelay->GetTakenFromUser();
+        lLedger.mStopped += mPty->GetLeft();
+        lLedger.mTaken = mPty->GetTaken();
     }
     if (mTcp.has_value())
     {
@@ -270,11 +280,9 @@ BridgeLedger BridgedPort::GetLedgerToDevice() const
 BridgeLedger BridgedPort::GetLedgerFromDevice(uint64_t& aBytes) const
 {
     BridgeLedger lLedger;
-    if (mRelay.has_value())
+    if (mPty.has_value())
     {
-        lLedger.mUnread = mRelay->GetUnread();
-        lLedger.mStopped = mRelay->GetStoppedToUser();
-        lLedger.mDelivered = mRelay->GetDeliveredToUser();
+        lLedger.mUnread = mPty->GetUnread();
     }
     if (mTcp.has_value())
     {
@@ -287,11 +295,8 @@ BridgeLedger BridgedPort::GetLedgerFromDevice(uint64_t& aBytes) const
     lLedger.mOverrun = lFlow.mOverrun;
     lLedger.mCleared = lFlow.mCleared;
     lLedger.mRefused = lFlow.mRefused;
-    if (!mRelay.has_value()) // a host side counts bytes before the bridge does
-    {
-        lLedger.mDelivered =
-            lFlow.mDelivered - std::min(lFlow.mDelivered, lLedger.mUnread + lLedger.mStopped);
-    }
+    // A host side counts bytes before the bridge does.
+    lLedger.mDelivered = lFlow.mDelivered - std::min(lFlow.mDelivered, lLedger.mUnread + lLedger.mStopped);
     lLedger.mStopped += lFlow.mCutOff;
     lLedger.mTaken = lFlow.mTaken;
     return lLedger;
@@ -332,9 +337,9 @@ void BridgedPort::End()
     mFinalBaudRate = mBridge.GetBaudRate();
     static_cast<void>(mBridge.Stop(mFinalToDevice, mFinalFromDevice)); // fails for one that has not started
     mEnded = true;
-    if (mRelay.has_value())
+    if (mPty.has_value())
     {
-        mRelay->End();
+        mPty->Close();
     }
     if (mTcp.has_value())
     {

@@ -2,7 +2,7 @@
 
 #include "kyserial/Bridge/BridgeStatistics.h"
 #include "kyserial/Bridge/HostSelection.h"
-#include "kyserial/Bridge/PtyRelay.h"
+#include "kyserial/Bridge/PtyHost.h"
 #include "kyserial/Device/DeviceSelector.h"
 #include "kyserial/Options/Options.h"
 #include "kyserial/Serve/Network.h"
@@ -28,7 +28,8 @@ struct BridgeSelection
     KyDeviceSerial mPort = KyDeviceSerialInvalid;
     HostSelection mHost{};
     LineSelection mLine{};
-    std::string mLogFile{};  ///< Empty: none.
+    std::string mLogFile{}; ///< Empty: none.
+    TrafficLog::Limit mLogLimit{};
     bool mReconnect = false; ///< Goes on when a device that was away is back.
 };
 
@@ -83,6 +84,8 @@ private:
     void Start(Network& aNetwork);
     void StartClser();
     void StartTcp(Network& aNetwork);
+    void StartPty();
+    void StartHost(IKySerialBridgeHost& aHost);
     void StartHostPort();
     KySerialPortConfiguration GetLineOfHostPort();
     KySerialBridgeOptions GetOptions();
@@ -98,7 +101,7 @@ private:
     std::string mLine JX_GUARDED_BY(mLock);
     std::atomic<int64_t> mLastTraffic{0};
     // Go in the other order: nobody finds the terminal any more, then the bridge ends, then its host side.
-    std::optional<PtyRelay> mRelay{};
+    std::optional<PtyHost> mPty{};
     std::optional<TcpHost> mTcp{};
     KySerialBridge mBridge{};
     std::optional<TerminalLink> mLink{};

@@ -44,6 +44,11 @@ ExitCode RunBridge(Context& aContext, const BridgeOptions& aOptions)
     {
         CheckClserLine(lSelection.mLine);
     }
+    if (lSelection.mHost.mKind != HostKind::Tty && lSelection.mHost.mKind != HostKind::Com &&
+        lSelection.mLine.mBits.value_or(8) != 8)
+    {
+        throw UsageError("--bits: belongs to --tty and --com; elsewhere characters have 8 bits");
+    }
     TrafficLog lLog;
     PrepareSession(aContext, lSelection.mLogFile, lLog);
     const std::unique_ptr<Device> lDevice = OpenDevice(aContext);

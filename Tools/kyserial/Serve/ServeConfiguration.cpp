@@ -2,6 +2,7 @@
 
 #include "kyserial/Device/DeviceName.h"
 #include "kyserial/Device/PortName.h"
+#include "kyserial/Text/Hex.h"
 #include "kyserial/Text/TomlText.h"
 
 // Its assertions are about texts that it refuses a step later; a file must not end a debug build.
@@ -23,6 +24,8 @@ namespace
 {
 
 constexpr size_t cLargestFile = 1U << 20;
+constexpr uint64_t cSmallestLog = 64U << 10;
+constexpr uint64_t cLargestLog = 1U << 30;
 constexpr uint32_t cLongestIdle = 86400; // seconds
 
 /// Reads the keys of one table, and collects what is wrong.
@@ -204,6 +207,14 @@ void CheckPort(const TableReader& aTable, const ServedPortEntry& aPort,
     {
         lAdd("host: a port needs a host side, such as host = \"tcp://:4001\"");
     }
+    if (aTable.Has("log_size") && !aTable.Has("log"))
+    {
+        lAdd("log_size: belongs to log; name a file");
+    }
+    if (aTable.Has("log_files") && !aTable.Has("log_size"))
+    {
+        lAdd("log_files: belongs to log_size; give it a size");
+    }
     for (const char* const lKey : {"clients", "idle"})
     {
         if (aTable.Has(lKey) && lKind != HostKind::None && !IsTcp(lKind))
@@ -223,9 +234,9 @@ void CheckPort(const TableReader& aTable, const ServedPortEntry& aPort,
         lAdd("host: Camera Link is 8N1 with 9600, 19200, 38400, 57600 or 115200 bit/s; leave out what "
              "differs");
     }
-    if (IsTcp(lKind) && lLine.mBits.value_or(8) != 8)
+    if ((IsTcp(lKind) || lKind == HostKind::Pty) && lLine.mBits.value_or(8) != 8)
     {
-        lAdd("bits: cameras send 8 over TCP; leave it out");
+        lAdd("bits: belongs to tty: and com: only; leave it out");
     }
 }
 
@@ -254,6 +265,15 @@ ServedPortEntry ReadPort(const toml::table& aTable, std::vector<ConfigurationFau
                      lPort.mBridge.mLogFile = aText;
                      return aText.empty() ? std::string("use the name of a file") : std::string();
                  });
+    lReader.Text("log_size",
+                 [&](const std::string& aText)
+                 {
+                     const auto lSize = ParseSize(aText, cLargestLog);
+                     lPort.mBridge.mLogLimit.mBytes = lSize.value_or(0);
+                     return lSize.value_or(0) >= cSmallestLog ? std::string()
+                                                              : std::string("use \"64KiB\" to \"1024MiB\"");
+                 });
+    lReader.Number("log_files", 1000, lPort.mBridge.mLogLimit.mFiles);
     lReader.Read();
     lHost.mTcp.mClients = lClients;
     lHost.mTcp.mIdle = lIdle;
@@ -378,6 +398,11 @@ void CheckWhole(const ServeConfiguration& aConfiguration, std::vector<Configurat
                 const std::string lName = PortName(lPort.mBridge.mPort);
                 lPorts.Add(lName, lPort.mLine, "port: " + lName + " of this device");
             }
+            if (!lPort.mBridge.mLogFile.empty()) // two ports would write into each other's lines
+            {
+                lUnique.Add("log " + lPort.mBridge.mLogFile, lPort.mLine,
+                            "log: \"" + lPort.mBridge.mLogFile + '"');
+            }
             const std::string lPlace = PlaceOf(lPort.mBridge.mHost);
             if (lPort.mTerminal && aConfiguration.mWebToken.empty())
             {
@@ -401,8 +426,9 @@ bool ServedPortEntry::IsSame(const ServedPortEntry& aOther) const
     const LineSelection& lOther = aOther.mBridge.mLine;
     return mTerminal == aOther.mTerminal && mBridge.mPort == aOther.mBridge.mPort &&
            mBridge.mHost == aOther.mBridge.mHost && mBridge.mLogFile == aOther.mBridge.mLogFile &&
-           lLine.mBaudRate == lOther.mBaudRate && lLine.mParity == lOther.mParity &&
-           lLine.mBits == lOther.mBits && lLine.mStopBits == lOther.mStopBits;
+           mBridge.mLogLimit == aOther.mBridge.mLogLimit && lLine.mBaudRate == lOther.mBaudRate &&
+           lLine.mParity == lOther.mParity && lLine.mBits == lOther.mBits &&
+           lLine.mStopBits == lOther.mStopBits;
 }
 
 bool ServedDeviceEntry::IsSame(const ServedDeviceEntry& aOther) const

@@ -180,13 +180,15 @@ std::string ServedDevice::TryToStart(Port& aPort)
     try
     {
         const BridgeSelection& lSelection = aPort.mEntry.mBridge;
-        const std::string lFault =
-            lSelection.mLogFile.empty() ? std::string() : aPort.mLog.Open(lSelection.mLogFile);
+        const std::string lFault = lSelection.mLogFile.empty()
+                                       ? std::string()
+                                       : aPort.mLog.Open(lSelection.mLogFile, lSelection.mLogLimit);
         if (!lFault.empty())
         {
             return "log: " + lFault;
         }
-        const bool lSelectsItself = IsTcp(lSelection.mHost.mKind); // together with what it asks
+        const HostKind lKind = lSelection.mHost.mKind;
+        const bool lSelectsItself = IsTcp(lKind) || lKind == HostKind::Pty; // together with what it asks
         const BulkPortScope lScope(mDevice->GetAdapter(),
                                    lSelectsItself ? KyDeviceSerialUart0 : lSelection.mPort);
         aPort.mBridge.emplace(lSelection, *mDevice, mNetwork, aPort.mLog, &aPort.mRecent);

@@ -5,6 +5,7 @@
 
 #include <KyPlatform/Session.h>
 #include <Platform/HangUp.h>
+#include <Platform/ServiceNotice.h>
 
 #include <algorithm>
 #include <chrono>
@@ -63,12 +64,15 @@ void Service::Say(const std::string& aText)
 
 void Service::Run()
 {
+    KyToolPlatform::ServiceNotice lNotice;
     KyToolPlatform::HangUp lHangUp; // after the console, which ends the program with this signal
     OpenWeb();                      // first: a place that is taken is refused before anything is opened
     Apply(mConfiguration);
     Say("serving " + std::to_string(mConfiguration.mDevices.size()) + " devices of " + mFile);
+    lNotice.Ready(); // devices may be switched off for days: that the service waits for them is its work
     while (!mContext.mConsole.WaitForInterrupt(cTick))
     {
+        lNotice.Alive();
         const bool lIsAsked = mReload.Wait(0) == KyPlatform::WaitResult::Done;
         if (lHangUp.Take() || lIsAsked)
         {
@@ -77,6 +81,7 @@ void Service::Run()
         }
         mLeaving.remove_if([](const auto& aDevice) { return aDevice->HasEnded(); });
     }
+    lNotice.Stopping();
     for (const auto& lDevice : mDevices)
     {
         lDevice->AskToEnd(); // all at once, then wait for each

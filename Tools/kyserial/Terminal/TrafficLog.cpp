@@ -9,6 +9,8 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <filesystem>
+#include <utility>
 
 namespace KySerialTool
 {
@@ -41,24 +43,40 @@ bool TakesSection(const std::string& aPath)
     return !lFile.is_open() || lFile.gcount() == 0 || PcapngSection::IsHeader(lBytes);
 }
 
+/// "focus.log" with number 2 as "focus.2.log".
+std::filesystem::path NumberedPath(std::filesystem::path aPath, uint32_t aNumber)
+{
+    const std::string lEnding = aPath.extension().string();
+    return aPath.replace_extension("." + std::to_string(aNumber) + lEnding);
+}
+
 } // namespace
 
-std::string TrafficLog::Open(const std::string& aPath)
+std::string TrafficLog::Open(const std::string& aPath, const Limit& aLimit)
 {
     const JxUtilsLib::LockScope lScope(mLock);
-    const bool lPcapng = aPath.ends_with(".pcapng");
     mPath = aPath;
-    if (lPcapng && !TakesSection(aPath))
+    mLimit = aLimit;
+    return OpenLocked();
+}
+
+std::string TrafficLog::OpenLocked()
+{
+    const bool lPcapng = mPath.ends_with(".pcapng");
+    if (lPcapng && !TakesSection(mPath))
     {
         return CannotWrite(": it has other content");
     }
     errno = 0;
-    mFile.open(aPath, std::ios::binary | std::ios::app);
+    mFile.open(mPath, std::ios::binary | std::ios::app);
     mOpen = mFile.is_open();
     if (!mOpen)
     {
-        return CannotWrite(FileFault(aPath));
+        return CannotWrite(FileFault(mPath));
     }
+    std::error_code lError;
+    const uintmax_t lSize = std::filesystem::file_size(mPath, lError);
+    mBytes = lError ? 0 : lSize;
     if (lPcapng)
     {
         mSection.emplace(std::chrono::system_clock::now());
@@ -129,10 +147,47 @@ void TrafficLog::AddNote(const std::string& aText)
 void TrafficLog::WriteLocked(const std::string& aText)
 {
     errno = 0;
-    if (mFile && !(mFile << aText << std::flush))
+    if (!mFile)
+    {
+        return;
+    }
+    if (!(mFile << aText << std::flush))
     {
         mFailure = CannotWrite(FileFault(mPath)); // the first failure is the last: the stream takes no more
+        return;
     }
+    mBytes += aText.size();
+    if (mLimit.mBytes != 0 && mBytes >= mLimit.mBytes)
+    {
+        Rotate();
+    }
+}
+
+// A file that the system does not let go of grows on; the next line tries again.
+void TrafficLog::Rotate()
+{
+    mFile.close();
+    const std::string lAside = mPath + ".aside";
+    std::error_code lError;
+    std::filesystem::rename(mPath, lAside, lError);
+    if (!lError)
+    {
+        for (uint32_t lNumber = mLimit.mFiles; lNumber > 1; --lNumber) // each takes the place of the next
+        {
+            std::filesystem::rename(NumberedPath(mPath, lNumber - 1), NumberedPath(mPath, lNumber), lError);
+        }
+        if (mLimit.mFiles > 0)
+        {
+            std::filesystem::rename(lAside, NumberedPath(mPath, 1), lError);
+        }
+        std::filesystem::remove(lAside, lError);
+    }
+    const Limit lLimit = std::exchange(mLimit, {}); // the header of a section must not begin another file
+    if (std::string lFault = OpenLocked(); !lFault.empty())
+    {
+        mFailure = std::move(lFault);
+    }
+    mLimit = lLimit;
 }
 
 void TrafficLog::Flush()

@@ -31,6 +31,16 @@ std::string TimeText(std::chrono::system_clock::time_point aTime);
 class TrafficLog
 {
 public:
+    /// How large a file becomes before it is set aside: "FILE.log" becomes "FILE.1.log", that one "FILE.2.log" and so on. The oldest
+    /// is removed.
+    struct Limit
+    {
+        uint64_t mBytes = 0; ///< Of a file, which is a packet or a line larger at the most; 0: no limit.
+        uint32_t mFiles = 4; ///< That stay beside the one that is written.
+
+        bool operator==(const Limit&) const = default;
+    };
+
     static constexpr char cSent = '>';
     static constexpr char cReceived = '<';
     static constexpr char cNote = '!';
@@ -42,7 +52,8 @@ public:
     TrafficLog& operator=(const TrafficLog&) = delete;
 
     /// \return Why the file is not used, "cannot write it.log: it is a directory"; empty: it is open.
-    std::string Open(const std::string& aPath);
+    std::string Open(const std::string& aPath) { return Open(aPath, Limit()); }
+    std::string Open(const std::string& aPath, const Limit& aLimit);
 
     /// Adds bytes with the present time. Without an open file, nothing.
     void Add(char aDirection, const uint8_t* aData, size_t aSize);
@@ -62,15 +73,19 @@ public:
 
 private:
     std::string CannotWrite(const std::string& aWhy) const JX_REQUIRES(mLock);
+    std::string OpenLocked() JX_REQUIRES(mLock);
+    void Rotate() JX_REQUIRES(mLock);
     void FlushLocked() JX_REQUIRES(mLock);
     void AddLines(char aDirection, const uint8_t* aData, size_t aSize) JX_REQUIRES(mLock);
     void WriteLocked(const std::string& aText) JX_REQUIRES(mLock);
 
     mutable JxUtilsLib::Mutex mLock;
-    std::string mPath JX_GUARDED_BY(mLock);
     std::ofstream mFile JX_GUARDED_BY(mLock);
     std::string mFailure JX_GUARDED_BY(mLock);
     bool mOpen JX_GUARDED_BY(mLock) = false;
+    std::string mPath JX_GUARDED_BY(mLock);
+    Limit mLimit JX_GUARDED_BY(mLock);
+    uint64_t mBytes JX_GUARDED_BY(mLock) = 0;                   // of the file
     std::optional<PcapngSection> mSection JX_GUARDED_BY(mLock); // of a pcapng file
     std::vector<uint8_t> mLine JX_GUARDED_BY(mLock);
     std::chrono::system_clock::time_point mLineTime JX_GUARDED_BY(mLock);
