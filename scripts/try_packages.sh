@@ -79,5 +79,5 @@ with serial.serial_for_url("ky://sim/uart0", timeout=20) as port:
     print(port.readline())' | hears wheel
 IN
 # Nothing of this machine's environment.
-env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LC_ALL=C.UTF-8 chroot "$root" /bin/bash /try/try.sh
+env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/ LC_ALL=C.UTF-8 chroot "$root" /bin/bash /try/try.sh
 echo "try_packages: installed and used in a fresh Debian 12"

@@ -360,11 +360,12 @@ HostTransferResult PseudoTerminal::Write(const void* aData, uint32_t aSize, Stop
         case Side::Failed:
             return Failed(HostTransfer::Unsuccessful, lBytes);
         }
+        // First: a user who reads these bytes may leave before this thread goes on.
+        lTerminal.mHasUnread = true;
         const ssize_t lWritten =
             gSystem.mWrite(lTerminal.mMaster, static_cast<const uint8_t*>(aData) + lBytes, aSize - lBytes);
         if (lWritten > 0)
         {
-            lTerminal.mHasUnread = true;
             lBytes += static_cast<uint32_t>(lWritten);
         }
         else if (lWritten < 0 && errno != EAGAIN && errno != EINTR && errno != EIO)

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <fcntl.h>
 #include <future>
@@ -237,6 +238,44 @@ TEST(PseudoTerminalCleanerTest, BytesThatComeWhileItIsCleanedAreForNobody)
     EXPECT_EQ(lTerminal.Read(&lByte, 1, lStop).mEnd, HostTransfer::Stopped);
     ASSERT_TRUE(lWritten.valid());
     EXPECT_EQ(lWritten.get(), 0U);
+}
+
+// The writing thread may be late: the user has the bytes as soon as the system has them.
+TEST(PseudoTerminalCleanerTest, AUserWhoLeavesBeforeTheWriteReturnsIsNotOverlooked)
+{
+    constexpr int cLong =
+        100; // milliseconds; a terminal that needs no cleaning is looked at less often than that
+    StopEvent lStop;
+    PseudoTerminal lTerminal;
+    ASSERT_TRUE(lStop.Create());
+    ASSERT_TRUE(lTerminal.Create());
+    const int lUser = ::open(lTerminal.GetPath(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    std::atomic<bool> lIsLeft{false};
+    std::atomic<bool> lSleeps{false};
+    const KyTest::ScriptedCall<&SystemCalls::mPoll> lPolling(
+        [&](pollfd* aPolls, nfds_t aCount, int aTime)
+        {
+            lSleeps = lSleeps || (lIsLeft && aTime > cLong);
+            return GetRealSystem().mPoll(aPolls, aCount, aTime);
+        });
+    const KyTest::ScriptedCall<&SystemCalls::mWrite> lWriting(
+        [&](int aDescriptor, const void* aData, size_t aSize)
+        {
+            const ssize_t lWritten = GetRealSystem().mWrite(aDescriptor, aData, aSize);
+            lIsLeft = true;
+            ::close(lUser);
+            ::usleep(50000); // time for the reading thread to look
+            lIsLeft = false;
+            return lWritten;
+        });
+    char lByte = 0;
+    const auto lReading =
+        std::async(std::launch::async, [&] { return lTerminal.Read(&lByte, 1, lStop).mEnd; });
+    EXPECT_EQ(lTerminal.Write("unread", 6, lStop).mBytes, 6U);
+    EXPECT_FALSE(lSleeps);
+    EXPECT_TRUE(KyTest::WaitFor([&] { return lTerminal.GetUnread() == 6; }));
+    EXPECT_TRUE(lStop.Set());
+    lReading.wait();
 }
 
 int gCall = 0;
