@@ -191,8 +191,14 @@ bool Bridge::WriteToDevice(const uint8_t* aData, uint32_t aSize)
     const uint64_t lSetup = mWatch.GetSetup();
     uint32_t lDone = 0;
     bool lFailed = false;
-    while (lDone < aSize && !lFailed && !mStop && !mWatch.IsDropping())
+    bool lIsAway = false; // kept: the device may be back before the rest of the block is counted
+    while (lDone < aSize && !lFailed && !mStop)
     {
+        lIsAway = mWatch.IsDropping();
+        if (lIsAway)
+        {
+            break;
+        }
         const auto lInside = mGate.Share();
         uint32_t lWritten = 0;
         lFailed = !mDevicePort->Write(aData + lDone, aSize - lDone, lWritten).IsOK();
@@ -205,7 +211,9 @@ bool Bridge::WriteToDevice(const uint8_t* aData, uint32_t aSize)
         CutOff(BridgeWay::ToDevice, aSize - lDone);
         return true;
     }
-    if (lDone < aSize && (mWatch.IsDropping() || (mWatch.IsReconnecting() && mWatch.HasLost(lSetup))))
+    lIsAway = lIsAway || mWatch.IsDropping() ||
+              (mWatch.IsReconnecting() && (mWatch.HasLost(lSetup) || mWatch.GetSetup() != lSetup));
+    if (lDone < aSize && lIsAway)
     {
         Lose(BridgeWay::ToDevice, KySerialBridgeLoss::Away, aSize - lDone);
         return true;
