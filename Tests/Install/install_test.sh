@@ -329,10 +329,12 @@ Zip)
     [ -s "$root/$file" ] || fail "no $file"
   done
   build_and_run "$root"
-  # A program for the adapter by what pkg-config says about the archive, wherever it was unpacked.
+  # A program for the adapter by what pkg-config says about the archive, wherever it was unpacked. The zip does not
+  # contain the compiler's runtime, so the program does. With "-static" alone the linker finds no import libraries.
   PKG_CONFIG_LIBDIR=$root/lib/pkgconfig pkg-config --cflags --libs kygige kyserial >"$work/flags"
   x86_64-w64-mingw32-g++-posix -std=c++17 -Wall -Wextra -Wpedantic -Werror \
-    "$source/Tests/Install/Consumer/consumer_gige.cpp" $(cat "$work/flags") -o "$root/bin/gige.exe"
+    "$source/Tests/Install/Consumer/consumer_gige.cpp" -static -Wl,-Bdynamic $(cat "$work/flags") -Wl,-Bstatic \
+    -o "$root/bin/gige.exe"
   "${run[@]}" "$root/bin/gige.exe" | grep '^address: good'
   # The C program once more, with the import libraries for other linkers, which have every function.
   for library in KySerialC KyGigEC KySimulatorC clserzmo; do
