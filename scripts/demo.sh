@@ -18,6 +18,8 @@ program=(build/release/bin/kyserial)
 camera=(build/release/bin/kyserial-camera)
 setup=()
 fast=
+attempts=1 # how often a command is tried
+patience=() # of the commands that await the lens
 case "$*" in
 "") ;;
 "--device sim") device=sim ;;
@@ -28,6 +30,10 @@ windows | "windows --device sim")
   camera=(scripts/wine.sh build/windows/bin/kyserial-camera.exe)
   setup=(--all)
   fast=--fast # Wine delays datagrams, and the times of the ports begin with the byte: the lines take no time of them
+  # A busy machine may stop Wine's camera for longer than a command waits: 800 ms for a confirmation, 300 ms for the lens.
+  # "once more" in the output shows each command that was tried again.
+  attempts=3
+  patience=(--quiet-time 2000)
   ;;
 *)
   echo "demo: use scripts/demo.sh [windows] [--device sim]" >&2
@@ -69,12 +75,17 @@ fail() {
   exit 1
 }
 
+# has_line TEXT LINE: whether the line is there.
+has_line() {
+  grep -qxF -- "$2" <<<"$1" || grep -qE -- "^[0-9]+ +$2\$" <<<"$1"
+}
+
 # expect TEXT LINE...: the lines have to be there.
 expect() {
   local text=$1 line
   shift
   for line in "$@"; do
-    grep -qxF -- "$line" <<<"$text" || grep -qE -- "^[0-9]+ +$line\$" <<<"$text" || fail "expected \"$line\""
+    has_line "$text" "$line" || fail "expected \"$line\""
   done
 }
 
@@ -91,12 +102,19 @@ print_command() {
 # show EXPECTED ARGUMENTS...: runs kyserial on the standard input; its output has to contain the expected line, or, in
 # a table, a line that ends with it.
 show() {
-  local expected=$1 output
+  local expected=$1 output attempt status
   shift
-  print_command "$(basename "${program[-1]}")" "$@"
-  output=$(printf "${typed:-}" | "${program[@]}" "$@" | tr -d '\r')
-  printf '%s\n' "$output"
-  expect "$output" "$expected"
+  for attempt in $(seq "$attempts"); do
+    [ "$attempt" = 1 ] || echo "demo: once more" >&2
+    print_command "$(basename "${program[-1]}")" "$@"
+    status=0
+    output=$(printf "${typed:-}" | "${program[@]}" "$@" | tr -d '\r') || status=$?
+    printf '%s\n' "$output"
+    if [ "$status" = 0 ] && has_line "$output" "$expected"; then
+      return
+    fi
+  done
+  fail "expected \"$expected\" and status 0; the status is $status"
 }
 
 # wait_until COMMAND...: until it succeeds, for a minute at most.
@@ -195,7 +213,7 @@ show 'uart0  0      yes        register UART  UART               UART' ports --d
 
 for port in uart0 bulk0 bulk1; do
   typed='ID?\r\nZOOM 1200\r\nFOCUS 340\r\nSTATUS?\r\n'
-  show 'STATUS READY ZOOM 1200 FOCUS 340 IRIS 100' term --device "$device" --port "$port"
+  show 'STATUS READY ZOOM 1200 FOCUS 340 IRIS 100' term --device "$device" --port "$port" ${patience[@]+"${patience[@]}"}
 done
 
 typed=
@@ -232,7 +250,7 @@ start_bridge --device "$device" --port bulk0 --clser "$name"
 typed=
 show "$name" clser list
 typed=$dialogue
-show "${answers[1]}" clser term "$name" --baud 38400
+show "${answers[1]}" clser term "$name" --baud 38400 ${patience[@]+"${patience[@]}"}
 end_bridge "${counts[@]}" '"baud_rate":38400'
 
 # Whichever system a program or a camera runs on, they understand each other.
@@ -240,10 +258,10 @@ if [ "$preset" = windows ] && [ ${#memory[@]} -eq 2 ]; then
   typed=$dialogue
   other=("${program[@]}")
   program=(build/release-demo/bin/kyserial)
-  show "${answers[1]}" term --device "$device" --port uart0
+  show "${answers[1]}" term --device "$device" --port uart0 ${patience[@]+"${patience[@]}"}
   program=("${other[@]}")
   start_camera build/release-demo/bin/kyserial-camera
-  show "${answers[1]}" term --device "$device" --port uart0
+  show "${answers[1]}" term --device "$device" --port uart0 ${patience[@]+"${patience[@]}"}
 fi
 
 echo
