@@ -205,6 +205,18 @@ TEST_F(PtyHostTest, AUserThatSendsFasterThanTheDeviceTakesItWaits)
     EXPECT_EQ(mHost->GetTaken(), cMany);
 }
 
+// The next user must not find them, however long the device takes.
+TEST_F(PtyHostTest, WhatAUserLeavesUnreadGoesAtOnceAlsoWhileTheDeviceIsSlow)
+{
+    Attach();
+    EXPECT_EQ(Write("unread"), 6U);
+    Type(std::string(22000, 'x')); // more than what waits for the bridge, which takes none of it
+    EXPECT_TRUE(WaitFor([&] { return mHost->GetTaken() >= 16384; }));
+    EXPECT_LT(mHost->GetTaken(), 22000U);
+    mUser.Close();
+    EXPECT_TRUE(AwaitUnread(6));
+}
+
 TEST_F(PtyHostTest, TheEndCountsWhatIsInTheTerminal)
 {
     Attach();

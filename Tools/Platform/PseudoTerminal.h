@@ -14,7 +14,7 @@ namespace KyToolPlatform
 ///
 /// The line is transparent (no echo, no line editing). Each user finds it so, whatever an earlier one did to
 /// it, and finds no bytes that an earlier one has not read: the thread in Read() sees to that at once when a
-/// user leaves. Somebody who attaches before that thread gets a processor finds the terminal as it was left.
+/// user leaves. A program that attaches before that thread gets a processor finds the terminal as it was left.
 ///
 /// States: closed -- Create() --> open -- Close() --> closed.
 /// Threads: one reader and one writer at the same time; Create() and Close() while nobody else is here.
@@ -46,6 +46,10 @@ public:
 
     /// Whether a program has the port open now; false when closed.
     bool IsAttached() const noexcept;
+
+    /// Cleans the terminal when the last program has left it, as Read() does. Does not block. The thread in Read() only, between
+    /// two reads, for the time that it does not read.
+    void CleanIfLeft() noexcept;
 
     /// Takes what programs have written. Blocks until some of it is there, over programs that leave and
     /// attach, until aStop is set, or until the time is over.

@@ -151,7 +151,8 @@ HostTransferResult Failed(HostTransfer aEnd, uint32_t aBytes) noexcept
 enum class Side
 {
     Ready,
-    Left, // nobody has the terminal open
+    Written, // nobody has the terminal open, and what was written before can be read
+    Left,    // nobody has the terminal open
     TimedOut,
     Stop,
     Failed
@@ -169,9 +170,11 @@ Side Wait(const Terminal& aTerminal, short aEvents, int aStop, const Deadline& a
     {
         return Side::Stop;
     }
-    // A user who has left may have written before, but will read no more.
-    const bool lReadable = (lPolls[1].revents & POLLIN) != 0;
-    return (lPolls[1].revents & POLLHUP) != 0 && !lReadable ? Side::Left : Side::Ready;
+    if ((lPolls[1].revents & POLLHUP) == 0)
+    {
+        return Side::Ready;
+    }
+    return (lPolls[1].revents & POLLIN) != 0 ? Side::Written : Side::Left;
 }
 
 // Waits until a terminal without user is to be looked at again: somebody has opened it, or time has passed.
@@ -287,6 +290,14 @@ bool PseudoTerminal::SetLine(const HostLine& aLine) noexcept
     return lIsSet;
 }
 
+void PseudoTerminal::CleanIfLeft() noexcept
+{
+    if (mObject != nullptr && !IsAttached())
+    {
+        static_cast<void>(CleanUp(*ToTerminal(mObject))); // what fails is done again by the next look
+    }
+}
+
 HostTransferResult PseudoTerminal::Read(void* aBuffer, uint32_t aSize, StopEvent& aStop,
                                         uint32_t aTime) noexcept
 {
@@ -303,6 +314,9 @@ HostTransferResult PseudoTerminal::Read(void* aBuffer, uint32_t aSize, StopEvent
         switch (Wait(lTerminal, POLLIN, lStop, lDeadline))
         {
         case Side::Ready:
+            break;
+        case Side::Written: // the next user does not wait until all of it is read
+            static_cast<void>(CleanUp(lTerminal));
             break;
         case Side::Left:
             if (IsStoppedMeanwhile(lTerminal, lStop, std::min(CleanUp(lTerminal), aTime)))
@@ -353,6 +367,7 @@ HostTransferResult PseudoTerminal::Write(const void* aData, uint32_t aSize, Stop
         case Side::Ready:
         case Side::TimedOut: // which an endless wait is not
             break;
+        case Side::Written:
         case Side::Left:
             return {HostTransfer::Done, lBytes, 0};
         case Side::Stop:

@@ -55,6 +55,8 @@ bool PseudoTerminal::SetLine(const HostLine& /*aLine*/) noexcept
     return false;
 }
 
+void PseudoTerminal::CleanIfLeft() noexcept {}
+
 uint64_t PseudoTerminal::DropWritten() noexcept
 {
     return 0;

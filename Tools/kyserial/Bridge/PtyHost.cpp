@@ -21,8 +21,9 @@ namespace
 {
 
 constexpr uint32_t cPtyPiece = 4096;
-constexpr size_t cMostFromUser = 16384; // bytes that wait for the device; the rest waits in the terminal
-constexpr uint32_t cLookAtUser = 100;   // ms, between two looks at a user's settings
+constexpr size_t cMostFromUser = 16384;  // bytes that wait for the device; the rest waits in the terminal
+constexpr uint32_t cLookAtUser = 100;    // ms, between two looks at a user's settings
+constexpr uint32_t cLookWithoutRoom = 5; // ms, between two looks whether the user has left
 
 } // namespace
 
@@ -64,15 +65,21 @@ void PtyHost::EndTransfers() noexcept
     mChanged.NotifyAll();
 }
 
-// A user that sends faster than the device takes it waits in the terminal.
+// A user that sends faster than the device takes it waits in the terminal. It may leave meanwhile, and the next one come.
 bool PtyHost::WaitForRoom()
 {
-    const LockScope lScope(mLock);
-    while (!mEnded && mWaiting >= cMostFromUser)
+    for (;;)
     {
-        mChanged.Wait(mLock);
+        {
+            const LockScope lScope(mLock);
+            if (mEnded || mWaiting < cMostFromUser)
+            {
+                return !mEnded;
+            }
+            mChanged.WaitFor(mLock, cLookWithoutRoom);
+        }
+        mTerminal.CleanIfLeft();
     }
-    return !mEnded;
 }
 
 void PtyHost::Listen()

@@ -25,6 +25,15 @@ using namespace KyToolPlatform;
 namespace
 {
 
+std::string Read(int aUser)
+{
+    pollfd lPoll{aUser, POLLIN, 0};
+    std::array<char, 100> lBuffer{};
+    const bool lReady = ::poll(&lPoll, 1, 50) > 0;
+    const ssize_t lRead = lReady ? ::read(aUser, lBuffer.data(), lBuffer.size()) : 0;
+    return {lBuffer.data(), lRead > 0 ? static_cast<size_t>(lRead) : 0};
+}
+
 class PseudoTerminalUserTest : public testing::Test
 {
 protected:
@@ -49,14 +58,6 @@ protected:
         }
     }
     int Open() const { return ::open(mTerminal.GetPath(), O_RDWR | O_NOCTTY | O_CLOEXEC); }
-    static std::string Read(int aUser)
-    {
-        pollfd lPoll{aUser, POLLIN, 0};
-        std::array<char, 100> lBuffer{};
-        const bool lReady = ::poll(&lPoll, 1, 50) > 0;
-        const ssize_t lRead = lReady ? ::read(aUser, lBuffer.data(), lBuffer.size()) : 0;
-        return {lBuffer.data(), lRead > 0 ? static_cast<size_t>(lRead) : 0};
-    }
     /// Waits until the reading side has looked at the terminal without user.
     bool WaitUntilClean() const
     {
@@ -188,6 +189,48 @@ TEST_F(PseudoTerminalUserTest, IsCleanSoonAfterAVisitThatNobodySaw)
         ::close(lUser);
     }
     EXPECT_LT(lLate, 10); // a look every 20 ms would be late in half of them
+}
+
+// However slow the reading side is with what the user has written.
+TEST(PseudoTerminalLeftTest, IsCleanBeforeWhatTheUserHasWrittenIsRead)
+{
+    StopEvent lStop;
+    PseudoTerminal lTerminal;
+    ASSERT_TRUE(lStop.Create());
+    ASSERT_TRUE(lTerminal.Create());
+    for (const uint64_t lTurn : {1U, 2U})
+    {
+        const int lUser = ::open(lTerminal.GetPath(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+        termios lLine{};
+        ASSERT_EQ(::tcgetattr(lUser, &lLine), 0);
+        EXPECT_EQ(lLine.c_lflag & ECHO, 0U) << lTurn;
+        EXPECT_EQ(lTerminal.Write("unread", 6, lStop).mBytes, 6U);
+        EXPECT_EQ(::write(lUser, "written", 7), 7);
+        lLine.c_lflag |= ECHO;
+        ASSERT_EQ(::tcsetattr(lUser, TCSANOW, &lLine), 0);
+        ::close(lUser);
+        char lByte = 0;
+        EXPECT_EQ(lTerminal.Read(&lByte, 1, lStop).mBytes, 1U);
+        EXPECT_EQ(lTerminal.GetUnread(), lTurn * 6);
+    }
+}
+
+TEST(PseudoTerminalLeftTest, IsCleanAfterALookWithoutARead)
+{
+    StopEvent lStop;
+    PseudoTerminal lTerminal;
+    ASSERT_TRUE(lStop.Create());
+    lTerminal.CleanIfLeft(); // harmless when closed
+    ASSERT_TRUE(lTerminal.Create());
+    const int lUser = ::open(lTerminal.GetPath(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    EXPECT_EQ(lTerminal.Write("unread", 6, lStop).mBytes, 6U);
+    lTerminal.CleanIfLeft();
+    EXPECT_EQ(lTerminal.GetUnread(), 0U) << "the user is still there";
+    EXPECT_EQ(Read(lUser), "unread");
+    EXPECT_EQ(lTerminal.Write("unread", 6, lStop).mBytes, 6U);
+    ::close(lUser);
+    lTerminal.CleanIfLeft();
+    EXPECT_EQ(lTerminal.GetUnread(), 6U);
 }
 
 // The relay ends while a user still has the terminal open.
