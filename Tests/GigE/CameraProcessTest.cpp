@@ -132,6 +132,7 @@ TEST_F(CameraProcessTest, RefusesACommandLineThatMakesNoSense)
 {
     ExpectRefused({"--address", "localhost"}, 2, "--address: \"localhost\" is no address");
     ExpectRefused({"--mac", "12"}, 2, "--mac: \"12\" does not fit");
+    ExpectRefused({"--events-per-packet", "99"}, 2, "--events-per-packet: \"99\" does not fit; use 1 to 33");
     ExpectRefused({"--serial", "12345678901234567"}, 2, "--serial: ");
     ExpectRefused({"--drop", "ack"}, 2, "--drop: \"ack\" does not fit; use drop WHAT N\n");
     ExpectRefused({"--fsat"}, 2, "kyserial-camera: \"--fsat\" does not belong here; did you mean --fast?\n");

@@ -185,7 +185,7 @@ TEST(ServeConfigurationTest, AFileThatCannotBeReadIsAFault)
     std::vector<ConfigurationFault> lFaults;
     static_cast<void>(LoadServeConfiguration("/missing/file", lFaults));
     ASSERT_EQ(lFaults.size(), 1U);
-    EXPECT_EQ(FaultText("f", lFaults[0]), "f: cannot be opened");
+    EXPECT_EQ(FaultText("f", lFaults[0]), "f: cannot be opened: No such file or directory");
     const std::string lFile = KyTest::Process::TemporaryFile(".toml");
     ASSERT_TRUE(KyTest::WriteFile(lFile, std::string(2000000, '#')));
     static_cast<void>(LoadServeConfiguration(lFile, lFaults));

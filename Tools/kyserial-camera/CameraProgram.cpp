@@ -12,6 +12,7 @@
 #include <CLI/CLI.hpp>
 
 #include <array>
+#include <charconv>
 #include <cstdio>
 #include <exception>
 #include <filesystem>
@@ -29,6 +30,17 @@ namespace KySerialCamera
 
 namespace
 {
+
+/// A packet has room for 33 events. \return What is wrong, or nothing.
+std::string CheckEventCount(std::string& aText)
+{
+    constexpr unsigned cMost = 33;
+    unsigned lCount = 0;
+    const char* const lEnd = aText.data() + aText.size();
+    const std::from_chars_result lRead = std::from_chars(aText.data(), lEnd, lCount);
+    const bool lFits = lRead.ec == std::errc() && lRead.ptr == lEnd && lCount >= 1 && lCount <= cMost;
+    return lFits ? "" : '"' + aText + "\" does not fit; use 1 to " + std::to_string(cMost);
+}
 
 using namespace KySimulator;
 using KyToolPlatform::Console;
@@ -73,7 +85,7 @@ void AddOptions(CLI::App& aProgram, Options& aOptions)
         .add_option("--events-per-packet", aOptions.mForms.mEventsPerPacket,
                     "Send events that wait together, at most N (1 to 33)")
         ->type_name("N")
-        ->check(CLI::Range(1, 33).description("")) // more do not fit
+        ->check(CLI::Validator(CheckEventCount, ""))
         ->group("Forms");
     aProgram.add_flag("--long-event-ids", aOptions.mForms.mLongEventIds, "Events have 64-bit numbers")
         ->group("Forms");

@@ -10,11 +10,13 @@
 #include <toml++/toml.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <fstream>
 #include <functional>
 #include <initializer_list>
 #include <map>
 #include <optional>
+#include <system_error>
 #include <utility>
 
 namespace KySerialTool
@@ -513,13 +515,16 @@ std::string FaultText(const std::string& aFile, const ConfigurationFault& aFault
 
 ServeConfiguration LoadServeConfiguration(const std::string& aFile, std::vector<ConfigurationFault>& aFaults)
 {
+    errno = 0;
     std::ifstream lFile(aFile, std::ios::binary);
+    const int lError = errno;
     std::string lText(cLargestFile + 1, '\0');
     lFile.read(lText.data(), static_cast<std::streamsize>(lText.size()));
     const auto lRead = static_cast<size_t>(std::max<std::streamsize>(lFile.gcount(), 0));
     if (!lFile.eof() || lRead > cLargestFile)
     {
-        aFaults = {{0, lFile.is_open() ? "cannot be read, or has more than 1 MiB" : "cannot be opened"}};
+        aFaults = {{0, lFile.is_open() ? "cannot be read, or has more than 1 MiB"
+                                       : "cannot be opened: " + std::generic_category().message(lError)}};
         return {};
     }
     lText.resize(lRead);
