@@ -45,8 +45,8 @@ for preset in "${presets[@]}"; do
     # ends does not start at all.
     export WINEPREFIX=$PWD/build/wine
     scripts/wine.sh cmd /c ver >/dev/null 2>&1
-    wineserver -w
-    wineserver -p || printf '== %s: the server of Wine does not stay\n' "$preset"
+    wineserver -w >/dev/null 2>&1
+    wineserver -p >/dev/null 2>&1 || printf '== %s: the server of Wine does not stay\n' "$preset"
     # The next program starts Wine's services, which keep its output open. A reader of that output would wait for them.
     scripts/wine.sh cmd /c ver >/dev/null 2>&1
     trap 'wineserver -k >/dev/null 2>&1' EXIT
