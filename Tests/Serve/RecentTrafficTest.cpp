@@ -48,7 +48,7 @@ TEST(RecentTrafficTest, AQuestionGetsOnlyWhatIsNewOfABlockThatHasGrown)
     EXPECT_EQ(lBlocks[0].mBytes, "CD");
     EXPECT_EQ(lBlocks[0].mStart, 2U);
     EXPECT_TRUE(lTraffic.GetAfter(lNext, lNext).empty());
-    // Somebody who has seen more than passed looks at a port that has started anew.
+    // The port has started anew: a page that asks for a later place than any gets all that there is.
     EXPECT_EQ(lTraffic.GetAfter(100, lNext).at(0).mBytes, "ABCD");
 }
 

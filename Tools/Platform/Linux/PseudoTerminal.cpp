@@ -375,7 +375,7 @@ HostTransferResult PseudoTerminal::Write(const void* aData, uint32_t aSize, Stop
         case Side::Failed:
             return Failed(HostTransfer::Unsuccessful, lBytes);
         }
-        // First: a user who reads these bytes may leave before this thread goes on.
+        // Set before the write: the user may read these bytes and leave before this thread continues.
         lTerminal.mHasUnread = true;
         const ssize_t lWritten =
             gSystem.mWrite(lTerminal.mMaster, static_cast<const uint8_t*>(aData) + lBytes, aSize - lBytes);

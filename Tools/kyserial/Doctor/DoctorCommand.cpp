@@ -93,8 +93,8 @@ void CheckNetwork(Context& aContext, const std::string& aName, Diagnosis& aDiagn
     CheckConnected(lWay, lBusy, aContext, aName, aDiagnosis);
 }
 
-/// The device to look at when the user names none, or not by its address. \return Empty: there is none; the findings
-/// say why.
+/// Looks for the device of this name, or for the only one that answers when the name is empty. \return Its name; empty when
+/// no device is found, and the findings give the reason.
 std::string SearchDevice(const std::string& aName, Diagnosis& aDiagnosis)
 {
     DeviceWay lWay;
