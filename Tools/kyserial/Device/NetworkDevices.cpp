@@ -150,7 +150,10 @@ std::string FindNetworkController(const std::string& aName)
     {
         return {};
     }
-    const KyGigE::FoundDevice lDevice = {{}, lAddress.mAddress, lAddress.mPort, lAddress.mInterface};
+    KyGigE::FoundDevice lDevice;
+    lDevice.mAddress = lAddress.mAddress;
+    lDevice.mPort = lAddress.mPort;
+    lDevice.mInterface = lAddress.mInterface;
     const bool lIsKnown =
         KyGigE::FindController(lDevice, lController).empty() && !lController.mAddress.empty();
     return lIsKnown ? lController.mAddress + ':' + std::to_string(lController.mPort) : std::string();
