@@ -116,6 +116,13 @@ TEST(CommandLineProcessTest, ADirectoryInThePlaceOfAFileIsNamed)
     }
 }
 
+TEST(CommandLineProcessTest, AFileMayBeginWithASlashOnBothSystems)
+{
+    const ToolResult lResult = RunTool({"i2c", "eeprom", "write", "-y", "--port", "bulk2", "/missing/image"});
+    EXPECT_EQ(1, lResult.mStatus);
+    EXPECT_THAT(lResult.mError, MatchesPattern("kyserial: [^\n]*/missing/image[^\n]*\n"));
+}
+
 TEST(CommandLineProcessTest, MisspelledWordsAreUnderstood)
 {
     ExpectUsageError({"prots"}, "kyserial: \"prots\" does not belong here; did you mean ports?");

@@ -324,6 +324,7 @@ int RunProgram(int aCount, const char* const* aArguments, Console& aConsole)
     CLI::App lProgram("A simulated camera with serial ports, as a GigE Vision device on the network",
                       "kyserial-camera");
     lProgram.formatter(std::make_shared<KyCommandLine::HelpPage>());
+    lProgram.allow_windows_style_options(false); // as kyserial has it
     lProgram.set_help_flag("-h,--help", "Show this help");
     lProgram.set_version_flag("--version", "kyserial-camera " KYSERIAL_VERSION)
         ->description("Show the version");

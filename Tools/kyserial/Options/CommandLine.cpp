@@ -98,6 +98,7 @@ ExitCode RunCommandLine(int aCount, const char* const* aArguments, KyToolPlatfor
         Context lContext{aConsole};
         CLI::App lProgram("Serial ports of a GigE Vision device, from the command line", "kyserial");
         lProgram.formatter(std::make_shared<HelpPage>()); // the commands take it over
+        lProgram.allow_windows_style_options(false);      // "/tmp/image" is a file, on Windows too
         lProgram.set_help_flag("-h,--help", "Show this help");
         lProgram.set_version_flag("--version", "kyserial " KYSERIAL_VERSION)->description("Show the version");
         lProgram.add_flag_callback("--describe", [] { throw CallForDescription(); })->group("");
