@@ -149,16 +149,8 @@ protected:
     {
         const uint64_t lBegin = KyTest::GetProcessorTime();
         aAction();
-        EXPECT_LT(KyTest::GetProcessorTime() - lBegin, 5000 * cSlowness) << aWhat;
+        EXPECT_LT(KyTest::GetProcessorTime() - lBegin, 5000 * KyTest::cCheckingCosts) << aWhat;
     }
-
-    /// Checked and not optimised builds take their part.
-    static constexpr uint64_t cSlowness =
-#ifdef NDEBUG
-        1;
-#else
-        4;
-#endif
 
     KyTest::RecordingLogSink mLog;
 };

@@ -7,6 +7,17 @@
 namespace KyTest
 {
 
+/// How many times longer a program may take than its optimised form does: this one is built for a debugger, and
+/// sanitizers check each access.
+inline constexpr uint64_t cCheckingCosts =
+#if defined(KYTEST_INSTRUMENTED)
+    20;
+#elif defined(NDEBUG)
+    1;
+#else
+    4;
+#endif
+
 /// Milliseconds of processor time that this process has used.
 uint64_t GetProcessorTime();
 

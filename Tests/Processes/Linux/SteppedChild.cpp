@@ -9,14 +9,6 @@
 #include <unistd.h>
 #include <unordered_map>
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define KYTEST_INSTRUMENTED
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define KYTEST_INSTRUMENTED
-#endif
-#endif
-
 bool IsInstrumented()
 {
 #if defined(KYTEST_INSTRUMENTED)
