@@ -15,7 +15,7 @@ import tty
 BITS = 10  # of a character on the line, start and stop included
 COMMAND, ANSWER = b"ZOOM?\r", b"ZOOM 0\r\n"
 STREAM = 16384
-WAIT = 20  # seconds until something is given up
+WAIT = 60  # seconds until something is given up; a stream to a UART needs 15 under Wine
 I2C_BYTE = 9 / 100_000  # seconds, acknowledge included
 SPI_BYTE = 8 * 2 / 16_700_000
 EEPROM_CYCLE, FLASH_PROGRAM, FLASH_ERASE = 0.005, 0.001, 0.050  # the simulated memories' own times

@@ -172,7 +172,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* aData, size_t aSize)
     const Dependencies& lGraph = lDescription->GetGraph();
     uint64_t lNow = 0;
     NodeMap lMap(*lDescription, lSpace, [&lNow] { return lNow += 7; });
-    std::set<std::string> lNames{"N0", "N1", "N2", "N3", "N4", "N5", "N6", "N7", "Nobody"};
+    std::set<std::string> lNames{"Nobody"}; // one for all names that the description lacks
+    for (const char* const lName : {"N0", "N1", "N2", "N3", "N4", "N5", "N6", "N7"})
+    {
+        if (lMap.GetKind(lName) != NodeKind::None)
+        {
+            lNames.insert(lName);
+        }
+    }
     for (const ListedFeature& lFeature : lGraph.GetFeatures())
     {
         lNames.insert(lFeature.mName);
