@@ -6,7 +6,8 @@
 namespace KyBench
 {
 
-/// A feature as cameras have them: an enumeration with conditions on a register, and what they are made of.
+/// A feature as cameras have them: an enumeration with conditions on a register, and what they are made of. All lie at a
+/// register that every device here has.
 inline std::string Feature(const std::string& aNumber)
 {
     const std::string lName = "Feature" + aNumber;
@@ -21,8 +22,8 @@ inline std::string Feature(const std::string& aNumber)
     const auto lRegister =
         [&](const std::string& aKind, const std::string& aRegister, const std::string& aMore)
     {
-        return "<" + aKind + " Name=\"" + aRegister + "\"><Address>0x" + aNumber +
-               "0</Address><Length>4</Length><AccessMode>RW</AccessMode><pPort>Device</"
+        return "<" + aKind + " Name=\"" + aRegister +
+               "\"><Address>0xB838</Address><Length>4</Length><AccessMode>RW</AccessMode><pPort>Device</"
                "pPort><Cachable>NoCache"
                "</Cachable>" +
                aMore + "<Sign>Unsigned</Sign><Endianess>BigEndian</Endianess></" + aKind + ">\n";
@@ -49,11 +50,13 @@ inline std::string Described(const std::string& aNodes)
 inline std::string MakeDescription(size_t aSize)
 {
     std::string lNodes;
+    std::string lRoot;
     for (int lNumber = 1000; lNodes.size() < aSize; ++lNumber)
     {
         lNodes += Feature(std::to_string(lNumber));
+        lRoot += "<pFeature>Feature" + std::to_string(lNumber) + "</pFeature>";
     }
-    return Described(lNodes);
+    return Described("<Category Name=\"Root\">" + lRoot + "</Category>\n" + lNodes);
 }
 
 } // namespace KyBench

@@ -67,6 +67,8 @@ def network(cores):
          ratio(f"{cores}.net.feature_us", f"{cores}.net.aravis_feature_us"), at_most(1.0)),
         (f"{where}: connection to a description of 1 MiB, times reading it",
          ratio(f"{cores}.net.connect_mib_us", f"{cores}.net.read_mib_us"), at_most(1.5)),
+        (f"{where}: list of 1,300 features with values and entries, times Aravis",
+         ratio(f"{cores}.net.list_us", f"{cores}.net.aravis_list_us"), at_most(0.5)),
     ]
 
 

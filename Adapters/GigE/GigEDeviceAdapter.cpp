@@ -119,46 +119,73 @@ std::string GigEDeviceAdapter::GetDescriptionProblem()
     return TextWithMemory(cOutOfMemory, [this] { return mThis->GetFeatures()->mProblem; });
 }
 
+namespace
+{
+
+void FillAccess(const FeatureState& aState, FeatureEntry& aEntry)
+{
+    aEntry.mAvailable = aState.mAvailable;
+    aEntry.mReadable = aState.mReadable;
+    aEntry.mWritable = aState.mWritable;
+}
+
+FeatureEntry MakeEntry(ListedFeature& aListed, INodeMap& aMap, const FeatureState& aState)
+{
+    FeatureEntry lEntry;
+    lEntry.mName = std::move(aListed.mName);
+    lEntry.mCategory = std::move(aListed.mCategory);
+    lEntry.mKind = KindText(aMap.GetKind(lEntry.mName));
+    lEntry.mVisibility = std::move(aListed.mVisibility);
+    lEntry.mToolTip = std::move(aListed.mToolTip);
+    FillAccess(aState, lEntry);
+    return lEntry;
+}
+
+} // namespace
+
 std::vector<FeatureEntry> GigEDeviceAdapter::ListFeatures()
 {
     std::vector<FeatureEntry> lEntries;
-    const bool lComplete = AskWithMemory(
-        [&]
-        {
-            FillFeatures(lEntries);
-            return true;
-        });
+    const bool lComplete = SurveyFeatures(
+        false, [&](size_t aCount) { lEntries.reserve(aCount); },
+        [&](FeatureEntry&& aEntry, FeatureState&& /*aState*/) { lEntries.push_back(std::move(aEntry)); });
     return lComplete ? std::move(lEntries) : std::vector<FeatureEntry>();
 }
 
-void GigEDeviceAdapter::FillFeatures(std::vector<FeatureEntry>& aEntries)
+std::vector<FeatureReading> GigEDeviceAdapter::ReadFeatures()
 {
-    const std::shared_ptr<const DeviceFeatures> lFeatures = mThis->GetFeatures();
-    INodeMap& lMap = *lFeatures->mMap;
-    if (lFeatures->mDescription == nullptr)
-    {
-        return;
-    }
-    std::vector<ListedFeature> lList = lFeatures->mDescription->GetGraph().GetFeatures();
-    aEntries.reserve(lList.size());
-    for (ListedFeature& lListed : lList)
-    {
-        FeatureEntry lEntry;
-        lEntry.mName = std::move(lListed.mName);
-        lEntry.mCategory = std::move(lListed.mCategory);
-        lEntry.mVisibility = std::move(lListed.mVisibility);
-        lEntry.mToolTip = std::move(lListed.mToolTip);
-        FillAccess(lMap, lEntry);
-        aEntries.push_back(std::move(lEntry));
-    }
+    std::vector<FeatureReading> lReadings;
+    const bool lComplete = SurveyFeatures(
+        true, [&](size_t aCount) { lReadings.reserve(aCount); },
+        [&](FeatureEntry&& aEntry, FeatureState&& aState) {
+            lReadings.push_back({std::move(aEntry), std::move(aState.mValue), std::move(aState.mEntries)});
+        });
+    return lComplete ? std::move(lReadings) : std::vector<FeatureReading>();
 }
 
-void GigEDeviceAdapter::FillAccess(INodeMap& aMap, FeatureEntry& aEntry)
+template<class Reserve, class Add>
+bool GigEDeviceAdapter::SurveyFeatures(bool aWithValues, const Reserve& aReserve, const Add& aAdd)
 {
-    aEntry.mKind = KindText(aMap.GetKind(aEntry.mName));
-    aEntry.mAvailable = IsConnected() && aMap.IsAvailable(aEntry.mName);
-    aEntry.mReadable = aEntry.mAvailable && aMap.IsReadable(aEntry.mName);
-    aEntry.mWritable = aEntry.mAvailable && aMap.IsWritable(aEntry.mName);
+    return AskWithMemory(
+        [&]
+        {
+            const std::shared_ptr<const DeviceFeatures> lFeatures = mThis->GetFeatures();
+            if (lFeatures->mDescription == nullptr)
+            {
+                return true;
+            }
+            INodeMap& lMap = *lFeatures->mMap;
+            std::vector<ListedFeature> lList = lFeatures->mDescription->GetGraph().GetFeatures();
+            aReserve(lList.size());
+            for (ListedFeature& lListed : lList)
+            {
+                FeatureState lState =
+                    IsConnected() ? lMap.GetState(lListed.mName, aWithValues) : FeatureState();
+                FeatureEntry lEntry = MakeEntry(lListed, lMap, lState);
+                aAdd(std::move(lEntry), std::move(lState));
+            }
+            return true;
+        });
 }
 
 bool GigEDeviceAdapter::FindFeature(const std::string& aName, FeatureEntry& aEntry)
@@ -182,7 +209,8 @@ bool GigEDeviceAdapter::FindFeature(const std::string& aName, FeatureEntry& aEnt
                     lEntry.mToolTip = lListed.mToolTip;
                 }
             }
-            FillAccess(*lFeatures->mMap, lEntry);
+            lEntry.mKind = KindText(lFeatures->mMap->GetKind(aName));
+            FillAccess(lFeatures->mMap->GetState(aName, false), lEntry);
             aEntry = std::move(lEntry);
             return true;
         });

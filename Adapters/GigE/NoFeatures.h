@@ -14,6 +14,7 @@ public:
     bool IsAvailable(const std::string& /*aName*/) override { return false; }
     bool IsReadable(const std::string& /*aName*/) override { return false; }
     bool IsWritable(const std::string& /*aName*/) override { return false; }
+    FeatureState GetState(const std::string& /*aName*/, bool /*aWithValue*/) override { return {}; }
     KyResult GetInteger(const std::string& /*aName*/, int64_t& aValue) override
     {
         aValue = 0;

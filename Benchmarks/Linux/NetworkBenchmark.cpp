@@ -320,20 +320,102 @@ void MeasureConnect(Figures& aFigures, const std::string& aPrefix, int aRounds)
     aFigures.Add(aPrefix + "read_mib_us", KyBench::GetQuantile(lReads, 0.5));
 }
 
-/// Aravis knows one port only, so its camera has an address of its own; without one there are no figures.
-void MeasureAravis(Figures& aFigures, const std::string& aPrefix, int aRounds)
+/// Aravis knows one port only, so its camera has an address of its own.
+struct AravisPlace
 {
-    const uint32_t lAddress = 0x7F400000U + static_cast<uint32_t>(::getpid() % 60000) + 2;
-    Camera lCamera({lAddress, KyGvcp::cControlPort});
+    uint32_t mAddress = 0x7F400000U + static_cast<uint32_t>(::getpid() % 60000) + 2;
+
+    ArvDevice* Connect() const
+    {
+        in_addr lThere{};
+        lThere.s_addr = htonl(mAddress);
+        GInetAddress* const lInterface = g_inet_address_new_from_string("127.0.0.1");
+        GInetAddress* const lPlace = g_inet_address_new_from_string(::inet_ntoa(lThere));
+        ArvDevice* const lDevice = arv_gv_device_new(lInterface, lPlace, nullptr);
+        g_object_unref(lPlace);
+        g_object_unref(lInterface);
+        return lDevice;
+    }
+    KyGigE::DeviceAddress GetAddress() const
+    {
+        in_addr lThere{};
+        lThere.s_addr = htonl(mAddress);
+        return {::inet_ntoa(lThere), KyGvcp::cControlPort, ""};
+    }
+};
+
+/// Processor time of both ends for access, value and entries of each feature: the median of a few lists.
+template<class List>
+void MeasureList(Figures& aFigures, const std::string& aName, int aRounds, const List& aList)
+{
+    std::vector<double> lTimes;
+    for (int lRound = 0; lRound < aRounds; ++lRound)
+    {
+        const std::clock_t lBegin = std::clock();
+        aList();
+        lTimes.push_back(ProcessorTime(lBegin));
+    }
+    aFigures.Add(aName, KyBench::GetQuantile(lTimes, 0.5));
+}
+
+void ListByAravis(ArvDevice* aDevice, const std::vector<std::string>& aNames)
+{
+    for (const std::string& lName : aNames)
+    {
+        ArvGcNode* const lNode = arv_device_get_feature(aDevice, lName.c_str());
+        Require(lNode != nullptr && arv_device_is_feature_available(aDevice, lName.c_str(), nullptr) != 0 &&
+                    arv_gc_feature_node_get_actual_access_mode(ARV_GC_FEATURE_NODE(lNode)) ==
+                        ARV_GC_ACCESS_MODE_RW &&
+                    arv_device_get_string_feature_value(aDevice, lName.c_str(), nullptr) != nullptr,
+                "feature of Aravis");
+        guint lCount = 0;
+        g_free(arv_device_dup_available_enumeration_feature_values_as_strings(aDevice, lName.c_str(), &lCount,
+                                                                              nullptr));
+        Require(lCount == 6, "entries of Aravis");
+    }
+}
+
+/// A list of 1,300 features, as users are shown it.
+void MeasureLists(Figures& aFigures, const std::string& aPrefix, int aRounds)
+{
+    KySimulator::NetworkForms lForms;
+    lForms.mDescription = KyBench::MakeDescription(1'900'000);
+    const AravisPlace lPlace;
+    Camera lCamera({lPlace.mAddress, KyGvcp::cControlPort}, lForms);
     if (!lCamera.IsThere())
     {
         return;
     }
-    in_addr lThere{};
-    lThere.s_addr = htonl(lAddress);
-    GInetAddress* const lInterface = g_inet_address_new_from_string("127.0.0.1");
-    GInetAddress* const lPlace = g_inet_address_new_from_string(::inet_ntoa(lThere));
-    ArvDevice* const lDevice = arv_gv_device_new(lInterface, lPlace, nullptr);
+    std::vector<std::string> lNames;
+    std::unique_ptr<KyGigE::GigEDeviceAdapter> lAdapter;
+    Require(KyGigE::GigEDeviceAdapter::Connect(lPlace.GetAddress(), lAdapter).IsOK(), "connection");
+    MeasureList(aFigures, aPrefix + "list_us", aRounds,
+                [&]
+                {
+                    lNames.clear();
+                    for (const KyGigE::FeatureReading& lReading : lAdapter->ReadFeatures())
+                    {
+                        Require(lReading.mValue == "Entry0" && lReading.mEntries.size() == 6, "feature");
+                        lNames.push_back(lReading.mFeature.mName);
+                    }
+                });
+    lAdapter.reset();
+    ArvDevice* const lDevice = lPlace.Connect();
+    Require(lDevice != nullptr, "connection of Aravis");
+    Require(lNames.size() >= 1300, "list");
+    MeasureList(aFigures, aPrefix + "aravis_list_us", aRounds, [&] { ListByAravis(lDevice, lNames); });
+    g_object_unref(lDevice);
+}
+
+void MeasureAravis(Figures& aFigures, const std::string& aPrefix, int aRounds)
+{
+    const AravisPlace lPlace;
+    Camera lCamera({lPlace.mAddress, KyGvcp::cControlPort});
+    if (!lCamera.IsThere())
+    {
+        return; // without the address there are no figures
+    }
+    ArvDevice* const lDevice = lPlace.Connect();
     if (lDevice != nullptr)
     {
         guint32 lValue = 0;
@@ -350,8 +432,6 @@ void MeasureAravis(Figures& aFigures, const std::string& aPrefix, int aRounds)
                 });
         g_object_unref(lDevice);
     }
-    g_object_unref(lPlace);
-    g_object_unref(lInterface);
 }
 
 void SetProcessors(const cpu_set_t& aProcessors)
@@ -381,6 +461,7 @@ int main(int aCount, char** /*aArguments*/)
             MeasureAdapter(lFigures, lPrefix, lRounds);
             MeasureAravis(lFigures, lPrefix, lRounds);
             MeasureConnect(lFigures, lPrefix, aCount > 1 ? 3 : 11);
+            MeasureLists(lFigures, lPrefix, 3);
         }
     }
     lFigures.Print();

@@ -236,6 +236,41 @@ TEST_F(NodeMapTest, ListsTheEntriesThatCanBeChosen)
     EXPECT_THAT(lEntries, IsEmpty());
 }
 
+// A list of a thousand features asks for all of this: each further access is a packet to the device.
+TEST_F(NodeMapTest, TheStateOfAFeatureIsWorkedOutWithOneAccessOfEachRegister)
+{
+    TakeAccesses();
+    KyGigE::FeatureState lState = mMap->GetState("Mode", true);
+    EXPECT_TRUE(lState.mAvailable && lState.mReadable && lState.mWritable);
+    EXPECT_EQ(lState.mValue, "UART");
+    EXPECT_THAT(lState.mEntries, ElementsAre("UART", "SPI"));
+    EXPECT_EQ(TakeAccesses().size(), 2U); // the value, and what decides about I2C
+    mSpace.PutWord(0x24, 1);
+    EXPECT_EQ(mMap->GetState("Now", true).mValue, "0");
+    EXPECT_EQ(TakeAccesses().size(), 2U);
+    EXPECT_EQ(mMap->GetState("Now", false).mValue, "");
+    EXPECT_EQ(TakeAccesses().size(), 1U);
+}
+
+TEST_F(NodeMapTest, TheStateOfAFeatureIsWhatEachQuestionAnswers)
+{
+    mSpace.PutWord(0x10, 9); // no entry of Mode has this value
+    for (const char* const lName : {"Root", "Mode", "Width", "Gain", "Enable", "Reset", "UserID", "Vendor",
+                                    "Downstream", "Upstream", "Now", "Free", "Fixed", "Nobody"})
+    {
+        const KyGigE::FeatureState lState = mMap->GetState(lName, true);
+        std::string lText;
+        std::vector<std::string> lEntries;
+        static_cast<void>(mMap->GetText(lName, lText)); // empty on a failure
+        static_cast<void>(mMap->GetEntries(lName, lEntries));
+        EXPECT_EQ(lState.mAvailable, mMap->IsAvailable(lName)) << lName;
+        EXPECT_EQ(lState.mReadable, mMap->IsReadable(lName)) << lName;
+        EXPECT_EQ(lState.mWritable, mMap->IsWritable(lName)) << lName;
+        EXPECT_EQ(lState.mValue, lText) << lName;
+        EXPECT_EQ(lState.mEntries, lEntries) << lName;
+    }
+}
+
 TEST_F(NodeMapTest, TellsWhereARegisterFeatureLies)
 {
     RegisterPlace lPlace;

@@ -157,6 +157,14 @@ TEST_F(GigEAllocationTest, FeatureOperationsReportThatThereIsNoMemory)
             return lListed == 2;
         },
         [&] { return lListed == 0; });
+    Sweep(
+        "ReadFeatures",
+        [&]
+        {
+            lListed = lAdapter->ReadFeatures().size();
+            return lListed == 2;
+        },
+        [&] { return lListed == 0; });
 }
 
 TEST_F(GigEAllocationTest, RegistersAndSinksReportThatThereIsNoMemory)

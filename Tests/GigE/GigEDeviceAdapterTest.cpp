@@ -345,6 +345,15 @@ TEST_F(GigEDeviceAdapterTest, ListsFeaturesWithWhatCanBeDone)
     EXPECT_TRUE(lFeatures[0].mReadable);
     EXPECT_TRUE(lFeatures[0].mWritable);
     EXPECT_EQ(lFeatures[1].mKind, "Integer");
+    const auto lReadings = mAdapter->ReadFeatures();
+    ASSERT_EQ(lReadings.size(), 2U);
+    KyString lText;
+    EXPECT_THAT(mAdapter->GetFeatureAsString("BulkMode", lText), IsOK());
+    EXPECT_EQ(lReadings[0].mFeature.mName, "BulkMode");
+    EXPECT_TRUE(lReadings[0].mFeature.mReadable && lReadings[0].mFeature.mWritable);
+    EXPECT_EQ(lReadings[0].mValue, lText.GetAscii());
+    EXPECT_THAT(lReadings[0].mEntries, testing::Contains(lReadings[0].mValue));
+    EXPECT_THAT(lReadings[1].mEntries, testing::IsEmpty());
 }
 
 TEST(GigEConnectTest, ADeviceWithoutAUsableDescriptionHasNoFeaturesAndItsRegistersWork)

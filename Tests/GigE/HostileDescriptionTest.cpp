@@ -176,6 +176,7 @@ TEST_P(HostileDescriptionTest, ConnectingAndUsingItTakesNoTimeAndLittleMemory)
     const auto lLines = mLog.Take();
     EXPECT_THAT(lLines.empty() ? "" : lLines[0].mMessage, testing::HasSubstr(GetParam().mProblem));
     Do("ListFeatures", [&] { static_cast<void>(lAdapter->ListFeatures()); });
+    Do("ReadFeatures", [&] { static_cast<void>(lAdapter->ReadFeatures()); });
     for (const char* const lName : {"N0", "N400", "E0", "Knife"})
     {
         KyString lText;

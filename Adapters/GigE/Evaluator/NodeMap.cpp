@@ -165,6 +165,36 @@ bool NodeMap::IsWritable(const std::string& aName)
     return lUse.mKind != NodeKind::Category && CheckWritable(lUse, aName).IsOK();
 }
 
+FeatureState NodeMap::GetState(const std::string& aName, bool aWithValue)
+{
+    const LockScope lScope(mLock);
+    Use lUse = Begin(aName);
+    FeatureState lState;
+    if (!CheckAccess(lUse, aName).IsOK())
+    {
+        return lState;
+    }
+    const bool lHasValue = lUse.mKind != NodeKind::Category && lUse.mKind != NodeKind::Command;
+    lState.mAvailable = true;
+    lState.mReadable = lHasValue && lUse.mAccess.CanRead();
+    lState.mWritable = lUse.mKind != NodeKind::Category && lUse.mAccess.CanWrite();
+    if (!aWithValue)
+    {
+        return lState;
+    }
+    if (lState.mReadable && lUse.mKind != NodeKind::Register && !MakeText(lUse, lState.mValue))
+    {
+        lState.mValue.clear();
+        lUse = Begin(aName); // a failed use works nothing out any more
+    }
+    if (lUse.mKind == NodeKind::Enumeration && !MakeEntries(lUse.mNode, lState.mEntries))
+    {
+        lUse = Begin(aName); // the budget, which the value may have used up, is whole again
+        static_cast<void>(MakeEntries(lUse.mNode, lState.mEntries));
+    }
+    return lState;
+}
+
 KyResult NodeMap::GetInteger(const std::string& aName, int64_t& aValue)
 {
     aValue = 0;
@@ -190,7 +220,12 @@ KyResult NodeMap::GetEntries(const std::string& aName, std::vector<std::string>&
     {
         return lResult;
     }
-    for (const Property& lProperty : mEvaluator.GetNodes().GetProperties(lUse.mNode))
+    return MakeEntries(lUse.mNode, aEntries) ? KyResult() : mEvaluator.GetFailure();
+}
+
+bool NodeMap::MakeEntries(NodeId aEnumeration, std::vector<std::string>& aEntries)
+{
+    for (const Property& lProperty : mEvaluator.GetNodes().GetProperties(aEnumeration))
     {
         Access lAccess;
         if (lProperty.mId != PropertyId::Entry)
@@ -200,14 +235,14 @@ KyResult NodeMap::GetEntries(const std::string& aName, std::vector<std::string>&
         if (!mEvaluator.GetAccess(lProperty.mNode, lAccess))
         {
             aEntries.clear();
-            return mEvaluator.GetFailure();
+            return false;
         }
         if (lAccess.mAvailable)
         {
             aEntries.emplace_back(mEvaluator.GetEntryText(lProperty.mNode));
         }
     }
-    return {};
+    return true;
 }
 
 KyResult NodeMap::GetText(const std::string& aName, std::string& aValue)

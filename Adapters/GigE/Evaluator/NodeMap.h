@@ -33,6 +33,7 @@ public:
     bool IsAvailable(const std::string& aName) override;
     bool IsReadable(const std::string& aName) override;
     bool IsWritable(const std::string& aName) override;
+    FeatureState GetState(const std::string& aName, bool aWithValue) override;
     KyResult GetInteger(const std::string& aName, int64_t& aValue) override;
     KyResult GetEntries(const std::string& aName, std::vector<std::string>& aEntries) override;
     KyResult GetText(const std::string& aName, std::string& aValue) override;
@@ -61,6 +62,7 @@ private:
     KyResult CheckReadable(Use& aUse, const std::string& aName) JX_REQUIRES(mLock);
     KyResult CheckWritable(Use& aUse, const std::string& aName) JX_REQUIRES(mLock);
     bool MakeText(const Use& aUse, std::string& aValue) JX_REQUIRES(mLock);
+    bool MakeEntries(NodeId aEnumeration, std::vector<std::string>& aEntries) JX_REQUIRES(mLock);
     bool Set(const Use& aUse, const std::string& aName, const std::string& aValue) JX_REQUIRES(mLock);
     bool SetEntry(const Use& aUse, const std::string& aName, const std::string& aValue) JX_REQUIRES(mLock);
 

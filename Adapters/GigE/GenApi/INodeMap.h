@@ -38,6 +38,16 @@ enum class RegisterUse
     Write
 };
 
+/// What a list shows of a feature.
+struct FeatureState
+{
+    bool mAvailable = false;
+    bool mReadable = false;
+    bool mWritable = false;
+    std::string mValue;                ///< As GetText() gives it; empty if it cannot be read now.
+    std::vector<std::string> mEntries; ///< As GetEntries() gives them; empty for other kinds.
+};
+
 /// The GenICam features of one device, by name.
 ///
 /// Threads: any; each call is done before the next begins. A call may read the device several times and so
@@ -61,6 +71,10 @@ public:
     virtual bool IsReadable(const std::string& aName) = 0;
     /// Whether its value can be written now.
     virtual bool IsWritable(const std::string& aName) = 0;
+
+    /// All of this, and on demand the value and the entries, worked out at once: a register that several of them depend on
+    /// is read once.
+    virtual FeatureState GetState(const std::string& aName, bool aWithValue) = 0;
 
     /// Value of an integer feature.
     virtual KyResult GetInteger(const std::string& aName, int64_t& aValue) = 0;

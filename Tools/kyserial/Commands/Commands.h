@@ -36,18 +36,6 @@ std::string DevicesJson(const std::vector<NetworkFinding>& aFindings);
 /// Adds "features": the device's GenICam features by name.
 void AddFeaturesCommand(CLI::App& aProgram, Context& aContext);
 
-/// A feature with its value of now.
-struct FeatureFinding
-{
-    DeviceFeature mFeature;
-    std::string mAccess;                 ///< "RW", "RO", "WO"; "-" when it cannot be used now.
-    std::string mValue;                  ///< Empty without a value to show.
-    std::vector<std::string> mEntries{}; ///< An enumeration's.
-};
-
-/// Asks the device for all of its features.
-std::vector<FeatureFinding> SurveyFeatures(Device& aDevice);
-
 /// The findings as a table.
 std::string FeaturesTable(const std::vector<FeatureFinding>& aFindings);
 

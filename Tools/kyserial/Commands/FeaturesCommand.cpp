@@ -33,14 +33,6 @@ KyString ToKyString(const std::string& aText)
     return {aText.c_str(), aText.size()};
 }
 
-/// "RW", "RO", "WO" or "-".
-std::string AccessOf(IKyDeviceAdapter& aAdapter, const KyString& aName)
-{
-    const bool lReadable = aAdapter.IsFeatureReadable(aName);
-    const bool lWritable = aAdapter.IsFeatureWritable(aName);
-    return lReadable ? (lWritable ? "RW" : "RO") : lWritable ? "WO" : "-";
-}
-
 /// A register's bytes as hexadecimal digits.
 std::string RegisterText(IKyDeviceAdapter& aAdapter, const KyString& aName)
 {
@@ -63,31 +55,11 @@ std::string RegisterText(IKyDeviceAdapter& aAdapter, const KyString& aName)
     return lText;
 }
 
-std::string ValueOf(IKyDeviceAdapter& aAdapter, const KyString& aName)
-{
-    KyString lValue;
-    return aAdapter.GetFeatureAsString(aName, lValue).IsOK() ? TextOf(lValue) : std::string();
-}
-
-std::vector<std::string> EntriesOf(IKyDeviceAdapter& aAdapter, const KyString& aName)
-{
-    KyStringList lList;
-    std::vector<std::string> lEntries;
-    if (aAdapter.GetEnumEntries(aName, lList).IsOK())
-    {
-        for (const KyString* lEntry = lList.GetFirst(); lEntry != nullptr; lEntry = lList.GetNext())
-        {
-            lEntries.push_back(TextOf(*lEntry));
-        }
-    }
-    return lEntries;
-}
-
 ExitCode RunList(Context& aContext, const Options& aOptions)
 {
     const std::unique_ptr<Device> lDevice = OpenDevice(aContext, DeviceAccess::Read);
     const uint64_t lGeneration = lDevice->GetGeneration();
-    const std::vector<FeatureFinding> lFindings = SurveyFeatures(*lDevice);
+    const std::vector<FeatureFinding> lFindings = lDevice->ReadFeatures();
     CheckConnection(*lDevice, lGeneration);
     Print(aContext, aOptions.mJson ? FeaturesJson(aContext.mCommon.mDevice.mName, lFindings)
                                    : FeaturesTable(lFindings));
@@ -161,25 +133,6 @@ void AddFeaturesCommand(CLI::App& aProgram, Context& aContext)
     lSet.add_option("value", lOptions->mValue, "Decimal number, entry name, true, false, or text")
         ->type_name("VALUE")
         ->required();
-}
-
-std::vector<FeatureFinding> SurveyFeatures(Device& aDevice)
-{
-    IKyDeviceAdapter& lAdapter = aDevice.GetAdapter();
-    std::vector<FeatureFinding> lFindings;
-    for (const DeviceFeature& lFeature : aDevice.ListFeatures())
-    {
-        const KyString lName = ToKyString(lFeature.mName);
-        FeatureFinding lFinding{lFeature, AccessOf(lAdapter, lName), ""};
-        const bool lReadable = lFinding.mAccess[0] == 'R';
-        lFinding.mValue = lReadable && lFeature.mKind != "Register" ? ValueOf(lAdapter, lName) : "";
-        if (lFeature.mKind == "Enumeration")
-        {
-            lFinding.mEntries = EntriesOf(lAdapter, lName);
-        }
-        lFindings.push_back(std::move(lFinding));
-    }
-    return lFindings;
 }
 
 std::string FeaturesTable(const std::vector<FeatureFinding>& aFindings)

@@ -19,6 +19,20 @@ struct DeviceFeature
     std::string mToolTip;
 };
 
+/// A feature with its value of now.
+struct FeatureFinding
+{
+    DeviceFeature mFeature;
+    std::string mAccess;                 ///< "RW", "RO", "WO"; "-" when it cannot be used now.
+    std::string mValue;                  ///< Empty without a value to show.
+    std::vector<std::string> mEntries{}; ///< An enumeration's.
+};
+
+inline const char* AccessText(bool aReadable, bool aWritable)
+{
+    return aReadable ? (aWritable ? "RW" : "RO") : aWritable ? "WO" : "-";
+}
+
 /// A connected device; ends with the object.
 class Device : public IKyDeviceGeneration
 {
@@ -30,7 +44,7 @@ public:
     /// The way to the device; lives as long as this object.
     virtual IKyDeviceAdapter& GetAdapter() = 0;
     /// Its features, those that cannot be used now included.
-    virtual std::vector<DeviceFeature> ListFeatures() = 0;
+    virtual std::vector<FeatureFinding> ReadFeatures() = 0;
     /// Why its description is of no use, as a sentence; empty when it is, and for a device that has none.
     virtual std::string GetDescriptionProblem() { return {}; }
     /// How many commands had to be sent again since it was connected.

@@ -21,17 +21,45 @@ public:
 
     IKyDeviceAdapter& GetAdapter() override { return mCamera.GetAdapter(); }
     uint64_t GetGeneration() override { return mCamera.GetGeneration(); }
-    std::vector<DeviceFeature> ListFeatures() override
+    std::vector<FeatureFinding> ReadFeatures() override
     {
-        std::vector<DeviceFeature> lFeatures;
-        for (const auto& [lName, lKind] : mCamera.GetFeatures())
+        std::vector<FeatureFinding> lFindings;
+        for (const auto& [lText, lKind] : mCamera.GetFeatures())
         {
-            lFeatures.push_back({lName, "", lKind, "Beginner", ""});
+            const KyString lName(lText.c_str(), lText.size());
+            const bool lReadable = GetAdapter().IsFeatureReadable(lName);
+            lFindings.push_back({{lText, "", lKind, "Beginner", ""},
+                                 AccessText(lReadable, GetAdapter().IsFeatureWritable(lName)),
+                                 lReadable && lKind != "Register" ? ValueOf(lName) : "",
+                                 lKind == "Enumeration" ? EntriesOf(lName) : std::vector<std::string>()});
         }
-        return lFeatures;
+        return lFindings;
     }
 
 private:
+    std::string ValueOf(const KyString& aName)
+    {
+        KyString lValue;
+        return GetAdapter().GetFeatureAsString(aName, lValue).IsOK() ? TextOf(lValue) : std::string();
+    }
+
+    /// What an enumeration can be set to; nothing for other kinds.
+    std::vector<std::string> EntriesOf(const KyString& aName)
+    {
+        KyStringList lList;
+        std::vector<std::string> lEntries;
+        if (GetAdapter().GetEnumEntries(aName, lList).IsOK())
+        {
+            for (const KyString* lEntry = lList.GetFirst(); lEntry != nullptr; lEntry = lList.GetNext())
+            {
+                lEntries.push_back(TextOf(*lEntry));
+            }
+        }
+        return lEntries;
+    }
+
+    static std::string TextOf(const KyString& aText) { return {aText.GetAscii(), aText.GetLength()}; }
+
     SimulatedCamera mCamera;
 };
 

@@ -107,15 +107,19 @@ public:
 
     uint64_t GetRepeatedCommands() override { return mAdapter->GetFigures().mRepeatedCommands; }
 
-    std::vector<DeviceFeature> ListFeatures() override
+    std::vector<FeatureFinding> ReadFeatures() override
     {
-        std::vector<DeviceFeature> lFeatures;
-        for (const KyGigE::FeatureEntry& lEntry : mAdapter->ListFeatures())
+        std::vector<FeatureFinding> lFindings;
+        for (const KyGigE::FeatureReading& lReading : mAdapter->ReadFeatures())
         {
-            lFeatures.push_back(
-                {lEntry.mName, lEntry.mCategory, lEntry.mKind, lEntry.mVisibility, lEntry.mToolTip});
+            const KyGigE::FeatureEntry& lEntry = lReading.mFeature;
+            lFindings.push_back(
+                {{lEntry.mName, lEntry.mCategory, lEntry.mKind, lEntry.mVisibility, lEntry.mToolTip},
+                 AccessText(lEntry.mReadable, lEntry.mWritable),
+                 lReading.mValue,
+                 lReading.mEntries});
         }
-        return lFeatures;
+        return lFindings;
     }
 
 private:

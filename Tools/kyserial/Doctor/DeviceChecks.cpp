@@ -119,7 +119,7 @@ CheckFinding CheckDescription(Device& aDevice)
         return {lName, Verdict::Failed, lProblem,
                 "ports that need features are missing; ask the device's maker for newer firmware"};
     }
-    return {lName, Verdict::Ok, std::to_string(aDevice.ListFeatures().size()) + " features"};
+    return {lName, Verdict::Ok, std::to_string(aDevice.ReadFeatures().size()) + " features"};
 }
 
 CheckFinding CheckPorts(Device& aDevice)

@@ -31,6 +31,14 @@ struct FeatureEntry
     bool mWritable = false;
 };
 
+/// A feature with what it is now.
+struct FeatureReading
+{
+    FeatureEntry mFeature;
+    std::string mValue;                ///< As text; empty if it cannot be read now, and for a register.
+    std::vector<std::string> mEntries; ///< What an enumeration can be set to now.
+};
+
 /// What passed through a connection.
 struct ConnectionFigures
 {
@@ -108,6 +116,10 @@ public:
     /// connection is lost. A feature that cannot be evaluated counts as not available. Blocks for the
     /// registers that decide about access.
     std::vector<FeatureEntry> ListFeatures();
+    /// The same with values. Each register that a feature depends on is read once, where asking for access, value and
+    /// entries one by one would read it for each. Blocks while the device is read; any thread.
+    /// \return Empty: nothing is connected, or there is not enough memory.
+    std::vector<FeatureReading> ReadFeatures();
     /// One of the device's features, also one that is not for users. Blocks as ListFeatures().
     /// \param aEntry  Receives it; without category, visibility and tool tip for one that is not listed.
     ///        Untouched on a failure.
@@ -152,8 +164,8 @@ public:
 private:
     explicit GigEDeviceAdapter(std::unique_ptr<DeviceConnection> aConnection);
     bool IsAvailable(const std::string& aName, NodeKind aKind);
-    void FillFeatures(std::vector<FeatureEntry>& aEntries);
-    void FillAccess(INodeMap& aMap, FeatureEntry& aEntry);
+    template<class Reserve, class Add>
+    bool SurveyFeatures(bool aWithValues, const Reserve& aReserve, const Add& aAdd);
 
     const std::unique_ptr<DeviceConnection> mThis;
 };
