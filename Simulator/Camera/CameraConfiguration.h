@@ -3,6 +3,7 @@
 #include "Simulator/Ports/Port.h"
 
 #include <array>
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -87,6 +88,9 @@ struct CameraConfiguration
 
     /// Lines take no time. Busy times of devices on a bus stay.
     bool mUnlimitedLineRate = false;
+    /// Steps in which the camera's time goes on. Bytes that came out of a line since the last step are one event, as of a
+    /// device that collects them; 0: each byte is an event of its own, when it is out.
+    std::chrono::milliseconds mCollects{0};
     /// A write for an I2C device that does not acknowledge fails with Status::NoAcknowledge. Without it the
     /// write succeeds and nothing comes back.
     bool mReportNack = true;

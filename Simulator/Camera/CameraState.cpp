@@ -29,7 +29,8 @@ CameraState::CameraState(const CameraConfiguration& aConfiguration)
 
 void CameraState::Step(Time aNow)
 {
-    mNow = std::max(mNow, aNow);
+    const Time lPeriod = mConfiguration.mCollects;
+    mNow = std::max(mNow, lPeriod > Time(0) ? aNow / lPeriod * lPeriod : aNow);
     for (size_t lPort = 0; lPort < cPortCount; ++lPort)
     {
         if (LinePort* const lLine = Find(static_cast<Port>(lPort)))
@@ -50,7 +51,12 @@ Time CameraState::NextDue() const
     {
         lNext = std::min(lNext, lBulk != nullptr ? lBulk->NextDue() : cNever);
     }
-    return lNext;
+    const Time lPeriod = mConfiguration.mCollects;
+    if (lNext == cNever || lPeriod <= Time(0))
+    {
+        return lNext;
+    }
+    return (lNext + lPeriod - Time(1)) / lPeriod * lPeriod; // the next step at or after it
 }
 
 std::vector<Output> CameraState::TakeOutputs()

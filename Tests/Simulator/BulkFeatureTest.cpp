@@ -2,6 +2,8 @@
 
 #include "Simulator/RecordingPeer.h"
 
+#include <Simulator/Peers/LoopbackPeer.h>
+
 using namespace KyDeviceProtocol;
 using namespace KySimulator;
 using namespace std::chrono_literals;
@@ -154,6 +156,30 @@ TEST_F(BulkFeatureTest, UpstreamFeaturesShowTheLastEvent)
     EXPECT_THAT(lData, ElementsAre(4, 5, 0, 0));
     EXPECT_TRUE(mCamera->GetInteger("EventBulk2UpstreamDataLength", lLength).IsOk());
     EXPECT_EQ(lLength, 0);
+}
+
+TEST_F(BulkFeatureTest, ACameraThatCollectsSendsBytesTogetherAndTheLineKeepsItsRate)
+{
+    mConfiguration.mCollects = 10ms;
+    Make();
+    mCamera->Plug(Port::Bulk4, std::make_shared<LoopbackPeer>());
+    Notify(4);
+    const auto lTake = [this]
+    {
+        std::vector<size_t> lSizes;
+        for (const DeviceEvent& lEvent : mListener.TakeEvents())
+        {
+            lSizes.push_back(lEvent.mData.size());
+        }
+        return lSizes;
+    };
+    EXPECT_EQ(Send(4, Message(Numbers(25))), Status::Ok); // 1.04 ms a byte, and as much on the way back
+    mClock->Advance(10ms);
+    EXPECT_THAT(lTake(), IsEmpty()); // nine bytes are out, and on their way back
+    mClock->Advance(10ms);
+    EXPECT_THAT(lTake(), ElementsAre(9));
+    mClock->Advance(30ms);
+    EXPECT_THAT(lTake(), ElementsAre(9, 7));
 }
 
 TEST_F(BulkFeatureTest, Bulk0RaisesBothKindsOfEventWhenBothAreOn)

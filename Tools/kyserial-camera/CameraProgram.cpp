@@ -59,6 +59,7 @@ struct Options
     std::string mUserID{};
     EquipmentOptions mEquipment{};
     NetworkForms mForms{};
+    uint16_t mCollects = 0; // ms
     std::string mStateFile{};
     std::vector<std::pair<std::string, std::string>> mFaults{}; // commands of the console and what follows
 };
@@ -86,6 +87,10 @@ void AddOptions(CLI::App& aProgram, Options& aOptions)
                     "Send events that wait together, at most N (1 to 33)")
         ->type_name("N")
         ->check(CLI::Validator(CheckEventCount, ""))
+        ->group("Forms");
+    aProgram
+        .add_option("--collect", aOptions.mCollects, "Send bytes of lines together every MS ms (0: at once)")
+        ->type_name("MS")
         ->group("Forms");
     aProgram.add_flag("--long-event-ids", aOptions.mForms.mLongEventIds, "Events have 64-bit numbers")
         ->group("Forms");
@@ -161,6 +166,7 @@ std::string ShortText(const char* aOption, const std::string& aText)
 CameraConfiguration Configure(const Options& aOptions, uint32_t aAddress)
 {
     CameraConfiguration lConfiguration;
+    lConfiguration.mCollects = std::chrono::milliseconds(aOptions.mCollects);
     lConfiguration.mMacAddress = MacOf(aOptions, aAddress);
     lConfiguration.mUserID = ShortText("--user-id", aOptions.mUserID);
     lConfiguration.mSerialNumber = ShortText("--serial", aOptions.mSerialNumber);
@@ -331,7 +337,7 @@ int RunProgram(int aCount, const char* const* aArguments, Console& aConsole)
     bool lDescribe = false;
     lProgram.add_flag("--describe", lDescribe)->group("");
     lProgram.footer("Commands on the standard input change the faults; 'help' lists them. Exit status: "
-                    "0 stopped, 1 the camera cannot be there, 2 the command line makes no sense.\n\n"
+                    "0 stopped, 1 the camera cannot be there, 2 a wrong command line.\n\n"
                     "Examples:\n  kyserial-camera --fast --state memories.bin\n"
                     "  kyserial-camera --address 192.168.1.20 --drop ack:50");
     AddOptions(lProgram, lOptions);
