@@ -18,6 +18,7 @@
 #include <memory>
 #include <optional>
 #include <thread>
+#include <vector>
 
 namespace KySerialTool
 {
@@ -30,11 +31,50 @@ namespace
 class InterruptGuard
 {
 public:
-    explicit InterruptGuard(const KyToolPlatform::Console& aConsole)
-        : mConsole(aConsole), mThread([this] { Watch(); })
+    explicit InterruptGuard(const KyToolPlatform::Console& aConsole);
+    ~InterruptGuard();
+    InterruptGuard(const InterruptGuard&) = delete;
+    InterruptGuard& operator=(const InterruptGuard&) = delete;
+
+    /// What a connection takes: it ends when this becomes true.
+    const std::shared_ptr<std::atomic<bool>>& GetCancel() const { return mCancel; }
+    void Grant() { mGranted = true; }
+    /// Called again and again, by one thread.
+    void Look()
     {
+        constexpr int cGrace = 16;
+        mTicks += mConsole.IsInterrupted() ? 1 : 0;
+        *mCancel = mTicks > (mGranted ? cGrace : 0);
     }
-    ~InterruptGuard()
+
+private:
+    const KyToolPlatform::Console& mConsole;
+    const std::shared_ptr<std::atomic<bool>> mCancel = std::make_shared<std::atomic<bool>>(false);
+    std::atomic<bool> mGranted{false};
+    int mTicks = 0; // of Look()
+    std::shared_ptr<class InterruptWatch> mWatch{};
+};
+
+/// The thread that looks for all guards of the program; it is there as long as one of them is.
+class InterruptWatch
+{
+public:
+    /// The watch of the program, made by the first that asks.
+    static std::shared_ptr<InterruptWatch> Get()
+    {
+        static JxUtilsLib::Mutex sLock;
+        static std::weak_ptr<InterruptWatch> sWatch;
+        const JxUtilsLib::LockScope lScope(sLock);
+        std::shared_ptr<InterruptWatch> lWatch = sWatch.lock();
+        if (lWatch == nullptr)
+        {
+            sWatch = lWatch = std::make_shared<InterruptWatch>();
+        }
+        return lWatch;
+    }
+
+    InterruptWatch() : mThread([this] { Run(); }) {}
+    ~InterruptWatch()
     {
         {
             const JxUtilsLib::LockScope lScope(mLock);
@@ -43,36 +83,53 @@ public:
         mChanged.NotifyAll();
         mThread.join();
     }
-    InterruptGuard(const InterruptGuard&) = delete;
-    InterruptGuard& operator=(const InterruptGuard&) = delete;
+    InterruptWatch(const InterruptWatch&) = delete;
+    InterruptWatch& operator=(const InterruptWatch&) = delete;
 
-    /// What a connection takes: it ends when this becomes true.
-    const std::shared_ptr<std::atomic<bool>>& GetCancel() const { return mCancel; }
-    void Grant() { mGranted = true; }
+    void Add(InterruptGuard& aGuard)
+    {
+        const JxUtilsLib::LockScope lScope(mLock);
+        mGuards.push_back(&aGuard);
+    }
+    /// From then on the guard is not looked at.
+    void Remove(const InterruptGuard& aGuard)
+    {
+        const JxUtilsLib::LockScope lScope(mLock);
+        std::erase(mGuards, &aGuard);
+    }
 
 private:
-    void Watch()
+    void Run()
     {
         constexpr uint32_t cTick = 50; // milliseconds
-        constexpr int cGrace = 16;
-        int lTicks = 0;
         const JxUtilsLib::LockScope lScope(mLock);
         while (!mEnd)
         {
             mChanged.WaitFor(mLock, cTick); // one that ends early makes the time shorter, which does no harm
-            lTicks += mConsole.IsInterrupted() ? 1 : 0;
-            *mCancel = lTicks > (mGranted ? cGrace : 0);
+            for (InterruptGuard* const lGuard : mGuards)
+            {
+                lGuard->Look();
+            }
         }
     }
 
-    const KyToolPlatform::Console& mConsole;
-    const std::shared_ptr<std::atomic<bool>> mCancel = std::make_shared<std::atomic<bool>>(false);
-    std::atomic<bool> mGranted{false};
     JxUtilsLib::Mutex mLock;
     JxUtilsLib::Condition mChanged;
+    std::vector<InterruptGuard*> mGuards JX_GUARDED_BY(mLock);
     bool mEnd JX_GUARDED_BY(mLock) = false;
     std::thread mThread; // last: it uses the others
 };
+
+InterruptGuard::InterruptGuard(const KyToolPlatform::Console& aConsole)
+    : mConsole(aConsole), mWatch(InterruptWatch::Get())
+{
+    mWatch->Add(*this);
+}
+
+InterruptGuard::~InterruptGuard()
+{
+    mWatch->Remove(*this);
+}
 
 class NetworkDevice : public Device
 {
