@@ -260,6 +260,10 @@ KyResult SerialPort::Read(uint8_t* aBuffer, uint32_t aSize, uint32_t& aBytesRead
     std::memcpy(aBuffer, mBuffer.get() + mReadIndex, lFirst);
     std::memcpy(aBuffer + lFirst, mBuffer.get(), aBytesRead - lFirst);
     mReadIndex = Advance(mReadIndex, aBytesRead);
+    if (IsEmpty()) // a port whose reader keeps up needs the memory of a few bytes, not of the whole buffer
+    {
+        mReadIndex = mWriteIndex = 0;
+    }
     UnlockRx();
     return KyResult(KyResult::OK);
 }
