@@ -2,11 +2,12 @@
 
 #include "KyGvcp/Endpoint.h"
 #include "KyGvcp/SystemAddress.h"
+#include "KyPlatform/Deadline.h"
+#include "KyPlatform/WordWait.h"
 
 #include <algorithm>
-#include <condition_variable>
+#include <atomic>
 #include <memory>
-#include <mutex>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -17,16 +18,15 @@ namespace KyGvcp
 namespace
 {
 
-using Clock = std::chrono::steady_clock;
+using KyPlatform::Deadline;
+using KyPlatform::WordWait;
 
-constexpr std::chrono::milliseconds cSlice{50};
+constexpr uint32_t cSlice = 50; // milliseconds between two looks at whether the caller has given up
 
 /// What the asking thread leaves behind. Both threads own it.
 struct LookUp
 {
-    std::mutex mLock;
-    std::condition_variable mChanged;
-    bool mIsDone = false;
+    std::atomic<uint32_t> mIsDone{0}; // 1: mAddress is there, and nobody writes it any more
     std::optional<uint32_t> mAddress;
 };
 
@@ -40,11 +40,9 @@ bool Ask(const std::shared_ptr<LookUp>& aLookUp, const std::string& aName,
         std::thread(
             [aLookUp, aName, lAsk = std::move(aAsk)]
             {
-                const std::optional<uint32_t> lAddress = lAsk(aName);
-                const std::lock_guard lLock(aLookUp->mLock);
-                aLookUp->mAddress = lAddress;
-                aLookUp->mIsDone = true;
-                aLookUp->mChanged.notify_all();
+                aLookUp->mAddress = lAsk(aName);
+                aLookUp->mIsDone = 1;
+                WordWait::WakeAll(&aLookUp->mIsDone);
             })
             .detach();
         return true;
@@ -103,17 +101,17 @@ std::optional<uint32_t> FindAddress(const std::string& aText, std::chrono::milli
         aError = "there is no thread to look for the host \"" + aText + '"';
         return {};
     }
-    const Clock::time_point lEnd = Clock::now() + aLongest;
-    std::unique_lock lLock(lLookUp->mLock);
-    while (!lLookUp->mIsDone && Clock::now() < lEnd && !(aIsOver && aIsOver()))
+    const Deadline lEnd(aLongest);
+    while (lLookUp->mIsDone == 0 && !lEnd.IsOver() && !(aIsOver && aIsOver()))
     {
-        lLookUp->mChanged.wait_until(lLock, std::min(lEnd, Clock::now() + cSlice));
+        WordWait::Sleep(lLookUp->mIsDone, 0, lEnd.GetRemaining(cSlice));
     }
-    if (!lLookUp->mIsDone)
+    if (lLookUp->mIsDone == 0)
     {
         aError = "the system did not find the host \"" + aText + "\" in time";
+        return {}; // the thread may be about to write the address
     }
-    else if (!lLookUp->mAddress.has_value())
+    if (!lLookUp->mAddress.has_value())
     {
         aError = "the system knows no host \"" + aText + '"';
     }

@@ -34,6 +34,7 @@ void TightenTimers();
 class Waker
 {
 public:
+    /// Not a Deadline: the simulated camera counts its own time on this clock, and its moments are on it.
     using Clock = std::chrono::steady_clock;
 
     Waker();
@@ -68,7 +69,7 @@ enum class SocketResult
     Failed   ///< The system refused, or the socket is closed.
 };
 
-/// A wait's longest time; negative: no end.
+/// A wait's longest time, as KyPlatform::Deadline takes it; negative: no end.
 using SocketTime = std::chrono::nanoseconds;
 constexpr SocketTime cForever{-1};
 

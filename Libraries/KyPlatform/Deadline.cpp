@@ -27,15 +27,29 @@ Deadline::Deadline(uint64_t aTimeout) noexcept
 {
 }
 
+Deadline::Deadline(std::chrono::nanoseconds aTimeout) noexcept
+    : mEnd(aTimeout.count() < 0 ? cNever : gClock.load()() + static_cast<uint64_t>(aTimeout.count()))
+{
+}
+
 uint32_t Deadline::GetRemaining(uint32_t aMost) const noexcept
 {
     if (IsEndless())
     {
         return aMost;
     }
-    const uint64_t lNow = gClock.load()();
-    const uint64_t lLeft = lNow >= mEnd ? 0 : (mEnd - lNow + cMillisecond - 1) / cMillisecond;
+    const uint64_t lLeft = (static_cast<uint64_t>(GetTimeLeft().count()) + cMillisecond - 1) / cMillisecond;
     return static_cast<uint32_t>(std::min<uint64_t>({lLeft, aMost, cInfinite - 1}));
+}
+
+std::chrono::nanoseconds Deadline::GetTimeLeft() const noexcept
+{
+    if (IsEndless())
+    {
+        return std::chrono::nanoseconds(-1);
+    }
+    const uint64_t lNow = gClock.load()();
+    return std::chrono::nanoseconds(lNow >= mEnd ? 0 : static_cast<int64_t>(mEnd - lNow));
 }
 
 void Deadline::SetClock(Clock aClock) noexcept

@@ -11,6 +11,7 @@ namespace
 {
 
 // A device uses one of these. Two devices that share one wait for each other now and then, which harms nobody.
+// The standard lock: a thread nests scopes, and JxUtilsLib's lock cannot be taken twice.
 // Never destroyed before a bridge: a mutex of this kind has nothing to destroy.
 std::array<std::recursive_mutex, 61> gSelectors;
 

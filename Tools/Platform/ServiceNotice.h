@@ -1,5 +1,7 @@
 #pragma once
 
+#include "KyPlatform/Deadline.h"
+
 #include <cstdint>
 #include <string>
 
@@ -29,9 +31,9 @@ public:
 private:
     void Send(const std::string& aText) const;
 
-    std::string mSocket{};  // empty: nobody asks
-    uint64_t mInterval = 0; // microseconds between two signs of life; 0: none are wanted
-    uint64_t mNextSignOfLife = 0;
+    std::string mSocket{};               // empty: nobody asks
+    uint64_t mInterval = 0;              // microseconds between two signs of life; 0: none are wanted
+    KyPlatform::Deadline mSignOfLife{0}; // over: the next one is due
 };
 
 } // namespace KyToolPlatform

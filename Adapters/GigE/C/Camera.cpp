@@ -1,14 +1,11 @@
 #include "Camera.h"
 
+#include "KyPlatform/Deadline.h"
 #include "LogResult.h"
 #include "Table/AdapterTable.h"
 
+#include <JxUtilsLib/Thread.h>
 #include <KyGigE/DeviceName.h>
-
-#include <algorithm>
-#include <chrono>
-#include <thread>
-#include <vector>
 
 using KyGigE::ConnectionOptions;
 using KySerialCLib::AdapterObjectCall;
@@ -18,7 +15,7 @@ namespace
 {
 
 constexpr char cSourceFile[] = "Adapters/GigE/C/Camera";
-constexpr std::chrono::milliseconds cLook{10}; // between two looks at a connection that somebody waits for
+constexpr uint32_t cLook = 10; // milliseconds between two looks at a connection that somebody waits for
 
 KyCameraOptions UsualOptions()
 {
@@ -264,7 +261,7 @@ KyCode KyCameraWaitForChange(KyCameraHandle aCamera, KyCameraState* aState, uint
             {
                 return NoStructure(cFunction);
             }
-            const auto lEnd = std::chrono::steady_clock::now() + std::chrono::milliseconds(aTimeout);
+            const KyPlatform::Deadline lEnd(aTimeout);
             const KyCameraState lBefore = *aState;
             while (true)
             {
@@ -275,13 +272,11 @@ KyCode KyCameraWaitForChange(KyCameraHandle aCamera, KyCameraState* aState, uint
                 {
                     return lResult;
                 }
-                const auto lNow = std::chrono::steady_clock::now();
-                if (lNow >= lEnd)
+                if (lEnd.IsOver())
                 {
                     return KyResult(KY_TIMED_OUT); // not logged: the usual end of a wait
                 }
-                std::this_thread::sleep_for(
-                    std::min<std::chrono::steady_clock::duration>(cLook, lEnd - lNow));
+                JxUtilsLib::Thread::Sleep(lEnd.GetRemaining(cLook));
             }
         });
 }

@@ -1,10 +1,10 @@
 #include "Adapters/GigE/Client/ControlChannel.h"
 
 #include <JxUtilsLib/LockScope.h>
+#include <JxUtilsLib/Thread.h>
 
 #include <algorithm>
 #include <string>
-#include <thread>
 #include <utility>
 
 namespace KyGigE
@@ -15,6 +15,7 @@ using KyGvcp::Bytes;
 using KyGvcp::Packet;
 using KyGvcp::Reader;
 using KyGvcp::SocketResult;
+using KyPlatform::Deadline;
 
 namespace
 {
@@ -71,16 +72,16 @@ void ControlChannel::SetPatience(uint32_t aMilliseconds)
 }
 
 // Waits, and looks meanwhile whether all is over. \return False: it is.
-bool ControlChannel::Pause(Clock::time_point aUntil) const
+bool ControlChannel::Pause(const Deadline& aUntil) const
 {
     while (!IsOver())
     {
-        const auto lLeft = aUntil - Clock::now();
-        if (lLeft <= Clock::duration(0))
+        const uint32_t lLeft = aUntil.GetRemaining(cSlice);
+        if (lLeft == 0)
         {
             return true;
         }
-        std::this_thread::sleep_for(std::min<Clock::duration>(lLeft, cSlice));
+        JxUtilsLib::Thread::Sleep(lLeft);
     }
     return false;
 }
@@ -92,14 +93,14 @@ KyResult ControlChannel::Execute(Packet aCommand, uint64_t aConnection, uint16_t
 {
     mCode = aCode;
     mAnswer = aAnswer;
-    mLatest = std::min(Clock::now() + std::chrono::milliseconds(mTimes.mPending), mEnd.load());
+    mLatest = std::min(Deadline(mTimes.mPending), mEnd.load());
     for (uint32_t lTry = 1;; ++lTry)
     {
         if (IsRefused(aConnection))
         {
             return NotConnected();
         }
-        const Clock::time_point lNext = Clock::now() + std::chrono::milliseconds(mTimes.mTimeout);
+        const Deadline lNext(mTimes.mTimeout);
         KyResult lResult = Ask(aCommand, aPayload);
         if (lResult.GetCode() != KyGvcp::cBusy || lTry >= mTimes.mAttempts || !Pause(lNext))
         {
@@ -113,15 +114,14 @@ KyResult ControlChannel::Execute(Packet aCommand, uint64_t aConnection, uint16_t
 // Sends a command until it is answered.
 KyResult ControlChannel::Ask(const Packet& aCommand, Bytes& aPayload)
 {
-    const std::chrono::milliseconds lTimeout(mTimes.mTimeout);
     // What the device may need in silence, and the time that the packets need.
-    const Clock::time_point lPatience = Clock::now() + std::chrono::milliseconds(mPatience) + lTimeout;
+    const Deadline lPatience(uint64_t{mPatience} + mTimes.mTimeout);
     bool lRefused = false;
     for (uint32_t lAttempt = 1; lAttempt <= mTimes.mAttempts; ++lAttempt)
     {
         mRepeats += lAttempt > 1 ? 1 : 0;
         const bool lRefusedBefore = lRefused;
-        const Clock::time_point lEnd = Clock::now() + lTimeout;
+        const Deadline lEnd(mTimes.mTimeout);
         lRefused = mSocket.Send(aCommand.GetBytes()) != SocketResult::Done;
         KyResult lResult(KyResult::TIMED_OUT);
         if (!lRefused)
@@ -147,21 +147,20 @@ KyResult ControlChannel::Ask(const Packet& aCommand, Bytes& aPayload)
 }
 
 // \return TIMED_OUT: nothing came, or all is over. aRefused: the other host says that nobody listens.
-KyResult ControlChannel::WaitForAnswer(Clock::time_point aEnd, Bytes& aPayload, bool& aRefused)
+KyResult ControlChannel::WaitForAnswer(Deadline aEnd, Bytes& aPayload, bool& aRefused)
 {
     for (unsigned lLate = 0;;)
     {
         size_t lReceived = 0;
-        const auto lLeft = std::max(aEnd - Clock::now(), Clock::duration(0));
-        const SocketResult lState =
-            mSocket.Receive(mIn, lReceived, nullptr, std::min<Clock::duration>(lLeft, cSlice));
+        const std::chrono::milliseconds lTime(aEnd.GetRemaining(cSlice));
+        const SocketResult lState = mSocket.Receive(mIn, lReceived, nullptr, lTime);
         KyResult lResult;
         if (lState == SocketResult::Done && TakeAnswer(lReceived, aEnd, aPayload, lResult))
         {
             return lResult;
         }
         aRefused = lState == SocketResult::Refused || lState == SocketResult::Failed;
-        const bool lTimeIsOver = Clock::now() >= aEnd;
+        const bool lTimeIsOver = aEnd.IsOver();
         const bool lMayReadOn = lState == SocketResult::Done && (!lTimeIsOver || ++lLate <= cLatePackets);
         if (aRefused || IsOver() || (lTimeIsOver && !lMayReadOn))
         {
@@ -171,7 +170,7 @@ KyResult ControlChannel::WaitForAnswer(Clock::time_point aEnd, Bytes& aPayload, 
 }
 
 // Whether a packet ends the command. One that belongs to an earlier command, or to none, does not.
-bool ControlChannel::TakeAnswer(size_t aReceived, Clock::time_point& aEnd, Bytes& aPayload, KyResult& aResult)
+bool ControlChannel::TakeAnswer(size_t aReceived, Deadline& aEnd, Bytes& aPayload, KyResult& aResult)
 {
     const auto lAnswer = KyGvcp::ParseAcknowledge(Bytes(mIn).first(aReceived));
     if (!lAnswer || lAnswer->mRequestID != mRequest)
@@ -182,8 +181,8 @@ bool ControlChannel::TakeAnswer(size_t aReceived, Clock::time_point& aEnd, Bytes
     {
         Reader lReader(lAnswer->mPayload);
         lReader.Take16();
-        const std::chrono::milliseconds lMore(lReader.Take16());
-        aEnd = std::min(std::max(aEnd, Clock::now() + lMore), mLatest);
+        const Deadline lMore(lReader.Take16());
+        aEnd = std::min(std::max(aEnd, lMore), mLatest);
         return false;
     }
     if (lAnswer->mCode != mCode + 1)

@@ -2,6 +2,7 @@
 
 #include "KyGvcp/Protocol.h"
 #include "KyGvcp/UdpSocket.h"
+#include "KyPlatform/Deadline.h"
 
 #include <JxUtilsLib/Mutex.h>
 #include <KyBase/KyResult.h>
@@ -9,7 +10,6 @@
 
 #include <array>
 #include <atomic>
-#include <chrono>
 #include <cstdint>
 #include <memory>
 
@@ -41,8 +41,6 @@ constexpr uint16_t FollowingRequest(uint16_t aRequest)
 class ControlChannel
 {
 public:
-    using Clock = std::chrono::steady_clock;
-
     /// \param aCancel  Set to true by any thread: the command that runs ends within cSlice, and later ones at
     ///                 once; may be null.
     explicit ControlChannel(const ControlTimes& aTimes,
@@ -67,9 +65,9 @@ public:
     /// Whether somebody has cancelled everything.
     bool IsCancelled() const { return mCancel != nullptr && *mCancel; }
     /// Whether commands have come to their end.
-    bool IsOver() const { return IsCancelled() || Clock::now() >= mEnd.load(); }
-    /// Until when all commands have to be done; Clock::time_point::max(): no end.
-    void SetEnd(Clock::time_point aEnd) { mEnd = aEnd; }
+    bool IsOver() const { return IsCancelled() || mEnd.load().IsOver(); }
+    /// Until when all commands have to be done.
+    void SetEnd(KyPlatform::Deadline aEnd) { mEnd = aEnd; }
     /// How long the device may need for a command without a word, in milliseconds; not more than
     /// ControlTimes::mPending counts.
     void SetPatience(uint32_t aMilliseconds);
@@ -92,8 +90,8 @@ public:
     uint64_t GetRepeats() const { return mRepeats; }
 
 private:
-    /// After which a waiting command looks whether it has been cancelled.
-    static constexpr std::chrono::milliseconds cSlice{100};
+    /// Milliseconds after which a waiting command looks whether it has been cancelled.
+    static constexpr uint32_t cSlice = 100;
 
     KyResult Execute(KyGvcp::Packet aCommand, uint64_t aConnection, uint16_t aCode, size_t aAnswer,
                      KyGvcp::Bytes& aPayload) JX_REQUIRES(mLock);
@@ -102,11 +100,11 @@ private:
         return mShut || IsOver() || (aConnection != cPresent && aConnection != mConnection);
     }
     KyResult Ask(const KyGvcp::Packet& aCommand, KyGvcp::Bytes& aPayload) JX_REQUIRES(mLock);
-    KyResult WaitForAnswer(Clock::time_point aEnd, KyGvcp::Bytes& aPayload, bool& aRefused)
+    KyResult WaitForAnswer(KyPlatform::Deadline aEnd, KyGvcp::Bytes& aPayload, bool& aRefused)
         JX_REQUIRES(mLock);
-    bool TakeAnswer(size_t aReceived, Clock::time_point& aEnd, KyGvcp::Bytes& aPayload, KyResult& aResult)
+    bool TakeAnswer(size_t aReceived, KyPlatform::Deadline& aEnd, KyGvcp::Bytes& aPayload, KyResult& aResult)
         JX_REQUIRES(mLock);
-    bool Pause(Clock::time_point aUntil) const;
+    bool Pause(const KyPlatform::Deadline& aUntil) const;
     uint16_t NextRequest() JX_REQUIRES(mLock) { return mRequest = FollowingRequest(mRequest); }
     KyResult ReadBlock(uint32_t aAddress, uint8_t* aBuffer, size_t aSize, uint64_t aConnection);
     KyResult WriteBlock(uint32_t aAddress, const uint8_t* aBuffer, size_t aSize, uint64_t aConnection);
@@ -117,13 +115,13 @@ private:
     KyGvcp::UdpSocket mSocket;
     std::atomic<bool> mShut = true;
     std::atomic<uint64_t> mConnection = 0; // changes under mLock only
-    std::atomic<Clock::time_point> mEnd = Clock::time_point::max();
+    std::atomic<KyPlatform::Deadline> mEnd{KyPlatform::Deadline(KyPlatform::cInfinite)};
     std::atomic<uint32_t> mPatience = 0;
     std::atomic<uint64_t> mRepeats = 0;
     uint16_t mRequest JX_GUARDED_BY(mLock) = 0;
     uint16_t mCode JX_GUARDED_BY(mLock) = 0; // of the command, and how many bytes have to answer it
     size_t mAnswer JX_GUARDED_BY(mLock) = 0;
-    Clock::time_point mLatest JX_GUARDED_BY(mLock); // end of the device's time, whatever it asks for
+    KyPlatform::Deadline mLatest JX_GUARDED_BY(mLock){0}; // end of the device's time, whatever it asks for
     std::array<uint8_t, KyGvcp::cMaxPacket> mIn JX_GUARDED_BY(mLock){};
 };
 

@@ -4,10 +4,10 @@
 #include "Adapters/GigE/Client/Search.h"
 #include "Adapters/GigE/TextWithMemory.h"
 #include "KyGvcp/HostName.h"
+#include "KyPlatform/Deadline.h"
 
 #include <algorithm>
 #include <array>
-#include <chrono>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -20,13 +20,13 @@ using KyGvcp::Endpoint;
 using KyGvcp::Interface;
 using KyGvcp::SocketResult;
 using KyGvcp::UdpSocket;
-using Clock = std::chrono::steady_clock;
+using KyPlatform::Deadline;
 
 namespace
 {
 
 constexpr uint16_t cRequest = 0xFFFF;
-constexpr std::chrono::milliseconds cAgain{150}; // a question or an answer may get lost
+constexpr uint32_t cAgain = 150; // milliseconds; a question or an answer may get lost
 constexpr KyGvcp::SocketTime cAtOnce{0};
 
 struct SearchSocket
@@ -115,15 +115,15 @@ bool AskAll(const std::vector<Interface>& aInterfaces, const Endpoint& aTarget,
             lSearches.push_back(std::move(lSearch));
         }
     }
-    const Clock::time_point lEnd = Clock::now() + std::chrono::milliseconds(aTime);
-    Clock::time_point lAgain = Clock::now() + cAgain;
+    const Deadline lEnd(aTime);
+    Deadline lAgain(cAgain);
     bool lDone = false;
-    while (!lSearches.empty() && lCommand && Clock::now() < lEnd && !lDone)
+    while (!lSearches.empty() && lCommand && !lEnd.IsOver() && !lDone)
     {
-        const auto lLeft = std::max<KyGvcp::SocketTime>(std::min(lEnd, lAgain) - Clock::now(), cAtOnce);
-        static_cast<void>(UdpSocket::Wait(lSockets, lLeft, nullptr)); // result ignored: the clock ends it
-        const bool lAsk = Clock::now() >= lAgain;
-        lAgain = lAsk ? Clock::time_point::max() : lAgain;
+        // Result ignored: the clock ends it.
+        static_cast<void>(UdpSocket::Wait(lSockets, std::min(lEnd, lAgain).GetTimeLeft(), nullptr));
+        const bool lAsk = lAgain.IsOver();
+        lAgain = lAsk ? Deadline(KyPlatform::cInfinite) : lAgain;
         for (const auto& lSearch : lSearches)
         {
             lDone = Collect(*lSearch, *lCommand, aTake) || lDone;

@@ -18,6 +18,7 @@ namespace KyGigE
 
 using JxUtilsLib::LockScope;
 using JxUtilsLib::Logger;
+using KyPlatform::Deadline;
 using KySerialLib::AskWithMemory;
 using KySerialLib::CatchOutOfMemory;
 
@@ -231,11 +232,9 @@ KyResult GvcpClient::Reconnect()
 
 KyResult GvcpClient::Connect()
 {
-    const std::chrono::milliseconds lLimit(mOptions.mConnectLimit);
     mConnected = false;
     mControl.Begin();
-    mControl.SetEnd(lLimit.count() != 0 ? ControlChannel::Clock::now() + lLimit
-                                        : ControlChannel::Clock::time_point::max());
+    mControl.SetEnd(Deadline(mOptions.mConnectLimit != 0 ? mOptions.mConnectLimit : KyPlatform::cInfinite));
     // The lock that the steps need is held here; the analysis does not follow it into the lambda.
     KyResult lResult = CatchOutOfMemory([this]() JX_NO_THREAD_SAFETY_ANALYSIS { return RunSteps(); });
     if (!lResult.IsOK() || mControl.IsOver()) // steps may do without single answers
@@ -244,7 +243,7 @@ KyResult GvcpClient::Connect()
         GiveBack();
         mControl.SetShut(true);
     }
-    mControl.SetEnd(ControlChannel::Clock::time_point::max());
+    mControl.SetEnd(Deadline(KyPlatform::cInfinite));
     if (lResult.IsOK())
     {
         ++mGeneration; // first: whoever sees the connection sees that it is another one

@@ -3,9 +3,9 @@
 #include "Libraries/KySerial/OutOfMemory.h"
 
 #include <JxUtilsLib/LockScope.h>
+#include <JxUtilsLib/Thread.h>
 
 #include <algorithm>
-#include <chrono>
 #include <functional>
 #include <string_view>
 #include <utility>
@@ -123,7 +123,7 @@ void MessageChannel::Run()
         }
         else if (lState == SocketResult::Failed)
         {
-            std::this_thread::sleep_for(std::chrono::milliseconds(1)); // a broken interface; no busy loop
+            JxUtilsLib::Thread::Sleep(1); // a broken interface; no busy loop
         }
         RunTasks();
     }

@@ -1,8 +1,8 @@
 #include "Adapters/GigE/Evaluator/NodeMap.h"
 
 #include <JxUtilsLib/LockScope.h>
+#include <JxUtilsLib/Thread.h>
 
-#include <chrono>
 #include <utility>
 
 namespace KyGigE
@@ -12,12 +12,6 @@ using JxUtilsLib::LockScope;
 
 namespace
 {
-
-uint64_t SteadyMilliseconds()
-{
-    const auto lNow = std::chrono::steady_clock::now().time_since_epoch();
-    return static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::milliseconds>(lNow).count());
-}
 
 NodeKind KindOf(ElementKind aKind)
 {
@@ -74,7 +68,7 @@ NodeMap::NodeMap(const DeviceDescription& aDescription, IRegisterSpace& aSpace, 
 }
 
 NodeMap::NodeMap(const DeviceDescription& aDescription, IRegisterSpace& aSpace)
-    : NodeMap(aDescription, aSpace, SteadyMilliseconds)
+    : NodeMap(aDescription, aSpace, &JxUtilsLib::Thread::GetTickCount)
 {
 }
 

@@ -1,6 +1,7 @@
 #include "KyGvcp/UdpSocket.h"
 
 #include "KyGvcp/SystemAddress.h"
+#include "KyPlatform/Deadline.h"
 
 #include <algorithm>
 #include <array>
@@ -31,7 +32,7 @@ int ToDescriptor(intptr_t aHandle)
     return static_cast<int>(aHandle);
 }
 
-using Clock = std::chrono::steady_clock;
+using KyPlatform::Deadline;
 
 constexpr size_t cFewSockets = 8; // waited for without memory from the heap
 constexpr size_t cReadyBits = 32;
@@ -46,18 +47,18 @@ timespec ToTimespec(SocketTime aTime)
 /// poll() to the nanosecond, going on after signals. \return As poll().
 int PollFor(pollfd* aPolls, size_t aCount, SocketTime aTimeout)
 {
-    const Clock::time_point lEnd = Clock::now() + std::max(aTimeout, SocketTime(0));
+    const Deadline lEnd(aTimeout);
     SocketTime lLeft = aTimeout;
     for (;;)
     {
-        const timespec lTime = ToTimespec(std::max(lLeft, SocketTime(0)));
+        const timespec lTime = ToTimespec(lLeft);
         const int lReady =
-            ppoll(aPolls, static_cast<nfds_t>(aCount), aTimeout < SocketTime(0) ? nullptr : &lTime, nullptr);
+            ppoll(aPolls, static_cast<nfds_t>(aCount), lEnd.IsEndless() ? nullptr : &lTime, nullptr);
         if (lReady >= 0 || errno != EINTR)
         {
             return lReady;
         }
-        lLeft = lEnd - Clock::now();
+        lLeft = lEnd.GetTimeLeft();
     }
 }
 
@@ -295,12 +296,11 @@ SocketResult UdpSocket::Receive(std::span<uint8_t> aBuffer, size_t& aSize, Endpo
     {
         return ReceiveAlone(aBuffer, aSize, aFrom, aTimeout);
     }
-    const Clock::time_point lEnd = Clock::now() + std::max(aTimeout, SocketTime(0));
-    SocketTime lLeft = aTimeout;
+    const Deadline lEnd(aTimeout);
     for (;;)
     {
         UdpSocket* const lThis = this;
-        const SocketResult lWaited = Wait({&lThis, 1}, lLeft, aWaker);
+        const SocketResult lWaited = Wait({&lThis, 1}, lEnd.GetTimeLeft(), aWaker);
         if (lWaited != SocketResult::Done)
         {
             return lWaited;
@@ -311,8 +311,6 @@ SocketResult UdpSocket::Receive(std::span<uint8_t> aBuffer, size_t& aSize, Endpo
             return lTaken;
         }
         // What woke the wait may turn out to be a broken datagram, which the system drops.
-        lLeft =
-            aTimeout < SocketTime(0) ? cForever : std::max<SocketTime>(lEnd - Clock::now(), SocketTime(0));
     }
 }
 
@@ -324,7 +322,7 @@ SocketResult UdpSocket::ReceiveAlone(std::span<uint8_t> aBuffer, size_t& aSize, 
     {
         return TakeDatagram(aBuffer, aSize, aFrom, false);
     }
-    const Clock::time_point lEnd = Clock::now() + std::max(aTimeout, SocketTime(0));
+    const Deadline lEnd(aTimeout);
     SocketTime lLeft = aTimeout;
     while (SetReceiveTime(lLeft))
     {
@@ -333,8 +331,8 @@ SocketResult UdpSocket::ReceiveAlone(std::span<uint8_t> aBuffer, size_t& aSize, 
         {
             return lTaken;
         }
-        lLeft = aTimeout < SocketTime(0) ? cForever : lEnd - Clock::now();
-        if (aTimeout > SocketTime(0) && lLeft <= SocketTime(0))
+        lLeft = lEnd.GetTimeLeft();
+        if (lLeft == SocketTime(0)) // which the system would take for a wait without end
         {
             return SocketResult::TimedOut;
         }
@@ -399,7 +397,7 @@ SocketResult UdpSocket::Wait(std::span<UdpSocket* const> aSockets, SocketTime aT
     uint64_t lCount = 0;
     if (lTimer.revents != 0)
     {
-        aWaker->mDue = Clock::time_point::max();
+        aWaker->mDue = Waker::Clock::time_point::max();
         static_cast<void>(
             !read(ToDescriptor(aWaker->mTimer), &lCount, sizeof lCount)); // ignored: it only sets it back
     }

@@ -1,6 +1,7 @@
 #include "KyGvcp/UdpSocket.h"
 
 #include "KyGvcp/SystemAddress.h"
+#include "KyPlatform/Deadline.h"
 
 #include <mswsock.h>
 
@@ -20,7 +21,7 @@ namespace KyGvcp
 namespace
 {
 
-using Clock = std::chrono::steady_clock;
+using KyPlatform::Deadline;
 
 constexpr size_t cReadyBits = 32;
 constexpr size_t cMostSockets = MAXIMUM_WAIT_OBJECTS - 1; // beside the waker in one wait
@@ -374,12 +375,11 @@ SocketResult UdpSocket::Receive(std::span<uint8_t> aBuffer, size_t& aSize, Endpo
     {
         return SocketResult::Failed;
     }
-    const Clock::time_point lEnd = Clock::now() + std::max(aTimeout, SocketTime(0));
-    SocketTime lLeft = aTimeout;
+    const Deadline lEnd(aTimeout);
     for (;;)
     {
         UdpSocket* const lThis = this;
-        const SocketResult lWaited = Wait({&lThis, 1}, lLeft, aWaker);
+        const SocketResult lWaited = Wait({&lThis, 1}, lEnd.GetTimeLeft(), aWaker);
         // Looks once more after a wait without an event, which costs nothing then.
         const bool lLook = lWaited == SocketResult::Done || lWaited == SocketResult::TimedOut;
         const SocketResult lTaken = lLook ? TakeDatagram(aBuffer, aSize, aFrom, false) : lWaited;
@@ -388,8 +388,6 @@ SocketResult UdpSocket::Receive(std::span<uint8_t> aBuffer, size_t& aSize, Endpo
             return lTaken;
         }
         // The event may have been that of a datagram which was taken before it was waited for.
-        lLeft =
-            aTimeout < SocketTime(0) ? cForever : std::max<SocketTime>(lEnd - Clock::now(), SocketTime(0));
     }
 }
 
@@ -483,10 +481,10 @@ SocketResult UdpSocket::WaitForGroup(std::span<UdpSocket* const> aSockets, Socke
 /// More sockets than one call takes: each group has its turn.
 SocketResult UdpSocket::WaitForMany(std::span<UdpSocket* const> aSockets, SocketTime aTimeout, Waker* aWaker)
 {
-    const Clock::time_point lEnd = Clock::now() + std::max(aTimeout, SocketTime(0));
+    const Deadline lEnd(aTimeout);
     for (;;)
     {
-        const bool lOver = aTimeout >= SocketTime(0) && Clock::now() >= lEnd;
+        const bool lOver = lEnd.IsOver();
         for (size_t lFirst = 0; lFirst < aSockets.size(); lFirst += cMostSockets)
         {
             const auto lGroup = aSockets.subspan(lFirst, std::min(cMostSockets, aSockets.size() - lFirst));
@@ -507,18 +505,18 @@ SocketResult UdpSocket::Wait(std::span<UdpSocket* const> aSockets, SocketTime aT
                              uint32_t* aReady)
 {
     SocketTime lTimeout = aTimeout;
-    const bool lTimed = aWaker != nullptr && aWaker->mDue != Clock::time_point::max();
+    const bool lTimed = aWaker != nullptr && aWaker->mDue != Waker::Clock::time_point::max();
     if (lTimed)
     {
-        const auto lLeft = std::max<SocketTime>(aWaker->mDue - Clock::now(), SocketTime(0));
+        const auto lLeft = std::max<SocketTime>(aWaker->mDue - Waker::Clock::now(), SocketTime(0));
         lTimeout = aTimeout < SocketTime(0) ? lLeft : std::min(lLeft, aTimeout);
     }
     const bool lFew = aSockets.size() <= cMostSockets;
     const SocketResult lResult =
         lFew ? WaitForGroup(aSockets, lTimeout, aWaker) : WaitForMany(aSockets, lTimeout, aWaker);
-    if (lTimed && lResult == SocketResult::TimedOut && aWaker->mDue <= Clock::now())
+    if (lTimed && lResult == SocketResult::TimedOut && aWaker->mDue <= Waker::Clock::now())
     {
-        aWaker->mDue = Clock::time_point::max();
+        aWaker->mDue = Waker::Clock::time_point::max();
     }
     if (aReady != nullptr)
     {

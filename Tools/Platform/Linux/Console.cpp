@@ -1,12 +1,12 @@
 #include "Platform/Console.h"
 
+#include "KyPlatform/Deadline.h"
 #include "KyPlatform/Linux/SystemCalls.h"
 
 #include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
-#include <chrono>
 #include <climits>
 #include <csignal>
 #include <poll.h>
@@ -46,17 +46,10 @@ void OnSignal(int)
     errno = lError;
 }
 
-using Clock = std::chrono::steady_clock;
-
 /// Milliseconds until aEnd for poll(), rounded up; -1 when the wait has no end.
-int RemainingTime(uint32_t aTimeout, Clock::time_point aEnd)
+int RemainingTime(const Deadline& aEnd)
 {
-    if (aTimeout == Console::cInfinite)
-    {
-        return -1;
-    }
-    const auto lLeft = std::chrono::ceil<std::chrono::milliseconds>(aEnd - Clock::now()).count();
-    return static_cast<int>(std::clamp<int64_t>(lLeft, 0, INT_MAX));
+    return aEnd.IsEndless() ? -1 : static_cast<int>(aEnd.GetRemaining(INT_MAX));
 }
 
 std::optional<Console::Size> SizeOf(int aFile)
@@ -189,11 +182,11 @@ bool Console::WatchInterrupts()
 Console::ReadResult Console::Read(uint8_t* aBuffer, size_t aSize, size_t& aRead, uint32_t aTimeout)
 {
     aRead = 0;
-    const Clock::time_point lEnd = Clock::now() + std::chrono::milliseconds(aTimeout);
+    const Deadline lEnd(aTimeout);
     for (;;)
     {
         pollfd lFiles[2] = {{STDIN_FILENO, POLLIN, 0}, {mThis->mInterruptFile, POLLIN, 0}};
-        const int lReady = gSystem.mPoll(lFiles, 2, RemainingTime(aTimeout, lEnd));
+        const int lReady = gSystem.mPoll(lFiles, 2, RemainingTime(lEnd));
         if (lReady < 0 && !IsTransient(errno))
         {
             return ReadResult::End;
@@ -215,7 +208,7 @@ Console::ReadResult Console::Read(uint8_t* aBuffer, size_t aSize, size_t& aRead,
                 return ReadResult::End; // a terminal that was hung up reports EIO
             }
         }
-        if (aTimeout != cInfinite && Clock::now() >= lEnd)
+        if (lEnd.IsOver())
         {
             return ReadResult::TimedOut;
         }
@@ -234,12 +227,12 @@ bool Console::IsInterrupted() const
 
 bool Console::WaitForInterrupt(uint32_t aTimeout) const
 {
-    const Clock::time_point lEnd = Clock::now() + std::chrono::milliseconds(aTimeout);
+    const Deadline lEnd(aTimeout);
     pollfd lFile = {mThis->mInterruptFile, POLLIN, 0};
     int lReady = 0;
     do
     {
-        lReady = gSystem.mPoll(&lFile, 1, RemainingTime(aTimeout, lEnd));
+        lReady = gSystem.mPoll(&lFile, 1, RemainingTime(lEnd));
     } while (lReady < 0 && IsTransient(errno));
     return lReady > 0;
 }

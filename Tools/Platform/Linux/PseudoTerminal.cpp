@@ -39,7 +39,7 @@ struct Terminal
     TerminalLine mCleanLine;             // what each user finds
     std::atomic<bool> mHasUnread{false}; // bytes were written since then
     // Held while the terminal is cleaned, which looks like a user, and while a write asks for a user and
-    // writes.
+    // writes. The standard lock: the cleaner only tries it, which JxUtilsLib's does not offer.
     std::mutex mUserLock;
 };
 

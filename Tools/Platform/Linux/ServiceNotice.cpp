@@ -23,13 +23,6 @@ std::string TakeVariable(const char* aName)
     return lValue;
 }
 
-uint64_t Now()
-{
-    return static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(
-                                     std::chrono::steady_clock::now().time_since_epoch())
-                                     .count());
-}
-
 } // namespace
 
 ServiceNotice::ServiceNotice() : mSocket(TakeVariable("NOTIFY_SOCKET"))
@@ -76,10 +69,10 @@ void ServiceNotice::Stopping()
 
 void ServiceNotice::Alive()
 {
-    if (mInterval != 0 && Now() >= mNextSignOfLife)
+    if (mInterval != 0 && mSignOfLife.IsOver())
     {
         Send("WATCHDOG=1");
-        mNextSignOfLife = Now() + mInterval;
+        mSignOfLife = KyPlatform::Deadline(std::chrono::microseconds(mInterval));
     }
 }
 

@@ -25,6 +25,7 @@ namespace
 /// when the program leaves, so it owns a share.
 struct Input
 {
+    // The standard lock, not JxUtilsLib's: the simulated camera's program has a console and no serial library.
     std::mutex mMutex;
     std::condition_variable mChanged;
     std::vector<uint8_t> mBytes; ///< Read, not yet taken. The thread reads on when it is empty.

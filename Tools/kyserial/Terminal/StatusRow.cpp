@@ -24,9 +24,8 @@ StatusRow::StatusRow(Screen& aScreen, bool aWanted)
 
 void StatusRow::Show(const std::string& aText)
 {
-    constexpr std::chrono::milliseconds cPause(100);
-    const auto lNow = Clock::now();
-    if (!mWanted || aText == mShown || lNow < mNext)
+    constexpr uint32_t cPause = 100; // milliseconds
+    if (!mWanted || aText == mShown || !mNext.IsOver())
     {
         return;
     }
@@ -38,7 +37,7 @@ void StatusRow::Show(const std::string& aText)
     const bool lNew = lSize->mRows != mSize.mRows || lSize->mColumns != mSize.mColumns;
     mSize = *lSize;
     mShown = aText;
-    mNext = lNow + cPause;
+    mNext = KyPlatform::Deadline(cPause);
     // A broken output is found by what is shown next.
     static_cast<void>(mScreen.Print((lNew ? Reserve(mSize) : "") + Row(mSize, aText)));
 }

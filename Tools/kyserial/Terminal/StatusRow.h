@@ -2,9 +2,9 @@
 
 #include "kyserial/Terminal/Screen.h"
 
+#include <KyPlatform/Deadline.h>
 #include <Platform/Console.h>
 
-#include <chrono>
 #include <cstddef>
 #include <string>
 
@@ -40,13 +40,11 @@ public:
     static std::string Release(const KyToolPlatform::Console::Size& aSize);
 
 private:
-    using Clock = std::chrono::steady_clock;
-
     Screen& mScreen;
     bool mWanted;
     KyToolPlatform::Console::Size mSize{0, 0}; // of the terminal that was reserved
     std::string mShown{};
-    Clock::time_point mNext{};
+    KyPlatform::Deadline mNext{0}; // before it nothing is shown
 };
 
 } // namespace KySerialTool

@@ -75,7 +75,7 @@ private:
         mThread = aThread;
     }
 
-    mutable std::mutex mMutex;
+    mutable std::mutex mMutex; // this header is complete in itself: it needs no library but the standard one
     int mPort = cNone;
     std::thread::id mThread; // no thread's, when nothing is reported
 };
