@@ -4,6 +4,7 @@
 #include "GigE/ScriptedDevice.h"
 #include "RecordingSink.h"
 #include "Support/AllocationCounter.h"
+#include "Support/ForEachNth.h"
 #include "Support/RecordingLogSink.h"
 #include "Support/ResultMatcher.h"
 #include "Support/WaitFor.h"
@@ -20,6 +21,7 @@
 
 using KyGigE::GigEDeviceAdapter;
 using KyTest::AllocationCounter;
+using KyTest::ForEachNth;
 using KyTest::IntReg;
 using KyTest::IsOK;
 using KyTest::ScriptedDevice;
@@ -65,23 +67,37 @@ protected:
     {
         SCOPED_TRACE(aName);
         EXPECT_TRUE(aOperation());
-        for (int lFailing = 1;; ++lFailing)
+        return ForEachNth(
+            [&](int aNth, int& aCount)
+            {
+                bool lGood = false;
+                {
+                    const AllocationCounter lCounter(aNth);
+                    lGood = aOperation();
+                    aCount = AllocationCounter::GetCount();
+                }
+                const bool lIsRefused = aCount >= aNth;
+                EXPECT_TRUE(lGood || (lIsRefused && aIsFailure()));
+                EXPECT_TRUE(aOperation());
+            });
+    }
+
+    /// Connects with the aNth allocation refused, and gives the device back. aCount as ForEachNth() wants it.
+    void ConnectWithout(int aNth, int& aCount)
+    {
+        std::unique_ptr<GigEDeviceAdapter> lAdapter;
+        KyResult lResult;
         {
-            bool lGood = false;
-            int lCount = 0;
-            {
-                const AllocationCounter lCounter(lFailing);
-                lGood = aOperation();
-                lCount = AllocationCounter::GetCount();
-            }
-            if (lCount < lFailing)
-            {
-                EXPECT_TRUE(lGood);
-                return lCount;
-            }
-            EXPECT_TRUE(lGood || aIsFailure()) << lFailing;
-            EXPECT_TRUE(aOperation()) << lFailing;
+            const AllocationCounter lCounter(aNth);
+            lResult = Connect(lAdapter);
+            aCount = AllocationCounter::GetCount();
         }
+        const bool lIsRefused = aCount >= aNth;
+        EXPECT_TRUE(lResult.IsOK() || (lIsRefused && lResult.GetCode() == KyResult::FAILURE))
+            << lResult.GetCodeString().GetAscii();
+        EXPECT_EQ(lResult.IsOK(), lAdapter != nullptr);
+        lAdapter.reset();
+        EXPECT_EQ(mDevice.GetWord(KyGvcp::cControlPrivilegeRegister), 0U);
     }
 
     /// The same for an operation with a result.
@@ -190,29 +206,8 @@ TEST_F(GigEAllocationTest, RegistersAndSinksReportThatThereIsNoMemory)
 // Each failure gives the device back, or the next attempt would find it controlled.
 TEST_F(GigEAllocationTest, ConnectingReportsThatThereIsNoMemory)
 {
-    constexpr int cEvery = 60; // then in steps: one attempt takes a while
-    constexpr int cStep = 17;
-    std::unique_ptr<GigEDeviceAdapter> lAdapter;
-    for (int lFailing = 1;; lFailing += lFailing < cEvery ? 1 : cStep)
-    {
-        KyResult lResult;
-        int lCount = 0;
-        {
-            const AllocationCounter lCounter(lFailing);
-            lResult = Connect(lAdapter);
-            lCount = AllocationCounter::GetCount();
-        }
-        if (lCount < lFailing)
-        {
-            EXPECT_THAT(lResult, IsOK());
-            break;
-        }
-        EXPECT_TRUE(lResult.IsOK() || lResult.GetCode() == KyResult::FAILURE)
-            << lFailing << ": " << lResult.GetCodeString().GetAscii();
-        EXPECT_EQ(lResult.IsOK(), lAdapter != nullptr);
-        lAdapter.reset();
-        ASSERT_EQ(mDevice.GetWord(KyGvcp::cControlPrivilegeRegister), 0U) << lFailing;
-    }
+    const int lRefused = ForEachNth([this](int aNth, int& aCount) { ConnectWithout(aNth, aCount); });
+    EXPECT_GT(lRefused, 20);
 }
 
 TEST_F(GigEAllocationTest, FunctionsSayThatThereIsNoMemory)

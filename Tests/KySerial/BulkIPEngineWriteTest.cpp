@@ -410,6 +410,7 @@ TEST_F(BulkIPEngineWriteTest, DoesNotWriteToADisconnectedDevice)
     mDevice.SetAnswer(Slot::IsConnected, false);
     const char* const lText = "The device is not currently connected.";
     EXPECT_THAT(Write({1}), IsResult(KyResult::NO_CONNECTION, lText));
+    EXPECT_EQ(mWritten, 0U);
     EXPECT_EQ(mDevice.TakeCalls(), Calls{"IsConnected"});
     EXPECT_EQ(TakeLog(), (Lines{{PriorityError, cWrite, lText}}));
 }

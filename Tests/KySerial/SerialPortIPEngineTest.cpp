@@ -251,6 +251,7 @@ TEST_F(SerialPortIPEngineTest, DoesNotWriteToADisconnectedDevice)
     mDevice.SetAnswer(Slot::IsConnected, false);
     const uint8_t lByte = 1;
     EXPECT_THAT(mEngine.Write(&lByte, 1, mWritten), IsResult(KyResult::NO_CONNECTION, cDisconnected));
+    EXPECT_EQ(mWritten, 0U);
     EXPECT_EQ(mDevice.TakeCalls(), Calls{"IsConnected"});
     EXPECT_EQ(TakeLog(), (Lines{{PriorityError, cWrite, cDisconnected}}));
 }
@@ -379,6 +380,32 @@ TEST_F(SerialPortIPEngineTest, StopsAtAByteThatTheDeviceDoesNotConfirm)
     EXPECT_EQ(TakeLog(),
               (Lines{{PriorityInfo, cWrite, "Writing 2 bytes of data"}, {PriorityError, cWrite, lText}}));
     EXPECT_EQ(mDevice.GetCallCount(Slot::WriteRegister), 1);
+}
+
+// Each byte is written once, whatever its interrupts do.
+TEST_F(SerialPortIPEngineTest, AnInterruptThatComesTwiceDoesNotConfirmTheNextByte)
+{
+    Open(KyDeviceSerialUart0);
+    int lBytes = 0;
+    mDevice.OnCall(Slot::WriteRegister,
+                   [&]
+                   {
+                       for (int lTimes = ++lBytes == 3 ? 0 : 2; lTimes > 0; --lTimes)
+                       {
+                           mDevice.SendEvent(0x9000, Words({0x1}));
+                       }
+                   });
+    const char* const lText = "Failed while waiting for the event from the device after writing byte 2.";
+    const uint8_t lData[] = {0x61, 0x62, 0x63, 0x64};
+    EXPECT_THAT(mEngine.Write(lData, 4, mWritten), IsResult(KyResult::FAILURE, lText));
+    EXPECT_EQ(mWritten, 3U);
+    const Calls lCalls = mDevice.TakeCalls();
+    ASSERT_GE(lCalls.size(), 4U);
+    EXPECT_EQ(Calls(lCalls.begin(), lCalls.begin() + 4),
+              (Calls{"IsConnected", "WriteRegister(0xb84c, 0x61)", "WriteRegister(0xb84c, 0x62)",
+                     "WriteRegister(0xb84c, 0x63)"}));
+    EXPECT_EQ(mDevice.GetCallCount(Slot::WriteRegister), 3);
+    mDevice.OnCall(Slot::WriteRegister, {});
 }
 
 TEST_F(SerialPortIPEngineTest, FailsTheSameWhenNoPriorityIsEnabled)
