@@ -58,7 +58,7 @@ PLACES = [
     ("clserzmo/sharedregistry.cpp", "Thread::Sleep(100);", "Thread::Sleep(50);", FIFO),
     ("KySerial/Bridge.cpp", "\"NumOfStopBits\"", "\"NumOfStopBit\"", BRIDGE),
     ("KySerial/Bridge.cpp", "\"Baud%i\"", "\"Baud%d\"", BRIDGE),
-    ("KySerial/Bridge.cpp", "Restore(mStopBitsFeature, mSavedStopBits);", "", BRIDGE),
+    ("KySerial/Bridge.cpp", "(this->*aDo)(mStopBitsFeature, mSavedStopBits);", "", BRIDGE),
     ("KySerial/BridgeCLDLL.cpp", "if (lOffered == 0)", "if (lOffered != 0)", BRIDGE),
     ("KySerial/BridgeCLDLL.cpp", "cFifoSize = 1024", "cFifoSize = 1023", BRIDGE),
     ("KySerial/BridgeCOM.cpp", "lLength < 4 || lLength > 5", "lLength < 4 || lLength > 6", BRIDGE),

@@ -344,26 +344,28 @@ void Bridge::Backup(const KyString& aFeature, KyString& aSaved)
     }
 }
 
-KyResult Bridge::BackupPortConfig()
+KyResult Bridge::ForEachSaved(const char* aFunction, void (Bridge::*aDo)(const KyString&, KyString&))
 {
-    if (mDevicePortID == KyDeviceSerialInvalid)
-    {
-        return KyResult(KyResult::OK);
-    }
     FeatureSelectorScope lScope(mDevice);
-    KyResult lResult = SetSelector(lScope, "KySerialLib::Bridge::BackupPortConfig");
-    if (!lResult.IsOK())
+    KyResult lResult = SetSelector(lScope, aFunction);
+    if (lResult.IsOK())
     {
-        return lResult;
+        (this->*aDo)(mBaudRateFeature, mSavedBaudRate);
+        (this->*aDo)(mParityFeature, mSavedParity);
+        (this->*aDo)(mStopBitsFeature, mSavedStopBits);
+        (this->*aDo)(mBulkModeFeature, mSavedBulkMode);
     }
-    Backup(mBaudRateFeature, mSavedBaudRate);
-    Backup(mParityFeature, mSavedParity);
-    Backup(mStopBitsFeature, mSavedStopBits);
-    Backup(mBulkModeFeature, mSavedBulkMode);
     return lResult;
 }
 
-void Bridge::Restore(const KyString& aFeature, const KyString& aSaved)
+KyResult Bridge::BackupPortConfig()
+{
+    return mDevicePortID == KyDeviceSerialInvalid
+               ? KyResult(KyResult::OK)
+               : ForEachSaved("KySerialLib::Bridge::BackupPortConfig", &Bridge::Backup);
+}
+
+void Bridge::Restore(const KyString& aFeature, KyString& aSaved)
 {
     if (aFeature.GetLength() > 0 && aSaved.GetLength() > 0 && mDevice->IsFeatureWritable(aFeature))
     {
@@ -373,17 +375,7 @@ void Bridge::Restore(const KyString& aFeature, const KyString& aSaved)
 
 KyResult Bridge::RestorePortConfig()
 {
-    FeatureSelectorScope lScope(mDevice);
-    KyResult lResult = SetSelector(lScope, "KySerialLib::Bridge::RestorePortConfig");
-    if (!lResult.IsOK())
-    {
-        return lResult;
-    }
-    Restore(mBaudRateFeature, mSavedBaudRate);
-    Restore(mParityFeature, mSavedParity);
-    Restore(mStopBitsFeature, mSavedStopBits);
-    Restore(mBulkModeFeature, mSavedBulkMode);
-    return lResult;
+    return ForEachSaved("KySerialLib::Bridge::RestorePortConfig", &Bridge::Restore);
 }
 
 KySerialPortConfiguration Bridge::ReadDeviceSettings()

@@ -191,7 +191,10 @@ protected:
 private:
     KyResult SelectPort(FeatureSelectorScope& aScope, KyDeviceSerial aPort);
     void Backup(const KyString& aFeature, KyString& aSaved);
-    void Restore(const KyString& aFeature, const KyString& aSaved);
+    void Restore(const KyString& aFeature, KyString& aSaved);
+    /// Selects the port, and hands each of its four features with the text that is saved of it to aDo.
+    /// \return OK; or that the port could not be selected, and nothing was done.
+    KyResult ForEachSaved(const char* aFunction, void (Bridge::*aDo)(const KyString&, KyString&));
     KyString FindFeature(const char* aPrefix, const char* aSuffix);
     void RegisterInterest(const KyString& aFeature);
     KyResult SyncSetting(const KyString& aFeature, const char* aEntry, const char* aFunction,
