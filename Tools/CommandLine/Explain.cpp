@@ -107,7 +107,7 @@ std::string ExplainConversion(const std::string& aText)
 std::string Explain(CLI::App& aProgram, const CLI::ParseError& aError)
 {
     const CLI::App& lCommand = DeepestCommand(aProgram);
-    const std::string lText = aError.what();
+    std::string lText = aError.what();
     const std::string lHelp = "; see '" + FullName(lCommand) + " --help'";
     if (dynamic_cast<const CLI::ExtrasError*>(&aError) != nullptr)
     {

@@ -68,7 +68,10 @@ std::string OptionLists(const CLI::App& aCommand)
             }
         }
         lEntries += lLast;
-        lText += lEntries.empty() ? "" : '\n' + lGroup + ":\n" + lEntries;
+        if (!lEntries.empty())
+        {
+            lText.append("\n").append(lGroup).append(":\n").append(lEntries);
+        }
     }
     return lText;
 }

@@ -260,8 +260,9 @@ void SetFaults(NetworkCamera& aCamera, const Options& aOptions)
         const ConsoleAnswer lAnswer = ExecuteOption(aCamera, lCommand, lValue);
         if (!lAnswer.mGood)
         {
-            const std::string lReason = lAnswer.mText.substr(lAnswer.mText.find("use ")); // after "error: "
-            throw UsageError("--" + lCommand + ": \"" + lValue + "\" does not fit; " + lReason);
+            std::string lText = "--";
+            lText.append(lCommand).append(": \"").append(lValue).append("\" does not fit; ");
+            throw UsageError(lText.append(lAnswer.mText, lAnswer.mText.find("use "))); // after "error: "
         }
     }
 }

@@ -18,7 +18,7 @@ namespace
 std::string TakeVariable(const char* aName)
 {
     const char* const lText = std::getenv(aName); // NOLINT(concurrency-mt-unsafe): no other thread changes it
-    const std::string lValue = lText != nullptr ? lText : "";
+    std::string lValue = lText != nullptr ? lText : "";
     ::unsetenv(aName); // NOLINT(concurrency-mt-unsafe)
     return lValue;
 }

@@ -118,7 +118,7 @@ std::string ParseHost(const std::string& aText, HostSelection& aSelection)
         const std::string lPrefix = lStart;
         if (aText.compare(0, lPrefix.size(), lPrefix) == 0)
         {
-            const std::string lComplaint = TakeHostName(lKind, aText.substr(lPrefix.size()), aSelection);
+            std::string lComplaint = TakeHostName(lKind, aText.substr(lPrefix.size()), aSelection);
             aSelection.mName = aText; // as reports and status name it
             return lComplaint;
         }
