@@ -50,6 +50,7 @@ DeviceConnection::DeviceConnection(const DeviceAddress& aAddress, const Connecti
 {
 }
 
+// The client ends first: its threads call this object.
 DeviceConnection::~DeviceConnection()
 {
     mClient.Close();
@@ -67,8 +68,8 @@ std::shared_ptr<const DeviceFeatures> DeviceConnection::GetFeatures()
     return mFeatures;
 }
 
-// A device that is lost meanwhile is not connected. One whose description is of no use is: ports behind
-// registers need none.
+// A device that is lost meanwhile is not connected. One whose description is of no use is connected: the ports that are
+// driven through registers need no description.
 KyResult DeviceConnection::LoadFeatures()
 {
     std::string lFile;
@@ -131,6 +132,7 @@ void DeviceConnection::NotifyInvalidated(const std::string& aName)
 void DeviceConnection::HandleEvent(const KyGvcp::EventView& aEvent)
 {
     const Delivery lDelivery(mStore);
+    // Stored before anything is called: sinks read features whose bytes are those of the event.
     mStore.Begin(aEvent.mID, aEvent.mItem.data(), aEvent.mItem.size(),
                  aEvent.mItem.size() - aEvent.mData.size());
     mSinks.Call(
@@ -142,6 +144,7 @@ void DeviceConnection::HandleEvent(const KyGvcp::EventView& aEvent)
     const std::shared_ptr<const DeviceFeatures> lFeatures = mSinks.HasInterests() ? GetFeatures() : nullptr;
     if (lFeatures != nullptr)
     {
+        // Found out once, when the description was read: going through it takes longer than an event.
         const auto lFed = lFeatures->mFed.find(aEvent.mID);
         for (const std::string& lName :
              lFed != lFeatures->mFed.end() ? lFed->second : std::vector<std::string>())
@@ -157,6 +160,7 @@ void DeviceConnection::Report(std::vector<std::string> aNames)
         [this, lNames = std::move(aNames)]
         {
             const Delivery lDelivery(mStore);
+            // All events look empty meanwhile: a port that reads its upstream feature now would take its former bytes again.
             mStore.BeginNone();
             for (const std::string& lName : lNames)
             {
@@ -204,6 +208,7 @@ bool DeviceConnection::HasChanged(const DeviceFeatures& aFeatures, const std::st
         }
         lPolled.mElapsed = 0;
     }
+    // Not under the lock: reading the device may take as long as its time-outs.
     NoteForeignWrite(); // the device's own changes are what is looked for
     std::string lValue;
     if (!aFeatures.mMap->GetText(aName, lValue).IsOK())

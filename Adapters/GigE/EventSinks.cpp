@@ -82,6 +82,7 @@ std::vector<std::string> EventSinks::GetInterests()
 bool EventSinks::BeginCall(IKyDeviceEventSink* aSink)
 {
     const LockScope lScope(mLock);
+    // Removed since the call began: the object may be gone.
     if (std::find(mSinks.begin(), mSinks.end(), aSink) == mSinks.end())
     {
         return false;
@@ -104,6 +105,7 @@ void EventSinks::Call(const std::function<void(IKyDeviceEventSink&)>& aCall)
     std::vector<IKyDeviceEventSink*> lSinks;
     {
         const LockScope lScope(mLock);
+        // A copy: sinks register and remove sinks, themselves too, while they are called.
         lSinks = mSinks;
     }
     for (IKyDeviceEventSink* const lSink : lSinks)

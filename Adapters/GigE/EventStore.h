@@ -13,7 +13,7 @@ namespace KyGigE
 /// The last item of each event, for the features on event ports.
 ///
 /// While an event is delivered, the delivering thread sees that one and all others as empty: a sink asks for
-/// its own port's bytes whichever port's event it is told of, and would take old ones twice. Other threads
+/// its own port's bytes whichever port's event it hears of, and would take old ones twice. Other threads
 /// see the last item of each event. An event that never came looks empty too: an item that is a header, its size
 /// and the event's identifier in it, and no data. The header is as long as those of the device: 16 bytes, or 24 with long ids.
 ///

@@ -149,6 +149,7 @@ std::vector<FeatureEntry> GigEDeviceAdapter::ListFeatures()
     const bool lComplete = SurveyFeatures(
         false, [&](size_t aCount) { lEntries.reserve(aCount); },
         [&](FeatureEntry&& aEntry, FeatureState&& /*aState*/) { lEntries.push_back(std::move(aEntry)); });
+    // A part of the list would look like all of it.
     return lComplete ? std::move(lEntries) : std::vector<FeatureEntry>();
 }
 
@@ -364,6 +365,7 @@ KyResult GigEDeviceAdapter::GetStringValue(const KyString& aName, KyString& aVal
                 return NotConnected();
             }
             const NodeKind lKind = mThis->GetFeatures()->mMap->GetKind(TextOf(aName));
+            // A feature that is missing fails in there, with the same words as elsewhere.
             return lKind == NodeKind::String || lKind == NodeKind::None
                        ? GetFeatureAsString(aName, aValue)
                        : InvalidParameter("The feature is no string.");
@@ -435,6 +437,7 @@ KyResult GigEDeviceAdapter::SetRegisterData(const KyString& aName, const uint8_t
             {
                 return InvalidParameter("The feature " + TextOf(aName) + " does not take that many bytes.");
             }
+            // Features may have other values even after a failure: the device may have taken a part.
             lResult =
                 lFeatures->mSpace->WriteMemory(lPlace.mAddress, aBuffer, static_cast<uint64_t>(aLength));
             mThis->NoteForeignWrite();
@@ -469,6 +472,7 @@ KyResult GigEDeviceAdapter::UnregisterFeatureInterest(const KyString& aName)
     return CatchOutOfMemory(
         [&]() -> KyResult
         {
+            // Also while the device is lost: nobody may be called after this.
             const bool lFound = mThis->GetSinks().RemoveInterest(TextOf(aName));
             if (!IsConnected())
             {
@@ -562,6 +566,7 @@ KyResult GigEDeviceAdapter::UnregisterEventSink(IKyDeviceEventSink* aSink)
     return CatchOutOfMemory(
         [&]() -> KyResult
         {
+            // Also while the device is lost: the sink may be destroyed after this.
             const bool lFound = mThis->GetSinks().Remove(aSink);
             if (!IsConnected())
             {

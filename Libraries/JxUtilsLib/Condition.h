@@ -31,7 +31,7 @@ public:
                               std::chrono::steady_clock::now() + std::chrono::milliseconds(aMilliseconds));
     }
 
-    /// Wakes all who wait. The caller may hold the lock.
+    /// Wakes all waiting threads. The caller may hold the lock.
     void NotifyAll() noexcept { mCondition.notify_all(); }
 
 private:

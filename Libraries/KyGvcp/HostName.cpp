@@ -23,7 +23,7 @@ using KyPlatform::WordWait;
 
 constexpr uint32_t cSlice = 50; // milliseconds between two looks at whether the caller has given up
 
-/// What the asking thread leaves behind. Both threads own it.
+/// The answer that the asking thread leaves. Both threads own it.
 struct LookUp
 {
     std::atomic<uint32_t> mIsDone{0}; // 1: mAddress is there, and nobody writes it any more

@@ -270,7 +270,7 @@ void AddEvent(Packet& aCommand, uint16_t aID, uint64_t aBlockID, uint64_t aTimes
 {
     const bool lExtended = (aCommand.GetFlags() & cExtendedID) != 0;
     const size_t lHeader = lExtended ? cExtendedEventItemSize : cEventItemSize;
-    // The size lets a device description tell the length of the data, which the event port has nowhere else.
+    // A device description computes the length of the data from the size: the event port has it nowhere else.
     aCommand.Add16(static_cast<uint16_t>(lHeader + aData.size())).Add16(aID).Add16(cNoStreamChannel);
     if (lExtended)
     {

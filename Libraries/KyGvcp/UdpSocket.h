@@ -23,7 +23,7 @@ struct Interface
     uint32_t mMtu = 0; ///< Bytes of the largest packet, its headers included; 0: the system does not say it.
 };
 
-/// The IPv4 addresses of interfaces that are up; empty when the system does not tell.
+/// The IPv4 addresses of interfaces that are up; empty when the system does not list them.
 std::vector<Interface> ListInterfaces();
 
 /// Lets waits of this thread, and of those that it starts, end within microseconds of their time.
@@ -111,7 +111,7 @@ public:
     SocketResult Send(std::span<const uint8_t> aData);
     SocketResult SendTo(const Endpoint& aPeer, std::span<const uint8_t> aData);
 
-    /// Waits for one datagram. Without a waker the wait may end some milliseconds behind its time.
+    /// Waits for one datagram. Without a waker the wait may end some milliseconds late.
     /// \param aBuffer  A longer datagram is cut.
     /// \param aSize    Receives its size, as cut; 0 unless Done.
     /// \param aFrom    Receives the sender; may be null. Touched when Done only.

@@ -120,8 +120,8 @@ KyResult KySerialBridge::Start(const KyString& aName, IKyDeviceAdapter* aDevice,
     {
         return KY_BRIDGE_FAILURE(KyResult::BAD_PARAMETER, cStart, "Bridge name cannot have zero-length.");
     }
-    // Here the bridge refuses the invalid port, with another code than the other start does. Callers tell the two
-    // starts by that code.
+    // Here the bridge refuses the invalid port, with another code than the other start does. Callers distinguish
+    // the two starts by that code.
     const bool lIsPort = aDevicePort >= KyDeviceSerialInvalid && aDevicePort <= KyDeviceSerialBulk7;
     KyResult lResult = CheckDevice(aDevice, lIsPort);
     return lResult.IsOK() ? Run<BridgeCLDLL>(aDevice, aDevicePort, aOptions, mThis,

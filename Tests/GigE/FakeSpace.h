@@ -15,7 +15,7 @@
 namespace KyTest
 {
 
-/// A register space that is a table of bytes; what nobody has put there reads as 0. Can be told to fail.
+/// A register space that is a table of bytes; what nobody has put there reads as 0. Can fail when a test wants it.
 class FakeSpace : public KyGigE::IRegisterSpace
 {
 public:

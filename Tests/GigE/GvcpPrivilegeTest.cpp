@@ -91,7 +91,7 @@ TEST_F(GvcpPrivilegeTest, EveryCommandOfTheControllerIsAHeartbeat)
     Ask(MakeDiscovery(NextID(), false));
     Advance(2s);
     EXPECT_EQ(cOne, mServer->GetController());
-    Read(cInterruptEnable, cOther); // another one's is none
+    Read(cInterruptEnable, cOther); // that of another application is no heartbeat
     Advance(1s);
     EXPECT_EQ(Endpoint(), mServer->GetController());
 }

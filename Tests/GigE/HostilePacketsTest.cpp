@@ -42,7 +42,7 @@ public:
             lBytes.resize(Pick(lBytes.size() + 1)); // cut
             break;
         case 2:
-            lBytes.resize(lBytes.size() + Pick(600), 0x5A); // with more behind it
+            lBytes.resize(lBytes.size() + Pick(600), 0x5A); // with more bytes after it
             break;
         default:
             break;

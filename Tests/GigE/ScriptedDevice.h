@@ -86,12 +86,12 @@ public:
     std::vector<Command> TakeCommands();
     /// Waits until a command of that code has come since the last TakeCommands().
     bool WaitForCommand(uint16_t aCode);
-    /// What was written behind bit 31, in order, each with its address.
+    /// What was written to addresses with bit 31, in order, each with its address.
     std::vector<std::pair<uint32_t, Bytes>> TakeWindowWrites();
 
     /// Packets without content that have come to the message channel: they keep a firewall open.
     int GetOpeners();
-    /// Sends an event with data to who has set up the message channel.
+    /// Sends an event with data to the application that has set up the message channel.
     /// \param aRequest  0: the next one. \return The identifier.
     uint16_t SendEvent(uint16_t aEvent, const Bytes& aData, uint16_t aRequest = 0, uint64_t aTime = 0);
     /// Sends any packet there. \param aFrom  Own address to send it from; 0: the message channel's port.

@@ -294,7 +294,7 @@ TEST_F(UdpSocketPairTest, ReportsWhichSocketsHaveSomething)
     }
 }
 
-// The time that the system was told of for one wait does not count for the next one.
+// The time that was set for one wait does not count for the next one.
 TEST_F(UdpSocketPairTest, WaitsOfDifferentLengthFollowEachOther)
 {
     for (const auto lTime : {5ms, 40ms, 5ms})

@@ -74,6 +74,7 @@ KyResult Register(const char* aFunction, std::unique_ptr<KyGigE::GigEDeviceAdapt
                   const KyGigE::DeviceAddress& aAddress, KyCameraHandle& aCamera)
 {
     const auto lCamera = std::make_shared<Camera>(std::move(aAdapter), aAddress);
+    // Into the table first: the functions of the device find the camera by its handle.
     const uint64_t lHandle = KySerialCLib::AdapterObjects().Add(lCamera);
     if (lHandle == 0)
     {

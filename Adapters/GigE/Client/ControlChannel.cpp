@@ -51,6 +51,8 @@ ControlChannel::ControlChannel(const ControlTimes& aTimes, std::shared_ptr<const
 KyResult ControlChannel::Open(const KyGvcp::Endpoint& aDevice, uint32_t aLocal, uint32_t aInterface)
 {
     const LockScope lScope(mLock);
+    // Connected: only the device's packets come in, and where the system reports it, a host without a listener ends the wait
+    // at once.
     if (!mSocket.Open({aLocal, 0}, false, aInterface) || !mSocket.Connect(aDevice))
     {
         mSocket.Close();
@@ -62,6 +64,7 @@ KyResult ControlChannel::Open(const KyGvcp::Endpoint& aDevice, uint32_t aLocal, 
 void ControlChannel::Begin()
 {
     const LockScope lScope(mLock);
+    // Under the lock, so that the answer to the command that runs does not count for the new connection.
     ++mConnection;
     mShut = false;
 }
@@ -107,6 +110,7 @@ KyResult ControlChannel::Execute(Packet aCommand, uint64_t aConnection, uint16_t
             return lResult;
         }
         ++mRepeats;
+        // Under the old identifier the device would repeat the answer that it has stored: that it is busy.
         aCommand.SetRequestID(NextRequest());
     }
 }
@@ -142,6 +146,7 @@ KyResult ControlChannel::Ask(const Packet& aCommand, Bytes& aPayload)
             break; // one refusal may be an old one, of a packet sent before the device came back
         }
     }
+    // Each further command would block as long in vain. The connection is over, and the next one opens the channel again.
     mShut = true;
     return {KyResult::NO_CONNECTION, "The device does not answer."};
 }
@@ -180,11 +185,12 @@ bool ControlChannel::TakeAnswer(size_t aReceived, Deadline& aEnd, Bytes& aPayloa
     if (lAnswer->mCode == KyGvcp::cPendingAck)
     {
         Reader lReader(lAnswer->mPayload);
-        lReader.Take16();
+        lReader.Take16(); // reserved
         const Deadline lMore(lReader.Take16());
         aEnd = std::min(std::max(aEnd, lMore), mLatest);
         return false;
     }
+    // An acknowledge has the code of its command plus one.
     if (lAnswer->mCode != mCode + 1)
     {
         return false;
@@ -237,6 +243,7 @@ void ControlChannel::SendRegister(uint32_t aAddress, uint32_t aValue)
 {
     const LockScope lScope(mLock);
     const Packet lCommand =
+        // Without the flag that asks for an acknowledge.
         Packet::Command(KyGvcp::cWriteRegister, 0, NextRequest()).Add32(aAddress).Add32(aValue);
     static_cast<void>(mSocket.Send(lCommand.GetBytes())); // ignored: nobody waits for it
 }

@@ -16,7 +16,7 @@
 namespace KyGigE
 {
 
-/// The identifier after another; 0 is none.
+/// The identifier after another. 0 is not used as an identifier.
 constexpr uint16_t FollowingRequest(uint16_t aRequest)
 {
     return aRequest == UINT16_MAX ? uint16_t{1} : static_cast<uint16_t>(aRequest + 1);

@@ -42,6 +42,7 @@ std::string FindController(const FoundDevice& aDevice, Controller& aController)
             lFound.mControlled = lFound.mExclusive || (lPrivilege & KyGvcp::cControlAccess) != 0;
             uint32_t lAddress = 0;
             uint32_t lPort = 0;
+            // Devices of older versions have no such registers, and leave both empty.
             if (lFound.mControlled &&
                 lChannel.ReadRegister(KyGvcp::cPrimaryAddressRegister, lAddress).IsOK() && lAddress != 0 &&
                 lChannel.ReadRegister(KyGvcp::cPrimaryPortRegister, lPort).IsOK())

@@ -68,10 +68,11 @@ bool ParseDescriptionUrl(const std::string& aUrl, DescriptionPlace& aPlace)
 KyResult ReadDescription(ControlChannel& aControl, std::string& aFile)
 {
     KyResult lNone(KyResult::FAILURE, "The device has no description of its features in its own memory.");
+    // A device names two places. The second one counts where the first is not in its memory: it may be a file or a page of the maker.
     for (const uint32_t lRegister : {KyGvcp::cFirstUrlRegister, KyGvcp::cSecondUrlRegister})
     {
         aFile.clear();
-        std::array<uint8_t, KyGvcp::cUrlSize + 1> lUrl{};
+        std::array<uint8_t, KyGvcp::cUrlSize + 1> lUrl{}; // a text may fill its register, without an end mark
         KyResult lResult = aControl.ReadMemory(lRegister, lUrl.data(), KyGvcp::cUrlSize);
         DescriptionPlace lPlace;
         if (lResult.IsOK() && ParseDescriptionUrl(reinterpret_cast<const char*>(lUrl.data()), lPlace))

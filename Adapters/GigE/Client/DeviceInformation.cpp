@@ -28,6 +28,7 @@ uint32_t Word(Bytes aRegisters, uint32_t aFrom)
 std::string Text(Bytes aRegisters, uint32_t aFrom, size_t aSize)
 {
     const Bytes lBytes = Part(aRegisters, aFrom, aSize);
+    // A control character ends the text too: what a device sends reaches terminals and logs.
     const auto lEnd = std::find_if(lBytes.begin(), lBytes.end(),
                                    [](uint8_t aByte) { return aByte < 0x20 || aByte == 0x7F; });
     return {lBytes.begin(), lEnd};

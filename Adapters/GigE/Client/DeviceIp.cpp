@@ -66,12 +66,14 @@ std::string Parse(const IpSettings& aSettings, Numbers& aNumbers)
 
 KyGvcp::Packet MakeForce(uint64_t aMac, const Numbers& aNumbers)
 {
+    // The device may have an address of another network: it can answer everybody only.
     constexpr uint8_t cFlags = KyGvcp::cAcknowledgeWanted | KyGvcp::cBroadcastAcknowledge;
     KyGvcp::Packet lPacket = KyGvcp::Packet::Command(KyGvcp::cForceAddress, cFlags, cRequest);
     lPacket.Add32(static_cast<uint32_t>(aMac >> 32U) & 0xFFFFU)
         .Add32(static_cast<uint32_t>(aMac & 0xFFFFFFFFU));
     for (const uint32_t lNumber : {aNumbers.mAddress, aNumbers.mMask, aNumbers.mGateway})
     {
+        // Each number is the last of four words; the others are reserved.
         lPacket.Add32(0).Add32(0).Add32(0).Add32(lNumber);
     }
     return lPacket;

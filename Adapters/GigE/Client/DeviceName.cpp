@@ -92,6 +92,7 @@ std::string FindDevice(const std::string& aName, const DiscoveryOptions& aWhere,
                               const std::string lScheme = "gev://";
                               const bool lIsText = aName.rfind(lScheme, 0) == 0;
                               const std::string lHost = aName.substr(0, aName.find_first_of(":?"));
+                              // An address needs no search, which lasts as long as devices may take to answer.
                               if (lIsText || KyGvcp::ParseAddress(lHost))
                               {
                                   DeviceAddress lAddress;

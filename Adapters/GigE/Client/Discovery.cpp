@@ -79,6 +79,7 @@ void Note(const SearchAnswer& aAnswer, Findings& aFound)
         const DeviceInformation lInformation = ParseInformation(aAnswer.mAcknowledge.mPayload);
         const std::string& lInterface = aAnswer.mInterface.mName;
         const Endpoint& lFrom = aAnswer.mFrom;
+        // The first answer counts: a device that is asked twice answers twice.
         aFound.try_emplace(
             {lInterface, lInformation.mMac, lFrom.mAddress, lFrom.mPort},
             FoundDevice{lInformation, KyGvcp::AddressText(lFrom.mAddress), lFrom.mPort, lInterface});
@@ -105,6 +106,7 @@ bool AskAll(const std::vector<Interface>& aInterfaces, const Endpoint& aTarget,
     const auto lCommand = KyGvcp::ParseCommand(aCommand.GetBytes());
     std::vector<std::unique_ptr<SearchSocket>> lSearches;
     std::vector<UdpSocket*> lSockets;
+    // A socket for each interface: a broadcast leaves a socket on one interface only.
     for (const Interface& lInterface : aInterfaces)
     {
         auto lSearch = std::make_unique<SearchSocket>();
@@ -126,6 +128,7 @@ bool AskAll(const std::vector<Interface>& aInterfaces, const Endpoint& aTarget,
         lAgain = lAsk ? Deadline(KyPlatform::cInfinite) : lAgain;
         for (const auto& lSearch : lSearches)
         {
+            // One answer of each socket in a turn: an interface with many devices does not keep the others waiting.
             lDone = Collect(*lSearch, *lCommand, aTake) || lDone;
             static_cast<void>(lAsk && Ask(*lSearch, aTarget, aCommand)); // ignored: it was asked before
         }

@@ -9,6 +9,7 @@ bool EventNumbers::Fits(uint64_t aNumber, unsigned aBits)
     const uint64_t lForward = (aNumber - mLast) & lMask;
     const uint64_t lBackward = (mLast - aNumber) & lMask;
     const bool lNear = lForward <= cReach || lBackward <= cReach;
+    // Doubted once only: a device that has leaped sends the event again, and is believed then.
     if (mInRow >= cSure && !lNear && !(mDoubts && mDoubted == aNumber))
     {
         mDoubts = true;
@@ -22,6 +23,7 @@ bool EventNumbers::Fits(uint64_t aNumber, unsigned aBits)
         mInRow = lCounts ? mInRow + 1 : 0;
         mLast = aNumber;
     }
+    // A number from before is that of an event that comes late, and moves nothing back.
     else if (lForward <= cReach)
     {
         mLast = aNumber;

@@ -54,6 +54,7 @@ std::string FindInterface(const std::string& aInterface, uint32_t aDevice, OwnSi
         return "The network interfaces " + lMatching.front().mName + " and " + lOther->mName +
                " both have the address " + aInterface + "; give a name.";
     }
+    // An interface may have several addresses. A device answers to the one in its own network.
     auto lBest = std::find_if(lMatching.begin(), lMatching.end(),
                               [&](const Interface& aCandidate) { return Contains(aCandidate, aDevice); });
     lBest = lBest != lMatching.end() ? lBest : lMatching.begin();
@@ -65,6 +66,7 @@ bool FindRoute(uint32_t aDevice, OwnSide& aOwn)
 {
     constexpr uint16_t cAnyPort = 9; // nothing is sent
     KyGvcp::UdpSocket lProbe;
+    // Connecting makes the system choose the way.
     const bool lFound = lProbe.Open({}) && lProbe.Connect({aDevice, cAnyPort});
     aOwn = {lFound ? lProbe.GetLocal().mAddress : 0, 0};
     return lFound;
@@ -84,6 +86,7 @@ std::string ChooseInterface(uint32_t aDevice, uint16_t aPort, uint32_t aTime, st
             lCandidates.push_back(lInterface);
         }
     }
+    // With one interface in the network of the device, or with none, the routes decide.
     if (lCandidates.size() < 2 || IsOwn(lAll, aDevice))
     {
         return {};
@@ -99,6 +102,8 @@ std::string ChooseInterface(uint32_t aDevice, uint16_t aPort, uint32_t aTime, st
         lAnswers +=
             (lAnswers.empty() ? "" : ", ") + MacText(lDevice.mInformation.mMac) + " on " + lDevice.mInterface;
     }
+    // Two networks may each have a device of this address. One device that answers on several interfaces leaves no doubt: any of
+    // them leads to it.
     const bool lOne =
         std::all_of(lFound.begin(), lFound.end(),
                     [&](const FoundDevice& aDeviceFound)

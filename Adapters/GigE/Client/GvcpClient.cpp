@@ -178,6 +178,7 @@ KyResult GvcpClient::Open(MessageChannel::EventHandler aEvents, Preparation aPre
 
 void GvcpClient::Close()
 {
+    // The keeper first: it would connect again.
     if (mKeeper.joinable())
     {
         {
@@ -202,6 +203,7 @@ void GvcpClient::GiveBack() noexcept
     {
         return;
     }
+    // The control last: without it the device refuses to close its message channel.
     constexpr std::array cRegisters = {KyGvcp::cMessagePortRegister, KyGvcp::cControlPrivilegeRegister};
     for (const uint32_t lRegister : cRegisters)
     {
@@ -443,6 +445,7 @@ KyResult GvcpClient::ConfigureEvents()
         {{KyGvcp::cMessageAddressRegister, lOwn.mAddress},
          {KyGvcp::cMessageTimeoutRegister, mOptions.mEventTimeout},
          {KyGvcp::cMessageRetriesRegister, mOptions.mEventRetries},
+         // Last: the port opens the channel, and the device sends from then on.
          {KyGvcp::cMessagePortRegister, lOwn.mPort}}};
     for (const auto& [lRegister, lValue] : lSettings)
     {
@@ -486,6 +489,7 @@ KyResult GvcpClient::ProveControl(uint64_t aConnection)
         if (lResult.GetCode() == KyResult::NO_CONNECTION || lResult.GetCode() == KyGvcp::cAccessDenied ||
             lResult.GetCode() == KyGvcp::cBusy)
         {
+            // A busy device is alive. The next heartbeat asks it again.
             return lResult.GetCode() == KyGvcp::cBusy ? KyResult() : lResult;
         }
     }

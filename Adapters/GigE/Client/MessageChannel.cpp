@@ -30,6 +30,7 @@ KyResult MessageChannel::Open(uint32_t aLocal, uint32_t aDevice, EventHandler aH
     mHandler = std::move(aHandler);
     Listen(0);
     mStop = false;
+    // Last: the thread uses what is set above.
     mThread = std::thread([this] { Run(); });
     return lResult;
 }
@@ -79,12 +80,14 @@ KyGvcp::Endpoint MessageChannel::GetLocal()
 
 void MessageChannel::Listen(uint16_t aDevicePort)
 {
+    // The numbers belong to the event thread, which forgets them itself. A device that has started anew counts from the beginning.
     mForget = true;
     mSource = aDevicePort;
 }
 
 void MessageChannel::OpenWay()
 {
+    // An empty datagram: firewalls let in what comes from where something was sent to.
     const uint32_t lPort = mSource;
     const auto lSocket = GetSocket();
     if (lSocket != nullptr && lPort != cAnyPort && lPort != cNobody)
@@ -134,6 +137,7 @@ void MessageChannel::RunTasks()
     std::vector<Task> lTasks;
     {
         const LockScope lScope(mLock);
+        // Done without the lock: a task calls sinks, and these may post further tasks.
         lTasks.swap(mTasks);
     }
     for (const Task& lTask : lTasks)
@@ -211,6 +215,8 @@ void MessageChannel::HandlePacket(Bytes aPacket, const KyGvcp::Endpoint& aFrom)
     uint32_t lAny = cAnyPort;
     if (!lEvents.empty())
     {
+        // A device whose registers do not name its port shows it with its first event. Packets from other ports are
+        // not the device's from then on.
         mSource.compare_exchange_strong(lAny, aFrom.mPort);
     }
     // At once: the device sends again what is not acknowledged in time, and sinks take their time. Also what

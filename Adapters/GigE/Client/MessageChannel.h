@@ -59,7 +59,7 @@ public:
     /// Lets a firewall on the way know that packets from the device are wanted. Such a hole closes after a
     /// while.
     void OpenWay();
-    /// Does aTask on the channel's thread, behind what it does now. Nothing when the channel is closed.
+    /// Does aTask on the channel's thread, after what it does now. Nothing when the channel is closed.
     void Post(Task aTask);
 
     /// Packets that came again and were left out.
@@ -91,7 +91,7 @@ private:
     std::atomic<bool> mForget = false;        // the numbers
     EventNumbers mNumbers;                    // the thread's
     std::array<uint8_t, KyGvcp::cMaxPacket> mIn{};
-    // Hashes of the last packets, each at its identifier. A device that tells of each byte of a fast line
+    // Hashes of the last packets, each at its identifier. A device that reports each byte of a fast line
     // sends some ten thousand a second, and a packet that the network held up may be as late as a device goes
     // on repeating it.
     std::vector<uint64_t> mSeen = std::vector<uint64_t>(8192);

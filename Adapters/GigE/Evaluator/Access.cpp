@@ -69,6 +69,7 @@ bool Evaluator::FindAccess(NodeId aNode, Access& aAccess)
     {
         return false;
     }
+    // Takes rights away, and gives none that the register does not have.
     Narrow(mNodes.GetText(aNode, PropertyId::ImposedAccessMode), aAccess);
     aAccess.mLocked = aAccess.mLocked || lLocked.mAny;
     aAccess.mAvailable = aAccess.mAvailable && (aAccess.mReadable || aAccess.mWritable);

@@ -88,6 +88,7 @@ void Dependencies::CollectUsers()
             }
         }
     };
+    // Counted, then filled from the end of each range: one list for all nodes, with one allocation.
     lForEach([&](NodeId aUsed, NodeId) { ++mFirstUser[aUsed]; });
     uint32_t lEnd = 0;
     for (uint32_t& lFirst : mFirstUser)
@@ -343,6 +344,7 @@ void Dependencies::List(NodeId aCategory, size_t aDepth, Listing& aListing) cons
         {
             continue;
         }
+        // A feature in two categories is listed once, and categories that contain each other come to an end.
         aListing.mSeen[lNode] = true;
         if (IsFeature(mNodes.Get(lNode)))
         {
@@ -379,6 +381,7 @@ std::vector<ListedFeature> Dependencies::GetFeatures() const
     }
     for (NodeId lNode = 0; lNode < mNodes.GetCount(); ++lNode)
     {
+        // Without categories all features are listed; of two with one name the first.
         if (IsFeature(mNodes.Get(lNode)) && mNodes.FindNode(mNodes.Get(lNode).mName) == lNode)
         {
             Add(lNode, {}, lListing);

@@ -26,6 +26,7 @@ void Evaluator::Begin()
     mExpressions.clear();
     mRanges.clear();
     mWritten.clear();
+    // A write past the features may have changed any register.
     const uint64_t lForeignWrites = mSpace.GetForeignWrites();
     if (lForeignWrites != mForeignWrites)
     {
@@ -38,6 +39,7 @@ bool Evaluator::Fail(uint32_t aStatus, const std::string& aText)
 {
     if (!mFailure)
     {
+        // The first one is the cause; those that follow from it say less.
         mFailure = KyResult(aStatus, KyString(aText.c_str(), aText.size()));
     }
     return false;

@@ -116,6 +116,7 @@ private:
         }
         else
         {
+            // A double has 53 bits: it would take large whole numbers for equal.
             const int64_t lLeft = *aLeft.Truncated();
             const int64_t lRight = *aRight.Truncated();
             lOrder = lLeft < lRight ? -1 : lLeft > lRight ? 1 : 0;
@@ -202,6 +203,7 @@ private:
         }
         if (aCode == Code::ShiftLeft)
         {
+            // C++ leaves a shift by the width or more undefined.
             return PushInteger(aCount < 64 ? Wrapped(Bits(aLeft) << Bits(aCount)) : 0);
         }
         return PushInteger(aLeft >> std::min<int64_t>(aCount, 63));

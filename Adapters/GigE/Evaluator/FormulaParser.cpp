@@ -277,6 +277,7 @@ bool FormulaParser::ParseNumber()
     {
         const char lChar = mText[mNext];
         const char lBefore = mNext > lBegin ? mText[mNext - 1] : '\0';
+        // "1e-3" is one number; "0x1e-3" is a difference.
         const bool lExponentSign = (lChar == '+' || lChar == '-') && (lBefore == 'e' || lBefore == 'E');
         if (!IsNamePart(lChar) && !(lExponentSign && !lHexadecimal))
         {
@@ -290,7 +291,7 @@ bool FormulaParser::ParseNumber()
         EmitConstant(Number::Integer(*lInteger));
         return true;
     }
-    if (lText == "9223372036854775808") // behind a minus the smallest number
+    if (lText == "9223372036854775808") // the smallest number, after a minus
     {
         EmitConstant(Number::Integer(std::numeric_limits<int64_t>::min()));
         return true;

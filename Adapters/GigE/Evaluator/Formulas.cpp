@@ -119,10 +119,12 @@ bool Evaluator::GetVariable(NodeId aNode, std::string_view aName, const Argument
             return GetExpression(aNode, lProperty, aArgument, aValue);
         }
     }
+    // A variable may have a dot in its own name, which counts before the part of another one.
     if (lDotted != nullptr && lDot != std::string_view::npos)
     {
         return GetSuffixed(aNode, *lDotted, aName.substr(lDot + 1), aValue);
     }
+    // Last: a description may have variables of these names.
     if (aName == "E" || aName == "PI")
     {
         aValue = Number::Float(aName == "E" ? 2.71828182845904523536 : 3.14159265358979323846);

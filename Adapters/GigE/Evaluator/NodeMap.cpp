@@ -148,6 +148,7 @@ bool NodeMap::IsReadable(const std::string& aName)
 {
     const LockScope lScope(mLock);
     Use lUse = Begin(aName);
+    // A command has no value, though its register may have one.
     return lUse.mKind != NodeKind::Category && lUse.mKind != NodeKind::Command &&
            CheckReadable(lUse, aName).IsOK();
 }
@@ -364,6 +365,7 @@ bool NodeMap::SetEntry(const Use& aUse, const std::string& aName, const std::str
         {
             return false;
         }
+        // An entry that is not available may have a twin of the same name that is.
         if (lAccess.mAvailable)
         {
             return mEvaluator.GetNumber(lProperty.mNode, lNumber) &&

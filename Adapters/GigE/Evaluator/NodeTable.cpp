@@ -46,6 +46,7 @@ constexpr auto cProperties = MakeWordTable<PropertyId>({{"Visibility", PropertyI
                                                         {"Address", PropertyId::Address},
                                                         {"Length", PropertyId::Length},
                                                         {"Sign", PropertyId::Sign},
+                                                        // So the standard spells it.
                                                         {"Endianess", PropertyId::Endianess},
                                                         {"Bit", PropertyId::Bit},
                                                         {"LSB", PropertyId::Lsb},
@@ -199,7 +200,7 @@ NodeId NodeTable::AddNode(const XmlDocument& aDocument, Index aElement, ElementK
 void NodeTable::AddProperty(const XmlDocument& aDocument, Index aChild)
 {
     const XmlDocument::Element& lChild = aDocument.Get(aChild);
-    // A node inside another one, which holds no further ones.
+    // A node inside another one, which holds no further ones. A formula inside a register is a part of its address.
     if (lChild.mName == "EnumEntry" || lChild.mName == "IntSwissKnife")
     {
         const bool lEntry = lChild.mName == "EnumEntry";

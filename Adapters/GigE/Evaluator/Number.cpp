@@ -72,6 +72,7 @@ std::optional<int64_t> Number::Rounded() const
     return mIsFloat ? Whole(std::round(mFloat)) : std::optional(mInteger);
 }
 
+// The parser of the standard library takes no plus sign; descriptions have some.
 std::optional<int64_t> ParseInteger(std::string_view aText)
 {
     if (aText.size() > 1 && aText[0] == '+' && aText[1] != '-')
@@ -81,6 +82,7 @@ std::optional<int64_t> ParseInteger(std::string_view aText)
     const char* const lEnd = aText.data() + aText.size();
     if (aText.size() > 2 && aText[0] == '0' && (aText[1] == 'x' || aText[1] == 'X'))
     {
+        // Hexadecimal numbers are bits: those with the highest one are negative.
         uint64_t lValue = 0;
         const auto lResult = std::from_chars(aText.data() + 2, lEnd, lValue, 16);
         return lResult.ec == std::errc() && lResult.ptr == lEnd ? std::optional(static_cast<int64_t>(lValue))

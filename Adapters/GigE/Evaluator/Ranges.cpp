@@ -85,6 +85,7 @@ bool Evaluator::GetConverterRange(NodeId aNode, Range& aRange)
         return !mFailure;
     }
     const Property* const lFormula = mNodes.Find(aNode, PropertyId::FormulaFrom);
+    // A formula that rises and falls has its extremes anywhere.
     if (!lBase.mMin || !lBase.mMax || lFormula == nullptr ||
         mNodes.GetText(aNode, PropertyId::Slope) == "Varying")
     {
@@ -111,7 +112,7 @@ void Evaluator::GetRegisterRange(NodeId aNode, Range& aRange)
     Field lField;
     if (!GetNumberSpot(aNode, lSpot) || !GetField(aNode, lSpot, lField))
     {
-        mFailure.reset(); // the value tells
+        mFailure.reset(); // reading the value reports it
         return;
     }
     const bool lWhole = lField.mWidth >= 64;

@@ -20,6 +20,7 @@ void RegisterCache::Keep(NodeId aNode, uint64_t aAddress, std::span<const uint8_
     {
         return;
     }
+    // All at once: which entry is needed next is unknown, and reading it again costs one packet.
     if (mBytes + aBytes.size() > cMostBytes)
     {
         Clear();

@@ -65,6 +65,7 @@ bool Evaluator::GetPort(NodeId aNode, RegisterSpot& aSpot)
     {
         return false;
     }
+    // Chunks come with images, which this adapter does not receive.
     if (mNodes.Get(lPort->mNode).mKind != ElementKind::Port ||
         mNodes.Find(lPort->mNode, PropertyId::ChunkId) != nullptr ||
         mNodes.Find(lPort->mNode, PropertyId::PChunkId) != nullptr)
@@ -103,6 +104,7 @@ bool Evaluator::GetAddress(NodeId aNode, uint64_t& aAddress)
         }
         else if (lProperty.mId == PropertyId::Index)
         {
+            // The table of nodes keeps the offset right after its index. Without one an index counts registers.
             const Property* const lOffset =
                 lPlace + 1 < lProperties.size() ? &lProperties[lPlace + 1] : nullptr;
             int64_t lIndex = 0;
@@ -120,7 +122,8 @@ bool Evaluator::GetAddress(NodeId aNode, uint64_t& aAddress)
             lLength = lConstant || lReference ? static_cast<uint64_t>(lStep.Rounded().value_or(0)) : lLength;
             lPart = static_cast<int64_t>(static_cast<uint64_t>(lIndex) * lLength);
         }
-        aAddress += static_cast<uint64_t>(lPart); // all parts add up
+        // All parts add up. Unsigned: those of a hostile device may wrap.
+        aAddress += static_cast<uint64_t>(lPart);
     }
     return true;
 }
@@ -136,6 +139,7 @@ bool Evaluator::GetLength(NodeId aNode, uint64_t& aLength)
     {
         return FailAt(aNode, "it has no length");
     }
+    // A length that is no whole number is too long as well.
     aLength = static_cast<uint64_t>(lLength->Rounded().value_or(-1));
     // Bytes are not read here but by the caller, who brings the memory.
     const bool lBytes = mNodes.Get(aNode).mKind == ElementKind::Register;
@@ -160,6 +164,7 @@ bool Evaluator::GetField(NodeId aNode, const RegisterSpot& aSpot, Field& aField)
     const auto lSize = static_cast<unsigned>(8 * aSpot.mLength);
     const std::string_view lOrder = mNodes.GetText(aNode, PropertyId::Endianess);
     aField.mSigned = mNodes.GetText(aNode, PropertyId::Sign) == "Signed";
+    // A register is little-endian and unsigned when its description says nothing.
     aField.mLittle = lOrder != "BigEndian";
     aField.mShift = 0;
     aField.mWidth = lSize;
@@ -255,6 +260,7 @@ bool Evaluator::ReadString(NodeId aNode, std::string& aValue)
     {
         return false;
     }
+    // A text that fills its register has no end mark.
     const auto lEnd = std::find(lBytes.begin(), lBytes.end(), uint8_t{0});
     aValue.assign(lBytes.begin(), lEnd);
     return true;
@@ -417,7 +423,8 @@ bool Evaluator::WriteInteger(NodeId aNode, int64_t aValue)
     uint64_t lBits = (static_cast<uint64_t>(aValue) & MaskOf(lField.mWidth)) << lField.mShift;
     if (lField.mWidth < 8 * lSpot.mLength && mNodes.GetText(aNode, PropertyId::AccessMode) != "WO")
     {
-        // The other bits stay; in a register that cannot be read nobody knows them, and they are 0.
+        // The other bits stay; in a register that cannot be read nobody knows them, and they are 0. They are read anew: the
+        // device may have changed them since, and would get old ones back.
         uint64_t lOld = 0;
         mCache.Drop(aNode);
         if (!ReadBits(aNode, lSpot, lField.mLittle, lOld))
@@ -441,6 +448,7 @@ bool Evaluator::WriteFloat(NodeId aNode, double aValue)
     {
         return FailAt(aNode, "no number has its length");
     }
+    // The conversion is undefined for what a float cannot hold.
     if (lSingle && std::abs(aValue) > static_cast<double>(std::numeric_limits<float>::max()))
     {
         return Fail(cInvalidParameter,

@@ -76,6 +76,7 @@ std::optional<size_t> FindEnd(const Bytes& aArchive)
 {
     const size_t lSize = aArchive.GetSize();
     const size_t lFirst = lSize > cLongestTail ? lSize - cLongestTail : 0;
+    // From the end: the bytes of the mark may also be in a packed file.
     for (size_t lPlace = lSize; lPlace-- > lFirst;)
     {
         if (aArchive.Get4(lPlace) == 0x06054B50 && aArchive.Has(lPlace, cEndSize))
@@ -147,6 +148,7 @@ std::string Inflate(std::string_view aPacked, size_t aLargest, std::string& aTex
 
 std::string Unpack(const Bytes& aArchive, const Member& aMember, size_t aLargest, std::string& aText)
 {
+    // Bit 0: the file is encrypted.
     if ((aMember.mFlags & 1U) != 0 || aArchive.Get4(aMember.mPlace) != 0x04034B50)
     {
         return "its directory makes no sense";
@@ -184,6 +186,7 @@ std::string Unpack(const Bytes& aArchive, const Member& aMember, size_t aLargest
 std::string Unzip(std::string aFile, size_t aLargest, std::string& aText)
 {
     aText.clear();
+    // The first bytes decide, not the name that the device gives the file.
     if (aFile.compare(0, 2, "PK") != 0)
     {
         aText = std::move(aFile);

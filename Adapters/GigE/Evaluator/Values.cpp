@@ -5,6 +5,7 @@ namespace KyGigE
 
 bool Evaluator::GetNumber(NodeId aNode, Number& aValue)
 {
+    // Worked out once in a use. A node that many others name would else be read as often, and each layer of such nodes multiplies it.
     Memo& lMemo = mMemos[aNode];
     if (lMemo.mValueUse == mUse)
     {
@@ -127,6 +128,7 @@ bool Evaluator::GetIndexed(NodeId aNode, const Property& aIndex, Source& aSource
             lProperty.mId == PropertyId::ValueIndexed || lProperty.mId == PropertyId::PValueIndexed;
         const bool lDefault =
             lProperty.mId == PropertyId::ValueDefault || lProperty.mId == PropertyId::PValueDefault;
+        // The default counts wherever it stands, and an entry of the index before it.
         if ((lIndexed && ParseInteger(lProperty.mAttribute) == lIndex) || (lDefault && lChosen == nullptr))
         {
             lChosen = &lProperty;

@@ -50,6 +50,7 @@ bool Evaluator::SetByKind(NodeId aNode, const Number& aValue)
         {
             return false;
         }
+        // OnValue and OffValue are what a register holds. A value in the description itself is 1 or 0.
         const Number lPlain = Number::Integer(lOn ? 1 : 0);
         return SetSource(aNode, lSource.mConstant != nullptr ? lPlain : lStands.value_or(lPlain));
     }
@@ -84,6 +85,7 @@ bool Evaluator::SetSource(NodeId aNode, const Number& aValue)
     {
         return false;
     }
+    // The copies last: when the device refuses the value they stay as they were.
     for (const Property& lProperty : mNodes.GetProperties(aNode))
     {
         if (lProperty.mId == PropertyId::PValueCopy &&

@@ -237,6 +237,7 @@ private:
             return;
         }
         OpenElement& lOpen = mOpen.back();
+        // An element with children has no value of its own; between them are blanks.
         if (lOpen.mLastChild != XmlDocument::cNone)
         {
             return;
@@ -288,6 +289,7 @@ private:
         }
         else if (StartsWith("<!"))
         {
+            // It may define entities, which multiply a text without end. Descriptions have none.
             Fail("it has a document type");
         }
         else
@@ -402,6 +404,7 @@ private:
             Fail("it ends too early");
             return;
         }
+        // A quotation mark that is missing would take in the elements that follow.
         if (FindOrEnd(lBegin, lStop, '<') != lStop ||
             mDocument.mAttributes.size() >= XmlDocument::cMostAttributes)
         {

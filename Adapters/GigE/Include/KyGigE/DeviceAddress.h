@@ -19,7 +19,7 @@ struct DeviceAddress
 
 /// Takes "gev://ADDRESS-OR-HOST[:PORT][?interface=ADDRESS-OR-NAME]" apart. Asks neither the device nor the network.
 /// \param aAddress  Untouched on a failure.
-/// \return Empty; or why aText is none, in words for a user.
+/// \return Empty; or why aText is no address, in words for a user.
 KYGIGE_API std::string ParseDeviceAddress(const std::string& aText, DeviceAddress& aAddress);
 
 /// The text of an address, as ParseDeviceAddress() reads it.

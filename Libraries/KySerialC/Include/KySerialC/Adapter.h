@@ -12,7 +12,7 @@ extern "C"
 {
 #endif
 
-    /// A device that KyDeviceCreate() has made; 0 is none.
+    /// A device that KyDeviceCreate() has made; 0 is no device.
     typedef uint64_t KyDeviceHandle;
 
     /// What the library wants done with the camera. The application fills it in and gives it to

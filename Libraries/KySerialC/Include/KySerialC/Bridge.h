@@ -13,7 +13,7 @@ extern "C"
 {
 #endif
 
-    /// A bridge that KyBridgeCreate() has made; 0 is none. Calls on one bridge wait for each other.
+    /// A bridge that KyBridgeCreate() has made; 0 is no bridge. Calls on one bridge wait for each other.
     ///
     /// While it runs, the device port's mode, rate, parity and stop bits are the bridge's; stopping restores
     /// them. KY_NO_CONNECTION is the answer of every operation that needs a running bridge.

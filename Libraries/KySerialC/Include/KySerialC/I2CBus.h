@@ -12,7 +12,7 @@ extern "C"
 {
 #endif
 
-    /// A bus that KyI2CBusCreate() has made; 0 is none. Calls on one bus wait for each other.
+    /// A bus that KyI2CBusCreate() has made; 0 is no bus. Calls on one bus wait for each other.
     ///
     /// The port's mode on the device ("BulkMode") has to be I2C; see KyDeviceSetFeature(). Slave addresses
     /// are 7-bit values (0x50, not 0xA0). With aFastMode the bus runs at 400 kHz, else at 100 kHz. What a

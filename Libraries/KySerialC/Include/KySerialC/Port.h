@@ -11,7 +11,7 @@ extern "C"
 {
 #endif
 
-    /// A byte port that KyPortCreate() has made; 0 is none.
+    /// A byte port that KyPortCreate() has made; 0 is no port.
     ///
     /// One thread reads and another writes at the same time; further readers and writers wait for their turn,
     /// and so do opening, closing and changing the buffer's size, which wait for both: up to a read's

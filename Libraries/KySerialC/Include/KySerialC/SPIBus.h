@@ -12,7 +12,7 @@ extern "C"
 {
 #endif
 
-    /// A bus that KySPIBusCreate() has made; 0 is none. Calls on one bus wait for each other.
+    /// A bus that KySPIBusCreate() has made; 0 is no bus. Calls on one bus wait for each other.
     ///
     /// The port's mode on the device ("BulkMode") has to be SPI; see KyDeviceSetFeature(). A transfer is
     /// KySPIBusTransfer(); what it read is collected with KySPIBusRead().

@@ -18,7 +18,7 @@
 /// there.
 ///
 /// Results: KY_OK, or a code; KyGetLastText() has the words to it. Null where a pointer is needed is
-/// KY_BAD_PARAMETER. Numbers behind out-parameters are 0 after KY_INVALID_HANDLE, where nothing else is said.
+/// KY_BAD_PARAMETER. Numbers in out-parameters are 0 after KY_INVALID_HANDLE, where nothing else is said.
 ///
 /// Texts: UTF-8 or any other bytes, ended by NUL. A function that gives a text takes a buffer and its size:
 /// *aSize is the bytes at aBuffer, and afterwards those of the text with its NUL, also with

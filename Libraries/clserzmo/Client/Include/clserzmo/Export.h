@@ -1,8 +1,8 @@
 #ifndef CLSERZMO_EXPORT_H
 #define CLSERZMO_EXPORT_H
 
-/* How the functions of clser.h leave and enter a program. The library's own build defines CLSERZMO_BUILD; who
-   links it statically defines CLSERZMO_STATIC; programs define nothing. */
+/* How the functions of clser.h leave and enter a program. The library's own build defines CLSERZMO_BUILD; a
+   program that links it statically defines CLSERZMO_STATIC; other programs define nothing. */
 
 #if defined(_WIN32)
 #define CLSER_CALL __cdecl
