@@ -1,11 +1,9 @@
 #include "KySerial/EngineTest.h"
-#include "Support/WaitFor.h"
+#include "Support/TimeOf.h"
 
 #include "BulkIPEngine.h"
 
-#include <algorithm>
-#include <atomic>
-#include <chrono>
+#include <limits>
 #include <thread>
 
 using namespace KyTest;
@@ -16,6 +14,7 @@ namespace
 
 constexpr char cWrite[] = "KySerialLib::BulkIPEngine::Write";
 constexpr char cNotify[] = "KySerialLib::BulkIPEngine::NotifyEvent";
+constexpr std::chrono::milliseconds cLeast{299}; // for a chunk that is not confirmed
 constexpr uint32_t cUart = 1U << 12;
 constexpr uint32_t cI2C = 2U << 12;
 constexpr uint32_t cTxEmpty = 0x800;
@@ -51,10 +50,17 @@ protected:
         Open(aConfig, aRate);
     }
 
-    // The device confirms every chunk from inside the memory write.
-    void Confirm(uint32_t aStatus)
+    // The device confirms every chunk, or the first ones of a write, from inside the memory write.
+    void Confirm(uint32_t aStatus, int aChunks = std::numeric_limits<int>::max())
     {
-        mDevice.OnCall(Slot::WriteMemory, [this, aStatus] { mDevice.SendEvent(0x9000, Words({aStatus})); });
+        mDevice.OnCall(Slot::WriteMemory,
+                       [this, aStatus, aChunks]
+                       {
+                           if (mDevice.GetCallCount(Slot::WriteMemory) <= aChunks)
+                           {
+                               mDevice.SendEvent(0x9000, Words({aStatus}));
+                           }
+                       });
     }
 
     KyResult Write(const Bytes& aBytes)
@@ -80,6 +86,13 @@ protected:
     static std::string TimedOut(int aSent)
     {
         return "Timed out waiting for Tx interrupt after sending " + std::to_string(aSent) + " bytes";
+    }
+
+    // Writes so many bytes, of which the device gets some and falls silent.
+    void ExpectTimeOut(size_t aSize, int aSent)
+    {
+        EXPECT_THAT(Write(Count(aSize)), IsResult(KyResult::TIMED_OUT, TimedOut(aSent).c_str()));
+        EXPECT_EQ(mWritten, static_cast<uint32_t>(aSent));
     }
 
     uint32_t mWritten = 0xDEAD;
@@ -121,46 +134,6 @@ TEST_F(BulkIPEngineWriteTest, SendsLongWritesInChunks)
                      lPartial}));
 }
 
-TEST_F(BulkIPEngineWriteTest, EndsAWriteBetweenTwoChunksWithoutAFailure)
-{
-    Open(cUart);
-    int lChunks = 0;
-    mDevice.OnCall(Slot::WriteMemory,
-                   [&]
-                   {
-                       mEngine.EndWrites(++lChunks == 2);
-                       mDevice.SendEvent(0x9000, Words({cTxEmpty}));
-                   });
-    EXPECT_THAT(Write(Count(1000)), IsOK());
-    EXPECT_EQ(mWritten, 508U);
-    EXPECT_THAT(Write(Count(1000)), IsOK()); // still in force
-    EXPECT_EQ(mWritten, 0U);
-    mEngine.EndWrites(false);
-    EXPECT_THAT(Write(Count(1000)), IsOK());
-    EXPECT_EQ(mWritten, 1000U);
-}
-
-// The interrupt never comes: neither that with room for the next chunk, nor that for the last one.
-TEST_F(BulkIPEngineWriteTest, EndsAWriteThatWaitsForAnInterrupt)
-{
-    for (const size_t lSize : {size_t{1000}, size_t{200}})
-    {
-        Reopen(cUart);
-        mEngine.EndWrites(false);
-        std::atomic<bool> lSent{false};
-        mDevice.OnCall(Slot::WriteMemory, [&] { lSent = true; });
-        std::thread lEnd(
-            [&]
-            {
-                EXPECT_TRUE(WaitFor([&] { return lSent.load(); }));
-                mEngine.EndWrites(true);
-            });
-        EXPECT_THAT(Write(Count(lSize)), IsOK());
-        lEnd.join();
-        EXPECT_EQ(mWritten, std::min(lSize, size_t{256}));
-    }
-}
-
 TEST_F(BulkIPEngineWriteTest, SizesChunksByInterfaceAndThreshold)
 {
     struct Case
@@ -197,8 +170,7 @@ TEST_F(BulkIPEngineWriteTest, EndsAfterAnEmptyChunkWhenTheThresholdLeavesNoRoom)
         const size_t lSize = static_cast<size_t>(lFirst);
         EXPECT_THAT(Write(Count(lSize)), IsOK()); // as many as the first chunk takes
         Forget();
-        EXPECT_THAT(Write(Count(lSize + 2)), IsResult(KyResult::TIMED_OUT, TimedOut(lFirst).c_str()));
-        EXPECT_EQ(mWritten, lSize);
+        ExpectTimeOut(lSize + 2, lFirst);
         EXPECT_EQ(mDevice.TakeCalls(), Chunks({lSize, 0}));
         EXPECT_EQ(mAsserts.Take(), Broken({"lBytesAllowed"}));
         Lines lLines = TakeLog();
@@ -213,17 +185,8 @@ TEST_F(BulkIPEngineWriteTest, EndsAfterAnEmptyChunkWhenTheThresholdLeavesNoRoom)
 TEST_F(BulkIPEngineWriteTest, WaitsForTheInterruptOfAnEmptyChunkToo)
 {
     Open(cUart | 252U << 24);
-    mDevice.OnCall(Slot::WriteMemory,
-                   [this]
-                   {
-                       if (mDevice.GetCallCount(Slot::WriteMemory) == 1)
-                       {
-                           mDevice.SendEvent(0x9000, Words({cTxEmpty}));
-                       }
-                   });
-    const auto lStart = std::chrono::steady_clock::now();
-    EXPECT_THAT(Write(Count(300)), IsResult(KyResult::TIMED_OUT, TimedOut(256).c_str()));
-    EXPECT_GE(std::chrono::steady_clock::now() - lStart, std::chrono::milliseconds(299));
+    Confirm(cTxEmpty, 1);
+    EXPECT_GE(TimeOf([this] { ExpectTimeOut(300, 256); }), cLeast);
     EXPECT_EQ(mDevice.TakeCalls(), Chunks({256, 0}));
     EXPECT_EQ(mAsserts.Take(), Broken({"lBytesAllowed"}));
 }
@@ -269,39 +232,12 @@ TEST_F(BulkIPEngineWriteTest, SendsTheNextChunkOnEitherTxInterrupt)
     }
 }
 
-TEST_F(BulkIPEngineWriteTest, WaitsForInterruptsFromTheEventThread)
-{
-    Open(cUart | 6 << 5);
-    mEngine.SetI2CTransfer(true); // twice the time, for a busy machine
-    std::vector<std::thread> lEvents;
-    mDevice.OnCall(Slot::WriteMemory,
-                   [&]
-                   {
-                       lEvents.emplace_back(
-                           [this]
-                           {
-                               std::this_thread::sleep_for(std::chrono::milliseconds(20));
-                               mDevice.SendEvent(0x9000, Words({cTxEmpty}));
-                           });
-                   });
-    const auto lStart = std::chrono::steady_clock::now();
-    EXPECT_THAT(Write(Count(300)), IsOK());
-    EXPECT_GE(std::chrono::steady_clock::now() - lStart, std::chrono::milliseconds(39));
-    for (std::thread& lThread : lEvents)
-    {
-        lThread.join();
-    }
-}
-
 TEST_F(BulkIPEngineWriteTest, TimesOutBeforeTheSecondChunk)
 {
     Open(cUart);
     mDevice.SendEvent(0x9000, Words({cTxEmpty | cTxPartial})); // of an earlier chunk: does not count
     Forget();
-    const auto lStart = std::chrono::steady_clock::now();
-    EXPECT_THAT(Write(Count(300)), IsResult(KyResult::TIMED_OUT, TimedOut(256).c_str()));
-    EXPECT_GE(std::chrono::steady_clock::now() - lStart, std::chrono::milliseconds(299));
-    EXPECT_EQ(mWritten, 256U);
+    EXPECT_GE(TimeOf([this] { ExpectTimeOut(300, 256); }), cLeast);
     EXPECT_EQ(mDevice.TakeCalls(), Chunks({256}));
     EXPECT_EQ(TakeLog(), (Lines{{PriorityInfo, cWrite, "Sending 300 bytes of data over bulk port"},
                                 {PriorityDebug, cWrite, "Transmitting 256 byte chunk (0 bytes already sent)"},
@@ -313,24 +249,17 @@ TEST_F(BulkIPEngineWriteTest, TimesOutWhenTheFifoDoesNotRunEmpty)
     Open(cUart);
     mDevice.SendEvent(0x9000, Words({cTxEmpty}));
     Confirm(cTxPartial); // room is not enough after the last chunk
-    const auto lStart = std::chrono::steady_clock::now();
-    EXPECT_THAT(Write(Count(10)), IsResult(KyResult::TIMED_OUT, TimedOut(10).c_str()));
-    EXPECT_GE(std::chrono::steady_clock::now() - lStart, std::chrono::milliseconds(299));
-    EXPECT_EQ(mWritten, 10U);
+    EXPECT_GE(TimeOf([this] { ExpectTimeOut(10, 10); }), cLeast);
+    DisableEveryPriority();
+    ExpectTimeOut(3, 3); // all the same
+    EXPECT_EQ(mLog.Take().back(), (LogLine{PriorityError, cWrite, TimedOut(10)}));
 }
 
 TEST_F(BulkIPEngineWriteTest, OneInterruptLetsOneChunkThrough)
 {
     Open(cUart | 6 << 5);
-    mDevice.OnCall(Slot::WriteMemory,
-                   [this]
-                   {
-                       if (mDevice.GetCallCount(Slot::WriteMemory) == 1)
-                       {
-                           mDevice.SendEvent(0x9000, Words({cTxPartial}));
-                       }
-                   });
-    EXPECT_THAT(Write(Count(600)), IsResult(KyResult::TIMED_OUT, TimedOut(508).c_str()));
+    Confirm(cTxPartial, 1);
+    ExpectTimeOut(600, 508);
     EXPECT_EQ(mDevice.TakeCalls(), Chunks({256, 252}));
 }
 
@@ -364,7 +293,7 @@ TEST_F(BulkIPEngineWriteTest, OneInterruptLetsOneChunkThroughEvenWhenItComesSlow
                                [this] { mDevice.SendEvent(0x9000, Words({cTxEmpty | cTxPartial})); });
                        }
                    });
-    EXPECT_THAT(Write(Count(600)), IsResult(KyResult::TIMED_OUT, TimedOut(508).c_str()));
+    ExpectTimeOut(600, 508);
     lEvents.join();
     EXPECT_EQ(mDevice.TakeCalls(), Chunks({256, 252}, "0x80001000"));
 }
@@ -372,13 +301,12 @@ TEST_F(BulkIPEngineWriteTest, OneInterruptLetsOneChunkThroughEvenWhenItComesSlow
 TEST_F(BulkIPEngineWriteTest, LooksAtTheLastInterruptWhenThereIsNothingToSend)
 {
     Open(cUart);
-    EXPECT_THAT(mEngine.Write(nullptr, 0, mWritten), IsResult(KyResult::TIMED_OUT, TimedOut(0).c_str()));
-    EXPECT_EQ(mWritten, 0U);
+    ExpectTimeOut(0, 0);
     EXPECT_EQ(mDevice.TakeCalls(), Calls{"IsConnected"});
     EXPECT_EQ(TakeLog(), (Lines{{PriorityInfo, cWrite, "Sending 0 bytes of data over bulk port"},
                                 {PriorityError, cWrite, TimedOut(0)}}));
     mDevice.SendEvent(0x9000, Words({cTxPartial}));
-    EXPECT_EQ(mEngine.Write(nullptr, 0, mWritten).GetCode(), KyResult::TIMED_OUT);
+    ExpectTimeOut(0, 0);
     mDevice.SendEvent(0x9000, Words({cTxEmpty}));
     EXPECT_THAT(mEngine.Write(nullptr, 0, mWritten), IsOK());
     EXPECT_THAT(mEngine.Write(nullptr, 0, mWritten), IsOK()); // the signal stays
@@ -396,41 +324,6 @@ TEST_F(BulkIPEngineWriteTest, PassesOnARefusedChunk)
     {
         EXPECT_LT(lLine.mPriority, PriorityWarning) << lLine;
     }
-}
-
-TEST_F(BulkIPEngineWriteTest, DoesNotWriteWithoutADevice)
-{
-    EXPECT_THAT(Write({1}), IsResult(KyResult::NO_CONNECTION, "Device pointer is NULL."));
-    EXPECT_EQ(TakeLogOf("DeviceChecks"), (Lines{{PriorityError, cWrite, "Device pointer is NULL."}}));
-}
-
-TEST_F(BulkIPEngineWriteTest, DoesNotWriteToADisconnectedDevice)
-{
-    Open(cUart);
-    mDevice.SetAnswer(Slot::IsConnected, false);
-    const char* const lText = "The device is not currently connected.";
-    EXPECT_THAT(Write({1}), IsResult(KyResult::NO_CONNECTION, lText));
-    EXPECT_EQ(mWritten, 0U);
-    EXPECT_EQ(mDevice.TakeCalls(), Calls{"IsConnected"});
-    EXPECT_EQ(TakeLog(), (Lines{{PriorityError, cWrite, lText}}));
-}
-
-TEST_F(BulkIPEngineWriteTest, RefusesANullBuffer)
-{
-    Open(cUart);
-    EXPECT_EQ(mEngine.Write(nullptr, 3, mWritten).GetCode(), KyResult::BAD_PARAMETER);
-    EXPECT_EQ(mWritten, 0U);
-    EXPECT_EQ(mDevice.GetCallCount(Slot::WriteMemory), 0);
-}
-
-TEST_F(BulkIPEngineWriteTest, FailsTheSameWhenNoPriorityIsEnabled)
-{
-    DisableEveryPriority();
-    Open(cUart);
-    EXPECT_THAT(Write(Count(3)), IsResult(KyResult::TIMED_OUT, TimedOut(3).c_str()));
-    Confirm(cTxEmpty);
-    EXPECT_THAT(Write(Count(600)), IsOK());
-    EXPECT_EQ(TakeLog(), Lines());
 }
 
 TEST_F(BulkIPEngineWriteTest, TakesTheUartRateFromItsTable)

@@ -35,30 +35,22 @@ public:
     }
 };
 
-TEST(BulkWithI2CTest, StartsWithoutFlags)
-{
-    EXPECT_EQ(TestBulk().GetFlags(), "0000");
-}
-
 TEST(BulkWithI2CTest, StoresEachFlagAndNothingElse)
 {
     TestBulk lBulk;
-    lBulk.SetI2CFastMode(true);
-    EXPECT_EQ(lBulk.GetFlags(), "1000");
-    lBulk.SetI2CStop(true);
-    EXPECT_EQ(lBulk.GetFlags(), "1100");
-    lBulk.SetI2CFlag3(true);
-    EXPECT_EQ(lBulk.GetFlags(), "1110");
-    lBulk.SetI2CTransfer(true);
-    EXPECT_EQ(lBulk.GetFlags(), "1111");
-    lBulk.SetI2CFastMode(false);
-    EXPECT_EQ(lBulk.GetFlags(), "0111");
-    lBulk.SetI2CStop(false);
-    EXPECT_EQ(lBulk.GetFlags(), "0011");
-    lBulk.SetI2CFlag3(false);
-    EXPECT_EQ(lBulk.GetFlags(), "0001");
-    lBulk.SetI2CTransfer(false);
-    EXPECT_EQ(lBulk.GetFlags(), "0000");
+    std::string lFlags = "0000";
+    EXPECT_EQ(lBulk.GetFlags(), lFlags);
+    for (const bool lValue : {true, false})
+    {
+        size_t lFlag = 0;
+        for (const auto& lSet : {&BulkWithI2C::SetI2CFastMode, &BulkWithI2C::SetI2CStop,
+                                 &BulkWithI2C::SetI2CFlag3, &BulkWithI2C::SetI2CTransfer})
+        {
+            (lBulk.*lSet)(lValue);
+            lFlags[lFlag++] = lValue ? '1' : '0';
+            EXPECT_EQ(lBulk.GetFlags(), lFlags);
+        }
+    }
 }
 
 TEST(BulkWithI2CTest, IsTheBaseOfBothBulkEngines)

@@ -8,11 +8,6 @@ using namespace KySerialLib;
 namespace
 {
 
-constexpr char cNotSupported[] = "The specified port is not supported by this device.";
-constexpr char cInUse[] = "The specified port is already in use.";
-constexpr char cNull[] = "Device pointer is NULL.";
-constexpr char cDisconnected[] = "The device is not currently connected.";
-
 template<typename Bus>
 class BusContractTest : public BusTest<Bus>
 {

@@ -6,7 +6,6 @@
 #include "DeviceSPIBus.h"
 #include "KySerial/KyDeviceI2CBus.h"
 #include "KySerial/KyDeviceSPIBus.h"
-#include "PortMap.h"
 
 #include <type_traits>
 
@@ -55,17 +54,6 @@ protected:
     }
 
     KyResult Open(int aPort) { return mBus->Open(&mDevice, static_cast<KyDeviceSerial>(aPort)); }
-
-    bool IsFree(int aPort)
-    {
-        const KyDeviceSerial lPort = static_cast<KyDeviceSerial>(aPort);
-        const bool lFree = KySerialLib::PortMap::GetInstance().Lock(&mDevice, lPort);
-        if (lFree)
-        {
-            EXPECT_TRUE(KySerialLib::PortMap::GetInstance().Unlock(&mDevice, lPort));
-        }
-        return lFree;
-    }
 
     // A device whose features without a name are there: the only one that seems to have a bus elsewhere.
     void OfferNamelessFeatures()

@@ -1,7 +1,6 @@
-// What every engine owes when it is opened and closed.
+// What every engine owes when it is asked for a port, opened and closed.
 
 #include "KySerial/EngineKinds.h"
-#include "PortMap.h"
 
 using namespace KyTest;
 using namespace KySerialLib;
@@ -9,34 +8,41 @@ using namespace KySerialLib;
 namespace
 {
 
-constexpr char cNull[] = "Device pointer is NULL.";
-constexpr char cDisconnected[] = "The device is not currently connected.";
-constexpr char cInUse[] = "The specified port is already in use.";
-
-// What both register engines ask the adapter before they look at their port.
-const Calls cAskCapabilities =
-    Join({{"IsConnected", "IsKorvoVideoInterface"}, cIdentify, {"IsGigEVision"}, {"ReadRegister(0xb8fc)"}});
-
 class EngineContractTest : public EngineKindTest
 {
 protected:
-    bool IsFree()
-    {
-        return PortMap::GetInstance().Lock(&mDevice, mPort) && PortMap::GetInstance().Unlock(&mDevice, mPort);
-    }
-
-    static bool IsSupported(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
+    static bool IsSupported(IKyDeviceAdapter* aDevice, int aPort)
     {
         constexpr bool (*cQuestions[])(IKyDeviceAdapter*, KyDeviceSerial) = {
             &SerialPortIPEngine::IsSupported, &BulkIPEngine::IsSupported, &IRegisterSerialPort::IsSupported};
-        return cQuestions[static_cast<int>(GetParam())](aDevice, aPort);
+        return cQuestions[static_cast<int>(GetParam())](aDevice, static_cast<KyDeviceSerial>(aPort));
+    }
+
+    // The device has no such port, asked with these calls, and one line says why.
+    void ExpectUnsupported(int aPort, const Calls& aCalls, JxUtilsLib::PriorityLevel aPriority,
+                           const std::string& aText)
+    {
+        EXPECT_FALSE(IsSupported(&mDevice, aPort));
+        EXPECT_EQ(mDevice.TakeCalls(), aCalls);
+        EXPECT_EQ(TakeLog(), (Lines{{aPriority, GetFunction("IsSupported"), aText}}));
+    }
+
+    void ExpectOpen()
+    {
+        EXPECT_TRUE(mEngine->IsOpened());
+        EXPECT_FALSE(IsFree(mPort));
+        EXPECT_EQ(mDevice.GetSinks(), std::vector<IKyDeviceEventSink*>{mEngine.get()});
+    }
+    void ExpectClosed()
+    {
+        EXPECT_FALSE(mEngine->IsOpened());
+        EXPECT_TRUE(IsFree(mPort));
+        EXPECT_TRUE(mDevice.GetSinks().empty());
     }
 };
 
 // What the engines owe that drive registers.
-class RegisterContractTest : public EngineContractTest
-{
-};
+using RegisterContractTest = EngineContractTest;
 
 TEST_P(EngineContractTest, SupportsNothingWithoutADevice)
 {
@@ -44,50 +50,69 @@ TEST_P(EngineContractTest, SupportsNothingWithoutADevice)
     EXPECT_EQ(TakeLogOf("DeviceChecks"), (Lines{{PriorityError, GetFunction("IsSupported"), cNull}}));
 }
 
-TEST_P(EngineContractTest, AsksNothingOfADisconnectedDevice)
-{
-    mDevice.SetAnswer(Slot::IsConnected, false);
-    EXPECT_FALSE(IsSupported(&mDevice, mPort));
-    EXPECT_EQ(mDevice.TakeCalls(), Calls{"IsConnected"});
-    EXPECT_EQ(TakeLog(), (Lines{{PriorityError, GetFunction("IsSupported"), cDisconnected}}));
-}
-
-TEST_P(EngineContractTest, AsksNothingOfAnotherMakersDevice)
+TEST_P(EngineContractTest, AsksNothingOfADisconnectedOrAnotherMakersDevice)
 {
     mDevice.SetAnswer(Slot::IsKorvoVideoInterface, false);
-    EXPECT_FALSE(IsSupported(&mDevice, mPort));
-    EXPECT_EQ(mDevice.TakeCalls(), (Calls{"IsConnected", "IsKorvoVideoInterface"}));
-    EXPECT_EQ(TakeLog(),
-              (Lines{{GetParam() == EngineKind::FeatureBulk ? PriorityError : PriorityInfo,
-                      GetFunction("IsSupported"), "The device is not an a Korvo video interface."}}));
+    ExpectUnsupported(mPort, {"IsConnected", "IsKorvoVideoInterface"},
+                      HasRegisters() ? PriorityInfo : PriorityError,
+                      "The device is not an a Korvo video interface.");
+    mDevice.SetAnswer(Slot::IsConnected, false);
+    ExpectUnsupported(mPort, {"IsConnected"}, PriorityError, cDisconnected);
 }
 
 TEST_P(RegisterContractTest, ReadsNoRegisterOfAnotherTransport)
 {
     mDevice.SetAnswer(Slot::IsGigEVision, false);
-    EXPECT_FALSE(IsSupported(&mDevice, mPort));
-    EXPECT_EQ(mDevice.TakeCalls(), (Calls{"IsConnected", "IsKorvoVideoInterface", "IsGigEVision",
-                                          "IsAlternateTransport", "IsGigEVision"}));
-    EXPECT_EQ(TakeLog(),
-              (Lines{{PriorityInfo, GetFunction("IsSupported"), "The device is not a GigE Vision device."}}));
+    ExpectUnsupported(
+        mPort,
+        {"IsConnected", "IsKorvoVideoInterface", "IsGigEVision", "IsAlternateTransport", "IsGigEVision"},
+        PriorityInfo, "The device is not a GigE Vision device.");
 }
 
 TEST_P(RegisterContractTest, NeverAsksAgainAfterTheCapabilitiesCouldNotBeRead)
 {
-    const std::string lIsSupported = GetFunction("IsSupported");
     mDevice.FailCall(Slot::ReadRegister, 1);
-    EXPECT_FALSE(IsSupported(&mDevice, mPort));
-    EXPECT_EQ(mDevice.TakeCalls(), Join({cAskCapabilities, cIdentify}));
-    EXPECT_EQ(TakeLog(),
-              (Lines{{PriorityInfo, lIsSupported, "Could not read device function capabilities register."}}));
-    for (const KyDeviceSerial lPort : {mPort, GetParam() == EngineKind::Uart ? KyDeviceSerialUart1 : mPort})
+    ExpectUnsupported(mPort, Join({cAskRegisters, cIdentify}), PriorityInfo,
+                      "Could not read device function capabilities register.");
+    for (const KyDeviceSerial lPort : {mPort, IsUart() ? KyDeviceSerialUart1 : mPort})
     {
-        EXPECT_FALSE(IsSupported(&mDevice, lPort));
-        EXPECT_EQ(mDevice.TakeCalls(), Join({{"IsConnected", "IsKorvoVideoInterface"}, cIdentify}));
-        EXPECT_EQ(TakeLog(),
-                  (Lines{{PriorityInfo, lIsSupported,
-                          "Not reading DEV_REG_FUNCTION_CAPS, already know it is now supported."}}));
+        ExpectUnsupported(lPort, Join({{"IsConnected", "IsKorvoVideoInterface"}, cIdentify}), PriorityInfo,
+                          "Not reading DEV_REG_FUNCTION_CAPS, already know it is now supported.");
     }
+}
+
+TEST_P(RegisterContractTest, SupportsNoOtherPort)
+{
+    for (const int lPort : {-1, IsUart() ? 2 : 0, IsUart() ? 2 : 1, 3, 9, 10, -2, 0x7FFFFFFF})
+    {
+        SCOPED_TRACE(lPort);
+        ExpectUnsupported(lPort, cAskRegisters, PriorityFatal,
+                          IsUart() ? "The specified port is not supported"
+                                   : "Port " + std::to_string(lPort) + " is invalid");
+        EXPECT_EQ(mAsserts.Take(), Broken({"false"}));
+        EXPECT_THAT(mEngine->Open(&mDevice, static_cast<KyDeviceSerial>(lPort)),
+                    IsResult(KyResult::UNSUPPORTED, cNotSupported));
+        EXPECT_EQ(mAsserts.Take(), Broken({"false"}));
+        EXPECT_FALSE(mEngine->IsOpened());
+        Forget();
+    }
+}
+
+TEST_P(EngineContractTest, OpensClosesAndOpensAgain)
+{
+    ExpectClosed();
+    for (int lTurn = 0; lTurn < 3; ++lTurn)
+    {
+        EXPECT_THAT(Open(), IsOK());
+        ExpectOpen();
+        mEngine->PushByte(1, true);
+        TakeLog();
+        EXPECT_THAT(mEngine->Close(), IsOK());
+        ExpectClosed();
+        EXPECT_EQ(GetReady(*mEngine), 0U);
+    }
+    EXPECT_EQ(TakeLog(), Lines());
+    EXPECT_THAT(mEngine->Close(), IsResult(KyResult::NO_CONNECTION, cNull));
 }
 
 TEST_P(RegisterContractTest, IgnoresWhatTheRegistrationOfTheSinkSays)
@@ -116,24 +141,29 @@ TEST_P(EngineContractTest, DoesNotOpenADisconnectedDevice)
     EXPECT_FALSE(mEngine->IsOpened());
 }
 
+TEST_P(EngineContractTest, DoesNotOpenAPortThatTheDeviceHasNot)
+{
+    mDevice.SetRegister(0xB8FC, 0x80000000);
+    mDevice.SetAvailable(Slot::IsIntegerFeatureAvailable, cUpstreamLength, false);
+    EXPECT_THAT(Open(), IsResult(KyResult::UNSUPPORTED, cNotSupported));
+    EXPECT_EQ(TakeLog(), (Lines{{PriorityError, GetFunction("Open"), cNotSupported}}));
+    ExpectClosed();
+}
+
 TEST_P(EngineContractTest, DoesNotOpenAPortInUseAndLeavesItsOwnerAlone)
 {
     ASSERT_THAT(Open(), IsOK());
     Forget();
     const auto lSecond = Make();
     EXPECT_THAT(lSecond->Open(&mDevice, mPort), IsResult(KyResult::FAILURE, cInUse));
-    EXPECT_EQ(TakeLog(), (Lines{{PriorityInfo, "KySerialLib::PortMap::Lock",
-                                 "Could not read MAC address from device node map."},
-                                {PriorityError, GetFunction("Open"), cInUse}}));
+    EXPECT_EQ(TakeLog(), (Lines{cClaimed, {PriorityError, GetFunction("Open"), cInUse}}));
     // The claim is the last that is asked for: nothing of the device is touched.
     const Calls lCalls = mDevice.TakeCalls();
     ASSERT_GE(lCalls.size(), cIdentify.size());
     EXPECT_TRUE(std::equal(cIdentify.rbegin(), cIdentify.rend(), lCalls.rbegin()));
     EXPECT_FALSE(lSecond->IsOpened());
     EXPECT_THAT(lSecond->Close(), IsResult(KyResult::NO_CONNECTION, cNull));
-    EXPECT_TRUE(mEngine->IsOpened());
-    EXPECT_FALSE(IsFree());
-    EXPECT_EQ(mDevice.GetSinks(), std::vector<IKyDeviceEventSink*>{mEngine.get()});
+    ExpectOpen();
 }
 
 TEST_P(EngineContractTest, DoesNotCloseWithoutADevice)
@@ -153,21 +183,31 @@ TEST_P(EngineContractTest, StaysOpenWhenTheDeviceIsGoneAtClose)
     EXPECT_THAT(mEngine->Close(), IsResult(KyResult::NO_CONNECTION, cDisconnected));
     EXPECT_EQ(mDevice.TakeCalls(), Calls{"IsConnected"});
     EXPECT_EQ(TakeLog(), (Lines{{PriorityError, GetFunction("Close"), cDisconnected}}));
-    EXPECT_TRUE(mEngine->IsOpened());
     EXPECT_EQ(GetReady(*mEngine), 1U);
-    EXPECT_FALSE(IsFree());
-    EXPECT_EQ(mDevice.GetSinks().size(), 1U);
-
+    ExpectOpen();
     mDevice.SetAnswer(Slot::IsConnected, true);
     EXPECT_THAT(mEngine->Close(), IsOK());
-    EXPECT_FALSE(mEngine->IsOpened());
     EXPECT_EQ(GetReady(*mEngine), 0U);
-    EXPECT_TRUE(IsFree());
-    EXPECT_TRUE(mDevice.GetSinks().empty());
+    ExpectClosed();
+}
+
+TEST_P(EngineContractTest, FailsTheSameWhenNoPriorityIsEnabled)
+{
+    DisableEveryPriority();
+    EXPECT_FALSE(IsSupported(nullptr, mPort));
+    EXPECT_EQ(mEngine->Open(nullptr, mPort).GetCode(), KyResult::NO_CONNECTION);
+    EXPECT_EQ(mEngine->Close().GetCode(), KyResult::NO_CONNECTION);
+    EXPECT_THAT(Write({}), IsResult(KyResult::NO_CONNECTION, cNull));
+    EXPECT_THAT(mEngine->Open(&mDevice, KyDeviceSerialInvalid),
+                IsResult(KyResult::UNSUPPORTED, cNotSupported));
+    EXPECT_EQ(mAsserts.Take(), HasRegisters() ? Broken({"false"}) : Calls());
+    ASSERT_THAT(Open(), IsOK());
+    OnPiece([this] { Confirm(); });
+    EXPECT_THAT(Write(Count(300)), IsOK());
+    EXPECT_EQ(TakeLog(), Lines());
 }
 
 KY_ALL_ENGINES(EngineContractTest);
-INSTANTIATE_TEST_SUITE_P(Engines, RegisterContractTest,
-                         testing::Values(EngineKind::Uart, EngineKind::RegisterBulk), &GetKindName);
+KY_REGISTER_ENGINES(RegisterContractTest);
 
 } // namespace

@@ -1,41 +1,13 @@
-// What an engine has at the borders of its life: before it is open, in the middle of opening, once closed.
+// What an engine has at the borders of its life: before it has read the settings, and from one opening to the next.
 
-#include "KySerial/EngineKinds.h"
+#include "BulkIPEngine.h"
+#include "KySerial/FeatureEngineTest.h"
 
 using namespace KyTest;
 using namespace KySerialLib;
 
 namespace
 {
-
-using EngineLifeTest = EngineKindTest;
-
-TEST_P(EngineLifeTest, TakesAnEventThatComesWhileItsSinkIsBeingRegistered)
-{
-    Offer({0x41, 0x42});
-    mDevice.OnCall(Slot::RegisterEventSink, [this] { Notify(); });
-    EXPECT_THAT(Open(), IsOK());
-    EXPECT_EQ(ReadAll(*mEngine), (Bytes{0x41, 0x42}));
-    EXPECT_THAT(mEngine->Close(), IsOK());
-}
-
-KY_ALL_ENGINES(EngineLifeTest);
-
-using UartLifeTest = EngineTest;
-
-TEST_F(UartLifeTest, OnceClosedTakesNothingAndSaysThatItWasCalled)
-{
-    for (const KyDeviceSerial lPort : {KyDeviceSerialUart0, KyDeviceSerialUart1})
-    {
-        SerialPortIPEngine lEngine;
-        ASSERT_THAT(lEngine.Open(&mDevice, lPort), IsOK());
-        ASSERT_THAT(lEngine.Close(), IsOK());
-        const Bytes lEvent = Words({0xF, 0x41});
-        lEngine.NotifyEvent(0x9000, 0, 0, 0, lEvent.data(), static_cast<uint32_t>(lEvent.size()));
-        EXPECT_EQ(mAsserts.Take(), Broken({"mDevice != NULL"}));
-        EXPECT_EQ(GetReady(lEngine), 0U);
-    }
-}
 
 // Gives away what follows from the sizes and times.
 class Bulk : public BulkIPEngine
@@ -58,17 +30,6 @@ protected:
 
     Bulk mEngine;
 };
-
-TEST_F(BulkLifeTest, OnceClosedTakesAnEventAndSaysThatItWasCalled)
-{
-    ASSERT_THAT(mEngine.Open(&mDevice, KyDeviceSerialBulk0), IsOK());
-    ASSERT_THAT(mEngine.Close(), IsOK());
-    Bytes lEvent = Words({0x1900});
-    lEvent.push_back(0x41);
-    mEngine.NotifyEvent(0x9001, 0, 0, 0, lEvent.data(), static_cast<uint32_t>(lEvent.size()));
-    EXPECT_EQ(mAsserts.Take(), Broken({"mDevice != NULL"}));
-    EXPECT_EQ(ReadAll(mEngine), Bytes{0x41});
-}
 
 TEST_F(BulkLifeTest, WritesInChunksOf256And128BytesBeforeItHasReadTheSettings)
 {

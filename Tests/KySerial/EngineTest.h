@@ -5,6 +5,8 @@
 #include "Support/ResultMatcher.h"
 #include "Support/ScriptedAdapter.h"
 
+#include "PortMap.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
@@ -34,6 +36,22 @@ inline Calls Join(const std::vector<Calls>& aParts)
 
 /// What identifying a GigE Vision device asks the adapter.
 inline const Calls cIdentify = {"IsGigEVision", "GetIntegerValue(GevMACAddress)"};
+
+/// What the engines that drive registers ask the adapter before they look at their port.
+inline const Calls cAskRegisters =
+    Join({{"IsConnected", "IsKorvoVideoInterface"}, cIdentify, {"IsGigEVision", "ReadRegister(0xb8fc)"}});
+
+// Texts of results and log lines that several classes share.
+inline constexpr char cNull[] = "Device pointer is NULL.";
+inline constexpr char cDisconnected[] = "The device is not currently connected.";
+inline constexpr char cNotSupported[] = "The specified port is not supported by this device.";
+inline constexpr char cInUse[] = "The specified port is already in use.";
+inline constexpr char cNullBuffer[] = "aBuffer pointer cannot be NULL.";
+
+/// What the log says of a port that somebody has claimed. The text is not about the port; clients' log filters know
+/// it like this.
+inline const LogLine cClaimed{PriorityInfo, "KySerialLib::PortMap::Lock",
+                              "Could not read MAC address from device node map."};
 
 /// A test with a scripted device. Log lines and broken assertions are recorded; those assertions that the
 /// test does not take are failures.
@@ -68,6 +86,14 @@ protected:
         mLog.Take();
         mDevice.TakeCalls();
         mDevice.ClearCounts();
+    }
+
+    /// Whether another engine can have a port of the device now.
+    bool IsFree(int aPort)
+    {
+        KySerialLib::PortMap& lPorts = KySerialLib::PortMap::GetInstance();
+        const auto lPort = static_cast<KyDeviceSerial>(aPort);
+        return lPorts.Lock(&mDevice, lPort) && lPorts.Unlock(&mDevice, lPort);
     }
 
     static void DisableEveryPriority()

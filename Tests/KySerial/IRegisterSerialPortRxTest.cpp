@@ -163,27 +163,6 @@ TEST_F(IRegisterSerialPortRxTest, FetchesNothingWhenALengthCannotBeRead)
     EXPECT_EQ(mAsserts.Take(), Broken({cLengthAssert}));
 }
 
-TEST_F(IRegisterSerialPortRxTest, TakesWhatTheBufferHoldsWhenTheReadIsRefused)
-{
-    Offer({1, 2, 3});
-    EXPECT_EQ(Receive(), (Bytes{1, 2, 3}));
-    Offer({4, 5});
-    mDevice.Fail(Slot::GetRegisterData);
-    EXPECT_EQ(Receive(), (Bytes{1, 2}));
-}
-
-TEST_F(IRegisterSerialPortRxTest, KeepsTheNewestOfTooMany)
-{
-    EXPECT_THAT(mEngine.SetRxBufferSize(4), IsOK());
-    Offer({1, 2, 3, 4, 5});
-    EXPECT_EQ(Receive(), (Bytes{3, 4, 5}));
-    for (const uint32_t lSize : {0U, 1U})
-    {
-        EXPECT_THAT(mEngine.SetRxBufferSize(lSize), IsOK());
-        EXPECT_EQ(Receive(), Bytes());
-    }
-}
-
 TEST_F(IRegisterSerialPortRxTest, IgnoresALateCallWhenClosed)
 {
     Offer({1});

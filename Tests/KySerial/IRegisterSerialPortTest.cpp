@@ -1,6 +1,9 @@
+// What is the feature engine's own when it is asked for a port, opened and closed; EngineContractTest has what all
+// engines owe.
+
 #include "KySerial/FeatureEngineTest.h"
 
-#include "PortMap.h"
+#include <functional>
 
 using namespace KyTest;
 using namespace KySerialLib;
@@ -12,10 +15,7 @@ constexpr char cIsSupported[] = "KySerialLib::IRegisterSerialPort::IsSupported";
 constexpr char cIsProtocol[] = "KySerialLib::IRegisterSerialPort::IsProtocolSupported";
 constexpr char cOpen[] = "KySerialLib::IRegisterSerialPort::Open";
 constexpr char cSet[] = "KySerialLib::IRegisterSerialPort::SetEventNotification";
-constexpr char cNull[] = "Device pointer is NULL.";
-constexpr char cDisconnected[] = "The device is not currently connected.";
 constexpr char cNotKorvo[] = "The device is not an a Korvo video interface.";
-constexpr char cNotSupported[] = "The specified port is not supported by this device.";
 constexpr char cWillClose[] = "IRegisterSerialPort::Open could not set event notification FAILURE will close";
 
 class IRegisterSerialPortTest : public EngineTest
@@ -23,21 +23,11 @@ class IRegisterSerialPortTest : public EngineTest
 protected:
     KyResult Open() { return mEngine.Open(&mDevice, KyDeviceSerialBulk0); }
 
-    bool IsFree(KyDeviceSerial aPort = KyDeviceSerialBulk0)
-    {
-        const bool lFree = PortMap::GetInstance().Lock(&mDevice, aPort);
-        if (lFree)
-        {
-            EXPECT_TRUE(PortMap::GetInstance().Unlock(&mDevice, aPort));
-        }
-        return lFree;
-    }
-
     void ExpectClosed()
     {
         EXPECT_FALSE(mEngine.IsOpened());
         EXPECT_TRUE(mDevice.GetSinks().empty());
-        EXPECT_TRUE(IsFree());
+        EXPECT_TRUE(IsFree(KyDeviceSerialBulk0));
     }
 
     // Open() with the event switch refused in the middle: gives up, having closed again.
@@ -46,10 +36,7 @@ protected:
         EXPECT_THAT(Open(), IsResult(KyResult::FAILURE, ""));
         const LogLine lFailure{PriorityError, cSet, aText};
         Lines lLines{lFailure, {PriorityWarning, cOpen, cWillClose}};
-        if (aAtCloseToo)
-        {
-            lLines.push_back(lFailure);
-        }
+        lLines.resize(aAtCloseToo ? 3 : 2, lFailure);
         EXPECT_EQ(TakeLogOf("IRegisterSerialPort"), lLines);
         EXPECT_EQ(mDevice.GetInterest(cUpstreamBuffer), 0);
         ExpectClosed();
@@ -98,14 +85,10 @@ TEST_F(IRegisterSerialPortTest, AsksForFeaturesWithoutANameForOtherPorts)
     EXPECT_EQ(TakeLog(), Lines());
 }
 
-TEST_F(IRegisterSerialPortTest, OffersNoProtocolWithoutADevice)
+TEST_F(IRegisterSerialPortTest, OffersNoProtocolWithoutAConnectedDevice)
 {
     EXPECT_FALSE(IRegisterSerialPort::IsProtocolSupported(nullptr, KyDeviceSerialBulk0, "I2C"));
     EXPECT_EQ(TakeLogOf("DeviceChecks"), (Lines{{PriorityError, cIsProtocol, cNull}}));
-}
-
-TEST_F(IRegisterSerialPortTest, AsksADisconnectedDeviceForNoProtocol)
-{
     mDevice.SetAnswer(Slot::IsConnected, false);
     EXPECT_FALSE(IRegisterSerialPort::IsProtocolSupported(&mDevice, KyDeviceSerialBulk0, "I2C"));
     EXPECT_EQ(mDevice.TakeCalls(), Calls{"IsConnected"});
@@ -150,32 +133,22 @@ TEST_F(IRegisterSerialPortTest, OpensEachBulkPortInOrder)
         SCOPED_TRACE(lPort);
         EXPECT_FALSE(mEngine.IsOpened());
         EXPECT_THAT(mEngine.Open(&mDevice, static_cast<KyDeviceSerial>(lPort)), IsOK());
+        EXPECT_EQ(TakeLog(), Lines());
         EXPECT_EQ(mDevice.TakeCalls(), Join({ClaimFeatures(lPort - 2), SwitchEvent(lPort - 2, "On")}));
         EXPECT_TRUE(mEngine.IsOpened());
-        EXPECT_FALSE(IsFree(static_cast<KyDeviceSerial>(lPort)));
+        EXPECT_FALSE(IsFree(lPort));
         EXPECT_EQ(mDevice.GetSinks(), std::vector<IKyDeviceEventSink*>{&mEngine});
         EXPECT_EQ(mDevice.GetText("EventNotification"), "On");
-        TakeLog();
-        mDevice.TakeCalls();
-
-        mEngine.PushByte(1, true);
+        Forget();
         EXPECT_THAT(mEngine.Close(), IsOK());
         EXPECT_EQ(mDevice.TakeCalls(),
                   Join({{"IsConnected"}, SwitchEvent(lPort - 2, "Off"), ReleaseFeatures(lPort - 2)}));
         EXPECT_EQ(TakeLog(), Lines());
-        EXPECT_EQ(GetReady(mEngine), 0U);
         EXPECT_EQ(mDevice.GetText("EventNotification"), "Off");
         EXPECT_EQ(mDevice.GetText("EventSelector"), "Other");
         ExpectClosed();
         mDevice.TakeCalls();
     }
-}
-
-TEST_F(IRegisterSerialPortTest, LogsNothingWhenAllGoesWell)
-{
-    EXPECT_THAT(Open(), IsOK());
-    EXPECT_THAT(mEngine.Close(), IsOK());
-    EXPECT_EQ(TakeLog(), Lines());
 }
 
 TEST_F(IRegisterSerialPortTest, LeavesASelectorAloneThatIsRightAlready)
@@ -203,17 +176,16 @@ TEST_F(IRegisterSerialPortTest, LeavesANotificationAloneThatIsOnAlready)
 
 TEST_F(IRegisterSerialPortTest, PutsAnyEarlierNotificationBack)
 {
-    mDevice.SetText("EventNotification", "Once");
-    EXPECT_THAT(Open(), IsOK());
-    EXPECT_THAT(mEngine.Close(), IsOK());
-    EXPECT_EQ(mDevice.GetText("EventNotification"), "Once");
-    mDevice.SetText("EventNotification", "Off");
-    EXPECT_THAT(Open(), IsOK());
-    EXPECT_THAT(mEngine.Close(), IsOK());
-    EXPECT_EQ(mDevice.GetText("EventNotification"), "Off");
+    for (const char* const lEarlier : {"Once", "Off"})
+    {
+        mDevice.SetText("EventNotification", lEarlier);
+        EXPECT_THAT(Open(), IsOK());
+        EXPECT_THAT(mEngine.Close(), IsOK());
+        EXPECT_EQ(mDevice.GetText("EventNotification"), lEarlier);
+    }
 }
 
-TEST_F(IRegisterSerialPortTest, DoesNotOpenAPortThatTheDeviceHasNot)
+TEST_F(IRegisterSerialPortTest, OpensNoOtherPort)
 {
     for (const int lPort : {-1, 0, 1, 10})
     {
@@ -222,9 +194,6 @@ TEST_F(IRegisterSerialPortTest, DoesNotOpenAPortThatTheDeviceHasNot)
         EXPECT_EQ(TakeLog(), (Lines{{PriorityError, cOpen, cNotSupported}}));
         EXPECT_FALSE(mEngine.IsOpened());
     }
-    mDevice.SetAvailable(Slot::IsIntegerFeatureAvailable, cUpstreamLength, false);
-    EXPECT_THAT(Open(), IsResult(KyResult::UNSUPPORTED, cNotSupported));
-    ExpectClosed();
 }
 
 TEST_F(IRegisterSerialPortTest, ClosesWhenAFeatureVanishesAfterTheClaim)
@@ -250,31 +219,65 @@ TEST_F(IRegisterSerialPortTest, ClosesWhenAFeatureVanishesAfterTheClaim)
     }
 }
 
-TEST_F(IRegisterSerialPortTest, OpensWhenTheSinkCannotBeRegistered)
+TEST_F(IRegisterSerialPortTest, OpensWhenSinkOrInterestCannotBeRegistered)
 {
-    mDevice.Fail(Slot::RegisterEventSink, KyResult(KyResult::WRONG_STATE));
-    EXPECT_THAT(Open(), IsOK());
-    EXPECT_EQ(TakeLogOf("IRegisterSerialPort"),
-              (Lines{{PriorityWarning, cOpen,
-                      "IRegisterSerialPort::Open had problems registering event sink! WRONG_STATE"}}));
-    EXPECT_EQ(mDevice.TakeCalls(), Join({ClaimFeatures(0), SwitchEvent(0, "On")}));
-    EXPECT_TRUE(mEngine.IsOpened());
+    const std::pair<Slot, const char*> lRefusals[] = {
+        {Slot::RegisterEventSink,
+         "IRegisterSerialPort::Open had problems registering event sink! WRONG_STATE"},
+        {Slot::RegisterFeatureInterest, "IRegisterSerialPort::Open had problems registering GenInvalidator! "
+                                        "EventBulk0UpstreamDataBuffer error WRONG_STATE"}};
+    for (const auto& [lSlot, lText] : lRefusals)
+    {
+        mDevice.Fail(lSlot, KyResult(KyResult::WRONG_STATE));
+        EXPECT_THAT(Open(), IsOK());
+        EXPECT_EQ(TakeLogOf("IRegisterSerialPort"), (Lines{{PriorityWarning, cOpen, lText}}));
+        EXPECT_EQ(mDevice.TakeCalls(), Join({ClaimFeatures(0), SwitchEvent(0, "On")}));
+        EXPECT_TRUE(mEngine.IsOpened());
+        mDevice.StopFailing();
+        EXPECT_THAT(mEngine.Close(), IsOK());
+        Forget();
+    }
 }
 
-TEST_F(IRegisterSerialPortTest, OpensWhenTheInterestCannotBeRegistered)
+// Each closes again; what has been changed by then stays.
+TEST_F(IRegisterSerialPortTest, GivesUpWhenTheNotificationCannotBeSwitchedOn)
 {
-    mDevice.Fail(Slot::RegisterFeatureInterest, KyResult(KyResult::NOT_READABLE));
-    EXPECT_THAT(Open(), IsOK());
-    EXPECT_EQ(TakeLog(), (Lines{{PriorityWarning, cOpen,
-                                 "IRegisterSerialPort::Open had problems registering GenInvalidator! "
-                                 "EventBulk0UpstreamDataBuffer error NOT_READABLE"}}));
-    EXPECT_EQ(mDevice.TakeCalls(), Join({ClaimFeatures(0), SwitchEvent(0, "On")}));
-}
-
-TEST_F(IRegisterSerialPortTest, GivesUpWithoutAnEventSelector)
-{
-    mDevice.SetAvailable(Slot::IsFeatureAvailable, "EventSelector", false);
-    ExpectNoNotification("Couldn't get EventSelector parameter.", true);
+    struct Case
+    {
+        std::function<void(ScriptedAdapter&)> mRefuse;
+        const char* mText;
+        bool mAtCloseToo;
+        const char* mSelector;
+    };
+    const char* const lNoSelector = "Couldn't get EventSelector parameter.";
+    const char* const lNoNotification = "Couldn't get EventNotification parameter.";
+    const char* const lMoved = "Bulk0UpstreamData";
+    const Case lCases[] = {
+        {[](auto& aDevice) { aDevice.SetAvailable(Slot::IsFeatureAvailable, "EventSelector", false); },
+         lNoSelector, true, "Other"},
+        {[](auto& aDevice) { aDevice.Fail(Slot::GetFeatureAsString, "EventSelector"); }, lNoSelector, true,
+         "Other"},
+        {[](auto& aDevice) { aDevice.Fail(Slot::SetFeatureFromString, "EventSelector"); },
+         "Failed setting parameter EventSelector to Bulk0UpstreamData.", true, "Other"},
+        {[](auto& aDevice) { aDevice.SetAvailable(Slot::IsFeatureAvailable, "EventNotification", false); },
+         lNoNotification, true, lMoved},
+        {[](auto& aDevice) { aDevice.Fail(Slot::GetFeatureAsString, "EventNotification"); }, lNoNotification,
+         true, lMoved},
+        {[](auto& aDevice) { aDevice.FailCall(Slot::SetFeatureFromString, 2); },
+         "Failed setting parameter EventNotification to On.", false, lMoved}};
+    for (const Case& lCase : lCases)
+    {
+        SCOPED_TRACE(lCase.mText);
+        mDevice.SetText("EventSelector", "Other");
+        lCase.mRefuse(mDevice);
+        ExpectNoNotification(lCase.mText, lCase.mAtCloseToo);
+        EXPECT_TRUE(mDevice.GetText("EventNotification") == "Off" || !lCase.mAtCloseToo);
+        EXPECT_EQ(mDevice.GetText("EventSelector"), lCase.mSelector);
+        mDevice.StopFailing();
+        mDevice.SetAvailable(Slot::IsFeatureAvailable, "EventSelector", true);
+        mDevice.SetAvailable(Slot::IsFeatureAvailable, "EventNotification", true);
+        Forget();
+    }
 }
 
 TEST_F(IRegisterSerialPortTest, ClosesInOrderWhenItGivesUp)
@@ -283,40 +286,9 @@ TEST_F(IRegisterSerialPortTest, ClosesInOrderWhenItGivesUp)
     EXPECT_THAT(Open(), IsResult(KyResult::FAILURE, ""));
     const Calls lAsk{"IsFeatureAvailable(EventSelector)"};
     EXPECT_EQ(mDevice.TakeCalls(), Join({ClaimFeatures(0), lAsk, {"IsConnected"}, lAsk, ReleaseFeatures(0)}));
-}
-
-TEST_F(IRegisterSerialPortTest, GivesUpWhenTheSelectorCannotBeRead)
-{
-    mDevice.Fail(Slot::GetFeatureAsString, "EventSelector");
-    ExpectNoNotification("Couldn't get EventSelector parameter.", true);
-}
-
-TEST_F(IRegisterSerialPortTest, GivesUpWhenTheSelectorCannotBeSet)
-{
-    mDevice.Fail(Slot::SetFeatureFromString, "EventSelector");
-    ExpectNoNotification("Failed setting parameter EventSelector to Bulk0UpstreamData.", true);
-    EXPECT_EQ(mDevice.GetText("EventNotification"), "Off");
-}
-
-TEST_F(IRegisterSerialPortTest, GivesUpWithoutAnEventNotificationAndLeavesTheSelectorThere)
-{
-    mDevice.SetAvailable(Slot::IsFeatureAvailable, "EventNotification", false);
-    ExpectNoNotification("Couldn't get EventNotification parameter.", true);
-    EXPECT_EQ(mDevice.GetText("EventSelector"), "Bulk0UpstreamData");
-}
-
-TEST_F(IRegisterSerialPortTest, GivesUpWhenTheNotificationCannotBeRead)
-{
-    mDevice.Fail(Slot::GetFeatureAsString, "EventNotification");
-    ExpectNoNotification("Couldn't get EventNotification parameter.", true);
-    EXPECT_EQ(mDevice.GetText("EventSelector"), "Bulk0UpstreamData");
-}
-
-TEST_F(IRegisterSerialPortTest, GivesUpWhenTheNotificationCannotBeSwitchedOn)
-{
-    mDevice.FailCall(Slot::SetFeatureFromString, 2);
-    ExpectNoNotification("Failed setting parameter EventNotification to On.", false);
-    EXPECT_EQ(mDevice.GetText("EventSelector"), "Bulk0UpstreamData");
+    DisableEveryPriority();
+    mDevice.Fail(Slot::RegisterEventSink);
+    EXPECT_THAT(Open(), IsResult(KyResult::FAILURE, ""));
 }
 
 TEST_F(IRegisterSerialPortTest, OpensWhenTheSelectorCannotBePutBack)
@@ -338,28 +310,7 @@ TEST_F(IRegisterSerialPortTest, ClosesWhateverTheDeviceRefuses)
     EXPECT_EQ(TakeLog(),
               (Lines{{PriorityError, cSet, "Failed setting parameter EventSelector to Bulk0UpstreamData."}}));
     EXPECT_FALSE(mEngine.IsOpened());
-    EXPECT_TRUE(IsFree());
-}
-
-TEST_F(IRegisterSerialPortTest, FailsTheSameWhenNoPriorityIsEnabled)
-{
-    DisableEveryPriority();
-    mDevice.Fail(Slot::RegisterEventSink);
-    mDevice.SetAvailable(Slot::IsFeatureAvailable, "EventSelector", false);
-    EXPECT_THAT(Open(), IsResult(KyResult::FAILURE, ""));
-    EXPECT_THAT(mEngine.Open(&mDevice, KyDeviceSerialInvalid),
-                IsResult(KyResult::UNSUPPORTED, cNotSupported));
-    EXPECT_EQ(TakeLog(), Lines());
-}
-
-TEST_F(IRegisterSerialPortTest, IgnoresDeviceEvents)
-{
-    ASSERT_THAT(Open(), IsOK());
-    Forget();
-    mDevice.SendEvent(0x9000, Words({0xFFFFFFFF, 1, 2}));
-    EXPECT_EQ(GetReady(mEngine), 0U);
-    EXPECT_EQ(mDevice.TakeCalls(), Calls());
-    EXPECT_EQ(TakeLog(), Lines());
+    EXPECT_TRUE(IsFree(KyDeviceSerialBulk0));
 }
 
 } // namespace

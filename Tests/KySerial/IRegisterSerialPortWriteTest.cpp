@@ -1,5 +1,6 @@
 #include "KySerial/FeatureEngineTest.h"
 
+#include <algorithm>
 #include <cstring>
 #include <limits>
 
@@ -19,21 +20,8 @@ LogLine Sending(size_t aSize)
             "IRegisterSerialPort::Write sending " + std::to_string(aSize) + " bytes of data"};
 }
 
-// A word as it stands in this machine's memory.
-Bytes HostWord(uint32_t aValue)
-{
-    Bytes lBytes(4);
-    std::memcpy(lBytes.data(), &aValue, 4);
-    return lBytes;
-}
-
-Bytes NetworkWord(uint32_t aValue)
-{
-    return {static_cast<uint8_t>(aValue >> 24), static_cast<uint8_t>(aValue >> 16),
-            static_cast<uint8_t>(aValue >> 8), static_cast<uint8_t>(aValue)};
-}
-
-Bytes Join(const std::vector<Bytes>& aParts)
+// Bytes one after the other.
+Bytes Together(const std::vector<Bytes>& aParts)
 {
     Bytes lAll;
     for (const Bytes& lPart : aParts)
@@ -47,6 +35,31 @@ Bytes Part(const Bytes& aBytes, size_t aFrom, size_t aLength)
 {
     const auto lFrom = aBytes.begin() + static_cast<ptrdiff_t>(aFrom);
     return {lFrom, lFrom + static_cast<ptrdiff_t>(aLength)};
+}
+
+// A word in network byte order, or as it stands in this machine's memory.
+Bytes Word(uint32_t aValue, bool aHostOrder)
+{
+    Bytes lBytes = Words({aValue});
+    std::reverse(lBytes.begin(), lBytes.end());
+    if (aHostOrder)
+    {
+        std::memcpy(lBytes.data(), &aValue, 4);
+    }
+    return lBytes;
+}
+
+// A message to the device without what fills its last word: flags, the number of bytes, and these.
+Bytes Message(const Bytes& aBytes, uint32_t aFlags = 0, bool aHostOrder = false)
+{
+    const auto lSize = static_cast<uint32_t>(aBytes.size());
+    return Together({Word(aFlags, aHostOrder), Word(lSize, aHostOrder), aBytes});
+}
+
+// A message of an SPI transfer: its options come before the data, and zeros fill the last word.
+Bytes SPIMessage(const Bytes& aOptions, const Bytes& aData, bool aHostOrder = false)
+{
+    return Together({Message(Together({aOptions, aData}), 0, aHostOrder), Bytes((4 - aData.size() % 4) % 4)});
 }
 
 class FeatureWriteTest : public EngineTest
@@ -78,6 +91,17 @@ protected:
 
     // The messages that the device has got since the last call.
     std::vector<Bytes> TakeMessages() { return std::exchange(mMessages, {}); }
+
+    // Writes bytes with an engine that has no buffer from before: the sanitizer sees any byte beyond.
+    void WriteAnew(const Bytes& aBytes, int64_t aLength, bool aSPI)
+    {
+        IRegisterSerialPort lEngine(aSPI);
+        ASSERT_THAT(lEngine.Open(&mDevice, KyDeviceSerialBulk0), IsOK());
+        mDevice.SetLength(cDownstream, aLength);
+        EXPECT_THAT(lEngine.Write(aBytes.data(), static_cast<uint32_t>(aBytes.size()), mWritten), IsOK());
+        EXPECT_THAT(lEngine.Close(), IsOK());
+        EXPECT_EQ(mWritten, aBytes.size());
+    }
 
     std::vector<Bytes> mMessages;
     uint32_t mWritten = 0xDEAD;
@@ -132,8 +156,7 @@ TEST_F(IRegisterSerialPortWriteTest, CarriesTheControlFlagsInTheHeader)
         mEngine.SetI2CFlag3((lFlags & 2) != 0);
         mEngine.SetI2CTransfer((lFlags & 1) != 0);
         EXPECT_THAT(Write(Count(4)), IsOK());
-        EXPECT_EQ(TakeMessages(),
-                  std::vector<Bytes>{Join({NetworkWord(lFlags << 28), NetworkWord(4), Count(4)})});
+        EXPECT_EQ(TakeMessages(), std::vector<Bytes>{Message(Count(4), lFlags << 28)});
     }
 }
 
@@ -142,7 +165,7 @@ TEST_F(IRegisterSerialPortWriteTest, UsesHostByteOrderOverTheOtherTransport)
     UseHostByteOrder();
     mEngine.SetI2CStop(true);
     EXPECT_THAT(Write(Count(260)), IsOK());
-    EXPECT_EQ(TakeMessages(), std::vector<Bytes>{Join({HostWord(0x40000000), HostWord(260), Count(260)})});
+    EXPECT_EQ(TakeMessages(), std::vector<Bytes>{Message(Count(260), 0x40000000, true)});
 }
 
 TEST_F(IRegisterSerialPortWriteTest, PadsToWordsWithWhatTheBufferHeld)
@@ -167,8 +190,7 @@ TEST_F(IRegisterSerialPortWriteTest, SplitsLongWrites)
         EXPECT_THAT(Write(lAll), IsOK());
         EXPECT_EQ(mWritten, 1000U);
         EXPECT_EQ(TakeMessages(),
-                  (std::vector<Bytes>{Join({Bytes(4), NetworkWord(512), Part(lAll, 0, 512)}),
-                                      Join({Bytes(4), NetworkWord(488), Part(lAll, 512, 488)})}));
+                  (std::vector<Bytes>{Message(Part(lAll, 0, 512)), Message(Part(lAll, 512, 488))}));
         EXPECT_EQ(TakeLog(), (Lines{Sending(1000)}));
     }
 }
@@ -177,26 +199,20 @@ TEST_F(IRegisterSerialPortWriteTest, FillsFeaturesOfEveryLength)
 {
     const Bytes lAll = Count(40);
     EXPECT_THAT(mEngine.Close(), IsOK());
-    for (int64_t lLength = 9; lLength <= 40; ++lLength)
+    for (size_t lPayload = 1; lPayload <= 32; ++lPayload)
     {
-        SCOPED_TRACE(lLength);
-        // A new engine has no longer buffer from before: the sanitizer sees any byte beyond.
-        IRegisterSerialPort lEngine(false);
-        ASSERT_THAT(lEngine.Open(&mDevice, KyDeviceSerialBulk0), IsOK());
-        mDevice.SetLength(cDownstream, lLength);
-        EXPECT_THAT(lEngine.Write(lAll.data(), 40, mWritten), IsOK());
-        EXPECT_THAT(lEngine.Close(), IsOK());
-        EXPECT_EQ(mWritten, 40U);
-        const size_t lPayload = static_cast<size_t>(lLength) - 8;
-        Bytes lSent;
-        for (const Bytes& lMessage : TakeMessages())
+        SCOPED_TRACE(lPayload);
+        WriteAnew(lAll, static_cast<int64_t>(lPayload) + 8, false);
+        size_t lSent = 0;
+        for (Bytes lMessage : TakeMessages())
         {
-            const size_t lSize = std::min(lPayload, 40 - lSent.size());
+            const size_t lSize = std::min(lPayload, 40 - lSent);
             ASSERT_EQ(lMessage.size(), 8 + (lSize + 3) / 4 * 4);
-            EXPECT_EQ(Part(lMessage, 0, 8), Join({Bytes(4), NetworkWord(static_cast<uint32_t>(lSize))}));
-            lSent = Join({lSent, Part(lMessage, 8, lSize)});
+            lMessage.resize(8 + lSize);
+            EXPECT_EQ(lMessage, Message(Part(lAll, lSent, lSize)));
+            lSent += lSize;
         }
-        EXPECT_EQ(lSent, lAll);
+        EXPECT_EQ(lSent, 40U);
     }
 }
 
@@ -212,19 +228,17 @@ TEST_F(IRegisterSerialPortWriteTest, RefusesAFeatureWithoutRoomAfterTheHeader)
         EXPECT_EQ(mWritten, 0U);
         EXPECT_EQ(TakeLog(), (Lines{Sending(1), {PriorityError, cWrite, lText}}));
         EXPECT_EQ(mDevice.TakeCalls(), (Calls{"IsConnected", "GetRegisterLength(Bulk0DownstreamData)"}));
+        EXPECT_THAT(Write({}), IsResult(KyResult::BUFFER_TOO_SMALL, lText.c_str())); // of nothing, too
+        Forget();
     }
+    DisableEveryPriority();
     for (const int64_t lLength : {std::numeric_limits<int64_t>::min(), -(int64_t{1} << 32) + 100})
     {
         mDevice.SetLength(cDownstream, lLength);
         EXPECT_EQ(Write({1}).GetCode(), KyResult::BUFFER_TOO_SMALL);
     }
     EXPECT_EQ(mDevice.GetCallCount(Slot::SetRegisterData), 0);
-}
-
-TEST_F(IRegisterSerialPortWriteTest, RefusesEvenAnEmptyWriteWithoutRoom)
-{
-    mDevice.SetLength(cDownstream, 8);
-    EXPECT_EQ(Write({}).GetCode(), KyResult::BUFFER_TOO_SMALL);
+    EXPECT_EQ(TakeLog(), Lines());
 }
 
 TEST_F(IRegisterSerialPortWriteTest, PassesOnALengthThatCannotBeRead)
@@ -236,6 +250,9 @@ TEST_F(IRegisterSerialPortWriteTest, PassesOnALengthThatCannotBeRead)
               (Lines{Sending(1),
                      {PriorityError, cWrite, "IRegisterSerialPort::Write Downstream get register failed"}}));
     EXPECT_EQ(mDevice.TakeCalls(), (Calls{"IsConnected", "GetRegisterLength(Bulk0DownstreamData)"}));
+    DisableEveryPriority();
+    EXPECT_THAT(Write({1}), IsResult(0x2222, "no length"));
+    EXPECT_EQ(TakeLog(), Lines());
 }
 
 TEST_F(IRegisterSerialPortWriteTest, PassesOnARefusedMessage)
@@ -267,63 +284,16 @@ TEST_F(IRegisterSerialPortWriteTest, LooksAtTransferOptionsForSPIOnly)
 {
     EXPECT_THAT(mEngine.WriteAndRead(Count(4).data(), 4, mWritten, 9, true, true), IsOK());
     EXPECT_THAT(mEngine.WriteAndRead(nullptr, 0, mWritten, 9, true, true), IsOK());
-    EXPECT_EQ(TakeMessages(), std::vector<Bytes>{Join({Bytes(4), NetworkWord(4), Count(4)})});
+    EXPECT_EQ(TakeMessages(), std::vector<Bytes>{Message(Count(4))});
     EXPECT_EQ(TakeLog(), (Lines{Sending(4), Sending(0)}));
-}
-
-TEST_F(IRegisterSerialPortWriteTest, RefusesANullBuffer)
-{
-    EXPECT_EQ(mEngine.Write(nullptr, 3, mWritten).GetCode(), KyResult::BAD_PARAMETER);
-    EXPECT_EQ(mWritten, 0U);
-    EXPECT_EQ(mDevice.GetCallCount(Slot::SetRegisterData), 0);
-}
-
-TEST_F(IRegisterSerialPortWriteTest, DoesNotWriteWithoutADevice)
-{
-    EXPECT_THAT(mEngine.Close(), IsOK());
-    Forget();
-    EXPECT_THAT(Write({1}), IsResult(KyResult::NO_CONNECTION, "Device pointer is NULL."));
-    EXPECT_EQ(TakeLog(), (Lines{{PriorityError, cWrite, "Device pointer is NULL."}}));
-}
-
-TEST_F(IRegisterSerialPortWriteTest, DoesNotWriteToADisconnectedDevice)
-{
-    mDevice.SetAnswer(Slot::IsConnected, false);
-    const char* const lText = "The device is not currently connected.";
-    EXPECT_THAT(Write({1}), IsResult(KyResult::NO_CONNECTION, lText));
-    EXPECT_EQ(mWritten, 0U);
-    EXPECT_EQ(mDevice.TakeCalls(), Calls{"IsConnected"});
-    EXPECT_EQ(TakeLog(), (Lines{{PriorityError, cWrite, lText}}));
-}
-
-TEST_F(IRegisterSerialPortWriteTest, FailsTheSameWhenNoPriorityIsEnabled)
-{
-    DisableEveryPriority();
-    mDevice.SetLength(cDownstream, 8);
-    EXPECT_THAT(Write({1}), IsResult(KyResult::BUFFER_TOO_SMALL,
-                                     "IRegisterSerialPort::Write length allowed 8 is less than or equal to 8 "
-                                     "header bytes!"));
-    mDevice.Fail(Slot::GetRegisterLength, KyResult(0x2222, "no length"));
-    EXPECT_THAT(Write({1}), IsResult(0x2222, "no length"));
-    EXPECT_EQ(TakeLog(), Lines());
-}
-
-TEST_F(IRegisterSerialPortSPITest, TransfersTheSameWhenNoPriorityIsEnabled)
-{
-    DisableEveryPriority();
-    EXPECT_THAT(Transfer({1, 2, 3, 4}, 9, true, false), IsOK());
-    EXPECT_EQ(TakeMessages(),
-              std::vector<Bytes>{Join({Bytes(4), NetworkWord(8), {0, 0, 4, 0}, {1, 2, 3, 4}})});
-    EXPECT_EQ(TakeLog(), Lines());
 }
 
 TEST_F(IRegisterSerialPortSPITest, WritesThenReads)
 {
-    EXPECT_THAT(Transfer({0xA0, 0xA1, 0xA2, 0xA3, 0xA4}, 7, false, true), IsOK());
+    const Bytes lBytes{0xA0, 0xA1, 0xA2, 0xA3, 0xA4};
+    EXPECT_THAT(Transfer(lBytes, 7, false, true), IsOK());
     EXPECT_EQ(mWritten, 5U);
-    EXPECT_EQ(TakeMessages(),
-              std::vector<Bytes>{
-                  Join({Bytes(4), NetworkWord(9), {5, 7, 0, 1}, {0xA0, 0xA1, 0xA2, 0xA3, 0xA4, 0, 0, 0}})});
+    EXPECT_EQ(TakeMessages(), std::vector<Bytes>{SPIMessage({5, 7, 0, 1}, lBytes)});
     EXPECT_EQ(
         WithoutByteOrder(mDevice.TakeCalls()),
         (Calls{"IsConnected", "GetRegisterLength(Bulk0DownstreamData)",
@@ -337,35 +307,32 @@ TEST_F(IRegisterSerialPortSPITest, ReadsWhileItWrites)
 {
     for (const bool lFinal : {false, true})
     {
-        EXPECT_THAT(Transfer({1, 2, 3, 4, 5}, 5, true, lFinal), IsOK());
-        const std::vector<Bytes> lMessages = TakeMessages();
-        ASSERT_EQ(lMessages.size(), 1U);
-        EXPECT_EQ(lMessages[0].size(), 20U);
-        EXPECT_EQ(lMessages[0], Join({Bytes(4),
-                                      NetworkWord(9),
-                                      {0, 0, 5, static_cast<uint8_t>(lFinal)},
-                                      {1, 2, 3, 4, 5, 0, 0, 0}}));
+        EXPECT_THAT(Transfer(Count(5), 5, true, lFinal), IsOK());
+        EXPECT_EQ(TakeMessages(),
+                  std::vector<Bytes>{SPIMessage({0, 0, 5, static_cast<uint8_t>(lFinal)}, Count(5))});
     }
     EXPECT_EQ(TakeLog(), (Lines{Sending(5), Sending(5)}));
 }
 
 TEST_F(IRegisterSerialPortSPITest, WarnsWhenReadAndWriteSizesDiffer)
 {
-    EXPECT_THAT(Transfer({1, 2, 3, 4}, 9, true, false), IsOK());
+    EXPECT_THAT(Transfer(Count(4), 9, true, false), IsOK());
     EXPECT_EQ(
         TakeLogOf("IRegisterSerialPort"),
         (Lines{Sending(4), {PriorityWarning, cTransmitSPI, "Simultaneous readwrite but read 9 != write 4"}}));
-    EXPECT_EQ(TakeMessages(),
-              std::vector<Bytes>{Join({Bytes(4), NetworkWord(8), {0, 0, 4, 0}, {1, 2, 3, 4}})});
+    DisableEveryPriority();
+    EXPECT_THAT(Transfer(Count(4), 9, true, false), IsOK());
+    EXPECT_EQ(TakeLog(), Lines());
+    EXPECT_EQ(TakeMessages(), std::vector<Bytes>(2, SPIMessage({0, 0, 4, 0}, Count(4))));
 }
 
 TEST_F(IRegisterSerialPortSPITest, ReadsWithoutWriting)
 {
     EXPECT_THAT(mEngine.WriteAndRead(nullptr, 0, mWritten, 200, false, true), IsOK());
     EXPECT_EQ(mWritten, 0U);
-    EXPECT_EQ(TakeMessages(), std::vector<Bytes>{Join({Bytes(4), NetworkWord(4), {0, 200, 0, 1}})});
     EXPECT_THAT(mEngine.WriteAndRead(nullptr, 0, mWritten, 0, true, false), IsOK());
-    EXPECT_EQ(TakeMessages(), std::vector<Bytes>{Join({Bytes(4), NetworkWord(4), {0, 0, 0, 0}})});
+    EXPECT_EQ(TakeMessages(),
+              (std::vector<Bytes>{SPIMessage({0, 200, 0, 1}, {}), SPIMessage({0, 0, 0, 0}, {})}));
     mDevice.Fail(Slot::SetRegisterData, KyResult(0x2224, "no"));
     EXPECT_THAT(mEngine.WriteAndRead(nullptr, 0, mWritten, 200, false, true), IsResult(0x2224, "no"));
 }
@@ -374,33 +341,25 @@ TEST_F(IRegisterSerialPortSPITest, KeepsTheLowEightBitsOfTheSizes)
 {
     EXPECT_THAT(Transfer(Count(300), 0x1FE, false, false), IsOK());
     EXPECT_THAT(Transfer(Count(300), 300, true, false), IsOK());
-    EXPECT_EQ(TakeMessages(),
-              (std::vector<Bytes>{Join({Bytes(4), NetworkWord(304), {44, 0xFE, 0, 0}, Count(300)}),
-                                  Join({Bytes(4), NetworkWord(304), {0, 0, 44, 0}, Count(300)})}));
+    EXPECT_EQ(TakeMessages(), (std::vector<Bytes>{SPIMessage({44, 0xFE, 0, 0}, Count(300)),
+                                                  SPIMessage({0, 0, 44, 0}, Count(300))}));
 }
 
-TEST_F(IRegisterSerialPortSPITest, WritesWithoutOptions)
-{
-    EXPECT_THAT(Write({1, 2, 3, 4}), IsOK());
-    EXPECT_EQ(TakeMessages(),
-              std::vector<Bytes>{Join({Bytes(4), NetworkWord(8), {4, 0, 0, 0}, {1, 2, 3, 4}})});
-}
-
-TEST_F(IRegisterSerialPortSPITest, HasNoControlFlags)
+TEST_F(IRegisterSerialPortSPITest, WritesWithoutOptionsAndControlFlags)
 {
     mEngine.SetI2CFastMode(true);
     mEngine.SetI2CStop(true);
     mEngine.SetI2CFlag3(true);
     mEngine.SetI2CTransfer(true);
     EXPECT_THAT(Write({1, 2, 3, 4}), IsOK());
-    EXPECT_EQ(Part(TakeMessages()[0], 0, 4), Bytes(4));
+    EXPECT_EQ(TakeMessages(), std::vector<Bytes>{SPIMessage({4, 0, 0, 0}, {1, 2, 3, 4})});
 }
 
 TEST_F(IRegisterSerialPortSPITest, UsesHostByteOrderOverTheOtherTransport)
 {
     UseHostByteOrder();
     EXPECT_THAT(Transfer(Count(300), 2, false, true), IsOK());
-    EXPECT_EQ(TakeMessages(), std::vector<Bytes>{Join({Bytes(4), HostWord(304), {44, 2, 0, 1}, Count(300)})});
+    EXPECT_EQ(TakeMessages(), std::vector<Bytes>{SPIMessage({44, 2, 0, 1}, Count(300), true)});
 }
 
 TEST_F(IRegisterSerialPortSPITest, PadsWithZeroBytes)
@@ -419,9 +378,8 @@ TEST_F(IRegisterSerialPortSPITest, SplitsLongTransfersIntoEqualOnes)
     const Bytes lAll = Count(600);
     EXPECT_THAT(Transfer(lAll, 9, false, true), IsOK());
     EXPECT_EQ(mWritten, 600U);
-    EXPECT_EQ(TakeMessages(),
-              (std::vector<Bytes>{Join({Bytes(4), NetworkWord(512), {0xFC, 9, 0, 1}, Part(lAll, 0, 508)}),
-                                  Join({Bytes(4), NetworkWord(96), {92, 9, 0, 1}, Part(lAll, 508, 92)})}));
+    EXPECT_EQ(TakeMessages(), (std::vector<Bytes>{SPIMessage({0xFC, 9, 0, 1}, Part(lAll, 0, 508)),
+                                                  SPIMessage({92, 9, 0, 1}, Part(lAll, 508, 92))}));
 }
 
 TEST_F(IRegisterSerialPortSPITest, RefusesAFeatureWithoutRoomAfterTheHeader)
@@ -446,39 +404,26 @@ TEST_F(IRegisterSerialPortSPITest, ChecksItsBufferWithTheRemainderInsteadOfThePa
     EXPECT_EQ(mAsserts.Take(), Calls());
     EXPECT_THAT(Write({1, 2, 3}), IsOK());
     EXPECT_EQ(mAsserts.Take(), Broken({cSPIAssert}));
-    EXPECT_EQ(TakeMessages().back(), Join({Bytes(4), NetworkWord(7), {3, 0, 0, 0}, {1, 2, 3, 0}}));
+    EXPECT_EQ(TakeMessages().back(), SPIMessage({3, 0, 0, 0}, {1, 2, 3}));
 }
 
 TEST_F(IRegisterSerialPortSPITest, FillsFeaturesOfEveryLength)
 {
     const Bytes lAll = Count(30);
     EXPECT_THAT(mEngine.Close(), IsOK());
-    for (int64_t lLength = 13; lLength <= 44; ++lLength)
+    for (size_t lPayload = 1; lPayload <= 32; ++lPayload)
     {
-        SCOPED_TRACE(lLength);
-        IRegisterSerialPort lEngine(true);
-        ASSERT_THAT(lEngine.Open(&mDevice, KyDeviceSerialBulk0), IsOK());
-        mDevice.SetLength(cDownstream, lLength);
-        EXPECT_THAT(lEngine.Write(lAll.data(), 30, mWritten), IsOK());
-        EXPECT_THAT(lEngine.Close(), IsOK());
-        const size_t lPayload = static_cast<size_t>(lLength) - 12;
-        Bytes lSent;
+        SCOPED_TRACE(lPayload);
+        WriteAnew(lAll, static_cast<int64_t>(lPayload) + 12, true);
+        size_t lSent = 0;
         for (const Bytes& lMessage : TakeMessages())
         {
-            const size_t lSize = std::min(lPayload, 30 - lSent.size());
-            const size_t lPadding = (4 - lSize % 4) % 4;
-            EXPECT_EQ(lMessage, Join({Bytes(4),
-                                      NetworkWord(static_cast<uint32_t>(lSize + 4)),
-                                      {static_cast<uint8_t>(lSize), 0, 0, 0},
-                                      Part(lAll, lSent.size(), lSize),
-                                      Bytes(lPadding)}));
-            lSent = Join({lSent, Part(lAll, lSent.size(), lSize)});
+            const size_t lSize = std::min(lPayload, 30 - lSent);
+            EXPECT_EQ(lMessage, SPIMessage({static_cast<uint8_t>(lSize), 0, 0, 0}, Part(lAll, lSent, lSize)));
+            lSent += lSize;
         }
-        EXPECT_EQ(lSent, lAll);
-        for (const std::string& lText : mAsserts.Take())
-        {
-            EXPECT_EQ(lText, cSPIAssert);
-        }
+        EXPECT_EQ(lSent, 30U);
+        EXPECT_THAT(mAsserts.Take(), testing::Each(cSPIAssert));
     }
 }
 

@@ -3,8 +3,6 @@
 #include "KySerial/FeatureEngineTest.h"
 #include "Support/VirtualSlot.h"
 
-#include "PortMap.h"
-
 #include <map>
 #include <memory>
 #include <set>
@@ -17,12 +15,7 @@ namespace
 {
 
 constexpr char cOpen[] = "KyDeviceSerialPort::Open";
-constexpr char cNull[] = "Device pointer is NULL.";
-constexpr char cInUse[] = "The specified port is already in use.";
 constexpr char cNotClosed[] = "SerialPort not closed before deleting. Will close";
-
-const Calls cAskRegisters =
-    Join({{"IsConnected", "IsKorvoVideoInterface"}, cIdentify, {"IsGigEVision", "ReadRegister(0xb8fc)"}});
 
 class KyDeviceSerialPortTest : public EngineTest
 {
@@ -38,16 +31,6 @@ protected:
     }
 
     KyResult Open(int aPort) { return mPort->Open(&mDevice, static_cast<KyDeviceSerial>(aPort)); }
-
-    bool IsFree(KyDeviceSerial aPort)
-    {
-        const bool lFree = PortMap::GetInstance().Lock(&mDevice, aPort);
-        if (lFree)
-        {
-            EXPECT_TRUE(PortMap::GetInstance().Unlock(&mDevice, aPort));
-        }
-        return lFree;
-    }
 
     void HideFeatures() { mDevice.SetAvailable(Slot::IsRegisterFeatureAvailable, cDownstream, false); }
     void HideRegisters() { mDevice.SetRegister(0xB8FC, 0); }
@@ -89,21 +72,13 @@ TEST_F(KyDeviceSerialPortTest, StartsAsAClosedUart)
     EXPECT_EQ(TakeLog(), Lines());
 }
 
-TEST_F(KyDeviceSerialPortTest, RefusesTheInvalidPortAndKeepsItsEngine)
+TEST_F(KyDeviceSerialPortTest, RefusesInvalidAndUnknownPortsAndKeepsItsEngine)
 {
+    const char* const lText = "The specified port is invalid.";
     SetSize(77);
-    EXPECT_THAT(Open(-1), IsResult(KyResult::BAD_PARAMETER, "The specified port is invalid."));
-    EXPECT_EQ(TakeLogOf("KyDeviceSerialPort"),
-              (Lines{{PriorityError, cOpen, "The specified port is invalid."}}));
-    EXPECT_THAT(mPort->Open(nullptr, KyDeviceSerialInvalid),
-                IsResult(KyResult::BAD_PARAMETER, "The specified port is invalid."));
-    EXPECT_EQ(mDevice.TakeCalls(), Calls());
-    EXPECT_EQ(GetSize(), 77U);
-}
-
-TEST_F(KyDeviceSerialPortTest, RefusesUnknownPortsAndKeepsItsEngine)
-{
-    SetSize(77);
+    EXPECT_THAT(mPort->Open(nullptr, KyDeviceSerialInvalid), IsResult(KyResult::BAD_PARAMETER, lText));
+    EXPECT_THAT(Open(-1), IsResult(KyResult::BAD_PARAMETER, lText));
+    EXPECT_EQ(TakeLogOf("KyDeviceSerialPort"), Lines(2, LogLine{PriorityError, cOpen, lText}));
     for (const int lPort : {10, -2, 0x7FFFFFFF, -0x7FFFFFFF - 1})
     {
         EXPECT_THAT(Open(lPort), IsResult(KyResult::UNSUPPORTED, ""));
@@ -187,34 +162,24 @@ TEST_F(KyDeviceSerialPortTest, OpensBulk0WithFeaturesOfADeviceWithoutRegisters)
     EXPECT_EQ(mDevice.GetContent(cDownstream), (Bytes{0, 0, 0, 0, 0, 0, 0, 4, 0, 0, 0, 0})); // not SPI
 }
 
-TEST_F(KyDeviceSerialPortTest, KeepsItsEngineWhenTheDeviceHasNoBulk0)
+TEST_F(KyDeviceSerialPortTest, KeepsItsEngineOpenOrClosedWhenTheDeviceHasNoBulk0)
 {
     HideRegisters();
     HideFeatures();
     SetSize(77);
     EXPECT_THAT(Open(2), IsResult(KyResult::UNSUPPORTED, ""));
     EXPECT_EQ(TakeLog(), Lines());
-    EXPECT_EQ(GetSize(), 77U);
     EXPECT_FALSE(mPort->IsOpened());
-}
-
-TEST_F(KyDeviceSerialPortTest, StaysOpenWhenTheDeviceHasNoBulk0)
-{
-    ASSERT_THAT(Open(0), IsOK());
-    HideRegisters();
-    HideFeatures();
-    EXPECT_THAT(Open(2), IsResult(KyResult::UNSUPPORTED, ""));
-    EXPECT_TRUE(mPort->IsOpened());
-    EXPECT_THAT(mPort->Close(), IsOK());
-}
-
-TEST_F(KyDeviceSerialPortTest, HasNoBulk0WithoutADevice)
-{
-    SetSize(77);
     EXPECT_THAT(mPort->Open(nullptr, KyDeviceSerialBulk0), IsResult(KyResult::UNSUPPORTED, ""));
     EXPECT_EQ(TakeLog(), (Lines{{PriorityError, "KySerialLib::BulkIPEngine::IsSupported", cNull},
                                 {PriorityError, "KySerialLib::IRegisterSerialPort::IsSupported", cNull}}));
     EXPECT_EQ(GetSize(), 77U);
+    mDevice.SetRegister(0xB8FC, 0x80000002);
+    ASSERT_THAT(Open(0), IsOK());
+    HideRegisters();
+    EXPECT_THAT(Open(2), IsResult(KyResult::UNSUPPORTED, ""));
+    EXPECT_TRUE(mPort->IsOpened());
+    EXPECT_THAT(mPort->Close(), IsOK());
 }
 
 TEST_F(KyDeviceSerialPortTest, OpensOtherBulkPortsWithFeaturesWithoutAskingFirst)
@@ -228,8 +193,7 @@ TEST_F(KyDeviceSerialPortTest, OpensOtherBulkPortsWithFeaturesWithoutAskingFirst
         mDevice.TakeCalls();
     }
     mDevice.SetAvailable(Slot::IsRegisterFeatureAvailable, "Bulk4DownstreamData", false);
-    EXPECT_THAT(Open(6),
-                IsResult(KyResult::UNSUPPORTED, "The specified port is not supported by this device."));
+    EXPECT_THAT(Open(6), IsResult(KyResult::UNSUPPORTED, cNotSupported));
 }
 
 TEST_F(KyDeviceSerialPortTest, PassesTheEnginesFailureOn)
@@ -252,17 +216,15 @@ TEST_F(KyDeviceSerialPortTest, ClosesWhenDestroyed)
         mPort.reset();
         EXPECT_EQ(TakeLogOf("KyDeviceSerialPort"),
                   (Lines{{PriorityWarning, "KyDeviceSerialPort::~KyDeviceSerialPort", cNotClosed}}));
-        EXPECT_TRUE(IsFree(static_cast<KyDeviceSerial>(lPort)));
+        EXPECT_TRUE(IsFree(lPort));
         EXPECT_TRUE(mDevice.GetSinks().empty());
+        TakeLog();
     }
-}
-
-TEST_F(KyDeviceSerialPortTest, DoesNotWarnAboutAClosedPort)
-{
+    mPort = std::make_unique<KyDeviceSerialPort>();
     ASSERT_THAT(Open(0), IsOK());
     ASSERT_THAT(mPort->Close(), IsOK());
     mPort.reset();
-    EXPECT_EQ(TakeLog(), Lines());
+    EXPECT_EQ(TakeLog(), Lines()); // nothing to warn about
 }
 
 TEST_F(KyDeviceSerialPortTest, LeavesASafeSinkWhenDestroyedWithoutItsDevice)
@@ -277,8 +239,8 @@ TEST_F(KyDeviceSerialPortTest, LeavesASafeSinkWhenDestroyedWithoutItsDevice)
         const Lines lLog = TakeLog();
         ASSERT_EQ(lLog.size(), 2U);
         EXPECT_EQ(lLog[0].mMessage, cNotClosed);
-        EXPECT_EQ(lLog[1].mMessage, "The device is not currently connected.");
-        EXPECT_FALSE(IsFree(static_cast<KyDeviceSerial>(lPort)));
+        EXPECT_EQ(lLog[1].mMessage, cDisconnected);
+        EXPECT_FALSE(IsFree(lPort));
         // The adapter goes on calling: the memory checker looks.
         mDevice.SendEvent(0x9000, Words({0xFFFFFFFF, 1, 2, 3}));
         mDevice.SetInteger("EventBulk3UpstreamDataLength", 3);
@@ -296,7 +258,7 @@ TEST_F(KyDeviceSerialPortTest, FindsItsOwnPortInUseWhenOpenedTwice)
         ASSERT_THAT(Open(lPort), IsOK());
         EXPECT_THAT(Open(lPort), IsResult(KyResult::FAILURE, cInUse));
         EXPECT_FALSE(mPort->IsOpened());
-        EXPECT_FALSE(IsFree(static_cast<KyDeviceSerial>(lPort)));
+        EXPECT_FALSE(IsFree(lPort));
         mDevice.SendEvent(0x9000, Words({0xFFFFFFFF, 1, 2, 3})); // to the engine that was replaced
         EXPECT_EQ(GetReady(*mPort), 0U);
         TakeLog();
@@ -375,35 +337,20 @@ TEST_F(KyDeviceSerialPortTest, AsksForTheFeaturesOfBulk0BeforeItsRegisters)
     EXPECT_EQ(TakeLog(), Lines());
 }
 
-TEST_F(KyDeviceSerialPortTest, ReportsNoPortsWithoutADevice)
+TEST_F(KyDeviceSerialPortTest, HasAndOpensNoPortsWithoutAConnectedDevice)
 {
+    mDevice.SetAnswer(Slot::IsConnected, false);
     for (int lPort = -1; lPort <= 10; ++lPort)
     {
         EXPECT_FALSE(KyDeviceSerialPort::IsSupported(nullptr, static_cast<KyDeviceSerial>(lPort)));
-    }
-    mDevice.SetAnswer(Slot::IsConnected, false);
-    for (int lPort = -1; lPort <= 10; ++lPort)
-    {
         EXPECT_FALSE(KyDeviceSerialPort::IsSupported(&mDevice, static_cast<KyDeviceSerial>(lPort)));
+        if (lPort >= 0 && lPort <= 9)
+        {
+            const uint32_t lCode = Open(lPort).GetCode();
+            EXPECT_EQ(lCode, lPort == 2 ? KyResult::UNSUPPORTED : KyResult::NO_CONNECTION) << lPort;
+        }
     }
-    for (const std::string& lCall : mDevice.TakeCalls())
-    {
-        EXPECT_EQ(lCall, "IsConnected");
-    }
-}
-
-TEST_F(KyDeviceSerialPortTest, TouchesNoRegisterOfADisconnectedDevice)
-{
-    mDevice.SetAnswer(Slot::IsConnected, false);
-    for (int lPort = 0; lPort <= 9; ++lPort)
-    {
-        const uint32_t lCode = Open(lPort).GetCode();
-        EXPECT_EQ(lCode, lPort == 2 ? KyResult::UNSUPPORTED : KyResult::NO_CONNECTION) << lPort;
-    }
-    for (const std::string& lCall : mDevice.TakeCalls())
-    {
-        EXPECT_EQ(lCall, "IsConnected");
-    }
+    EXPECT_THAT(mDevice.TakeCalls(), testing::Each("IsConnected"));
 }
 
 TEST_F(KyDeviceSerialPortTest, FailsTheSameWhenNoPriorityIsEnabled)
@@ -422,18 +369,16 @@ TEST_F(KyDeviceSerialPortTest, EachFailureOfOpenHasALineOfItsOwn)
 {
     for (const KyDeviceSerial lSerial : {KyDeviceSerialUart0, KyDeviceSerialBulk1})
     {
-        EXPECT_THAT(mPort->Open(nullptr, lSerial),
-                    IsResult(KyResult::NO_CONNECTION, "Device pointer is NULL."));
+        EXPECT_THAT(mPort->Open(nullptr, lSerial), IsResult(KyResult::NO_CONNECTION, cNull));
         mDevice.SetAnswer(Slot::IsConnected, false);
-        EXPECT_EQ(mPort->Open(&mDevice, lSerial).GetDescription(), "The device is not currently connected.");
+        EXPECT_EQ(mPort->Open(&mDevice, lSerial).GetDescription(), cDisconnected);
         mDevice.SetAnswer(Slot::IsConnected, true);
         KyDeviceSerialPort lOther;
         ASSERT_THAT(lOther.Open(&mDevice, lSerial), IsOK());
-        EXPECT_EQ(mPort->Open(&mDevice, lSerial).GetDescription(), "The specified port is already in use.");
+        EXPECT_EQ(mPort->Open(&mDevice, lSerial).GetDescription(), cInUse);
         EXPECT_THAT(lOther.Close(), IsOK());
         mDevice.SetAnswer(Slot::IsKorvoVideoInterface, false);
-        EXPECT_EQ(mPort->Open(&mDevice, lSerial).GetDescription(),
-                  "The specified port is not supported by this device.");
+        EXPECT_EQ(mPort->Open(&mDevice, lSerial).GetDescription(), cNotSupported);
         mDevice.SetAnswer(Slot::IsKorvoVideoInterface, true);
     }
     const std::vector<std::string> lAll = mLog.GetPlaces();

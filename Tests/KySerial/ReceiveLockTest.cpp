@@ -1,6 +1,7 @@
 // What the engines do and do not do while they hold the lock of the receive buffer.
 
 #include "KySerial/EngineKinds.h"
+#include "Support/Repeater.h"
 
 #include <atomic>
 #include <future>
@@ -51,17 +52,13 @@ protected:
     // Delivers many bytes in one event, and sees from another thread how many are there meanwhile.
     bool SawPartOfAnEvent(uint32_t aCount)
     {
-        std::atomic<bool> lEnd{false};
         std::atomic<bool> lSawPart{false};
-        std::thread lOther(
+        const Repeater lOther(
             [&]
             {
-                while (!lEnd)
-                {
-                    uint32_t lReady = 0;
-                    static_cast<void>(mEngine->GetRxBytesReady(lReady)); // OK always
-                    lSawPart = lSawPart || (lReady != 0 && lReady != aCount);
-                }
+                uint32_t lReady = 0;
+                static_cast<void>(mEngine->GetRxBytesReady(lReady)); // OK always
+                lSawPart = lSawPart || (lReady != 0 && lReady != aCount);
             });
         for (int lRound = 0; lRound < 40 && !lSawPart; ++lRound)
         {
@@ -69,8 +66,6 @@ protected:
             EXPECT_EQ(GetReady(*mEngine), aCount);
             EXPECT_THAT(mEngine->FlushRxBuffer(), IsOK());
         }
-        lEnd = true;
-        lOther.join();
         return lSawPart;
     }
 
@@ -142,8 +137,7 @@ TEST_P(WriterTest, AWriterIsWokenWhenTheBytesOfTheSameEventAreStored)
     EXPECT_GT(GetReady(*mEngine), 0U);
 }
 
-INSTANTIATE_TEST_SUITE_P(Engines, WriterTest, testing::Values(EngineKind::Uart, EngineKind::RegisterBulk),
-                         &GetKindName);
+KY_REGISTER_ENGINES(WriterTest);
 
 // Sees, when a line says that bytes have come, whether others get the lock.
 class LockLookingSink final : public JxUtilsLib::LogSink

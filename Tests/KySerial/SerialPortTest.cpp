@@ -1,12 +1,13 @@
 #include "KySerial/EngineTest.h"
+#include "Support/TimeOf.h"
 #include "Support/VirtualSlot.h"
 
 #include "DeviceSerialPort.h"
 #include "SerialPort.h"
 
 #include <algorithm>
+#include <array>
 #include <atomic>
-#include <chrono>
 #include <deque>
 #include <future>
 #include <memory>
@@ -61,6 +62,25 @@ protected:
         uint32_t lSize = 0xDEAD;
         EXPECT_THAT(mPort.GetRxBufferSize(lSize), IsOK());
         return lSize;
+    }
+
+    // Reads up to so many bytes, of which there is at least one.
+    Bytes Read(uint32_t aSize, uint32_t aTimeout)
+    {
+        EXPECT_THAT(mPort.Read(mBytes, aSize, mGot, aTimeout), IsOK());
+        return {mBytes, mBytes + mGot};
+    }
+    void ExpectNothing(uint32_t aTimeout)
+    {
+        EXPECT_THAT(mPort.Read(mBytes, sizeof mBytes, mGot, aTimeout), IsResult(KyResult::TIMED_OUT, ""));
+        EXPECT_EQ(mGot, 0U);
+    }
+    // A batch of bytes in one hold of the lock.
+    void PushBatch(const uint8_t* aBytes, uint32_t aCount)
+    {
+        mPort.LockRx();
+        mPort.PushBytes(aBytes, aCount);
+        mPort.UnlockRx();
     }
 
     // Reads on a second thread, pushing bytes until that has come back.
@@ -128,8 +148,7 @@ TEST_F(SerialPortTest, GivesBytesInTheOrderInWhichTheyCame)
 {
     mPort.Push({1, 2, 3});
     EXPECT_EQ(GetReady(mPort), 3U);
-    EXPECT_THAT(mPort.Read(mBytes, sizeof mBytes, mGot, 0), IsOK());
-    EXPECT_EQ(Bytes(mBytes, mBytes + mGot), (Bytes{1, 2, 3}));
+    EXPECT_EQ(Read(sizeof mBytes, 0), (Bytes{1, 2, 3}));
     EXPECT_EQ(GetReady(mPort), 0U);
 }
 
@@ -150,8 +169,7 @@ TEST_F(SerialPortTest, KeepsOneByteLessThanCellsAndLosesTheOldest)
         mPort.PushByte(static_cast<uint8_t>(lIndex % 251), true);
     }
     EXPECT_EQ(GetReady(mPort), 16383U);
-    EXPECT_THAT(mPort.Read(mBytes, 2, mGot, 0), IsOK());
-    EXPECT_EQ(Bytes(mBytes, mBytes + mGot), (Bytes{1, 2}));
+    EXPECT_EQ(Read(2, 0), (Bytes{1, 2}));
     const Bytes lRest = ReadAll(mPort);
     EXPECT_EQ(lRest.size(), 16381U);
     EXPECT_EQ(lRest.back(), 16383 % 251);
@@ -186,9 +204,7 @@ TEST_F(SerialPortTest, BatchesOfBytesKeepTheNewest)
                 lByte = lNext++;
                 lExpected.push_back(lByte);
             }
-            mPort.LockRx();
-            mPort.PushBytes(lBatch.data(), static_cast<uint32_t>(lBatch.size()));
-            mPort.UnlockRx();
+            PushBatch(lBatch.data(), static_cast<uint32_t>(lBatch.size()));
             while (lExpected.size() > lCells - 1)
             {
                 lExpected.pop_front();
@@ -212,28 +228,18 @@ TEST_F(SerialPortTest, ABatchWakesAReader)
                               [this] { return mPort.Read(mBytes, sizeof mBytes, mGot, 0xFFFFFFFF); });
     Bytes lBatch{4, 5, 6};
     std::this_thread::sleep_for(std::chrono::milliseconds(2)); // most often the reader waits by then
-    mPort.LockRx();
-    mPort.PushBytes(lBatch.data(), 3);
-    mPort.UnlockRx();
+    PushBatch(lBatch.data(), 3);
     EXPECT_THAT(lReader.get(), IsOK());
     EXPECT_EQ(Bytes(mBytes, mBytes + mGot), lBatch);
 }
 
-TEST_F(SerialPortTest, TimesOutAtOnceWithoutATimeout)
-{
-    EXPECT_THAT(mPort.Read(mBytes, sizeof mBytes, mGot, 0), IsResult(KyResult::TIMED_OUT, ""));
-    EXPECT_EQ(mGot, 0U);
-}
-
 TEST_F(SerialPortTest, WaitsForTheWholeTimeoutWhenNothingComes)
 {
-    const auto lStart = std::chrono::steady_clock::now();
-    EXPECT_THAT(mPort.Read(mBytes, sizeof mBytes, mGot, 100), IsResult(KyResult::TIMED_OUT, ""));
-    EXPECT_GE(std::chrono::steady_clock::now() - lStart, std::chrono::milliseconds(99));
-    EXPECT_EQ(mGot, 0U);
+    ExpectNothing(0);
+    EXPECT_GE(TimeOf([this] { ExpectNothing(100); }), std::chrono::milliseconds(99));
 }
 
-TEST_F(SerialPortTest, ReturnsWhenTheFirstByteComes)
+TEST_F(SerialPortTest, ReturnsWhenTheFirstByteComesAndDoesNotWaitForMore)
 {
     std::thread lDevice(
         [&]
@@ -241,26 +247,16 @@ TEST_F(SerialPortTest, ReturnsWhenTheFirstByteComes)
             std::this_thread::sleep_for(std::chrono::milliseconds(20));
             mPort.PushByte(0x42, true);
         });
-    EXPECT_THAT(mPort.Read(mBytes, sizeof mBytes, mGot, 60000), IsOK());
+    EXPECT_EQ(Read(sizeof mBytes, 0xFFFFFFFF), Bytes{0x42});
     lDevice.join();
-    EXPECT_EQ(mGot, 1U);
-    EXPECT_EQ(mBytes[0], 0x42);
-}
-
-TEST_F(SerialPortTest, DoesNotWaitToFillTheCallersBuffer)
-{
     mPort.Push({1, 2, 3});
-    const auto lStart = std::chrono::steady_clock::now();
-    EXPECT_THAT(mPort.Read(mBytes, sizeof mBytes, mGot, 60000), IsOK());
-    EXPECT_LT(std::chrono::steady_clock::now() - lStart, std::chrono::milliseconds(30000));
-    EXPECT_EQ(mGot, 3U);
+    EXPECT_EQ(Read(sizeof mBytes, 0xFFFFFFFF), (Bytes{1, 2, 3}));
 }
 
 TEST_F(SerialPortTest, LeavesWhatTheCallersBufferCannotHold)
 {
     mPort.Push({1, 2, 3, 4, 5});
-    EXPECT_THAT(mPort.Read(mBytes, 2, mGot, 0), IsOK());
-    EXPECT_EQ(Bytes(mBytes, mBytes + mGot), (Bytes{1, 2}));
+    EXPECT_EQ(Read(2, 0), (Bytes{1, 2}));
     EXPECT_EQ(mBytes[2], 0);
     EXPECT_EQ(ReadAll(mPort), (Bytes{3, 4, 5}));
 }
@@ -268,38 +264,26 @@ TEST_F(SerialPortTest, LeavesWhatTheCallersBufferCannotHold)
 TEST_F(SerialPortTest, TakesOneByteForASizeOfNone)
 {
     mPort.Push({1, 2, 3, 4, 5});
-    EXPECT_THAT(mPort.Read(mBytes, 0, mGot, 0), IsOK());
-    EXPECT_EQ(mGot, 1U);
-    EXPECT_EQ(mBytes[0], 1);
+    EXPECT_EQ(Read(0, 0), Bytes{1});
     EXPECT_EQ(GetReady(mPort), 4U);
 }
 
 TEST_F(SerialPortTest, RefusesANullBufferAndKeepsTheBytes)
 {
     mPort.Push({1, 2});
-    EXPECT_THAT(mPort.Read(nullptr, 2, mGot, 0),
-                IsResult(KyResult::BAD_PARAMETER, "aBuffer pointer cannot be NULL."));
+    EXPECT_THAT(mPort.Read(nullptr, 2, mGot, 0), IsResult(KyResult::BAD_PARAMETER, cNullBuffer));
     EXPECT_EQ(mGot, 0U);
     EXPECT_EQ(mPort.Read(nullptr, 0, mGot, 0).GetCode(), KyResult::BAD_PARAMETER);
     EXPECT_EQ(ReadAll(mPort), (Bytes{1, 2}));
-    const KyTest::LogLine lLine{JxUtilsLib::PriorityError, "KySerialLib::SerialPort::Read",
-                                "aBuffer pointer cannot be NULL."};
-    EXPECT_EQ(mLog.Take(), (std::vector<KyTest::LogLine>{lLine, lLine}));
+    EXPECT_EQ(TakeLog(), Lines(2, LogLine{PriorityError, "KySerialLib::SerialPort::Read", cNullBuffer}));
 }
 
-TEST_F(SerialPortTest, FindsNothingWhenItIsWokenWithoutAByte)
+TEST_F(SerialPortTest, FindsNothingWhenItIsWokenWithoutAByteWhichWakesItOnce)
 {
-    // One cell holds nothing, but the byte that gets lost wakes the reader.
-    SetSize(1);
+    SetSize(1); // one cell holds nothing, but the byte that gets lost wakes the reader
     EXPECT_THAT(ReadWhilePushing(mGot), IsOK());
     EXPECT_EQ(mGot, 0U);
-}
-
-TEST_F(SerialPortTest, IsNotWokenTwiceByOneByte)
-{
-    SetSize(1); // so that only a wake-up ends the first call
-    EXPECT_THAT(ReadWhilePushing(mGot), IsOK());
-    EXPECT_THAT(mPort.Read(mBytes, 1, mGot, 20), IsResult(KyResult::TIMED_OUT, ""));
+    ExpectNothing(20);
 }
 
 TEST_F(SerialPortTest, LetsOthersInWhileAReaderWaits)
@@ -331,7 +315,7 @@ TEST_F(SerialPortTest, AReaderThatWaitsIsLetGoWhenReadsEnd)
 TEST_F(SerialPortTest, WhileReadsEndTheyTakeWhatIsThereAndDoNotWait)
 {
     mPort.EndReads(true);
-    EXPECT_THAT(mPort.Read(mBytes, 1, mGot, 0xFFFFFFFF), IsResult(KyResult::TIMED_OUT, ""));
+    ExpectNothing(0xFFFFFFFF);
     mPort.Push({1, 2});
     EXPECT_THAT(mPort.Read(mBytes, sizeof mBytes, mGot, 0xFFFFFFFF), IsOK());
     EXPECT_EQ(mGot, 2U);
@@ -342,35 +326,30 @@ TEST_F(SerialPortTest, WhileReadsEndTheyTakeWhatIsThereAndDoNotWait)
 
 TEST_F(SerialPortTest, CountsWhatItReceivesAndWhatNobodyTakes)
 {
-    const auto lExpect = [this](uint64_t aReceived, uint64_t aOverrun, uint64_t aCleared)
+    using Counts = std::array<uint64_t, 3>; // received, lost to newer ones, cleared
+    const auto lTake = [this]
     {
         const SerialPort::ReceiveCounts lCounts = mPort.TakeReceiveCounts();
-        EXPECT_EQ(lCounts.mReceived, aReceived);
-        EXPECT_EQ(lCounts.mOverrun, aOverrun);
-        EXPECT_EQ(lCounts.mCleared, aCleared);
+        return Counts{lCounts.mReceived, lCounts.mOverrun, lCounts.mCleared};
     };
     SetSize(11); // for ten bytes
     mPort.Push(Count(8));
-    lExpect(8, 0, 0);
+    EXPECT_EQ(lTake(), (Counts{8, 0, 0}));
     mPort.Push(Count(5)); // byte by byte
-    lExpect(5, 3, 0);
+    EXPECT_EQ(lTake(), (Counts{5, 3, 0}));
     EXPECT_THAT(mPort.Read(mBytes, 4, mGot, 0), IsOK());
-    mPort.LockRx();
-    mPort.PushBytes(mBytes, 9); // six wait
-    mPort.UnlockRx();
-    lExpect(9, 5, 0);
-    mPort.LockRx();
-    mPort.PushBytes(mBytes, 30); // more than there is room for at all
-    mPort.UnlockRx();
-    lExpect(30, 30, 0); // ten that waited, and twenty of these
+    PushBatch(mBytes, 9); // six wait
+    EXPECT_EQ(lTake(), (Counts{9, 5, 0}));
+    PushBatch(mBytes, 30);                   // more than there is room for at all
+    EXPECT_EQ(lTake(), (Counts{30, 30, 0})); // ten that waited, and twenty of these
     EXPECT_THAT(mPort.FlushRxBuffer(), IsOK());
-    lExpect(0, 0, 10);
+    EXPECT_EQ(lTake(), (Counts{0, 0, 10}));
     mPort.Push(Count(3));
     SetSize(100);
-    lExpect(3, 0, 3);
+    EXPECT_EQ(lTake(), (Counts{3, 0, 3}));
     mPort.Push(Count(7));
     EXPECT_THAT(mPort.Close(), IsOK());
-    lExpect(7, 0, 7);
+    EXPECT_EQ(lTake(), (Counts{7, 0, 7}));
 }
 
 TEST_F(SerialPortTest, DropsWaitingBytesWhenFlushed)
@@ -378,7 +357,7 @@ TEST_F(SerialPortTest, DropsWaitingBytesWhenFlushed)
     mPort.Push({1, 2, 3});
     EXPECT_THAT(mPort.FlushRxBuffer(), IsOK());
     EXPECT_EQ(GetReady(mPort), 0U);
-    EXPECT_THAT(mPort.Read(mBytes, 1, mGot, 0), IsResult(KyResult::TIMED_OUT, ""));
+    ExpectNothing(0);
     mPort.Push({4});
     EXPECT_EQ(ReadAll(mPort), Bytes{4});
 }
@@ -413,8 +392,8 @@ TEST_F(SerialPortTest, TakesEverySmallSize)
         EXPECT_EQ(GetReady(mPort), lKept);
         const Bytes lAll = Count(25);
         EXPECT_EQ(ReadAll(mPort), Bytes(lAll.end() - lKept, lAll.end()));
-        EXPECT_THAT(mPort.Read(mBytes, 1, mGot, 0), IsResult(KyResult::TIMED_OUT, ""));
-        EXPECT_THAT(mPort.Read(mBytes, 1, mGot, 1), IsResult(KyResult::TIMED_OUT, ""));
+        ExpectNothing(0);
+        ExpectNothing(1);
         EXPECT_THAT(mPort.FlushRxBuffer(), IsOK());
         EXPECT_THAT(mPort.Close(), IsOK());
     }
