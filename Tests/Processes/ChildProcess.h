@@ -1,39 +1,29 @@
 #pragma once
 
-#include <memory>
+#include "Tests/Support/Process.h"
+
 #include <string>
 #include <vector>
 
-/// This test program started again, as the peer in another process. Talks by lines over its standard files.
-class ChildProcess
+/// This test program started again, as the peer in another process. It says with its output how far it is, and does
+/// what its input says.
+class ChildProcess : public KyTest::Process
 {
 public:
-    /// Starts a peer; its arguments are "--peer" and these, which contain no spaces.
-    explicit ChildProcess(const std::vector<std::string>& aArguments);
+    /// Starts a peer; its arguments are "--peer" and these.
+    explicit ChildProcess(std::vector<std::string> aArguments)
+    {
+        aArguments.insert(aArguments.begin(), "--peer");
+        Files lFiles;
+        lFiles.mInput = Input::Pipe;
+        mIsStarted = Start("ProcessesTest", aArguments, lFiles);
+    }
 
-    /// Kills it if it still runs.
-    ~ChildProcess();
-    ChildProcess(const ChildProcess&) = delete;
-    ChildProcess& operator=(const ChildProcess&) = delete;
-
-    /// The next line that the peer writes, without its end; empty when it has ended.
-    std::string ReadLine();
-
-    void WriteLine(const std::string& aLine);
-
-    /// Ends it at once, wherever it is, and waits until it is gone.
-    void Kill();
-
-    /// Waits until it ends by itself.
-    /// \return Its exit code; -1 if it was killed.
-    int Wait();
-
-    /// aRounds, or fewer where starting a process takes long.
-    static int ScaleRounds(int aRounds);
+    /// Waits until the peer says this.
+    bool Says(const std::string& aText) { return mIsStarted && WaitForOutput(aText); }
 
 private:
-    struct State;
-    std::unique_ptr<State> mState;
+    bool mIsStarted = false;
 };
 
 /// What a peer does; its result is the exit code.

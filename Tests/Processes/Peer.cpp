@@ -9,6 +9,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <iostream>
+#include <map>
 #include <random>
 
 using KySerialLib::SharedFifo;
@@ -172,26 +173,8 @@ int Use(const Arguments& aArguments)
 
 int RunPeer(const std::vector<std::string>& aArguments)
 {
-    const std::string& lRole = aArguments.at(0);
-    if (lRole == "echo")
-    {
-        return Echo(aArguments);
-    }
-    if (lRole == "hold")
-    {
-        return Hold(aArguments);
-    }
-    if (lRole == "survive")
-    {
-        return Survive(aArguments);
-    }
-    if (lRole == "write")
-    {
-        return WriteForEver(aArguments);
-    }
-    if (lRole == "read")
-    {
-        return ReadForEver(aArguments);
-    }
-    return lRole == "serve" ? Serve(aArguments) : Use(aArguments);
+    static const std::map<std::string, int (*)(const Arguments&)> cRoles = {
+        {"echo", &Echo},        {"hold", &Hold},   {"survive", &Survive}, {"write", &WriteForEver},
+        {"read", &ReadForEver}, {"serve", &Serve}, {"use", &Use}};
+    return cRoles.at(aArguments.at(0))(aArguments);
 }

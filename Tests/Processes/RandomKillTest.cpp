@@ -19,7 +19,7 @@ protected:
     {
         const char* const lText =
             std::getenv("KYSERIAL_KILL_ROUNDS"); // NOLINT(concurrency-mt-unsafe): one thread
-        return lText != nullptr ? std::atoi(lText) : ChildProcess::ScaleRounds(100);
+        return lText != nullptr ? std::atoi(lText) : KYTEST_KILL_ROUNDS;
     }
 
     /// How long a peer is let work.
@@ -52,7 +52,7 @@ TEST_P(RandomKillTest, WhatADyingWriterLeavesIsAPrefix)
     for (int lRound = 0; lRound < GetRounds(); ++lRound)
     {
         ChildProcess lPeer({"write", mName, std::to_string(lNext)});
-        ASSERT_EQ(lPeer.ReadLine(), "ready");
+        ASSERT_TRUE(lPeer.Says("ready"));
         std::atomic<bool> lDead{false};
         Clock::time_point lDeath;
         const auto lPause = GetPause();
@@ -115,7 +115,7 @@ TEST_P(RandomKillTest, WriterGoesOnWithTheNextReader)
     for (int lRound = 0; lRound < GetRounds(); ++lRound)
     {
         ChildProcess lPeer({"read", mName});
-        ASSERT_EQ(lPeer.ReadLine(), "ready");
+        ASSERT_TRUE(lPeer.Says("ready"));
         const auto lStart = Clock::now();
         const uint32_t lBefore = lBlocks;
         while (lBlocks - lBefore < 3) // each reader gets the writer going again; else this hangs

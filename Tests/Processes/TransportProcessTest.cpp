@@ -38,7 +38,7 @@ TEST_F(TransportProcessTest, TwoProcessesExchangeBytesBothWays)
     SharedFifo lDown(mName + "Down", mPrefix, 1024, true);
     SharedFifo lUp(mName + "Up", mPrefix, 1024, true);
     ChildProcess lPeer({"echo", mName});
-    ASSERT_EQ(lPeer.ReadLine(), "ready");
+    ASSERT_TRUE(lPeer.Says("ready"));
     std::string lSent(300000, '\0');
     std::mt19937 lRandom(5);
     std::generate(lSent.begin(), lSent.end(), [&lRandom] { return static_cast<char>(1 + lRandom() % 255); });
@@ -73,8 +73,8 @@ TEST_F(TransportProcessTest, PeerThatExitsWithTheLockPassesItOn)
     for (int lTurn = 0; lTurn < 20; ++lTurn)
     {
         ChildProcess lPeer({"hold", mName});
-        ASSERT_EQ(lPeer.ReadLine(), "held");
-        lPeer.WriteLine("exit");
+        ASSERT_TRUE(lPeer.Says("held"));
+        EXPECT_TRUE(lPeer.Feed("exit\n"));
         EXPECT_EQ(lPeer.Wait(), 0);
         ExpectAlive();
     }
@@ -85,7 +85,7 @@ TEST_F(TransportProcessTest, PeerThatIsKilledWithTheLockPassesItOn)
     for (int lTurn = 0; lTurn < 20; ++lTurn)
     {
         ChildProcess lPeer({"hold", mName});
-        ASSERT_EQ(lPeer.ReadLine(), "held");
+        ASSERT_TRUE(lPeer.Says("held"));
         lPeer.Kill();
         ExpectAlive();
     }
@@ -94,7 +94,7 @@ TEST_F(TransportProcessTest, PeerThatIsKilledWithTheLockPassesItOn)
 TEST_F(TransportProcessTest, WaiterForTheLockGetsItWhenItsOwnerIsKilled)
 {
     ChildProcess lPeer({"hold", mName});
-    ASSERT_EQ(lPeer.ReadLine(), "held");
+    ASSERT_TRUE(lPeer.Says("held"));
     std::thread lWaiter([this] { ExpectAlive(); });
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
     lPeer.Kill();
@@ -109,10 +109,10 @@ TEST_F(TransportProcessTest, ReaderThatSleepsFindsBytesWhoseWriterDiedBeforeTheE
         std::thread lReader([&] { lGot = Read(10, KyPlatform::cInfinite); });
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
         ChildProcess lPeer({"hold", mName, "2", "1"}); // one byte more, and no event
-        ASSERT_EQ(lPeer.ReadLine(), "held");
+        ASSERT_TRUE(lPeer.Says("held"));
         if (lExit)
         {
-            lPeer.WriteLine("exit");
+            EXPECT_TRUE(lPeer.Feed("exit\n"));
             lPeer.Wait();
         }
         lPeer.Kill();
@@ -128,7 +128,7 @@ TEST_F(TransportProcessTest, WriterThatSleepsFindsRoomWhoseReaderDiedBeforeTheEv
     std::thread lWriter([&] { EXPECT_TRUE(Write("yz", KyPlatform::cInfinite)); });
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
     ChildProcess lPeer({"hold", mName, "1", "10"}); // ten bytes less, and no event
-    ASSERT_EQ(lPeer.ReadLine(), "held");
+    ASSERT_TRUE(lPeer.Says("held"));
     lPeer.Kill();
     lWriter.join();
     EXPECT_EQ(Read(), std::string(1013, 'x') + "yz");
@@ -139,7 +139,7 @@ TEST_F(TransportProcessTest, DeadOwnersEventsAreMadeTrueAndOnlyIfTheyAre)
     // Where the dead left it empty nothing may say that something was written.
     EXPECT_EQ(Read(1, 1), ""); // resets the written event
     ChildProcess lPeer({"hold", mName});
-    ASSERT_EQ(lPeer.ReadLine(), "held");
+    ASSERT_TRUE(lPeer.Says("held"));
     lPeer.Kill();
     uint32_t lCount = 0;
     EXPECT_TRUE(mFifo.GetAvailable(lCount));
@@ -149,7 +149,7 @@ TEST_F(TransportProcessTest, DeadOwnersEventsAreMadeTrueAndOnlyIfTheyAre)
     EXPECT_FALSE(Write(std::string(1022, 'x') + "y"));
     EXPECT_FALSE(IsSet(mReadEvent));
     ChildProcess lSecond({"hold", mName});
-    ASSERT_EQ(lSecond.ReadLine(), "held");
+    ASSERT_TRUE(lSecond.Says("held"));
     lSecond.Kill();
     EXPECT_TRUE(mFifo.GetAvailable(lCount));
     EXPECT_EQ(lCount, 1023U);
@@ -160,7 +160,7 @@ TEST_F(TransportProcessTest, DeadOwnersEventsAreMadeTrueAndOnlyIfTheyAre)
 TEST_F(TransportProcessTest, StoppedOwnerCostsFiveSecondsAndNothingElse)
 {
     ChildProcess lPeer({"hold", mName});
-    ASSERT_EQ(lPeer.ReadLine(), "held");
+    ASSERT_TRUE(lPeer.Says("held"));
     Clock::duration lTook = std::chrono::hours(1);
     for (int lTry = 0; lTry < 3 && lTook > std::chrono::milliseconds(5200);
          ++lTry) // a busy machine is not late each time
@@ -171,8 +171,8 @@ TEST_F(TransportProcessTest, StoppedOwnerCostsFiveSecondsAndNothingElse)
         EXPECT_GE(lTook, std::chrono::milliseconds(4990));
     }
     EXPECT_LE(lTook, std::chrono::milliseconds(5200));
-    lPeer.WriteLine("release");
-    ASSERT_EQ(lPeer.ReadLine(), "released");
+    EXPECT_TRUE(lPeer.Feed("release\n"));
+    ASSERT_TRUE(lPeer.Says("released"));
     ExpectAlive();
 }
 
@@ -180,7 +180,7 @@ TEST_F(TransportProcessTest, SectionOutlivesItsMakerWhileSomebodyHoldsIt)
 {
     const std::string lName = mName + "Down";
     ChildProcess lPeer({"echo", mName});
-    ASSERT_EQ(lPeer.ReadLine(), "ready");
+    ASSERT_TRUE(lPeer.Says("ready"));
     {
         SharedFifo lFifo(lName, mPrefix, 10, false);
         ASSERT_TRUE(lFifo.IsValid());
@@ -210,16 +210,16 @@ protected:
 TEST_F(RegistryProcessTest, SecondServerOfANameIsRefusedWhileTheFirstLives)
 {
     ChildProcess lFirst({"serve", mSession.GetToken(), "A"});
-    ASSERT_EQ(lFirst.ReadLine(), "serving");
+    ASSERT_TRUE(lFirst.Says("serving"));
     EXPECT_EQ(GetEntry("A").mServerActive, 1U);
     ChildProcess lSecond({"serve", mSession.GetToken(), "A"});
-    EXPECT_EQ(lSecond.ReadLine(), "refused");
-    lSecond.WriteLine("end");
+    EXPECT_TRUE(lSecond.Says("refused"));
+    EXPECT_TRUE(lSecond.Feed("end\n"));
     EXPECT_EQ(lSecond.Wait(), 0);
-    lFirst.WriteLine("end");
+    EXPECT_TRUE(lFirst.Feed("end\n"));
     EXPECT_EQ(lFirst.Wait(), 0);
     ChildProcess lThird({"serve", mSession.GetToken(), "A"});
-    EXPECT_EQ(lThird.ReadLine(), "serving");
+    EXPECT_TRUE(lThird.Says("serving"));
     EXPECT_EQ(GetEntry("A").mServerId, 1U);
 }
 
@@ -228,7 +228,7 @@ TEST_F(RegistryProcessTest, KilledServerIsSweptAndReplaced)
     for (int lTurn = 0; lTurn < 5; ++lTurn)
     {
         ChildProcess lServer({"serve", mSession.GetToken(), "A"});
-        ASSERT_EQ(lServer.ReadLine(), "serving");
+        ASSERT_TRUE(lServer.Says("serving"));
         EXPECT_EQ(mRegistry.GetEntries()[0].mServerActive, 1U);
         lServer.Kill();
         EXPECT_EQ(mRegistry.GetEntries()[0].mServerActive, 0U);
@@ -242,13 +242,13 @@ TEST_F(RegistryProcessTest, OneClientProcessAtATime)
     NamedSemaphore lClient;
     ASSERT_TRUE(mRegistry.AcquireServer("A", lServer, lClient));
     ChildProcess lFirst({"use", mSession.GetToken(), "A"});
-    ASSERT_EQ(lFirst.ReadLine(), "using");
+    ASSERT_TRUE(lFirst.Says("using"));
     ChildProcess lSecond({"use", mSession.GetToken(), "A"});
-    EXPECT_EQ(lSecond.ReadLine(), "refused");
-    lFirst.WriteLine("end");
+    EXPECT_TRUE(lSecond.Says("refused"));
+    EXPECT_TRUE(lFirst.Feed("end\n"));
     EXPECT_EQ(lFirst.Wait(), 0);
     ChildProcess lThird({"use", mSession.GetToken(), "A"});
-    EXPECT_EQ(lThird.ReadLine(), "using");
+    EXPECT_TRUE(lThird.Says("using"));
 }
 
 } // namespace

@@ -58,6 +58,9 @@ public:
     /// Asks it as a system does that shuts down. \return False where a test cannot do that.
     bool Terminate();
 
+    /// Ends it at once, wherever it is, and waits until it is gone.
+    void Kill();
+
     /// Waits for the end. \return The exit status; nothing when the program still runs, or was killed.
     std::optional<int> Wait(uint32_t aTimeout = cPatience);
 

@@ -4,6 +4,7 @@
 #include "KyPlatform/NamedMutex.h"
 #include "KyPlatform/SharedMemory.h"
 #include "Tests/Support/PrivateSession.h"
+#include "Tests/Support/TimeOf.h"
 #include "Tests/Support/WaitFor.h"
 #include "sharedfifo.h"
 #include "sharedregistry.h"
@@ -109,22 +110,40 @@ protected:
         ASSERT_EQ(clSerialInit(0, &mPort), CL_ERR_NO_ERR);
         ASSERT_NE(mPort, nullptr);
     }
-    CLINT32 Read(CLUINT32 aCount, CLUINT32 aTimeout)
+    CLINT32 Read(CLUINT32 aCount, CLUINT32 aTimeout, decltype(&clSerialRead) aRead = &clSerialRead)
     {
         mBuffer.assign(aCount, '#');
         mCount = aCount;
-        return clSerialRead(mPort, mBuffer.data(), &mCount, aTimeout);
-    }
-    CLINT32 ReadEx(CLUINT32 aCount, CLUINT32 aTimeout)
-    {
-        mBuffer.assign(aCount, '#');
-        mCount = aCount;
-        return clSerialReadEx(mPort, mBuffer.data(), &mCount, aTimeout);
+        return aRead(mPort, mBuffer.data(), &mCount, aTimeout);
     }
     CLINT32 Write(std::string aText, CLUINT32 aTimeout)
     {
         mCount = static_cast<CLUINT32>(aText.size());
         return clSerialWrite(mPort, aText.data(), &mCount, aTimeout);
+    }
+    // A call in a thread that waits without end for one byte, or to write so many, until the port is closed.
+    std::jthread ReadInVain()
+    {
+        return std::jthread(
+            [this]
+            {
+                char lByte = 0;
+                CLUINT32 lCount = 1;
+                EXPECT_EQ(clSerialRead(mPort, &lByte, &lCount, 0xFFFFFFFFU), CL_ERR_INVALID_REFERENCE);
+                ++mEnded;
+            });
+    }
+    std::jthread WriteInVain(CLUINT32 aCount, CLUINT32 aStored)
+    {
+        return std::jthread(
+            [this, aCount, aStored]
+            {
+                std::string lText(aCount, 'x');
+                CLUINT32 lCount = aCount;
+                EXPECT_EQ(clSerialWrite(mPort, lText.data(), &lCount, 0xFFFFFFFFU), CL_ERR_INVALID_REFERENCE);
+                EXPECT_EQ(lCount, aStored);
+                ++mEnded;
+            });
     }
     CLUINT32 Available()
     {
@@ -138,6 +157,7 @@ protected:
     hSerRef mPort = nullptr;
     std::string mBuffer;
     CLUINT32 mCount = 0;
+    std::atomic<int> mEnded{0};
 };
 
 TEST_F(ClientTest, ListsTheServersThatAreThere)
@@ -291,28 +311,16 @@ TEST_F(ClientTest, AServerHasOneClient)
 
 TEST_F(ClientTest, ComesUpAt9600OrTheLowestRateOffered)
 {
-    Server lServer("Server", 0x13);
+    Server lServer("Server");
     lServer.Entry().mRequestedBaudRate = 0x10;
-    ASSERT_EQ(clSerialInit(0, &mPort), CL_ERR_NO_ERR);
-    EXPECT_EQ(lServer.Entry().mRequestedBaudRate, 0x01U);
-    clSerialClose(mPort);
-    lServer.Entry().mSupportedBaudRates = 0x18;
-    ASSERT_EQ(clSerialInit(0, &mPort), CL_ERR_NO_ERR);
-    EXPECT_EQ(lServer.Entry().mRequestedBaudRate, 0x08U);
-    clSerialClose(mPort);
-    lServer.Entry().mSupportedBaudRates = 0;
-    ASSERT_EQ(clSerialInit(0, &mPort), CL_ERR_NO_ERR);
-    EXPECT_EQ(lServer.Entry().mRequestedBaudRate, 0x01U);
-}
-
-TEST_F(ClientTest, BitsThatHaveNoRateAreNotOffered)
-{
-    Attach();
-    CLUINT32 lRates = 0;
-    mServer->Entry().mSupportedBaudRates = 0xFFFFFF13;
-    EXPECT_EQ(clGetSupportedBaudRates(mPort, &lRates), CL_ERR_NO_ERR);
-    EXPECT_EQ(lRates, 0x13U);
-    EXPECT_EQ(clSetBaudRate(mPort, 0x100), CL_ERR_BAUD_RATE_NOT_SUPPORTED);
+    const std::pair<uint32_t, uint32_t> lRates[] = {{0x13, 0x01}, {0x18, 0x08}, {0, 0x01}};
+    for (const auto& [lOffered, lFirst] : lRates)
+    {
+        lServer.Entry().mSupportedBaudRates = lOffered;
+        ASSERT_EQ(clSerialInit(0, &mPort), CL_ERR_NO_ERR);
+        EXPECT_EQ(lServer.Entry().mRequestedBaudRate, lFirst);
+        clSerialClose(mPort);
+    }
 }
 
 TEST_F(ClientTest, RatesAreThoseTheServerOffers)
@@ -331,6 +339,10 @@ TEST_F(ClientTest, RatesAreThoseTheServerOffers)
     EXPECT_EQ(clSetBaudRate(mPort, CL_BAUDRATE_9600), CL_ERR_NO_ERR);
     EXPECT_EQ(clSetBaudRate(mPort, CL_BAUDRATE_AUTOMAX), CL_ERR_NO_ERR);
     EXPECT_EQ(mServer->Entry().mRequestedBaudRate, 0x10U);
+    mServer->Entry().mSupportedBaudRates = 0xFFFFFF13; // bits that have no rate are not offered
+    EXPECT_EQ(clGetSupportedBaudRates(mPort, &lRates), CL_ERR_NO_ERR);
+    EXPECT_EQ(lRates, 0x13U);
+    EXPECT_EQ(clSetBaudRate(mPort, 0x100), CL_ERR_BAUD_RATE_NOT_SUPPORTED);
 }
 
 TEST_F(ClientTest, ReadsWhatIsWantedAndLeavesTheRest)
@@ -366,23 +378,22 @@ TEST_F(ClientTest, ATimeOutConsumesNothing)
 TEST_F(ClientTest, ATimeOutTakesItsTime)
 {
     Attach();
-    const uint64_t lStart = Thread::GetTickCount();
-    EXPECT_EQ(Read(1, 100), CL_ERR_TIMEOUT);
-    EXPECT_GE(Thread::GetTickCount() - lStart, 99U);
+    EXPECT_GE(KyTest::TimeOf([this] { EXPECT_EQ(Read(1, 100), CL_ERR_TIMEOUT); }),
+              std::chrono::milliseconds(99));
 }
 
 TEST_F(ClientTest, ReadExTakesWhatHasComeByTheTimeOut)
 {
     Attach();
-    EXPECT_EQ(ReadEx(4, 0), CL_ERR_TIMEOUT);
+    EXPECT_EQ(Read(4, 0, &clSerialReadEx), CL_ERR_TIMEOUT);
     EXPECT_EQ(mCount, 0U);
     EXPECT_TRUE(mServer->Send("abc"));
-    EXPECT_EQ(ReadEx(4, 20), CL_ERR_TIMEOUT);
+    EXPECT_EQ(Read(4, 20, &clSerialReadEx), CL_ERR_TIMEOUT);
     EXPECT_EQ(mCount, 3U);
     EXPECT_EQ(mBuffer, "abc#");
     EXPECT_EQ(Available(), 0U);
     EXPECT_TRUE(mServer->Send("abcd"));
-    EXPECT_EQ(ReadEx(4, 0), CL_ERR_NO_ERR);
+    EXPECT_EQ(Read(4, 0, &clSerialReadEx), CL_ERR_NO_ERR);
     EXPECT_EQ(mCount, 4U);
 }
 
@@ -430,37 +441,15 @@ TEST_F(ClientTest, AWriteThatIsNotTakenTimesOutWithWhatWasStored)
 TEST_F(ClientTest, CloseEndsCallsThatWait)
 {
     Attach();
-    std::atomic<int> lEnded{0};
-    std::vector<std::thread> lThreads;
-    for (int lIndex = 0; lIndex < 2; ++lIndex)
     {
-        lThreads.emplace_back(
-            [&]
-            {
-                char lByte = 0;
-                CLUINT32 lCount = 1;
-                EXPECT_EQ(clSerialRead(mPort, &lByte, &lCount, 0xFFFFFFFFU), CL_ERR_INVALID_REFERENCE);
-                ++lEnded;
-            });
+        const std::jthread lCalls[] = {ReadInVain(), ReadInVain(), WriteInVain(5000, 1023)};
+        Thread::Sleep(50);
+        EXPECT_EQ(mEnded, 0);
+        const uint64_t lStart = Thread::GetTickCount();
+        clSerialClose(mPort);
+        EXPECT_LE(Thread::GetTickCount() - lStart, 1000U); // ten times what it takes at most
     }
-    lThreads.emplace_back(
-        [&]
-        {
-            std::string lMuch(5000, 'x');
-            CLUINT32 lCount = 5000;
-            EXPECT_EQ(clSerialWrite(mPort, lMuch.data(), &lCount, 0xFFFFFFFFU), CL_ERR_INVALID_REFERENCE);
-            ++lEnded;
-        });
-    Thread::Sleep(50);
-    EXPECT_EQ(lEnded, 0);
-    const uint64_t lStart = Thread::GetTickCount();
-    clSerialClose(mPort);
-    EXPECT_LE(Thread::GetTickCount() - lStart, 1000U); // ten times what it takes at most
-    for (std::thread& lThread : lThreads)
-    {
-        lThread.join();
-    }
-    EXPECT_EQ(lEnded, 3);
+    EXPECT_EQ(mEnded, 3);
     EXPECT_EQ(clSerialInit(0, &mPort), CL_ERR_NO_ERR); // free again at once
 }
 
@@ -469,14 +458,7 @@ TEST_F(ClientTest, AWriteWaitsForTheOneBeforeItNoLongerThanItsTime)
 {
     Attach();
     EXPECT_EQ(Write(std::string(1022, 'x'), 0), CL_ERR_NO_ERR);
-    std::thread lFirst(
-        [&]
-        {
-            char lBytes[] = "0123456789";
-            CLUINT32 lCount = 10;
-            EXPECT_EQ(clSerialWrite(mPort, lBytes, &lCount, 0xFFFFFFFFU), CL_ERR_INVALID_REFERENCE);
-            EXPECT_EQ(lCount, 1U);
-        });
+    const std::jthread lFirst = WriteInVain(10, 1);
     // The first one has the turn as soon as its first byte is in the FIFO.
     KyPlatform::SharedMemory lDown;
     ASSERT_TRUE(lDown.Open("Local\\KySerialBridgeDownFifo1Memory"));
@@ -485,27 +467,15 @@ TEST_F(ClientTest, AWriteWaitsForTheOneBeforeItNoLongerThanItsTime)
     EXPECT_EQ(Write("y", 20), CL_ERR_TIMEOUT);
     EXPECT_EQ(mCount, 0U);
     clSerialClose(mPort);
-    lFirst.join();
 }
 
 TEST_F(ClientTest, CloseEndsAWriteThatWaitsForItsServer)
 {
     Attach();
     mServer.reset();
-    std::atomic<bool> lStarted{false};
-    std::thread lWriter(
-        [&]
-        {
-            char lByte = 'x';
-            CLUINT32 lCount = 1;
-            lStarted = true;
-            EXPECT_EQ(clSerialWrite(mPort, &lByte, &lCount, 0xFFFFFFFFU), CL_ERR_INVALID_REFERENCE);
-            EXPECT_EQ(lCount, 0U);
-        });
-    EXPECT_TRUE(WaitFor([&] { return lStarted.load(); }));
+    const std::jthread lWriter = WriteInVain(1, 0);
     Thread::Sleep(20); // most likely it is in the call by now; the result is the same when it is not
     clSerialClose(mPort);
-    lWriter.join();
 }
 
 TEST_F(ClientTest, APortThatIsBeingClosedIsNoOpenPort)
@@ -531,49 +501,46 @@ TEST_F(ClientTest, SeveralThreadsGetWholeBlocks)
     Attach();
     constexpr int cBlocks = 100;
     std::atomic<int> lWhole{0};
-    std::vector<std::thread> lThreads;
-    for (int lIndex = 0; lIndex < 3; ++lIndex)
+    const auto lRead = [&]
     {
-        lThreads.emplace_back(
-            [&]
-            {
-                for (int j = 0; j < cBlocks; ++j)
-                {
-                    char lBlock[7];
-                    CLUINT32 lCount = 7;
-                    const CLINT32 lResult = clSerialRead(mPort, lBlock, &lCount, cPatience);
-                    lWhole += lResult == CL_ERR_NO_ERR && std::memcmp(lBlock, "<block>", 7) == 0 ? 1 : 0;
-                }
-            });
-        lThreads.emplace_back(
-            [&]
-            {
-                for (int j = 0; j < cBlocks; ++j)
-                {
-                    char lBlock[] = "[block]";
-                    CLUINT32 lCount = 7;
-                    EXPECT_EQ(clSerialWrite(mPort, lBlock, &lCount, cPatience), CL_ERR_NO_ERR);
-                }
-            });
-    }
-    std::thread lSender(
-        [&]
+        for (int j = 0; j < cBlocks; ++j)
         {
-            for (int j = 0; j < 3 * cBlocks; ++j)
-            {
-                EXPECT_TRUE(mServer->Send("<block>"));
-            }
-        });
+            char lBlock[7];
+            CLUINT32 lCount = 7;
+            const CLINT32 lResult = clSerialRead(mPort, lBlock, &lCount, cPatience);
+            lWhole += lResult == CL_ERR_NO_ERR && std::memcmp(lBlock, "<block>", 7) == 0 ? 1 : 0;
+        }
+    };
+    const auto lWrite = [&]
+    {
+        for (int j = 0; j < cBlocks; ++j)
+        {
+            char lBlock[] = "[block]";
+            CLUINT32 lCount = 7;
+            EXPECT_EQ(clSerialWrite(mPort, lBlock, &lCount, cPatience), CL_ERR_NO_ERR);
+        }
+    };
     std::string lExpected;
-    for (int j = 0; j < 3 * cBlocks; ++j)
     {
-        lExpected += "[block]";
-    }
-    EXPECT_EQ(mServer->Receive(lExpected.size()), lExpected);
-    lSender.join();
-    for (std::thread& lThread : lThreads)
-    {
-        lThread.join();
+        std::vector<std::jthread> lThreads;
+        for (int lIndex = 0; lIndex < 3; ++lIndex)
+        {
+            lThreads.emplace_back(lRead);
+            lThreads.emplace_back(lWrite);
+        }
+        const std::jthread lSender(
+            [&]
+            {
+                for (int j = 0; j < 3 * cBlocks; ++j)
+                {
+                    EXPECT_TRUE(mServer->Send("<block>"));
+                }
+            });
+        for (int j = 0; j < 3 * cBlocks; ++j)
+        {
+            lExpected += "[block]";
+        }
+        EXPECT_EQ(mServer->Receive(lExpected.size()), lExpected);
     }
     EXPECT_EQ(lWhole, 3 * cBlocks);
 }

@@ -49,6 +49,13 @@ protected:
         return lText;
     }
 
+    uint32_t GetAvailable()
+    {
+        uint32_t lCount = 7;
+        EXPECT_TRUE(mFifo.GetAvailable(lCount));
+        return lCount;
+    }
+
     using Clock = std::chrono::steady_clock;
 
     const std::string mPrefix = "Local\\";

@@ -17,11 +17,19 @@ protected:
     {
         return {aEntry.mName, strnlen(aEntry.mName, sizeof(aEntry.mName))};
     }
-    KySerialLib::SharedRegistryEntry GetEntry(const std::string& aName)
+    /// The entry of this name in the section; one of the test's own when there is none.
+    KySerialLib::SharedRegistryEntry& GetEntry(const std::string& aName)
     {
         KySerialLib::SharedRegistryEntry* lEntry = nullptr;
         EXPECT_TRUE(mRegistry->Find(aName, lEntry));
-        return lEntry != nullptr ? *lEntry : KySerialLib::SharedRegistryEntry{};
+        return lEntry != nullptr ? *lEntry : mNoEntry;
+    }
+    bool Has(const std::string& aName)
+    {
+        KySerialLib::SharedRegistryEntry* lEntry = &mNoEntry;
+        const bool lFound = mRegistry->Find(aName, lEntry);
+        EXPECT_EQ(lFound, lEntry != nullptr);
+        return lFound;
     }
     uint8_t* MapSection()
     {
@@ -32,4 +40,9 @@ protected:
     PrivateSession mSession;
     std::optional<KySerialLib::SharedRegistry> mRegistry{std::in_place, true};
     KyPlatform::SharedMemory mMemory;
+    KyPlatform::NamedSemaphore mServer; // of the first server
+    KyPlatform::NamedSemaphore mClient;
+
+private:
+    KySerialLib::SharedRegistryEntry mNoEntry{};
 };

@@ -1,8 +1,10 @@
+#include "Tests/Support/Repeater.h"
 #include "Tests/clserzmo/FifoFixture.h"
 
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <optional>
 #include <random>
 #include <thread>
 #include <vector>
@@ -207,22 +209,17 @@ TEST(SharedFifoSectionTest, SectionOfTheWrongSizeIsRefused)
 
 TEST_F(SharedFifoHostileTest, EnemyThatWritesWithoutTheLockHarmsNobody)
 {
-    std::atomic<bool> lDone{false};
-    std::thread lEnemy(
+    std::mt19937 lSource(7);
+    const auto lRandom = [&lSource](uint32_t aBelow) { return static_cast<uint32_t>(lSource() % aBelow); };
+    const std::array<uint32_t*, 3> lWords = {&GetHeader().mSize, &GetHeader().mTailIndex,
+                                             &GetHeader().mHeadIndex};
+    std::optional<KyTest::Repeater> lEnemy(
         [&]
         {
-            std::mt19937 lSource(7);
-            const auto lRandom = [&lSource](uint32_t aBelow)
-            { return static_cast<uint32_t>(lSource() % aBelow); };
-            while (!lDone)
-            {
-                const std::array<uint32_t*, 3> lWords = {&GetHeader().mSize, &GetHeader().mTailIndex,
-                                                         &GetHeader().mHeadIndex};
-                const uint32_t lWord = lRandom(3);
-                uint32_t lValue = lRandom(4) == 0 ? cWords[lRandom(8)] : lRandom(cCapacity + 2);
-                lValue = lWord == 0 && lRandom(2) == 0 ? cCapacity : lValue;
-                std::atomic_ref<uint32_t>(*lWords[lWord]).store(lValue);
-            }
+            const uint32_t lWord = lRandom(3);
+            uint32_t lValue = lRandom(4) == 0 ? cWords[lRandom(8)] : lRandom(cCapacity + 2);
+            lValue = lWord == 0 && lRandom(2) == 0 ? cCapacity : lValue;
+            std::atomic_ref<uint32_t>(*lWords[lWord]).store(lValue);
         });
     std::vector<uint8_t> lBuffer(16384 + 64, 0xEE);
     for (int lTurn = 0; lTurn < 20000; ++lTurn)
@@ -235,8 +232,7 @@ TEST_F(SharedFifoHostileTest, EnemyThatWritesWithoutTheLockHarmsNobody)
         mFifo.GetAvailable(lCount);
         ASSERT_LT(lCount, cCapacity);
     }
-    lDone = true;
-    lEnemy.join();
+    lEnemy.reset();
     EXPECT_EQ(std::count(lBuffer.begin() + 16384, lBuffer.end(), 0xEE), 64);
     GetHeader() = {cCapacity, 0, 0, 0};
     EXPECT_TRUE(Write("alive"));

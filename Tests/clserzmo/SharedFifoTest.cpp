@@ -1,4 +1,5 @@
 #include "Tests/Support/AssertRecorder.h"
+#include "Tests/Support/TimeOf.h"
 #include "Tests/clserzmo/FifoFixture.h"
 
 #include <algorithm>
@@ -9,71 +10,46 @@
 
 using KyPlatform::WaitResult;
 using KySerialLib::SharedFifo;
+using KyTest::TimeOf;
+using std::chrono::milliseconds;
 
 namespace
 {
 
-class SharedFifoTest : public FifoFixture
-{
-};
+using SharedFifoTest = FifoFixture;
 
-TEST_F(SharedFifoTest, NewSectionHasItsHeaderAndAClearRing)
+TEST_F(SharedFifoTest, SectionLiesWhereOtherProcessesLookForIt)
 {
     EXPECT_TRUE(mMemory.HasSizeOf(1024 + 16));
     std::vector<uint8_t> lExpected(1024 + 16, 0);
     lExpected[1] = 4; // 1024, the lowest byte first
     EXPECT_EQ(std::memcmp(mMemory.GetBase(), lExpected.data(), lExpected.size()), 0);
-}
-
-TEST_F(SharedFifoTest, BytesAndIndexesLieWhereOtherProcessesLookForThem)
-{
-    std::vector<uint8_t> lExpected(1024 + 16, 0);
-    lExpected[1] = 4;
+    GetHeader().mReserved = 0xA5A5A5A5U; // stays as it is
+    std::memset(&lExpected[12], 0xA5, 4);
     lExpected[4] = 2; // tail: two were read
     lExpected[8] = 5; // head: five were written
     std::memcpy(&lExpected[16], "abcde", 5);
     EXPECT_TRUE(Write("abcde"));
+    EXPECT_EQ(mWritten, 5U);
     EXPECT_EQ(Read(2), "ab");
     EXPECT_EQ(std::memcmp(mMemory.GetBase(), lExpected.data(), lExpected.size()), 0);
-}
-
-TEST_F(SharedFifoTest, ReservedWordIsNeverWritten)
-{
-    GetHeader().mReserved = 0xA5A5A5A5U;
-    EXPECT_TRUE(Write("abc"));
-    EXPECT_EQ(Read(), "abc");
-    EXPECT_EQ(GetHeader().mReserved, 0xA5A5A5A5U);
-}
-
-TEST_F(SharedFifoTest, ReadsWhatWasWritten)
-{
-    EXPECT_TRUE(Write("hello"));
-    EXPECT_EQ(mWritten, 5U);
-    EXPECT_EQ(Read(), "hello");
+    EXPECT_EQ(Read(), "cde");
     EXPECT_EQ(Read(), "");
 }
 
 TEST_F(SharedFifoTest, HoldsOneByteLessThanItsCapacity)
 {
-    const auto lStart = Clock::now();
-    EXPECT_FALSE(Write(std::string(1023, 'x'), 60));
-    EXPECT_GE(Clock::now() - lStart, std::chrono::milliseconds(59));
+    EXPECT_GE(TimeOf([this] { EXPECT_FALSE(Write(std::string(1023, 'x'), 60)); }), milliseconds(59));
     EXPECT_EQ(mWritten, 1023U);
-    uint32_t lCount = 0;
-    EXPECT_TRUE(mFifo.GetAvailable(lCount));
-    EXPECT_EQ(lCount, 1023U);
+    EXPECT_EQ(GetAvailable(), 1023U);
     EXPECT_EQ(Read(), std::string(1023, 'x'));
+    EXPECT_FALSE(Write(std::string(5000, 'x'))); // stores what fits
+    EXPECT_EQ(mWritten, 1023U);
 }
 
 TEST_F(SharedFifoTest, WriteOneBelowFullDoesNotWait)
 {
     EXPECT_TRUE(Write(std::string(1022, 'x'), KyPlatform::cInfinite));
-}
-
-TEST_F(SharedFifoTest, WriteOfMoreThanFitsStoresWhatFits)
-{
-    EXPECT_FALSE(Write(std::string(5000, 'x')));
-    EXPECT_EQ(mWritten, 1023U);
 }
 
 TEST_F(SharedFifoTest, WriteThatBeginsOnAFullFifoLosesNothing)
@@ -82,9 +58,7 @@ TEST_F(SharedFifoTest, WriteThatBeginsOnAFullFifoLosesNothing)
     EXPECT_FALSE(Write(lFirst));
     EXPECT_FALSE(Write("lost", 20));
     EXPECT_EQ(mWritten, 0U);
-    uint32_t lCount = 0;
-    EXPECT_TRUE(mFifo.GetAvailable(lCount));
-    EXPECT_EQ(lCount, 1023U);
+    EXPECT_EQ(GetAvailable(), 1023U);
     EXPECT_EQ(Read(), lFirst);
 }
 
@@ -109,21 +83,15 @@ TEST_F(SharedFifoTest, NullDataOrBufferIsRefused)
     EXPECT_EQ(lRead, 0U);
 }
 
-TEST_F(SharedFifoTest, ReadOfAnEmptyFifoWithoutTimeFailsAtOnce)
+TEST_F(SharedFifoTest, ReadOfAnEmptyFifoWaitsItsTime)
 {
     uint32_t lRead = 7;
     char lByte = 0;
     EXPECT_FALSE(mFifo.Read(&lByte, 1, lRead, 0));
     EXPECT_EQ(lRead, 0U);
-}
-
-TEST_F(SharedFifoTest, ReadOfAnEmptyFifoWaitsItsTime)
-{
     for (const uint32_t lTime : {20U, 120U}) // the second is longer than a sleeper goes without a look
     {
-        const auto lStart = Clock::now();
-        EXPECT_EQ(Read(1, lTime), "");
-        EXPECT_GE(Clock::now() - lStart, std::chrono::milliseconds(lTime - 1));
+        EXPECT_GE(TimeOf([&] { EXPECT_EQ(Read(1, lTime), ""); }), milliseconds(lTime - 1));
     }
 }
 
@@ -181,9 +149,7 @@ TEST_F(SharedFifoTest, ContentSurvivesEveryWrap)
         std::generate(lText.begin(), lText.end(), [&lRandom] { return static_cast<char>(lRandom()); });
         ASSERT_TRUE(Write(lText));
         lModel.insert(lModel.end(), lText.begin(), lText.end());
-        uint32_t lCount = 0;
-        ASSERT_TRUE(mFifo.GetAvailable(lCount));
-        ASSERT_EQ(lCount, lModel.size());
+        ASSERT_EQ(GetAvailable(), lModel.size());
         const auto lWanted = std::uniform_int_distribution<uint32_t>(1, 1200)(lRandom);
         const std::string lGot = Read(lWanted);
         ASSERT_EQ(lGot.size(), std::min<size_t>(lWanted, lModel.size()));
@@ -224,9 +190,7 @@ TEST_F(SharedFifoTest, WaitUntilEmptyGivesUpAfterItsTime)
 {
     EXPECT_TRUE(Write("abc"));
     EXPECT_EQ(Read(1), "a"); // the read event is set now, which must not count as empty
-    const auto lStart = Clock::now();
-    EXPECT_FALSE(mFifo.WaitUntilEmpty(60));
-    EXPECT_GE(Clock::now() - lStart, std::chrono::milliseconds(59));
+    EXPECT_GE(TimeOf([this] { EXPECT_FALSE(mFifo.WaitUntilEmpty(60)); }), milliseconds(59));
     EXPECT_FALSE(mFifo.WaitUntilEmpty(0));
 }
 
@@ -251,16 +215,12 @@ TEST_F(SharedFifoTest, SmallestRingsWork)
 void ExpectRefusal(SharedFifo& aFifo)
 {
     EXPECT_FALSE(aFifo.IsValid());
-    uint32_t lCount = 7;
+    uint32_t lCounts[] = {7, 7, 7};
     char lByte = 'a';
-    EXPECT_FALSE(aFifo.Write(&lByte, 1, lCount, KyPlatform::cInfinite));
-    EXPECT_EQ(lCount, 0U);
-    lCount = 7;
-    EXPECT_FALSE(aFifo.Read(&lByte, 1, lCount, KyPlatform::cInfinite));
-    EXPECT_EQ(lCount, 0U);
-    lCount = 7;
-    EXPECT_FALSE(aFifo.GetAvailable(lCount));
-    EXPECT_EQ(lCount, 0U);
+    EXPECT_FALSE(aFifo.Write(&lByte, 1, lCounts[0], KyPlatform::cInfinite));
+    EXPECT_FALSE(aFifo.Read(&lByte, 1, lCounts[1], KyPlatform::cInfinite));
+    EXPECT_FALSE(aFifo.GetAvailable(lCounts[2]));
+    EXPECT_EQ(lCounts[0] + lCounts[1] + lCounts[2], 0U);
     EXPECT_FALSE(aFifo.Clear());
     EXPECT_FALSE(aFifo.WaitUntilEmpty(KyPlatform::cInfinite));
 }
@@ -325,24 +285,21 @@ TEST_F(SharedFifoTest, NextOwnerOfADeadThreadsLockSetsTheEventsThatAreTrueAndNoO
         ASSERT_TRUE(lMutex.Open(mPrefix + mName + "Mutex"));
         std::thread([&] { EXPECT_EQ(lMutex.Wait(5000), WaitResult::Done); }).join();
     };
-    uint32_t lCount = 0;
     lDie();
-    EXPECT_TRUE(mFifo.GetAvailable(lCount));
+    EXPECT_EQ(GetAvailable(), 0U);
     EXPECT_FALSE(IsSet(mWriteEvent)); // empty
     EXPECT_TRUE(IsSet(mReadEvent));
 
     EXPECT_TRUE(Write("abc"));
     EXPECT_TRUE(mWriteEvent.Reset());
     lDie();
-    EXPECT_TRUE(mFifo.GetAvailable(lCount));
-    EXPECT_EQ(lCount, 3U);
+    EXPECT_EQ(GetAvailable(), 3U);
     EXPECT_TRUE(IsSet(mWriteEvent));
 
     EXPECT_FALSE(Write(std::string(1020, 'x')));
     EXPECT_TRUE(mReadEvent.Reset());
     lDie();
-    EXPECT_TRUE(mFifo.GetAvailable(lCount));
-    EXPECT_EQ(lCount, 1023U);
+    EXPECT_EQ(GetAvailable(), 1023U);
     EXPECT_FALSE(IsSet(mReadEvent)); // full
 }
 

@@ -1,7 +1,10 @@
+#include "Tests/Support/Repeater.h"
+#include "Tests/Support/TimeOf.h"
 #include "Tests/clserzmo/FifoFixture.h"
 #include "TickTimer.h"
 
 #include <atomic>
+#include <memory>
 #include <thread>
 #include <vector>
 
@@ -26,7 +29,28 @@ protected:
         }
         return lText;
     }
-    static void Pause() { std::this_thread::sleep_for(std::chrono::milliseconds(20)); }
+    // Does something on another thread after a pause, in which this one most likely begins to wait.
+    template<typename Action>
+    static std::jthread Later(Action aAction)
+    {
+        return std::jthread(
+            [aAction]
+            {
+                std::this_thread::sleep_for(std::chrono::milliseconds(20));
+                aAction();
+            });
+    }
+
+    // Until what is returned is destroyed.
+    static std::unique_ptr<KyTest::Repeater> SetAgainAndAgain(KyPlatform::NamedEvent& aEvent)
+    {
+        return std::make_unique<KyTest::Repeater>(
+            [&aEvent]
+            {
+                EXPECT_TRUE(aEvent.Set());
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            });
+    }
 
     SharedFifo mOther{mName, mPrefix, 64, false};
 };
@@ -100,10 +124,9 @@ TEST_F(SharedFifoWaitTest, ThreadsOfOneProcessShareAFifo)
 
 TEST_F(SharedFifoWaitTest, WriteThatFillsItReturnsWhenTheReaderHasTakenSomething)
 {
-    std::thread lReader(
+    std::jthread lReader = Later(
         [this]
         {
-            Pause();
             EXPECT_EQ(mWriteEvent.Wait(KyPlatform::cInfinite), KyPlatform::WaitResult::Done);
             char lByte = 0;
             uint32_t lRead = 0;
@@ -116,54 +139,24 @@ TEST_F(SharedFifoWaitTest, WriteThatFillsItReturnsWhenTheReaderHasTakenSomething
 
 TEST_F(SharedFifoWaitTest, ReaderThatSleepsWakesForOneByte)
 {
-    std::thread lWriter(
-        [this]
-        {
-            Pause();
-            uint32_t lWritten = 0;
-            EXPECT_TRUE(mOther.Write("a", 1, lWritten, 0));
-        });
+    uint32_t lWritten = 0;
+    const auto lWriter = Later([&] { EXPECT_TRUE(mOther.Write("a", 1, lWritten, 0)); });
     EXPECT_EQ(Read(10, KyPlatform::cInfinite), "a");
-    lWriter.join();
 }
 
 TEST_F(SharedFifoWaitTest, EventThatIsNotTrueDoesNotEndARead)
 {
     // Somebody sets the event although there is nothing: no byte may come out of the empty ring.
-    std::atomic<bool> lDone{false};
-    std::thread lEnemy(
-        [&]
-        {
-            while (!lDone)
-            {
-                EXPECT_TRUE(mWriteEvent.Set());
-                std::this_thread::sleep_for(std::chrono::milliseconds(1));
-            }
-        });
-    const auto lStart = Clock::now();
-    EXPECT_EQ(Read(10, 60), "");
-    EXPECT_GE(Clock::now() - lStart, std::chrono::milliseconds(59));
-    lDone = true;
-    lEnemy.join();
+    const auto lEnemy = SetAgainAndAgain(mWriteEvent);
+    EXPECT_GE(KyTest::TimeOf([this] { EXPECT_EQ(Read(10, 60), ""); }), std::chrono::milliseconds(59));
 }
 
 TEST_F(SharedFifoWaitTest, EventThatIsNotTrueDoesNotOverwriteAFullRing)
 {
     const std::string lFirst = MakeText(63);
     EXPECT_FALSE(Write(lFirst));
-    std::atomic<bool> lDone{false};
-    std::thread lEnemy(
-        [&]
-        {
-            while (!lDone)
-            {
-                EXPECT_TRUE(mReadEvent.Set());
-                std::this_thread::sleep_for(std::chrono::milliseconds(1));
-            }
-        });
+    const auto lEnemy = SetAgainAndAgain(mReadEvent);
     EXPECT_FALSE(Write("lost", 60));
-    lDone = true;
-    lEnemy.join();
     EXPECT_EQ(mWritten, 0U);
     EXPECT_EQ(Read(), lFirst);
 }
@@ -171,45 +164,27 @@ TEST_F(SharedFifoWaitTest, EventThatIsNotTrueDoesNotOverwriteAFullRing)
 TEST_F(SharedFifoWaitTest, SleeperFindsBytesWithoutAnEvent)
 {
     // As a writer leaves it that dies between the index and the event.
-    std::thread lWriter(
-        [this]
-        {
-            Pause();
-            GetData()[0] = 'z';
-            std::atomic_ref<uint32_t>(GetHeader().mHeadIndex) = 1;
-        });
+    GetData()[0] = 'z';
+    const auto lWriter = Later([this] { std::atomic_ref<uint32_t>(GetHeader().mHeadIndex) = 1; });
     EXPECT_EQ(Read(10, KyPlatform::cInfinite), "z");
-    lWriter.join();
 }
 
 TEST_F(SharedFifoWaitTest, SleeperFindsRoomWithoutAnEvent)
 {
     EXPECT_FALSE(Write(std::string(63, 'x')));
-    std::thread lReader(
-        [this]
-        {
-            Pause();
-            std::atomic_ref<uint32_t>(GetHeader().mTailIndex) = 10;
-        });
+    const auto lReader = Later([this] { std::atomic_ref<uint32_t>(GetHeader().mTailIndex) = 10; });
     EXPECT_TRUE(Write("yy", KyPlatform::cInfinite));
-    lReader.join();
     EXPECT_EQ(Read(), std::string(53, 'x') + "yy");
 }
 
 TEST_F(SharedFifoWaitTest, StopEndsARead)
 {
     std::atomic<bool> lStop{false};
-    std::thread lStopper(
-        [&lStop]
-        {
-            Pause();
-            lStop = true;
-        });
+    const auto lStopper = Later([&lStop] { lStop = true; });
     char lByte = 0;
     uint32_t lRead = 7;
     EXPECT_FALSE(mFifo.Read(&lByte, 1, lRead, KyPlatform::cInfinite, &lStop));
     EXPECT_EQ(lRead, 0U);
-    lStopper.join();
     EXPECT_TRUE(Write("a"));
     EXPECT_TRUE(mFifo.Read(&lByte, 1, lRead, KyPlatform::cInfinite, &lStop)); // it only ends waits
 }
@@ -217,16 +192,10 @@ TEST_F(SharedFifoWaitTest, StopEndsARead)
 TEST_F(SharedFifoWaitTest, StopEndsAWriteToAFifoThatNobodyReads)
 {
     std::atomic<bool> lStop{false};
-    std::thread lStopper(
-        [&lStop]
-        {
-            Pause();
-            lStop = true;
-        });
+    const auto lStopper = Later([&lStop] { lStop = true; });
     const std::string lText = MakeText(100);
     EXPECT_FALSE(mFifo.Write(lText.data(), 100, mWritten, KyPlatform::cInfinite, &lStop));
     EXPECT_EQ(mWritten, 63U);
-    lStopper.join();
     EXPECT_EQ(Read(), lText.substr(0, 63));
 }
 
@@ -251,29 +220,20 @@ TEST_F(SharedFifoWaitTest, WaitUntilEmptyEndsWhenTheReaderHasTakenTheLastByte)
 TEST_F(SharedFifoWaitTest, NobodyWaitsLongerThanFiveSecondsForTheLock)
 {
     ASSERT_EQ(mMutex.Wait(0), KyPlatform::WaitResult::Done);
-    const auto lStart = Clock::now();
-    std::vector<std::thread> lThreads;
-    lThreads.emplace_back([this] { EXPECT_FALSE(mFifo.Write("a", 1, mWritten, 0)); });
-    lThreads.emplace_back(
-        [this]
+    uint32_t lWritten = 0;
+    uint32_t lCount = 7;
+    const auto lTime = KyTest::TimeOf(
+        [&]
         {
-            uint32_t lWritten = 0;
-            EXPECT_TRUE(mFifo.Write("", 0, lWritten, 0)); // all of nothing is written
+            const std::jthread lWriter([this] { EXPECT_FALSE(mFifo.Write("a", 1, mWritten, 0)); });
+            // All of nothing is written.
+            const std::jthread lEmpty([&] { EXPECT_TRUE(mFifo.Write("", 0, lWritten, 0)); });
+            const std::jthread lReader([this] { EXPECT_EQ(Read(1, 0), ""); });
+            const std::jthread lLooker([&] { EXPECT_FALSE(mFifo.GetAvailable(lCount)); });
         });
-    lThreads.emplace_back([this] { EXPECT_EQ(Read(1, 0), ""); });
-    lThreads.emplace_back(
-        [this]
-        {
-            uint32_t lCount = 7;
-            EXPECT_FALSE(mFifo.GetAvailable(lCount));
-            EXPECT_EQ(lCount, 0U);
-        });
-    for (std::thread& lThread : lThreads)
-    {
-        lThread.join();
-    }
-    EXPECT_GE(Clock::now() - lStart, std::chrono::milliseconds(4990));
-    EXPECT_LT(Clock::now() - lStart, std::chrono::milliseconds(15000));
+    EXPECT_EQ(lCount, 0U);
+    EXPECT_GE(lTime, std::chrono::milliseconds(4990));
+    EXPECT_LT(lTime, std::chrono::milliseconds(15000));
     EXPECT_TRUE(mMutex.Release());
     EXPECT_TRUE(Write("a"));
     EXPECT_EQ(Read(), "a");
@@ -286,42 +246,41 @@ uint32_t GetTicks()
     return gTicks;
 }
 
-TEST_F(SharedFifoWaitTest, WriteThatSpansTheWrapOfTheTickCountStillEnds)
+// Takes what there is when something has been written, and at the same time the clock jumps.
+class ClockTest : public SharedFifoWaitTest
+{
+protected:
+    std::jthread ReadAt(uint32_t aTicks)
+    {
+        return std::jthread(
+            [this, aTicks]
+            {
+                EXPECT_EQ(mWriteEvent.Wait(KyPlatform::cInfinite), KyPlatform::WaitResult::Done);
+                gTicks = aTicks;
+                char lBytes[64];
+                uint32_t lRead = 0;
+                EXPECT_TRUE(mOther.Read(lBytes, sizeof(lBytes), lRead, 0));
+            });
+    }
+};
+
+TEST_F(ClockTest, WriteThatSpansTheWrapOfTheTickCountStillEnds)
 {
     gTicks = 0xFFFFFFF0U;
     TickTimer::SetSource(&GetTicks);
-    std::thread lReader(
-        [this]
-        {
-            EXPECT_EQ(mWriteEvent.Wait(KyPlatform::cInfinite), KyPlatform::WaitResult::Done);
-            gTicks = 5; // wrapped
-            char lBytes[64];
-            uint32_t lRead = 0;
-            EXPECT_TRUE(mOther.Read(lBytes, sizeof(lBytes), lRead, 0));
-        });
+    const std::jthread lReader = ReadAt(5);  // wrapped
     EXPECT_FALSE(Write(MakeText(126), 300)); // fills it twice; the second wait begins after the wrap
     EXPECT_EQ(mWritten, 126U);
-    lReader.join();
 }
 
-TEST_F(SharedFifoWaitTest, TimeSpentBeforeAWaitCounts)
+TEST_F(ClockTest, TimeSpentBeforeAWaitCounts)
 {
     gTicks = 1000;
     TickTimer::SetSource(&GetTicks);
-    std::thread lReader(
-        [this]
-        {
-            EXPECT_EQ(mWriteEvent.Wait(KyPlatform::cInfinite), KyPlatform::WaitResult::Done);
-            gTicks = 100000; // far beyond the time-out
-            char lBytes[64];
-            uint32_t lRead = 0;
-            EXPECT_TRUE(mOther.Read(lBytes, sizeof(lBytes), lRead, 0));
-        });
-    const auto lStart = Clock::now();
-    EXPECT_FALSE(Write(MakeText(200), 50000));
-    lReader.join();
+    const std::jthread lReader = ReadAt(100000); // far beyond the time-out
+    EXPECT_LT(KyTest::TimeOf([this] { EXPECT_FALSE(Write(MakeText(200), 50000)); }),
+              std::chrono::seconds(40));
     EXPECT_EQ(mWritten, 126U);
-    EXPECT_LT(Clock::now() - lStart, std::chrono::seconds(40));
 }
 
 TEST(TickTimerTest, CountsUpToItsTimeOut)

@@ -32,23 +32,19 @@ protected:
         const std::vector<SharedRegistryEntry> lEntries = mRegistry->GetEntries();
         ASSERT_EQ(lEntries.size(), 32U);
         EXPECT_FALSE(mRegistry->GetPrefix(lEntries[0]).empty());
-        NamedSemaphore lServer;
-        NamedSemaphore lClient;
         NamedSemaphore lMine;
-        if (mRegistry->AcquireServer(aName, lServer, lClient))
+        if (mRegistry->AcquireServer(aName, mServer, mClient))
         {
             EXPECT_TRUE(mRegistry->AcquireClient(aName, lMine));
             SharedRegistry::ReleaseClient(lMine);
-            SharedRegistry::ReleaseServer(lServer, lClient);
+            SharedRegistry::ReleaseServer(mServer, mClient);
         }
     }
 
     void SetUp() override
     {
         ASSERT_TRUE(mRegistry->Register("First"));
-        SharedRegistryEntry* lEntry = nullptr;
-        ASSERT_TRUE(mRegistry->Find("First", lEntry));
-        mBytesOfRegistry = reinterpret_cast<uint8_t*>(lEntry);
+        mBytesOfRegistry = reinterpret_cast<uint8_t*>(&GetEntry("First"));
         mBytes = MapSection();
         // The last entry carries a name, so that what follows it would be looked at by an endless
         // comparison.
@@ -81,10 +77,9 @@ TEST_F(SharedRegistryHostileTest, EverySingleByteMayBeWrong)
     {
         Restore();
         mBytes[lOffset] ^= 0xFFU;
-        SharedRegistryEntry* lEntry = nullptr;
         // Only the name's own bytes decide whether it is found.
         const bool lNameHit = lOffset >= 88 && lOffset < 88 + 6;
-        ASSERT_EQ(mRegistry->Find("First", lEntry), !lNameHit) << lOffset;
+        ASSERT_EQ(Has("First"), !lNameHit) << lOffset;
         ASSERT_NO_FATAL_FAILURE(UseEverything(lNameHit ? "First" : std::string(255, 'n'))) << lOffset;
     }
     Restore();
@@ -95,10 +90,9 @@ TEST_F(SharedRegistryHostileTest, NameWithoutEndIsNoName)
 {
     std::memset(mBytes + 88, 'x', 256);
     std::memset(mBytes + cSectionSize - 256, 'x', 256);
-    SharedRegistryEntry* lEntry = nullptr;
     for (const size_t lLength : {size_t{254}, size_t{255}, size_t{256}, size_t{257}, size_t{5000}})
     {
-        EXPECT_FALSE(mRegistry->Find(std::string(lLength, 'x'), lEntry));
+        EXPECT_FALSE(Has(std::string(lLength, 'x')));
     }
     EXPECT_EQ(GetName(mRegistry->GetEntries()[31]), std::string(256, 'x'));
 }
@@ -120,10 +114,8 @@ TEST_F(SharedRegistryHostileTest, SectionOfTheWrongSizeIsRefused)
         EXPECT_TRUE(lRegistry.GetEntries().empty());
         SharedRegistryEntry* lEntry = nullptr;
         EXPECT_FALSE(lRegistry.Find("A", lEntry));
-        NamedSemaphore lServer;
-        NamedSemaphore lClient;
-        EXPECT_FALSE(lRegistry.AcquireServer("A", lServer, lClient));
-        EXPECT_FALSE(lRegistry.AcquireClient("A", lClient));
+        EXPECT_FALSE(lRegistry.AcquireServer("A", mServer, mClient));
+        EXPECT_FALSE(lRegistry.AcquireClient("A", mClient));
         mMemory.Close();
     }
 }

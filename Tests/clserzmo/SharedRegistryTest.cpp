@@ -2,6 +2,7 @@
 #include "Tests/Support/AssertRecorder.h"
 #include "Tests/clserzmo/RegistryFixture.h"
 
+#include <algorithm>
 #include <cstring>
 #include <thread>
 #include <vector>
@@ -14,25 +15,11 @@ using KySerialLib::SharedRegistryEntry;
 namespace
 {
 
-class SharedRegistryTest : public RegistryFixture
-{
-};
+using SharedRegistryTest = RegistryFixture;
 
-TEST_F(SharedRegistryTest, FreshRegistryListsThirtyTwoFreeEntries)
+TEST_F(SharedRegistryTest, SectionIsLaidOutAsOtherProcessesExpect)
 {
-    ASSERT_TRUE(mRegistry->IsValid());
-    const std::vector<SharedRegistryEntry> lEntries = mRegistry->GetEntries();
-    ASSERT_EQ(lEntries.size(), 32U);
-    for (const SharedRegistryEntry& lEntry : lEntries)
-    {
-        EXPECT_EQ(GetName(lEntry), "Uninitialized");
-        EXPECT_EQ(lEntry.mServerId, 0U);
-    }
-}
-
-TEST_F(SharedRegistryTest, FreshSectionIsLaidOutAsOtherProcessesExpect)
-{
-    std::vector<uint8_t> lExpected(11008, 0);
+    std::vector<uint8_t> lExpected(11008, 0); // 32 entries
     for (size_t lOffset = 0; lOffset < lExpected.size(); lOffset += 344)
     {
         lExpected[lOffset + 8] = 1;
@@ -42,16 +29,15 @@ TEST_F(SharedRegistryTest, FreshSectionIsLaidOutAsOtherProcessesExpect)
     const uint8_t* const lBytes = MapSection();
     ASSERT_TRUE(mMemory.HasSizeOf(11008));
     EXPECT_EQ(std::memcmp(lBytes, lExpected.data(), lExpected.size()), 0);
-}
+    ASSERT_TRUE(mRegistry->IsValid());
+    const std::vector<SharedRegistryEntry> lEntries = mRegistry->GetEntries();
+    ASSERT_EQ(lEntries.size(), 32U);
+    EXPECT_EQ(std::memcmp(lEntries.data(), lExpected.data(), lExpected.size()), 0);
 
-TEST_F(SharedRegistryTest, RegisteredEntryIsLaidOutAsOtherProcessesExpect)
-{
     EXPECT_TRUE(mRegistry->Register("A"));
     EXPECT_TRUE(mRegistry->SetServerActive("A", true));
-    SharedRegistryEntry* lEntry = nullptr;
-    ASSERT_TRUE(mRegistry->Find("A", lEntry));
-    lEntry->mSupportedBaudRates = 0x13;
-    std::vector<uint8_t> lExpected(344, 0);
+    GetEntry("A").mSupportedBaudRates = 0x13;
+    std::fill_n(lExpected.begin(), 344, uint8_t{0});
     lExpected[0] = 1;
     lExpected[4] = 1;
     lExpected[8] = 0x13;
@@ -59,7 +45,7 @@ TEST_F(SharedRegistryTest, RegisteredEntryIsLaidOutAsOtherProcessesExpect)
     lExpected[16] = 1;
     lExpected[84] = PrivateSession::cFirstNumber;
     lExpected[88] = 'A';
-    EXPECT_EQ(std::memcmp(MapSection(), lExpected.data(), lExpected.size()), 0);
+    EXPECT_EQ(std::memcmp(lBytes, lExpected.data(), lExpected.size()), 0);
 }
 
 TEST_F(SharedRegistryTest, ServersAreNumberedAndEnteredOnce)
@@ -77,12 +63,11 @@ TEST_F(SharedRegistryTest, ServersAreNumberedAndEnteredOnce)
 TEST_F(SharedRegistryTest, NextNumberIsOneAboveTheLargest)
 {
     EXPECT_TRUE(mRegistry->Register("A"));
-    SharedRegistryEntry* lEntry = nullptr;
-    ASSERT_TRUE(mRegistry->Find("A", lEntry));
-    lEntry->mServerId = 700;
+    SharedRegistryEntry& lEntry = GetEntry("A");
+    lEntry.mServerId = 700;
     EXPECT_TRUE(mRegistry->Register("B"));
     EXPECT_EQ(GetEntry("B").mServerId, 701U);
-    lEntry->mServerId = 0xFFFFFFFFU; // there is no larger one
+    lEntry.mServerId = 0xFFFFFFFFU; // there is no larger one
     EXPECT_FALSE(mRegistry->Register("C"));
 }
 
@@ -100,29 +85,25 @@ TEST_F(SharedRegistryTest, LongNameIsCutToItsFirst255Characters)
 {
     EXPECT_TRUE(mRegistry->Register(std::string(300, 'n')));
     EXPECT_EQ(GetName(mRegistry->GetEntries()[0]), std::string(255, 'n'));
-    SharedRegistryEntry* lEntry = nullptr;
-    EXPECT_TRUE(mRegistry->Find(std::string(255, 'n'), lEntry));
-    EXPECT_FALSE(mRegistry->Find(std::string(256, 'n'), lEntry));
-    EXPECT_EQ(lEntry, nullptr);
+    EXPECT_TRUE(Has(std::string(255, 'n')));
+    EXPECT_FALSE(Has(std::string(256, 'n')));
 }
 
 TEST_F(SharedRegistryTest, FindWantsTheExactName)
 {
     EXPECT_TRUE(mRegistry->Register("Camera 1"));
-    SharedRegistryEntry* lEntry = nullptr;
-    EXPECT_FALSE(mRegistry->Find("Camera", lEntry));
-    EXPECT_FALSE(mRegistry->Find("camera 1", lEntry));
-    EXPECT_FALSE(mRegistry->Find("Camera 11", lEntry));
-    EXPECT_TRUE(mRegistry->Find("Camera 1", lEntry));
+    EXPECT_FALSE(Has("Camera"));
+    EXPECT_FALSE(Has("camera 1"));
+    EXPECT_FALSE(Has("Camera 11"));
+    EXPECT_TRUE(Has("Camera 1"));
 }
 
 TEST_F(SharedRegistryTest, FoundEntryIsTheOneInTheSection)
 {
     EXPECT_TRUE(mRegistry->Register("A"));
-    SharedRegistryEntry* lEntry = nullptr;
-    ASSERT_TRUE(mRegistry->Find("A", lEntry));
+    SharedRegistryEntry& lEntry = GetEntry("A");
     MapSection()[12] = 8; // a client asks for another speed
-    EXPECT_EQ(lEntry->mRequestedBaudRate, 8U);
+    EXPECT_EQ(lEntry.mRequestedBaudRate, 8U);
 }
 
 TEST_F(SharedRegistryTest, SetServerActiveWantsAKnownName)
@@ -137,16 +118,14 @@ TEST_F(SharedRegistryTest, SetServerActiveWantsAKnownName)
 
 TEST_F(SharedRegistryTest, SweepMarksServersThatHaveGone)
 {
-    NamedSemaphore lServer;
-    NamedSemaphore lClient;
-    ASSERT_TRUE(mRegistry->AcquireServer("Alive", lServer, lClient));
+    ASSERT_TRUE(mRegistry->AcquireServer("Alive", mServer, mClient));
     EXPECT_TRUE(mRegistry->Register("Gone"));
     EXPECT_TRUE(mRegistry->SetServerActive("Alive", true));
     EXPECT_TRUE(mRegistry->SetServerActive("Gone", true));
     mRegistry->Sweep();
     EXPECT_EQ(GetEntry("Alive").mServerActive, 1U);
     EXPECT_EQ(GetEntry("Gone").mServerActive, 0U);
-    SharedRegistry::ReleaseServer(lServer, lClient);
+    SharedRegistry::ReleaseServer(mServer, mClient);
     EXPECT_EQ(mRegistry->GetEntries()[0].mServerActive, 0U); // the list is swept before
     EXPECT_TRUE(mRegistry->SetServerActive("Alive", true));
     EXPECT_TRUE(mRegistry->Register("Next")); // and so is the table before a new entry
@@ -159,27 +138,23 @@ TEST_F(SharedRegistryTest, SweepMarksServersThatHaveGone)
 
 TEST_F(SharedRegistryTest, OneServerOfANameAtATime)
 {
-    NamedSemaphore lServer;
-    NamedSemaphore lClient;
     NamedSemaphore lSecondServer;
     NamedSemaphore lSecondClient;
-    ASSERT_TRUE(mRegistry->AcquireServer("A", lServer, lClient));
+    ASSERT_TRUE(mRegistry->AcquireServer("A", mServer, mClient));
     EXPECT_FALSE(mRegistry->AcquireServer("A", lSecondServer, lSecondClient));
     EXPECT_FALSE(lSecondServer.IsValid());
     EXPECT_TRUE(lSecondClient.IsValid()); // not taken, only held
     lSecondClient.Close();
     EXPECT_TRUE(mRegistry->AcquireServer("B", lSecondServer, lSecondClient));
-    SharedRegistry::ReleaseServer(lServer, lClient);
-    EXPECT_FALSE(lServer.IsValid());
-    EXPECT_FALSE(lClient.IsValid());
-    EXPECT_TRUE(mRegistry->AcquireServer("A", lServer, lClient));
+    SharedRegistry::ReleaseServer(mServer, mClient);
+    EXPECT_FALSE(mServer.IsValid());
+    EXPECT_FALSE(mClient.IsValid());
+    EXPECT_TRUE(mRegistry->AcquireServer("A", mServer, mClient));
 }
 
 TEST_F(SharedRegistryTest, SemaphoresAreNamedByTheNumber)
 {
-    NamedSemaphore lServer;
-    NamedSemaphore lClient;
-    ASSERT_TRUE(mRegistry->AcquireServer("A", lServer, lClient));
+    ASSERT_TRUE(mRegistry->AcquireServer("A", mServer, mClient));
     NamedSemaphore lProbe;
     ASSERT_TRUE(lProbe.Open("Local\\KySerialBridgeServerSemaphore1"));
     EXPECT_FALSE(lProbe.TryTake());
@@ -192,20 +167,18 @@ TEST_F(SharedRegistryTest, SemaphoresAreNamedByTheNumber)
 
 TEST_F(SharedRegistryTest, PlaceOfAClientThatHasGoneWithoutGivingItBackIsFreedByTheServer)
 {
-    NamedSemaphore lServer;
-    NamedSemaphore lClient;
-    ASSERT_TRUE(mRegistry->AcquireServer("A", lServer, lClient));
-    EXPECT_FALSE(mRegistry->FreeDeadClient(lClient)); // there was none
+    ASSERT_TRUE(mRegistry->AcquireServer("A", mServer, mClient));
+    EXPECT_FALSE(mRegistry->FreeDeadClient(mClient)); // there was none
     NamedSemaphore lFirst;
     ASSERT_TRUE(mRegistry->AcquireClient("A", lFirst));
-    EXPECT_FALSE(mRegistry->FreeDeadClient(lClient)); // it is there
+    EXPECT_FALSE(mRegistry->FreeDeadClient(mClient)); // it is there
     EXPECT_TRUE(lFirst.Close());                      // as the system does for a process that is killed
     NamedSemaphore lSecond;
     EXPECT_FALSE(mRegistry->AcquireClient("A", lSecond));
-    EXPECT_TRUE(mRegistry->FreeDeadClient(lClient));
+    EXPECT_TRUE(mRegistry->FreeDeadClient(mClient));
     EXPECT_TRUE(mRegistry->AcquireClient("A", lSecond));
     SharedRegistry::ReleaseClient(lSecond);
-    EXPECT_FALSE(mRegistry->FreeDeadClient(lClient));
+    EXPECT_FALSE(mRegistry->FreeDeadClient(mClient));
 }
 
 TEST_F(SharedRegistryTest, FullRegistrySaysSo)
@@ -215,25 +188,21 @@ TEST_F(SharedRegistryTest, FullRegistrySaysSo)
     {
         ASSERT_TRUE(mRegistry->Register(std::to_string(lIndex)));
     }
-    NamedSemaphore lServer;
-    NamedSemaphore lClient;
-    EXPECT_FALSE(mRegistry->AcquireServer("A", lServer, lClient));
+    EXPECT_FALSE(mRegistry->AcquireServer("A", mServer, mClient));
     EXPECT_NE(mRegistry->GetObstacle().find("All entries of the registry are taken"), std::string::npos);
-    EXPECT_TRUE(mRegistry->AcquireServer("0", lServer, lClient));
+    EXPECT_TRUE(mRegistry->AcquireServer("0", mServer, mClient));
     EXPECT_EQ(mRegistry->GetObstacle(), "");
 }
 
 TEST_F(SharedRegistryTest, OneClientOfAServerAtATime)
 {
-    NamedSemaphore lServer;
-    NamedSemaphore lClient;
     NamedSemaphore lFirst;
     NamedSemaphore lSecond;
     EXPECT_FALSE(mRegistry->AcquireClient("A", lFirst));
     EXPECT_TRUE(mRegistry->Register("A"));
     EXPECT_FALSE(mRegistry->AcquireClient("A", lFirst)); // entered, but nobody serves
     EXPECT_FALSE(lFirst.IsValid());
-    ASSERT_TRUE(mRegistry->AcquireServer("A", lServer, lClient));
+    ASSERT_TRUE(mRegistry->AcquireServer("A", mServer, mClient));
     EXPECT_TRUE(mRegistry->AcquireClient("A", lFirst));
     EXPECT_FALSE(mRegistry->AcquireClient("A", lSecond));
     EXPECT_FALSE(lSecond.IsValid());
@@ -245,10 +214,8 @@ TEST_F(SharedRegistryTest, OneClientOfAServerAtATime)
 TEST_F(SharedRegistryTest, ReleaseOfWhatIsNotHeldBreaksAnAssertion)
 {
     KyTest::AssertRecorder lAsserts;
-    NamedSemaphore lServer;
-    NamedSemaphore lClient;
-    SharedRegistry::ReleaseServer(lServer, lClient);
-    SharedRegistry::ReleaseClient(lClient);
+    SharedRegistry::ReleaseServer(mServer, mClient);
+    SharedRegistry::ReleaseClient(mClient);
     const std::vector<std::string> lExpected = {
         "( ( *aServerSemaphore != 0 ) && ( *aServerSemaphore != ((HANDLE)(LONG_PTR)-1) ) )",
         "( ( *aClientSemaphore != 0 ) && ( *aClientSemaphore != ((HANDLE)(LONG_PTR)-1) ) )",
@@ -271,9 +238,7 @@ TEST_F(SharedRegistryTest, RegistryOfAnotherSessionIsFound)
     mSession.Share();
     PrivateSession::SetOwnNumber(1);
     SharedRegistry lService(true);
-    NamedSemaphore lServer;
-    NamedSemaphore lClient;
-    ASSERT_TRUE(lService.AcquireServer("A", lServer, lClient));
+    ASSERT_TRUE(lService.AcquireServer("A", mServer, mClient));
 
     PrivateSession::SetOwnNumber(2);
     SharedRegistry lUser(false);
@@ -324,8 +289,7 @@ TEST_F(SharedRegistryTest, DeadProcessLeavesNoHalfTakenEntry)
             std::memcpy(lEntry + 88, "Half", 5);
         })
         .join();
-    SharedRegistryEntry* lEntry = nullptr;
-    EXPECT_FALSE(mRegistry->Find("Half", lEntry));
+    EXPECT_FALSE(Has("Half"));
     EXPECT_EQ(GetName(mRegistry->GetEntries()[1]), "Uninitialized");
     EXPECT_TRUE(mRegistry->Register("Half"));
     EXPECT_EQ(GetEntry("Half").mServerId, 2U);
@@ -338,25 +302,12 @@ TEST_F(SharedRegistryTest, EverythingFailsWhenTheLockIsNotToBeHad)
     ASSERT_TRUE(lMutex.Open("Local\\KySerialBridgeRegistryMutex"));
     EXPECT_TRUE(mRegistry->Register("A"));
     ASSERT_EQ(lMutex.Wait(0), KyPlatform::WaitResult::Done);
-    std::vector<std::thread> lThreads;
-    lThreads.emplace_back([this] { EXPECT_FALSE(mRegistry->Register("A")); });
-    lThreads.emplace_back([this] { EXPECT_FALSE(mRegistry->SetServerActive("A", true)); });
-    lThreads.emplace_back([this] { EXPECT_TRUE(mRegistry->GetEntries().empty()); });
-    lThreads.emplace_back(
-        [this]
-        {
-            SharedRegistryEntry* lEntry = nullptr;
-            EXPECT_FALSE(mRegistry->Find("A", lEntry));
-        });
-    lThreads.emplace_back(
-        [this]
-        {
-            NamedSemaphore lClient;
-            EXPECT_FALSE(mRegistry->AcquireClient("A", lClient));
-        });
-    for (std::thread& lThread : lThreads)
     {
-        lThread.join();
+        const std::jthread lRegister([this] { EXPECT_FALSE(mRegistry->Register("A")); });
+        const std::jthread lActivate([this] { EXPECT_FALSE(mRegistry->SetServerActive("A", true)); });
+        const std::jthread lList([this] { EXPECT_TRUE(mRegistry->GetEntries().empty()); });
+        const std::jthread lFind([this] { EXPECT_FALSE(Has("A")); });
+        const std::jthread lAcquire([this] { EXPECT_FALSE(mRegistry->AcquireClient("A", mClient)); });
     }
     EXPECT_TRUE(lMutex.Release());
     EXPECT_EQ(GetEntry("A").mServerActive, 0U);

@@ -12,77 +12,22 @@ using KySerialLib::SharedRegistryEntry;
 namespace
 {
 
-/// What the dying process does with the registry.
-enum class Deed
-{
-    Open,
-    Register,
-    Find,
-    Sweep,
-    AcquireServer,
-    ReleaseServer,
-    AcquireClient,
-    ReleaseClient
-};
+class RegistryScenario;
+using Deed = void (*)(RegistryScenario& aScene);
 
-/// "Alive" is served by the survivor, "Other" by the dying process.
+/// "Alive" is served by the survivor, "Other" by the dying process, "Gone" by nobody any more.
 class RegistryScenario : public KillScenario
 {
 public:
-    explicit RegistryScenario(Deed aDeed) : mDeed(aDeed)
+    /// \param aBefore, aSteps  What the dying process does: first in peace, and then when it may be killed.
+    RegistryScenario(Deed aBefore, Deed aSteps) : mBefore(aBefore), mSteps(aSteps)
     {
         mRegistry.AcquireServer("Alive", mServer, mClient);
         mRegistry.SetServerActive("Alive", true);
-        if (aDeed == Deed::Sweep)
-        {
-            mRegistry.Register("Gone");
-            mRegistry.SetServerActive("Gone", true);
-        }
     }
 
-    void Before() override
-    {
-        if (mDeed == Deed::ReleaseServer)
-        {
-            mRegistry.AcquireServer("Other", mOtherServer, mOtherClient);
-        }
-        if (mDeed == Deed::ReleaseClient)
-        {
-            mRegistry.AcquireClient("Alive", mOtherClient);
-        }
-    }
-
-    void Steps() override
-    {
-        SharedRegistryEntry* lEntry = nullptr;
-        switch (mDeed)
-        {
-        case Deed::Open:
-            mSecond.emplace(true);
-            break;
-        case Deed::Register:
-            mRegistry.Register("Other");
-            break;
-        case Deed::Find:
-            mRegistry.Find("Alive", lEntry);
-            break;
-        case Deed::Sweep:
-            mRegistry.Sweep();
-            break;
-        case Deed::AcquireServer:
-            mRegistry.AcquireServer("Other", mOtherServer, mOtherClient);
-            break;
-        case Deed::ReleaseServer:
-            SharedRegistry::ReleaseServer(mOtherServer, mOtherClient);
-            break;
-        case Deed::AcquireClient:
-            mRegistry.AcquireClient("Alive", mOtherClient);
-            break;
-        case Deed::ReleaseClient:
-            SharedRegistry::ReleaseClient(mOtherClient);
-            break;
-        }
-    }
+    void Before() override { mBefore(*this); }
+    void Steps() override { mSteps(*this); }
 
     std::string Check() override
     {
@@ -110,6 +55,13 @@ public:
         return CheckPresence();
     }
 
+    PrivateSession mSession;
+    SharedRegistry mRegistry{true};
+    std::optional<SharedRegistry> mSecond;
+    SharedRegistryEntry* mFound = nullptr;
+    NamedSemaphore mOtherServer;
+    NamedSemaphore mOtherClient;
+
 private:
     /// Where the dead was, the next can be.
     std::string CheckPresence()
@@ -136,14 +88,10 @@ private:
         return {};
     }
 
-    const Deed mDeed;
-    PrivateSession mSession;
-    SharedRegistry mRegistry{true};
-    std::optional<SharedRegistry> mSecond;
+    const Deed mBefore;
+    const Deed mSteps;
     NamedSemaphore mServer;
     NamedSemaphore mClient;
-    NamedSemaphore mOtherServer;
-    NamedSemaphore mOtherClient;
 };
 
 /// The first process of all dies while it makes the registry.
@@ -172,24 +120,47 @@ private:
     PrivateSession mSession;
 };
 
-KillCase MakeCase(const char* aName, Deed aDeed)
+KillCase MakeCase(
+    const char* aName, Deed aSteps, Deed aBefore = [](auto&) {})
 {
-    return {aName,
-            [aDeed]() -> std::unique_ptr<KillScenario> { return std::make_unique<RegistryScenario>(aDeed); }};
+    return {aName, [=]() -> std::unique_ptr<KillScenario> {
+                return std::make_unique<RegistryScenario>(aBefore, aSteps);
+            }};
+}
+
+void AcquireServer(RegistryScenario& aScene)
+{
+    aScene.mRegistry.AcquireServer("Other", aScene.mOtherServer, aScene.mOtherClient);
+}
+
+void AcquireClient(RegistryScenario& aScene)
+{
+    aScene.mRegistry.AcquireClient("Alive", aScene.mOtherClient);
 }
 
 } // namespace
 
 std::vector<KillCase> GetRegistryKillCases()
 {
-    return {MakeCase("OpenRegistry", Deed::Open),
-            MakeCase("Register", Deed::Register),
-            MakeCase("Find", Deed::Find),
-            MakeCase("Sweep", Deed::Sweep),
-            MakeCase("AcquireServer", Deed::AcquireServer),
-            MakeCase("ReleaseServer", Deed::ReleaseServer),
-            MakeCase("AcquireClient", Deed::AcquireClient),
-            MakeCase("ReleaseClient", Deed::ReleaseClient),
+    return {MakeCase("OpenRegistry", [](auto& aScene) { aScene.mSecond.emplace(true); }),
+            MakeCase("Register", [](auto& aScene) { aScene.mRegistry.Register("Other"); }),
+            MakeCase("Find", [](auto& aScene) { aScene.mRegistry.Find("Alive", aScene.mFound); }),
+            MakeCase(
+                "Sweep", [](auto& aScene) { aScene.mRegistry.Sweep(); },
+                [](auto& aScene)
+                {
+                    aScene.mRegistry.Register("Gone");
+                    aScene.mRegistry.SetServerActive("Gone", true);
+                }),
+            MakeCase("AcquireServer", &AcquireServer),
+            MakeCase(
+                "ReleaseServer",
+                [](auto& aScene) { SharedRegistry::ReleaseServer(aScene.mOtherServer, aScene.mOtherClient); },
+                &AcquireServer),
+            MakeCase("AcquireClient", &AcquireClient),
+            MakeCase(
+                "ReleaseClient", [](auto& aScene) { SharedRegistry::ReleaseClient(aScene.mOtherClient); },
+                &AcquireClient),
             {"CreateRegistry",
              []() -> std::unique_ptr<KillScenario> { return std::make_unique<RegistryMakerDies>(); }}};
 }

@@ -134,11 +134,7 @@ Process::Process() : mChild(std::make_unique<Child>()) {}
 Process::~Process()
 {
     CloseInput();
-    if (mChild->mProcess > 0)
-    {
-        ::kill(mChild->mProcess, SIGKILL);
-        ::waitpid(mChild->mProcess, nullptr, 0);
-    }
+    Kill();
     for (const std::string& lPath : {mPaths.mInput, mPaths.mOutput, mPaths.mError})
     {
         ::unlink(lPath.c_str());
@@ -228,6 +224,16 @@ bool Process::AskToEnd()
 bool Process::Terminate()
 {
     return mChild->mProcess > 0 && ::kill(mChild->mProcess, SIGTERM) == 0;
+}
+
+void Process::Kill()
+{
+    if (mChild->mProcess > 0)
+    {
+        ::kill(mChild->mProcess, SIGKILL);
+        ::waitpid(mChild->mProcess, nullptr, 0);
+        mChild->mProcess = -1;
+    }
 }
 
 std::optional<int> Process::Wait(uint32_t aTimeout)

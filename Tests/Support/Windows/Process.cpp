@@ -86,12 +86,7 @@ Process::Process() : mChild(std::make_unique<Child>()) {}
 Process::~Process()
 {
     CloseInput();
-    if (mChild->mProcess != nullptr)
-    {
-        ::TerminateProcess(mChild->mProcess, 255); // without effect on one that has ended
-        ::WaitForSingleObject(mChild->mProcess, cPatience);
-        Close(mChild->mProcess);
-    }
+    Kill();
     for (const std::string& lPath : {mPaths.mInput, mPaths.mOutput, mPaths.mError})
     {
         ::DeleteFileA(lPath.c_str());
@@ -188,6 +183,16 @@ bool Process::AskToEnd()
 bool Process::Terminate()
 {
     return false; // the events of a shutdown are the system's to send
+}
+
+void Process::Kill()
+{
+    if (mChild->mProcess != nullptr)
+    {
+        ::TerminateProcess(mChild->mProcess, 255); // without effect on one that has ended
+        ::WaitForSingleObject(mChild->mProcess, cPatience);
+        Close(mChild->mProcess);
+    }
 }
 
 std::optional<int> Process::Wait(uint32_t aTimeout)

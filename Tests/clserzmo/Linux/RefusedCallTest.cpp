@@ -184,8 +184,6 @@ protected:
     void SetUp() override { ASSERT_TRUE(mRegistry->AcquireServer("Server", mServer, mClient)); }
 
     AssertRecorder mAsserts;
-    NamedSemaphore mServer;
-    NamedSemaphore mClient;
 };
 
 TEST_F(RefusedRegistryTest, SaysThatTheLockIsNotGivenBack)
