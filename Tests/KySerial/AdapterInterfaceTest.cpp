@@ -40,34 +40,30 @@ TEST(AdapterInterfaceTest, KeepsTheOrderOfItsFunctions)
 #undef KYTEST_CHECK
 }
 
+template<typename Signature, typename Function, typename Class>
+bool Is(Function Class::* /*aFunction*/)
+{
+    return std::is_same_v<Function, Signature>;
+}
+
 TEST(AdapterInterfaceTest, KeepsTheTypesOfItsFunctions)
 {
     using Adapter = IKyDeviceAdapter;
     using Name = const KyString&;
-    EXPECT_TRUE((std::is_same_v<decltype(&Adapter::IsIntegerFeatureAvailable), bool (Adapter::*)(Name)>));
-    EXPECT_TRUE((std::is_same_v<decltype(&Adapter::IsEnumEntryAvailable), bool (Adapter::*)(Name, Name)>));
-    EXPECT_TRUE((std::is_same_v<decltype(&Adapter::GetIntegerValue), KyResult (Adapter::*)(Name, int64_t&)>));
-    EXPECT_TRUE(
-        (std::is_same_v<decltype(&Adapter::GetEnumEntries), KyResult (Adapter::*)(Name, KyStringList&)>));
-    EXPECT_TRUE(
-        (std::is_same_v<decltype(&Adapter::GetFeatureAsString), KyResult (Adapter::*)(Name, KyString&)>));
-    EXPECT_TRUE(
-        (std::is_same_v<decltype(&Adapter::SetFeatureFromString), KyResult (Adapter::*)(Name, Name)>));
-    EXPECT_TRUE(
-        (std::is_same_v<decltype(&Adapter::GetRegisterLength), KyResult (Adapter::*)(Name, int64_t&)>));
-    EXPECT_TRUE((
-        std::is_same_v<decltype(&Adapter::GetRegisterData), KyResult (Adapter::*)(Name, uint8_t*, int64_t)>));
-    EXPECT_TRUE((std::is_same_v<decltype(&Adapter::SetRegisterData),
-                                KyResult (Adapter::*)(Name, const uint8_t*, int64_t)>));
-    EXPECT_TRUE(
-        (std::is_same_v<decltype(&Adapter::WriteRegister), KyResult (Adapter::*)(uint32_t, uint32_t)>));
-    EXPECT_TRUE(
-        (std::is_same_v<decltype(&Adapter::ReadRegister), KyResult (Adapter::*)(uint32_t, uint32_t&)>));
-    EXPECT_TRUE((std::is_same_v<decltype(&Adapter::WriteMemory),
-                                KyResult (Adapter::*)(const uint8_t*, uint32_t, uint32_t)>));
-    EXPECT_TRUE((std::is_same_v<decltype(&Adapter::PostWrite), KyResult (Adapter::*)(uint32_t)>));
-    EXPECT_TRUE(
-        (std::is_same_v<decltype(&Adapter::RegisterEventSink), KyResult (Adapter::*)(IKyDeviceEventSink*)>));
+    EXPECT_TRUE(Is<bool(Name)>(&Adapter::IsIntegerFeatureAvailable));
+    EXPECT_TRUE((Is<bool(Name, Name)>(&Adapter::IsEnumEntryAvailable)));
+    EXPECT_TRUE((Is<KyResult(Name, int64_t&)>(&Adapter::GetIntegerValue)));
+    EXPECT_TRUE((Is<KyResult(Name, KyStringList&)>(&Adapter::GetEnumEntries)));
+    EXPECT_TRUE((Is<KyResult(Name, KyString&)>(&Adapter::GetFeatureAsString)));
+    EXPECT_TRUE((Is<KyResult(Name, Name)>(&Adapter::SetFeatureFromString)));
+    EXPECT_TRUE((Is<KyResult(Name, int64_t&)>(&Adapter::GetRegisterLength)));
+    EXPECT_TRUE((Is<KyResult(Name, uint8_t*, int64_t)>(&Adapter::GetRegisterData)));
+    EXPECT_TRUE((Is<KyResult(Name, const uint8_t*, int64_t)>(&Adapter::SetRegisterData)));
+    EXPECT_TRUE((Is<KyResult(uint32_t, uint32_t)>(&Adapter::WriteRegister)));
+    EXPECT_TRUE((Is<KyResult(uint32_t, uint32_t&)>(&Adapter::ReadRegister)));
+    EXPECT_TRUE((Is<KyResult(const uint8_t*, uint32_t, uint32_t)>(&Adapter::WriteMemory)));
+    EXPECT_TRUE(Is<KyResult(uint32_t)>(&Adapter::PostWrite));
+    EXPECT_TRUE(Is<KyResult(IKyDeviceEventSink*)>(&Adapter::RegisterEventSink));
 }
 
 TEST(EventSinkInterfaceTest, HasTwoFunctionsInOrderAndNoData)
@@ -83,9 +79,8 @@ TEST(EventSinkInterfaceTest, KeepsTheTypesOfItsFunctions)
 {
     using Sink = IKyDeviceEventSink;
     EXPECT_TRUE(
-        (std::is_same_v<decltype(&Sink::NotifyEvent),
-                        void (Sink::*)(uint16_t, uint16_t, uint64_t, uint64_t, const void*, uint32_t)>));
-    EXPECT_TRUE((std::is_same_v<decltype(&Sink::NotifyFeatureInvalidated), void (Sink::*)(const KyString*)>));
+        (Is<void(uint16_t, uint16_t, uint64_t, uint64_t, const void*, uint32_t)>(&Sink::NotifyEvent)));
+    EXPECT_TRUE(Is<void(const KyString*)>(&Sink::NotifyFeatureInvalidated));
 }
 
 } // namespace

@@ -364,53 +364,41 @@ TEST_F(AllocationTest, AnI2CBusThatIsOpenedAgainFreesItsFormerEngineOnBulk0Only)
     }
 }
 
-TEST_F(AllocationTest, I2CBusesSurviveEachFailedAllocation)
+TEST_F(AllocationTest, BusesSurviveEachFailedAllocation)
 {
-    const int lRefused = ForEachNth(
+    uint8_t lByte = 0;
+    uint32_t lGot = 0;
+    const int lRefusedI2C = ForEachNth(
         [&](int aNth, int& aCount)
         {
-            uint8_t lByte = 0;
-            uint32_t lGot = 0;
-            {
-                const AllocationCounter lCounter(aNth);
-                KyDeviceI2CBus lBus;
-                Note(lBus.Open(&mDevice, KyDeviceSerialBulk0));
-                Note(lBus.BurstWrite(1, &lByte, 1, true));
-                Note(lBus.BurstRead(1, &lByte, 0, lGot, true));
-                Note(lBus.IndirectBurstWrite(1, 2, &lByte, 1, true));
-                Note(lBus.IndirectBurstRead(1, 2, &lByte, 0, lGot, true, true));
-                static_cast<void>(lBus.IsOpened());
-                static_cast<void>(
-                    KyDeviceI2CBus::IsSupported(&mDevice, KyDeviceSerialBulk0)); // must not throw
-                Note(lBus.Close());
-                aCount = AllocationCounter::GetCount();
-            }
+            const AllocationCounter lCounter(aNth);
+            KyDeviceI2CBus lBus;
+            Note(lBus.Open(&mDevice, KyDeviceSerialBulk0));
+            Note(lBus.BurstWrite(1, &lByte, 1, true));
+            Note(lBus.BurstRead(1, &lByte, 0, lGot, true));
+            Note(lBus.IndirectBurstWrite(1, 2, &lByte, 1, true));
+            Note(lBus.IndirectBurstRead(1, 2, &lByte, 0, lGot, true, true));
+            static_cast<void>(lBus.IsOpened());
+            static_cast<void>(KyDeviceI2CBus::IsSupported(&mDevice, KyDeviceSerialBulk0)); // must not throw
+            Note(lBus.Close());
+            aCount = AllocationCounter::GetCount();
         });
-    EXPECT_GT(lRefused, 10);
+    EXPECT_GT(lRefusedI2C, 10);
     EXPECT_GT(mFailures, 3);
-    EXPECT_EQ(mSink.GetMemoryLines(), 0);
-}
-
-TEST_F(AllocationTest, SPIBusesSurviveEachFailedAllocation)
-{
-    const int lRefused = ForEachNth(
+    mFailures = 0;
+    const int lRefusedSPI = ForEachNth(
         [&](int aNth, int& aCount)
         {
-            uint8_t lByte = 0;
-            uint32_t lGot = 0;
-            {
-                const AllocationCounter lCounter(aNth);
-                KyDeviceSPIBus lBus;
-                Note(lBus.Open(&mDevice, KyDeviceSerialBulk3));
-                Note(lBus.BurstWriteAndRead(&lByte, 1, 1, true, true));
-                Note(lBus.BurstRead(&lByte, 1, lGot, 0));
-                static_cast<void>(
-                    KyDeviceSPIBus::IsSupported(&mDevice, KyDeviceSerialBulk3)); // must not throw
-                Note(lBus.Close());
-                aCount = AllocationCounter::GetCount();
-            }
+            const AllocationCounter lCounter(aNth);
+            KyDeviceSPIBus lBus;
+            Note(lBus.Open(&mDevice, KyDeviceSerialBulk3));
+            Note(lBus.BurstWriteAndRead(&lByte, 1, 1, true, true));
+            Note(lBus.BurstRead(&lByte, 1, lGot, 0));
+            static_cast<void>(KyDeviceSPIBus::IsSupported(&mDevice, KyDeviceSerialBulk3)); // must not throw
+            Note(lBus.Close());
+            aCount = AllocationCounter::GetCount();
         });
-    EXPECT_GT(lRefused, 10);
+    EXPECT_GT(lRefusedSPI, 10);
     EXPECT_GT(mFailures, 3);
     EXPECT_EQ(mSink.GetMemoryLines(), 0);
 }

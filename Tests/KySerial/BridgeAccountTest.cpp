@@ -176,12 +176,7 @@ TEST_F(BridgeClientAccountTest, TrafficIsDeliveredBothWays)
 TEST_F(BridgeClientAccountTest, AClientThatDoesNotReadLeavesNoByteUncounted)
 {
     StartWithAccount();
-    for (int lEvent = 0; lEvent < 10; ++lEvent)
-    {
-        SendFromDevice(std::string(512, 'x'));
-    }
-    uint32_t lWaiting = 0;
-    ASSERT_TRUE(WaitFor([&] { return mUp->GetAvailable(lWaiting) && lWaiting == 1023; }));
+    FillUp();
     mBridge.reset();
     EXPECT_EQ(mFromDevice.mTaken, 5120U);
     EXPECT_EQ(mFromDevice.mDelivered, 1023U); // they stay in the FIFO for the client

@@ -58,6 +58,28 @@ protected:
         return lAll;
     }
 
+    /// More comes from the device than a FIFO holds that no client reads: 10 times 512 bytes.
+    void FillUp()
+    {
+        for (int lEvent = 0; lEvent < 10; ++lEvent)
+        {
+            SendFromDevice(std::string(512, 'x'));
+        }
+        uint32_t lWaiting = 0;
+        ASSERT_TRUE(WaitFor([&] { return mUp->GetAvailable(lWaiting) && lWaiting == 1023; }));
+    }
+    /// Damages the "Up" or the "Down" FIFO, as a program that runs wild can.
+    static void SpoilFifo(const std::string& aWay)
+    {
+        KyPlatform::SharedMemory lMemory;
+        ASSERT_TRUE(lMemory.Open("Local\\KySerialBridge" + aWay + "Fifo1Memory"));
+        static_cast<KySerialLib::SharedFifoHeader*>(lMemory.GetBase())->mSize = 0;
+    }
+    void ExpectLogged(const LogLine& aLine)
+    {
+        EXPECT_TRUE(WaitFor([&] { return testing::Value(mLog.Take(), testing::Contains(aLine)); })) << aLine;
+    }
+
     PrivateSession mSession;
     KySerialLib::SharedRegistry mRegistry{true};
     std::optional<KySerialLib::BridgeCLDLL> mBridge{std::in_place};

@@ -1,7 +1,5 @@
 #include "KySerial/BridgeCLDLLFixture.h"
-
-#include <atomic>
-#include <thread>
+#include "Support/Repeater.h"
 
 using namespace KyTest;
 using JxUtilsLib::Thread;
@@ -15,6 +13,8 @@ namespace
 {
 
 constexpr char cOpen[] = "KySerialLib::BridgeCLDLL::OpenSharedMem";
+constexpr char cDown[] = "KySerialLib::BridgeCLDLL::DownThread";
+constexpr char cUp[] = "KySerialLib::BridgeCLDLL::UpThread";
 constexpr char cNoRates[] =
     "Could not retrieve port speeds supported by device. Offering 9600 for the time being.";
 constexpr char cDownstream[] = "Bulk1DownstreamData";
@@ -221,9 +221,7 @@ TEST_F(BridgeCLDLLTest, ADeviceThatRefusesIsCountedLoggedAndTheBridgeGoesOn)
     mDevice.Fail(Slot::SetRegisterData);
     EXPECT_TRUE(Send("lost"));
     EXPECT_TRUE(WaitFor([&] { return mBridge->GetTransferErrors() == 1; }));
-    const LogLine lExpected{PriorityError, "KySerialLib::BridgeCLDLL::DownThread",
-                            "Error writting data from the shared memory FIFO To the KyDevice."};
-    EXPECT_TRUE(WaitFor([&] { return testing::Value(mLog.Take(), testing::Contains(lExpected)); }));
+    ExpectLogged({PriorityError, cDown, "Error writting data from the shared memory FIFO To the KyDevice."});
     mDevice.StopFailing();
     EXPECT_TRUE(Send("kept"));
     EXPECT_TRUE(WaitFor([&] { return mBridge->GetBytesSentToDevice() == 4; }));
@@ -233,14 +231,10 @@ TEST_F(BridgeCLDLLTest, ADeviceThatRefusesIsCountedLoggedAndTheBridgeGoesOn)
 TEST_F(BridgeCLDLLTest, ADamagedFifoIsCountedAndLogged)
 {
     Start();
-    KyPlatform::SharedMemory lMemory;
-    ASSERT_TRUE(lMemory.Open("Local\\KySerialBridgeUpFifo1Memory"));
-    static_cast<KySerialLib::SharedFifoHeader*>(lMemory.GetBase())->mSize = 0;
+    SpoilFifo("Up");
     SendFromDevice("lost");
     EXPECT_TRUE(WaitFor([&] { return mBridge->GetTransferErrors() == 1; }));
-    const LogLine lExpected{PriorityError, "KySerialLib::BridgeCLDLL::UpThread",
-                            "Error writting data from KyDevice to shared memory FIFO."};
-    EXPECT_TRUE(WaitFor([&] { return testing::Value(mLog.Take(), testing::Contains(lExpected)); }));
+    ExpectLogged({PriorityError, cUp, "Error writting data from KyDevice to shared memory FIFO."});
 }
 
 TEST_F(BridgeCLDLLTest, CountsTheSameWhenNoPriorityIsEnabled)
@@ -252,9 +246,7 @@ TEST_F(BridgeCLDLLTest, CountsTheSameWhenNoPriorityIsEnabled)
     mDevice.Fail(Slot::SetRegisterData);
     EXPECT_TRUE(Send("lost"));
     EXPECT_TRUE(WaitFor([&] { return mBridge->GetTransferErrors() == 1; }));
-    KyPlatform::SharedMemory lMemory;
-    ASSERT_TRUE(lMemory.Open("Local\\KySerialBridgeUpFifo1Memory"));
-    static_cast<KySerialLib::SharedFifoHeader*>(lMemory.GetBase())->mSize = 0;
+    SpoilFifo("Up");
     SendFromDevice("lost");
     EXPECT_TRUE(WaitFor([&] { return mBridge->GetTransferErrors() == 2; }));
     mBridge->StopThreads();
@@ -264,12 +256,7 @@ TEST_F(BridgeCLDLLTest, CountsTheSameWhenNoPriorityIsEnabled)
 TEST_F(BridgeCLDLLTest, AClientThatDoesNotReadCanWrite)
 {
     Start();
-    for (int lIndex = 0; lIndex < 10; ++lIndex)
-    {
-        SendFromDevice(std::string(512, 'x'));
-    }
-    uint32_t lWaiting = 0;
-    ASSERT_TRUE(WaitFor([&] { return mUp->GetAvailable(lWaiting) && lWaiting == 1023; }));
+    FillUp();
     for (uint64_t lDone = 0; lDone < 5000; lDone += 500)
     {
         ASSERT_TRUE(Send(std::string(500, 'c')));
@@ -281,25 +268,20 @@ TEST_F(BridgeCLDLLTest, AClientThatDoesNotReadCanWrite)
 TEST_F(BridgeCLDLLTest, RecoversWhileItRelays)
 {
     Start();
-    std::atomic<bool> lEnd{false};
-    std::thread lTraffic(
-        [&]
+    std::optional<Repeater> lTraffic(
+        [this]
         {
             char lPart[1024];
             uint32_t lCount = 0;
-            while (!lEnd)
-            {
-                SendFromDevice("0123456789");
-                static_cast<void>(mDown->Write("0123456789", 10, lCount, 10));
-                static_cast<void>(mUp->Read(lPart, sizeof lPart, lCount, 1));
-            }
+            SendFromDevice("0123456789");
+            static_cast<void>(mDown->Write("0123456789", 10, lCount, 10));
+            static_cast<void>(mUp->Read(lPart, sizeof lPart, lCount, 1));
         });
     for (int lIndex = 0; lIndex < 20; ++lIndex)
     {
         EXPECT_THAT(mBridge->Recover(), IsOK());
     }
-    lEnd = true;
-    lTraffic.join();
+    lTraffic.reset();
     const uint64_t lBefore = mBridge->GetBytesSentToDevice();
     EXPECT_TRUE(Send("down"));
     EXPECT_TRUE(WaitFor([&] { return mBridge->GetBytesSentToDevice() >= lBefore + 4; }));

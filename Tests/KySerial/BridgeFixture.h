@@ -71,6 +71,22 @@ inline void AddSettings(ScriptedAdapter& aDevice, const std::string& aPrefix)
     }
 }
 
+/// Calls of these functions for each setting of a port in turn, as a bridge makes them.
+inline Calls ForSettings(const std::string& aPrefix, const Calls& aFunctions)
+{
+    Calls lCalls;
+    for (const char* lSuffix : {"BaudRate", "Parity", "NumOfStopBits"})
+    {
+        for (const std::string& lFunction : aFunctions)
+        {
+            lCalls.push_back(lFunction + '(' + aPrefix + lSuffix + ')');
+        }
+    }
+    return lCalls;
+}
+inline const Calls cNoteSetting = {"IsFeatureAvailable", "RegisterFeatureInterest"};
+inline const Calls cReadSetting = {"IsFeatureReadable", "GetFeatureAsString"};
+
 /// Gives a device bulk port 1 with its settings, served through features.
 inline void AddBulkPort(ScriptedAdapter& aDevice)
 {

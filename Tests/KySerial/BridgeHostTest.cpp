@@ -141,20 +141,17 @@ protected:
     {
         ASSERT_THAT(mBridge.Start(mHost, aRequest, &mDevice, KyDeviceSerialBulk1, aOptions), IsOK());
     }
-    bool WaitForTaken(uint64_t aBytes)
-    {
-        return WaitFor([&] { return mBridge.GetFlowToDevice().mTaken == aBytes; });
-    }
-
     bool WaitForLog(const std::string& aText)
     {
-        return WaitFor(
-            [&]
-            {
-                const Lines lLines = TakeLog();
-                return std::any_of(lLines.begin(), lLines.end(),
-                                   [&](const auto& aLine) { return aLine.mMessage == aText; });
-            });
+        const auto lHasText = testing::Contains(testing::Field(&LogLine::mMessage, aText));
+        return WaitFor([&] { return testing::Value(TakeLog(), lHasText); });
+    }
+    // A request for a rate and nothing else.
+    static KySerialBridgeRequest Rate(uint32_t aRate)
+    {
+        KySerialBridgeRequest lRequest;
+        lRequest.mBaudRate = aRate;
+        return lRequest;
     }
 
     std::atomic<int> mMessages{0};
@@ -191,8 +188,7 @@ TEST_F(BridgeHostTest, WithoutARequestTheDeviceKeepsItsSettings)
 
 TEST_F(BridgeHostTest, TheRequestOfTheStartIsSetAndUndoneAtTheEnd)
 {
-    KySerialBridgeRequest lRequest;
-    lRequest.mBaudRate = 9600;
+    KySerialBridgeRequest lRequest = Rate(9600);
     lRequest.mSetsParity = true;
     lRequest.mStopBits = 1;
     Start(lRequest);
@@ -211,9 +207,7 @@ TEST_F(BridgeHostTest, ARequestTakesItsPlaceAmongTheBytes)
     mHost.Put("A");
     EXPECT_TRUE(WaitFor([&] { return mBridge.GetFlowToDevice().mDelivered == 1; }));
     EXPECT_EQ(lRateAtWrite, "Baud115200");
-    KySerialBridgeRequest lRequest;
-    lRequest.mBaudRate = 9600;
-    mHost.Ask(lRequest);
+    mHost.Ask(Rate(9600));
     mHost.Put("B");
     EXPECT_TRUE(WaitFor([&] { return mBridge.GetFlowToDevice().mDelivered == 2; }));
     EXPECT_EQ(lRateAtWrite, "Baud9600");
@@ -225,8 +219,7 @@ TEST_F(BridgeHostTest, WhatTheDeviceRefusesIsAnsweredWithWhatItHas)
 {
     Start();
     mDevice.Fail(Slot::SetFeatureFromString, "Bulk1BaudRate");
-    KySerialBridgeRequest lRequest;
-    lRequest.mBaudRate = 4800;
+    KySerialBridgeRequest lRequest = Rate(4800);
     lRequest.mSetsParity = true;
     lRequest.mParity = static_cast<KyParity>(7); // there is no such parity
     lRequest.mStopBits = 9;
@@ -293,7 +286,7 @@ TEST_F(BridgeHostTest, AHostSideThatClaimsToHaveGivenMoreHasGivenABlock)
         return IKySerialBridgeHost::ReadEnd::Bytes;
     };
     Start();
-    EXPECT_TRUE(WaitForTaken(16384));
+    EXPECT_TRUE(WaitFor([this] { return mBridge.GetFlowToDevice().mTaken == 16384; }));
 }
 
 TEST_F(BridgeHostTest, ExceptionsOfTheHostSideEndNothing)
@@ -354,9 +347,7 @@ TEST_F(BridgeHostTest, ADeviceThatComesBackGetsWhatTheHostSideAskedFor)
     KySerialBridgeOptions lOptions;
     lOptions.mReconnect = true;
     Start({}, lOptions);
-    KySerialBridgeRequest lRequest;
-    lRequest.mBaudRate = 9600;
-    mHost.Ask(lRequest);
+    mHost.Ask(Rate(9600));
     EXPECT_TRUE(WaitFor([&] { return mHost.Settings().size() == 2; }));
     mDevice.SetAnswer(Slot::IsConnected, false);
     mHost.Put("LOST");
@@ -399,11 +390,8 @@ TEST_F(BridgeHostTest, BridgesOfOneDeviceDoNotTakeEachOthersSelector)
     std::string lSelected = mDevice.GetText("BulkSelector");
     for (uint32_t lRound = 0; lRound < 300; ++lRound)
     {
-        KySerialBridgeRequest lRequest;
-        lRequest.mBaudRate = 10000 + lRound % 2;
-        mHost.Ask(lRequest);
-        lRequest.mBaudRate += 10000;
-        lOtherHost.Ask(lRequest);
+        mHost.Ask(Rate(10000 + lRound % 2));
+        lOtherHost.Ask(Rate(20000 + lRound % 2));
     }
     EXPECT_TRUE(
         WaitFor([&] { return mHost.Settings().size() == 301 && lOtherHost.Settings().size() == 301; }));

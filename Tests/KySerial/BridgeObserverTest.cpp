@@ -1,17 +1,16 @@
 // What a bridge reports to its observer, and how it goes on when its device was away.
 
 #include "KySerial/BridgeFixture.h"
+#include "Support/Repeater.h"
 #include "Support/WaitFor.h"
 
 #include "JxUtilsLib/LockScope.h"
 #include "JxUtilsLib/Mutex.h"
 #include "JxUtilsLib/Thread.h"
 
-#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <stdexcept>
-#include <thread>
 
 using namespace KyTest;
 using KySerialLib::BridgeWay;
@@ -55,11 +54,7 @@ public:
         const JxUtilsLib::LockScope lLock(mLock);
         return mReports;
     }
-    bool Has(const std::string& aLine) const
-    {
-        const Reports lReports = Get();
-        return std::find(lReports.begin(), lReports.end(), aLine) != lReports.end();
-    }
+    bool Has(const std::string& aLine) const { return testing::Value(Get(), Contains(aLine)); }
 
 private:
     void Add(const std::string& aLine)
@@ -119,6 +114,11 @@ protected:
     }
     KySerialBridgeFlow ToDevice() { return mBridge->GetFlow(BridgeWay::ToDevice); }
     void Vanish() { mDevice.SetAnswer(Slot::IsConnected, false); }
+    void VanishAndWait()
+    {
+        Vanish();
+        EXPECT_TRUE(WaitForLine("gone"));
+    }
     // The device is back as after its power-up.
     void Return()
     {
@@ -199,8 +199,7 @@ TEST_F(BridgeObserverTest, SettingsAreReportedWhenTheyAreApplied)
 TEST_F(BridgeObserverTest, AnAbsenceIsReportedAndARecoverThatSucceeds)
 {
     Start();
-    Vanish();
-    EXPECT_TRUE(WaitForLine("gone"));
+    VanishAndWait();
     EXPECT_FALSE(Write("lost"));
     EXPECT_THAT(mBridge->Recover(), IsOK()); // nothing to recover yet
     Return();
@@ -266,8 +265,7 @@ TEST_F(BridgeReconnectTest, BytesThatWereLostBeforeAnAbsenceAreNotThoseOfTheAbse
     mDevice.ClearCounts();
     EXPECT_TRUE(
         WaitFor([&] { return mDevice.GetCallCount(Slot::IsConnected) > 3; })); // it has been looked for
-    Vanish();
-    EXPECT_TRUE(WaitForLine("gone"));
+    VanishAndWait();
     EXPECT_TRUE(Write("away"));
     Return();
     EXPECT_TRUE(WaitForLine("back 4"));
@@ -277,8 +275,7 @@ TEST_F(BridgeReconnectTest, ADeviceThatIsBackGetsItsSettingsAndThePortWorks)
 {
     Start();
     ASSERT_EQ(mDevice.GetText("Bulk1BaudRate"), "Baud9600");
-    Vanish();
-    EXPECT_TRUE(WaitForLine("gone"));
+    VanishAndWait();
     EXPECT_TRUE(Write("lost"));
     EXPECT_EQ(ToDevice().mAway, 4U);
     EXPECT_EQ(ToDevice().mRefused, 0U);
@@ -299,13 +296,8 @@ TEST_F(BridgeReconnectTest, ARestartBetweenTwoLooksIsNoticed)
     Return();
     EXPECT_TRUE(Write("early")); // at once: a device that has not been set up gets nothing
     EXPECT_EQ(ToDevice().mAway + ToDevice().mDelivered, 5U);
-    EXPECT_TRUE(WaitFor(
-        [&]
-        {
-            const Reports lReports = mRecorder.Get();
-            return std::any_of(lReports.begin(), lReports.end(),
-                               [](const std::string& aLine) { return aLine.starts_with("back "); });
-        }));
+    EXPECT_TRUE(
+        WaitFor([this] { return testing::Value(mRecorder.Get(), Contains(testing::StartsWith("back "))); }));
     EXPECT_TRUE(mRecorder.Has("gone"));
     EXPECT_EQ(mDevice.GetText("Bulk1BaudRate"), "Baud9600");
 }
@@ -361,8 +353,7 @@ TEST_F(BridgeReconnectTest, RefusalsOfADeviceThatIsThereStayRefusals)
 TEST_F(BridgeReconnectTest, ASettingThatTheDeviceTookBeforeIsTriedUntilItTakesItAgain)
 {
     Start();
-    Vanish();
-    EXPECT_TRUE(WaitForLine("gone"));
+    VanishAndWait();
     mDevice.Fail(Slot::SetFeatureFromString, "Bulk1Parity");
     Return();
     mDevice.ClearCounts();
@@ -377,8 +368,7 @@ TEST_F(BridgeReconnectTest, ASettingThatTheDeviceHasNeverTakenHoldsNothingUp)
 {
     mDevice.Fail(Slot::SetFeatureFromString, "Bulk1Parity");
     Start();
-    Vanish();
-    EXPECT_TRUE(WaitForLine("gone"));
+    VanishAndWait();
     Return();
     EXPECT_TRUE(WaitForLine("back 0"));
 }
@@ -387,8 +377,7 @@ TEST_F(BridgeReconnectTest, ASettingThatTheDeviceHasNeverTakenHoldsNothingUp)
 TEST_F(BridgeReconnectTest, AStopDoesNotWaitForTheDevice)
 {
     Start();
-    Vanish();
-    EXPECT_TRUE(WaitForLine("gone"));
+    VanishAndWait();
     mBridge->StopThreads();
     EXPECT_EQ(mBridge->mRunning, 0);
 }
@@ -398,15 +387,7 @@ TEST_F(BridgeReconnectTest, AbsencesMeetTraffic)
 {
     mDevice.SetRecording(false);
     Start();
-    std::atomic<bool> lEnd{false};
-    std::thread lWriter(
-        [&]
-        {
-            while (!lEnd)
-            {
-                EXPECT_TRUE(Write("0123456789"));
-            }
-        });
+    std::optional<Repeater> lWriter([this] { EXPECT_TRUE(Write("0123456789")); });
     for (int lTurn = 0; lTurn < 5; ++lTurn)
     {
         Vanish();
@@ -415,8 +396,7 @@ TEST_F(BridgeReconnectTest, AbsencesMeetTraffic)
         const uint64_t lBefore = ToDevice().mDelivered;
         EXPECT_TRUE(WaitFor([&] { return ToDevice().mDelivered > lBefore; }));
     }
-    lEnd = true;
-    lWriter.join();
+    lWriter.reset();
     const KySerialBridgeFlow lFlow = ToDevice();
     EXPECT_EQ(lFlow.mTaken, lFlow.mDelivered + lFlow.mAway);
 }

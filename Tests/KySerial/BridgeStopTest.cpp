@@ -3,8 +3,10 @@
 #include "KySerial/BridgeCLDLLFixture.h"
 #include "Support/ProcessorTime.h"
 #include "Support/QuickStop.h"
+#include "Support/Repeater.h"
 
 #include <atomic>
+#include <functional>
 #include <thread>
 
 using namespace KyTest;
@@ -24,39 +26,28 @@ protected:
         mBridge.emplace();
         Start(aPort);
     }
-    void Stop() { mBridge.reset(); }
-
-    void FillUp()
+    // Expects that a bridge which runs, and is then prepared like this, stops at once.
+    void ExpectQuickStopAfter(const std::function<void()>& aPrepare,
+                              KyDeviceSerial aPort = KyDeviceSerialBulk1)
     {
-        for (int lIndex = 0; lIndex < 10; ++lIndex)
-        {
-            SendFromDevice(std::string(512, 'x'));
-        }
-        uint32_t lWaiting = 0;
-        ASSERT_TRUE(WaitFor([&] { return mUp->GetAvailable(lWaiting) && lWaiting == 1023; }));
+        ExpectQuickStop(
+            [&]
+            {
+                StartAnew(aPort);
+                aPrepare();
+            },
+            [this] { mBridge.reset(); });
     }
 };
 
 TEST_F(BridgeStopTest, AnIdleBridgeStopsAtOnce)
 {
-    ExpectQuickStop(
-        [this]
-        {
-            StartAnew();
-            Thread::Sleep(30);
-        },
-        [this] { Stop(); });
+    ExpectQuickStopAfter([] { Thread::Sleep(30); });
 }
 
 TEST_F(BridgeStopTest, AFullFifoThatNobodyReadsDoesNotHoldTheStopUp)
 {
-    ExpectQuickStop(
-        [this]
-        {
-            StartAnew();
-            FillUp();
-        },
-        [this] { Stop(); });
+    ExpectQuickStopAfter([this] { FillUp(); });
     EXPECT_FALSE(testing::Value(
         mLog.Take(), testing::Contains(testing::Field(&LogLine::mPriority, testing::Eq(PriorityError)))));
     uint32_t lWaiting = 0;
@@ -66,66 +57,45 @@ TEST_F(BridgeStopTest, AFullFifoThatNobodyReadsDoesNotHoldTheStopUp)
 
 TEST_F(BridgeStopTest, ABusyBridgeStopsAtOnce)
 {
-    std::atomic<bool> lEnd{false};
-    std::thread lDevice(
-        [&]
+    const Repeater lDevice(
+        [this]
         {
-            while (!lEnd)
-            {
-                SendFromDevice("0123456789");
-                Thread::Sleep(1);
-            }
+            SendFromDevice("0123456789");
+            Thread::Sleep(1);
         });
-    std::thread lClient;
-    std::atomic<bool> lClientEnds{false};
-    const auto lEndClient = [&]
+    std::optional<Repeater> lClient;
+    const auto lExchange = [this]
     {
-        lClientEnds = true;
-        if (lClient.joinable())
-        {
-            lClient.join();
-        }
+        char lPart[100];
+        uint32_t lCount = 0;
+        static_cast<void>(mDown->Write("0123456789", 10, lCount, 10));
+        static_cast<void>(mUp->Read(lPart, sizeof lPart, lCount, 1));
     };
     ExpectQuickStop(
         [&]
         {
-            lEndClient();
+            lClient.reset(); // before its FIFOs
             StartAnew();
-            lClientEnds = false;
-            lClient = std::thread(
-                [&]
-                {
-                    char lPart[100];
-                    uint32_t lCount = 0;
-                    while (!lClientEnds)
-                    {
-                        static_cast<void>(mDown->Write("0123456789", 10, lCount, 10));
-                        static_cast<void>(mUp->Read(lPart, sizeof lPart, lCount, 1));
-                    }
-                });
+            lClient.emplace(lExchange);
             EXPECT_TRUE(WaitFor(
                 [this] {
                     return mBridge->GetBytesSentToDevice() > 0 && mBridge->GetBytesReceivedFromDevice() > 0;
                 }));
         },
-        [this] { Stop(); });
-    lEndClient();
-    lEnd = true;
-    lDevice.join();
+        [this] { mBridge.reset(); });
 }
 
 // What the client has sent would take the device's line half a second.
 TEST_F(BridgeStopTest, ABridgeToASlowLineStopsAtOnce)
 {
     MakeUartSlow(mDevice);
-    ExpectQuickStop(
+    ExpectQuickStopAfter(
         [this]
         {
-            StartAnew(KyDeviceSerialUart0);
             EXPECT_TRUE(Send(std::string(1000, 'c')));
             EXPECT_TRUE(WaitFor([this] { return mBridge->GetBytesSentToDevice() > 0; }));
         },
-        [this] { Stop(); });
+        KyDeviceSerialUart0);
     mDevice.OnCall(Slot::WriteRegister, {});
 }
 
@@ -137,16 +107,15 @@ TEST_F(BridgeStopTest, ADeviceThatConfirmsNothingDoesNotHoldTheStopUp)
         SCOPED_TRACE(lPort);
         std::atomic<bool> lSent{false};
         const auto lNote = [&lSent] { lSent = true; };
-        ExpectQuickStop(
+        ExpectQuickStopAfter(
             [&]
             {
-                StartAnew(lPort);
                 mDevice.OnCall(lPort == KyDeviceSerialUart0 ? Slot::WriteRegister : Slot::WriteMemory, lNote);
                 lSent = false;
                 EXPECT_TRUE(Send(std::string(600, 'c')));
                 EXPECT_TRUE(WaitFor([&] { return lSent.load(); }));
             },
-            [this] { Stop(); });
+            lPort);
         mDevice.OnCall(Slot::WriteRegister, {});
         mDevice.OnCall(Slot::WriteMemory, {});
     }
@@ -157,10 +126,9 @@ TEST_F(BridgeStopTest, ASlowBulkPortDoesNotHoldTheStopUp)
 {
     mDevice.SetContent("Bulk1DownstreamData", Bytes(64));
     std::atomic<int> lMessages{0};
-    ExpectQuickStop(
+    ExpectQuickStopAfter(
         [&]
         {
-            StartAnew();
             lMessages = 0;
             mDevice.OnCall(Slot::SetRegisterData,
                            [&lMessages]
@@ -170,8 +138,7 @@ TEST_F(BridgeStopTest, ASlowBulkPortDoesNotHoldTheStopUp)
                            });
             EXPECT_TRUE(Send(std::string(1000, 'c')));
             EXPECT_TRUE(WaitFor([&] { return lMessages > 0; }));
-        },
-        [this] { Stop(); });
+        });
     EXPECT_LT(lMessages, 18);
     mDevice.OnCall(Slot::SetRegisterData, {});
 }
@@ -180,13 +147,8 @@ TEST_F(BridgeStopTest, DamagedFifosCostLittleAndDoNotHoldTheStopUp)
 {
     const auto lSpoil = []
     {
-        for (const char* const lName :
-             {"Local\\KySerialBridgeUpFifo1Memory", "Local\\KySerialBridgeDownFifo1Memory"})
-        {
-            KyPlatform::SharedMemory lMemory;
-            ASSERT_TRUE(lMemory.Open(lName));
-            static_cast<KySerialLib::SharedFifoHeader*>(lMemory.GetBase())->mSize = 0;
-        }
+        SpoilFifo("Up");
+        SpoilFifo("Down");
     };
     StartAnew();
     lSpoil();
@@ -194,14 +156,12 @@ TEST_F(BridgeStopTest, DamagedFifosCostLittleAndDoNotHoldTheStopUp)
     Thread::Sleep(200);
     uint64_t lCost = 0;
     EXPECT_TRUE(CostsLessThanOnePercent(lCost)) << lCost << " ms in the last span";
-    ExpectQuickStop(
+    ExpectQuickStopAfter(
         [&]
         {
-            StartAnew();
             lSpoil();
             Thread::Sleep(30);
-        },
-        [this] { Stop(); });
+        });
 }
 
 TEST_F(BridgeStopTest, ADeviceThatIsGoneCostsLittleAndDoesNotHoldTheStopUp)

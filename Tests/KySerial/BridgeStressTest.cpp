@@ -2,6 +2,8 @@
 
 #include "KySerial/BridgeFixture.h"
 #include "Tests/Support/PrivateSession.h"
+#include "Tests/Support/Repeater.h"
+#include "Tests/Support/WaitFor.h"
 #include "clserzmo/sharedfifo.h"
 #include "clserzmo/sharedregistry.h"
 
@@ -24,35 +26,27 @@ protected:
         JxUtilsLib::Logger::SetPriority(PriorityFatal);
         mDevice.SetInteger("EventBulk1UpstreamDataLength", 4);
         mDevice.OnCall(Slot::WriteRegister, [this] { mDevice.SendEvent(0x9000, Words({0x5})); }); // sent
-        mTraffic = std::thread([this] { Arrive(); });
+        mTraffic.emplace([this] { Arrive(); });
     }
     void TearDown() override
     {
-        mEnd = true;
-        mTraffic.join();
+        mTraffic.reset();
         EngineTest::TearDown();
     }
 
     // Bytes come all the time from the device, at each port that is open, and from the client.
     void Arrive()
     {
-        while (!mEnd)
-        {
-            uint32_t lCount = 0;
-            static_cast<void>(mDown.Write("abc", 3, lCount, 0)); // may be full while there is no bridge
-            mDevice.SendEvent(0x9000, Words({0xA, 0x41}));       // received, on either UART
-            mDevice.Invalidate("EventBulk1UpstreamDataBuffer");
-            std::this_thread::sleep_for(std::chrono::microseconds(200));
-        }
+        uint32_t lCount = 0;
+        static_cast<void>(mDown.Write("abc", 3, lCount, 0)); // may be full while there is no bridge
+        mDevice.SendEvent(0x9000, Words({0xA, 0x41}));       // received, on either UART
+        mDevice.Invalidate("EventBulk1UpstreamDataBuffer");
+        std::this_thread::sleep_for(std::chrono::microseconds(200));
     }
 
     bool WaitUntilSent()
     {
-        for (uint32_t lTime = 0; lTime < cPatience && mBridge.GetBytesSentToDevice() == 0; ++lTime)
-        {
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
-        return mBridge.GetBytesSentToDevice() > 0;
+        return WaitFor([this] { return mBridge.GetBytesSentToDevice() > 0; });
     }
 
     bool Receive(uint32_t aTimeout)
@@ -66,9 +60,8 @@ protected:
     const KySerialLib::SharedRegistry mKeeper{true}; // so that the server has the same number each time
     SharedFifo mDown{"KySerialBridgeDownFifo1", "Local\\", 1024, true};
     SharedFifo mUp{"KySerialBridgeUpFifo1", "Local\\", 1024, true};
-    std::atomic<bool> mEnd{false};
-    std::thread mTraffic;
     KySerialBridge mBridge;
+    std::optional<Repeater> mTraffic;
 };
 
 // With the other ports a thousand lives of a bridge with traffic, which the thread sanitizer watches. A third

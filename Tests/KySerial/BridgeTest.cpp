@@ -1,6 +1,5 @@
 #include "KySerial/BridgeFixture.h"
-
-#include "PortMap.h"
+#include "Support/Repeater.h"
 
 #include <thread>
 
@@ -61,14 +60,11 @@ TEST_F(BridgeTest, OpensTheDevicePortInThisOrder)
     Forget();
 
     EXPECT_THAT(mBridge->OpenDevicePort(&mDevice, KyDeviceSerialUart0), IsOK());
-    const Calls lFeatures = {
-        "IsFeatureAvailable(Uart0BaudRate)",      "RegisterFeatureInterest(Uart0BaudRate)",
-        "IsFeatureAvailable(Uart0Parity)",        "RegisterFeatureInterest(Uart0Parity)",
-        "IsFeatureAvailable(Uart0NumOfStopBits)", "RegisterFeatureInterest(Uart0NumOfStopBits)",
-        "IsFeatureReadable(Uart0BaudRate)",       "GetFeatureAsString(Uart0BaudRate)",
-        "IsFeatureReadable(Uart0Parity)",         "GetFeatureAsString(Uart0Parity)",
-        "IsFeatureReadable(Uart0NumOfStopBits)",  "GetFeatureAsString(Uart0NumOfStopBits)"};
-    EXPECT_EQ(mDevice.TakeCalls(), Join({lAsked, {"RegisterEventSink"}, lOpened, lFeatures}));
+    EXPECT_EQ(mDevice.TakeCalls(), Join({lAsked,
+                                         {"RegisterEventSink"},
+                                         lOpened,
+                                         ForSettings("Uart0", cNoteSetting),
+                                         ForSettings("Uart0", cReadSetting)}));
     EXPECT_EQ(mBridge->GetDevicePortID(), KyDeviceSerialUart0);
     ASSERT_NE(mBridge->GetPort(), nullptr);
     EXPECT_TRUE(mBridge->GetPort()->IsOpened());
@@ -80,30 +76,25 @@ TEST_F(BridgeTest, OpensTheDevicePortInThisOrder)
 
 TEST_F(BridgeTest, UnsupportedPortIsRefusedAndLeavesNothing)
 {
+    const char* const lText = "Requested device port not supported.";
     mDevice.SetAnswer(Slot::IsKorvoVideoInterface, false);
-    EXPECT_THAT(mBridge->OpenDevicePort(&mDevice, KyDeviceSerialUart1),
-                IsResult(KyResult::UNSUPPORTED, "Requested device port not supported."));
-    EXPECT_EQ(TakeLog().back(), (LogLine{PriorityError, "KySerialLib::Bridge::OpenDevicePort",
-                                         "Requested device port not supported."}));
-    EXPECT_EQ(mBridge->GetPort(), nullptr);
-    EXPECT_EQ(mBridge->GetDevicePortID(), KyDeviceSerialInvalid);
-    EXPECT_TRUE(mDevice.GetSinks().empty());
+    for (const KyDeviceSerial lPort : {KyDeviceSerialUart1, KyDeviceSerialInvalid})
+    {
+        EXPECT_THAT(mBridge->OpenDevicePort(&mDevice, lPort), IsResult(KyResult::UNSUPPORTED, lText));
+        EXPECT_EQ(TakeLog().back(), (LogLine{PriorityError, "KySerialLib::Bridge::OpenDevicePort", lText}));
+        EXPECT_EQ(mBridge->GetPort(), nullptr);
+        EXPECT_EQ(mBridge->GetDevicePortID(), KyDeviceSerialInvalid);
+        EXPECT_TRUE(mDevice.GetSinks().empty());
+    }
     mDevice.TakeCalls();
     End();
     EXPECT_EQ(mDevice.TakeCalls(), Calls());
 }
 
-TEST_F(BridgeTest, InvalidPortIsNotSupported)
-{
-    EXPECT_THAT(mBridge->OpenDevicePort(&mDevice, KyDeviceSerialInvalid),
-                IsResult(KyResult::UNSUPPORTED, "Requested device port not supported."));
-}
-
 TEST_F(BridgeTest, PortInUsePassesThePortsResultOnAndLetsGo)
 {
     ASSERT_TRUE(KySerialLib::PortMap::GetInstance().Lock(&mDevice, KyDeviceSerialUart0));
-    EXPECT_THAT(mBridge->OpenDevicePort(&mDevice, KyDeviceSerialUart0),
-                IsResult(KyResult::FAILURE, "The specified port is already in use."));
+    EXPECT_THAT(mBridge->OpenDevicePort(&mDevice, KyDeviceSerialUart0), IsResult(KyResult::FAILURE, cInUse));
     EXPECT_EQ(mDevice.GetSinks().size(), 1U);
     EXPECT_EQ(mDevice.GetCallCount(Slot::RegisterFeatureInterest), 0);
     End();
@@ -137,23 +128,18 @@ TEST_F(BridgeTest, EndRestoresThenLetsGoThenCloses)
     Calls lClose = Record(mDevice, [&](auto&) { EXPECT_THAT(lOther.Close(), IsOK()); });
     Forget();
     const Calls lClosed = Record(mDevice, [&](auto&) { End(); });
-    const Calls lRestored = {"IsFeatureWritable(Uart0BaudRate)",
-                             "SetFeatureFromString(Uart0BaudRate, \"SavedBaudRate\")",
-                             "IsFeatureWritable(Uart0Parity)",
-                             "SetFeatureFromString(Uart0Parity, \"SavedParity\")",
-                             "IsFeatureWritable(Uart0NumOfStopBits)",
-                             "SetFeatureFromString(Uart0NumOfStopBits, \"SavedNumOfStopBits\")",
-                             "UnregisterEventSink",
-                             "UnregisterFeatureInterest(Uart0BaudRate)",
-                             "UnregisterFeatureInterest(Uart0Parity)",
-                             "UnregisterFeatureInterest(Uart0NumOfStopBits)"};
+    const Calls lRestored =
+        Join({{"IsFeatureWritable(Uart0BaudRate)", "SetFeatureFromString(Uart0BaudRate, \"SavedBaudRate\")",
+               "IsFeatureWritable(Uart0Parity)", "SetFeatureFromString(Uart0Parity, \"SavedParity\")",
+               "IsFeatureWritable(Uart0NumOfStopBits)",
+               "SetFeatureFromString(Uart0NumOfStopBits, \"SavedNumOfStopBits\")", "UnregisterEventSink"},
+              ForSettings("Uart0", {"UnregisterFeatureInterest"})});
     ASSERT_EQ(lClosed.size(), lRestored.size() + lClose.size());
     EXPECT_EQ(Calls(lClosed.begin(), lClosed.begin() + static_cast<ptrdiff_t>(lRestored.size())), lRestored);
     EXPECT_EQ(mDevice.GetInterest("Uart0Parity"), 0);
     EXPECT_TRUE(mDevice.GetSinks().empty());
     EXPECT_EQ(TakeLog().front(), (LogLine{PriorityInfo, cFree, cReleasing}));
-    EXPECT_TRUE(KySerialLib::PortMap::GetInstance().Lock(&mDevice, KyDeviceSerialUart0));
-    EXPECT_TRUE(KySerialLib::PortMap::GetInstance().Unlock(&mDevice, KyDeviceSerialUart0));
+    EXPECT_TRUE(IsFree(KyDeviceSerialUart0));
 }
 
 TEST_F(BridgeTest, StartsBothThreadsAndEndsThem)
@@ -173,39 +159,31 @@ TEST_F(BridgeTest, StartsBothThreadsAndEndsThem)
     EXPECT_EQ(TakeLog(), Lines());
 }
 
-TEST_F(BridgeTest, RefusedUpstreamThreadFailsTheStart)
+TEST_F(BridgeTest, ARefusedThreadFailsTheStartAndLeavesTheOthersRunning)
 {
-    mBridge->mUpRoutine = nullptr;
-    EXPECT_THAT(mBridge->Start(), IsResult(KyResult::FAILURE, "Unable to start bridge upstream thread."));
-    EXPECT_EQ(TakeLog(), (Lines{{PriorityError, "KySerialLib::Bridge::Start",
-                                 "Unable to start bridge upstream thread."}}));
-    EXPECT_TRUE(mBridge->mStopEvent.IsValid()); // left for the destructor
-    mBridge->StopThreads();
-    EXPECT_EQ(TakeLog(), Lines());
-}
-
-TEST_F(BridgeTest, RefusedDownstreamThreadFailsTheStartAndLeavesTheOtherRunning)
-{
-    mBridge->mDownRoutine = nullptr;
-    EXPECT_THAT(mBridge->Start(), IsResult(KyResult::FAILURE, "Unable to start bridge downstream thread."));
-    EXPECT_EQ(TakeLog(), (Lines{{PriorityError, "KySerialLib::Bridge::Start",
-                                 "Unable to start bridge downstream thread."}}));
-    mBridge->StopThreads();
-    EXPECT_EQ(TakeLog().size(), 1U);
-}
-
-TEST_F(BridgeTest, RefusedWatchThreadFailsTheStartAndLeavesTheOthersRunning)
-{
-    KySerialBridgeOptions lOptions;
-    lOptions.mReconnect = true;
-    mBridge->mWatch.Begin(lOptions, nullptr);
-    // A thread that runs already cannot be started.
-    ASSERT_TRUE(mBridge->mWatchThread.Start([](void*) { return 0U; }, nullptr));
-    EXPECT_THAT(mBridge->Start(), IsResult(KyResult::FAILURE, "Unable to start bridge watch thread."));
-    EXPECT_EQ(TakeLog(),
-              (Lines{{PriorityError, "KySerialLib::Bridge::Start", "Unable to start bridge watch thread."}}));
-    mBridge->StopThreads();
-    EXPECT_EQ(TakeLog().size(), 2U);
+    const std::pair<const char*, std::function<void()>> lThreads[] = {
+        {"Unable to start bridge upstream thread.", [this] { mBridge->mUpRoutine = nullptr; }},
+        {"Unable to start bridge downstream thread.", [this] { mBridge->mDownRoutine = nullptr; }},
+        {"Unable to start bridge watch thread.", [this]
+         {
+             KySerialBridgeOptions lOptions;
+             lOptions.mReconnect = true;
+             mBridge->mWatch.Begin(lOptions, nullptr);
+             // A thread that runs already cannot be started.
+             ASSERT_TRUE(mBridge->mWatchThread.Start([](void*) { return 0U; }, nullptr));
+         }}};
+    size_t lRunning = 0;
+    for (const auto& [lText, lRefuse] : lThreads)
+    {
+        mBridge.emplace();
+        Forget();
+        lRefuse();
+        EXPECT_THAT(mBridge->Start(), IsResult(KyResult::FAILURE, lText));
+        EXPECT_EQ(TakeLog(), (Lines{{PriorityError, "KySerialLib::Bridge::Start", lText}}));
+        EXPECT_TRUE(mBridge->mStopEvent.IsValid()); // left for the destructor
+        mBridge->StopThreads();
+        EXPECT_EQ(TakeLog().size(), lRunning++);
+    }
 }
 
 TEST_F(BridgeTest, ResetsAllStatistics)
@@ -252,8 +230,6 @@ TEST_F(BridgeTest, RecoverLeavesAReceiveBufferOf16384Bytes)
 {
     Open(KyDeviceSerialUart0);
     uint32_t lSize = 0;
-    EXPECT_THAT(mBridge->GetPort()->GetRxBufferSize(lSize), IsOK());
-    EXPECT_EQ(lSize, 65536U);
     EXPECT_THAT(mBridge->Recover(), IsOK());
     EXPECT_THAT(mBridge->GetPort()->GetRxBufferSize(lSize), IsOK());
     EXPECT_EQ(lSize, 16384U);
@@ -278,33 +254,18 @@ TEST_F(BridgeTest, RecoverMeetsThreadsThatReadAndWrite)
     mDevice.SetRecording(false);
     JxUtilsLib::Logger::SetPriority(PriorityFatal);
     Open(KyDeviceSerialBulk1);
-    std::atomic<bool> lEnd{false};
-    std::thread lReader(
-        [&]
-        {
-            uint8_t lBytes[100];
-            uint32_t lRead = 0;
-            while (!lEnd)
-            {
-                static_cast<void>(mBridge->ReadFromDevice(lBytes, sizeof lBytes, lRead, 1));
-            }
-        });
-    std::thread lWriter(
-        [&]
-        {
-            const uint8_t lBytes[100] = {};
-            while (!lEnd)
-            {
-                static_cast<void>(mBridge->WriteToDevice(lBytes, sizeof lBytes));
-            }
-        });
+    uint8_t lBytes[100];
+    uint32_t lRead = 0;
+    std::optional<Repeater> lReader(
+        [&] { static_cast<void>(mBridge->ReadFromDevice(lBytes, sizeof lBytes, lRead, 1)); });
+    const Bytes lSent(100);
+    std::optional<Repeater> lWriter([&] { static_cast<void>(mBridge->WriteToDevice(lSent.data(), 100)); });
     for (int lTurn = 0; lTurn < 200; ++lTurn)
     {
         EXPECT_THAT(mBridge->Recover(), IsOK());
     }
-    lEnd = true;
-    lReader.join();
-    lWriter.join();
+    lReader.reset();
+    lWriter.reset();
     EXPECT_TRUE(mBridge->GetPort()->IsOpened());
 }
 
@@ -322,20 +283,7 @@ uint32_t ReadForEver(void* aBridge)
     return 0;
 }
 
-TEST_F(BridgeTest, StopDoesNotWaitForAReadOfTheDevicePort)
-{
-    Open(KyDeviceSerialBulk1);
-    mBridge->mUpRoutine = &ReadForEver;
-    ASSERT_THAT(mBridge->Start(), IsOK());
-    while (mBridge->mRunning < 2) // the other thread counts once
-    {
-        std::this_thread::yield();
-    }
-    mBridge->StopThreads();
-    EXPECT_FALSE(mBridge->mUpThread.IsRunning());
-}
-
-TEST_F(BridgeTest, RecoverDoesNotWaitForAReadOfTheDevicePort)
+TEST_F(BridgeTest, RecoverAndStopDoNotWaitForAReadOfTheDevicePort)
 {
     Open(KyDeviceSerialBulk1);
     mBridge->mUpRoutine = &ReadForEver;
@@ -351,6 +299,7 @@ TEST_F(BridgeTest, RecoverDoesNotWaitForAReadOfTheDevicePort)
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
     EXPECT_LE(mBridge->mRunning, lBefore + 2);
     mBridge->StopThreads();
+    EXPECT_FALSE(mBridge->mUpThread.IsRunning());
 }
 
 TEST_F(BridgeTest, CountsWhatTheDeviceTookOfAFailedWrite)

@@ -1,7 +1,6 @@
 #include "KySerial/KySerialBridge.h"
 
 #include "KySerial/BridgeFixture.h"
-#include "PortMap.h"
 #include "Tests/Support/PrivateSession.h"
 
 using namespace KyTest;
@@ -119,8 +118,7 @@ TEST_F(KySerialBridgeTest, AFailedStartLeavesItStoppedAndTheDeviceRestored)
     EXPECT_THAT(StartCom("COM99"), IsResult(KyResult::FAILURE, "Unable to open requested COM port."));
     ExpectStopped();
     EXPECT_EQ(mDevice.GetText("Uart0BaudRate"), "SavedBaudRate");
-    EXPECT_TRUE(KySerialLib::PortMap::GetInstance().Lock(&mDevice, KyDeviceSerialUart0));
-    EXPECT_TRUE(KySerialLib::PortMap::GetInstance().Unlock(&mDevice, KyDeviceSerialUart0));
+    EXPECT_TRUE(IsFree(KyDeviceSerialUart0));
 }
 
 TEST_F(KySerialBridgeTest, ARunningServerAnswers)

@@ -1,8 +1,10 @@
 #include "KySerial/EngineTest.h"
+#include "Support/Repeater.h"
 
 #include "KySerial/KyDeviceSerialPort.h"
 
 #include <atomic>
+#include <optional>
 #include <thread>
 
 using namespace KyTest;
@@ -23,27 +25,22 @@ protected:
         mDevice.SetInteger("EventBulk3UpstreamDataLength", 100);
     }
 
-    // The device: bytes and confirmations for every kind of port, until it has to stop.
+    // The device, again and again: bytes and confirmations for every kind of port.
     void Storm()
     {
-        const Bytes lEvent = Words({0x190F, 1, 2, 3, 4, 5, 6, 7});
-        while (!mStop)
-        {
-            mDevice.SendEvent(0x9000, lEvent);
-            mDevice.Invalidate(cUpstreamBuffer);
-            std::this_thread::yield();
-        }
+        mDevice.SendEvent(0x9000, Words({0x190F, 1, 2, 3, 4, 5, 6, 7}));
+        mDevice.Invalidate(cUpstreamBuffer);
+        std::this_thread::yield();
     }
 
     ScriptedAdapter mDevice;
-    std::atomic<bool> mStop = false;
 };
 
 TEST_P(PortStressTest, KeepsItsBytesTogetherInAStorm)
 {
     KyDeviceSerialPort lPort;
     ASSERT_THAT(lPort.Open(&mDevice, GetParam()), IsOK());
-    std::thread lDevice([this] { Storm(); });
+    std::optional<Repeater> lDevice([this] { Storm(); });
     std::thread lReader(
         [&]
         {
@@ -68,32 +65,25 @@ TEST_P(PortStressTest, KeepsItsBytesTogetherInAStorm)
                 EXPECT_EQ(lWritten, lSize);
             }
         });
-    std::thread lResizer(
-        [&]
-        {
-            for (uint32_t lIndex = 0; lIndex < 2000; ++lIndex)
-            {
-                EXPECT_THAT(lPort.SetRxBufferSize(lIndex % 7 == 0 ? 20000 : lIndex % 40), IsOK());
-                uint32_t lValue = 0;
-                EXPECT_THAT(lPort.GetRxBufferSize(lValue), IsOK());
-                EXPECT_THAT(lPort.GetRxBytesReady(lValue), IsOK());
-                EXPECT_LT(lValue, 20000U);
-                EXPECT_THAT(lPort.FlushRxBuffer(), IsOK());
-                EXPECT_TRUE(lPort.IsOpened());
-            }
-        });
+    for (uint32_t lIndex = 0; lIndex < 2000; ++lIndex)
+    {
+        EXPECT_THAT(lPort.SetRxBufferSize(lIndex % 7 == 0 ? 20000 : lIndex % 40), IsOK());
+        uint32_t lValue = 0;
+        EXPECT_THAT(lPort.GetRxBufferSize(lValue), IsOK());
+        EXPECT_THAT(lPort.GetRxBytesReady(lValue), IsOK());
+        EXPECT_LT(lValue, 20000U);
+        EXPECT_THAT(lPort.FlushRxBuffer(), IsOK());
+        EXPECT_TRUE(lPort.IsOpened());
+    }
     lReader.join();
     lWriter.join();
-    lResizer.join();
     EXPECT_THAT(lPort.Close(), IsOK()); // in the middle of the storm
     EXPECT_EQ(GetReady(lPort), 0U);
-    mStop = true;
-    lDevice.join();
 }
 
 TEST_P(PortStressTest, OpensAndClosesInAStorm)
 {
-    std::thread lDevice([this] { Storm(); });
+    std::optional<Repeater> lDevice([this] { Storm(); });
     for (int lIndex = 0; lIndex < 200; ++lIndex)
     {
         KyDeviceSerialPort lPort;
@@ -103,8 +93,7 @@ TEST_P(PortStressTest, OpensAndClosesInAStorm)
         EXPECT_THAT(lPort.Read(&lByte, 1, lGot, 60000), IsOK());
         EXPECT_THAT(lPort.Close(), IsOK());
     }
-    mStop = true;
-    lDevice.join();
+    lDevice.reset();
     EXPECT_TRUE(mDevice.GetSinks().empty());
 }
 

@@ -6,6 +6,7 @@
 #include "KySerial/KyDeviceSerialPort.h"
 #include "KySerial/KySerialBridge.h"
 #include "Support/PrivateSession.h"
+#include "Support/Repeater.h"
 #include "clserzmo/clser.h"
 #include "clserzmo/sharedfifo.h"
 #include "clserzmo/sharedregistry.h"
@@ -119,17 +120,13 @@ INSTANTIATE_TEST_SUITE_P(EachEngine, PortRaceTest,
 
 TEST_F(RaceTest, OpeningAndClosingMeetsADeviceThatComesAndGoes)
 {
-    std::atomic<bool> lEnd{false};
-    std::thread lPlug(
-        [&]
+    std::optional<Repeater> lPlug(
+        [this]
         {
-            while (!lEnd)
-            {
-                mDevice.SetAnswer(Slot::IsConnected, false);
-                Arrive();
-                mDevice.SetAnswer(Slot::IsConnected, true);
-                Arrive();
-            }
+            mDevice.SetAnswer(Slot::IsConnected, false);
+            Arrive();
+            mDevice.SetAnswer(Slot::IsConnected, true);
+            Arrive();
         });
     KyDeviceSerialPort lPort;
     int lClosed = 0;
@@ -142,8 +139,7 @@ TEST_F(RaceTest, OpeningAndClosingMeetsADeviceThatComesAndGoes)
         }
         lClosed += lPort.Close().IsOK() ? 1 : 0;
     }
-    lEnd = true;
-    lPlug.join();
+    lPlug.reset();
     static_cast<void>(lPort.Close()); // may be closed
     EXPECT_FALSE(lPort.IsOpened());
     EXPECT_THAT(lPort.Open(&mDevice, KyDeviceSerialBulk1), IsOK());

@@ -2,12 +2,13 @@
 
 #include "JxUtilsLib/Event.h"
 #include "JxUtilsLib/Thread.h"
+#include "Support/Repeater.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <optional>
 #include <thread>
-#include <vector>
 
 using JxUtilsLib::Event;
 using KySerialLib::SharedLock;
@@ -104,24 +105,17 @@ TEST(SharedLockTest, OneAfterTheOtherHasItAlone)
 TEST(SharedLockTest, IsHadAloneHoweverManyShareIt)
 {
     SharedLock lLock;
-    std::atomic<bool> lEnd{false};
     int lGuarded = 0; // the thread sanitizer sees whether the lock orders the accesses
     std::atomic<int> lInside{0};
-    std::vector<std::thread> lThreads;
-    for (int lIndex = 0; lIndex < 2; ++lIndex)
+    const auto lShare = [&]
     {
-        lThreads.emplace_back(
-            [&]
-            {
-                while (!lEnd)
-                {
-                    const auto lShared = lLock.Share();
-                    ++lInside;
-                    EXPECT_GE(lGuarded, 0);
-                    --lInside;
-                }
-            });
-    }
+        const auto lShared = lLock.Share();
+        ++lInside;
+        EXPECT_GE(lGuarded, 0);
+        --lInside;
+    };
+    std::optional<Repeater> lFirst(lShare);
+    std::optional<Repeater> lSecond(lShare);
     for (int lTurn = 0; lTurn < 1000; ++lTurn)
     {
         {
@@ -134,11 +128,8 @@ TEST(SharedLockTest, IsHadAloneHoweverManyShareIt)
             JxUtilsLib::Thread::Sleep(1);
         }
     }
-    lEnd = true;
-    for (std::thread& lThread : lThreads)
-    {
-        lThread.join();
-    }
+    lFirst.reset();
+    lSecond.reset();
     EXPECT_EQ(lGuarded, 1000);
 }
 

@@ -10,10 +10,11 @@
 #include "Support/FaultAdapter.h"
 #include "Support/ForEachNth.h"
 #include "Support/PrivateSession.h"
+#include "Support/Repeater.h"
 #include "Support/ThreadCount.h"
+#include "Support/WaitFor.h"
 #include "clserzmo/sharedfifo.h"
 
-#include <atomic>
 #include <optional>
 #include <set>
 #include <thread>
@@ -140,34 +141,6 @@ void UseSPI(OneRun& aRun, const Scenario& aScenario)
     aRun.Release(lBus);
 }
 
-// A device that never stops sending, so that the bridge's threads never wait long for bytes.
-class ConstantSender
-{
-public:
-    explicit ConstantSender(ScriptedAdapter& aDevice) : mThread([this, &aDevice] { Send(aDevice); }) {}
-    ~ConstantSender()
-    {
-        mEnd = true;
-        mThread.join();
-    }
-    ConstantSender(const ConstantSender&) = delete;
-    ConstantSender& operator=(const ConstantSender&) = delete;
-
-private:
-    void Send(ScriptedAdapter& aDevice) const
-    {
-        const FaultAdapter::Immunity lImmunity;
-        while (!mEnd)
-        {
-            aDevice.Invalidate("EventBulk1UpstreamDataBuffer");
-            JxUtilsLib::Thread::Sleep(1);
-        }
-    }
-
-    std::atomic<bool> mEnd{false};
-    std::thread mThread; // the last: it uses the other
-};
-
 void UseBridge(OneRun& aRun, const Scenario& aScenario)
 {
     KySerialBridge lBridge;
@@ -182,7 +155,14 @@ void UseBridge(OneRun& aRun, const Scenario& aScenario)
     }
     KySerialLib::SharedFifo lDown("KySerialBridgeDownFifo1", "Local\\", 1024, false);
     ASSERT_TRUE(lDown.IsValid());
-    const ConstantSender lSender(aRun.mDevice);
+    // A device that never stops sending, so that the bridge's threads never wait long for bytes.
+    const Repeater lSender(
+        [&aRun]
+        {
+            const FaultAdapter::Immunity lImmunity;
+            aRun.mDevice.Invalidate("EventBulk1UpstreamDataBuffer");
+            JxUtilsLib::Thread::Sleep(1);
+        });
     uint32_t lCount = 0;
     EXPECT_TRUE(lDown.Write("abc", 3, lCount, 60000));
     EXPECT_TRUE(lDown.WaitUntilEmpty(60000)); // whatever the device does, the thread takes the bytes
@@ -192,13 +172,8 @@ void UseBridge(OneRun& aRun, const Scenario& aScenario)
     aRun.Note("Recover", lBridge.Recover(), {}); // after this the bridge works, whatever was before
     const uint64_t lBefore = lBridge.GetBytesSentToDevice();
     EXPECT_TRUE(lDown.Write("defg", 4, lCount, 60000));
-    const uint64_t lBegin = JxUtilsLib::Thread::GetTickCount();
-    while (lBridge.GetBytesSentToDevice() < lBefore + 4 &&
-           JxUtilsLib::Thread::GetTickCount() < lBegin + 60000)
-    {
-        JxUtilsLib::Thread::Sleep(1);
-    }
-    EXPECT_GE(lBridge.GetBytesSentToDevice(), lBefore + 4); // the first ones may be late
+    EXPECT_TRUE(
+        WaitFor([&] { return lBridge.GetBytesSentToDevice() >= lBefore + 4; })); // the first ones may be late
     aRun.Note("Stop", lBridge.Stop(), {});
 }
 
