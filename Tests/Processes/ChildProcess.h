@@ -2,6 +2,8 @@
 
 #include "Tests/Support/Process.h"
 
+#include <gtest/gtest.h>
+
 #include <string>
 #include <vector>
 
@@ -10,20 +12,21 @@
 class ChildProcess : public KyTest::Process
 {
 public:
-    /// Starts a peer; its arguments are "--peer" and these.
-    explicit ChildProcess(std::vector<std::string> aArguments)
+    /// Starts a peer, whose arguments are "--peer" and these, and expects that it says this.
+    ChildProcess(std::vector<std::string> aArguments, const std::string& aGreeting)
     {
         aArguments.insert(aArguments.begin(), "--peer");
         Files lFiles;
         lFiles.mInput = Input::Pipe;
-        mIsStarted = Start("ProcessesTest", aArguments, lFiles);
+        EXPECT_TRUE(Start("ProcessesTest", aArguments, lFiles) && WaitForOutput(aGreeting));
     }
 
-    /// Waits until the peer says this.
-    bool Says(const std::string& aText) { return mIsStarted && WaitForOutput(aText); }
-
-private:
-    bool mIsStarted = false;
+    /// Expects that it ends by itself after this order.
+    void ExpectEnd(const std::string& aOrder)
+    {
+        EXPECT_TRUE(Feed(aOrder + "\n"));
+        EXPECT_EQ(Wait(), 0);
+    }
 };
 
 /// What a peer does; its result is the exit code.

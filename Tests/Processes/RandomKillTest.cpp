@@ -51,8 +51,7 @@ TEST_P(RandomKillTest, WhatADyingWriterLeavesIsAPrefix)
     uint8_t lNext = 0;
     for (int lRound = 0; lRound < GetRounds(); ++lRound)
     {
-        ChildProcess lPeer({"write", mName, std::to_string(lNext)});
-        ASSERT_TRUE(lPeer.Says("ready"));
+        ChildProcess lPeer({"write", mName, std::to_string(lNext)}, "ready");
         std::atomic<bool> lDead{false};
         Clock::time_point lDeath;
         const auto lPause = GetPause();
@@ -114,8 +113,7 @@ TEST_P(RandomKillTest, WriterGoesOnWithTheNextReader)
         });
     for (int lRound = 0; lRound < GetRounds(); ++lRound)
     {
-        ChildProcess lPeer({"read", mName});
-        ASSERT_TRUE(lPeer.Says("ready"));
+        ChildProcess lPeer({"read", mName}, "ready");
         const auto lStart = Clock::now();
         const uint32_t lBefore = lBlocks;
         while (lBlocks - lBefore < 3) // each reader gets the writer going again; else this hangs

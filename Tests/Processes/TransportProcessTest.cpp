@@ -1,18 +1,14 @@
 #include "Tests/Processes/ChildProcess.h"
-#include "Tests/Support/PrivateSession.h"
+#include "Tests/Support/TimeOf.h"
 #include "Tests/clserzmo/FifoFixture.h"
-#include "sharedregistry.h"
+#include "Tests/clserzmo/RegistryFixture.h"
 
 #include <algorithm>
 #include <array>
 #include <random>
 #include <thread>
 
-using KyPlatform::NamedSemaphore;
-using KyPlatform::WaitResult;
 using KySerialLib::SharedFifo;
-using KySerialLib::SharedRegistry;
-using KySerialLib::SharedRegistryEntry;
 
 namespace
 {
@@ -23,10 +19,8 @@ protected:
     /// The lock is to be had at once and bytes pass: whatever has happened to the peer.
     void ExpectAlive()
     {
-        const auto lStart = Clock::now();
-        uint32_t lCount = 0;
-        EXPECT_TRUE(mFifo.GetAvailable(lCount));
-        EXPECT_LT(Clock::now() - lStart, std::chrono::seconds(4)); // less than the wait for a lock
+        EXPECT_LT(KyTest::TimeOf([this] { GetAvailable(); }),
+                  std::chrono::seconds(4)); // less than for a lock
         Read();
         EXPECT_TRUE(Write("alive"));
         EXPECT_EQ(Read(), "alive");
@@ -37,8 +31,7 @@ TEST_F(TransportProcessTest, TwoProcessesExchangeBytesBothWays)
 {
     SharedFifo lDown(mName + "Down", mPrefix, 1024, true);
     SharedFifo lUp(mName + "Up", mPrefix, 1024, true);
-    ChildProcess lPeer({"echo", mName});
-    ASSERT_TRUE(lPeer.Says("ready"));
+    ChildProcess lPeer({"echo", mName}, "ready");
     std::string lSent(300000, '\0');
     std::mt19937 lRandom(5);
     std::generate(lSent.begin(), lSent.end(), [&lRandom] { return static_cast<char>(1 + lRandom() % 255); });
@@ -68,33 +61,22 @@ TEST_F(TransportProcessTest, TwoProcessesExchangeBytesBothWays)
     EXPECT_EQ(lPeer.Wait(), 0);
 }
 
-TEST_F(TransportProcessTest, PeerThatExitsWithTheLockPassesItOn)
+TEST_F(TransportProcessTest, PeerThatExitsOrIsKilledWithTheLockPassesItOn)
 {
     for (int lTurn = 0; lTurn < 20; ++lTurn)
     {
-        ChildProcess lPeer({"hold", mName});
-        ASSERT_TRUE(lPeer.Says("held"));
-        EXPECT_TRUE(lPeer.Feed("exit\n"));
-        EXPECT_EQ(lPeer.Wait(), 0);
+        ChildProcess lExiting({"hold", mName}, "held");
+        lExiting.ExpectEnd("exit");
         ExpectAlive();
-    }
-}
-
-TEST_F(TransportProcessTest, PeerThatIsKilledWithTheLockPassesItOn)
-{
-    for (int lTurn = 0; lTurn < 20; ++lTurn)
-    {
-        ChildProcess lPeer({"hold", mName});
-        ASSERT_TRUE(lPeer.Says("held"));
-        lPeer.Kill();
+        ChildProcess lKilled({"hold", mName}, "held");
+        lKilled.Kill();
         ExpectAlive();
     }
 }
 
 TEST_F(TransportProcessTest, WaiterForTheLockGetsItWhenItsOwnerIsKilled)
 {
-    ChildProcess lPeer({"hold", mName});
-    ASSERT_TRUE(lPeer.Says("held"));
+    ChildProcess lPeer({"hold", mName}, "held");
     std::thread lWaiter([this] { ExpectAlive(); });
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
     lPeer.Kill();
@@ -108,12 +90,10 @@ TEST_F(TransportProcessTest, ReaderThatSleepsFindsBytesWhoseWriterDiedBeforeTheE
         std::string lGot;
         std::thread lReader([&] { lGot = Read(10, KyPlatform::cInfinite); });
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        ChildProcess lPeer({"hold", mName, "2", "1"}); // one byte more, and no event
-        ASSERT_TRUE(lPeer.Says("held"));
+        ChildProcess lPeer({"hold", mName, "2", "1"}, "held"); // one byte more, and no event
         if (lExit)
         {
-            EXPECT_TRUE(lPeer.Feed("exit\n"));
-            lPeer.Wait();
+            lPeer.ExpectEnd("exit");
         }
         lPeer.Kill();
         lReader.join();
@@ -127,8 +107,7 @@ TEST_F(TransportProcessTest, WriterThatSleepsFindsRoomWhoseReaderDiedBeforeTheEv
     EXPECT_FALSE(Write(std::string(1023, 'x')));
     std::thread lWriter([&] { EXPECT_TRUE(Write("yz", KyPlatform::cInfinite)); });
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    ChildProcess lPeer({"hold", mName, "1", "10"}); // ten bytes less, and no event
-    ASSERT_TRUE(lPeer.Says("held"));
+    ChildProcess lPeer({"hold", mName, "1", "10"}, "held"); // ten bytes less, and no event
     lPeer.Kill();
     lWriter.join();
     EXPECT_EQ(Read(), std::string(1013, 'x') + "yz");
@@ -138,49 +117,41 @@ TEST_F(TransportProcessTest, DeadOwnersEventsAreMadeTrueAndOnlyIfTheyAre)
 {
     // Where the dead left it empty nothing may say that something was written.
     EXPECT_EQ(Read(1, 1), ""); // resets the written event
-    ChildProcess lPeer({"hold", mName});
-    ASSERT_TRUE(lPeer.Says("held"));
+    ChildProcess lPeer({"hold", mName}, "held");
     lPeer.Kill();
-    uint32_t lCount = 0;
-    EXPECT_TRUE(mFifo.GetAvailable(lCount));
+    EXPECT_EQ(GetAvailable(), 0U);
     EXPECT_FALSE(IsSet(mWriteEvent));
     EXPECT_TRUE(IsSet(mReadEvent));
     // Where it is full nothing may say that there is room.
     EXPECT_FALSE(Write(std::string(1022, 'x') + "y"));
     EXPECT_FALSE(IsSet(mReadEvent));
-    ChildProcess lSecond({"hold", mName});
-    ASSERT_TRUE(lSecond.Says("held"));
+    ChildProcess lSecond({"hold", mName}, "held");
     lSecond.Kill();
-    EXPECT_TRUE(mFifo.GetAvailable(lCount));
-    EXPECT_EQ(lCount, 1023U);
+    EXPECT_EQ(GetAvailable(), 1023U);
     EXPECT_FALSE(IsSet(mReadEvent));
     EXPECT_TRUE(IsSet(mWriteEvent));
 }
 
 TEST_F(TransportProcessTest, StoppedOwnerCostsFiveSecondsAndNothingElse)
 {
-    ChildProcess lPeer({"hold", mName});
-    ASSERT_TRUE(lPeer.Says("held"));
+    ChildProcess lPeer({"hold", mName}, "held");
     Clock::duration lTook = std::chrono::hours(1);
     for (int lTry = 0; lTry < 3 && lTook > std::chrono::milliseconds(5200);
          ++lTry) // a busy machine is not late each time
     {
-        const auto lStart = Clock::now();
-        EXPECT_FALSE(Write("a"));
-        lTook = Clock::now() - lStart;
+        lTook = KyTest::TimeOf([this] { EXPECT_FALSE(Write("a")); });
         EXPECT_GE(lTook, std::chrono::milliseconds(4990));
     }
     EXPECT_LE(lTook, std::chrono::milliseconds(5200));
     EXPECT_TRUE(lPeer.Feed("release\n"));
-    ASSERT_TRUE(lPeer.Says("released"));
+    ASSERT_TRUE(lPeer.WaitForOutput("released"));
     ExpectAlive();
 }
 
 TEST_F(TransportProcessTest, SectionOutlivesItsMakerWhileSomebodyHoldsIt)
 {
     const std::string lName = mName + "Down";
-    ChildProcess lPeer({"echo", mName});
-    ASSERT_TRUE(lPeer.Says("ready"));
+    ChildProcess lPeer({"echo", mName}, "ready");
     {
         SharedFifo lFifo(lName, mPrefix, 10, false);
         ASSERT_TRUE(lFifo.IsValid());
@@ -193,33 +164,16 @@ TEST_F(TransportProcessTest, SectionOutlivesItsMakerWhileSomebodyHoldsIt)
     EXPECT_FALSE(lMemory.Open(mPrefix + mName + "UpMemory"));
 }
 
-class RegistryProcessTest : public testing::Test
-{
-protected:
-    SharedRegistryEntry GetEntry(const std::string& aName)
-    {
-        SharedRegistryEntry* lEntry = nullptr;
-        EXPECT_TRUE(mRegistry.Find(aName, lEntry));
-        return lEntry != nullptr ? *lEntry : SharedRegistryEntry{};
-    }
-
-    PrivateSession mSession;
-    SharedRegistry mRegistry{true};
-};
+using RegistryProcessTest = RegistryFixture;
 
 TEST_F(RegistryProcessTest, SecondServerOfANameIsRefusedWhileTheFirstLives)
 {
-    ChildProcess lFirst({"serve", mSession.GetToken(), "A"});
-    ASSERT_TRUE(lFirst.Says("serving"));
+    ChildProcess lFirst({"serve", mSession.GetToken(), "A"}, "serving");
     EXPECT_EQ(GetEntry("A").mServerActive, 1U);
-    ChildProcess lSecond({"serve", mSession.GetToken(), "A"});
-    EXPECT_TRUE(lSecond.Says("refused"));
-    EXPECT_TRUE(lSecond.Feed("end\n"));
-    EXPECT_EQ(lSecond.Wait(), 0);
-    EXPECT_TRUE(lFirst.Feed("end\n"));
-    EXPECT_EQ(lFirst.Wait(), 0);
-    ChildProcess lThird({"serve", mSession.GetToken(), "A"});
-    EXPECT_TRUE(lThird.Says("serving"));
+    ChildProcess lSecond({"serve", mSession.GetToken(), "A"}, "refused");
+    lSecond.ExpectEnd("end");
+    lFirst.ExpectEnd("end");
+    ChildProcess lThird({"serve", mSession.GetToken(), "A"}, "serving");
     EXPECT_EQ(GetEntry("A").mServerId, 1U);
 }
 
@@ -227,28 +181,21 @@ TEST_F(RegistryProcessTest, KilledServerIsSweptAndReplaced)
 {
     for (int lTurn = 0; lTurn < 5; ++lTurn)
     {
-        ChildProcess lServer({"serve", mSession.GetToken(), "A"});
-        ASSERT_TRUE(lServer.Says("serving"));
-        EXPECT_EQ(mRegistry.GetEntries()[0].mServerActive, 1U);
+        ChildProcess lServer({"serve", mSession.GetToken(), "A"}, "serving");
+        EXPECT_EQ(mRegistry->GetEntries()[0].mServerActive, 1U);
         lServer.Kill();
-        EXPECT_EQ(mRegistry.GetEntries()[0].mServerActive, 0U);
+        EXPECT_EQ(mRegistry->GetEntries()[0].mServerActive, 0U);
     }
     EXPECT_EQ(GetEntry("A").mServerId, 1U);
 }
 
 TEST_F(RegistryProcessTest, OneClientProcessAtATime)
 {
-    NamedSemaphore lServer;
-    NamedSemaphore lClient;
-    ASSERT_TRUE(mRegistry.AcquireServer("A", lServer, lClient));
-    ChildProcess lFirst({"use", mSession.GetToken(), "A"});
-    ASSERT_TRUE(lFirst.Says("using"));
-    ChildProcess lSecond({"use", mSession.GetToken(), "A"});
-    EXPECT_TRUE(lSecond.Says("refused"));
-    EXPECT_TRUE(lFirst.Feed("end\n"));
-    EXPECT_EQ(lFirst.Wait(), 0);
-    ChildProcess lThird({"use", mSession.GetToken(), "A"});
-    EXPECT_TRUE(lThird.Says("using"));
+    ASSERT_TRUE(mRegistry->AcquireServer("A", mServer, mClient));
+    ChildProcess lFirst({"use", mSession.GetToken(), "A"}, "using");
+    ChildProcess lSecond({"use", mSession.GetToken(), "A"}, "refused");
+    lFirst.ExpectEnd("end");
+    ChildProcess lThird({"use", mSession.GetToken(), "A"}, "using");
 }
 
 } // namespace
