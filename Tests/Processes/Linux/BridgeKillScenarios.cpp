@@ -181,49 +181,49 @@ public:
     BridgeScenario() { JxUtilsLib::Logger::SetPriority(JxUtilsLib::PriorityFatal); }
 
 protected:
+    /// What the FIFOs of the server are named by; empty without an entry of it.
+    std::string GetNumber()
+    {
+        SharedRegistryEntry* lEntry = nullptr;
+        return mRegistry.Find(cName, lEntry) ? std::to_string(lEntry->mServerId) : "";
+    }
+
     /// The FIFOs as they are between the processes.
     bool OpenFifos()
     {
-        SharedRegistryEntry* lEntry = nullptr;
-        if (!mRegistry.Find(cName, lEntry))
+        const std::string lNumber = GetNumber();
+        if (!lNumber.empty())
         {
-            return false;
+            mDown.emplace("KySerialBridgeDownFifo" + lNumber, "Local\\", 1024, false);
+            mUp.emplace("KySerialBridgeUpFifo" + lNumber, "Local\\", 1024, false);
         }
-        const std::string lNumber = std::to_string(lEntry->mServerId);
-        mDown.emplace("KySerialBridgeDownFifo" + lNumber, "Local\\", 1024, false);
-        mUp.emplace("KySerialBridgeUpFifo" + lNumber, "Local\\", 1024, false);
-        return mDown->IsValid() && mUp->IsValid();
+        return !lNumber.empty() && mDown->IsValid() && mUp->IsValid();
     }
 
     /// The same, to be looked at only.
     bool ViewFifos()
     {
-        SharedRegistryEntry* lEntry = nullptr;
-        if (!mRegistry.Find(cName, lEntry))
-        {
-            return false;
-        }
-        const std::string lNumber = std::to_string(lEntry->mServerId);
-        mDownRing.emplace("Local\\KySerialBridgeDownFifo" + lNumber);
-        mUpRing.emplace("Local\\KySerialBridgeUpFifo" + lNumber);
+        mDownRing.emplace("Local\\KySerialBridgeDownFifo" + GetNumber());
+        mUpRing.emplace("Local\\KySerialBridgeUpFifo" + GetNumber());
         return mDownRing->IsValid() && mUpRing->IsValid();
     }
 
     /// A new server and, if there is none, a new client, at once, with one more byte each way.
     /// \param aDown, aUp  Receive what came out of what was on its way before, and that byte.
-    std::string ServeAgain(std::optional<ClientPort>& aClient, std::string& aDown, std::string& aUp)
+    void ServeAgain(std::optional<ClientPort>& aClient, std::string& aDown, std::string& aUp)
     {
         const UndisturbedTimer lWatch;
         Server lNew;
         lNew.mDevice.mAddress = 0x77;
-        if (!lNew.Open() || !OpenFifos())
+        if (!Require(lNew.Open() && OpenFifos(), "the name cannot be served again"))
         {
-            return "the name cannot be served again";
+            return;
         }
         NoteIfLate(lWatch, cProgress, "the name was served again");
-        if (!aClient.has_value() && aClient.emplace().Attach(cName) != ClientResult::Done)
+        if (!aClient.has_value() &&
+            !Require(aClient.emplace().Attach(cName) == ClientResult::Done, "no client can attach"))
         {
-            return "no client can attach";
+            return;
         }
         NoteIfLate(lWatch, cProgress, "a client was attached again");
         const UndisturbedTimer lTransfer;
@@ -238,7 +238,7 @@ protected:
         mUp->Write(&cEnd, 1, lWritten, 0);
         aUp.insert(0, GetFirst()); // who has slept reads before all others
         aUp += ReadAll(*aClient);
-        return aDown.ends_with(cEnd) && aUp.ends_with(cEnd) ? "" : "bytes do not come through";
+        Require(aDown.ends_with(cEnd) && aUp.ends_with(cEnd), "bytes do not come through");
     }
 
     /// What a sleeper has read that something has come for.
@@ -331,41 +331,30 @@ public:
         }
     }
 
-    std::string Check() override
+    void Check() override
     {
-        if (mDeed != Serving::Open && !mAttached)
+        if (!Require(mDeed == Serving::Open || mAttached, "the scene was not set"))
         {
-            return "the scene was not set";
+            return;
         }
-        std::string lWrong = mDeed == Serving::Open ? "" : CheckClient();
+        if (mDeed != Serving::Open)
+        {
+            CheckClient();
+        }
         std::string lDown;
         std::string lUp;
-        const std::string lNext = ServeAgain(mClient, lDown, lUp);
-        if (!HasWoken())
-        {
-            lWrong = "the client sleeps for ever";
-        }
+        ServeAgain(mClient, lDown, lUp);
+        Require(HasWoken(), "the client sleeps for ever");
         mSleeper.reset();
-        if (lWrong.empty())
-        {
-            lWrong = lNext;
-        }
-        if (lWrong.empty() && !(mSent + cEnd).ends_with(lDown))
-        {
-            lWrong = "the next server gets what was not sent";
-        }
+        Require((mSent + cEnd).ends_with(lDown), "the next server gets what was not sent");
         const std::string lCame = mDeed == Serving::Up ? mText : "";
-        if (lWrong.empty() && !lCame.starts_with(lUp.substr(0, lUp.size() - 1)))
-        {
-            lWrong = "the client gets what was not sent";
-        }
-        return lWrong;
+        Require(lCame.starts_with(lUp.substr(0, lUp.size() - 1)), "the client gets what was not sent");
     }
 
 private:
     /// The client of a dead server goes on as far as there is something to go on with, and its calls end in
     /// time.
-    std::string CheckClient()
+    void CheckClient()
     {
         mStop = true;
         const auto lGoesOn = [this]
@@ -374,9 +363,9 @@ private:
             const bool lSleeps = mDeed == Serving::Down ? mDownRing->IsFull() : mUpRing->IsEmpty();
             return !mSleeper.has_value() || mSleeper->HasWoken() || (mCompany == Company::Sleeper && lSleeps);
         };
-        if (!Await(lGoesOn, GetDeath(), "the client went on"))
+        if (!Require(Await(lGoesOn, GetDeath(), "the client went on"), "the client does not go on"))
         {
-            return "the client does not go on";
+            return;
         }
         if (mCompany == Company::Caller)
         {
@@ -390,8 +379,7 @@ private:
         const UndisturbedTimer lWriting;
         const bool lWritten = Write(*mClient, "?", cShortTime);
         NoteIfLate(lWriting, cShortCall, "a write ended");
-        return lRead == ClientResult::TimedOut && !lWritten ? ""
-                                                            : "there is no server, and bytes go somewhere";
+        Require(lRead == ClientResult::TimedOut && !lWritten, "there is no server, and bytes go somewhere");
     }
 
     bool HasWoken()
@@ -518,13 +506,16 @@ public:
         }
     }
 
-    std::string Check() override
+    void Check() override
     {
-        if (!mOpen)
+        if (!Require(mOpen, "the scene was not set"))
         {
-            return "the scene was not set";
+            return;
         }
-        std::string lWrong = mHasSleeper ? WakeServer() : "";
+        if (mHasSleeper)
+        {
+            mDeed == Using::Write ? WakeDown() : WakeUp();
+        }
         const std::string lBefore = mServer.mDevice.mTaken;
         std::string lLeft = mTakenUp + ReadUp(0);
         if (lLeft.ends_with('#'))
@@ -535,21 +526,12 @@ public:
         std::string lDown;
         std::string lUp;
         mClient.reset();
-        if (lWrong.empty())
-        {
-            lWrong = ServeAgain(mClient, lDown, lUp);
-        }
+        ServeAgain(mClient, lDown, lUp);
         const std::string lAll = mHasSleeper && mDeed == Using::Write ? lBefore : lDown;
-        if (lWrong.empty() &&
-            !(mDeed == Using::Write ? mText : "").starts_with(lAll.substr(0, lAll.size() - 1)))
-        {
-            lWrong = "the device gets what was not written";
-        }
-        if (lWrong.empty() && !(mDeed == Using::Read ? mText : "").ends_with(lLeft))
-        {
-            lWrong = "the next client gets what was not sent, or twice";
-        }
-        return lWrong;
+        Require((mDeed == Using::Write ? mText : "").starts_with(lAll.substr(0, lAll.size() - 1)),
+                "the device gets what was not written");
+        Require((mDeed == Using::Read ? mText : "").ends_with(lLeft),
+                "the next client gets what was not sent, or twice");
     }
 
 private:
@@ -561,10 +543,8 @@ private:
         return {lBytes, lRead};
     }
 
-    /// What the survivor sleeps for comes.
-    std::string WakeServer() { return mDeed == Using::Write ? WakeDown() : WakeUp(); }
-
-    std::string WakeDown()
+    /// What the survivor sleeps for comes: bytes from the client.
+    void WakeDown()
     {
         const bool lGoesOn = Await([this] { return mDownRing->IsEmpty(); }, GetDeath(), "the server read on");
         const UndisturbedTimer lWatch;
@@ -572,13 +552,13 @@ private:
         mDown->Write(&cEnd, 1, lWritten, cPatience);
         const bool lWoken = Await([this] { return mSleeper->HasWoken(); }, lWatch, "the server woke");
         mSleeper.reset();
-        return lGoesOn && lWoken ? "" : "the server sleeps for ever";
+        Require(lGoesOn && lWoken, "the server sleeps for ever");
     }
 
-    std::string WakeUp()
+    /// The same, room for the client's. What the device has sent, more than the client can have taken, comes to its
+    /// end, although that one is dead.
+    void WakeUp()
     {
-        // What the device has sent, more than the client can have taken, comes to its end, although that one
-        // is dead.
         const bool lGoesOn = Await([this] { return mUpRing->IsFull(); }, GetDeath(), "the server wrote on");
         const UndisturbedTimer lWatch;
         const auto lTakeRest = [this]
@@ -592,7 +572,7 @@ private:
         const bool lWoken = Await([this] { return mSleeper->HasWoken(); }, lStop, "the server stopped");
         NoteIfLate(lStop, cBeyondTimeout, "the server stopped");
         mSleeper.reset();
-        return lGoesOn && lWoken ? "" : "the server sleeps for ever";
+        Require(lGoesOn && lWoken, "the server sleeps for ever");
     }
 
     const Using mDeed;

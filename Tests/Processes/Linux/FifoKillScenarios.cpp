@@ -32,35 +32,38 @@ public:
     FifoScenario(uint32_t aPlace, uint32_t aWaiting) : mWaiting(MakeText(0, aWaiting))
     {
         mRing.Move(aPlace);
-        uint32_t lWritten = 0;
-        mFifo.Write(mWaiting.data(), aWaiting, lWritten, 0);
+        Write(mWaiting);
         mWritten.Open("Local\\" + mName + "WriteEvent");
         mRead.Open("Local\\" + mName + "ReadEvent");
     }
 
 protected:
-    /// The lock is to be had at once, and the events tell the truth. aCount: bytes waiting.
-    std::string CheckLock(uint32_t& aCount)
+    /// Requires that the lock is to be had at once, and that the events tell the truth.
+    /// \return Bytes waiting.
+    uint32_t CheckLock()
     {
         const UndisturbedTimer lWatch;
-        if (!mFifo.GetAvailable(aCount))
+        uint32_t lCount = 0;
+        if (Require(mFifo.GetAvailable(lCount), "the FIFO refuses"))
         {
-            return "the FIFO refuses";
+            NoteIfLate(lWatch, cBeyondTimeout, "the lock came");
+            Require(lCount == 0 || mWritten.Wait(0) == KyPlatform::WaitResult::Done,
+                    "bytes wait and the written event is not set");
         }
-        NoteIfLate(lWatch, cBeyondTimeout, "the lock came");
-        if (aCount > 0 && mWritten.Wait(0) != KyPlatform::WaitResult::Done)
-        {
-            return "bytes wait and the written event is not set";
-        }
-        return {};
+        return lCount;
     }
 
-    std::string ReadAll()
+    std::string Read(uint32_t aSize = cCapacity, uint32_t aTimeout = 0)
     {
         std::string lText(cCapacity, '\0');
         uint32_t lRead = 0;
-        mFifo.Read(lText.data(), cCapacity, lRead, 0);
+        mFifo.Read(lText.data(), aSize, lRead, aTimeout);
         return lText.substr(0, lRead);
+    }
+    bool Write(const std::string& aText, uint32_t aTimeout = 0)
+    {
+        uint32_t lWritten = 0;
+        return mFifo.Write(aText.data(), static_cast<uint32_t>(aText.size()), lWritten, aTimeout);
     }
 
     const std::string mName = UniqueName("KyKill");
@@ -79,23 +82,13 @@ public:
     {
     }
 
-    void Steps() override
-    {
-        uint32_t lWritten = 0;
-        mFifo.Write(mText.data(), static_cast<uint32_t>(mText.size()), lWritten, 0);
-    }
+    void Steps() override { Write(mText); }
 
-    std::string Check() override
+    void Check() override
     {
-        uint32_t lCount = 0;
-        const std::string lWrong = CheckLock(lCount);
-        const std::string lGot = lWrong.empty() ? ReadAll() : std::string();
-        const std::string lAll = mWaiting + mText;
-        if (!lWrong.empty())
-        {
-            return lWrong;
-        }
-        return lGot.size() >= mWaiting.size() && lAll.compare(0, lGot.size(), lGot) == 0 ? "" : "no prefix";
+        CheckLock();
+        const std::string lGot = Read();
+        Require(lGot.size() >= mWaiting.size() && (mWaiting + mText).starts_with(lGot), "no prefix");
     }
 
 protected:
@@ -107,38 +100,21 @@ class WriterDiesBesideASleepingReader : public WriterDies
 public:
     WriterDiesBesideASleepingReader(uint32_t aPlace, uint32_t aSize) : WriterDies(aPlace, 0, aSize)
     {
-        mSleeper.emplace(
-            [this]
-            {
-                char lBytes[cCapacity];
-                uint32_t lRead = 0;
-                mFifo.Read(lBytes, cCapacity, lRead, KyPlatform::cInfinite);
-                mGot.assign(lBytes, lRead);
-            });
+        mSleeper.emplace([this] { mGot = Read(cCapacity, KyPlatform::cInfinite); });
     }
 
-    std::string Check() override
+    void Check() override
     {
         const auto lHasWoken = [this] { return mSleeper->HasWoken(); };
         // Without a byte it sleeps on, rightly. Else it wakes, at the latest at its own look.
         const auto lGoesOn = [&] { return lHasWoken() || mRing.IsEmpty(); };
-        const bool lWoken = Await(lGoesOn, GetDeath(), "the reader woke");
-        uint32_t lCount = 0;
-        std::string lWrong = CheckLock(lCount);
-        if (!lWoken)
-        {
-            lWrong = "bytes wait and the reader sleeps";
-        }
+        Require(Await(lGoesOn, GetDeath(), "the reader woke"), "bytes wait and the reader sleeps");
+        CheckLock();
         const UndisturbedTimer lWatch;
-        uint32_t lWritten = 0;
-        mFifo.Write("!", 1, lWritten, 0);
-        if (!Await(lHasWoken, lWatch, "the next byte came"))
-        {
-            lWrong = "the reader sleeps for ever";
-        }
+        Write("!");
+        Require(Await(lHasWoken, lWatch, "the next byte came"), "the reader sleeps for ever");
         mSleeper.reset();
-        return mText.compare(0, mGot.size(), mGot) == 0 || mGot == "!" || mGot == mText + "!" ? lWrong
-                                                                                              : "no prefix";
+        Require(mText.starts_with(mGot) || mGot == "!" || mGot == mText + "!", "no prefix");
     }
 
 private:
@@ -154,31 +130,16 @@ public:
     {
     }
 
-    void Steps() override
-    {
-        char lBytes[cCapacity];
-        uint32_t lRead = 0;
-        mFifo.Read(lBytes, mSize, lRead, mTimeout);
-    }
+    void Steps() override { Read(mSize, mTimeout); }
 
-    std::string Check() override
+    void Check() override
     {
-        uint32_t lCount = 0;
-        const std::string lWrong = CheckLock(lCount);
-        if (!lWrong.empty())
-        {
-            return lWrong;
-        }
-        if (lCount != mWaiting.size() && mRead.Wait(0) != KyPlatform::WaitResult::Done)
-        {
-            return "bytes were taken and the read event is not set";
-        }
-        const std::string lGot = ReadAll();
-        uint32_t lWritten = 0;
-        const bool lAlive = mFifo.Write("!", 1, lWritten, 0) && ReadAll() == "!";
-        const bool lRest =
-            lGot == mWaiting || lGot == mWaiting.substr(std::min<size_t>(mSize, mWaiting.size()));
-        return lAlive && lRest ? "" : "what is left is wrong";
+        Require(CheckLock() == mWaiting.size() || mRead.Wait(0) == KyPlatform::WaitResult::Done,
+                "bytes were taken and the read event is not set");
+        const std::string lGot = Read();
+        const std::string lRest = mWaiting.substr(std::min<size_t>(mSize, mWaiting.size()));
+        Require(lGot == mWaiting || lGot == lRest, "what is left is wrong");
+        Require(Write("!") && Read() == "!", "no byte comes through");
     }
 
 private:
@@ -191,46 +152,35 @@ class ReaderDiesBesideASleepingWriter : public FifoScenario
 public:
     explicit ReaderDiesBesideASleepingWriter(uint32_t aPlace) : FifoScenario(aPlace, cCapacity - 1)
     {
-        mSleeper.emplace(
-            [this]
-            {
-                uint32_t lWritten = 0;
-                mFifo.Write("ab", 2, lWritten, KyPlatform::cInfinite);
-            });
+        mSleeper.emplace([this] { Write("ab", KyPlatform::cInfinite); });
     }
 
-    void Steps() override
-    {
-        char lBytes[10];
-        uint32_t lRead = 0;
-        mFifo.Read(lBytes, sizeof(lBytes), lRead, 0);
-    }
+    void Steps() override { Read(10); }
 
-    std::string Check() override
+    void Check() override
     {
         const auto lHasWoken = [this] { return mSleeper->HasWoken(); };
         const auto lGoesOn = [&] { return lHasWoken() || mRing.IsFull(); };
-        const bool lWoken = Await(lGoesOn, GetDeath(), "the writer woke");
-        uint32_t lCount = 0;
-        std::string lWrong = CheckLock(lCount);
-        if (!lWoken)
-        {
-            lWrong = "there is room and the writer sleeps";
-        }
+        Require(Await(lGoesOn, GetDeath(), "the writer woke"), "there is room and the writer sleeps");
+        CheckLock();
         const UndisturbedTimer lWatch;
-        std::string lGot = ReadAll();
-        if (!Await(lHasWoken, lWatch, "the next room came"))
-        {
-            lWrong = "the writer sleeps for ever";
-        }
+        std::string lGot = Read();
+        Require(Await(lHasWoken, lWatch, "the next room came"), "the writer sleeps for ever");
         mSleeper.reset();
-        lGot += ReadAll();
-        return lGot == mWaiting + "ab" || lGot == mWaiting.substr(10) + "ab" ? lWrong : "bytes were lost";
+        lGot += Read();
+        Require(lGot == mWaiting + "ab" || lGot == mWaiting.substr(10) + "ab", "bytes were lost");
     }
 
 private:
     std::optional<Sleeper> mSleeper;
 };
+
+/// Whether a byte that one FIFO takes waits in the other one.
+bool IsAlive(SharedFifo& aFirst, SharedFifo& aSecond)
+{
+    uint32_t lCount = 0;
+    return aFirst.Write("abc", 3, lCount, 0) && aSecond.GetAvailable(lCount) && lCount == 3;
+}
 
 /// A second holder comes or goes.
 class OpenerDies : public FifoScenario
@@ -257,26 +207,17 @@ public:
         }
     }
 
-    std::string Check() override
+    void Check() override
     {
-        uint32_t lCount = 0;
-        const std::string lWrong = CheckLock(lCount);
-        if (!lWrong.empty() || ReadAll() != mWaiting)
-        {
-            return lWrong.empty() ? "bytes were lost" : lWrong;
-        }
+        CheckLock();
+        Require(Read() == mWaiting, "bytes were lost");
         // Nothing is left of what the dead alone held, and the name can be used.
         KyPlatform::SharedMemory lMemory;
-        if (lMemory.Open("Local\\" + mName + "NewMemory"))
-        {
-            return "the memory of the dead lives";
-        }
+        Require(!lMemory.Open("Local\\" + mName + "NewMemory"), "the memory of the dead lives");
+        lMemory.Close();
         SharedFifo lNew(mName + "New", "Local\\", 10, true);
         NoteIfLate(GetDeath(), cProgress, "the name was used again");
-        uint32_t lWritten = 0;
-        return lNew.Write("abc", 3, lWritten, 0) && lNew.GetAvailable(lCount) && lCount == 3
-                   ? ""
-                   : "the name is burnt";
+        Require(IsAlive(lNew, lNew), "the name is burnt");
     }
 
 private:
@@ -291,16 +232,12 @@ class MakerDies : public KillScenario
 public:
     void Steps() override { const SharedFifo lFifo(mName, "Local\\", cCapacity, true); }
 
-    std::string Check() override
+    void Check() override
     {
         SharedFifo lFifo(mName, "Local\\", cCapacity, true);
         SharedFifo lSecond(mName, "Local\\", cCapacity, false);
         NoteIfLate(GetDeath(), cProgress, "the name was used again");
-        uint32_t lWritten = 0;
-        uint32_t lCount = 0;
-        return lFifo.Write("abc", 3, lWritten, 0) && lSecond.GetAvailable(lCount) && lCount == 3
-                   ? ""
-                   : "the name is burnt";
+        Require(IsAlive(lFifo, lSecond), "the name is burnt");
     }
 
 private:

@@ -5,7 +5,14 @@
 std::string KillScenario::Bury()
 {
     mDeath.emplace();
-    return Check();
+    Check();
+    return mWrong;
+}
+
+bool KillScenario::Require(bool aIsRight, const std::string& aWrong)
+{
+    mWrong = aIsRight || !mWrong.empty() ? mWrong : aWrong;
+    return aIsRight;
 }
 
 void KillScenario::NoteIfLate(const UndisturbedTimer& aSince, std::chrono::milliseconds aBound,

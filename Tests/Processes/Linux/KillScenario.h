@@ -39,9 +39,12 @@ public:
     static constexpr std::chrono::milliseconds cBeyondTimeout{60};
 
 protected:
-    /// In the survivor, when the child is gone.
-    /// \return What is wrong; empty if nothing is.
-    virtual std::string Check() = 0;
+    /// In the survivor, when the child is gone: requires what has to be.
+    virtual void Check() = 0;
+
+    /// Notes what is wrong, the first time that something is.
+    /// \return Whether it is right.
+    bool Require(bool aIsRight, const std::string& aWrong);
 
     /// Since the child was gone; in Check() only.
     const UndisturbedTimer& GetDeath() const { return *mDeath; }
@@ -57,6 +60,7 @@ protected:
 
 private:
     std::optional<UndisturbedTimer> mDeath;
+    std::string mWrong;
     std::string mLate;
 };
 

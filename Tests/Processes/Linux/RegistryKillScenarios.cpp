@@ -29,30 +29,23 @@ public:
     void Before() override { mBefore(*this); }
     void Steps() override { mSteps(*this); }
 
-    std::string Check() override
+    void Check() override
     {
         const std::vector<SharedRegistryEntry> lEntries = mRegistry.GetEntries();
         NoteIfLate(GetDeath(), cBeyondTimeout, "the lock came");
-        if (lEntries.size() != 32)
-        {
-            return "the lock did not come";
-        }
+        Require(lEntries.size() == 32, "the lock did not come");
         for (const SharedRegistryEntry& lEntry : lEntries)
         {
             const std::string_view lName = lEntry.mName;
             const bool lOurs = lName == "Alive" || lName == "Other" || lName == "Gone";
-            if (lEntry.mServerId == 0 ? lName != "Uninitialized" || lEntry.mRegistered != 0
-                                      : !lOurs || lEntry.mRegistered != 1 ||
-                                            lEntry.mServerSessionId != PrivateSession::cFirstNumber)
-            {
-                return "an entry is half made";
-            }
-            if (lEntry.mServerActive != (lName == "Alive" ? 1U : 0U))
-            {
-                return "an entry is wrongly active or not";
-            }
+            const bool lIsWhole =
+                lEntry.mRegistered == 1 && lEntry.mServerSessionId == PrivateSession::cFirstNumber && lOurs;
+            const bool lIsFree = lEntry.mRegistered == 0 && lName == "Uninitialized";
+            Require(lEntry.mServerId == 0 ? lIsFree : lIsWhole, "an entry is half made");
+            Require(lEntry.mServerActive == (lName == "Alive" ? 1U : 0U),
+                    "an entry is wrongly active or not");
         }
-        return CheckPresence();
+        CheckPresence();
     }
 
     PrivateSession mSession;
@@ -64,28 +57,24 @@ public:
 
 private:
     /// Where the dead was, the next can be.
-    std::string CheckPresence()
+    void CheckPresence()
     {
         NamedSemaphore lServer;
         NamedSemaphore lClient;
-        if (mRegistry.AcquireServer("Alive", lServer, lClient))
-        {
-            return "a server that lives was replaced";
-        }
+        Require(!mRegistry.AcquireServer("Alive", lServer, lClient), "a server that lives was replaced");
         lClient.Close();
-        if (!mRegistry.AcquireServer("Other", lServer, lClient))
+        if (!Require(mRegistry.AcquireServer("Other", lServer, lClient),
+                     "a server that is dead cannot be replaced"))
         {
-            return "a server that is dead cannot be replaced";
+            return;
         }
         NoteIfLate(GetDeath(), cProgress, "the dead was replaced");
         SharedRegistry::ReleaseServer(lServer, lClient);
         // A dead client's place is kept as long as its server lives.
         SharedRegistry::ReleaseServer(mServer, mClient);
-        if (!mRegistry.AcquireServer("Alive", mServer, mClient) || !mRegistry.AcquireClient("Alive", lClient))
-        {
-            return "a dead client's place is lost";
-        }
-        return {};
+        Require(mRegistry.AcquireServer("Alive", mServer, mClient) &&
+                    mRegistry.AcquireClient("Alive", lClient),
+                "a dead client's place is lost");
     }
 
     const Deed mBefore;
@@ -100,20 +89,17 @@ class RegistryMakerDies : public KillScenario
 public:
     void Steps() override { const SharedRegistry lRegistry(true); }
 
-    std::string Check() override
+    void Check() override
     {
         SharedRegistry lRegistry(true);
         const std::vector<SharedRegistryEntry> lEntries = lRegistry.GetEntries();
         for (const SharedRegistryEntry& lEntry : lEntries)
         {
-            if (std::string_view(lEntry.mName) != "Uninitialized" || lEntry.mRequestedBaudRate != 1)
-            {
-                return "an entry is not initialised";
-            }
+            Require(std::string_view(lEntry.mName) == "Uninitialized" && lEntry.mRequestedBaudRate == 1,
+                    "an entry is not initialised");
         }
-        const bool lRegistered = lRegistry.Register("A");
+        Require(lRegistry.Register("A") && lEntries.size() == 32, "the registry refuses");
         NoteIfLate(GetDeath(), cProgress, "a name was registered");
-        return lEntries.size() == 32 && lRegistered ? "" : "the registry refuses";
     }
 
 private:
