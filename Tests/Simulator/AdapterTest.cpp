@@ -8,7 +8,7 @@ class AdapterTest : public AdapterFixture
 {
 };
 
-TEST_F(AdapterTest, TellsWhatTheCameraIs)
+TEST_F(AdapterTest, SaysWhatTheCameraIs)
 {
     MakeAdapter();
     EXPECT_TRUE(mAdapter->IsConnected());
@@ -18,7 +18,7 @@ TEST_F(AdapterTest, TellsWhatTheCameraIs)
     EXPECT_EQ(&mAdapter->GetCamera(), mCamera.get());
 }
 
-TEST_F(AdapterTest, TellsOfTheOtherTransports)
+TEST_F(AdapterTest, KnowsTheOtherTransports)
 {
     mConfiguration.mTransport = Transport::Alternate;
     mConfiguration.mVideoInterface = false;

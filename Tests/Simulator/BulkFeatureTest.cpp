@@ -42,7 +42,7 @@ TEST_F(BulkFeatureTest, HeadersAreLittleEndianOnOtherTransports)
     EXPECT_EQ(Send(1, Message({'a', 'b', 'c'})), Status::InvalidParameter);
 }
 
-TEST_F(BulkFeatureTest, MessagesGoOutAtTheLineRateOneBehindTheOther)
+TEST_F(BulkFeatureTest, MessagesGoOutAtTheLineRateOneAfterTheOther)
 {
     Make();
     const auto lPeer = std::make_shared<RecordingPeer>();

@@ -214,7 +214,7 @@ TEST_F(FaultsTest, TheNthEventCanComeTwice)
     EXPECT_THAT(TakeFirstBytes(), ElementsAre(1, 2, 2, 3));
 }
 
-TEST_F(FaultsTest, ADelayedEventHoldsThoseBehindIt)
+TEST_F(FaultsTest, ADelayedEventHoldsBackThoseAfterIt)
 {
     MakeListening();
     GetFaults().DelayEvent(10ms, 2);

@@ -15,7 +15,7 @@ std::string Ask(LensController& aLens, const char* aCommand, Time aNow = Time(0)
 
 } // namespace
 
-TEST(LensControllerTest, TellsWhatItIs)
+TEST(LensControllerTest, SaysWhatItIs)
 {
     LensController lLens;
     EXPECT_EQ(Ask(lLens, "ID?"), "ID KYLENS 1.0");

@@ -57,7 +57,7 @@ TEST_F(PlugTest, AllPortsLoopBackAtOnce)
     }
 }
 
-TEST_F(PlugTest, PeersAreToldWhenTheyArePluggedAndUnplugged)
+TEST_F(PlugTest, PeersHearThatTheyArePluggedAndUnplugged)
 {
     mConfiguration.mUnlimitedLineRate = true;
     Make();

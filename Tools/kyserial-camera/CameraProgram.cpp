@@ -216,6 +216,10 @@ public:
             lOpen = mConsole.Read(lBuffer.data(), lBuffer.size(), lSize, Console::cInfinite) !=
                     Console::ReadResult::End;
             Take(lBuffer.data(), lSize);
+            if (!lOpen && !mLine.empty())
+            {
+                Execute(std::exchange(mLine, {})); // the last line of a file may lack its end
+            }
         }
     }
 

@@ -1,6 +1,8 @@
 #include "Simulator/CameraFixture.h"
-
+#include "Simulator/FakePortHost.h"
 #include "Simulator/RecordingPeer.h"
+
+#include <Simulator/Ports/UartPort.h>
 
 using namespace KyDeviceProtocol;
 using namespace KySimulator;
@@ -16,11 +18,11 @@ constexpr auto cByte9600 = Time(1041666); // ten bits at 9600 bits per second, i
 
 } // namespace
 
-class UartTest : public CameraFixture
+class UartPortTest : public CameraFixture
 {
 };
 
-TEST_F(UartTest, SendsTheLowByteOfAWriteAfterAByteTime)
+TEST_F(UartPortTest, SendsTheLowByteOfAWriteAfterAByteTime)
 {
     Make();
     const auto lPeer = std::make_shared<RecordingPeer>();
@@ -35,7 +37,7 @@ TEST_F(UartTest, SendsTheLowByteOfAWriteAfterAByteTime)
     EXPECT_THAT(mCamera->GetWire(Port::Uart1), IsEmpty());
 }
 
-TEST_F(UartTest, RaisesTransmitDoneWhenTheByteIsOut)
+TEST_F(UartPortTest, RaisesTransmitDoneWhenTheByteIsOut)
 {
     Make();
     Write(cInterruptEnable, 0xF);
@@ -49,7 +51,7 @@ TEST_F(UartTest, RaisesTransmitDoneWhenTheByteIsOut)
     EXPECT_THAT(lEvents[0].mData, ElementsAre(0x4, 0, 0, 0));
 }
 
-TEST_F(UartTest, RaisesNoTransmitDoneWhileItsInterruptIsOff)
+TEST_F(UartPortTest, RaisesNoTransmitDoneWhileItsInterruptIsOff)
 {
     Make();
     Write(cInterruptEnable, cUart0Receive | cUart1TransmitDone);
@@ -59,7 +61,7 @@ TEST_F(UartTest, RaisesNoTransmitDoneWhileItsInterruptIsOff)
     EXPECT_THAT(mCamera->GetWire(Port::Uart0), ElementsAre(0x55));
 }
 
-TEST_F(UartTest, UnlimitedLinesTakeNoTime)
+TEST_F(UartPortTest, UnlimitedLinesTakeNoTime)
 {
     mConfiguration.mUnlimitedLineRate = true;
     Make();
@@ -70,7 +72,7 @@ TEST_F(UartTest, UnlimitedLinesTakeNoTime)
     EXPECT_EQ(mCamera->GetByteTime(Port::Uart0), Time(0));
 }
 
-TEST_F(UartTest, BytesWrittenTooFastWaitInTheFifoAndThenAreDropped)
+TEST_F(UartPortTest, BytesWrittenTooFastWaitInTheFifoAndThenAreDropped)
 {
     Make();
     Write(cInterruptEnable, cUart0TransmitDone);
@@ -84,7 +86,7 @@ TEST_F(UartTest, BytesWrittenTooFastWaitInTheFifoAndThenAreDropped)
     EXPECT_THAT(mListener.TakeEvents(), SizeIs(16));
 }
 
-TEST_F(UartTest, RaisesReceivedBytesAWordEach)
+TEST_F(UartPortTest, RaisesReceivedBytesAWordEach)
 {
     Make();
     Write(cInterruptEnable, cUart0Receive);
@@ -96,7 +98,7 @@ TEST_F(UartTest, RaisesReceivedBytesAWordEach)
     EXPECT_EQ(mCamera->GetCounters(Port::Uart0).mReported, 3U);
 }
 
-TEST_F(UartTest, ReceivedBytesArriveAByteTimeApart)
+TEST_F(UartPortTest, ReceivedBytesArriveAByteTimeApart)
 {
     Make();
     Write(cInterruptEnable, cUart1Receive);
@@ -110,7 +112,7 @@ TEST_F(UartTest, ReceivedBytesArriveAByteTimeApart)
     EXPECT_THAT(TakeData(0x9000), ElementsAre(8, 0, 0, 0, 2, 0, 0, 0));
 }
 
-TEST_F(UartTest, BytesThatArriveTogetherShareAnEvent)
+TEST_F(UartPortTest, BytesThatArriveTogetherShareAnEvent)
 {
     mConfiguration.mUnlimitedLineRate = true;
     mConfiguration.mUartReceiveFifo = 1000;
@@ -125,7 +127,7 @@ TEST_F(UartTest, BytesThatArriveTogetherShareAnEvent)
     EXPECT_EQ(lEvents[1].mData[4], 64);
 }
 
-TEST_F(UartTest, BytesWaitForTheReceiveInterrupt)
+TEST_F(UartPortTest, BytesWaitForTheReceiveInterrupt)
 {
     mConfiguration.mUnlimitedLineRate = true;
     Make();
@@ -139,7 +141,7 @@ TEST_F(UartTest, BytesWaitForTheReceiveInterrupt)
     EXPECT_THAT(mListener.TakeEvents(), IsEmpty());
 }
 
-TEST_F(UartTest, TheDataRegisterGivesWaitingBytesOneByOne)
+TEST_F(UartPortTest, TheDataRegisterGivesWaitingBytesOneByOne)
 {
     mConfiguration.mUnlimitedLineRate = true;
     Make();
@@ -151,7 +153,7 @@ TEST_F(UartTest, TheDataRegisterGivesWaitingBytesOneByOne)
     EXPECT_EQ(Read(cUart0Data), 0U);
 }
 
-TEST_F(UartTest, TheReceiveFifoKeepsTheOldestBytes)
+TEST_F(UartPortTest, TheReceiveFifoKeepsTheOldestBytes)
 {
     mConfiguration.mUnlimitedLineRate = true;
     mConfiguration.mUartReceiveFifo = 4;
@@ -164,7 +166,7 @@ TEST_F(UartTest, TheReceiveFifoKeepsTheOldestBytes)
     EXPECT_THAT(TakeData(0x9000), ElementsAre(8, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 2, 0, 0, 0, 3, 0, 0, 0));
 }
 
-TEST_F(UartTest, LineSettingsDecideTheByteTime)
+TEST_F(UartPortTest, LineSettingsDecideTheByteTime)
 {
     Make();
     Set("Uart1BaudRate", "Baud115200");
@@ -176,7 +178,7 @@ TEST_F(UartTest, LineSettingsDecideTheByteTime)
     EXPECT_EQ(mCamera->GetByteTime(Port::Uart0), cByte9600);
 }
 
-TEST_F(UartTest, ACameraWithOneUartRefusesTheOther)
+TEST_F(UartPortTest, ACameraWithOneUartRefusesTheOther)
 {
     mConfiguration.mUartCount = 1;
     Make();
@@ -185,4 +187,48 @@ TEST_F(UartTest, ACameraWithOneUartRefusesTheOther)
     EXPECT_EQ(mCamera->WriteRegister(cUart1Data, 1).mStatus, Status::InvalidAddress);
     EXPECT_EQ(mCamera->GetFeatureKind("Uart1BaudRate"), FeatureKind::None);
     EXPECT_EQ(mCamera->GetFeatureKind("Uart0BaudRate"), FeatureKind::Enumeration);
+}
+
+TEST(UartPortAloneTest, ThePeerHasAByteBeforeItsInterruptIsRaised)
+{
+    FakePortHost lHost;
+    lHost.mEnabled = cUart0TransmitDone;
+    UartPort lPort(lHost, 0, {16, 16}, true);
+    lPort.WriteData(0x141);
+    lPort.WriteData(0x42);
+    lPort.Step();
+    EXPECT_THAT(lHost.TakeLog(), ElementsAre("peer 41", "interrupt 9000 1", "peer 42", "interrupt 9000 1"));
+    EXPECT_EQ(lPort.GetCounters().mInterrupts, 2U);
+}
+
+TEST(UartPortAloneTest, EachUartHasInterruptsOfItsOwn)
+{
+    const std::vector<std::pair<size_t, std::vector<std::string>>> lCases = {
+        {0, {"interrupt 9000 1", "interrupt 9000 2 7 0 0 0"}},
+        {1, {"interrupt 9000 4", "interrupt 9000 8 7 0 0 0"}}};
+    for (const auto& [lIndex, lInterrupts] : lCases)
+    {
+        FakePortHost lHost;
+        lHost.mEnabled =
+            lIndex == 0 ? cUart0TransmitDone | cUart0Receive : cUart1TransmitDone | cUart1Receive;
+        UartPort lPort(lHost, lIndex, {16, 16}, true);
+        const uint8_t lByte = 7;
+        lPort.Inject(&lByte, 1, Time(0));
+        lPort.WriteData(1);
+        lPort.Step();
+        EXPECT_THAT(lHost.TakeLog(), ElementsAre("peer 1", lInterrupts[0], lInterrupts[1])) << lIndex;
+    }
+}
+
+TEST(UartPortAloneTest, BytesThatTheDataRegisterGivesAreCountedOnce)
+{
+    FakePortHost lHost;
+    UartPort lPort(lHost, 0, {16, 16}, true);
+    const uint8_t lByte = 7;
+    lPort.Inject(&lByte, 1, Time(0));
+    lPort.Step();
+    EXPECT_EQ(lPort.ReadData(), 7U | cDataValid);
+    EXPECT_EQ(lPort.ReadData(), 0U) << "nothing is no byte of the value 0";
+    EXPECT_EQ(lPort.GetCounters().mReported, 1U);
+    EXPECT_EQ(lPort.GetCounters().mInterrupts, 0U);
 }

@@ -6,7 +6,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 
-class FeatureTest : public CameraFixture
+class CameraFeaturesTest : public CameraFixture
 {
 protected:
     std::vector<std::string> Entries(const std::string& aName)
@@ -17,7 +17,7 @@ protected:
     }
 };
 
-TEST_F(FeatureTest, IdentityIsReadOnlyButForTheUserID)
+TEST_F(CameraFeaturesTest, IdentityIsReadOnlyButForTheUserID)
 {
     mConfiguration.mVendor = "ACME";
     mConfiguration.mModel = "M1";
@@ -38,7 +38,7 @@ TEST_F(FeatureTest, IdentityIsReadOnlyButForTheUserID)
     EXPECT_EQ(mCamera->SetText("DeviceUserID", "seventeen letters").mStatus, Status::InvalidParameter);
 }
 
-TEST_F(FeatureTest, OnlyGigEVisionHasAMacAddress)
+TEST_F(CameraFeaturesTest, OnlyGigEVisionHasAMacAddress)
 {
     mConfiguration.mTransport = Transport::Alternate;
     Make();
@@ -46,7 +46,7 @@ TEST_F(FeatureTest, OnlyGigEVisionHasAMacAddress)
     EXPECT_EQ(mCamera->GetFeatureKind("DeviceSerialNumber"), FeatureKind::String);
 }
 
-TEST_F(FeatureTest, CamerasOfOneProcessDiffer)
+TEST_F(CameraFeaturesTest, CamerasOfOneProcessDiffer)
 {
     const CameraModel lFirst({}, mClock);
     const CameraModel lSecond({}, mClock);
@@ -56,7 +56,7 @@ TEST_F(FeatureTest, CamerasOfOneProcessDiffer)
     EXPECT_EQ(lFirst.GetConfiguration().mSerialNumber.size(), 11U);
 }
 
-TEST_F(FeatureTest, SelectorsOfferThePortsThatExist)
+TEST_F(CameraFeaturesTest, SelectorsOfferThePortsThatExist)
 {
     mConfiguration.mBulk[0].mFeatures = false;
     mConfiguration.mBulk[1].mFeatures = false;
@@ -75,7 +75,7 @@ TEST_F(FeatureTest, SelectorsOfferThePortsThatExist)
     EXPECT_EQ(mCamera->GetFeatureKind("EventBulk3UpstreamDataLength"), FeatureKind::Integer);
 }
 
-TEST_F(FeatureTest, ModesFollowTheSelectedPort)
+TEST_F(CameraFeaturesTest, ModesFollowTheSelectedPort)
 {
     mConfiguration.mBulk[1] = {true, true, false, true, false, Protocol::I2C};
     Make();
@@ -92,7 +92,7 @@ TEST_F(FeatureTest, ModesFollowTheSelectedPort)
     EXPECT_EQ(Get("BulkMode"), "UART");
 }
 
-TEST_F(FeatureTest, LineSettingsBelongToTheSelectedPort)
+TEST_F(CameraFeaturesTest, LineSettingsBelongToTheSelectedPort)
 {
     Make();
     EXPECT_THAT(Entries("BulkBaudRate"), ElementsAre("Baud9600", "Baud14400", "Baud19200", "Baud28800",
@@ -110,7 +110,7 @@ TEST_F(FeatureTest, LineSettingsBelongToTheSelectedPort)
     EXPECT_EQ(Get("BulkNumOfStopBits"), "One");
 }
 
-TEST_F(FeatureTest, WithoutSelectorEachPortHasItsOwnSettings)
+TEST_F(CameraFeaturesTest, WithoutSelectorEachPortHasItsOwnSettings)
 {
     mConfiguration.mBulkSelector = false;
     mConfiguration.mBulk[0].mFeatures = false;
@@ -125,7 +125,7 @@ TEST_F(FeatureTest, WithoutSelectorEachPortHasItsOwnSettings)
     EXPECT_EQ(mCamera->GetByteTime(Port::Bulk1), Time(90000));
 }
 
-TEST_F(FeatureTest, NotificationBelongsToTheSelectedEvent)
+TEST_F(CameraFeaturesTest, NotificationBelongsToTheSelectedEvent)
 {
     Make();
     EXPECT_THAT(Entries("EventNotification"), ElementsAre("Off", "On"));
@@ -137,7 +137,7 @@ TEST_F(FeatureTest, NotificationBelongsToTheSelectedEvent)
     EXPECT_EQ(Get("EventNotification"), "On");
 }
 
-TEST_F(FeatureTest, ChangesAreSaidOnce)
+TEST_F(CameraFeaturesTest, ChangesAreReportedOnce)
 {
     Make();
     Set("BulkParity", "None");
@@ -155,7 +155,7 @@ TEST_F(FeatureTest, ChangesAreSaidOnce)
     EXPECT_THAT(mListener.TakeChanges(), IsEmpty());
 }
 
-TEST_F(FeatureTest, AccessFollowsTheFeature)
+TEST_F(CameraFeaturesTest, AccessFollowsTheFeature)
 {
     Make();
     EXPECT_TRUE(mCamera->IsFeatureReadable("BulkMode"));
@@ -168,7 +168,7 @@ TEST_F(FeatureTest, AccessFollowsTheFeature)
     EXPECT_FALSE(mCamera->IsFeatureWritable(""));
 }
 
-TEST_F(FeatureTest, WrongNamesAndKindsAreRefused)
+TEST_F(CameraFeaturesTest, WrongNamesAndKindsAreRefused)
 {
     Make();
     int64_t lNumber = 5;
@@ -190,7 +190,7 @@ TEST_F(FeatureTest, WrongNamesAndKindsAreRefused)
     EXPECT_EQ(mCamera->GetRegisterLength("Nonsense", lNumber).mStatus, Status::NotImplemented);
 }
 
-TEST_F(FeatureTest, RegisterFeaturesKeepToTheirLength)
+TEST_F(CameraFeaturesTest, RegisterFeaturesKeepToTheirLength)
 {
     mConfiguration.mDownstreamLength = 12;
     mConfiguration.mUpstreamLength = 6;
@@ -217,7 +217,7 @@ TEST_F(FeatureTest, RegisterFeaturesKeepToTheirLength)
     EXPECT_EQ(mCamera->SetRegisterData("BulkMode", lData.data(), 4).mStatus, Status::InvalidParameter);
 }
 
-TEST_F(FeatureTest, ACameraWithoutBulkFeaturesHasNoneOfTheirFeatures)
+TEST_F(CameraFeaturesTest, ACameraWithoutBulkFeaturesHasNoneOfTheirFeatures)
 {
     for (BulkPortConfiguration& lBulk : mConfiguration.mBulk)
     {
@@ -233,7 +233,7 @@ TEST_F(FeatureTest, ACameraWithoutBulkFeaturesHasNoneOfTheirFeatures)
     EXPECT_EQ(mCamera->GetFeatureKind("Uart0BaudRate"), FeatureKind::Enumeration);
 }
 
-TEST_F(FeatureTest, ConfigurationsAreKeptWithinTheirLimits)
+TEST_F(CameraFeaturesTest, ConfigurationsAreKeptWithinTheirLimits)
 {
     mConfiguration.mUartCount = 9;
     mConfiguration.mUpstreamLength = 0;

@@ -3,7 +3,7 @@
 using namespace KyDeviceProtocol;
 using namespace KySimulator;
 
-class RegisterAccessTest : public CameraFixture
+class CameraRegistersTest : public CameraFixture
 {
 protected:
     Status ReadStatus(uint32_t aAddress)
@@ -21,7 +21,7 @@ protected:
     }
 };
 
-TEST_F(RegisterAccessTest, UnknownAddressesAreRefused)
+TEST_F(CameraRegistersTest, UnknownAddressesAreRefused)
 {
     Make();
     for (const uint32_t lAddress : {0x0U, 0xB830U, 0xB83CU, 0xB854U, 0xFFFFFFFCU, 0x80000000U})
@@ -31,7 +31,7 @@ TEST_F(RegisterAccessTest, UnknownAddressesAreRefused)
     }
 }
 
-TEST_F(RegisterAccessTest, UnalignedAddressesAreRefused)
+TEST_F(CameraRegistersTest, UnalignedAddressesAreRefused)
 {
     Make();
     for (const uint32_t lOffset : {1U, 2U, 3U})
@@ -42,14 +42,14 @@ TEST_F(RegisterAccessTest, UnalignedAddressesAreRefused)
     EXPECT_TRUE(mCamera->GetWire(Port::Uart0).empty());
 }
 
-TEST_F(RegisterAccessTest, TheInterruptEnableRegisterKeepsEveryBit)
+TEST_F(CameraRegistersTest, TheInterruptEnableRegisterKeepsEveryBit)
 {
     Make();
     Write(cInterruptEnable, 0xA5A5FFFF);
     EXPECT_EQ(Read(cInterruptEnable), 0xA5A5FFFFU);
 }
 
-TEST_F(RegisterAccessTest, CapabilitiesTellWhatThereIs)
+TEST_F(CameraRegistersTest, CapabilitiesSayWhatTheCameraHas)
 {
     Make();
     EXPECT_EQ(Read(cFunctionCapabilities), 0x80000002U);
@@ -58,14 +58,14 @@ TEST_F(RegisterAccessTest, CapabilitiesTellWhatThereIs)
     EXPECT_EQ(mCamera->WriteRegister(cBulkCapabilities, 0).mStatus, Status::WriteProtect);
 }
 
-TEST_F(RegisterAccessTest, ABulkPortWithoutI2CSaysSo)
+TEST_F(CameraRegistersTest, ABulkPortWithoutI2CSaysSo)
 {
     mConfiguration.mBulk[0].mI2C = false;
     Make();
     EXPECT_EQ(Read(cBulkCapabilities), 0U);
 }
 
-TEST_F(RegisterAccessTest, CapabilitiesCanBeForged)
+TEST_F(CameraRegistersTest, CapabilitiesCanBeForged)
 {
     mConfiguration.mFunctionCapabilities = 7;
     mConfiguration.mBulkCapabilities = 1;
@@ -74,7 +74,7 @@ TEST_F(RegisterAccessTest, CapabilitiesCanBeForged)
     EXPECT_EQ(Read(cBulkCapabilities), 1U);
 }
 
-TEST_F(RegisterAccessTest, CapabilityRegistersCanBeAbsent)
+TEST_F(CameraRegistersTest, CapabilityRegistersCanBeAbsent)
 {
     mConfiguration.mCapabilityRegisters = false;
     Make();
@@ -83,7 +83,7 @@ TEST_F(RegisterAccessTest, CapabilityRegistersCanBeAbsent)
     EXPECT_EQ(ReadStatus(cInterruptEnable), Status::Ok);
 }
 
-TEST_F(RegisterAccessTest, WithoutBulkRegistersOnlyTheUartsAnswer)
+TEST_F(CameraRegistersTest, WithoutBulkRegistersOnlyTheUartsAnswer)
 {
     mConfiguration.mBulk0Registers = false;
     Make();
@@ -93,7 +93,7 @@ TEST_F(RegisterAccessTest, WithoutBulkRegistersOnlyTheUartsAnswer)
     EXPECT_EQ(ReadStatus(cUart0Data), Status::Ok);
 }
 
-TEST_F(RegisterAccessTest, OtherTransportsAndOtherDevicesHaveNoSerialRegisters)
+TEST_F(CameraRegistersTest, OtherTransportsAndOtherDevicesHaveNoSerialRegisters)
 {
     mConfiguration.mTransport = Transport::Alternate;
     Make();
@@ -108,7 +108,7 @@ TEST_F(RegisterAccessTest, OtherTransportsAndOtherDevicesHaveNoSerialRegisters)
     EXPECT_EQ(WriteWindow(cTransmitWindow), Status::InvalidAddress);
 }
 
-TEST_F(RegisterAccessTest, OnlyTheWindowTakesMemoryWrites)
+TEST_F(CameraRegistersTest, OnlyTheWindowTakesMemoryWrites)
 {
     Make();
     for (const uint32_t lAddress :
@@ -121,7 +121,7 @@ TEST_F(RegisterAccessTest, OnlyTheWindowTakesMemoryWrites)
     EXPECT_EQ(mCamera->WriteMemory(cTransmitWindow, &lByte, 0).mStatus, Status::InvalidParameter);
 }
 
-TEST_F(RegisterAccessTest, PortsThatAreNotThereDoNothing)
+TEST_F(CameraRegistersTest, PortsThatAreNotThereDoNothing)
 {
     mConfiguration.mUartCount = 0;
     Make();
