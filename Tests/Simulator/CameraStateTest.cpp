@@ -69,7 +69,7 @@ TEST_F(CameraStateTest, ACameraAtRestHasNothingToDo)
     EXPECT_THAT(Words(mState.TakeOutputs()), IsEmpty());
 }
 
-// Two threads may read the clock and come in the other order.
+// An application may bring a clock of its own.
 TEST_F(CameraStateTest, TimeDoesNotGoBack)
 {
     mState.Step(10ms);

@@ -67,7 +67,7 @@ TEST_F(BulkPortScopeTest, LeavesAProtocolThatWillDo)
     EXPECT_EQ("USRT", lScope.GetMode());
 }
 
-TEST_F(BulkPortScopeTest, TellsWhichProtocolsThePortOffers)
+TEST_F(BulkPortScopeTest, KnowsWhichProtocolsThePortOffers)
 {
     CameraConfiguration lConfiguration;
     lConfiguration.mBulk[4].mI2C = false;

@@ -168,7 +168,7 @@ TEST(CommandLineProcessTest, EachCommandHasHelpOfItsOwn)
     EXPECT_THAT(RunTool({"i2c", "get", "--help"}).mOutput, HasSubstr("Usage: kyserial i2c get "));
 }
 
-TEST(CommandLineProcessTest, TellsItsVersion)
+TEST(CommandLineProcessTest, SaysItsVersion)
 {
     const ToolResult lResult = RunTool({"--version"});
     EXPECT_EQ(0, lResult.mStatus);

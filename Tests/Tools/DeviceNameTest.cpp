@@ -123,4 +123,12 @@ TEST(DeviceNameTest, NoMatchNamesWhatIsCompared)
     }
 }
 
+TEST(DeviceNameTest, RefusesTextsThatNoDeviceCanHave)
+{
+    EXPECT_EQ("", CheckDeviceName("sim"));
+    EXPECT_EQ("", CheckDeviceName("a camera's name"));
+    EXPECT_NE("", CheckDeviceName("gev://some where"));
+    EXPECT_NE("", CheckDeviceName(""));
+}
+
 } // namespace

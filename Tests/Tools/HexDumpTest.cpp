@@ -33,7 +33,7 @@ TEST(HexDumpTest, KeepsAPartOfALineUntilItIsFullOrFlushed)
     EXPECT_EQ("", lDump.Flush());
 }
 
-TEST(HexDumpTest, GoesOnBehindAFlushWithTheRightOffset)
+TEST(HexDumpTest, GoesOnAfterAFlushWithTheRightOffset)
 {
     HexDump lDump;
     const auto lBytes = Bytes("\r\n");

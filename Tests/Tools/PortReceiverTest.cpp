@@ -55,7 +55,7 @@ TEST_F(PortReceiverTest, PassesOnWhatComes)
     EXPECT_EQ("", mReceiver->GetFailure());
 }
 
-TEST_F(PortReceiverTest, TellsWhenNothingComes)
+TEST_F(PortReceiverTest, SaysThatNothingComes)
 {
     Start();
     EXPECT_TRUE(mIdle.Wait_ms(cPatience));

@@ -52,7 +52,7 @@ TEST_F(PortSettingsTest, AreWrittenToADeviceThatHasLostThem)
     EXPECT_STREQ(lValue.GetAscii(), "UART");
 }
 
-TEST_F(PortSettingsTest, TellWhenTheDeviceDoesNotTakeThem)
+TEST_F(PortSettingsTest, ReportThatTheDeviceDoesNotTakeThem)
 {
     PortSettings lSettings(KyDeviceSerialUart0);
     lSettings.Read(mDevice);

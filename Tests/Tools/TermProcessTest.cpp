@@ -155,7 +155,7 @@ TEST(TermProcessTest, UnsupportedPortIsAFailureWithTheLibrarysCodeAndWords)
         lResult.mError);
 }
 
-TEST(TermProcessTest, LostConnectionTellsHowManyBytesWentOut)
+TEST(TermProcessTest, LostConnectionSaysHowManyBytesWentOut)
 {
     const ToolResult lResult =
         RunTool({"term", "--port", "uart1", "--sim-cut", "200"}, std::string(1000, 'x'));
@@ -193,7 +193,7 @@ TEST(TermProcessTest, ShowsWhatComesWhileTheInputIsStillOpen)
 }
 
 /// Ctrl-C in a session that waits for input.
-TEST(TermProcessTest, InterruptClosesThePortAndTellsTheCounts)
+TEST(TermProcessTest, InterruptClosesThePortAndPrintsTheCounts)
 {
     Process lTool;
     Process::Files lFiles;

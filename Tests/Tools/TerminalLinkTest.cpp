@@ -86,7 +86,7 @@ TEST_F(TerminalLinkTest, LeavesAFileAlone)
     EXPECT_EQ(KyTest::ReadFile(mPath), "precious");
 }
 
-TEST_F(TerminalLinkTest, TellsWhyThereIsNoPlaceForIt)
+TEST_F(TerminalLinkTest, SaysWhyThereIsNoPlaceForIt)
 {
     EXPECT_THAT([&] { const TerminalLink lLink(mPath + "/below", mTerminal); },
                 ThrowsMessage<OperationError>(HasSubstr("cannot make the link " + mPath + "/below: ")));

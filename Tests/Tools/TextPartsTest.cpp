@@ -1,4 +1,3 @@
-#include "kyserial/Device/DeviceName.h"
 #include "kyserial/Device/PortName.h"
 #include "kyserial/Text/Failure.h"
 #include "kyserial/Text/Hex.h"
@@ -101,14 +100,6 @@ TEST(TomlTextTest, FindsCharactersThatTheParserMustNotSee)
     EXPECT_EQ(2U, FindStrayCharacter("a = \"b\"\n\xC7\x97"));
     EXPECT_EQ(3U, FindStrayCharacter("a = '''\n'''\n\xC7\x97"));
     EXPECT_EQ(1U, FindStrayCharacter("a = \"\\\\\"\xC7\x97"));
-}
-
-TEST(DeviceSelectorTest, RefusesTextsThatNoDeviceCanHave)
-{
-    EXPECT_EQ("", CheckDeviceName("sim"));
-    EXPECT_EQ("", CheckDeviceName("a camera's name"));
-    EXPECT_NE("", CheckDeviceName("gev://some where"));
-    EXPECT_NE("", CheckDeviceName(""));
 }
 
 } // namespace

@@ -97,7 +97,7 @@ TEST_F(TrafficLogTest, AFileOfASizeIsSetAsideAndTheOldestRemoved)
             const std::string lText = KyTest::ReadFile(lStem + lNumber + lEnding);
             EXPECT_LT(lText.size(), 300U + 200U);
             EXPECT_TRUE(lNumber.empty() || lText.size() >= 300U) << lText.size();
-            EXPECT_TRUE(lEnding != ".pcapng" || PcapngSection::IsHeader(lText.substr(0, 4)));
+            EXPECT_TRUE(lEnding != ".pcapng" || KySerialTool::PcapngSection::IsHeader(lText.substr(0, 4)));
             EXPECT_EQ(std::remove((lStem + lNumber + lEnding).c_str()), 0);
         }
     }

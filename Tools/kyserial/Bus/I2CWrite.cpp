@@ -145,7 +145,8 @@ ExitCode RunSet(Context& aContext, const SetOptions& aOptions)
         lRequest.mValues.front() = (lRequest.mValues.front() & *lRequest.mMask) | lKept;
     }
     lBus.mBus.Write(lRequest.mAddress, Message(lRequest));
-    if (aOptions.mReadBack && lRequest.mValues.size() == 1)
+    // Mode s puts the number of values into the register, so that the one value is not what reads back.
+    if (aOptions.mReadBack && lRequest.mValues.size() == 1 && lRequest.mMode != 's')
     {
         ReadBack(aContext, lBus.mBus, lRequest);
     }
@@ -204,6 +205,7 @@ void Describe(size_t aIndex, const I2CMessage& aMessage, const std::vector<uint8
 
 ExitCode RunTransfer(Context& aContext, const TransferOptions& aOptions)
 {
+    // Everything is taken apart before the first message: half a transfer can do harm.
     const std::vector<I2CMessage> lMessages = ParseI2CMessages(aOptions.mWords, aOptions.mAll);
     if (lMessages.size() > cMostMessages)
     {
