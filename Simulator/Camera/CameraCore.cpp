@@ -43,9 +43,10 @@ CameraCore::CameraCore(const CameraConfiguration& aConfiguration, std::shared_pt
 
 void CameraCore::Settle()
 {
-    mState.Step(mScheduler->Now());
+    mState.Step(mScheduler->Now()); // on lines without time an access makes something due at once
     mOutputQueue.Post(mState.TakeOutputs());
     const Time lNext = mState.NextDue();
+    // An order cannot be taken back. One that is later than the next thing stays, and finds less to do.
     if (lNext < mOrdered)
     {
         mOrdered = lNext;
@@ -64,6 +65,7 @@ void CameraCore::OnTimer()
 {
     {
         LockScope lScope(mLock);
+        // An older order may come while that of the next thing still stands.
         if (mScheduler->Now() >= mOrdered)
         {
             mOrdered = cNever;

@@ -136,6 +136,7 @@ size_t CameraState::EntryOf(const Feature& aFeature) const
     case FeatureId::BulkMode:
     {
         const std::vector<Protocol> lOffered = ProtocolsOf(lPort);
+        // Through its register a port can get a protocol that it does not offer, which has no entry.
         const Protocol lProtocol = mBulks[static_cast<size_t>(lPort) - cUartCount]->GetProtocol();
         return static_cast<size_t>(std::find(lOffered.begin(), lOffered.end(), lProtocol) - lOffered.begin());
     }
@@ -306,10 +307,11 @@ Outcome CameraState::SetEnumeration(const std::string& aName, const Feature& aFe
     const auto lNumber = static_cast<size_t>(lEntry - lEntries.begin());
     if (EntryOf(aFeature) == lNumber)
     {
-        return {};
+        return {}; // a value that stays is no change: applications would read it again for nothing
     }
     SetEntry(aFeature, lNumber);
     mOutputs.emplace_back(FeatureChange{aName});
+    // What the selector points at is another port's from now on.
     if (aFeature.mId == FeatureId::BulkSelector)
     {
         for (const FeatureId lId :
@@ -367,6 +369,7 @@ Outcome CameraState::GetRegisterData(const std::string& aName, uint8_t* aBuffer,
     const std::vector<uint8_t>& lData =
         mBulks[static_cast<size_t>(PortOf(*lFeature)) - cUartCount]->GetLastUpstream();
     const size_t lLength = static_cast<size_t>(aLength);
+    // The feature has one length for all events; that of the last one is a feature of its own.
     const size_t lValid = std::min(lLength, lData.size());
     std::copy_n(lData.begin(), lValid, aBuffer);
     std::fill_n(aBuffer + lValid, lLength - lValid, static_cast<uint8_t>(0));

@@ -113,6 +113,7 @@ Outcome CameraState::WriteRegister(uint32_t aAddress, uint32_t aValue)
 
 void CameraState::WriteBulkConfiguration(uint32_t aValue)
 {
+    // Features show these settings too: an application that keeps their values has to hear of the change.
     BulkPort& lBulk = *mBulks[0];
     const Protocol lProtocol = lBulk.GetProtocol();
     const uint32_t lSpeed = lBulk.GetSpeedIndex();
@@ -129,6 +130,7 @@ void CameraState::WriteBulkConfiguration(uint32_t aValue)
 
 Outcome CameraState::WriteMemory(uint32_t aAddress, const uint8_t* aData, size_t aSize)
 {
+    // The flags of an I2C transfer are part of the address; a UART takes the same addresses and ignores them.
     constexpr uint32_t cFlags = cWindowFast | cWindowStop | cWindowThird | cWindowTransfer;
     if (!HasBulkRegisters() || (aAddress & ~cFlags) != cTransmitWindow)
     {

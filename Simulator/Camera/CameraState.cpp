@@ -20,6 +20,7 @@ CameraState::CameraState(const CameraConfiguration& aConfiguration)
     }
     for (size_t lBulk = 0; lBulk < cBulkCount; ++lBulk)
     {
+        // Bulk port 0 may have no features: applications drive it through its registers then.
         if (mConfiguration.mBulk[lBulk].mFeatures || (lBulk == 0 && HasBulkRegisters()))
         {
             mBulks[lBulk] = std::make_unique<BulkPort>(*this, lBulk, mConfiguration);
@@ -30,7 +31,8 @@ CameraState::CameraState(const CameraConfiguration& aConfiguration)
 void CameraState::Step(Time aNow)
 {
     const Time lPeriod = mConfiguration.mCollects;
-    mNow = std::max(mNow, lPeriod > Time(0) ? aNow / lPeriod * lPeriod : aNow);
+    const Time lNow = lPeriod > Time(0) ? aNow / lPeriod * lPeriod : aNow;
+    mNow = std::max(mNow, lNow); // the clock may be an application's own, and go back
     for (size_t lPort = 0; lPort < cPortCount; ++lPort)
     {
         if (LinePort* const lLine = Find(static_cast<Port>(lPort)))
@@ -81,6 +83,7 @@ BulkPort* CameraState::FindBulk(Port aPort)
 
 void CameraState::RaiseInterrupt(uint16_t aId, uint32_t aStatus, const std::vector<uint8_t>& aData)
 {
+    // The status word is little-endian on every transport, unlike the headers of messages.
     DeviceEvent lEvent{aId, mNow, {}};
     lEvent.mData.reserve(4 + aData.size());
     for (uint32_t lShift = 0; lShift < 32; lShift += 8)
@@ -111,6 +114,7 @@ void CameraState::Plug(Port aPort, std::shared_ptr<SerialPeer> aPeer,
     Socket& lSocket = mSockets[static_cast<size_t>(aPort)];
     if (lSocket.mPeer != nullptr)
     {
+        // First: the new peer may be the same object.
         mOutputs.emplace_back(PeerNews{lSocket.mPeer, std::monostate()});
     }
     lSocket = {std::move(aPeer), aLine};
@@ -124,6 +128,7 @@ void CameraState::ArriveFrom(const SerialLine* aLine, Port aPort, const uint8_t*
                              Time aDelay)
 {
     LinePort* const lPort = Find(aPort);
+    // A peer may keep its line after it was unplugged; what it sends then is lost.
     if (lPort != nullptr && mSockets[static_cast<size_t>(aPort)].mLine.get() == aLine && aData != nullptr)
     {
         lPort->Inject(aData, aSize, aDelay);

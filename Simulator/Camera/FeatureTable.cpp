@@ -66,6 +66,7 @@ FeatureTable MakeFeatureTable(const CameraConfiguration& aConfiguration)
             AddBulkPort(lTable, lBulk, aConfiguration.mBulkSelector);
         }
     }
+    // There is one mode feature in either form: without a selector it belongs to the lowest port.
     lTable[cBulkModeFeature] = {FeatureId::BulkMode, FeatureKind::Enumeration, true, true, {}};
     lTable[cEventSelectorFeature] = {FeatureId::EventSelector, FeatureKind::Enumeration, true, true, {}};
     lTable[cEventNotificationFeature] = {

@@ -12,6 +12,7 @@ MessageChannel::MessageChannel(SendFunction aSend, std::function<void()> aWake, 
 
 void MessageChannel::Configure(const ChannelSettings& aSettings)
 {
+    // Events of before are not for another application.
     const bool lNew = !(aSettings.mPeer == mSettings.mPeer);
     mSettings = aSettings;
     if (lNew)

@@ -48,6 +48,7 @@ RegisterMap::RegisterMap(CameraModel& aCamera, const NetworkForms& aForms)
     , mDescription(MakeDescription(mFeatures, aCamera.GetConfiguration(), aForms))
     , mDescriptionSize(mDescription.size())
 {
+    // Clients read memory by the word, and the address of the description says how many bytes count.
     mDescription.resize((mDescriptionSize + cWord - 1) / cWord * cWord);
 }
 

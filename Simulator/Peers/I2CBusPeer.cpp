@@ -110,6 +110,7 @@ I2CTransfer I2CBusPeer::Read(uint8_t aAddress, size_t aCount, I2CFlags aFlags, T
     for (size_t lIndex = 0; lIndex < aCount && lTransfer.mAddressAcknowledged; ++lIndex)
     {
         lNow += cBitsPerByte * aBitTime;
+        // The master does not acknowledge the last byte: so the slave knows that it is the last.
         lTransfer.mBytes.push_back({mCurrent->OnRead(lNow), lIndex + 1 < aCount});
     }
     return Finish(std::move(lTransfer), aFlags.mStop, lNow + aBitTime);

@@ -32,6 +32,7 @@ std::vector<uint8_t> SpiBusPeer::Exchange(const std::vector<uint8_t>& aOut, Time
     for (const uint8_t lByte : aOut)
     {
         lNow += aByteTime;
+        // Nothing drives an open line, and its pull-up makes ones.
         lIn.push_back(mDevice != nullptr ? mDevice->OnExchange(lByte, lNow) : static_cast<uint8_t>(0xFF));
     }
     if (mTransfers.empty() || mTransfers.back().mReleased)

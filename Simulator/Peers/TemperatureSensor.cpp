@@ -40,6 +40,7 @@ bool TemperatureSensor::OnWrite(uint8_t aByte, Time /*aNow*/)
         mPointer = aByte & cPointerBits;
         return true;
     }
+    // The configuration is one byte, the limits are two, the high one first; the temperature cannot be written.
     uint16_t& lRegister = mRegisters[mPointer];
     const uint32_t lPosition = mPosition++;
     if (mPointer == cConfiguration && lPosition == 0)

@@ -87,7 +87,7 @@ Time BulkPort::GetByteTime() const
     case Protocol::Uart:
         return TimeOrNone(mFrame.BitsPerByte(), UartRate(GetSpeedIndex(), mRate));
     case Protocol::I2C:
-        return TimeOrNone(9, cI2CRate);
+        return TimeOrNone(9, cI2CRate); // eight bits and the acknowledge
     case Protocol::Usrt:
     case Protocol::Spi:
         break;
@@ -104,7 +104,7 @@ Outcome BulkPort::RefuseMessage(const char* aReason)
 Outcome BulkPort::WriteWindow(const uint8_t* aData, size_t aSize, I2CFlags aFlags)
 {
     const size_t lTaken = std::min(aSize, cTransmitFifo - std::min(GetTransmitFill(), cTransmitFifo));
-    mCounters.mTransmitOverflow += aSize - lTaken;
+    mCounters.mTransmitOverflow += aSize - lTaken; // the device acknowledges the write all the same
     const bool lIsI2C = IsUsable() && GetProtocol() == Protocol::I2C;
     if (lIsI2C)
     {
@@ -233,10 +233,11 @@ void BulkPort::OnByteSent()
 {
     if (mIndex != 0)
     {
-        return;
+        return; // only bulk port 0 has registers, and with them interrupts
     }
     const size_t lFill = GetTransmitFill();
     uint32_t lStatus = lFill == 0 ? cBulkTransmitEmpty : 0U;
+    // Once on the way down: a writer sizes its next piece by it.
     if (lFill == mConfiguration >> cThresholdShift)
     {
         lStatus |= cBulkTransmitPartialEmpty;

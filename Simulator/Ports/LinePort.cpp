@@ -12,6 +12,7 @@ LinePort::LinePort(PortHost& aHost, Port aPort, Limits aLimits) : mHost(aHost), 
 
 void LinePort::Inject(const uint8_t* aData, size_t aSize, Time aDelay)
 {
+    // The line is taken until the byte before has arrived.
     mLastArrival = std::max(mLastArrival, mHost.Now() + std::max(aDelay, Time(0)));
     const Time lByteTime = GetByteTime();
     for (size_t lIndex = 0; lIndex < aSize; ++lIndex)
@@ -52,7 +53,7 @@ void LinePort::Step()
         mTransmitDue += GetByteTime();
         Send(lByte);
     }
-    FlushToPeer();
+    FlushToPeer(); // before the bytes that arrive: an answer does not come before its question
     while (!mArriving.empty() && mArriving.front().mTime <= mHost.Now())
     {
         const uint8_t lByte = mArriving.front().mByte;
@@ -82,6 +83,7 @@ void LinePort::Receive(uint8_t aByte)
     ++mCounters.mReceived;
     if (mReceived.size() >= mLimits.mReceiveFifo)
     {
+        // A step that comes late has more bytes at once than the FIFO holds. On time, each would have been handed on.
         HandOn();
     }
     if (mReceived.size() >= mLimits.mReceiveFifo)

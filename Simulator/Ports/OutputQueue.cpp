@@ -54,6 +54,8 @@ void OutputQueue::RemoveListener(CameraListener* aListener)
 {
     LockScope lScope(mLock);
     mListeners.erase(std::remove(mListeners.begin(), mListeners.end(), aListener), mListeners.end());
+    // The call that runs may be followed by another one of the same listener, if it was added again: one call is
+    // waited for. A listener that removes itself would wait for its own return.
     const uint64_t lCalls = mCalls;
     while (aListener != nullptr && mCurrent == aListener && mCalls == lCalls &&
            mDrainer != std::this_thread::get_id())
@@ -105,7 +107,7 @@ void OutputQueue::Deliver(const Output& aOutput)
 
 void OutputQueue::CallListeners(const Output& aOutput)
 {
-    const std::vector<CameraListener*> lListeners = mListeners;
+    const std::vector<CameraListener*> lListeners = mListeners; // calls add and remove some
     for (CameraListener* const lListener : lListeners)
     {
         if (std::find(mListeners.begin(), mListeners.end(), lListener) == mListeners.end())

@@ -24,7 +24,7 @@ void UartPort::WriteData(uint32_t aValue)
 {
     if (GetTransmitFill() >= cTransmitFifo)
     {
-        ++mCounters.mTransmitOverflow;
+        ++mCounters.mTransmitOverflow; // the device acknowledges the write all the same
         return;
     }
     const auto lByte = static_cast<uint8_t>(aValue & 0xFFU);
@@ -39,6 +39,7 @@ uint32_t UartPort::ReadData()
         return 0;
     }
     ++mCounters.mReported;
+    // The valid bit is the difference between a byte of the value 0 and an empty FIFO.
     return lByte[0] | cDataValid | (GetReceived() > 0 ? cDataMore : 0U);
 }
 
@@ -46,7 +47,7 @@ void UartPort::OnByteSent()
 {
     if (mHost.EnabledInterrupts(mTransmitBit) != 0)
     {
-        FlushToPeer();
+        FlushToPeer(); // the interrupt says that the byte is out
         ++mCounters.mInterrupts;
         mHost.RaiseInterrupt(cInterruptEvent, mTransmitBit, {});
     }

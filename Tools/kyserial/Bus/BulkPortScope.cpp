@@ -36,6 +36,7 @@ BulkPortScope::BulkPortScope(IKyDeviceAdapter& aAdapter, KyDeviceSerial aPort)
 
 BulkPortScope::~BulkPortScope()
 {
+    // The mode first: it is that of the port which is still selected.
     if (mFormerMode.GetLength() > 0)
     {
         static_cast<void>(mAdapter.SetFeatureFromString(cBulkModeFeature, mFormerMode));
@@ -81,7 +82,7 @@ void BulkPortScope::UseOneOf(const std::vector<std::string>& aModes)
     }
     Check(mAdapter.SetFeatureFromString(cBulkModeFeature, aModes.front().c_str()),
           PortName(mPort) + ": cannot switch from " + lMode + " to " + aModes.front());
-    mFormerMode = lMode.c_str();
+    mFormerMode = lMode.c_str(); // not before: a mode that was not changed is not set back
 }
 
 } // namespace KySerialTool

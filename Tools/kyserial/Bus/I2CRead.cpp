@@ -29,6 +29,7 @@ struct DetectOptions : I2COptions
 bool Answers(I2CBus& aBus, uint8_t aAddress, bool aQuickWrite)
 {
     std::vector<uint8_t> lByte;
+    // A read by default: without a report of missing acknowledges every write looks answered.
     const KyResult lResult = aQuickWrite ? aBus.TryWrite(aAddress, {}) : aBus.TryRead(aAddress, 1, lByte);
     if (!lResult.IsOK() && !I2CBus::IsNoAnswer(lResult))
     {
@@ -154,6 +155,7 @@ std::vector<uint8_t> Read(I2CBus& aBus, const Request& aRequest)
     {
         return aBus.Read(aRequest.mAddress, aRequest.mCount);
     }
+    // Slaves that do not know the repeated start want a stop between the register and the read.
     if (aRequest.mMode == 'c')
     {
         aBus.Write(aRequest.mAddress, aRequest.mRegister);
@@ -314,6 +316,7 @@ DumpValues ReadBlocks(I2CBus& aBus, const DumpRequest& aRequest)
 /// The first register, and then reads that follow the slave's own counting.
 DumpValues ReadConsecutively(I2CBus& aBus, const DumpRequest& aRequest)
 {
+    // A missing answer ends the dump: the slave's own count would be off for all that follow.
     DumpValues lValues;
     aBus.Write(aRequest.mAddress, {static_cast<uint8_t>(aRequest.mRange.mFirst)});
     for (uint32_t lRegister = aRequest.mRange.mFirst; lRegister <= aRequest.mRange.mLast; ++lRegister)

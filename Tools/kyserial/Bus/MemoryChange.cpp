@@ -30,6 +30,7 @@ void ConfirmChange(Context& aContext, bool aYes, bool aInputUsed, const std::str
     {
         return;
     }
+    // A script must not change a memory because its input happens to begin with y.
     if (aInputUsed || !Console::IsInputTerminal() || !Console::IsErrorTerminal())
     {
         throw UsageError(aWhat + "; give -y, since there is no terminal to ask on");
@@ -82,7 +83,7 @@ void MemoryProgress::Run(const std::function<void(const Advance&)>& aSteps)
     {
         if (mVerb.empty())
         {
-            throw;
+            throw; // a read leaves nothing half done
         }
         throw OperationError(lError.what() + std::string("; ") +
                              (mDone == 0 ? "nothing is " + mVerb : Range(mOffset, mDone) + " is " + mVerb) +

@@ -36,7 +36,7 @@ public:
         {
             throw OperationError("the device is away");
         }
-        aPort.reset();
+        aPort.reset(); // first: one port of a device cannot be open twice
         aPort = std::make_unique<DevicePort>(*mDevice, mOptions.mPort, mOptions.mLine);
     }
 

@@ -118,6 +118,7 @@ std::string GetName(CLUINT32 aIndex)
 {
     std::vector<CLINT8> lName(1);
     CLINT32 lCode = CL_ERR_BUFFER_TOO_SMALL;
+    // The first call finds out the length. Another server, with a longer name, may take the place before the next.
     while (lCode == CL_ERR_BUFFER_TOO_SMALL)
     {
         auto lSize = static_cast<CLUINT32>(lName.size());
@@ -203,7 +204,7 @@ void ClserPort::SetLine(const LineSelection& aLine)
 
 KyResult ClserPort::Send(const uint8_t* aData, uint32_t aSize, uint32_t& aSent)
 {
-    std::vector<CLINT8> lBytes(aData, aData + aSize);
+    std::vector<CLINT8> lBytes(aData, aData + aSize); // the library's interface takes no const bytes
     aSent = aSize;
     return ToResult(clSerialWrite(mReference, lBytes.data(), &aSent, cWriteSlice));
 }

@@ -61,7 +61,7 @@ void PortLine::Set(const LineSelection& aSelection)
     if (!mChanged && (aSelection.mParity.has_value() || aSelection.mStopBits.has_value() ||
                       aSelection.mBaudRate.has_value()))
     {
-        mFormer.Read(mAdapter);
+        mFormer.Read(mAdapter); // not before: it takes accesses, and most sessions keep the line
         mChanged = true;
     }
     if (aSelection.mParity.has_value())

@@ -82,6 +82,7 @@ void Screen::Change(const ScreenSettings& aSettings)
 
 std::string Screen::Dump(const uint8_t* aData, size_t aSize)
 {
+    // A pause shows the line that has been begun. In a file it would break lines at every pause.
     return aSize == 0 && mSettings.mPartialLines ? mDump.Flush() : mDump.Add(aData, aSize);
 }
 

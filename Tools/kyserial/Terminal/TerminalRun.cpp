@@ -144,7 +144,7 @@ std::unique_ptr<BytePort> OpenPort(const ReconnectingPort::Opener& aOpen, Termin
         aOpen(lPort);
         return lPort;
     }
-    aOptions.mSettings.mBusyLimit = UINT32_MAX;
+    aOptions.mSettings.mBusyLimit = UINT32_MAX; // a port that is away looks busy, for as long as it takes
     const auto lNote = [&aOptions, &aLog, aPortName](const std::string& aText)
     {
         aLog.AddNote(aText);
@@ -176,6 +176,7 @@ std::string RunTerminal(Context& aContext, const TerminalOptions& aOptions, Byte
         }
         TermSession lSession(aContext.mConsole, aPort, aLog, lSettings,
                              [&aOptions](const std::string& aText) { PrintNote(aOptions, aText); });
+        // The counts are taken and said whatever has ended the session: the user wants to know what went out.
         lFailure = RunSession(lSession, aLog, aPortName);
         lSent = lSession.GetSent();
         lReceived = lSession.GetReceived();

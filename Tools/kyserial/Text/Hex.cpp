@@ -29,6 +29,7 @@ std::optional<uint64_t> ParseSize(const std::string& aText, uint64_t aMaximum)
     const bool lKilo = aText.ends_with("KiB");
     const unsigned lShift = lKilo ? 10U : aText.ends_with("MiB") ? 20U : 0U;
     const std::string lDigits = lShift != 0 ? aText.substr(0, aText.size() - cUnitLength) : aText;
+    // The limit is shifted, not the number: that could overflow.
     const std::optional<uint64_t> lNumber = ParseNumber(lDigits, aMaximum >> lShift);
     return lNumber.has_value() ? std::optional<uint64_t>(*lNumber << lShift) : std::nullopt;
 }
