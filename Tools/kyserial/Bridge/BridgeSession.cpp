@@ -106,6 +106,10 @@ void BridgeSession::FollowDevice()
                  ? "the device is back; " + std::to_string(lChange.mLost) + " bytes to it are lost"
                  : "the device is gone");
     }
+    for (const std::string& lNews : mPort.TakeNews())
+    {
+        Note(lNews);
+    }
 }
 
 void BridgeSession::Note(const std::string& aText)

@@ -123,6 +123,11 @@ std::vector<BridgedPort::DeviceChange> BridgedPort::TakeChanges()
     return std::exchange(mChanges, {});
 }
 
+std::vector<std::string> BridgedPort::TakeNews()
+{
+    return mTcp.has_value() ? mTcp->TakeNews() : std::vector<std::string>();
+}
+
 std::string BridgedPort::GetLine() const
 {
     const JxUtilsLib::LockScope lScope(mLock);

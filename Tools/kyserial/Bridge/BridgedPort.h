@@ -66,6 +66,8 @@ public:
     std::optional<TcpCounts> GetTcpCounts() const;
     /// What has happened to the device since the last call.
     std::vector<DeviceChange> TakeChanges();
+    /// What has begun at the host side since the last call; see TcpHost::TakeNews().
+    std::vector<std::string> TakeNews();
     /// The line settings that the device port has got, "9600 8N1"; empty when nobody has set any.
     std::string GetLine() const;
     /// The host side as it is reached: a TCP port that was chosen freely has its number.

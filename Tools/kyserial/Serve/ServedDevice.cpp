@@ -256,6 +256,10 @@ void ServedDevice::Follow()
             lPort->mLog.AddNote(lText);
             mNote(mEntry.mName + ' ' + PortName(lPort->mEntry.mBridge.mPort) + ": " + lText);
         }
+        for (const std::string& lNews : lPort->mBridge->TakeNews())
+        {
+            mNote(mEntry.mName + ' ' + PortName(lPort->mEntry.mBridge.mPort) + ": " + lNews);
+        }
     }
 }
 

@@ -80,6 +80,10 @@ void Service::Run()
             Reload();
         }
         mLeaving.remove_if([](const auto& aDevice) { return aDevice->HasEnded(); });
+        if (const std::string lNews = mWeb.has_value() ? mWeb->TakeNews() : std::string(); !lNews.empty())
+        {
+            Say("web page: " + lNews);
+        }
     }
     lNotice.Stopping();
     for (const auto& lDevice : mDevices)

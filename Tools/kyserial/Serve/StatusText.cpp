@@ -42,6 +42,7 @@ Json PortJson(const ServedPortStatus& aPort)
         lPort["clients"] = {{"now", aPort.mTcp->mClients},
                             {"accepted", aPort.mTcp->mAccepted},
                             {"turned_away", aPort.mTcp->mTurnedAway},
+                            {"accept_failures", aPort.mTcp->mFailures},
                             {"disconnected", aPort.mTcp->mDisconnected},
                             {"faults", aPort.mTcp->mFaults}};
     }
@@ -123,6 +124,8 @@ std::string StatusMetrics(const std::vector<ServedDeviceStatus>& aDevices, bool 
     Metric lClients("kyserial_port_clients", "gauge", "Clients over TCP.", aOpen);
     Metric lAway("kyserial_port_turned_away_clients", "counter", "Clients for which there was no place.",
                  aOpen);
+    Metric lFailures("kyserial_port_accept_failures", "counter",
+                     "Tries to take a client for which the system had no socket.", aOpen);
     Metric lDelivered("kyserial_port_delivered_bytes", "counter", "Bytes that the other side has.", aOpen);
     Metric lLost("kyserial_port_lost_bytes", "counter", "Bytes that nobody has got.", aOpen);
     for (const ServedDeviceStatus& lDevice : aDevices)
@@ -139,6 +142,7 @@ std::string StatusMetrics(const std::vector<ServedDeviceStatus>& aDevices, bool 
             lBack.Add(lWhich, lPort.mCounts.mReconnections);
             lClients.Add(lWhich, lPort.mTcp.has_value() ? lPort.mTcp->mClients : 0);
             lAway.Add(lWhich, lPort.mTcp.has_value() ? lPort.mTcp->mTurnedAway : 0);
+            lFailures.Add(lWhich, lPort.mTcp.has_value() ? lPort.mTcp->mFailures : 0);
             for (const auto& [lWay, lLedger] : {std::pair("to_device", &lPort.mCounts.mLedgerToDevice),
                                                 std::pair("from_device", &lPort.mCounts.mLedgerFromDevice)})
             {
@@ -149,8 +153,8 @@ std::string StatusMetrics(const std::vector<ServedDeviceStatus>& aDevices, bool 
         }
     }
     std::string lText;
-    for (const Metric* const lMetric :
-         {&lConnected, &lStandby, &lRuns, &lRate, &lLast, &lBack, &lClients, &lAway, &lDelivered, &lLost})
+    for (const Metric* const lMetric : {&lConnected, &lStandby, &lRuns, &lRate, &lLast, &lBack, &lClients,
+                                        &lAway, &lFailures, &lDelivered, &lLost})
     {
         lText += lMetric->Text();
     }

@@ -1,6 +1,6 @@
 #include "kyserial/Serve/TcpHost.h"
 
-#include "kyserial/Serve/Listen.h"
+#include "kyserial/Serve/Acceptor.h"
 #include "kyserial/Serve/Telnet.h"
 
 #include <boost/asio/ip/tcp.hpp>
@@ -16,6 +16,7 @@
 #include <list>
 #include <mutex>
 #include <optional>
+#include <vector>
 
 namespace KySerialTool
 {
@@ -31,9 +32,8 @@ using Lock = std::unique_lock<std::mutex>;
 constexpr size_t cPiece = 4096;            // that is read from a client at once
 constexpr size_t cMostFromClients = 16384; // bytes that wait for the device
 constexpr size_t cMostRequests = 64;
-constexpr std::chrono::seconds cPatience(1);           // with a client that holds up others
-constexpr std::chrono::milliseconds cAcceptPause(100); // when the system has no more sockets
-constexpr uint8_t cModemState = 0xB0; // CTS, DSR and carrier: a camera is there and can take bytes
+constexpr std::chrono::seconds cPatience(1); // with a client that holds up others
+constexpr uint8_t cModemState = 0xB0;        // CTS, DSR and carrier: a camera is there and can take bytes
 
 std::string OneByte(uint32_t aValue)
 {
@@ -60,8 +60,7 @@ constexpr std::array cParities = {std::pair(KyParityNone, 1U), std::pair(KyParit
 class TcpHost::State : public std::enable_shared_from_this<State>
 {
 public:
-    State(const TcpSettings& aSettings, Asio::io_context& aContext)
-        : mSettings(aSettings), mContext(aContext), mAcceptor(aContext), mRetry(aContext)
+    State(const TcpSettings& aSettings, Asio::io_context& aContext) : mSettings(aSettings), mContext(aContext)
     {
     }
 
@@ -73,6 +72,7 @@ public:
     void NotifySettings(const KySerialPortConfiguration& aSettings);
     bool Insert(const std::string& aBytes);
     TcpCounts GetCounts() const;
+    std::vector<std::string> TakeNews();
 
     uint16_t mPort = 0;
 
@@ -118,7 +118,6 @@ private:
         KySerialBridgeRequest mRequest{};
     };
 
-    void Accept();
     void Admit(tcp::socket aSocket);
     void Receive(const ClientPtr& aClient);
     void Flush(const ClientPtr& aClient);
@@ -140,8 +139,8 @@ private:
 
     const TcpSettings mSettings;
     Asio::io_context& mContext;
-    tcp::acceptor mAcceptor;
-    Asio::steady_timer mRetry;
+    std::shared_ptr<Acceptor> mAcceptor{};
+    News mFull{};
     mutable std::mutex mMutex;
     std::condition_variable mChanged;
     std::list<ClientPtr> mClients; // in the order of their coming
@@ -157,35 +156,9 @@ private:
 
 void TcpHost::State::Open()
 {
-    mPort = Listen(mAcceptor, mSettings.mAddress, mSettings.mPort);
-    Asio::post(mContext, [lThis = shared_from_this()] { lThis->Accept(); });
-}
-
-void TcpHost::State::Accept()
-{
-    mAcceptor.async_accept(
-        [lThis = shared_from_this()](const Error& aError, tcp::socket aSocket)
-        {
-            if (!lThis->mAcceptor.is_open())
-            {
-                return;
-            }
-            if (aError) // of this connection, or of a system that has no more sockets
-            {
-                lThis->mRetry.expires_after(cAcceptPause);
-                lThis->mRetry.async_wait(
-                    [lThis](const Error& aEnd)
-                    {
-                        if (!aEnd && lThis->mAcceptor.is_open())
-                        {
-                            lThis->Accept();
-                        }
-                    });
-                return;
-            }
-            lThis->Admit(std::move(aSocket));
-            lThis->Accept();
-        });
+    mAcceptor = std::make_shared<Acceptor>(mContext, [lThis = shared_from_this()](tcp::socket aSocket)
+                                           { lThis->Admit(std::move(aSocket)); });
+    mPort = mAcceptor->Open(mSettings.mAddress, mSettings.mPort);
 }
 
 void TcpHost::State::Admit(tcp::socket aSocket)
@@ -200,6 +173,8 @@ void TcpHost::State::Admit(tcp::socket aSocket)
         if (mClients.size() >= lMost)
         {
             ++mCounts.mTurnedAway;
+            mFull.Add("a client is turned away: " + std::to_string(mClients.size()) +
+                      (lMost == 1 ? " is" : " are") + " there, and no more are allowed");
             return; // which closes it
         }
         lClient = std::make_shared<Client>(*this, std::move(aSocket));
@@ -686,9 +661,7 @@ void TcpHost::State::Close()
     Asio::post(mContext,
                [&]
                {
-                   Error lIgnored;
-                   mAcceptor.close(lIgnored);
-                   mRetry.cancel();
+                   mAcceptor->Close();
                    std::list<ClientPtr> lClients;
                    {
                        const Lock lLock(mMutex);
@@ -711,7 +684,15 @@ TcpCounts TcpHost::State::GetCounts() const
     const Lock lLock(mMutex);
     TcpCounts lCounts = mCounts;
     lCounts.mClients = static_cast<uint32_t>(mClients.size());
+    lCounts.mFailures = mAcceptor->GetFailures();
     return lCounts;
+}
+
+std::vector<std::string> TcpHost::State::TakeNews()
+{
+    std::vector<std::string> lNews{mAcceptor->TakeNews(), mFull.Take()};
+    std::erase(lNews, "");
+    return lNews;
 }
 
 TcpHost::TcpHost(const TcpSettings& aSettings, Network& aNetwork)
@@ -759,6 +740,11 @@ bool TcpHost::Insert(const std::string& aBytes)
 TcpCounts TcpHost::GetCounts() const
 {
     return mThis->GetCounts();
+}
+
+std::vector<std::string> TcpHost::TakeNews()
+{
+    return mThis->TakeNews();
 }
 
 uint16_t TcpHost::GetPort() const

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace KySerialTool
 {
@@ -40,6 +41,7 @@ struct TcpCounts
     uint32_t mClients = 0;       ///< That are there now.
     uint64_t mAccepted = 0;      ///< Clients so far.
     uint64_t mTurnedAway = 0;    ///< Clients for which there was no place.
+    uint64_t mFailures = 0;      ///< Tries to take a client for which the system had no socket.
     uint64_t mDisconnected = 0;  ///< Clients that did not read, or were idle.
     uint64_t mFaults = 0;        ///< Telnet that makes no sense.
     uint64_t mTaken = 0;         ///< Bytes from clients and of Insert(), those of the next three included.
@@ -80,6 +82,9 @@ public:
     bool Insert(const std::string& aBytes);
 
     TcpCounts GetCounts() const;
+    /// What has begun since the last call, and is to be in a log once: that the system has no more sockets, that clients are
+    /// turned away.
+    std::vector<std::string> TakeNews();
     /// The port, also when a free one was asked for.
     uint16_t GetPort() const;
 

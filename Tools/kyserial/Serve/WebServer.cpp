@@ -1,6 +1,6 @@
 #include "kyserial/Serve/WebServer.h"
 
-#include "kyserial/Serve/Listen.h"
+#include "kyserial/Serve/Acceptor.h"
 #include "kyserial/Text/Failure.h"
 
 #include <boost/asio/ip/tcp.hpp>
@@ -49,14 +49,14 @@ public:
         , mToken(std::move(aToken))
         , mSource(std::move(aSource))
         , mContext(aContext)
-        , mAcceptor(aContext)
     {
     }
 
     void Open(uint16_t aPort)
     {
-        mPort = Listen(mAcceptor, mAddress, aPort);
-        Asio::post(mContext, [lThis = shared_from_this()] { lThis->Accept(); });
+        mAcceptor = std::make_shared<Acceptor>(mContext, [lThis = shared_from_this()](tcp::socket aSocket)
+                                               { lThis->Serve(std::move(aSocket)); });
+        mPort = mAcceptor->Open(mAddress, aPort);
     }
 
     void Close()
@@ -65,13 +65,14 @@ public:
         Asio::post(mContext,
                    [&]
                    {
-                       Error lIgnored;
-                       mAcceptor.close(lIgnored);
+                       mAcceptor->Close();
                        mContext.stop(); // sessions that wait for their client end here
                        lDone.set_value();
                    });
         lDone.get_future().wait();
     }
+
+    std::string TakeNews() { return mAcceptor->TakeNews(); }
 
     std::atomic<uint16_t> mPort{0};
 
@@ -85,25 +86,12 @@ private:
         Http::response<Http::string_body> mResponse{};
     };
 
-    void Accept()
-    {
-        mAcceptor.async_accept(
-            [lThis = shared_from_this()](const Error& aError, tcp::socket aSocket)
-            {
-                if (!lThis->mAcceptor.is_open())
-                {
-                    return;
-                }
-                if (!aError && lThis->mSessions < cMostSessions)
-                {
-                    lThis->Serve(std::move(aSocket));
-                }
-                lThis->Accept();
-            });
-    }
-
     void Serve(tcp::socket aSocket)
     {
+        if (mSessions >= cMostSessions)
+        {
+            return; // which closes it
+        }
         // The count goes down with the last handler of the session.
         ++mSessions;
         const std::shared_ptr<Session> lSession(new Session(std::move(aSocket)),
@@ -177,7 +165,7 @@ private:
     const std::string mToken;
     const Source mSource;
     Asio::io_context& mContext;
-    tcp::acceptor mAcceptor;
+    std::shared_ptr<Acceptor> mAcceptor{};
     std::atomic<int> mSessions{0};
 };
 
@@ -195,6 +183,11 @@ WebServer::~WebServer()
 uint16_t WebServer::GetPort() const
 {
     return mThis->mPort;
+}
+
+std::string WebServer::TakeNews()
+{
+    return mThis->TakeNews();
 }
 
 std::string AskStatus(const std::string& aAddress, uint16_t aPort, const std::string& aPath)

@@ -45,6 +45,9 @@ public:
     /// The port, also when a free one was asked for.
     uint16_t GetPort() const;
 
+    /// Why no connection can be taken, once for each time that this begins; else empty. Any thread.
+    std::string TakeNews();
+
 private:
     class State;
     Network mNetwork{}; // of its own: a question that waits for a device holds no port up
