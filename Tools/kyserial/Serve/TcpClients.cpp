@@ -1,0 +1,289 @@
+#include "kyserial/Serve/TcpHostState.h"
+
+#include <JxUtilsLib/LockScope.h>
+#include <boost/asio/post.hpp>
+#include <boost/asio/write.hpp>
+
+#include <algorithm>
+#include <chrono>
+#include <iterator>
+#include <utility>
+
+namespace KySerialTool
+{
+
+namespace Asio = boost::asio;
+using Asio::ip::tcp;
+using JxUtilsLib::LockScope;
+using Error = boost::system::error_code;
+
+namespace
+{
+
+constexpr size_t cMostAnswers = 16384; // bytes beside those of the device
+
+// What the system still has to send is given up first: one that waits for the client to read would keep the connection open.
+void Disconnect(TcpClient& aClient)
+{
+    Error lIgnored; // of a connection that is gone already
+    aClient.mIdle.cancel();
+    aClient.mSocket.cancel(lIgnored);
+    aClient.mSocket.shutdown(tcp::socket::shutdown_both, lIgnored);
+    aClient.mSocket.close(lIgnored);
+}
+
+} // namespace
+
+/// Hears what a telnet client says.
+class TcpHost::State::Hearer final : public Telnet::Sink
+{
+public:
+    Hearer(State& aState, const ClientPtr& aClient) : mState(aState), mClient(aClient) {}
+    void TakeBytes(const uint8_t* aBytes, size_t aCount) override
+    {
+        mState.TakeBytes(*mClient, aBytes, aCount);
+    }
+    void TakeCommand(ComPortCommand aCommand, const std::string& aValue) override
+    {
+        mState.TakeCommand(mClient, aCommand, aValue);
+    }
+
+private:
+    State& mState;
+    const ClientPtr& mClient;
+};
+
+void TcpHost::State::Admit(tcp::socket aSocket)
+{
+    Error lIgnored; // a connection that takes no option works without
+    aSocket.set_option(tcp::no_delay(true), lIgnored);
+    aSocket.set_option(Asio::socket_base::keep_alive(true), lIgnored);
+    const auto lClient = std::make_shared<TcpClient>(mContext, std::move(aSocket));
+    if (!Enter(lClient))
+    {
+        return; // which closes it
+    }
+    Flush(lClient);
+    Watch(lClient);
+    Receive(lClient);
+}
+
+bool TcpHost::State::Enter(const ClientPtr& aClient)
+{
+    const LockScope lScope(mMutex);
+    const size_t lMost = mSettings.mClients == TcpClients::One ? 1 : mSettings.mMostClients;
+    if (mClients.size() >= lMost)
+    {
+        ++mCounts.mTurnedAway;
+        mFull.Add("a client is turned away: " + std::to_string(mClients.size()) +
+                  (lMost == 1 ? " is" : " are") + " there, and no more are allowed");
+        return false;
+    }
+    aClient->mWaiting = mSettings.mTelnet ? Telnet::Greeting() : std::string();
+    mClients.push_back(aClient);
+    ++mCounts.mAccepted;
+    return true;
+}
+
+void TcpHost::State::Watch(const ClientPtr& aClient)
+{
+    if (mSettings.mIdle == 0)
+    {
+        return;
+    }
+    aClient->mIdle.expires_after(std::chrono::seconds(mSettings.mIdle)); // ends the wait before
+    aClient->mIdle.async_wait(
+        [lThis = shared_from_this(), aClient](const Error& aError)
+        {
+            if (!aError)
+            {
+                lThis->Remove(aClient, true);
+            }
+        });
+}
+
+void TcpHost::State::Receive(const ClientPtr& aClient)
+{
+    if (aClient->mReading || !aClient->mSocket.is_open())
+    {
+        return;
+    }
+    {
+        const LockScope lScope(mMutex);
+        aClient->mHeld = mQueue.IsFull() && IsWriter(*aClient);
+        if (aClient->mHeld)
+        {
+            return; // Read() goes on with it
+        }
+    }
+    aClient->mReading = true;
+    aClient->mSocket.async_read_some(Asio::buffer(aClient->mPiece),
+                                     [lThis = shared_from_this(), aClient](const Error& aError, size_t aCount)
+                                     {
+                                         aClient->mReading = false;
+                                         if (aError)
+                                         {
+                                             lThis->Remove(aClient, false);
+                                             return;
+                                         }
+                                         lThis->Watch(aClient);
+                                         lThis->TakePiece(aClient, aCount);
+                                         lThis->Flush(aClient);
+                                         lThis->Receive(aClient);
+                                     });
+}
+
+void TcpHost::State::TakePiece(const ClientPtr& aClient, size_t aCount)
+{
+    if (!mSettings.mTelnet)
+    {
+        TakeBytes(*aClient, aClient->mPiece.data(), aCount);
+        return;
+    }
+    const uint64_t lFaults = aClient->mTelnet.GetFaults();
+    std::string lReply;
+    Hearer lHearer(*this, aClient);
+    aClient->mTelnet.Receive(aClient->mPiece.data(), aCount, lHearer, lReply);
+    const LockScope lScope(mMutex);
+    aClient->mWaiting += lReply;
+    mCounts.mFaults += aClient->mTelnet.GetFaults() - lFaults;
+}
+
+void TcpHost::State::TakeBytes(TcpClient& aClient, const uint8_t* aBytes, size_t aCount)
+{
+    const LockScope lScope(mMutex);
+    mCounts.mTaken += aCount;
+    if (!IsWriter(aClient))
+    {
+        mCounts.mNotAllowed += aCount;
+        return;
+    }
+    mQueue.Add({reinterpret_cast<const char*>(aBytes), aCount});
+    mChanged.NotifyAll();
+}
+
+bool TcpHost::State::IsWriter(const TcpClient& aClient) const
+{
+    return mSettings.mClients != TcpClients::ReadOnly && !mClients.empty() &&
+           mClients.front().get() == &aClient;
+}
+
+void TcpHost::State::Flush(const ClientPtr& aClient)
+{
+    bool lIsTooMuch = false;
+    {
+        const LockScope lScope(mMutex);
+        lIsTooMuch = aClient->mWaiting.size() > mSettings.mMostWaiting * 2 + cMostAnswers;
+        if (!lIsTooMuch && (!aClient->mSending.empty() || aClient->mWaiting.empty() || aClient->mPaused))
+        {
+            return;
+        }
+        if (!lIsTooMuch)
+        {
+            aClient->mSending.swap(aClient->mWaiting);
+            aClient->mSendingBytes = std::exchange(aClient->mWaitingBytes, 0);
+        }
+    }
+    if (lIsTooMuch) // answers to a client that asks and does not read
+    {
+        Remove(aClient, true);
+        return;
+    }
+    Send(aClient);
+}
+
+// One write at a time; what comes meanwhile follows in the next.
+void TcpHost::State::Send(const ClientPtr& aClient)
+{
+    if (!aClient->mSocket.is_open())
+    {
+        return;
+    }
+    Asio::async_write(aClient->mSocket, Asio::buffer(aClient->mSending),
+                      [lThis = shared_from_this(), aClient](const Error& aError, size_t aWritten)
+                      {
+                          {
+                              const LockScope lScope(lThis->mMutex);
+                              aClient->mSending.erase(0, aWritten);
+                              aClient->mSendingBytes -= std::min(aClient->mSendingBytes, aWritten);
+                              lThis->mChanged.NotifyAll();
+                          }
+                          if (aError)
+                          {
+                              lThis->Remove(aClient, false);
+                              return;
+                          }
+                          lThis->Watch(aClient);
+                          lThis->Flush(aClient);
+                      });
+}
+
+void TcpHost::State::FlushAll()
+{
+    std::list<ClientPtr> lClients;
+    std::list<ClientPtr> lHeld;
+    {
+        const LockScope lScope(mMutex);
+        mFlushing = false;
+        lClients = mClients;
+        std::copy_if(mClients.begin(), mClients.end(), std::back_inserter(lHeld),
+                     [](const ClientPtr& aClient) { return aClient->mHeld; });
+    }
+    for (const ClientPtr& lClient : lClients)
+    {
+        Flush(lClient);
+    }
+    for (const ClientPtr& lClient : lHeld)
+    {
+        Receive(lClient);
+    }
+}
+
+void TcpHost::State::PostFlush()
+{
+    if (!std::exchange(mFlushing, true))
+    {
+        Asio::post(mContext, [lThis = shared_from_this()] { lThis->FlushAll(); });
+    }
+}
+
+void TcpHost::State::Remove(const ClientPtr& aClient, bool aByUs)
+{
+    const LockScope lScope(mMutex);
+    const auto lPlace = std::find(mClients.begin(), mClients.end(), aClient);
+    if (lPlace == mClients.end())
+    {
+        return;
+    }
+    mClients.erase(lPlace);
+    mCounts.mDisconnected += aByUs ? 1 : 0;
+    if (mClients.empty()) // else another one has the bytes
+    {
+        (mClosed ? mCounts.mStoppedToUser : mCounts.mUnread) +=
+            aClient->mWaitingBytes + aClient->mSendingBytes;
+    }
+    Disconnect(*aClient);
+    mChanged.NotifyAll();
+    if (!mClients.empty() && mClients.front()->mHeld) // it writes from now on
+    {
+        PostFlush();
+    }
+}
+
+void TcpHost::State::CloseAll()
+{
+    mAcceptor->Close();
+    std::list<ClientPtr> lClients;
+    {
+        const LockScope lScope(mMutex);
+        mClosed = true;
+        lClients = mClients;
+        mCounts.mLeft += mQueue.Clear();
+    }
+    for (const ClientPtr& lClient : lClients)
+    {
+        Remove(lClient, false);
+    }
+}
+
+} // namespace KySerialTool

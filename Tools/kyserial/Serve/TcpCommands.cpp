@@ -1,0 +1,84 @@
+#include "kyserial/Serve/TcpHostState.h"
+
+#include <JxUtilsLib/LockScope.h>
+
+namespace KySerialTool
+{
+
+using JxUtilsLib::LockScope;
+
+void TcpHost::State::TakeCommand(const ClientPtr& aClient, ComPortCommand aCommand, const std::string& aValue)
+{
+    const LockScope lScope(mMutex);
+    if (aValue.size() < ComPortValueSize(aCommand))
+    {
+        ++mCounts.mFaults;
+        return;
+    }
+    const uint32_t lValue = ComPortValue(aCommand, aValue);
+    switch (aCommand)
+    {
+    case ComPortCommand::Signature:
+        aClient->mWaiting += aValue.empty() ? Telnet::Answer(aCommand, "kyserial") : std::string();
+        break;
+    case ComPortCommand::SetDataSize:
+        aClient->mWaiting += Confirmation(aCommand, 8);
+        break;
+    case ComPortCommand::SetControl:
+        aClient->mWaiting += ControlAnswer(lValue, aClient->mControls);
+        break;
+    case ComPortCommand::PurgeData:
+        Purge(*aClient, lValue);
+        break;
+    case ComPortCommand::Suspend:
+    case ComPortCommand::Resume:
+        aClient->mPaused = aCommand == ComPortCommand::Suspend;
+        break;
+    case ComPortCommand::SetLineStateMask:
+    case ComPortCommand::SetModemStateMask:
+        aClient->mWaiting += Confirmation(aCommand, lValue);
+        break;
+    case ComPortCommand::NotifyLineState:
+    case ComPortCommand::NotifyModemState:
+        break; // of the server
+    default:
+        Obey(aClient, aCommand, lValue);
+        break;
+    }
+}
+
+// A request of a client that may only read is answered with what is, and changes nothing.
+void TcpHost::State::Obey(const ClientPtr& aClient, ComPortCommand aCommand, uint32_t aValue)
+{
+    ClientQueue::Request lRequest{aClient, aCommand, aValue, {}};
+    if (!ToBridgeRequest(aCommand, aValue, lRequest.mRequest))
+    {
+        return;
+    }
+    if (!IsWriter(*aClient))
+    {
+        aClient->mWaiting += LineAnswer(aCommand, mLine, 0);
+        return;
+    }
+    mQueue.Add(lRequest);
+    mChanged.NotifyAll();
+}
+
+void TcpHost::State::Purge(TcpClient& aClient, uint32_t aWhat)
+{
+    const bool lMay = IsWriter(aClient) && aWhat <= 3;
+    if (lMay && (aWhat & 1) != 0) // from the device
+    {
+        KySerialBridgeRequest lRequest;
+        lRequest.mClearsReceived = true;
+        mQueue.Add({{}, ComPortCommand::PurgeData, aWhat, lRequest});
+    }
+    if (lMay && (aWhat & 2) != 0) // to the device
+    {
+        mCounts.mPurged += mQueue.DropBytes();
+    }
+    aClient.mWaiting += Confirmation(ComPortCommand::PurgeData, aWhat);
+    mChanged.NotifyAll();
+}
+
+} // namespace KySerialTool

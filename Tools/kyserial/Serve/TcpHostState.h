@@ -1,0 +1,125 @@
+#pragma once
+
+#include "kyserial/Serve/Acceptor.h"
+#include "kyserial/Serve/ClientQueue.h"
+#include "kyserial/Serve/ComPortAnswers.h"
+#include "kyserial/Serve/TcpHost.h"
+#include "kyserial/Serve/Telnet.h"
+
+#include <JxUtilsLib/Condition.h>
+#include <JxUtilsLib/Mutex.h>
+#include <JxUtilsLib/ThreadSafety.h>
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/steady_timer.hpp>
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <list>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace KySerialTool
+{
+
+/// A client of a TcpHost.
+struct TcpClient
+{
+    TcpClient(boost::asio::io_context& aContext, boost::asio::ip::tcp::socket aSocket)
+        : mSocket(std::move(aSocket)), mIdle(aContext)
+    {
+    }
+
+    /// Bytes that wait for it, those in the hands of the system not included.
+    size_t GetWaiting() const { return mWaiting.size() + mSending.size(); }
+
+    // The network's thread only.
+    boost::asio::ip::tcp::socket mSocket;
+    boost::asio::steady_timer mIdle;
+    Telnet mTelnet{};
+    std::array<uint8_t, 4096> mPiece{}; // that is read at once
+    bool mReading = false;
+
+    // Under the lock of the host side.
+    bool mPaused = false; // its own wish: flow control
+    bool mHeld = false;   // not read, because bytes wait for the device
+    std::string mWaiting{};
+    std::string mSending{};   // the system's while it is not empty
+    size_t mWaitingBytes = 0; // of the device, in mWaiting
+    size_t mSendingBytes = 0;
+    uint8_t mControls = cAllControls; // kept for the client: a camera has no such lines
+};
+
+/// What the clients and the bridge of a TcpHost share.
+///
+/// The bridge's side (TcpHost.cpp) runs on the threads of the bridge, the clients' side (TcpClients.cpp) and what they ask of the
+/// line (TcpCommands.cpp) on the network's. They meet under mMutex.
+class TcpHost::State final : public std::enable_shared_from_this<State>
+{
+public:
+    State(const TcpSettings& aSettings, boost::asio::io_context& aContext)
+        : mSettings(aSettings), mContext(aContext)
+    {
+    }
+
+    void Open();
+    void Close();
+    ReadEnd Read(uint8_t* aBuffer, uint32_t aSize, uint32_t& aRead, KySerialBridgeRequest& aRequest);
+    uint32_t Write(const uint8_t* aData, uint32_t aSize);
+    void EndTransfers() noexcept;
+    void NotifySettings(const KySerialPortConfiguration& aSettings);
+    bool Insert(const std::string& aBytes);
+    TcpCounts GetCounts() const;
+    std::vector<std::string> TakeNews();
+    uint16_t GetPort() const { return mPort; }
+
+private:
+    using ClientPtr = std::shared_ptr<TcpClient>;
+    class Hearer;
+
+    // The clients' side.
+    void Admit(boost::asio::ip::tcp::socket aSocket);
+    bool Enter(const ClientPtr& aClient);
+    void Watch(const ClientPtr& aClient);
+    void Receive(const ClientPtr& aClient);
+    void TakePiece(const ClientPtr& aClient, size_t aCount);
+    void Flush(const ClientPtr& aClient);
+    void Send(const ClientPtr& aClient);
+    void FlushAll();
+    void PostFlush() JX_REQUIRES(mMutex);
+    void Remove(const ClientPtr& aClient, bool aByUs);
+    void CloseAll();
+    bool IsWriter(const TcpClient& aClient) const JX_REQUIRES(mMutex);
+    void TakeBytes(TcpClient& aClient, const uint8_t* aBytes, size_t aCount);
+
+    // What they ask of the line.
+    void TakeCommand(const ClientPtr& aClient, ComPortCommand aCommand, const std::string& aValue);
+    void Obey(const ClientPtr& aClient, ComPortCommand aCommand, uint32_t aValue) JX_REQUIRES(mMutex);
+    void Purge(TcpClient& aClient, uint32_t aWhat) JX_REQUIRES(mMutex);
+
+    // The bridge's side.
+    bool HasRoom() const JX_REQUIRES(mMutex);
+    void WaitForRoom() JX_REQUIRES(mMutex);
+    bool IsBehind(const TcpClient& aClient) const { return aClient.GetWaiting() >= mSettings.mMostWaiting; }
+
+    const TcpSettings mSettings;
+    boost::asio::io_context& mContext;
+    std::shared_ptr<Acceptor> mAcceptor{};
+    uint16_t mPort = 0;
+    News mFull{};
+    mutable JxUtilsLib::Mutex mMutex;
+    JxUtilsLib::Condition mChanged;
+    std::list<ClientPtr> mClients JX_GUARDED_BY(mMutex); // in the order of their coming
+    ClientQueue mQueue JX_GUARDED_BY(mMutex);
+    std::optional<ClientQueue::Request> mAnswer JX_GUARDED_BY(mMutex); // that NotifySettings() gives
+    KySerialPortConfiguration mLine JX_GUARDED_BY(mMutex);
+    TcpCounts mCounts JX_GUARDED_BY(mMutex);
+    bool mEnded JX_GUARDED_BY(mMutex) = false;
+    bool mClosed JX_GUARDED_BY(mMutex) = false;
+    bool mFlushing JX_GUARDED_BY(mMutex) = false;
+};
+
+} // namespace KySerialTool
