@@ -167,7 +167,7 @@ KyResult Bridge::SelectPort(FeatureSelectorScope& aScope, KyDeviceSerial aPort)
 KyResult Bridge::OpenDevicePort(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
 {
     FeatureSelectorScope lScope(aDevice);
-    if (mSelectsPort)
+    if (mSelectsPort || mOptions.mSelectsPort)
     {
         mDevice = aDevice;
         KyResult lSelected = SelectPort(lScope, aPort);

@@ -138,6 +138,9 @@ protected:
     /// The line settings that the device's features show; rate 0, parity -1 and stop bits 0 where they do not.
     KySerialPortConfiguration ReadDeviceSettings();
 
+    /// The options that the bridge was given.
+    const KySerialBridgeOptions& GetOptions() const { return mOptions; }
+
     /// Has the device's features speak of this port for the life of aScope.
     /// \return OK; UNSUPPORTED: the selector cannot be set.
     KyResult SetSelector(FeatureSelectorScope& aScope, const char* aFunction);

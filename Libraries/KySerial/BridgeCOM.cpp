@@ -91,6 +91,29 @@ KyResult BridgeCOM::CloseAfter(KyResult aFailure)
     return aFailure;
 }
 
+// Both ends of a host port need the same settings.
+KySerialPortConfiguration BridgeCOM::Complete(const KySerialPortConfiguration& aConfiguration)
+{
+    const KySerialPortConfiguration lDevice = ReadDeviceSettings();
+    const KySerialPortConfiguration lUsual;
+    KySerialPortConfiguration lLine = aConfiguration;
+    if (lLine.mBaudRate == 0)
+    {
+        const KySerialPortConfiguration lRate(lDevice.mBaudRate, KyParityNone, 8, 1);
+        lLine.mBaudRate =
+            lDevice.mBaudRate != 0 && lRate.IsValid().IsOK() ? lDevice.mBaudRate : lUsual.mBaudRate;
+    }
+    if (static_cast<int>(lLine.mParity) == -1)
+    {
+        lLine.mParity = static_cast<int>(lDevice.mParity) == -1 ? lUsual.mParity : lDevice.mParity;
+    }
+    if (lLine.mStopBits == 0)
+    {
+        lLine.mStopBits = lDevice.mStopBits != 0 ? lDevice.mStopBits : lUsual.mStopBits;
+    }
+    return lLine;
+}
+
 KyResult BridgeCOM::OpenCOMPort(const char* aName, const KySerialPortConfiguration& aConfiguration)
 {
     static constexpr char cFunction[] = "KySerialLib::BridgeCOM::OpenCOMPort";
@@ -109,7 +132,7 @@ KyResult BridgeCOM::OpenCOMPort(const char* aName, const KySerialPortConfigurati
         return CloseAfter(
             KY_LOG_RESULT(*mLogger, KyResult::FAILURE, cFunction, "Unable to set COM port timeouts."));
     }
-    lResult = SetSerialPortConfiguration(aConfiguration);
+    lResult = SetSerialPortConfiguration(GetOptions().mKeepsLine ? Complete(aConfiguration) : aConfiguration);
     if (!lResult.IsOK())
     {
         return CloseAfter(lResult);

@@ -57,6 +57,7 @@ private:
     void RelayUp();
     void RelayDown();
     void WriteToHost(const uint8_t* aData, uint32_t aSize);
+    KySerialPortConfiguration Complete(const KySerialPortConfiguration& aConfiguration);
     KyResult CloseAfter(KyResult aFailure);
 
     KyString mSerialPort;

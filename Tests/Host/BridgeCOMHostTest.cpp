@@ -40,6 +40,30 @@ TEST_F(BridgeCOMHostTest, InvalidConfigurationSetsNothingAndClosesTheHostPort)
     EXPECT_THAT(OpenHost(), IsOK()); // it was not left open
 }
 
+TEST_F(BridgeCOMHostTest, WhatTheConfigurationLeavesOpenIsWhatTheDeviceHas)
+{
+    mDevice.SetText("Bulk1BaudRate", "Baud57600");
+    mDevice.SetText("Bulk1Parity", "Odd");
+    mDevice.SetText("Bulk1NumOfStopBits", "Two");
+    KySerialPortConfiguration lOpen;
+    lOpen.MakeInvalid();
+    lOpen.mStopBits = 0;
+    EXPECT_EQ(OpenHost(lOpen).GetCode(), KyResult::BAD_PARAMETER); // only for those that ask for it
+    KySerialBridgeOptions lOptions;
+    lOptions.mKeepsLine = true;
+    mBridge->SetOptions(lOptions);
+    EXPECT_THAT(OpenHost(lOpen), IsOK());
+    EXPECT_EQ(mBridge->GetConfiguration().mBaudRate, 57600U);
+    EXPECT_EQ(mBridge->GetConfiguration().mParity, KyParityOdd);
+    EXPECT_EQ(mBridge->GetConfiguration().mStopBits, 2U);
+    lOpen.mParity = KyParityEven;                   // given
+    mDevice.SetText("Bulk1BaudRate", "Baud230400"); // which no host port has
+    EXPECT_THAT(OpenHost(lOpen), IsOK());
+    EXPECT_EQ(mBridge->GetConfiguration().mBaudRate, 9600U);
+    EXPECT_EQ(mBridge->GetConfiguration().mParity, KyParityEven);
+    TakeLog();
+}
+
 TEST_F(BridgeCOMHostTest, LaterInvalidConfigurationLeavesTheFormerOne)
 {
     EXPECT_THAT(OpenHost({19200, KyParityNone, 8, 1}), IsOK());

@@ -2,6 +2,7 @@
 
 #include "KySerial/BridgeFixture.h"
 #include "KySerial/KySerialBridge.h"
+#include "Support/PrivateSession.h"
 #include "Support/QuickStop.h"
 #include "Support/WaitFor.h"
 
@@ -415,6 +416,32 @@ TEST_F(BridgeHostTest, BridgesOfOneDeviceDoNotTakeEachOthersSelector)
     }
     EXPECT_GE(lSet, 2);
     EXPECT_EQ(lWrong, 0);
+}
+
+// By default that stays with the application.
+TEST_F(BridgeHostTest, AStartToClientsSelectsItsPortIfTheOptionsSaySo)
+{
+    AddSelector(mDevice);
+    AddSettings(mDevice, "Bulk");
+    mDevice.SetContent("Bulk2DownstreamData", Bytes(520));
+    const PrivateSession lSession;
+    Start();
+    KySerialBridgeOptions lOptions;
+    for (const bool lSelects : {false, true})
+    {
+        lOptions.mSelectsPort = lSelects;
+        KySerialBridge lOther;
+        mDevice.SetText("BulkSelector", "Bulk1");
+        mDevice.TakeCalls();
+        ASSERT_THAT(lOther.Start("Server", &mDevice, KyDeviceSerialBulk2, lOptions), IsOK());
+        const Calls lCalls = mDevice.TakeCalls();
+        const auto lIndex = [&](const char* aCall)
+        { return std::find(lCalls.begin(), lCalls.end(), aCall) - lCalls.begin(); };
+        ASSERT_LT(lIndex("IsRegisterFeatureAvailable(Bulk2DownstreamData)"), std::ssize(lCalls));
+        EXPECT_EQ(lIndex("SetFeatureFromString(BulkSelector, \"Bulk2\")") <
+                      lIndex("IsRegisterFeatureAvailable(Bulk2DownstreamData)"),
+                  lSelects);
+    }
 }
 
 } // namespace

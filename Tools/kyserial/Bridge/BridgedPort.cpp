@@ -2,14 +2,12 @@
 
 #include "kyserial/Bridge/StartReason.h"
 #include "kyserial/Device/PortName.h"
-#include "kyserial/Device/PortSettings.h"
 #include "kyserial/Text/Failure.h"
 
 #include <JxUtilsLib/LockScope.h>
 #include <KyPlatform/HostSerialPort.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <filesystem>
 #include <utility>
 
@@ -85,6 +83,8 @@ KySerialBridgeOptions BridgedPort::GetOptions()
     KySerialBridgeOptions lOptions;
     lOptions.mObserver = this;
     lOptions.mReconnect = mSelection.mReconnect;
+    lOptions.mSelectsPort = true; // bridges to the device's other ports select theirs
+    lOptions.mKeepsLine = true;
     lOptions.mGeneration = &mDevice;
     return lOptions;
 }
@@ -191,31 +191,15 @@ void BridgedPort::StartHost(IKySerialBridgeHost& aHost)
           "cannot bridge " + PortName(mSelection.mPort) + " to " + PlainName(mSelection.mHost));
 }
 
-// What is not given stays as the device has it; both ends of a host port need the same settings.
-KySerialPortConfiguration BridgedPort::GetLineOfHostPort()
+// What is not given stays as the device has it.
+KySerialPortConfiguration BridgedPort::GetLineOfHostPort() const
 {
     const LineSelection& lGiven = mSelection.mLine;
     KySerialPortConfiguration lLine = ToConfiguration(lGiven);
-    PortSettings lSettings(mSelection.mPort);
-    lSettings.Read(mDevice.GetAdapter());
-    for (const auto& [lFeature, lValue] : lSettings.GetValues()) // no two features share a value
-    {
-        const KySerialPortConfiguration lKnown = lLine;
-        unsigned lRate = 0;
-        if (!lGiven.mBaudRate.has_value() && std::sscanf(lValue.c_str(), "Baud%u", &lRate) == 1)
-        {
-            lLine.mBaudRate = lRate;
-        }
-        if (!lGiven.mParity.has_value() && (lValue == "Even" || lValue == "Odd"))
-        {
-            lLine.mParity = lValue == "Even" ? KyParityEven : KyParityOdd;
-        }
-        if (!lGiven.mStopBits.has_value() && lValue == "Two")
-        {
-            lLine.mStopBits = 2;
-        }
-        lLine = lLine.IsValid().IsOK() ? lLine : lKnown; // a rate that no host port has
-    }
+    lLine.MakeInvalid();
+    lLine.mBaudRate = lGiven.mBaudRate.value_or(lLine.mBaudRate);
+    lLine.mParity = lGiven.mParity.value_or(lLine.mParity);
+    lLine.mStopBits = lGiven.mStopBits.value_or(0);
     return lLine;
 }
 

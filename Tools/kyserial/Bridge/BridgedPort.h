@@ -89,7 +89,7 @@ private:
     void StartPty();
     void StartHost(IKySerialBridgeHost& aHost);
     void StartHostPort();
-    KySerialPortConfiguration GetLineOfHostPort();
+    KySerialPortConfiguration GetLineOfHostPort() const;
     KySerialBridgeOptions GetOptions();
     BridgeLedger GetLedgerToDevice() const;
     BridgeLedger GetLedgerFromDevice(uint64_t& aBytes) const;

@@ -1,6 +1,5 @@
 #include "kyserial/Serve/ServedDevice.h"
 
-#include "kyserial/Bus/BulkPortScope.h"
 #include "kyserial/Device/NetworkDevices.h"
 #include "kyserial/Device/PortName.h"
 #include "kyserial/Text/Failure.h"
@@ -187,10 +186,6 @@ std::string ServedDevice::TryToStart(Port& aPort)
         {
             return "log: " + lFault;
         }
-        const HostKind lKind = lSelection.mHost.mKind;
-        const bool lSelectsItself = IsTcp(lKind) || lKind == HostKind::Pty; // together with what it asks
-        const BulkPortScope lScope(mDevice->GetAdapter(),
-                                   lSelectsItself ? KyDeviceSerialUart0 : lSelection.mPort);
         aPort.mBridge.emplace(lSelection, *mDevice, mNetwork, aPort.mLog, &aPort.mRecent);
         return {};
     }

@@ -93,6 +93,13 @@ struct KySerialBridgeOptions
     /// device are taken, dropped and counted. A thread of the bridge looks every 50 ms, and gives the device
     /// that is back its settings and its port; it tries that every 500 ms until it succeeds.
     bool mReconnect = false;
+    /// Points the device's bulk selector to the port before the bridge opens it, while no other bridge of the device can move it.
+    /// A start to a host side of the application always does so; the other two leave it to the application otherwise.
+    bool mSelectsPort = false;
+    /// Of a start to a serial port of the host: rate 0, parity -1 (as KySerialPortConfiguration::MakeInvalid() leaves them)
+    /// and 0 stop bits stand for what the device has. Where it does not say, or has what no host port has, they are 9600 bit/s, no
+    /// parity and one stop bit.
+    bool mKeepsLine = false;
     /// Says whether the device was away between two looks; null: only an absence that lasts is noticed.
     IKyDeviceGeneration* mGeneration = nullptr;
 };
