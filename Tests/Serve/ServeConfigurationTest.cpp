@@ -99,7 +99,8 @@ TEST(ServeConfigurationTest, FindsAllFaultsAtOnceWithTheirLines)
                  "device = 'sim'\n"
                  "color = 3\n"),
         ElementsAre(
-            "f:1: nme: there is no such key of the service; use name, web, web_token or device",
+            "f:1: nme: there is no such key of the service; use name, web, web_token, log, "
+            "log_size, log_files, level or device",
             "f:3: device: \"non sense\" is no IPv4 address and no name of a host; use "
             "gev://ADDRESS-OR-HOST[:PORT][?interface=ADDRESS]",
             "f:5: port: \"uart9\" is no port; use uart0, uart1 or bulk0 to bulk7",
@@ -113,8 +114,8 @@ TEST(ServeConfigurationTest, FindsAllFaultsAtOnceWithTheirLines)
             "differs",
             "f:12: port: uart0 of this device is in line 9 already; use another, or leave one out",
             "f:17: port: a device needs one port at least; use [[device.port]]",
-            "f:19: color: there is no such key of a device; use name, device, sim_fast, sim_cut, sim_back or "
-            "port"));
+            "f:19: color: there is no such key of a device; use name, device, level, sim_fast, "
+            "sim_cut, sim_back or port"));
 }
 
 TEST(ServeConfigurationTest, ATerminalNeedsATokenAndAPortOverTcp)
@@ -154,6 +155,29 @@ TEST(ServeConfigurationTest, ARecordHasASizeAndOnePortOnly)
     }
     EXPECT_THAT(FaultsOf(lDevice + lPort + "log='a'\n" + lOther + "log='a'\n"),
                 ElementsAre("f:7: log: \"a\" is in line 3 already; use another, or leave one out"));
+}
+
+TEST(ServeConfigurationTest, TheServiceHasALogWithLevels)
+{
+    const std::string lDevice = "[[device]]\ndevice='sim'\nlevel='error'\n";
+    const std::string lPort = "[[device.port]]\nport='uart0'\nhost='tcp://:0'\n";
+    std::vector<ConfigurationFault> lFaults;
+    const ServeConfiguration lRead = ParseServeConfiguration(
+        "log='a.log'\nlog_size='64KiB'\nlog_files=7\nlevel='warning'\n" + lDevice + lPort, lFaults);
+    EXPECT_TRUE(lFaults.empty());
+    EXPECT_EQ(lRead.mLog, (ServiceLogSettings{"a.log", {65536, 7}, LogLevel::Warning}));
+    EXPECT_EQ(lRead.mDevices[0].mLevel, LogLevel::Error);
+    EXPECT_EQ(ParseServeConfiguration("[[device]]\ndevice='sim'\n" + lPort, lFaults).mLog,
+              ServiceLogSettings());
+    EXPECT_THAT(FaultsOf("\nlog_size='1MiB'\n" + lDevice + lPort),
+                ElementsAre("f:2: log_size: belongs to log; name a file"));
+    EXPECT_THAT(FaultsOf("log=''\nlevel='all'\n" + lDevice + lPort),
+                ElementsAre("f:1: log: use the name of a file",
+                            "f:2: level: use \"error\", \"warning\" or \"information\""));
+    EXPECT_THAT(FaultsOf("log='a'\n" + lDevice + lPort + "log='a'\n"),
+                ElementsAre("f:5: log: \"a\" is in line 1 already; use another, or leave one out"));
+    EXPECT_THAT(FaultsOf("[[device]]\ndevice='sim'\nlevel=3\n" + lPort),
+                ElementsAre("f:3: level: use a text in quotes"));
 }
 
 TEST(ServeConfigurationTest, NamesAndPlacesAreThereOnce)

@@ -255,14 +255,76 @@ TEST_F(ServeProcessTest, ARecordForAnalysersIsSetAsideWhenItIsLarge)
     }
 }
 
+TEST_F(ServeProcessTest, TheLogIsAFileWithTheLinesOfEachDevicesLevelFromAReloadOn)
+{
+    const std::string lLog = Process::TemporaryFile(".log");
+    const std::string lDevice =
+        "[[device]]\nname = 'lens'\ndevice = 'sim'\n" + PortEntry("bulk1", "tcp://:0");
+    Start("log = '" + lLog + "'\nlog_size = '64KiB'\n" + lDevice);
+    const auto lHas = [&](const std::string& aText)
+    { return WaitFor([&] { return ReadFile(lLog).find(aText) != std::string::npos; }); };
+    EXPECT_TRUE(lHas("Z lens bulk1 is tcp://127.0.0.1:")) << ReadFile(lLog);
+    Configure("log = '" + lLog + "'\nlog_size = '64KiB'\n[[device]]\nname = 'lens'\ndevice = 'sim'\n" +
+              "level = 'error'\n" + PortEntry("bulk2", "tcp://:0"));
+    EXPECT_EQ(Run({"serve", "--reload", "--name", mName}), 0);
+    EXPECT_TRUE(lHas("Z reloaded " + mFile));
+    Configure("[[device]]\nlevel = 'loud'\n");
+    EXPECT_EQ(Run({"serve", "--reload", "--name", mName}), 0);
+    EXPECT_TRUE(lHas("Z error: nothing is changed: ")) << ReadFile(lLog);
+    EXPECT_TRUE(mService.AskToEnd());
+    EXPECT_EQ(mService.Wait(), 0) << mService.Error();
+    const std::string lText = ReadFile(lLog);
+    EXPECT_THAT(lText, HasSubstr("Z ended\n"));
+    EXPECT_THAT(lText, HasSubstr(mFile + ":3: level: use \"error\", \"warning\" or \"information\"\n"));
+    EXPECT_THAT(lText, testing::Not(HasSubstr("bulk2"))); // the device's information is left out
+    EXPECT_EQ(mService.Error(), "");
+    EXPECT_EQ(std::remove(lLog.c_str()), 0);
+}
+
+TEST_F(ServeProcessTest, ALogThatCannotBeWrittenIsRefused)
+{
+    Configure("log = '" + Process::ProgramFolder() + "'\n[[device]]\ndevice = 'sim'\n" +
+              PortEntry("uart0", "tcp://:0"));
+    std::string lError;
+    EXPECT_EQ(Run({"serve", mFile}, &lError), 1);
+    EXPECT_THAT(lError, HasSubstr("kyserial: log: cannot write " + Process::ProgramFolder()));
+}
+
+// The same as --reload, from the system.
+TEST_F(ServeProcessTest, AHangUpReloadsAndTouchesOnlyWhatHasChanged)
+{
+    const std::string lKept = "[[device]]\nname = 'kept'\ndevice = 'sim'\n" + PortEntry("bulk1", "tcp://:0");
+    Start(lKept);
+    tcp::socket lClient = Connect(PortOf("kept bulk1"));
+    EXPECT_EQ(Ask(lClient), cStatus);
+    Configure(lKept + PortEntry("uart0", "tcp://:0"));
+    if (!mService.HangUp())
+    {
+        End();
+        GTEST_SKIP() << "this system has no such signal";
+    }
+    tcp::socket lNewClient = Connect(PortOf("kept uart0"));
+    EXPECT_EQ(Ask(lNewClient), cStatus);
+    EXPECT_EQ(Ask(lClient), cStatus); // through the connection that it had
+    EXPECT_THAT(mService.Error(), HasSubstr("Z reloaded " + mFile));
+    Configure("[[device]]\ncolor = 'red'\n");
+    EXPECT_TRUE(mService.HangUp());
+    EXPECT_TRUE(mService.WaitForError("nothing is changed: "));
+    EXPECT_THAT(mService.Error(), HasSubstr(mFile + ":3: color: there is no such key"));
+    EXPECT_EQ(Ask(lClient), cStatus);
+    EXPECT_EQ(Ask(lNewClient), cStatus);
+    EXPECT_THAT(mService.Error(), testing::Not(HasSubstr(": ended"))); // of a port
+    End();
+}
+
 TEST_F(ServeProcessTest, ACheckListsAllFaultsAndOpensNothing)
 {
     Configure("[[device]]\ndevice = 'sim'\ncolor = 1\n" + PortEntry("uart9", "tcp://:0"));
     std::string lError;
     EXPECT_EQ(Run({"serve", "--check", mFile}, &lError), 2);
     EXPECT_EQ(lError, "kyserial: " + mFile +
-                          ":4: color: there is no such key of a device; use name, device, sim_fast, sim_cut, "
-                          "sim_back or port\nkyserial: " +
+                          ":4: color: there is no such key of a device; use name, device, level, "
+                          "sim_fast, sim_cut, sim_back or port\nkyserial: " +
                           mFile + ":6: port: \"uart9\" is no port; use uart0, uart1 or bulk0 to bulk7\n");
     EXPECT_EQ(Run({"serve", mFile}), 2);
     Configure("[[device]]\ndevice = 'sim'\n" + PortEntry("uart0", "tcp://:0"));

@@ -67,6 +67,7 @@ public:
     }
     ~RunningService() { std::remove(mFile.c_str()); } // and kills it
 
+    Process& GetProcess() { return mProcess; }
     std::string Log() const { return mProcess.Error(); }
     bool WaitFor(const std::string& aText) { return mProcess.WaitForError(aText); }
     bool WaitForPort()
@@ -161,6 +162,24 @@ TEST_F(StandbyTest, TheSecondServiceWaitsAndTakesOverWhenTheFirstIsKilled)
     }
     RecordProperty("longest_ms", std::to_string(lLongest));
     std::printf("%d kills, taken over after %lld ms at most\n", lKills, static_cast<long long>(lLongest));
+}
+
+// Its sockets are open all the while, so that only its silence says that it is gone.
+TEST_F(StandbyTest, TheSecondServiceTakesOverFromOneThatDoesNotRunAndTheFirstOneSaysSoWhenItGoesOn)
+{
+    RunningService lFirst(0, mPort);
+    ASSERT_TRUE(lFirst.WaitForPort()) << lFirst.Log();
+    const auto lStandby = StartStandby(1);
+    if (!lFirst.GetProcess().Pause())
+    {
+        GTEST_SKIP() << "this test cannot keep a program of this system from running";
+    }
+    EXPECT_TRUE(lStandby->WaitForPort()) << lStandby->Log();
+    EXPECT_THAT(lStandby->Log(), HasSubstr("lens: connected; the other application is gone"));
+    EXPECT_THAT(lStandby->Ask(), HasSubstr("STATUS READY"));
+    EXPECT_TRUE(lFirst.GetProcess().Continue());
+    EXPECT_TRUE(lFirst.WaitFor("lens bulk1: the device is gone")) << lFirst.Log();
+    EXPECT_THAT(lStandby->Ask(), HasSubstr("STATUS READY")); // it takes nothing back
 }
 
 } // namespace

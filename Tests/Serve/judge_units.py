@@ -64,6 +64,28 @@ def notices(program, folder, address):
         listener.close()
 
 
+def journal(program, folder):
+    """Where the error output is the journal, lines have its levels and no time; elsewhere they have a time."""
+    file = os.path.join(folder, "service.toml")
+    with open(file, "w", encoding="utf-8") as configuration:
+        configuration.write(CONFIGURATION.format(os.getpid()))
+    for is_journal in (True, False):
+        with open(os.path.join(folder, "journal"), "w+", encoding="utf-8") as stream:
+            status = os.fstat(stream.fileno())
+            name = f"{status.st_dev}:{status.st_ino + (0 if is_journal else 1)}"
+            service = subprocess.Popen([program, "serve", file], env=dict(os.environ, JOURNAL_STREAM=name), stderr=stream)
+            end = time.monotonic() + 60
+            text = ""
+            while "uart0 is tcp://" not in text and time.monotonic() < end:
+                time.sleep(0.01)
+                with open(stream.name, encoding="utf-8") as so_far:
+                    text = so_far.read()
+            service.terminate()
+            assert service.wait(timeout=60) == 0
+            start = "<6>" if is_journal else "20"
+            assert text and all(line.startswith(start) for line in text.splitlines()), text
+
+
 def main():
     arguments = argparse.ArgumentParser()
     arguments.add_argument("program")
@@ -73,6 +95,7 @@ def main():
     with tempfile.TemporaryDirectory() as folder:
         notices(given.program, folder, os.path.join(folder, "notify"))
         notices(given.program, folder, f"@kyserial-test-{os.getpid()}")
+        journal(given.program, folder)
         if given.analyze:
             units(given.analyze, given.program, given.units, folder)
         else:

@@ -60,6 +60,12 @@ public:
 
     /// Ends it at once, wherever it is, and waits until it is gone.
     void Kill();
+    /// Asks it to read its configuration anew. \return False where a system has nothing of the kind.
+    bool HangUp();
+    /// Keeps it from running, as a machine does that is out of memory. \return False where a test cannot do that.
+    bool Pause();
+    /// Lets it go on.
+    bool Continue();
 
     /// Waits for the end. \return The exit status; nothing when the program still runs, or was killed.
     std::optional<int> Wait(uint32_t aTimeout = cPatience);

@@ -236,6 +236,21 @@ void Process::Kill()
     }
 }
 
+bool Process::HangUp()
+{
+    return mChild->mProcess > 0 && ::kill(mChild->mProcess, SIGHUP) == 0;
+}
+
+bool Process::Pause()
+{
+    return mChild->mProcess > 0 && ::kill(mChild->mProcess, SIGSTOP) == 0;
+}
+
+bool Process::Continue()
+{
+    return mChild->mProcess > 0 && ::kill(mChild->mProcess, SIGCONT) == 0;
+}
+
 std::optional<int> Process::Wait(uint32_t aTimeout)
 {
     const auto lEnd = std::chrono::steady_clock::now() + std::chrono::milliseconds(aTimeout);

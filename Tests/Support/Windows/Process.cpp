@@ -195,6 +195,21 @@ void Process::Kill()
     }
 }
 
+bool Process::HangUp()
+{
+    return false;
+}
+
+bool Process::Pause()
+{
+    return false;
+}
+
+bool Process::Continue()
+{
+    return false;
+}
+
 std::optional<int> Process::Wait(uint32_t aTimeout)
 {
     DWORD lStatus = 0;

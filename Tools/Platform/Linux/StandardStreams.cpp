@@ -3,8 +3,11 @@
 #include "KyPlatform/Linux/SystemCalls.h"
 
 #include <cerrno>
+#include <cstdio>
+#include <cstdlib>
 #include <fcntl.h>
 #include <initializer_list>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace KyToolPlatform
@@ -32,6 +35,22 @@ bool StandardStreams::Complete() noexcept
         }
     }
     return true;
+}
+
+bool StandardStreams::IsErrorJournal() noexcept
+{
+    // A program that was started with another error output inherits the variable all the same.
+    const char* const lText =
+        std::getenv("JOURNAL_STREAM"); // NOLINT(concurrency-mt-unsafe): nobody changes it
+    struct stat lFile = {};
+    if (lText == nullptr || ::fstat(STDERR_FILENO, &lFile) != 0)
+    {
+        return false;
+    }
+    unsigned long long lDevice = 0;
+    unsigned long long lNumber = 0;
+    return std::sscanf(lText, "%llu:%llu", &lDevice, &lNumber) == 2 && lDevice == lFile.st_dev &&
+           lNumber == lFile.st_ino;
 }
 
 } // namespace KyToolPlatform

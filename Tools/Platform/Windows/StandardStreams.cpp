@@ -9,4 +9,9 @@ bool StandardStreams::Complete() noexcept
     return true;
 }
 
+bool StandardStreams::IsErrorJournal() noexcept
+{
+    return false;
+}
+
 } // namespace KyToolPlatform

@@ -195,6 +195,47 @@ std::string TakePort(const std::string& aText, KyDeviceSerial& aPort)
                                           : std::string();
 }
 
+/// Names the keys of a file that is set aside when it has become large.
+void AddLogKeys(TableReader& aReader, std::string& aFile, RotatingFile::Limit& aLimit)
+{
+    aReader.Text("log",
+                 [&](const std::string& aText)
+                 {
+                     aFile = aText;
+                     return aText.empty() ? std::string("use the name of a file") : std::string();
+                 });
+    aReader.Text("log_size",
+                 [&](const std::string& aText)
+                 {
+                     const auto lSize = ParseSize(aText, cLargestLog);
+                     aLimit.mBytes = lSize.value_or(0);
+                     return lSize.value_or(0) >= cSmallestLog ? std::string()
+                                                              : std::string("use \"64KiB\" to \"1024MiB\"");
+                 });
+    aReader.Number("log_files", 1000, aLimit.mFiles);
+}
+
+void CheckLogKeys(const TableReader& aTable, const std::function<void(const std::string&)>& aAdd)
+{
+    if (aTable.Has("log_size") && !aTable.Has("log"))
+    {
+        aAdd("log_size: belongs to log; name a file");
+    }
+    if (aTable.Has("log_files") && !aTable.Has("log_size"))
+    {
+        aAdd("log_files: belongs to log_size; give it a size");
+    }
+}
+
+std::string TakeLevel(const std::string& aText, std::optional<LogLevel>& aLevel)
+{
+    aLevel = aText == "error"         ? std::optional(LogLevel::Error)
+             : aText == "warning"     ? std::optional(LogLevel::Warning)
+             : aText == "information" ? std::optional(LogLevel::Information)
+                                      : std::nullopt;
+    return aLevel.has_value() ? std::string() : std::string("use \"error\", \"warning\" or \"information\"");
+}
+
 /// What keys of a port do not go together.
 void CheckPort(const TableReader& aTable, const ServedPortEntry& aPort,
                std::vector<ConfigurationFault>& aFaults)
@@ -209,14 +250,7 @@ void CheckPort(const TableReader& aTable, const ServedPortEntry& aPort,
     {
         lAdd("host: a port needs a host side, such as host = \"tcp://:4001\"");
     }
-    if (aTable.Has("log_size") && !aTable.Has("log"))
-    {
-        lAdd("log_size: belongs to log; name a file");
-    }
-    if (aTable.Has("log_files") && !aTable.Has("log_size"))
-    {
-        lAdd("log_files: belongs to log_size; give it a size");
-    }
+    CheckLogKeys(aTable, lAdd);
     for (const char* const lKey : {"clients", "idle"})
     {
         if (aTable.Has(lKey) && lKind != HostKind::None && !IsTcp(lKind))
@@ -261,21 +295,7 @@ ServedPortEntry ReadPort(const toml::table& aTable, std::vector<ConfigurationFau
     lReader.Key("clients", [&](const toml::node& aNode) { return TakeClients(aNode, lClients); });
     lReader.Number("idle", cLongestIdle, lIdle);
     lReader.Flag("terminal", lPort.mTerminal);
-    lReader.Text("log",
-                 [&](const std::string& aText)
-                 {
-                     lPort.mBridge.mLogFile = aText;
-                     return aText.empty() ? std::string("use the name of a file") : std::string();
-                 });
-    lReader.Text("log_size",
-                 [&](const std::string& aText)
-                 {
-                     const auto lSize = ParseSize(aText, cLargestLog);
-                     lPort.mBridge.mLogLimit.mBytes = lSize.value_or(0);
-                     return lSize.value_or(0) >= cSmallestLog ? std::string()
-                                                              : std::string("use \"64KiB\" to \"1024MiB\"");
-                 });
-    lReader.Number("log_files", 1000, lPort.mBridge.mLogLimit.mFiles);
+    AddLogKeys(lReader, lPort.mBridge.mLogFile, lPort.mBridge.mLogLimit);
     lReader.Read();
     lHost.mTcp.mClients = lClients;
     lHost.mTcp.mIdle = lIdle;
@@ -321,6 +341,7 @@ ServedDeviceEntry ReadDevice(const toml::table& aTable, std::vector<Configuratio
                      lDevice.mDevice = aText;
                      return CheckDeviceName(aText);
                  });
+    lReader.Text("level", [&](const std::string& aText) { return TakeLevel(aText, lDevice.mLevel); });
     lReader.Flag("sim_fast", lDevice.mSimulator.mFast);
     lReader.Number("sim_cut", UINT32_MAX, lDevice.mSimulator.mCutAfter);
     lReader.Number("sim_back", 3600000, lDevice.mSimulator.mBackAfter);
@@ -384,6 +405,10 @@ void CheckWhole(const ServeConfiguration& aConfiguration, std::vector<Configurat
     {
         lUnique.Add("host " + PlaceOf({HostKind::Tcp, "", *aConfiguration.mWeb}), aConfiguration.mWebLine,
                     "web");
+    }
+    if (!aConfiguration.mLog.mFile.empty())
+    {
+        lUnique.Add("log " + aConfiguration.mLog.mFile, aConfiguration.mLogLine, "log");
     }
     for (const ServedDeviceEntry& lDevice : aConfiguration.mDevices)
     {
@@ -482,6 +507,9 @@ ServeConfiguration ParseServeConfiguration(const std::string& aText, std::vector
                                     ? std::string()
                                     : std::string("use 16 to 256 printable ASCII characters without spaces");
                      });
+        std::optional<LogLevel> lLevel;
+        AddLogKeys(lReader, lConfiguration.mLog.mFile, lConfiguration.mLog.mLimit);
+        lReader.Text("level", [&](const std::string& aText) { return TakeLevel(aText, lLevel); });
         lReader.Key("device",
                     [&](const toml::node& aNode)
                     {
@@ -491,6 +519,17 @@ ServeConfiguration ParseServeConfiguration(const std::string& aText, std::vector
                             { lConfiguration.mDevices.push_back(ReadDevice(aDevice, aFaults)); });
                     });
         lReader.Read();
+        lConfiguration.mLog.mLevel = lLevel.value_or(lConfiguration.mLog.mLevel);
+        for (const char* const lKey :
+             {"log_files", "log_size", "log"}) // the last that is there names the line
+        {
+            lConfiguration.mLogLine =
+                lReader.Has(lKey) ? lTable.get(lKey)->source().begin.line : lConfiguration.mLogLine;
+        }
+        CheckLogKeys(lReader,
+                     [&](const std::string& aFault) {
+                         aFaults.push_back({lConfiguration.mLogLine, aFault});
+                     });
         if (!lReader.Has("device"))
         {
             aFaults.push_back({0, "there is no device; use [[device]]"});

@@ -2,6 +2,7 @@
 
 #include "kyserial/Bridge/BridgedPort.h"
 #include "kyserial/Device/SimulatedCamera.h"
+#include "kyserial/Serve/ServiceLog.h"
 
 #include <cstdint>
 #include <optional>
@@ -28,10 +29,11 @@ struct ServedDeviceEntry
     std::string mName{};   ///< What status and log call it.
     std::string mDevice{}; ///< As --device takes it.
     SimulatorOptions mSimulator{};
+    std::optional<LogLevel> mLevel{}; ///< Of its lines in the log; nothing: that of the service.
     std::vector<ServedPortEntry> mPorts{};
     uint32_t mLine = 0;
 
-    /// Whether both are the same device, whatever their ports.
+    /// Whether both are the same device, whatever their ports and levels.
     bool IsSame(const ServedDeviceEntry& aOther) const;
 };
 
@@ -42,6 +44,8 @@ struct ServeConfiguration
     std::optional<TcpSettings> mWeb{}; ///< Where web page, status and metrics are; nothing: nowhere.
     uint32_t mWebLine = 0;
     std::string mWebToken{}; ///< Which whoever sends bytes from the web page has to know; empty: nobody may.
+    ServiceLogSettings mLog{};
+    uint32_t mLogLine = 0;
     std::vector<ServedDeviceEntry> mDevices{};
 };
 

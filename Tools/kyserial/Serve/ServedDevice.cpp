@@ -23,12 +23,13 @@ using Lock = std::unique_lock<std::mutex>;
 } // namespace
 
 ServedDevice::ServedDevice(ServedDeviceEntry aEntry, const KyToolPlatform::Console& aConsole,
-                           Network& aNetwork, Note aNote)
+                           Network& aNetwork, ServiceLog& aLog)
     : mEntry(std::move(aEntry))
     , mConsole(aConsole)
     , mNetwork(aNetwork)
-    , mNote(std::move(aNote))
+    , mLog(aLog)
     , mWanted(mEntry.mPorts)
+    , mLevel(mEntry.mLevel)
     , mThread([this] { Run(); })
 {
 }
@@ -45,11 +46,28 @@ void ServedDevice::AskToEnd()
     mWake.Set();
 }
 
-void ServedDevice::SetPorts(std::vector<ServedPortEntry> aPorts)
+void ServedDevice::Update(const ServedDeviceEntry& aEntry)
 {
     const Lock lLock(mLock);
-    mWanted = std::move(aPorts);
+    mWanted = aEntry.mPorts;
+    mLevel = aEntry.mLevel;
     mWake.Set();
+}
+
+// Not under mLock.
+void ServedDevice::Say(LogLevel aLevel, const std::string& aText) const
+{
+    std::optional<LogLevel> lMost;
+    {
+        const Lock lLock(mLock);
+        lMost = mLevel;
+    }
+    mLog.Add(aLevel, mEntry.mName + aText, lMost);
+}
+
+void ServedDevice::Say(LogLevel aLevel, const Port& aPort, const std::string& aText) const
+{
+    Say(aLevel, ' ' + PortName(aPort.mEntry.mBridge.mPort) + aText);
 }
 
 void ServedDevice::Run()
@@ -109,7 +127,7 @@ void ServedDevice::Adopt()
         if (lPort != nullptr && lPort->mBridge.has_value())
         {
             lPort->mBridge->End();
-            mNote(mEntry.mName + ' ' + PortName(lPort->mEntry.mBridge.mPort) + ": ended");
+            Say(LogLevel::Information, *lPort, ": ended");
         }
     }
 }
@@ -167,10 +185,10 @@ void ServedDevice::Connect()
     }
     if (lIsNews) // said once, not with every try
     {
-        mNote(mEntry.mName + ": " +
-              (!lError.empty() ? lError
-               : lTakesOver    ? "connected; the other application is gone"
-                               : "connected"));
+        Say(lError.empty() || lStandby ? LogLevel::Information : LogLevel::Error,
+            ": " + (!lError.empty() ? lError
+                    : lTakesOver    ? "connected; the other application is gone"
+                                    : "connected"));
     }
 }
 
@@ -211,16 +229,21 @@ void ServedDevice::StartPorts()
         lTried->mEntry = lPort->mEntry;
         lTried->mError = TryToStart(*lTried);
         const bool lIsNews = lTried->mError.empty() || lTried->mError != lPort->mError;
-        const std::string lText =
-            mEntry.mName + ' ' + PortName(lPort->mEntry.mBridge.mPort) +
-            (lTried->mError.empty() ? " is " + lTried->mBridge->GetHost() : ": " + lTried->mError);
         {
             const Lock lLock(mLock);
             *std::find(mPorts.begin(), mPorts.end(), lPort) = lTried;
         }
-        if (lIsNews)
+        if (!lIsNews)
         {
-            mNote(lText);
+            continue;
+        }
+        if (lTried->mError.empty())
+        {
+            Say(LogLevel::Information, *lTried, " is " + lTried->mBridge->GetHost());
+        }
+        else
+        {
+            Say(LogLevel::Error, *lTried, ": " + lTried->mError);
         }
     }
 }
@@ -249,11 +272,12 @@ void ServedDevice::Follow()
                     ? "the device is back; " + std::to_string(lChange.mLost) + " bytes to it are lost"
                     : "the device is gone";
             lPort->mLog.AddNote(lText);
-            mNote(mEntry.mName + ' ' + PortName(lPort->mEntry.mBridge.mPort) + ": " + lText);
+            const bool lIsGood = lChange.mIsBack && lChange.mLost == 0;
+            Say(lIsGood ? LogLevel::Information : LogLevel::Warning, *lPort, ": " + lText);
         }
         for (const std::string& lNews : lPort->mBridge->TakeNews())
         {
-            mNote(mEntry.mName + ' ' + PortName(lPort->mEntry.mBridge.mPort) + ": " + lNews);
+            Say(LogLevel::Warning, *lPort, ": " + lNews);
         }
     }
 }

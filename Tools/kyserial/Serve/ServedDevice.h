@@ -3,11 +3,11 @@
 #include "kyserial/Bridge/BridgedPort.h"
 #include "kyserial/Serve/RecentTraffic.h"
 #include "kyserial/Serve/ServeConfiguration.h"
+#include "kyserial/Serve/ServiceLog.h"
 
 #include <JxUtilsLib/Event.h>
 
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -52,11 +52,9 @@ struct ServedDeviceStatus
 class ServedDevice
 {
 public:
-    using Note = std::function<void(const std::string&)>; ///< Any thread.
-
     /// Starts. The arguments but the first must outlive the object.
     ServedDevice(ServedDeviceEntry aEntry, const KyToolPlatform::Console& aConsole, Network& aNetwork,
-                 Note aNote);
+                 ServiceLog& aLog);
     /// Ends it; blocks until the ports have ended and the device has its settings back.
     ~ServedDevice();
     ServedDevice(const ServedDevice&) = delete;
@@ -64,8 +62,8 @@ public:
 
     const ServedDeviceEntry& GetEntry() const { return mEntry; }
 
-    /// Sets which ports are to run. Those that are the same as before go on undisturbed. Does not block.
-    void SetPorts(std::vector<ServedPortEntry> aPorts);
+    /// Sets which ports are to run, and the level. Ports that are the same as before go on undisturbed. Does not block.
+    void Update(const ServedDeviceEntry& aEntry);
 
     /// Asks it to end. Does not block.
     void AskToEnd();
@@ -99,6 +97,8 @@ private:
     };
     using PortPtr = std::shared_ptr<Port>;
 
+    void Say(LogLevel aLevel, const std::string& aText) const;
+    void Say(LogLevel aLevel, const Port& aPort, const std::string& aText) const;
     void Run();
     void Connect();
     std::string TryToConnect(bool& aStandby);
@@ -112,7 +112,7 @@ private:
     const ServedDeviceEntry mEntry;
     const KyToolPlatform::Console& mConsole;
     Network& mNetwork;
-    const Note mNote;
+    ServiceLog& mLog;
     std::unique_ptr<Device> mDevice{}; // the thread's
     JxUtilsLib::Event mWake{false};
     std::atomic<bool> mStop{false};
@@ -121,6 +121,7 @@ private:
     std::optional<std::vector<ServedPortEntry>>
         mWanted{};                 // that the thread has not adopted; under mLock, as all below
     std::vector<PortPtr> mPorts{}; // changed by the thread alone
+    std::optional<LogLevel> mLevel{};
     std::string mError{};
     bool mConnected = false;
     bool mStandby = false;

@@ -1,15 +1,12 @@
 #include "kyserial/Serve/Service.h"
 
-#include "kyserial/Terminal/TrafficLog.h"
 #include "kyserial/Text/Failure.h"
 
 #include <KyPlatform/Session.h>
-#include <Platform/HangUp.h>
 #include <Platform/ServiceNotice.h>
 
 #include <algorithm>
-#include <chrono>
-#include <cstdio>
+#include <exception>
 #include <utility>
 
 namespace KySerialTool
@@ -55,37 +52,61 @@ void Service::AskToReload(const std::string& aName)
     }
 }
 
-// On the error output, with the time: a journal adds its own, a file does not.
-void Service::Say(const std::string& aText)
+void Service::Run()
 {
-    std::fputs((TimeText(std::chrono::system_clock::now()) + ' ' + aText + '\n').c_str(), stderr);
-    std::fflush(stderr);
+    if (const std::string lFault = mLog.Use(mConfiguration.mLog); !lFault.empty())
+    {
+        throw OperationError("log: " + lFault);
+    }
+    try
+    {
+        Serve();
+    }
+    catch (const std::exception& lFailure) // the error output gets it too
+    {
+        if (!mConfiguration.mLog.mFile.empty())
+        {
+            mLog.Add(LogLevel::Error, lFailure.what());
+        }
+        throw;
+    }
 }
 
-void Service::Run()
+void Service::Serve()
 {
     KyToolPlatform::ServiceNotice lNotice;
     KyToolPlatform::HangUp lHangUp; // after the console, which ends the program with this signal
     OpenWeb();                      // first: a place that is taken is refused before anything is opened
     Apply(mConfiguration);
-    Say("serving " + std::to_string(mConfiguration.mDevices.size()) + " devices of " + mFile);
+    mLog.Add(LogLevel::Information,
+             "serving " + std::to_string(mConfiguration.mDevices.size()) + " devices of " + mFile);
     lNotice.Ready(); // devices may be switched off for days: that the service waits for them is its work
     while (!mContext.mConsole.WaitForInterrupt(cTick))
     {
         lNotice.Alive();
-        const bool lIsAsked = mReload.Wait(0) == KyPlatform::WaitResult::Done;
-        if (lHangUp.Take() || lIsAsked)
-        {
-            static_cast<void>(mReload.Reset()); // first: a request that comes now is another one
-            Reload();
-        }
+        TakeRequests(lHangUp);
         mLeaving.remove_if([](const auto& aDevice) { return aDevice->HasEnded(); });
         if (const std::string lNews = mWeb.has_value() ? mWeb->TakeNews() : std::string(); !lNews.empty())
         {
-            Say("web page: " + lNews);
+            mLog.Add(LogLevel::Warning, "web page: " + lNews);
         }
     }
     lNotice.Stopping();
+    End();
+}
+
+void Service::TakeRequests(KyToolPlatform::HangUp& aHangUp)
+{
+    const bool lIsAsked = mReload.Wait(0) == KyPlatform::WaitResult::Done;
+    if (aHangUp.Take() || lIsAsked)
+    {
+        static_cast<void>(mReload.Reset()); // first: a request that comes now is another one
+        Reload();
+    }
+}
+
+void Service::End()
+{
     for (const auto& lDevice : mDevices)
     {
         lDevice->AskToEnd(); // all at once, then wait for each
@@ -98,7 +119,7 @@ void Service::Run()
     }
     lDevices.clear();
     mLeaving.clear();
-    Say("ended");
+    mLog.Add(LogLevel::Information, "ended");
 }
 
 void Service::OpenWeb()
@@ -112,8 +133,9 @@ void Service::OpenWeb()
                  [lSite = WebSite(*this)](const WebServer::Request& aRequest)
                  { return lSite.Answer(aRequest); });
     const bool lIsIpv6 = lPlace.mAddress.find(':') != std::string::npos;
-    Say("web page is http://" + (lIsIpv6 ? '[' + lPlace.mAddress + ']' : lPlace.mAddress) + ':' +
-        std::to_string(mWeb->GetPort()) + '/');
+    mLog.Add(LogLevel::Information, "web page is http://" +
+                                        (lIsIpv6 ? '[' + lPlace.mAddress + ']' : lPlace.mAddress) + ':' +
+                                        std::to_string(mWeb->GetPort()) + '/');
 }
 
 void Service::Reload()
@@ -122,16 +144,20 @@ void Service::Reload()
     const ServeConfiguration lConfiguration = LoadServeConfiguration(mFile, lFaults);
     for (const ConfigurationFault& lFault : lFaults)
     {
-        Say(FaultText(mFile, lFault));
+        mLog.Add(LogLevel::Error, FaultText(mFile, lFault));
     }
     if (lFaults.empty())
     {
+        if (const std::string lFault = mLog.Use(lConfiguration.mLog); !lFault.empty())
+        {
+            mLog.Add(LogLevel::Error, "log: " + lFault + "; it stays where it is");
+        }
         Apply(lConfiguration);
-        Say("reloaded " + mFile);
+        mLog.Add(LogLevel::Information, "reloaded " + mFile);
     }
     else
     {
-        Say("nothing is changed: " + mFile + " has faults");
+        mLog.Add(LogLevel::Error, "nothing is changed: " + mFile + " has faults");
     }
 }
 
@@ -147,7 +173,7 @@ void Service::Apply(const ServeConfiguration& aConfiguration)
                          [&](const auto& aDevice) { return aDevice->GetEntry().IsSame(lEntry); });
         if (lPlace != mDevices.end())
         {
-            (*lPlace)->SetPorts(lEntry.mPorts);
+            (*lPlace)->Update(lEntry);
             lDevices.splice(lDevices.end(), mDevices, lPlace);
         }
     }
@@ -163,8 +189,7 @@ void Service::Apply(const ServeConfiguration& aConfiguration)
                         [&](const auto& aDevice) { return aDevice->GetEntry().IsSame(lEntry); });
         if (!lRuns)
         {
-            lDevices.push_back(
-                std::make_unique<ServedDevice>(lEntry, mContext.mConsole, mNetwork, &Service::Say));
+            lDevices.push_back(std::make_unique<ServedDevice>(lEntry, mContext.mConsole, mNetwork, mLog));
         }
     }
     mDevices = std::move(lDevices);

@@ -4,10 +4,12 @@
 #include "kyserial/Serve/Network.h"
 #include "kyserial/Serve/ServeConfiguration.h"
 #include "kyserial/Serve/ServedDevice.h"
+#include "kyserial/Serve/ServiceLog.h"
 #include "kyserial/Serve/WebServer.h"
 #include "kyserial/Serve/WebSite.h"
 
 #include <KyPlatform/NamedEvent.h>
+#include <Platform/HangUp.h>
 
 #include <list>
 #include <memory>
@@ -46,12 +48,15 @@ private:
     void Apply(const ServeConfiguration& aConfiguration);
     void Reload();
     void OpenWeb();
-    static void Say(const std::string& aText);
+    void Serve();
+    void End();
+    void TakeRequests(KyToolPlatform::HangUp& aHangUp);
 
     Context& mContext;
     const std::string mFile;
     ServeConfiguration mConfiguration;
     KyPlatform::NamedEvent mReload;
+    ServiceLog mLog{};
     Network mNetwork{};
     mutable std::mutex mLock; // of the list; the main thread alone changes it
     std::list<std::unique_ptr<ServedDevice>> mDevices{};

@@ -1,16 +1,13 @@
 #include "kyserial/Terminal/TrafficLog.h"
 
-#include "kyserial/Text/FileContent.h"
 #include "kyserial/Text/Hex.h"
 
 #include <JxUtilsLib/LockScope.h>
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <cstdio>
-#include <filesystem>
-#include <utility>
+#include <fstream>
 
 namespace KySerialTool
 {
@@ -43,51 +40,27 @@ bool TakesSection(const std::string& aPath)
     return !lFile.is_open() || lFile.gcount() == 0 || PcapngSection::IsHeader(lBytes);
 }
 
-/// "focus.log" with number 2 as "focus.2.log".
-std::filesystem::path NumberedPath(std::filesystem::path aPath, uint32_t aNumber)
-{
-    const std::string lEnding = aPath.extension().string();
-    return aPath.replace_extension("." + std::to_string(aNumber) + lEnding);
-}
-
 } // namespace
 
 std::string TrafficLog::Open(const std::string& aPath, const Limit& aLimit)
 {
     const JxUtilsLib::LockScope lScope(mLock);
-    mPath = aPath;
-    mLimit = aLimit;
-    return OpenLocked();
+    const bool lPcapng = aPath.ends_with(".pcapng");
+    const bool lTakesSection = !lPcapng || TakesSection(aPath);
+    std::string lFault =
+        lTakesSection ? mFile.Open(aPath, aLimit) : "cannot write " + aPath + ": it has other content";
+    if (lFault.empty() && lPcapng)
+    {
+        BeginSection();
+    }
+    return lFault;
 }
 
-std::string TrafficLog::OpenLocked()
+// The smallest file has room for a header, so that the header begins no other file.
+void TrafficLog::BeginSection()
 {
-    const bool lPcapng = mPath.ends_with(".pcapng");
-    if (lPcapng && !TakesSection(mPath))
-    {
-        return CannotWrite(": it has other content");
-    }
-    errno = 0;
-    mFile.open(mPath, std::ios::binary | std::ios::app);
-    mOpen = mFile.is_open();
-    if (!mOpen)
-    {
-        return CannotWrite(FileFault(mPath));
-    }
-    std::error_code lError;
-    const uintmax_t lSize = std::filesystem::file_size(mPath, lError);
-    mBytes = lError ? 0 : lSize;
-    if (lPcapng)
-    {
-        mSection.emplace(std::chrono::system_clock::now());
-        WriteLocked(PcapngSection::Header());
-    }
-    return {};
-}
-
-std::string TrafficLog::CannotWrite(const std::string& aWhy) const
-{
-    return "cannot write " + mPath + aWhy;
+    mSection.emplace(std::chrono::system_clock::now());
+    static_cast<void>(mFile.Write(PcapngSection::Header()));
 }
 
 TrafficLog::~TrafficLog()
@@ -98,7 +71,7 @@ TrafficLog::~TrafficLog()
 void TrafficLog::Add(char aDirection, const uint8_t* aData, size_t aSize)
 {
     const JxUtilsLib::LockScope lScope(mLock);
-    if (!mOpen || aSize == 0)
+    if (!mFile.IsOpen() || aSize == 0)
     {
         return;
     }
@@ -137,7 +110,7 @@ void TrafficLog::AddNote(const std::string& aText)
     const auto lNow = std::chrono::system_clock::now();
     const JxUtilsLib::LockScope lScope(mLock);
     FlushLocked();
-    if (mOpen)
+    if (mFile.IsOpen())
     {
         WriteLocked(mSection.has_value() ? mSection->Note(lNow, aText)
                                          : TimeText(lNow) + ' ' + cNote + ' ' + aText + '\n');
@@ -146,48 +119,10 @@ void TrafficLog::AddNote(const std::string& aText)
 
 void TrafficLog::WriteLocked(const std::string& aText)
 {
-    errno = 0;
-    if (!mFile)
+    if (mFile.Write(aText) && mSection.has_value())
     {
-        return;
+        BeginSection();
     }
-    if (!(mFile << aText << std::flush))
-    {
-        mFailure = CannotWrite(FileFault(mPath)); // the first failure is the last: the stream takes no more
-        return;
-    }
-    mBytes += aText.size();
-    if (mLimit.mBytes != 0 && mBytes >= mLimit.mBytes)
-    {
-        Rotate();
-    }
-}
-
-// A file that the system does not let go of grows on; the next line tries again.
-void TrafficLog::Rotate()
-{
-    mFile.close();
-    const std::string lAside = mPath + ".aside";
-    std::error_code lError;
-    std::filesystem::rename(mPath, lAside, lError);
-    if (!lError)
-    {
-        for (uint32_t lNumber = mLimit.mFiles; lNumber > 1; --lNumber) // each takes the place of the next
-        {
-            std::filesystem::rename(NumberedPath(mPath, lNumber - 1), NumberedPath(mPath, lNumber), lError);
-        }
-        if (mLimit.mFiles > 0)
-        {
-            std::filesystem::rename(lAside, NumberedPath(mPath, 1), lError);
-        }
-        std::filesystem::remove(lAside, lError);
-    }
-    const Limit lLimit = std::exchange(mLimit, {}); // the header of a section must not begin another file
-    if (std::string lFault = OpenLocked(); !lFault.empty())
-    {
-        mFailure = std::move(lFault);
-    }
-    mLimit = lLimit;
 }
 
 void TrafficLog::Flush()
@@ -198,7 +133,7 @@ void TrafficLog::Flush()
 
 void TrafficLog::FlushLocked()
 {
-    if (mOpen && !mLine.empty())
+    if (mFile.IsOpen() && !mLine.empty())
     {
         WriteLocked(Line(mLineTime, mLineDirection, mLine));
     }
@@ -208,7 +143,7 @@ void TrafficLog::FlushLocked()
 std::string TrafficLog::GetFailure() const
 {
     const JxUtilsLib::LockScope lScope(mLock);
-    return mFailure;
+    return mFile.GetFailure();
 }
 
 std::string TrafficLog::Line(std::chrono::system_clock::time_point aTime, char aDirection,

@@ -1,13 +1,13 @@
 #pragma once
 
 #include "kyserial/Record/Pcapng.h"
+#include "kyserial/Text/RotatingFile.h"
 
 #include <JxUtilsLib/Mutex.h>
 
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <fstream>
 #include <optional>
 #include <string>
 #include <vector>
@@ -31,15 +31,8 @@ std::string TimeText(std::chrono::system_clock::time_point aTime);
 class TrafficLog
 {
 public:
-    /// How large a file becomes before it is set aside: "FILE.log" becomes "FILE.1.log", that one "FILE.2.log" and so on. The oldest
-    /// is removed.
-    struct Limit
-    {
-        uint64_t mBytes = 0; ///< Of a file, which is a packet or a line larger at the most; 0: no limit.
-        uint32_t mFiles = 4; ///< That stay beside the one that is written.
-
-        bool operator==(const Limit&) const = default;
-    };
+    /// How large a file becomes before it is set aside; it is a packet or a line larger at the most.
+    using Limit = RotatingFile::Limit;
 
     static constexpr char cSent = '>';
     static constexpr char cReceived = '<';
@@ -72,20 +65,13 @@ public:
                             const std::vector<uint8_t>& aBytes);
 
 private:
-    std::string CannotWrite(const std::string& aWhy) const JX_REQUIRES(mLock);
-    std::string OpenLocked() JX_REQUIRES(mLock);
-    void Rotate() JX_REQUIRES(mLock);
+    void BeginSection() JX_REQUIRES(mLock);
     void FlushLocked() JX_REQUIRES(mLock);
     void AddLines(char aDirection, const uint8_t* aData, size_t aSize) JX_REQUIRES(mLock);
     void WriteLocked(const std::string& aText) JX_REQUIRES(mLock);
 
     mutable JxUtilsLib::Mutex mLock;
-    std::ofstream mFile JX_GUARDED_BY(mLock);
-    std::string mFailure JX_GUARDED_BY(mLock);
-    bool mOpen JX_GUARDED_BY(mLock) = false;
-    std::string mPath JX_GUARDED_BY(mLock);
-    Limit mLimit JX_GUARDED_BY(mLock);
-    uint64_t mBytes JX_GUARDED_BY(mLock) = 0;                   // of the file
+    RotatingFile mFile JX_GUARDED_BY(mLock);
     std::optional<PcapngSection> mSection JX_GUARDED_BY(mLock); // of a pcapng file
     std::vector<uint8_t> mLine JX_GUARDED_BY(mLock);
     std::chrono::system_clock::time_point mLineTime JX_GUARDED_BY(mLock);
