@@ -15,7 +15,7 @@ packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev libtomlplusplus-
 if [ "${1:-}" = "--tests" ] || [ "${1:-}" = "--all" ]; then
   packages+=(googletest pkg-config libaravis-dev libusb-1.0-0-dev python3 python3-pytest python3-serial python3-setuptools
     python3-wheel mypy aravis-tools aravis-tools-cli libxml2-utils tshark mandoc zsh fish iproute2 dpkg-dev file procps git
-    systemd)
+    systemd ncat ser2net)
 fi
 if [ "${1:-}" = "--all" ]; then
   packages+=(lld llvm clang clang-tidy clang-format libclang-rt-14-dev doxygen graphviz util-linux
