@@ -20,8 +20,6 @@ namespace
 
 constexpr char cSourceFile[] = "Libraries/KySerial/Bridge";
 
-constexpr uint32_t cReceiveBufferSize = 0x10000;
-
 constexpr char cUart[] = "UART";
 
 // The features' entries, each with the value of the configuration that it stands for.
@@ -192,8 +190,7 @@ KyResult Bridge::OpenDevicePort(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
         return lResult;
     }
     UseWriteMonitor();
-    // Ignored: without the memory for it the port works with its own, smaller buffer.
-    static_cast<void>(mDevicePort->SetRxBufferSize(cReceiveBufferSize));
+    UseLargeBuffer();
     GetParameters();
     static_cast<void>(BackupPortConfig()); // ignored: what could not be saved is not restored
     return lResult;

@@ -206,6 +206,7 @@ private:
     uint32_t SyncAll(uint32_t aBaudRate, bool aForce);
     bool ReopenDevicePort();
     void UseWriteMonitor();
+    void UseLargeBuffer();
     void EndDeviceTransfers(bool aEnd);
     static uint32_t WatchThread(void* aBridge);
     void Watch();

@@ -18,6 +18,7 @@ namespace
 
 constexpr uint32_t cLookPeriod = 50;   // ms; how late an absence of the device is noticed
 constexpr uint64_t cRetryPeriod = 500; // ms
+constexpr uint32_t cReceiveBufferSize = 0x10000;
 
 } // namespace
 
@@ -57,6 +58,12 @@ bool Bridge::ReopenDevicePort()
     }
     EndDeviceTransfers(false); // a port that could not be opened has the engine that it had
     return lIsOpen;
+}
+
+void Bridge::UseLargeBuffer()
+{
+    // Ignored: without the memory for it the port works with its own, smaller buffer.
+    static_cast<void>(mDevicePort->SetRxBufferSize(cReceiveBufferSize));
 }
 
 // A new engine has no monitor yet.
@@ -137,6 +144,10 @@ KyResult Bridge::Reconnect()
     if ((lRefused & ~mRefusedSettings) != 0 || mStop || !ReopenDevicePort())
     {
         return KyResult(KyResult::FAILURE); // logged where it was found
+    }
+    {
+        const auto lInside = mGate.Share();
+        UseLargeBuffer(); // the engine is a new one; Recover() alone leaves it its own, smaller buffer
     }
     mRefusedSettings = lRefused;
     mWatch.SetUp(lGeneration);

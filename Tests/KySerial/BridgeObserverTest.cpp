@@ -289,6 +289,18 @@ TEST_F(BridgeReconnectTest, ADeviceThatIsBackGetsItsSettingsAndThePortWorks)
     EXPECT_EQ(ToDevice().mDelivered, 5U);
 }
 
+TEST_F(BridgeReconnectTest, ADeviceThatIsBackHasTheRoomForReceivedBytesThatItHadBefore)
+{
+    Start();
+    Vanish();
+    EXPECT_TRUE(WaitForLine("gone"));
+    Return();
+    EXPECT_TRUE(WaitForLine("back 0"));
+    uint32_t lSize = 0;
+    EXPECT_THAT(mBridge->GetPort()->GetRxBufferSize(lSize), IsOK());
+    EXPECT_EQ(lSize, 65536U);
+}
+
 // A restart that is over before anybody has looked shows in the connection's number alone.
 TEST_F(BridgeReconnectTest, ARestartBetweenTwoLooksIsNoticed)
 {
