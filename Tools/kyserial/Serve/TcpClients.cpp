@@ -159,7 +159,7 @@ void TcpHost::State::TakeBytes(TcpClient& aClient, const uint8_t* aBytes, size_t
         return;
     }
     mQueue.Add({reinterpret_cast<const char*>(aBytes), aCount});
-    mChanged.NotifyAll();
+    mForDevice.NotifyAll();
 }
 
 bool TcpHost::State::IsWriter(const TcpClient& aClient) const
@@ -206,7 +206,7 @@ void TcpHost::State::Send(const ClientPtr& aClient)
                               const LockScope lScope(lThis->mMutex);
                               aClient->mSending.erase(0, aWritten);
                               aClient->mSendingBytes -= std::min(aClient->mSendingBytes, aWritten);
-                              lThis->mChanged.NotifyAll();
+                              lThis->mHasRoom.NotifyAll();
                           }
                           if (aError)
                           {
@@ -263,7 +263,7 @@ void TcpHost::State::Remove(const ClientPtr& aClient, bool aByUs)
             aClient->mWaitingBytes + aClient->mSendingBytes;
     }
     Disconnect(*aClient);
-    mChanged.NotifyAll();
+    mHasRoom.NotifyAll();
     if (!mClients.empty() && mClients.front()->mHeld) // it writes from now on
     {
         PostFlush();

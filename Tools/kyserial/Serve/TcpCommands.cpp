@@ -61,7 +61,7 @@ void TcpHost::State::Obey(const ClientPtr& aClient, ComPortCommand aCommand, uin
         return;
     }
     mQueue.Add(lRequest);
-    mChanged.NotifyAll();
+    mForDevice.NotifyAll();
 }
 
 void TcpHost::State::Purge(TcpClient& aClient, uint32_t aWhat)
@@ -78,7 +78,7 @@ void TcpHost::State::Purge(TcpClient& aClient, uint32_t aWhat)
         mCounts.mPurged += mQueue.DropBytes();
     }
     aClient.mWaiting += Confirmation(ComPortCommand::PurgeData, aWhat);
-    mChanged.NotifyAll();
+    mForDevice.NotifyAll();
 }
 
 } // namespace KySerialTool

@@ -32,12 +32,13 @@ void TcpHost::State::Close()
 {
     EndTransfers();
     std::promise<void> lDone;
-    boost::asio::post(mContext,
-                      [&]
-                      {
-                          CloseAll();
-                          lDone.set_value();
-                      });
+    const auto lClose = [&]
+    {
+        CloseAll();
+        lDone.set_value();
+    };
+    // In two steps: what clients have been sent meanwhile is counted in between, and not as lost.
+    boost::asio::post(mContext, [&] { boost::asio::post(mContext, lClose); });
     lDone.get_future().wait();
 }
 
@@ -52,7 +53,7 @@ bool TcpHost::State::Insert(const std::string& aBytes)
     if (!aBytes.empty())
     {
         mQueue.Add(aBytes);
-        mChanged.NotifyAll();
+        mForDevice.NotifyAll();
     }
     return true;
 }
@@ -63,7 +64,7 @@ IKySerialBridgeHost::ReadEnd TcpHost::State::Read(uint8_t* aBuffer, uint32_t aSi
     const LockScope lScope(mMutex);
     while (!mEnded && mQueue.IsEmpty())
     {
-        mChanged.Wait(mMutex);
+        mForDevice.Wait(mMutex);
     }
     if (mEnded)
     {
@@ -97,12 +98,12 @@ void TcpHost::State::WaitForRoom()
 {
     while (mClients.size() <= 1 && !HasRoom())
     {
-        mChanged.Wait(mMutex);
+        mHasRoom.Wait(mMutex);
     }
     const KyPlatform::Deadline lEnd(cPatience);
     for (uint32_t lLeft = cPatience; lLeft > 0 && !HasRoom(); lLeft = lEnd.GetRemaining())
     {
-        mChanged.WaitFor(mMutex, lLeft);
+        mHasRoom.WaitFor(mMutex, lLeft);
     }
 }
 
@@ -161,7 +162,8 @@ void TcpHost::State::EndTransfers() noexcept
 {
     const LockScope lScope(mMutex);
     mEnded = true;
-    mChanged.NotifyAll();
+    mForDevice.NotifyAll();
+    mHasRoom.NotifyAll();
 }
 
 TcpCounts TcpHost::State::GetCounts() const

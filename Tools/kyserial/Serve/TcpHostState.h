@@ -111,7 +111,9 @@ private:
     uint16_t mPort = 0;
     News mFull{};
     mutable JxUtilsLib::Mutex mMutex;
-    JxUtilsLib::Condition mChanged;
+    // Two, since a byte to a client would wake the thread that waits for one from it.
+    JxUtilsLib::Condition mForDevice;                    // something waits for the bridge
+    JxUtilsLib::Condition mHasRoom;                      // a client has taken bytes, or is gone
     std::list<ClientPtr> mClients JX_GUARDED_BY(mMutex); // in the order of their coming
     ClientQueue mQueue JX_GUARDED_BY(mMutex);
     std::optional<ClientQueue::Request> mAnswer JX_GUARDED_BY(mMutex); // that NotifySettings() gives
