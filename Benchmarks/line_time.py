@@ -8,6 +8,7 @@ import select
 import socket
 import statistics
 import subprocess
+import sys
 import tempfile
 import time
 import tty
@@ -230,15 +231,21 @@ def measure_starts(place, repeats):
     return figures
 
 
+def measure_all_commands(place, repeats):
+    return {f"{way}_{rate}_ms": measure_commands(place, way, rate, repeats)
+            for way in (("term", "tcp") if place.is_windows else WAYS) for rate in (9600, 115200)}
+
+
 def measure_place(place, quick):
+    """A part that fails leaves its rows out, and says why."""
     figures = {}
     repeats = 1 if quick else 5
-    for way in ("term", "tcp") if place.is_windows else WAYS:
-        for rate in (9600, 115200):
-            figures[f"{way}_{rate}_ms"] = measure_commands(place, way, rate, 5 if quick else 40)
-    figures.update(measure_streams(place, 1 if quick else 3))
-    figures.update(measure_memories(place, repeats))
-    figures.update(measure_starts(place, repeats))
+    for part, count in ((measure_all_commands, 5 if quick else 40), (measure_streams, 1 if quick else 3),
+                        (measure_memories, repeats), (measure_starts, repeats)):
+        try:
+            figures.update(part(place, count))
+        except (subprocess.SubprocessError, OSError, ValueError) as error:
+            print(f"line: {part.__name__} of {place.program[-1]}, {place.device}: {error}", file=sys.stderr)
     return figures
 
 
