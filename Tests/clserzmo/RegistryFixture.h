@@ -17,7 +17,7 @@ protected:
     {
         return {aEntry.mName, strnlen(aEntry.mName, sizeof(aEntry.mName))};
     }
-    /// The entry of this name in the section; one of the test's own when there is none.
+    /// The entry of this name in the section. Without one: an entry of the test itself.
     KySerialLib::SharedRegistryEntry& GetEntry(const std::string& aName)
     {
         KySerialLib::SharedRegistryEntry* lEntry = nullptr;

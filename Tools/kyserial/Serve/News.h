@@ -23,7 +23,7 @@ public:
     /// It happens.
     void Add(const std::string& aText, Clock::time_point aNow = Clock::now());
 
-    /// The text of a beginning since the last call; empty: there is none.
+    /// Takes the text that the log is to have. Empty: nothing has begun since the last call.
     std::string Take();
 
 private:

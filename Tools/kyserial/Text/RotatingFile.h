@@ -33,7 +33,7 @@ public:
     /// \return Whether another file has been begun after it.
     bool Write(const std::string& aText);
 
-    /// Why texts are lost, "cannot write it.log: No space left on device"; empty: none is.
+    /// Why texts are lost, "cannot write it.log: No space left on device"; empty: no text is lost.
     const std::string& GetFailure() const { return mFailure; }
 
     /// "cannot write it.log" and why.
