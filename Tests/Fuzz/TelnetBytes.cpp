@@ -2,7 +2,7 @@
 // limit, and the server answers no more than it is asked.
 
 #include "Fuzz/FuzzInput.h"
-#include "kyserial/Serve/Telnet.h"
+#include "kyserial/Serve/Tcp/Telnet.h"
 
 #include <string>
 

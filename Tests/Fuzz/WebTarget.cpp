@@ -2,7 +2,7 @@
 // nobody is let in without the whole secret.
 
 #include "Fuzz/FuzzInput.h"
-#include "kyserial/Serve/WebRequest.h"
+#include "kyserial/Serve/Web/WebRequest.h"
 
 #include <string>
 

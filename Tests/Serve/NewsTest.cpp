@@ -1,6 +1,6 @@
 // What a log has once, however often it happens.
 
-#include "kyserial/Serve/News.h"
+#include "kyserial/Serve/Status/News.h"
 
 #include <gtest/gtest.h>
 

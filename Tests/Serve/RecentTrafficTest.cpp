@@ -1,4 +1,4 @@
-#include "kyserial/Serve/RecentTraffic.h"
+#include "kyserial/Serve/Status/RecentTraffic.h"
 
 #include <gtest/gtest.h>
 

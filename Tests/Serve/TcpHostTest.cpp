@@ -1,6 +1,6 @@
 // The host sides over TCP, with the test in the bridge's place: clients of all kinds, hostile ones included.
 
-#include "kyserial/Serve/TcpHost.h"
+#include "kyserial/Serve/Tcp/TcpHost.h"
 #include "Support/WaitFor.h"
 #include "kyserial/Text/Failure.h"
 

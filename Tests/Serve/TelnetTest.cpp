@@ -1,6 +1,6 @@
 // The server's half of telnet and RFC 2217, byte by byte.
 
-#include "kyserial/Serve/Telnet.h"
+#include "kyserial/Serve/Tcp/Telnet.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "kyserial/Serve/WebRequest.h"
+#include "kyserial/Serve/Web/WebRequest.h"
 
 #include <gtest/gtest.h>
 

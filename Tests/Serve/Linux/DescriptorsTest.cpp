@@ -1,8 +1,8 @@
 // Host sides over TCP in a process that has all the descriptors it may have.
 
 #include "Support/WaitFor.h"
-#include "kyserial/Serve/TcpHost.h"
-#include "kyserial/Serve/WebServer.h"
+#include "kyserial/Serve/Tcp/TcpHost.h"
+#include "kyserial/Serve/Web/WebServer.h"
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>

@@ -4,7 +4,7 @@
 #include "kyserial/Bridge/BridgedPort.h"
 #include "kyserial/Device/DeviceSelector.h"
 #include "kyserial/Options/Options.h"
-#include "kyserial/Serve/Network.h"
+#include "kyserial/Serve/Tcp/Network.h"
 #include "kyserial/Terminal/TrafficLog.h"
 
 #include <string>

@@ -5,8 +5,8 @@
 #include "kyserial/Bridge/PtyHost.h"
 #include "kyserial/Device/DeviceSelector.h"
 #include "kyserial/Options/Options.h"
-#include "kyserial/Serve/Network.h"
-#include "kyserial/Serve/RecentTraffic.h"
+#include "kyserial/Serve/Status/RecentTraffic.h"
+#include "kyserial/Serve/Tcp/Network.h"
 #include "kyserial/Terminal/TerminalLink.h"
 #include "kyserial/Terminal/TrafficLog.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kyserial/Serve/TcpHost.h"
+#include "kyserial/Serve/Tcp/TcpHost.h"
 
 #include <string>
 

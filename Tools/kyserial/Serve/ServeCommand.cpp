@@ -2,8 +2,8 @@
 
 #include "kyserial/Serve/ServeConfiguration.h"
 #include "kyserial/Serve/Service.h"
-#include "kyserial/Serve/StatusText.h"
-#include "kyserial/Serve/WebServer.h"
+#include "kyserial/Serve/Status/StatusText.h"
+#include "kyserial/Serve/Web/WebServer.h"
 #include "kyserial/Text/Failure.h"
 
 #include <functional>

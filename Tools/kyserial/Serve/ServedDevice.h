@@ -1,9 +1,9 @@
 #pragma once
 
 #include "kyserial/Bridge/BridgedPort.h"
-#include "kyserial/Serve/RecentTraffic.h"
 #include "kyserial/Serve/ServeConfiguration.h"
 #include "kyserial/Serve/ServiceLog.h"
+#include "kyserial/Serve/Status/RecentTraffic.h"
 
 #include <JxUtilsLib/Event.h>
 

@@ -1,12 +1,12 @@
 #pragma once
 
 #include "kyserial/Options/Options.h"
-#include "kyserial/Serve/Network.h"
 #include "kyserial/Serve/ServeConfiguration.h"
 #include "kyserial/Serve/ServedDevice.h"
 #include "kyserial/Serve/ServiceLog.h"
-#include "kyserial/Serve/WebServer.h"
-#include "kyserial/Serve/WebSite.h"
+#include "kyserial/Serve/Tcp/Network.h"
+#include "kyserial/Serve/Web/WebServer.h"
+#include "kyserial/Serve/Web/WebSite.h"
 
 #include <KyPlatform/NamedEvent.h>
 #include <Platform/HangUp.h>

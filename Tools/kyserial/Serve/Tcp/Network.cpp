@@ -1,4 +1,4 @@
-#include "kyserial/Serve/Network.h"
+#include "kyserial/Serve/Tcp/Network.h"
 
 #include "kyserial/Text/Failure.h"
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "kyserial/Serve/ServedDevice.h"
-#include "kyserial/Serve/WebServer.h"
+#include "kyserial/Serve/Web/WebServer.h"
 
 #include <cstdint>
 #include <optional>

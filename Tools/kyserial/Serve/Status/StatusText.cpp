@@ -1,4 +1,4 @@
-#include "kyserial/Serve/StatusText.h"
+#include "kyserial/Serve/Status/StatusText.h"
 
 #include "kyserial/Text/Failure.h"
 #include "kyserial/Text/Hex.h"

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "kyserial/Serve/Acceptor.h"
-#include "kyserial/Serve/ClientQueue.h"
-#include "kyserial/Serve/ComPortAnswers.h"
-#include "kyserial/Serve/TcpHost.h"
-#include "kyserial/Serve/Telnet.h"
+#include "kyserial/Serve/Tcp/Acceptor.h"
+#include "kyserial/Serve/Tcp/ClientQueue.h"
+#include "kyserial/Serve/Tcp/ComPortAnswers.h"
+#include "kyserial/Serve/Tcp/TcpHost.h"
+#include "kyserial/Serve/Tcp/Telnet.h"
 
 #include <JxUtilsLib/Condition.h>
 #include <JxUtilsLib/Mutex.h>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kyserial/Serve/Network.h"
+#include "kyserial/Serve/Tcp/Network.h"
 
 #include <KySerial/IKySerialBridgeHost.h>
 

@@ -1,4 +1,4 @@
-#include "kyserial/Serve/TcpHostState.h"
+#include "kyserial/Serve/Tcp/TcpHostState.h"
 
 #include <JxUtilsLib/LockScope.h>
 #include <KyPlatform/Deadline.h>

@@ -1,4 +1,4 @@
-#include "kyserial/Serve/ClientQueue.h"
+#include "kyserial/Serve/Tcp/ClientQueue.h"
 
 #include <utility>
 

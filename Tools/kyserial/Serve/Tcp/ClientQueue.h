@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kyserial/Serve/Telnet.h"
+#include "kyserial/Serve/Tcp/Telnet.h"
 
 #include <KySerial/IKySerialBridgeHost.h>
 

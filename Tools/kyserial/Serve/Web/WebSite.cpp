@@ -1,6 +1,6 @@
-#include "kyserial/Serve/WebSite.h"
+#include "kyserial/Serve/Web/WebSite.h"
 
-#include "kyserial/Serve/StatusText.h"
+#include "kyserial/Serve/Status/StatusText.h"
 #include "kyserial/Text/Hex.h"
 #include "kyserial/WebPage.h"
 

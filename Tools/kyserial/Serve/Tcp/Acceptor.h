@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kyserial/Serve/News.h"
+#include "kyserial/Serve/Status/News.h"
 
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/steady_timer.hpp>

@@ -1,6 +1,6 @@
-#include "kyserial/Serve/WebServer.h"
+#include "kyserial/Serve/Web/WebServer.h"
 
-#include "kyserial/Serve/Acceptor.h"
+#include "kyserial/Serve/Tcp/Acceptor.h"
 #include "kyserial/Text/Failure.h"
 
 #include <boost/asio/ip/tcp.hpp>

@@ -1,4 +1,4 @@
-#include "kyserial/Serve/News.h"
+#include "kyserial/Serve/Status/News.h"
 
 #include <JxUtilsLib/LockScope.h>
 

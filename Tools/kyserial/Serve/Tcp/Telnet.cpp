@@ -1,4 +1,4 @@
-#include "kyserial/Serve/Telnet.h"
+#include "kyserial/Serve/Tcp/Telnet.h"
 
 namespace KySerialTool
 {

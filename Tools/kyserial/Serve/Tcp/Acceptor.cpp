@@ -1,4 +1,4 @@
-#include "kyserial/Serve/Acceptor.h"
+#include "kyserial/Serve/Tcp/Acceptor.h"
 
 #include "kyserial/Text/Failure.h"
 

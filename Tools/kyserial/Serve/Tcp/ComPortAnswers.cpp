@@ -1,4 +1,4 @@
-#include "kyserial/Serve/ComPortAnswers.h"
+#include "kyserial/Serve/Tcp/ComPortAnswers.h"
 
 #include <algorithm>
 #include <array>

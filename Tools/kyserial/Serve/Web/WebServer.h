@@ -1,7 +1,7 @@
 #pragma once
 
-#include "kyserial/Serve/Network.h"
-#include "kyserial/Serve/WebRequest.h"
+#include "kyserial/Serve/Tcp/Network.h"
+#include "kyserial/Serve/Web/WebRequest.h"
 
 #include <cstdint>
 #include <functional>
