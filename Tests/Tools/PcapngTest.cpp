@@ -32,26 +32,25 @@ TEST_F(PcapngTest, SectionHasOneInterfaceOfASerialLine)
 {
     EXPECT_EQ("\x0A\x0D\x0D\x0A\x2C\0\0\0\x4D\x3C\x2B\x1A\x01\0\0\0\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF"
               "\x04\0\x08\0kyserial\0\0\0\0\x2C\0\0\0"
-              "\x01\0\0\0\x14\0\0\0\xFA\0\0\0\0\0\0\0\x14\0\0\0"s,
+              "\x01\0\0\0\x20\0\0\0\xFA\0\0\0\0\0\0\0\x09\0\x01\0\x09\0\0\0\0\0\0\0\x20\0\0\0"s,
               PcapngSection::Header());
 }
 
 TEST_F(PcapngTest, PacketHasTimeDirectionAndBytes)
 {
-    const std::string lPacket = PcapngSection(cBegin).Packet(cBegin + 2s + 3us, true, cHi, sizeof(cHi));
-    const std::string lTime = "\x15\x44\x06\0\x43\xF9\x38\xC2"s; // microseconds since 1970, high half first
+    const std::string lPacket =
+        PcapngSection(cBegin).Packet(cBegin + 2s + 3us + 400ns, true, cHi, sizeof(cHi));
     EXPECT_EQ("\x06\0\0\0\x3C\0\0\0\0\0\0\0"s, lPacket.substr(0, 12));
     EXPECT_EQ(
         "\x0F\0\0\0\x0F\0\0\0\0\0\0\x02\0\0\0\x03\x01\0\0\0Hi!\0\x02\0\x04\0\x02\0\0\0\0\0\0\0\x3C\0\0\0"s,
         lPacket.substr(20));
-    EXPECT_EQ(lTime.size(), lPacket.substr(12, 8).size());
-    uint64_t lMicroseconds = 0;
+    uint64_t lNanoseconds = 0; // since 1970, high half first
     for (const size_t lByte : {15U, 14U, 13U, 12U, 19U, 18U, 17U, 16U})
     {
-        lMicroseconds = lMicroseconds << 8U | static_cast<uint8_t>(lPacket[lByte]);
+        lNanoseconds = lNanoseconds << 8U | static_cast<uint8_t>(lPacket[lByte]);
     }
-    EXPECT_EQ(duration_cast<microseconds>((cBegin + 2s + 3us).time_since_epoch()).count(),
-              static_cast<int64_t>(lMicroseconds));
+    EXPECT_EQ(nanoseconds((cBegin + 2s + 3us + 400ns).time_since_epoch()).count(),
+              static_cast<int64_t>(lNanoseconds));
 }
 
 TEST_F(PcapngTest, ReceivedBytesAreOfTheirOwnKind)
@@ -83,7 +82,8 @@ TEST_F(PcapngTest, LogWritesASectionForEachTimeThatItIsOpened)
     const std::string lText = KyTest::ReadFile(mPath);
     ASSERT_TRUE(lText.starts_with(PcapngSection::Header()));
     const size_t lOne = lText.size() / 2;
-    EXPECT_EQ(PcapngSection::Header() + lText.substr(64, lOne - 64), lText.substr(0, lOne));
+    const size_t lHeader = PcapngSection::Header().size();
+    EXPECT_EQ(PcapngSection::Header() + lText.substr(lHeader, lOne - lHeader), lText.substr(0, lOne));
     EXPECT_TRUE(lText.substr(lOne).starts_with(PcapngSection::Header()));
     EXPECT_THAT(lText.substr(lOne), HasSubstr("Hi!"));
 }

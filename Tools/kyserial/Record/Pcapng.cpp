@@ -24,6 +24,7 @@ constexpr uint16_t cEndOfOptions = 0;
 constexpr uint16_t cComment = 1;
 constexpr uint16_t cFlags = 2;
 constexpr uint16_t cProgram = 4;
+constexpr uint16_t cTimeResolution = 9;
 constexpr uint32_t cInbound = 1;
 constexpr uint32_t cOutbound = 2;
 
@@ -82,7 +83,9 @@ std::string PcapngSection::Header()
     constexpr uint64_t cUnknownLength = ~uint64_t(0);
     const std::string lSection = Little(cByteOrder) + Little(uint16_t(1)) + Little(uint16_t(0)) +
                                  Little(cUnknownLength) + Option(cProgram, "kyserial") + EndOfOptions();
-    const std::string lInterface = Little(cRtacSerial) + Little(uint16_t(0)) + Little(uint32_t(0));
+    constexpr char cNanoseconds = 9; // 10^-9 s; without it times are read as microseconds
+    const std::string lInterface = Little(cRtacSerial) + Little(uint16_t(0)) + Little(uint32_t(0)) +
+                                   Option(cTimeResolution, std::string(1, cNanoseconds)) + EndOfOptions();
     return Framed(cSectionHeader, lSection) + Framed(cInterface, lInterface);
 }
 
@@ -107,9 +110,10 @@ std::string PcapngSection::Block(Time aTime, uint8_t aKind, const std::string& a
                                  const std::string& aOptions) const
 {
     using std::chrono::microseconds;
-    constexpr uint32_t cSecond = 1000000;
+    using std::chrono::nanoseconds;
+    constexpr uint32_t cSecond = 1000000; // a packet's own header has microseconds
     const auto lNow =
-        static_cast<uint64_t>(std::chrono::floor<microseconds>(aTime.time_since_epoch()).count());
+        static_cast<uint64_t>(std::chrono::floor<nanoseconds>(aTime.time_since_epoch()).count());
     const auto lSince = static_cast<uint64_t>(
         std::max(std::chrono::floor<microseconds>(aTime - mBegin), microseconds(0)).count());
     const std::string lPacket = Big(static_cast<uint32_t>(lSince / cSecond)) +

@@ -9,7 +9,7 @@ namespace KySerialTool
 {
 
 /// Blocks of a pcapng file with the traffic of a serial line, as network analysers read them: link type 250,
-/// "RTAC serial". Each packet has a header of twelve bytes with its time since the section's beginning and its
+/// "RTAC serial", times in nanoseconds. Each packet has a header of twelve bytes with its time since the section's beginning and its
 /// kind.
 class PcapngSection
 {

@@ -3,6 +3,7 @@
 #include "kyserial/Text/Hex.h"
 
 #include <JxUtilsLib/LockScope.h>
+#include <Platform/PreciseTime.h>
 
 #include <algorithm>
 #include <array>
@@ -59,7 +60,7 @@ std::string TrafficLog::Open(const std::string& aPath, const Limit& aLimit)
 // The smallest file has room for a header, so that the header begins no other file.
 void TrafficLog::BeginSection()
 {
-    mSection.emplace(std::chrono::system_clock::now());
+    mSection.emplace(KyToolPlatform::PreciseTime());
     static_cast<void>(mFile.Write(PcapngSection::Header()));
 }
 
@@ -77,7 +78,7 @@ void TrafficLog::Add(char aDirection, const uint8_t* aData, size_t aSize)
     }
     if (mSection.has_value())
     {
-        WriteLocked(mSection->Packet(std::chrono::system_clock::now(), aDirection == cSent, aData, aSize));
+        WriteLocked(mSection->Packet(KyToolPlatform::PreciseTime(), aDirection == cSent, aData, aSize));
         return;
     }
     AddLines(aDirection, aData, aSize);
@@ -85,7 +86,7 @@ void TrafficLog::Add(char aDirection, const uint8_t* aData, size_t aSize)
 
 void TrafficLog::AddLines(char aDirection, const uint8_t* aData, size_t aSize)
 {
-    const auto lNow = std::chrono::system_clock::now();
+    const auto lNow = KyToolPlatform::PreciseTime();
     if (mLineDirection != aDirection)
     {
         FlushLocked();
@@ -107,7 +108,7 @@ void TrafficLog::AddLines(char aDirection, const uint8_t* aData, size_t aSize)
 
 void TrafficLog::AddNote(const std::string& aText)
 {
-    const auto lNow = std::chrono::system_clock::now();
+    const auto lNow = KyToolPlatform::PreciseTime();
     const JxUtilsLib::LockScope lScope(mLock);
     FlushLocked();
     if (mFile.IsOpen())
