@@ -2,7 +2,6 @@
 
 #include <JxUtilsLib/LockScope.h>
 #include <boost/asio/post.hpp>
-#include <boost/asio/write.hpp>
 
 #include <algorithm>
 #include <chrono>
@@ -58,7 +57,7 @@ void TcpHost::State::Admit(tcp::socket aSocket)
     Error lIgnored; // a connection that takes no option works without
     aSocket.set_option(tcp::no_delay(true), lIgnored);
     aSocket.set_option(Asio::socket_base::keep_alive(true), lIgnored);
-    const auto lClient = std::make_shared<TcpClient>(mContext, std::move(aSocket));
+    const auto lClient = std::make_shared<TcpClient>(mContext, std::move(aSocket), mSettings.mTelnet);
     if (!Enter(lClient))
     {
         return; // which closes it
@@ -79,7 +78,7 @@ bool TcpHost::State::Enter(const ClientPtr& aClient)
                   (lMost == 1 ? " is" : " are") + " there, and no more are allowed");
         return false;
     }
-    aClient->mWaiting = mSettings.mTelnet ? Telnet::Greeting() : std::string();
+    aClient->mOutput.AddAnswer(mSettings.mTelnet ? Telnet::Greeting() : std::string());
     mClients.push_back(aClient);
     ++mCounts.mAccepted;
     return true;
@@ -145,7 +144,7 @@ void TcpHost::State::TakePiece(const ClientPtr& aClient, size_t aCount)
     Hearer lHearer(*this, aClient);
     aClient->mTelnet.Receive(aClient->mPiece.data(), aCount, lHearer, lReply);
     const LockScope lScope(mMutex);
-    aClient->mWaiting += lReply;
+    aClient->mOutput.AddAnswer(lReply);
     mCounts.mFaults += aClient->mTelnet.GetFaults() - lFaults;
 }
 
@@ -173,15 +172,10 @@ void TcpHost::State::Flush(const ClientPtr& aClient)
     bool lIsTooMuch = false;
     {
         const LockScope lScope(mMutex);
-        lIsTooMuch = aClient->mWaiting.size() > mSettings.mMostWaiting * 2 + cMostAnswers;
-        if (!lIsTooMuch && (!aClient->mSending.empty() || aClient->mWaiting.empty() || aClient->mPaused))
+        lIsTooMuch = aClient->mOutput.GetWaiting() > mSettings.mMostWaiting * 2 + cMostAnswers;
+        if (!lIsTooMuch && (aClient->mPaused || !aClient->mOutput.Begin()))
         {
             return;
-        }
-        if (!lIsTooMuch)
-        {
-            aClient->mSending.swap(aClient->mWaiting);
-            aClient->mSendingBytes = std::exchange(aClient->mWaitingBytes, 0);
         }
     }
     if (lIsTooMuch) // answers to a client that asks and does not read
@@ -192,30 +186,51 @@ void TcpHost::State::Flush(const ClientPtr& aClient)
     Send(aClient);
 }
 
-// One write at a time; what comes meanwhile follows in the next.
+// One write at a time, and each piece that has left counts at once; what comes meanwhile follows in the next.
 void TcpHost::State::Send(const ClientPtr& aClient)
 {
     if (!aClient->mSocket.is_open())
     {
         return;
     }
-    Asio::async_write(aClient->mSocket, Asio::buffer(aClient->mSending),
-                      [lThis = shared_from_this(), aClient](const Error& aError, size_t aWritten)
-                      {
-                          {
-                              const LockScope lScope(lThis->mMutex);
-                              aClient->mSending.erase(0, aWritten);
-                              aClient->mSendingBytes -= std::min(aClient->mSendingBytes, aWritten);
-                              lThis->mHasRoom.NotifyAll();
-                          }
-                          if (aError)
-                          {
-                              lThis->Remove(aClient, false);
-                              return;
-                          }
-                          lThis->Watch(aClient);
-                          lThis->Flush(aClient);
-                      });
+    {
+        const LockScope lScope(mMutex);
+        aClient->mSends = true;
+        ++mSends;
+    }
+    aClient->mSocket.async_write_some(
+        Asio::buffer(aClient->mOutput.GetSending()),
+        [lThis = shared_from_this(), aClient](const Error& aError, size_t aWritten)
+        {
+            lThis->CountSent(*aClient, aWritten);
+            if (aError)
+            {
+                lThis->Remove(aClient, false);
+                return;
+            }
+            lThis->Watch(aClient);
+            if (aClient->mOutput.GetSending().empty()) // only this thread changes it
+            {
+                lThis->Flush(aClient);
+            }
+            else
+            {
+                lThis->Send(aClient);
+            }
+        });
+}
+
+void TcpHost::State::CountSent(TcpClient& aClient, size_t aCount)
+{
+    const LockScope lScope(mMutex);
+    aClient.mSends = false;
+    --mSends;
+    aClient.mOutput.Sent(aCount);
+    if (aClient.mLeftOver != nullptr)
+    {
+        mCounts.*aClient.mLeftOver += aClient.mOutput.GetBytes();
+    }
+    mHasRoom.NotifyAll();
 }
 
 void TcpHost::State::FlushAll()
@@ -259,8 +274,11 @@ void TcpHost::State::Remove(const ClientPtr& aClient, bool aByUs)
     mCounts.mDisconnected += aByUs ? 1 : 0;
     if (mClients.empty()) // else another one has the bytes
     {
-        (mClosed ? mCounts.mStoppedToUser : mCounts.mUnread) +=
-            aClient->mWaitingBytes + aClient->mSendingBytes;
+        aClient->mLeftOver = mClosed ? &TcpCounts::mStoppedToUser : &TcpCounts::mUnread;
+        if (!aClient->mSends) // else CountSent() knows how much is left
+        {
+            mCounts.*aClient->mLeftOver += aClient->mOutput.GetBytes();
+        }
     }
     Disconnect(*aClient);
     mHasRoom.NotifyAll();

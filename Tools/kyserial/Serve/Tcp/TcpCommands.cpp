@@ -19,13 +19,13 @@ void TcpHost::State::TakeCommand(const ClientPtr& aClient, ComPortCommand aComma
     switch (aCommand)
     {
     case ComPortCommand::Signature:
-        aClient->mWaiting += aValue.empty() ? Telnet::Answer(aCommand, "kyserial") : std::string();
+        aClient->mOutput.AddAnswer(aValue.empty() ? Telnet::Answer(aCommand, "kyserial") : std::string());
         break;
     case ComPortCommand::SetDataSize:
-        aClient->mWaiting += Confirmation(aCommand, 8);
+        aClient->mOutput.AddAnswer(Confirmation(aCommand, 8));
         break;
     case ComPortCommand::SetControl:
-        aClient->mWaiting += ControlAnswer(lValue, aClient->mControls);
+        aClient->mOutput.AddAnswer(ControlAnswer(lValue, aClient->mControls));
         break;
     case ComPortCommand::PurgeData:
         Purge(*aClient, lValue);
@@ -36,7 +36,7 @@ void TcpHost::State::TakeCommand(const ClientPtr& aClient, ComPortCommand aComma
         break;
     case ComPortCommand::SetLineStateMask:
     case ComPortCommand::SetModemStateMask:
-        aClient->mWaiting += Confirmation(aCommand, lValue);
+        aClient->mOutput.AddAnswer(Confirmation(aCommand, lValue));
         break;
     case ComPortCommand::NotifyLineState:
     case ComPortCommand::NotifyModemState:
@@ -57,7 +57,7 @@ void TcpHost::State::Obey(const ClientPtr& aClient, ComPortCommand aCommand, uin
     }
     if (!IsWriter(*aClient))
     {
-        aClient->mWaiting += LineAnswer(aCommand, mLine, 0);
+        aClient->mOutput.AddAnswer(LineAnswer(aCommand, mLine, 0));
         return;
     }
     mQueue.Add(lRequest);
@@ -77,7 +77,7 @@ void TcpHost::State::Purge(TcpClient& aClient, uint32_t aWhat)
     {
         mCounts.mPurged += mQueue.DropBytes();
     }
-    aClient.mWaiting += Confirmation(ComPortCommand::PurgeData, aWhat);
+    aClient.mOutput.AddAnswer(Confirmation(ComPortCommand::PurgeData, aWhat));
     mForDevice.NotifyAll();
 }
 

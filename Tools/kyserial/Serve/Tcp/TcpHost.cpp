@@ -37,9 +37,13 @@ void TcpHost::State::Close()
         CloseAll();
         lDone.set_value();
     };
-    // In two steps: what clients have been sent meanwhile is counted in between, and not as lost.
-    boost::asio::post(mContext, [&] { boost::asio::post(mContext, lClose); });
+    boost::asio::post(mContext, lClose);
     lDone.get_future().wait();
+    const LockScope lScope(mMutex);
+    while (mSends > 0) // the system says how much of them has left
+    {
+        mHasRoom.Wait(mMutex);
+    }
 }
 
 bool TcpHost::State::Insert(const std::string& aBytes)
@@ -134,8 +138,7 @@ uint32_t TcpHost::State::Write(const uint8_t* aData, uint32_t aSize)
             continue;
         }
         lTaken = true;
-        lClient->mWaiting += lBytes;
-        lClient->mWaitingBytes += aSize;
+        lClient->mOutput.AddBytes(lBytes, aSize);
     }
     mCounts.mUnread += lTaken ? 0 : aSize; // as of a serial port that no program has open
     if (lTaken)
@@ -153,7 +156,7 @@ void TcpHost::State::NotifySettings(const KySerialPortConfiguration& aSettings)
     const ClientPtr lClient = lAnswer.has_value() ? lAnswer->mClient.lock() : nullptr;
     if (lClient != nullptr)
     {
-        lClient->mWaiting += LineAnswer(lAnswer->mCommand, mLine, lAnswer->mAsked);
+        lClient->mOutput.AddAnswer(LineAnswer(lAnswer->mCommand, mLine, lAnswer->mAsked));
         PostFlush();
     }
 }

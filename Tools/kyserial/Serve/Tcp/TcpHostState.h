@@ -1,6 +1,7 @@
 #pragma once
 
 #include "kyserial/Serve/Tcp/Acceptor.h"
+#include "kyserial/Serve/Tcp/ClientOutput.h"
 #include "kyserial/Serve/Tcp/ClientQueue.h"
 #include "kyserial/Serve/Tcp/ComPortAnswers.h"
 #include "kyserial/Serve/Tcp/TcpHost.h"
@@ -28,13 +29,10 @@ namespace KySerialTool
 /// A client of a TcpHost.
 struct TcpClient
 {
-    TcpClient(boost::asio::io_context& aContext, boost::asio::ip::tcp::socket aSocket)
-        : mSocket(std::move(aSocket)), mIdle(aContext)
+    TcpClient(boost::asio::io_context& aContext, boost::asio::ip::tcp::socket aSocket, bool aTelnet)
+        : mSocket(std::move(aSocket)), mIdle(aContext), mOutput(aTelnet)
     {
     }
-
-    /// Bytes that wait for it, those in the hands of the system not included.
-    size_t GetWaiting() const { return mWaiting.size() + mSending.size(); }
 
     // The network's thread only.
     boost::asio::ip::tcp::socket mSocket;
@@ -46,10 +44,10 @@ struct TcpClient
     // Under the lock of the host side.
     bool mPaused = false; // its own wish: flow control
     bool mHeld = false;   // not read, because bytes wait for the device
-    std::string mWaiting{};
-    std::string mSending{};   // the system's while it is not empty
-    size_t mWaitingBytes = 0; // of the device, in mWaiting
-    size_t mSendingBytes = 0;
+    ClientOutput mOutput;
+    bool mSends = false; // the system has a part of mOutput in hand
+    uint64_t TcpCounts::*mLeftOver =
+        nullptr;                      // where to count what the system gives back of a client that is gone
     uint8_t mControls = cAllControls; // kept for the client: a camera has no such lines
 };
 
@@ -88,6 +86,7 @@ private:
     void TakePiece(const ClientPtr& aClient, size_t aCount);
     void Flush(const ClientPtr& aClient);
     void Send(const ClientPtr& aClient);
+    void CountSent(TcpClient& aClient, size_t aCount);
     void FlushAll();
     void PostFlush() JX_REQUIRES(mMutex);
     void Remove(const ClientPtr& aClient, bool aByUs);
@@ -103,7 +102,10 @@ private:
     // The bridge's side.
     bool HasRoom() const JX_REQUIRES(mMutex);
     void WaitForRoom() JX_REQUIRES(mMutex);
-    bool IsBehind(const TcpClient& aClient) const { return aClient.GetWaiting() >= mSettings.mMostWaiting; }
+    bool IsBehind(const TcpClient& aClient) const
+    {
+        return aClient.mOutput.GetSize() >= mSettings.mMostWaiting;
+    }
 
     const TcpSettings mSettings;
     boost::asio::io_context& mContext;
@@ -122,6 +124,7 @@ private:
     bool mEnded JX_GUARDED_BY(mMutex) = false;
     bool mClosed JX_GUARDED_BY(mMutex) = false;
     bool mFlushing JX_GUARDED_BY(mMutex) = false;
+    uint32_t mSends JX_GUARDED_BY(mMutex) = 0; // that the system has in hand
 };
 
 } // namespace KySerialTool
