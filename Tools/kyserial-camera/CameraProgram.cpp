@@ -137,12 +137,19 @@ public:
 uint64_t MacOf(const Options& aOptions, uint32_t aAddress)
 {
     constexpr uint64_t cLocallyAdministered = 0x020000000000U;
+    constexpr uint64_t cBelowFirstByte = 0xFFFFFFFFFFU;
     constexpr uint32_t cByte = 0xFF;
     if (aOptions.mMac.empty())
     {
-        // Cameras at other addresses, or other ports of one, are other cameras.
-        std::random_device lRandom;
-        const uint32_t lPort = aOptions.mPort == 0 ? lRandom() : aOptions.mPort - KyGvcp::cControlPort;
+        // Cameras at other addresses, or other ports of one, are other cameras. One at any free port cannot go by its port: with
+        // a byte by chance two of twenty would be one camera in every second run.
+        if (aOptions.mPort == 0)
+        {
+            std::random_device lRandom;
+            const uint64_t lChance = static_cast<uint64_t>(lRandom()) << 32U | lRandom();
+            return cLocallyAdministered | (lChance & cBelowFirstByte);
+        }
+        const uint32_t lPort = aOptions.mPort - KyGvcp::cControlPort;
         return cLocallyAdministered | (static_cast<uint64_t>(lPort & cByte) << 32U) | aAddress;
     }
     const bool lDigits = aOptions.mMac.size() == 12 &&
