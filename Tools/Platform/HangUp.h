@@ -5,7 +5,8 @@ namespace KyToolPlatform
 
 /// The system's request to read the configuration anew, for the life of the object. One at a time.
 ///
-/// Linux: SIGHUP, which does not end the process meanwhile. Windows: there is nothing of the kind.
+/// Linux: SIGHUP, which does not end the process meanwhile. Windows: the service control
+/// manager's "paramchange", in a process that SystemService::Run() has made a service.
 class HangUp
 {
 public:

@@ -11,7 +11,8 @@ namespace KyToolPlatform
 /// What a service says to the system's service manager, where that asks for it.
 ///
 /// Linux: systemd, which gives the variables NOTIFY_SOCKET and WATCHDOG_USEC. They are taken out of the environment, so that no
-/// other program that is started speaks for this one. Windows: there is nothing of the kind.
+/// other program that is started speaks for this one. Windows: the service control manager, in a process that
+/// SystemService::Run() has made a service; it asks for no signs of life.
 ///
 /// Threads: one; one object per process.
 class ServiceNotice

@@ -1,5 +1,7 @@
 #include "Platform/Console.h"
 
+#include "Platform/Windows/ServiceControl.h"
+
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -49,6 +51,10 @@ void Interrupt(Input& aInput)
 BOOL WINAPI OnControl(DWORD aEvent)
 {
     constexpr std::chrono::seconds cLongest(10); // the system's own patience is shorter
+    if (aEvent == CTRL_LOGOFF_EVENT && ServiceControl::IsService())
+    {
+        return TRUE; // a service hears of each user that logs off, and goes on
+    }
     std::unique_lock lLock(gWatcherMutex);
     if (gWatcher == nullptr)
     {

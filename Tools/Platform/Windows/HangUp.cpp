@@ -1,5 +1,7 @@
 #include "Platform/HangUp.h"
 
+#include "Platform/Windows/ServiceControl.h"
+
 namespace KyToolPlatform
 {
 
@@ -9,7 +11,7 @@ HangUp::~HangUp() = default;
 
 bool HangUp::Take() noexcept
 {
-    return false;
+    return ServiceControl::TakeReload();
 }
 
 } // namespace KyToolPlatform

@@ -1,13 +1,21 @@
 #include "Platform/ServiceNotice.h"
 
+#include "Platform/Windows/ServiceControl.h"
+
 namespace KyToolPlatform
 {
 
 ServiceNotice::ServiceNotice() = default;
 
-void ServiceNotice::Ready() {}
+void ServiceNotice::Ready()
+{
+    ServiceControl::Report(SERVICE_RUNNING);
+}
 
-void ServiceNotice::Stopping() {}
+void ServiceNotice::Stopping()
+{
+    ServiceControl::Report(SERVICE_STOP_PENDING);
+}
 
 void ServiceNotice::Alive() {}
 

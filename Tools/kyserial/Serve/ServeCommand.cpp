@@ -6,10 +6,15 @@
 #include "kyserial/Serve/Web/WebServer.h"
 #include "kyserial/Text/Failure.h"
 
+#include <Platform/SystemService.h>
+
+#include <exception>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <system_error>
 
 namespace KySerialTool
 {
@@ -17,11 +22,16 @@ namespace KySerialTool
 namespace
 {
 
+using KyToolPlatform::SystemService;
+
 struct ServeOptions
 {
     std::string mFile{};
     bool mCheck = false;
     bool mReload = false;
+    bool mInstall = false;
+    bool mRemove = false;
+    bool mIsSystemService = false;
     std::string mName = "kyserial";
     std::optional<TcpSettings> mWeb{};
 };
@@ -43,12 +53,102 @@ CLI::Option* AddPlace(CLI::App& aCommand, const std::string& aName,
     return aCommand.add_option_function<std::string>(aName, lTake, aDescription);
 }
 
+/// Checks that the system has services that a program installs.
+void CheckSystemService(const char* aOption)
+{
+    if (!SystemService::IsSupported())
+    {
+        throw UsageError(
+            std::string(aOption) +
+            ": belongs to Windows; here systemd starts the service, by its unit kyserial.service: "
+            "'sudo systemctl enable --now kyserial', with CONFIG as /etc/kyserial/service.toml");
+    }
+}
+
+ExitCode RunRemove(const std::string& aName)
+{
+    CheckSystemService("--remove-service");
+    if (const std::string lRefusal = SystemService::Remove(aName); !lRefusal.empty())
+    {
+        throw OperationError("cannot remove the service " + aName + ": " + lRefusal);
+    }
+    return ExitCode::Ok;
+}
+
+// The system's services are not started in the folder of the user that installs them.
+ExitCode RunInstall(const ServeOptions& aOptions, const ServeConfiguration& aConfiguration)
+{
+    if (aConfiguration.mLog.mFile.empty())
+    {
+        PrintError(aOptions.mFile + ": log: a service of Windows has no error output; name a file");
+        return ExitCode::Usage;
+    }
+    std::error_code lError;
+    const std::string lFile = std::filesystem::absolute(aOptions.mFile, lError).string();
+    if (const std::string lRefusal =
+            SystemService::Install(aConfiguration.mName, "Serial ports of cameras, as " + lFile + " has them",
+                                   {"serve", "--as-system-service", lFile});
+        !lRefusal.empty())
+    {
+        throw OperationError("cannot install the service " + aConfiguration.mName + ": " + lRefusal);
+    }
+    return ExitCode::Ok;
+}
+
+ExitCode RunServe(Context& aContext, const ServeOptions& aOptions);
+
+// The body runs on another thread, and what it throws goes on here.
+ExitCode RunAsSystemService(Context& aContext, const ServeOptions& aOptions)
+{
+    ServeOptions lOptions = aOptions;
+    lOptions.mIsSystemService = false;
+    std::error_code lIgnored; // of a folder that cannot be entered: opening the configuration says so
+    std::filesystem::current_path(std::filesystem::path(aOptions.mFile).parent_path(), lIgnored);
+    std::exception_ptr lFailure;
+    ExitCode lStatus = ExitCode::Failed;
+    const std::string lRefusal = SystemService::Run(
+        [&]
+        {
+            try
+            {
+                lStatus = RunServe(aContext, lOptions);
+            }
+            catch (...)
+            {
+                lFailure = std::current_exception();
+            }
+            return static_cast<int>(lStatus);
+        },
+        [&] { aContext.mConsole.Interrupt(); });
+    if (lFailure != nullptr)
+    {
+        std::rethrow_exception(lFailure);
+    }
+    if (!lRefusal.empty())
+    {
+        throw OperationError("the system has not started this process as a service: " + lRefusal);
+    }
+    return lStatus;
+}
+
 ExitCode RunServe(Context& aContext, const ServeOptions& aOptions)
 {
+    if (aOptions.mIsSystemService)
+    {
+        return RunAsSystemService(aContext, aOptions);
+    }
+    if (aOptions.mRemove)
+    {
+        return RunRemove(aOptions.mName);
+    }
     if (aOptions.mReload)
     {
         Service::AskToReload(aOptions.mName);
         return ExitCode::Ok;
+    }
+    if (aOptions.mInstall)
+    {
+        CheckSystemService("--install-service");
     }
     if (aOptions.mFile.empty())
     {
@@ -65,11 +165,30 @@ ExitCode RunServe(Context& aContext, const ServeOptions& aOptions)
         return ExitCode::Usage;
     }
     lConfiguration.mWeb = aOptions.mWeb.has_value() ? aOptions.mWeb : lConfiguration.mWeb;
+    if (aOptions.mInstall)
+    {
+        return RunInstall(aOptions, lConfiguration);
+    }
     if (!aOptions.mCheck)
     {
         Service(aContext, aOptions.mFile, std::move(lConfiguration)).Run();
     }
     return ExitCode::Ok;
+}
+
+/// Adds what makes the program a service of the system; shown where the system has such services.
+void AddSystemServiceOptions(CLI::App& aCommand, ServeOptions& aOptions)
+{
+    const std::string lGroup = SystemService::IsSupported() ? "Service of Windows" : "";
+    aCommand
+        .add_flag("--install-service", aOptions.mInstall,
+                  "Have Windows start the service of CONFIG with the system; its name is that of CONFIG")
+        ->group(lGroup);
+    aCommand
+        .add_flag("--remove-service", aOptions.mRemove,
+                  "Stop that service, and have Windows start it no more")
+        ->group(lGroup);
+    aCommand.add_flag("--as-system-service", aOptions.mIsSystemService)->group(""); // as the system starts it
 }
 
 } // namespace
@@ -88,8 +207,10 @@ void AddServeCommand(CLI::App& aProgram, Context& aContext)
     lCommand
         .add_option(
             "--name", lOptions->mName,
-            "With --reload: the service's name, as its configuration gives it (kyserial unless given)")
+            "With --reload and --remove-service: the service's name, as its configuration gives it (kyserial "
+            "unless given)")
         ->type_name("NAME");
+    AddSystemServiceOptions(lCommand, *lOptions);
     AddPlace(
         lCommand, "--web", [lOptions](const TcpSettings& aPlace) { lOptions->mWeb = aPlace; },
         "Web page and metrics at [ADDRESS:]PORT, in place of what CONFIG gives as web")
