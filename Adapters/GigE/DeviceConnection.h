@@ -24,6 +24,9 @@ struct DeviceFeatures
     std::string mProblem;                              ///< Why it cannot; a sentence.
     std::unique_ptr<INodeMap> mMap;                    ///< Never null; without features then.
     std::map<uint16_t, std::vector<std::string>> mFed; ///< By event: the features that it feeds.
+    /// "GevMACAddress" once it has been read; before, negative. It stays while the device is connected, and ports ask for it
+    /// under a lock of the process: a device that does not answer would hold up the ports of all others.
+    mutable std::atomic<int64_t> mMacAddress{-1};
 };
 
 /// The parts of an adapter put together: client, features, events.

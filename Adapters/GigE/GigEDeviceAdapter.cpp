@@ -4,6 +4,8 @@
 #include "Adapters/GigE/TextWithMemory.h"
 #include "Libraries/KySerial/OutOfMemory.h"
 
+#include <KySerial/DeviceProtocol.h>
+
 #include <algorithm>
 #include <utility>
 
@@ -289,8 +291,23 @@ KyResult GigEDeviceAdapter::GetIntegerValue(const KyString& aName, int64_t& aVal
         [&]() -> KyResult
         {
             aValue = 0;
-            return IsConnected() ? mThis->GetFeatures()->mMap->GetInteger(TextOf(aName), aValue)
-                                 : NotConnected();
+            if (!IsConnected())
+            {
+                return NotConnected();
+            }
+            const std::shared_ptr<const DeviceFeatures> lFeatures = mThis->GetFeatures();
+            const bool lIsMacAddress = TextOf(aName) == KyDeviceProtocol::cMacAddressFeature;
+            if (lIsMacAddress && lFeatures->mMacAddress >= 0)
+            {
+                aValue = lFeatures->mMacAddress;
+                return KyResult(KyResult::OK);
+            }
+            KyResult lResult = lFeatures->mMap->GetInteger(TextOf(aName), aValue);
+            if (lIsMacAddress && lResult.IsOK())
+            {
+                lFeatures->mMacAddress = aValue;
+            }
+            return lResult;
         });
 }
 

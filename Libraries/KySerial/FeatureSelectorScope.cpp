@@ -1,31 +1,63 @@
 #include "FeatureSelectorScope.h"
 
-#include <array>
-#include <cstddef>
-#include <cstdint>
+#include "JxUtilsLib/Condition.h"
+#include "JxUtilsLib/LockScope.h"
+#include "JxUtilsLib/Mutex.h"
+#include "KyBase/KyPermanent.h"
 
 namespace KySerialLib
 {
 
-namespace
+// The scopes themselves are the list: nothing is allocated, and there is no number of devices that it has room for.
+struct FeatureSelectorScope::OpenScopes
 {
+    JxUtilsLib::Mutex mMutex;
+    JxUtilsLib::Condition mLeft;
+    FeatureSelectorScope* mFirst JX_GUARDED_BY(mMutex) = nullptr;
+};
 
-// A device uses one of these. Two devices that share one wait for each other now and then, which harms nobody.
-// The standard lock: a thread nests scopes, and JxUtilsLib's lock cannot be taken twice.
-// Never destroyed before a bridge: a mutex of this kind has nothing to destroy.
-std::array<std::recursive_mutex, 61> gSelectors;
-
-std::recursive_mutex& SelectorOf(const IKyDeviceAdapter* aDevice)
+FeatureSelectorScope::OpenScopes& FeatureSelectorScope::GetOpenScopes()
 {
-    return gSelectors.at(reinterpret_cast<uintptr_t>(aDevice) / alignof(std::max_align_t) %
-                         gSelectors.size());
+    static KyPermanent<OpenScopes> sScopes; // GCOVR_EXCL_BR_LINE: the compiler's guard
+    return sScopes.Get();
 }
 
-} // namespace
-
-FeatureSelectorScope::FeatureSelectorScope(IKyDeviceAdapter* aDevice)
-    : mDevice(aDevice), mLock(SelectorOf(aDevice))
+FeatureSelectorScope::FeatureSelectorScope(IKyDeviceAdapter* aDevice) : mDevice(aDevice)
 {
+    Enter();
+}
+
+void FeatureSelectorScope::Enter()
+{
+    OpenScopes& lScopes = GetOpenScopes();
+    const JxUtilsLib::LockScope lScope(lScopes.mMutex);
+    for (const FeatureSelectorScope* lOther = lScopes.mFirst; lOther != nullptr;)
+    {
+        if (lOther->mDevice == mDevice && lOther->mThread != mThread)
+        {
+            lScopes.mLeft.Wait(lScopes.mMutex);
+            lOther = lScopes.mFirst;
+        }
+        else
+        {
+            lOther = lOther->mNext;
+        }
+    }
+    mNext = lScopes.mFirst;
+    lScopes.mFirst = this;
+}
+
+void FeatureSelectorScope::Leave()
+{
+    OpenScopes& lScopes = GetOpenScopes();
+    const JxUtilsLib::LockScope lScope(lScopes.mMutex);
+    FeatureSelectorScope** lPlace = &lScopes.mFirst;
+    while (*lPlace != this)
+    {
+        lPlace = &(*lPlace)->mNext;
+    }
+    *lPlace = mNext;
+    lScopes.mLeft.NotifyAll();
 }
 
 FeatureSelectorScope::~FeatureSelectorScope()
@@ -34,6 +66,7 @@ FeatureSelectorScope::~FeatureSelectorScope()
     {
         static_cast<void>(mDevice->SetFeatureFromString(lName, lValue)); // ignored: set once already
     }
+    Leave();
 }
 
 KyResult FeatureSelectorScope::Set(const KyString& aName, const KyString& aValue)

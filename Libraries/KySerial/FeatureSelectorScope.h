@@ -2,7 +2,7 @@
 
 #include "KySerial/IKyDeviceAdapter.h"
 
-#include <mutex>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -16,7 +16,8 @@ namespace KySerialLib
 /// bridged port, and device set-ups rely on finding it there.
 ///
 /// Scopes of one device on several threads, those of bridges to its other ports, wait for one another: what a
-/// selected feature means must not change inside a scope. A thread may nest scopes.
+/// selected feature means must not change inside a scope. A thread may nest scopes. Scopes of different devices never wait for one
+/// another: a device that does not answer holds up its own bridges only.
 class FeatureSelectorScope
 {
 public:
@@ -32,8 +33,14 @@ public:
     [[nodiscard]] KyResult Set(const KyString& aName, const KyString& aValue);
 
 private:
+    struct OpenScopes;
+    static OpenScopes& GetOpenScopes();
+    void Enter();
+    void Leave();
+
     IKyDeviceAdapter* const mDevice;
-    const std::unique_lock<std::recursive_mutex> mLock;
+    const std::thread::id mThread = std::this_thread::get_id();
+    FeatureSelectorScope* mNext = nullptr; // of the scopes that are open
     std::vector<std::pair<KyString, KyString>> mWritten;
 };
 

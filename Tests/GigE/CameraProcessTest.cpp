@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <set>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -53,6 +54,24 @@ TEST_F(CameraProcessTest, SaysWhereItIsAndServes)
     Start({});
     CameraClient lClient(Place());
     EXPECT_EQ(0x00020000U, lClient.Read(0));
+}
+
+// The high half's upper bytes are 0, the next the first of the address.
+TEST_F(CameraProcessTest, OneAtAnyFreePortIsNoOtherOne)
+{
+    const uint32_t cMacAddressHigh = 8;
+    const uint32_t cMacAddressLow = 12;
+    std::set<uint32_t> lLow;
+    for (int lTime = 0; lTime < 3; ++lTime)
+    {
+        Start({});
+        CameraClient lClient(Place());
+        EXPECT_EQ(0x0200U, lClient.Read(cMacAddressHigh) & 0xFF00U); // local, of one device
+        lLow.insert(lClient.Read(cMacAddressLow));
+        ASSERT_TRUE(mCamera.AskToEnd());
+        EXPECT_EQ(0, mCamera.Wait());
+    }
+    EXPECT_EQ(3U, lLow.size());
 }
 
 TEST_F(CameraProcessTest, StopsWhenAskedToWithItsStatistics)

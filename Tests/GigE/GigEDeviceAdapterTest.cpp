@@ -112,6 +112,19 @@ TEST_F(GigEDeviceAdapterTest, SaysWhatKindOfDeviceItIs)
     EXPECT_THAT(mAdapter->GetStringValue("BulkMode", lVendor), IsResult(0x8002, "The feature is no string."));
 }
 
+// Ports look it up when they open and close, under a lock of the process.
+TEST_F(GigEDeviceAdapterTest, TheMacAddressIsReadOnce)
+{
+    int64_t lFirst = 0;
+    EXPECT_THAT(mAdapter->GetIntegerValue("GevMACAddress", lFirst), IsOK());
+    mDevice.PutWord(8, 0);
+    mDevice.PutWord(12, 0);
+    int64_t lSecond = 0;
+    EXPECT_THAT(mAdapter->GetIntegerValue("GevMACAddress", lSecond), IsOK());
+    EXPECT_EQ(lSecond, lFirst);
+    EXPECT_NE(lSecond, 0);
+}
+
 TEST_F(GigEDeviceAdapterTest, AsksForFeaturesByKind)
 {
     EXPECT_TRUE(mAdapter->IsFeatureAvailable("BulkMode"));

@@ -1,8 +1,14 @@
 #include "FeatureSelectorScope.h"
 
 #include "KySerial/EngineTest.h"
+#include "Support/WaitFor.h"
 
+#include <atomic>
+#include <chrono>
+#include <deque>
 #include <optional>
+#include <thread>
+#include <vector>
 
 using namespace KyTest;
 using KySerialLib::FeatureSelectorScope;
@@ -96,6 +102,49 @@ TEST_F(FeatureSelectorScopeTest, WritesEachOfSeveralOnceMore)
     mDevice.TakeCalls();
     EXPECT_THAT(End(), testing::UnorderedElementsAre("SetFeatureFromString(A, \"1\")",
                                                      "SetFeatureFromString(B, \"2\")"));
+}
+
+// What a selected feature means must not change inside a scope.
+TEST_F(FeatureSelectorScopeTest, ScopesOfOneDeviceOnSeveralThreadsWaitForOneAnother)
+{
+    std::optional<FeatureSelectorScope> lNested(std::in_place, &mDevice); // of the same thread
+    std::atomic<bool> lIsInside{false};
+    std::thread lOther(
+        [&]
+        {
+            const FeatureSelectorScope lScope(&mDevice);
+            lIsInside = true;
+        });
+    std::this_thread::sleep_for(std::chrono::milliseconds(50)); // for one that does not wait to get inside
+    EXPECT_FALSE(lIsInside);
+    mScope.reset();
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_FALSE(lIsInside);
+    lNested.reset();
+    lOther.join();
+}
+
+// A device that does not answer holds up no other's bridges, however many there are.
+TEST_F(FeatureSelectorScopeTest, ScopesOfManyDevicesDoNotWaitForOneAnother)
+{
+    constexpr size_t cDevices = 100;
+    std::deque<ScriptedAdapter> lDevices(cDevices);
+    std::atomic<size_t> lInside{0};
+    std::vector<std::thread> lThreads;
+    for (ScriptedAdapter& lDevice : lDevices)
+    {
+        lThreads.emplace_back(
+            [&]
+            {
+                const FeatureSelectorScope lScope(&lDevice);
+                ++lInside;
+                EXPECT_TRUE(WaitFor([&] { return lInside == cDevices; }));
+            });
+    }
+    for (std::thread& lThread : lThreads)
+    {
+        lThread.join();
+    }
 }
 
 } // namespace
