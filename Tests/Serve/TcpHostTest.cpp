@@ -105,6 +105,18 @@ protected:
         mHost->Close();
         return lTaken;
     }
+    /// Runs aRound until bytes were stopped in one: a busy system may take all of them in time.
+    template<typename Round>
+    void UntilBytesAreStopped(const Round& aRound)
+    {
+        constexpr int cMost = 50;
+        int lRounds = 0;
+        do
+        {
+            aRound();
+        } while (Counts().mStoppedToUser == 0 && ++lRounds < cMost);
+        EXPECT_LT(lRounds, cMost);
+    }
     static std::string ReceiveAll(tcp::socket& aSocket) { return Receive(aSocket, 100000000); }
     /// What clients have sent; a request is "[rate parity stop]".
     std::string Read(size_t aSize)
@@ -250,25 +262,31 @@ TEST_F(TcpHostTest, AClientThatNeverReadsHoldsUpNobodyElse)
 
 TEST_F(TcpHostTest, AClientThatIsAloneAndNeverReadsIsWaitedForUntilTheEnd)
 {
-    Open();
-    tcp::socket lSleeper = Join();
-    const uint64_t lTaken = FillAndClose(std::string(16384, 'x'));
-    EXPECT_EQ(Counts().mClients, 0U);
-    EXPECT_GT(Counts().mStoppedToUser, 0U);
-    // What waited here; the rest is in the system's buffers, and goes on.
-    EXPECT_LE(Counts().mStoppedToUser, 65536U + 16384U);
-    EXPECT_EQ(ReceiveAll(lSleeper).size() + Counts().mStoppedToUser, lTaken);
+    UntilBytesAreStopped(
+        [this]
+        {
+            Open();
+            tcp::socket lSleeper = Join();
+            const uint64_t lTaken = FillAndClose(std::string(16384, 'x'));
+            EXPECT_EQ(Counts().mClients, 0U);
+            // What waited here; the rest is in the system's buffers, and goes on.
+            EXPECT_LE(Counts().mStoppedToUser, 65536U + 16384U);
+            EXPECT_EQ(ReceiveAll(lSleeper).size() + Counts().mStoppedToUser, lTaken);
+        });
 }
 
 TEST_F(TcpHostTest, EscapedBytesThatHaveNotLeftAreCountedAsThoseOfTheDevice)
 {
-    OpenTelnet();
-    tcp::socket lSleeper = Join();
-    const uint64_t lTaken = FillAndClose(std::string(8192, '\xFF') + std::string(8193, 'x'));
-    const std::string lSent = ReceiveAll(lSleeper).substr(15); // after the greeting
-    const auto lEscapes = static_cast<uint64_t>(std::count(lSent.begin(), lSent.end(), '\xFF'));
-    EXPECT_GT(Counts().mStoppedToUser, 0U);
-    EXPECT_EQ(lSent.size() - (lEscapes + 1) / 2 + Counts().mStoppedToUser, lTaken);
+    UntilBytesAreStopped(
+        [this]
+        {
+            OpenTelnet();
+            tcp::socket lSleeper = Join();
+            const uint64_t lTaken = FillAndClose(std::string(8192, '\xFF') + std::string(8193, 'x'));
+            const std::string lSent = ReceiveAll(lSleeper).substr(15); // after the greeting
+            const auto lEscapes = static_cast<uint64_t>(std::count(lSent.begin(), lSent.end(), '\xFF'));
+            EXPECT_EQ(lSent.size() - (lEscapes + 1) / 2 + Counts().mStoppedToUser, lTaken);
+        });
 }
 
 TEST_F(TcpHostTest, AClientThatSendsTooFastIsNotRead)
