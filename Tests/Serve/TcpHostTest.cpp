@@ -349,6 +349,26 @@ TEST_F(TcpHostTest, TheEndDisconnectsAndCounts)
     EXPECT_TRUE(IsOver(lClient));
     EXPECT_EQ(Counts().mLeft, 4U);
     EXPECT_EQ(Counts().mClients, 0U);
+    TcpHost lAfter(TcpSettings(), mNetwork);
+    lAfter.Close(); // the network's thread has done all that the first end left to it
+    EXPECT_EQ(Counts().mFailures, 0U);
+    EXPECT_TRUE(mHost->TakeNews().empty());
+}
+
+TEST_F(TcpHostTest, APlaceWhoseConnectionsHaveJustEndedIsFreeAtOnce)
+{
+    Open();
+    TcpSettings lSettings;
+    lSettings.mPort = mHost->GetPort();
+    {
+        tcp::socket lClient = Join();
+        mHost->Close(); // first: the system keeps this end of the connection for a while
+        EXPECT_TRUE(IsOver(lClient));
+    }
+    ASSERT_NO_THROW(Open(lSettings));
+    tcp::socket lClient = Join();
+    EXPECT_EQ(Write("READY"), 5U);
+    EXPECT_EQ(Receive(lClient, 5), "READY");
 }
 
 std::string Command(const std::string& aBytes)
