@@ -19,7 +19,7 @@ import time
 import tty
 import zlib
 
-PATIENCE = 60  # seconds for anything to happen
+PATIENCE = 180  # seconds for anything to happen
 LINE = 11520  # bytes a second of a line at 115200 bit/s
 TURN = 0.1  # seconds between two writes of a stream
 TICK = os.sysconf("SC_CLK_TCK")
