@@ -57,7 +57,10 @@ void TcpHost::State::Admit(tcp::socket aSocket)
     Error lIgnored; // a connection that takes no option works without
     aSocket.set_option(tcp::no_delay(true), lIgnored);
     aSocket.set_option(Asio::socket_base::keep_alive(true), lIgnored);
+    Error lError;
+    aSocket.non_blocking(true, lError);
     const auto lClient = std::make_shared<TcpClient>(mContext, std::move(aSocket), mSettings.mTelnet);
+    lClient->mNeverBlocks = !lError;
     if (!Enter(lClient))
     {
         return; // which closes it
@@ -169,13 +172,24 @@ bool TcpHost::State::IsWriter(const TcpClient& aClient) const
 
 void TcpHost::State::Flush(const ClientPtr& aClient)
 {
+    if (!aClient->mSocket.is_open()) // what it has not got is counted
+    {
+        return;
+    }
     bool lIsTooMuch = false;
     {
         const LockScope lScope(mMutex);
         lIsTooMuch = aClient->mOutput.GetWaiting() > mSettings.mMostWaiting * 2 + cMostAnswers;
-        if (!lIsTooMuch && (aClient->mPaused || !aClient->mOutput.Begin()))
+        ClientOutput& lOutput = aClient->mOutput;
+        if (!lIsTooMuch &&
+            (aClient->mSends || (lOutput.GetSending().empty() && (aClient->mPaused || !lOutput.Begin()))))
         {
             return;
+        }
+        if (!lIsTooMuch)
+        {
+            aClient->mSends = true;
+            ++mSends;
         }
     }
     if (lIsTooMuch) // answers to a client that asks and does not read
@@ -189,15 +203,6 @@ void TcpHost::State::Flush(const ClientPtr& aClient)
 // One write at a time, and each piece that has left counts at once; what comes meanwhile follows in the next.
 void TcpHost::State::Send(const ClientPtr& aClient)
 {
-    if (!aClient->mSocket.is_open())
-    {
-        return;
-    }
-    {
-        const LockScope lScope(mMutex);
-        aClient->mSends = true;
-        ++mSends;
-    }
     aClient->mSocket.async_write_some(
         Asio::buffer(aClient->mOutput.GetSending()),
         [lThis = shared_from_this(), aClient](const Error& aError, size_t aWritten)
@@ -209,15 +214,27 @@ void TcpHost::State::Send(const ClientPtr& aClient)
                 return;
             }
             lThis->Watch(aClient);
-            if (aClient->mOutput.GetSending().empty()) // only this thread changes it
-            {
-                lThis->Flush(aClient);
-            }
-            else
-            {
-                lThis->Send(aClient);
-            }
+            lThis->Flush(aClient);
         });
+}
+
+// On the bridge's thread, when nothing is before it: to wake the network's thread for each piece costs more than the call. A port that
+// ends silent connections leaves it to that thread, whose timer begins anew with each piece.
+// \return Whether nothing is left to send.
+bool TcpHost::State::SendAtOnce(TcpClient& aClient)
+{
+    if (!aClient.mNeverBlocks || mSettings.mIdle != 0 || aClient.mSends || aClient.mPaused)
+    {
+        return false;
+    }
+    ClientOutput& lOutput = aClient.mOutput;
+    if (lOutput.GetSending().empty() && !lOutput.Begin())
+    {
+        return true;
+    }
+    Error lError; // of a connection that is gone too: the network's thread finds it
+    lOutput.Sent(aClient.mSocket.send(Asio::buffer(lOutput.GetSending()), 0, lError));
+    return lOutput.GetSize() == 0;
 }
 
 void TcpHost::State::CountSent(TcpClient& aClient, size_t aCount)

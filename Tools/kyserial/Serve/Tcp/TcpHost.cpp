@@ -129,6 +129,7 @@ uint32_t TcpHost::State::Write(const uint8_t* aData, uint32_t aSize)
         lBytes.assign(reinterpret_cast<const char*>(aData), aSize);
     }
     bool lTaken = false;
+    bool lWaits = false;
     for (const ClientPtr& lClient : mClients)
     {
         if (IsBehind(*lClient)) // also one that has become the only one meanwhile
@@ -139,9 +140,10 @@ uint32_t TcpHost::State::Write(const uint8_t* aData, uint32_t aSize)
         }
         lTaken = true;
         lClient->mOutput.AddBytes(lBytes, aSize);
+        lWaits = !SendAtOnce(*lClient) || lWaits;
     }
     mCounts.mUnread += lTaken ? 0 : aSize; // as of a serial port that no program has open
-    if (lTaken)
+    if (lWaits)
     {
         PostFlush();
     }

@@ -40,6 +40,7 @@ struct TcpClient
     Telnet mTelnet{};
     std::array<uint8_t, 4096> mPiece{}; // that is read at once
     bool mReading = false;
+    bool mNeverBlocks = false; // set before others know the client
 
     // Under the lock of the host side.
     bool mPaused = false; // its own wish: flow control
@@ -86,6 +87,7 @@ private:
     void TakePiece(const ClientPtr& aClient, size_t aCount);
     void Flush(const ClientPtr& aClient);
     void Send(const ClientPtr& aClient);
+    bool SendAtOnce(TcpClient& aClient) JX_REQUIRES(mMutex);
     void CountSent(TcpClient& aClient, size_t aCount);
     void FlushAll();
     void PostFlush() JX_REQUIRES(mMutex);
