@@ -121,6 +121,33 @@ def measure_bridges(binaries, quick):
     return figures
 
 
+def measure_scale(binaries, quick):
+    """A service with many cameras on the loopback network, each a program, and one port each: what a camera more takes."""
+    sys.path.insert(0, str(ROOT / "scripts"))
+    import service_parts
+
+    def start(cameras):
+        entries = [(f"c{index}", camera.address, {"bulk4": 'host = "tcp://:0"'}) for index, camera in enumerate(cameras)]
+        with service_parts.service(binaries / "kyserial", entries) as service:
+            connected = max(service.find(rf" c{index} bulk4 is ")[0] for index in range(len(cameras))) - service.begin
+            time.sleep(0.5)  # nobody works at the start any more
+            threads = service.system.threads()
+            found = {"connected_ms": connected * 1e3, "sockets": service.system.udp_sockets(), "KiB": service.system.memory(),
+                     "threads": sum(number for name, number in threads.items() if not name.startswith("Bridge"))}
+            service.stop()
+            return found
+
+    service_parts.allow_files(8192)
+    figures = {}
+    for count in (1, 8) if quick else (1, 8, 64):
+        with service_parts.cameras(binaries / "kyserial-camera", count, "--collect", "10") as cameras:
+            runs = [start(cameras) for _ in range(1 if quick else REPEATS)]
+        figures.update({f"scale{count}.{name}": number for name, number in median_of(runs).items()})
+        for name in ("sockets", "KiB", "threads") if count > 1 else ():
+            figures[f"scale{count}.{name}_each"] = (figures[f"scale{count}.{name}"] - figures[f"scale1.{name}"]) / (count - 1)
+    return figures
+
+
 def measure_start(binaries):
     times = []
     for _ in range(20):
@@ -324,6 +351,7 @@ def main():
         "counts": lambda: count_hot_paths(arguments.binaries, quick),
         "network": lambda: measure_network(arguments.binaries, quick),
         "relay": lambda: read_figures(run([arguments.binaries / "RelayBenchmark"] + ["--quick"] * quick, timeout=240)),
+        "scale": lambda: measure_scale(arguments.binaries, quick),
         "bridges": lambda: measure_bridges(arguments.binaries, quick),
         "start": lambda: measure_start(arguments.binaries),
         "line": lambda: measure_line_time(arguments.binaries, arguments.wine, quick),

@@ -25,10 +25,18 @@ EEPROM_CYCLE, FLASH_PROGRAM, FLASH_ERASE = 0.005, 0.001, 0.050  # the simulated 
 class Place:
     """Where the programs run, and where the camera is."""
 
-    def __init__(self, program, device, is_windows=False):
+    def __init__(self, program, device, is_windows=False, judge=None):
         self.program = program  # a list: Wine's start may be before the program
         self.device = device
         self.is_windows = is_windows
+        self.judge = judge  # a program that has ended by a signal may still control the camera: what finds out
+
+    def wait_until_free(self):
+        """A Windows program that this script ends does not get to give the camera back, which frees itself when it has heard
+        nothing from that program for a while. Until then it refuses the next one."""
+        if self.judge:
+            command = [self.judge, "features", "list", "--device", self.device]
+            eventually(lambda: subprocess.run(command, capture_output=True).returncode == 0 or None)
 
     def command(self, *words, device=True):
         return [*self.program, *words] + (["--device", self.device] if device else [])
@@ -69,7 +77,7 @@ class Channel:
 
 
 @contextlib.contextmanager
-def running(command, **options):
+def running(command, after=lambda: None, **options):
     program = subprocess.Popen([str(word) for word in command], stderr=subprocess.DEVNULL, **options)
     try:
         yield program
@@ -81,6 +89,7 @@ def running(command, **options):
             program.wait(WAIT)
         except subprocess.TimeoutExpired:
             program.kill()
+        after()
 
 
 def eventually(what):
@@ -97,7 +106,7 @@ def eventually(what):
 
 @contextlib.contextmanager
 def through_term(place, port, rate):
-    with running(place.command("term", "-q", "--quiet-time", "never", "--port", port, "--baud", rate),
+    with running(place.command("term", "-q", "--quiet-time", "never", "--port", port, "--baud", rate), place.wait_until_free,
                  stdin=subprocess.PIPE, stdout=subprocess.PIPE) as program:
         yield Channel(program.stdout.fileno(), program.stdin.fileno())
 
@@ -124,7 +133,8 @@ def free_port():
 @contextlib.contextmanager
 def through_tcp(place, port, rate):
     number = free_port()
-    with running(place.command("bridge", "-q", "--port", port, "--baud", rate, "--tcp", f"127.0.0.1:{number}")):
+    with running(place.command("bridge", "-q", "--port", port, "--baud", rate, "--tcp", f"127.0.0.1:{number}"),
+                 place.wait_until_free):
         with eventually(lambda: socket.create_connection(("127.0.0.1", number))) as client:
             client.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
             yield Channel(client.fileno(), client.fileno())
@@ -266,7 +276,7 @@ def measure(binaries, wine, quick):
     with camera(binaries / "kyserial-camera") as name:
         places = {"sim": Place([binaries / "kyserial"], "sim"), "net": Place([binaries / "kyserial"], name)}
         if wine:
-            places.update({"wine-sim": Place(wine, "sim", True), "wine-net": Place(wine, name, True)})
+            places.update({"wine-sim": Place(wine, "sim", True), "wine-net": Place(wine, name, True, binaries / "kyserial")})
         for where, place in places.items():
             figures.update({f"line.{where}.{what}": figure for what, figure in measure_place(place, quick).items()})
     return figures

@@ -18,8 +18,8 @@ from service_parts import Failure, LINE
 PORTS = ("bulk4", "bulk5", "bulk6", "bulk7")
 MOST = {"linear": 1.10, "port_KiB": 128, "reload_ms": 200, "stop_ms": 200}
 IDLE = 2  # seconds
-OWN_THREADS = 4  # the program's, that of clients, that of the web page, and one that looks for interruptions
-MOST_THREADS = {"threads_of_a_camera": 3, "threads_of_a_port": 3}
+OWN_THREADS = 5  # the program's, those of clients, web page and devices, and one that looks for interruptions
+MOST_THREADS = {"threads_of_a_camera": 2, "threads_of_a_port": 3}
 
 
 def entry(folder, index, port):

@@ -26,9 +26,6 @@ struct Interface
 /// The IPv4 addresses of interfaces that are up; empty when the system does not list them.
 std::vector<Interface> ListInterfaces();
 
-/// Lets waits of this thread, and of those that it starts, end within microseconds of their time.
-void TightenTimers();
-
 /// Ends one wait of a socket from another thread. Setting it before the wait ends that one at once; setting
 /// it twice ends one wait. For one waiting thread at a time.
 class Waker

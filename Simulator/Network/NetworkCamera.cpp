@@ -1,5 +1,7 @@
 #include "Simulator/Network/NetworkCamera.h"
 
+#include "KyPlatform/Timers.h"
+
 #include <KySerial/DeviceProtocol.h>
 
 #include <algorithm>
@@ -159,7 +161,7 @@ void NetworkCamera::RunRequests()
 
 void NetworkCamera::Run()
 {
-    TightenTimers();
+    KyPlatform::TightenTimers();
     while (!mStop)
     {
         RunRequests();

@@ -1,5 +1,6 @@
 #include "Simulator/Time/RealScheduler.h"
 
+#include "KyPlatform/Timers.h"
 #include "Simulator/Camera/Lock.h"
 
 #include <map>
@@ -61,6 +62,7 @@ void RealScheduler::At(Time aTime, std::function<void()> aAction)
 
 void RealScheduler::Run(const std::shared_ptr<Work>& aWork)
 {
+    KyPlatform::TightenTimers(); // a byte has left, or has come, at its time on the line
     LockScope lScope(aWork->mLock);
     while (!aWork->mStop)
     {

@@ -16,7 +16,6 @@
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/ioctl.h>
-#include <sys/prctl.h>
 #include <sys/timerfd.h>
 #include <unistd.h>
 
@@ -112,12 +111,6 @@ std::vector<Interface> ListInterfaces()
         }
     }
     return lInterfaces;
-}
-
-void TightenTimers()
-{
-    constexpr unsigned long cNanoseconds = 1000;
-    static_cast<void>(prctl(PR_SET_TIMERSLACK, cNanoseconds, 0UL, 0UL, 0UL)); // ignored: waits are only later
 }
 
 Waker::Waker() : mHandle(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}

@@ -8,8 +8,6 @@
 #include <iphlpapi.h>
 #include <windows.h>
 
-#include <timeapi.h>
-
 #include <algorithm>
 #include <array>
 #include <optional>
@@ -152,13 +150,6 @@ std::vector<Interface> ListInterfaces()
         }
     }
     return lInterfaces;
-}
-
-void TightenTimers()
-{
-    // Of the whole process, to its end: without it waits end at multiples of 16 ms.
-    static const MMRESULT lTightened = timeBeginPeriod(1);
-    static_cast<void>(lTightened); // ignored: waits are only later
 }
 
 Waker::Waker() : mHandle(MakeEvent()) {}

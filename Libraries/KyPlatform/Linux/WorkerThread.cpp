@@ -1,12 +1,12 @@
 #include "KyPlatform/WorkerThread.h"
 
 #include "KyPlatform/Linux/SystemCalls.h"
+#include "KyPlatform/Timers.h"
 
 #include <cstring>
 #include <memory>
 #include <new>
 #include <pthread.h>
-#include <sys/prctl.h>
 #include <utility>
 
 namespace KyPlatform
@@ -25,10 +25,7 @@ struct Running
 
 void* Run(void* aRunning)
 {
-    // The system may otherwise put off the end of each wait, to end several at once. Not through the table,
-    // which is for the thread that starts this one. A refusal is ignored: waits are only later.
-    constexpr unsigned long cNanoseconds = 1000;
-    ::prctl(PR_SET_TIMERSLACK, cNanoseconds, 0UL, 0UL, 0UL);
+    TightenTimers();
     auto* const lRunning = static_cast<Running*>(aRunning);
     lRunning->mResult = lRunning->mRoutine(lRunning->mArgument);
     return nullptr;

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <system_error>
 #include <utility>
 
 namespace KySerialTool
@@ -16,7 +17,6 @@ namespace
 
 constexpr uint32_t cRetry = 2000;       // ms
 constexpr uint32_t cStandbyRetry = 500; // ms; well under a second after the other one has gone
-constexpr uint32_t cLook = 50;          // ms, at the device
 
 using Lock = std::unique_lock<std::mutex>;
 
@@ -30,28 +30,101 @@ ServedDevice::ServedDevice(ServedDeviceEntry aEntry, const KyToolPlatform::Conso
     , mLog(aLog)
     , mWanted(mEntry.mPorts)
     , mLevel(mEntry.mLevel)
-    , mThread([this] { Run(); })
 {
+    Ask();
 }
 
 ServedDevice::~ServedDevice()
 {
     AskToEnd();
-    mThread.join();
+    Lock lLock(mLock);
+    mResting.wait(lLock, [this] { return !mIsBusy; });
+    if (mWorker.joinable())
+    {
+        mWorker.join(); // it has left the lock for the last time
+    }
+    if (!mHasEnded) // the system has no thread for it
+    {
+        lLock.unlock();
+        End();
+    }
 }
 
 void ServedDevice::AskToEnd()
 {
     mStop = true;
-    mWake.Set();
+    Ask();
 }
 
 void ServedDevice::Update(const ServedDeviceEntry& aEntry)
 {
+    {
+        const Lock lLock(mLock);
+        mWanted = aEntry.mPorts;
+        mLevel = aEntry.mLevel;
+    }
+    Ask();
+}
+
+void ServedDevice::Ask()
+{
     const Lock lLock(mLock);
-    mWanted = aEntry.mPorts;
-    mLevel = aEntry.mLevel;
-    mWake.Set();
+    mHasWork = true;
+    StartWork();
+}
+
+// Under mLock. A thread that is busy now does it afterwards.
+void ServedDevice::StartWork()
+{
+    if (mIsBusy || mHasEnded)
+    {
+        return;
+    }
+    if (mWorker.joinable())
+    {
+        mWorker.join(); // does not wait: it has left the lock for the last time
+    }
+    try
+    {
+        mIsBusy = true;
+        mWorker = std::thread([this] { Work(); });
+    }
+    catch (const std::system_error&)
+    {
+        mIsBusy = false; // short of threads; the next look tries again
+    }
+}
+
+// Under mLock.
+void ServedDevice::Rest()
+{
+    mIsBusy = false;
+    mResting.notify_all();
+}
+
+void ServedDevice::Look()
+{
+    {
+        const Lock lLock(mLock);
+        if (mIsBusy || mHasEnded)
+        {
+            return;
+        }
+        mHasWork = mHasWork || (!IsComplete() && mNextTry.IsOver());
+        if (mHasWork)
+        {
+            StartWork();
+            return;
+        }
+        mIsBusy = true;
+    }
+    Follow();
+    const Lock lLock(mLock);
+    Rest();
+    if (mHasWork) // asked for meanwhile
+    {
+        StartWork();
+    }
 }
 
 // Not under mLock.
@@ -70,23 +143,48 @@ void ServedDevice::Say(LogLevel aLevel, const Port& aPort, const std::string& aT
     Say(aLevel, ' ' + PortName(aPort.mEntry.mBridge.mPort) + aText);
 }
 
-void ServedDevice::Run()
+void ServedDevice::Work()
 {
-    uint32_t lSinceTry = cRetry; // ms
-    while (!mStop)
+    while (WorkOnce())
     {
-        Adopt();
-        const bool lIsComplete = IsComplete();
-        if (!lIsComplete && lSinceTry >= (mStandby ? cStandbyRetry : cRetry)) // only this thread changes it
-        {
-            Connect();
-            StartPorts();
-            lSinceTry = 0;
-        }
-        Follow();
-        const bool lIsWoken = mWake.Wait_ms(cLook);
-        lSinceTry = lIsWoken || lIsComplete ? cRetry : lSinceTry + cLook; // a change is tried at once
     }
+}
+
+// \return False: nothing is left to do, and the device is somebody else's.
+bool ServedDevice::WorkOnce()
+{
+    {
+        const Lock lLock(mLock);
+        if (!mHasWork || mHasEnded)
+        {
+            Rest();
+            return false;
+        }
+        mHasWork = false;
+    }
+    if (mStop)
+    {
+        End();
+    }
+    else
+    {
+        Serve();
+    }
+    return true;
+}
+
+void ServedDevice::Serve()
+{
+    Adopt();
+    Connect();
+    StartPorts();
+    Follow();
+    const Lock lLock(mLock);
+    mNextTry = KyPlatform::Deadline(mStandby ? cStandbyRetry : cRetry);
+}
+
+void ServedDevice::End()
+{
     std::vector<PortPtr> lPorts;
     {
         const Lock lLock(mLock);
@@ -134,7 +232,6 @@ void ServedDevice::Adopt()
 
 bool ServedDevice::IsComplete() const
 {
-    const Lock lLock(mLock);
     return mDevice != nullptr && std::all_of(mPorts.begin(), mPorts.end(),
                                              [](const PortPtr& aPort) { return aPort->mBridge.has_value(); });
 }

@@ -5,8 +5,10 @@
 #include "kyserial/Serve/ServiceLog.h"
 #include "kyserial/Serve/Status/RecentTraffic.h"
 
-#include <JxUtilsLib/Event.h>
+#include <KyPlatform/Deadline.h>
 
+#include <atomic>
+#include <condition_variable>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -44,15 +46,16 @@ struct ServedDeviceStatus
     std::vector<ServedPortStatus> mPorts{};
 };
 
-/// A device of the service and its ports, on a thread of its own: one that keeps its clients waiting holds no other
-/// one up. What does not work is tried again every two seconds; a device that another application controls, twice a second, so that
-/// this one takes over soon after the other has gone.
+/// A device of the service and its ports. What may block, such as connecting, is done by a thread that the device has for as long as
+/// there is something to do: one that does not answer holds no other one up, and one that works has no thread. What does not
+/// work is tried again every two seconds; a device that another application controls, twice a second, so that this one takes over soon
+/// after the other has gone.
 ///
 /// Threads: any.
 class ServedDevice
 {
 public:
-    /// Starts. The arguments but the first must outlive the object.
+    /// Starts to connect. The arguments but the first must outlive the object.
     ServedDevice(ServedDeviceEntry aEntry, const KyToolPlatform::Console& aConsole, Network& aNetwork,
                  ServiceLog& aLog);
     /// Ends it; blocks until the ports have ended and the device has its settings back.
@@ -64,6 +67,9 @@ public:
 
     /// Sets which ports are to run, and the level. Ports that are the same as before go on undisturbed. Does not block.
     void Update(const ServedDeviceEntry& aEntry);
+
+    /// Reports what has happened, and begins what is due. To be called every 50 ms or so; does not wait for the device.
+    void Look();
 
     /// Asks it to end. Does not block.
     void AskToEnd();
@@ -99,7 +105,13 @@ private:
 
     void Say(LogLevel aLevel, const std::string& aText) const;
     void Say(LogLevel aLevel, const Port& aPort, const std::string& aText) const;
-    void Run();
+    void Ask();
+    void StartWork();
+    void Rest();
+    void Work();
+    bool WorkOnce();
+    void Serve();
+    void End();
     void Connect();
     std::string TryToConnect(bool& aStandby);
     void Adopt();
@@ -107,26 +119,28 @@ private:
     void Follow();
     std::string TryToStart(Port& aPort);
     PortPtr FindRunning(const std::string& aPort) const;
-    bool IsComplete() const;
+    bool IsComplete() const; // under mLock, and not while another thread is busy
 
     const ServedDeviceEntry mEntry;
     const KyToolPlatform::Console& mConsole;
     Network& mNetwork;
     ServiceLog& mLog;
-    std::unique_ptr<Device> mDevice{}; // the thread's
-    JxUtilsLib::Event mWake{false};
+    std::unique_ptr<Device> mDevice{}; // of the thread that is busy with the device
     std::atomic<bool> mStop{false};
     std::atomic<bool> mHasEnded{false};
     mutable std::mutex mLock;
-    std::optional<std::vector<ServedPortEntry>>
-        mWanted{};                 // that the thread has not adopted; under mLock, as all below
-    std::vector<PortPtr> mPorts{}; // changed by the thread alone
+    std::condition_variable mResting;
+    bool mIsBusy = false; // some thread has the device and its ports for itself; under mLock, as all below
+    bool mHasWork = false;
+    KyPlatform::Deadline mNextTry{0};
+    std::optional<std::vector<ServedPortEntry>> mWanted{}; // not adopted yet
+    std::vector<PortPtr> mPorts{};                         // changed by the busy thread alone
     std::optional<LogLevel> mLevel{};
     std::string mError{};
     bool mConnected = false;
     bool mStandby = false;
     uint64_t mGeneration = 0;
-    std::thread mThread{}; // last: it uses the others
+    std::thread mWorker{}; // last: it uses the others
 };
 
 } // namespace KySerialTool

@@ -5,8 +5,12 @@
 #include <KyPlatform/Session.h>
 #include <Platform/ServiceNotice.h>
 
+#include <JxUtilsLib/Event.h>
+
 #include <algorithm>
 #include <exception>
+#include <functional>
+#include <thread>
 #include <utility>
 
 namespace KySerialTool
@@ -15,12 +19,41 @@ namespace KySerialTool
 namespace
 {
 
-constexpr uint32_t cTick = 50; // ms; how late an interruption or a reload is noticed
+constexpr uint32_t cTick =
+    50; // ms; how late an interruption or a reload is noticed, and what has happened to a device
 
 std::string ReloadName(const std::string& aName)
 {
     return KyPlatform::Session::cLocalPrefix + ("KySerialServe-" + aName);
 }
+
+/// A thread that does something every tick.
+class Regularly
+{
+public:
+    explicit Regularly(std::function<void()> aWhat)
+        : mThread(
+              [this, lWhat = std::move(aWhat)]
+              {
+                  while (!mStop.Wait_ms(cTick))
+                  {
+                      lWhat();
+                  }
+              })
+    {
+    }
+    ~Regularly()
+    {
+        mStop.Set();
+        mThread.join();
+    }
+    Regularly(const Regularly&) = delete;
+    Regularly& operator=(const Regularly&) = delete;
+
+private:
+    JxUtilsLib::Event mStop{true};
+    std::thread mThread;
+};
 
 } // namespace
 
@@ -78,6 +111,8 @@ void Service::Serve()
     KyToolPlatform::HangUp lHangUp; // after the console, which ends the program with this signal
     OpenWeb();                      // first: a place that is taken is refused before anything is opened
     Apply(mConfiguration);
+    // Not on this thread: records may be on a disk that hangs, and the system must go on hearing from the service.
+    std::optional<Regularly> lLooks(std::in_place, [this] { Look(); });
     mLog.Add(LogLevel::Information,
              "serving " + std::to_string(mConfiguration.mDevices.size()) + " devices of " + mFile);
     lNotice.Ready(); // devices may be switched off for days: that the service waits for them is its work
@@ -85,14 +120,34 @@ void Service::Serve()
     {
         lNotice.Alive();
         TakeRequests(lHangUp);
-        mLeaving.remove_if([](const auto& aDevice) { return aDevice->HasEnded(); });
+        mLeaving.remove_if(
+            [](const auto& aDevice)
+            {
+                aDevice->Look();
+                return aDevice->HasEnded();
+            });
         if (const std::string lNews = mWeb.has_value() ? mWeb->TakeNews() : std::string(); !lNews.empty())
         {
             mLog.Add(LogLevel::Warning, "web page: " + lNews);
         }
     }
     lNotice.Stopping();
+    lLooks.reset();
     End();
+}
+
+// The lock is for the list alone: one look may take long.
+void Service::Look()
+{
+    std::vector<std::shared_ptr<ServedDevice>> lDevices;
+    {
+        const std::lock_guard<std::mutex> lLock(mLock);
+        lDevices.assign(mDevices.begin(), mDevices.end());
+    }
+    for (const std::shared_ptr<ServedDevice>& lDevice : lDevices)
+    {
+        lDevice->Look();
+    }
 }
 
 void Service::TakeRequests(KyToolPlatform::HangUp& aHangUp)
@@ -112,7 +167,7 @@ void Service::End()
         lDevice->AskToEnd(); // all at once, then wait for each
     }
     mWeb.reset();
-    std::list<std::unique_ptr<ServedDevice>> lDevices;
+    std::list<std::shared_ptr<ServedDevice>> lDevices;
     {
         const std::lock_guard<std::mutex> lLock(mLock);
         lDevices.swap(mDevices);
@@ -165,7 +220,7 @@ void Service::Reload()
 void Service::Apply(const ServeConfiguration& aConfiguration)
 {
     const std::lock_guard<std::mutex> lLock(mLock);
-    std::list<std::unique_ptr<ServedDevice>> lDevices;
+    std::list<std::shared_ptr<ServedDevice>> lDevices;
     for (const ServedDeviceEntry& lEntry : aConfiguration.mDevices)
     {
         const auto lPlace =
@@ -189,7 +244,7 @@ void Service::Apply(const ServeConfiguration& aConfiguration)
                         [&](const auto& aDevice) { return aDevice->GetEntry().IsSame(lEntry); });
         if (!lRuns)
         {
-            lDevices.push_back(std::make_unique<ServedDevice>(lEntry, mContext.mConsole, mNetwork, mLog));
+            lDevices.push_back(std::make_shared<ServedDevice>(lEntry, mContext.mConsole, mNetwork, mLog));
         }
     }
     mDevices = std::move(lDevices);

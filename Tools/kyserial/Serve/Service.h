@@ -51,6 +51,7 @@ private:
     void Serve();
     void End();
     void TakeRequests(KyToolPlatform::HangUp& aHangUp);
+    void Look();
 
     Context& mContext;
     const std::string mFile;
@@ -58,9 +59,9 @@ private:
     KyPlatform::NamedEvent mReload;
     ServiceLog mLog{};
     Network mNetwork{};
-    mutable std::mutex mLock; // of the list; the main thread alone changes it
-    std::list<std::unique_ptr<ServedDevice>> mDevices{};
-    std::list<std::unique_ptr<ServedDevice>> mLeaving{};
+    mutable std::mutex mLock;                            // of the list; the main thread alone changes it
+    std::list<std::shared_ptr<ServedDevice>> mDevices{}; // the thread that looks after them shares them
+    std::list<std::shared_ptr<ServedDevice>> mLeaving{};
     std::optional<WebServer> mWeb{}; // last: it asks the others
 };
 
