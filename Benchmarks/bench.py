@@ -319,12 +319,13 @@ def add_to_history(figures, load_before):
         file.write(json.dumps(line) + "\n")
 
 
-def insert_into_page(tables, load_before):
-    """Between the marks of Docs/performance.md."""
+def insert_into_page(tables, load_before, only_some):
+    """Between the marks of Docs/performance.md. Which machine, and how busy, is that of the last run of all steps."""
     page = ROOT / "Docs" / "performance.md"
     head, rest = page.read_text().split("<!-- figures -->")
-    tail = rest.split("<!-- end of figures -->")[1]
-    page.write_text(f"{head}<!-- figures -->\n{describe_machine(load_before)}\n\n{tables}\n<!-- end of figures -->{tail}")
+    former, tail = rest.split("<!-- end of figures -->")
+    machine = former.strip().split("\n", 1)[0] if only_some else describe_machine(load_before)
+    page.write_text(f"{head}<!-- figures -->\n{machine}\n\n{tables}\n<!-- end of figures -->{tail}")
 
 
 def main():
@@ -373,7 +374,7 @@ def main():
     tables = write_results(figures, folder)
     (folder / "figures.json").write_text(json.dumps(dict(sorted(figures.items())), indent=1) + "\n")
     if arguments.write:
-        insert_into_page(tables, load_before)
+        insert_into_page(tables, load_before, arguments.only)
         add_to_history(figures, load_before)
     print(tables)
     return 0

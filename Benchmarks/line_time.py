@@ -16,6 +16,7 @@ import tty
 BITS = 10  # of a character on the line, start and stop included
 COMMAND, ANSWER = b"ZOOM?\r", b"ZOOM 0\r\n"
 STREAM = 16384
+DETECT = ["i2c", "detect", "-y", "--port", "bulk2"]  # without -y it asks, and takes the end of its input for a no
 WAIT = 60  # seconds until something is given up; a stream to a UART needs 15 under Wine
 I2C_BYTE = 9 / 100_000  # seconds, acknowledge included
 SPI_BYTE = 8 * 2 / 16_700_000
@@ -35,7 +36,7 @@ class Place:
         """A Windows program that this script ends does not get to give the camera back, which frees itself when it has heard
         nothing from that program for a while. Until then it refuses the next one."""
         if self.judge:
-            command = [self.judge, "features", "list", "--device", self.device]
+            command = [self.judge, *DETECT, "--device", self.device]  # wants control
             eventually(lambda: subprocess.run(command, capture_output=True).returncode == 0 or None)
 
     def command(self, *words, device=True):
@@ -192,7 +193,8 @@ def measure_streams(place, repeats):
 
 def time_command(place, *words):
     start = time.perf_counter()
-    subprocess.run([str(word) for word in place.command(*words)], check=True, capture_output=True, timeout=120)
+    subprocess.run([str(word) for word in place.command(*words)], check=True, stdin=subprocess.DEVNULL, capture_output=True,
+                   timeout=120)
     return time.perf_counter() - start
 
 
@@ -228,7 +230,7 @@ def measure_starts(place, repeats):
     """Milliseconds of short programs, and until a bridge passes its first byte."""
     figures = {}
     for name, words in (("ports", ["ports"]), ("features", ["features", "list"]),
-                        ("i2c_detect", ["i2c", "detect", "--port", "bulk2"])):
+                        ("i2c_detect", DETECT)):
         figures[f"{name}_ms"] = statistics.median(time_command(place, *words) for _ in range(repeats)) * 1e3
     times = []
     for _ in range(repeats):
@@ -246,12 +248,11 @@ def measure_all_commands(place, repeats):
             for way in (("term", "tcp") if place.is_windows else WAYS) for rate in (9600, 115200)}
 
 
-def measure_place(place, quick):
+def measure_place(place, quick, parts):
     """A part that fails leaves its rows out, and says why."""
     figures = {}
-    repeats = 1 if quick else 5
-    for part, count in ((measure_all_commands, 5 if quick else 40), (measure_streams, 1 if quick else 3),
-                        (measure_memories, repeats), (measure_starts, repeats)):
+    for part in parts:
+        count = 1 if quick else {measure_all_commands: 40, measure_streams: 3}.get(part, 5)
         try:
             figures.update(part(place, count))
         except (subprocess.SubprocessError, OSError, ValueError) as error:
@@ -270,13 +271,35 @@ def camera(program):
         yield name
 
 
+PARTS = (measure_all_commands, measure_streams, measure_memories, measure_starts)
+
+
+def measure_on_one_core(binaries, quick):
+    """Where no thread has to be woken on another processor."""
+    figures = {}
+    cores = os.sched_getaffinity(0)
+    os.sched_setaffinity(0, {max(cores)})  # of the programs that are started from here too
+    try:
+        with camera(binaries / "kyserial-camera") as name:
+            for where, device in (("one-sim", "sim"), ("one-net", name)):
+                place = Place([binaries / "kyserial"], device)
+                figures.update(with_name(where, measure_place(place, quick, PARTS[:3])))
+    finally:
+        os.sched_setaffinity(0, cores)
+    return figures
+
+
+def with_name(where, figures):
+    return {f"line.{where}.{what}": figure for what, figure in figures.items()}
+
+
 def measure(binaries, wine, quick):
     """wine: the start of a Windows kyserial, a list, or None."""
-    figures = {}
+    figures = measure_on_one_core(binaries, quick)
     with camera(binaries / "kyserial-camera") as name:
         places = {"sim": Place([binaries / "kyserial"], "sim"), "net": Place([binaries / "kyserial"], name)}
         if wine:
             places.update({"wine-sim": Place(wine, "sim", True), "wine-net": Place(wine, name, True, binaries / "kyserial")})
         for where, place in places.items():
-            figures.update({f"line.{where}.{what}": figure for what, figure in measure_place(place, quick).items()})
+            figures.update(with_name(where, measure_place(place, quick, PARTS)))
     return figures

@@ -93,7 +93,8 @@ def throughput(cores):
     return rows
 
 
-PLACES = {"sim": "camera in the program", "net": "camera on the network", "wine-sim": "Wine, camera in the program",
+PLACES = {"one-sim": "one core, camera in the program", "one-net": "one core, camera on the network",
+          "sim": "camera in the program", "net": "camera on the network", "wine-sim": "Wine, camera in the program",
           "wine-net": "Wine, camera on the network"}
 
 

@@ -88,8 +88,8 @@ class Run:
         of_ports = sum(number for name, number in threads.items() if name.startswith("Bridge"))
         self.figures["threads_of_a_port"] = of_ports / (count * len(PORTS))
         terminals = count * len(PORTS) / 2  # each has a thread that reads
-        # Without a rest: a sanitizer has a thread too.
-        self.figures["threads_of_a_camera"] = (sum(threads.values()) - of_ports - terminals - OWN_THREADS) // count
+        # Rounded: a sanitizer has a thread too.
+        self.figures["threads_of_a_camera"] = round((sum(threads.values()) - of_ports - terminals - OWN_THREADS) / count)
         self.figures["threads"] = sum(threads.values())
         self.figures["sockets_of_a_camera"] = service.system.udp_sockets() / count
         self.figures["files"] = service.system.files()
