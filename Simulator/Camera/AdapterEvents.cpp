@@ -20,6 +20,7 @@ void AdapterEvents::Start()
 
 void AdapterEvents::Stop()
 {
+    // The camera goes first: nothing is queued after this call. What the queue still holds is dropped.
     mCamera.RemoveListener(this);
     {
         LockScope lScope(mLock);
@@ -34,6 +35,7 @@ void AdapterEvents::OnDeviceEvent(const DeviceEvent& aEvent)
     const Faults::EventFate lFate = mFaults.EnterEvent();
     for (uint32_t lCopy = 0; lCopy < lFate.mCopies; ++lCopy)
     {
+        // Zero is "at once". An event without a delay costs no order at the scheduler.
         const Time lDue = lFate.mDelay > Time(0) ? mCamera.GetScheduler().Now() + lFate.mDelay : Time(0);
         Push({aEvent, lDue});
     }
@@ -52,6 +54,8 @@ void AdapterEvents::Push(Queued aQueued)
         mQueue.push_back(std::move(aQueued));
         mChanged.NotifyAll();
     }
+    // The delivery thread waits for its condition, and the camera's clock may be a manual one. So the clock itself
+    // wakes the thread. The order cannot be taken back, hence the weak pointer: it outlives the adapter.
     if (lDue > Time(0))
     {
         mCamera.GetScheduler().At(lDue,
@@ -69,6 +73,7 @@ void AdapterEvents::Push(Queued aQueued)
 bool AdapterEvents::AddSink(IKyDeviceEventSink* aSink)
 {
     LockScope lScope(mLock);
+    // A second registration would deliver each event twice.
     if (std::find(mSinks.begin(), mSinks.end(), aSink) != mSinks.end())
     {
         return false;
@@ -86,7 +91,9 @@ bool AdapterEvents::RemoveSink(IKyDeviceEventSink* aSink)
     {
         mSinks.erase(lSink);
     }
-    // Also for a sink that another thread has just removed: the promise holds for each caller.
+    // The wait also covers a sink that another thread has just removed: each caller may destroy the sink after this
+    // call. One finished call is enough, because a removed sink is not called again. From inside the sink's own
+    // call there is no wait: that call would wait for its own return.
     const uint64_t lCalls = mCalls;
     while (mCurrent != nullptr && mCurrent == aSink && mCalls == lCalls &&
            mThreadID != std::this_thread::get_id())
@@ -99,6 +106,7 @@ bool AdapterEvents::RemoveSink(IKyDeviceEventSink* aSink)
 void AdapterEvents::AddInterest(const std::string& aName)
 {
     LockScope lScope(mLock);
+    // A count for each name, so that each registration needs its own withdrawal.
     ++mInterests[aName];
 }
 
@@ -120,8 +128,8 @@ bool AdapterEvents::RemoveInterest(const std::string& aName)
 std::vector<uint8_t> AdapterEvents::GetUpstream(size_t aBulk)
 {
     LockScope lScope(mLock);
-    // A sink asks for its own port's bytes at every port's event; old bytes would be taken
-    // twice.
+    // A sink reads its own port's bytes at every port's event. The bytes of an earlier event would be taken twice,
+    // so this thread sees bytes of the port whose event it delivers, and of no other.
     if (std::this_thread::get_id() == mThreadID && mDelivering != aBulk)
     {
         return {};
@@ -157,6 +165,8 @@ void AdapterEvents::Run()
             mChanged.Wait(mLock);
             continue;
         }
+        // Set before the event leaves the queue: WaitUntilIdle() never sees an empty queue while an event is on its
+        // way.
         mBusy = true;
         const Queued lNext = std::move(mQueue.front());
         mQueue.pop_front();
@@ -179,6 +189,7 @@ void AdapterEvents::Deliver(const DeviceEvent& aEvent)
     const size_t lBulk =
         aEvent.mId >= cUpstreamEvent ? static_cast<size_t>(aEvent.mId - cUpstreamEvent) : cBulkCount;
     const uint64_t lBlockID = ++mBlockID;
+    // The upstream features are set before the sinks are called: a sink reads them from inside its call.
     mDelivering = lBulk;
     if (lBulk < cBulkCount && !mFaults.IsDisconnected())
     {
@@ -200,6 +211,7 @@ void AdapterEvents::Deliver(const DeviceEvent& aEvent)
 
 void AdapterEvents::DeliverChange(const std::string& aName)
 {
+    // Sinks hear of features that somebody has registered an interest in, and of no others.
     if (mInterests.count(aName) != 0)
     {
         const KyString lName(aName.c_str());
@@ -210,14 +222,18 @@ void AdapterEvents::DeliverChange(const std::string& aName)
 template<typename Call>
 void AdapterEvents::CallSinks(const Call& aCall)
 {
+    // A copy: a sink may add and remove sinks from inside its call.
     const std::vector<IKyDeviceEventSink*> lSinks = mSinks;
     for (IKyDeviceEventSink* const lSink : lSinks)
     {
+        // Looked at again before each sink: the call before may have removed this one, or cut the connection.
         if (mStop || mFaults.IsDisconnected() ||
             std::find(mSinks.begin(), mSinks.end(), lSink) == mSinks.end())
         {
             continue;
         }
+        // The lock is given up for the call. A sink calls the adapter back, and RemoveSink() of another thread has
+        // to get in to wait for the end of this call.
         mCurrent = lSink;
         mLock.Give();
         aCall(*lSink);

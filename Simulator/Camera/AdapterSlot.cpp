@@ -7,6 +7,7 @@ namespace KySimulator
 
 const char* NameOf(AdapterSlot aSlot)
 {
+    // By slot number. An empty text stands for one of the five reserved slots.
     static constexpr std::array<const char*, cAdapterSlots> cNames = {
         "",
         "IsIntegerFeatureAvailable",

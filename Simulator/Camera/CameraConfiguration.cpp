@@ -34,8 +34,10 @@ size_t CameraConfiguration::FirstFeaturePort() const
 CameraConfiguration Completed(CameraConfiguration aConfiguration)
 {
     static std::atomic<uint32_t> sCameras{0};
+    // The address range that anybody may use: no real device has such an address.
     constexpr uint64_t cLocallyAdministered = 0x020000000000U;
 
+    // Each camera of a process gets an identity of its own: the library claims ports by it.
     const uint32_t lNumber = ++sCameras;
     if (aConfiguration.mMacAddress == 0)
     {
@@ -46,11 +48,13 @@ CameraConfiguration Completed(CameraConfiguration aConfiguration)
         const std::string lDigits = std::to_string(lNumber % 100000000U);
         aConfiguration.mSerialNumber = "SIM" + std::string(8 - lDigits.size(), '0') + lDigits;
     }
+    // Values that a device cannot have are pulled into its range. A FIFO or a buffer of 0 would never pass a byte.
     aConfiguration.mMacAddress &= 0xFFFFFFFFFFFFU;
     aConfiguration.mUartCount = std::min(aConfiguration.mUartCount, static_cast<uint32_t>(cUartCount));
     aConfiguration.mUpstreamLength = std::max(aConfiguration.mUpstreamLength, 1U);
     aConfiguration.mUartReceiveFifo = std::max(aConfiguration.mUartReceiveFifo, 1U);
     aConfiguration.mBulkReceiveFifo = std::max(aConfiguration.mBulkReceiveFifo, 1U);
+    // Devices raise the bulk port's interrupts with one of two event numbers; the library listens to no other.
     if (aConfiguration.mBulkInterruptEvent != KyDeviceProtocol::cInterruptEvent)
     {
         aConfiguration.mBulkInterruptEvent = KyDeviceProtocol::cBulkInterruptEvent;

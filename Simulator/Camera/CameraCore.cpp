@@ -6,7 +6,8 @@ namespace KySimulator
 namespace
 {
 
-/// What a peer holds of a camera.
+/// The peer's end of a port. It holds the camera weakly: a peer may outlive its camera, and the camera owns the
+/// peer.
 class CameraLine final : public SerialLine
 {
 public:
@@ -44,9 +45,12 @@ CameraCore::CameraCore(const CameraConfiguration& aConfiguration, std::shared_pt
 void CameraCore::Settle()
 {
     mState.Step(mScheduler->Now()); // on lines without time an access makes something due at once
+    // Posted under the lock, so that events are queued in the order of their causes. Listeners are called later,
+    // without the lock.
     mOutputQueue.Post(mState.TakeOutputs());
     const Time lNext = mState.NextDue();
-    // An order cannot be taken back. One that is later than the next thing stays, and finds less to do.
+    // An order cannot be taken back. So a new one is placed only when something is due earlier than the earliest
+    // order; a later order stays and finds less to do.
     if (lNext < mOrdered)
     {
         mOrdered = lNext;
@@ -65,7 +69,8 @@ void CameraCore::OnTimer()
 {
     {
         LockScope lScope(mLock);
-        // An older order may come while that of the next thing still stands.
+        // An older, later order may fire while the earliest one is still to come. That one must stay noted, or it
+        // would be placed again.
         if (mScheduler->Now() >= mOrdered)
         {
             mOrdered = cNever;
@@ -86,6 +91,7 @@ void CameraCore::Plug(Port aPort, std::shared_ptr<SerialPeer> aPeer)
     With(
         [&](CameraState& aState)
         {
+            // A port that this camera does not have is no error: the same equipment fits every configuration.
             if (aState.Find(aPort) != nullptr)
             {
                 aState.Plug(aPort, aPeer, lLine);

@@ -44,6 +44,7 @@ Outcome CameraState::Require(const std::string& aName, FeatureKind aKind, const 
 
 Port CameraState::PortOf(const Feature& aFeature) const
 {
+    // A feature without a port of its own belongs to the port that the selector points at now.
     return aFeature.mPort.value_or(BulkPortOf(mBulkSelector));
 }
 
@@ -66,6 +67,7 @@ std::vector<Protocol> CameraState::ProtocolsOf(Port aPort) const
     const BulkPortConfiguration& lBulk = mConfiguration.mBulk[static_cast<size_t>(aPort) - cUartCount];
     for (const Protocol lProtocol : {Protocol::Uart, Protocol::Usrt, Protocol::I2C, Protocol::Spi})
     {
+        // The order of the list is the order of the entries: an entry's position is its number.
         if (lBulk.Offers(lProtocol))
         {
             lProtocols.push_back(lProtocol);
@@ -169,6 +171,7 @@ void CameraState::SetEntry(const Feature& aFeature, size_t aEntry)
         FindBulk(lPort)->SetProtocol(ProtocolsOf(lPort)[aEntry]);
         return;
     case FeatureId::BaudRate:
+        // UARTs have no configuration word: each keeps its speed itself.
         if (BulkPort* const lBulk = FindBulk(lPort))
         {
             lBulk->SetSpeedIndex(lNumber);
@@ -238,6 +241,7 @@ Outcome CameraState::GetText(const std::string& aName, std::string& aValue) cons
     case FeatureKind::Integer:
     {
         int64_t lValue = 0;
+        // Any integer reads as its decimal text; applications show every feature that way.
         Outcome lOutcome = GetInteger(aName, lValue);
         aValue = std::to_string(lValue);
         return lOutcome;
@@ -249,6 +253,8 @@ Outcome CameraState::GetText(const std::string& aName, std::string& aValue) cons
     {
         const std::vector<std::string> lEntries = EntriesOf(*lFeature);
         const size_t lEntry = EntryOf(*lFeature);
+        // A port can be in a state for which its feature has no name: its register takes any number. A wrong name
+        // would hide it.
         if (lEntry >= lEntries.size())
         {
             return {Status::AccessDenied, "The value of " + aName + " has no entry."};
@@ -287,6 +293,7 @@ Outcome CameraState::SetUserID(const std::string& aName, const std::string& aVal
     {
         return {Status::InvalidParameter, "The text is too long for " + aName + "."};
     }
+    // A change is reported only when there is one. Applications read the feature again at each report.
     if (mUserID != aValue)
     {
         mUserID = aValue;
@@ -307,11 +314,11 @@ Outcome CameraState::SetEnumeration(const std::string& aName, const Feature& aFe
     const auto lNumber = static_cast<size_t>(lEntry - lEntries.begin());
     if (EntryOf(aFeature) == lNumber)
     {
-        return {}; // a value that stays is no change: applications would read it again for nothing
+        return {}; // no change to report: applications would read the feature again for nothing
     }
     SetEntry(aFeature, lNumber);
     mOutputs.emplace_back(FeatureChange{aName});
-    // What the selector points at is another port's from now on.
+    // The features that follow the selector now belong to another port, so their values may differ.
     if (aFeature.mId == FeatureId::BulkSelector)
     {
         for (const FeatureId lId :
@@ -358,6 +365,7 @@ Outcome CameraState::GetRegisterData(const std::string& aName, uint8_t* aBuffer,
     {
         return lOutcome;
     }
+    // The downstream feature is a mailbox: what was written is gone with the write.
     if (!lFeature->mReadable)
     {
         return {Status::AccessDenied, "The feature " + aName + " can only be written."};
@@ -369,7 +377,8 @@ Outcome CameraState::GetRegisterData(const std::string& aName, uint8_t* aBuffer,
     const std::vector<uint8_t>& lData =
         mBulks[static_cast<size_t>(PortOf(*lFeature)) - cUartCount]->GetLastUpstream();
     const size_t lLength = static_cast<size_t>(aLength);
-    // The feature has one length for all events; that of the last one is a feature of its own.
+    // The feature has one fixed length, and the last event may have fewer bytes; the length feature says how many
+    // count. The rest reads as zeros.
     const size_t lValid = std::min(lLength, lData.size());
     std::copy_n(lData.begin(), lValid, aBuffer);
     std::fill_n(aBuffer + lValid, lLength - lValid, static_cast<uint8_t>(0));
@@ -392,6 +401,7 @@ Outcome CameraState::SetRegisterData(const std::string& aName, const uint8_t* aB
     {
         return {Status::InvalidParameter, "The feature " + aName + " does not take that many bytes."};
     }
+    // On GigE Vision the words of a message's header are big-endian, on every other transport little-endian.
     return FindBulk(PortOf(*lFeature))
         ->WriteMessage(aBuffer, static_cast<size_t>(aLength),
                        mConfiguration.mTransport == Transport::GigEVision);

@@ -26,6 +26,7 @@ CameraModel::CameraModel(const CameraConfiguration& aConfiguration, std::shared_
 
 CameraModel::~CameraModel()
 {
+    // The core may outlive this object: peers' lines and timers hold it. Listeners must not hear of anything more.
     mThis->GetOutputQueue().Shut();
 }
 
@@ -105,6 +106,7 @@ Outcome CameraModel::GetRegisterLength(const std::string& aName, int64_t& aLengt
         return {Status::InvalidParameter, "The feature " + aName + " is of another kind."};
     }
     const CameraConfiguration& lConfiguration = GetConfiguration();
+    // The length is fixed by the configuration, not by the last message: callers size their buffers by it.
     aLength = lFeature->mId == FeatureId::Downstream ? lConfiguration.mDownstreamLength
                                                      : lConfiguration.mUpstreamLength;
     return {};
@@ -133,6 +135,7 @@ void CameraModel::RemoveListener(CameraListener* aListener)
 
 void CameraModel::WaitForListeners()
 {
+    // Events are delivered by the thread that has caused them, and that thread may still be at it.
     mThis->GetOutputQueue().WaitUntilDrained();
 }
 

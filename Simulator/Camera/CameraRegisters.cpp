@@ -24,11 +24,13 @@ bool CameraState::HasBulkRegisters() const
 
 uint32_t CameraState::FunctionCapabilities() const
 {
+    // A test may set the whole word, also to values that a sound device does not report.
     return mConfiguration.mFunctionCapabilities.value_or(cImplemented | mConfiguration.mUartCount);
 }
 
 uint32_t CameraState::BulkCapabilities() const
 {
+    // The register speaks of bulk port 0 alone, since that is the only one with registers.
     const bool lI2C = HasBulkRegisters() && mConfiguration.mBulk[0].mI2C;
     return mConfiguration.mBulkCapabilities.value_or(lI2C ? cBulkI2C : 0U);
 }
@@ -41,6 +43,7 @@ UartPort* CameraState::FindUartRegister(uint32_t aAddress)
 Outcome CameraState::ReadRegister(uint32_t aAddress, uint32_t& aValue)
 {
     aValue = 0;
+    // Alignment is checked before the address: a misaligned address gets this answer wherever it points.
     if (aAddress % 4 != 0)
     {
         return {Status::BadAlignment, "Registers are at multiples of 4."};

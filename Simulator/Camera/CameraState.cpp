@@ -14,6 +14,7 @@ CameraState::CameraState(const CameraConfiguration& aConfiguration)
     , mUserID(aConfiguration.mUserID)
 {
     const LinePort::Limits lLimits{mConfiguration.mUartReceiveFifo, mConfiguration.mWireLimit};
+    // A port that the camera does not have stays a null pointer; every access asks for it first.
     for (size_t lUart = 0; lUart < mConfiguration.mUartCount; ++lUart)
     {
         mUarts[lUart] = std::make_unique<UartPort>(*this, lUart, lLimits, mConfiguration.mUnlimitedLineRate);
@@ -31,8 +32,9 @@ CameraState::CameraState(const CameraConfiguration& aConfiguration)
 void CameraState::Step(Time aNow)
 {
     const Time lPeriod = mConfiguration.mCollects;
+    // A device that looks at its lines once in a period hands on everything of a period together.
     const Time lNow = lPeriod > Time(0) ? aNow / lPeriod * lPeriod : aNow;
-    mNow = std::max(mNow, lNow); // the clock may be an application's own, and go back
+    mNow = std::max(mNow, lNow); // an application's own clock may go back
     for (size_t lPort = 0; lPort < cPortCount; ++lPort)
     {
         if (LinePort* const lLine = Find(static_cast<Port>(lPort)))
@@ -63,6 +65,7 @@ Time CameraState::NextDue() const
 
 std::vector<Output> CameraState::TakeOutputs()
 {
+    // Left empty, so that each output is posted once.
     return std::exchange(mOutputs, {});
 }
 

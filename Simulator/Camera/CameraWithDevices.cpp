@@ -22,6 +22,7 @@ CameraConfiguration Configure(const EquipmentOptions& aOptions, const CameraConf
     CameraConfiguration lConfiguration = aConfiguration;
     lConfiguration.mUnlimitedLineRate = aOptions.mFast;
     lConfiguration.mUartCount = aOptions.mFeaturesOnly ? 0 : 2;
+    // The modes that fit the buses below, so that a first read works without any setting.
     lConfiguration.mBulk[2].mMode = Protocol::I2C;
     lConfiguration.mBulk[3].mMode = Protocol::Spi;
     return lConfiguration;
@@ -58,6 +59,7 @@ CameraWithDevices::CameraWithDevices(const EquipmentOptions& aOptions,
     : mThis(std::make_unique<Parts>(aOptions, aConfiguration))
 {
     CameraModel& lCamera = *mThis->mCamera;
+    // A lens controller where users expect a device, an echo everywhere else: every port answers something.
     for (const Port lPort : {Port::Uart0, Port::Bulk0, Port::Bulk1})
     {
         lCamera.Plug(lPort, std::make_shared<LensController>());
@@ -83,9 +85,10 @@ bool CameraWithDevices::LoadState(const std::string& aPath)
     std::ifstream lFile(aPath, std::ios::binary);
     if (!lFile.is_open())
     {
-        return true; // the first run makes the file
+        return true; // the first run has no file yet; SaveState() makes it
     }
-    // One byte more than there can be, of a file that may have no end.
+    // One byte more than the state has: a longer file shows itself, and a file without an end (a device file) is
+    // not read for ever.
     constexpr size_t cSize = 2 * Eeprom24C02::cSize + SpiFlash::cSize;
     std::vector<uint8_t> lState(cSize + 1);
     lFile.read(reinterpret_cast<char*>(lState.data()), static_cast<std::streamsize>(lState.size()));
@@ -116,6 +119,7 @@ bool CameraWithDevices::SaveState(const std::string& aPath) const
     }
     const std::vector<uint8_t> lFlash = mThis->mFlash->GetContents();
     lState.insert(lState.end(), lFlash.begin(), lFlash.end());
+    // The order of the parts is the file's format: LoadState() reads the same one.
     std::ofstream lFile(aPath, std::ios::binary | std::ios::trunc);
     lFile.write(reinterpret_cast<const char*>(lState.data()), static_cast<std::streamsize>(lState.size()));
     return static_cast<bool>(lFile.flush());

@@ -12,6 +12,7 @@ namespace
 /// Whether the adapter answers a call from what it knows, without asking the device.
 bool IsKnownOffline(AdapterSlot aSlot)
 {
+    // The kind of a device does not change while it is away.
     return aSlot == AdapterSlot::IsKorvoVideoInterface || aSlot == AdapterSlot::IsGigEVision ||
            aSlot == AdapterSlot::IsAlternateTransport;
 }
@@ -22,6 +23,7 @@ void Faults::FailCall(const CallFault& aFault)
 {
     LockScope lScope(mLock);
     mCallFaults.push_back(aFault);
+    // The next call is the earliest that a fault can meet, so 0 counts as 1.
     mCallFaults.back().mNth = std::max<uint64_t>(aFault.mNth, 1);
 }
 
@@ -69,6 +71,7 @@ void Faults::DisconnectAtCall(uint64_t aNth)
 void Faults::Reconnect()
 {
     LockScope lScope(mLock);
+    // A planned disconnection is dropped too: it belonged to the connection that has just been replaced.
     mDisconnected = false;
     mDisconnectIn = 0;
 }
@@ -129,10 +132,12 @@ std::optional<KyResult> Faults::EnterCall(AdapterSlot aSlot, const std::string& 
     {
         mTranscript.push_back({aSlot, aArguments});
     }
+    // Counted down before the call is judged: the N-th call already finds the connection cut.
     if (mDisconnectIn > 0 && --mDisconnectIn == 0)
     {
         mDisconnected = true;
     }
+    // Faults count calls of a cut connection too, so that a test's numbers do not depend on when it was cut.
     std::optional<KyResult> lResult = TakeCallFault(aSlot);
     if (mDisconnected && !IsKnownOffline(aSlot))
     {
@@ -151,6 +156,7 @@ std::optional<KyResult> Faults::TakeCallFault(AdapterSlot aSlot)
             ++lFault;
             continue;
         }
+        // Every fault counts this call, also when another fault has already decided its result.
         if (lFault->mNth > 1)
         {
             --lFault->mNth;
@@ -181,6 +187,8 @@ Faults::EventFate Faults::EnterEvent()
         lFate.mDelay += lFault->mFate.mDelay;
         lFault = mEventFaults.erase(lFault);
     }
+    // An event of a cut connection is lost, whatever faults are set. It has used them up, as a delivered one would
+    // have.
     lFate.mCopies = mDisconnected ? 0 : lFate.mCopies;
     return lFate;
 }

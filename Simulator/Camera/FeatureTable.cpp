@@ -25,6 +25,7 @@ void AddBulkPort(FeatureTable& aTable, size_t aBulk, bool aSelector)
                                             lPort};
     aTable[UpstreamLengthFeature(aBulk)] = {FeatureId::UpstreamLength, FeatureKind::Integer, true, false,
                                             lPort};
+    // A camera has the line settings either once, moved by the selector, or once for each port by its name.
     if (!aSelector)
     {
         AddSettings(aTable, BulkName(aBulk), lPort);
@@ -39,6 +40,7 @@ void AddIdentity(FeatureTable& aTable, const CameraConfiguration& aConfiguration
     aTable["DeviceModelName"] = {FeatureId::Model, FeatureKind::String, true, false, {}};
     aTable[cSerialNumberFeature] = {FeatureId::SerialNumber, FeatureKind::String, true, false, {}};
     aTable["DeviceUserID"] = {FeatureId::UserID, FeatureKind::String, true, true, {}};
+    // Only GigE Vision devices have a MAC address. The library identifies the others by vendor and serial number.
     if (aConfiguration.mTransport == Transport::GigEVision)
     {
         aTable[cMacAddressFeature] = {FeatureId::MacAddress, FeatureKind::Integer, true, false, {}};
@@ -55,6 +57,7 @@ FeatureTable MakeFeatureTable(const CameraConfiguration& aConfiguration)
     {
         AddSettings(lTable, UartName(lUart), static_cast<Port>(lUart));
     }
+    // Without a port that has features there is nothing for a selector to select.
     if (aConfiguration.FirstFeaturePort() == cBulkCount)
     {
         return lTable;

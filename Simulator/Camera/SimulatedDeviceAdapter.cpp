@@ -58,6 +58,7 @@ size_t UpstreamPortOf(const std::string& aName)
 {
     constexpr size_t cDigit = sizeof("EventBulk") - 1;
     const size_t lBulk = aName.size() > cDigit ? static_cast<size_t>(aName[cDigit]) - '0' : cBulkCount;
+    // The whole name is compared: "EventBulk1Foo" is another feature.
     const bool lUpstream = lBulk < cBulkCount &&
                            (aName == UpstreamBufferFeature(lBulk) || aName == UpstreamLengthFeature(lBulk));
     return lUpstream ? lBulk : cBulkCount;
@@ -70,11 +71,13 @@ SimulatedDeviceAdapter::SimulatedDeviceAdapter(std::shared_ptr<CameraModel> aCam
     , mFaults(std::make_unique<Faults>())
     , mEvents(std::make_shared<AdapterEvents>(*mCamera, *mFaults))
 {
+    // Not in the initialiser list: the thread uses mFaults and needs the shared pointer to exist.
     mEvents->Start();
 }
 
 SimulatedDeviceAdapter::~SimulatedDeviceAdapter()
 {
+    // Before the members go: the thread calls sinks that may still ask this adapter.
     mEvents->Stop();
 }
 
@@ -90,6 +93,7 @@ Faults& SimulatedDeviceAdapter::GetFaults() const
 
 void SimulatedDeviceAdapter::WaitForEvents()
 {
+    // In the direction of an event: first the camera hands it to the queue, then the queue to the sinks.
     mCamera->WaitForListeners();
     mEvents->WaitUntilIdle();
 }
@@ -97,6 +101,7 @@ void SimulatedDeviceAdapter::WaitForEvents()
 template<typename Text>
 std::optional<KyResult> SimulatedDeviceAdapter::Enter(AdapterSlot aSlot, const Text& aArguments)
 {
+    // The text is made for the transcript alone; without one a call does not pay for it.
     return mFaults->EnterCall(aSlot, mFaults->IsRecording() ? aArguments() : std::string());
 }
 
@@ -159,6 +164,8 @@ KyResult SimulatedDeviceAdapter::GetIntegerValue(const KyString& aName, int64_t&
         return *lFailure;
     }
     const Outcome lOutcome = mCamera->GetInteger(TextOf(aName), aValue);
+    // The camera has the bytes of its newest event. A sink has to see those of the event that it is called for, so
+    // the event queue answers for the upstream features.
     const size_t lBulk = UpstreamPortOf(TextOf(aName));
     if (lOutcome.IsOk() && lBulk < cBulkCount)
     {

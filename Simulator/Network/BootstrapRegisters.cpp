@@ -10,6 +10,7 @@ namespace
 
 using namespace KyGvcp;
 
+// Registers that can be read one by one. All memory between them can be read as a block, and holds zeros.
 constexpr std::array<uint32_t, 32> cReadable = {cVersionRegister,
                                                 cDeviceModeRegister,
                                                 cMacHighRegister,
@@ -95,6 +96,7 @@ BootstrapRegisters::BootstrapRegisters(CameraModel& aCamera) : mCamera(aCamera)
                                  cCanControlSocket | cHasSerialNumber | cHasUserName);
     Set(cHeartbeatRegister, cHeartbeat);
     Set(cPendingTimeoutRegister, cPendingTimeout);
+    // One tick is a nanosecond, the unit of the camera's own clock.
     Set(cTickFrequencyLowRegister, 1000000000);
     Set(cMessageTimeoutRegister, cMessageTimeout);
     Set(cMessageRetriesRegister, cMessageRetries);
@@ -111,6 +113,7 @@ void BootstrapRegisters::SetIdentity(const NetworkIdentity& aIdentity)
 
 uint32_t BootstrapRegisters::Get(uint32_t aAddress) const
 {
+    // Clients choose the address, so it is checked here for everybody.
     return aAddress <= cSize - 4 ? Reader(Bytes(mImage).subspan(aAddress, 4)).Take32() : 0;
 }
 
@@ -133,6 +136,7 @@ void BootstrapRegisters::Refresh()
 {
     std::string lName;
     static_cast<void>(mCamera.GetText("DeviceUserID", lName)); // ignored: every camera has it
+    // The name can also be changed as a feature, so it is fetched anew for each read.
     SetText(cUserNameRegister, cShortTextSize, lName);
 }
 
@@ -150,6 +154,7 @@ Outcome BootstrapRegisters::Read(uint32_t aAddress, uint32_t& aValue)
 
 Outcome BootstrapRegisters::Write(uint32_t aAddress, uint32_t aValue)
 {
+    // Can be written and not read, so it is in neither list.
     if (aAddress == cTimestampControlRegister)
     {
         ControlTimestamp(aValue);
@@ -163,6 +168,7 @@ Outcome BootstrapRegisters::Write(uint32_t aAddress, uint32_t aValue)
     }
     if (aAddress == cInterfaceConfigurationRegister)
     {
+        // A link-local address cannot be switched off: the standard wants it of each device.
         Set(aAddress, cLinkLocal | (aValue & cPersistentIp));
         return {};
     }
@@ -171,6 +177,7 @@ Outcome BootstrapRegisters::Write(uint32_t aAddress, uint32_t aValue)
         Set(aAddress, aValue & cPendingAckEnabled); // the one choice that this device leaves
         return {};
     }
+    // A shorter heartbeat than this would drop the controller between two of its own commands.
     Set(aAddress, aAddress == cHeartbeatRegister ? std::max(aValue, cShortestHeartbeat) : aValue);
     return {};
 }
@@ -180,6 +187,7 @@ void BootstrapRegisters::ControlTimestamp(uint32_t aValue)
     constexpr uint32_t cReset = 0x1;
     constexpr uint32_t cLatch = 0x2;
     const Time lNow = mCamera.GetScheduler().Now();
+    // Both bits at once latch the time that has passed, and then start again at zero.
     if ((aValue & cLatch) != 0)
     {
         const auto lTicks = static_cast<uint64_t>((lNow - mTimestampStart).count());
@@ -211,6 +219,7 @@ Outcome BootstrapRegisters::WriteText(uint32_t aAddress, Bytes aData)
     {
         return NoSuchRegister();
     }
+    // Clients write the whole field or only the text: what counts ends at the first zero byte.
     const std::string lText(aData.begin(), std::find(aData.begin(), aData.end(), uint8_t{0}));
     return mCamera.SetText("DeviceUserID", lText);
 }

@@ -18,7 +18,7 @@ struct NetworkIdentity
     uint32_t mMask = 0xFF000000;
     uint32_t mGateway = 0;
     std::string mFirstUrl;  ///< Where the device description is.
-    std::string mSecondUrl; ///< Another place, for who cannot use the first.
+    std::string mSecondUrl; ///< Another place, for clients that cannot use the first.
 };
 
 /// The registers that every GigE Vision device has in the same place. They hold what was written; what

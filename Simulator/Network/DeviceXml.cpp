@@ -157,6 +157,7 @@ Writer::Node& Writer::AddRegister(const std::string& aKind, const std::string& a
     Add(lNode, "Length", std::to_string(aLength));
     Add(lNode, "AccessMode", aMode);
     Add(lNode, "pPort", aPort);
+    // Every register may change without a write: by another application, a selector or the device itself.
     Add(lNode, "Cachable", "NoCache");
     return lNode;
 }
@@ -209,6 +210,7 @@ void Writer::AddCategories()
         {
             lFeatures.insert(lFeatures.end(), cTransportFeatures.begin(), cTransportFeatures.end());
         }
+        // The schema wants no empty category.
         if (lFeatures.empty())
         {
             continue;

@@ -53,6 +53,8 @@ FeatureRegisters::FeatureRegisters(CameraModel& aCamera) : mCamera(aCamera)
     for (const auto& [lName, lFeature] : MakeFeatureTable(aCamera.GetConfiguration()))
     {
         FeatureRegister lRegister{lName, lFeature, 0, 0, {}};
+        // Enumerations get a word each, messages a window each. Texts lie in the bootstrap registers and need no
+        // address here.
         if (lFeature.mKind == FeatureKind::Enumeration)
         {
             lRegister.mAddress = lNextWord;
@@ -94,6 +96,7 @@ Outcome FeatureRegisters::ReadWord(uint32_t aAddress, uint32_t& aValue) const
     aValue = 0;
     if (aAddress == cModeMask)
     {
+        // A bit for each mode that the selected port offers. The description hides the entries whose bit is clear.
         std::vector<std::string> lAvailable;
         Outcome lOutcome = mCamera.GetEntries(cBulkModeFeature, lAvailable);
         for (const std::string& lEntry : lAvailable)
@@ -127,6 +130,7 @@ Outcome FeatureRegisters::WriteWord(uint32_t aAddress, uint32_t aValue)
         return {Status::WriteProtect, "What the port offers cannot be written."};
     }
     const FeatureRegister* const lRegister = Find(aAddress);
+    // A message is written as a block; a word into its window would be a piece of one.
     if (lRegister == nullptr || lRegister->mFeature.mKind != FeatureKind::Enumeration)
     {
         return NoSuchFeature();

@@ -54,6 +54,8 @@ bool GvcpServer::IsController(const Endpoint& aFrom) const
 bool GvcpServer::MayRead(const Endpoint& aFrom, uint32_t aAddress) const
 {
     const uint32_t lPrivilege = mRegisters.GetBootstrap().Get(cControlPrivilegeRegister);
+    // Under exclusive access others may still read the privilege itself: that is how they see that the camera is
+    // taken.
     return (lPrivilege & cExclusiveAccess) == 0 || IsController(aFrom) ||
            aAddress == cControlPrivilegeRegister;
 }
@@ -61,6 +63,8 @@ bool GvcpServer::MayRead(const Endpoint& aFrom, uint32_t aAddress) const
 void GvcpServer::Handle(const Endpoint& aFrom, Bytes aPacket, Time aNow)
 {
     const auto lCommand = ParseCommand(aPacket);
+    // Odd codes are acknowledges, and 0 is no request number. A device is silent about what is no command: an
+    // answer to an answer would never end.
     if (!lCommand.has_value() || lCommand->mRequestID == 0 || lCommand->mCode % 2 != 0)
     {
         ++mCounters.mIgnored;
@@ -70,6 +74,8 @@ void GvcpServer::Handle(const Endpoint& aFrom, Bytes aPacket, Time aNow)
     {
         mHeard = aNow;
     }
+    // Discovery and the forced address are answered at once, even while a slow command is at work: a client that
+    // looks for the camera must find it.
     if (lCommand->mCode == cDiscovery)
     {
         Discover(aFrom, *lCommand);
@@ -134,12 +140,14 @@ void GvcpServer::Announce(const Waiting& aWork, Time aNow)
 {
     const auto lCommand = ParseCommand(aWork.mPacket);
     const bool lEnabled = (mRegisters.GetBootstrap().Get(cConfigurationRegister) & cPendingAckEnabled) != 0;
+    // The client has to switch announcements on; one that does not know them takes them for wrong answers.
     if (!lCommand.has_value() || (lCommand->mFlags & cAcknowledgeWanted) == 0 || !lEnabled || aWork.mSilent)
     {
         return;
     }
     ++mCounters.mPending;
     const auto lTime = std::chrono::ceil<std::chrono::milliseconds>(aWork.mDue - aNow) + cPendingMargin;
+    // The field has 16 bits. A client that runs out of time repeats the command and gets another announcement.
     const auto lMilliseconds = std::clamp<std::chrono::milliseconds::rep>(lTime.count(), 0, UINT16_MAX);
     Packet lPacket = Packet::Acknowledge(cSuccess, cPendingAck, lCommand->mRequestID);
     mHost.SendAcknowledge(aWork.mFrom,
@@ -150,6 +158,7 @@ void GvcpServer::Defer(const Endpoint& aFrom, Bytes aPacket, Time aNow)
 {
     const auto lSame = [&](const Waiting& aWaiting)
     { return aWaiting.mFrom == aFrom && Equal(aWaiting.mPacket, aPacket); };
+    // A repetition of the command at work: the client has missed the announcement.
     if (lSame(*mWork))
     {
         Announce(*mWork, aNow);
@@ -162,6 +171,7 @@ void GvcpServer::Defer(const Endpoint& aFrom, Bytes aPacket, Time aNow)
 
 void GvcpServer::Take(const Endpoint& aFrom, Bytes aPacket, Time aNow)
 {
+    // First, before any fault: a repeated command must not be executed twice, and its answer is known already.
     if (Replay(aFrom, aPacket))
     {
         return;
@@ -194,8 +204,10 @@ bool GvcpServer::Replay(const Endpoint& aFrom, Bytes aPacket)
     {
         return false;
     }
+    // Several writes may be under way at once, and each must be recognised. Of reads only the last one is kept.
     const auto lWrite = lKnown->mWrites.find(ParseCommand(aPacket)->mRequestID);
     const Remembered& lFound = lWrite != lKnown->mWrites.end() ? lWrite->second : lKnown->mLast;
+    // The number alone does not make a repetition: clients start again at 1.
     if (!Equal(lFound.mCommand, aPacket))
     {
         return false;
@@ -210,6 +222,7 @@ void GvcpServer::Remember(const Endpoint& aFrom, Bytes aPacket, Bytes aAcknowled
     const auto lKnown =
         std::find_if(mMemory.begin(), mMemory.end(),
                      [&](const Application& aApplication) { return aApplication.mFrom == aFrom; });
+    // The application that has been silent for longest is forgotten; the list is kept in that order.
     if (lKnown == mMemory.end() && mMemory.size() >= cMemory)
     {
         mMemory.pop_front();
@@ -263,6 +276,7 @@ void GvcpServer::Execute(const Endpoint& aFrom, Bytes aPacket, Time aNow)
 
 void GvcpServer::Step(Time aNow)
 {
+    // A slow command does not cost its sender the control: the camera is at work for it.
     if (HeartbeatDue() <= aNow && !mWork.has_value())
     {
         ++mCounters.mExpired;
@@ -275,6 +289,7 @@ void GvcpServer::Step(Time aNow)
     const Waiting lWork = std::move(*mWork);
     mWork.reset();
     Execute(lWork.mFrom, lWork.mPacket, aNow);
+    // Each command may be a slow one again, which makes the rest wait.
     while (!mQueue.empty() && !mWork.has_value())
     {
         const Waiting lNext = std::move(mQueue.front());
@@ -291,6 +306,7 @@ Time GvcpServer::HeartbeatDue() const
 
 Time GvcpServer::NextDue() const
 {
+    // While a command is at work the heartbeat does not run out, so it orders no timer.
     return mWork.has_value() ? mWork->mDue : HeartbeatDue();
 }
 
@@ -306,6 +322,7 @@ void GvcpServer::ReleaseControl()
 {
     BootstrapRegisters& lRegisters = mRegisters.GetBootstrap();
     mController = {};
+    // The message channel belongs to the controller: its address goes with the control.
     for (const uint32_t lRegister : {cControlPrivilegeRegister, cPrimaryPortRegister, cPrimaryAddressRegister,
                                      cMessagePortRegister, cMessageAddressRegister})
     {
@@ -319,6 +336,7 @@ ChannelSettings GvcpServer::GetChannel() const
     const BootstrapRegisters& lRegisters = mRegisters.GetBootstrap();
     const Endpoint lPeer{lRegisters.Get(cMessageAddressRegister),
                          static_cast<uint16_t>(lRegisters.Get(cMessagePortRegister) & 0xFFFFU)};
+    // An application writes port and address one after the other. The channel is open when it has both.
     const bool lOpen = lPeer.mAddress != 0 && lPeer.mPort != 0;
     return {lOpen ? lPeer : Endpoint(), lRegisters.Get(cMessageTimeoutRegister),
             lRegisters.Get(cMessageRetriesRegister), lRegisters.GetTimestampStart()};
@@ -414,6 +432,8 @@ Packet GvcpServer::WriteMemory(const Endpoint& aFrom, const CommandView& aComman
         return BadLength(aCommand);
     }
     Status lStatus = Status::AccessDenied;
+    // Blocks are messages, texts and the transmit window: they are taken whole. Everything else is registers side
+    // by side.
     if (!mRegisters.IsBlock(lAddress))
     {
         lStatus = WriteWords(aFrom, lAddress, lData);
@@ -462,6 +482,7 @@ Status GvcpServer::WriteWord(const Endpoint& aFrom, uint32_t aAddress, uint32_t 
 
 Status GvcpServer::SetPrivilege(const Endpoint& aFrom, uint32_t aValue)
 {
+    // The controller may change its own privilege. Others wait until it gives the control up.
     if (IsControlled() && !IsController(aFrom))
     {
         return Status::AccessDenied;

@@ -12,7 +12,7 @@ MessageChannel::MessageChannel(SendFunction aSend, std::function<void()> aWake, 
 
 void MessageChannel::Configure(const ChannelSettings& aSettings)
 {
-    // Events of before are not for another application.
+    // Events that wait were raised for the application before; another one must not get them.
     const bool lNew = !(aSettings.mPeer == mSettings.mPeer);
     mSettings = aSettings;
     if (lNew)
@@ -29,6 +29,8 @@ void MessageChannel::OnDeviceEvent(const DeviceEvent& aEvent)
 {
     {
         LockScope lScope(mLock);
+        // An application that does not acknowledge fills the queue. The newest events are dropped then, and
+        // counted.
         if (!mOpen || mQueue.size() >= cQueue)
         {
             ++mCounters.mDropped;
@@ -45,7 +47,8 @@ size_t MessageChannel::SizeOf(const DeviceEvent& aEvent) const
            aEvent.mData.size();
 }
 
-// What goes into the next packet: one event, and those after it that fit and are sent the same way. None: nothing waits.
+// The events of the next packet: the oldest one, and those after it that fit and are sent with the same command.
+// Empty when no event waits.
 std::vector<DeviceEvent> MessageChannel::TakeEvents()
 {
     std::vector<DeviceEvent> lEvents;
@@ -79,6 +82,7 @@ uint64_t MessageChannel::NextBlock()
 
 void MessageChannel::Launch(const std::vector<DeviceEvent>& aEvents, Time aNow)
 {
+    // A time-out of 0 means "no acknowledge": events are sent once, without a wait.
     const unsigned lFlags = (mSettings.mTimeout != 0 ? KyGvcp::cAcknowledgeWanted : 0U) |
                             (mForms.mLongEventIds ? KyGvcp::cExtendedID : 0U);
     const uint16_t lCode = aEvents.front().mData.empty() ? KyGvcp::cEvent : KyGvcp::cEventData;
@@ -92,6 +96,7 @@ void MessageChannel::Launch(const std::vector<DeviceEvent>& aEvents, Time aNow)
         LockScope lScope(mLock);
         (lPacket.IsGood() ? mCounters.mSent : mCounters.mDropped) += aEvents.size();
     }
+    // An event that no packet can hold is dropped, and counted as such.
     if (!lPacket.IsGood())
     {
         return;
@@ -106,6 +111,7 @@ void MessageChannel::Launch(const std::vector<DeviceEvent>& aEvents, Time aNow)
 
 void MessageChannel::Repeat(Time aNow)
 {
+    // The last repetition has its time-out too; then the packet counts as lost, and the next one follows.
     const bool lAgain = mFlight->mLeft > 0;
     {
         LockScope lScope(mLock);
@@ -128,6 +134,8 @@ void MessageChannel::Step(Time aNow)
     {
         Repeat(aNow);
     }
+    // One packet at a time waits for its acknowledge, so events stay in order. Without acknowledges all leave at
+    // once.
     while (!mFlight.has_value())
     {
         const std::vector<DeviceEvent> lEvents = TakeEvents();
@@ -142,6 +150,7 @@ void MessageChannel::Step(Time aNow)
 void MessageChannel::HandleAcknowledge(const KyGvcp::Endpoint& aFrom, KyGvcp::Bytes aPacket)
 {
     const auto lAcknowledge = KyGvcp::ParseAcknowledge(aPacket);
+    // Anybody can send to this port: only the application's answer to this very packet counts.
     if (lAcknowledge.has_value() && mFlight.has_value() && aFrom == mSettings.mPeer &&
         lAcknowledge->mCode == mFlight->mCode + 1 && lAcknowledge->mRequestID == mFlight->mRequestID)
     {

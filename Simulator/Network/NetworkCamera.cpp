@@ -78,8 +78,12 @@ bool NetworkCamera::OpenSockets()
         CloseSockets();
         return false;
     }
+    // Port 0 lets the system choose. The camera keeps that port, so that it has the same one after it was
+    // unplugged.
     mPlace.mEndpoint = mControl.GetLocal();
     mMessagePort = mMessages.GetLocal().mPort;
+    // Systems differ: on some a socket with an address of its own hears broadcasts, on others it takes a second
+    // socket. The camera works without, it is only not found.
     mHearsBroadcasts =
         mPlace.mBroadcast && mPlace.mEndpoint.mPort == cControlPort &&
         (UdpSocket::AddressHearsBroadcasts() || mBroadcast.Open({cBroadcastAddress, cControlPort}, true));
@@ -110,6 +114,7 @@ bool NetworkCamera::Start()
     mStop = false;
     mThread = std::thread([this] { Run(); });
     mThreadID = mThread.get_id();
+    // Last: the channel wakes the thread for each event.
     mCamera->AddListener(&mChannel);
     return true;
 }
@@ -120,6 +125,7 @@ void NetworkCamera::Stop()
     {
         return;
     }
+    // First: no event comes in while the thread ends.
     mCamera->RemoveListener(&mChannel);
     mStop = true;
     mWaker.Wake();
@@ -129,12 +135,14 @@ void NetworkCamera::Stop()
 
 void NetworkCamera::Ask(const std::function<void()>& aRequest)
 {
+    // Before Start() and after Stop() nobody else touches the state.
     if (!mThread.joinable())
     {
         aRequest();
         return;
     }
     LockScope lScope(mLock);
+    // The pointer is good until this function returns, and it returns after the request has run.
     mRequests.push_back(&aRequest);
     const uint64_t lNumber = ++mAsked;
     mWaker.Wake();
@@ -151,6 +159,7 @@ void NetworkCamera::RunRequests()
     {
         const std::function<void()>* const lRequest = mRequests.front();
         mRequests.pop_front();
+        // Without the lock: a request may take long, and others queue theirs meanwhile.
         lScope.Open();
         (*lRequest)();
         lScope.Close();
@@ -165,6 +174,7 @@ void NetworkCamera::Run()
     while (!mStop)
     {
         RunRequests();
+        // A frozen camera still runs requests, or nothing could thaw it.
         if (!mFrozen)
         {
             Step();
@@ -179,6 +189,7 @@ void NetworkCamera::Step()
     const Time lNow = Now();
     if (mBack <= lNow)
     {
+        // The address may be gone for a while, with a cable or an interface; it is tried again until it is there.
         mBack = OpenSockets() ? cNever : lNow + cRetry;
     }
     mGate.Step(lNow);
@@ -193,6 +204,7 @@ void NetworkCamera::WaitAndReceive()
     constexpr std::array cKinds = {DatagramKind::Command, DatagramKind::Command,
                                    DatagramKind::EventAcknowledge};
     const Time lDue = std::min({mGate.NextDue(), mServer.NextDue(), mChannel.NextDue(), mBack});
+    // What a frozen camera has to do stays due. Without this exception it would not wait at all.
     const bool lTimed = lDue != cNever && !mFrozen;
     const bool lEnds = lTimed && mWaker.EndBy(Waker::Clock::time_point(lDue));
     const Time lTimeout = lTimed && !lEnds ? std::max(lDue - Now(), Time(0)) : cForever;
@@ -219,11 +231,13 @@ void NetworkCamera::Receive(UdpSocket& aSocket, DatagramKind aKind)
     {
         return; // closed meanwhile, or a broken datagram
     }
+    // Received and thrown away: a queue of old commands would be answered after the thaw.
     if (mFrozen)
     {
         ++mUnheard;
         return;
     }
+    // The command that the cable is pulled at is not executed.
     if (aKind == DatagramKind::Command && mUntilUnplugged > 0 && --mUntilUnplugged == 0)
     {
         CloseSockets();
@@ -293,6 +307,7 @@ bool NetworkCamera::MoveTo(const ForcedAddress& aAddress)
 {
     const ForcedAddress lNew = aAddress.mAddress != 0 ? aAddress : PowerUpAddress();
     const uint32_t lOld = std::exchange(mPlace.mEndpoint.mAddress, lNew.mAddress);
+    // A change of the mask alone keeps the sockets, and the datagrams that wait in them.
     if (lNew.mAddress != lOld)
     {
         CloseSockets();
@@ -330,6 +345,8 @@ void NetworkCamera::Restart(Time aAway)
         [&]
         {
             CloseSockets();
+            // As after a power cycle: control, message channel and heartbeat are those of the start. Names and the
+            // persistent address survive, as they do in a device's flash memory.
             mServer.Restart();
             BootstrapRegisters& lRegisters = mRegisters.GetBootstrap();
             lRegisters.Set(cHeartbeatRegister, BootstrapRegisters::cHeartbeat);
@@ -338,6 +355,7 @@ void NetworkCamera::Restart(Time aAway)
             lRegisters.Set(cMessageRetriesRegister, BootstrapRegisters::cMessageRetries);
             // Ignored: a camera without serial registers has no interrupts to switch off.
             static_cast<void>(mCamera->WriteRegister(KyDeviceProtocol::cInterruptEnable, 0));
+            // A forced address does not survive a restart.
             const ForcedAddress lAddress = PowerUpAddress();
             mPlace.mEndpoint.mAddress = lAddress.mAddress;
             mRegisters.SetPlace(lAddress.mAddress, lAddress.mMask, lAddress.mGateway);

@@ -18,6 +18,7 @@ void NetworkFaults::Late(DatagramKind aKind, uint32_t aNth, Time aTime)
 void NetworkFaults::SetSilent(uint32_t aNth, Time aTime)
 {
     mSilent.Set(aNth);
+    // The time is also announced to applications, so it is 0 when the fault is switched off.
     mSilentTime = aNth != 0 ? aTime : Time(0);
 }
 
@@ -35,6 +36,7 @@ NetworkFaults::Fate NetworkFaults::NextFate(DatagramKind aKind)
     const bool lDouble = lRules.mDouble.Take();
     const bool lDelay = lRules.mDelay.Take();
     const bool lLate = lRules.mLate.Take();
+    // A datagram cannot be lost and doubled: the loss wins.
     return {lDrop     ? 0U
             : lDouble ? 2U
                       : 1U,

@@ -58,6 +58,8 @@ void RegisterMap::SetPlace(uint32_t aAddress, uint32_t aMask, uint32_t aGateway)
     std::snprintf(lUrl.data(), lUrl.size(), "Local:kyserial-camera.%s;%X;%zX",
                   mForms.mZippedDescription ? "zip" : "xml", static_cast<unsigned>(cDescription),
                   mDescriptionSize);
+    // Clients that cannot use the first place of the description have to try the second one. A "File:" place is one
+    // that no client finds.
     mBootstrap.SetIdentity({aAddress, aMask, aGateway,
                             mForms.mOnlySecondUrl ? "File:kyserial-camera.xml" : lUrl.data(), lUrl.data()});
 }
@@ -73,6 +75,7 @@ Outcome RegisterMap::ReadRegister(uint32_t aAddress, uint32_t& aValue)
     {
         return mBootstrap.Read(aAddress, aValue);
     }
+    // The features' registers come first, the camera's serial registers have every other address.
     return mFeatures.Contains(aAddress) ? mFeatures.ReadWord(aAddress, aValue)
                                         : mCamera.ReadRegister(aAddress, aValue);
 }
@@ -114,6 +117,7 @@ Outcome RegisterMap::ReadMemory(uint32_t aAddress, size_t aCount, std::vector<ui
 Outcome RegisterMap::ReadDescription(uint32_t aAddress, size_t aCount, std::vector<uint8_t>& aData) const
 {
     const size_t lOffset = aAddress - cDescription;
+    // A read over the end fails as a whole, as on a device: clients read exactly what the address promises.
     if (aCount > mDescription.size() - lOffset)
     {
         return {Status::InvalidAddress, "The description is shorter."};
@@ -131,6 +135,7 @@ Outcome RegisterMap::ReadWords(uint32_t aAddress, size_t aCount, std::vector<uin
         Outcome lOutcome = ReadRegister(aAddress + static_cast<uint32_t>(lOffset), lValue);
         if (!lOutcome.IsOk())
         {
+            // All or nothing: a client would take the part for the whole.
             aData.clear();
             return lOutcome;
         }
@@ -141,6 +146,7 @@ Outcome RegisterMap::ReadWords(uint32_t aAddress, size_t aCount, std::vector<uin
 
 bool RegisterMap::IsBlock(uint32_t aAddress) const
 {
+    // The transmit window is a bit of the address: the other bits carry the flags of a transfer.
     return (aAddress & KyDeviceProtocol::cTransmitWindow) != 0 || aAddress == KyGvcp::cUserNameRegister ||
            mFeatures.IsMessage(aAddress);
 }

@@ -12,7 +12,7 @@ namespace KySimulator
 {
 
 /// Everything that a camera has under an address: bootstrap registers, its description, features, serial
-/// registers and the transmit window. Knows nothing of who may write.
+/// registers and the transmit window. Does not check whether an application may write.
 class RegisterMap
 {
 public:
@@ -46,7 +46,7 @@ private:
     const NetworkForms mForms;
     BootstrapRegisters mBootstrap;
     FeatureRegisters mFeatures;
-    std::string mDescription; // zeros behind it up to a multiple of 4
+    std::string mDescription; // with zeros at its end, up to a multiple of 4
     size_t mDescriptionSize;
 };
 

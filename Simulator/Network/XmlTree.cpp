@@ -8,6 +8,7 @@ namespace KySimulator
 
 XmlTree::Node& XmlTree::Append(Node& aParent, const std::string& aName, const std::string& aText)
 {
+    // The library keeps pointers, not texts; Keep() lets the texts live as long as the document.
     Node* const lNode =
         mDocument.allocate_node(rapidxml::node_element, Keep(aName), Keep(aText), aName.size(), aText.size());
     aParent.append_node(lNode);

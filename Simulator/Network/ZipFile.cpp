@@ -64,6 +64,7 @@ void PutFile(std::string& aFile, uint32_t aChecksum, size_t aPacked, size_t aSiz
 std::string MakeZip(const std::string& aName, const std::string& aContent)
 {
     const std::string lPacked = Deflate(aContent);
+    // Even an empty content packs to some bytes, so no bytes means that packing has failed.
     if (lPacked.empty())
     {
         return {};
@@ -76,6 +77,7 @@ std::string MakeZip(const std::string& aName, const std::string& aContent)
     PutFile(lFile, lChecksum, lPacked.size(), aContent.size(), aName.size());
     lFile += aName + lPacked;
     const size_t lDirectory = lFile.size();
+    // The directory repeats the header, since readers start at the end of the file.
     Put(lFile, cDirectoryEntry, 4);
     Put(lFile, cNeededVersion, 2); // made by
     PutFile(lFile, lChecksum, lPacked.size(), aContent.size(), aName.size());

@@ -19,6 +19,7 @@ bool I2CTransfer::IsComplete() const
     {
         return false;
     }
+    // In a read the master acknowledges the bytes, and refuses the last one on purpose.
     return mRead || std::all_of(mBytes.begin(), mBytes.end(),
                                 [](const I2CByte& aByte) { return aByte.mAcknowledged; });
 }
@@ -48,6 +49,7 @@ I2CTransfer I2CBusPeer::Begin(uint8_t aAddress, bool aRead, I2CFlags aFlags, Tim
 {
     I2CTransfer lTransfer;
     lTransfer.mStart = aStart;
+    // The start condition and the address byte have passed when the device decides on its acknowledge.
     lTransfer.mEnd = aStart + (1 + cBitsPerByte) * aBitTime;
     lTransfer.mRepeatedStart = mHeld;
     lTransfer.mAddress = aAddress & 0x7FU;
@@ -57,6 +59,7 @@ I2CTransfer I2CBusPeer::Begin(uint8_t aAddress, bool aRead, I2CFlags aFlags, Tim
     const auto lFound = mDevices.find(lTransfer.mAddress);
     mCurrent = lFound != mDevices.end() ? lFound->second : nullptr;
     lTransfer.mAddressAcknowledged = mCurrent != nullptr && mCurrent->OnAddressed(aRead, lTransfer.mEnd);
+    // Repeated starts may address several devices; each of them hears the stop once.
     if (lTransfer.mAddressAcknowledged &&
         std::find(mAddressed.begin(), mAddressed.end(), mCurrent) == mAddressed.end())
     {
@@ -67,7 +70,7 @@ I2CTransfer I2CBusPeer::Begin(uint8_t aAddress, bool aRead, I2CFlags aFlags, Tim
 
 I2CTransfer I2CBusPeer::Finish(I2CTransfer aTransfer, bool aStop, Time aEnd)
 {
-    // A master that gets no acknowledge gives the bus free.
+    // A master that gets no acknowledge ends with a stop, whether or not one was asked for.
     aTransfer.mStop = aStop || !aTransfer.IsComplete();
     aTransfer.mEnd = aEnd;
     mHeld = !aTransfer.mStop;
@@ -96,6 +99,7 @@ I2CTransfer I2CBusPeer::Write(uint8_t aAddress, const uint8_t* aData, size_t aSi
     for (size_t lIndex = 0; lIndex < aSize && lGoOn; ++lIndex)
     {
         lNow += cBitsPerByte * aBitTime;
+        // The byte that is refused has been on the bus too, so the record has it. The bytes after it are not sent.
         lGoOn = mCurrent->OnWrite(aData[lIndex], lNow);
         lTransfer.mBytes.push_back({aData[lIndex], lGoOn});
     }

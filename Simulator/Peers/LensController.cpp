@@ -62,6 +62,7 @@ void LensController::OnPlugged(const std::shared_ptr<SerialLine>& aLine)
 {
     LockScope lScope(mLock);
     mLine = aLine;
+    // A half command of the line before means nothing on the new one.
     mCommand.clear();
     mTooLong = false;
 }
@@ -74,6 +75,7 @@ void LensController::OnUnplugged()
 
 void LensController::OnReceived(const uint8_t* aData, size_t aSize)
 {
+    // Answers are collected under the lock and sent without it: the line calls back into the camera.
     std::string lAnswers;
     std::shared_ptr<SerialLine> lLine;
     {
@@ -91,6 +93,7 @@ void LensController::OnReceived(const uint8_t* aData, size_t aSize)
             {
                 lAnswers += EndLine(lNow);
             }
+            // Bytes after the longest line are dropped, so that a sender without line ends does not fill memory.
             else if (mCommand.size() < cMaxLine)
             {
                 mCommand.push_back(lCharacter);
@@ -123,6 +126,7 @@ std::string LensController::Execute(std::string_view aLine, Time aNow)
 
 std::string LensController::ExecuteLocked(std::string_view aLine, Time aNow)
 {
+    // Noise of a wrong baud rate shows itself as such characters. A user has to see that, not "unknown command".
     if (!std::all_of(aLine.begin(), aLine.end(), IsPlain))
     {
         return cBadCharacter;
@@ -138,6 +142,7 @@ std::string LensController::ExecuteLocked(std::string_view aLine, Time aNow)
             return ExecuteMotor(lMotor, lValue, aNow);
         }
     }
+    // None of these commands takes a value.
     std::string lAnswer = ExecutePlain(lCommand, aNow);
     return lValue.empty() || lAnswer == cUnknownCommand ? lAnswer : cBadValue;
 }
@@ -171,6 +176,7 @@ std::string LensController::ExecutePlain(std::string_view aCommand, Time aNow)
     {
         for (Motor& lMotor : mMotors)
         {
+            // STOP is a move to where the motor is at this moment.
             Move(lMotor, aCommand == "HOME" ? lMotor.mHome : PositionOf(lMotor, aNow), aNow);
         }
         return cOk;
@@ -187,7 +193,9 @@ std::string LensController::ExecuteMotor(Motor& aMotor, std::string_view aValue,
     {
         return cBadValue;
     }
+    // Nine digits always fit, so the conversion cannot fail.
     const int32_t lTarget = lDigits.size() > cDigits ? INT32_MAX : std::stoi(std::string(lDigits));
+    // "-0" is 0, and in range.
     if (lTarget > aMotor.mMaximum || (lNegative && lTarget != 0))
     {
         return cOutOfRange + std::to_string(aMotor.mMaximum);
@@ -217,6 +225,7 @@ int32_t LensController::PositionOf(const Motor& aMotor, Time aNow) const
         return aMotor.mTarget;
     }
     const Time lWay = TimeOfSteps(lDistance);
+    // An application's own clock may go back; the motor does not.
     const Time lGone = std::max(aNow - aMotor.mStart, Time(0));
     if (lGone >= lWay)
     {
@@ -233,6 +242,7 @@ Time LensController::TimeOfSteps(int64_t aSteps) const
 
 void LensController::Move(Motor& aMotor, int32_t aTarget, Time aNow) const
 {
+    // A move in the middle of another one starts where the motor has got to.
     aMotor.mFrom = PositionOf(aMotor, aNow);
     aMotor.mTarget = aTarget;
     aMotor.mStart = aNow;

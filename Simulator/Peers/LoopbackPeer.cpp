@@ -13,6 +13,7 @@ void LoopbackPeer::OnPlugged(const std::shared_ptr<SerialLine>& aLine)
 
 void LoopbackPeer::OnReceived(const uint8_t* aData, size_t aSize)
 {
+    // The line is used without the lock: sending calls the camera, which may unplug this peer meanwhile.
     std::shared_ptr<SerialLine> lLine;
     {
         LockScope lScope(mLock);

@@ -10,10 +10,12 @@ SpiBusPeer::SpiBusPeer(std::shared_ptr<SpiDevice> aDevice) : mDevice(std::move(a
 std::vector<uint8_t> SpiBusPeer::Exchange(const std::vector<uint8_t>& aOut, Time aStart, Time aByteTime)
 {
     LockScope lScope(mLock);
+    // Nothing is clocked, so the chip is not selected either.
     if (aOut.empty())
     {
         return {};
     }
+    // The chip stays selected until Release(): an exchange may consist of several messages.
     if (!std::exchange(mSelected, true))
     {
         mTransfers.push_back({aStart, {}, {}, false});
@@ -48,6 +50,7 @@ std::vector<uint8_t> SpiBusPeer::Exchange(const std::vector<uint8_t>& aOut, Time
 void SpiBusPeer::Release(Time aNow)
 {
     LockScope lScope(mLock);
+    // The end of a message without bytes has selected nothing.
     if (!std::exchange(mSelected, false))
     {
         return;

@@ -28,6 +28,7 @@ void SpiFlash::OnSelect(Time /*aNow*/)
 {
     LockScope lScope(mLock);
     mCount = 0;
+    // A chip select begins a new command, whatever became of the one before.
     mCommand = 0;
     mAddress = 0;
     mIgnore = false;
@@ -47,6 +48,8 @@ uint8_t SpiFlash::AnswerLocked(uint8_t aByte, Time aNow)
     if (mCount == 0)
     {
         mCommand = aByte;
+        // While it programs or erases the chip answers the status command only, and ignores all others to their
+        // end.
         mIgnore = IsBusy(aNow) && aByte != cStatus;
         return cOpen;
     }
@@ -68,6 +71,7 @@ uint8_t SpiFlash::AnswerLocked(uint8_t aByte, Time aNow)
         mAddress = (mAddress << 8U) | aByte;
         return cOpen;
     }
+    // A read goes on over the end of the chip at address 0.
     if (mCommand == cRead)
     {
         return mContents[mAddress++ % cSize];
@@ -77,7 +81,8 @@ uint8_t SpiFlash::AnswerLocked(uint8_t aByte, Time aNow)
         mPageData.push_back(aByte);
         if (mPageData.size() > cPage)
         {
-            mPageData.erase(mPageData.begin()); // the last page's worth counts
+            // Of more bytes than a page has the chip programs the last ones, and the first of those starts one place later.
+            mPageData.erase(mPageData.begin());
             mAddress = static_cast<uint32_t>((mAddress & ~(cPage - 1)) | ((mAddress + 1) & (cPage - 1)));
         }
     }
@@ -87,6 +92,7 @@ uint8_t SpiFlash::AnswerLocked(uint8_t aByte, Time aNow)
 void SpiFlash::OnRelease(Time aNow)
 {
     LockScope lScope(mLock);
+    // The chip executes when it is released, not before: a command that is cut off does nothing.
     if (!mIgnore && mCount > 0)
     {
         ExecuteLocked(aNow);
@@ -101,6 +107,7 @@ void SpiFlash::ExecuteLocked(Time aNow)
         mWriteEnabled = mCommand == cWriteEnable;
         return;
     }
+    // Each change needs a write enable of its own; without one the chip ignores the command silently.
     if (!mWriteEnabled)
     {
         return;
@@ -112,10 +119,12 @@ void SpiFlash::ExecuteLocked(Time aNow)
         for (size_t lIndex = 0; lIndex < mPageData.size(); ++lIndex)
         {
             uint8_t& lCell = mContents[lPage + (lAddress + lIndex) % cPage];
+            // Programming only clears bits. An erase sets them.
             lCell = static_cast<uint8_t>(lCell & mPageData[lIndex]);
         }
         mBusyUntil = aNow + mTimes.mProgram;
     }
+    // An erase with too few or too many bytes is no erase.
     else if (mCommand == cSectorErase && mCount == cAddressEnd)
     {
         const auto lSector = mContents.begin() + static_cast<std::ptrdiff_t>(lAddress & ~(cSector - 1));
@@ -131,6 +140,7 @@ void SpiFlash::ExecuteLocked(Time aNow)
     {
         return;
     }
+    // Used up by the command. Commands that changed nothing leave it.
     mWriteEnabled = false;
 }
 

@@ -27,6 +27,7 @@ bool TemperatureSensor::OnAddressed(bool aRead, Time /*aNow*/)
 {
     LockScope lScope(mLock);
     mExpectPointer = !aRead;
+    // Each transfer starts with the high byte; the pointer stays from the transfer before.
     mPosition = 0;
     return true;
 }
@@ -53,6 +54,7 @@ bool TemperatureSensor::OnWrite(uint8_t aByte, Time /*aNow*/)
     }
     else if (mPointer > cConfiguration && lPosition == 1)
     {
+        // The sensor has nine bits; the ones below read as zero, whatever was written.
         lRegister = static_cast<uint16_t>(((lRegister & 0xFF00U) | aByte) & cUsedBits);
     }
     return true;
@@ -62,6 +64,7 @@ uint8_t TemperatureSensor::OnRead(Time /*aNow*/)
 {
     LockScope lScope(mLock);
     const uint16_t lRegister = mRegisters[mPointer];
+    // A longer read repeats the two bytes, as the chip does.
     const bool lHigh = mPointer != cConfiguration && mPosition++ % 2 == 0;
     return static_cast<uint8_t>(lHigh ? lRegister >> 8U : lRegister & 0xFFU);
 }
@@ -71,6 +74,7 @@ void TemperatureSensor::OnStop(Time /*aNow*/) {}
 void TemperatureSensor::SetHalfDegrees(int32_t aHalfDegrees)
 {
     LockScope lScope(mLock);
+    // The range of the chip: -55 to 125 degrees.
     mRegisters[cTemperature] = Encode(std::clamp(aHalfDegrees, -110, 250));
 }
 

@@ -32,6 +32,7 @@ BulkPort::BulkPort(PortHost& aHost, size_t aIndex, const CameraConfiguration& aC
 
 void BulkPort::SetConfiguration(uint32_t aValue)
 {
+    // The word is kept as it was written, fields that make no sense included: the device reads it back that way.
     mConfiguration = aValue;
     if ((aValue & cResetFifos) != 0)
     {
@@ -72,6 +73,8 @@ bool BulkPort::IsLine() const
 
 Time BulkPort::TimeOrNone(uint64_t aBits, uint64_t aRate) const
 {
+    // On an unlimited line a byte takes no time. Neither does one on a port that is set to a protocol it does not
+    // have: nothing is clocked out there.
     if (mCamera.mUnlimitedLineRate || !IsUsable())
     {
         return Time(0);
@@ -81,6 +84,7 @@ Time BulkPort::TimeOrNone(uint64_t aBits, uint64_t aRate) const
 
 Time BulkPort::GetByteTime() const
 {
+    // Writes through the transmit window drain the FIFO at the bus's normal rate.
     constexpr uint64_t cI2CRate = 100000;
     switch (GetProtocol())
     {
@@ -103,6 +107,7 @@ Outcome BulkPort::RefuseMessage(const char* aReason)
 
 Outcome BulkPort::WriteWindow(const uint8_t* aData, size_t aSize, I2CFlags aFlags)
 {
+    // The FIFO takes what it has room for and drops the rest.
     const size_t lTaken = std::min(aSize, cTransmitFifo - std::min(GetTransmitFill(), cTransmitFifo));
     mCounters.mTransmitOverflow += aSize - lTaken; // the device acknowledges the write all the same
     const bool lIsI2C = IsUsable() && GetProtocol() == Protocol::I2C;
@@ -130,6 +135,8 @@ Outcome BulkPort::WriteMessage(const uint8_t* aData, size_t aSize, bool aBigEndi
     {
         return {Status::AccessDenied, "The port is set to an interface that it does not have."};
     }
+    // Each answer is kept until its time on the line has passed. Without a limit a client that only asks would fill
+    // memory.
     if (GetArriving() > mCamera.mDownstreamQueue)
     {
         return {Status::Busy, "Too many answers are on their way."};
@@ -144,11 +151,13 @@ Outcome BulkPort::WriteMessage(const uint8_t* aData, size_t aSize, bool aBigEndi
     {
         return RefuseMessage("The message does not fit its header.");
     }
+    // UART, USRT and I2C share one header. Only in I2C mode do its flags mean anything.
     return IsLine() ? WriteLine(*lMessage) : TransferI2C(lMessage->mData, lMessage->mFlags);
 }
 
 Outcome BulkPort::WriteLine(const SerialMessage& aMessage)
 {
+    // The whole message or nothing: the caller could not know where a part had ended.
     if (GetTransmitFill() + aMessage.mData.size() > mCamera.mDownstreamQueue)
     {
         return {Status::Busy, "No room for the message until the line has taken what is waiting."};
@@ -164,6 +173,7 @@ Outcome BulkPort::TransferI2C(const std::vector<uint8_t>& aData, I2CFlags aFlags
     {
         return RefuseMessage("In I2C mode the port takes marked transfers only.");
     }
+    // The first byte is the one that goes over the bus: seven bits of address and the direction.
     const auto lAddress = static_cast<uint8_t>(aData[0] >> 1U);
     const bool lRead = (aData[0] & 1U) != 0;
     if (lRead && aData.size() != cReadCommand)
@@ -171,6 +181,7 @@ Outcome BulkPort::TransferI2C(const std::vector<uint8_t>& aData, I2CFlags aFlags
         return RefuseMessage("An I2C read is an address and a count of two bytes.");
     }
     const Time lBit = TimeOrNone(1, aFlags.mFast ? 400000 : 100000);
+    // The device takes the next message while the bus is busy, and starts it when the bus is free.
     mBusStart = std::max(mHost.Now(), mBusFree);
     const I2CTransfer lTransfer =
         lRead
@@ -181,6 +192,7 @@ Outcome BulkPort::TransferI2C(const std::vector<uint8_t>& aData, I2CFlags aFlags
     if (!lTransfer.IsComplete())
     {
         ++mCounters.mNotAcknowledged;
+        // Some devices report a missing acknowledge, others swallow it. Applications meet both.
         return mCamera.mReportNack ? Outcome(Status::NoAcknowledge, "The I2C device did not acknowledge.")
                                    : Outcome();
     }
@@ -202,6 +214,7 @@ Outcome BulkPort::TransferSpi(const SpiMessage& aMessage)
     std::vector<uint8_t> lOut = aMessage.mData;
     lOut.resize(lOut.size() + aMessage.mReadSize); // reads clock zeros out
     const Time lByteTime = GetByteTime();
+    // A transfer starts when the bus is free. The device takes the next message before that.
     mBusStart = std::max(mHost.Now(), mBusFree);
     const std::vector<uint8_t> lIn = mSpiBus->Exchange(lOut, mBusStart, lByteTime);
     mBusFree = mBusStart + lByteTime * static_cast<Time::rep>(lOut.size());
@@ -210,6 +223,7 @@ Outcome BulkPort::TransferSpi(const SpiMessage& aMessage)
     {
         mSpiBus->Release(mBusFree);
     }
+    // Bytes that arrive while others are written count only in a simultaneous exchange.
     const size_t lSkipped = aMessage.mSimultaneous ? 0 : aMessage.mData.size();
     Answer({lIn.begin() + static_cast<std::ptrdiff_t>(lSkipped), lIn.end()},
            mBusStart + lByteTime * static_cast<Time::rep>(lSkipped), lByteTime);
@@ -218,8 +232,8 @@ Outcome BulkPort::TransferSpi(const SpiMessage& aMessage)
 
 void BulkPort::Answer(const std::vector<uint8_t>& aBytes, Time aStart, Time aByteTime)
 {
-    // In pieces, so that an event does not come for each byte, yet a slow bus answers before a reader gives
-    // up.
+    // In pieces: an event for each byte would flood the network, and one event at the end of a long answer would
+    // come after the reader has given up.
     constexpr size_t cPiece = 64;
     for (size_t lOffset = 0; lOffset < aBytes.size(); lOffset += cPiece)
     {
@@ -245,6 +259,7 @@ void BulkPort::OnByteSent()
     lStatus = mHost.EnabledInterrupts(lStatus);
     if (lStatus != 0)
     {
+        // The interrupt says that the bytes are out, so the peer gets them first.
         FlushToPeer();
         ++mCounters.mInterrupts;
         mHost.RaiseInterrupt(mCamera.mBulkInterruptEvent, lStatus, {});
@@ -253,6 +268,7 @@ void BulkPort::OnByteSent()
 
 void BulkPort::HandOn()
 {
+    // The upstream feature shows one event, so an event carries at most as many bytes as that feature has.
     const size_t lMaximum = std::min<size_t>(mCamera.mUpstreamLength, 512);
     while (GetReceived() > 0 &&
            ((mIndex == 0 && mHost.EnabledInterrupts(cBulkReceive) != 0) || mHost.IsUpstreamEnabled(mIndex)))
@@ -263,6 +279,8 @@ void BulkPort::HandOn()
 
 void BulkPort::RaiseReceived(const std::vector<uint8_t>& aBytes)
 {
+    // Bulk port 0 has two ways to report, and an application may have switched on either or both. Both get the same
+    // bytes.
     mCounters.mReported += aBytes.size();
     const uint32_t lEnabled = mIndex == 0 ? mHost.EnabledInterrupts(cBulkReceive) : 0U;
     if (lEnabled != 0)

@@ -24,6 +24,7 @@ uint32_t Word(const uint8_t* aData, bool aBigEndian)
 /// Whether a header's length fits what was written.
 bool Fits(const uint8_t* aData, size_t aSize, bool aBigEndian)
 {
+    // Features are written in whole words, so a message may be longer than its length says, and never shorter.
     return aData != nullptr && aSize >= cMessageHeader && aSize % 4 == 0 &&
            Word(aData + 4, aBigEndian) <= aSize - cMessageHeader;
 }
@@ -39,7 +40,7 @@ std::optional<SerialMessage> ParseSerialMessage(const uint8_t* aData, size_t aSi
     const uint32_t lFlags = Word(aData, aBigEndian);
     if ((lFlags & ~(cMessageFast | cMessageStop | cMessageThird | cMessageTransfer)) != 0)
     {
-        return std::nullopt; // flags in the wrong byte order show themselves here
+        return std::nullopt; // a header in the wrong byte order has other bits set, and ends here
     }
     SerialMessage lMessage;
     lMessage.mFlags.mFast = (lFlags & cMessageFast) != 0;

@@ -12,7 +12,7 @@ LinePort::LinePort(PortHost& aHost, Port aPort, Limits aLimits) : mHost(aHost), 
 
 void LinePort::Inject(const uint8_t* aData, size_t aSize, Time aDelay)
 {
-    // The line is taken until the byte before has arrived.
+    // One byte at a time is on the line: the first one of these follows the last one that is on its way.
     mLastArrival = std::max(mLastArrival, mHost.Now() + std::max(aDelay, Time(0)));
     const Time lByteTime = GetByteTime();
     for (size_t lIndex = 0; lIndex < aSize; ++lIndex)
@@ -24,6 +24,7 @@ void LinePort::Inject(const uint8_t* aData, size_t aSize, Time aDelay)
 
 void LinePort::ArriveAt(const uint8_t* aData, size_t aSize, Time aTime)
 {
+    // All at once: the time on the bus is in aTime already. Bytes that were sent earlier still arrive earlier.
     mLastArrival = std::max(mLastArrival, aTime);
     for (size_t lIndex = 0; lIndex < aSize; ++lIndex)
     {
@@ -33,6 +34,7 @@ void LinePort::ArriveAt(const uint8_t* aData, size_t aSize, Time aTime)
 
 void LinePort::Transmit(const uint8_t* aData, size_t aSize, bool aOnWire, Time aStart)
 {
+    // Bytes that join a running transmission follow its clock.
     if (mTransmit.empty())
     {
         mTransmitDue = std::max(aStart, mHost.Now()) + GetByteTime();
@@ -49,11 +51,11 @@ void LinePort::Step()
     {
         const Outgoing lByte = mTransmit.front();
         mTransmit.pop_front();
-        // From the nominal time, not from now: a late timer does not slow the line down.
+        // Counted from the nominal time, not from now: a timer that fires late does not slow the line down.
         mTransmitDue += GetByteTime();
         Send(lByte);
     }
-    FlushToPeer(); // before the bytes that arrive: an answer does not come before its question
+    FlushToPeer(); // before the bytes that arrive, so that a question is reported before its answer
     while (!mArriving.empty() && mArriving.front().mTime <= mHost.Now())
     {
         const uint8_t lByte = mArriving.front().mByte;
@@ -67,6 +69,7 @@ void LinePort::Send(Outgoing aByte)
 {
     if (aByte.mOnWire)
     {
+        // The wire's record is for tests: the newest bytes, as many as the configuration keeps.
         ++mCounters.mSent;
         mToPeer.push_back(aByte.mByte);
         mWire.push_back(aByte.mByte);
@@ -89,6 +92,7 @@ void LinePort::Receive(uint8_t aByte)
     if (mReceived.size() >= mLimits.mReceiveFifo)
     {
         ++mCounters.mReceiveOverflow;
+        // A full FIFO drops the newest byte and reports nothing, as the device's does.
         return;
     }
     mReceived.push_back(aByte);

@@ -12,6 +12,7 @@ namespace
 
 void CallPeer(const PeerNews& aNews)
 {
+    // A line for a peer that was plugged in, bytes for one that hears them, neither for one that was unplugged.
     if (const auto* lLine = std::get_if<std::shared_ptr<SerialLine>>(&aNews.mWhat))
     {
         aNews.mPeer->OnPlugged(*lLine);
@@ -67,6 +68,7 @@ void OutputQueue::RemoveListener(CameraListener* aListener)
 void OutputQueue::Post(std::vector<Output> aOutputs)
 {
     LockScope lScope(mLock);
+    // After Shut() there is nobody to deliver to, and outputs hold their peers.
     if (!mShut)
     {
         std::move(aOutputs.begin(), aOutputs.end(), std::back_inserter(mOutputs));
@@ -76,12 +78,15 @@ void OutputQueue::Post(std::vector<Output> aOutputs)
 void OutputQueue::Drain()
 {
     LockScope lScope(mLock);
+    // One thread delivers at a time, so events come in order. The thread that is at it also takes what has just
+    // been posted.
     if (mDraining)
     {
         return;
     }
     mDraining = true;
     mDrainer = std::this_thread::get_id();
+    // Looked at after each delivery: what a peer answers is posted meanwhile.
     while (!mOutputs.empty())
     {
         const Output lOutput = std::move(mOutputs.front());
@@ -97,6 +102,7 @@ void OutputQueue::Deliver(const Output& aOutput)
 {
     if (const auto* lNews = std::get_if<PeerNews>(&aOutput))
     {
+        // The lock is given up for the call: a peer that answers posts to this very queue.
         mLock.Give();
         CallPeer(*lNews);
         mLock.Take();
@@ -136,6 +142,7 @@ void OutputQueue::WaitUntilDrained()
 void OutputQueue::Shut()
 {
     LockScope lScope(mLock);
+    // The queue is emptied first, so that the running delivery ends with its present call.
     mShut = true;
     mOutputs.clear();
     mListeners.clear();

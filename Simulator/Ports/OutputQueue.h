@@ -32,7 +32,7 @@ using Output = std::variant<DeviceEvent, FeatureChange, PeerNews>;
 
 /// Hands the camera's output to listeners and peers, in order and without any lock.
 ///
-/// Whoever posted drains; a thread that finds another one draining leaves its output to that one, and a
+/// The thread that has posted drains; a thread that finds another one draining leaves its output to that one, and a
 /// callback that posts leaves it to the loop that called it.
 class OutputQueue
 {

@@ -22,6 +22,7 @@ Time UartPort::GetByteTime() const
 
 void UartPort::WriteData(uint32_t aValue)
 {
+    // A byte that finds the FIFO full is lost.
     if (GetTransmitFill() >= cTransmitFifo)
     {
         ++mCounters.mTransmitOverflow; // the device acknowledges the write all the same
@@ -33,6 +34,7 @@ void UartPort::WriteData(uint32_t aValue)
 
 uint32_t UartPort::ReadData()
 {
+    // Each read takes one byte, as on the device: the register has no other way to move on.
     const std::vector<uint8_t> lByte = TakeReceived(1);
     if (lByte.empty())
     {
@@ -45,6 +47,7 @@ uint32_t UartPort::ReadData()
 
 void UartPort::OnByteSent()
 {
+    // The interrupt is raised for each byte: the writer sends one, waits for this, and sends the next.
     if (mHost.EnabledInterrupts(mTransmitBit) != 0)
     {
         FlushToPeer(); // the interrupt says that the byte is out
@@ -55,13 +58,15 @@ void UartPort::OnByteSent()
 
 void UartPort::HandOn()
 {
-    constexpr size_t cBytesPerEvent = 64; // a word each: the event stays within a network packet
+    // Each byte takes a word of the event, and the event has to fit a network packet.
+    constexpr size_t cBytesPerEvent = 64;
     while (GetReceived() > 0 && mHost.EnabledInterrupts(mReceiveBit) != 0)
     {
         const std::vector<uint8_t> lBytes = TakeReceived(cBytesPerEvent);
         std::vector<uint8_t> lWords(lBytes.size() * 4);
         for (size_t lIndex = 0; lIndex < lBytes.size(); ++lIndex)
         {
+            // The byte is the lowest one of its little-endian word.
             lWords[lIndex * 4] = lBytes[lIndex];
         }
         mCounters.mReported += lBytes.size();

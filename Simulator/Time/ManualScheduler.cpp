@@ -25,13 +25,17 @@ void ManualScheduler::Advance(Time aTime)
     while (!mActions.empty() && mActions.begin()->first <= lEnd)
     {
         const auto lNext = mActions.begin();
+        // The clock stands at each action's own time while it runs, and never goes back for one that was ordered
+        // too late.
         mNow = std::max(mNow, lNext->first);
         const std::function<void()> lAction = std::move(lNext->second);
         mActions.erase(lNext);
+        // Without the lock: an action orders the next one, and asks for the time.
         lScope.Open();
         lAction();
         lScope.Close();
     }
+    // An action may have advanced the clock itself, further than this call wants.
     mNow = std::max(mNow, lEnd);
 }
 

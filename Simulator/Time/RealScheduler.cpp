@@ -32,9 +32,12 @@ RealScheduler::~RealScheduler()
     {
         LockScope lScope(mWork->mLock);
         mWork->mStop = true;
-        lDropped.swap(mWork->mActions); // an action's captures may need this thread, not that lock
+        // Dropped after the lock: what an action holds may be a camera, whose end calls this scheduler.
+        lDropped.swap(mWork->mActions);
         mWork->mChanged.NotifyAll();
     }
+    // The last owner may be an action, which runs on this very thread. The thread holds its work and ends by
+    // itself.
     if (mThread.get_id() == std::this_thread::get_id())
     {
         mThread.detach();
@@ -53,6 +56,7 @@ Time RealScheduler::Now() const
 void RealScheduler::At(Time aTime, std::function<void()> aAction)
 {
     LockScope lScope(mWork->mLock);
+    // An action that runs during the end may order another one, which nobody would run.
     if (!mWork->mStop)
     {
         mWork->mActions.emplace(aTime, std::move(aAction));
@@ -72,6 +76,7 @@ void RealScheduler::Run(const std::shared_ptr<Work>& aWork)
             continue;
         }
         const auto lNext = aWork->mActions.begin();
+        // Woken early by an action that is due sooner, or by the end: looked at again from the start.
         if (lNext->first > aWork->Now())
         {
             aWork->mChanged.WaitUntil(aWork->mLock, aWork->mStart + lNext->first);
@@ -84,8 +89,8 @@ void RealScheduler::Run(const std::shared_ptr<Work>& aWork)
         {
             lAction();
         }
-        catch (
-            const std::bad_alloc&) // NOLINT(bugprone-empty-catch): the camera loses what it was about to do
+        // NOLINTNEXTLINE(bugprone-empty-catch): out of memory, the camera loses this action and goes on
+        catch (const std::bad_alloc&)
         {
         }
         lAction = nullptr; // what it holds goes before the lock comes back
