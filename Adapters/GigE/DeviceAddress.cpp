@@ -20,6 +20,7 @@ const char* const cInterface = "interface=";
 /// Digits only, not more than aLimit.
 bool ParseNumber(const std::string& aText, uint32_t aLimit, uint32_t& aNumber)
 {
+    // Five digits fit any port. The conversion below would also take blanks, signs and numbers without end.
     if (aText.empty() || aText.size() > 5 || aText.find_first_not_of("0123456789") != std::string::npos)
     {
         return false;
@@ -43,6 +44,7 @@ std::string ParseDeviceAddress(const std::string& aText, DeviceAddress& aAddress
             }
             DeviceAddress lAddress;
             std::string lHost = aText.substr(std::string(cScheme).size());
+            // Taken apart from the end, since an interface's name may have a colon: "eth0:1".
             const size_t lQuery = lHost.find('?');
             if (lQuery != std::string::npos)
             {
@@ -83,6 +85,8 @@ std::string DeviceAddressText(const DeviceAddress& aAddress)
                           [&]() -> std::string
                           {
                               std::string lText = cScheme + aAddress.mAddress;
+                              // The usual port and the usual interface are left out, so that texts of one device
+                              // are equal.
                               if (aAddress.mPort != KyGvcp::cControlPort)
                               {
                                   lText += ':' + std::to_string(aAddress.mPort);

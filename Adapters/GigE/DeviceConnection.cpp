@@ -88,12 +88,14 @@ KyResult DeviceConnection::LoadFeatures()
     {
         Warn(__LINE__, std::string("The description of the device cannot be used, so it has no features: ") +
                            lResult.GetDescription().GetAscii());
+        // A map without features takes the place, so that no call has to ask whether there is one.
         lFeatures->mProblem = lResult.GetDescription().GetAscii();
         lFeatures->mFed.clear();
         lFeatures->mMap = std::make_unique<NoFeatures>();
         lFeatures->mDescription.reset();
     }
     const LockScope lScope(mFeaturesLock);
+    // Replaced as a whole. A call that runs keeps the features it has begun with.
     mFeatures = std::move(lFeatures);
     return {};
 }
@@ -177,6 +179,7 @@ void DeviceConnection::ReportWritten(const std::string& aName)
         return;
     }
     std::vector<std::string> lNames;
+    // Each report costs a turn of the event thread, so only features that somebody waits for are reported.
     for (std::string& lName : lFeatures->mDescription->GetGraph().AffectedBy(aName))
     {
         if (mSinks.HasInterest(lName))
@@ -201,6 +204,7 @@ bool DeviceConnection::HasChanged(const DeviceFeatures& aFeatures, const std::st
     {
         const LockScope lScope(mPollLock);
         Polled& lPolled = mPolled[aName];
+        // The time is counted here even when the device is slow: the caller says how much of it has passed.
         lPolled.mElapsed += aMilliseconds;
         if (lPolled.mElapsed < lPeriod)
         {
@@ -217,6 +221,7 @@ bool DeviceConnection::HasChanged(const DeviceFeatures& aFeatures, const std::st
     }
     const LockScope lScope(mPollLock);
     Polled& lPolled = mPolled[aName];
+    // The first value is only remembered: there is no older one that it could differ from.
     const bool lChanged = lPolled.mKnown && lPolled.mValue != lValue;
     lPolled.mKnown = true;
     lPolled.mValue = lValue;
@@ -241,6 +246,7 @@ void DeviceConnection::PollFeatures(uint32_t aMilliseconds)
 
 void DeviceConnection::WaitForEvents()
 {
+    // Tasks run in order on the event thread: when this one runs, everything before it has been delivered.
     const auto lDone = std::make_shared<JxUtilsLib::Event>(true);
     mClient.GetMessages().Post([lDone] { lDone->Set(); });
     lDone->Wait_ms(JxUtilsLib::Event::cInfinite);

@@ -29,7 +29,8 @@ bool EventSinks::Remove(IKyDeviceEventSink* aSink)
     {
         mSinks.erase(lSink);
     }
-    // Also for a sink that another thread has just removed: the promise holds for each caller.
+    // The wait also covers a sink that another thread has just removed: each caller may destroy the sink after this
+    // call. From inside the sink's own call there is no wait: that call would wait for its own return.
     const uint64_t lCalls = mCalls;
     while (mCurrent != nullptr && mCurrent == aSink && mCalls == lCalls &&
            mThread != std::this_thread::get_id())
@@ -42,6 +43,7 @@ bool EventSinks::Remove(IKyDeviceEventSink* aSink)
 void EventSinks::AddInterest(const std::string& aName)
 {
     const LockScope lScope(mLock);
+    // A count for each name: two ports may be interested in one feature, and withdraw one after the other.
     ++mInterests[aName];
     mInterestCount = mInterests.size();
 }
@@ -82,7 +84,7 @@ std::vector<std::string> EventSinks::GetInterests()
 bool EventSinks::BeginCall(IKyDeviceEventSink* aSink)
 {
     const LockScope lScope(mLock);
-    // Removed since the call began: the object may be gone.
+    // A sink that was removed since the copy was made is not called: the object may be gone.
     if (std::find(mSinks.begin(), mSinks.end(), aSink) == mSinks.end())
     {
         return false;
@@ -118,7 +120,7 @@ void EventSinks::Call(const std::function<void(IKyDeviceEventSink&)>& aCall)
             }
             catch (...)
             {
-                EndCall(); // or whoever removes this sink would wait for ever
+                EndCall(); // otherwise a thread that removes this sink waits for ever
                 throw;
             }
             EndCall();

@@ -53,7 +53,11 @@ void EventStore::Read(uint16_t aEventID, uint32_t aOffset, uint8_t* aBuffer, uin
     std::fill_n(aBuffer, aSize, static_cast<uint8_t>(0));
     const LockScope lScope(mLock);
     const auto lItem = mItems.find(aEventID);
+    // While an event is delivered the event thread sees the bytes of that event only. A port looks at its feature
+    // at every event and would take the bytes of an earlier one again. Other threads see the last bytes of each
+    // event.
     const bool lHidden = mDelivers && mThread == std::this_thread::get_id() && mDelivered != aEventID;
+    // An event without data: the size in its header is that of the header alone.
     const std::array<uint8_t, 4> lEmpty = {0, mHeader, static_cast<uint8_t>(aEventID >> 8U),
                                            static_cast<uint8_t>(aEventID)};
     const std::span<const uint8_t> lBytes = lItem == mItems.end() || lHidden

@@ -83,6 +83,7 @@ KyResult GigEDeviceAdapter::Connect(const DeviceAddress& aAddress, const Connect
     return CatchOutOfMemory(
         [&]() -> KyResult
         {
+            // The old adapter goes first. It may have control of the very device that is to be connected.
             aAdapter.reset();
             auto lConnection = std::make_unique<DeviceConnection>(aAddress, aOptions);
             KyResult lResult = lConnection->Open();
@@ -173,6 +174,8 @@ bool GigEDeviceAdapter::SurveyFeatures(bool aWithValues, const Reserve& aReserve
         [&]
         {
             const std::shared_ptr<const DeviceFeatures> lFeatures = mThis->GetFeatures();
+            // Without a description there is nothing to list, which is no failure: GetDescriptionProblem() says
+            // why.
             if (lFeatures->mDescription == nullptr)
             {
                 return true;
@@ -182,6 +185,7 @@ bool GigEDeviceAdapter::SurveyFeatures(bool aWithValues, const Reserve& aReserve
             aReserve(lList.size());
             for (ListedFeature& lListed : lList)
             {
+                // Of a lost device the names are still known; nothing of it is available.
                 FeatureState lState =
                     IsConnected() ? lMap.GetState(lListed.mName, aWithValues) : FeatureState();
                 FeatureEntry lEntry = MakeEntry(lListed, lMap, lState);

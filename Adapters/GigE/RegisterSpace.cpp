@@ -11,6 +11,7 @@ namespace
 bool IsOutside(uint64_t aAddress, uint64_t aSize)
 {
     constexpr uint64_t cSpace = uint64_t{1} << 32U;
+    // Written without a sum, which could wrap: address and size come from the device's description.
     return aAddress >= cSpace || aSize > cSpace - aAddress;
 }
 

@@ -71,6 +71,7 @@ void ControlChannel::Begin()
 
 void ControlChannel::SetPatience(uint32_t aMilliseconds)
 {
+    // The device's own word, limited: a device that asks for an hour does not get it.
     mPatience = std::min(aMilliseconds, mTimes.mPending);
 }
 
@@ -103,6 +104,7 @@ KyResult ControlChannel::Execute(Packet aCommand, uint64_t aConnection, uint16_t
         {
             return NotConnected();
         }
+        // A busy device answers at once. The pause keeps the attempts as far apart as those at a silent device.
         const Deadline lNext(mTimes.mTimeout);
         KyResult lResult = Ask(aCommand, aPayload);
         if (lResult.GetCode() != KyGvcp::cBusy || lTry >= mTimes.mAttempts || !Pause(lNext))
@@ -130,6 +132,8 @@ KyResult ControlChannel::Ask(const Packet& aCommand, Bytes& aPayload)
         KyResult lResult(KyResult::TIMED_OUT);
         if (!lRefused)
         {
+            // Only the last attempt waits for a device that is silent while it works. The earlier ones repeat a
+            // packet that got lost.
             const bool lLast = lAttempt == mTimes.mAttempts;
             lResult = WaitForAnswer(lLast ? std::max(lEnd, lPatience) : lEnd, aPayload, lRefused);
         }
@@ -157,6 +161,7 @@ KyResult ControlChannel::WaitForAnswer(Deadline aEnd, Bytes& aPayload, bool& aRe
     for (unsigned lLate = 0;;)
     {
         size_t lReceived = 0;
+        // In slices, so that a cancelled connection does not hold its caller for a whole time-out.
         const std::chrono::milliseconds lTime(aEnd.GetRemaining(cSlice));
         const SocketResult lState = mSocket.Receive(mIn, lReceived, nullptr, lTime);
         KyResult lResult;
@@ -166,6 +171,7 @@ KyResult ControlChannel::WaitForAnswer(Deadline aEnd, Bytes& aPayload, bool& aRe
         }
         aRefused = lState == SocketResult::Refused || lState == SocketResult::Failed;
         const bool lTimeIsOver = aEnd.IsOver();
+        // A packet that is not the answer may have the answer right after it, so the queue is read on for a while.
         const bool lMayReadOn = lState == SocketResult::Done && (!lTimeIsOver || ++lLate <= cLatePackets);
         if (aRefused || IsOver() || (lTimeIsOver && !lMayReadOn))
         {
@@ -178,6 +184,7 @@ KyResult ControlChannel::WaitForAnswer(Deadline aEnd, Bytes& aPayload, bool& aRe
 bool ControlChannel::TakeAnswer(size_t aReceived, Deadline& aEnd, Bytes& aPayload, KyResult& aResult)
 {
     const auto lAnswer = KyGvcp::ParseAcknowledge(Bytes(mIn).first(aReceived));
+    // An answer to an earlier attempt or an earlier command: this command still waits.
     if (!lAnswer || lAnswer->mRequestID != mRequest)
     {
         return false;
@@ -187,6 +194,8 @@ bool ControlChannel::TakeAnswer(size_t aReceived, Deadline& aEnd, Bytes& aPayloa
         Reader lReader(lAnswer->mPayload);
         lReader.Take16(); // reserved
         const Deadline lMore(lReader.Take16());
+        // The announced time lengthens the wait and never shortens it, and all announcements together end at
+        // mLatest.
         aEnd = std::min(std::max(aEnd, lMore), mLatest);
         return false;
     }
@@ -251,6 +260,7 @@ void ControlChannel::SendRegister(uint32_t aAddress, uint32_t aValue)
 KyResult ControlChannel::ReadBlock(uint32_t aAddress, uint8_t* aBuffer, size_t aSize, uint64_t aConnection)
 {
     constexpr size_t cAddress = 4; // comes before the data
+    // Devices read memory in whole words only. The bytes that are too many are dropped here.
     const auto lAsked = static_cast<uint16_t>((aSize + 3) & ~size_t{3});
     const LockScope lScope(mLock);
     Bytes lPayload;
@@ -301,6 +311,8 @@ KyResult ControlChannel::WriteMemory(uint32_t aAddress, const uint8_t* aBuffer, 
     for (uint64_t lDone = 0; lDone < aSize;)
     {
         const size_t lSize = static_cast<size_t>(std::min<uint64_t>(aSize - lDone, KyGvcp::cMaxBlock));
+        // The transmit window is one address that takes a stream of bytes. In other memory the packets lie side by
+        // side.
         const bool lWindow = (aAddress & cWindow) != 0;
         KyResult lResult = WriteBlock(lWindow ? aAddress : aAddress + static_cast<uint32_t>(lDone),
                                       aBuffer + lDone, lSize, lConnection);

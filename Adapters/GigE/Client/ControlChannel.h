@@ -32,7 +32,7 @@ constexpr uint16_t FollowingRequest(uint16_t aRequest)
 /// most, for the time that the device needs for a command in silence, or as long as it asks for.
 ///
 /// A command belongs to a connection. One that begins under a connection and has to wait must not be done on the next one: the
-/// device may have started anew, and nothing is set up there. So whoever uses a connection takes its number first and gives it with
+/// device may have started anew, and nothing is set up there. So a user of a connection takes its number first and gives it with
 /// each command; without a number a command belongs to the connection there is.
 ///
 /// Results: OK; a status of GigE Vision, 0x8000 and above, as the device sent it; NO_CONNECTION: the channel
@@ -72,7 +72,7 @@ public:
     /// ControlTimes::mPending counts.
     void SetPatience(uint32_t aMilliseconds);
 
-    /// Asks the device for what it says about itself; every application may, whoever has control.
+    /// Asks the device for what it says about itself; every application may, also while another one has control.
     KyResult Discover(std::array<uint8_t, KyGvcp::cDiscoverySize>& aRegisters);
     KyResult ReadRegister(uint32_t aAddress, uint32_t& aValue, uint64_t aConnection = cPresent);
     KyResult WriteRegister(uint32_t aAddress, uint32_t aValue, uint64_t aConnection = cPresent);

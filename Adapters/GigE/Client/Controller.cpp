@@ -16,6 +16,7 @@ KyResult OpenChannel(const FoundDevice& aDevice, ControlChannel& aChannel)
         lOwn = {}; // the interface has gone meanwhile; the routes may know another way
     }
     KyResult lResult = aChannel.Open({lAddress, aDevice.mPort}, lOwn.mAddress, lOwn.mInterface);
+    // A channel is shut until a connection begins. This one has no connection: it asks single questions.
     aChannel.SetShut(!lResult.IsOK());
     return lResult;
 }

@@ -12,6 +12,7 @@ namespace KyGigE
 namespace
 {
 
+// Far above any description. The size comes from the device, and memory is taken before the first byte is read.
 constexpr uint32_t cLargest = 16U << 20U;
 
 /// Devices pad their texts with blanks and end them with lines' ends.
@@ -42,6 +43,7 @@ bool ParseDescriptionUrl(const std::string& aUrl, DescriptionPlace& aPlace)
 {
     const std::string lScheme = "local:";
     const std::string lUrl = Trimmed(aUrl);
+    // "Local:name.xml;address;size": the scheme in any case, then address and size in hexadecimal.
     const bool lLocal = lUrl.size() > lScheme.size() &&
                         std::equal(lScheme.begin(), lScheme.end(), lUrl.begin(),
                                    [](char aExpected, char aFound)
@@ -61,6 +63,7 @@ bool ParseDescriptionUrl(const std::string& aUrl, DescriptionPlace& aPlace)
     {
         return false;
     }
+    // Written only when all is right: the caller's place stays as it was otherwise.
     aPlace = lPlace;
     return true;
 }
@@ -68,7 +71,8 @@ bool ParseDescriptionUrl(const std::string& aUrl, DescriptionPlace& aPlace)
 KyResult ReadDescription(ControlChannel& aControl, std::string& aFile)
 {
     KyResult lNone(KyResult::FAILURE, "The device has no description of its features in its own memory.");
-    // A device names two places. The second one counts where the first is not in its memory: it may be a file or a page of the maker.
+    // A device names two places. The second one counts where the first is not in the device's memory but, say, a
+    // page of its maker.
     for (const uint32_t lRegister : {KyGvcp::cFirstUrlRegister, KyGvcp::cSecondUrlRegister})
     {
         aFile.clear();
@@ -84,8 +88,10 @@ KyResult ReadDescription(ControlChannel& aControl, std::string& aFile)
             {
                 return lResult;
             }
+            // The failure to read a place says more than "no description", so it is the one that is reported.
             lNone = lResult;
         }
+        // The second place would only cost another time-out.
         if (lResult.GetCode() == KyResult::NO_CONNECTION)
         {
             aFile.clear();

@@ -16,6 +16,7 @@ namespace
 Bytes Part(Bytes aRegisters, uint32_t aFrom, size_t aSize)
 {
     Reader lReader(aRegisters);
+    // A reader that runs out gives zeros or nothing, so a short answer leaves its last texts empty.
     lReader.Take(aFrom);
     return lReader.Take(aSize);
 }

@@ -28,6 +28,7 @@ struct Numbers
 /// Ones, then zeros, and some of each.
 bool IsMask(uint32_t aMask)
 {
+    // The inverse of a mask is one less than a power of two.
     const uint32_t lHost = ~aMask;
     return aMask != 0 && lHost != 0 && (lHost & (lHost + 1)) == 0;
 }
@@ -44,6 +45,7 @@ std::string Parse(const IpSettings& aSettings, Numbers& aNumbers)
 {
     const auto lAddress = KyGvcp::ParseAddress(aSettings.mAddress);
     const auto lMask = KyGvcp::ParseAddress(aSettings.mMask);
+    // An empty gateway means "none", which the registers write as 0.
     const auto lGateway =
         aSettings.mGateway.empty() ? std::optional<uint32_t>(0) : KyGvcp::ParseAddress(aSettings.mGateway);
     if (!lMask || !IsMask(*lMask))
@@ -94,6 +96,8 @@ std::optional<FoundDevice> Find(const DiscoveryOptions& aWhere, uint64_t aMac, u
         return lFound;
     }
     std::vector<FoundDevice> lDevices;
+    // One device is enough where one address is asked. A broadcast waits the whole time: the device may be the last
+    // to answer.
     static_cast<void>(Search(lWays.mInterfaces, lWays.mTarget, aWhere.mTime,
                              lWhere.mAddress.empty() ? SIZE_MAX : 1, lDevices)); // ignored: none is found
     const auto lDevice = std::find_if(lDevices.begin(), lDevices.end(),
@@ -190,6 +194,7 @@ std::string ForceIp(const DiscoveryOptions& aWhere, uint64_t aMac, const IpSetti
             {
                 return NoInterface(aWhere);
             }
+            // No answer is no refusal: the device may have taken the address and be unable to answer from it.
             if (lStatus.value_or(KyGvcp::cSuccess) != KyGvcp::cSuccess)
             {
                 return "the device " + MacText(aMac) + " refused: " + KyGvcp::NameOfStatus(*lStatus) +
@@ -221,6 +226,7 @@ std::string StoreIp(const DiscoveryOptions& aWhere, uint64_t aMac, const IpSetti
             {
                 return lError;
             }
+            // The device is written to where it is now. The stored address counts from its next start.
             const std::optional<FoundDevice> lFound = Find(aWhere, aMac, 0);
             if (!lFound)
             {

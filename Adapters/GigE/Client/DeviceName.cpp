@@ -33,6 +33,7 @@ bool HasName(const std::string& aName, const FoundDevice& aDevice)
 {
     const std::string lName = LowerCase(aName);
     const DeviceInformation& lInformation = aDevice.mInformation;
+    // An empty name would match each device that has no user name.
     return !lName.empty() &&
            (MacDigits(aName) == MacDigits(MacText(lInformation.mMac)) ||
             lName == LowerCase(lInformation.mSerialNumber) || lName == LowerCase(lInformation.mUserName) ||
@@ -58,6 +59,7 @@ std::string Search(const std::string& aName, const DiscoveryOptions& aWhere, Dev
         return "no device answers to \"" + aName +
                "\" (MAC address, serial number, user name, model or IPv4 address)";
     }
+    // A guess could move the wrong camera's lens, so the user has to choose.
     if (lTexts.size() > 1)
     {
         std::string lText = "several devices answer to \"" + aName + "\":";
@@ -100,6 +102,8 @@ std::string FindDevice(const std::string& aName, const DiscoveryOptions& aWhere,
                                       ParseDeviceAddress(lIsText ? aName : lScheme + aName, lAddress);
                                   if (lError.empty())
                                   {
+                                      // The interface within the address counts more than the one that was given
+                                      // for searches.
                                       lAddress.mInterface = lAddress.mInterface.empty() ? aWhere.mInterface
                                                                                         : lAddress.mInterface;
                                       aAddress = lAddress;

@@ -67,12 +67,14 @@ bool Collect(SearchSocket& aSearch, const KyGvcp::CommandView& aCommand, const A
         return false;
     }
     const auto lAnswer = KyGvcp::ParseAcknowledge(KyGvcp::Bytes(lPacket).first(lSize));
+    // Anybody may send to this port. What does not answer this question is dropped.
     return lAnswer && lAnswer->mCode == aCommand.mCode + 1 && lAnswer->mRequestID == aCommand.mRequestID &&
            aTake({aSearch.mInterface, *lAnswer, lFrom});
 }
 
 void Note(const SearchAnswer& aAnswer, Findings& aFound)
 {
+    // A refusal or a short answer says nothing about a device.
     if (aAnswer.mAcknowledge.mStatus == KyGvcp::cSuccess &&
         aAnswer.mAcknowledge.mPayload.size() >= KyGvcp::cDiscoverySize)
     {
@@ -111,6 +113,7 @@ bool AskAll(const std::vector<Interface>& aInterfaces, const Endpoint& aTarget,
     {
         auto lSearch = std::make_unique<SearchSocket>();
         lSearch->mInterface = lInterface;
+        // An interface that is down, or has no way to the target, is left out; the others still find their devices.
         if (Open(*lSearch, aTarget) && Ask(*lSearch, aTarget, aCommand))
         {
             lSockets.push_back(&lSearch->mSocket);
@@ -125,6 +128,7 @@ bool AskAll(const std::vector<Interface>& aInterfaces, const Endpoint& aTarget,
         // Result ignored: the clock ends it.
         static_cast<void>(UdpSocket::Wait(lSockets, std::min(lEnd, lAgain).GetTimeLeft(), nullptr));
         const bool lAsk = lAgain.IsOver();
+        // One repetition: every device of the network answers each question.
         lAgain = lAsk ? Deadline(KyPlatform::cInfinite) : lAgain;
         for (const auto& lSearch : lSearches)
         {

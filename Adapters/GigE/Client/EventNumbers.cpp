@@ -6,6 +6,7 @@ namespace KyGigE
 bool EventNumbers::Fits(uint64_t aNumber, unsigned aBits)
 {
     const uint64_t lMask = aBits >= 64 ? UINT64_MAX : (uint64_t{1} << aBits) - 1;
+    // Distances on the circle of the counter, which has 16 or 64 bits and wraps.
     const uint64_t lForward = (aNumber - mLast) & lMask;
     const uint64_t lBackward = (mLast - aNumber) & lMask;
     const bool lNear = lForward <= cReach || lBackward <= cReach;
@@ -18,6 +19,7 @@ bool EventNumbers::Fits(uint64_t aNumber, unsigned aBits)
     }
     mDoubts = false;
     const bool lCounts = lForward == 1 || (lForward == 2 && aNumber == 1); // 0 may be left out
+    // Before the counter is known, and after a leap that was believed, the number counts anew from here.
     if (mInRow < cSure || !lNear)
     {
         mInRow = lCounts ? mInRow + 1 : 0;

@@ -39,7 +39,7 @@ std::string FindInterface(const std::string& aInterface, uint32_t aDevice, OwnSi
     const std::vector<Interface> lMatching = MatchingInterfaces(aInterface);
     if (aInterface.empty() || lMatching.empty())
     {
-        // Every address of the loop-back network is this host's, though only one is listed.
+        // Every address of the loop-back network belongs to this computer, though only one is listed.
         const auto lAddress = KyGvcp::ParseAddress(aInterface);
         aOwn = {lAddress.value_or(0), 0};
         return lAddress && IsLoopback(*lAddress)
@@ -49,6 +49,7 @@ std::string FindInterface(const std::string& aInterface, uint32_t aDevice, OwnSi
     const auto lOther = std::find_if(lMatching.begin(), lMatching.end(),
                                      [&](const Interface& aCandidate)
                                      { return aCandidate.mIndex != lMatching.front().mIndex; });
+    // Two networks may use one address range. The address alone does not say which of them is meant.
     if (lOther != lMatching.end())
     {
         return "The network interfaces " + lMatching.front().mName + " and " + lOther->mName +
@@ -58,6 +59,8 @@ std::string FindInterface(const std::string& aInterface, uint32_t aDevice, OwnSi
     auto lBest = std::find_if(lMatching.begin(), lMatching.end(),
                               [&](const Interface& aCandidate) { return Contains(aCandidate, aDevice); });
     lBest = lBest != lMatching.end() ? lBest : lMatching.begin();
+    // A socket that is bound to an interface does not reach addresses of this computer, which go over the loop-back
+    // one.
     aOwn = {lBest->mAddress, IsOwn(lAll, aDevice) ? 0 : lBest->mIndex};
     return {};
 }
@@ -80,6 +83,7 @@ std::string ChooseInterface(uint32_t aDevice, uint16_t aPort, uint32_t aTime, st
     std::set<uint32_t> lIndexes;
     for (const Interface& lInterface : lAll)
     {
+        // One address of each interface is enough: a second question would find the same devices.
         if (!lInterface.mLoopback && Contains(lInterface, aDevice) &&
             lIndexes.insert(lInterface.mIndex).second)
         {
@@ -91,7 +95,9 @@ std::string ChooseInterface(uint32_t aDevice, uint16_t aPort, uint32_t aTime, st
     {
         return {};
     }
+    // Several interfaces lead to the network of the address: the devices themselves decide by their answers.
     std::vector<FoundDevice> lFound;
+    // Nobody answers: the connection fails later, with a message of its own.
     if (!Search(lCandidates, {aDevice, aPort}, aTime, lCandidates.size(), lFound) || lFound.empty())
     {
         return {};

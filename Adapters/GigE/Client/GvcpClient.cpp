@@ -86,6 +86,7 @@ KyResult GvcpClient::FindDevice()
     std::chrono::milliseconds lLongest = KyGvcp::cLongestLookUp;
     if (mOptions.mConnectLimit != 0)
     {
+        // The look-up is part of the time that the caller gives for the whole connection.
         lLongest = std::min(lLongest, std::chrono::milliseconds(mOptions.mConnectLimit));
     }
     std::string lError;
@@ -160,6 +161,7 @@ KyResult GvcpClient::Open(MessageChannel::EventHandler aEvents, Preparation aPre
     if (lResult.IsOK())
     {
         const LockScope lScope(mConnecting);
+        // The device that answers now is the one that later connections have to find again.
         mIdentified = false;
         lResult = Connect();
     }
@@ -248,7 +250,7 @@ KyResult GvcpClient::Connect()
     mControl.SetEnd(Deadline(KyPlatform::cInfinite));
     if (lResult.IsOK())
     {
-        ++mGeneration; // first: whoever sees the connection sees that it is another one
+        ++mGeneration; // first: a thread that sees the connection sees its new number
         mConnected = true;
     }
     return lResult;
@@ -461,7 +463,7 @@ KyResult GvcpClient::ConfigureEvents()
     return {};
 }
 
-// Whoever finds a connection lost may come late: a later one stays.
+// A thread may find a connection lost after a new one has been made. The new one stays.
 void GvcpClient::LoseConnection(uint64_t aConnection, const char* aReason)
 {
     if (aConnection != mControl.GetConnection() || !mConnected.exchange(false))
@@ -469,6 +471,7 @@ void GvcpClient::LoseConnection(uint64_t aConnection, const char* aReason)
         return;
     }
     mControl.SetShut(true);
+    // Exactly one caller gets here for each connection: the exchange above decides between keeper and users.
     ++mLosses;
     Warn(__LINE__, "KyGigE::GvcpClient::LoseConnection",
          "The connection to the device at " + Where() + " is lost: " + aReason);
@@ -510,6 +513,7 @@ void GvcpClient::SendHeartbeat()
     const KyResult lResult = ProveControl(lConnection);
     if (lResult.IsOK())
     {
+        // Firewalls forget a way that is not used, so each heartbeat opens it again.
         mMessages.OpenWay();
         return;
     }
@@ -563,6 +567,7 @@ void GvcpClient::LookAfter()
     {
         SendHeartbeat();
     }
+    // A user's command has met a silent device and has shut the channel. The loss is reported here.
     if (mConnected && mControl.IsShut())
     {
         LoseConnection(mControl.GetConnection(), "it does not answer.");

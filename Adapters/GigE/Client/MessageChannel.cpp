@@ -28,6 +28,7 @@ KyResult MessageChannel::Open(uint32_t aLocal, uint32_t aDevice, EventHandler aH
     }
     mDevice = aDevice;
     mHandler = std::move(aHandler);
+    // Any port counts until the device's own is known from its registers or its first event.
     Listen(0);
     mStop = false;
     // Last: the thread uses what is set above.
@@ -80,7 +81,8 @@ KyGvcp::Endpoint MessageChannel::GetLocal()
 
 void MessageChannel::Listen(uint16_t aDevicePort)
 {
-    // The numbers belong to the event thread, which forgets them itself. A device that has started anew counts from the beginning.
+    // A device that has started anew counts from the beginning. The numbers belong to the event thread, so it
+    // forgets them.
     mForget = true;
     mSource = aDevicePort;
 }
@@ -113,6 +115,7 @@ void MessageChannel::Run()
         const std::shared_ptr<KyGvcp::UdpSocket> lSocket = GetSocket();
         size_t lSize = 0;
         KyGvcp::Endpoint lFrom;
+        // Move() and Close() wake this wait. The pointer keeps the old socket alive until then.
         const SocketResult lState = lSocket->Receive(mIn, lSize, &lFrom, KyGvcp::cForever, &mWaker);
         if (lState == SocketResult::Done && !mStop)
         {
@@ -157,6 +160,7 @@ void MessageChannel::RunTasks()
 bool MessageChannel::IsDevice(const KyGvcp::Endpoint& aFrom)
 {
     const uint32_t lSource = mSource;
+    // Forged events would reach the application as bytes of its port, so the sender is checked as far as it can be.
     return aFrom.mAddress == mDevice && aFrom.mPort != 0 && (lSource == cAnyPort || lSource == aFrom.mPort);
 }
 
@@ -170,6 +174,7 @@ bool MessageChannel::IsPlausible(const KyGvcp::CommandView& aCommand,
         mNumbers = {};
     }
     const unsigned lBits = (aCommand.mFlags & KyGvcp::cExtendedID) != 0 ? 64 : 16;
+    // A doubted event has to come again, and only an event with an acknowledge does.
     if (aEvents.empty() || (aCommand.mFlags & KyGvcp::cAcknowledgeWanted) == 0)
     {
         return true;
@@ -219,8 +224,9 @@ void MessageChannel::HandlePacket(Bytes aPacket, const KyGvcp::Endpoint& aFrom)
         // not the device's from then on.
         mSource.compare_exchange_strong(lAny, aFrom.mPort);
     }
-    // At once: the device sends again what is not acknowledged in time, and sinks take their time. Also what
-    // makes no sense: the device would stay with it until it gives up, and hold back those after it.
+    // Acknowledged before the sinks are called: they take their time, and the device repeats what is not
+    // acknowledged in time. An event that makes no sense is acknowledged too: the device would repeat it and hold
+    // back those after it.
     Acknowledge(*lCommand, aFrom);
     if (lRepeated)
     {

@@ -27,6 +27,7 @@ void Combine(const Access& aOther, Access& aAccess)
 bool Evaluator::GetAccess(NodeId aNode, Access& aAccess)
 {
     Memo& lMemo = mMemos[aNode];
+    // Worked out once in a use: conditions of many nodes lead to the same few registers.
     if (lMemo.mAccessUse != mUse)
     {
         const Visit lVisit(*this, aNode);
@@ -118,6 +119,7 @@ bool Evaluator::GetBaseAccess(NodeId aNode, Access& aAccess)
     }
     case ElementKind::SwissKnife:
     case ElementKind::IntSwissKnife:
+        // The result of a formula has no place that it could be written to.
         aAccess.mWritable = false;
         break;
     case ElementKind::Port:
@@ -133,6 +135,7 @@ bool Evaluator::GetBaseAccess(NodeId aNode, Access& aAccess)
                             mNodes.Get(aNode).mKind == ElementKind::IntConverter;
     if (lConverter)
     {
+        // Each direction has a formula of its own, and a description may leave one out.
         aAccess.mReadable = aAccess.mReadable && mNodes.Find(aNode, PropertyId::FormulaFrom) != nullptr;
         aAccess.mWritable = aAccess.mWritable && mNodes.Find(aNode, PropertyId::FormulaTo) != nullptr;
     }
@@ -149,6 +152,8 @@ bool Evaluator::GetConditions(NodeId aNode, PropertyId aId, Conditions& aConditi
         {
             continue;
         }
+        // A condition that cannot be read fails the whole use. Taken for "yes" or "no" it would show a feature in a
+        // wrong state.
         if (!Follow(aNode, lProperty) || !GetNumber(lProperty.mNode, lValue))
         {
             return false;

@@ -47,6 +47,7 @@ uint16_t ParseEventId(std::string_view aText)
     uint16_t lId = 0;
     const char* const lEnd = aText.data() + aText.size();
     const auto lResult = std::from_chars(aText.data(), lEnd, lId, 16);
+    // 0 is no event: a port with a text that makes no sense is taken for the device's own.
     return lResult.ec == std::errc() && lResult.ptr == lEnd ? lId : uint16_t{0};
 }
 
@@ -59,6 +60,7 @@ uint64_t ParseTime(std::string_view aText)
 
 uint64_t Shorter(uint64_t aFirst, uint64_t aSecond)
 {
+    // A time of 0 stands for "none", and is longer than any.
     return aFirst == 0 || (aSecond != 0 && aSecond < aFirst) ? aSecond : aFirst;
 }
 
@@ -257,6 +259,7 @@ bool Dependencies::CollectFed(std::map<uint16_t, std::vector<std::string>>& aFed
     size_t lCount = 0;
     for (const auto& [lPort, lEvent] : mEventIds)
     {
+        // Several ports may bring one event. FedBy() has looked at all of them already.
         if (aFed.count(lEvent) != 0)
         {
             continue;

@@ -94,6 +94,7 @@ private:
         }
         const bool lBits = (aCode >= Code::BitAnd && aCode <= Code::BitOr) || aCode == Code::ShiftLeft ||
                            aCode == Code::ShiftRight;
+        // In a formula for floating-point numbers 1/2 is 0.5 even though both operands are whole.
         const bool lFloats = aLeft.IsFloat() || aRight.IsFloat() || mArithmetic == Arithmetic::Floats;
         if (lBits || (!lFloats && aCode != Code::RoundDigits))
         {
@@ -206,6 +207,7 @@ private:
             // C++ leaves a shift by the width or more undefined.
             return PushInteger(aCount < 64 ? Wrapped(Bits(aLeft) << Bits(aCount)) : 0);
         }
+        // The sign fills up, so a shift by the width or more gives 0 or -1.
         return PushInteger(aLeft >> std::min<int64_t>(aCount, 63));
     }
 
@@ -374,6 +376,7 @@ bool Formula::Evaluate(Arithmetic aArithmetic, const Variables& aVariables, Numb
         case Code::OrElse:
         {
             const bool lTrue = !lMachine.Pop().IsZero();
+            // The left side decides: the right one is jumped over, and its variables are not read from the device.
             if (lTrue == (lStep.mCode == Code::OrElse))
             {
                 lMachine.Push(Number::Integer(lTrue ? 1 : 0));
@@ -389,6 +392,7 @@ bool Formula::Evaluate(Arithmetic aArithmetic, const Variables& aVariables, Numb
             break;
         }
     }
+    // Every path through a parsed formula leaves exactly one value.
     aValue = lMachine.Pop();
     return true;
 }

@@ -69,6 +69,7 @@ std::string FormulaParser::Parse()
 
 bool FormulaParser::Fail(const std::string& aProblem)
 {
+    // The first problem is the cause; those after it only follow from it.
     if (mProblem.empty())
     {
         mProblem = aProblem;
@@ -109,7 +110,7 @@ bool FormulaParser::Take(std::string_view aToken)
 
 const FormulaParser::Operator* FormulaParser::PeekOperator()
 {
-    // Longer ones first.
+    // Longer operators first: "<=" would be taken for "<" otherwise.
     static constexpr std::array<Operator, 19> cOperators = {{{"||", 1, Code::OrElse},
                                                              {"&&", 2, Code::AndThen},
                                                              {"<>", 6, Code::Unequal},
@@ -250,6 +251,8 @@ bool FormulaParser::ParseUnary()
     {
         return false;
     }
+    // Signs bind from the inside: "-~x" complements first. A loop, since a hostile formula may have thousands of
+    // them.
     std::for_each(lSigns.rbegin(), lSigns.rend(), [this](Code aCode) { Emit(aCode); });
     return true;
 }
@@ -285,6 +288,8 @@ bool FormulaParser::ParseNumber()
         }
         lFloat = lFloat || lChar == '.' || lChar == 'e' || lChar == 'E';
     }
+    // All that may belong to a number is taken first and judged then: "12abc" is one wrong number, not 12 and a
+    // name.
     const std::string_view lText = mText.substr(lBegin, mNext - lBegin);
     if (const std::optional<int64_t> lInteger = ParseInteger(lText))
     {

@@ -24,12 +24,14 @@ std::shared_ptr<const Formula> Evaluator::GetFormula(NodeId aNode, const Propert
     }
     std::string lProblem;
     std::shared_ptr<const Formula> lFormula = Formula::Parse(aFormula.mText, lProblem);
+    // Parsing costs as much as the text is long, and counts against the budget of this use.
     mVisitsLeft -= static_cast<int64_t>(aFormula.mText.size());
     if (lFormula == nullptr)
     {
         FailAt(aNode, "its formula makes no sense, " + lProblem);
         return nullptr;
     }
+    // All are dropped together. Descriptions of real devices do not come near this limit.
     if (mFormulaSteps + lFormula->GetSize() > cMostSteps)
     {
         mFormulas.clear();
@@ -74,6 +76,7 @@ bool Evaluator::EvaluateFormula(NodeId aNode, const Property* aFormula, const Ar
         aValue = Number::Float(lResult.AsFloat());
         return true;
     }
+    // Whole formulas may work on floating-point variables; only their result is cut off.
     const std::optional<int64_t> lTruncated = lResult.Truncated();
     aValue = Number::Integer(lTruncated.value_or(0));
     return lTruncated || FailAt(aNode, "the result is too large for 64 bits");
@@ -81,6 +84,7 @@ bool Evaluator::EvaluateFormula(NodeId aNode, const Property* aFormula, const Ar
 
 bool Evaluator::GetVariable(NodeId aNode, std::string_view aName, const Argument* aArgument, Number& aValue)
 {
+    // The value that a converter is about to convert, "TO" or "FROM", comes before everything that is named so.
     if (aArgument != nullptr && aName == aArgument->mName)
     {
         aValue = aArgument->mValue;

@@ -12,7 +12,7 @@ namespace KyGigE
 using NodeId = uint32_t;
 constexpr NodeId cNoNode = UINT32_MAX;
 
-/// Finds nodes by their names. It holds no names: whoever asks gives a function that knows the name of a node.
+/// Finds nodes by their names. It holds no names: each call brings a function that knows the name of a node.
 ///
 /// A device chooses the names. Where many lead to one place, a search would become long; such names are refused.
 class NameIndex

@@ -74,6 +74,7 @@ NodeMap::NodeMap(const DeviceDescription& aDescription, IRegisterSpace& aSpace)
 
 NodeMap::Use NodeMap::Begin(const std::string& aName)
 {
+    // Each call is a use of its own, with a fresh budget and a fresh look at the device.
     mEvaluator.Begin();
     Use lUse;
     lUse.mNode = mEvaluator.GetNodes().FindNode(aName);

@@ -104,6 +104,7 @@ std::string NodeTable::Build(XmlDocument& aDocument)
 {
     mProperties.reserve(std::min(aDocument.GetCount(), cMostProperties)); // about one for each element
     Collect(aDocument, 0);
+    // The nodes have views of the text from here on; the elements would only take memory.
     aDocument.DropElements();
     std::vector<Property>().swap(mOpen);
     if (IsFull())
@@ -114,6 +115,7 @@ std::string NodeTable::Build(XmlDocument& aDocument)
     {
         return "the names of its nodes are too much alike";
     }
+    // After all names are known: a description may refer to nodes that come later.
     Resolve();
     return {};
 }
@@ -181,6 +183,7 @@ NodeId NodeTable::AddNode(const XmlDocument& aDocument, Index aElement, ElementK
 {
     const auto lId = static_cast<NodeId>(mNodes.size());
     const XmlDocument::Element& lElement = aDocument.Get(aElement);
+    // The node's number is taken before its children are read: nodes inside it get higher ones.
     mNodes.push_back({aDocument.GetAttribute(lElement, "Name"), aKind, 0, 0});
     const auto lFirst = static_cast<ptrdiff_t>(mOpen.size());
     for (Index lChild = lElement.mFirstChild; lChild != XmlDocument::cNone;
@@ -210,6 +213,7 @@ void NodeTable::AddProperty(const XmlDocument& aDocument, Index aChild)
         return;
     }
     const std::optional<PropertyId> lId = cProperties.Find(lChild.mName);
+    // Elements that this adapter has no use for, of makers and of later versions of the standard.
     if (!lId)
     {
         return;

@@ -223,6 +223,7 @@ bool Evaluator::ReadInteger(NodeId aNode, Number& aValue)
         return false;
     }
     lBits = lBits >> lField.mShift & MaskOf(lField.mWidth);
+    // The field's own upper bit is its sign; it is spread over the bits above.
     const bool lNegative = lField.mSigned && (lBits >> (lField.mWidth - 1) & 1U) != 0;
     aValue = Number::Integer(static_cast<int64_t>(lNegative ? lBits | ~MaskOf(lField.mWidth) : lBits));
     return true;
@@ -268,6 +269,8 @@ bool Evaluator::ReadString(NodeId aNode, std::string& aValue)
 
 bool Evaluator::TakeAccess(NodeId aNode, uint64_t aSize)
 {
+    // A description can make one feature read thousands of registers. The budget ends that before the user gives
+    // up.
     if (mAccessesLeft == 0 || mBytesLeft < aSize)
     {
         return FailAt(aNode, "it reads too much from the device");
@@ -287,6 +290,7 @@ KyResult Evaluator::Timed(const Access& aAccess)
 {
     const uint64_t lBegin = mClock();
     KyResult lResult = aAccess();
+    // One access counts with a limited time: the device may have announced that it takes longer.
     mDeviceTime += std::min(mClock() - lBegin, cMostOfOneAccess);
     return lResult;
 }
@@ -328,6 +332,7 @@ bool Evaluator::CheckDevice(const KyResult& aResult)
 
 bool Evaluator::IsPlainRegister(const RegisterSpot& aSpot) const
 {
+    // Descriptions of the older schema want four bytes accessed as a register, not as memory.
     return mDescription.HasRegistersOnly() && aSpot.mLength == 4 && aSpot.mAddress % 4 == 0 &&
            aSpot.mAddress <= std::numeric_limits<uint32_t>::max();
 }

@@ -90,6 +90,7 @@ std::optional<size_t> FindEnd(const Bytes& aArchive)
 std::optional<Member> FindMember(const Bytes& aArchive)
 {
     const std::optional<size_t> lEnd = FindEnd(aArchive);
+    // The count is the device's word: a loop over it is limited, and each entry is checked against the end.
     const size_t lCount = lEnd ? std::min<size_t>(aArchive.Get2(*lEnd + 10), cMostFiles) : 0;
     size_t lPlace = lEnd ? aArchive.Get4(*lEnd + 16) : 0;
     std::optional<Member> lFirst;
@@ -104,6 +105,7 @@ std::optional<Member> FindMember(const Bytes& aArchive)
                              aArchive.Get4(lPlace + 24), aArchive.Get4(lPlace + 42)};
         const size_t lNameSize = aArchive.Get2(lPlace + 28);
         const std::string_view lName = aArchive.Cut(lPlace + cDirectorySize, lNameSize);
+        // The first file that is called .xml, else the first file at all.
         if (IsXml(lName))
         {
             return lMember;
@@ -164,6 +166,7 @@ std::string Unpack(const Bytes& aArchive, const Member& aMember, size_t aLargest
     {
         return "it is packed in an unknown way";
     }
+    // Checked before anything is unpacked. A packed file may still lie about its size, so Inflate() checks again.
     if (aMember.mSize > aLargest || (aMember.mMethod == 0 && lPacked.size() > aLargest))
     {
         return "it is too long";

@@ -97,6 +97,7 @@ bool Evaluator::GetSource(NodeId aNode, Source& aSource)
 {
     for (const Property& lProperty : mNodes.GetProperties(aNode))
     {
+        // The first of these elements counts, in the order of the description.
         switch (lProperty.mId)
         {
         case PropertyId::Index:
@@ -226,6 +227,7 @@ bool Evaluator::GetBoolean(NodeId aNode, Number& aValue)
     {
         return false;
     }
+    // Any other value than the one for "on" is "off": registers hold values that the description does not name.
     aValue = Number::Integer(lNumber.Rounded() == lOn.value_or(Number::Integer(1)).Rounded() ? 1 : 0);
     return true;
 }

@@ -89,6 +89,7 @@ uint32_t CodePointOf(std::string_view aName)
     uint32_t lCode = 0;
     const auto lResult =
         std::from_chars(aName.data() + (lHexadecimal ? 2 : 1), lEnd, lCode, lHexadecimal ? 16 : 10);
+    // Halves of a pair in UTF-16 are no characters.
     const bool lSurrogate = lCode >= 0xD800 && lCode < 0xE000;
     return lResult.ec == std::errc() && lResult.ptr == lEnd && lCode <= 0x10FFFF && !lSurrogate ? lCode : 0;
 }
@@ -122,6 +123,8 @@ public:
                 ReadMarkup();
             }
         }
+        // Devices fill the rest of their memory with zeros, which end the text. Anything else there is a part of a
+        // document.
         const bool lRest = std::any_of(mNext, mEnd, [](char aChar) { return aChar != 0 && !IsBlank(aChar); });
         if (mProblem == nullptr && (mDocument.mElements.empty() || !mOpen.empty() || lRest))
         {
@@ -220,6 +223,7 @@ private:
                 Fail("an entity is unknown");
                 return lTarget;
             }
+            // In place: what is written is never longer than the reference that it replaces.
             lTarget += PutCodePoint(lCode, lTarget);
             lSource = lStop + 1;
         }

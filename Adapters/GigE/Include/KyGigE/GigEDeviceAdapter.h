@@ -86,7 +86,7 @@ public:
     ///         this computer has no such interface, or several devices have that address. Others: passed on
     ///         from the device, which is given back at once. Blocks: about a second when nobody answers.
     /// A device whose description cannot be used is connected, with a warning in the log: its registers and
-    /// the ports behind them work, and it has no features.
+    /// the ports that need no features work, and it has no features.
     static KyResult Connect(const DeviceAddress& aAddress, std::unique_ptr<GigEDeviceAdapter>& aAdapter);
     /// The same with other times than the usual ones.
     static KyResult Connect(const DeviceAddress& aAddress, const ConnectionOptions& aOptions,
@@ -101,7 +101,7 @@ public:
     ///         answers there. Blocks as Connect() does.
     KyResult Reconnect();
     /// The number of the connection: 1 for the first, one more each time that the device is connected again,
-    /// however quickly. Stays while the connection is lost. Whoever has set something up in the device takes
+    /// however quickly. Stays while the connection is lost. A caller that has set something up in the device takes
     /// the number down before, and sets it up again when it is another one: the device has lost it. Any
     /// thread, without blocking.
     uint64_t GetGeneration() const;

@@ -170,7 +170,7 @@ extern "C"
     KYGIGEC_API KyCode KyCameraGetState(KyCameraHandle aCamera, KyCameraState* aState);
 
     /// Waits until the camera is lost, or connected again: until mIsConnected or mGeneration are others than those in
-    /// aState, which receives the state of then. Whoever begins with a state of zeros gets the present one at once.
+    /// aState, which receives the state of then. A caller that begins with a state of zeros gets the present one at once.
     /// \param aTimeout  Milliseconds; 0 does not wait, 0xFFFFFFFF has no end.
     /// \return KY_OK. KY_TIMED_OUT: they are still the same; the figures are those of then. KY_BAD_PARAMETER: null,
     ///         or the size is not set. KY_INVALID_HANDLE: also when the camera is closed meanwhile.
