@@ -76,7 +76,7 @@ protected:
     }
 };
 
-TEST_F(NodeMapTest, TellsTheKindOfAFeature)
+TEST_F(NodeMapTest, GivesTheKindOfAFeature)
 {
     EXPECT_EQ(mMap->GetKind("Mode"), NodeKind::Enumeration);
     EXPECT_EQ(mMap->GetKind("Width"), NodeKind::Integer);
@@ -271,7 +271,7 @@ TEST_F(NodeMapTest, TheStateOfAFeatureIsWhatEachQuestionAnswers)
     }
 }
 
-TEST_F(NodeMapTest, TellsWhereARegisterFeatureLies)
+TEST_F(NodeMapTest, GivesThePlaceOfARegisterFeature)
 {
     RegisterPlace lPlace;
     EXPECT_THAT(mMap->GetRegister("Downstream", RegisterUse::Write, lPlace), IsOK());
@@ -339,7 +339,7 @@ TEST_F(NodeMapTest, ALengthBelowZeroTakesNoMemoryWhateverIsDoneWithIt)
     }
 }
 
-TEST_F(NodeMapTest, ALengthBelowZeroTakesNoMemoryBehindAnAddressOrAnEntry)
+TEST_F(NodeMapTest, ANegativeLengthTakesNoMemoryAfterAnAddressOrAnEntry)
 {
     Make(Description("<IntReg Name=\"Bad\"><Address>0x40</Address><Length>-1</Length>"
                      "<AccessMode>RW</AccessMode><pPort>Device</pPort></IntReg>"

@@ -77,7 +77,7 @@ protected:
     MessageChannel mChannel;
 };
 
-TEST_F(EventChannelTest, TellsOfAnEventWithItsData)
+TEST_F(EventChannelTest, ReportsAnEventWithItsData)
 {
     ASSERT_TRUE(mDevice.WaitForAcknowledge(mDevice.SendEvent(0x9000, {1, 2, 3}, 0, 77)));
     const auto lHeard = TakeHeard();
@@ -87,7 +87,7 @@ TEST_F(EventChannelTest, TellsOfAnEventWithItsData)
     EXPECT_THAT(lHeard[0].mData, ElementsAre(1, 2, 3));
 }
 
-TEST_F(EventChannelTest, AcknowledgesBeforeItTells)
+TEST_F(EventChannelTest, AcknowledgesBeforeItReports)
 {
     JxUtilsLib::Event lGo(true);
     SetInHandler([&] { EXPECT_TRUE(lGo.Wait_ms(20000)); });
@@ -162,7 +162,7 @@ TEST_F(EventChannelTest, OtherPortsOfTheDevicesHostAreNotListenedTo)
     EXPECT_EQ(mChannel.GetForeign(), 2U);
 }
 
-TEST_F(EventChannelTest, HearsNobodyWhileItIsDeaf)
+TEST_F(EventChannelTest, TakesNoEventWhileItIsDeaf)
 {
     mChannel.Deafen();
     const uint16_t lEvent = mDevice.SendEvent(0x9000, {1});

@@ -280,7 +280,7 @@ TEST_F(GvcpClientTest, AnApplicationWithExclusiveAccessIsNamedBeforeAnythingIsRe
     }
 }
 
-TEST_F(GvcpClientTest, AnApplicationWithExclusiveAccessIsToldEvenWhenNothingCanBeRead)
+TEST_F(GvcpClientTest, ExclusiveAccessIsReportedEvenWhenNothingCanBeRead)
 {
     mDevice.SetScript(
         [](const ScriptedDevice::Command& aCommand) {
@@ -543,7 +543,7 @@ TEST_F(GvcpClientTest, NoticesThatAnotherApplicationHasGotTheControl)
     EXPECT_EQ(mClient->Reconnect().GetCode(), KyGvcp::cAccessDenied);
 }
 
-TEST_F(GvcpClientTest, ConnectsAgainOnDemandOnlyWhenToldSo)
+TEST_F(GvcpClientTest, WithoutReconnectingItConnectsAgainOnDemandOnly)
 {
     ConnectionOptions lOptions = Quick();
     lOptions.mReconnect = false;

@@ -58,7 +58,7 @@ TEST_F(GvcpServerTest, WritesSeveralRegistersUpToTheFirstThatRefuses)
     EXPECT_EQ(3U, Read(cInterruptEnable).Word());
 }
 
-TEST_F(GvcpServerTest, TellsHowMuchItHasWritten)
+TEST_F(GvcpServerTest, AnAcknowledgeSaysHowMuchWasWritten)
 {
     TakeControl();
     EXPECT_THAT(Write(cInterruptEnable, 3).mPayload, ElementsAre(0, 0, 0, 1));
@@ -124,7 +124,7 @@ TEST_F(GvcpServerTest, SaysNothingToWhatIsNoCommand)
     EXPECT_EQ(4U, mServer->GetCounters().mIgnored);
 }
 
-TEST_F(GvcpServerTest, AcknowledgesOnlyWhoWantsIt)
+TEST_F(GvcpServerTest, AcknowledgesOnlyCommandsThatWantIt)
 {
     TakeControl();
     Receive(cOne, Packet::Command(cWriteRegister, 0, NextID()).Add32(cInterruptEnable).Add32(5).GetBytes());
@@ -180,7 +180,7 @@ TEST_F(GvcpServerTest, AnnouncesSlowCommandsOnlyWhereThatIsEnabled)
     EXPECT_EQ(cSuccess, TakeAnswer().mStatus);
 }
 
-TEST_F(GvcpServerTest, KnowsNobodyAndNothingAfterARestart)
+TEST_F(GvcpServerTest, ForgetsItsControllerAndItsCommandsWithARestart)
 {
     TakeControl();
     const Packet lCommand = MakeWriteRegister(NextID(), cInterruptEnable, 1);
@@ -265,7 +265,7 @@ TEST_F(GvcpServerTest, AnnouncesACommandThatTakesLonger)
     EXPECT_EQ(6U, Read(cInterruptEnable).Word());
 }
 
-TEST_F(GvcpServerTest, KeepsCommandsBehindOneThatTakesLonger)
+TEST_F(GvcpServerTest, KeepsCommandsThatComeDuringASlowOne)
 {
     using namespace std::chrono_literals;
     TakeControl();

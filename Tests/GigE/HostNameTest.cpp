@@ -90,7 +90,7 @@ TEST(HostNameTest, AServerThatDoesNotAnswerIsNotWaitedFor)
     lServer->Release(); // the answer that nobody needs
 }
 
-TEST(HostNameTest, WhoeverWaitsMayStop)
+TEST(HostNameTest, AWaitForANameCanBeCancelled)
 {
     const auto lServer = std::make_shared<SlowServer>();
     std::string lError;

@@ -149,7 +149,7 @@ TEST_F(SimulatedMessageChannelTest, TakesTheRightAcknowledgeOnly)
     EXPECT_THAT(TakeIds(), ElementsAre(0x9001));
 }
 
-TEST_F(SimulatedMessageChannelTest, WaitsForNobodyWithoutATimeout)
+TEST_F(SimulatedMessageChannelTest, WaitsForNoAcknowledgeWithoutATimeout)
 {
     mChannel.Configure({cPeer, 0, 3, Time(0)});
     Raise(0x9000);

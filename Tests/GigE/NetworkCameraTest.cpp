@@ -280,7 +280,7 @@ TEST_F(NetworkCameraTest, CannotBeWhereAnotherCameraIs)
     EXPECT_THAT(lSecond.GetError(), testing::HasSubstr(EndpointText(mCamera.GetEndpoint())));
 }
 
-TEST_F(NetworkCameraTest, TellsItsOwnAddressAndNetwork)
+TEST_F(NetworkCameraTest, ItsRegistersHaveItsAddressAndNetwork)
 {
     EXPECT_EQ(cHost, mClient->Read(cAddressRegister));
     EXPECT_EQ(0xFF000000U, mClient->Read(cSubnetMaskRegister));

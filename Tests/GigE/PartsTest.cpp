@@ -216,7 +216,7 @@ TEST(DiscoveryTest, SaysWhatItCannotAsk)
     EXPECT_THAT(lFound, IsEmpty());
 }
 
-TEST(DiscoveryTest, NobodyAtAnAddressIsNoFailure)
+TEST(DiscoveryTest, AnAddressWithoutADeviceIsNoFailure)
 {
     KyGigE::DiscoveryOptions lOptions;
     lOptions.mAddress = "127.0.0.1";

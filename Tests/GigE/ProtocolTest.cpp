@@ -58,7 +58,7 @@ TEST(ProtocolTest, TakesTheLargestBlockAndRefusesOneByteMore)
     EXPECT_EQ(cHeaderSize + 4, lPacket.GetBytes().size());
 }
 
-TEST(ProtocolTest, LeavesOutEverythingBehindWhatDidNotFit)
+TEST(ProtocolTest, LeavesOutEverythingAfterAPartThatDidNotFit)
 {
     const Buffer lData(cMaxPayload, 0x11);
     Packet lPacket = Packet::Command(cWriteMemory, 0, 1);
@@ -93,7 +93,7 @@ TEST(ProtocolTest, ParsesAcknowledges)
     EXPECT_THAT(lAcknowledge->mPayload, ElementsAre(0, 0, 0, 1));
 }
 
-TEST(ProtocolTest, ToleratesBytesBehindAnAcknowledgeButNotMissingOnes)
+TEST(ProtocolTest, ToleratesBytesAfterAnAcknowledgeButNotMissingOnes)
 {
     Buffer lPacket = Copy(Packet::Acknowledge(cSuccess, cReadRegisterAck, 9).Add32(7));
     lPacket.push_back(0);
@@ -132,7 +132,7 @@ TEST(ProtocolTest, HidesThePayloadOfACommandWithAWrongLength)
     EXPECT_EQ(1, lCommand->mRequestID);
 }
 
-TEST(ProtocolTest, ReaderGivesZerosBehindTheEnd)
+TEST(ProtocolTest, ReaderGivesZerosAfterTheEnd)
 {
     const Buffer lData = {1, 2, 3};
     Reader lReader(lData);
@@ -205,7 +205,7 @@ TEST(ProtocolTest, ParsesSeveralEventsOfOneCommand)
     EXPECT_THAT(lEvents[1].mData, IsEmpty());
 }
 
-TEST(ProtocolTest, ParsesEventsThatTellTheirSize)
+TEST(ProtocolTest, ParsesEventsThatHaveTheirSize)
 {
     Packet lPacket = Packet::Command(cEventData, cAcknowledgeWanted, 5);
     for (const uint16_t lID : {uint16_t{0x9000}, uint16_t{0x9001}})

@@ -108,7 +108,7 @@ TEST_F(RegisterMapTest, WritesAndReadsSettingsByPosition)
     EXPECT_EQ(Status::InvalidParameter, Write("BulkParity", 3));
 }
 
-TEST_F(RegisterMapTest, TellsWhichModesTheSelectedPortHas)
+TEST_F(RegisterMapTest, AMaskHasTheModesOfTheSelectedPort)
 {
     mConfiguration.mBulk[1].mUsrt = false;
     mConfiguration.mBulk[1].mSpi = false;

@@ -175,7 +175,7 @@ TEST_F(I2CTest, ABusScanFindsTheDevices)
     EXPECT_EQ(mEeprom->GetBusyUntil(), Time(0));
 }
 
-TEST_F(I2CTest, APortWithoutABusHasNobodyOnIt)
+TEST_F(I2CTest, OnAPortWithoutABusNoDeviceAnswers)
 {
     MakeBus();
     mCamera->PlugI2C(Port::Bulk1, nullptr);

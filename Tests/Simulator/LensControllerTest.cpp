@@ -74,7 +74,7 @@ TEST(LensControllerTest, CaseAndBlanksDoNotMatter)
     EXPECT_EQ(Ask(lLens, "   "), "");
 }
 
-TEST(LensControllerTest, UnknownCommandsAndBadValuesAreTold)
+TEST(LensControllerTest, UnknownCommandsAndBadValuesAreReported)
 {
     LensController lLens;
     EXPECT_EQ(Ask(lLens, "ZOOMX 1"), "ERR 1 UNKNOWN COMMAND");

@@ -189,7 +189,7 @@ TEST_F(LinePortTest, AFullFifoKeepsTheOldestBytes)
 }
 
 // A step that comes late finds more bytes than the FIFO holds.
-TEST_F(LinePortTest, AReceiverThatTakesThemLosesNone)
+TEST_F(LinePortTest, AReceiverThatTakesEveryByteLosesNothing)
 {
     Inject({1, 2, 3, 4, 5, 6});
     EXPECT_THAT(StepAt(60), ElementsAre("upstream 1 2", "upstream 3 4", "upstream 5 6"));

@@ -111,7 +111,7 @@ TEST_F(PtyBridgeTest, TheRateFollowsTheUserUnlessItIsGiven)
     EXPECT_EQ(lBridge.LastReport()["baud_rate"], 115200);
 }
 
-TEST_F(PtyBridgeTest, AnswersForNobodyAreCounted)
+TEST_F(PtyBridgeTest, AnswersWithoutAUserAreCounted)
 {
     BridgeRun lBridge({"--port", "bulk1", "--pty", mLink});
     TerminalUser(mLink).Type("STATUS?\r\n"); // and leaves
@@ -154,7 +154,7 @@ TEST_F(PtyBridgeTest, WhatAUserLeavesUnreadIsCounted)
     EXPECT_EQ(lReport["from_device"]["lost"]["unread"], 3000);
 }
 
-TEST_F(PtyBridgeTest, AFloodThatNobodyReadsIsCounted)
+TEST_F(PtyBridgeTest, AFloodThatTheUserDoesNotReadIsCounted)
 {
     constexpr size_t cMany = 400000; // more than all buffers together hold
     BridgeRun lBridge({"--port", "bulk4", "--pty", mLink, "--sim-fast"});

@@ -23,7 +23,7 @@ protected:
     BridgeStatistics mStatistics{"uart0", "Lens", mBegin};
 };
 
-TEST_F(BridgeStatisticsTest, JsonHasTheCountsAndWhoseTheyAre)
+TEST_F(BridgeStatisticsTest, JsonHasTheCountsOfThePort)
 {
     const nlohmann::json lJson = Json({100, 200, 3, 38400, true, 5}, milliseconds(2000), false);
     EXPECT_EQ(lJson["port"], "uart0");

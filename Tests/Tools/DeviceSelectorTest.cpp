@@ -73,7 +73,7 @@ TEST_F(DeviceSelectorTest, WrongValuesAreRefusedWithWhatWouldBeRight)
     EXPECT_EQ("", mSelection.mName);
 }
 
-TEST_F(DeviceSelectorTest, TheHelpShowsTheSimulatedCameraToThoseWhoAskForIt)
+TEST_F(DeviceSelectorTest, TheHelpShowsTheSimulatedCameraOnRequest)
 {
     EXPECT_FALSE(IsSimulatorShown({}));
     EXPECT_FALSE(IsSimulatorShown({"--device", "gev://10.0.0.1"}));

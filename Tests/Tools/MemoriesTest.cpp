@@ -158,7 +158,7 @@ TEST_F(SilentMemoriesTest, WriteCyclesAreAwaitedWithoutReportsOfAMissingAcknowle
     EXPECT_EQ(lBytes, lEeprom.Read(0, lBytes.size(), mAdvance));
 }
 
-TEST_F(MemoriesTest, FlashTellsItsIdentity)
+TEST_F(MemoriesTest, FlashHasAnIdentity)
 {
     SpiBus lBus(mAdapter, KyDeviceSerialBulk3);
     EXPECT_EQ(KySimulator::SpiFlash::cIdentity, FlashMemory(lBus).ReadIdentity());

@@ -47,7 +47,7 @@ TEST_F(MemoryChangeTest, AWishInTheCommandLineIsNotAskedFor)
     EXPECT_NO_THROW(ConfirmChange(mContext, true, true, cWhat));
 }
 
-TEST_F(MemoryChangeTest, WithoutATerminalThereIsNobodyToAsk)
+TEST_F(MemoryChangeTest, WithoutATerminalTheChangeIsRefused)
 {
     const KyTest::StandardInput lInput("y\n"); // a file, in which a letter is no consent
     for (const bool lInputUsed : {false, true})

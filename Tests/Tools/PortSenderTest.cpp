@@ -56,7 +56,7 @@ TEST_F(PortSenderTest, SendsNothingWhenThereIsNothing)
     EXPECT_TRUE(mPort.mPieces.empty());
 }
 
-TEST_F(PortSenderTest, FailureTellsHowManyBytesOfTheSessionWentOut)
+TEST_F(PortSenderTest, FailureSaysHowManyBytesOfTheSessionWentOut)
 {
     Send("hello");
     mPort.mSendSteps = {{3, KyResult(KyResult::TIMED_OUT, "No interrupt.")}};

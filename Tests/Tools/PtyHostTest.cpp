@@ -156,7 +156,7 @@ TEST_F(PtyHostTest, AUserFindsWhatTheDeviceHasAndChangesNothingByThat)
     EXPECT_EQ(Read(11), "[9600 - 0]x");
 }
 
-TEST_F(PtyHostTest, DropsAndCountsWhatComesForNobody)
+TEST_F(PtyHostTest, WithoutAUserBytesAreDroppedAndCounted)
 {
     EXPECT_EQ(Write("nobody is there"), 15U);
     EXPECT_TRUE(AwaitUnread(15));
@@ -166,7 +166,7 @@ TEST_F(PtyHostTest, DropsAndCountsWhatComesForNobody)
     EXPECT_TRUE(AwaitUnread(15));
 }
 
-TEST_F(PtyHostTest, GoesOnWhenAUserLeavesWhoDoesNotRead)
+TEST_F(PtyHostTest, GoesOnWhenAUserLeavesWithoutReading)
 {
     Attach();
     std::thread lBridge(

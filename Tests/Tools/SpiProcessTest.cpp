@@ -69,7 +69,7 @@ TEST_F(SpiProcessTest, TransferRefusesWhatMakesNoSense)
         "kyserial: --simultaneous: as many bytes are read as written; leave --read out, or use --read 1");
 }
 
-TEST_F(SpiProcessTest, FlashTellsItsIdentity)
+TEST_F(SpiProcessTest, FlashIdPrintsTheIdentity)
 {
     EXPECT_EQ("manufacturer 0xef, type 0x30, capacity 0x10 (65536 bytes, W25X05)\n",
               Run({"flash", "id"}).mOutput);

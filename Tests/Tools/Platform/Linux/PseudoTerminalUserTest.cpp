@@ -252,7 +252,7 @@ TEST(PseudoTerminalEndTest, WhatIsInTheTerminalIsTakenAwayAndCounted)
 }
 
 // Whoever cleans the terminal has it open for a moment, and must not be taken for a user.
-TEST(PseudoTerminalCleanerTest, BytesThatComeWhileItIsCleanedAreForNobody)
+TEST(PseudoTerminalCleanerTest, BytesThatComeWhileItIsCleanedAreDropped)
 {
     StopEvent lStop;
     PseudoTerminal lTerminal;
@@ -284,7 +284,7 @@ TEST(PseudoTerminalCleanerTest, BytesThatComeWhileItIsCleanedAreForNobody)
 }
 
 // The writing thread may be late: the user has the bytes as soon as the system has them.
-TEST(PseudoTerminalCleanerTest, AUserWhoLeavesBeforeTheWriteReturnsIsNotOverlooked)
+TEST(PseudoTerminalCleanerTest, AUserThatLeavesBeforeTheWriteReturnsIsNotOverlooked)
 {
     constexpr int cLong =
         100; // milliseconds; a terminal that needs no cleaning is looked at less often than that
