@@ -105,7 +105,7 @@ bool Clean(Terminal& aTerminal) noexcept
     return lIsSet;
 }
 
-// Without a user: whether the one who was there last has left something that the next one must not find.
+// Without a user: whether the last user has left something that the next one must not find.
 bool IsClean(const Terminal& aTerminal) noexcept
 {
     TerminalLine lLine;

@@ -60,10 +60,12 @@ void BridgeSession::Run()
     {
         Watch();
     }
+    // Kept for later: the bridge still ends in order, and its statistics are printed.
     catch (const OperationError& lError)
     {
         lFailure = lError.what();
     }
+    // Ended before the last report, so that the counts are final.
     mPort.End();
     Report(Clock::now(), true);
     if (!lFailure.empty())
@@ -122,7 +124,7 @@ void BridgeSession::Note(const std::string& aText)
     }
 }
 
-// Whoever watches the file sees what came before a pause.
+// Flushed as soon as nothing has moved for one look: a user who watches the file sees all that came before a pause.
 void BridgeSession::FlushQuietLog()
 {
     const BridgeCounts lCounts = mPort.GetCounts();

@@ -16,7 +16,7 @@ namespace KySerialTool
 namespace
 {
 
-/// With three decimals: more would suggest a precision that nobody has.
+/// With three decimals: the times behind a rate are not more exact than that.
 double Rounded(double aNumber)
 {
     return std::round(aNumber * 1000) / 1000;
@@ -98,6 +98,7 @@ BridgeStatistics::BridgeStatistics(std::string aPort, std::string aHost, Clock::
 BridgeStatistics::Rates BridgeStatistics::Advance(const BridgeCounts& aCounts, Clock::time_point aNow,
                                                   bool aWhole)
 {
+    // The final report has the rates of the whole time, the others those since the report before.
     const BridgeCounts lFrom = aWhole ? BridgeCounts() : mLastCounts;
     const double lTime = Seconds(aNow - (aWhole ? mBegin : mLast));
     const auto lRate = [lTime](uint64_t aNew, uint64_t aOld)

@@ -38,6 +38,7 @@ std::string AbsolutePath(const std::string& aPath)
 /// result is the same for every reason.
 std::string Refusal(const KyResult& aResult, const std::string& aHost)
 {
+    // The library's text is fixed, and nothing else distinguishes this failure.
     if (aResult.GetDescription() != KyString("Unable to open requested COM port."))
     {
         return {};
@@ -91,6 +92,7 @@ KySerialBridgeOptions BridgedPort::GetOptions()
 
 void BridgedPort::NotifyTraffic(KySerialBridgeWay aWay, int64_t aTime, const uint8_t* aBytes, uint32_t aCount)
 {
+    // Nanoseconds to milliseconds. This runs on the bridge's relay threads, so it does little.
     mLastTraffic = aTime / 1000000;
     if (mRecent != nullptr)
     {
@@ -157,6 +159,7 @@ void BridgedPort::StartClser()
         throw OperationError("cannot bridge " + PortName(mSelection.mPort) + " to Camera Link clients as \"" +
                              lName + "\": " + ResultText(lResult) + lReason.Text());
     }
+    // Camera Link clients choose the rate from what the server offers; a fixed rate is the only one on offer.
     if (mSelection.mLine.mBaudRate.has_value())
     {
         Check(mBridge.SetHardCodedBaudRate(*mSelection.mLine.mBaudRate), "--baud");
@@ -175,7 +178,8 @@ void BridgedPort::StartPty()
     const LineSelection& lLine = mSelection.mLine;
     mPty.emplace(PtyFollows{!lLine.mBaudRate.has_value(), !lLine.mStopBits.has_value()});
     StartHost(*mPty);
-    mLink.emplace(PlainName(mSelection.mHost), mPty->GetPath()); // last: who finds it finds a bridge
+    mLink.emplace(PlainName(mSelection.mHost),
+                  mPty->GetPath()); // last: a program that finds the link finds a bridge
 }
 
 // Sets what is given only: the rest stays as the device has it.
@@ -314,8 +318,8 @@ std::optional<TcpCounts> BridgedPort::GetTcpCounts() const
     return mTcp.has_value() ? std::optional<TcpCounts>(mTcp->GetCounts()) : std::nullopt;
 }
 
-// Nobody finds the terminal any more, then the bridge lets go of the device and of its host side, then the
-// rest is counted: what is in the host side then, nobody gets.
+// The link goes first, so that no program finds the terminal any more. Then the bridge lets go of the device and of its
+// host side. Bytes that are in the host side after that are counted as lost.
 void BridgedPort::End()
 {
     if (mEnded)

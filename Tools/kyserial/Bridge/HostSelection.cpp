@@ -21,6 +21,7 @@ constexpr size_t cLongestName = 255; // of a Camera Link server
 
 bool IsComName(const std::string& aText)
 {
+    // "COM" and one or two digits, as the library takes them. "COM01" and "COM0x5" are no ports.
     const bool lPrefix = aText.size() > 3 && (aText[0] == 'C' || aText[0] == 'c') &&
                          (aText[1] == 'O' || aText[1] == 'o') && (aText[2] == 'M' || aText[2] == 'm');
     return lPrefix && aText.size() <= 5 && aText[3] != '0' && aText.find('x') == std::string::npos &&
@@ -30,6 +31,7 @@ bool IsComName(const std::string& aText)
 /// "[ADDRESS:]PORT". \return What is wrong with it.
 std::string TakeEndpoint(const std::string& aName, TcpSettings& aTcp)
 {
+    // The last colon parts address and port: an IPv6 address has colons of its own, and brackets around it.
     const size_t lColon = aName.rfind(':');
     const std::string lPortText = lColon == std::string::npos ? aName : aName.substr(lColon + 1);
     std::string lAddress = lColon == std::string::npos ? std::string() : aName.substr(0, lColon);
@@ -79,6 +81,7 @@ std::string Complaint(HostKind aKind, const std::string& aName)
     {
         return "the name is too long; use " + std::to_string(cLongestName) + " bytes at most";
     }
+    // A server of that name would be invisible to clients.
     if (aKind == HostKind::Clser && aName == "Uninitialized")
     {
         return "\"Uninitialized\" is what the registry of servers calls an empty place; use another name";
@@ -91,6 +94,7 @@ std::string Complaint(HostKind aKind, const std::string& aName)
 std::string TakeHostName(HostKind aKind, const std::string& aName, HostSelection& aSelection)
 {
     std::string lComplaint = Complaint(aKind, aName);
+    // Made as a copy: after a complaint the caller's selection is what it was.
     TcpSettings lTcp = aSelection.mTcp;
     lTcp.mTelnet = aKind == HostKind::Rfc2217;
     if (lComplaint.empty() && IsTcp(aKind))

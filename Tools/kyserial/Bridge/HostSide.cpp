@@ -43,6 +43,7 @@ void AddHostOption(CLI::App& aCommand, HostKind aKind, const std::string& aType,
 {
     const auto lTake = [aKind, &aSelection](const std::string& aName)
     {
+        // The options name the kind, so two of them are two host sides, even two of one kind.
         const std::string lComplaint = aSelection.mKind == HostKind::None
                                            ? TakeHostName(aKind, aName, aSelection)
                                            : std::string("a bridge has one host side, and there is ") +

@@ -47,8 +47,10 @@ void PtyHost::Close()
     {
         return;
     }
+    // The thread is woken first: it may wait for a user, for room or for bytes.
     EndTransfers();
     mThread.join();
+    // What the user has written and the bridge has not taken is counted as left, so that the account adds up.
     const uint64_t lWritten = mTerminal.DropWritten();
     mTerminal.DropUnread();
     mTaken += lWritten;
@@ -99,6 +101,7 @@ void PtyHost::Listen()
         }
         catch (const std::bad_alloc&)
         {
+            // Without memory the bytes cannot be queued. They are counted as left, not lost in silence.
             mLeft += lRead.mBytes;
         }
         if (lRead.mEnd == HostTransfer::Refused || lRead.mEnd == HostTransfer::Unsuccessful)
@@ -112,6 +115,7 @@ void PtyHost::Queue(const Item& aItem)
 {
     const LockScope lScope(mLock);
     const bool lIsRequest = aItem.mBytes.empty();
+    // Neighbouring bytes become one item. A request keeps its place between the bytes before it and those after it.
     if (!lIsRequest && !mItems.empty() && !mItems.back().mBytes.empty())
     {
         mItems.back().mBytes += aItem.mBytes;
@@ -130,6 +134,7 @@ void PtyHost::LookAtLine()
     HostLine lLine;
     if (!mTerminal.GetLine(lLine))
     {
+        // The next user finds the terminal as it was made, so its first own setting is a change.
         mKnown = mClean;
         const LockScope lScope(mLock);
         if (mDevices.has_value() && mTerminal.SetLine(*mDevices))
@@ -191,6 +196,8 @@ uint32_t PtyHost::Write(const uint8_t* aData, uint32_t aSize)
     {
         return lWrite.mBytes;
     }
+    // No user has the terminal open, so the bytes are taken and counted: the bridge must not stop for an absent
+    // reader.
     mNobody += aSize - lWrite.mBytes;
     return aSize;
 }

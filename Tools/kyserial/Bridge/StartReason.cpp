@@ -31,6 +31,7 @@ void StartReason::Write(const JxUtilsLib::LogRecord& aRecord)
 {
     constexpr std::string_view cStart = "The registry of servers cannot be used: ";
     const std::string_view lMessage = aRecord.mMessage;
+    // The library's result does not say why; this message does. Other messages belong to the log alone.
     if (lMessage.substr(0, cStart.size()) == cStart)
     {
         const JxUtilsLib::LockScope lScope(mLock);

@@ -21,6 +21,7 @@ using KyDeviceProtocol::cBulkSelectorFeature;
 BulkPortScope::BulkPortScope(IKyDeviceAdapter& aAdapter, KyDeviceSerial aPort)
     : mAdapter(aAdapter), mPort(aPort)
 {
+    // UARTs are not selected, and a camera without a selector has the features of each port by name.
     if (!IsBulk(aPort) || !aAdapter.IsFeatureAvailable(cBulkSelectorFeature) ||
         !aAdapter.GetFeatureAsString(cBulkSelectorFeature, mFormerSelector).IsOK())
     {
@@ -75,6 +76,7 @@ std::vector<std::string> BulkPortScope::GetOfferedModes()
 
 void BulkPortScope::UseOneOf(const std::vector<std::string>& aModes)
 {
+    // Without a mode feature the port has one mode, and the bus's own Open() reports whether it fits.
     const std::string lMode = GetMode();
     if (lMode.empty() || std::find(aModes.begin(), aModes.end(), lMode) != aModes.end())
     {

@@ -34,6 +34,7 @@ std::vector<uint8_t> Eeprom::Read(size_t aOffset, size_t aSize, const Advance& a
     while (lBytes.size() < aSize)
     {
         const size_t lOffset = aOffset + lBytes.size();
+        // Pieces start at multiples of their size, so none crosses a block, whose address differs.
         const size_t lCount = std::min(aSize - lBytes.size(), cReadPiece - lOffset % cReadPiece);
         const std::vector<uint8_t> lPiece =
             mBus.WriteAndRead(SlaveAddress(lOffset), OffsetBytes(lOffset), lCount);
@@ -49,6 +50,7 @@ void Eeprom::Write(size_t aOffset, const std::vector<uint8_t>& aBytes, const Adv
     while (lDone < aBytes.size())
     {
         const size_t lOffset = aOffset + lDone;
+        // A write past the end of its page would start again at the page's beginning and overwrite it.
         const size_t lCount = std::min(aBytes.size() - lDone, mShape.mPage - lOffset % mShape.mPage);
         std::vector<uint8_t> lMessage = OffsetBytes(lOffset);
         const auto lBegin = aBytes.begin() + static_cast<std::ptrdiff_t>(lDone);
@@ -62,6 +64,7 @@ void Eeprom::Write(size_t aOffset, const std::vector<uint8_t>& aBytes, const Adv
 
 uint8_t Eeprom::SlaveAddress(size_t aOffset) const
 {
+    // Memories with one offset byte answer to one address for each block of 256 bytes.
     return static_cast<uint8_t>(mShape.mAddress + (mShape.mOffsetBytes == 1 ? aOffset / cBlock : 0));
 }
 
@@ -159,6 +162,7 @@ ExitCode RunWrite(Context& aContext, const EepromOptions& aOptions)
     MemoryProgress(aContext, "writing", "written", aOptions.mOffset, lBytes.size())
         .Run([&](const MemoryProgress::Advance& aAdvance)
              { lEeprom.Write(aOptions.mOffset, lBytes, aAdvance); });
+    // A write that no device has acknowledged may pass without an error, so what was written is read back.
     Verify(lBytes, ReadWithProgress(aContext, lEeprom, "verifying", aOptions.mOffset, lBytes.size()),
            aOptions.mOffset);
     if (!aOptions.mQuiet)

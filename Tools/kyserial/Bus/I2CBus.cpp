@@ -28,6 +28,7 @@ KyResult I2CBus::TryWrite(uint8_t aAddress, const std::vector<uint8_t>& aBytes, 
 
 KyResult I2CBus::TryRead(uint8_t aAddress, size_t aCount, std::vector<uint8_t>& aBytes, Then aThen)
 {
+    // Only a time-out is repeated. A missing acknowledge is an answer: the slave is not there, or busy.
     KyResult lResult = ReadOnce(aAddress, aCount, aBytes, aThen);
     for (uint32_t lRetry = 0; lRetry < mRetries && lResult.GetCode() == KyResult::TIMED_OUT; ++lRetry)
     {
@@ -72,7 +73,7 @@ KyResult I2CBus::TryWriteAndRead(uint8_t aAddress, const std::vector<uint8_t>& a
     uint32_t lTries = 0;
     do
     {
-        // From the write on: the slave may have counted during the read that came too late.
+        // Repeated from the write on: the read that came too late may have moved the slave's own offset.
         aRead.clear();
         lResult = TryWrite(aAddress, aBytes, Then::RepeatedStart);
         lResult = lResult.IsOK() ? ReadOnce(aAddress, aCount, aRead, Then::Stop) : lResult;

@@ -38,6 +38,7 @@ bool Confirm(Context& aContext, const I2COptions& aOptions, const std::string& a
     std::fflush(stderr);
     std::string lAnswer;
     const bool lAnswered = ReadLine(aContext.mConsole, lAnswer);
+    // An empty line means yes, as in i2c-tools. The end of the input does not.
     if (lAnswered && (lAnswer.empty() || lAnswer == "\r" || lAnswer.front() == 'y' || lAnswer.front() == 'Y'))
     {
         return true;

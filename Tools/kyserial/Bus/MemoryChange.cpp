@@ -38,6 +38,7 @@ void ConfirmChange(Context& aContext, bool aYes, bool aInputUsed, const std::str
     std::string lAnswer;
     std::fputs((aWhat + ". Continue? [y/N] ").c_str(), stderr);
     std::fflush(stderr);
+    // An empty line means no: what a memory held before cannot be brought back.
     if (!ReadLine(aContext.mConsole, lAnswer) || lAnswer.empty() ||
         (lAnswer.front() != 'y' && lAnswer.front() != 'Y'))
     {

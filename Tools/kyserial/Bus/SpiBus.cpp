@@ -38,7 +38,7 @@ std::vector<SpiStep> SplitSpiTransfer(size_t aWrite, size_t aRead, bool aSimulta
     {
         const size_t lWrite = std::min(aWrite, aLimit);
         aWrite -= lWrite;
-        // Reads begin with the last write.
+        // Reading begins with the step that has the last bytes to write.
         const size_t lRead = aSimultaneous ? lWrite : aWrite == 0 ? std::min(aRead, aLimit) : 0;
         aRead -= aSimultaneous ? 0 : lRead;
         lSteps.push_back({lWrite, lRead});
@@ -67,11 +67,13 @@ std::vector<uint8_t> SpiBus::Transfer(const std::vector<uint8_t>& aWrite, size_t
     for (size_t lIndex = 0; lIndex < lSteps.size(); ++lIndex)
     {
         const SpiStep lStep = lSteps[lIndex];
+        // Only the last step releases the slave: to the slave all steps are one transfer.
         const bool lFinal = lIndex + 1 == lSteps.size() && !aOptions.mHold;
         Check(mBus.BurstWriteAndRead(lNext, static_cast<uint32_t>(lStep.mWrite),
                                      static_cast<uint32_t>(lStep.mRead), aOptions.mSimultaneous, lFinal),
               PortName(mPort) + ": SPI transfer failed");
         lNext += lStep.mWrite;
+        // Collected after each step: a transfer may read far more than the port's buffer holds.
         Collect(lStep.mRead, lBytes);
     }
     return lBytes;

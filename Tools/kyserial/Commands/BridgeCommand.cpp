@@ -40,6 +40,7 @@ ExitCode RunBridge(Context& aContext, const BridgeOptions& aOptions)
 {
     const BridgeSelection& lSelection = aOptions.mSelection;
     CheckHostSelection(lSelection.mHost);
+    // All that is wrong with the command is reported before the device is opened, which may take seconds.
     if (lSelection.mHost.mKind == HostKind::Clser)
     {
         CheckClserLine(lSelection.mLine);
@@ -53,12 +54,14 @@ ExitCode RunBridge(Context& aContext, const BridgeOptions& aOptions)
     PrepareSession(aContext, lSelection.mLogFile, lLog);
     const std::unique_ptr<Device> lDevice = OpenDevice(aContext);
     {
-        // The bridge's features are this port's.
+        // On a camera with a port selector the line's features belong to the selected port. The scope selects the
+        // bridge's one and ends after the bridge.
         const BulkPortScope lScope(lDevice->GetAdapter(), lSelection.mPort);
         BridgeSession lSession(aContext, aOptions, *lDevice, lLog);
         lSession.Run();
     }
     lLog.Flush();
+    // A log that could not be written fails the command, after a bridge that has done its work.
     if (const std::string lFailure = lLog.GetFailure(); !lFailure.empty())
     {
         throw OperationError("--log: " + lFailure);

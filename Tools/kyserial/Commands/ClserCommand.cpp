@@ -42,6 +42,7 @@ ExitCode RunList(Context& aContext, bool aJson)
     const std::vector<std::string> lNames = ListClserPorts();
     const bool lAny =
         std::any_of(lNames.begin(), lNames.end(), [](const auto& aName) { return !aName.empty(); });
+    // A script that reads JSON gets an empty list; a person gets a hint.
     if (!lAny && !aJson)
     {
         PrintNote("no Camera Link server runs; 'kyserial bridge --clser NAME' is one");
@@ -57,7 +58,7 @@ ExitCode RunClserTerm(Context& aContext, const ClserTermOptions& aOptions)
     PrepareSession(aContext, aOptions.mTerminal.mLogFile, lLog);
     const auto lOpen = [&aOptions](std::unique_ptr<BytePort>& aPort)
     {
-        aPort.reset(); // it may still have the place of the server's one client
+        aPort.reset(); // first: a server has one client, and this port may still be it
         auto lPort = std::make_unique<ClserPort>(aOptions.mName, aOptions.mTerminal.mReconnect);
         if (aOptions.mRate.has_value())
         {
@@ -101,6 +102,7 @@ void AddTerm(CLI::App& aClser, Context& aContext)
                         "Fail when the server takes nothing for N milliseconds (5000)",
                         lOptions->mTerminal.mSettings.mBusyLimit);
     AddTerminalOptions(lCommand, lOptions->mTerminal);
+    // With --reconnect a server that takes nothing is waited for without end.
     lTimeout->excludes(lCommand.get_option("--reconnect"));
     lCommand.footer("When the input is a terminal, every key goes to the server, Ctrl-C too; Ctrl-] ? shows "
                     "the keys that do "
@@ -141,7 +143,7 @@ std::string ClserJson(const std::vector<std::string>& aNames)
     auto lSize = static_cast<CLUINT32>(lManufacturer.size());
     CLUINT32 lVersion = CL_DLL_VERSION_NO_VERSION;
     CheckClser(clGetManufacturerInfo(lManufacturer.data(), &lSize, &lVersion),
-               "cannot tell the client library's maker");
+               "cannot read the client library's maker");
     nlohmann::ordered_json lServers = nlohmann::ordered_json::array();
     for (size_t lIndex = 0; lIndex < aNames.size(); ++lIndex)
     {

@@ -29,6 +29,7 @@ std::string OrDash(const std::string& aText)
 
 ExitCode RunDevices(Context& aContext, const Options& aOptions)
 {
+    // --persistent-ip prints nothing: the device has that address only when it is switched on again.
     if (aOptions.mStored)
     {
         StoreIp(aOptions.mSearch, *aOptions.mStored);

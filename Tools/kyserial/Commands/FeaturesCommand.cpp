@@ -39,6 +39,7 @@ std::string RegisterText(IKyDeviceAdapter& aAdapter, const KyString& aName)
     int64_t lLength = 0;
     const std::string lWhat = "cannot read " + TextOf(aName);
     Check(aAdapter.GetRegisterLength(aName, lLength), lWhat);
+    // The length comes from the device, and memory of that size is taken.
     if (lLength < 0 || lLength > cLongestRegister)
     {
         throw OperationError(lWhat + ": it is longer than " + std::to_string(cLongestRegister) + " bytes");
@@ -60,6 +61,7 @@ ExitCode RunList(Context& aContext, const Options& aOptions)
     const std::unique_ptr<Device> lDevice = OpenDevice(aContext, DeviceAccess::Read);
     const uint64_t lGeneration = lDevice->GetGeneration();
     const std::vector<FeatureFinding> lFindings = lDevice->ReadFeatures();
+    // A connection that was lost in between leaves values empty, which would look like features without a value.
     CheckConnection(*lDevice, lGeneration);
     Print(aContext, aOptions.mJson ? FeaturesJson(aContext.mCommon.mDevice.mName, lFindings)
                                    : FeaturesTable(lFindings));

@@ -33,7 +33,7 @@ ExitCode RunPorts(Context& aContext, bool aJson)
     const std::unique_ptr<Device> lDevice = OpenDevice(aContext, DeviceAccess::ControlIfFree);
     const uint64_t lGeneration = lDevice->GetGeneration();
     const std::vector<PortFinding> lFindings = SurveyPorts(lDevice->GetAdapter());
-    CheckConnection(*lDevice, lGeneration); // or ports would seem missing
+    CheckConnection(*lDevice, lGeneration); // a lost connection would look like missing ports
     Print(aContext, aJson ? PortsJson(aContext.mCommon.mDevice.mName, lFindings) : PortsTable(lFindings));
     return ExitCode::Ok;
 }

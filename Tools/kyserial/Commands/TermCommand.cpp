@@ -28,6 +28,7 @@ public:
 
     void Open(std::unique_ptr<BytePort>& aPort)
     {
+        // The device is searched once. Its own adapter connects it again after a loss.
         if (mDevice == nullptr)
         {
             mDevice = OpenDevice(mContext);
@@ -58,6 +59,7 @@ ExitCode RunTerm(Context& aContext, const TermOptions& aOptions)
                  lName, "the device");
     const std::string lFailure = RunTerminal(aContext, lTerminal, *lPort, lLog, lName,
                                              lName + " of " + aContext.mCommon.mDevice.mName);
+    // Closed before the failure is reported, so that the device's settings are back in either case.
     const KyResult lClosed = lPort->Close();
     if (!lFailure.empty())
     {

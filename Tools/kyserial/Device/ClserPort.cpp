@@ -224,6 +224,8 @@ uint32_t ClserPort::ReadEx(uint8_t* aBuffer, uint32_t aSize, uint32_t aTimeout)
 std::vector<uint8_t> ClserPort::Receive(uint32_t aTimeout)
 {
     std::vector<uint8_t> lBytes(cPiece);
+    // The library waits until all the bytes that were asked for are there. One byte is waited for, the rest is
+    // taken as it is.
     uint32_t lCount = ReadEx(lBytes.data(), 1, aTimeout);
     if (lCount == 1)
     {

@@ -73,6 +73,7 @@ std::string ConfigurationFile()
     const std::string lOwn = Variable("XDG_CONFIG_HOME");
     const std::string lRoaming = Variable("APPDATA");
     const std::string lHome = Variable("HOME");
+    // A folder that was named on purpose comes first, then that of Windows, then that of a home directory.
     const Files::path lFolder = !lOwn.empty()       ? Files::path(lOwn)
                                 : !lRoaming.empty() ? Files::path(lRoaming)
                                 : !lHome.empty()    ? Files::path(lHome) / ".config"

@@ -17,7 +17,7 @@ namespace
 {
 
 /// Whether the library drives bulk port 0 through registers. It prefers them, and its answer to IsSupported()
-/// does not tell UARTs from the features, so the device's capability register has to.
+/// does not distinguish the UARTs from the features, so the device's capability register has to.
 bool HasBulkRegisters(IKyDeviceAdapter& aAdapter)
 {
     uint32_t lCapabilities = 0;
@@ -58,6 +58,7 @@ std::vector<std::string> BulkProtocols(IKyDeviceAdapter& aAdapter, KyDeviceSeria
 
 PortFinding SurveyBulkPort(IKyDeviceAdapter& aAdapter, KyDeviceSerial aPort)
 {
+    // Selects the port while it is looked at: the mode and its entries are those of the selected port.
     BulkPortScope lScope(aAdapter, aPort);
     PortFinding lFinding{aPort};
     lFinding.mSupported = KyDeviceSerialPort::IsSupported(&aAdapter, aPort);

@@ -49,6 +49,7 @@ std::vector<uint8_t> ReconnectingPort::Receive(uint32_t aTimeout)
 {
     if (mAway)
     {
+        // The caller waits for bytes as long as it would at an open port; a loop around this does not spin.
         JxUtilsLib::Thread::Sleep(mNext.GetRemaining(aTimeout));
         if (aTimeout > 0 && mNext.GetRemaining() == 0)
         {
@@ -85,6 +86,7 @@ void ReconnectingPort::Lose(const std::string& aReason)
 {
     {
         const JxUtilsLib::LockScope lScope(mSending);
+        // Under the lock, so that no sender uses the port between this and its replacement.
         mAway = true;
     }
     mNext = KyPlatform::Deadline(mPause);
@@ -122,12 +124,14 @@ void ReconnectingPort::Open()
     }
     catch (const OperationError& lError)
     {
+        // Waiting does not change a port that the device lacks, or a setting that it does not take.
         if (lError.GetCode() == KyResult::UNSUPPORTED || lError.GetCode() == KyResult::BAD_PARAMETER)
         {
             throw;
         }
         lSwap();
         mNext = KyPlatform::Deadline(mPause);
+        // One notice for one absence; the attempts after it fail in silence.
         if (lFirst)
         {
             mNotice(std::string("waiting: ") + lError.what());

@@ -78,6 +78,7 @@ public:
         }
         const JxUtilsLib::LockScope lScope(mLock);
         const uint64_t lNow = JxUtilsLib::Thread::GetTickCount();
+        // The time counts from the first look that finds the camera away: the cut itself happens inside a call.
         mAwaySince = mAwaySince == 0 ? lNow : mAwaySince;
         if (lNow >= mAwaySince + mBackAfter && GetFaults().IsDisconnected())
         {
@@ -148,6 +149,7 @@ SimulatedCamera::SimulatedCamera(const SimulatorOptions& aOptions) : mThis(std::
 
 SimulatedCamera::~SimulatedCamera()
 {
+    // A file that cannot be written leaves its reason here; an old one would be reported otherwise.
     errno = 0;
     if (!mThis->mStateFile.empty() && !mThis->mCamera.SaveState(mThis->mStateFile))
     {

@@ -333,7 +333,7 @@ void TermSession::AskForFile()
     }
     try
     {
-        static_cast<void>(SendFile(*lPath)); // an interruption is found by whoever reads next
+        static_cast<void>(SendFile(*lPath)); // the next read finds an interruption
     }
     catch (const OperationError& lError)
     {

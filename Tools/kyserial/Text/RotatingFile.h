@@ -29,7 +29,7 @@ public:
 
     bool IsOpen() const { return mOpen; }
 
-    /// Adds a text, so that whoever reads the file finds it. Without an open file, nothing.
+    /// Adds a text, and flushes it, so that a reader of the file finds it. Without an open file, nothing.
     /// \return Whether another file has been begun after it.
     bool Write(const std::string& aText);
 
