@@ -42,14 +42,14 @@ std::string Complaint(const std::string& aContent)
 
 const std::vector<NetworkFinding>& Findings()
 {
-    static const std::vector<NetworkFinding> sFindings = {
+    static const std::vector<NetworkFinding> cFindings = {
         {"gev://10.0.0.5", "10.0.0.5", 3956, "02:00:00:00:00:05", "Maker", "Eye 3000", "1", "SN5", "left",
          "eth0"},
         {"gev://10.0.0.6", "10.0.0.6", 3956, "02:00:00:00:00:06", "Maker", "Eye 3000", "1", "SN6", "right",
          "eth0"},
         {"gev://10.0.0.6", "10.0.0.6", 3956, "02:00:00:00:00:06", "Maker", "Eye 3000", "1", "SN6", "right",
          "eth1"}};
-    return sFindings;
+    return cFindings;
 }
 
 TEST(DeviceNameTest, ConfigurationHasADeviceAndAliases)

@@ -43,6 +43,7 @@ namespace
 std::vector<std::string> Candidates(const CLI::App& aCommand, const std::string& aWord)
 {
     std::vector<std::string> lWords;
+    // A word without a dash can only have been meant as a command, a word with one only as an option.
     if (!aWord.starts_with('-'))
     {
         for (const CLI::App* const lCommand : aCommand.get_subcommands([](const CLI::App*) { return true; }))
@@ -63,6 +64,7 @@ std::vector<std::string> Candidates(const CLI::App& aCommand, const std::string&
 
 std::string ExplainExtra(CLI::App& aProgram, const CLI::App& aCommand)
 {
+    // The first word that did not fit: those after it may be its values.
     const std::vector<std::string> lExtras = aProgram.remaining(true);
     const std::string lWord = lExtras.empty() ? "" : lExtras.front();
     const std::optional<std::string> lMeant =

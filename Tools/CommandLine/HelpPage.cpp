@@ -31,6 +31,7 @@ std::vector<const CLI::Option*> OptionsOf(const CLI::App& aCommand, bool aPositi
 std::string Entry(const std::string& aTitle, const std::string& aText)
 {
     std::string lText = "  " + aTitle;
+    // A title that is too long for its column gets a line of its own.
     if (lText.size() + 2 > cColumn)
     {
         lText += '\n' + std::string(cColumn, ' ');
@@ -53,6 +54,7 @@ std::string OptionLists(const CLI::App& aCommand)
 {
     std::string lText;
     std::vector<std::string> lGroups = aCommand.get_groups();
+    // The parser lists groups in the order in which they were made, so the common ones may come last.
     std::stable_partition(lGroups.begin(), lGroups.end(),
                           [](const auto& aGroup) { return aGroup == "Options"; });
     for (const std::string& lGroup : lGroups)

@@ -43,10 +43,12 @@ size_t Distance(const std::string& aOne, const std::string& aOther)
                 lCost = lRow + lColumn;
                 continue;
             }
+            // The cheapest way from one beginning to the other: leave a letter out, put one in, or change one.
             const bool lEqual = aOne[lRow - 1] == aOther[lColumn - 1];
             lCost =
                 std::min({lCosts[(lRow - 1) * lWidth + lColumn] + 1, lCosts[lRow * lWidth + lColumn - 1] + 1,
                           lCosts[(lRow - 1) * lWidth + lColumn - 1] + (lEqual ? 0 : 1)});
+            // Two neighbours that are exchanged are one slip, not two.
             if (lRow > 1 && lColumn > 1 && aOne[lRow - 1] == aOther[lColumn - 2] &&
                 aOne[lRow - 2] == aOther[lColumn - 1])
             {
@@ -92,9 +94,12 @@ std::optional<std::string> Nearest(const std::string& aWord, const std::vector<s
 {
     constexpr size_t cLongest = 64; // no option is longer, and the time grows with the square
     std::optional<std::string> lNearest;
+    // One slip in a short word, one in three letters of a long one. More would suggest words that have nothing to
+    // do with it.
     size_t lLeast = std::max<size_t>(1, aWord.size() / 3);
     for (const std::string& lWord : aWord.size() <= cLongest ? aWords : std::vector<std::string>())
     {
+        // A beginning counts as near, whatever is missing: many users expect options to be completed.
         const bool lBegins = aWord.size() >= 3 && lWord.size() > aWord.size() && lWord.starts_with(aWord);
         const size_t lDistance = lBegins ? 1 : Distance(aWord, lWord);
         if (lDistance < lLeast || (lDistance == lLeast && !lNearest.has_value()))
@@ -123,6 +128,7 @@ std::string Wrapped(const std::string& aText, size_t aWidth, size_t aIndent)
         size_t lColumn = aIndent;
         for (std::string lWord; lWords >> lWord;)
         {
+            // A word that is longer than a line stays whole, on a line of its own.
             if (lColumn > aIndent && lColumn + 1 + lWord.size() > aWidth)
             {
                 lText += '\n' + lIndent;

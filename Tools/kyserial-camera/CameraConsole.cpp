@@ -126,6 +126,7 @@ ConsoleAnswer ChangeKindsTime(NetworkCamera& aCamera, const Words& aWords, Set a
 std::optional<Port> PortOf(const std::string& aText)
 {
     const std::string lName = aText.substr(0, 4);
+    // The length excludes "uart01" and "bulk10", whose digits would make a good number.
     const auto lIndex = aText.size() == 5 ? Number(aText.substr(4)) : std::nullopt;
     if (!lIndex.has_value() || (lName != "uart" && lName != "bulk"))
     {
@@ -145,6 +146,7 @@ ConsoleAnswer Inject(NetworkCamera& aCamera, const Words& aWords)
     for (size_t lIndex = 0; lIndex < lBytes.size() && lGood; ++lIndex)
     {
         const char* const lDigits = lHex.data() + 2 * lIndex;
+        // Both digits have to be taken: "4g" would count as 4 otherwise.
         lGood = std::from_chars(lDigits, lDigits + 2, lBytes[lIndex], 16).ptr == lDigits + 2;
     }
     if (!lGood)

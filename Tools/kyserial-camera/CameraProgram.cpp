@@ -240,6 +240,7 @@ private:
             {
                 Execute(std::exchange(mLine, {}));
             }
+            // The rest of a longer line is dropped: an input without line ends must not fill memory.
             else if (mLine.size() < cLongest)
             {
                 mLine += static_cast<char>(aData[lIndex]);
@@ -308,7 +309,9 @@ void Serve(const Options& aOptions, Console& aConsole)
     Print(aConsole, "kyserial-camera: ready at " + EndpointText(lCamera.GetEndpoint()) +
                         (lCamera.HearsBroadcasts() ? ", answers broadcasts" : ""));
     Session(lCamera, aConsole).Run();
+    // Stopped before the statistics are taken, so that they are final, and before the state is saved.
     lCamera.Stop();
+    // A broken output is reported last: the state must be saved in any case.
     const bool lSaid = TryPrint(aConsole, StatisticsText(lCamera.GetStatistics()));
     if (!aOptions.mStateFile.empty() && !lEquipped.SaveState(aOptions.mStateFile))
     {

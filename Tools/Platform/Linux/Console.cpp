@@ -81,6 +81,8 @@ struct Console::State
 Console::Console() : mThis(new State)
 {
     mThis->mInterruptFile = gSystem.mMakeEvent(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    // A reader of our output that goes away ends a write with an error, not the whole program: devices have to get
+    // their settings back.
     struct sigaction lIgnore = {};
     lIgnore.sa_handler = SIG_IGN;
     ::sigaction(SIGPIPE, &lIgnore, &mThis->mFormerPipeAction);
@@ -95,6 +97,7 @@ Console::~Console()
         {
             ::sigaction(cWatchedSignals[lIndex], &mThis->mFormerActions[lIndex], nullptr);
         }
+        // After the handlers: no signal may find a file that is closed below.
         gInterruptFile = -1;
     }
     ::sigaction(SIGPIPE, &mThis->mFormerPipeAction, nullptr);
@@ -166,9 +169,11 @@ bool Console::WatchInterrupts()
     {
         return false;
     }
+    // Before the handlers: the first signal must find the file.
     gInterruptFile = mThis->mInterruptFile;
     struct sigaction lAction = {};
     lAction.sa_handler = OnSignal;
+    // Calls in other threads go on; the console itself waits for the event and needs no interrupted call.
     lAction.sa_flags = SA_RESTART;
     sigemptyset(&lAction.sa_mask);
     for (size_t lIndex = 0; lIndex < cWatchedSignals.size(); ++lIndex)
@@ -191,6 +196,7 @@ Console::ReadResult Console::Read(uint8_t* aBuffer, size_t aSize, size_t& aRead,
         {
             return ReadResult::End;
         }
+        // An interruption counts more than input that waits: a user who presses Ctrl-C does not want the rest sent.
         if (lReady > 0 && lFiles[1].revents != 0)
         {
             return ReadResult::Interrupted;

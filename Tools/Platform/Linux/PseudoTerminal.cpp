@@ -205,6 +205,8 @@ bool PseudoTerminal::Create() noexcept
     {
         return false;
     }
+    // The watch may be missing, then the terminal is looked at more often. Without a clean line it would be of no
+    // use.
     if (OpenMaster(*lTerminal) && SetCleanLine(*lTerminal))
     {
         lTerminal->mWatch = gSystem.mWatch(lTerminal->mPath);

@@ -31,6 +31,7 @@ ServiceNotice::ServiceNotice() : mSocket(TakeVariable("NOTIFY_SOCKET"))
     const std::string lProcess = TakeVariable("WATCHDOG_PID"); // empty: any
     if (lProcess.empty() || lProcess == std::to_string(::getpid()))
     {
+        // Twice as often as the manager asks for, so that one late notice does not end the service.
         mInterval = std::strtoull(lInterval.c_str(), nullptr, 10) / 2;
     }
 }

@@ -19,6 +19,8 @@ bool StandardStreams::Complete() noexcept
 {
     for (const int lStream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
     {
+        // A stream that is closed would be given to the next file that is opened, and messages would be written
+        // into it.
         if (::fcntl(lStream, F_GETFD) != -1 || errno != EBADF)
         {
             continue;

@@ -94,6 +94,7 @@ void ReadInput(const std::shared_ptr<Input>& aInput)
         aInput->mBytes.swap(lPiece);
         aInput->mEnded = !lMore;
         aInput->mChanged.notify_all();
+        // One piece ahead at most: a fast input must not fill memory while a slow port takes it.
         aInput->mChanged.wait(lLock, [&] { return aInput->mBytes.empty() || aInput->mAbandoned; });
         lMore = lMore && !aInput->mAbandoned;
     }
@@ -132,6 +133,7 @@ Console::Console() : mThis(new State)
 {
     for (const int lFile : {0, 1, 2})
     {
+        // Bytes go through as they are: text mode would turn line ends over and take 0x1A for the end.
         ::_setmode(lFile, _O_BINARY);
     }
     // Not every run-time library leaves it unbuffered when it is a file, as the language wants it.
@@ -255,6 +257,7 @@ Console::ReadResult Console::Read(uint8_t* aBuffer, size_t aSize, size_t& aRead,
     {
         return ReadResult::TimedOut;
     }
+    // An interruption counts more than input that waits.
     if (lInput.mInterrupted)
     {
         return ReadResult::Interrupted;

@@ -53,6 +53,7 @@ FlashMemory::Identity FlashMemory::ReadIdentity()
 {
     const std::vector<uint8_t> lBytes = mBus.Transfer({cIdentityCommand}, 3);
     const Identity lIdentity = {lBytes.at(0), lBytes.at(1), lBytes.at(2)};
+    // An open line reads as ones, one that is held low as zeros.
     if (lIdentity == Identity{0xFF, 0xFF, 0xFF} || lIdentity == Identity{0, 0, 0})
     {
         throw OperationError("no flash memory answers");
@@ -67,6 +68,7 @@ size_t FlashMemory::SizeOf(const Identity& aIdentity)
     {
         return lChip->mSize;
     }
+    // Most makers have the size there as a power of two. Others are in the table, or their size is not known.
     const size_t lExponent = aIdentity[2];
     return lExponent >= 10 && lExponent <= 24 ? size_t{1} << lExponent : 0;
 }
@@ -91,6 +93,7 @@ void FlashMemory::Program(size_t aOffset, const std::vector<uint8_t>& aBytes, co
     while (lDone < aBytes.size())
     {
         const size_t lOffset = aOffset + lDone;
+        // No piece crosses a page: the chip would go on at the beginning of the same page.
         const size_t lCount = std::min(aBytes.size() - lDone, cProgramPiece - lOffset % cProgramPiece);
         std::vector<uint8_t> lCommand = Command(cProgramCommand, lOffset);
         const auto lBegin = aBytes.begin() + static_cast<std::ptrdiff_t>(lDone);
@@ -118,6 +121,7 @@ void FlashMemory::EraseChip(const Advance& aAdvance)
 void FlashMemory::Write(const std::vector<uint8_t>& aCommand, uint64_t aLimit,
                         const std::function<void()>& aWait)
 {
+    // The chip drops its write enable after each command that changes it, so each one is enabled anew.
     mBus.Transfer({cWriteEnableCommand}, 0);
     mBus.Transfer(aCommand, 0);
     const uint64_t lEnd = JxUtilsLib::Thread::GetTickCount() + aLimit;
@@ -245,6 +249,7 @@ struct FlashPlan
 FlashPlan MakePlan(const Context& aContext, OpenFlash& aFlash, const FlashOptions& aOptions,
                    const std::vector<uint8_t>& aBytes)
 {
+    // An erase takes a whole sector, so what is around the bytes has to be read first and written back.
     const size_t lUnit = aOptions.mErase ? FlashMemory::cSector : 1;
     FlashPlan lPlan;
     lPlan.mOffset = aOptions.mOffset / lUnit * lUnit;
@@ -273,6 +278,8 @@ size_t WriteSectors(const Context& aContext, OpenFlash& aFlash, const FlashOptio
                 const auto lBegin = static_cast<std::ptrdiff_t>(lDone);
                 const auto lEnd = static_cast<std::ptrdiff_t>(lDone + lCount);
                 const std::vector<uint8_t> lNew(aPlan.mNew.begin() + lBegin, aPlan.mNew.begin() + lEnd);
+                // A sector that has these bytes already is left alone: it saves time, and the chip's limited
+                // erases.
                 if (std::equal(lNew.begin(), lNew.end(), aPlan.mOld.begin() + lBegin))
                 {
                     ++lEqual;

@@ -288,6 +288,7 @@ DumpValues ReadOneByOne(I2CBus& aBus, const DumpRequest& aRequest)
     for (uint32_t lRegister = aRequest.mRange.mFirst; lRegister <= aRequest.mRange.mLast; ++lRegister)
     {
         const std::vector<uint8_t> lBytes = TryRegisters(aBus, aRequest, lRegister, lCount);
+        // A word that came by half is no value.
         if (lBytes.size() == lCount)
         {
             const uint32_t lHigh = lCount == 2 ? lBytes.at(1) : 0;

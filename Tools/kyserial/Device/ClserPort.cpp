@@ -61,8 +61,8 @@ void CheckClser(CLINT32 aCode, const std::string& aWhat)
 const std::vector<uint32_t>& ClserRates()
 {
     // In the order of the bits.
-    static const std::vector<uint32_t> sRates = {9600, 19200, 38400, 57600, 115200, 230400, 460800, 921600};
-    return sRates;
+    static const std::vector<uint32_t> cRates = {9600, 19200, 38400, 57600, 115200, 230400, 460800, 921600};
+    return cRates;
 }
 
 CLUINT32 ClserRateBit(uint32_t aRate)

@@ -44,6 +44,8 @@ public:
     {
         constexpr int cGrace = 16;
         mTicks += mConsole.IsInterrupted() ? 1 : 0;
+        // A connection that is being made ends at once. One that is used gets the time to put the device's settings
+        // back.
         *mCancel = mTicks > (mGranted ? cGrace : 0);
     }
 
@@ -147,6 +149,7 @@ public:
         lOptions.mReadOnly = aAccess == DeviceAccess::Read;
         lOptions.mCancel = mGuard.GetCancel();
         KyResult lResult = KyGigE::GigEDeviceAdapter::Connect(lAddress, lOptions, mAdapter);
+        // Reading needs no control. A command that would like it, and does not need it, goes on without.
         if (lResult.GetCode() == cControlledByAnother && aAccess == DeviceAccess::ControlIfFree)
         {
             lOptions.mReadOnly = true;
@@ -277,6 +280,7 @@ std::optional<uint64_t> ParseMac(const std::string& aText)
 /// "24" as "255.255.255.0"; anything else as it is.
 std::string MaskText(const std::string& aText)
 {
+    // Two digits at most, so the conversion cannot fail.
     const bool lNumber = !aText.empty() && aText.size() < 3 &&
                          aText.find_first_not_of("0123456789") == std::string::npos && std::stoi(aText) <= 32;
     if (!lNumber)

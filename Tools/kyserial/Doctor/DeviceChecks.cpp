@@ -55,6 +55,7 @@ CheckFinding CheckControl(const DeviceWay& aWay, bool& aBusy, bool& aClosed)
         return {lName, Verdict::Ok, "no other application controls the device"};
     }
     aBusy = true;
+    // Exclusive access closes the device to readers too, so the checks after this one cannot run.
     aClosed = lController.mExclusive;
     const std::string lWhere = lController.mAddress.empty() ? std::string()
                                                             : " (" + lController.mAddress + ':' +
@@ -72,6 +73,7 @@ CheckFinding CheckHeartbeat(Device& aDevice)
     IKyDeviceAdapter& lAdapter = aDevice.GetAdapter();
     uint32_t lTimeout = 0;
     uint32_t lConfiguration = 0;
+    // Commands that were repeated before this check are not counted.
     const uint64_t lRepeatsBefore = aDevice.GetRepeatedCommands();
     std::chrono::microseconds lSlowest{0};
     for (int lCommand = 0; lCommand < cCommands; ++lCommand)

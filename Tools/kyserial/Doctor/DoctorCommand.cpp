@@ -109,6 +109,7 @@ std::string SearchDevice(const std::string& aName, Diagnosis& aDiagnosis)
         {
             return MatchDevice(aName, lFindings);
         }
+        // The only device that answers is the one that is meant. Of several the user has to choose.
         if (lFindings.size() == 1)
         {
             return lFindings.front().mDevice;
@@ -124,6 +125,7 @@ std::string SearchDevice(const std::string& aName, Diagnosis& aDiagnosis)
         lSearch.mReason = lError.what();
     }
     aDiagnosis.Add(lInterface);
+    // Checks that cannot run are listed as skipped, so that each report has the same lines.
     aDiagnosis.Skip({"route", "mtu"}, "it is not known where the device is");
     aDiagnosis.Add(lSearch);
     aDiagnosis.Add(CheckFirewall(lWay));

@@ -43,6 +43,7 @@ std::optional<std::pair<Interface, Interface>> FindTwins(const std::vector<Inter
     {
         for (const Interface& lOther : aInterfaces)
         {
+            // Each pair is looked at once. The masks may differ, so either network may contain the other.
             if (lOne.mIndex < lOther.mIndex && (IsIn(lOne, lOther.mAddress) || IsIn(lOther, lOne.mAddress)))
             {
                 return std::pair(lOne, lOther);
@@ -199,6 +200,7 @@ CheckFinding CheckDiscovery(DeviceWay& aWay)
 {
     const std::string lName = "discovery";
     KyGigE::DiscoveryOptions lOptions = SearchOptions(aWay);
+    // The device is asked alone: broadcasts are a check of their own.
     lOptions.mAddress = AddressText(aWay.mDevice);
     std::vector<KyGigE::FoundDevice> lDevices;
     const std::string lError = KyGigE::DiscoverDevices(lOptions, lDevices);
@@ -244,6 +246,7 @@ CheckFinding CheckFirewall(const DeviceWay& aWay)
                    ? CheckFinding{lName, Verdict::Warning, "no device at all is heard", cOpenFirewall}
                    : CheckFinding{lName, Verdict::Ok, "answers of other devices come in"};
     }
+    // Broadcasts end at a router, so their absence says nothing about a firewall.
     if (!aWay.mNeighbour)
     {
         return {lName, Verdict::Warning, "not checked: a router passes no broadcasts",

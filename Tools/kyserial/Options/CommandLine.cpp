@@ -54,8 +54,11 @@ ExitCode Execute(CLI::App& aProgram, Context& aContext)
         const CLI::App& lCommand = DeepestCommand(aProgram);
         throw UsageError("no command after '" + FullName(lCommand) + "'; use " + CommandChoices(lCommand));
     }
+    // The command runs only after the whole line was understood: a wrong option later in it must not find the
+    // device touched.
     ApplyLogOptions(aContext.mCommon);
     const ExitCode lStatus = aContext.mAction(aContext);
+    // The state is written when the device ends, inside the action, where nothing can be thrown any more.
     return *aContext.mCommon.mDevice.mSimulator.mStateIsLost ? ExitCode::Failed : lStatus;
 }
 
@@ -85,6 +88,7 @@ ExitCode Run(CLI::App& aProgram, Context& aContext, int aCount, const char* cons
     }
     catch (const CLI::ParseError& lError)
     {
+        // The parser's own words name its internals; users get ours.
         throw UsageError(Explain(aProgram, lError));
     }
 }

@@ -53,6 +53,7 @@ void RefuseWord(const std::string& aName, const std::string& aText, const std::s
     {
         lWords.push_back(lWord);
     }
+    // A list of words is only useful when none of them is near: a slip of the finger gets the one word.
     const std::optional<std::string> lMeant = KyCommandLine::Nearest(aText, lWords);
     throw CLI::ValidationError(
         aName, '"' + aText + "\" does not fit; " +
@@ -213,6 +214,7 @@ void AddPortOption(CLI::App& aCommand, PortKind aKind, KyDeviceSerial& aPort)
 
 void ApplyLogOptions(const CommonOptions& aOptions)
 {
+    // A level above every priority makes the library silent; the enumeration has no name for it.
     Logger::SetPriority(static_cast<JxUtilsLib::PriorityLevel>(aOptions.mLogLevel));
     JxUtilsLib::SetAssertHandler(LogBrokenAssertion);
 }

@@ -104,6 +104,7 @@ KeyReader::Event KeyReader::Next()
 {
     const auto lEscapeAt = [this]
     { return mEscape.has_value() ? mEscape->FindIn(mBuffer.data(), mBuffer.size()) : mBuffer.size(); };
+    // An escape key alone waits for the key after it, which decides what it means.
     while (mBuffer.empty() || (lEscapeAt() == 0 && mBuffer.size() == 1))
     {
         const ReadResult lResult = Fill(KyToolPlatform::Console::cInfinite);
@@ -116,11 +117,13 @@ KeyReader::Event KeyReader::Next()
     size_t lTaken = lEscapeAt();
     if (lTaken > 0)
     {
+        // Everything up to the escape key goes out together: a pasted text is one piece.
         lEvent.mBytes.assign(mBuffer.begin(), mBuffer.begin() + static_cast<std::ptrdiff_t>(lTaken));
     }
     else
     {
         lTaken = 2;
+        // The escape key twice sends it once: the port can still get every byte.
         if (mBuffer[1] == mBuffer[0])
         {
             lEvent.mBytes = {mBuffer[0]};
@@ -152,6 +155,7 @@ std::optional<std::string> KeyReader::ReadLine(const std::function<void(const st
         }
         if (lKey == cBackspace || lKey == cDelete)
         {
+            // Raw mode shows nothing by itself, so the character is wiped from the screen here.
             aEcho(lLine.empty() ? "" : "\b \b");
             lLine.resize(lLine.empty() ? 0 : lLine.size() - 1);
         }
@@ -165,9 +169,11 @@ std::optional<std::string> KeyReader::ReadLine(const std::function<void(const st
 
 bool KeyReader::WantsToStop()
 {
-    static_cast<void>(Fill(0)); // an input that has ended says so to the next that waits for it
+    static_cast<void>(Fill(0)); // ignored: the next read finds an input that has ended
     const bool lStop = std::any_of(mBuffer.begin(), mBuffer.end(),
                                    [](uint8_t aKey) { return aKey == cControlC || aKey == cEscape; });
+    // Keys that were typed meanwhile are dropped: sent later, they would reach the port in the middle of something
+    // else.
     mBuffer.clear();
     return lStop;
 }

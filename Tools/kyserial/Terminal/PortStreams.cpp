@@ -85,6 +85,7 @@ bool PortReceiver::PassOn(const std::vector<uint8_t>& aBytes)
         mLastTime = JxUtilsLib::Thread::GetTickCount();
         mLog.Add(TrafficLog::cReceived, aBytes.data(), aBytes.size());
     }
+    // Also without bytes: a pause is news for a taker that shows partial lines.
     if (mCallbacks.mTake(aBytes))
     {
         return true;
@@ -134,8 +135,10 @@ uint32_t PortSender::SendPiece(const uint8_t* aData, uint32_t aSize)
     const KyResult lResult = mPort.Send(aData, aSize, lSent);
     lSent = std::min(lSent, aSize);
     mSent += lSent;
+    // What went out is logged and counted even when the rest failed.
     mLog.Add(TrafficLog::cSent, aData, lSent);
     const uint64_t lNow = JxUtilsLib::Thread::GetTickCount() + 1; // never 0
+    // Any byte that gets through begins the patience anew.
     if (lResult.IsOK() || lSent > 0)
     {
         mBusySince = 0;

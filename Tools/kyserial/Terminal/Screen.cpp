@@ -77,6 +77,7 @@ void Screen::Change(const ScreenSettings& aSettings)
 {
     const JxUtilsLib::LockScope lScope(mLock);
     mSettings = aSettings;
+    // Begins anew: a CR of the former setting must not swallow the LF of this one.
     mLineEnds = LineEndMap(aSettings.mLineEnd);
 }
 
@@ -91,6 +92,8 @@ std::string Screen::Stamped(const std::string& aText)
     std::string lText;
     for (const char lByte : aText)
     {
+        // The stamp is made when the first byte of a line comes, not when the line before ended: the pause in
+        // between counts.
         if (mLineBegins)
         {
             lText += Stamp();
@@ -106,6 +109,7 @@ std::string Screen::Stamp()
     constexpr size_t cClock = 11; // where it is in the text of a time, and its length down to milliseconds
     constexpr size_t cClockLength = 12;
     const Time lNow = mNow();
+    // Kept for every line, so that a step is right from the moment when stamps are switched on.
     const Time lFormer = std::exchange(mLastLine, lNow);
     if (mSettings.mTimeStamps == TimeStamps::None)
     {

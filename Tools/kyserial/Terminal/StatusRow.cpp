@@ -25,11 +25,13 @@ StatusRow::StatusRow(Screen& aScreen, bool aWanted)
 void StatusRow::Show(const std::string& aText)
 {
     constexpr uint32_t cPause = 100; // milliseconds
+    // At most ten times a second: a fast port would otherwise spend its time on the row.
     if (!mWanted || aText == mShown || !mNext.IsOver())
     {
         return;
     }
     const std::optional<Console::Size> lSize = Console::GetOutputSize();
+    // The window may have become too small meanwhile; with one row there is no room beside the session.
     if (!lSize.has_value() || lSize->mRows < 2)
     {
         return;

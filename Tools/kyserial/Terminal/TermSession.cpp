@@ -146,10 +146,12 @@ TermSession::End TermSession::Run()
 {
     const bool lFileSent = mSettings.mFile.empty() || SendFile(mSettings.mFile);
     End lEnd = lFileSent ? SendInput() : End::Interrupted;
+    // A script that pipes a question in wants the answer, which comes after the input has ended.
     if (lEnd == End::InputEnded && !mSettings.mInteractive)
     {
         lEnd = AwaitQuiet();
     }
+    // Stopped first: after that nothing more is shown, and the failure is final.
     mReceiver.Stop();
     mStatus.End();
     const std::string lFailure = mReceiver.GetFailure();
@@ -171,6 +173,7 @@ TermSession::End TermSession::SendInput()
         const KeyReader::Event lEvent = mKeys.Next();
         if (lEvent.mResult != Console::ReadResult::Data)
         {
+            // Half a byte at the end of a file is a mistake; at a keyboard the user has only stopped typing.
             if (mHexReader.Drop() && !mSettings.mInteractive)
             {
                 throw OperationError("--hex-input: the input ends within a byte");
@@ -211,6 +214,7 @@ TermSession::End TermSession::AwaitQuiet() const
 /// \return False when the session was interrupted.
 bool TermSession::SendKeys(const std::vector<uint8_t>& aBytes)
 {
+    // Formed before it is shown: input that is refused leaves no echo.
     const std::string lBytes = FormInput(aBytes);
     if (mSettings.mEcho && !mScreen.Echo(aBytes.data(), aBytes.size()))
     {
@@ -280,6 +284,7 @@ bool TermSession::SendFile(const std::string& aPath)
             {
                 return false;
             }
+            // Looked at between two pieces, so that a piece that has begun goes out whole.
             lStopped = mSettings.mInteractive && (mKeys.WantsToStop() || mPort.IsAway());
         }
     }

@@ -24,6 +24,7 @@ TerminalLink::TerminalLink(const std::string& aPath, const std::string& aTermina
     : mPath(aPath), mTerminal(aTerminal)
 {
     std::error_code lError;
+    // A link to nothing was left by a program that was killed. Anything else belongs to somebody and stays.
     if (IsLink(mPath) && (IsOurs() || !Files::exists(mPath, lError)))
     {
         Files::remove(mPath, lError); // refused: the next step reports it

@@ -157,6 +157,7 @@ std::string RunTerminal(Context& aContext, const TerminalOptions& aOptions, Byte
                         const std::string& aPortName, const std::string& aTitle)
 {
     TermSettings lSettings = aOptions.mSettings;
+    // A person wants to see the bytes before a pause; a file should have whole lines.
     lSettings.mScreen.mPartialLines = Console::IsOutputTerminal();
     lSettings.mTitle = aTitle;
     std::string lFailure;

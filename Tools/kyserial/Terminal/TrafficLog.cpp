@@ -38,6 +38,8 @@ bool TakesSection(const std::string& aPath)
     std::ifstream lFile(aPath, std::ios::binary);
     std::string lBytes(4, '\0');
     lFile.read(lBytes.data(), static_cast<std::streamsize>(lBytes.size()));
+    // A new file, an empty one, or one that this format began. Bytes after anything else would make both
+    // unreadable.
     return !lFile.is_open() || lFile.gcount() == 0 || PcapngSection::IsHeader(lBytes);
 }
 
@@ -87,6 +89,7 @@ void TrafficLog::Add(char aDirection, const uint8_t* aData, size_t aSize)
 void TrafficLog::AddLines(char aDirection, const uint8_t* aData, size_t aSize)
 {
     const auto lNow = KyToolPlatform::PreciseTime();
+    // A line has one direction, so the other one's bytes end it.
     if (mLineDirection != aDirection)
     {
         FlushLocked();

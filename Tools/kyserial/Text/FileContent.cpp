@@ -55,6 +55,7 @@ std::vector<uint8_t> LoadStored(const std::string& aPath, size_t aLimit)
 
 std::string FileFault(const std::string& aPath)
 {
+    // Taken first: the question below may change it.
     const int lError = errno;
     std::error_code lUnknown;                           // what cannot be asked about has the other reason
     if (std::filesystem::is_directory(aPath, lUnknown)) // the systems have various words for it
@@ -86,6 +87,7 @@ void SaveFile(Context& aContext, const std::string& aPath, const std::vector<uin
     errno = 0;
     std::ofstream lFile(aPath, std::ios::binary | std::ios::trunc);
     lFile.write(reinterpret_cast<const char*>(aBytes.data()), static_cast<std::streamsize>(aBytes.size()));
+    // Flushed here: a full disk shows itself now, and not in the destructor, which cannot report it.
     if (!lFile.flush())
     {
         throw OperationError("cannot write " + aPath + FileFault(aPath));

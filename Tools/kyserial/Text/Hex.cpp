@@ -52,6 +52,7 @@ bool AppendWord(std::string aWord, std::vector<uint8_t>& aBytes)
         uint8_t lByte = 0;
         const char* const lEnd = aWord.data() + lIndex + 2;
         const auto lResult = std::from_chars(aWord.data() + lIndex, lEnd, lByte, 16);
+        // Both digits have to be taken: "9g" would count as 9 otherwise.
         if (lResult.ptr != lEnd)
         {
             return false;
@@ -88,6 +89,7 @@ size_t HexReader::Add(const uint8_t* aData, size_t aSize, std::vector<uint8_t>& 
     for (size_t lIndex = 0; lIndex < aSize; ++lIndex)
     {
         const auto lCharacter = static_cast<char>(aData[lIndex]);
+        // Blanks part bytes, never the two digits of one.
         if (!mFirst.has_value() && cBetween.find(lCharacter) != std::string::npos)
         {
             continue;
@@ -140,6 +142,7 @@ std::string HexDump::Flush()
     std::array<char, 24> lOffset{};
     std::snprintf(lOffset.data(), lOffset.size(), "%08llx", static_cast<unsigned long long>(mOffset));
     std::string lNumbers = HexBytes(mLine.data(), mLine.size());
+    // The last line is as wide as the others, so that the characters stand in their column.
     lNumbers.resize(cBytesPerLine * 3 - 1, ' ');
     std::string lText = std::string(lOffset.data()) + "  " + lNumbers + "  |" +
                         PrintableBytes(mLine.data(), mLine.size()) + "|\n";

@@ -43,6 +43,7 @@ std::string LineEndMap::Map(const uint8_t* aData, size_t aSize)
     std::string lMapped;
     for (const char lByte : lText)
     {
+        // CR and LF are one line end, also when they come in two pieces: the CR is remembered.
         const bool lRestOfEnd = lByte == '\n' && mAfterCr;
         mAfterCr = lByte == '\r';
         if (lByte == '\r' || (lByte == '\n' && !lRestOfEnd))

@@ -78,6 +78,8 @@ void RotatingFile::Rotate()
     mFile.close();
     const std::string lAside = mPath + ".aside";
     std::error_code lError;
+    // The whole file moves aside first. A system that does not let go of it then leaves the numbered ones as they
+    // are.
     std::filesystem::rename(mPath, lAside, lError);
     if (!lError)
     {
