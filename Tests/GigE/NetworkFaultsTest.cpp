@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
+
 namespace
 {
 
@@ -109,6 +111,46 @@ TEST_F(DatagramGateTest, TakesFaultsBack)
     EXPECT_THAT(mEvents, ElementsAre(2, 3));
     EXPECT_FALSE(mFaults.TakeBusy());
     EXPECT_EQ(Time(0), mFaults.TakeSlow());
+}
+
+TEST(NetworkFaultsTest, EachKindOfCommandFaultMeetsEveryNth)
+{
+    NetworkFaults lFaults;
+    lFaults.SetBusy(2);
+    lFaults.SetSlow(3, 30ms);
+    lFaults.SetSilent(1, 10ms);
+    std::array<bool, 6> lBusy{};
+    std::array<int64_t, 6> lSlow{};
+    for (size_t lCommand = 0; lCommand < lBusy.size(); ++lCommand)
+    {
+        lBusy.at(lCommand) = lFaults.TakeBusy();
+        lSlow.at(lCommand) = lFaults.TakeSlow() / 1ms;
+        EXPECT_EQ(Time(10ms), lFaults.TakeSilent());
+    }
+    EXPECT_THAT(lBusy, ElementsAre(false, true, false, true, false, true));
+    EXPECT_THAT(lSlow, ElementsAre(0, 0, 30, 0, 0, 30));
+}
+
+// Applications learn that time from the camera, so it must not outlive the fault.
+TEST(NetworkFaultsTest, TheSilentTimeEndsWithItsFault)
+{
+    NetworkFaults lFaults;
+    EXPECT_EQ(Time(0), lFaults.GetSilentTime());
+    lFaults.SetSilent(5, 10ms);
+    EXPECT_EQ(Time(10ms), lFaults.GetSilentTime());
+    lFaults.SetSilent(0, 10ms);
+    EXPECT_EQ(Time(0), lFaults.GetSilentTime());
+    EXPECT_EQ(Time(0), lFaults.TakeSilent());
+}
+
+TEST(NetworkFaultsTest, ADatagramIsLostRatherThanDoubled)
+{
+    NetworkFaults lFaults;
+    lFaults.Drop(DatagramKind::Event, 2);
+    lFaults.Double(DatagramKind::Event, 1);
+    EXPECT_EQ(2U, lFaults.NextFate(DatagramKind::Event).mCopies);
+    EXPECT_EQ(0U, lFaults.NextFate(DatagramKind::Event).mCopies);
+    EXPECT_EQ(1U, lFaults.NextFate(DatagramKind::Command).mCopies) << "another kind";
 }
 
 } // namespace

@@ -1,10 +1,8 @@
 #include "kyserial/Bridge/BridgeSession.h"
+#include "CutDevice.h"
 #include "Support/CapturedRun.h"
 #include "Support/WaitFor.h"
 #include "kyserial/Text/Failure.h"
-
-#include <Simulator/Camera/CameraModel.h>
-#include <Simulator/Camera/SimulatedDeviceAdapter.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -21,28 +19,9 @@ namespace
 
 using namespace KySerialTool;
 using KyTest::CapturedResult;
+using KyTest::CutDevice;
 using testing::HasSubstr;
 using testing::StartsWith;
-
-/// A camera whose connection a test cuts and brings back.
-class CutDevice final : public Device
-{
-public:
-    IKyDeviceAdapter& GetAdapter() override { return mAdapter; }
-    uint64_t GetGeneration() override { return mGeneration; }
-    std::vector<FeatureFinding> ReadFeatures() override { return {}; }
-
-    void Cut() { mAdapter.GetFaults().Disconnect(); }
-    void ComeBack()
-    {
-        ++mGeneration;
-        mAdapter.GetFaults().Reconnect();
-    }
-
-private:
-    KySimulator::SimulatedDeviceAdapter mAdapter{std::make_shared<KySimulator::CameraModel>()};
-    std::atomic<uint64_t> mGeneration{1};
-};
 
 class BridgeSessionTest : public testing::Test
 {
