@@ -74,6 +74,7 @@ std::vector<std::string> EventSinks::GetInterests()
 {
     const LockScope lScope(mLock);
     std::vector<std::string> lNames;
+    lNames.reserve(mInterests.size());
     for (const auto& [lName, lCount] : mInterests)
     {
         lNames.push_back(lName);

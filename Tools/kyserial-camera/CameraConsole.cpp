@@ -63,6 +63,7 @@ std::optional<DatagramKind> Kind(const std::string& aText)
 std::optional<std::vector<uint32_t>> Numbers(const Words& aWords, size_t aFirst)
 {
     std::vector<uint32_t> lNumbers;
+    lNumbers.reserve(aWords.size());
     for (size_t lIndex = aFirst; lIndex < aWords.size(); ++lIndex)
     {
         const std::optional<uint32_t> lNumber = Number(aWords[lIndex]);

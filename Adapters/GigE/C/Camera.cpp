@@ -84,7 +84,7 @@ KyResult Register(const char* aFunction, std::unique_ptr<KyGigE::GigEDeviceAdapt
     const KyCode lCode = KyDeviceCreate(&lTable, &lCamera->mDevice);
     if (lCode != KY_OK)
     {
-        const KyResult lResult(lCode, KyGetLastText());
+        KyResult lResult(lCode, KyGetLastText());
         static_cast<void>(KySerialCLib::AdapterObjects().Remove(lHandle)); // nobody has seen the handle
         lCamera->Stop();
         return lResult;

@@ -43,7 +43,7 @@ bool HasName(const std::string& aName, const FoundDevice& aDevice)
 std::string Search(const std::string& aName, const DiscoveryOptions& aWhere, DeviceAddress& aAddress)
 {
     std::vector<FoundDevice> lDevices;
-    const std::string lError = DiscoverDevices(aWhere, lDevices);
+    std::string lError = DiscoverDevices(aWhere, lDevices);
     if (!lError.empty())
     {
         return lError;

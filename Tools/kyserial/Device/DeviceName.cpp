@@ -25,7 +25,7 @@ const char* const cNoDevice =
 
 std::string Variable(const char* aName)
 {
-    const char* const lText = std::getenv(aName);
+    const char* const lText = std::getenv(aName); // NOLINT(concurrency-mt-unsafe): no thread changes it
     return lText != nullptr ? lText : "";
 }
 
@@ -126,7 +126,7 @@ DeviceConfiguration ReadConfiguration(const std::string& aFile)
 
 std::string ChooseDevice(const std::string& aGiven)
 {
-    const std::string lName = ConfiguredDevice(aGiven);
+    std::string lName = ConfiguredDevice(aGiven);
     if (lName.empty())
     {
         throw UsageError(cNoDevice);

@@ -32,20 +32,20 @@ DevicePort::DevicePort(Device& aDevice, KyDeviceSerial aPort, const LineSelectio
     const KyResult lOpened = mPort.Open(&aDevice.GetAdapter(), aPort);
     if (!lOpened.IsOK())
     {
-        static_cast<void>(Close()); // a refused step may have left the port claimed
+        static_cast<void>(DevicePort::Close()); // a refused step may have left the port claimed
         Check(lOpened, "cannot open " + PortName(aPort));
     }
     const KyResult lSized = mPort.SetRxBufferSize(cReceiveCells);
     if (!lSized.IsOK())
     {
-        static_cast<void>(Close());
+        static_cast<void>(DevicePort::Close());
         Check(lSized, "cannot open " + PortName(aPort));
     }
 }
 
 DevicePort::~DevicePort()
 {
-    static_cast<void>(Close()); // a caller that needs the result calls Close() itself
+    static_cast<void>(DevicePort::Close()); // a caller that needs the result calls Close() itself
 }
 
 KyResult DevicePort::Send(const uint8_t* aData, uint32_t aSize, uint32_t& aSent)

@@ -90,6 +90,7 @@ PortFinding SurveyUart(IKyDeviceAdapter& aAdapter, KyDeviceSerial aPort)
 std::vector<PortFinding> SurveyPorts(IKyDeviceAdapter& aAdapter)
 {
     std::vector<PortFinding> lFindings;
+    lFindings.reserve(cPorts.size());
     for (const KyDeviceSerial lPort : cPorts)
     {
         lFindings.push_back(IsBulk(lPort) ? SurveyBulkPort(aAdapter, lPort) : SurveyUart(aAdapter, lPort));

@@ -31,7 +31,7 @@ KyResult ReconnectingPort::Send(const uint8_t* aData, uint32_t aSize, uint32_t& 
     {
         return {cAway, (mPeer + " is away").c_str()};
     }
-    const KyResult lResult = mPort->Send(aData, aSize, aSent);
+    KyResult lResult = mPort->Send(aData, aSize, aSent);
     if (!lResult.IsOK() && !mPort->IsBusy(lResult) && !mPort->GetState().IsOK())
     {
         return {cAway, lResult.GetDescription()}; // the receiving thread finds it gone, too

@@ -36,6 +36,7 @@ std::string Listed(const std::vector<std::string>& aWords)
 std::string Choices(const std::vector<uint32_t>& aValues)
 {
     std::vector<std::string> lWords;
+    lWords.reserve(aValues.size());
     for (const uint32_t lValue : aValues)
     {
         lWords.push_back(std::to_string(lValue));
