@@ -1,4 +1,4 @@
-// One hot path, run a number of times, for those who count its instructions and its calls into the system:
+// One hot path, run a number of times, to count its instructions and its calls into the system:
 //   HotPaths NAME TURNS   "figure allocations <number>"
 
 #include "Benchmarks/BenchDevice.h"

@@ -9,7 +9,7 @@ namespace KyBench
 {
 
 /// A device whose bulk ports are driven through features. What it is sent it gives to mOnData, or else sends
-/// back; Emit() is what it says by itself. The library is told inside those calls, so that no thread of the
+/// back; Emit() is what it says by itself. The library is notified inside those calls, so that no thread of the
 /// device's own is in the figures.
 class LoopDevice : public BenchDevice
 {

@@ -8,7 +8,7 @@ namespace KyBench
 {
 
 /// Two threads of this process that wake each other in turn.
-/// \tparam tWait  Set() wakes who is in Wait(), or the next one to come.
+/// \tparam tWait  Set() wakes the thread in Wait(), or the next one that calls it.
 /// \return Microseconds until another thread has been woken and has woken this one.
 template<typename tWait>
 double MeasureRoundTrip(int aTurns)

@@ -493,7 +493,7 @@ KyResult GigEDeviceAdapter::UnregisterFeatureInterest(const KyString& aName)
     return CatchOutOfMemory(
         [&]() -> KyResult
         {
-            // Also while the device is lost: nobody may be called after this.
+            // Also while the device is lost: after this call no sink hears of the feature.
             const bool lFound = mThis->GetSinks().RemoveInterest(TextOf(aName));
             if (!IsConnected())
             {

@@ -70,7 +70,7 @@ void ByteFifo::WaitFor(Event& aEvent)
 {
     aEvent.Reset();
     ::pthread_mutex_unlock(&mSection->mMutex);
-    aEvent.Wait(); // who comes back looks again
+    aEvent.Wait(); // a thread that comes back looks again
     ::pthread_mutex_lock(&mSection->mMutex);
 }
 

@@ -211,7 +211,7 @@ private:
     bool mIsThere = false;
 };
 
-/// Tells when an event has come.
+/// Notes when an event has come.
 class Listener : public IKyDeviceEventSink
 {
 public:

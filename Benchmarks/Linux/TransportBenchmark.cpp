@@ -1,7 +1,7 @@
 // The shared-memory transport beside what else passes bytes from one process to another.
 //   TransportBenchmark [--quick]           all figures, one a line: "figure <name> <value>"
-//   TransportBenchmark --trips KIND COUNT  round trips only, for those who count system calls
-//   TransportBenchmark --pour KIND SIZE    messages of one size only, for those who profile
+//   TransportBenchmark --trips KIND COUNT  round trips only, to count system calls
+//   TransportBenchmark --pour KIND SIZE    messages of one size only, to profile
 
 #include "Benchmarks/Figures.h"
 #include "Benchmarks/Linux/Channels.h"
@@ -210,7 +210,7 @@ void Measure(KyBench::Figures& aFigures, const Kind& aKind, bool aSpread, bool a
     }
 }
 
-/// Round trips on a processor that has something else to do as well: who gives it away gets it back late.
+/// Round trips on a processor that has something else to do as well: a thread that gives it away gets it back late.
 void MeasureBeside(KyBench::Figures& aFigures)
 {
     const Computing lComputing;
@@ -219,7 +219,7 @@ void MeasureBeside(KyBench::Figures& aFigures)
         const std::string lName = lKind.mName;
         if (lName == "futex" || lName == "futexyield" || lName == "fifo1024")
         {
-            // Who gives it away each time gets few done.
+            // A thread that gives it away each time gets few done.
             const int lTurns = lName == "futexyield" ? 40 : 20000;
             aFigures.Add("beside." + lName + ".trip_us", MeasureRoundTrip(lKind, false, lTurns));
         }

@@ -1,6 +1,6 @@
 // Two threads of one process that wait for each other in turn: with the library's event, with the wait for an
-// address that the system has for those who need no kernel object, and with what the standard library has.
-// And how late the end of a wait is told that a line's quiet time takes.
+// address that the system has for waits without a kernel object, and with what the standard library has.
+// It also measures how late a wait as short as a line's quiet time ends.
 
 #include "Benchmarks/RoundTrip.h"
 #include "JxUtilsLib/Event.h"

@@ -181,7 +181,7 @@ void NetworkCamera::Run()
         }
         WaitAndReceive();
     }
-    RunRequests(); // nobody waits for ever
+    RunRequests(); // those that came last: their callers wait for them
 }
 
 void NetworkCamera::Step()

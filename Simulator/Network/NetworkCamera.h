@@ -67,7 +67,7 @@ public:
     /// Takes the camera off the network: its ports are closed, as with a program that ended. The camera
     /// itself goes on.
     void Unplug();
-    /// Starts it anew: off the network at once, and back after aAway, knowing nobody in control and no
+    /// Starts it anew: off the network at once, and back after aAway, with no application in control and no
     /// command of before, its message channel closed and its serial interrupts off. Features keep their
     /// values. It comes back at the address that is stored in it, if that is switched on, else at its first one.
     void Restart(Time aAway);

@@ -1,5 +1,5 @@
 // Packets from the network, of two applications and packets that break the protocol, to the camera's
-// control channel: every answer is one to the command that came, goes to who sent it, and control is never
+// control channel: every answer belongs to the command that came, goes to its sender, and control is never
 // taken from the application that has it.
 
 #include "Fuzz/FuzzInput.h"
@@ -217,7 +217,7 @@ private:
         KY_REQUIRE(lWanted || aCommand.mCode == cDiscovery || lAnswer->mStatus == cBusy);
     }
 
-    // Who is not in control can write one register only, the one that takes control.
+    // A sender that is not in control can write one register only, the one that takes control.
     void CheckRight(const CommandView& aCommand)
     {
         const bool lWrites = aCommand.mCode == cWriteRegister || aCommand.mCode == cWriteMemory;

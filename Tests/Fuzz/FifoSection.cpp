@@ -57,7 +57,7 @@ void Write(SharedFifo& aFifo, FifoModel& aModel, FuzzInput& aInput)
     const size_t lRoom = cCapacity - 1 - aModel.GetUsed();
     const size_t lStored = std::min(lBytes.size(), lRoom);
     KY_REQUIRE(lWritten == lStored);
-    // A write that leaves it full waits for the reader, who does not come.
+    // A write that leaves it full waits for the reader, which does not come.
     KY_REQUIRE(lDone == (lStored < lRoom || lBytes.empty()));
     std::for_each_n(lBytes.begin(), lStored, [&](uint8_t aByte) { aModel.Push(aByte); });
 }

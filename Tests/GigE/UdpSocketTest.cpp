@@ -108,7 +108,7 @@ TEST_F(UdpSocketPairTest, AWakersMomentEndsOneWait)
     EXPECT_EQ(SocketResult::TimedOut, mServer.Receive(mBuffer, mSize, nullptr, cForever, &lWaker));
 }
 
-// Whoever looks after each wait misses neither.
+// A thread that looks after each wait misses neither.
 TEST_F(UdpSocketPairTest, ADatagramAndAWakeGoBeforeTheWakersMoment)
 {
     Waker lWaker;

@@ -176,7 +176,7 @@ TEST_F(NamedEventTest, SleeperFindsARaisedEventEvenWithoutWake)
     std::thread lWaiter([this] { EXPECT_EQ(mSecond.Wait(KyPlatform::cInfinite), WaitResult::Done); });
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
     bool lWake = false;
-    EXPECT_TRUE(mEvent.Raise(lWake)); // and the one who raised it dies
+    EXPECT_TRUE(mEvent.Raise(lWake)); // and the raiser dies
     lWaiter.join();
 }
 

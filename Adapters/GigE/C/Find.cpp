@@ -20,7 +20,7 @@ void AskControl(const KyGigE::FoundDevice& aDevice, KyGigE::Controller& aControl
 {
     if (!KyGigE::FindController(aDevice, aController).empty())
     {
-        return; // a camera that does not say it is listed all the same
+        return; // a camera that does not answer this question is still listed
     }
     const int32_t lTaken = aController.mExclusive ? KY_CONTROL_EXCLUSIVE : KY_CONTROL_TAKEN;
     aForm.mControl = aController.mControlled ? lTaken : KY_CONTROL_FREE;

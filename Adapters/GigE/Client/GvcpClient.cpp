@@ -196,7 +196,7 @@ void GvcpClient::Close()
     mMessages.Close();
 }
 
-// A device that does not answer, or not in time, may hear it all the same; else it frees itself after the
+// A device that does not answer, or not in time, may still receive it. If not, the device frees itself after the
 // heartbeat's time-out.
 void GvcpClient::GiveBack() noexcept
 {
@@ -229,7 +229,7 @@ KyResult GvcpClient::Reconnect()
     {
         return {};
     }
-    LoseConnection(mControl.GetConnection(), "it does not answer."); // in case that nobody has noticed yet
+    LoseConnection(mControl.GetConnection(), "it does not answer."); // if no thread has noticed yet
     KyResult lResult = FollowOwnSide();
     return lResult.IsOK() ? Connect() : lResult;
 }
@@ -368,7 +368,7 @@ KyResult GvcpClient::TakeControl()
     {
         return lResult;
     }
-    // Ignored: a device that keeps its own time-out says so nowhere, and half a second is below any.
+    // Ignored: a device that keeps its own time-out does not report it, and the heartbeat of half a second is below any.
     static_cast<void>(mControl.WriteRegister(KyGvcp::cHeartbeatRegister, mOptions.mHeartbeatTimeout));
     return mControl.IsShut() ? NotConnected() : lResult;
 }

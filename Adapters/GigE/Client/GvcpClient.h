@@ -22,7 +22,7 @@ namespace KyGigE
 /// When the device does not answer any more, or gives control to somebody else, the connection is lost: every
 /// operation returns NO_CONNECTION at once, and a thread of the client tries to connect again, to the same
 /// device only. The message channel is set up again then; what else was written to the device is not. Each
-/// connection has a number of its own, so that nobody takes a new one for the old one.
+/// connection has a number of its own, so that a new one is not taken for the old one.
 ///
 /// Threads: Open() and Close() by one; the rest by any.
 class GvcpClient

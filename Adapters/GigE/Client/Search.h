@@ -20,7 +20,7 @@ std::vector<KyGvcp::Interface> MatchingInterfaces(const std::string& aWanted);
 /// \param aTarget  One device, or everybody (KyGvcp::cBroadcastAddress).
 /// \param aTime    Milliseconds to wait for answers. \param aEnough  So many of them end the wait.
 /// \param aDevices  Those that answered, by interface; each once for each interface.
-/// \return False: nobody could be asked.
+/// \return False: the question could not be sent on any interface.
 bool Search(const std::vector<KyGvcp::Interface>& aInterfaces, const KyGvcp::Endpoint& aTarget,
             uint32_t aTime, size_t aEnough, std::vector<FoundDevice>& aDevices);
 

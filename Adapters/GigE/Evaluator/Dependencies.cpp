@@ -118,7 +118,7 @@ void Dependencies::CollectPorts()
     }
 }
 
-// A feature that is to be polled is read from the device then, so what it is made of must not be kept longer.
+// A polled feature is read from the device at each poll, so the values that it is made of must not be kept longer.
 void Dependencies::SpreadPollingTimes()
 {
     Nodes lOpen;

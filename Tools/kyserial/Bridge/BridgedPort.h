@@ -99,10 +99,10 @@ private:
     TrafficLog& mLog;
     RecentTraffic* const mRecent;
     mutable JxUtilsLib::Mutex mLock;
-    std::vector<DeviceChange> mChanges JX_GUARDED_BY(mLock); // that nobody has looked at
+    std::vector<DeviceChange> mChanges JX_GUARDED_BY(mLock); // since the last TakeChanges()
     std::string mLine JX_GUARDED_BY(mLock);
     std::atomic<int64_t> mLastTraffic{0};
-    // Go in the other order: nobody finds the terminal any more, then the bridge ends, then its host side.
+    // Destroyed from the last to the first: the link goes, then the bridge ends, then its host side.
     std::optional<PtyHost> mPty{};
     std::optional<TcpHost> mTcp{};
     KySerialBridge mBridge{};

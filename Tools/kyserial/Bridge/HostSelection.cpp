@@ -58,7 +58,7 @@ std::string TakeEndpoint(const std::string& aName, TcpSettings& aTcp)
     return {};
 }
 
-/// Why a name does not do for a kind of host side; empty when it does.
+/// Why a kind of host side cannot have this name; empty when it can.
 std::string Complaint(HostKind aKind, const std::string& aName)
 {
     if (aName.empty())

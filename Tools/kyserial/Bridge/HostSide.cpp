@@ -30,7 +30,7 @@ const char* OptionName(HostKind aKind)
     }
 }
 
-/// Whether this system has such host sides. The help shows no others; one that is given all the same says what to use.
+/// Whether this system has such host sides. The help leaves the others out. A command that names one of them gets a hint what to use.
 bool IsHere(HostKind aKind)
 {
     return aKind == HostKind::Tty   ? KyPlatform::HostSerialPort::IsPath("/")

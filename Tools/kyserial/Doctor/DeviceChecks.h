@@ -10,7 +10,7 @@ namespace KySerialTool
 {
 
 /// Who controls the device. Takes no control. \param aBusy  Receives whether another application does. \param aClosed
-/// Receives whether that one lets nobody read.
+/// Receives whether that one has exclusive access, so that this program cannot even read.
 CheckFinding CheckControl(const DeviceWay& aWay, bool& aBusy, bool& aClosed);
 
 /// Whether the device watches over its application, and answers each command at once.

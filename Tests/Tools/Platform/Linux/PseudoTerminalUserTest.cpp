@@ -251,7 +251,7 @@ TEST(PseudoTerminalEndTest, WhatIsInTheTerminalIsTakenAwayAndCounted)
     ::close(lUser);
 }
 
-// Whoever cleans the terminal has it open for a moment, and must not be taken for a user.
+// The cleaner has the terminal open for a moment, and must not be taken for a user.
 TEST(PseudoTerminalCleanerTest, BytesThatComeWhileItIsCleanedAreDropped)
 {
     StopEvent lStop;
@@ -263,7 +263,7 @@ TEST(PseudoTerminalCleanerTest, BytesThatComeWhileItIsCleanedAreDropped)
     ::close(lUser);
 
     std::future<uint32_t> lWritten;
-    // The only one that closes something here is who cleans.
+    // Only the cleaner closes something here.
     const KyTest::ScriptedCall<&SystemCalls::mClose> lClosing(
         [&](int aDescriptor)
         {
