@@ -187,7 +187,7 @@ def measure_wine(binaries, quick):
 
 def measure_bridges_wine(wine, program, seconds):
     """64 bridges at 64 pseudo terminals, which Wine knows as COM ports: idle, and then a byte there and back."""
-    sys.path.insert(0, str(ROOT / "Tests" / "Host" / "Windows"))
+    sys.path.insert(0, str(ROOT / "Tests" / "Support" / "Windows"))
     import with_com_ports
 
     with_com_ports.PREFIX = pathlib.Path(os.environ.get("WINEPREFIX", with_com_ports.PREFIX))

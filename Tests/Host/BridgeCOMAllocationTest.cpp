@@ -9,7 +9,7 @@
 #include "Support/QuietSink.h"
 #include "Support/ThreadCount.h"
 #include "Support/WaitFor.h"
-#include "Tests/Host/HostLinkTest.h"
+#include "Tests/Support/HostLinkTest.h"
 
 using namespace KyTest;
 

@@ -8,7 +8,7 @@
 #include "Support/ForEachNth.h"
 #include "Support/ThreadCount.h"
 #include "Support/WaitFor.h"
-#include "Tests/Host/HostLinkTest.h"
+#include "Tests/Support/HostLinkTest.h"
 #include "Tests/Host/RelaysBothWays.h"
 #include "Tests/KyPlatform/FailingSystem.h"
 

@@ -4,7 +4,7 @@
 
 #include "JxUtilsLib/Thread.h"
 #include "KySerial/BridgeFixture.h"
-#include "Tests/Host/HostLinkTest.h"
+#include "Tests/Support/HostLinkTest.h"
 #include "Tests/Support/WaitFor.h"
 
 #include <optional>

@@ -6,7 +6,7 @@
 #include "Support/FaultAdapter.h"
 #include "Support/ThreadCount.h"
 #include "Support/WaitFor.h"
-#include "Tests/Host/HostLinkTest.h"
+#include "Tests/Support/HostLinkTest.h"
 #include "Tests/Host/RelaysBothWays.h"
 
 #include <set>

@@ -1,6 +1,6 @@
 // Bridges with their client in another process; a mebibyte each way through both kinds.
 
-#include "Tests/Host/HostLink.h"
+#include "Tests/Support/HostLink.h"
 #include "Tests/Support/Process.h"
 #include "Tests/Support/UniqueName.h"
 

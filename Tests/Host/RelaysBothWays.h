@@ -3,7 +3,7 @@
 #include "KySerial/BridgeFixture.h"
 #include "KySerial/KySerialBridge.h"
 #include "Support/WaitFor.h"
-#include "Tests/Host/HostLink.h"
+#include "Tests/Support/HostLink.h"
 
 #include <chrono>
 #include <string>

@@ -2,9 +2,9 @@
 
 #include "KyPlatform/HostSerialPort.h"
 #include "KyPlatform/Linux/SystemCalls.h"
-#include "Tests/Host/HostLink.h"
 #include "Tests/KyPlatform/Linux/ScriptedCall.h"
 #include "Tests/Support/ForEachNth.h"
+#include "Tests/Support/HostLink.h"
 
 #include <asm/ioctls.h>
 #include <asm/termbits.h>
@@ -339,13 +339,6 @@ TEST_F(HostLineTest, OpensADeviceThatHasHungUpAndIsStillThereAgain)
     EXPECT_GE(Read().mBytes, 3U);
     HostSerialPort lOther;
     EXPECT_FALSE(lOther.Open(mLink.GetPath().c_str())); // no other process can open it
-}
-
-TEST(HostPathTest, WhatIsNoTerminalIsNoPort)
-{
-    HostSerialPort lPort;
-    EXPECT_FALSE(lPort.Open("/dev/null"));
-    EXPECT_FALSE(lPort.Open("/"));
 }
 
 TEST(HostPathTest, ComNamesAreTheSystemsSerialPorts)

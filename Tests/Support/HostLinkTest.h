@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Tests/Host/HostLink.h"
+#include "Tests/Support/HostLink.h"
 
 #include <gtest/gtest.h>
 

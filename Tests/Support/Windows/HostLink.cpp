@@ -1,4 +1,4 @@
-#include "Tests/Host/HostLink.h"
+#include "Tests/Support/HostLink.h"
 
 #include "JxUtilsLib/Thread.h"
 #include "KyPlatform/HostSerialPort.h"

@@ -1,7 +1,7 @@
 #include "KyPlatform/HostSerialPort.h"
 
 #include "JxUtilsLib/Thread.h"
-#include "Tests/Host/HostLinkTest.h"
+#include "Tests/Support/HostLinkTest.h"
 
 #include <gtest/gtest.h>
 
