@@ -60,9 +60,7 @@ protected:
     // What one event leaves in the receive buffer.
     Bytes Receive(uint16_t aEventID, uint32_t aStatus, const Bytes& aData)
     {
-        Bytes lPayload = Words({aStatus});
-        lPayload.insert(lPayload.end(), aData.begin(), aData.end());
-        mDevice.SendEvent(aEventID, lPayload);
+        mDevice.SendEvent(aEventID, Together({Words({aStatus}), aData}));
         return ReadAll(mEngine);
     }
 

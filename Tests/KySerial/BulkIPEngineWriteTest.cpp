@@ -63,10 +63,7 @@ protected:
                        });
     }
 
-    KyResult Write(const Bytes& aBytes)
-    {
-        return mEngine.Write(aBytes.data(), static_cast<uint32_t>(aBytes.size()), mWritten);
-    }
+    KyResult Write(const Bytes& aBytes) { return WriteTo(mEngine, aBytes, mWritten); }
 
     // The calls that send Count(...) in chunks of these sizes.
     static Calls Chunks(const std::vector<size_t>& aSizes, const std::string& aAddress = "0x80000000")
@@ -75,8 +72,8 @@ protected:
         size_t lSent = 0;
         for (const size_t lSize : aSizes)
         {
-            const Bytes lAll = Count(lSent + lSize);
-            lCalls.push_back("WriteMemory(" + aAddress + ", " + ToText(lAll.data() + lSent, lSize) + ")");
+            lCalls.push_back("WriteMemory(" + aAddress + ", " +
+                             ToText(Count(lSent + lSize).data() + lSent, lSize) + ")");
             lSent += lSize;
         }
         return lCalls;
@@ -106,10 +103,7 @@ TEST_F(BulkIPEngineWriteTest, SendsSmallWritesInOneChunk)
     EXPECT_THAT(Write({0xA0, 0x01, 0x02}), IsOK());
     EXPECT_EQ(mWritten, 3U);
     EXPECT_EQ(mDevice.TakeCalls(), (Calls{"IsConnected", "WriteMemory(0x80000000, [a0 01 02])"}));
-    EXPECT_EQ(TakeLogOf("BulkIPEngine"),
-              (Lines{{PriorityInfo, cWrite, "Sending 3 bytes of data over bulk port"},
-                     {PriorityDebug, cWrite, "Transmitting 3 byte chunk (0 bytes already sent)"},
-                     {PriorityDebug, cNotify, "Tx fifo empty interrupt"}}));
+    TakeLogOf("BulkIPEngine"); // SendsLongWritesInChunks looks at the lines
 }
 
 TEST_F(BulkIPEngineWriteTest, SendsLongWritesInChunks)
@@ -301,6 +295,9 @@ TEST_F(BulkIPEngineWriteTest, OneInterruptLetsOneChunkThroughEvenWhenItComesSlow
 TEST_F(BulkIPEngineWriteTest, LooksAtTheLastInterruptWhenThereIsNothingToSend)
 {
     Open(cUart);
+    EXPECT_TRUE(
+        TakesLessThan(std::chrono::milliseconds(100), [this] { ExpectTimeOut(0, 0); })); // does not wait
+    Forget();
     ExpectTimeOut(0, 0);
     EXPECT_EQ(mDevice.TakeCalls(), Calls{"IsConnected"});
     EXPECT_EQ(TakeLog(), (Lines{{PriorityInfo, cWrite, "Sending 0 bytes of data over bulk port"},

@@ -48,20 +48,10 @@ protected:
         return lResult;
     }
 
-    void Send(const Bytes& aBytes)
-    {
-        Bytes lPayload = Words({0x100});
-        lPayload.insert(lPayload.end(), aBytes.begin(), aBytes.end());
-        mDevice.SendEvent(0x9000, lPayload);
-    }
+    void Send(const Bytes& aBytes) { mDevice.SendEvent(0x9000, Together({Words({0x100}), aBytes})); }
 
     // The part of Count(cLong) that begins at a byte.
-    static Bytes Part(size_t aBegin, size_t aSize)
-    {
-        const Bytes lAll = Count(cLong);
-        return {lAll.begin() + static_cast<ptrdiff_t>(aBegin),
-                lAll.begin() + static_cast<ptrdiff_t>(aBegin + aSize)};
-    }
+    static Bytes CountPart(size_t aBegin, size_t aSize) { return Part(Count(cLong), aBegin, aSize); }
 
     std::thread mAnswering;
     Bytes mAnswer;
@@ -72,11 +62,11 @@ TEST_F(I2CAnswerTest, TheTimeIsForEachPartOfTheAnswerNotForAllOfThem)
     OpenWithAnswer(
         [this]
         {
-            Send(Part(0, 100));
+            Send(CountPart(0, 100));
             std::this_thread::sleep_for(milliseconds(600));
-            Send(Part(100, 100));
+            Send(CountPart(100, 100));
             std::this_thread::sleep_for(milliseconds(600));
-            Send(Part(200, cLong - 200));
+            Send(CountPart(200, cLong - 200));
         });
     KyResult lResult = Read();
     for (int lAttempt = 0; lAttempt < 3 && !lResult.IsOK(); ++lAttempt) // a busy machine was late with a part
@@ -114,12 +104,7 @@ using SPIAnswerTest = BusTest<DeviceSPIBus>;
 TEST_F(SPIAnswerTest, ATransferKeepsWhatEarlierOnesHaveRead)
 {
     ASSERT_THAT(Open(2), IsOK());
-    const auto lAnswer = [this](const Bytes& aBytes)
-    {
-        mDevice.SetContent(cUpstreamBuffer, aBytes);
-        mDevice.SetInteger(cUpstreamLength, static_cast<int64_t>(aBytes.size()));
-        mDevice.Invalidate(cUpstreamBuffer);
-    };
+    const auto lAnswer = [this](const Bytes& aBytes) { SendUpstream(mDevice, 0, aBytes); };
     lAnswer({1, 2});
     mDevice.OnCall(Slot::PostWrite, [&] { lAnswer({3, 4}); });
     EXPECT_THAT(mBus->BurstWriteAndRead(mBytes, 2, 2, false, true), IsOK());

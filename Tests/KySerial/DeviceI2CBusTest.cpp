@@ -32,9 +32,7 @@ protected:
                            mDevice.SendEvent(0x9000, Words({0x800}));
                            if (!aAnswer.empty())
                            {
-                               Bytes lPayload = Words({0x100});
-                               lPayload.insert(lPayload.end(), aAnswer.begin(), aAnswer.end());
-                               mDevice.SendEvent(0x9000, lPayload);
+                               mDevice.SendEvent(0x9000, Together({Words({0x100}), aAnswer}));
                            }
                        });
         ASSERT_THAT(this->Open(2), IsOK());
@@ -74,8 +72,7 @@ TYPED_TEST(I2CBusTest, OpensBulk0WithRegistersAfterBothQuestions)
     EXPECT_THAT(this->Open(2), IsOK());
     const Calls lCalls = this->mDevice.TakeCalls();
     const Calls lQuestions = Join({cAskI2CRegisters, AskProtocol(0, "I2C")});
-    ASSERT_GT(lCalls.size(), lQuestions.size());
-    EXPECT_EQ(Calls(lCalls.begin(), lCalls.begin() + static_cast<ptrdiff_t>(lQuestions.size())), lQuestions);
+    EXPECT_EQ(First(lCalls, lQuestions.size()), lQuestions);
     EXPECT_EQ(lCalls.back(), "WriteRegister(0xb898, 0x10c0)");
     EXPECT_EQ(this->TakeLog(), Lines());
     EXPECT_TRUE(this->mBus->IsOpened());

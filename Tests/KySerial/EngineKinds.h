@@ -54,10 +54,7 @@ protected:
     }
 
     KyResult Open() { return mEngine->Open(&mDevice, mPort); }
-    KyResult Write(const Bytes& aBytes)
-    {
-        return mEngine->Write(aBytes.data(), static_cast<uint32_t>(aBytes.size()), mWritten);
-    }
+    KyResult Write(const Bytes& aBytes) { return WriteTo(*mEngine, aBytes, mWritten); }
 
     /// Sets what happens in the call that brings the device a piece of a write.
     void OnPiece(const std::function<void()>& aHook)
@@ -71,16 +68,11 @@ protected:
     /// Puts bytes on their way: what Notify() then brings.
     void Offer(const Bytes& aBytes)
     {
+        // A UART's bytes come in a word each. 0xA: received, on either UART.
+        mEvent = IsUart() ? Words({0xA}) : Together({Words({0x100}), aBytes});
         if (IsUart())
         {
-            std::vector<uint32_t> lWords{0xA}; // received, on either UART
-            lWords.insert(lWords.end(), aBytes.begin(), aBytes.end());
-            mEvent = Words(lWords);
-        }
-        else
-        {
-            mEvent = Words({0x100});
-            mEvent.insert(mEvent.end(), aBytes.begin(), aBytes.end());
+            mEvent = Together({mEvent, Words({aBytes.begin(), aBytes.end()})});
         }
         mDevice.SetContent(cUpstreamBuffer, aBytes);
         mDevice.SetInteger(cUpstreamLength, static_cast<int64_t>(aBytes.size()));

@@ -35,15 +35,14 @@ TEST_F(BulkLifeTest, WritesInChunksOf256And128BytesBeforeItHasReadTheSettings)
 {
     OpenInVain();
     mDevice.OnCall(Slot::WriteMemory, [this] { mDevice.SendEvent(0x9000, Words({0x1800})); });
-    const Bytes lAll = Count(600);
     Calls lCalls{"IsConnected"};
     for (const auto& [lBegin, lSize] :
          std::vector<std::pair<size_t, size_t>>{{0, 256}, {256, 128}, {384, 128}, {512, 88}})
     {
-        lCalls.push_back("WriteMemory(0x80000000, " + ToText(lAll.data() + lBegin, lSize) + ")");
+        lCalls.push_back("WriteMemory(0x80000000, " + ToText(Count(600).data() + lBegin, lSize) + ")");
     }
     uint32_t lWritten = 0;
-    EXPECT_THAT(mEngine.Write(lAll.data(), 600, lWritten), IsOK());
+    EXPECT_THAT(WriteTo(mEngine, Count(600), lWritten), IsOK());
     EXPECT_EQ(mDevice.TakeCalls(), lCalls);
     EXPECT_EQ(lWritten, 600U);
     EXPECT_EQ(mEngine.ComputeChunkTimeout(10000), 800U); // 0.03 ms for a byte
@@ -72,16 +71,14 @@ protected:
     Bytes Send(const Bytes& aBytes)
     {
         uint32_t lWritten = 0;
-        EXPECT_THAT(mEngine.Write(aBytes.data(), static_cast<uint32_t>(aBytes.size()), lWritten), IsOK());
+        EXPECT_THAT(WriteTo(mEngine, aBytes, lWritten), IsOK());
         return mDevice.GetContent(cDownstream);
     }
 
     // Receives an event whose feature has room for aRoom bytes.
     Bytes Receive(const Bytes& aBytes, size_t aRoom)
     {
-        Bytes lContent(aRoom);
-        std::copy(aBytes.begin(), aBytes.end(), lContent.begin());
-        mDevice.SetContent(cUpstreamBuffer, lContent);
+        mDevice.SetContent(cUpstreamBuffer, Together({aBytes, Bytes(aRoom - aBytes.size())}));
         mDevice.SetInteger(cUpstreamLength, static_cast<int64_t>(aBytes.size()));
         mDevice.Invalidate(cUpstreamBuffer);
         return ReadAll(mEngine);

@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -32,6 +33,18 @@ inline Calls Join(const std::vector<Calls>& aParts)
         lAll.insert(lAll.end(), lPart.begin(), lPart.end());
     }
     return lAll;
+}
+
+/// The first aCount of some calls; fewer when there are fewer.
+inline Calls First(const Calls& aCalls, size_t aCount)
+{
+    return {aCalls.begin(), aCalls.begin() + static_cast<ptrdiff_t>(std::min(aCount, aCalls.size()))};
+}
+
+/// The last ones.
+inline Calls Last(const Calls& aCalls, size_t aCount)
+{
+    return {aCalls.end() - static_cast<ptrdiff_t>(std::min(aCount, aCalls.size())), aCalls.end()};
 }
 
 /// What identifying a GigE Vision device asks the adapter.
@@ -80,6 +93,15 @@ protected:
         return TakeLog();
     }
 
+    /// Expects a failure, and nothing in the log but one line about it, which a function of a source file wrote.
+    void ExpectFailure(const KyResult& aResult, uint32_t aCode, const std::string& aFunction,
+                       const std::string& aText, const char* aFile = nullptr)
+    {
+        EXPECT_THAT(aResult, IsResult(aCode, aText.c_str())) << aFunction;
+        EXPECT_EQ(aFile != nullptr ? TakeLogOf(aFile) : TakeLog(),
+                  (Lines{{PriorityError, aFunction, aText}}));
+    }
+
     /// Forgets what happened so far.
     void Forget()
     {
@@ -120,6 +142,24 @@ inline Bytes Words(const std::vector<uint32_t>& aWords)
     return lBytes;
 }
 
+/// Bytes one after the other.
+inline Bytes Together(const std::vector<Bytes>& aParts)
+{
+    Bytes lAll;
+    for (const Bytes& lPart : aParts)
+    {
+        lAll.insert(lAll.end(), lPart.begin(), lPart.end());
+    }
+    return lAll;
+}
+
+/// aSize bytes of others, from one on.
+inline Bytes Part(const Bytes& aBytes, size_t aFrom, size_t aSize)
+{
+    const auto lFrom = aBytes.begin() + static_cast<ptrdiff_t>(aFrom);
+    return {lFrom, lFrom + static_cast<ptrdiff_t>(aSize)};
+}
+
 /// aCount bytes that count up.
 inline Bytes Count(size_t aCount)
 {
@@ -129,6 +169,22 @@ inline Bytes Count(size_t aCount)
         lBytes[lIndex] = static_cast<uint8_t>(lIndex);
     }
     return lBytes;
+}
+
+/// The device brings bytes at bulk port aBulk, through its features.
+inline void SendUpstream(ScriptedAdapter& aDevice, int aBulk, const Bytes& aBytes)
+{
+    const std::string lEvent = "EventBulk" + std::to_string(aBulk) + "UpstreamData";
+    aDevice.SetContent(lEvent + "Buffer", aBytes);
+    aDevice.SetInteger(lEvent + "Length", static_cast<int64_t>(aBytes.size()));
+    aDevice.Invalidate(lEvent + "Buffer");
+}
+
+/// Writes bytes to a port or an engine.
+template<typename Port>
+KyResult WriteTo(Port& aPort, const Bytes& aBytes, uint32_t& aWritten)
+{
+    return aPort.Write(aBytes.data(), static_cast<uint32_t>(aBytes.size()), aWritten);
 }
 
 /// Everything that a port has received, taken without waiting.

@@ -26,15 +26,13 @@ constexpr uint32_t cFirstChunk = 256;
 TEST_P(EngineTransferTest, DoesNotWriteWithoutAConnectedDevice)
 {
     const std::string lFunction = GetFunction(HasRegisters() ? "Write" : "WriteAndRead");
-    EXPECT_THAT(Write({1}), IsResult(KyResult::NO_CONNECTION, cNull));
-    EXPECT_EQ(TakeLogOf("DeviceChecks"), (Lines{{PriorityError, lFunction, cNull}}));
+    ExpectFailure(Write({1}), KyResult::NO_CONNECTION, lFunction, cNull, "DeviceChecks");
     ASSERT_THAT(Open(), IsOK());
     Forget();
     mDevice.SetAnswer(Slot::IsConnected, false);
-    EXPECT_THAT(Write({1}), IsResult(KyResult::NO_CONNECTION, cDisconnected));
+    ExpectFailure(Write({1}), KyResult::NO_CONNECTION, lFunction, cDisconnected);
     EXPECT_EQ(mWritten, 0U);
     EXPECT_EQ(mDevice.TakeCalls(), Calls{"IsConnected"});
-    EXPECT_EQ(TakeLog(), (Lines{{PriorityError, lFunction, cDisconnected}}));
 }
 
 TEST_P(EngineTransferTest, RefusesANullBuffer)

@@ -141,16 +141,6 @@ TEST_F(IRegisterSerialPortRxTest, SurvivesABufferOfAbsurdLength)
     EXPECT_EQ(Receive(), Bytes{8}); // and goes on
 }
 
-TEST_F(IRegisterSerialPortRxTest, GrowsWithTheFeature)
-{
-    for (const size_t lLength : {1U, 4U, 3U, 17U, 16U, 1000U, 5U})
-    {
-        mDevice.SetContent(cUpstreamBuffer, Count(lLength));
-        mDevice.SetInteger(cUpstreamLength, static_cast<int64_t>(lLength));
-        EXPECT_EQ(Receive(), Count(lLength));
-    }
-}
-
 TEST_F(IRegisterSerialPortRxTest, FetchesNothingWhenALengthCannotBeRead)
 {
     Offer({1, 2, 3});

@@ -45,17 +45,6 @@ protected:
     IRegisterSerialPort mEngine{false};
 };
 
-TEST_F(IRegisterSerialPortTest, SupportsEachBulkPortByItsThreeFeatures)
-{
-    for (int lPort = 2; lPort <= 9; ++lPort)
-    {
-        SCOPED_TRACE(lPort);
-        EXPECT_TRUE(IRegisterSerialPort::IsSupported(&mDevice, static_cast<KyDeviceSerial>(lPort)));
-        EXPECT_EQ(mDevice.TakeCalls(), AskSupport(lPort - 2));
-    }
-    EXPECT_EQ(TakeLog(), Lines());
-}
-
 TEST_F(IRegisterSerialPortTest, SupportsNoPortWithoutOneOfItsFeatures)
 {
     const std::pair<Slot, const char*> lFeatures[] = {{Slot::IsRegisterFeatureAvailable, cDownstream},
@@ -72,7 +61,7 @@ TEST_F(IRegisterSerialPortTest, SupportsNoPortWithoutOneOfItsFeatures)
     EXPECT_EQ(TakeLog(), Lines());
 }
 
-TEST_F(IRegisterSerialPortTest, AsksForFeaturesWithoutANameForOtherPorts)
+TEST_F(IRegisterSerialPortTest, AsksForFeaturesWithoutANameForOtherPortsAndOpensNone)
 {
     for (const int lPort : {-1, 0, 1, 10, -2, 0x7FFFFFFF})
     {
@@ -81,8 +70,12 @@ TEST_F(IRegisterSerialPortTest, AsksForFeaturesWithoutANameForOtherPorts)
         const Calls lCalls = mDevice.TakeCalls();
         ASSERT_GE(lCalls.size(), 3U);
         EXPECT_EQ(lCalls[2], "IsRegisterFeatureAvailable()");
+        EXPECT_EQ(TakeLog(), Lines());
+        ExpectFailure(mEngine.Open(&mDevice, static_cast<KyDeviceSerial>(lPort)), KyResult::UNSUPPORTED,
+                      cOpen, cNotSupported);
+        EXPECT_FALSE(mEngine.IsOpened());
+        mDevice.TakeCalls();
     }
-    EXPECT_EQ(TakeLog(), Lines());
 }
 
 TEST_F(IRegisterSerialPortTest, OffersNoProtocolWithoutAConnectedDevice)
@@ -93,15 +86,6 @@ TEST_F(IRegisterSerialPortTest, OffersNoProtocolWithoutAConnectedDevice)
     EXPECT_FALSE(IRegisterSerialPort::IsProtocolSupported(&mDevice, KyDeviceSerialBulk0, "I2C"));
     EXPECT_EQ(mDevice.TakeCalls(), Calls{"IsConnected"});
     EXPECT_EQ(TakeLog(), (Lines{{PriorityError, cIsProtocol, cDisconnected}}));
-}
-
-TEST_F(IRegisterSerialPortTest, WorksOverEveryTransport)
-{
-    mDevice.SetAnswer(Slot::IsGigEVision, false);
-    mDevice.SetAnswer(Slot::IsAlternateTransport, true);
-    EXPECT_TRUE(IRegisterSerialPort::IsSupported(&mDevice, KyDeviceSerialBulk0));
-    EXPECT_THAT(Open(), IsOK());
-    EXPECT_THAT(mEngine.Close(), IsOK());
 }
 
 TEST_F(IRegisterSerialPortTest, OffersTheProtocolsOfTheDevicesBulkMode)
@@ -162,37 +146,17 @@ TEST_F(IRegisterSerialPortTest, LeavesASelectorAloneThatIsRightAlready)
                      "SetFeatureFromString(EventNotification, \"On\")"}}));
 }
 
-TEST_F(IRegisterSerialPortTest, LeavesANotificationAloneThatIsOnAlready)
+TEST_F(IRegisterSerialPortTest, PutsAnyEarlierNotificationBackAndLeavesOneAloneThatIsOnAlready)
 {
-    mDevice.SetText("EventNotification", "On");
-    EXPECT_THAT(Open(), IsOK());
-    EXPECT_THAT(mEngine.Close(), IsOK());
-    for (const std::string& lCall : mDevice.TakeCalls())
-    {
-        EXPECT_FALSE(lCall.starts_with("SetFeatureFromString(EventNotification")) << lCall;
-    }
-    EXPECT_EQ(mDevice.GetText("EventNotification"), "On");
-}
-
-TEST_F(IRegisterSerialPortTest, PutsAnyEarlierNotificationBack)
-{
-    for (const char* const lEarlier : {"Once", "Off"})
+    for (const std::string lEarlier : {"Once", "Off", "On"})
     {
         mDevice.SetText("EventNotification", lEarlier);
+        mDevice.TakeCalls();
         EXPECT_THAT(Open(), IsOK());
         EXPECT_THAT(mEngine.Close(), IsOK());
         EXPECT_EQ(mDevice.GetText("EventNotification"), lEarlier);
-    }
-}
-
-TEST_F(IRegisterSerialPortTest, OpensNoOtherPort)
-{
-    for (const int lPort : {-1, 0, 1, 10})
-    {
-        EXPECT_THAT(mEngine.Open(&mDevice, static_cast<KyDeviceSerial>(lPort)),
-                    IsResult(KyResult::UNSUPPORTED, cNotSupported));
-        EXPECT_EQ(TakeLog(), (Lines{{PriorityError, cOpen, cNotSupported}}));
-        EXPECT_FALSE(mEngine.IsOpened());
+        const auto lSet = testing::Contains(testing::StartsWith("SetFeatureFromString(EventNotification"));
+        EXPECT_EQ(testing::Value(mDevice.TakeCalls(), lSet), lEarlier != "On");
     }
 }
 
@@ -205,13 +169,10 @@ TEST_F(IRegisterSerialPortTest, ClosesWhenAFeatureVanishesAfterTheClaim)
     {
         SCOPED_TRACE(testing::Message() << GetSlotName(lSlot) << ' ' << lCall);
         mDevice.FailCall(lSlot, lCall);
-        EXPECT_THAT(Open(), IsResult(KyResult::UNSUPPORTED, cNotSupported));
+        ExpectFailure(Open(), KyResult::UNSUPPORTED, cOpen, cNotSupported);
         EXPECT_EQ(mAsserts.Take(), Broken({"0"}));
-        EXPECT_EQ(TakeLog(), (Lines{{PriorityError, cOpen, cNotSupported}}));
-        const Calls lCalls = mDevice.TakeCalls();
         const Calls lEnd = ReleaseFeatures(0);
-        ASSERT_GT(lCalls.size(), lEnd.size());
-        EXPECT_EQ(Calls(lCalls.end() - static_cast<ptrdiff_t>(lEnd.size()), lCalls.end()), lEnd);
+        EXPECT_EQ(Last(mDevice.TakeCalls(), lEnd.size()), lEnd);
         EXPECT_EQ(mDevice.GetCallCount(Slot::RegisterEventSink), 0);
         mDevice.StopFailing();
         ExpectClosed();

@@ -20,23 +20,6 @@ LogLine Sending(size_t aSize)
             "IRegisterSerialPort::Write sending " + std::to_string(aSize) + " bytes of data"};
 }
 
-// Bytes one after the other.
-Bytes Together(const std::vector<Bytes>& aParts)
-{
-    Bytes lAll;
-    for (const Bytes& lPart : aParts)
-    {
-        lAll.insert(lAll.end(), lPart.begin(), lPart.end());
-    }
-    return lAll;
-}
-
-Bytes Part(const Bytes& aBytes, size_t aFrom, size_t aLength)
-{
-    const auto lFrom = aBytes.begin() + static_cast<ptrdiff_t>(aFrom);
-    return {lFrom, lFrom + static_cast<ptrdiff_t>(aLength)};
-}
-
 // A word in network byte order, or as it stands in this machine's memory.
 Bytes Word(uint32_t aValue, bool aHostOrder)
 {
@@ -84,10 +67,7 @@ protected:
         Forget();
     }
 
-    KyResult Write(const Bytes& aBytes)
-    {
-        return mEngine.Write(aBytes.data(), static_cast<uint32_t>(aBytes.size()), mWritten);
-    }
+    KyResult Write(const Bytes& aBytes) { return WriteTo(mEngine, aBytes, mWritten); }
 
     // The messages that the device has got since the last call.
     std::vector<Bytes> TakeMessages() { return std::exchange(mMessages, {}); }
@@ -98,7 +78,7 @@ protected:
         IRegisterSerialPort lEngine(aSPI);
         ASSERT_THAT(lEngine.Open(&mDevice, KyDeviceSerialBulk0), IsOK());
         mDevice.SetLength(cDownstream, aLength);
-        EXPECT_THAT(lEngine.Write(aBytes.data(), static_cast<uint32_t>(aBytes.size()), mWritten), IsOK());
+        EXPECT_THAT(WriteTo(lEngine, aBytes, mWritten), IsOK());
         EXPECT_THAT(lEngine.Close(), IsOK());
         EXPECT_EQ(mWritten, aBytes.size());
     }

@@ -131,8 +131,7 @@ TEST_F(KyDeviceSerialPortTest, OpensBulk0WithRegistersAfterBothQuestions)
     EXPECT_THAT(Open(2), IsOK());
     const Calls lCalls = mDevice.TakeCalls();
     const Calls lQuestions = Join({cAskRegisters, AskSupport(0)});
-    ASSERT_GT(lCalls.size(), lQuestions.size());
-    EXPECT_EQ(Calls(lCalls.begin(), lCalls.begin() + static_cast<ptrdiff_t>(lQuestions.size())), lQuestions);
+    EXPECT_EQ(First(lCalls, lQuestions.size()), lQuestions);
     EXPECT_EQ(lCalls.back(), "WriteRegister(0xb898, 0x10c0)");
     mDevice.OnCall(Slot::WriteMemory, [this] { mDevice.SendEvent(0x9000, Words({0x800})); });
     EXPECT_THAT(mPort->Write(mBytes, 3, mCount), IsOK());
@@ -292,20 +291,11 @@ TEST_F(KyDeviceSerialPortTest, ForwardsTheReceiveSide)
     EXPECT_EQ(Bytes(mBytes, mBytes + mCount), (Bytes{1, 2}));
     EXPECT_THAT(mPort->FlushRxBuffer(), IsOK());
     EXPECT_EQ(GetReady(*mPort), 0U);
+    EXPECT_THAT(mPort->Close(), IsOK());
+    EXPECT_EQ(GetSize(), 10U);
+    ASSERT_THAT(Open(2), IsOK());
     EXPECT_EQ(mPort->Read(nullptr, 1, mCount, 0).GetCode(), KyResult::BAD_PARAMETER);
     EXPECT_EQ(mPort->Write(nullptr, 1, mCount).GetCode(), KyResult::BAD_PARAMETER);
-}
-
-TEST_F(KyDeviceSerialPortTest, ReadsAnEmptyBufferAfterClose)
-{
-    ASSERT_THAT(Open(0), IsOK());
-    mDevice.SendEvent(0x9000, Words({0x2, 1, 2, 3}));
-    EXPECT_EQ(GetReady(*mPort), 3U);
-    SetSize(50);
-    mDevice.SendEvent(0x9000, Words({0x2, 1, 2, 3}));
-    EXPECT_THAT(mPort->Close(), IsOK());
-    EXPECT_THAT(mPort->Read(mBytes, 4, mCount, 0), IsResult(KyResult::TIMED_OUT, ""));
-    EXPECT_EQ(GetSize(), 50U);
 }
 
 TEST_F(KyDeviceSerialPortTest, ReportsWhichPortsADeviceHas)
@@ -335,22 +325,6 @@ TEST_F(KyDeviceSerialPortTest, AsksForTheFeaturesOfBulk0BeforeItsRegisters)
     HideRegisters();
     EXPECT_FALSE(KyDeviceSerialPort::IsSupported(&mDevice, KyDeviceSerialBulk0));
     EXPECT_EQ(TakeLog(), Lines());
-}
-
-TEST_F(KyDeviceSerialPortTest, HasAndOpensNoPortsWithoutAConnectedDevice)
-{
-    mDevice.SetAnswer(Slot::IsConnected, false);
-    for (int lPort = -1; lPort <= 10; ++lPort)
-    {
-        EXPECT_FALSE(KyDeviceSerialPort::IsSupported(nullptr, static_cast<KyDeviceSerial>(lPort)));
-        EXPECT_FALSE(KyDeviceSerialPort::IsSupported(&mDevice, static_cast<KyDeviceSerial>(lPort)));
-        if (lPort >= 0 && lPort <= 9)
-        {
-            const uint32_t lCode = Open(lPort).GetCode();
-            EXPECT_EQ(lCode, lPort == 2 ? KyResult::UNSUPPORTED : KyResult::NO_CONNECTION) << lPort;
-        }
-    }
-    EXPECT_THAT(mDevice.TakeCalls(), testing::Each("IsConnected"));
 }
 
 TEST_F(KyDeviceSerialPortTest, FailsTheSameWhenNoPriorityIsEnabled)

@@ -1,14 +1,10 @@
 #include "KySerial/KySerialPortConfiguration.h"
-#include "Support/RecordingLogSink.h"
-#include "Support/ResultMatcher.h"
 
-#include <gtest/gtest.h>
+#include "KySerial/EngineTest.h"
 
 #include <cstddef>
 #include <limits>
-#include <string>
 #include <type_traits>
-#include <vector>
 
 using namespace KyTest;
 
@@ -21,26 +17,22 @@ constexpr char cBits[] = "Invalid number of bits per byte. 7 and 8 supported.";
 constexpr char cStop[] = "Invalid number of stop bits. 1 and 2 supported.";
 constexpr uint32_t cMax = std::numeric_limits<uint32_t>::max();
 
-class KySerialPortConfigurationTest : public testing::Test
+class KySerialPortConfigurationTest : public EngineTest
 {
 protected:
-    // Judges, and checks that nothing but this failure is in the log and that the object has not changed.
+    // Checks that nothing but this failure is in the log and that the object has not changed.
     void ExpectRefused(const KySerialPortConfiguration& aConfiguration, const char* aText)
     {
         const KySerialPortConfiguration lBefore(aConfiguration);
-        EXPECT_THAT(aConfiguration.IsValid(), IsResult(KyResult::BAD_PARAMETER, aText));
-        EXPECT_EQ(mLog.GetCategories(), std::vector<std::string>{"KySerialLib"});
-        ASSERT_EQ(mLog.GetFiles().size(), 1U);
-        EXPECT_TRUE(mLog.GetFiles()[0].ends_with("KySerialPortConfiguration")) << mLog.GetFiles()[0];
-        EXPECT_EQ(mLog.Take(), (std::vector<LogLine>{{JxUtilsLib::PriorityError,
-                                                      "KySerialPortConfiguration::IsValid", aText}}));
+        ExpectFailure(aConfiguration.IsValid(), KyResult::BAD_PARAMETER, "KySerialPortConfiguration::IsValid",
+                      aText, "KySerialPortConfiguration");
         ExpectSame(aConfiguration, lBefore);
     }
 
     void ExpectValid(const KySerialPortConfiguration& aConfiguration)
     {
         EXPECT_THAT(aConfiguration.IsValid(), IsOK());
-        EXPECT_EQ(mLog.Take(), std::vector<LogLine>());
+        EXPECT_EQ(TakeLog(), Lines());
     }
 
     static void ExpectSame(const KySerialPortConfiguration& aOne, const KySerialPortConfiguration& aOther)
@@ -50,8 +42,6 @@ protected:
         EXPECT_EQ(aOne.mBitsPerByte, aOther.mBitsPerByte);
         EXPECT_EQ(aOne.mStopBits, aOther.mStopBits);
     }
-
-    RecordingLogSink mLog;
 };
 
 TEST_F(KySerialPortConfigurationTest, StartsWith9600BaudNoParity8DataBits1StopBit)
@@ -77,11 +67,13 @@ TEST_F(KySerialPortConfigurationTest, IsFourWordsInOrderWithoutVirtualFunctions)
 TEST_F(KySerialPortConfigurationTest, TakesAnyValuesWithoutComplaint)
 {
     const KySerialPortConfiguration lConfiguration(0, static_cast<KyParity>(-1), 0, 0);
-    EXPECT_EQ(mLog.Take(), std::vector<LogLine>());
-    EXPECT_EQ(lConfiguration.mBaudRate, 0U);
-    EXPECT_EQ(static_cast<int>(lConfiguration.mParity), -1);
-    EXPECT_EQ(lConfiguration.mBitsPerByte, 0U);
-    EXPECT_EQ(lConfiguration.mStopBits, 0U);
+    EXPECT_EQ(TakeLog(), Lines());
+    KySerialPortConfiguration lAssigned;
+    lAssigned.mBaudRate = 0;
+    lAssigned.mParity = static_cast<KyParity>(-1);
+    lAssigned.mBitsPerByte = 0;
+    lAssigned.mStopBits = 0;
+    ExpectSame(lConfiguration, lAssigned);
     ExpectRefused(lConfiguration, cSpeed);
 }
 
@@ -151,10 +143,10 @@ TEST_F(KySerialPortConfigurationTest, MadeInvalidKeepsDataAndStopBitsAndFailsFor
 
 TEST_F(KySerialPortConfigurationTest, DescribesAFailureThatNoPriorityLogs)
 {
-    JxUtilsLib::Logger::SetPriority(static_cast<JxUtilsLib::PriorityLevel>(JxUtilsLib::PriorityFatal + 1));
+    DisableEveryPriority();
     EXPECT_THAT(KySerialPortConfiguration(0, KyParityNone, 8, 1).IsValid(),
                 IsResult(KyResult::BAD_PARAMETER, cSpeed));
-    EXPECT_EQ(mLog.Take(), std::vector<LogLine>());
+    EXPECT_EQ(TakeLog(), Lines());
 }
 
 } // namespace

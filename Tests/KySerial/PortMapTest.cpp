@@ -1,10 +1,7 @@
 #include "KySerial/EngineTest.h"
 #include "Support/VirtualSlot.h"
 
-#include <atomic>
-#include <cstdio>
 #include <future>
-#include <thread>
 
 using namespace KyTest;
 using namespace KySerialLib;
@@ -176,32 +173,6 @@ TEST_F(PortMapTest, FollowsADeviceWhoseIdentifierChanges)
     EXPECT_FALSE(mMap.Unlock(&mDevice, KyDeviceSerialBulk0));
     mDevice.StopFailing();
     EXPECT_TRUE(mMap.Unlock(&mDevice, KyDeviceSerialBulk0));
-}
-
-TEST_F(PortMapTest, LetsExactlyOneOfManyThreadsIn)
-{
-    std::atomic<int> lOwners = 0;
-    std::atomic<int> lMost = 0;
-    std::atomic<int> lClaims = 0;
-    const auto lRun = [&]
-    {
-        for (int lIndex = 0; lIndex < 300; ++lIndex)
-        {
-            if (mMap.Lock(&mDevice, KyDeviceSerialUart1))
-            {
-                lMost = std::max(lMost.load(), ++lOwners);
-                ++lClaims;
-                --lOwners;
-                EXPECT_TRUE(mMap.Unlock(&mDevice, KyDeviceSerialUart1));
-            }
-        }
-    };
-    std::thread lOne(lRun);
-    std::thread lOther(lRun);
-    lOne.join();
-    lOther.join();
-    EXPECT_EQ(lMost, 1);
-    EXPECT_GE(lClaims, 1);
 }
 
 // Two claims of one device must not both look, then both take: identifying it belongs to the step.

@@ -114,11 +114,9 @@ TEST_P(PortStressTest, LosesNothingWhileTheReaderKeepsUp)
                 const auto lByte = [&](uint32_t aIndex) { return (lSent + aIndex) & 0xFF; };
                 if (GetParam() == KyDeviceSerialBulk3)
                 {
-                    mDevice.SetContent(cUpstreamBuffer,
-                                       {static_cast<uint8_t>(lByte(0)), static_cast<uint8_t>(lByte(1)),
-                                        static_cast<uint8_t>(lByte(2)), static_cast<uint8_t>(lByte(3))});
-                    mDevice.SetInteger("EventBulk3UpstreamDataLength", 4);
-                    mDevice.Invalidate(cUpstreamBuffer);
+                    SendUpstream(mDevice, 3,
+                                 {static_cast<uint8_t>(lByte(0)), static_cast<uint8_t>(lByte(1)),
+                                  static_cast<uint8_t>(lByte(2)), static_cast<uint8_t>(lByte(3))});
                 }
                 else if (GetParam() == KyDeviceSerialBulk0)
                 {

@@ -77,21 +77,18 @@ protected:
 TEST_P(ReceiveLockTest, NoCallOfTheAdapterIsMadeUnderTheLock)
 {
     WatchCalls();
-    const auto lConfirm = [this] { mDevice.SendEvent(0x9000, Words({0x801})); };
-    mDevice.OnCall(Slot::WriteRegister, lConfirm);
-    mDevice.OnCall(Slot::WriteMemory, lConfirm);
+    OnPiece([this] { Confirm(); });
     Offer({1, 2, 3});
     ASSERT_THAT(Open(), IsOK());
     const int lCallsOfOpen = mCalls;
-    uint32_t lWritten = 0;
-    EXPECT_THAT(mEngine->Write(Count(3).data(), 3, lWritten), IsOK());
+    EXPECT_THAT(Write(Count(3)), IsOK());
     Notify();
     EXPECT_EQ(GetReady(*mEngine), 3U);
     mDevice.SetRegister(0xB84C, 0x00010042); // the byte that a UART collects after a failed write
     for (int lIndex = 0; lIndex < 5; ++lIndex)
     {
         mDevice.FailCall(GetParam() == EngineKind::Uart ? Slot::WriteRegister : Slot::WriteMemory, 1);
-        static_cast<void>(mEngine->Write(Count(1).data(), 1, lWritten)); // ignored: only its calls count
+        static_cast<void>(Write(Count(1))); // ignored: only its calls count
     }
     EXPECT_THAT(mEngine->Close(), IsOK());
     EXPECT_GT(mCalls, lCallsOfOpen + 10);
@@ -119,16 +116,10 @@ TEST_P(WriterTest, AWriterIsWokenWhenTheBytesOfTheSameEventAreStored)
     ASSERT_THAT(Open(), IsOK());
     const Bytes lEvent = GetParam() == EngineKind::Uart ? Words({0x3, 0x41}) : Words({0x900, 0x41});
     std::thread lEvents;
-    mDevice.OnCall(GetParam() == EngineKind::Uart ? Slot::WriteRegister : Slot::WriteMemory,
-                   [&] { lEvents = std::thread([&] { mDevice.SendEvent(0x9000, lEvent); }); });
+    OnPiece([&] { lEvents = std::thread([&] { mDevice.SendEvent(0x9000, lEvent); }); });
     // While the event thread cannot store the bytes, the writer must not hear of the rest of the event.
     mEngine->LockRx();
-    auto lWrite = std::async(std::launch::async,
-                             [&]
-                             {
-                                 uint32_t lWritten = 0;
-                                 return mEngine->Write(Count(1).data(), 1, lWritten).IsOK();
-                             });
+    auto lWrite = std::async(std::launch::async, [this] { return Write(Count(1)).IsOK(); });
     const bool lIsDone = lWrite.wait_for(milliseconds(100)) == std::future_status::ready;
     mEngine->UnlockRx();
     const bool lIsWritten = lWrite.get(); // not, when the machine was busy for longer than a writer waits

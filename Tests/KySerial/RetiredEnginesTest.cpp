@@ -5,6 +5,7 @@
 #include "Support/AllocationCounter.h"
 #include "Support/QuietSink.h"
 #include "Support/ResultMatcher.h"
+#include "Support/ScriptedAdapter.h"
 #include "Tests/Fuzz/PlainAdapter.h"
 
 #include <gtest/gtest.h>
@@ -189,36 +190,21 @@ TEST_F(RetiredEnginesTest, EngineThatASecondOpenReplacesAsksItsCameraNothingAtEv
 
 TEST_F(RetiredEnginesTest, EngineMayRetireWhileItTakesAnEvent)
 {
-    // A camera that is read for an event, and whose reader drops the port in the meantime.
-    class BusyCamera final : public KyTest::PlainAdapter
-    {
-    public:
-        KyResult GetIntegerValue(const KyString& /*aName*/, int64_t& aValue) override
-        {
-            aValue = 4;
-            return KyResult(KyResult::OK);
-        }
-        KyResult GetRegisterLength(const KyString& /*aName*/, int64_t& aLength) override
-        {
-            aLength = 4;
-            return KyResult(KyResult::OK);
-        }
-        KyResult GetRegisterData(const KyString& /*aName*/, uint8_t* aBuffer, int64_t aLength) override
-        {
-            mEngine->Retire();
-            mEngine->ReleaseBuffers();
-            std::fill_n(aBuffer, aLength, uint8_t{7}); // the engine's buffer has to be there still
-            return KyResult(KyResult::OK);
-        }
-        KySerialLib::IRegisterSerialPort* mEngine = nullptr;
-    };
-    BusyCamera lCamera;
+    constexpr char cBuffer[] = "EventBulk1UpstreamDataBuffer";
+    KyTest::ScriptedAdapter lCamera;
+    lCamera.SetContent(cBuffer, KyTest::Bytes(4, 7));
+    lCamera.SetInteger("EventBulk1UpstreamDataLength", 4);
     auto lEngine = std::make_unique<KySerialLib::IRegisterSerialPort>(false);
-    lCamera.mEngine = lEngine.get();
+    // The reader drops the port in the middle of an event, whose bytes still have to have a place.
+    lCamera.OnCall(KyTest::Slot::GetRegisterData,
+                   [&]
+                   {
+                       lEngine->Retire();
+                       lEngine->ReleaseBuffers();
+                   });
     ASSERT_THAT(lEngine->Open(&lCamera, KyDeviceSerialBulk1), IsOK());
-    const KyString lName("EventBulk1UpstreamDataBuffer");
-    lCamera.Invalidate(&lName);
-    lCamera.Invalidate(&lName);
+    lCamera.Invalidate(cBuffer);
+    lCamera.Invalidate(cBuffer);
     uint32_t lReady = 99;
     EXPECT_THAT(lEngine->GetRxBytesReady(lReady), IsOK());
     EXPECT_EQ(lReady, 0U);

@@ -190,23 +190,21 @@ TEST_F(SerialPortIPEngineTest, WritesNothingForNoBytes)
     EXPECT_EQ(TakeLogOf("SerialPortIPEngine"), (Lines{{PriorityInfo, cWrite, "Writing 0 bytes of data"}}));
 }
 
-TEST_F(SerialPortIPEngineTest, WritesOneRegisterForEachByte)
+TEST_F(SerialPortIPEngineTest, WritesTheRegisterOfItsUartForEachByte)
 {
-    Open();
-    ConfirmWrites(0x1);
-    EXPECT_THAT(Write({0x41, 0x00, 0xFF}), IsOK());
-    EXPECT_EQ(mWritten, 3U);
-    EXPECT_EQ(mDevice.TakeCalls(), (Calls{"IsConnected", "WriteRegister(0xb84c, 0x41)",
-                                          "WriteRegister(0xb84c, 0x0)", "WriteRegister(0xb84c, 0xff)"}));
-    EXPECT_EQ(TakeLog(), (Lines{{PriorityInfo, cWrite, "Writing 3 bytes of data"}}));
-}
-
-TEST_F(SerialPortIPEngineTest, WritesToTheRegisterOfUart1)
-{
-    Open(KyDeviceSerialUart1);
-    ConfirmWrites(0x4);
-    EXPECT_THAT(Write({0x80}), IsOK());
-    EXPECT_EQ(mDevice.TakeCalls(), (Calls{"IsConnected", "WriteRegister(0xb850, 0x80)"}));
+    ConfirmWrites(0x5); // of either UART
+    for (const auto& [lPort, lRegister] :
+         {std::pair(KyDeviceSerialUart0, "0xb84c"), std::pair(KyDeviceSerialUart1, "0xb850")})
+    {
+        const std::string lWrite = std::string("WriteRegister(") + lRegister;
+        Open(lPort);
+        EXPECT_THAT(Write({0x41, 0x00, 0xFF}), IsOK());
+        EXPECT_EQ(mWritten, 3U);
+        EXPECT_EQ(mDevice.TakeCalls(),
+                  (Calls{"IsConnected", lWrite + ", 0x41)", lWrite + ", 0x0)", lWrite + ", 0xff)"}));
+        EXPECT_EQ(TakeLog(), (Lines{{PriorityInfo, cWrite, "Writing 3 bytes of data"}}));
+        EXPECT_THAT(mEngine.Close(), IsOK());
+    }
 }
 
 TEST_F(SerialPortIPEngineTest, StopsAtAByteThatTheDeviceRefuses)
@@ -233,6 +231,10 @@ TEST_F(SerialPortIPEngineTest, StopsAtAByteThatTheDeviceDoesNotConfirm)
     const char* const lText = "Failed while waiting for the event from the device after writing byte 0.";
     EXPECT_GE(TimeOf([&] { EXPECT_THAT(Write(Count(2)), IsResult(KyResult::FAILURE, lText)); }),
               std::chrono::milliseconds(1019));
+    EXPECT_TRUE(TakesLessThan(std::chrono::milliseconds(1700),
+                              [&] { EXPECT_EQ(Write(Count(1)).GetCode(), KyResult::FAILURE); }));
+    Forget();
+    EXPECT_EQ(Write(Count(2)).GetDescription(), lText);
     EXPECT_EQ(mWritten, 1U); // the byte is in the device's hands
     EXPECT_EQ(TakeLog(),
               (Lines{{PriorityInfo, cWrite, "Writing 2 bytes of data"}, {PriorityError, cWrite, lText}}));

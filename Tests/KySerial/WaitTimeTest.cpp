@@ -31,13 +31,6 @@ protected:
     SerialPortIPEngine mEngine;
 };
 
-TEST_F(UartWaitTest, WaitsALittleMoreThanASecondForTheInterruptOfAByte)
-{
-    const auto lWrite = [this] { WriteInVain(); };
-    EXPECT_GE(TimeOf(lWrite), milliseconds(1019));
-    EXPECT_TRUE(TakesLessThan(milliseconds(1700), lWrite));
-}
-
 TEST_F(UartWaitTest, LooksForReceivedBytesAfterAByteThatWasNotConfirmed)
 {
     mDevice.SetRegister(0xB84C, 0x00010044);
@@ -123,12 +116,6 @@ TEST_F(BulkWaitTest, WaitsAfterTheLastChunkForTheTimeOfThatChunk)
     EXPECT_GE(TimeOf([this] { WriteInVain(2256, 1); }), milliseconds(615)); // 208 ms for 2000 bytes
     SetTransfer(true);
     EXPECT_TRUE(TakesLessThan(milliseconds(280), [this] { WriteInVain(257, 1); }));
-}
-
-TEST_F(BulkWaitTest, DoesNotWaitWhenNothingWasSent)
-{
-    Open(cUart);
-    EXPECT_TRUE(TakesLessThan(milliseconds(100), [this] { WriteInVain(0, 0); }));
 }
 
 } // namespace
