@@ -2,14 +2,10 @@
 
 #include "Support/AllocationCounter.h"
 
-#include "BridgeCOM.h"
-#include "KySerial/BridgeFixture.h"
-#include "KySerial/KySerialBridge.h"
 #include "Support/ForEachNth.h"
 #include "Support/QuietSink.h"
 #include "Support/ThreadCount.h"
-#include "Support/WaitFor.h"
-#include "Tests/Support/HostLinkTest.h"
+#include "Tests/Host/BridgeCOMFixture.h"
 
 using namespace KyTest;
 
@@ -18,16 +14,9 @@ namespace
 
 constexpr char cOutOfMemory[] = "Out of memory.";
 
-class BridgeCOMAllocationTest : public HostLinkTest<testing::Test>
+class BridgeCOMAllocationTest : public BridgeCOMLifeTest
 {
 protected:
-    void SetUp() override
-    {
-        HostLinkTest::SetUp();
-        mDevice.SetRecording(false);
-        AddBulkPort(mDevice);
-    }
-
     // What an operation gave back; adds to the failures for want of memory.
     void Note(const KyResult& aResult)
     {
@@ -36,8 +25,6 @@ protected:
     }
 
     QuietSink mSink;
-    AssertRecorder mAsserts;
-    ScriptedAdapter mDevice;
     int mFailures = 0;
 };
 
@@ -79,7 +66,7 @@ TEST_F(BridgeCOMAllocationTest, RelaysOnWhateverAllocationOfItsThreadsFailed)
         [this](int aNth, int& aCount)
         {
             KySerialBridge lBridge;
-            ASSERT_THAT(lBridge.Start(mLink->GetName().c_str(), {}, &mDevice, KyDeviceSerialBulk1), IsOK());
+            ASSERT_THAT(Start(lBridge), IsOK());
             const OtherThreadsAllocations lCounter(aNth);
             SendUpstream(mDevice, "up");
             EXPECT_EQ(mLink->Read(2), "up");

@@ -1,14 +1,9 @@
 // The bridge to a host port: every call into the system refused once, while it opens the port and in its
 // whole life.
 
-#include "BridgeCOM.h"
-#include "JxUtilsLib/Thread.h"
-#include "KySerial/BridgeFixture.h"
-#include "KySerial/KySerialBridge.h"
 #include "Support/ForEachNth.h"
 #include "Support/ThreadCount.h"
-#include "Support/WaitFor.h"
-#include "Tests/Support/HostLinkTest.h"
+#include "Tests/Host/BridgeCOMFixture.h"
 #include "Tests/Host/RelaysBothWays.h"
 #include "Tests/KyPlatform/FailingSystem.h"
 
@@ -20,20 +15,9 @@ using KySerialLib::BridgeCOM;
 namespace
 {
 
-class BridgeCOMFaultTest : public HostLinkTest<testing::Test>
+class BridgeCOMFaultTest : public BridgeCOMLifeTest
 {
 protected:
-    void SetUp() override
-    {
-        HostLinkTest::SetUp();
-        if (!HasLink())
-        {
-            return;
-        }
-        mDevice.SetRecording(false);
-        AddBulkPort(mDevice);
-    }
-
     // Everything that calls the system: bytes both ways, other settings, a recovery. Bytes may be lost.
     void Use(KySerialBridge& aBridge)
     {
@@ -49,8 +33,6 @@ protected:
     }
 
     RecordingLogSink mLog{PriorityFatal};
-    AssertRecorder mAsserts; // calls that cannot fail do
-    ScriptedAdapter mDevice;
     int mStarts = 0;
     int mFailed = 0;
 };
@@ -83,7 +65,7 @@ TEST_F(BridgeCOMFaultTest, GoesOnAfterEachRefusalOfTheSystem)
 {
     {
         KySerialBridge lFirst; // the thread sanitizer adds a thread of its own to the first
-        ASSERT_THAT(lFirst.Start(mLink->GetName().c_str(), {}, &mDevice, KyDeviceSerialBulk1), IsOK());
+        ASSERT_THAT(Start(lFirst), IsOK());
     }
     const size_t lThreads = CountThreadsAtFirst();
     ForEachNth(
@@ -91,7 +73,7 @@ TEST_F(BridgeCOMFaultTest, GoesOnAfterEachRefusalOfTheSystem)
         {
             const FailingSystem lSystem(aNth);
             KySerialBridge lBridge;
-            if (lBridge.Start(mLink->GetName().c_str(), {}, &mDevice, KyDeviceSerialBulk1).IsOK())
+            if (Start(lBridge).IsOK())
             {
                 ++mStarts;
                 Use(lBridge);
@@ -111,35 +93,10 @@ TEST_F(BridgeCOMFaultTest, GoesOnAfterEachRefusalOfTheSystem)
     EXPECT_GT(mFailed, 5);
 }
 
-TEST_F(BridgeCOMFaultTest, LogsTheRefusalOfBytesForAPortThatHasVanished)
-{
-    if (!HostLink::CanComeBack())
-    {
-        GTEST_SKIP() << "a port of this system that has vanished does not refuse bytes";
-    }
-    JxUtilsLib::Logger::SetPriority(PriorityError);
-    KySerialBridge lBridge;
-    ASSERT_THAT(lBridge.Start(mLink->GetName().c_str(), {}, &mDevice, KyDeviceSerialBulk1), IsOK());
-    mLink->Vanish();
-    mDevice.SetInteger("EventBulk1UpstreamDataLength", 4);
-    bool lFound = false;
-    for (int lTry = 0; lTry < 6000 && !lFound; ++lTry)
-    {
-        mDevice.Invalidate("EventBulk1UpstreamDataBuffer");
-        JxUtilsLib::Thread::Sleep(10);
-        for (const LogLine& lLine : mLog.Take())
-        {
-            lFound = lFound || lLine.mMessage.starts_with("WriteFile failure: 0x");
-        }
-    }
-    EXPECT_TRUE(lFound);
-    EXPECT_THAT(lBridge.Stop(), IsOK());
-}
-
 TEST_F(BridgeCOMFaultTest, RefusesTheOtherKindsOperation)
 {
     KySerialBridge lBridge;
-    ASSERT_THAT(lBridge.Start(mLink->GetName().c_str(), {}, &mDevice, KyDeviceSerialBulk1), IsOK());
+    ASSERT_THAT(Start(lBridge), IsOK());
     EXPECT_THAT(lBridge.SetHardCodedBaudRate(9600),
                 IsResult(KyResult::WRONG_STATE,
                          "Cannot set hard coded baud rate if the bridge is not in Camera Link DLL mode."));

@@ -4,6 +4,7 @@
 
 #include "JxUtilsLib/Thread.h"
 #include "KySerial/BridgeFixture.h"
+#include "KySerial/KySerialBridge.h"
 #include "Tests/Support/HostLinkTest.h"
 #include "Tests/Support/WaitFor.h"
 
@@ -53,6 +54,25 @@ protected:
 
     std::optional<KySerialLib::BridgeCOM> mBridge{std::in_place};
     bool mFound = false;
+};
+
+/// Whole lives of bridges from a scripted device's bulk port 1 to a host port.
+class BridgeCOMLifeTest : public HostLinkTest<testing::Test>
+{
+protected:
+    void SetUp() override
+    {
+        HostLinkTest::SetUp();
+        mDevice.SetRecording(false);
+        AddBulkPort(mDevice);
+    }
+    KyResult Start(KySerialBridge& aBridge)
+    {
+        return aBridge.Start(mLink->GetName().c_str(), {}, &mDevice, KyDeviceSerialBulk1);
+    }
+
+    AssertRecorder mAsserts; // calls that cannot fail do
+    ScriptedAdapter mDevice;
 };
 
 } // namespace KyTest

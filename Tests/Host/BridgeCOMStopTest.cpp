@@ -2,10 +2,8 @@
 
 #include "Support/ProcessorTime.h"
 #include "Support/QuickStop.h"
+#include "Support/Repeater.h"
 #include "Tests/Host/BridgeCOMFixture.h"
-
-#include <atomic>
-#include <thread>
 
 using namespace KyTest;
 using JxUtilsLib::Thread;
@@ -23,83 +21,70 @@ protected:
         OpenDevice(aPort);
         Start();
     }
-    void Stop() { mBridge.reset(); }
+    // Expects that a bridge which runs, and is then prepared like this, stops at once.
+    template<typename Prepare>
+    void ExpectQuickStopAfter(const Prepare& aPrepare, KyDeviceSerial aPort = KyDeviceSerialBulk1)
+    {
+        ExpectQuickStop(
+            [&]
+            {
+                StartAnew(aPort);
+                aPrepare();
+            },
+            [this] { mBridge.reset(); });
+    }
 };
 
 TEST_F(BridgeCOMStopTest, AnIdleBridgeStopsAtOnce)
 {
-    ExpectQuickStop(
-        [this]
-        {
-            StartAnew();
-            Thread::Sleep(30);
-        },
-        [this] { Stop(); });
+    ExpectQuickStopAfter([] { Thread::Sleep(30); });
     EXPECT_EQ(mDevice.GetText("Bulk1BaudRate"), "SavedBaudRate");
     EXPECT_TRUE(mDevice.GetSinks().empty());
 }
 
 TEST_F(BridgeCOMStopTest, ABridgeThatCannotWriteToTheHostStopsAtOnce)
 {
-    ExpectQuickStop(
+    ExpectQuickStopAfter(
         [this]
         {
-            StartAnew();
             for (int lIndex = 0; lIndex < 100; ++lIndex)
             {
                 SendFromDevice(std::string(512, 'x')); // more than the way to the host holds
             }
             Thread::Sleep(30);
-        },
-        [this] { Stop(); });
+        });
 }
 
 TEST_F(BridgeCOMStopTest, ABusyBridgeStopsAtOnce)
 {
-    std::atomic<bool> lEnd{false};
-    std::thread lDevice(
-        [&]
-        {
-            while (!lEnd)
-            {
-                SendFromDevice(std::string(100, 'd'));
-                Thread::Sleep(1);
-            }
-        });
-    std::thread lHost(
-        [&]
-        {
-            while (!lEnd)
-            {
-                mLink->Write("h");
-                static_cast<void>(mLink->Read(1000, 0));
-                Thread::Sleep(1);
-            }
-        });
-    ExpectQuickStop(
+    const Repeater lDevice(
         [this]
         {
-            StartAnew();
-            EXPECT_TRUE(WaitFor([this] { return mBridge->GetBytesReceivedFromDevice() > 0; }));
-        },
-        [this] { Stop(); });
-    lEnd = true;
-    lDevice.join();
-    lHost.join();
+            SendFromDevice(std::string(100, 'd'));
+            Thread::Sleep(1);
+        });
+    const Repeater lHost(
+        [this]
+        {
+            mLink->Write("h");
+            static_cast<void>(mLink->Read(1000, 0));
+            Thread::Sleep(1);
+        });
+    ExpectQuickStopAfter(
+        [this] { EXPECT_TRUE(WaitFor([this] { return mBridge->GetBytesReceivedFromDevice() > 0; })); });
 }
 
 // The block that waits for the device's line would take seconds.
 TEST_F(BridgeCOMStopTest, ABridgeToASlowLineStopsAtOnce)
 {
     MakeUartSlow(mDevice);
-    ExpectQuickStop(
+    ExpectQuickStopAfter(
         [this]
         {
-            StartAnew(KyDeviceSerialUart0);
             EXPECT_EQ(mLink->Write(std::string(3000, 'h')), 3000U);
             EXPECT_TRUE(WaitFor([this] { return mBridge->GetBytesSentToDevice() > 0; }));
         },
-        [this] { Stop(); });
+        KyDeviceSerialUart0);
     mDevice.OnCall(Slot::WriteRegister, {});
 }
 
@@ -113,7 +98,7 @@ TEST_F(BridgeCOMStopTest, AVanishedHostPortCostsLittleAndDoesNotHoldTheStopUp)
     Thread::Sleep(200);
     uint64_t lCost = 0;
     EXPECT_TRUE(CostsLessThanOnePercent(lCost)) << lCost << " ms in the last span";
-    Stop();
+    mBridge.reset();
     if (!HostLink::CanComeBack())
     {
         return; // one stop alone is no measure on a busy machine, and there is no second one
@@ -126,7 +111,7 @@ TEST_F(BridgeCOMStopTest, AVanishedHostPortCostsLittleAndDoesNotHoldTheStopUp)
             mLink->Vanish();
             Thread::Sleep(30);
         },
-        [this] { Stop(); });
+        [this] { mBridge.reset(); });
 }
 
 } // namespace

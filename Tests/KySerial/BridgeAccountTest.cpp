@@ -3,16 +3,9 @@
 #include "KySerial/BridgeCLDLLFixture.h"
 
 using namespace KyTest;
-using KySerialLib::BridgeWay;
 
 namespace
 {
-
-uint64_t OnTheirWay(const KySerialBridgeFlow& aFlow)
-{
-    return aFlow.mTaken - aFlow.mDelivered - aFlow.mOverrun - aFlow.mCleared - aFlow.mRefused -
-           aFlow.mCutOff - aFlow.mAway;
-}
 
 class BridgeAccountTest : public BridgeFixture
 {
@@ -22,8 +15,7 @@ protected:
         AddBulkPort(mDevice);
         Open(KyDeviceSerialBulk1);
     }
-    KySerialBridgeFlow FromDevice() { return mBridge->GetFlow(BridgeWay::FromDevice); }
-    KySerialBridgeFlow ToDevice() { return mBridge->GetFlow(BridgeWay::ToDevice); }
+    void Arrive(size_t aCount) { SendUpstream(mDevice, std::string(aCount, 'd')); }
     // Takes what the port has, as the thread that relays does.
     uint32_t Read()
     {
@@ -37,30 +29,27 @@ protected:
 
 TEST_F(BridgeAccountTest, ReceivedBytesAreOnTheirWayUntilTheHostHasThem)
 {
-    SendUpstream(mDevice, std::string(300, 'd'));
-    EXPECT_EQ(FromDevice().mTaken, 300U);
-    EXPECT_EQ(OnTheirWay(FromDevice()), 300U);
+    Arrive(300);
+    EXPECT_EQ(FromDevice(), "300 taken");
     EXPECT_EQ(mBridge->CountDelivery(Read(), 300), 0U);
-    EXPECT_EQ(FromDevice().mDelivered, 300U);
-    EXPECT_EQ(OnTheirWay(FromDevice()), 0U);
+    EXPECT_EQ(FromDevice(), "300 taken, 300 delivered");
 }
 
 TEST_F(BridgeAccountTest, BytesThatTheHostDoesNotTakeAreRefused)
 {
-    SendUpstream(mDevice, std::string(300, 'd'));
+    Arrive(300);
     EXPECT_EQ(mBridge->CountDelivery(Read(), 120), 0U);
-    EXPECT_EQ(FromDevice().mRefused, 180U);
-    EXPECT_EQ(OnTheirWay(FromDevice()), 0U);
+    EXPECT_EQ(FromDevice(), "300 taken, 120 delivered, 180 refused");
     EXPECT_EQ(mBridge->GetTransferErrors(), 0U);
 }
 
 TEST_F(BridgeAccountTest, BytesThatAStopKeepsFromTheHostAreCutOff)
 {
-    SendUpstream(mDevice, std::string(300, 'd'));
+    Arrive(300);
     const uint32_t lRead = Read();
     mBridge->StopThreads();
     EXPECT_EQ(mBridge->CountDelivery(lRead, 120), 180U);
-    EXPECT_EQ(FromDevice().mCutOff, 180U);
+    EXPECT_EQ(FromDevice(), "300 taken, 120 delivered, 180 cut off");
     EXPECT_EQ(mBridge->GetTransferErrors(), 1U);
 }
 
@@ -68,31 +57,29 @@ TEST_F(BridgeAccountTest, BytesThatGiveWayToNewerOnesAreAnOverrun)
 {
     for (int lEvent = 0; lEvent < 150; ++lEvent)
     {
-        SendUpstream(mDevice, std::string(512, 'd'));
+        Arrive(512);
     }
-    EXPECT_EQ(FromDevice().mTaken, 150U * 512);
-    EXPECT_EQ(FromDevice().mOverrun, 150U * 512 - 65535);
+    EXPECT_EQ(FromDevice(), "76800 taken, 11265 overrun");
     EXPECT_EQ(mBridge->CountDelivery(Read(), 65535), 0U);
-    EXPECT_EQ(OnTheirWay(FromDevice()), 0U);
+    EXPECT_EQ(FromDevice(), "76800 taken, 65535 delivered, 11265 overrun");
 }
 
 TEST_F(BridgeAccountTest, BytesThatRecoverDropsAreCleared)
 {
-    for (uint64_t lTurn = 1; lTurn <= 2; ++lTurn)
+    for (const char* lFlow : {"300 taken, 300 cleared", "600 taken, 600 cleared"})
     {
-        SendUpstream(mDevice, std::string(300, 'd'));
+        Arrive(300);
         EXPECT_THAT(mBridge->Recover(), IsOK());
-        EXPECT_EQ(FromDevice().mCleared, 300 * lTurn);
-        EXPECT_EQ(OnTheirWay(FromDevice()), 0U);
+        EXPECT_EQ(FromDevice(), lFlow);
     }
 }
 
 TEST_F(BridgeAccountTest, BytesOfADeviceThatIsAwayStayOnTheirWay)
 {
-    SendUpstream(mDevice, std::string(300, 'd'));
+    Arrive(300);
     mDevice.SetAnswer(Slot::IsConnected, false);
     EXPECT_THAT(mBridge->Recover(), IsOK()); // cannot close the port
-    EXPECT_EQ(OnTheirWay(FromDevice()), 300U);
+    EXPECT_EQ(FromDevice(), "300 taken");
     EXPECT_EQ(Read(), 300U);
     mDevice.SetAnswer(Slot::IsConnected, true);
 }
@@ -100,12 +87,12 @@ TEST_F(BridgeAccountTest, BytesOfADeviceThatIsAwayStayOnTheirWay)
 TEST_F(BridgeAccountTest, BytesThatTheDeviceRefusesAreCounted)
 {
     JxUtilsLib::Logger::SetPriority(PriorityFatal);
-    const Bytes lBlock = Count(1500);
     mDevice.FailCall(Slot::SetRegisterData, 2); // of three messages
-    EXPECT_FALSE(mBridge->WriteToDevice(lBlock.data(), 1500));
-    EXPECT_EQ(ToDevice().mTaken, 1500U);
-    EXPECT_EQ(ToDevice().mDelivered, 512U);
-    EXPECT_EQ(ToDevice().mRefused, 988U);
+    EXPECT_FALSE(WriteBlock(*mBridge, Count(1500)));
+    EXPECT_EQ(ToDevice(), "1500 taken, 512 delivered, 988 refused");
+    EXPECT_EQ(mBridge->GetBytesSentToDevice(), 512U);
+    EXPECT_TRUE(WriteBlock(*mBridge, Count(100)));
+    EXPECT_EQ(mBridge->GetBytesSentToDevice(), 612U);
 }
 
 TEST_F(BridgeAccountTest, BytesThatWaitAtTheEndAreCutOff)
@@ -117,7 +104,7 @@ TEST_F(BridgeAccountTest, BytesThatWaitAtTheEndAreCutOff)
         mBridge.emplace();
         Open(KyDeviceSerialBulk1);
         mBridge->SetFinalFlows(&lToDevice, &lFromDevice);
-        SendUpstream(mDevice, std::string(300, 'd'));
+        Arrive(300);
         mBridge->StopThreads();
         mDevice.SetAnswer(Slot::IsConnected, lConnected); // a port that is away cannot be closed
         TakeLog();
@@ -127,30 +114,29 @@ TEST_F(BridgeAccountTest, BytesThatWaitAtTheEndAreCutOff)
             testing::Contains(testing::Field(
                 &LogLine::mMessage,
                 "The stop cut off 0 of 0 bytes to the device and 300 of 300 bytes from the device.")));
-        EXPECT_EQ(lFromDevice.mCutOff, 300U);
-        EXPECT_EQ(OnTheirWay(lFromDevice), 0U);
+        EXPECT_EQ(Describe(lFromDevice), "300 taken, 300 cut off");
     }
     mDevice.SetAnswer(Slot::IsConnected, true);
 }
 
 TEST_F(BridgeAccountTest, BytesOnTheirWayAtAResetBelongToTheTimeAfterIt)
 {
-    SendUpstream(mDevice, std::string(300, 'd'));
+    Arrive(300);
     EXPECT_EQ(mBridge->CountDelivery(Read(), 300), 0U);
-    SendUpstream(mDevice, std::string(20, 'd'));
+    Arrive(20);
     mBridge->ResetStatistics();
-    EXPECT_EQ(FromDevice().mTaken, 20U);
-    EXPECT_EQ(FromDevice().mDelivered, 0U);
+    EXPECT_EQ(FromDevice(), "20 taken");
     EXPECT_EQ(mBridge->CountDelivery(Read(), 20), 0U);
-    EXPECT_EQ(OnTheirWay(FromDevice()), 0U);
+    EXPECT_EQ(FromDevice(), "20 taken, 20 delivered");
 }
 
 // The whole bridge, from its FIFOs to the device.
 class BridgeClientAccountTest : public BridgeCLDLLTest
 {
 protected:
-    void StartWithAccount()
+    void SetUp() override
     {
+        BridgeCLDLLTest::SetUp();
         Start();
         mBridge->SetFinalFlows(&mToDevice, &mFromDevice);
     }
@@ -161,26 +147,26 @@ protected:
 
 TEST_F(BridgeClientAccountTest, TrafficIsDeliveredBothWays)
 {
-    StartWithAccount();
     EXPECT_TRUE(Send("to the device"));
     SendFromDevice("from the device");
     EXPECT_EQ(Receive(15), "from the device");
     EXPECT_TRUE(WaitFor([this] { return mBridge->GetBytesSentToDevice() == 13; }));
+    EXPECT_EQ(mBridge->GetBytesReceivedFromDevice(), 15U);
+    EXPECT_EQ(mBridge->GetTransferErrors(), 0U);
+    const Bytes lMessage = mDevice.GetContent("Bulk1DownstreamData");
+    ASSERT_GE(lMessage.size(), 21U);
+    EXPECT_EQ(std::string(lMessage.begin() + 8, lMessage.begin() + 21), "to the device"); // after the header
     mBridge.reset();
-    EXPECT_EQ(mToDevice.mTaken, 13U);
-    EXPECT_EQ(mToDevice.mDelivered, 13U);
-    EXPECT_EQ(mFromDevice.mTaken, 15U);
-    EXPECT_EQ(mFromDevice.mDelivered, 15U);
+    EXPECT_EQ(Describe(mToDevice), "13 taken, 13 delivered");
+    EXPECT_EQ(Describe(mFromDevice), "15 taken, 15 delivered");
 }
 
 TEST_F(BridgeClientAccountTest, AClientThatDoesNotReadLeavesNoByteUncounted)
 {
-    StartWithAccount();
     FillUp();
     mBridge.reset();
-    EXPECT_EQ(mFromDevice.mTaken, 5120U);
-    EXPECT_EQ(mFromDevice.mDelivered, 1023U); // they stay in the FIFO for the client
-    EXPECT_EQ(mFromDevice.mCutOff, 5120U - 1023);
+    // What was delivered stays in the FIFO for the client.
+    EXPECT_EQ(Describe(mFromDevice), "5120 taken, 1023 delivered, 4097 cut off");
 }
 
 } // namespace

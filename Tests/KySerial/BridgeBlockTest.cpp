@@ -34,11 +34,7 @@ protected:
         BridgeFixture::TearDown();
     }
 
-    bool Write(size_t aSize)
-    {
-        const Bytes lBlock = Count(aSize);
-        return mBridge->WriteToDevice(lBlock.data(), static_cast<uint32_t>(aSize));
-    }
+    bool Write(size_t aSize) { return WriteBlock(*mBridge, Count(aSize)); }
 
     // The number of calls of a kind that starts with aStart since the last look.
     std::vector<size_t> MessageSizes()
@@ -149,10 +145,8 @@ TEST_F(BridgeBlockTest, AStopEndsAWriteAndCountsWhatIsCutOff)
                   (LogLine{PriorityWarning, "KySerialLib::Bridge::~Bridge",
                            "The stop cut off " + std::to_string(1500 - lCase.mTaken) +
                                " of 1500 bytes to the device and 0 of 0 bytes from the device."}));
-        EXPECT_EQ(lToDevice.mTaken, 1500U);
-        EXPECT_EQ(lToDevice.mDelivered, lCase.mTaken);
-        EXPECT_EQ(lToDevice.mCutOff, 1500 - lCase.mTaken);
-        EXPECT_EQ(lToDevice.mRefused, 0U);
+        EXPECT_EQ(Describe(lToDevice), "1500 taken, " + std::to_string(lCase.mTaken) + " delivered, " +
+                                           std::to_string(1500 - lCase.mTaken) + " cut off");
     }
 }
 
@@ -165,7 +159,7 @@ TEST_F(BridgeBlockTest, AStopEndsAWriteBetweenTwoMessages)
     EXPECT_TRUE(Write(1500));
     EXPECT_EQ(MessageSizes(), (std::vector<size_t>{520}));
     EXPECT_EQ(mBridge->GetBytesSentToDevice(), 512U);
-    EXPECT_EQ(mBridge->GetFlow(KySerialLib::BridgeWay::ToDevice).mCutOff, 988U);
+    EXPECT_EQ(ToDevice(), "1500 taken, 512 delivered, 988 cut off");
 }
 
 TEST_F(BridgeBlockTest, ABlockThatComesAfterTheStopIsCutOffWhole)
@@ -175,7 +169,7 @@ TEST_F(BridgeBlockTest, ABlockThatComesAfterTheStopIsCutOffWhole)
     mBridge->StopThreads();
     EXPECT_TRUE(Write(100));
     EXPECT_TRUE(MessageSizes().empty());
-    EXPECT_EQ(mBridge->GetFlow(KySerialLib::BridgeWay::ToDevice).mCutOff, 100U);
+    EXPECT_EQ(ToDevice(), "100 taken, 100 cut off");
     EXPECT_EQ(mBridge->GetTransferErrors(), 1U);
 }
 
@@ -191,9 +185,7 @@ TEST_F(BridgeBlockTest, AWriteThatRecoverEndsGoesOnInTheNewPort)
     lWriter.join();
     EXPECT_TRUE(lResult);
     EXPECT_EQ(MessageSizes(), (std::vector<size_t>{256, 256, 252, 252, 252, 232}));
-    const KySerialBridgeFlow lFlow = mBridge->GetFlow(KySerialLib::BridgeWay::ToDevice);
-    EXPECT_EQ(lFlow.mTaken, 1500U);
-    EXPECT_EQ(lFlow.mDelivered, 1500U);
+    EXPECT_EQ(ToDevice(), "1500 taken, 1500 delivered");
 }
 
 } // namespace

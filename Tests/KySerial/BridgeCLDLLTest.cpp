@@ -17,7 +17,6 @@ constexpr char cDown[] = "KySerialLib::BridgeCLDLL::DownThread";
 constexpr char cUp[] = "KySerialLib::BridgeCLDLL::UpThread";
 constexpr char cNoRates[] =
     "Could not retrieve port speeds supported by device. Offering 9600 for the time being.";
-constexpr char cDownstream[] = "Bulk1DownstreamData";
 
 TEST_F(BridgeCLDLLTest, ANewOneIsClosed)
 {
@@ -168,20 +167,6 @@ TEST_F(BridgeCLDLLTest, HardCodedRateWithoutAServerIsABrokenAssertion)
     EXPECT_EQ(mBridge->GetHardCodedBaudRate(), 9600U);
 }
 
-TEST_F(BridgeCLDLLTest, RelaysBothWaysAndCounts)
-{
-    Start();
-    SendFromDevice("to the client");
-    EXPECT_EQ(Receive(13), "to the client");
-    EXPECT_TRUE(Send("to the device"));
-    EXPECT_TRUE(WaitFor([&] { return mBridge->GetBytesSentToDevice() == 13; }));
-    EXPECT_EQ(mBridge->GetBytesReceivedFromDevice(), 13U);
-    EXPECT_EQ(mBridge->GetTransferErrors(), 0U);
-    const Bytes lMessage = mDevice.GetContent(cDownstream);
-    ASSERT_GE(lMessage.size(), 21U);
-    EXPECT_EQ(std::string(lMessage.begin() + 8, lMessage.begin() + 21), "to the device"); // after the header
-}
-
 TEST_F(BridgeCLDLLTest, TheDeviceIsSetToTheClientsRateBeforeEachBlock)
 {
     Start();
@@ -265,8 +250,10 @@ TEST_F(BridgeCLDLLTest, AClientThatDoesNotReadCanWrite)
     EXPECT_EQ(Receive(5120), std::string(5120, 'x')); // once it reads, nothing has been lost
 }
 
+// Opening a port replaces its engine: the sanitizers see whether a thread is still inside the old one.
 TEST_F(BridgeCLDLLTest, RecoversWhileItRelays)
 {
+    mDevice.SetRecording(false);
     Start();
     std::optional<Repeater> lTraffic(
         [this]
@@ -277,7 +264,7 @@ TEST_F(BridgeCLDLLTest, RecoversWhileItRelays)
             static_cast<void>(mDown->Write("0123456789", 10, lCount, 10));
             static_cast<void>(mUp->Read(lPart, sizeof lPart, lCount, 1));
         });
-    for (int lIndex = 0; lIndex < 20; ++lIndex)
+    for (int lIndex = 0; lIndex < 200; ++lIndex)
     {
         EXPECT_THAT(mBridge->Recover(), IsOK());
     }

@@ -18,6 +18,18 @@ constexpr char cMalformed[] = "Serial port string not formatted as expected. Exa
 class BridgeCOMTest : public EngineTest
 {
 protected:
+    // A configuration becomes this line.
+    static void ExpectLine(const KySerialPortConfiguration& aConfiguration, const HostLine& aLine)
+    {
+        SCOPED_TRACE(aConfiguration.mBaudRate);
+        const HostLine lLine = BridgeCOM::ToHostLine(aConfiguration);
+        EXPECT_EQ(lLine.mBaudRate, aLine.mBaudRate);
+        EXPECT_EQ(lLine.mDataBits, aLine.mDataBits);
+        EXPECT_EQ(lLine.mParity, aLine.mParity);
+        EXPECT_EQ(lLine.mCheckParity, aLine.mCheckParity);
+        EXPECT_EQ(lLine.mTwoStopBits, aLine.mTwoStopBits);
+    }
+
     BridgeCOM mBridge;
 };
 
@@ -51,35 +63,21 @@ TEST_F(BridgeCOMTest, RefusesEveryOtherName)
     EXPECT_STREQ(mBridge.GetSerialPort().GetAscii(), "");
 }
 
-TEST_F(BridgeCOMTest, ConvertsEveryRate)
+TEST_F(BridgeCOMTest, ConvertsEachSetting)
 {
-    for (const uint32_t lRate : {9600U, 14400U, 19200U, 28800U, 38400U, 57600U, 115200U})
+    using Parity = HostLine::Parity;
+    const std::pair<KySerialPortConfiguration, HostLine> lCases[] = {
+        {{9600, KyParityNone, 8, 1}, {9600, 8, Parity::Unchanged, false, false}},
+        {{14400, KyParityNone, 8, 2}, {14400, 8, Parity::Unchanged, false, true}},
+        {{19200, KyParityNone, 7, 1}, {19200, 7, Parity::Unchanged, false, false}},
+        {{28800, KyParityEven, 8, 1}, {28800, 8, Parity::Even, true, false}},
+        {{38400, KyParityOdd, 8, 1}, {38400, 8, Parity::Odd, false, false}},
+        {{57600, KyParityOdd, 7, 2}, {57600, 7, Parity::Odd, false, true}},
+        {{115200, KyParityEven, 7, 2}, {115200, 7, Parity::Even, true, true}}};
+    for (const auto& [lConfiguration, lLine] : lCases)
     {
-        EXPECT_EQ(BridgeCOM::ToHostLine({lRate, KyParityNone, 8, 1}).mBaudRate, lRate);
+        ExpectLine(lConfiguration, lLine);
     }
-}
-
-TEST_F(BridgeCOMTest, ConvertsParity)
-{
-    const HostLine lNone = BridgeCOM::ToHostLine({9600, KyParityNone, 8, 1});
-    EXPECT_EQ(lNone.mParity, HostLine::Parity::Unchanged);
-    EXPECT_FALSE(lNone.mCheckParity);
-    const HostLine lEven = BridgeCOM::ToHostLine({9600, KyParityEven, 8, 1});
-    EXPECT_EQ(lEven.mParity, HostLine::Parity::Even);
-    EXPECT_TRUE(lEven.mCheckParity);
-    const HostLine lOdd = BridgeCOM::ToHostLine({9600, KyParityOdd, 8, 1});
-    EXPECT_EQ(lOdd.mParity, HostLine::Parity::Odd);
-    EXPECT_FALSE(lOdd.mCheckParity);
-}
-
-TEST_F(BridgeCOMTest, ConvertsDataAndStopBits)
-{
-    const HostLine lLong = BridgeCOM::ToHostLine({9600, KyParityNone, 8, 2});
-    EXPECT_EQ(lLong.mDataBits, 8U);
-    EXPECT_TRUE(lLong.mTwoStopBits);
-    const HostLine lShort = BridgeCOM::ToHostLine({9600, KyParityNone, 7, 1});
-    EXPECT_EQ(lShort.mDataBits, 7U);
-    EXPECT_FALSE(lShort.mTwoStopBits);
 }
 
 TEST_F(BridgeCOMTest, ConversionOfEveryInvalidValueIsABrokenAssertionAndMild)
@@ -90,13 +88,8 @@ TEST_F(BridgeCOMTest, ConversionOfEveryInvalidValueIsABrokenAssertionAndMild)
         {9600, KyParityNone, 8, 3}};
     for (const KySerialPortConfiguration& lConfiguration : lInvalid)
     {
-        const HostLine lLine = BridgeCOM::ToHostLine(lConfiguration);
+        ExpectLine(lConfiguration, HostLine());
         EXPECT_EQ(mAsserts.Take(), Broken({"false"}));
-        EXPECT_EQ(lLine.mBaudRate, 9600U);
-        EXPECT_EQ(lLine.mParity, HostLine::Parity::Unchanged);
-        EXPECT_FALSE(lLine.mCheckParity);
-        EXPECT_EQ(lLine.mDataBits, 8U);
-        EXPECT_FALSE(lLine.mTwoStopBits);
     }
 }
 
@@ -116,27 +109,21 @@ TEST_F(BridgeCOMTest, RateIsTheConfigurationsUntilTheDeviceHasOne)
     EXPECT_EQ(mBridge.GetBaudRate(), 9600U);
 }
 
-TEST_F(BridgeCOMTest, MalformedNameOpensNothing)
+TEST_F(BridgeCOMTest, OpensNoPortWithoutAWellFormedNameOfOneThatIsThere)
 {
     EXPECT_THAT(mBridge.OpenCOMPort("COM5X", KySerialPortConfiguration()),
                 IsResult(KyResult::BAD_PARAMETER, cMalformed));
-}
-
-TEST_F(BridgeCOMTest, APortThatIsNotThereIsAFailure)
-{
-    EXPECT_THAT(mBridge.OpenCOMPort("COM99", KySerialPortConfiguration()),
-                IsResult(KyResult::FAILURE, "Unable to open requested COM port."));
-    EXPECT_EQ(TakeLogOf("BridgeCOM"), (Lines{{PriorityError, "KySerialLib::BridgeCOM::OpenCOMPort",
-                                              "Unable to open requested COM port."}}));
+    TakeLog();
+    ExpectFailure(mBridge.OpenCOMPort("COM99", KySerialPortConfiguration()), KyResult::FAILURE,
+                  "KySerialLib::BridgeCOM::OpenCOMPort", "Unable to open requested COM port.", "BridgeCOM");
     EXPECT_STREQ(mBridge.GetSerialPort().GetAscii(), "COM99");
 }
 
 TEST_F(BridgeCOMTest, SettingsNeedAnOpenPort)
 {
-    EXPECT_THAT(mBridge.SetSerialPortConfiguration(KySerialPortConfiguration()),
-                IsResult(KyResult::FAILURE, "Unable to read current COM port configuration."));
-    EXPECT_EQ(TakeLog(), (Lines{{PriorityError, "KySerialLib::BridgeCOM::SetSerialPortConfiguration",
-                                 "Unable to read current COM port configuration."}}));
+    ExpectFailure(mBridge.SetSerialPortConfiguration(KySerialPortConfiguration()), KyResult::FAILURE,
+                  "KySerialLib::BridgeCOM::SetSerialPortConfiguration",
+                  "Unable to read current COM port configuration.");
 }
 
 TEST(BridgePacerTest, ASingleMissCostsNothingAndADeadLineIsTriedOnceASecond)

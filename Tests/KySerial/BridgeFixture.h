@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <utility>
 
 namespace KyTest
 {
@@ -97,9 +98,31 @@ inline void AddBulkPort(ScriptedAdapter& aDevice)
 /// The device sends from bulk port 1, as the engine for features expects it.
 inline void SendUpstream(ScriptedAdapter& aDevice, const std::string& aText)
 {
-    aDevice.SetContent("EventBulk1UpstreamDataBuffer", Bytes(aText.begin(), aText.end()));
-    aDevice.SetInteger("EventBulk1UpstreamDataLength", static_cast<int64_t>(aText.size()));
-    aDevice.Invalidate("EventBulk1UpstreamDataBuffer");
+    SendUpstream(aDevice, 1, Bytes(aText.begin(), aText.end()));
+}
+
+/// What became of some bytes: "300 taken, 120 delivered, 180 refused". Those that are in no part are on their way.
+inline std::string Describe(const KySerialBridgeFlow& aFlow)
+{
+    const std::pair<uint64_t, const char*> lParts[] = {
+        {aFlow.mTaken, "taken"},     {aFlow.mDelivered, "delivered"}, {aFlow.mOverrun, "overrun"},
+        {aFlow.mCleared, "cleared"}, {aFlow.mRefused, "refused"},     {aFlow.mCutOff, "cut off"},
+        {aFlow.mAway, "away"}};
+    std::string lText;
+    for (const auto& [lCount, lName] : lParts)
+    {
+        if (lCount != 0)
+        {
+            lText += (lText.empty() ? "" : ", ") + std::to_string(lCount) + ' ' + lName;
+        }
+    }
+    return lText;
+}
+
+/// Writes a block to the device, as the thread that relays does.
+inline bool WriteBlock(ScriptedBridge& aBridge, const Bytes& aBlock)
+{
+    return aBridge.WriteToDevice(aBlock.data(), static_cast<uint32_t>(aBlock.size()));
 }
 
 /// The line of UART 0 takes half a millisecond for each byte, until OnCall() changes that.
@@ -148,6 +171,9 @@ protected:
         ASSERT_THAT(mBridge->OpenDevicePort(&mDevice, aPort), IsOK());
         Forget();
     }
+
+    std::string FromDevice() { return Describe(mBridge->GetFlow(KySerialLib::BridgeWay::FromDevice)); }
+    std::string ToDevice() { return Describe(mBridge->GetFlow(KySerialLib::BridgeWay::ToDevice)); }
 
     /// Destroys the bridge.
     void End() { mBridge.reset(); }

@@ -147,6 +147,20 @@ protected:
         const auto lHasText = testing::Contains(testing::Field(&LogLine::mMessage, aText));
         return WaitFor([&] { return testing::Value(TakeLog(), lHasText); });
     }
+    // Whether a call is made before another one is.
+    static bool ComesBefore(const Calls& aCalls, const std::string& aFirst, const std::string& aSecond)
+    {
+        const auto lSecond = std::find(aCalls.begin(), aCalls.end(), aSecond);
+        EXPECT_NE(lSecond, aCalls.end()) << aSecond;
+        return std::find(aCalls.begin(), lSecond, aFirst) != lSecond;
+    }
+    // Bulk port 2 and the settings of whichever port is selected.
+    void AddSelectedPorts()
+    {
+        AddSelector(mDevice);
+        AddSettings(mDevice, "Bulk");
+        mDevice.SetContent("Bulk2DownstreamData", Bytes(520));
+    }
     // A request for a rate and nothing else.
     static KySerialBridgeRequest Rate(uint32_t aRate)
     {
@@ -170,9 +184,8 @@ TEST_F(BridgeHostTest, BytesGoBothWaysAndAreCounted)
     KySerialBridgeFlow lTo;
     KySerialBridgeFlow lFrom;
     EXPECT_THAT(mBridge.Stop(lTo, lFrom), IsOK());
-    EXPECT_EQ(lTo.mTaken, 4U);
-    EXPECT_EQ(lFrom.mTaken, 5U);
-    EXPECT_EQ(lFrom.mDelivered, 5U);
+    EXPECT_EQ(Describe(lTo), "4 taken, 4 delivered");
+    EXPECT_EQ(Describe(lFrom), "5 taken, 5 delivered");
     EXPECT_EQ(mMessages, 1);
 }
 
@@ -245,8 +258,7 @@ TEST_F(BridgeHostTest, ARequestCanDropWhatWaitsInTheDevicePort)
     KySerialBridgeFlow lTo;
     KySerialBridgeFlow lFrom;
     EXPECT_THAT(mBridge.Stop(lTo, lFrom), IsOK()); // although the host side takes nothing
-    EXPECT_EQ(lFrom.mCutOff, 3U);
-    EXPECT_EQ(lFrom.mTaken, lFrom.mDelivered + lFrom.mCleared + lFrom.mCutOff);
+    EXPECT_EQ(Describe(lFrom), "8 taken, 5 cleared, 3 cut off");
 }
 
 TEST_F(BridgeHostTest, WhatTheHostSideDoesNotTakeIsCountedAsRefused)
@@ -362,25 +374,17 @@ TEST_F(BridgeHostTest, ADeviceThatComesBackGetsWhatTheHostSideAskedFor)
 
 TEST_F(BridgeHostTest, ABulkPortIsSelectedBeforeItIsAskedAbout)
 {
-    AddSelector(mDevice);
-    AddSettings(mDevice, "Bulk");
+    AddSelectedPorts();
     mDevice.TakeCalls();
     Start();
-    const Calls lCalls = mDevice.TakeCalls();
-    const auto lIndex = [&](const char* aCall)
-    { return std::find(lCalls.begin(), lCalls.end(), aCall) - lCalls.begin(); };
-    EXPECT_LT(lIndex("SetFeatureFromString(BulkSelector, \"Bulk1\")"),
-              lIndex("IsRegisterFeatureAvailable(Bulk1DownstreamData)"));
-    EXPECT_LT(lIndex("SetFeatureFromString(BulkSelector, \"Bulk1\")"), std::ssize(lCalls));
+    EXPECT_TRUE(ComesBefore(mDevice.TakeCalls(), "SetFeatureFromString(BulkSelector, \"Bulk1\")",
+                            "IsRegisterFeatureAvailable(Bulk1DownstreamData)"));
 }
 
 // The features of all bulk ports are one set, which the selector points to a port.
 TEST_F(BridgeHostTest, BridgesOfOneDeviceDoNotTakeEachOthersSelector)
 {
-    AddSelector(mDevice);
-    AddSettings(mDevice, "Bulk");
-    AddSettings(mDevice, "Bulk2");
-    mDevice.SetContent("Bulk2DownstreamData", Bytes(520));
+    AddSelectedPorts();
     mDevice.SetText("BulkBaudRate", "Baud9600");
     ScriptedHost lOtherHost;
     KySerialBridge lOther;
@@ -421,9 +425,7 @@ TEST_F(BridgeHostTest, BridgesOfOneDeviceDoNotTakeEachOthersSelector)
 // By default that stays with the application.
 TEST_F(BridgeHostTest, AStartToClientsSelectsItsPortIfTheOptionsSaySo)
 {
-    AddSelector(mDevice);
-    AddSettings(mDevice, "Bulk");
-    mDevice.SetContent("Bulk2DownstreamData", Bytes(520));
+    AddSelectedPorts();
     const PrivateSession lSession;
     Start();
     KySerialBridgeOptions lOptions;
@@ -434,12 +436,8 @@ TEST_F(BridgeHostTest, AStartToClientsSelectsItsPortIfTheOptionsSaySo)
         mDevice.SetText("BulkSelector", "Bulk1");
         mDevice.TakeCalls();
         ASSERT_THAT(lOther.Start("Server", &mDevice, KyDeviceSerialBulk2, lOptions), IsOK());
-        const Calls lCalls = mDevice.TakeCalls();
-        const auto lIndex = [&](const char* aCall)
-        { return std::find(lCalls.begin(), lCalls.end(), aCall) - lCalls.begin(); };
-        ASSERT_LT(lIndex("IsRegisterFeatureAvailable(Bulk2DownstreamData)"), std::ssize(lCalls));
-        EXPECT_EQ(lIndex("SetFeatureFromString(BulkSelector, \"Bulk2\")") <
-                      lIndex("IsRegisterFeatureAvailable(Bulk2DownstreamData)"),
+        EXPECT_EQ(ComesBefore(mDevice.TakeCalls(), "SetFeatureFromString(BulkSelector, \"Bulk2\")",
+                              "IsRegisterFeatureAvailable(Bulk2DownstreamData)"),
                   lSelects);
     }
 }

@@ -288,14 +288,6 @@ TEST_F(BridgeSettingsTest, FailedRateIsNotRemembered)
     EXPECT_EQ(mBridge->GetBaudRate(), 19200U);
 }
 
-TEST_F(BridgeSettingsTest, ARateWithoutAMeaningIsWrittenAsItIs)
-{
-    OpenUart();
-    mBridge->SetConfiguration(With(0));
-    EXPECT_THAT(mBridge->SyncBaudRate(true), IsOK());
-    EXPECT_EQ(mDevice.GetText("Uart0BaudRate"), "Baud0");
-}
-
 TEST_F(BridgeSettingsTest, ModeIsSetToUartOnlyWhenItIsNot)
 {
     OpenSelected();

@@ -44,11 +44,6 @@ protected:
         std::this_thread::sleep_for(std::chrono::microseconds(200));
     }
 
-    bool WaitUntilSent()
-    {
-        return WaitFor([this] { return mBridge.GetBytesSentToDevice() > 0; });
-    }
-
     bool Receive(uint32_t aTimeout)
     {
         char lBytes[1024];
@@ -68,12 +63,13 @@ protected:
 // of them end at once, a third when a byte has come up, and a third when one has gone down.
 TEST_P(BridgeStressTest, StartsAndStopsUnderTraffic)
 {
+    const auto lIsSent = [this] { return mBridge.GetBytesSentToDevice() > 0; };
     for (int lLife = 0; lLife < 334; ++lLife)
     {
         static_cast<void>(Receive(0)); // of a former life
         ASSERT_THAT(mBridge.Start("Server", &mDevice, GetParam()), IsOK()) << lLife;
         ASSERT_TRUE(lLife % 3 != 1 || Receive(cPatience)) << lLife;
-        ASSERT_TRUE(lLife % 3 != 2 || WaitUntilSent()) << lLife;
+        ASSERT_TRUE(lLife % 3 != 2 || WaitFor(lIsSent)) << lLife;
         ASSERT_THAT(mBridge.Stop(), IsOK());
     }
 }

@@ -1,16 +1,16 @@
 #include "SharedLock.h"
 
-#include "JxUtilsLib/Event.h"
 #include "JxUtilsLib/Thread.h"
 #include "Support/Repeater.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
+#include <future>
 #include <optional>
 #include <thread>
 
-using JxUtilsLib::Event;
 using KySerialLib::SharedLock;
 
 namespace
@@ -35,71 +35,35 @@ TEST(SharedLockTest, IsHadAloneAtOnceWhenNobodyHasIt)
     }
 }
 
-/// A thread that takes the lock alone, and says when it has it.
-class Owner
+/// Expects that a thread which takes the lock waits until this one gives back what it has.
+template<typename Held, typename Take>
+void ExpectWait(Held aHeld, Take aTake)
 {
-public:
-    explicit Owner(SharedLock& aLock)
-        : mThread(
-              [this, &aLock]
-              {
-                  mStarted.Set();
-                  const auto lAlone = aLock.Alone();
-                  mHas.Set();
-                  mEnd.Wait_ms(Event::cInfinite);
-              })
-    {
-        mStarted.Wait_ms(Event::cInfinite);
-    }
-    ~Owner()
-    {
-        mEnd.Set();
-        mThread.join();
-    }
-
-    Event mStarted{true};
-    Event mHas{true};
-    Event mEnd{true};
-
-private:
-    std::thread mThread;
-};
+    std::promise<void> lStarted;
+    auto lOther = std::async(std::launch::async,
+                             [&]
+                             {
+                                 lStarted.set_value();
+                                 static_cast<void>(aTake());
+                             });
+    lStarted.get_future().wait();
+    EXPECT_EQ(lOther.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
+    aHeld.unlock();
+    lOther.get();
+}
 
 TEST(SharedLockTest, IsHadAloneWhenAllOthersHaveGivenItBack)
 {
     SharedLock lLock;
-    auto lShared = lLock.Share();
-    Owner lOwner(lLock);
-    EXPECT_FALSE(lOwner.mHas.Wait_ms(20));
-    lShared.unlock();
-    EXPECT_TRUE(lOwner.mHas.Wait_ms(Event::cInfinite));
+    const auto lAlone = [&] { return lLock.Alone(); };
+    ExpectWait(lLock.Share(), lAlone);
+    ExpectWait(lLock.Alone(), lAlone);
 }
 
 TEST(SharedLockTest, IsNotSharedWhileSomebodyHasItAlone)
 {
     SharedLock lLock;
-    auto lAlone = lLock.Alone();
-    Event lIn(true);
-    std::thread lOther(
-        [&]
-        {
-            const auto lShared = lLock.Share();
-            lIn.Set();
-        });
-    EXPECT_FALSE(lIn.Wait_ms(20));
-    lAlone.unlock();
-    EXPECT_TRUE(lIn.Wait_ms(Event::cInfinite));
-    lOther.join();
-}
-
-TEST(SharedLockTest, OneAfterTheOtherHasItAlone)
-{
-    SharedLock lLock;
-    auto lAlone = lLock.Alone();
-    Owner lSecond(lLock);
-    EXPECT_FALSE(lSecond.mHas.Wait_ms(20));
-    lAlone.unlock();
-    EXPECT_TRUE(lSecond.mHas.Wait_ms(Event::cInfinite));
+    ExpectWait(lLock.Alone(), [&] { return lLock.Share(); });
 }
 
 TEST(SharedLockTest, IsHadAloneHoweverManyShareIt)

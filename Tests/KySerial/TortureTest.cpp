@@ -1,71 +1,31 @@
 // Every call of the adapter spoilt in every way, in every operation of the public classes.
 
 #include "JxUtilsLib/Thread.h"
-#include "KySerial/BridgeFixture.h"
 #include "KySerial/KyDeviceI2CBus.h"
 #include "KySerial/KyDeviceSPIBus.h"
 #include "KySerial/KyDeviceSerialPort.h"
 #include "KySerial/KySerialBridge.h"
-#include "PortMap.h"
-#include "Support/FaultAdapter.h"
-#include "Support/ForEachNth.h"
+#include "KySerial/TortureFixture.h"
 #include "Support/PrivateSession.h"
 #include "Support/Repeater.h"
-#include "Support/ThreadCount.h"
 #include "Support/WaitFor.h"
 #include "clserzmo/sharedfifo.h"
 
 #include <optional>
-#include <set>
-#include <thread>
 #include <tuple>
 
 using namespace KyTest;
-using KySerialLib::PortMap;
 
 namespace
 {
 
-using Codes = std::set<uint32_t>;
-
 // What operations may answer beside OK when the device spoils something.
-const Codes cOpenCodes{KyResult::NO_CONNECTION, KyResult::UNSUPPORTED, KyResult::FAILURE,
-                       FaultAdapter::cFailed};
 const Codes cWriteCodes{KyResult::NO_CONNECTION, KyResult::TIMED_OUT, KyResult::FAILURE,
                         KyResult::BUFFER_TOO_SMALL, FaultAdapter::cFailed};
 const Codes cReadCodes{KyResult::TIMED_OUT};
 const Codes cBusReadCodes{KyResult::NOT_OPEN, KyResult::NO_CONNECTION,    KyResult::TIMED_OUT,
                           KyResult::FAILURE,  KyResult::BUFFER_TOO_SMALL, FaultAdapter::cFailed};
 const Codes cCloseCodes{KyResult::NOT_OPEN, KyResult::NO_CONNECTION};
-
-// One run: an adapter that may be spoilt, and what came of the operations.
-struct OneRun
-{
-    explicit OneRun(ScriptedAdapter& aDevice) : mDevice(aDevice), mAdapter(aDevice) {}
-
-    void Note(const char* aOperation, const KyResult& aResult, const Codes& aCodes)
-    {
-        mFailures += aResult.IsOK() ? 0 : 1;
-        EXPECT_TRUE(aResult.IsOK() || aCodes.contains(aResult.GetCode()))
-            << aOperation << ": " << testing::PrintToString(aResult);
-    }
-
-    // The device comes back, and what is open is closed.
-    template<typename Port>
-    void Release(Port& aPort)
-    {
-        mAdapter.Heal();
-        if (aPort.IsOpened())
-        {
-            EXPECT_THAT(aPort.Close(), IsOK());
-        }
-        EXPECT_FALSE(aPort.IsOpened());
-    }
-
-    ScriptedAdapter& mDevice;
-    FaultAdapter mAdapter;
-    int mFailures = 0;
-};
 
 struct Scenario
 {
@@ -192,7 +152,7 @@ constexpr Scenario cScenarios[] = {
     {"Bulk1Bridge", KyDeviceSerialBulk1, true, &UseBridge, true}};
 
 // A device that confirms whatever it gets, and whose slaves answer every read with one byte.
-void Prepare(ScriptedAdapter& aDevice, const Scenario& aScenario)
+void PrepareFor(const Scenario& aScenario, ScriptedAdapter& aDevice)
 {
     aDevice.SetRecording(false);
     if (!aScenario.mRegisters)
@@ -212,69 +172,26 @@ void Prepare(ScriptedAdapter& aDevice, const Scenario& aScenario)
     aDevice.OnCall(Slot::SetRegisterData, [&aDevice, lBuffer] { aDevice.Invalidate(lBuffer + "Buffer"); });
 }
 
-class TortureTest : public testing::TestWithParam<std::tuple<Scenario, Fault>>
+class TortureTest : public TortureFixture<testing::TestWithParam<std::tuple<Scenario, Fault>>>
 {
 protected:
     const Scenario& GetScenario() const { return std::get<0>(GetParam()); }
-
-    // \return Whether the fault was met.
-    bool RunOnce(ScriptedAdapter& aDevice, Fault aFault, int aNumber)
+    KyDeviceSerial GetPort() const override { return GetScenario().mPort; }
+    void Prepare(ScriptedAdapter& aDevice) override { PrepareFor(GetScenario(), aDevice); }
+    void Live(OneRun& aRun) override
     {
-        OneRun lRun(aDevice);
-        lRun.mAdapter.Set(aFault, aNumber, [] { std::this_thread::yield(); });
-        GetScenario().mDo(lRun, GetScenario());
-        const bool lReached = lRun.mAdapter.IsReached();
-        mFailures += lRun.mFailures;
-        EXPECT_TRUE(lReached || aFault == Fault::FromThere || lRun.mFailures == 0) << "a run without a fault";
-        mCall = lRun.mAdapter.GetCall();
-        mLeft = MayLeaveABridgesClaim(aFault, mCall);
-        return lReached;
-    }
-
-    void CheckReleased(ScriptedAdapter& aDevice, bool aAgain)
-    {
-        const KyDeviceSerial lPort = GetScenario().mPort;
-        const bool lFree =
-            PortMap::GetInstance().Lock(&aDevice, lPort) && PortMap::GetInstance().Unlock(&aDevice, lPort);
-        EXPECT_TRUE(lFree || (GetScenario().mMayKeepItsClaim && mLeft)) << mCall;
-        EXPECT_TRUE(aDevice.GetSinks().empty() || !lFree) << mCall;
-        EXPECT_TRUE(HasNoMoreThreadsThan(mThreads)) << mCall;
-        if (lFree && aAgain)
-        {
-            // Another device by its name: one whose capabilities could not be read is remembered.
-            aDevice.SetInteger("GevMACAddress", sNextMac++);
-            RunOnce(aDevice, Fault::None, 0);
-        }
+        aRun.mMayKeepItsClaim = GetScenario().mMayKeepItsClaim;
+        GetScenario().mDo(aRun, GetScenario());
     }
 
     PrivateSession mSession;
-    RecordingLogSink mLog{PriorityFatal};
-    AssertRecorder mAsserts; // a device that changes its mind breaks some
-    size_t mThreads = 0;
-    static inline int64_t sNextMac = 0x0C0000000001;
-    std::string mCall;
-    bool mLeft = false;
-    int mFailures = 0;
 };
 
 TEST_P(TortureTest, LeavesNothingOpenWhicheverCallFails)
 {
     const Fault lFault = std::get<1>(GetParam());
-    {
-        ScriptedAdapter lDevice;
-        Prepare(lDevice, GetScenario());
-        RunOnce(lDevice, Fault::None, 0);
-    }
-    mThreads = CountThreadsAtFirst();
-    const int lSpoilt = ForEachNth(
-        [&](int aNth, int& aCount)
-        {
-            ScriptedAdapter lDevice;
-            Prepare(lDevice, GetScenario());
-            aCount = RunOnce(lDevice, lFault, aNth) && aNth < 1000 ? aNth : 0;
-            // A bridge's life takes longer than all the others together.
-            CheckReleased(lDevice, GetScenario().mDo != &UseBridge || aNth % 10 == 1);
-        });
+    // A bridge's life takes longer than all the others together.
+    const int lSpoilt = SpoilEachCall(lFault, GetScenario().mDo == &UseBridge ? 10 : 1);
     EXPECT_GT(lSpoilt, 9);
     EXPECT_LT(lSpoilt, 999);
     // Neither a bridge nor the opening of a port that is driven through features reads back what it wrote.

@@ -115,17 +115,6 @@ TEST_P(RelayFailureTest, AFailedWriteLosesItsBytesAndTheNextOnesFollow)
     EXPECT_EQ(mLink->Read(1), "b");
 }
 
-TEST_P(RelayFailureTest, ADeviceThatRefusesBytesDoesNotEndTheBridge)
-{
-    mDevice.Fail(Slot::SetRegisterData);
-    EXPECT_EQ(mLink->Write("a"), 1U);
-    EXPECT_TRUE(WaitFor([&] { return mDevice.GetCallCount(Slot::SetRegisterData) > 0; }));
-    mDevice.StopFailing();
-    EXPECT_EQ(mLink->Write("b"), 1U);
-    EXPECT_TRUE(WaitFor([&] { return mBridge->GetBytesSentToDevice() == 1; }));
-    EXPECT_EQ(HasLine("Error writting data from the COM port to the KyDevice serial port."), GetParam());
-}
-
 INSTANTIATE_TEST_SUITE_P(Log, RelayFailureTest, testing::Bool());
 
 } // namespace
