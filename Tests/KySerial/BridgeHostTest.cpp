@@ -393,13 +393,13 @@ TEST_F(BridgeHostTest, BridgesOfOneDeviceDoNotTakeEachOthersSelector)
     mDevice.OnCall(Slot::GetFeatureAsString, [] { std::this_thread::yield(); }); // in the middle of a scope
     mDevice.TakeCalls();
     std::string lSelected = mDevice.GetText("BulkSelector");
-    for (uint32_t lRound = 0; lRound < 300; ++lRound)
+    for (uint32_t lRound = 0; lRound < 100; ++lRound)
     {
         mHost.Ask(Rate(10000 + lRound % 2));
         lOtherHost.Ask(Rate(20000 + lRound % 2));
     }
     EXPECT_TRUE(
-        WaitFor([&] { return mHost.Settings().size() == 301 && lOtherHost.Settings().size() == 301; }));
+        WaitFor([&] { return mHost.Settings().size() == 101 && lOtherHost.Settings().size() == 101; }));
     int lWrong = 0;
     int lSet = 0;
     for (const std::string& lCall : mDevice.TakeCalls())
