@@ -12,6 +12,7 @@
 #include <thread>
 
 using KySerialLib::SharedLock;
+using KyTest::Repeater;
 
 namespace
 {
