@@ -5,6 +5,8 @@
 #include "JxUtilsLib/Thread.h"
 #include "KySerial/BridgeFixture.h"
 #include "Tests/Support/PrivateSession.h"
+#include "Tests/Support/RingView.h"
+#include "Tests/Support/TextFifo.h"
 #include "Tests/Support/WaitFor.h"
 
 #include <memory>
@@ -29,8 +31,8 @@ protected:
         OpenPort(*mBridge, aPort);
         ASSERT_THAT(mBridge->OpenSharedMem("Server"), IsOK());
         ASSERT_THAT(mBridge->Start(), IsOK());
-        mDown = std::make_unique<KySerialLib::SharedFifo>("KySerialBridgeDownFifo1", "Local\\", 1024, false);
-        mUp = std::make_unique<KySerialLib::SharedFifo>("KySerialBridgeUpFifo1", "Local\\", 1024, false);
+        mDown = std::make_unique<TextFifo>("KySerialBridgeDownFifo1", 1024, false);
+        mUp = std::make_unique<TextFifo>("KySerialBridgeUpFifo1", 1024, false);
         ASSERT_TRUE(mDown->IsValid() && mUp->IsValid());
         Forget();
     }
@@ -41,22 +43,8 @@ protected:
         return *lEntry;
     }
     void SendFromDevice(const std::string& aText) { SendUpstream(mDevice, aText); }
-    bool Send(const std::string& aText)
-    {
-        uint32_t lWritten = 0;
-        return mDown->Write(aText.data(), static_cast<uint32_t>(aText.size()), lWritten, 60000);
-    }
-    std::string Receive(size_t aCount)
-    {
-        std::string lAll;
-        char lPart[1024];
-        uint32_t lRead = 0;
-        while (lAll.size() < aCount && mUp->Read(lPart, sizeof lPart, lRead, 60000))
-        {
-            lAll.append(lPart, lRead);
-        }
-        return lAll;
-    }
+    bool Send(const std::string& aText) { return mDown->Write(aText, 60000); }
+    std::string Receive(size_t aCount) { return mUp->ReadAll(aCount); }
 
     /// More comes from the device than a FIFO holds that no client reads: 10 times 512 bytes.
     void FillUp()
@@ -71,9 +59,7 @@ protected:
     /// Damages the "Up" or the "Down" FIFO, as a program that runs wild can.
     static void SpoilFifo(const std::string& aWay)
     {
-        KyPlatform::SharedMemory lMemory;
-        ASSERT_TRUE(lMemory.Open("Local\\KySerialBridge" + aWay + "Fifo1Memory"));
-        static_cast<KySerialLib::SharedFifoHeader*>(lMemory.GetBase())->mSize = 0;
+        RingView("KySerialBridge" + aWay + "Fifo1").GetHeader().mSize = 0;
     }
     void ExpectLogged(const LogLine& aLine)
     {
@@ -83,8 +69,8 @@ protected:
     PrivateSession mSession;
     KySerialLib::SharedRegistry mRegistry{true};
     std::optional<KySerialLib::BridgeCLDLL> mBridge{std::in_place};
-    std::unique_ptr<KySerialLib::SharedFifo> mDown;
-    std::unique_ptr<KySerialLib::SharedFifo> mUp;
+    std::unique_ptr<TextFifo> mDown;
+    std::unique_ptr<TextFifo> mUp;
 };
 
 } // namespace KyTest

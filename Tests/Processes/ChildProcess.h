@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
 #include <string>
 #include <vector>
 
@@ -29,5 +30,8 @@ public:
     }
 };
 
-/// What a peer does; its result is the exit code.
-int RunPeer(const std::vector<std::string>& aArguments);
+/// A block for a FIFO of 1024 bytes: mostly short, and now and then longer than the FIFO.
+inline std::string MakeBlock(std::mt19937& aRandom)
+{
+    return std::string(1 + aRandom() % (aRandom() % 4 == 0 ? 1500 : 40), '\0');
+}

@@ -1,20 +1,19 @@
+// The program: the tests, or with --peer one of the processes that they start.
+
 #include "KyPlatform/NamedMutex.h"
-#include "KyPlatform/SharedMemory.h"
 #include "Tests/Processes/ChildProcess.h"
 #include "Tests/Support/PrivateSession.h"
-#include "sharedfifo.h"
+#include "Tests/Support/TextFifo.h"
 #include "sharedregistry.h"
 
-#include <array>
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <iostream>
 #include <map>
-#include <random>
 
-using KySerialLib::SharedFifo;
-using KySerialLib::SharedFifoHeader;
 using KySerialLib::SharedRegistry;
+using KyTest::TextFifo;
 
 namespace
 {
@@ -37,68 +36,27 @@ std::string Hear()
     return lLine;
 }
 
-/// echo NAME: sends back what comes, until a block begins with a NUL.
-int Echo(const Arguments& aArguments)
-{
-    SharedFifo lDown(aArguments[1] + "Down", "Local\\", 1024, true);
-    SharedFifo lUp(aArguments[1] + "Up", "Local\\", 1024, true);
-    Say("ready");
-    std::array<char, 700> lBuffer{};
-    uint32_t lRead = 0;
-    uint32_t lWritten = 0;
-    while (lDown.Read(lBuffer.data(), lBuffer.size(), lRead, KyPlatform::cInfinite) && lBuffer[0] != '\0')
-    {
-        if (!lUp.Write(lBuffer.data(), lRead, lWritten, KyPlatform::cInfinite))
-        {
-            return 1;
-        }
-    }
-    return 0;
-}
-
-/// hold NAME [WORD BYTES]: takes the lock of the FIFO, adds BYTES to the header's WORD without telling
-/// anybody, and then does what it reads.
+/// hold NAME: takes the lock of the FIFO, and ends with it when it reads a line.
 int Hold(const Arguments& aArguments)
 {
     KyPlatform::NamedMutex lMutex;
-    KyPlatform::SharedMemory lMemory;
-    if (!lMutex.Open("Local\\" + aArguments[1] + "Mutex") ||
-        !lMemory.Open("Local\\" + aArguments[1] + "Memory") ||
-        lMutex.Wait(5000) != KyPlatform::WaitResult::Done)
+    if (!lMutex.Open("Local\\" + aArguments[1] + "Mutex") || !IsOwned(lMutex.Wait(5000)))
     {
         return 1;
     }
-    if (aArguments.size() > 3)
-    {
-        auto* const lWord = static_cast<uint32_t*>(lMemory.GetBase()) + std::stoi(aArguments[2]);
-        *lWord += static_cast<uint32_t>(std::stoi(aArguments[3]));
-    }
     Say("held");
-    const std::string lOrder = Hear();
-    if (lOrder == "exit")
-    {
-        std::_Exit(0);
-    }
-    if (lOrder == "release")
-    {
-        lMutex.Release();
-        Say("released");
-        Hear();
-    }
-    return 0;
+    Hear();
+    std::_Exit(0);
 }
 
 /// survive NAME: makes the FIFO and uses it on command, which must not take long.
 int Survive(const Arguments& aArguments)
 {
-    SharedFifo lFifo(aArguments[1], "Local\\", 1024, true);
+    TextFifo lFifo(aArguments[1]);
     Say("ready");
     Hear();
     const auto lStart = std::chrono::steady_clock::now();
-    std::array<char, 16> lBuffer{};
-    uint32_t lCount = 0;
-    const bool lDone =
-        lFifo.Write("abc", 3, lCount, 0) && lFifo.Read(lBuffer.data(), 16, lCount, 0) && lCount == 3;
+    const bool lDone = lFifo.Write("abc") && lFifo.Read() == "abc";
     const bool lAtOnce = std::chrono::steady_clock::now() - lStart < std::chrono::seconds(3);
     Say(lDone && lAtOnce ? "alive" : "stuck");
     return lDone && lAtOnce ? 0 : 1;
@@ -107,74 +65,62 @@ int Survive(const Arguments& aArguments)
 /// write NAME FIRST: writes counting bytes, the first is FIRST, in blocks of any size, until it is killed.
 int WriteForEver(const Arguments& aArguments)
 {
-    SharedFifo lFifo(aArguments[1], "Local\\", 1024, false);
+    TextFifo lFifo(aArguments[1], 1024, false);
     std::mt19937 lRandom(std::random_device{}());
-    auto lNext = static_cast<uint8_t>(std::stoi(aArguments[2]));
+    auto lNext = static_cast<char>(std::stoi(aArguments[2]));
     Say("ready");
-    std::array<uint8_t, 1500> lBlock{};
-    uint32_t lWritten = 0;
-    do
+    while (lFifo.IsValid())
     {
-        const auto lSize = static_cast<uint32_t>(1 + lRandom() % (lRandom() % 4 == 0 ? 1500 : 40));
-        for (uint32_t lIndex = 0; lIndex < lSize; ++lIndex)
-        {
-            lBlock[lIndex] = lNext++;
-        }
-        lFifo.Write(lBlock.data(), lSize, lWritten, KyPlatform::cInfinite);
-    } while (lFifo.IsValid());
+        std::string lBlock = MakeBlock(lRandom);
+        std::generate(lBlock.begin(), lBlock.end(), [&lNext] { return lNext++; });
+        lFifo.Write(lBlock, KyPlatform::cInfinite);
+    }
     return 1;
 }
 
 /// read NAME: reads until it is killed.
 int ReadForEver(const Arguments& aArguments)
 {
-    SharedFifo lFifo(aArguments[1], "Local\\", 1024, false);
+    TextFifo lFifo(aArguments[1], 1024, false);
     Say("ready");
-    std::array<uint8_t, 300> lBlock{};
-    uint32_t lRead = 0;
     while (lFifo.IsValid())
     {
-        lFifo.Read(lBlock.data(), lBlock.size(), lRead, KyPlatform::cInfinite);
+        lFifo.Read(300, KyPlatform::cInfinite);
     }
     return 1;
 }
 
-/// serve TOKEN NAME: becomes the server of that name.
-int Serve(const Arguments& aArguments)
+/// serve TOKEN NAME, or use TOKEN NAME: becomes the server of that name or its client.
+int TakePlace(const Arguments& aArguments)
 {
     const PrivateSession lSession(aArguments[1]);
-    SharedRegistry lRegistry(true);
+    const bool lServes = aArguments[0] == "serve";
+    SharedRegistry lRegistry(lServes);
     KyPlatform::NamedSemaphore lServer;
     KyPlatform::NamedSemaphore lClient;
-    const bool lDone = lRegistry.AcquireServer(aArguments[2], lServer, lClient);
-    Say(lDone && lRegistry.SetServerActive(aArguments[2], true) ? "serving" : "refused");
+    const bool lDone = lServes ? lRegistry.AcquireServer(aArguments[2], lServer, lClient) &&
+                                     lRegistry.SetServerActive(aArguments[2], true)
+                               : lRegistry.AcquireClient(aArguments[2], lClient);
+    Say(lDone ? "has the place" : "refused");
     if (Hear() == "end" && lDone)
     {
-        SharedRegistry::ReleaseServer(lServer, lClient);
-    }
-    return 0;
-}
-
-/// use TOKEN NAME: becomes the client of that server.
-int Use(const Arguments& aArguments)
-{
-    const PrivateSession lSession(aArguments[1]);
-    SharedRegistry lRegistry(false);
-    KyPlatform::NamedSemaphore lClient;
-    Say(lRegistry.AcquireClient(aArguments[2], lClient) ? "using" : "refused");
-    if (Hear() == "end" && lClient.IsValid())
-    {
-        SharedRegistry::ReleaseClient(lClient);
+        lServes ? SharedRegistry::ReleaseServer(lServer, lClient) : SharedRegistry::ReleaseClient(lClient);
     }
     return 0;
 }
 
 } // namespace
 
-int RunPeer(const std::vector<std::string>& aArguments)
+int main(int aCount, char** aArguments)
 {
     static const std::map<std::string, int (*)(const Arguments&)> cRoles = {
-        {"echo", &Echo},        {"hold", &Hold},   {"survive", &Survive}, {"write", &WriteForEver},
-        {"read", &ReadForEver}, {"serve", &Serve}, {"use", &Use}};
-    return cRoles.at(aArguments.at(0))(aArguments);
+        {"hold", &Hold},        {"survive", &Survive}, {"write", &WriteForEver},
+        {"read", &ReadForEver}, {"serve", &TakePlace}, {"use", &TakePlace}};
+    const Arguments lArguments(aArguments + 1, aArguments + aCount);
+    if (!lArguments.empty() && lArguments[0] == "--peer")
+    {
+        return cRoles.at(lArguments.at(1))({lArguments.begin() + 1, lArguments.end()});
+    }
+    testing::InitGoogleTest(&aCount, aArguments);
+    return RUN_ALL_TESTS();
 }

@@ -1,11 +1,7 @@
 #include "Tests/Processes/ChildProcess.h"
 #include "Tests/clserzmo/FifoFixture.h"
 
-#include <array>
-#include <atomic>
 #include <cstdlib>
-#include <random>
-#include <thread>
 
 namespace
 {
@@ -46,7 +42,7 @@ protected:
     int mLate = 0;
 };
 
-TEST_P(RandomKillTest, WhatADyingWriterLeavesIsAPrefix)
+TEST_P(RandomKillTest, DyingWriterLeavesAPrefix)
 {
     uint8_t lNext = 0;
     for (int lRound = 0; lRound < GetRounds(); ++lRound)
@@ -63,32 +59,31 @@ TEST_P(RandomKillTest, WhatADyingWriterLeavesIsAPrefix)
                 lDeath = Clock::now();
                 lDead = true;
             });
-        std::array<uint8_t, 700> lBlock{};
-        uint32_t lRead = 0;
-        // Now and then it sleeps without end, else the stop would cost 50 ms in every round.
+        // Now and then it sleeps without end; always, the stop would cost 50 ms in every round.
         const uint32_t lTime = lRound % 10 == 0 ? KyPlatform::cInfinite : 1;
+        std::string lBlock;
         bool lLast = false;
         bool lSlept = false; // when the peer died
         do
         {
             lLast = lDead; // what the peer left is there when it is dead
-            mFifo.Read(lBlock.data(), lBlock.size(), lRead, lTime, &lDead);
-            lSlept = lSlept || (!lLast && lRead == 0 && lTime == KyPlatform::cInfinite);
-            for (uint32_t lIndex = 0; lIndex < lRead; ++lIndex)
+            lBlock = mFifo.Read(700, lTime, &lDead);
+            lSlept = lSlept || (!lLast && lBlock.empty() && lTime == KyPlatform::cInfinite);
+            for (const char lByte : lBlock)
             {
-                ASSERT_EQ(lBlock[lIndex], lNext++) << lRound;
+                ASSERT_EQ(static_cast<uint8_t>(lByte), lNext++) << lRound;
             }
             if (mRandom() % 8 == 0)
             {
                 std::this_thread::yield();
             }
-        } while (!lLast || lRead != 0);
+        } while (!lLast || !lBlock.empty());
         lKiller.join();
         if (lSlept)
         {
             Note(lDeath);
         }
-        ASSERT_EQ(Read(), "");
+        ASSERT_EQ(mFifo.Read(), "");
     }
     ExpectMostInTime();
 }
@@ -100,14 +95,10 @@ TEST_P(RandomKillTest, WriterGoesOnWithTheNextReader)
     std::thread lWriter(
         [&]
         {
-            std::array<uint8_t, 1500> lBlock{};
             std::mt19937 lRandom(3);
-            uint32_t lWritten = 0;
             while (!lStop)
             {
-                const auto lSize = static_cast<uint32_t>(1 + lRandom() % (lRandom() % 4 == 0 ? 1500 : 40));
-                const bool lDone = mFifo.Write(lBlock.data(), lSize, lWritten, KyPlatform::cInfinite, &lStop);
-                EXPECT_TRUE(lDone || lStop);
+                EXPECT_TRUE(mFifo.Write(MakeBlock(lRandom), KyPlatform::cInfinite, &lStop) || lStop);
                 ++lBlocks;
             }
         });

@@ -12,13 +12,17 @@ enum
     cPatience = 60000
 };
 
-static int Report(const char* aWhat, CLINT32 aCode)
+/* Ends the program unless a call went well and moved the bytes that it should. */
+static void Require(const char* aWhat, CLINT32 aCode, int aIsWhole)
 {
     CLINT8 lText[200] = "?";
     CLUINT32 lSize = sizeof lText;
-    (void)clGetErrorText(aCode, lText, &lSize);
-    fprintf(stderr, "%s: %d %s\n", aWhat, aCode, lText);
-    return 1;
+    if (aCode != CL_ERR_NO_ERR || !aIsWhole)
+    {
+        (void)clGetErrorText(aCode, lText, &lSize);
+        fprintf(stderr, "%s: %d %s\n", aWhat, aCode, lText);
+        exit(1);
+    }
 }
 
 /* The index of the server with this name. Without one, an index that no server ever has: the number of servers is that
@@ -40,13 +44,22 @@ static CLUINT32 FindPort(const char* aName)
     return 0xFFFFFFFFU;
 }
 
-static int Exchange(hSerRef aPort, unsigned long aBytes)
+int main(int aCount, char** aArguments)
 {
     static CLINT8 lSent[cBlockSize];
     static CLINT8 lReceived[cBlockSize];
+    hSerRef lPort = NULL;
+    CLUINT32 lRates = 0;
     unsigned long lDone = 0;
     unsigned int lState = 1;
-    while (lDone < aBytes)
+    if (aCount != 3)
+    {
+        return 2;
+    }
+    Require("init", clSerialInit(FindPort(aArguments[1]), &lPort), 1);
+    Require("rates", clGetSupportedBaudRates(lPort, &lRates), 1);
+    Require("rate", clSetBaudRate(lPort, CL_BAUDRATE_AUTOMAX), 1);
+    for (lDone = 0; lDone < strtoul(aArguments[2], NULL, 10); lDone += cBlockSize)
     {
         CLUINT32 lCount = cBlockSize;
         CLINT32 lResult = 0;
@@ -56,49 +69,13 @@ static int Exchange(hSerRef aPort, unsigned long aBytes)
             lState = lState * 1664525U + 1013904223U;
             lSent[lByte] = (CLINT8)(lState >> 25U);
         }
-        lResult = clSerialWrite(aPort, lSent, &lCount, cPatience);
-        if (lResult != CL_ERR_NO_ERR || lCount != cBlockSize)
-        {
-            return Report("write", lResult);
-        }
-        lResult = clSerialRead(aPort, lReceived, &lCount, cPatience);
-        if (lResult != CL_ERR_NO_ERR || lCount != cBlockSize)
-        {
-            return Report("read", lResult);
-        }
-        if (memcmp(lSent, lReceived, cBlockSize) != 0)
-        {
-            fprintf(stderr, "the block at %lu differs\n", lDone);
-            return 1;
-        }
-        lDone += cBlockSize;
+        lResult = clSerialWrite(lPort, lSent, &lCount, cPatience);
+        Require("write", lResult, lCount == cBlockSize);
+        lResult = clSerialRead(lPort, lReceived, &lCount, cPatience);
+        Require("read", lResult, lCount == cBlockSize);
+        Require("block", CL_ERR_NO_ERR, memcmp(lSent, lReceived, cBlockSize) == 0);
     }
     printf("%lu bytes\n", lDone);
-    return 0;
-}
-
-int main(int aCount, char** aArguments)
-{
-    hSerRef lPort = NULL;
-    CLUINT32 lRates = 0;
-    CLINT32 lResult = 0;
-    int lExit = 0;
-    if (aCount != 3)
-    {
-        return 2;
-    }
-    lResult = clSerialInit(FindPort(aArguments[1]), &lPort);
-    if (lResult != CL_ERR_NO_ERR)
-    {
-        return Report("init", lResult);
-    }
-    lResult = clGetSupportedBaudRates(lPort, &lRates);
-    if (lResult == CL_ERR_NO_ERR)
-    {
-        lResult = clSetBaudRate(lPort, CL_BAUDRATE_AUTOMAX);
-    }
-    lExit = lResult == CL_ERR_NO_ERR ? Exchange(lPort, strtoul(aArguments[2], NULL, 10))
-                                     : Report("rate", lResult);
     clSerialClose(lPort);
-    return lExit;
+    return 0;
 }

@@ -5,11 +5,13 @@
 #include <algorithm>
 #include <deque>
 #include <random>
-#include <thread>
+#include <utility>
 #include <vector>
 
-using KyPlatform::WaitResult;
+using KyPlatform::cInfinite;
 using KySerialLib::SharedFifo;
+using KyTest::DeadOwner;
+using KyTest::TextFifo;
 using KyTest::TimeOf;
 using std::chrono::milliseconds;
 
@@ -20,67 +22,64 @@ using SharedFifoTest = FifoFixture;
 
 TEST_F(SharedFifoTest, SectionLiesWhereOtherProcessesLookForIt)
 {
-    EXPECT_TRUE(mMemory.HasSizeOf(1024 + 16));
+    EXPECT_TRUE(mRing.HasCapacity(1024));
     std::vector<uint8_t> lExpected(1024 + 16, 0);
     lExpected[1] = 4; // 1024, the lowest byte first
-    EXPECT_EQ(std::memcmp(mMemory.GetBase(), lExpected.data(), lExpected.size()), 0);
+    EXPECT_EQ(std::memcmp(mRing.GetBytes(), lExpected.data(), lExpected.size()), 0);
     GetHeader().mReserved = 0xA5A5A5A5U; // stays as it is
     std::memset(&lExpected[12], 0xA5, 4);
     lExpected[4] = 2; // tail: two were read
     lExpected[8] = 5; // head: five were written
     std::memcpy(&lExpected[16], "abcde", 5);
-    EXPECT_TRUE(Write("abcde"));
-    EXPECT_EQ(mWritten, 5U);
-    EXPECT_EQ(Read(2), "ab");
-    EXPECT_EQ(std::memcmp(mMemory.GetBase(), lExpected.data(), lExpected.size()), 0);
-    EXPECT_EQ(Read(), "cde");
-    EXPECT_EQ(Read(), "");
+    EXPECT_TRUE(mFifo.Write("abcde"));
+    EXPECT_EQ(mFifo.GetWritten(), 5U);
+    EXPECT_EQ(mFifo.Read(2), "ab");
+    EXPECT_EQ(std::memcmp(mRing.GetBytes(), lExpected.data(), lExpected.size()), 0);
+    EXPECT_EQ(mFifo.Read(), "cde");
+    EXPECT_EQ(mFifo.Read(), "");
 }
 
-TEST_F(SharedFifoTest, HoldsOneByteLessThanItsCapacity)
+TEST_F(SharedFifoTest, WriteStoresWhatFitsBelowItsCapacity)
 {
-    EXPECT_GE(TimeOf([this] { EXPECT_FALSE(Write(std::string(1023, 'x'), 60)); }), milliseconds(59));
-    EXPECT_EQ(mWritten, 1023U);
-    EXPECT_EQ(GetAvailable(), 1023U);
-    EXPECT_EQ(Read(), std::string(1023, 'x'));
-    EXPECT_FALSE(Write(std::string(5000, 'x'))); // stores what fits
-    EXPECT_EQ(mWritten, 1023U);
-}
-
-TEST_F(SharedFifoTest, WriteOneBelowFullDoesNotWait)
-{
-    EXPECT_TRUE(Write(std::string(1022, 'x'), KyPlatform::cInfinite));
-}
-
-TEST_F(SharedFifoTest, WriteThatBeginsOnAFullFifoLosesNothing)
-{
-    const std::string lFirst(1023, 'x');
-    EXPECT_FALSE(Write(lFirst));
-    EXPECT_FALSE(Write("lost", 20));
-    EXPECT_EQ(mWritten, 0U);
-    EXPECT_EQ(GetAvailable(), 1023U);
-    EXPECT_EQ(Read(), lFirst);
-}
-
-TEST_F(SharedFifoTest, WriteOfNothingSucceedsEvenWhenFull)
-{
-    EXPECT_TRUE(Write(""));
-    EXPECT_TRUE(mFifo.Write(nullptr, 0, mWritten, 0));
-    EXPECT_FALSE(IsSet(mWriteEvent));
-    EXPECT_FALSE(Write(std::string(1023, 'x')));
-    EXPECT_TRUE(Write("", KyPlatform::cInfinite));
-    EXPECT_EQ(mWritten, 0U);
+    const struct
+    {
+        const char* mCase;
+        uint32_t mWaiting;
+        uint32_t mSize;
+        uint32_t mTimeout;
+        bool mDone;
+        uint32_t mStored;
+    } cCases[] = {{"one below full does not wait", 0, 1022, cInfinite, true, 1022},
+                  {"full waits for the reader", 0, 1023, 60, false, 1023},
+                  {"more than fits", 0, 5000, 0, false, 1023},
+                  {"on a full one", 1023, 4, 20, false, 0},
+                  {"nothing", 0, 0, 0, true, 0},
+                  {"nothing, on a full one", 1023, 0, cInfinite, true, 0}};
+    for (const auto& lCase : cCases)
+    {
+        SCOPED_TRACE(lCase.mCase);
+        const std::string lWaiting(lCase.mWaiting, 'w');
+        const std::string lText(lCase.mSize, 'x');
+        EXPECT_EQ(mFifo.Write(lWaiting), lCase.mWaiting < 1023);
+        const auto lTime = TimeOf([&] { EXPECT_EQ(mFifo.Write(lText, lCase.mTimeout), lCase.mDone); });
+        EXPECT_GE(lTime, milliseconds(lCase.mDone || lCase.mTimeout == 0 ? 0 : lCase.mTimeout - 1));
+        EXPECT_EQ(mFifo.GetWritten(), lCase.mStored);
+        EXPECT_EQ(mFifo.CountAvailable(), lCase.mWaiting + lCase.mStored);
+        EXPECT_EQ(mFifo.Read(), lWaiting + lText.substr(0, lCase.mStored));
+    }
 }
 
 TEST_F(SharedFifoTest, NullDataOrBufferIsRefused)
 {
-    mWritten = 7;
-    EXPECT_FALSE(mFifo.Write(nullptr, 1, mWritten, 0));
-    EXPECT_EQ(mWritten, 0U);
-    EXPECT_TRUE(Write("a"));
-    uint32_t lRead = 7;
-    EXPECT_FALSE(mFifo.Read(nullptr, 1, lRead, 0));
-    EXPECT_EQ(lRead, 0U);
+    uint32_t lCount = 7;
+    EXPECT_FALSE(mFifo.Write(nullptr, 1, lCount, 0));
+    EXPECT_EQ(lCount, 0U);
+    EXPECT_TRUE(mFifo.Write(nullptr, 0, lCount, 0));
+    EXPECT_FALSE(IsSet(mWriteEvent));
+    EXPECT_TRUE(mFifo.Write("a"));
+    lCount = 7;
+    EXPECT_FALSE(mFifo.Read(nullptr, 1, lCount, 0));
+    EXPECT_EQ(lCount, 0U);
 }
 
 TEST_F(SharedFifoTest, ReadOfAnEmptyFifoWaitsItsTime)
@@ -91,182 +90,192 @@ TEST_F(SharedFifoTest, ReadOfAnEmptyFifoWaitsItsTime)
     EXPECT_EQ(lRead, 0U);
     for (const uint32_t lTime : {20U, 120U}) // the second is longer than a sleeper goes without a look
     {
-        EXPECT_GE(TimeOf([&] { EXPECT_EQ(Read(1, lTime), ""); }), milliseconds(lTime - 1));
+        EXPECT_GE(TimeOf([&] { EXPECT_EQ(mFifo.Read(1, lTime), ""); }), milliseconds(lTime - 1));
     }
-}
-
-TEST_F(SharedFifoTest, ReadTakesWhatIsThereAndSetsTheReadEvent)
-{
-    EXPECT_TRUE(Write("0123456789"));
-    EXPECT_FALSE(IsSet(mReadEvent));
-    EXPECT_EQ(Read(16384, KyPlatform::cInfinite), "0123456789");
-    EXPECT_TRUE(IsSet(mReadEvent));
 }
 
 TEST_F(SharedFifoTest, ReadOfSizeZeroTakesOneByte)
 {
-    EXPECT_TRUE(Write("ab"));
+    EXPECT_TRUE(mFifo.Write("ab"));
     char lByte = 0;
     uint32_t lRead = 0;
     EXPECT_TRUE(mFifo.Read(&lByte, 0, lRead, 0));
     EXPECT_EQ(lRead, 1U);
     EXPECT_EQ(lByte, 'a');
-    EXPECT_EQ(Read(), "b");
+    EXPECT_EQ(mFifo.Read(), "b");
 }
 
 TEST_F(SharedFifoTest, WriteSetsTheWrittenEventAndOnlyAReaderOfNothingResetsIt)
 {
     EXPECT_FALSE(IsSet(mWriteEvent));
-    EXPECT_TRUE(Write("ab"));
+    EXPECT_TRUE(mFifo.Write("ab"));
     EXPECT_TRUE(IsSet(mWriteEvent));
-    EXPECT_EQ(Read(), "ab");
+    EXPECT_EQ(mFifo.Read(), "ab");
     EXPECT_TRUE(IsSet(mWriteEvent));
-    EXPECT_EQ(Read(1, 0), ""); // without a wait nothing is reset
+    EXPECT_EQ(mFifo.Read(1, 0), ""); // without a wait nothing is reset
     EXPECT_TRUE(IsSet(mWriteEvent));
-    EXPECT_EQ(Read(1, 1), "");
+    EXPECT_EQ(mFifo.Read(1, 1), "");
     EXPECT_FALSE(IsSet(mWriteEvent));
 }
 
-TEST_F(SharedFifoTest, OnlyAWriterThatFillsItResetsTheReadEvent)
+TEST_F(SharedFifoTest, ReadSetsTheReadEventAndOnlyAWriterThatFillsItResetsIt)
 {
-    EXPECT_TRUE(Write("ab"));
-    EXPECT_EQ(Read(), "ab");
-    EXPECT_TRUE(Write(std::string(1022, 'x')));
+    EXPECT_TRUE(mFifo.Write("0123456789"));
+    EXPECT_FALSE(IsSet(mReadEvent));
+    EXPECT_EQ(mFifo.Read(16384, cInfinite), "0123456789");
     EXPECT_TRUE(IsSet(mReadEvent));
-    EXPECT_FALSE(Write("y"));
-    EXPECT_EQ(mWritten, 1U);
+    EXPECT_TRUE(mFifo.Write(std::string(1022, 'x')));
+    EXPECT_TRUE(IsSet(mReadEvent));
+    EXPECT_FALSE(mFifo.Write("y"));
+    EXPECT_EQ(mFifo.GetWritten(), 1U);
     EXPECT_FALSE(IsSet(mReadEvent));
     EXPECT_TRUE(IsSet(mWriteEvent));
 }
 
 TEST_F(SharedFifoTest, ContentSurvivesEveryWrap)
 {
-    std::deque<char> lModel;
+    std::string lModel;
     std::mt19937 lRandom(1);
     for (int lTurn = 0; lTurn < 5000; ++lTurn)
     {
         std::string lText(std::uniform_int_distribution<size_t>(0, 1022 - lModel.size())(lRandom), '\0');
         std::generate(lText.begin(), lText.end(), [&lRandom] { return static_cast<char>(lRandom()); });
-        ASSERT_TRUE(Write(lText));
-        lModel.insert(lModel.end(), lText.begin(), lText.end());
-        ASSERT_EQ(GetAvailable(), lModel.size());
+        ASSERT_TRUE(mFifo.Write(lText));
+        lModel += lText;
+        ASSERT_EQ(mFifo.CountAvailable(), lModel.size());
         const auto lWanted = std::uniform_int_distribution<uint32_t>(1, 1200)(lRandom);
-        const std::string lGot = Read(lWanted);
-        ASSERT_EQ(lGot.size(), std::min<size_t>(lWanted, lModel.size()));
-        ASSERT_TRUE(std::equal(lGot.begin(), lGot.end(), lModel.begin()));
-        lModel.erase(lModel.begin(), lModel.begin() + static_cast<std::ptrdiff_t>(lGot.size()));
+        ASSERT_EQ(mFifo.Read(lWanted), lModel.substr(0, lWanted));
+        lModel.erase(0, lWanted);
     }
 }
 
 TEST_F(SharedFifoTest, SecondOpenerTakesTheSectionAsItIs)
 {
-    SharedFifo lSecond(mName, mPrefix, 10, true);
-    SharedFifo lThird(mName, mPrefix, 0, false);
-    const std::string lText(500, 'x');
-    uint32_t lWritten = 0;
-    EXPECT_TRUE(lSecond.Write(lText.data(), 500, lWritten, 0));
-    EXPECT_TRUE(lThird.Write(lText.data(), 500, lWritten, 0));
-    EXPECT_EQ(Read().size(), 1000U);
+    TextFifo lSecond(mName, 10, true);
+    TextFifo lThird(mName, 0, false);
+    EXPECT_TRUE(lSecond.Write(std::string(500, 'x')));
+    EXPECT_TRUE(lThird.Write(std::string(500, 'x')));
+    EXPECT_EQ(mFifo.Read().size(), 1000U);
     EXPECT_EQ(GetHeader().mSize, 1024U);
 }
 
 TEST_F(SharedFifoTest, ClearOfAValidFifoDoesNothing)
 {
-    EXPECT_TRUE(Write("abc"));
+    EXPECT_TRUE(mFifo.Write("abc"));
     EXPECT_FALSE(mFifo.Clear());
-    EXPECT_EQ(Read(), "abc");
+    EXPECT_EQ(mFifo.Read(), "abc");
 }
 
-TEST_F(SharedFifoTest, WaitUntilEmptySeesAnEmptyFifo)
+TEST_F(SharedFifoTest, WaitUntilEmptySeesAnEmptyFifoAndGivesUpAfterItsTime)
 {
     EXPECT_TRUE(mFifo.WaitUntilEmpty(0));
-    EXPECT_TRUE(mFifo.WaitUntilEmpty(KyPlatform::cInfinite));
-    EXPECT_TRUE(Write("abc"));
-    EXPECT_EQ(Read(), "abc");
-    EXPECT_TRUE(mFifo.WaitUntilEmpty(0));
-}
-
-TEST_F(SharedFifoTest, WaitUntilEmptyGivesUpAfterItsTime)
-{
-    EXPECT_TRUE(Write("abc"));
-    EXPECT_EQ(Read(1), "a"); // the read event is set now, which must not count as empty
+    EXPECT_TRUE(mFifo.WaitUntilEmpty(cInfinite));
+    EXPECT_TRUE(mFifo.Write("abc"));
+    EXPECT_EQ(mFifo.Read(1), "a"); // the read event is set now, which must not count as empty
     EXPECT_GE(TimeOf([this] { EXPECT_FALSE(mFifo.WaitUntilEmpty(60)); }), milliseconds(59));
     EXPECT_FALSE(mFifo.WaitUntilEmpty(0));
+    EXPECT_EQ(mFifo.Read(), "bc");
+    EXPECT_TRUE(mFifo.WaitUntilEmpty(0));
 }
 
 TEST_F(SharedFifoTest, SmallestRingsWork)
 {
-    SharedFifo lTwo(mName + "Two", mPrefix, 2, true);
-    uint32_t lCount = 0;
-    EXPECT_FALSE(lTwo.Write("ab", 2, lCount, 0));
-    EXPECT_EQ(lCount, 1U);
-    SharedFifo lOne(mName + "One", mPrefix, 1, true); // never has room
-    EXPECT_FALSE(lOne.Write("a", 1, lCount, 20));
-    EXPECT_EQ(lCount, 0U);
-    char lByte = 0;
-    EXPECT_FALSE(lOne.Read(&lByte, 1, lCount, 20));
-    SharedFifo lNone(mName + "None", mPrefix, 0, true);
-    EXPECT_FALSE(lNone.Write("a", 1, lCount, 0));
-    EXPECT_FALSE(lNone.Read(&lByte, 1, lCount, 0));
-    EXPECT_FALSE(lNone.GetAvailable(lCount));
+    for (const auto& [lCapacity, lStored] : {std::pair(2U, 1U), std::pair(1U, 0U), std::pair(0U, 0U)})
+    {
+        SCOPED_TRACE(lCapacity);
+        TextFifo lFifo(mName + "Small", lCapacity);
+        EXPECT_FALSE(lFifo.Write("ab", 20));
+        EXPECT_EQ(lFifo.GetWritten(), lStored);
+        KyPlatform::NamedEvent lWriteEvent;
+        ASSERT_TRUE(lWriteEvent.Open("Local\\" + mName + "SmallWriteEvent"));
+        EXPECT_EQ(IsSet(lWriteEvent), lStored != 0);
+        EXPECT_EQ(lFifo.Read(1, 20), std::string("ab", lStored));
+        uint32_t lCount = 7;
+        EXPECT_EQ(lFifo.GetAvailable(lCount), lCapacity != 0);
+        EXPECT_EQ(lCount, 0U);
+    }
 }
 
-/// What all operations of an invalid FIFO have in common.
-void ExpectRefusal(SharedFifo& aFifo)
+TEST_F(SharedFifoTest, NextOwnerOfADeadThreadsLockSetsTheEventsThatAreTrueAndNoOther)
 {
-    EXPECT_FALSE(aFifo.IsValid());
-    uint32_t lCounts[] = {7, 7, 7};
-    char lByte = 'a';
-    EXPECT_FALSE(aFifo.Write(&lByte, 1, lCounts[0], KyPlatform::cInfinite));
-    EXPECT_FALSE(aFifo.Read(&lByte, 1, lCounts[1], KyPlatform::cInfinite));
-    EXPECT_FALSE(aFifo.GetAvailable(lCounts[2]));
-    EXPECT_EQ(lCounts[0] + lCounts[1] + lCounts[2], 0U);
-    EXPECT_FALSE(aFifo.Clear());
-    EXPECT_FALSE(aFifo.WaitUntilEmpty(KyPlatform::cInfinite));
+    const DeadOwner lFirst(mName + "Mutex");
+    EXPECT_EQ(mFifo.CountAvailable(), 0U);
+    EXPECT_FALSE(IsSet(mWriteEvent)); // empty
+    EXPECT_TRUE(IsSet(mReadEvent));
+
+    EXPECT_TRUE(mFifo.Write("abc"));
+    EXPECT_TRUE(mWriteEvent.Reset());
+    const DeadOwner lSecond(mName + "Mutex");
+    EXPECT_EQ(mFifo.CountAvailable(), 3U);
+    EXPECT_TRUE(IsSet(mWriteEvent));
+
+    EXPECT_FALSE(mFifo.Write(std::string(1020, 'x')));
+    EXPECT_TRUE(mReadEvent.Reset());
+    const DeadOwner lThird(mName + "Mutex");
+    EXPECT_EQ(mFifo.CountAvailable(), 1023U);
+    EXPECT_FALSE(IsSet(mReadEvent)); // full
+    EXPECT_TRUE(IsSet(mWriteEvent));
 }
 
-TEST(SharedFifoOpenTest, NothingIsMadeWithoutTheCreateFlag)
+/// A name of which no FIFO is there, and what a test makes of one by hand.
+class SharedFifoOpenTest : public testing::Test
 {
-    KyTest::AssertRecorder lAsserts;
-    const std::string lName = UniqueName("KyFifo");
-    SharedFifo lFifo(lName, "Local\\", 1024, false);
+protected:
+    /// What all operations of an invalid FIFO have in common.
+    static void ExpectRefusal(SharedFifo& aFifo)
+    {
+        EXPECT_FALSE(aFifo.IsValid());
+        uint32_t lCounts[] = {7, 7, 7};
+        char lByte = 'a';
+        EXPECT_FALSE(aFifo.Write(&lByte, 1, lCounts[0], cInfinite));
+        EXPECT_FALSE(aFifo.Read(&lByte, 1, lCounts[1], cInfinite));
+        EXPECT_FALSE(aFifo.GetAvailable(lCounts[2]));
+        EXPECT_EQ(lCounts[0] + lCounts[1] + lCounts[2], 0U);
+        EXPECT_FALSE(aFifo.Clear());
+        EXPECT_FALSE(aFifo.WaitUntilEmpty(cInfinite));
+    }
+
+    KyTest::AssertRecorder mAsserts;
+    const std::string mName = UniqueName("KyFifo");
+    const std::string mPath = "Local\\" + mName;
+    KyPlatform::NamedMutex mMutex;
+    KyPlatform::NamedEvent mWritten;
+    KyPlatform::NamedEvent mRead;
+    KyPlatform::SharedMemory mMemory;
+};
+
+TEST_F(SharedFifoOpenTest, NothingIsMadeWithoutTheCreateFlag)
+{
+    TextFifo lFifo(mName, 1024, false);
     ExpectRefusal(lFifo);
-    const std::vector<std::string> lExpected = {
-        "( ( mMutex != 0 ) && ( mMutex != ((HANDLE)(LONG_PTR)-1) ) )",
-        "( ( mDataWrittenEvent != 0 ) && ( mDataWrittenEvent != ((HANDLE)(LONG_PTR)-1) ) )",
-        "( ( mDataReadEvent != 0 ) && ( mDataReadEvent != ((HANDLE)(LONG_PTR)-1) ) )"};
-    EXPECT_EQ(lAsserts.Take(), JxUtilsLib::cAssertionsEnabled ? lExpected : std::vector<std::string>());
-    KyPlatform::NamedMutex lMutex;
-    EXPECT_FALSE(lMutex.Open("Local\\" + lName + "Mutex"));
+    EXPECT_EQ(
+        mAsserts.Take(),
+        KyTest::Broken({"( ( mMutex != 0 ) && ( mMutex != ((HANDLE)(LONG_PTR)-1) ) )",
+                        "( ( mDataWrittenEvent != 0 ) && ( mDataWrittenEvent != ((HANDLE)(LONG_PTR)-1) ) )",
+                        "( ( mDataReadEvent != 0 ) && ( mDataReadEvent != ((HANDLE)(LONG_PTR)-1) ) )"}));
+    EXPECT_FALSE(mMutex.Open(mPath + "Mutex"));
 }
 
-TEST(SharedFifoOpenTest, MissingSectionLeavesItInvalid)
+TEST_F(SharedFifoOpenTest, MissingSectionLeavesItInvalid)
 {
-    const std::string lName = "Local\\" + UniqueName("KyFifo");
-    KyPlatform::NamedMutex lMutex;
-    KyPlatform::NamedEvent lWritten;
-    KyPlatform::NamedEvent lRead;
-    ASSERT_TRUE(lMutex.Create(lName + "Mutex"));
-    ASSERT_TRUE(lWritten.Create(lName + "WriteEvent"));
-    ASSERT_TRUE(lRead.Create(lName + "ReadEvent"));
-    SharedFifo lFifo(lName.substr(6), "Local\\", 1024, false);
+    ASSERT_TRUE(mMutex.Create(mPath + "Mutex"));
+    ASSERT_TRUE(mWritten.Create(mPath + "WriteEvent"));
+    ASSERT_TRUE(mRead.Create(mPath + "ReadEvent"));
+    TextFifo lFifo(mName, 1024, false);
     ExpectRefusal(lFifo);
-    EXPECT_EQ(lMutex.Wait(0), KyPlatform::WaitResult::Done); // nobody has kept it
-    EXPECT_TRUE(lMutex.Release());
+    EXPECT_EQ(mMutex.Wait(0), KyPlatform::WaitResult::Done); // nobody has kept it
+    EXPECT_TRUE(mMutex.Release());
+    EXPECT_EQ(mAsserts.Take(), std::vector<std::string>());
 }
 
-TEST(SharedFifoOpenTest, ClearEmptiesAnInvalidFifoThatHasItsSection)
+TEST_F(SharedFifoOpenTest, ClearEmptiesAnInvalidFifoThatHasItsSection)
 {
-    KyTest::AssertRecorder lAsserts;
-    const std::string lName = "Local\\" + UniqueName("KyFifo");
-    KyPlatform::NamedMutex lMutex;
-    KyPlatform::SharedMemory lMemory;
     bool lNew = false;
-    ASSERT_TRUE(lMutex.Create(lName + "Mutex"));
-    ASSERT_TRUE(lMemory.Create(lName + "Memory", 32, lNew));
-    auto* const lHeader = static_cast<KySerialLib::SharedFifoHeader*>(lMemory.GetBase());
+    ASSERT_TRUE(mMutex.Create(mPath + "Mutex"));
+    ASSERT_TRUE(mMemory.Create(mPath + "Memory", 32, lNew));
+    auto* const lHeader = static_cast<KySerialLib::SharedFifoHeader*>(mMemory.GetBase());
     *lHeader = {16, 3, 5, 9};
-    SharedFifo lFifo(lName.substr(6), "Local\\", 16, false); // without events
+    TextFifo lFifo(mName, 16, false); // without events
     EXPECT_FALSE(lFifo.IsValid());
     EXPECT_TRUE(lFifo.Clear());
     EXPECT_EQ(lHeader->mTailIndex, 0U);
@@ -275,48 +284,12 @@ TEST(SharedFifoOpenTest, ClearEmptiesAnInvalidFifoThatHasItsSection)
     EXPECT_EQ(lHeader->mReserved, 9U);
 }
 
-TEST_F(SharedFifoTest, NextOwnerOfADeadThreadsLockSetsTheEventsThatAreTrueAndNoOther)
+TEST_F(SharedFifoOpenTest, EverythingIsGoneWithTheLastHolder)
 {
-    // A mapping for each: the sanitizer does not see that the FIFO's own frees the lock of another.
-    std::deque<KyPlatform::NamedMutex> lDead;
-    const auto lDie = [&]
-    {
-        KyPlatform::NamedMutex& lMutex = lDead.emplace_back();
-        ASSERT_TRUE(lMutex.Open(mPrefix + mName + "Mutex"));
-        std::thread([&] { EXPECT_EQ(lMutex.Wait(5000), WaitResult::Done); }).join();
-    };
-    lDie();
-    EXPECT_EQ(GetAvailable(), 0U);
-    EXPECT_FALSE(IsSet(mWriteEvent)); // empty
-    EXPECT_TRUE(IsSet(mReadEvent));
-
-    EXPECT_TRUE(Write("abc"));
-    EXPECT_TRUE(mWriteEvent.Reset());
-    lDie();
-    EXPECT_EQ(GetAvailable(), 3U);
-    EXPECT_TRUE(IsSet(mWriteEvent));
-
-    EXPECT_FALSE(Write(std::string(1020, 'x')));
-    EXPECT_TRUE(mReadEvent.Reset());
-    lDie();
-    EXPECT_EQ(GetAvailable(), 1023U);
-    EXPECT_FALSE(IsSet(mReadEvent)); // full
-}
-
-TEST(SharedFifoOpenTest, EverythingIsGoneWithTheLastHolder)
-{
-    const std::string lName = UniqueName("KyFifo");
-    uint32_t lCount = 0;
-    {
-        SharedFifo lFifo(lName, "Local\\", 64, true);
-        EXPECT_TRUE(lFifo.Write("abc", 3, lCount, 0));
-    }
-    SharedFifo lFifo(lName, "Local\\", 128, true);
-    EXPECT_TRUE(lFifo.GetAvailable(lCount));
-    EXPECT_EQ(lCount, 0U);
-    KyPlatform::SharedMemory lMemory;
-    ASSERT_TRUE(lMemory.Open("Local\\" + lName + "Memory"));
-    EXPECT_TRUE(lMemory.HasSizeOf(128 + 16));
+    EXPECT_TRUE(TextFifo(mName, 64).Write("abc"));
+    TextFifo lFifo(mName, 128);
+    EXPECT_EQ(lFifo.CountAvailable(), 0U);
+    EXPECT_TRUE(KyTest::RingView(mName).HasCapacity(128));
 }
 
 } // namespace

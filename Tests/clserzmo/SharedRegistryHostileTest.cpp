@@ -90,9 +90,9 @@ TEST_F(SharedRegistryHostileTest, NameWithoutEndIsNoName)
 {
     std::memset(mBytes + 88, 'x', 256);
     std::memset(mBytes + cSectionSize - 256, 'x', 256);
-    for (const size_t lLength : {size_t{254}, size_t{255}, size_t{256}, size_t{257}, size_t{5000}})
+    for (const size_t lLength : {254U, 255U, 256U, 257U, 5000U})
     {
-        EXPECT_FALSE(Has(std::string(lLength, 'x')));
+        EXPECT_FALSE(Has(std::string(lLength, 'x'))) << lLength;
     }
     EXPECT_EQ(GetName(mRegistry->GetEntries()[31]), std::string(256, 'x'));
 }
@@ -100,22 +100,21 @@ TEST_F(SharedRegistryHostileTest, NameWithoutEndIsNoName)
 TEST_F(SharedRegistryHostileTest, SectionOfTheWrongSizeIsRefused)
 {
     mMemory.Close();
-    mRegistry.reset();
-    bool lNew = false;
-    for (const uint64_t lSize :
-         {uint64_t{1}, uint64_t{344}, uint64_t{8192}, uint64_t{12289}, uint64_t{1} << 20})
+    for (const uint64_t lSize : {1U, 344U, 8192U, 12289U, 1U << 20U})
     {
+        SCOPED_TRACE(lSize);
+        mRegistry.reset();
+        bool lNew = false;
         ASSERT_TRUE(mMemory.Create("Local\\KySerialBridgeRegistryMemory", lSize, lNew));
         ASSERT_TRUE(lNew);
-        SharedRegistry lRegistry(true);
-        EXPECT_FALSE(lRegistry.IsValid());
-        EXPECT_FALSE(lRegistry.Register("A"));
-        EXPECT_FALSE(lRegistry.SetServerActive("A", true));
-        EXPECT_TRUE(lRegistry.GetEntries().empty());
-        SharedRegistryEntry* lEntry = nullptr;
-        EXPECT_FALSE(lRegistry.Find("A", lEntry));
-        EXPECT_FALSE(lRegistry.AcquireServer("A", mServer, mClient));
-        EXPECT_FALSE(lRegistry.AcquireClient("A", mClient));
+        mRegistry.emplace(true);
+        EXPECT_FALSE(mRegistry->IsValid());
+        EXPECT_FALSE(mRegistry->Register("A"));
+        EXPECT_FALSE(mRegistry->SetServerActive("A", true));
+        EXPECT_TRUE(mRegistry->GetEntries().empty());
+        EXPECT_FALSE(Has("A"));
+        EXPECT_FALSE(mRegistry->AcquireServer("A", mServer, mClient));
+        EXPECT_FALSE(mRegistry->AcquireClient("A", mClient));
         mMemory.Close();
     }
 }

@@ -1,5 +1,5 @@
-#include "KyPlatform/NamedMutex.h"
 #include "Tests/Support/AssertRecorder.h"
+#include "Tests/Support/TextFifo.h"
 #include "Tests/clserzmo/RegistryFixture.h"
 
 #include <algorithm>
@@ -7,7 +7,6 @@
 #include <thread>
 #include <vector>
 
-using KyPlatform::NamedMutex;
 using KyPlatform::NamedSemaphore;
 using KySerialLib::SharedRegistry;
 using KySerialLib::SharedRegistryEntry;
@@ -48,37 +47,36 @@ TEST_F(SharedRegistryTest, SectionIsLaidOutAsOtherProcessesExpect)
     EXPECT_EQ(std::memcmp(lBytes, lExpected.data(), lExpected.size()), 0);
 }
 
-TEST_F(SharedRegistryTest, ServersAreNumberedAndEnteredOnce)
+TEST_F(SharedRegistryTest, ServersAreEnteredOnceAndNumberedOneAboveTheLargest)
 {
-    EXPECT_TRUE(mRegistry->Register("A"));
-    EXPECT_TRUE(mRegistry->Register("B"));
-    EXPECT_TRUE(mRegistry->Register("A"));
-    EXPECT_TRUE(mRegistry->Register("a"));
+    for (const char* const lName : {"A", "B", "A", "a"})
+    {
+        EXPECT_TRUE(mRegistry->Register(lName));
+    }
     EXPECT_EQ(GetEntry("A").mServerId, 1U);
     EXPECT_EQ(GetEntry("B").mServerId, 2U);
     EXPECT_EQ(GetEntry("a").mServerId, 3U);
     EXPECT_EQ(mRegistry->GetEntries()[3].mServerId, 0U);
-}
-
-TEST_F(SharedRegistryTest, NextNumberIsOneAboveTheLargest)
-{
-    EXPECT_TRUE(mRegistry->Register("A"));
-    SharedRegistryEntry& lEntry = GetEntry("A");
-    lEntry.mServerId = 700;
-    EXPECT_TRUE(mRegistry->Register("B"));
-    EXPECT_EQ(GetEntry("B").mServerId, 701U);
-    lEntry.mServerId = 0xFFFFFFFFU; // there is no larger one
-    EXPECT_FALSE(mRegistry->Register("C"));
+    GetEntry("A").mServerId = 700;
+    EXPECT_TRUE(mRegistry->Register("C"));
+    EXPECT_EQ(GetEntry("C").mServerId, 701U);
+    GetEntry("A").mServerId = 0xFFFFFFFFU; // there is no larger one
+    EXPECT_FALSE(mRegistry->Register("D"));
 }
 
 TEST_F(SharedRegistryTest, ThirtyThirdNameIsRefused)
 {
+    EXPECT_EQ(mRegistry->GetObstacle(), "");
     for (int lIndex = 0; lIndex < 32; ++lIndex)
     {
-        EXPECT_TRUE(mRegistry->Register("Server" + std::to_string(lIndex)));
+        EXPECT_TRUE(mRegistry->Register(std::to_string(lIndex)));
     }
     EXPECT_FALSE(mRegistry->Register("One too many"));
-    EXPECT_TRUE(mRegistry->Register("Server31"));
+    EXPECT_TRUE(mRegistry->Register("31"));
+    EXPECT_FALSE(mRegistry->AcquireServer("One too many", mServer, mClient));
+    EXPECT_NE(mRegistry->GetObstacle().find("All entries of the registry are taken"), std::string::npos);
+    EXPECT_TRUE(mRegistry->AcquireServer("0", mServer, mClient));
+    EXPECT_EQ(mRegistry->GetObstacle(), "");
 }
 
 TEST_F(SharedRegistryTest, LongNameIsCutToItsFirst255Characters)
@@ -89,19 +87,14 @@ TEST_F(SharedRegistryTest, LongNameIsCutToItsFirst255Characters)
     EXPECT_FALSE(Has(std::string(256, 'n')));
 }
 
-TEST_F(SharedRegistryTest, FindWantsTheExactName)
+TEST_F(SharedRegistryTest, FindWantsTheExactNameAndGivesTheEntryInTheSection)
 {
     EXPECT_TRUE(mRegistry->Register("Camera 1"));
-    EXPECT_FALSE(Has("Camera"));
-    EXPECT_FALSE(Has("camera 1"));
-    EXPECT_FALSE(Has("Camera 11"));
-    EXPECT_TRUE(Has("Camera 1"));
-}
-
-TEST_F(SharedRegistryTest, FoundEntryIsTheOneInTheSection)
-{
-    EXPECT_TRUE(mRegistry->Register("A"));
-    SharedRegistryEntry& lEntry = GetEntry("A");
+    for (const char* const lOther : {"Camera", "camera 1", "Camera 11"})
+    {
+        EXPECT_FALSE(Has(lOther)) << lOther;
+    }
+    SharedRegistryEntry& lEntry = GetEntry("Camera 1");
     MapSection()[12] = 8; // a client asks for another speed
     EXPECT_EQ(lEntry.mRequestedBaudRate, 8U);
 }
@@ -110,10 +103,11 @@ TEST_F(SharedRegistryTest, SetServerActiveWantsAKnownName)
 {
     EXPECT_FALSE(mRegistry->SetServerActive("A", true));
     EXPECT_TRUE(mRegistry->Register("A"));
-    EXPECT_TRUE(mRegistry->SetServerActive("A", true));
-    EXPECT_EQ(GetEntry("A").mServerActive, 1U);
-    EXPECT_TRUE(mRegistry->SetServerActive("A", false));
-    EXPECT_EQ(GetEntry("A").mServerActive, 0U);
+    for (const bool lActive : {true, false})
+    {
+        EXPECT_TRUE(mRegistry->SetServerActive("A", lActive));
+        EXPECT_EQ(GetEntry("A").mServerActive, lActive ? 1U : 0U);
+    }
 }
 
 TEST_F(SharedRegistryTest, SweepMarksServersThatHaveGone)
@@ -165,36 +159,7 @@ TEST_F(SharedRegistryTest, SemaphoresAreNamedByTheNumber)
     EXPECT_FALSE(lProbe.Release()); // one is the maximum
 }
 
-TEST_F(SharedRegistryTest, PlaceOfAClientThatHasGoneWithoutGivingItBackIsFreedByTheServer)
-{
-    ASSERT_TRUE(mRegistry->AcquireServer("A", mServer, mClient));
-    EXPECT_FALSE(mRegistry->FreeDeadClient(mClient)); // there was none
-    NamedSemaphore lFirst;
-    ASSERT_TRUE(mRegistry->AcquireClient("A", lFirst));
-    EXPECT_FALSE(mRegistry->FreeDeadClient(mClient)); // it is there
-    EXPECT_TRUE(lFirst.Close());                      // as the system does for a process that is killed
-    NamedSemaphore lSecond;
-    EXPECT_FALSE(mRegistry->AcquireClient("A", lSecond));
-    EXPECT_TRUE(mRegistry->FreeDeadClient(mClient));
-    EXPECT_TRUE(mRegistry->AcquireClient("A", lSecond));
-    SharedRegistry::ReleaseClient(lSecond);
-    EXPECT_FALSE(mRegistry->FreeDeadClient(mClient));
-}
-
-TEST_F(SharedRegistryTest, FullRegistrySaysSo)
-{
-    EXPECT_EQ(mRegistry->GetObstacle(), "");
-    for (int lIndex = 0; lIndex < 32; ++lIndex)
-    {
-        ASSERT_TRUE(mRegistry->Register(std::to_string(lIndex)));
-    }
-    EXPECT_FALSE(mRegistry->AcquireServer("A", mServer, mClient));
-    EXPECT_NE(mRegistry->GetObstacle().find("All entries of the registry are taken"), std::string::npos);
-    EXPECT_TRUE(mRegistry->AcquireServer("0", mServer, mClient));
-    EXPECT_EQ(mRegistry->GetObstacle(), "");
-}
-
-TEST_F(SharedRegistryTest, OneClientOfAServerAtATime)
+TEST_F(SharedRegistryTest, OneClientOfAServerUntilItLeavesOrItsPlaceIsFreed)
 {
     NamedSemaphore lFirst;
     NamedSemaphore lSecond;
@@ -203,12 +168,21 @@ TEST_F(SharedRegistryTest, OneClientOfAServerAtATime)
     EXPECT_FALSE(mRegistry->AcquireClient("A", lFirst)); // entered, but nobody serves
     EXPECT_FALSE(lFirst.IsValid());
     ASSERT_TRUE(mRegistry->AcquireServer("A", mServer, mClient));
+    EXPECT_FALSE(mRegistry->FreeDeadClient(mClient)); // there was no client
     EXPECT_TRUE(mRegistry->AcquireClient("A", lFirst));
     EXPECT_FALSE(mRegistry->AcquireClient("A", lSecond));
     EXPECT_FALSE(lSecond.IsValid());
     SharedRegistry::ReleaseClient(lFirst);
     EXPECT_FALSE(lFirst.IsValid());
+    EXPECT_TRUE(mRegistry->AcquireClient("A", lFirst));
+
+    EXPECT_FALSE(mRegistry->FreeDeadClient(mClient)); // it is there
+    EXPECT_TRUE(lFirst.Close());                      // as the system does for a process that is killed
+    EXPECT_FALSE(mRegistry->AcquireClient("A", lSecond));
+    EXPECT_TRUE(mRegistry->FreeDeadClient(mClient));
     EXPECT_TRUE(mRegistry->AcquireClient("A", lSecond));
+    SharedRegistry::ReleaseClient(lSecond);
+    EXPECT_FALSE(mRegistry->FreeDeadClient(mClient));
 }
 
 TEST_F(SharedRegistryTest, ReleaseOfWhatIsNotHeldBreaksAnAssertion)
@@ -216,11 +190,12 @@ TEST_F(SharedRegistryTest, ReleaseOfWhatIsNotHeldBreaksAnAssertion)
     KyTest::AssertRecorder lAsserts;
     SharedRegistry::ReleaseServer(mServer, mClient);
     SharedRegistry::ReleaseClient(mClient);
-    const std::vector<std::string> lExpected = {
-        "( ( *aServerSemaphore != 0 ) && ( *aServerSemaphore != ((HANDLE)(LONG_PTR)-1) ) )",
-        "( ( *aClientSemaphore != 0 ) && ( *aClientSemaphore != ((HANDLE)(LONG_PTR)-1) ) )",
-        "::ReleaseSemaphore( *aServerSemaphore, 1, 0 )", "::ReleaseSemaphore( *aClientSemaphore, 1, 0 )"};
-    EXPECT_EQ(lAsserts.Take(), JxUtilsLib::cAssertionsEnabled ? lExpected : std::vector<std::string>());
+    EXPECT_EQ(
+        lAsserts.Take(),
+        KyTest::Broken({"( ( *aServerSemaphore != 0 ) && ( *aServerSemaphore != ((HANDLE)(LONG_PTR)-1) ) )",
+                        "( ( *aClientSemaphore != 0 ) && ( *aClientSemaphore != ((HANDLE)(LONG_PTR)-1) ) )",
+                        "::ReleaseSemaphore( *aServerSemaphore, 1, 0 )",
+                        "::ReleaseSemaphore( *aClientSemaphore, 1, 0 )"}));
 }
 
 TEST_F(SharedRegistryTest, PrefixNamesTheServersSessionUnlessItIsTheOwn)
@@ -241,25 +216,22 @@ TEST_F(SharedRegistryTest, RegistryOfAnotherSessionIsFound)
     ASSERT_TRUE(lService.AcquireServer("A", mServer, mClient));
 
     PrivateSession::SetOwnNumber(2);
-    SharedRegistry lUser(false);
-    SharedRegistryEntry* lEntry = nullptr;
-    ASSERT_TRUE(lUser.Find("A", lEntry));
-    EXPECT_EQ(lEntry->mServerSessionId, 1U);
-    EXPECT_EQ(lUser.GetPrefix(*lEntry), "Session\\1\\");
+    SharedRegistry& lUser = mRegistry.emplace(false);
+    EXPECT_EQ(GetEntry("A").mServerSessionId, 1U);
+    EXPECT_EQ(lUser.GetPrefix(GetEntry("A")), "Session\\1\\");
     NamedSemaphore lMine;
     EXPECT_TRUE(lUser.AcquireClient("A", lMine));
-    KyPlatform::SharedMemory lLocal;
-    EXPECT_FALSE(lLocal.Open("Local\\KySerialBridgeRegistryMemory"));
+    EXPECT_FALSE(mMemory.Open("Local\\KySerialBridgeRegistryMemory"));
 }
 
 TEST_F(SharedRegistryTest, RegistryOfASessionAbove31IsNotLookedFor)
 {
     EXPECT_TRUE(mRegistry->Register("A")); // the fixture's is in session 40
+    const SharedRegistry lKeeper(false);
     PrivateSession::SetOwnNumber(2);
-    SharedRegistry lUser(true);
-    SharedRegistryEntry* lEntry = nullptr;
-    EXPECT_FALSE(lUser.Find("A", lEntry));
-    EXPECT_TRUE(lUser.IsValid());
+    mRegistry.emplace(true);
+    EXPECT_FALSE(Has("A"));
+    EXPECT_TRUE(mRegistry->IsValid());
 }
 
 TEST_F(SharedRegistryTest, RegistryMadeWithoutTheCreateFlagIsNotInitialised)
@@ -275,30 +247,38 @@ TEST_F(SharedRegistryTest, RegistryMadeWithoutTheCreateFlagIsNotInitialised)
     EXPECT_TRUE(mRegistry->Register("A"));
 }
 
-TEST_F(SharedRegistryTest, DeadProcessLeavesNoHalfTakenEntry)
+TEST_F(SharedRegistryTest, EntriesThatADeadProcessHasBegunAreFreshAgain)
 {
-    EXPECT_TRUE(mRegistry->Register("A"));
-    std::thread(
-        [this]
-        {
-            NamedMutex lMutex;
-            EXPECT_TRUE(lMutex.Open("Local\\KySerialBridgeRegistryMutex"));
-            EXPECT_EQ(lMutex.Wait(0), KyPlatform::WaitResult::Done);
-            uint8_t* const lEntry = MapSection() + 344;
-            lEntry[0] = 1;
-            std::memcpy(lEntry + 88, "Half", 5);
-        })
-        .join();
+    ASSERT_TRUE(mRegistry->AcquireServer("A", mServer, mClient));
+    EXPECT_TRUE(mRegistry->SetServerActive("A", true));
+    auto* const lEntries = reinterpret_cast<SharedRegistryEntry*>(MapSection());
+    const KyTest::DeadOwner lDead("KySerialBridgeRegistryMutex",
+                                  [&]
+                                  {
+                                      lEntries[1].mRegistered = 1;
+                                      std::strcpy(lEntries[2].mName, "half a nam");
+                                      lEntries[3].mRegistered = 1;
+                                      std::strcpy(lEntries[3].mName, "Half");
+                                      std::strcpy(lEntries[4].mName, "Other");
+                                      lEntries[4].mServerId = 7; // the number is given last: it was finished
+                                  });
     EXPECT_FALSE(Has("Half"));
-    EXPECT_EQ(GetName(mRegistry->GetEntries()[1]), "Uninitialized");
+    EXPECT_EQ(mRegistry->GetEntries().size(), 32U);
+    for (const int lIndex : {1, 2, 3})
+    {
+        EXPECT_EQ(lEntries[lIndex].mRegistered, 0U);
+        EXPECT_STREQ(lEntries[lIndex].mName, "Uninitialized");
+    }
+    EXPECT_STREQ(lEntries[4].mName, "Other");
     EXPECT_TRUE(mRegistry->Register("Half"));
-    EXPECT_EQ(GetEntry("Half").mServerId, 2U);
+    EXPECT_EQ(GetEntry("Half").mServerId, 8U);
     EXPECT_EQ(GetEntry("A").mServerId, 1U);
+    EXPECT_EQ(GetEntry("A").mServerActive, 1U);
 }
 
 TEST_F(SharedRegistryTest, EverythingFailsWhenTheLockIsNotToBeHad)
 {
-    NamedMutex lMutex;
+    KyPlatform::NamedMutex lMutex;
     ASSERT_TRUE(lMutex.Open("Local\\KySerialBridgeRegistryMutex"));
     EXPECT_TRUE(mRegistry->Register("A"));
     ASSERT_EQ(lMutex.Wait(0), KyPlatform::WaitResult::Done);

@@ -5,20 +5,22 @@
 #include "BridgeCLDLL.h"
 #include "ClientPort.h"
 #include "Tests/Processes/Linux/KillScenario.h"
-#include "Tests/Processes/Linux/RingView.h"
-#include "Tests/Processes/Linux/Sleeper.h"
 #include "Tests/Support/PrivateSession.h"
+#include "Tests/Support/RingView.h"
+#include "Tests/Support/TextFifo.h"
+#include "Tests/Support/WaitFor.h"
 
 #include <algorithm>
 #include <cstring>
-#include <optional>
 
 using KySerialLib::BridgeCLDLL;
 using KySerialLib::ClientPort;
 using KySerialLib::ClientResult;
-using KySerialLib::SharedFifo;
-using KySerialLib::SharedRegistry;
 using KySerialLib::SharedRegistryEntry;
+using KyTest::MakeText;
+using KyTest::RingView;
+using KyTest::TextFifo;
+using KyTest::WaitFor;
 
 namespace
 {
@@ -29,18 +31,6 @@ constexpr size_t cMore = 3000; // than a FIFO holds
 constexpr uint32_t cPatience = 10000;
 constexpr uint32_t cShortTime = 10;
 constexpr char cEnd = '!';
-
-std::string MakeText(size_t aSize)
-{
-    std::string lText;
-    uint32_t lState = 1;
-    while (lText.size() < aSize)
-    {
-        lState = lState * 1664525U + 1013904223U;
-        lText += static_cast<char>('a' + (lState >> 24U) % 26);
-    }
-    return lText;
-}
 
 /// Bulk port 1 of a device that keeps what it gets.
 class Device final : public KyBench::BenchDevice
@@ -86,11 +76,12 @@ private:
 class Server
 {
 public:
-    bool Open()
+    bool IsOpened() const { return mOpened; }
+    void Open()
     {
         mBridge.emplace();
-        return mBridge->OpenDevicePort(&mDevice, KyDeviceSerialBulk1).IsOK() &&
-               mBridge->OpenSharedMem(cName).IsOK();
+        mOpened = mBridge->OpenDevicePort(&mDevice, KyDeviceSerialBulk1).IsOK() &&
+                  mBridge->OpenSharedMem(cName).IsOK();
     }
     void Close() { mBridge.reset(); }
 
@@ -104,19 +95,17 @@ public:
                 mBridge->StopThreads();
             }
         };
-        std::promise<void> lLeft;
-        std::thread lStopper(
+        std::atomic<bool> lLeft{false};
+        const std::jthread lStopper(
             [&]
             {
-                lLeft.get_future().wait_for(std::chrono::milliseconds(cPatience));
+                WaitFor([&] { return lLeft.load(); }, std::chrono::milliseconds(cPatience));
                 mBridge->StopThreads();
             });
         Run(mBridge->GetDownThreadRoutine());
-        lLeft.set_value();
-        lStopper.join();
+        lLeft = true;
     }
 
-    /// Relays one block down.
     void RelayBlockDown()
     {
         mDevice.mOnTaken = [this] { mBridge->StopThreads(); };
@@ -126,18 +115,14 @@ public:
     /// Relays one block up, as far as there is room for it.
     void RelayBlockUp()
     {
-        std::thread lStopper(
+        const std::jthread lStopper(
             [this]
             {
-                while (mBridge->GetBytesReceivedFromDevice() == 0)
-                {
-                    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-                }
+                WaitFor([this] { return mBridge->GetBytesReceivedFromDevice() != 0; });
                 std::this_thread::sleep_for(std::chrono::milliseconds(30)); // and stays in its wait for room
                 mBridge->StopThreads();
             });
         Run(mBridge->GetUpThreadRoutine());
-        lStopper.join();
     }
 
     /// Relays up until Stop().
@@ -156,23 +141,26 @@ private:
         aRoutine(static_cast<KySerialLib::Bridge*>(&*mBridge));
     }
 
+    bool mOpened = false;
     std::optional<BridgeCLDLL> mBridge;
 };
 
-/// Reads what is there.
-std::string ReadAll(ClientPort& aClient)
-{
-    std::string lText(2 * cMore, '\0');
-    uint32_t lRead = 0;
-    aClient.Read(lText.data(), static_cast<uint32_t>(lText.size()), false, 0, lRead);
-    return lText.substr(0, lRead);
-}
+/// What one of the two does when it dies.
+using ServerDeed = void (Server::*)();
 
-bool Write(ClientPort& aClient, const std::string& aText, uint32_t aTimeout)
+uint32_t Write(ClientPort& aClient, const std::string& aText, uint32_t aTimeout)
 {
     uint32_t lWritten = 0;
-    return aClient.Write(aText.data(), static_cast<uint32_t>(aText.size()), aTimeout, lWritten) ==
-           ClientResult::Done;
+    aClient.Write(aText.data(), static_cast<uint32_t>(aText.size()), aTimeout, lWritten);
+    return lWritten;
+}
+
+std::string Read(ClientPort& aClient, size_t aSize, bool aWhole, uint32_t aTimeout)
+{
+    std::string lText(aSize, '\0');
+    uint32_t lRead = 0;
+    aClient.Read(lText.data(), static_cast<uint32_t>(aSize), aWhole, aTimeout, lRead);
+    return lText.substr(0, lRead);
 }
 
 class BridgeScenario : public KillScenario
@@ -180,76 +168,87 @@ class BridgeScenario : public KillScenario
 public:
     BridgeScenario() { JxUtilsLib::Logger::SetPriority(JxUtilsLib::PriorityFatal); }
 
+    void Check() override
+    {
+        if (Require(mIsSet, "the scene was not set"))
+        {
+            CheckSurvivor();
+        }
+    }
+
 protected:
-    /// What the FIFOs of the server are named by; empty without an entry of it.
-    std::string GetNumber()
+    virtual void CheckSurvivor() = 0;
+
+    /// The base name of a FIFO of the server; of no FIFO without an entry of it.
+    std::string GetFifo(const std::string& aWay)
     {
         SharedRegistryEntry* lEntry = nullptr;
-        return mRegistry.Find(cName, lEntry) ? std::to_string(lEntry->mServerId) : "";
+        const bool lFound = mRegistry.Find(cName, lEntry);
+        return "KySerialBridge" + aWay + "Fifo" + (lFound ? std::to_string(lEntry->mServerId) : "");
     }
 
     /// The FIFOs as they are between the processes.
     bool OpenFifos()
     {
-        const std::string lNumber = GetNumber();
-        if (!lNumber.empty())
-        {
-            mDown.emplace("KySerialBridgeDownFifo" + lNumber, "Local\\", 1024, false);
-            mUp.emplace("KySerialBridgeUpFifo" + lNumber, "Local\\", 1024, false);
-        }
-        return !lNumber.empty() && mDown->IsValid() && mUp->IsValid();
+        mDown.emplace(GetFifo("Down"), 1024, false);
+        mUp.emplace(GetFifo("Up"), 1024, false);
+        return mDown->IsValid() && mUp->IsValid();
     }
 
     /// The same, to be looked at only.
     bool ViewFifos()
     {
-        mDownRing.emplace("Local\\KySerialBridgeDownFifo" + GetNumber());
-        mUpRing.emplace("Local\\KySerialBridgeUpFifo" + GetNumber());
+        mDownRing.emplace(GetFifo("Down"));
+        mUpRing.emplace(GetFifo("Up"));
         return mDownRing->IsValid() && mUpRing->IsValid();
     }
 
+    bool Attach() { return mClient.emplace().Attach(cName) == ClientResult::Done; }
+
     /// A new server and, if there is none, a new client, at once, with one more byte each way.
     /// \param aDown, aUp  Receive what came out of what was on its way before, and that byte.
-    void ServeAgain(std::optional<ClientPort>& aClient, std::string& aDown, std::string& aUp)
+    void ServeAgain(std::string& aDown, std::string& aUp)
     {
         const UndisturbedTimer lWatch;
         Server lNew;
         lNew.mDevice.mAddress = 0x77;
-        if (!Require(lNew.Open() && OpenFifos(), "the name cannot be served again"))
+        lNew.Open();
+        if (!Require(lNew.IsOpened() && OpenFifos(), "the name cannot be served again"))
         {
             return;
         }
         NoteIfLate(lWatch, cProgress, "the name was served again");
-        if (!aClient.has_value() &&
-            !Require(aClient.emplace().Attach(cName) == ClientResult::Done, "no client can attach"))
+        if (!mClient.has_value() && !Require(Attach(), "no client can attach"))
         {
             return;
         }
         NoteIfLate(lWatch, cProgress, "a client was attached again");
         const UndisturbedTimer lTransfer;
         {
-            Sleeper lWriter([&] { Write(*aClient, std::string(1, cEnd), cPatience); });
+            const std::jthread lWriter([&] { Write(*mClient, std::string(1, cEnd), cPatience); });
             lNew.RelayDown();
         }
         NoteIfLate(lTransfer, cProgress, "a byte came down again");
         aDown = lNew.mDevice.mTaken;
-        aUp = ReadAll(*aClient); // so that there is room
-        uint32_t lWritten = 0;
-        mUp->Write(&cEnd, 1, lWritten, 0);
-        aUp.insert(0, GetFirst()); // who has slept reads before all others
-        aUp += ReadAll(*aClient);
+        aUp = Read(*mClient, 2 * cMore, false, 0); // so that there is room
+        mUp->Write(std::string(1, cEnd));
+        aUp.insert(0, GetFirst()); // a sleeper reads before all others
+        aUp += Read(*mClient, 2 * cMore, false, 0);
         Require(aDown.ends_with(cEnd) && aUp.ends_with(cEnd), "bytes do not come through");
     }
 
     /// What a sleeper has read that something has come for.
     virtual std::string GetFirst() { return ""; }
 
+    bool mIsSet = true;
     PrivateSession mSession;
-    SharedRegistry mRegistry{true};
-    std::optional<SharedFifo> mDown;
-    std::optional<SharedFifo> mUp;
+    KySerialLib::SharedRegistry mRegistry{true};
+    std::optional<TextFifo> mDown;
+    std::optional<TextFifo> mUp;
     std::optional<RingView> mDownRing;
     std::optional<RingView> mUpRing;
+    Server mServer;
+    std::optional<ClientPort> mClient;
 };
 
 /// What the surviving client does meanwhile.
@@ -260,31 +259,22 @@ enum class Company
     Caller   ///< One call after the other, each with a short time-out.
 };
 
-/// What the dying server does.
-enum class Serving
-{
-    Open,
-    Close,
-    Down,
-    Up
-};
-
 /// The survivor is the client.
 class ServerDies : public BridgeScenario
 {
 public:
-    ServerDies(Serving aDeed, size_t aSize, Company aCompany)
+    ServerDies(ServerDeed aDeed, size_t aSize, Company aCompany)
         : mDeed(aDeed), mCompany(aCompany), mText(MakeText(aSize))
     {
     }
 
     void Before() override
     {
-        if (mDeed != Serving::Open)
+        if (mDeed != &Server::Open)
         {
             mServer.Open();
         }
-        if (mDeed == Serving::Up)
+        if (mIsUp)
         {
             mServer.mDevice.Send(mText);
         }
@@ -292,62 +282,40 @@ public:
 
     void Beside() override
     {
-        if (mDeed == Serving::Open)
+        if (mDeed == &Server::Open)
         {
             return;
         }
-        mAttached = mClient.emplace().Attach(cName) == ClientResult::Done && ViewFifos();
-        if (mDeed == Serving::Down && mCompany == Company::Nobody)
+        mIsSet = Attach() && ViewFifos();
+        if (mIsDown && mCompany == Company::Nobody)
         {
-            mAttached = mAttached && Write(*mClient, mText, 0);
+            mIsSet = mIsSet && Write(*mClient, mText, 0) == mText.size();
             mSent = mText;
         }
         if (mCompany != Company::Nobody)
         {
-            mSleeper.emplace([this] { mDeed == Serving::Down ? WriteOn() : ReadOn(); });
+            StartSleeper([this] { CallOn(); });
             // The client has to be past its look for a server: before that it would wait for the next server.
             const UndisturbedTimer lWatch;
             const auto lIsFull = [this] { return mDownRing->IsFull(); };
-            mAttached = mAttached && (mDeed != Serving::Down || Await(lIsFull, lWatch, "the scene was set"));
+            mIsSet = mIsSet && (!mIsDown || Await(lIsFull, lWatch, "the scene was set"));
         }
     }
 
-    void Steps() override
-    {
-        switch (mDeed)
-        {
-        case Serving::Open:
-            mServer.Open();
-            break;
-        case Serving::Close:
-            mServer.Close();
-            break;
-        case Serving::Down:
-            mServer.RelayBlockDown();
-            break;
-        case Serving::Up:
-            mServer.RelayBlockUp();
-            break;
-        }
-    }
+    void Steps() override { (mServer.*mDeed)(); }
 
-    void Check() override
+    void CheckSurvivor() override
     {
-        if (!Require(mDeed == Serving::Open || mAttached, "the scene was not set"))
-        {
-            return;
-        }
-        if (mDeed != Serving::Open)
+        if (mDeed != &Server::Open)
         {
             CheckClient();
         }
         std::string lDown;
         std::string lUp;
-        ServeAgain(mClient, lDown, lUp);
-        Require(HasWoken(), "the client sleeps for ever");
-        mSleeper.reset();
+        ServeAgain(lDown, lUp);
+        RequireWaking([] {});
         Require((mSent + cEnd).ends_with(lDown), "the next server gets what was not sent");
-        const std::string lCame = mDeed == Serving::Up ? mText : "";
+        const std::string lCame = mIsUp ? mText : "";
         Require(lCame.starts_with(lUp.substr(0, lUp.size() - 1)), "the client gets what was not sent");
     }
 
@@ -360,8 +328,8 @@ private:
         const auto lGoesOn = [this]
         {
             // One that sleeps on has nothing to do.
-            const bool lSleeps = mDeed == Serving::Down ? mDownRing->IsFull() : mUpRing->IsEmpty();
-            return !mSleeper.has_value() || mSleeper->HasWoken() || (mCompany == Company::Sleeper && lSleeps);
+            const bool lMaySleep = mIsDown ? mDownRing->IsFull() : mUpRing->IsEmpty();
+            return HasWoken() || (mCompany == Company::Sleeper && lMaySleep);
         };
         if (!Require(Await(lGoesOn, GetDeath(), "the client went on"), "the client does not go on"))
         {
@@ -377,147 +345,104 @@ private:
         const ClientResult lRead = mClient->Read(lBytes, sizeof lBytes, true, cShortTime, lCount);
         NoteIfLate(lReading, cShortCall, "a read ended");
         const UndisturbedTimer lWriting;
-        const bool lWritten = Write(*mClient, "?", cShortTime);
+        const uint32_t lWritten = Write(*mClient, "?", cShortTime);
         NoteIfLate(lWriting, cShortCall, "a write ended");
-        Require(lRead == ClientResult::TimedOut && !lWritten, "there is no server, and bytes go somewhere");
+        Require(lRead == ClientResult::TimedOut && lWritten == 0,
+                "there is no server, and bytes go somewhere");
     }
 
-    bool HasWoken()
+    std::string GetFirst() override
     {
         const UndisturbedTimer lWatch;
-        return !mSleeper.has_value() ||
-               Await([this] { return mSleeper->HasWoken(); }, lWatch, "the client woke");
+        return Await([this] { return HasWoken(); }, lWatch, "the client woke") ? mFirst : "";
     }
 
-    std::string GetFirst() override { return mSleeper.has_value() && HasWoken() ? mFirst : ""; }
+    /// Writes the text, or reads a byte; a caller does it as often as it takes.
+    void CallOn()
+    {
+        const uint32_t lTime = mCompany == Company::Caller ? cShortTime : cPatience;
+        do
+        {
+            if (mIsDown)
+            {
+                mSent += mText.substr(mSent.size(), Write(*mClient, mText.substr(mSent.size()), lTime));
+            }
+            else
+            {
+                mFirst += Read(*mClient, 1, true, lTime);
+            }
+        } while (mCompany == Company::Caller && !mStop && (mIsUp || mSent.size() < mText.size()));
+    }
 
     static constexpr std::chrono::milliseconds cShortCall{cShortTime + cBeyondTimeout.count()};
 
-    uint32_t GetTime() const { return mCompany == Company::Caller ? cShortTime : cPatience; }
-
-    void WriteOn()
-    {
-        do
-        {
-            uint32_t lWritten = 0;
-            const std::string lRest = mText.substr(mSent.size());
-            mClient->Write(lRest.data(), static_cast<uint32_t>(lRest.size()), GetTime(), lWritten);
-            mSent += lRest.substr(0, lWritten);
-        } while (mCompany == Company::Caller && !mStop && mSent.size() < mText.size());
-    }
-
-    void ReadOn()
-    {
-        do
-        {
-            char lByte = 0;
-            uint32_t lRead = 0;
-            mClient->Read(&lByte, 1, true, GetTime(), lRead);
-            mFirst.append(&lByte, lRead);
-        } while (mCompany == Company::Caller && !mStop);
-    }
-
-    const Serving mDeed;
+    const ServerDeed mDeed;
+    const bool mIsDown = mDeed == &Server::RelayBlockDown;
+    const bool mIsUp = mDeed == &Server::RelayBlockUp;
     const Company mCompany;
     const std::string mText;
-    Server mServer;
-    bool mAttached = false;
-    std::optional<ClientPort> mClient;
     std::string mSent;  // the sleeper's until it has woken
     std::string mFirst; // likewise
     std::atomic<bool> mStop{false};
-    std::optional<Sleeper> mSleeper;
-};
-
-/// What the dying client does.
-enum class Using
-{
-    Attach,
-    Close,
-    Write,
-    Read
 };
 
 /// The survivor is the server.
 class ClientDies : public BridgeScenario
 {
 public:
-    ClientDies(Using aDeed, size_t aSize, bool aSleeper)
-        : mDeed(aDeed)
-        , mHasSleeper(aSleeper)
-        , mText(MakeText(aSize))
-        , mOpen(mServer.Open() && OpenFifos() && ViewFifos())
+    using Deed = void (ClientDies::*)();
+
+    ClientDies(Deed aDeed, size_t aSize, bool aSleeper)
+        : mDeed(aDeed), mHasSleeper(aSleeper), mText(MakeText(aSize))
     {
-        if (mDeed == Using::Read)
+        mServer.Open();
+        mIsSet = mServer.IsOpened() && OpenFifos() && ViewFifos();
+        if (mIsRead)
         {
             mServer.mDevice.Send(mText);
         }
-        if (mDeed == Using::Read && !mHasSleeper)
+        if (mIsRead && !mHasSleeper)
         {
-            std::thread lStopper(
+            const std::jthread lStopper(
                 [this]
                 {
-                    uint32_t lCount = 0;
-                    while (mUp->GetAvailable(lCount) && lCount < mText.size())
-                    {
-                        std::this_thread::sleep_for(std::chrono::microseconds(50));
-                    }
+                    WaitFor([this] { return mUp->CountAvailable() == mText.size(); });
                     mServer.Stop();
                 });
             mServer.RelayUp();
-            lStopper.join();
         }
     }
+
+    // What the client does.
+    void AttachClient() { Attach(); }
+    void CloseClient() { mClient.reset(); }
+    void WriteText() { Write(*mClient, mText, 1000); }
+    void ReadSome() { Read(*mClient, 200, true, 1000); }
 
     void Before() override
     {
-        if (mDeed != Using::Attach)
+        if (mDeed != &ClientDies::AttachClient)
         {
-            mClient.emplace().Attach(cName);
+            Attach();
         }
     }
-
     void Beside() override
     {
         if (mHasSleeper)
         {
-            mSleeper.emplace([this] { mDeed == Using::Write ? mServer.RelayDown() : mServer.RelayUp(); });
+            StartSleeper([this] { mIsRead ? mServer.RelayUp() : mServer.RelayDown(); });
         }
     }
+    void Steps() override { (this->*mDeed)(); }
 
-    void Steps() override
+    void CheckSurvivor() override
     {
-        char lBytes[200];
-        uint32_t lCount = 0;
-        switch (mDeed)
-        {
-        case Using::Attach:
-            mClient.emplace().Attach(cName);
-            break;
-        case Using::Close:
-            mClient.reset();
-            break;
-        case Using::Write:
-            Write(*mClient, mText, 1000);
-            break;
-        case Using::Read:
-            mClient->Read(lBytes, sizeof lBytes, true, 1000, lCount);
-            break;
-        }
-    }
-
-    void Check() override
-    {
-        if (!Require(mOpen, "the scene was not set"))
-        {
-            return;
-        }
         if (mHasSleeper)
         {
-            mDeed == Using::Write ? WakeDown() : WakeUp();
+            mIsRead ? WakeUp() : WakeDown();
         }
         const std::string lBefore = mServer.mDevice.mTaken;
-        std::string lLeft = mTakenUp + ReadUp(0);
+        std::string lLeft = mTakenUp + mUp->Read();
         if (lLeft.ends_with('#'))
         {
             lLeft.pop_back(); // of the stop
@@ -526,92 +451,74 @@ public:
         std::string lDown;
         std::string lUp;
         mClient.reset();
-        ServeAgain(mClient, lDown, lUp);
-        const std::string lAll = mHasSleeper && mDeed == Using::Write ? lBefore : lDown;
-        Require((mDeed == Using::Write ? mText : "").starts_with(lAll.substr(0, lAll.size() - 1)),
+        ServeAgain(lDown, lUp);
+        const std::string lAll = mHasSleeper && !mIsRead ? lBefore : lDown;
+        Require((mDeed == &ClientDies::WriteText ? mText : "").starts_with(lAll.substr(0, lAll.size() - 1)),
                 "the device gets what was not written");
-        Require((mDeed == Using::Read ? mText : "").ends_with(lLeft),
-                "the next client gets what was not sent, or twice");
+        Require((mIsRead ? mText : "").ends_with(lLeft), "the next client gets what was not sent, or twice");
     }
 
 private:
-    std::string ReadUp(uint32_t aTimeout)
-    {
-        char lBytes[1024];
-        uint32_t lRead = 0;
-        mUp->Read(lBytes, sizeof lBytes, lRead, aTimeout);
-        return {lBytes, lRead};
-    }
-
     /// What the survivor sleeps for comes: bytes from the client.
     void WakeDown()
     {
-        const bool lGoesOn = Await([this] { return mDownRing->IsEmpty(); }, GetDeath(), "the server read on");
-        const UndisturbedTimer lWatch;
-        uint32_t lWritten = 0;
-        mDown->Write(&cEnd, 1, lWritten, cPatience);
-        const bool lWoken = Await([this] { return mSleeper->HasWoken(); }, lWatch, "the server woke");
-        mSleeper.reset();
-        Require(lGoesOn && lWoken, "the server sleeps for ever");
+        Require(Await([this] { return mDownRing->IsEmpty(); }, GetDeath(), "the server read on"),
+                "the server does not read on");
+        RequireWaking([this] { mDown->Write(std::string(1, cEnd), cPatience); });
     }
 
     /// The same, room for the client's. What the device has sent, more than the client can have taken, comes to its
     /// end, although that one is dead.
     void WakeUp()
     {
-        const bool lGoesOn = Await([this] { return mUpRing->IsFull(); }, GetDeath(), "the server wrote on");
+        Require(Await([this] { return mUpRing->IsFull(); }, GetDeath(), "the server wrote on"),
+                "the server does not write on");
         const UndisturbedTimer lWatch;
         const auto lTakeRest = [this]
         {
-            mTakenUp += ReadUp(1);
+            mTakenUp += mUp->Read(1024, 1);
             return mTakenUp.ends_with(mText.substr(mText.size() - 100));
         };
         Await(lTakeRest, lWatch, "the rest came");
         const UndisturbedTimer lStop;
-        mServer.Stop();
-        const bool lWoken = Await([this] { return mSleeper->HasWoken(); }, lStop, "the server stopped");
+        RequireWaking([this] { mServer.Stop(); });
         NoteIfLate(lStop, cBeyondTimeout, "the server stopped");
-        mSleeper.reset();
-        Require(lGoesOn && lWoken, "the server sleeps for ever");
     }
 
-    const Using mDeed;
+    const Deed mDeed;
+    const bool mIsRead = mDeed == &ClientDies::ReadSome;
     const bool mHasSleeper;
     const std::string mText;
-    Server mServer;
-    const bool mOpen;
-    std::optional<ClientPort> mClient;
     std::string mTakenUp;
-    std::optional<Sleeper> mSleeper;
 };
-
-template<typename tScenario, typename tDeed, typename tCompany>
-KillCase MakeCase(const char* aName, tDeed aDeed, size_t aSize, tCompany aCompany)
-{
-    return {aName,
-            [=]() -> std::unique_ptr<KillScenario>
-            { return std::make_unique<tScenario>(aDeed, aSize, aCompany); },
-            true};
-}
 
 } // namespace
 
 std::vector<KillCase> GetBridgeKillCases()
 {
-    return {
-        MakeCase<ServerDies>("BridgeOpens", Serving::Open, 0, Company::Nobody),
-        MakeCase<ServerDies>("BridgeCloses", Serving::Close, 0, Company::Nobody),
-        MakeCase<ServerDies>("BridgeRelaysDown", Serving::Down, cSome, Company::Nobody),
-        MakeCase<ServerDies>("BridgeRelaysDownBesideASleepingClient", Serving::Down, cMore, Company::Sleeper),
-        MakeCase<ServerDies>("BridgeRelaysDownBesideACallingClient", Serving::Down, cMore, Company::Caller),
-        MakeCase<ServerDies>("BridgeRelaysUp", Serving::Up, cSome, Company::Nobody),
-        MakeCase<ServerDies>("BridgeRelaysUpBesideASleepingClient", Serving::Up, cSome, Company::Sleeper),
-        MakeCase<ServerDies>("BridgeRelaysUpBesideACallingClient", Serving::Up, cSome, Company::Caller),
-        MakeCase<ServerDies>("BridgeRelaysUpMoreThanFits", Serving::Up, cMore, Company::Nobody),
-        MakeCase<ClientDies>("ClientAttaches", Using::Attach, 0, false),
-        MakeCase<ClientDies>("ClientCloses", Using::Close, 0, false),
-        MakeCase<ClientDies>("ClientWrites", Using::Write, cSome, false),
-        MakeCase<ClientDies>("ClientWritesBesideASleepingBridge", Using::Write, cMore, true),
-        MakeCase<ClientDies>("ClientReads", Using::Read, cSome, false),
-        MakeCase<ClientDies>("ClientReadsBesideASleepingBridge", Using::Read, cMore, true)};
+    constexpr auto cServer = [](const char* aName, ServerDeed aDeed, size_t aSize, Company aCompany)
+    { return MakeKillCase<ServerDies>(aName, aDeed, aSize, aCompany); };
+    constexpr auto cClient = [](const char* aName, ClientDies::Deed aDeed, size_t aSize, bool aSleeper)
+    { return MakeKillCase<ClientDies>(aName, aDeed, aSize, aSleeper); };
+    std::vector<KillCase> lCases = {
+        cServer("BridgeOpens", &Server::Open, 0, Company::Nobody),
+        cServer("BridgeCloses", &Server::Close, 0, Company::Nobody),
+        cServer("BridgeRelaysDown", &Server::RelayBlockDown, cSome, Company::Nobody),
+        cServer("BridgeRelaysDownBesideASleepingClient", &Server::RelayBlockDown, cMore, Company::Sleeper),
+        cServer("BridgeRelaysDownBesideACallingClient", &Server::RelayBlockDown, cMore, Company::Caller),
+        cServer("BridgeRelaysUp", &Server::RelayBlockUp, cSome, Company::Nobody),
+        cServer("BridgeRelaysUpBesideASleepingClient", &Server::RelayBlockUp, cSome, Company::Sleeper),
+        cServer("BridgeRelaysUpBesideACallingClient", &Server::RelayBlockUp, cSome, Company::Caller),
+        cServer("BridgeRelaysUpMoreThanFits", &Server::RelayBlockUp, cMore, Company::Nobody),
+        cClient("ClientAttaches", &ClientDies::AttachClient, 0, false),
+        cClient("ClientCloses", &ClientDies::CloseClient, 0, false),
+        cClient("ClientWrites", &ClientDies::WriteText, cSome, false),
+        cClient("ClientWritesBesideASleepingBridge", &ClientDies::WriteText, cMore, true),
+        cClient("ClientReads", &ClientDies::ReadSome, cSome, false),
+        cClient("ClientReadsBesideASleepingBridge", &ClientDies::ReadSome, cMore, true)};
+    for (KillCase& lCase : lCases)
+    {
+        lCase.mIsLarge = true;
+    }
+    return lCases;
 }

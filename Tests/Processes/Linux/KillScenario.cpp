@@ -1,11 +1,15 @@
 #include "Tests/Processes/Linux/KillScenario.h"
 
-#include <thread>
+#include "Tests/Support/WaitFor.h"
 
 std::string KillScenario::Bury()
 {
     mDeath.emplace();
     Check();
+    if (mSleeper.joinable())
+    {
+        mSleeper.join();
+    }
     return mWrong;
 }
 
@@ -27,14 +31,33 @@ void KillScenario::NoteIfLate(const UndisturbedTimer& aSince, std::chrono::milli
 bool KillScenario::Await(const std::function<bool()>& aIsDone, const UndisturbedTimer& aSince,
                          const std::string& aWhat)
 {
-    constexpr std::chrono::seconds cForEver(5);
-    const auto lStart = std::chrono::steady_clock::now();
-    bool lDone = aIsDone();
-    while (!lDone && std::chrono::steady_clock::now() - lStart < cForEver)
-    {
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-        lDone = aIsDone();
-    }
+    const bool lDone = KyTest::WaitFor(aIsDone, std::chrono::seconds(5));
     NoteIfLate(aSince, cProgress, aWhat);
     return lDone;
+}
+
+void KillScenario::StartSleeper(std::function<void()> aSleep)
+{
+    std::atomic<bool> lStarted{false};
+    mAsleep = true;
+    mSleeper = std::thread(
+        [this, &lStarted, lSleep = std::move(aSleep)]
+        {
+            lStarted = true;
+            lSleep();
+            mAsleep = false;
+        });
+    while (!lStarted)
+    {
+        std::this_thread::yield();
+    }
+    std::this_thread::sleep_for(std::chrono::microseconds(200)); // most likely asleep by now
+}
+
+void KillScenario::RequireWaking(const std::function<void()>& aWake)
+{
+    const UndisturbedTimer lWatch;
+    aWake();
+    Require(Await([this] { return HasWoken(); }, lWatch, "the survivor woke"),
+            "the survivor sleeps for ever");
 }

@@ -2,11 +2,13 @@
 
 #include "Tests/Processes/Linux/UndisturbedTimer.h"
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <ostream>
 #include <string>
+#include <thread>
 #include <vector>
 
 /// Something that a process does until it is killed, and what the survivor then has to find. Made anew for
@@ -58,10 +60,19 @@ protected:
     bool Await(const std::function<bool()>& aIsDone, const UndisturbedTimer& aSince,
                const std::string& aWhat);
 
+    /// Starts the sleeper, one thread of the survivor: it sleeps in aSleep while the other process dies. Ends before
+    /// Bury() does.
+    void StartSleeper(std::function<void()> aSleep);
+    bool HasWoken() const { return !mAsleep; } ///< True without a sleeper.
+    /// Does what wakes the sleeper at the latest, and requires that it wakes.
+    void RequireWaking(const std::function<void()>& aWake);
+
 private:
     std::optional<UndisturbedTimer> mDeath;
     std::string mWrong;
     std::string mLate;
+    std::atomic<bool> mAsleep{false};
+    std::thread mSleeper;
 };
 
 struct KillCase
@@ -72,6 +83,14 @@ struct KillCase
 
     friend void PrintTo(const KillCase& aCase, std::ostream* aStream) { *aStream << aCase.mName; }
 };
+
+/// A scenario that is made with these arguments.
+template<typename tScenario, typename... tArguments>
+KillCase MakeKillCase(const char* aName, tArguments... aArguments)
+{
+    return {aName,
+            [=]() -> std::unique_ptr<KillScenario> { return std::make_unique<tScenario>(aArguments...); }};
+}
 
 std::vector<KillCase> GetFifoKillCases();
 std::vector<KillCase> GetRegistryKillCases();

@@ -17,10 +17,9 @@ class KillStepTest : public testing::TestWithParam<KillCase>
 protected:
     void SetUp() override
     {
-        if (IsInstrumented())
-        {
-            GTEST_SKIP() << "a sanitizer's instructions are not those that ship";
-        }
+#if defined(KYTEST_INSTRUMENTED)
+        GTEST_SKIP() << "a sanitizer's instructions are not those that ship";
+#endif
     }
 
     static const char* GetLongForm()
@@ -34,8 +33,7 @@ protected:
     {
         constexpr int64_t cShortRun = 200000; // instructions in all
         constexpr int64_t cMost = 40;
-        const char* const lText =
-            std::getenv("KYSERIAL_KILL_POINTS"); // NOLINT(concurrency-mt-unsafe): one thread
+        const char* const lText = GetLongForm();
         const int64_t lPoints =
             lText != nullptr ? std::atoi(lText) : std::clamp<int64_t>(2 * cShortRun / aLength, 2, cMost);
         return static_cast<int>(std::min<int64_t>(lPoints, aLength));
@@ -86,7 +84,10 @@ protected:
         return aChild.Step(aInstruction - *(lNext - 1));
     }
 
-    static bool IsSampled() { return GetParam().mIsLarge && GetLongForm() == nullptr; }
+    static bool IsSampled()
+    {
+        return GetParam().mIsLarge && GetLongForm() == nullptr;
+    }
 
     static constexpr int cShortRun = 100000; // instructions in all, about
     static constexpr int cStride = 40;       // from a call into the system to the next one of a sample
@@ -99,7 +100,7 @@ TEST_P(KillStepTest, SurvivorGoesOnWhereverThePeerDies)
     std::string lWrong;
     if (IsSampled())
     {
-        // Some way behind its second call: to find out how long it is would take longer than the rest.
+        // Some way after its second call: to find out how long it is would take longer than the rest.
         KillAfter([](SteppedChild& aChild) { return aChild.StepCalls(3) + aChild.Step(99); }, lWrong);
         EXPECT_EQ(lWrong, "");
         return;
@@ -131,25 +132,18 @@ TEST_P(KillStepTest, SurvivorGoesOnWhenThePeerDiesInAnySystemCall)
     for (; KillAfter(lRun, lWrong) == lStep; lStep += IsSampled() ? cStride : 1)
     {
         ++lDeaths;
-        EXPECT_EQ(lWrong, "") << "behind stop " << lStep;
+        EXPECT_EQ(lWrong, "") << "after stop " << lStep;
     }
     EXPECT_EQ(lWrong, "") << "after the end";
     std::cout << GetParam().mName << ": " << lDeaths << " deaths at system calls, " << mRepeated
               << " repeated\n";
 }
 
-std::vector<KillCase> GetAllCases()
-{
-    std::vector<KillCase> lCases = GetFifoKillCases();
-    for (const auto& lGet : {GetRegistryKillCases, GetBridgeKillCases})
-    {
-        const std::vector<KillCase> lMore = lGet();
-        lCases.insert(lCases.end(), lMore.begin(), lMore.end());
-    }
-    return lCases;
-}
-
-INSTANTIATE_TEST_SUITE_P(Cases, KillStepTest, testing::ValuesIn(GetAllCases()),
-                         [](const auto& aInfo) { return aInfo.param.mName; });
+INSTANTIATE_TEST_SUITE_P(Fifo, KillStepTest, testing::ValuesIn(GetFifoKillCases()),
+                         testing::PrintToStringParamName());
+INSTANTIATE_TEST_SUITE_P(Registry, KillStepTest, testing::ValuesIn(GetRegistryKillCases()),
+                         testing::PrintToStringParamName());
+INSTANTIATE_TEST_SUITE_P(Bridge, KillStepTest, testing::ValuesIn(GetBridgeKillCases()),
+                         testing::PrintToStringParamName());
 
 } // namespace

@@ -2,7 +2,6 @@
 #include "Tests/Support/PrivateSession.h"
 #include "sharedregistry.h"
 
-#include <optional>
 #include <string_view>
 
 using KyPlatform::NamedSemaphore;
@@ -106,14 +105,6 @@ private:
     PrivateSession mSession;
 };
 
-KillCase MakeCase(
-    const char* aName, Deed aSteps, Deed aBefore = [](auto&) {})
-{
-    return {aName, [=]() -> std::unique_ptr<KillScenario> {
-                return std::make_unique<RegistryScenario>(aBefore, aSteps);
-            }};
-}
-
 void AcquireServer(RegistryScenario& aScene)
 {
     aScene.mRegistry.AcquireServer("Other", aScene.mOtherServer, aScene.mOtherClient);
@@ -124,29 +115,29 @@ void AcquireClient(RegistryScenario& aScene)
     aScene.mRegistry.AcquireClient("Alive", aScene.mOtherClient);
 }
 
+void RegisterGone(RegistryScenario& aScene)
+{
+    aScene.mRegistry.Register("Gone");
+    aScene.mRegistry.SetServerActive("Gone", true);
+}
+
 } // namespace
 
 std::vector<KillCase> GetRegistryKillCases()
 {
-    return {MakeCase("OpenRegistry", [](auto& aScene) { aScene.mSecond.emplace(true); }),
-            MakeCase("Register", [](auto& aScene) { aScene.mRegistry.Register("Other"); }),
-            MakeCase("Find", [](auto& aScene) { aScene.mRegistry.Find("Alive", aScene.mFound); }),
-            MakeCase(
-                "Sweep", [](auto& aScene) { aScene.mRegistry.Sweep(); },
-                [](auto& aScene)
-                {
-                    aScene.mRegistry.Register("Gone");
-                    aScene.mRegistry.SetServerActive("Gone", true);
-                }),
-            MakeCase("AcquireServer", &AcquireServer),
-            MakeCase(
-                "ReleaseServer",
-                [](auto& aScene) { SharedRegistry::ReleaseServer(aScene.mOtherServer, aScene.mOtherClient); },
-                &AcquireServer),
-            MakeCase("AcquireClient", &AcquireClient),
-            MakeCase(
-                "ReleaseClient", [](auto& aScene) { SharedRegistry::ReleaseClient(aScene.mOtherClient); },
-                &AcquireClient),
-            {"CreateRegistry",
-             []() -> std::unique_ptr<KillScenario> { return std::make_unique<RegistryMakerDies>(); }}};
+    const auto lMake = [](const char* aName, Deed aBefore, Deed aSteps)
+    { return MakeKillCase<RegistryScenario>(aName, aBefore, aSteps); };
+    const Deed lNothing = [](auto&) {};
+    return {lMake("OpenRegistry", lNothing, [](auto& aScene) { aScene.mSecond.emplace(true); }),
+            lMake("Register", lNothing, [](auto& aScene) { aScene.mRegistry.Register("Other"); }),
+            lMake("Find", lNothing, [](auto& aScene) { aScene.mRegistry.Find("Alive", aScene.mFound); }),
+            lMake("Sweep", &RegisterGone, [](auto& aScene) { aScene.mRegistry.Sweep(); }),
+            lMake("AcquireServer", lNothing, &AcquireServer),
+            lMake("ReleaseServer", &AcquireServer,
+                  [](auto& aScene)
+                  { SharedRegistry::ReleaseServer(aScene.mOtherServer, aScene.mOtherClient); }),
+            lMake("AcquireClient", lNothing, &AcquireClient),
+            lMake("ReleaseClient", &AcquireClient,
+                  [](auto& aScene) { SharedRegistry::ReleaseClient(aScene.mOtherClient); }),
+            MakeKillCase<RegistryMakerDies>("CreateRegistry")};
 }

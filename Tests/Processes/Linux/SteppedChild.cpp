@@ -9,15 +9,6 @@
 #include <unistd.h>
 #include <unordered_map>
 
-bool IsInstrumented()
-{
-#if defined(KYTEST_INSTRUMENTED)
-    return true;
-#else
-    return false;
-#endif
-}
-
 SteppedChild::SteppedChild(const std::function<void()>& aBefore, const std::function<void()>& aSteps)
     : mProcess(::fork())
 {

@@ -38,6 +38,3 @@ private:
 
     pid_t mProcess = -1;
 };
-
-/// Whether the code is instrumented: then its instructions are not those that ship.
-bool IsInstrumented();

@@ -1,28 +1,26 @@
 // Calls into the system that must not fail do, in a FIFO and in the registry: an assertion says which.
 
+#include "JxUtilsLib/Thread.h"
 #include "KyPlatform/Deadline.h"
 #include "Support/AssertRecorder.h"
 #include "Tests/KyPlatform/Linux/ScriptedCall.h"
 #include "Tests/clserzmo/FifoFixture.h"
 #include "Tests/clserzmo/RegistryFixture.h"
 
-#include <atomic>
-#include <cstring>
 #include <fcntl.h>
 #include <linux/futex.h>
-#include <string>
 #include <string_view>
 #include <sys/mman.h>
-#include <thread>
 #include <unistd.h>
 
-using KyPlatform::NamedMutex;
+using JxUtilsLib::Thread;
 using KyPlatform::NamedSemaphore;
-using KySerialLib::SharedFifo;
 using KySerialLib::SharedRegistry;
 using KyTest::AssertRecorder;
 using KyTest::Broken;
+using KyTest::DeadOwner;
 using KyTest::ScriptedCall;
+using KyTest::TextFifo;
 using S = KyPlatform::SystemCalls;
 
 namespace
@@ -32,12 +30,6 @@ int RefuseUnmap(void* aBase, size_t aSize)
 {
     ::munmap(aBase, aSize);
     return -1;
-}
-
-/// Leaves a lock as a process does that dies with it.
-void DieWith(NamedMutex& aMutex)
-{
-    std::thread([&] { EXPECT_TRUE(IsOwned(aMutex.Wait(0))); }).join();
 }
 
 /// Writes another owner into a lock, as a process of the same user can.
@@ -59,8 +51,8 @@ protected:
 
 TEST_F(RefusedFifoTest, ReportsThatTheLockIsNotGivenBackAndLeavesItToItsOwner)
 {
-    ASSERT_TRUE(Write("abc"));
-    DieWith(mMutex);
+    ASSERT_TRUE(mFifo.Write("abc"));
+    const DeadOwner lDead(mName + "Mutex");
     {
         // Called under the lock, because a dead owner may not have woken anybody.
         const ScriptedCall<&S::mFutex> lWake(
@@ -69,12 +61,12 @@ TEST_F(RefusedFifoTest, ReportsThatTheLockIsNotGivenBackAndLeavesItToItsOwner)
                 SpoilLock(mName + "Mutex");
                 return 0L;
             });
-        EXPECT_TRUE(Write("def"));
+        EXPECT_TRUE(mFifo.Write("def"));
     }
     EXPECT_EQ(mAsserts.Take(), Broken({"::ReleaseMutex( mMutex )"}));
     EXPECT_EQ(mMutex.Wait(5000), KyPlatform::WaitResult::OwnerDied); // nobody has that place
     EXPECT_TRUE(mMutex.Release());
-    EXPECT_EQ(Read(), "abcdef");
+    EXPECT_EQ(mFifo.Read(), "abcdef");
 }
 
 TEST_F(RefusedFifoTest, WaitsForTheReaderBeyondALockThatAStoppedProcessHolds)
@@ -114,68 +106,60 @@ TEST_F(RefusedFifoTest, WaitsForTheReaderBeyondALockThatAStoppedProcessHolds)
         });
     EXPECT_TRUE(mFifo.WaitUntilEmpty(60000));
     KyPlatform::Deadline::SetClock(nullptr);
-    lOwner.join();
+    lOwner.join(); // before the system's calls are real again
     EXPECT_GE(lSleeps, 2);
 }
 
-/// The lock's owner has died with it.
-class DeadOwnerTest : public FifoFixture
-{
-protected:
-    void SetUp() override { DieWith(mMutex); }
-};
+using DeadOwnerTest = FifoFixture;
 
 // Such an owner died before it had given the section its size.
 TEST_F(DeadOwnerTest, UnfinishedSectionIsFinishedByTheNextProcessThatMayMakeIt)
 {
-    GetHeader() = {};
-    SharedFifo lFifo(mName, mPrefix, 1024, true);
+    const DeadOwner lDead(mName + "Mutex", [this] { GetHeader() = {}; });
+    TextFifo lFifo(mName);
     EXPECT_TRUE(lFifo.IsValid());
     EXPECT_EQ(GetHeader().mSize, 1024U);
-    EXPECT_TRUE(Write("finished"));
-    char lBytes[8];
-    uint32_t lRead = 0;
-    EXPECT_TRUE(lFifo.Read(lBytes, 8, lRead, 0));
-    EXPECT_EQ(std::string(lBytes, lRead), "finished");
+    EXPECT_TRUE(mFifo.Write("finished"));
+    EXPECT_EQ(lFifo.Read(8), "finished");
 }
 
-TEST_F(DeadOwnerTest, UnfinishedSectionIsNotUsedByOthersNorForAnotherSize)
+TEST_F(DeadOwnerTest, SectionIsNotUsedWithASizeThatMakesNoSenseNorUnfinishedForAnotherSize)
 {
-    GetHeader() = {};
-    for (const bool lCreate : {false, true})
+    const struct
     {
-        DieWith(mMutex);
-        SharedFifo lFifo(mName, mPrefix, lCreate ? 100000 : 1024, lCreate);
-        EXPECT_FALSE(lFifo.IsValid());
+        const char* mCase;
+        uint32_t mFound;
+        uint32_t mCapacity;
+        bool mCreate;
+    } cCases[] = {{"unfinished, and an opener only", 0, 1024, false},
+                  {"unfinished, and larger", 0, 100000, true},
+                  {"a size that makes no sense", 0xFFFFFFF0U, 1024, true}};
+    for (const auto& lCase : cCases)
+    {
+        SCOPED_TRACE(lCase.mCase);
+        const DeadOwner lDead(mName + "Mutex", [&] { GetHeader() = {lCase.mFound, 0, 0, 0}; });
+        TextFifo lFifo(mName, lCase.mCapacity, lCase.mCreate);
+        EXPECT_EQ(lFifo.IsValid(), lCase.mFound != 0);
         uint32_t lCount = 7;
         EXPECT_FALSE(lFifo.GetAvailable(lCount));
         EXPECT_EQ(lCount, 0U);
-        EXPECT_EQ(GetHeader().mSize, 0U);
+        EXPECT_EQ(GetHeader().mSize, lCase.mFound);
         EXPECT_EQ(mMutex.Wait(0), KyPlatform::WaitResult::Done); // it has given the lock back
         EXPECT_TRUE(mMutex.Release());
     }
 }
 
-TEST_F(DeadOwnerTest, SectionWithASizeThatMakesNoSenseIsLeftAlone)
-{
-    GetHeader().mSize = 0xFFFFFFF0U;
-    SharedFifo lFifo(mName, mPrefix, 1024, true);
-    uint32_t lCount = 7;
-    EXPECT_FALSE(lFifo.GetAvailable(lCount));
-    EXPECT_EQ(GetHeader().mSize, 0xFFFFFFF0U);
-}
-
 TEST_F(DeadOwnerTest, SoundSectionOnlyGetsItsEventsRepaired)
 {
-    ASSERT_TRUE(Write("kept"));
-    DieWith(mMutex);
+    ASSERT_TRUE(mFifo.Write("kept"));
+    const DeadOwner lDead(mName + "Mutex");
     ASSERT_TRUE(mWriteEvent.Reset());
     ASSERT_TRUE(mReadEvent.Reset());
-    const SharedFifo lFifo(mName, mPrefix, 1024, false);
+    const TextFifo lFifo(mName, 1024, false);
     EXPECT_TRUE(lFifo.IsValid());
     EXPECT_TRUE(IsSet(mWriteEvent));
     EXPECT_TRUE(IsSet(mReadEvent));
-    EXPECT_EQ(Read(), "kept");
+    EXPECT_EQ(mFifo.Read(), "kept");
 }
 
 class RefusedRegistryTest : public RegistryFixture
@@ -186,7 +170,7 @@ protected:
     AssertRecorder mAsserts;
 };
 
-TEST_F(RefusedRegistryTest, SaysThatTheLockIsNotGivenBack)
+TEST_F(RefusedRegistryTest, ReportsThatTheLockIsNotGivenBack)
 {
     // The sweep looks for the server's semaphore under the lock, and opening a registry opens its section.
     const ScriptedCall<&S::mOpen> lOpen(
@@ -206,7 +190,7 @@ TEST_F(RefusedRegistryTest, SaysThatTheLockIsNotGivenBack)
     EXPECT_EQ(mAsserts.Take(), Broken({"::ReleaseMutex( mMutex )"}));
 }
 
-TEST_F(RefusedRegistryTest, SaysThatASemaphoreThatWasNotToBeHadIsNotClosed)
+TEST_F(RefusedRegistryTest, ReportsThatASemaphoreIsNotClosed)
 {
     NamedSemaphore lServer;
     NamedSemaphore lClient;
@@ -224,23 +208,30 @@ TEST_F(RefusedRegistryTest, SaysThatASemaphoreThatWasNotToBeHadIsNotClosed)
               Broken({"::CloseHandle( *aServerSemaphore )", "::CloseHandle( *aClientSemaphore )"}));
 }
 
-TEST_F(RefusedRegistryTest, EntriesThatADeadProcessHasBegunAreFreshAgain)
+TEST(RegistryAttemptTest, FiveTriesForTheLockAHundredMillisecondsApart)
 {
-    ASSERT_TRUE(mRegistry->SetServerActive("Server", true));
-    auto* const lEntries = reinterpret_cast<KySerialLib::SharedRegistryEntry*>(MapSection());
-    lEntries[1].mRegistered = 1;
-    std::strcpy(lEntries[2].mName, "half a nam");
-    std::strcpy(lEntries[3].mName, "Other");
-    lEntries[3].mServerId = 7; // the number is given last: it was finished
-    NamedMutex lMutex;
-    ASSERT_TRUE(lMutex.Open("Local\\KySerialBridgeRegistryMutex"));
-    DieWith(lMutex);
-    EXPECT_EQ(mRegistry->GetEntries().size(), 32U);
-    EXPECT_EQ(lEntries[1].mRegistered, 0U);
-    EXPECT_STREQ(lEntries[2].mName, "Uninitialized");
-    EXPECT_STREQ(lEntries[3].mName, "Other");
-    EXPECT_STREQ(lEntries[0].mName, "Server");
-    EXPECT_EQ(lEntries[0].mServerActive, 1U);
+    const PrivateSession lSession;
+    AssertRecorder lAsserts;
+    for (const bool lFifthSucceeds : {false, true})
+    {
+        SCOPED_TRACE(lFifthSucceeds);
+        int lTries = 0; // each begins with the folder
+        const ScriptedCall<&S::mMakeFolder> lMake(
+            [&](const char* aPath, mode_t aMode)
+            {
+                errno = EACCES;
+                const bool lRefused = ++lTries < 5 || !lFifthSucceeds;
+                return lRefused ? -1 : KyPlatform::GetRealSystem().mMakeFolder(aPath, aMode);
+            });
+        const uint64_t lStart = Thread::GetTickCount();
+        EXPECT_EQ(SharedRegistry(true).IsValid(), lFifthSucceeds);
+        // A tick may be cut off at either end.
+        EXPECT_GE(Thread::GetTickCount() - lStart + 1, lFifthSucceeds ? 400U : 500U);
+        const char* const cLock = "( ( mMutex != 0 ) && ( mMutex != ((HANDLE)(LONG_PTR)-1) ) )";
+        EXPECT_EQ(lAsserts.Take(), lFifthSucceeds ? std::vector<std::string>() : Broken({cLock}));
+        EXPECT_GE(lTries, 5);
+        EXPECT_TRUE(lFifthSucceeds || lTries == 5);
+    }
 }
 
 } // namespace
