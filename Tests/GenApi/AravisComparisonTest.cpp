@@ -9,6 +9,8 @@
 
 #include <cmath>
 #include <cstdlib>
+#include <fstream>
+#include <iterator>
 #include <limits>
 #include <map>
 #include <set>
@@ -150,21 +152,44 @@ private:
     size_t mCount = 0;
 };
 
+/// Compares each feature that a description names.
+void CompareAll(Comparison& aComparison)
+{
+    const KyGigE::NodeTable& lNodes = aComparison.GetDescription().GetNodes();
+    for (KyGigE::NodeId lNode = 0; lNode < lNodes.GetCount(); ++lNode)
+    {
+        const std::string lName(lNodes.Get(lNode).mName);
+        if (!lName.empty() && aComparison.GetMap().GetKind(lName) != NodeKind::None)
+        {
+            aComparison.Compare(lName);
+        }
+    }
+}
+
 TEST(AravisComparisonTest, AgreesOnItsSimulatedCamera)
 {
     const auto lSpace = AravisJudge::MakeFakeSpace();
     Comparison lComparison(AravisJudge::GetFakeXml(), *lSpace);
-    const KyGigE::NodeTable& lNodes = lComparison.GetDescription().GetNodes();
-    for (KyGigE::NodeId lNode = 0; lNode < lNodes.GetCount(); ++lNode)
-    {
-        const std::string lName(lNodes.Get(lNode).mName);
-        if (!lName.empty() && lComparison.GetMap().GetKind(lName) != NodeKind::None)
-        {
-            lComparison.Compare(lName);
-        }
-    }
+    CompareAll(lComparison);
     EXPECT_GT(lComparison.GetCount(), 80U);
     EXPECT_FALSE(testing::Test::HasFailure());
+}
+
+/// A description at hand, of a camera or from somebody's tests, on registers that all read 0.
+TEST(AravisComparisonTest, AgreesOnAGivenDescription)
+{
+    const char* const lName = std::getenv("KYSERIAL_DESCRIPTION");
+    if (lName == nullptr)
+    {
+        GTEST_SKIP() << "KYSERIAL_DESCRIPTION names no file with a description";
+    }
+    std::ifstream lFile(lName);
+    const std::string lXml((std::istreambuf_iterator<char>(lFile)), std::istreambuf_iterator<char>());
+    ASSERT_FALSE(lXml.empty()) << lName;
+    KyTest::FakeSpace lSpace;
+    Comparison lComparison(lXml, lSpace);
+    CompareAll(lComparison);
+    EXPECT_GT(lComparison.GetCount(), 0U);
 }
 
 /// The registers of the simulated camera of this project, without a network.
