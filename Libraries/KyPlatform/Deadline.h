@@ -19,6 +19,7 @@ public:
     /// \param aTimeout  From now, to the nanosecond; a negative one has no end, and reads no clock.
     explicit Deadline(std::chrono::nanoseconds aTimeout) noexcept;
 
+    // NOLINTNEXTLINE(readability-identifier-naming): "cmp" is a variable that the compiler makes here
     friend auto operator<=>(const Deadline&, const Deadline&) noexcept = default;
 
     bool IsEndless() const noexcept { return mEnd == cNever; }
