@@ -14,8 +14,17 @@ AdapterEvents::AdapterEvents(CameraModel& aCamera, Faults& aFaults) : mCamera(aC
 
 void AdapterEvents::Start()
 {
-    mThread = std::thread([this] { Run(); });
+    // The thread comes last: nothing may fail while it runs, since nobody would wait for its end.
     mCamera.AddListener(this);
+    try
+    {
+        mThread = std::thread([this] { Run(); });
+    }
+    catch (...)
+    {
+        mCamera.RemoveListener(this);
+        throw;
+    }
 }
 
 void AdapterEvents::Stop()
