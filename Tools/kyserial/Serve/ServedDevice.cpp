@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <exception>
-#include <system_error>
 #include <utility>
 
 namespace KySerialTool
@@ -86,12 +85,12 @@ void ServedDevice::StartWork()
     }
     try
     {
+        mWorker = std::thread([this] { Work(); }); // it waits for the lock
         mIsBusy = true;
-        mWorker = std::thread([this] { Work(); });
     }
-    catch (const std::system_error&)
+    catch (const std::exception&)
     {
-        mIsBusy = false; // short of threads; the next look tries again
+        // Short of threads or of memory. The next look tries again, and the destructor waits for nobody.
     }
 }
 
