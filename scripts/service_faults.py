@@ -19,6 +19,7 @@ import argparse
 import collections
 import contextlib
 import random
+import re
 import signal
 import socket
 import sys
@@ -70,10 +71,18 @@ class Bystanders(threading.Thread):
         if self.error:
             lost = {f"{device} {port}": (found["to_device"], found["from_device"]) for (device, port), found in service.ports().items()
                     if int(device[1:]) >= VICTIMS and (found["to_device"]["lost"] or found["from_device"]["lost"])}
-            raise Failure(f"a client that nothing happened to: {self.error}; counted as lost: {lost or 'nothing'}")
+            raise Failure(f"a client that nothing happened to: {self.error}; counted as lost: {lost or 'nothing'}; {self.reason(service)}")
         slowest = max(self.streams, key=lambda stream: stream.longest)
         if slowest.longest > LONGEST:
-            raise Failure(f"{slowest.name} has waited {slowest.longest:.1f} s for bytes")
+            raise Failure(f"{slowest.name} has waited {slowest.longest:.1f} s for bytes; {self.reason(service)}")
+
+    @staticmethod
+    def reason(service):
+        """The last that the service has logged of these cameras; a lost connection is among it."""
+        now = time.monotonic()
+        names = [f"c{number}" for number in range(VICTIMS, 1000)]
+        lines = [f"{now - when:.1f} s ago: {line}" for when, line in service.lines if set(re.findall(r"c\d+", line)).intersection(names)]
+        return "the service has logged of these cameras:\n  " + "\n  ".join(lines[-12:])
 
 
 class Faults:
@@ -370,7 +379,7 @@ class Faults:
         begin = time.monotonic()
         next_fault = begin
         next_sample = begin + self.options.seconds / 10
-        names, weights = zip(*KINDS.items())
+        names, weights = zip(*((kind, weight) for kind, weight in KINDS.items() if kind in self.options.only))
         names_left = list(names)  # a short run has each of them
         while ((now := time.monotonic()) < begin + self.options.seconds and not self.ends) or (names_left and not self.options.brief):
             kind = names_left.pop() if names_left else self.dice.choices(names, weights)[0]
@@ -385,7 +394,7 @@ class Faults:
                 self.samples.append(self.sample())
                 next_sample += max(self.options.seconds / 20, 5)
                 print(f"{now - begin:.0f} s: {sum(self.counts.values())} faults; memory, files, threads {self.samples[-1]}", flush=True)
-            next_fault = max(next_fault + 1, time.monotonic())
+            next_fault = max(next_fault + self.options.pause, time.monotonic())
             time.sleep(max(next_fault - time.monotonic(), 0) if not names_left else 0)
         print(f"{time.monotonic() - begin:.0f} s with {sum(self.counts.values())} faults", flush=True)
 
@@ -418,6 +427,8 @@ def main():
     parser.add_argument("--seconds", type=float, default=10)
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--connections", type=int, default=10000)
+    parser.add_argument("--only", nargs="+", choices=KINDS, default=list(KINDS), metavar="KIND", help="faults of these kinds alone")
+    parser.add_argument("--pause", type=float, default=1, help="seconds from one fault to the next")
     parser.add_argument("--sanitized", action="store_true", help="memory may grow: a sanitizer keeps what has been freed")
     parser.add_argument("--brief", action="store_true", help="not every kind of fault, if the time does not suffice")
     options = parser.parse_args()
