@@ -17,11 +17,11 @@ ROOT = os.path.abspath(os.path.join(os.path.dirname(os.path.abspath(__file__)), 
 STANDARD_C = {"assert", "ctype", "errno", "float", "inttypes", "limits", "locale", "math", "setjmp", "stdarg", "stdbool",
               "stddef", "stdint", "stdio", "stdlib", "string", "time", "wchar", "stdatomic", "threads"}
 OTHERS = re.compile(r"^(gtest|gmock|benchmark|CLI|nlohmann|toml\+\+|boost|rapidxml|arv|zlib\.h|valgrind)")
-OWN = re.compile(r"^(Ky|JxUtilsLib|OmUtilsLib|clserzmo|Simulator|Tests|Support|Fuzz|kyserial|Platform|Adapters|GigE|Evaluator|Client|Gvcp)")
+OWN = re.compile(r"^(Ky|JxUtilsLib|OmUtilsLib|clserzmo|Simulator|Tests|Support|Fuzz|kyserial|CommandLine|Platform|Adapters|GigE|Evaluator|Client|Gvcp)")
 # The export macro of a header that Windows compilers have to see, and the compiler's own name.
 CONDITION_FREE = re.compile(r"/(Export|ThreadSafety)\.h$")
 SEAMS = ("Libraries/KyPlatform/", "Libraries/KyGvcp/")
-ABOVE_LIBRARIES = re.compile(r"^(Adapters|Simulator|Tools|Tests|Benchmarks|Support|kyserial|Platform)/")
+ABOVE_LIBRARIES = re.compile(r"^(Adapters|Simulator|Tools|Tests|Benchmarks|Support|kyserial|CommandLine|Platform)/")
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')
 CONDITION = re.compile(r"^\s*#\s*(?:el)?if.*\b(_WIN32|_WIN64|__linux__|__unix__|__MINGW32__)\b")

@@ -2,6 +2,7 @@
 #include "CommandLine/HelpPage.h"
 #include "CommandLine/PlainText.h"
 
+#include <CLI/CLI.hpp>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>

@@ -2,6 +2,7 @@
 #include "kyserial/Device/DeviceName.h"
 #include "kyserial/Text/Failure.h"
 
+#include <CLI/CLI.hpp>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

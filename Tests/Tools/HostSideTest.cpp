@@ -1,6 +1,7 @@
 #include "kyserial/Bridge/HostSide.h"
 #include "kyserial/Text/Failure.h"
 
+#include <CLI/CLI.hpp>
 #include <KyPlatform/HostSerialPort.h>
 #include <Platform/PseudoTerminal.h>
 

@@ -2,6 +2,7 @@
 
 #include "Support/CapturedRun.h"
 
+#include <CLI/CLI.hpp>
 #include <JxUtilsLib/Logger.h>
 #include <gtest/gtest.h>
 

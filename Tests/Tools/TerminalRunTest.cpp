@@ -2,6 +2,7 @@
 #include "ScriptedPort.h"
 #include "Support/CapturedRun.h"
 
+#include <CLI/CLI.hpp>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

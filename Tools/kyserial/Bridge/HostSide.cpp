@@ -2,6 +2,7 @@
 
 #include "kyserial/Text/Failure.h"
 
+#include <CLI/CLI.hpp>
 #include <KyPlatform/HostSerialPort.h>
 #include <Platform/PseudoTerminal.h>
 

@@ -2,7 +2,7 @@
 
 #include "kyserial/Bridge/HostSelection.h"
 
-#include <CLI/CLI.hpp>
+#include <CommandLine/ParserNames.h>
 
 namespace KySerialTool
 {

@@ -7,6 +7,7 @@
 #include "kyserial/Text/FileContent.h"
 #include "kyserial/Text/Output.h"
 
+#include <CLI/CLI.hpp>
 #include <JxUtilsLib/Thread.h>
 
 #include <algorithm>
@@ -19,10 +20,10 @@ namespace
 {
 
 /// A read of this size is over within the library's 50 ms at 100 kHz, and stays within one block of 256.
-constexpr size_t cReadPiece = 128;
+constexpr size_t cEepromPiece = 128;
 /// Milliseconds; data sheets promise 10 at most.
 constexpr uint64_t cWriteCycleLimit = 500;
-constexpr size_t cBlock = 256;
+constexpr size_t cEepromBlock = 256;
 
 } // namespace
 
@@ -35,7 +36,7 @@ std::vector<uint8_t> Eeprom::Read(size_t aOffset, size_t aSize, const Advance& a
     {
         const size_t lOffset = aOffset + lBytes.size();
         // Pieces start at multiples of their size, so none crosses a block, whose address differs.
-        const size_t lCount = std::min(aSize - lBytes.size(), cReadPiece - lOffset % cReadPiece);
+        const size_t lCount = std::min(aSize - lBytes.size(), cEepromPiece - lOffset % cEepromPiece);
         const std::vector<uint8_t> lPiece =
             mBus.WriteAndRead(SlaveAddress(lOffset), OffsetBytes(lOffset), lCount);
         lBytes.insert(lBytes.end(), lPiece.begin(), lPiece.end());
@@ -65,7 +66,7 @@ void Eeprom::Write(size_t aOffset, const std::vector<uint8_t>& aBytes, const Adv
 uint8_t Eeprom::SlaveAddress(size_t aOffset) const
 {
     // Memories with one offset byte answer to one address for each block of 256 bytes.
-    return static_cast<uint8_t>(mShape.mAddress + (mShape.mOffsetBytes == 1 ? aOffset / cBlock : 0));
+    return static_cast<uint8_t>(mShape.mAddress + (mShape.mOffsetBytes == 1 ? aOffset / cEepromBlock : 0));
 }
 
 std::vector<uint8_t> Eeprom::OffsetBytes(size_t aOffset) const

@@ -9,6 +9,7 @@
 #include "kyserial/Text/Output.h"
 
 #include "kyserial/Text/Json.h"
+#include <CLI/CLI.hpp>
 #include <JxUtilsLib/Thread.h>
 
 #include <algorithm>
@@ -32,7 +33,7 @@ constexpr uint8_t cBusy = 0x01;
 
 /// Half a page: with its command it fits into one step, so that the slave need not stay selected between two.
 constexpr size_t cProgramPiece = 128;
-constexpr size_t cReadPiece = 248;
+constexpr size_t cFlashPiece = 248;
 
 /// Milliseconds; generous, data sheets promise a tenth.
 constexpr uint64_t cProgramLimit = 1000;
@@ -78,7 +79,7 @@ std::vector<uint8_t> FlashMemory::Read(size_t aOffset, size_t aSize, const Advan
     std::vector<uint8_t> lBytes;
     while (lBytes.size() < aSize)
     {
-        const size_t lCount = std::min(aSize - lBytes.size(), cReadPiece);
+        const size_t lCount = std::min(aSize - lBytes.size(), cFlashPiece);
         const std::vector<uint8_t> lPiece =
             mBus.Transfer(Command(cReadCommand, aOffset + lBytes.size()), lCount);
         lBytes.insert(lBytes.end(), lPiece.begin(), lPiece.end());

@@ -2,6 +2,8 @@
 #include "kyserial/Device/DevicePort.h"
 #include "kyserial/Options/Options.h"
 
+#include <CLI/CLI.hpp>
+
 #include <cstdio>
 
 namespace KySerialTool

@@ -3,7 +3,7 @@
 #include "kyserial/Bus/I2CBus.h"
 #include "kyserial/Options/Options.h"
 
-#include <CLI/CLI.hpp>
+#include <CommandLine/ParserNames.h>
 
 #include <functional>
 #include <memory>

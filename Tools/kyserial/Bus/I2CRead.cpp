@@ -6,6 +6,8 @@
 
 #include "kyserial/Text/Json.h"
 
+#include <CLI/CLI.hpp>
+
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -97,8 +99,6 @@ void AddI2CDetect(CLI::App& aParent, Context& aContext)
 namespace
 {
 
-constexpr uint32_t cLongestBlock = 32;
-
 struct GetOptions : I2COptions
 {
     std::string mAddress{};
@@ -109,7 +109,7 @@ struct GetOptions : I2COptions
 };
 
 /// What to read, taken apart.
-struct Request
+struct GetRequest
 {
     uint8_t mAddress = 0;
     std::vector<uint8_t> mRegister{}; ///< None or one.
@@ -117,9 +117,9 @@ struct Request
     size_t mCount = 1;
 };
 
-Request ParseRequest(const GetOptions& aOptions)
+GetRequest ParseRequest(const GetOptions& aOptions)
 {
-    Request lRequest;
+    GetRequest lRequest;
     lRequest.mAddress = ParseI2CAddress(aOptions.mAddress, aOptions.mAll);
     if (!aOptions.mRegister.empty())
     {
@@ -149,7 +149,7 @@ Request ParseRequest(const GetOptions& aOptions)
     return lRequest;
 }
 
-std::vector<uint8_t> Read(I2CBus& aBus, const Request& aRequest)
+std::vector<uint8_t> Read(I2CBus& aBus, const GetRequest& aRequest)
 {
     if (aRequest.mRegister.empty())
     {
@@ -165,7 +165,7 @@ std::vector<uint8_t> Read(I2CBus& aBus, const Request& aRequest)
 }
 
 /// "0x19", "0x1900" with the second byte in front, "0x19 0x00".
-std::string Text(const Request& aRequest, const std::vector<uint8_t>& aBytes)
+std::string Text(const GetRequest& aRequest, const std::vector<uint8_t>& aBytes)
 {
     std::string lText;
     if (aRequest.mMode == 'w')
@@ -182,7 +182,7 @@ std::string Text(const Request& aRequest, const std::vector<uint8_t>& aBytes)
     return lText + '\n';
 }
 
-std::string Json(const GetOptions& aOptions, const Request& aRequest, const std::vector<uint8_t>& aBytes)
+std::string Json(const GetOptions& aOptions, const GetRequest& aRequest, const std::vector<uint8_t>& aBytes)
 {
     nlohmann::ordered_json lReport = {{"port", PortName(aOptions.mPort)}, {"address", aRequest.mAddress}};
     if (!aRequest.mRegister.empty())
@@ -195,7 +195,7 @@ std::string Json(const GetOptions& aOptions, const Request& aRequest, const std:
 
 ExitCode RunGet(Context& aContext, const GetOptions& aOptions)
 {
-    const Request lRequest = ParseRequest(aOptions);
+    const GetRequest lRequest = ParseRequest(aOptions);
     if (!Confirm(aContext, aOptions, "I will read from address " + aOptions.mAddress))
     {
         return ExitCode::Ok;
@@ -228,8 +228,6 @@ void AddI2CGet(CLI::App& aParent, Context& aContext)
 
 namespace
 {
-
-constexpr uint32_t cBlock = 32;
 
 struct DumpOptions : I2COptions
 {
@@ -302,9 +300,9 @@ DumpValues ReadOneByOne(I2CBus& aBus, const DumpRequest& aRequest)
 DumpValues ReadBlocks(I2CBus& aBus, const DumpRequest& aRequest)
 {
     DumpValues lValues;
-    for (uint32_t lFirst = aRequest.mRange.mFirst; lFirst <= aRequest.mRange.mLast; lFirst += cBlock)
+    for (uint32_t lFirst = aRequest.mRange.mFirst; lFirst <= aRequest.mRange.mLast; lFirst += cLongestBlock)
     {
-        const size_t lCount = std::min(cBlock, aRequest.mRange.mLast - lFirst + 1);
+        const size_t lCount = std::min(cLongestBlock, aRequest.mRange.mLast - lFirst + 1);
         const std::vector<uint8_t> lBytes = TryRegisters(aBus, aRequest, lFirst, lCount);
         for (size_t lIndex = 0; lIndex < lBytes.size(); ++lIndex)
         {

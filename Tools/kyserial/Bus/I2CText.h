@@ -15,6 +15,9 @@ constexpr uint8_t cFirstI2CAddress = 0x08;
 constexpr uint8_t cLastI2CAddress = 0x77;
 constexpr uint8_t cHighestI2CAddress = 0x7F;
 
+/// Bytes of the longest block that SMBus has.
+constexpr uint32_t cLongestBlock = 32;
+
 /// A slave's address. Throws UsageError for others than 0x08 to 0x77, with aAll than 0x00 to 0x7f.
 uint8_t ParseI2CAddress(const std::string& aText, bool aAll);
 

@@ -5,6 +5,8 @@
 
 #include "kyserial/Text/Json.h"
 
+#include <CLI/CLI.hpp>
+
 #include <array>
 #include <cstdio>
 #include <optional>
@@ -14,8 +16,6 @@ namespace KySerialTool
 
 namespace
 {
-
-constexpr size_t cLongestBlock = 32;
 
 struct SetOptions : I2COptions
 {
@@ -27,7 +27,7 @@ struct SetOptions : I2COptions
 };
 
 /// What to write, taken apart.
-struct Request
+struct SetRequest
 {
     uint8_t mAddress = 0;
     uint8_t mRegister = 0;
@@ -41,7 +41,7 @@ bool IsMode(const std::string& aWord)
     return aWord.size() == 1 && std::string("cbwis").find(aWord) != std::string::npos;
 }
 
-void CheckValueCount(const Request& aRequest)
+void CheckValueCount(const SetRequest& aRequest)
 {
     const size_t lCount = aRequest.mValues.size();
     if ((aRequest.mMode == 'b' || aRequest.mMode == 'w') && lCount != 1)
@@ -63,9 +63,9 @@ void CheckValueCount(const Request& aRequest)
     }
 }
 
-Request ParseRequest(const SetOptions& aOptions)
+SetRequest ParseRequest(const SetOptions& aOptions)
 {
-    Request lRequest;
+    SetRequest lRequest;
     lRequest.mAddress = ParseI2CAddress(aOptions.mAddress, aOptions.mAll);
     lRequest.mRegister = static_cast<uint8_t>(ParseI2CNumber(aOptions.mRegister, "register", 0xFF));
     std::vector<std::string> lWords = aOptions.mWords;
@@ -88,14 +88,14 @@ Request ParseRequest(const SetOptions& aOptions)
     return lRequest;
 }
 
-uint32_t ReadRegister(I2CBus& aBus, const Request& aRequest)
+uint32_t ReadRegister(I2CBus& aBus, const SetRequest& aRequest)
 {
     const std::vector<uint8_t> lBytes =
         aBus.WriteAndRead(aRequest.mAddress, {aRequest.mRegister}, aRequest.mMode == 'w' ? 2 : 1);
     return aRequest.mMode == 'w' ? lBytes.at(0) | static_cast<uint32_t>(lBytes.at(1)) << 8U : lBytes.at(0);
 }
 
-std::vector<uint8_t> Message(const Request& aRequest)
+std::vector<uint8_t> Message(const SetRequest& aRequest)
 {
     std::vector<uint8_t> lMessage = {aRequest.mRegister};
     if (aRequest.mMode == 's')
@@ -114,7 +114,7 @@ std::vector<uint8_t> Message(const Request& aRequest)
 }
 
 /// Reads back what was written, where that is one value.
-void ReadBack(Context& aContext, I2CBus& aBus, const Request& aRequest)
+void ReadBack(Context& aContext, I2CBus& aBus, const SetRequest& aRequest)
 {
     const uint32_t lRead = ReadRegister(aBus, aRequest);
     const uint32_t lWritten = aRequest.mValues.front();
@@ -132,7 +132,7 @@ void ReadBack(Context& aContext, I2CBus& aBus, const Request& aRequest)
 
 ExitCode RunSet(Context& aContext, const SetOptions& aOptions)
 {
-    Request lRequest = ParseRequest(aOptions);
+    SetRequest lRequest = ParseRequest(aOptions);
     if (!Confirm(aContext, aOptions,
                  "I will write to address " + aOptions.mAddress + ", register " + aOptions.mRegister))
     {
@@ -177,7 +177,7 @@ namespace
 
 constexpr size_t cMostMessages = 42; // that of i2ctransfer
 
-struct TransferOptions : I2COptions
+struct I2CTransferOptions : I2COptions
 {
     std::vector<std::string> mWords{};
     bool mVerbose = false;
@@ -203,7 +203,7 @@ void Describe(size_t aIndex, const I2CMessage& aMessage, const std::vector<uint8
     std::fputs(lText.c_str(), stderr);
 }
 
-ExitCode RunTransfer(Context& aContext, const TransferOptions& aOptions)
+ExitCode RunTransfer(Context& aContext, const I2CTransferOptions& aOptions)
 {
     // Everything is taken apart before the first message: half a transfer can do harm.
     const std::vector<I2CMessage> lMessages = ParseI2CMessages(aOptions.mWords, aOptions.mAll);
@@ -250,7 +250,7 @@ void AddI2CTransfer(CLI::App& aParent, Context& aContext)
 {
     CLI::App& lCommand =
         *aParent.add_subcommand("transfer", "Send messages with repeated starts between them");
-    const auto lOptions = std::make_shared<TransferOptions>();
+    const auto lOptions = std::make_shared<I2CTransferOptions>();
     lCommand.add_option("MESSAGE", lOptions->mWords, "{r|w}LENGTH[@ADDRESS], a write followed by its bytes")
         ->required();
     lCommand.add_flag("-v,--verbose", lOptions->mVerbose, "Show every message on the error output");

@@ -6,6 +6,8 @@
 
 #include "kyserial/Text/Json.h"
 
+#include <CLI/CLI.hpp>
+
 #include <optional>
 
 namespace KySerialTool
@@ -30,7 +32,7 @@ namespace
 
 constexpr uint32_t cMostBytes = 1U << 24U;
 
-struct TransferOptions
+struct SpiTransferOptions
 {
     KyDeviceSerial mPort = KyDeviceSerialInvalid;
     std::vector<std::string> mWords{};
@@ -40,12 +42,12 @@ struct TransferOptions
     bool mJson = false;
 };
 
-std::string Json(const TransferOptions& aOptions, size_t aWritten, const std::vector<uint8_t>& aRead)
+std::string Json(const SpiTransferOptions& aOptions, size_t aWritten, const std::vector<uint8_t>& aRead)
 {
     return JsonLine({{"port", PortName(aOptions.mPort)}, {"written", aWritten}, {"read", aRead}});
 }
 
-ExitCode RunTransfer(Context& aContext, const TransferOptions& aOptions)
+ExitCode RunTransfer(Context& aContext, const SpiTransferOptions& aOptions)
 {
     const std::optional<std::vector<uint8_t>> lWrite = ParseHexBytes(aOptions.mWords);
     if (!lWrite.has_value())
@@ -83,7 +85,7 @@ ExitCode RunTransfer(Context& aContext, const TransferOptions& aOptions)
 void AddSpiTransfer(CLI::App& aParent, Context& aContext)
 {
     CLI::App& lCommand = *aParent.add_subcommand("transfer", "Write bytes and read bytes");
-    const auto lOptions = std::make_shared<TransferOptions>();
+    const auto lOptions = std::make_shared<SpiTransferOptions>();
     lCommand.add_option("HEX", lOptions->mWords, "Bytes to write, two hexadecimal digits each");
     AddPortOption(lCommand, PortKind::Bulk, lOptions->mPort);
     AddNumberOption(lCommand, "--read", cMostBytes, "bytes", "Bytes to read (0)", lOptions->mRead);

@@ -3,7 +3,7 @@
 #include "kyserial/Bus/SpiBus.h"
 #include "kyserial/Options/Options.h"
 
-#include <CLI/CLI.hpp>
+#include <CommandLine/ParserNames.h>
 
 #include <memory>
 

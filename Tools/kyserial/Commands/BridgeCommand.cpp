@@ -8,6 +8,7 @@
 #include "kyserial/Text/Failure.h"
 #include "kyserial/Text/Hex.h"
 
+#include <CLI/CLI.hpp>
 #include <Platform/PseudoTerminal.h>
 
 #include <algorithm>

@@ -8,6 +8,8 @@
 
 #include "kyserial/Text/Json.h"
 
+#include <CLI/CLI.hpp>
+
 #include <algorithm>
 #include <array>
 #include <memory>

@@ -4,7 +4,7 @@
 #include "kyserial/Device/PortSurvey.h"
 #include "kyserial/Options/Options.h"
 
-#include <CLI/CLI.hpp>
+#include <CommandLine/ParserNames.h>
 
 #include <string>
 #include <vector>

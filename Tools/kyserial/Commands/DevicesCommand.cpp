@@ -5,6 +5,8 @@
 
 #include "kyserial/Text/Json.h"
 
+#include <CLI/CLI.hpp>
+
 #include <memory>
 #include <optional>
 
@@ -14,7 +16,7 @@ namespace KySerialTool
 namespace
 {
 
-struct Options
+struct DevicesOptions
 {
     NetworkSearch mSearch;
     bool mJson = false;
@@ -22,12 +24,7 @@ struct Options
     std::optional<IpChange> mStored;
 };
 
-std::string OrDash(const std::string& aText)
-{
-    return aText.empty() ? "-" : aText;
-}
-
-ExitCode RunDevices(Context& aContext, const Options& aOptions)
+ExitCode RunDevices(Context& aContext, const DevicesOptions& aOptions)
 {
     // --persistent-ip prints nothing: the device has that address only when it is switched on again.
     if (aOptions.mStored)
@@ -71,7 +68,7 @@ void AddDevicesCommand(CLI::App& aProgram, Context& aContext)
 {
     constexpr uint32_t cLongest = 60000;
     CLI::App& lCommand = *aProgram.add_subcommand("devices", "List the GigE Vision devices on the network");
-    const auto lOptions = std::make_shared<Options>();
+    const auto lOptions = std::make_shared<DevicesOptions>();
     lCommand.add_flag("--json", lOptions->mJson, "One JSON object in one line instead of a table");
     lCommand
         .add_option("--address", lOptions->mSearch.mAddress,

@@ -5,6 +5,8 @@
 
 #include "kyserial/Text/Json.h"
 
+#include <CLI/CLI.hpp>
+
 #include <cstdio>
 #include <memory>
 
@@ -16,7 +18,7 @@ namespace
 
 constexpr int64_t cLongestRegister = 65536;
 
-struct Options
+struct FeaturesOptions
 {
     bool mJson = false;
     std::string mName;
@@ -56,7 +58,7 @@ std::string RegisterText(IKyDeviceAdapter& aAdapter, const KyString& aName)
     return lText;
 }
 
-ExitCode RunList(Context& aContext, const Options& aOptions)
+ExitCode RunList(Context& aContext, const FeaturesOptions& aOptions)
 {
     const std::unique_ptr<Device> lDevice = OpenDevice(aContext, DeviceAccess::Read);
     const uint64_t lGeneration = lDevice->GetGeneration();
@@ -68,7 +70,7 @@ ExitCode RunList(Context& aContext, const Options& aOptions)
     return ExitCode::Ok;
 }
 
-ExitCode RunGet(Context& aContext, const Options& aOptions)
+ExitCode RunGet(Context& aContext, const FeaturesOptions& aOptions)
 {
     const std::unique_ptr<Device> lDevice = OpenDevice(aContext, DeviceAccess::Read);
     IKyDeviceAdapter& lAdapter = lDevice->GetAdapter();
@@ -91,7 +93,7 @@ ExitCode RunGet(Context& aContext, const Options& aOptions)
     return ExitCode::Ok;
 }
 
-ExitCode RunSet(Context& aContext, const Options& aOptions)
+ExitCode RunSet(Context& aContext, const FeaturesOptions& aOptions)
 {
     const std::unique_ptr<Device> lDevice = OpenDevice(aContext);
     Check(lDevice->GetAdapter().SetFeatureFromString(ToKyString(aOptions.mName), ToKyString(aOptions.mValue)),
@@ -101,8 +103,8 @@ ExitCode RunSet(Context& aContext, const Options& aOptions)
 
 /// A subcommand that runs aRun.
 CLI::App& Add(CLI::App& aCommand, Context& aContext, const char* aName, const char* aText,
-              const char* aExample, const std::shared_ptr<Options>& aOptions,
-              ExitCode (*aRun)(Context&, const Options&))
+              const char* aExample, const std::shared_ptr<FeaturesOptions>& aOptions,
+              ExitCode (*aRun)(Context&, const FeaturesOptions&))
 {
     CLI::App& lCommand = *aCommand.add_subcommand(aName, aText);
     AddCommonOptions(lCommand, aContext.mCommon);
@@ -120,7 +122,7 @@ void AddFeaturesCommand(CLI::App& aProgram, Context& aContext)
     CLI::App& lCommand =
         *aProgram.add_subcommand("features", "List, read and set the device's GenICam features");
     lCommand.footer("Example:\n  kyserial features list --device sim");
-    const auto lOptions = std::make_shared<Options>();
+    const auto lOptions = std::make_shared<FeaturesOptions>();
     Add(lCommand, aContext, "list", "List all features", "Example:\n  kyserial features list --device sim",
         lOptions, RunList)
         .add_flag("--json", lOptions->mJson, "One JSON object in one line instead of a table");

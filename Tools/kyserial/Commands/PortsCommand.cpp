@@ -5,6 +5,8 @@
 
 #include "kyserial/Text/Json.h"
 
+#include <CLI/CLI.hpp>
+
 #include <memory>
 
 namespace KySerialTool
@@ -12,11 +14,6 @@ namespace KySerialTool
 
 namespace
 {
-
-std::string OrDash(const std::string& aText)
-{
-    return aText.empty() ? "-" : aText;
-}
 
 std::string Joined(const std::vector<std::string>& aTexts)
 {

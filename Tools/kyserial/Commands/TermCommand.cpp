@@ -4,6 +4,8 @@
 #include "kyserial/Terminal/TerminalRun.h"
 #include "kyserial/Text/Failure.h"
 
+#include <CLI/CLI.hpp>
+
 #include <cstdint>
 #include <memory>
 

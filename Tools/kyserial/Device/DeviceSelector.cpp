@@ -4,6 +4,8 @@
 #include "kyserial/Options/Options.h"
 #include "kyserial/Text/Failure.h"
 
+#include <CLI/CLI.hpp>
+
 namespace KySerialTool
 {
 

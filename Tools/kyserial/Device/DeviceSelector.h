@@ -3,7 +3,7 @@
 #include "kyserial/Device/Device.h"
 #include "kyserial/Device/SimulatedCamera.h"
 
-#include <CLI/CLI.hpp>
+#include <CommandLine/ParserNames.h>
 #include <Platform/Console.h>
 
 #include <memory>

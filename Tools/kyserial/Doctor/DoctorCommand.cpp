@@ -4,6 +4,8 @@
 #include "kyserial/Doctor/DeviceChecks.h"
 #include "kyserial/Doctor/NetworkChecks.h"
 
+#include <CLI/CLI.hpp>
+
 #include <memory>
 
 namespace KySerialTool

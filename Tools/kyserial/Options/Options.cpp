@@ -5,6 +5,7 @@
 #include "kyserial/Text/Failure.h"
 #include "kyserial/Text/Hex.h"
 
+#include <CLI/CLI.hpp>
 #include <JxUtilsLib/Assert.h>
 #include <JxUtilsLib/Logger.h>
 #include <KyPlatform/HostSerialPort.h>
@@ -45,6 +46,13 @@ std::string Choices(const std::vector<uint32_t>& aValues)
 }
 
 } // namespace
+
+CLI::Option* AddWordOption(CLI::App& aCommand, const std::string& aName, const std::string& aWords,
+                           const std::function<void(const std::string&)>& aTake,
+                           const std::string& aDescription)
+{
+    return aCommand.add_option_function<std::string>(aName, aTake, aDescription)->type_name(aWords);
+}
 
 void RefuseWord(const std::string& aName, const std::string& aText, const std::string& aWords)
 {

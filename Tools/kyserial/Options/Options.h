@@ -4,7 +4,7 @@
 #include "kyserial/Device/PortLine.h"
 #include "kyserial/Text/Failure.h"
 
-#include <CLI/CLI.hpp>
+#include <CommandLine/ParserNames.h>
 #include <KySerial/KySerialTypes.h>
 #include <Platform/Console.h>
 
@@ -38,6 +38,11 @@ CLI::Option* AddNumberChoice(CLI::App& aCommand, const std::string& aName,
 /// \param aWords  "a|b|c".
 [[noreturn]] void RefuseWord(const std::string& aName, const std::string& aText, const std::string& aWords);
 
+/// Adds an option whose value is one of a few words. \param aTake  Gets the text, and throws what it does not take.
+CLI::Option* AddWordOption(CLI::App& aCommand, const std::string& aName, const std::string& aWords,
+                           const std::function<void(const std::string&)>& aTake,
+                           const std::string& aDescription);
+
 /// Adds an option whose value is one of a few words.
 /// \param aWords  "a|b|c".
 /// \param aParse  What a word means; nothing for any other text.
@@ -55,7 +60,7 @@ CLI::Option* AddChoice(CLI::App& aCommand, const std::string& aName, const std::
         }
         aTarget = *lValue;
     };
-    return aCommand.add_option_function<std::string>(aName, lTake, aDescription)->type_name(aWords);
+    return AddWordOption(aCommand, aName, aWords, lTake, aDescription);
 }
 
 /// Adds --baud, --parity, --bits and --stop. What a bridge does not know is refused.

@@ -6,6 +6,7 @@
 #include "kyserial/Serve/Web/WebServer.h"
 #include "kyserial/Text/Failure.h"
 
+#include <CLI/CLI.hpp>
 #include <Platform/SystemService.h>
 
 #include <exception>

@@ -5,6 +5,8 @@
 #include "kyserial/Text/Failure.h"
 #include "kyserial/Text/Hex.h"
 
+#include <CLI/CLI.hpp>
+
 #include <cstdio>
 #include <optional>
 

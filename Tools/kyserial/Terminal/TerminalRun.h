@@ -6,7 +6,7 @@
 #include "kyserial/Terminal/TermSession.h"
 #include "kyserial/Terminal/TrafficLog.h"
 
-#include <CLI/CLI.hpp>
+#include <CommandLine/ParserNames.h>
 
 #include <memory>
 #include <string>

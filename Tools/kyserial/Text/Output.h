@@ -23,6 +23,12 @@ private:
     std::vector<std::vector<std::string>> mRows;
 };
 
+/// A cell's text; "-" for a cell without one.
+inline std::string OrDash(const std::string& aText)
+{
+    return aText.empty() ? "-" : aText;
+}
+
 /// A bar on the error output that follows a long transfer; only there when that is a terminal.
 class Progress
 {
