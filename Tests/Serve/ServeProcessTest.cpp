@@ -2,6 +2,7 @@
 
 #include "Support/Process.h"
 #include "Support/WaitFor.h"
+#include "Tools/ToolRun.h"
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
@@ -45,16 +46,10 @@ protected:
         Configure(aDevices);
         ASSERT_TRUE(mService.Start("kyserial", {"serve", mFile}, {}));
     }
-    static int Run(const std::vector<std::string>& aArguments, std::string* aError = nullptr)
+    void Reload() const
     {
-        Process lTool;
-        EXPECT_TRUE(lTool.Start("kyserial", aArguments, {}));
-        const int lStatus = lTool.Wait().value_or(-1);
-        if (aError != nullptr)
-        {
-            *aError = lTool.Error();
-        }
-        return lStatus;
+        const ToolResult lResult = RunTool({"serve", "--reload", "--name", mName});
+        EXPECT_EQ(lResult.mStatus, 0) << lResult.mError;
     }
     /// The TCP port that the service names for a port of a device.
     uint16_t PortOf(const std::string& aWho)
@@ -118,7 +113,7 @@ TEST_F(ServeProcessTest, AReloadTouchesOnlyWhatHasChanged)
     EXPECT_EQ(Ask(lLeavingClient), cStatus);
     static_cast<void>(PortOf("kept bulk4"));
     Configure(lKept + PortEntry("uart0", "tcp://:0"));
-    EXPECT_EQ(Run({"serve", "--reload", "--name", mName}), 0);
+    Reload();
     tcp::socket lNewClient = Connect(PortOf("kept uart0"));
     EXPECT_EQ(Ask(lNewClient), cStatus);
     EXPECT_EQ(Ask(lKeptClient), cStatus); // through the connection that it had
@@ -135,7 +130,7 @@ TEST_F(ServeProcessTest, AReloadOfAFileWithFaultsChangesNothing)
     Start("[[device]]\nname = 'lens'\ndevice = 'sim'\n" + PortEntry("bulk1", "tcp://:0"));
     tcp::socket lClient = Connect(PortOf("lens bulk1"));
     Configure("[[device]]\ncolor = 'red'\n");
-    EXPECT_EQ(Run({"serve", "--reload", "--name", mName}), 0);
+    Reload();
     EXPECT_TRUE(mService.WaitForError("nothing is changed: "));
     EXPECT_THAT(mService.Error(), HasSubstr(mFile + ":3: color: there is no such key"));
     EXPECT_EQ(Ask(lClient), cStatus);
@@ -157,12 +152,13 @@ TEST_F(ServeProcessTest, ASecondServiceOfTheNameIsRefused)
 {
     Start("[[device]]\nname = 'lens'\ndevice = 'sim'\n" + PortEntry("bulk1", "tcp://:0"));
     static_cast<void>(PortOf("lens bulk1"));
-    std::string lError;
-    EXPECT_EQ(Run({"serve", mFile}, &lError), 1);
-    EXPECT_THAT(lError, HasSubstr("a service with the name " + mName + " runs already"));
+    ToolResult lResult = RunTool({"serve", mFile});
+    EXPECT_EQ(lResult.mStatus, 1);
+    EXPECT_THAT(lResult.mError, HasSubstr("a service with the name " + mName + " runs already"));
     End();
-    EXPECT_EQ(Run({"serve", "--reload", "--name", mName}, &lError), 1);
-    EXPECT_EQ(lError, "kyserial: no service with the name " + mName + " runs in this session\n");
+    lResult = RunTool({"serve", "--reload", "--name", mName});
+    EXPECT_EQ(lResult.mStatus, 1);
+    EXPECT_EQ(lResult.mError, "kyserial: no service with the name " + mName + " runs in this session\n");
 }
 
 TEST_F(ServeProcessTest, APlaceThatIsTakenIsTriedAgain)
@@ -190,10 +186,9 @@ TEST_F(ServeProcessTest, StatusAndMetricsSayWhatGoesOn)
     const std::string lText = mService.Error();
     const std::string lStart = "web page is http://127.0.0.1:";
     const auto lWeb = static_cast<uint16_t>(std::stoi(lText.substr(lText.find(lStart) + lStart.size())));
-    Process lTool;
-    ASSERT_TRUE(lTool.Start("kyserial", {"status", std::to_string(lWeb), "--json"}, {}));
-    EXPECT_EQ(lTool.Wait(), 0) << lTool.Error();
-    const nlohmann::json lStatus = nlohmann::json::parse(lTool.Output());
+    const ToolResult lJson = RunTool({"status", std::to_string(lWeb), "--json"});
+    EXPECT_EQ(lJson.mStatus, 0) << lJson.mError;
+    const nlohmann::json lStatus = nlohmann::json::parse(lJson.mOutput);
     EXPECT_EQ(lStatus["name"], mName);
     const nlohmann::json& lDevice = lStatus["devices"][0];
     EXPECT_EQ(lDevice["name"], "lens");
@@ -203,10 +198,9 @@ TEST_F(ServeProcessTest, StatusAndMetricsSayWhatGoesOn)
     EXPECT_EQ(lDevice["ports"][0]["to_device"]["delivered"], 9);
     EXPECT_EQ(lDevice["ports"][0]["from_device"]["delivered"], 41);
     EXPECT_EQ(lDevice["ports"][0]["clients"]["now"], 1);
-    Process lTable;
-    ASSERT_TRUE(lTable.Start("kyserial", {"status", std::to_string(lWeb)}, {}));
-    EXPECT_EQ(lTable.Wait(), 0);
-    EXPECT_THAT(lTable.Output(), HasSubstr("bulk1  tcp://127.0.0.1:"));
+    const ToolResult lTable = RunTool({"status", std::to_string(lWeb)});
+    EXPECT_EQ(lTable.mStatus, 0) << lTable.mError;
+    EXPECT_THAT(lTable.mOutput, HasSubstr("bulk1  tcp://127.0.0.1:"));
     const auto lAsk = [&](const std::string& aRequest)
     {
         tcp::socket lSocket = Connect(lWeb);
@@ -266,10 +260,10 @@ TEST_F(ServeProcessTest, TheLogIsAFileWithTheLinesOfEachDevicesLevelFromAReloadO
     EXPECT_TRUE(lHas("Z lens bulk1 is tcp://127.0.0.1:")) << ReadFile(lLog);
     Configure("log = '" + lLog + "'\nlog_size = '64KiB'\n[[device]]\nname = 'lens'\ndevice = 'sim'\n" +
               "level = 'error'\n" + PortEntry("bulk2", "tcp://:0"));
-    EXPECT_EQ(Run({"serve", "--reload", "--name", mName}), 0);
+    Reload();
     EXPECT_TRUE(lHas("Z reloaded " + mFile));
     Configure("[[device]]\nlevel = 'loud'\n");
-    EXPECT_EQ(Run({"serve", "--reload", "--name", mName}), 0);
+    Reload();
     EXPECT_TRUE(lHas("Z error: nothing is changed: ")) << ReadFile(lLog);
     EXPECT_TRUE(mService.AskToEnd());
     EXPECT_EQ(mService.Wait(), 0) << mService.Error();
@@ -285,9 +279,9 @@ TEST_F(ServeProcessTest, ALogThatCannotBeWrittenIsRefused)
 {
     Configure("log = '" + Process::ProgramFolder() + "'\n[[device]]\ndevice = 'sim'\n" +
               PortEntry("uart0", "tcp://:0"));
-    std::string lError;
-    EXPECT_EQ(Run({"serve", mFile}, &lError), 1);
-    EXPECT_THAT(lError, HasSubstr("kyserial: log: cannot write " + Process::ProgramFolder()));
+    const ToolResult lResult = RunTool({"serve", mFile});
+    EXPECT_EQ(lResult.mStatus, 1);
+    EXPECT_THAT(lResult.mError, HasSubstr("kyserial: log: cannot write " + Process::ProgramFolder()));
 }
 
 // The same as --reload, from the system.
@@ -320,18 +314,21 @@ TEST_F(ServeProcessTest, AHangUpReloadsAndTouchesOnlyWhatHasChanged)
 TEST_F(ServeProcessTest, ACheckListsAllFaultsAndOpensNothing)
 {
     Configure("[[device]]\ndevice = 'sim'\ncolor = 1\n" + PortEntry("uart9", "tcp://:0"));
-    std::string lError;
-    EXPECT_EQ(Run({"serve", "--check", mFile}, &lError), 2);
-    EXPECT_EQ(lError, "kyserial: " + mFile +
-                          ":4: color: there is no such key of a device; use name, device, level, "
-                          "sim_fast, sim_cut, sim_back or port\nkyserial: " +
-                          mFile + ":6: port: \"uart9\" is no port; use uart0, uart1 or bulk0 to bulk7\n");
-    EXPECT_EQ(Run({"serve", mFile}), 2);
+    ToolResult lResult = RunTool({"serve", "--check", mFile});
+    EXPECT_EQ(lResult.mStatus, 2);
+    EXPECT_EQ(lResult.mError, "kyserial: " + mFile +
+                                  ":4: color: there is no such key of a device; use name, device, level, "
+                                  "sim_fast, sim_cut, sim_back or port\nkyserial: " +
+                                  mFile +
+                                  ":6: port: \"uart9\" is no port; use uart0, uart1 or bulk0 to bulk7\n");
+    EXPECT_EQ(RunTool({"serve", mFile}).mStatus, 2);
     Configure("[[device]]\ndevice = 'sim'\n" + PortEntry("uart0", "tcp://:0"));
-    EXPECT_EQ(Run({"serve", "--check", mFile}, &lError), 0);
-    EXPECT_EQ(lError, "");
-    EXPECT_EQ(Run({"serve"}, &lError), 2);
-    EXPECT_EQ(lError, "kyserial: no configuration is given; use 'kyserial serve CONFIG'\n");
+    lResult = RunTool({"serve", "--check", mFile});
+    EXPECT_EQ(lResult.mStatus, 0);
+    EXPECT_EQ(lResult.mError, "");
+    lResult = RunTool({"serve"});
+    EXPECT_EQ(lResult.mStatus, 2);
+    EXPECT_EQ(lResult.mError, "kyserial: no configuration is given; use 'kyserial serve CONFIG'\n");
 }
 
 } // namespace

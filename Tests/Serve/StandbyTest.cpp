@@ -2,6 +2,7 @@
 
 #include "Support/Process.h"
 #include "Support/WaitFor.h"
+#include "Tools/ToolRun.h"
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
@@ -90,12 +91,10 @@ public:
     }
     nlohmann::json Status() const
     {
-        Process lTool;
-        EXPECT_TRUE(lTool.Start(
-            "kyserial",
-            {"status", "--json", std::to_string(NumberAfter(Log(), "web page is http://127.0.0.1:"))}, {}));
-        EXPECT_EQ(lTool.Wait(), 0) << lTool.Error();
-        return nlohmann::json::parse(lTool.Output(), nullptr, false)["devices"][0];
+        const ToolResult lResult = RunTool(
+            {"status", "--json", std::to_string(NumberAfter(Log(), "web page is http://127.0.0.1:"))});
+        EXPECT_EQ(lResult.mStatus, 0) << lResult.mError;
+        return nlohmann::json::parse(lResult.mOutput, nullptr, false)["devices"][0];
     }
 
 private:

@@ -2,6 +2,7 @@
 
 #include "Support/Process.h"
 #include "Support/WaitFor.h"
+#include "Tools/ToolRun.h"
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
@@ -43,17 +44,6 @@ protected:
                                     "[[device]]\nname = 'lens'\ndevice = 'sim'\n[[device.port]]\nport = "
                                     "'bulk1'\nhost = 'tcp://:0'\n");
     }
-    static int Run(const std::vector<std::string>& aArguments, std::string* aError = nullptr)
-    {
-        Process lTool;
-        EXPECT_TRUE(lTool.Start("kyserial", aArguments, {}));
-        const int lStatus = lTool.Wait().value_or(-1);
-        if (aError != nullptr)
-        {
-            *aError = lTool.Error();
-        }
-        return lStatus;
-    }
     bool LogHas(const std::string& aText) const
     {
         return WaitFor([&] { return ReadFile(mLog).find(aText) != std::string::npos; });
@@ -76,14 +66,15 @@ TEST_F(SystemServiceTest, ASystemWithoutSuchServicesSaysWhatToUse)
         GTEST_SKIP() << "this system has such services";
     }
     ASSERT_TRUE(Configure({}));
-    std::string lError;
     const std::string lRest =
         ": belongs to Windows; here systemd starts the service, by its unit kyserial.service: "
         "'sudo systemctl enable --now kyserial', with CONFIG as /etc/kyserial/service.toml\n";
-    EXPECT_EQ(Run({"serve", "--install-service", mFile}, &lError), 2);
-    EXPECT_EQ(lError, "kyserial: --install-service" + lRest);
-    EXPECT_EQ(Run({"serve", "--remove-service"}, &lError), 2);
-    EXPECT_EQ(lError, "kyserial: --remove-service" + lRest);
+    ToolResult lResult = RunTool({"serve", "--install-service", mFile});
+    EXPECT_EQ(lResult.mStatus, 2);
+    EXPECT_EQ(lResult.mError, "kyserial: --install-service" + lRest);
+    lResult = RunTool({"serve", "--remove-service"});
+    EXPECT_EQ(lResult.mStatus, 2);
+    EXPECT_EQ(lResult.mError, "kyserial: --remove-service" + lRest);
 }
 
 TEST_F(SystemServiceTest, AServiceWithoutALogIsNotInstalled)
@@ -93,11 +84,12 @@ TEST_F(SystemServiceTest, AServiceWithoutALogIsNotInstalled)
         GTEST_SKIP() << "this system has no such services";
     }
     ASSERT_TRUE(Configure({}));
-    std::string lError;
-    EXPECT_EQ(Run({"serve", "--install-service", mFile}, &lError), 2);
-    EXPECT_THAT(lError, HasSubstr("log: a service of Windows has no error output; name a file"));
-    EXPECT_EQ(Run({"serve", "--remove-service", "--name", mName}, &lError), 1);
-    EXPECT_THAT(lError, HasSubstr("cannot remove the service " + mName + ": "));
+    ToolResult lResult = RunTool({"serve", "--install-service", mFile});
+    EXPECT_EQ(lResult.mStatus, 2);
+    EXPECT_THAT(lResult.mError, HasSubstr("log: a service of Windows has no error output; name a file"));
+    lResult = RunTool({"serve", "--remove-service", "--name", mName});
+    EXPECT_EQ(lResult.mStatus, 1);
+    EXPECT_THAT(lResult.mError, HasSubstr("cannot remove the service " + mName + ": "));
 }
 
 TEST_F(SystemServiceTest, IsInstalledStartsServesStopsAndIsRemoved)
@@ -108,9 +100,10 @@ TEST_F(SystemServiceTest, IsInstalledStartsServesStopsAndIsRemoved)
     }
     ASSERT_TRUE(
         Configure("log = '" + std::filesystem::path(mLog).filename().string() + "'\n")); // beside the file
-    std::string lError;
-    ASSERT_EQ(Run({"serve", "--install-service", mFile}, &lError), 0) << lError;
-    EXPECT_EQ(Run({"serve", "--install-service", mFile}, &lError), 1); // it is there already
+    ToolResult lResult = RunTool({"serve", "--install-service", mFile});
+    ASSERT_EQ(lResult.mStatus, 0) << lResult.mError;
+    lResult = RunTool({"serve", "--install-service", mFile});
+    EXPECT_EQ(lResult.mStatus, 1); // it is there already
     EXPECT_EQ(Do("net start " + mName), 0);
     const std::string lStart = "lens bulk1 is tcp://127.0.0.1:";
     ASSERT_TRUE(LogHas(lStart)) << ReadFile(mLog);
@@ -125,8 +118,10 @@ TEST_F(SystemServiceTest, IsInstalledStartsServesStopsAndIsRemoved)
     EXPECT_THAT(lAnswer, HasSubstr("STATUS READY"));
     EXPECT_EQ(Do("net stop " + mName), 0);
     EXPECT_TRUE(LogHas("Z ended\n")) << ReadFile(mLog);
-    EXPECT_EQ(Run({"serve", "--remove-service", "--name", mName}, &lError), 0) << lError;
-    EXPECT_EQ(Run({"serve", "--remove-service", "--name", mName}, &lError), 1);
+    lResult = RunTool({"serve", "--remove-service", "--name", mName});
+    EXPECT_EQ(lResult.mStatus, 0) << lResult.mError;
+    lResult = RunTool({"serve", "--remove-service", "--name", mName});
+    EXPECT_EQ(lResult.mStatus, 1);
 }
 
 } // namespace
