@@ -394,6 +394,7 @@ std::string PlaceOf(const HostSelection& aHost)
     {
         return aHost.mName;
     }
+    // Any free port is another one each time.
     return aHost.mTcp.mPort == 0 ? std::string()
                                  : aHost.mTcp.mAddress + ' ' + std::to_string(aHost.mTcp.mPort);
 }

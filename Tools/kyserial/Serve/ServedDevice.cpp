@@ -115,7 +115,7 @@ void ServedDevice::Look()
             StartWork();
             return;
         }
-        mIsBusy = true;
+        mIsBusy = true; // no worker starts while this thread has the ports
     }
     Follow();
     const Lock lLock(mLock);
@@ -215,10 +215,11 @@ void ServedDevice::Adopt()
                                              { return aPort != nullptr && aPort->mEntry.IsSame(lEntry); });
             lPorts.push_back(lPlace != mPorts.end() ? std::exchange(*lPlace, nullptr)
                                                     : std::make_shared<Port>());
-            lPorts.back()->mEntry = lEntry;
+            lPorts.back()->mEntry = lEntry; // it may stand in another line now
         }
         lLeaving = std::exchange(mPorts, std::move(lPorts));
     }
+    // Without the lock: an end waits for the device, and the status must not wait with it.
     for (const PortPtr& lPort : lLeaving)
     {
         if (lPort != nullptr && lPort->mBridge.has_value())
@@ -293,6 +294,7 @@ std::string ServedDevice::TryToStart(Port& aPort)
     try
     {
         const BridgeSelection& lSelection = aPort.mEntry.mBridge;
+        // The record first: it has the first byte too.
         const std::string lFault = lSelection.mLogFile.empty()
                                        ? std::string()
                                        : aPort.mLog.Open(lSelection.mLogFile, lSelection.mLogLimit);
@@ -321,6 +323,7 @@ void ServedDevice::StartPorts()
         {
             continue;
         }
+        // The status reads the list meanwhile: it finds the former try there until this one has ended.
         auto lTried = std::make_shared<Port>();
         lTried->mEntry = lPort->mEntry;
         lTried->mError = TryToStart(*lTried);

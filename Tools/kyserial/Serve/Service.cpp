@@ -166,7 +166,7 @@ void Service::End()
     {
         lDevice->AskToEnd(); // all at once, then wait for each
     }
-    mWeb.reset();
+    mWeb.reset(); // before the devices: its answers are about them
     std::list<std::shared_ptr<ServedDevice>> lDevices;
     {
         const std::lock_guard<std::mutex> lLock(mLock);
@@ -203,6 +203,7 @@ void Service::Reload()
     }
     if (lFaults.empty())
     {
+        // Before the devices: what they say of the change is in the log that the file wants now.
         if (const std::string lFault = mLog.Use(lConfiguration.mLog); !lFault.empty())
         {
             mLog.Add(LogLevel::Error, "log: " + lFault + "; it stays where it is");

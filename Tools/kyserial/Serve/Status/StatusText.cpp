@@ -106,6 +106,7 @@ std::string StatusJson(const std::string& aName, const std::vector<ServedDeviceS
                             {"ports", std::move(lPorts)}});
     }
     const Json lStatus = {{"name", aName}, {"devices", std::move(lDevices)}};
+    // Names and reasons come from files and systems: text that is no UTF-8 must not cost the whole answer.
     return lStatus.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n';
 }
 

@@ -18,6 +18,7 @@ void ClientOutput::AddAnswer(const std::string& aText)
     mWaiting += aText;
 }
 
+// What has left is counted in bytes of the device; escaped text has answers and doubled bytes among them.
 void ClientOutput::AddRun(bool aIsAnswer, size_t aSize)
 {
     if (!mEscaped || aSize == 0)

@@ -33,6 +33,7 @@ uint32_t ClientQueue::Take(uint8_t* aBuffer, uint32_t aSize, std::optional<Reque
     return lTaken;
 }
 
+// Requests stay: a client waits for the answer to each.
 uint64_t ClientQueue::DropBytes()
 {
     std::erase_if(mItems, [](const Item& aItem) { return !aItem.mRequest.has_value(); });

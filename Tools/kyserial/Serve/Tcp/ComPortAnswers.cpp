@@ -58,6 +58,8 @@ uint32_t ComPortValue(ComPortCommand aCommand, const std::string& aText)
     return lValue;
 }
 
+// The number 0 is a question. Mark and space parity and 1.5 stop bits, which cameras lack, set nothing either:
+// the answer has what is in effect.
 bool ToBridgeRequest(ComPortCommand aCommand, uint32_t aValue, KySerialBridgeRequest& aRequest)
 {
     switch (aCommand)
@@ -103,6 +105,7 @@ std::string LineAnswer(ComPortCommand aCommand, const KySerialPortConfiguration&
 
 std::string ControlAnswer(uint32_t aValue, uint8_t& aControls)
 {
+    // DTR and RTS have three numbers in a row each: the question, on, off.
     const auto lLine = [&](uint32_t aQuestion, uint8_t aBit)
     {
         if (aValue != aQuestion)

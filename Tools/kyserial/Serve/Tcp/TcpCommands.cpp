@@ -22,6 +22,7 @@ void TcpHost::State::TakeCommand(const ClientPtr& aClient, ComPortCommand aComma
         aClient->mOutput.AddAnswer(aValue.empty() ? Telnet::Answer(aCommand, "kyserial") : std::string());
         break;
     case ComPortCommand::SetDataSize:
+        // Whatever is asked for: cameras have no other.
         aClient->mOutput.AddAnswer(Confirmation(aCommand, 8));
         break;
     case ComPortCommand::SetControl:
@@ -64,6 +65,7 @@ void TcpHost::State::Obey(const ClientPtr& aClient, ComPortCommand aCommand, uin
     mForDevice.NotifyAll();
 }
 
+// Confirmed in any case: the standard has no refusal.
 void TcpHost::State::Purge(TcpClient& aClient, uint32_t aWhat)
 {
     const bool lMay = IsWriter(aClient) && aWhat <= 3;

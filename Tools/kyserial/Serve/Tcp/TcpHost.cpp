@@ -37,7 +37,7 @@ void TcpHost::State::Close()
         CloseAll();
         lDone.set_value();
     };
-    boost::asio::post(mContext, lClose);
+    boost::asio::post(mContext, lClose); // the sockets belong to the network's thread
     lDone.get_future().wait();
     const LockScope lScope(mMutex);
     while (mSends > 0) // the system says how much of them has left
@@ -78,6 +78,7 @@ IKySerialBridgeHost::ReadEnd TcpHost::State::Read(uint8_t* aBuffer, uint32_t aSi
     const uint32_t lBytes = mQueue.Take(aBuffer, aSize, lRequest);
     if (!mClients.empty() && mClients.front()->mHeld && !mQueue.IsFull())
     {
+        // The client that writes was not read while the queue was full.
         PostFlush();
     }
     if (lRequest.has_value())

@@ -28,6 +28,7 @@ void Say(std::string& aReply, uint8_t aCommand, uint8_t aOption)
 
 } // namespace
 
+// Binary both ways, so that the port's bytes pass as they are; and the client is to set the line by the com port option.
 std::string Telnet::Greeting()
 {
     std::string lText;
@@ -83,6 +84,7 @@ void Telnet::Receive(const uint8_t* aData, size_t aSize, Sink& aSink, std::strin
                                                        : State::Data;
             if (lByte == cEscape || (lAfterReturn && lByte == '\0'))
             {
+                // A client that has not agreed to binary sends a carriage return as CR NUL; the port gets the CR alone.
                 lPass(lIndex);
             }
             break;

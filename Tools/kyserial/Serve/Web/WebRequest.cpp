@@ -89,6 +89,7 @@ bool IsSameSecret(const std::string& aGiven, const std::string& aSecret)
     {
         return false; // nobody knows one that is not there
     }
+    // Every character counts, so that the time does not say how many of a guess are right.
     unsigned lDiffers = aGiven.size() != aSecret.size() ? 1 : 0;
     for (size_t lIndex = 0; lIndex < aGiven.size(); ++lIndex)
     {

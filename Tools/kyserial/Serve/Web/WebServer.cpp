@@ -117,6 +117,7 @@ private:
     {
         const std::string lHost(aRequest[Http::field::host]);
         const std::string lOrigin(aRequest[Http::field::origin]);
+        // A page from elsewhere can have its own name lead here; the browser then asks for that host.
         if (!IsOwnHost(lHost, mAddress) || (!lOrigin.empty() && lOrigin != "http://" + lHost))
         {
             return {403};
@@ -149,7 +150,7 @@ private:
         lResponse.set("Content-Security-Policy", cContentPolicy);
         lResponse.set("X-Content-Type-Options", "nosniff");
         lResponse.set("Referrer-Policy", "no-referrer");
-        lResponse.keep_alive(false);
+        lResponse.keep_alive(false); // a browser would keep several of the few places
         lResponse.body() = std::move(lAnswer.mText);
         lResponse.prepare_payload();
         aSession->mStream.expires_after(cPatience);
