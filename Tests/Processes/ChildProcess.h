@@ -8,8 +8,7 @@
 #include <string>
 #include <vector>
 
-/// This test program started again, as the peer in another process. It says with its output how far it is, and does
-/// what its input says.
+/// This test program started again, as the peer in another process. It says with its output how far it is.
 class ChildProcess : public KyTest::Process
 {
 public:
@@ -20,13 +19,6 @@ public:
         Files lFiles;
         lFiles.mInput = Input::Pipe;
         EXPECT_TRUE(Start("ProcessesTest", aArguments, lFiles) && WaitForOutput(aGreeting));
-    }
-
-    /// Expects that it ends by itself after this order.
-    void ExpectEnd(const std::string& aOrder)
-    {
-        EXPECT_TRUE(Feed(aOrder + "\n"));
-        EXPECT_EQ(Wait(), 0);
     }
 };
 

@@ -2,17 +2,14 @@
 
 #include "KyPlatform/NamedMutex.h"
 #include "Tests/Processes/ChildProcess.h"
-#include "Tests/Support/PrivateSession.h"
 #include "Tests/Support/TextFifo.h"
-#include "sharedregistry.h"
+#include "Tests/Support/TimeOf.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cstdlib>
 #include <iostream>
 #include <map>
 
-using KySerialLib::SharedRegistry;
 using KyTest::TextFifo;
 
 namespace
@@ -25,15 +22,10 @@ void Say(const std::string& aLine)
     std::cout << aLine << std::endl;
 }
 
-std::string Hear()
+void AwaitLine()
 {
     std::string lLine;
     std::getline(std::cin, lLine);
-    while (!lLine.empty() && lLine.back() == '\r')
-    {
-        lLine.pop_back();
-    }
-    return lLine;
 }
 
 /// hold NAME: takes the lock of the FIFO, and ends with it when it reads a line.
@@ -45,7 +37,7 @@ int Hold(const Arguments& aArguments)
         return 1;
     }
     Say("held");
-    Hear();
+    AwaitLine();
     std::_Exit(0);
 }
 
@@ -54,12 +46,12 @@ int Survive(const Arguments& aArguments)
 {
     TextFifo lFifo(aArguments[1]);
     Say("ready");
-    Hear();
-    const auto lStart = std::chrono::steady_clock::now();
-    const bool lDone = lFifo.Write("abc") && lFifo.Read() == "abc";
-    const bool lAtOnce = std::chrono::steady_clock::now() - lStart < std::chrono::seconds(3);
-    Say(lDone && lAtOnce ? "alive" : "stuck");
-    return lDone && lAtOnce ? 0 : 1;
+    AwaitLine();
+    bool lDone = false;
+    const auto lTime = KyTest::TimeOf([&] { lDone = lFifo.Write("abc") && lFifo.Read() == "abc"; });
+    lDone = lDone && lTime < std::chrono::seconds(3);
+    Say(lDone ? "alive" : "stuck");
+    return lDone ? 0 : 1;
 }
 
 /// write NAME FIRST: writes counting bytes, the first is FIRST, in blocks of any size, until it is killed.
@@ -90,32 +82,12 @@ int ReadForEver(const Arguments& aArguments)
     return 1;
 }
 
-/// serve TOKEN NAME, or use TOKEN NAME: becomes the server of that name or its client.
-int TakePlace(const Arguments& aArguments)
-{
-    const PrivateSession lSession(aArguments[1]);
-    const bool lServes = aArguments[0] == "serve";
-    SharedRegistry lRegistry(lServes);
-    KyPlatform::NamedSemaphore lServer;
-    KyPlatform::NamedSemaphore lClient;
-    const bool lDone = lServes ? lRegistry.AcquireServer(aArguments[2], lServer, lClient) &&
-                                     lRegistry.SetServerActive(aArguments[2], true)
-                               : lRegistry.AcquireClient(aArguments[2], lClient);
-    Say(lDone ? "has the place" : "refused");
-    if (Hear() == "end" && lDone)
-    {
-        lServes ? SharedRegistry::ReleaseServer(lServer, lClient) : SharedRegistry::ReleaseClient(lClient);
-    }
-    return 0;
-}
-
 } // namespace
 
 int main(int aCount, char** aArguments)
 {
     static const std::map<std::string, int (*)(const Arguments&)> cRoles = {
-        {"hold", &Hold},        {"survive", &Survive}, {"write", &WriteForEver},
-        {"read", &ReadForEver}, {"serve", &TakePlace}, {"use", &TakePlace}};
+        {"hold", &Hold}, {"survive", &Survive}, {"write", &WriteForEver}, {"read", &ReadForEver}};
     const Arguments lArguments(aArguments + 1, aArguments + aCount);
     if (!lArguments.empty() && lArguments[0] == "--peer")
     {

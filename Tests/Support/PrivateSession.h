@@ -9,17 +9,10 @@
 class PrivateSession
 {
 public:
-    /// A new one, for this process and those that get its token.
     PrivateSession();
-
-    /// Joins that of another process.
-    explicit PrivateSession(const std::string& aToken);
-
     ~PrivateSession();
     PrivateSession(const PrivateSession&) = delete;
     PrivateSession& operator=(const PrivateSession&) = delete;
-
-    const std::string& GetToken() const { return mToken; }
 
     /// Makes this process look as if it ran in session aNumber; at first it is in session 40.
     static void SetOwnNumber(uint32_t aNumber);
@@ -32,7 +25,6 @@ public:
 
 private:
     const std::string mToken;
-    const bool mOwner;
     std::string mFolder;
     std::string mSettings;
 };

@@ -314,7 +314,7 @@ extern "C" pid_t getpid() noexcept
     return cProcess;
 }
 
-PrivateSession::PrivateSession(const std::string& aToken) : mToken(aToken), mOwner(true), mFolder(cFolder)
+PrivateSession::PrivateSession() : mFolder(cFolder)
 {
     SetOwnNumber(cFirstNumber);
     for (unsigned lSlot = 0; lSlot < cSlots; ++lSlot)
@@ -339,8 +339,6 @@ PrivateSession::PrivateSession(const std::string& aToken) : mToken(aToken), mOwn
     gSystem.mRemove = &Remove;
     gSystem.mFutex = &Futex;
 }
-
-PrivateSession::PrivateSession() : PrivateSession(std::string()) {}
 
 PrivateSession::~PrivateSession()
 {

@@ -46,9 +46,8 @@ int GetStatus(int aFile, struct stat* aStatus)
 
 } // namespace
 
-PrivateSession::PrivateSession(const std::string& aToken)
-    : mToken(aToken.empty() ? UniqueName("KyTest") : aToken)
-    , mOwner(aToken.empty())
+PrivateSession::PrivateSession()
+    : mToken(UniqueName("KyTest"))
     , mFolder("/dev/shm/" + mToken + "/Session-")
     , mSettings("/dev/shm/" + mToken + "/Settings")
 {
@@ -60,15 +59,10 @@ PrivateSession::PrivateSession(const std::string& aToken)
     gSystem.mGetStatus = &GetStatus;
 }
 
-PrivateSession::PrivateSession() : PrivateSession(std::string()) {}
-
 PrivateSession::~PrivateSession()
 {
     gSystem = KyPlatform::GetRealSystem();
-    if (mOwner)
-    {
-        std::filesystem::remove_all("/dev/shm/" + mToken);
-    }
+    std::filesystem::remove_all("/dev/shm/" + mToken);
 }
 
 void PrivateSession::Share(uint32_t aService)

@@ -67,8 +67,7 @@ HANDLE WINAPI OpenPrivately(DWORD aAccess, BOOL aInherit, const char* aName)
 
 } // namespace
 
-PrivateSession::PrivateSession(const std::string& aToken)
-    : mToken(aToken.empty() ? UniqueName("KyTest") : aToken), mOwner(aToken.empty())
+PrivateSession::PrivateSession() : mToken(UniqueName("KyTest"))
 {
     gNumber = cFirstNumber;
     gToken = mToken;
@@ -82,8 +81,6 @@ PrivateSession::PrivateSession(const std::string& aToken)
     gSystem.mOpenSemaphore = &OpenPrivately<&SystemCalls::mOpenSemaphore>;
     gSystem.mOpenMapping = &OpenPrivately<&SystemCalls::mOpenMapping>;
 }
-
-PrivateSession::PrivateSession() : PrivateSession(std::string()) {}
 
 PrivateSession::~PrivateSession()
 {
