@@ -73,10 +73,6 @@ TEST_P(RandomKillTest, DyingWriterLeavesAPrefix)
             {
                 ASSERT_EQ(static_cast<uint8_t>(lByte), lNext++) << lRound;
             }
-            if (mRandom() % 8 == 0)
-            {
-                std::this_thread::yield();
-            }
         } while (!lLast || !lBlock.empty());
         lKiller.join();
         if (lSlept)

@@ -27,6 +27,11 @@ protected:
     {
         return aEvent.Wait(0) == KyPlatform::WaitResult::Done;
     }
+    void ExpectEvents(bool aWritten, bool aRead)
+    {
+        EXPECT_EQ(IsSet(mWriteEvent), aWritten);
+        EXPECT_EQ(IsSet(mReadEvent), aRead);
+    }
     void ExpectAlive()
     {
         EXPECT_TRUE(mFifo.Write("alive"));

@@ -84,13 +84,10 @@ TEST_F(SharedFifoTest, NullDataOrBufferIsRefused)
 
 TEST_F(SharedFifoTest, ReadOfAnEmptyFifoWaitsItsTime)
 {
-    uint32_t lRead = 7;
-    char lByte = 0;
-    EXPECT_FALSE(mFifo.Read(&lByte, 1, lRead, 0));
-    EXPECT_EQ(lRead, 0U);
-    for (const uint32_t lTime : {20U, 120U}) // the second is longer than a sleeper goes without a look
+    for (const uint32_t lTime : {0U, 20U, 120U}) // the last is longer than a sleeper goes without a look
     {
-        EXPECT_GE(TimeOf([&] { EXPECT_EQ(mFifo.Read(1, lTime), ""); }), milliseconds(lTime - 1));
+        EXPECT_GE(TimeOf([&] { EXPECT_EQ(mFifo.Read(1, lTime), ""); }),
+                  milliseconds(lTime) - milliseconds(1));
     }
 }
 
@@ -105,31 +102,22 @@ TEST_F(SharedFifoTest, ReadOfSizeZeroTakesOneByte)
     EXPECT_EQ(mFifo.Read(), "b");
 }
 
-TEST_F(SharedFifoTest, WriteSetsTheWrittenEventAndOnlyAReaderOfNothingResetsIt)
+TEST_F(SharedFifoTest, TransfersSetTheEventsAndOnlyWaitsOfFullAndEmptyOnesResetThem)
 {
-    EXPECT_FALSE(IsSet(mWriteEvent));
-    EXPECT_TRUE(mFifo.Write("ab"));
-    EXPECT_TRUE(IsSet(mWriteEvent));
-    EXPECT_EQ(mFifo.Read(), "ab");
-    EXPECT_TRUE(IsSet(mWriteEvent));
-    EXPECT_EQ(mFifo.Read(1, 0), ""); // without a wait nothing is reset
-    EXPECT_TRUE(IsSet(mWriteEvent));
-    EXPECT_EQ(mFifo.Read(1, 1), "");
-    EXPECT_FALSE(IsSet(mWriteEvent));
-}
-
-TEST_F(SharedFifoTest, ReadSetsTheReadEventAndOnlyAWriterThatFillsItResetsIt)
-{
+    ExpectEvents(false, false);
     EXPECT_TRUE(mFifo.Write("0123456789"));
-    EXPECT_FALSE(IsSet(mReadEvent));
+    ExpectEvents(true, false);
     EXPECT_EQ(mFifo.Read(16384, cInfinite), "0123456789");
-    EXPECT_TRUE(IsSet(mReadEvent));
+    ExpectEvents(true, true);
+    EXPECT_EQ(mFifo.Read(1, 0), ""); // without a wait nothing is reset
+    ExpectEvents(true, true);
+    EXPECT_EQ(mFifo.Read(1, 1), "");
+    ExpectEvents(false, true);
     EXPECT_TRUE(mFifo.Write(std::string(1022, 'x')));
-    EXPECT_TRUE(IsSet(mReadEvent));
-    EXPECT_FALSE(mFifo.Write("y"));
+    ExpectEvents(true, true);
+    EXPECT_FALSE(mFifo.Write("y")); // fills it
     EXPECT_EQ(mFifo.GetWritten(), 1U);
-    EXPECT_FALSE(IsSet(mReadEvent));
-    EXPECT_TRUE(IsSet(mWriteEvent));
+    ExpectEvents(true, false);
 }
 
 TEST_F(SharedFifoTest, ContentSurvivesEveryWrap)
@@ -157,13 +145,6 @@ TEST_F(SharedFifoTest, SecondOpenerTakesTheSectionAsItIs)
     EXPECT_TRUE(lThird.Write(std::string(500, 'x')));
     EXPECT_EQ(mFifo.Read().size(), 1000U);
     EXPECT_EQ(GetHeader().mSize, 1024U);
-}
-
-TEST_F(SharedFifoTest, ClearOfAValidFifoDoesNothing)
-{
-    EXPECT_TRUE(mFifo.Write("abc"));
-    EXPECT_FALSE(mFifo.Clear());
-    EXPECT_EQ(mFifo.Read(), "abc");
 }
 
 TEST_F(SharedFifoTest, WaitUntilEmptySeesAnEmptyFifoAndGivesUpAfterItsTime)
@@ -200,21 +181,19 @@ TEST_F(SharedFifoTest, NextOwnerOfADeadThreadsLockSetsTheEventsThatAreTrueAndNoO
 {
     const DeadOwner lFirst(mName + "Mutex");
     EXPECT_EQ(mFifo.CountAvailable(), 0U);
-    EXPECT_FALSE(IsSet(mWriteEvent)); // empty
-    EXPECT_TRUE(IsSet(mReadEvent));
+    ExpectEvents(false, true); // empty
 
     EXPECT_TRUE(mFifo.Write("abc"));
     EXPECT_TRUE(mWriteEvent.Reset());
     const DeadOwner lSecond(mName + "Mutex");
     EXPECT_EQ(mFifo.CountAvailable(), 3U);
-    EXPECT_TRUE(IsSet(mWriteEvent));
+    ExpectEvents(true, true);
 
     EXPECT_FALSE(mFifo.Write(std::string(1020, 'x')));
     EXPECT_TRUE(mReadEvent.Reset());
     const DeadOwner lThird(mName + "Mutex");
     EXPECT_EQ(mFifo.CountAvailable(), 1023U);
-    EXPECT_FALSE(IsSet(mReadEvent)); // full
-    EXPECT_TRUE(IsSet(mWriteEvent));
+    ExpectEvents(true, false); // full
 }
 
 /// A name of which no FIFO is there, and what a test makes of one by hand.

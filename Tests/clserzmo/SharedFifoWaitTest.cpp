@@ -3,7 +3,7 @@
 #include "Tests/clserzmo/FifoFixture.h"
 #include "TickTimer.h"
 
-#include <memory>
+#include <algorithm>
 
 using KyPlatform::cInfinite;
 using KySerialLib::TickTimer;
@@ -52,67 +52,36 @@ protected:
                 EXPECT_NE(mOther.Read(aSize), "");
             });
     }
-    // Until what is returned is destroyed.
-    static std::unique_ptr<KyTest::Repeater> SetAgainAndAgain(KyPlatform::NamedEvent& aEvent)
-    {
-        return std::make_unique<KyTest::Repeater>(
-            [&aEvent]
-            {
-                EXPECT_TRUE(aEvent.Set());
-                std::this_thread::sleep_for(milliseconds(1));
-            });
-    }
 
     KyTest::TextFifo mOther{mName, 64, false};
     std::atomic<bool> mStop{false};
 };
 
-TEST_F(SharedFifoWaitTest, WriterAndReaderPassEverythingThroughASmallRing)
-{
-    const std::string lText = MakeText(200000);
-    const std::jthread lWriter(
-        [&]
-        {
-            EXPECT_TRUE(mOther.Write(lText, cInfinite));
-            EXPECT_EQ(mOther.GetWritten(), lText.size());
-        });
-    EXPECT_EQ(mFifo.ReadAll(lText.size()), lText);
-}
-
 TEST_F(SharedFifoWaitTest, ThreadsOfOneProcessShareAFifo)
 {
-    constexpr uint32_t cEach = 20000;
-    std::atomic<uint32_t> lSum{0};
-    std::atomic<uint32_t> lCount{0};
-    const auto lWrite = [&]
+    const std::string lText = MakeText(20000);
+    std::string lGot[2];
+    std::atomic<size_t> lCount{0};
+    const auto lWrite = [&] { EXPECT_TRUE(mFifo.Write(lText, cInfinite)); };
+    const auto lRead = [&](std::string& aGot)
     {
-        for (uint32_t lByte = 0; lByte < cEach; ++lByte)
+        while (lCount < 2 * lText.size())
         {
-            EXPECT_TRUE(mFifo.Write(std::string(1, static_cast<char>(lByte)), cInfinite));
-        }
-    };
-    const auto lRead = [&]
-    {
-        while (lCount < 2 * cEach)
-        {
-            for (const char lByte : mFifo.Read(16, 20))
-            {
-                lSum += static_cast<uint8_t>(lByte);
-                ++lCount;
-            }
+            const std::string lPart = mFifo.Read(16, 20);
+            aGot += lPart;
+            lCount += lPart.size();
         }
     };
     {
-        const std::jthread lThreads[] = {std::jthread(lWrite), std::jthread(lWrite), std::jthread(lRead),
-                                         std::jthread(lRead)};
+        const std::jthread lThreads[] = {std::jthread(lWrite), std::jthread(lWrite),
+                                         std::jthread(lRead, std::ref(lGot[0])),
+                                         std::jthread(lRead, std::ref(lGot[1]))};
     }
-    uint32_t lExpected = 0;
-    for (uint32_t lByte = 0; lByte < cEach; ++lByte)
-    {
-        lExpected += 2 * (lByte & 0xFFU);
-    }
-    EXPECT_EQ(lCount, 2 * cEach);
-    EXPECT_EQ(lSum, lExpected);
+    std::string lAll = lGot[0] + lGot[1];
+    std::string lExpected = lText + lText;
+    std::sort(lAll.begin(), lAll.end()); // in any order
+    std::sort(lExpected.begin(), lExpected.end());
+    EXPECT_EQ(lAll, lExpected);
 }
 
 TEST_F(SharedFifoWaitTest, WriteThatFillsItReturnsWhenTheReaderHasTakenSomething)
@@ -122,47 +91,33 @@ TEST_F(SharedFifoWaitTest, WriteThatFillsItReturnsWhenTheReaderHasTakenSomething
     EXPECT_EQ(mFifo.GetWritten(), 63U);
 }
 
-TEST_F(SharedFifoWaitTest, ReaderThatSleepsWakesForOneByte)
-{
-    const auto lWriter = Later([this] { EXPECT_TRUE(mOther.Write("a")); });
-    EXPECT_EQ(mFifo.Read(10, cInfinite), "a");
-}
-
-TEST_F(SharedFifoWaitTest, EventThatIsNotTrueDoesNotEndARead)
-{
-    // Somebody sets the event although there is nothing: no byte may come out of the empty ring.
-    const auto lEnemy = SetAgainAndAgain(mWriteEvent);
-    EXPECT_GE(TimeOf([this] { EXPECT_EQ(mFifo.Read(10, 60), ""); }), milliseconds(59));
-}
-
-TEST_F(SharedFifoWaitTest, EventThatIsNotTrueDoesNotOverwriteAFullRing)
+TEST_F(SharedFifoWaitTest, EventsThatAreNotTrueEndNoWait)
 {
     const std::string lFirst = MakeText(63);
     EXPECT_FALSE(mFifo.Write(lFirst));
-    const auto lEnemy = SetAgainAndAgain(mReadEvent);
-    EXPECT_FALSE(mFifo.Write("lost", 60));
+    const KyTest::Repeater lEnemy(
+        [this]
+        {
+            EXPECT_TRUE(mReadEvent.Set() && mWriteEvent.Set());
+            std::this_thread::sleep_for(milliseconds(1));
+        });
+    EXPECT_FALSE(mFifo.Write("lost", 60)); // no byte may go into the full ring
     EXPECT_EQ(mFifo.GetWritten(), 0U);
     EXPECT_EQ(mFifo.Read(), lFirst);
+    EXPECT_GE(TimeOf([this] { EXPECT_EQ(mFifo.Read(10, 60), ""); }),
+              milliseconds(59)); // nor out of the empty
 }
 
-TEST_F(SharedFifoWaitTest, SleeperFindsBytesWithoutAnEvent)
-{
-    std::memcpy(GetData(), "zz", 2);
-    for (const bool lLocked : {false, true})
-    {
-        SCOPED_TRACE(lLocked);
-        const auto lWriter = MoveLater(GetHeader().mHeadIndex, 1, lLocked);
-        EXPECT_EQ(mFifo.Read(10, cInfinite), "z");
-        EXPECT_TRUE(IsSet(mReadEvent));
-    }
-}
-
-TEST_F(SharedFifoWaitTest, SleeperFindsRoomWithoutAnEvent)
+TEST_F(SharedFifoWaitTest, SleeperFindsBytesOrRoomWithoutAnEvent)
 {
     for (const bool lLocked : {false, true})
     {
         SCOPED_TRACE(lLocked);
         GetHeader() = {64, 0, 0, 0};
+        *GetData() = 'z';
+        const auto lWriter = MoveLater(GetHeader().mHeadIndex, 1, lLocked);
+        EXPECT_EQ(mFifo.Read(10, cInfinite), "z");
+        EXPECT_TRUE(IsSet(mReadEvent));
         EXPECT_FALSE(mFifo.Write(std::string(63, 'x')));
         const auto lReader = MoveLater(GetHeader().mTailIndex, 10, lLocked);
         EXPECT_TRUE(mFifo.Write("yy", cInfinite));
@@ -170,34 +125,26 @@ TEST_F(SharedFifoWaitTest, SleeperFindsRoomWithoutAnEvent)
     }
 }
 
-TEST_F(SharedFifoWaitTest, StopEndsARead)
+TEST_F(SharedFifoWaitTest, StopEndsWaitsOnly)
 {
-    const auto lStopper = Later([this] { mStop = true; });
-    EXPECT_EQ(mFifo.Read(1, cInfinite, &mStop), "");
-    EXPECT_TRUE(mFifo.Write("a"));
-    EXPECT_EQ(mFifo.Read(1, cInfinite, &mStop), "a"); // it only ends waits
-}
-
-TEST_F(SharedFifoWaitTest, StopEndsAWriteToAFifoThatNobodyReads)
-{
-    const auto lStopper = Later([this] { mStop = true; });
     const std::string lText = MakeText(100);
-    EXPECT_FALSE(mFifo.Write(lText, cInfinite, &mStop));
+    const auto lReadStopper = Later([this] { mStop = true; });
+    EXPECT_EQ(mFifo.Read(1, cInfinite, &mStop), "");
+    mStop = false;
+    const auto lWriteStopper = Later([this] { mStop = true; });
+    EXPECT_FALSE(mFifo.Write(lText, cInfinite, &mStop)); // nobody reads
     EXPECT_EQ(mFifo.GetWritten(), 63U);
-    EXPECT_EQ(mFifo.Read(), lText.substr(0, 63));
+    EXPECT_EQ(mFifo.Read(64, cInfinite, &mStop), lText.substr(0, 63)); // needs no wait
 }
 
 TEST_F(SharedFifoWaitTest, WaitUntilEmptyEndsWhenTheReaderHasTakenTheLastByte)
 {
     EXPECT_TRUE(mFifo.Write("abc"));
-    const std::jthread lReader(
+    const auto lReader = Later(
         [this]
         {
-            for (int lTurn = 0; lTurn < 3; ++lTurn)
-            {
-                std::this_thread::sleep_for(milliseconds(5));
-                EXPECT_NE(mOther.Read(1), "");
-            }
+            EXPECT_EQ(mOther.Read(2), "ab");
+            EXPECT_EQ(mOther.Read(), "c");
         });
     EXPECT_TRUE(mFifo.WaitUntilEmpty(cInfinite));
 }
@@ -238,46 +185,46 @@ protected:
     static inline std::atomic<uint32_t> sTicks{0};
 };
 
-TEST_F(ClockTest, WriteThatSpansTheWrapOfTheTickCountStillEnds)
+TEST_F(ClockTest, WriteEndsAtTheWrapOfTheTickCountAndCountsTheTimeBeforeAWait)
 {
-    sTicks = 0xFFFFFFF0U;
-    const auto lReader = ReadOnceWritten(64, [] { sTicks = 5; }); // wrapped
-    EXPECT_FALSE(mFifo.Write(MakeText(126), 300)); // fills it twice; the second wait begins after the wrap
-    EXPECT_EQ(mFifo.GetWritten(), 126U);
+    const struct
+    {
+        uint32_t mBegin;
+        uint32_t mSecondWait; // when it begins
+        size_t mSize;
+        uint32_t mTimeout;
+    } cCases[] = {{0xFFFFFFF0U, 5, 126, 300}, {1000, 100000, 200, 50000}};
+    for (const auto& lCase : cCases)
+    {
+        sTicks = lCase.mBegin;
+        EXPECT_TRUE(mWriteEvent.Reset());
+        const auto lReader = ReadOnceWritten(64, [&] { sTicks = lCase.mSecondWait; });
+        const std::string lText = MakeText(lCase.mSize);
+        EXPECT_LT(TimeOf([&] { EXPECT_FALSE(mFifo.Write(lText, lCase.mTimeout)); }),
+                  std::chrono::seconds(40));
+        EXPECT_EQ(mFifo.GetWritten(), 126U); // fills it twice
+        EXPECT_EQ(mFifo.Read(), lText.substr(63, 63));
+    }
 }
 
-TEST_F(ClockTest, TimeSpentBeforeAWaitCounts)
-{
-    sTicks = 1000;
-    const auto lReader = ReadOnceWritten(64, [] { sTicks = 100000; }); // far beyond the time-out
-    EXPECT_LT(TimeOf([this] { EXPECT_FALSE(mFifo.Write(MakeText(200), 50000)); }), std::chrono::seconds(40));
-    EXPECT_EQ(mFifo.GetWritten(), 126U);
-}
-
-TEST_F(ClockTest, TimerCountsUpToItsTimeOut)
+TEST_F(ClockTest, TimerCountsUpToItsTimeOutAndStartsAgainAtTheWrap)
 {
     sTicks = 100;
     TickTimer lTimer(50);
-    TickTimer lEndless(0xFFFFFFFFU);
-    EXPECT_EQ(lTimer.GetRemaining(), 50U);
-    sTicks = 130;
-    EXPECT_EQ(lTimer.GetElapsed(), 30U);
-    EXPECT_EQ(lTimer.GetRemaining(), 20U);
-    sTicks = 151;
-    EXPECT_EQ(lTimer.GetRemaining(), 0U);
-    EXPECT_EQ(lEndless.GetRemaining(), 0xFFFFFFFFU);
-}
-
-TEST_F(ClockTest, TimerStartsAgainAtTheWrap)
-{
-    sTicks = 0xFFFFFFFEU;
-    TickTimer lTimer(50);
-    sTicks = 3;
-    EXPECT_EQ(lTimer.GetElapsed(), 0U);
-    EXPECT_EQ(lTimer.GetRemaining(), 50U);
-    sTicks = 23;
-    EXPECT_EQ(lTimer.GetElapsed(), 20U);
-    EXPECT_EQ(lTimer.GetRemaining(), 30U);
+    TickTimer lEndless(cInfinite);
+    const struct
+    {
+        uint32_t mTicks;
+        uint32_t mElapsed;
+        uint32_t mRemaining;
+    } cLooks[] = {{100, 0, 50}, {130, 30, 20}, {151, 51, 0}, {3, 0, 50}, {23, 20, 30}};
+    for (const auto& lLook : cLooks)
+    {
+        sTicks = lLook.mTicks;
+        EXPECT_EQ(lTimer.GetElapsed(), lLook.mElapsed) << lLook.mTicks;
+        EXPECT_EQ(lTimer.GetRemaining(), lLook.mRemaining) << lLook.mTicks;
+        EXPECT_EQ(lEndless.GetRemaining(), cInfinite) << lLook.mTicks;
+    }
 }
 
 } // namespace

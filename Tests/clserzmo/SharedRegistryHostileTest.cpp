@@ -1,8 +1,6 @@
 #include "Tests/clserzmo/RegistryFixture.h"
 
-#include <algorithm>
 #include <cstring>
-#include <random>
 #include <vector>
 
 using KyPlatform::NamedSemaphore;
@@ -58,18 +56,6 @@ protected:
     uint8_t* mBytes = nullptr;
     std::vector<uint8_t> mFresh;
 };
-
-TEST_F(SharedRegistryHostileTest, RandomBytesHarmNobody)
-{
-    std::mt19937 lRandom(3);
-    for (int lTurn = 0; lTurn < 100; ++lTurn)
-    {
-        std::generate_n(mBytes, cSectionSize, [&lRandom] { return static_cast<uint8_t>(lRandom()); });
-        UseEverything("First");
-    }
-    Restore();
-    EXPECT_EQ(GetEntry("First").mServerId, 1U);
-}
 
 TEST_F(SharedRegistryHostileTest, EverySingleByteMayBeWrong)
 {

@@ -79,14 +79,6 @@ TEST_F(SharedRegistryTest, ThirtyThirdNameIsRefused)
     EXPECT_EQ(mRegistry->GetObstacle(), "");
 }
 
-TEST_F(SharedRegistryTest, LongNameIsCutToItsFirst255Characters)
-{
-    EXPECT_TRUE(mRegistry->Register(std::string(300, 'n')));
-    EXPECT_EQ(GetName(mRegistry->GetEntries()[0]), std::string(255, 'n'));
-    EXPECT_TRUE(Has(std::string(255, 'n')));
-    EXPECT_FALSE(Has(std::string(256, 'n')));
-}
-
 TEST_F(SharedRegistryTest, FindWantsTheExactNameAndGivesTheEntryInTheSection)
 {
     EXPECT_TRUE(mRegistry->Register("Camera 1"));
@@ -97,6 +89,10 @@ TEST_F(SharedRegistryTest, FindWantsTheExactNameAndGivesTheEntryInTheSection)
     SharedRegistryEntry& lEntry = GetEntry("Camera 1");
     MapSection()[12] = 8; // a client asks for another speed
     EXPECT_EQ(lEntry.mRequestedBaudRate, 8U);
+    EXPECT_TRUE(mRegistry->Register(std::string(300, 'n'))); // is cut to its first 255 characters
+    EXPECT_EQ(GetName(mRegistry->GetEntries()[1]), std::string(255, 'n'));
+    EXPECT_TRUE(Has(std::string(255, 'n')));
+    EXPECT_FALSE(Has(std::string(256, 'n')));
 }
 
 TEST_F(SharedRegistryTest, SetServerActiveWantsAKnownName)
@@ -130,7 +126,7 @@ TEST_F(SharedRegistryTest, SweepMarksServersThatHaveGone)
     EXPECT_EQ(GetEntry("Alive").mServerActive, 0U);
 }
 
-TEST_F(SharedRegistryTest, OneServerOfANameAtATime)
+TEST_F(SharedRegistryTest, OneServerOfANameAtATimeHasTheSemaphoresOfItsNumber)
 {
     NamedSemaphore lSecondServer;
     NamedSemaphore lSecondClient;
@@ -139,16 +135,6 @@ TEST_F(SharedRegistryTest, OneServerOfANameAtATime)
     EXPECT_FALSE(lSecondServer.IsValid());
     EXPECT_TRUE(lSecondClient.IsValid()); // not taken, only held
     lSecondClient.Close();
-    EXPECT_TRUE(mRegistry->AcquireServer("B", lSecondServer, lSecondClient));
-    SharedRegistry::ReleaseServer(mServer, mClient);
-    EXPECT_FALSE(mServer.IsValid());
-    EXPECT_FALSE(mClient.IsValid());
-    EXPECT_TRUE(mRegistry->AcquireServer("A", mServer, mClient));
-}
-
-TEST_F(SharedRegistryTest, SemaphoresAreNamedByTheNumber)
-{
-    ASSERT_TRUE(mRegistry->AcquireServer("A", mServer, mClient));
     NamedSemaphore lProbe;
     ASSERT_TRUE(lProbe.Open("Local\\KySerialBridgeServerSemaphore1"));
     EXPECT_FALSE(lProbe.TryTake());
@@ -157,6 +143,11 @@ TEST_F(SharedRegistryTest, SemaphoresAreNamedByTheNumber)
     EXPECT_FALSE(lProbe.TryTake());
     EXPECT_TRUE(lProbe.Release());
     EXPECT_FALSE(lProbe.Release()); // one is the maximum
+    EXPECT_TRUE(mRegistry->AcquireServer("B", lSecondServer, lSecondClient));
+    SharedRegistry::ReleaseServer(mServer, mClient);
+    EXPECT_FALSE(mServer.IsValid());
+    EXPECT_FALSE(mClient.IsValid());
+    EXPECT_TRUE(mRegistry->AcquireServer("A", mServer, mClient));
 }
 
 TEST_F(SharedRegistryTest, OneClientOfAServerUntilItLeavesOrItsPlaceIsFreed)

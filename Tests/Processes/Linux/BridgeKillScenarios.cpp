@@ -1,7 +1,7 @@
 // A whole Camera Link bridge and its client: one of the two dies at any instruction of what it does, the
 // other goes on. The stepped process does on one thread what a bridge does on its own.
 
-#include "Benchmarks/BenchDevice.h"
+#include "Benchmarks/LoopDevice.h"
 #include "BridgeCLDLL.h"
 #include "ClientPort.h"
 #include "Tests/Processes/Linux/KillScenario.h"
@@ -11,12 +11,10 @@
 #include "Tests/Support/WaitFor.h"
 
 #include <algorithm>
-#include <cstring>
 
 using KySerialLib::BridgeCLDLL;
 using KySerialLib::ClientPort;
 using KySerialLib::ClientResult;
-using KySerialLib::SharedRegistryEntry;
 using KyTest::MakeText;
 using KyTest::RingView;
 using KyTest::TextFifo;
@@ -26,56 +24,30 @@ namespace
 {
 
 constexpr char cName[] = "Server";
+constexpr char cDownFifo[] = "KySerialBridgeDownFifo1"; // of the only server of the session
+constexpr char cUpFifo[] = "KySerialBridgeUpFifo1";
 constexpr size_t cSome = 500;
 constexpr size_t cMore = 3000; // than a FIFO holds
 constexpr uint32_t cPatience = 10000;
 constexpr uint32_t cShortTime = 10;
 constexpr char cEnd = '!';
+constexpr char cNotSet[] = "the scene was not set";
 
-/// Bulk port 1 of a device that keeps what it gets.
-class Device final : public KyBench::BenchDevice
-{
-public:
-    KyResult GetIntegerValue(const KyString& aName, int64_t& aValue) override
-    {
-        const bool lIsLength = std::strstr(aName.GetAscii(), "UpstreamDataLength") != nullptr;
-        aValue = lIsLength ? static_cast<int64_t>(mPiece.size()) : mAddress;
-        return KyResult();
-    }
-    KyResult GetRegisterData(const KyString& /*aName*/, uint8_t* aBuffer, int64_t aLength) override
-    {
-        std::copy_n(mPiece.begin(), std::min(static_cast<size_t>(aLength), mPiece.size()), aBuffer);
-        return KyResult();
-    }
-    KyResult SetRegisterData(const KyString& /*aName*/, const uint8_t* aBuffer, int64_t /*aLength*/) override
-    {
-        const size_t lSize = size_t{aBuffer[6]} << 8U | aBuffer[7]; // end of the header, in network order
-        mTaken.append(reinterpret_cast<const char*>(aBuffer) + 8, lSize);
-        mOnTaken();
-        return KyResult();
-    }
-
-    void Send(const std::string& aText)
-    {
-        const KyString lName("EventBulk1UpstreamDataBuffer");
-        for (size_t lDone = 0; lDone < aText.size(); lDone += mPiece.size())
-        {
-            mPiece = aText.substr(lDone, 500);
-            mSink->NotifyFeatureInvalidated(&lName);
-        }
-    }
-
-    std::string mTaken;
-    std::function<void()> mOnTaken = [] {};
-
-private:
-    std::string mPiece;
-};
-
-/// A bridge that relays on command.
+/// A bridge that relays on command. Its device keeps what it gets.
 class Server
 {
 public:
+    Server()
+    {
+        mDevice.mOnData = [this](const uint8_t* aData, uint32_t aSize)
+        {
+            mTaken.append(reinterpret_cast<const char*>(aData), aSize);
+            if (mStopsAtBlock || mTaken.ends_with(cEnd))
+            {
+                Stop();
+            }
+        };
+    }
     bool IsOpened() const { return mOpened; }
     void Open()
     {
@@ -85,22 +57,26 @@ public:
     }
     void Close() { mBridge.reset(); }
 
+    /// The device says something.
+    void Send(const std::string& aText)
+    {
+        constexpr size_t cMessage = 500;
+        for (size_t lDone = 0; lDone < aText.size(); lDone += cMessage)
+        {
+            mDevice.Emit(reinterpret_cast<const uint8_t*>(&aText[lDone]),
+                         static_cast<uint32_t>(std::min(cMessage, aText.size() - lDone)));
+        }
+    }
+
     /// Relays down until the device gets cEnd, but not longer than cPatience.
     void RelayDown()
     {
-        mDevice.mOnTaken = [this]
-        {
-            if (mDevice.mTaken.ends_with(cEnd))
-            {
-                mBridge->StopThreads();
-            }
-        };
         std::atomic<bool> lLeft{false};
         const std::jthread lStopper(
             [&]
             {
                 WaitFor([&] { return lLeft.load(); }, std::chrono::milliseconds(cPatience));
-                mBridge->StopThreads();
+                Stop();
             });
         Run(mBridge->GetDownThreadRoutine());
         lLeft = true;
@@ -108,7 +84,7 @@ public:
 
     void RelayBlockDown()
     {
-        mDevice.mOnTaken = [this] { mBridge->StopThreads(); };
+        mStopsAtBlock = true;
         Run(mBridge->GetDownThreadRoutine());
     }
 
@@ -120,20 +96,17 @@ public:
             {
                 WaitFor([this] { return mBridge->GetBytesReceivedFromDevice() != 0; });
                 std::this_thread::sleep_for(std::chrono::milliseconds(30)); // and stays in its wait for room
-                mBridge->StopThreads();
+                Stop();
             });
-        Run(mBridge->GetUpThreadRoutine());
+        RelayUp();
     }
 
     /// Relays up until Stop().
     void RelayUp() { Run(mBridge->GetUpThreadRoutine()); }
-    void Stop()
-    {
-        mBridge->StopThreads();
-        mDevice.Send("#"); // ends its wait for the device
-    }
+    void Stop() { mBridge->StopThreads(); }
 
-    Device mDevice;
+    KyBench::LoopDevice mDevice{0x55};
+    std::string mTaken; // by the device
 
 private:
     void Run(KyPlatform::WorkerThread::Routine aRoutine)
@@ -141,6 +114,7 @@ private:
         aRoutine(static_cast<KySerialLib::Bridge*>(&*mBridge));
     }
 
+    bool mStopsAtBlock = false;
     bool mOpened = false;
     std::optional<BridgeCLDLL> mBridge;
 };
@@ -168,39 +142,13 @@ class BridgeScenario : public KillScenario
 public:
     BridgeScenario() { JxUtilsLib::Logger::SetPriority(JxUtilsLib::PriorityFatal); }
 
-    void Check() override
-    {
-        if (Require(mIsSet, "the scene was not set"))
-        {
-            CheckSurvivor();
-        }
-    }
-
 protected:
-    virtual void CheckSurvivor() = 0;
-
-    /// The base name of a FIFO of the server; of no FIFO without an entry of it.
-    std::string GetFifo(const std::string& aWay)
-    {
-        SharedRegistryEntry* lEntry = nullptr;
-        const bool lFound = mRegistry.Find(cName, lEntry);
-        return "KySerialBridge" + aWay + "Fifo" + (lFound ? std::to_string(lEntry->mServerId) : "");
-    }
-
     /// The FIFOs as they are between the processes.
     bool OpenFifos()
     {
-        mDown.emplace(GetFifo("Down"), 1024, false);
-        mUp.emplace(GetFifo("Up"), 1024, false);
+        mDown.emplace(cDownFifo, 1024, false);
+        mUp.emplace(cUpFifo, 1024, false);
         return mDown->IsValid() && mUp->IsValid();
-    }
-
-    /// The same, to be looked at only.
-    bool ViewFifos()
-    {
-        mDownRing.emplace(GetFifo("Down"));
-        mUpRing.emplace(GetFifo("Up"));
-        return mDownRing->IsValid() && mUpRing->IsValid();
     }
 
     bool Attach() { return mClient.emplace().Attach(cName) == ClientResult::Done; }
@@ -229,7 +177,7 @@ protected:
             lNew.RelayDown();
         }
         NoteIfLate(lTransfer, cProgress, "a byte came down again");
-        aDown = lNew.mDevice.mTaken;
+        aDown = lNew.mTaken;
         aUp = Read(*mClient, 2 * cMore, false, 0); // so that there is room
         mUp->Write(std::string(1, cEnd));
         aUp.insert(0, GetFirst()); // a sleeper reads before all others
@@ -240,13 +188,10 @@ protected:
     /// What a sleeper has read that something has come for.
     virtual std::string GetFirst() { return ""; }
 
-    bool mIsSet = true;
     PrivateSession mSession;
     KySerialLib::SharedRegistry mRegistry{true};
     std::optional<TextFifo> mDown;
     std::optional<TextFifo> mUp;
-    std::optional<RingView> mDownRing;
-    std::optional<RingView> mUpRing;
     Server mServer;
     std::optional<ClientPort> mClient;
 };
@@ -276,7 +221,7 @@ public:
         }
         if (mIsUp)
         {
-            mServer.mDevice.Send(mText);
+            mServer.Send(mText);
         }
     }
 
@@ -286,25 +231,27 @@ public:
         {
             return;
         }
-        mIsSet = Attach() && ViewFifos();
+        if (!Require(Attach(), cNotSet))
+        {
+            return;
+        }
         if (mIsDown && mCompany == Company::Nobody)
         {
-            mIsSet = mIsSet && Write(*mClient, mText, 0) == mText.size();
+            Require(Write(*mClient, mText, 0) == mText.size(), cNotSet);
             mSent = mText;
         }
         if (mCompany != Company::Nobody)
         {
             StartSleeper([this] { CallOn(); });
             // The client has to be past its look for a server: before that it would wait for the next server.
-            const UndisturbedTimer lWatch;
-            const auto lIsFull = [this] { return mDownRing->IsFull(); };
-            mIsSet = mIsSet && (!mIsDown || Await(lIsFull, lWatch, "the scene was set"));
+            const auto lIsPast = [this] { return !mIsDown || RingView(cDownFifo).IsFull(); };
+            Require(Await(lIsPast, UndisturbedTimer(), "the scene was set"), cNotSet);
         }
     }
 
     void Steps() override { (mServer.*mDeed)(); }
 
-    void CheckSurvivor() override
+    void Check() override
     {
         if (mDeed != &Server::Open)
         {
@@ -328,7 +275,7 @@ private:
         const auto lGoesOn = [this]
         {
             // One that sleeps on has nothing to do.
-            const bool lMaySleep = mIsDown ? mDownRing->IsFull() : mUpRing->IsEmpty();
+            const bool lMaySleep = mIsDown ? RingView(cDownFifo).IsFull() : RingView(cUpFifo).IsEmpty();
             return HasWoken() || (mCompany == Company::Sleeper && lMaySleep);
         };
         if (!Require(Await(lGoesOn, GetDeath(), "the client went on"), "the client does not go on"))
@@ -339,22 +286,18 @@ private:
         {
             NoteIfLate(GetDeath(), cShortCall, "the call that met the death ended");
         }
-        char lBytes[cMore];
-        uint32_t lCount = 0;
         const UndisturbedTimer lReading;
-        const ClientResult lRead = mClient->Read(lBytes, sizeof lBytes, true, cShortTime, lCount);
+        const std::string lRead = Read(*mClient, cMore, true, cShortTime);
         NoteIfLate(lReading, cShortCall, "a read ended");
         const UndisturbedTimer lWriting;
         const uint32_t lWritten = Write(*mClient, "?", cShortTime);
         NoteIfLate(lWriting, cShortCall, "a write ended");
-        Require(lRead == ClientResult::TimedOut && lWritten == 0,
-                "there is no server, and bytes go somewhere");
+        Require(lRead.empty() && lWritten == 0, "there is no server, and bytes go somewhere");
     }
 
     std::string GetFirst() override
     {
-        const UndisturbedTimer lWatch;
-        return Await([this] { return HasWoken(); }, lWatch, "the client woke") ? mFirst : "";
+        return Await([this] { return HasWoken(); }, UndisturbedTimer(), "the client woke") ? mFirst : "";
     }
 
     /// Writes the text, or reads a byte; a caller does it as often as it takes.
@@ -396,20 +339,14 @@ public:
         : mDeed(aDeed), mHasSleeper(aSleeper), mText(MakeText(aSize))
     {
         mServer.Open();
-        mIsSet = mServer.IsOpened() && OpenFifos() && ViewFifos();
-        if (mIsRead)
+        if (!Require(mServer.IsOpened() && OpenFifos(), cNotSet) || !mIsRead)
         {
-            mServer.mDevice.Send(mText);
+            return;
         }
-        if (mIsRead && !mHasSleeper)
+        mServer.Send(mText);
+        if (!mHasSleeper)
         {
-            const std::jthread lStopper(
-                [this]
-                {
-                    WaitFor([this] { return mUp->CountAvailable() == mText.size(); });
-                    mServer.Stop();
-                });
-            mServer.RelayUp();
+            mServer.RelayBlockUp();
         }
     }
 
@@ -435,18 +372,14 @@ public:
     }
     void Steps() override { (this->*mDeed)(); }
 
-    void CheckSurvivor() override
+    void Check() override
     {
         if (mHasSleeper)
         {
             mIsRead ? WakeUp() : WakeDown();
         }
-        const std::string lBefore = mServer.mDevice.mTaken;
-        std::string lLeft = mTakenUp + mUp->Read();
-        if (lLeft.ends_with('#'))
-        {
-            lLeft.pop_back(); // of the stop
-        }
+        const std::string lBefore = mServer.mTaken;
+        const std::string lLeft = mTakenUp + mUp->Read();
         mServer.Close();
         std::string lDown;
         std::string lUp;
@@ -462,7 +395,7 @@ private:
     /// What the survivor sleeps for comes: bytes from the client.
     void WakeDown()
     {
-        Require(Await([this] { return mDownRing->IsEmpty(); }, GetDeath(), "the server read on"),
+        Require(Await([] { return RingView(cDownFifo).IsEmpty(); }, GetDeath(), "the server read on"),
                 "the server does not read on");
         RequireWaking([this] { mDown->Write(std::string(1, cEnd), cPatience); });
     }
@@ -471,15 +404,14 @@ private:
     /// end, although that one is dead.
     void WakeUp()
     {
-        Require(Await([this] { return mUpRing->IsFull(); }, GetDeath(), "the server wrote on"),
+        Require(Await([] { return RingView(cUpFifo).IsFull(); }, GetDeath(), "the server wrote on"),
                 "the server does not write on");
-        const UndisturbedTimer lWatch;
         const auto lTakeRest = [this]
         {
             mTakenUp += mUp->Read(1024, 1);
             return mTakenUp.ends_with(mText.substr(mText.size() - 100));
         };
-        Await(lTakeRest, lWatch, "the rest came");
+        Await(lTakeRest, UndisturbedTimer(), "the rest came");
         const UndisturbedTimer lStop;
         RequireWaking([this] { mServer.Stop(); });
         NoteIfLate(lStop, cBeyondTimeout, "the server stopped");

@@ -119,13 +119,7 @@ private:
     std::string mGot;
 };
 
-/// Whether a byte that one FIFO takes waits in the other one.
-bool IsAlive(TextFifo& aFirst, TextFifo& aSecond)
-{
-    return aFirst.Write("abc") && aSecond.CountAvailable() == 3;
-}
-
-/// A second holder comes or goes.
+/// A second holder, or the maker of a second FIFO, comes or goes.
 class HolderDies : public FifoScenario
 {
 public:
@@ -136,6 +130,11 @@ public:
     void Open() { mSecond.emplace(mName, cCapacity, false); }
     void Create() { mSecond.emplace(mName + "New", cCapacity); }
     void Close() { mSecond.reset(); }
+    void CreateAndClose()
+    {
+        Create();
+        Close();
+    }
 
     void Before() override
     {
@@ -153,31 +152,14 @@ public:
         // Nothing is left of what the dead alone held, and the name can be used.
         Require(!RingView(mName + "New").IsValid(), "the memory of the dead lives");
         TextFifo lNew(mName + "New", 10);
+        TextFifo lSecond(mName + "New", 10, false);
         NoteIfLate(GetDeath(), cProgress, "the name was used again");
-        Require(IsAlive(lNew, lNew), "the name is burnt");
+        Require(lNew.Write("abc") && lSecond.CountAvailable() == 3, "the name is burnt");
     }
 
 private:
     const Deed mDeed;
     std::optional<TextFifo> mSecond;
-};
-
-/// Several processes make the same FIFO: one dies while another comes.
-class MakerDies : public KillScenario
-{
-public:
-    void Steps() override { const TextFifo lFifo(mName, cCapacity); }
-
-    void Check() override
-    {
-        TextFifo lFifo(mName, cCapacity);
-        TextFifo lSecond(mName, cCapacity, false);
-        NoteIfLate(GetDeath(), cProgress, "the name was used again");
-        Require(IsAlive(lFifo, lSecond), "the name is burnt");
-    }
-
-private:
-    const std::string mName = UniqueName("KyKill");
 };
 
 } // namespace
@@ -203,5 +185,5 @@ std::vector<KillCase> GetFifoKillCases()
             MakeKillCase<HolderDies>("Open", &HolderDies::Open),
             MakeKillCase<HolderDies>("Create", &HolderDies::Create),
             MakeKillCase<HolderDies>("Close", &HolderDies::Close),
-            MakeKillCase<MakerDies>("CreateAndClose")};
+            MakeKillCase<HolderDies>("CreateAndClose", &HolderDies::CreateAndClose)};
 }

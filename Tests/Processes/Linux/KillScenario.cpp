@@ -5,7 +5,10 @@
 std::string KillScenario::Bury()
 {
     mDeath.emplace();
-    Check();
+    if (mWrong.empty()) // the scene was set
+    {
+        Check();
+    }
     if (mSleeper.joinable())
     {
         mSleeper.join();

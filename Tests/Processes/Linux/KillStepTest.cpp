@@ -27,18 +27,6 @@ protected:
         return std::getenv("KYSERIAL_KILL_POINTS"); // NOLINT(concurrency-mt-unsafe): one thread
     }
 
-    /// Deaths of one case, spread evenly over its instructions: as many as a short run has time for, or
-    /// KYSERIAL_KILL_POINTS.
-    static int GetPoints(int aLength)
-    {
-        constexpr int64_t cShortRun = 200000; // instructions in all
-        constexpr int64_t cMost = 40;
-        const char* const lText = GetLongForm();
-        const int64_t lPoints =
-            lText != nullptr ? std::atoi(lText) : std::clamp<int64_t>(2 * cShortRun / aLength, 2, cMost);
-        return static_cast<int>(std::min<int64_t>(lPoints, aLength));
-    }
-
     using Run = std::function<int(SteppedChild&)>;
 
     /// Sets the scene, lets the child run as aRun says, kills it, and looks; again, as long as the survivor
@@ -110,7 +98,10 @@ TEST_P(KillStepTest, SurvivorGoesOnWhereverThePeerDies)
     const int lLength = KillAfter([&](SteppedChild& aChild) { return aChild.Survey(lMost, lCalls); }, lWrong);
     ASSERT_EQ(lWrong, "") << "after the end or " << lMost;
     ASSERT_GT(lLength, 100);
-    const int lPoints = GetPoints(lLength);
+    // Spread evenly over the instructions: as many deaths as a short run has time for, or KYSERIAL_KILL_POINTS.
+    const int lPoints =
+        std::min(lLength, GetLongForm() != nullptr ? std::atoi(GetLongForm())
+                                                   : std::clamp(4 * cShortRun / lLength, 2, 40));
     int lBad = 0;
     for (int lPoint = 0; lPoint < lPoints; ++lPoint)
     {

@@ -4,6 +4,7 @@
 #include "KyPlatform/Deadline.h"
 #include "Support/AssertRecorder.h"
 #include "Tests/KyPlatform/Linux/ScriptedCall.h"
+#include "Tests/Support/WaitFor.h"
 #include "Tests/clserzmo/FifoFixture.h"
 #include "Tests/clserzmo/RegistryFixture.h"
 
@@ -25,12 +26,6 @@ using S = KyPlatform::SystemCalls;
 
 namespace
 {
-
-int RefuseUnmap(void* aBase, size_t aSize)
-{
-    ::munmap(aBase, aSize);
-    return -1;
-}
 
 /// Writes another owner into a lock, as a process of the same user can.
 void SpoilLock(const std::string& aName)
@@ -71,59 +66,35 @@ TEST_F(RefusedFifoTest, ReportsThatTheLockIsNotGivenBackAndLeavesItToItsOwner)
 
 TEST_F(RefusedFifoTest, WaitsForTheReaderBeyondALockThatAStoppedProcessHolds)
 {
-    std::atomic<bool> lOwned{false};
-    std::atomic<bool> lEnd{false};
-    std::thread lOwner(
-        [&]
-        {
-            EXPECT_EQ(mMutex.Wait(0), KyPlatform::WaitResult::Done);
-            lOwned = true;
-            while (!lEnd)
-            {
-                std::this_thread::yield();
-            }
-            EXPECT_TRUE(mMutex.Release());
-        });
-    while (!lOwned)
-    {
-        std::this_thread::yield();
-    }
-    int lSleeps = 0;
-    static uint64_t sTime = 0; // nanoseconds
+    ASSERT_EQ(mMutex.Wait(0), KyPlatform::WaitResult::Done);
+    static std::atomic<uint64_t> sTime = 0; // nanoseconds
     sTime = 1;
-    KyPlatform::Deadline::SetClock([] { return sTime; });
+    KyPlatform::Deadline::SetClock([] { return sTime.load(); });
     // Each sleep at the lock takes as long as the longest wait for it.
+    std::atomic<int> lSleeps{0};
     const ScriptedCall<&S::mFutex> lFutex(
         [&](uint32_t*, int aOperation, uint32_t, const timespec*)
         {
             if (aOperation == FUTEX_WAIT)
             {
                 sTime += 6000000000;
-                lEnd = ++lSleeps >= 2;
+                ++lSleeps;
             }
             errno = ETIMEDOUT;
             return -1L;
         });
-    EXPECT_TRUE(mFifo.WaitUntilEmpty(60000));
+    {
+        const std::jthread lWaiter([this] { EXPECT_TRUE(mFifo.WaitUntilEmpty(60000)); });
+        EXPECT_TRUE(KyTest::WaitFor([&] { return lSleeps >= 2; }));
+        EXPECT_TRUE(mMutex.Release());
+    }
     KyPlatform::Deadline::SetClock(nullptr);
-    lOwner.join(); // before the system's calls are real again
-    EXPECT_GE(lSleeps, 2);
 }
 
 using DeadOwnerTest = FifoFixture;
 
 // Such an owner died before it had given the section its size.
-TEST_F(DeadOwnerTest, UnfinishedSectionIsFinishedByTheNextProcessThatMayMakeIt)
-{
-    const DeadOwner lDead(mName + "Mutex", [this] { GetHeader() = {}; });
-    TextFifo lFifo(mName);
-    EXPECT_TRUE(lFifo.IsValid());
-    EXPECT_EQ(GetHeader().mSize, 1024U);
-    EXPECT_TRUE(mFifo.Write("finished"));
-    EXPECT_EQ(lFifo.Read(8), "finished");
-}
-
-TEST_F(DeadOwnerTest, SectionIsNotUsedWithASizeThatMakesNoSenseNorUnfinishedForAnotherSize)
+TEST_F(DeadOwnerTest, UnfinishedSectionIsFinishedByTheNextProcessThatMayMakeItOfThatSize)
 {
     const struct
     {
@@ -131,22 +102,26 @@ TEST_F(DeadOwnerTest, SectionIsNotUsedWithASizeThatMakesNoSenseNorUnfinishedForA
         uint32_t mFound;
         uint32_t mCapacity;
         bool mCreate;
-    } cCases[] = {{"unfinished, and an opener only", 0, 1024, false},
-                  {"unfinished, and larger", 0, 100000, true},
-                  {"a size that makes no sense", 0xFFFFFFF0U, 1024, true}};
+        bool mIsValid;
+        uint32_t mLeft;
+    } cCases[] = {{"unfinished, and an opener only", 0, 1024, false, false, 0},
+                  {"unfinished, and larger", 0, 100000, true, false, 0},
+                  {"a size that makes no sense", 0xFFFFFFF0U, 1024, true, true, 0xFFFFFFF0U},
+                  {"unfinished", 0, 1024, true, true, 1024}};
     for (const auto& lCase : cCases)
     {
         SCOPED_TRACE(lCase.mCase);
         const DeadOwner lDead(mName + "Mutex", [&] { GetHeader() = {lCase.mFound, 0, 0, 0}; });
         TextFifo lFifo(mName, lCase.mCapacity, lCase.mCreate);
-        EXPECT_EQ(lFifo.IsValid(), lCase.mFound != 0);
+        EXPECT_EQ(lFifo.IsValid(), lCase.mIsValid);
         uint32_t lCount = 7;
-        EXPECT_FALSE(lFifo.GetAvailable(lCount));
+        EXPECT_EQ(lFifo.GetAvailable(lCount), lCase.mLeft == 1024);
         EXPECT_EQ(lCount, 0U);
-        EXPECT_EQ(GetHeader().mSize, lCase.mFound);
+        EXPECT_EQ(GetHeader().mSize, lCase.mLeft);
         EXPECT_EQ(mMutex.Wait(0), KyPlatform::WaitResult::Done); // it has given the lock back
         EXPECT_TRUE(mMutex.Release());
     }
+    ExpectAlive();
 }
 
 TEST_F(DeadOwnerTest, SoundSectionOnlyGetsItsEventsRepaired)
@@ -157,8 +132,7 @@ TEST_F(DeadOwnerTest, SoundSectionOnlyGetsItsEventsRepaired)
     ASSERT_TRUE(mReadEvent.Reset());
     const TextFifo lFifo(mName, 1024, false);
     EXPECT_TRUE(lFifo.IsValid());
-    EXPECT_TRUE(IsSet(mWriteEvent));
-    EXPECT_TRUE(IsSet(mReadEvent));
+    ExpectEvents(true, true);
     EXPECT_EQ(mFifo.Read(), "kept");
 }
 
@@ -196,7 +170,8 @@ TEST_F(RefusedRegistryTest, ReportsThatASemaphoreIsNotClosed)
     NamedSemaphore lClient;
     NamedSemaphore lSecond;
     ASSERT_TRUE(mRegistry->AcquireClient("Server", lClient));
-    const ScriptedCall<&S::mUnmap> lUnmap(&RefuseUnmap);
+    const ScriptedCall<&S::mUnmap> lUnmap([](void* aBase, size_t aSize)
+                                          { return ::munmap(aBase, aSize) - 1; });
     EXPECT_FALSE(mRegistry->AcquireServer("Server", lServer, lSecond));
     EXPECT_EQ(mAsserts.Take(), Broken({"::CloseHandle( *aServerSemaphore )"}));
     EXPECT_FALSE(mRegistry->AcquireClient("Server", lSecond));
