@@ -27,30 +27,32 @@ protected:
     Bytes mBuffer = Bytes(100000);
 };
 
-TEST_F(BridgeAccountTest, ReceivedBytesAreOnTheirWayUntilTheHostHasThem)
+TEST_F(BridgeAccountTest, ReceivedBytesAreOnTheirWayUntilTheHostHasThemOrRefusesThemOrAStopCutsThemOff)
 {
-    Arrive(300);
-    EXPECT_EQ(FromDevice(), "300 taken");
-    EXPECT_EQ(mBridge->CountDelivery(Read(), 300), 0U);
-    EXPECT_EQ(FromDevice(), "300 taken, 300 delivered");
-}
-
-TEST_F(BridgeAccountTest, BytesThatTheHostDoesNotTakeAreRefused)
-{
-    Arrive(300);
-    EXPECT_EQ(mBridge->CountDelivery(Read(), 120), 0U);
-    EXPECT_EQ(FromDevice(), "300 taken, 120 delivered, 180 refused");
-    EXPECT_EQ(mBridge->GetTransferErrors(), 0U);
-}
-
-TEST_F(BridgeAccountTest, BytesThatAStopKeepsFromTheHostAreCutOff)
-{
-    Arrive(300);
-    const uint32_t lRead = Read();
-    mBridge->StopThreads();
-    EXPECT_EQ(mBridge->CountDelivery(lRead, 120), 180U);
-    EXPECT_EQ(FromDevice(), "300 taken, 120 delivered, 180 cut off");
-    EXPECT_EQ(mBridge->GetTransferErrors(), 1U);
+    const struct
+    {
+        bool mIsStopped;
+        uint32_t mTaken; // by the host
+        uint64_t mCut;
+        const char* mFlow;
+    } cCases[] = {{false, 300, 0, "300 taken, 300 delivered"},
+                  {false, 120, 0, "300 taken, 120 delivered, 180 refused"},
+                  {true, 120, 180, "300 taken, 120 delivered, 180 cut off"}};
+    for (const auto& lCase : cCases)
+    {
+        mBridge.emplace();
+        Open(KyDeviceSerialBulk1);
+        Arrive(300);
+        EXPECT_EQ(FromDevice(), "300 taken");
+        const uint32_t lRead = Read();
+        if (lCase.mIsStopped)
+        {
+            mBridge->StopThreads();
+        }
+        EXPECT_EQ(mBridge->CountDelivery(lRead, lCase.mTaken), lCase.mCut);
+        EXPECT_EQ(FromDevice(), lCase.mFlow);
+        EXPECT_EQ(mBridge->GetTransferErrors(), lCase.mIsStopped ? 1U : 0U);
+    }
 }
 
 TEST_F(BridgeAccountTest, BytesThatGiveWayToNewerOnesAreAnOverrun)

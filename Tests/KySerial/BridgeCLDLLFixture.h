@@ -61,9 +61,11 @@ protected:
     {
         RingView("KySerialBridge" + aWay + "Fifo1").GetHeader().mSize = 0;
     }
-    void ExpectLogged(const LogLine& aLine)
+    /// Expects a line, or no line at all where no priority is enabled.
+    void ExpectLogged(const LogLine& aLine, bool aIsEnabled)
     {
-        EXPECT_TRUE(WaitFor([&] { return testing::Value(mLog.Take(), testing::Contains(aLine)); })) << aLine;
+        const auto lHasLine = [&] { return testing::Value(mLog.Take(), testing::Contains(aLine)); };
+        EXPECT_TRUE(aIsEnabled ? WaitFor(lHasLine) : mLog.Take().empty()) << aLine;
     }
 
     PrivateSession mSession;

@@ -200,42 +200,34 @@ TEST_F(BridgeCLDLLTest, ARequestThatNamesNoRateBecomesZero)
     }
 }
 
-TEST_F(BridgeCLDLLTest, ADeviceThatRefusesIsCountedLoggedAndTheBridgeGoesOn)
+TEST_F(BridgeCLDLLTest, ADeviceThatRefusesAndADamagedFifoAreCountedAndLoggedAndTheBridgeGoesOn)
 {
-    Start();
-    mDevice.Fail(Slot::SetRegisterData);
-    EXPECT_TRUE(Send("lost"));
-    EXPECT_TRUE(WaitFor([&] { return mBridge->GetTransferErrors() == 1; }));
-    ExpectLogged({PriorityError, cDown, "Error writting data from the shared memory FIFO To the KyDevice."});
-    mDevice.StopFailing();
-    EXPECT_TRUE(Send("kept"));
-    EXPECT_TRUE(WaitFor([&] { return mBridge->GetBytesSentToDevice() == 4; }));
-    EXPECT_EQ(mBridge->GetTransferErrors(), 1U);
-}
-
-TEST_F(BridgeCLDLLTest, ADamagedFifoIsCountedAndLogged)
-{
-    Start();
-    SpoilFifo("Up");
-    SendFromDevice("lost");
-    EXPECT_TRUE(WaitFor([&] { return mBridge->GetTransferErrors() == 1; }));
-    ExpectLogged({PriorityError, cUp, "Error writting data from KyDevice to shared memory FIFO."});
-}
-
-TEST_F(BridgeCLDLLTest, CountsTheSameWhenNoPriorityIsEnabled)
-{
-    DisableEveryPriority();
-    mDevice.Fail(Slot::GetEnumEntries); // offers 9600 alone
-    Start();
-    EXPECT_EQ(Entry().mSupportedBaudRates, 0x01U);
-    mDevice.Fail(Slot::SetRegisterData);
-    EXPECT_TRUE(Send("lost"));
-    EXPECT_TRUE(WaitFor([&] { return mBridge->GetTransferErrors() == 1; }));
-    SpoilFifo("Up");
-    SendFromDevice("lost");
-    EXPECT_TRUE(WaitFor([&] { return mBridge->GetTransferErrors() == 2; }));
-    mBridge->StopThreads();
-    EXPECT_EQ(TakeLog(), Lines());
+    for (const bool lIsLogged : {true, false})
+    {
+        mDown = nullptr;
+        mUp = nullptr;
+        mBridge.emplace();
+        mDevice.Fail(Slot::GetEnumEntries); // offers 9600 alone
+        Start();
+        EXPECT_EQ(Entry().mSupportedBaudRates, 0x01U);
+        mDevice.Fail(Slot::SetRegisterData);
+        EXPECT_TRUE(Send("lost"));
+        EXPECT_TRUE(WaitFor([&] { return mBridge->GetTransferErrors() == 1; }));
+        ExpectLogged(
+            {PriorityError, cDown, "Error writting data from the shared memory FIFO To the KyDevice."},
+            lIsLogged);
+        mDevice.StopFailing();
+        EXPECT_TRUE(Send("kept"));
+        EXPECT_TRUE(WaitFor([&] { return mBridge->GetBytesSentToDevice() == 4; }));
+        SpoilFifo("Up");
+        SendFromDevice("lost");
+        EXPECT_TRUE(WaitFor([&] { return mBridge->GetTransferErrors() == 2; }));
+        ExpectLogged({PriorityError, cUp, "Error writting data from KyDevice to shared memory FIFO."},
+                     lIsLogged);
+        mBridge.reset();
+        DisableEveryPriority();
+        mLog.Take();
+    }
 }
 
 TEST_F(BridgeCLDLLTest, AClientThatDoesNotReadCanWrite)

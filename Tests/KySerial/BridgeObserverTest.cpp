@@ -11,6 +11,7 @@
 #include <atomic>
 #include <chrono>
 #include <stdexcept>
+#include <tuple>
 
 using namespace KyTest;
 using KySerialLib::BridgeWay;
@@ -132,29 +133,24 @@ protected:
     KySerialBridgeOptions mOptions;
 };
 
-TEST_F(BridgeObserverTest, TrafficToTheDeviceIsReportedPieceByPiece)
+TEST_F(BridgeObserverTest, TrafficToTheDeviceIsReportedAsThePortSendsIt)
 {
-    Open();
-    EXPECT_TRUE(Write(std::string(1300, 'x')));
-    EXPECT_TRUE(Write("end"));
-    EXPECT_THAT(mRecorder.Get(), ElementsAre("> 512", "> 512", "> 276", "> end"));
-}
-
-TEST_F(BridgeObserverTest, TrafficOfAUartIsReportedByteByByte)
-{
-    mDevice.OnCall(Slot::WriteRegister, [this] { mDevice.SendEvent(0x9000, Words({1})); }); // sent
-    Open(KyDeviceSerialUart0);
-    EXPECT_TRUE(Write("ab"));
-    EXPECT_THAT(mRecorder.Get(), ElementsAre("> a", "> b"));
-}
-
-TEST_F(BridgeObserverTest, TrafficOfBulkPort0IsReportedChunkByChunk)
-{
-    mDevice.SetRegister(0xB898, 1U << 12);                                                    // a UART
+    mDevice.SetRegister(0xB898, 1U << 12); // bulk port 0 is a UART
+    mDevice.OnCall(Slot::WriteRegister, [this] { mDevice.SendEvent(0x9000, Words({1})); });   // sent
     mDevice.OnCall(Slot::WriteMemory, [this] { mDevice.SendEvent(0x9000, Words({0x800})); }); // empty
-    Open(KyDeviceSerialBulk0);
-    EXPECT_TRUE(Write(std::string(300, 'x')));
-    EXPECT_THAT(mRecorder.Get(), ElementsAre("> 256", "> 44"));
+    Reports lExpected;
+    const std::tuple<KyDeviceSerial, size_t, Reports> cCases[] = {
+        {KyDeviceSerialBulk1, 1300, {"> 512", "> 512", "> 276"}},
+        {KyDeviceSerialBulk0, 300, {"> 256", "> 44"}},
+        {KyDeviceSerialUart0, 2, {"> x", "> x"}}};
+    for (const auto& [lPort, lSize, lReports] : cCases)
+    {
+        mBridge.emplace();
+        Open(lPort);
+        EXPECT_TRUE(Write(std::string(lSize, 'x')));
+        lExpected.insert(lExpected.end(), lReports.begin(), lReports.end());
+        EXPECT_EQ(mRecorder.Get(), lExpected);
+    }
 }
 
 TEST_F(BridgeObserverTest, TrafficFromTheDeviceIsReportedWhenTheBridgeTakesIt)

@@ -96,16 +96,6 @@ protected:
     Engine mEngine;
 };
 
-TEST_F(BulkIPEngineWriteTest, SendsSmallWritesInOneChunk)
-{
-    Open(cUart | 6 << 5);
-    Confirm(cTxEmpty);
-    EXPECT_THAT(Write({0xA0, 0x01, 0x02}), IsOK());
-    EXPECT_EQ(mWritten, 3U);
-    EXPECT_EQ(mDevice.TakeCalls(), (Calls{"IsConnected", "WriteMemory(0x80000000, [a0 01 02])"}));
-    TakeLogOf("BulkIPEngine"); // SendsLongWritesInChunks looks at the lines
-}
-
 TEST_F(BulkIPEngineWriteTest, SendsLongWritesInChunks)
 {
     Open(cUart | 6 << 5);
@@ -247,14 +237,6 @@ TEST_F(BulkIPEngineWriteTest, TimesOutWhenTheFifoDoesNotRunEmpty)
     DisableEveryPriority();
     ExpectTimeOut(3, 3); // all the same
     EXPECT_EQ(mLog.Take().back(), (LogLine{PriorityError, cWrite, TimedOut(10)}));
-}
-
-TEST_F(BulkIPEngineWriteTest, OneInterruptLetsOneChunkThrough)
-{
-    Open(cUart | 6 << 5);
-    Confirm(cTxPartial, 1);
-    ExpectTimeOut(600, 508);
-    EXPECT_EQ(mDevice.TakeCalls(), Chunks({256, 252}));
 }
 
 // Holds the event thread up in the middle of an interrupt that says two things.

@@ -92,13 +92,6 @@ TYPED_TEST(SPIBusTest, TransfersInOneMessage)
     EXPECT_EQ(this->mDevice.GetContent(cDownstream)[10], 4);
 }
 
-TYPED_TEST(SPIBusTest, ReadsWithoutWriting)
-{
-    this->OpenBulk0();
-    EXPECT_THAT(this->mBus->BurstWriteAndRead(nullptr, 0, 200, false, true), IsOK());
-    EXPECT_EQ(this->mDevice.GetContent(cDownstream), (Bytes{0, 0, 0, 0, 0, 0, 0, 4, 0, 200, 0, 1}));
-}
-
 TYPED_TEST(SPIBusTest, TakesSizesUpTo255)
 {
     this->OpenBulk0();

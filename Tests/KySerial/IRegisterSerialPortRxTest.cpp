@@ -86,36 +86,28 @@ TEST_F(IRegisterSerialPortRxTest, FetchesNothingForOtherFeatures)
                      "IsRegisterFeatureAvailable()", "IsRegisterFeatureAvailable(Unknown)"}));
 }
 
-TEST_F(IRegisterSerialPortRxTest, FetchesNothingForALengthThatIsNotPositive)
+TEST_F(IRegisterSerialPortRxTest, FetchesNothingForALengthThatNoMessageInItsBufferHas)
 {
-    for (const int64_t lLength : {int64_t{0}, int64_t{-1}, cMin, -(int64_t{1} << 32) + 5})
+    constexpr int64_t cFar = int64_t{1} << 32;
+    const struct
     {
-        Offer({5});
-        mDevice.SetInteger(cUpstreamLength, lLength);
-        EXPECT_EQ(Receive(), Bytes()) << lLength;
-    }
-    EXPECT_EQ(mDevice.GetCallCount(Slot::GetRegisterData), 0);
-}
-
-TEST_F(IRegisterSerialPortRxTest, FetchesNothingForALengthBeyondTheBuffer)
-{
-    for (const int64_t lLength :
-         {int64_t{1025}, int64_t{1} << 31, int64_t{1} << 32, (int64_t{1} << 32) + 5, int64_t{1} << 40, cMax})
+        std::vector<int64_t> mLengths;
+        int64_t mBuffer;
+        Calls mBroken;
+    } cCases[] = {{{0, -1, cMin, 5 - cFar}, 1024, {}},
+                  {{1025, cFar / 2, cFar, cFar + 5, int64_t{1} << 40, cMax}, 1024, Broken({cLengthAssert})},
+                  {{cFar / 2}, cFar, {}}};
+    for (const auto& lCase : cCases)
     {
-        Offer({5});
-        mDevice.SetInteger(cUpstreamLength, lLength);
-        EXPECT_EQ(Receive(), Bytes()) << lLength;
-        EXPECT_EQ(mAsserts.Take(), Broken({cLengthAssert}));
+        for (const int64_t lLength : lCase.mLengths)
+        {
+            Offer({5});
+            mDevice.SetLength(cUpstreamBuffer, lCase.mBuffer);
+            mDevice.SetInteger(cUpstreamLength, lLength);
+            EXPECT_EQ(Receive(), Bytes()) << lLength;
+            EXPECT_EQ(mAsserts.Take(), lCase.mBroken) << lLength;
+        }
     }
-    EXPECT_EQ(mDevice.GetCallCount(Slot::GetRegisterData), 0);
-}
-
-TEST_F(IRegisterSerialPortRxTest, FetchesNothingForALengthThatNoMessageHas)
-{
-    Offer({5});
-    mDevice.SetLength(cUpstreamBuffer, int64_t{1} << 32);
-    mDevice.SetInteger(cUpstreamLength, int64_t{1} << 31);
-    EXPECT_EQ(Receive(), Bytes());
     EXPECT_EQ(mDevice.GetCallCount(Slot::GetRegisterData), 0);
 }
 

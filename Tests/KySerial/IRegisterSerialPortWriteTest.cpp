@@ -72,15 +72,33 @@ protected:
     // The messages that the device has got since the last call.
     std::vector<Bytes> TakeMessages() { return std::exchange(mMessages, {}); }
 
-    // Writes bytes with an engine that has no buffer from before: the sanitizer sees any byte beyond.
-    void WriteAnew(const Bytes& aBytes, int64_t aLength, bool aSPI)
+    // Writes to features with room for 1 to 32 bytes after the header, and expects a message like this of each part.
+    // Each engine has no buffer from before: the sanitizer sees any byte beyond.
+    void FillEveryLength(size_t aHeader, bool aSPI, Bytes (*aMessage)(const Bytes& aBytes))
     {
-        IRegisterSerialPort lEngine(aSPI);
-        ASSERT_THAT(lEngine.Open(&mDevice, KyDeviceSerialBulk0), IsOK());
-        mDevice.SetLength(cDownstream, aLength);
-        EXPECT_THAT(WriteTo(lEngine, aBytes, mWritten), IsOK());
-        EXPECT_THAT(lEngine.Close(), IsOK());
-        EXPECT_EQ(mWritten, aBytes.size());
+        const Bytes lAll = Count(40);
+        EXPECT_THAT(mEngine.Close(), IsOK());
+        for (size_t lPayload = 1; lPayload <= 32; ++lPayload)
+        {
+            SCOPED_TRACE(lPayload);
+            IRegisterSerialPort lEngine(aSPI);
+            ASSERT_THAT(lEngine.Open(&mDevice, KyDeviceSerialBulk0), IsOK());
+            mDevice.SetLength(cDownstream, static_cast<int64_t>(lPayload + aHeader));
+            EXPECT_THAT(WriteTo(lEngine, lAll, mWritten), IsOK());
+            EXPECT_THAT(lEngine.Close(), IsOK());
+            EXPECT_EQ(mWritten, 40U);
+            size_t lSent = 0;
+            for (Bytes lMessage : TakeMessages())
+            {
+                const size_t lSize = std::min(lPayload, 40 - lSent);
+                const Bytes lExpected = aMessage(Part(lAll, lSent, lSize));
+                ASSERT_EQ(lMessage.size(), (lExpected.size() + 3) / 4 * 4);
+                lMessage.resize(lExpected.size());
+                EXPECT_EQ(lMessage, lExpected);
+                lSent += lSize;
+            }
+            EXPECT_EQ(lSent, 40U);
+        }
     }
 
     std::vector<Bytes> mMessages;
@@ -177,23 +195,7 @@ TEST_F(IRegisterSerialPortWriteTest, SplitsLongWrites)
 
 TEST_F(IRegisterSerialPortWriteTest, FillsFeaturesOfEveryLength)
 {
-    const Bytes lAll = Count(40);
-    EXPECT_THAT(mEngine.Close(), IsOK());
-    for (size_t lPayload = 1; lPayload <= 32; ++lPayload)
-    {
-        SCOPED_TRACE(lPayload);
-        WriteAnew(lAll, static_cast<int64_t>(lPayload) + 8, false);
-        size_t lSent = 0;
-        for (Bytes lMessage : TakeMessages())
-        {
-            const size_t lSize = std::min(lPayload, 40 - lSent);
-            ASSERT_EQ(lMessage.size(), 8 + (lSize + 3) / 4 * 4);
-            lMessage.resize(8 + lSize);
-            EXPECT_EQ(lMessage, Message(Part(lAll, lSent, lSize)));
-            lSent += lSize;
-        }
-        EXPECT_EQ(lSent, 40U);
-    }
+    FillEveryLength(8, false, [](const Bytes& aBytes) { return Message(aBytes); });
 }
 
 TEST_F(IRegisterSerialPortWriteTest, RefusesAFeatureWithoutRoomAfterTheHeader)
@@ -252,18 +254,11 @@ TEST_F(IRegisterSerialPortWriteTest, IgnoresWhatPostWriteSays)
     EXPECT_EQ(mDevice.GetCallCount(Slot::PostWrite), 2);
 }
 
-TEST_F(IRegisterSerialPortWriteTest, WritesNothingForNoBytes)
-{
-    EXPECT_THAT(mEngine.Write(nullptr, 0, mWritten), IsOK());
-    EXPECT_EQ(mWritten, 0U);
-    EXPECT_EQ(mDevice.TakeCalls(), (Calls{"IsConnected", "GetRegisterLength(Bulk0DownstreamData)"}));
-    EXPECT_EQ(TakeLog(), (Lines{Sending(0)}));
-}
-
 TEST_F(IRegisterSerialPortWriteTest, LooksAtTransferOptionsForSPIOnly)
 {
     EXPECT_THAT(mEngine.WriteAndRead(Count(4).data(), 4, mWritten, 9, true, true), IsOK());
     EXPECT_THAT(mEngine.WriteAndRead(nullptr, 0, mWritten, 9, true, true), IsOK());
+    EXPECT_EQ(mWritten, 0U);
     EXPECT_EQ(TakeMessages(), std::vector<Bytes>{Message(Count(4))});
     EXPECT_EQ(TakeLog(), (Lines{Sending(4), Sending(0)}));
 }
@@ -389,22 +384,11 @@ TEST_F(IRegisterSerialPortSPITest, ChecksItsBufferWithTheRemainderInsteadOfThePa
 
 TEST_F(IRegisterSerialPortSPITest, FillsFeaturesOfEveryLength)
 {
-    const Bytes lAll = Count(30);
-    EXPECT_THAT(mEngine.Close(), IsOK());
-    for (size_t lPayload = 1; lPayload <= 32; ++lPayload)
-    {
-        SCOPED_TRACE(lPayload);
-        WriteAnew(lAll, static_cast<int64_t>(lPayload) + 12, true);
-        size_t lSent = 0;
-        for (const Bytes& lMessage : TakeMessages())
-        {
-            const size_t lSize = std::min(lPayload, 30 - lSent);
-            EXPECT_EQ(lMessage, SPIMessage({static_cast<uint8_t>(lSize), 0, 0, 0}, Part(lAll, lSent, lSize)));
-            lSent += lSize;
-        }
-        EXPECT_EQ(lSent, 30U);
-        EXPECT_THAT(mAsserts.Take(), testing::Each(cSPIAssert));
-    }
+    FillEveryLength(12, true,
+                    [](const Bytes& aBytes) {
+                        return SPIMessage({static_cast<uint8_t>(aBytes.size()), 0, 0, 0}, aBytes);
+                    });
+    EXPECT_THAT(mAsserts.Take(), testing::Each(cSPIAssert));
 }
 
 } // namespace

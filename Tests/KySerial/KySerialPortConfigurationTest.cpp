@@ -64,19 +64,6 @@ TEST_F(KySerialPortConfigurationTest, IsFourWordsInOrderWithoutVirtualFunctions)
     EXPECT_TRUE(std::is_unsigned_v<decltype(KySerialPortConfiguration::mBaudRate)>);
 }
 
-TEST_F(KySerialPortConfigurationTest, TakesAnyValuesWithoutComplaint)
-{
-    const KySerialPortConfiguration lConfiguration(0, static_cast<KyParity>(-1), 0, 0);
-    EXPECT_EQ(TakeLog(), Lines());
-    KySerialPortConfiguration lAssigned;
-    lAssigned.mBaudRate = 0;
-    lAssigned.mParity = static_cast<KyParity>(-1);
-    lAssigned.mBitsPerByte = 0;
-    lAssigned.mStopBits = 0;
-    ExpectSame(lConfiguration, lAssigned);
-    ExpectRefused(lConfiguration, cSpeed);
-}
-
 TEST_F(KySerialPortConfigurationTest, CopiesMemberByMember)
 {
     const KySerialPortConfiguration lSource(115200, KyParityOdd, 7, 2);

@@ -10,94 +10,56 @@ namespace
 {
 
 constexpr char cGetID[] = "KySerialLib::PortMap::GetConnectionID";
-constexpr char cNoMac[] = "Could not read MAC address from device node map.";
-constexpr char cNoVendor[] = "Could not read vendor name from device node map.";
-constexpr char cNoSerial[] = "Could not read serial number from device node map.";
 
 class PortMapTest : public EngineTest
 {
 protected:
-    static void MakeAlternate(ScriptedAdapter& aDevice, const std::string& aVendor,
-                              const std::string& aSerial)
+    // The device has this identifier, after these calls; what could not be read is logged.
+    void ExpectID(const std::string& aID, const Calls& aCalls, const Lines& aLines)
     {
-        aDevice.SetAnswer(Slot::IsGigEVision, false);
-        aDevice.SetAnswer(Slot::IsAlternateTransport, true);
-        aDevice.SetText("DeviceVendorName", aVendor);
-        aDevice.SetText("DeviceSerialNumber", aSerial);
+        EXPECT_EQ(PortMap::GetConnectionID(&mDevice), aID);
+        EXPECT_EQ(mDevice.TakeCalls(), aCalls) << aID;
+        EXPECT_EQ(TakeLogOf("PortMap"), aLines) << aID;
+        DisableEveryPriority();
+        EXPECT_EQ(PortMap::GetConnectionID(&mDevice), aID);
+        JxUtilsLib::Logger::SetPriority(PriorityDebug);
+        mDevice.TakeCalls();
+        EXPECT_EQ(TakeLog(), Lines()) << aID;
     }
 
     PortMap mMap;
     ScriptedAdapter mOther;
 };
 
-TEST_F(PortMapTest, IdentifiesAGigEVisionDeviceByItsMacAddress)
+TEST_F(PortMapTest, IdentifiesADeviceByWhatItsTransportHas)
 {
+    const LogLine lNoMac{PriorityWarning, cGetID, "Could not read MAC address from device node map."};
+    const LogLine lNoVendor{PriorityWarning, cGetID, "Could not read vendor name from device node map."};
+    const LogLine lNoSerial{PriorityWarning, cGetID, "Could not read serial number from device node map."};
+    const Calls lAsk = {"IsGigEVision", "IsAlternateTransport"};
+    const Calls lAskNames =
+        Join({lAsk, {"GetStringValue(DeviceVendorName)", "GetStringValue(DeviceSerialNumber)"}});
+    mDevice.SetText("DeviceVendorName", "ACME");
+    mDevice.SetText("DeviceSerialNumber", "1234");
     mDevice.SetInteger("GevMACAddress", 0x00111C010203);
-    EXPECT_EQ(PortMap::GetConnectionID(&mDevice), "00:11:1c:01:02:03");
-    EXPECT_EQ(mDevice.TakeCalls(), cIdentify);
-    EXPECT_EQ(TakeLog(), Lines());
-}
-
-TEST_F(PortMapTest, IdentifiesAnUnreadableGigEVisionDeviceByAFixedAddress)
-{
+    for (const bool lIsAlternate : {false, true}) // one that is both is known by its address
+    {
+        mDevice.SetAnswer(Slot::IsAlternateTransport, lIsAlternate);
+        ExpectID("00:11:1c:01:02:03", cIdentify, {});
+    }
     mDevice.Fail(Slot::GetIntegerValue);
-    EXPECT_EQ(PortMap::GetConnectionID(&mDevice), "00:11:22:33:44:55");
-    EXPECT_EQ(mDevice.TakeCalls(), cIdentify);
-    EXPECT_EQ(TakeLogOf("PortMap"), (Lines{{PriorityWarning, cGetID, cNoMac}}));
-}
-
-TEST_F(PortMapTest, IdentifiesAnotherTransportsDeviceByVendorAndSerialNumber)
-{
-    MakeAlternate(mDevice, "ACME", "1234");
-    EXPECT_EQ(PortMap::GetConnectionID(&mDevice), "ACME1234");
-    EXPECT_EQ(mDevice.TakeCalls(),
-              (Calls{"IsGigEVision", "IsAlternateTransport", "GetStringValue(DeviceVendorName)",
-                     "GetStringValue(DeviceSerialNumber)"}));
-    EXPECT_EQ(TakeLog(), Lines());
-}
-
-TEST_F(PortMapTest, ReplacesUnreadableNamesOfAnotherTransportsDevice)
-{
-    MakeAlternate(mDevice, "ACME", "1234");
+    ExpectID("00:11:22:33:44:55", cIdentify, {lNoMac});
+    mDevice.SetAnswer(Slot::IsGigEVision, false);
+    ExpectID("ACME1234", lAskNames, {});
     mDevice.Fail(Slot::GetStringValue, "DeviceVendorName");
-    EXPECT_EQ(PortMap::GetConnectionID(&mDevice), "Unknown1234");
-    EXPECT_EQ(TakeLog(), (Lines{{PriorityWarning, cGetID, cNoVendor}}));
-
+    ExpectID("Unknown1234", lAskNames, {lNoVendor});
     mDevice.StopFailing();
     mDevice.Fail(Slot::GetStringValue, "DeviceSerialNumber");
-    EXPECT_EQ(PortMap::GetConnectionID(&mDevice), "ACME00000000");
-    EXPECT_EQ(TakeLog(), (Lines{{PriorityWarning, cGetID, cNoSerial}}));
-
+    ExpectID("ACME00000000", lAskNames, {lNoSerial});
     mDevice.Fail(Slot::GetStringValue);
-    EXPECT_EQ(PortMap::GetConnectionID(&mDevice), "Unknown00000000");
-    EXPECT_EQ(TakeLog(), (Lines{{PriorityWarning, cGetID, cNoVendor}, {PriorityWarning, cGetID, cNoSerial}}));
-}
-
-TEST_F(PortMapTest, PrefersTheMacAddressOfADeviceThatIsBoth)
-{
-    mDevice.SetAnswer(Slot::IsAlternateTransport, true);
-    mDevice.SetInteger("GevMACAddress", 1);
-    EXPECT_EQ(PortMap::GetConnectionID(&mDevice), "00:00:00:00:00:01");
-}
-
-TEST_F(PortMapTest, HasNoIdentifierForAnyOtherDevice)
-{
-    mDevice.SetAnswer(Slot::IsGigEVision, false);
-    EXPECT_EQ(PortMap::GetConnectionID(&mDevice), "");
-    EXPECT_EQ(mDevice.TakeCalls(), (Calls{"IsGigEVision", "IsAlternateTransport"}));
-    EXPECT_EQ(TakeLog(), Lines());
-}
-
-TEST_F(PortMapTest, IdentifiesSilentlyWhenNoPriorityIsEnabled)
-{
-    DisableEveryPriority();
-    mDevice.Fail(Slot::GetIntegerValue);
-    EXPECT_EQ(PortMap::GetConnectionID(&mDevice), "00:11:22:33:44:55");
-    mDevice.SetAnswer(Slot::IsGigEVision, false);
-    mDevice.SetAnswer(Slot::IsAlternateTransport, true);
-    mDevice.Fail(Slot::GetStringValue);
-    EXPECT_EQ(PortMap::GetConnectionID(&mDevice), "Unknown00000000");
-    EXPECT_EQ(TakeLog(), Lines());
+    ExpectID("Unknown00000000", lAskNames, {lNoVendor, lNoSerial});
+    mDevice.SetAnswer(Slot::IsAlternateTransport, false);
+    ExpectID("", lAsk, {});
 }
 
 TEST_F(PortMapTest, GivesAPortToOneOwnerOnly)

@@ -102,6 +102,7 @@ TEST_P(PortStressTest, LosesNothingWhileTheReaderKeepsUp)
     KyDeviceSerialPort lPort;
     ASSERT_THAT(lPort.Open(&mDevice, GetParam()), IsOK());
     constexpr uint32_t cTotal = 50000;
+    const Bytes lAll = Count(cTotal);
     std::thread lDevice(
         [&]
         {
@@ -111,22 +112,15 @@ TEST_P(PortStressTest, LosesNothingWhileTheReaderKeepsUp)
                 {
                     std::this_thread::yield();
                 }
-                const auto lByte = [&](uint32_t aIndex) { return (lSent + aIndex) & 0xFF; };
+                const Bytes lPart = Part(lAll, lSent, 4);
                 if (GetParam() == KyDeviceSerialBulk3)
                 {
-                    SendUpstream(mDevice, 3,
-                                 {static_cast<uint8_t>(lByte(0)), static_cast<uint8_t>(lByte(1)),
-                                  static_cast<uint8_t>(lByte(2)), static_cast<uint8_t>(lByte(3))});
+                    SendUpstream(mDevice, 3, lPart);
+                    continue;
                 }
-                else if (GetParam() == KyDeviceSerialBulk0)
-                {
-                    mDevice.SendEvent(
-                        0x9000, Words({0x100, lByte(0) | lByte(1) << 8 | lByte(2) << 16 | lByte(3) << 24}));
-                }
-                else
-                {
-                    mDevice.SendEvent(0x9000, Words({0xA, lByte(0), lByte(1), lByte(2), lByte(3)}));
-                }
+                mDevice.SendEvent(0x9000, GetParam() == KyDeviceSerialBulk0
+                                              ? Together({Words({0x100}), lPart})
+                                              : Words({0xA, lPart[0], lPart[1], lPart[2], lPart[3]}));
             }
         });
     uint32_t lNext = 0;

@@ -267,14 +267,6 @@ TEST_F(SerialPortIPEngineTest, AnInterruptThatComesTwiceDoesNotConfirmTheNextByt
     mDevice.OnCall(Slot::WriteRegister, {});
 }
 
-TEST_F(SerialPortIPEngineTest, TakesTheLowByteOfEachDataWord)
-{
-    Open();
-    EXPECT_EQ(Receive({0x2, 0xFFFFFF41, 0x00000142}), (Bytes{0x41, 0x42}));
-    EXPECT_EQ(TakeLog(), Lines());
-    EXPECT_EQ(mDevice.TakeCalls(), Calls());
-}
-
 TEST_F(SerialPortIPEngineTest, TakesOnlyEventsOfItsUart)
 {
     Open(KyDeviceSerialUart1);
@@ -287,7 +279,7 @@ TEST_F(SerialPortIPEngineTest, TakesOnlyEventsOfItsUart)
     EXPECT_EQ(Receive({0xF, 0x41}), Bytes{0x41});
 }
 
-TEST_F(SerialPortIPEngineTest, TakesALongEventWhole)
+TEST_F(SerialPortIPEngineTest, TakesTheLowByteOfEachWordOfALongEvent)
 {
     Open();
     EXPECT_THAT(mEngine.SetRxBufferSize(1000), IsOK());

@@ -53,17 +53,12 @@ void ExpectWait(Held aHeld, Take aTake)
     lOther.get();
 }
 
-TEST(SharedLockTest, IsHadAloneWhenAllOthersHaveGivenItBack)
+TEST(SharedLockTest, IsHadAloneWhenAllOthersHaveGivenItBackAndIsNotSharedMeanwhile)
 {
     SharedLock lLock;
     const auto lAlone = [&] { return lLock.Alone(); };
     ExpectWait(lLock.Share(), lAlone);
     ExpectWait(lLock.Alone(), lAlone);
-}
-
-TEST(SharedLockTest, IsNotSharedWhileSomebodyHasItAlone)
-{
-    SharedLock lLock;
     ExpectWait(lLock.Alone(), [&] { return lLock.Share(); });
 }
 
