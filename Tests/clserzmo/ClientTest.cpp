@@ -401,16 +401,15 @@ TEST_F(ClientTest, CloseEndsCallsThatWait)
 }
 
 // Calls use the port in turn. One that waits for its turn waits no longer than its own time.
-TEST_F(ClientTest, AWriteWaitsForTheOneBeforeItNoLongerThanItsTime)
+TEST_F(ClientTest, AReadWaitsForTheOneBeforeItNoLongerThanItsTime)
 {
     Attach();
-    EXPECT_EQ(Write(std::string(1022, 'x'), 0), Stored(CL_ERR_NO_ERR, 1022));
-    const std::jthread lFirst = WriteInVain(10, 1);
-    // The first one has the turn as soon as its first byte is in the FIFO.
-    const RingView lDown("KySerialBridgeDownFifo1");
-    EXPECT_TRUE(WaitFor([&] { return lDown.GetHead() == 1023; }));
-    EXPECT_EQ(Write("y", 20), Stored(CL_ERR_TIMEOUT, 0));
-    clSerialClose(mPort);
+    EXPECT_TRUE(mServer->Send("ab"));
+    const std::jthread lFirst([this] { EXPECT_EQ(Read(4, cPatience), Got(CL_ERR_NO_ERR, "abcd")); });
+    // The first one has the turn as soon as it has fetched what there is.
+    EXPECT_TRUE(WaitFor([] { return RingView("KySerialBridgeUpFifo1").IsEmpty(); }));
+    EXPECT_EQ(Read(2, 20), Got(CL_ERR_TIMEOUT, ""));
+    EXPECT_TRUE(mServer->Send("cd"));
 }
 
 TEST_F(ClientTest, APortThatIsBeingClosedIsNoOpenPort)
