@@ -206,6 +206,7 @@ bool GigEDeviceAdapter::FindFeature(const std::string& aName, FeatureEntry& aEnt
                 return false;
             }
             FeatureEntry lEntry;
+            // A feature that no category lists is found too. Only its place and its tool tip are missing then.
             lEntry.mName = aName;
             for (const ListedFeature& lListed : lFeatures->mDescription->GetGraph().GetFeatures())
             {
@@ -301,6 +302,8 @@ KyResult GigEDeviceAdapter::GetIntegerValue(const KyString& aName, int64_t& aVal
             }
             const std::shared_ptr<const DeviceFeatures> lFeatures = mThis->GetFeatures();
             const bool lIsMacAddress = TextOf(aName) == KyDeviceProtocol::cMacAddressFeature;
+            // The MAC address does not change while the device is connected. Ports ask for it under a lock of the whole
+            // process, so it is read from the device once.
             if (lIsMacAddress && lFeatures->mMacAddress >= 0)
             {
                 aValue = lFeatures->mMacAddress;
@@ -404,6 +407,8 @@ KyResult GigEDeviceAdapter::GetRegisterLength(const KyString& aName, int64_t& aL
                 return NotConnected();
             }
             RegisterPlace lPlace;
+            // A length can be asked for while the feature can be neither read nor written: ports look before they
+            // open.
             KyResult lResult =
                 mThis->GetFeatures()->mMap->GetRegister(TextOf(aName), RegisterUse::Look, lPlace);
             aLength = static_cast<int64_t>(lPlace.mLength);
@@ -508,6 +513,8 @@ KyResult GigEDeviceAdapter::WriteRegister(uint32_t aAddress, uint32_t aValue)
     return CatchOutOfMemory(
         [&]() -> KyResult
         {
+            // Which features this register feeds is not known here, so every value that is kept is read anew. That
+            // holds after a failure too: an answer that is lost says nothing about the write.
             KyResult lResult = mThis->GetClient().WriteRegister(aAddress, aValue);
             mThis->NoteForeignWrite();
             return lResult;
@@ -524,6 +531,7 @@ KyResult GigEDeviceAdapter::WriteMemory(const uint8_t* aBuffer, uint32_t aAddres
     return CatchOutOfMemory(
         [&]() -> KyResult
         {
+            // As in WriteRegister(): the device may have taken a part of a write that fails.
             KyResult lResult = mThis->GetClient().WriteMemory(aAddress, aBuffer, aLength);
             mThis->NoteForeignWrite();
             return lResult;
@@ -539,6 +547,7 @@ KyResult GigEDeviceAdapter::PostWrite(uint32_t aMilliseconds)
             {
                 return NotConnected();
             }
+            // The caller's clock drives the features that have a polling time. Nothing is polled between two calls.
             mThis->PollFeatures(aMilliseconds);
             return {};
         });
@@ -551,6 +560,7 @@ bool GigEDeviceAdapter::IsConnected()
 
 bool GigEDeviceAdapter::IsKorvoVideoInterface()
 {
+    // As the device has said when it was found. The answer holds for a lost device too.
     return GetInformation().mVendor == cMaker;
 }
 

@@ -82,6 +82,7 @@ KyResult SetProtocol(KySimulator::CameraModel& aCamera, int32_t aSerial, Protoco
                    ? aCamera.SetText(KyDeviceProtocol::cBulkModeFeature, KySimulator::NameOf(aProtocol))
                    : lOutcome;
     const KySimulator::Outcome lBack = aCamera.SetText(KyDeviceProtocol::cBulkSelectorFeature, lSelected);
+    // The first failure is the one to report; the selector has gone back all the same.
     lOutcome = lOutcome.IsOk() ? lBack : lOutcome;
     return KyResult(static_cast<KyCode>(lOutcome.mStatus), lOutcome.mText.c_str());
 }
@@ -101,6 +102,7 @@ KyResult Plug(KySimulator::CameraModel& aCamera, int32_t aSerial, int32_t aWhat)
     const auto lPort = static_cast<Port>(aSerial);
     const bool lIsBus = aWhat == KY_SIM_I2C || aWhat == KY_SIM_FLASH;
     aCamera.Plug(lPort, MakePeer(aWhat));
+    // UARTs have a line and nothing else. Only bulk ports run buses.
     if (aSerial < KY_BULK0)
     {
         return KyResult();
@@ -109,6 +111,7 @@ KyResult Plug(KySimulator::CameraModel& aCamera, int32_t aSerial, int32_t aWhat)
     aCamera.PlugSpi(lPort, aWhat == KY_SIM_FLASH ? std::make_shared<KySimulator::SpiBusPeer>(
                                                        std::make_shared<KySimulator::SpiFlash>())
                                                  : nullptr);
+    // A port speaks the protocol of what is plugged in, so that a test can open the bus at once.
     const Protocol lBus = aWhat == KY_SIM_I2C ? Protocol::I2C : Protocol::Spi;
     return SetProtocol(aCamera, aSerial, lIsBus ? lBus : Protocol::Uart);
 }
@@ -129,6 +132,7 @@ KyCode KySimOptionsInit(KySimOptions* aOptions)
             {
                 return BadParameter("A null pointer for the options.");
             }
+            // The size marks the options as initialised; KySimCameraCreate() refuses others.
             *aOptions = {sizeof(KySimOptions), KY_SIM_GIGE_VISION, KySimulator::cUartCount, 0};
             return KyResult();
         });
@@ -155,6 +159,7 @@ KyCode KySimCameraCreate(const KySimOptions* aOptions, KySimCameraHandle* aCamer
                 }
                 lOptions = *aOptions;
             }
+            // C callers can put any number there, and the cast below makes an enumeration of it.
             if (lOptions.mTransport < KY_SIM_GIGE_VISION || lOptions.mTransport > KY_SIM_NEITHER)
             {
                 return BadParameter("No such transport.");
@@ -174,6 +179,7 @@ KyCode KySimCameraDestroy(KySimCameraHandle aCamera)
     return Run(
         [&]() -> KyResult
         {
+            // Stop() waits for the event thread. From inside one of its calls it would wait for itself.
             if (AdapterObjectCall::IsRunning())
             {
                 return KyResult(KY_WRONG_STATE, "From inside a call of a simulated camera.");
@@ -200,6 +206,7 @@ KyCode KySimCameraGetAdapter(KySimCameraHandle aCamera, KyAdapter* aAdapter)
                          return BadParameter("No adapter: a null pointer, or the size is not set.");
                      }
                      KyAdapter lTable = KySerialCLib::AdapterTable(aCamera);
+                     // A caller that was compiled with an older table gets the part of it that it knows.
                      lTable.mSize = lSize;
                      std::memcpy(aAdapter, &lTable, lSize);
                      return KyResult();
@@ -251,6 +258,7 @@ KyCode KySimCameraTakeWire(KySimCameraHandle aCamera, int32_t aSerial, uint8_t* 
                      }
                      const auto lWire = aObject.Model().GetWire(static_cast<Port>(aSerial));
                      aObject.Model().ClearWire(static_cast<Port>(aSerial));
+                     // What does not fit is dropped: the caller says how much of the wire it looks at.
                      *aCount = static_cast<uint32_t>(std::min<size_t>(lWire.size(), aSize));
                      std::copy_n(lWire.begin(), *aCount, aBytes);
                      return KyResult();
@@ -270,6 +278,7 @@ KyCode KySimCameraSetConnected(KySimCameraHandle aCamera, int32_t aConnected)
 
 KyCode KySimCameraWaitForEvents(KySimCameraHandle aCamera)
 {
+    // The event that this call would wait for is the one that it runs in.
     if (AdapterObjectCall::IsRunning())
     {
         return FinishCall(KyResult(KY_WRONG_STATE, "From inside a call of a simulated camera."));

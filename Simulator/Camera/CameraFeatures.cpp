@@ -85,6 +85,7 @@ FrameSettings& CameraState::FrameOf(Port aPort) const
 uint32_t CameraState::SpeedOf(Port aPort) const
 {
     const auto lIndex = static_cast<size_t>(aPort);
+    // Rates are kept as their position in the device's table, which is the entry's number too.
     return lIndex < cUartCount ? mUarts[lIndex]->GetSpeedIndex()
                                : mBulks[lIndex - cUartCount]->GetSpeedIndex();
 }
@@ -128,6 +129,7 @@ std::vector<std::string> CameraState::EntriesOf(const Feature& aFeature) const
 size_t CameraState::EntryOf(const Feature& aFeature) const
 {
     const Port lPort = PortOf(aFeature);
+    // Selectors count the ports that have features. Their entry is a position in that list and not a port's number.
     const std::vector<size_t> lPorts = FeaturePorts();
     switch (aFeature.mId)
     {
@@ -219,6 +221,7 @@ Outcome CameraState::GetInteger(const std::string& aName, int64_t& aValue) const
     Outcome lOutcome = Require(aName, FeatureKind::Integer, lFeature);
     if (lOutcome.IsOk())
     {
+        // The camera has two kinds of integers: the address, and the lengths of the last events.
         aValue =
             lFeature->mId == FeatureId::MacAddress
                 ? static_cast<int64_t>(mConfiguration.mMacAddress)
@@ -278,6 +281,7 @@ Outcome CameraState::SetText(const std::string& aName, const std::string& aValue
     {
         return WrongKind(aName);
     }
+    // The kind is checked first: a buffer is of the wrong kind whether it can be written or not.
     if (!lFeature->mWritable)
     {
         return {Status::WriteProtect, "The feature " + aName + " can only be read."};
@@ -393,6 +397,7 @@ Outcome CameraState::SetRegisterData(const std::string& aName, const uint8_t* aB
     {
         return lOutcome;
     }
+    // Upstream buffers belong to the device: an application only reads them.
     if (!lFeature->mWritable)
     {
         return {Status::WriteProtect, "The feature " + aName + " can only be read."};

@@ -57,6 +57,7 @@ Outcome CameraModel::WriteMemory(uint32_t aAddress, const uint8_t* aData, size_t
 
 FeatureKind CameraModel::GetFeatureKind(const std::string& aName) const
 {
+    // The table of features is made once and never changes, so questions about it take no lock.
     const Feature* const lFeature = FindIn(mThis->GetFeatures(), aName);
     return lFeature != nullptr ? lFeature->mKind : FeatureKind::None;
 }
@@ -176,6 +177,7 @@ void CameraModel::InjectBytes(Port aPort, const uint8_t* aData, size_t aSize)
             LinePort* const lPort = aState.Find(aPort);
             if (lPort != nullptr && aData != nullptr)
             {
+                // Bytes without a delay: the line's own speed is all that holds them up.
                 lPort->Inject(aData, aSize, Time(0));
             }
         });
@@ -196,6 +198,7 @@ void CameraModel::ClearWire(Port aPort)
     mThis->With(
         [&](CameraState& aState)
         {
+            // A camera with fewer ports has no wire for the others.
             if (LinePort* const lPort = aState.Find(aPort))
             {
                 lPort->ClearWire();

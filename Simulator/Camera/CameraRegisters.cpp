@@ -37,6 +37,7 @@ uint32_t CameraState::BulkCapabilities() const
 
 UartPort* CameraState::FindUartRegister(uint32_t aAddress)
 {
+    // Null for a UART that the camera does not have, so its address is that of no register.
     return aAddress == cUart0Data ? mUarts[0].get() : aAddress == cUart1Data ? mUarts[1].get() : nullptr;
 }
 
@@ -59,6 +60,7 @@ Outcome CameraState::ReadRegister(uint32_t aAddress, uint32_t& aValue)
     }
     if (UartPort* const lUart = FindUartRegister(aAddress))
     {
+        // A read takes the byte out of the port. Even a register dump does that.
         aValue = lUart->ReadData();
         return {};
     }
@@ -99,6 +101,7 @@ Outcome CameraState::WriteRegister(uint32_t aAddress, uint32_t aValue)
     if (mConfiguration.mCapabilityRegisters &&
         (aAddress == cFunctionCapabilities || aAddress == cBulkCapabilities))
     {
+        // They exist, so the answer differs from that for an address without a register.
         return {Status::WriteProtect, "Capabilities cannot be written."};
     }
     if (HasBulkRegisters() && aAddress == cBulk0Configuration)

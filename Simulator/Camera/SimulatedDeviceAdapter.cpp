@@ -199,6 +199,7 @@ KyResult SimulatedDeviceAdapter::GetFeatureAsString(const KyString& aName, KyStr
     }
     std::string lText;
     const Outcome lOutcome = mCamera->GetText(TextOf(aName), lText);
+    // The length as text has to be the one that GetIntegerValue() gives for the same event.
     const size_t lBulk = UpstreamPortOf(TextOf(aName));
     if (lOutcome.IsOk() && lBulk < cBulkCount)
     {
@@ -225,6 +226,7 @@ KyResult SimulatedDeviceAdapter::GetStringValue(const KyString& aName, KyString&
     {
         return *lFailure;
     }
+    // A feature that is missing goes on to the camera, whose words for it are the same everywhere.
     const FeatureKind lKind = mCamera->GetFeatureKind(TextOf(aName));
     if (lKind != FeatureKind::String && lKind != FeatureKind::None)
     {
@@ -257,6 +259,8 @@ KyResult SimulatedDeviceAdapter::GetRegisterData(const KyString& aName, uint8_t*
     const size_t lBulk = UpstreamPortOf(TextOf(aName));
     if (lOutcome.IsOk() && lBulk < cBulkCount)
     {
+        // The camera has looked at the buffer and its length by now, so only the bytes are replaced. The rest of the
+        // feature's length reads as zeros.
         std::vector<uint8_t> lData = mEvents->GetUpstream(lBulk);
         lData.resize(static_cast<size_t>(aLength));
         std::copy(lData.begin(), lData.end(), aBuffer);
@@ -292,6 +296,7 @@ KyResult SimulatedDeviceAdapter::RegisterFeatureInterest(const KyString& aName)
 KyResult SimulatedDeviceAdapter::UnregisterFeatureInterest(const KyString& aName)
 {
     const auto lFailure = Enter(AdapterSlot::UnregisterFeatureInterest, [&] { return TextOf(aName); });
+    // Taken back even when the call fails, a cut connection included: after it no sink hears of the feature.
     const bool lFound = mEvents->RemoveInterest(TextOf(aName));
     if (lFailure)
     {
@@ -331,12 +336,14 @@ KyResult SimulatedDeviceAdapter::WriteMemory(const uint8_t* aBuffer, uint32_t aA
 
 KyResult SimulatedDeviceAdapter::PostWrite(uint32_t aMilliseconds)
 {
+    // The camera has no features with a polling time, so there is nothing to poll.
     const auto lFailure = Enter(AdapterSlot::PostWrite, [&] { return std::to_string(aMilliseconds); });
     return lFailure.value_or(KyResult());
 }
 
 bool SimulatedDeviceAdapter::IsConnected()
 {
+    // A cut connection fails every call, this one too. That failure is the answer.
     return !Enter(AdapterSlot::IsConnected, [] { return std::string(); });
 }
 
@@ -374,6 +381,7 @@ KyResult SimulatedDeviceAdapter::RegisterEventSink(IKyDeviceEventSink* aSink)
 KyResult SimulatedDeviceAdapter::UnregisterEventSink(IKyDeviceEventSink* aSink)
 {
     const auto lFailure = Enter(AdapterSlot::UnregisterEventSink, [] { return std::string(); });
+    // Taken back even when the call fails: the sink may be destroyed after it.
     const bool lFound = mEvents->RemoveSink(aSink);
     if (lFailure)
     {

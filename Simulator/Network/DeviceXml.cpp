@@ -38,12 +38,14 @@ std::string Identifier(const std::string& aText)
 
 const char* SpaceOf(FeatureId aId)
 {
+    // These two are in the standard's list of feature names; the others are the maker's own.
     const bool lStandard = aId == FeatureId::EventSelector || aId == FeatureId::EventNotification;
     return lStandard ? "Standard" : "Custom";
 }
 
 size_t BulkOf(const FeatureRegister& aRegister)
 {
+    // A feature that a selector leads to has no port of its own. Its nodes stand for every port, so any number does.
     return static_cast<size_t>(aRegister.mFeature.mPort.value_or(Port::Bulk0)) - cUartCount;
 }
 
@@ -229,6 +231,7 @@ void Writer::AddCategories()
 void Writer::AddTransportLayer()
 {
     Node& lHeartbeat = AddNode("Integer", "GevHeartbeatTimeout", "Standard");
+    // The feature is a node of its own over the register: a limit and a unit belong to the feature.
     Add(lHeartbeat, "pValue", "GevHeartbeatTimeoutReg");
     Add(lHeartbeat, "Min", std::to_string(BootstrapRegisters::cShortestHeartbeat));
     Add(lHeartbeat, "Unit", "ms");
@@ -264,6 +267,7 @@ std::vector<std::string> Writer::SelectedBy(FeatureId aSelector) const
                              lId == FeatureId::Parity || lId == FeatureId::StopBits;
         const bool lSelected =
             aSelector == FeatureId::BulkSelector
+                // A feature with a port of its own, such as a UART's rate, follows no selector.
                 ? lOfPort && !lRegister.mFeature.mPort.has_value()
                 : aSelector == FeatureId::EventSelector && lId == FeatureId::EventNotification;
         if (lSelected)
@@ -282,6 +286,7 @@ void Writer::AddEntry(Node& aEnumeration, const FeatureRegister& aRegister, size
     mTree.SetAttribute(lEntry, "NameSpace", SpaceOf(aRegister.mFeature.mId));
     if (aRegister.mFeature.mId == FeatureId::BulkMode)
     {
+        // Which modes a port offers depends on the port that is selected, so the device is asked each time.
         Add(lEntry, "pIsAvailable", aRegister.mName + lName + "Available");
     }
     Add(lEntry, "Value", std::to_string(aValue));
@@ -323,6 +328,7 @@ void Writer::AddUpstreamBuffer(const FeatureRegister& aRegister)
     const size_t lBulk = BulkOf(aRegister);
     AddRegister("Register", aRegister.mName, "Custom", static_cast<uint32_t>(mItemSize),
                 mConfiguration.mUpstreamLength, "RO", EventPort(lBulk));
+    // A port with an event identifier has no memory in the device: its bytes are those of the event's last message.
     Add(AddNode("Port", EventPort(lBulk), "Custom"), "EventID",
         Hex(static_cast<uint32_t>(cUpstreamEvent + lBulk)).substr(2));
 }
@@ -334,6 +340,7 @@ void Writer::AddUpstreamLength(const FeatureRegister& aRegister)
     Add(AddNode("Integer", aRegister.mName, "Custom"), "pValue", lData);
     Node& lKnife = AddNode("IntSwissKnife", lData, "Custom");
     mTree.SetAttribute(mTree.Append(lKnife, "pVariable", lItem), "Name", "SIZE");
+    // The event's first field is the size of the whole item, its header included.
     const std::string lHeader = std::to_string(mItemSize);
     // Applications that have seen no event yet may show one without bytes, whose size is that of a short header.
     Add(lKnife, "Formula", "SIZE > " + lHeader + " ? SIZE - " + lHeader + " : 0");
@@ -342,6 +349,7 @@ void Writer::AddUpstreamLength(const FeatureRegister& aRegister)
 
 void Writer::AddText(const FeatureRegister& aRegister)
 {
+    // Texts lie among the bootstrap registers, where discovery has them too.
     const auto [lAddress, lLength] = TextPlace(aRegister.mFeature.mId);
     AddRegister("StringReg", aRegister.mName, "Standard", lAddress, lLength,
                 aRegister.mFeature.mWritable ? "RW" : "RO");
@@ -358,6 +366,8 @@ void Writer::AddFeature(const FeatureRegister& aRegister)
     {
     case FeatureId::MacAddress:
         Add(AddNode("Integer", aRegister.mName, "Standard"), "pValue", aRegister.mName + "Reg");
+        // The upper and the lower half of the address are two registers in a row, so they read as one number of 8
+        // bytes.
         AddNumberForm(
             AddRegister("IntReg", aRegister.mName + "Reg", "Custom", KyGvcp::cMacHighRegister, 8, "RO"));
         return;

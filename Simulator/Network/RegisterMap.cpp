@@ -105,6 +105,8 @@ Outcome RegisterMap::ReadMemory(uint32_t aAddress, size_t aCount, std::vector<ui
     {
         return {Status::InvalidParameter, "Memory is read in multiples of 4 bytes, 536 at most."};
     }
+    // The order of the places is that of the address map: the bootstrap registers below, the description above, words
+    // between.
     if (aAddress < BootstrapRegisters::cEnd)
     {
         return mBootstrap.ReadMemory(aAddress, aCount, aData);
@@ -159,6 +161,7 @@ Outcome RegisterMap::WriteBlock(uint32_t aAddress, KyGvcp::Bytes aData)
     }
     if (aAddress < BootstrapRegisters::cEnd)
     {
+        // Of the bootstrap registers only the user's name is written as a block.
         return mBootstrap.WriteText(aAddress, aData);
     }
     return (aAddress & KyDeviceProtocol::cTransmitWindow) != 0

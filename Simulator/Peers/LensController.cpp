@@ -149,6 +149,7 @@ std::string LensController::ExecuteLocked(std::string_view aLine, Time aNow)
 
 std::string LensController::ExecutePlain(std::string_view aCommand, Time aNow)
 {
+    // An empty line gets no answer, so that CR LF counts as one end of a line.
     if (aCommand.empty())
     {
         return {};
@@ -220,6 +221,7 @@ std::string LensController::Status(Time aNow) const
 int32_t LensController::PositionOf(const Motor& aMotor, Time aNow) const
 {
     const int64_t lDistance = std::abs(aMotor.mTarget - aMotor.mFrom);
+    // Without a speed the motors are at their target at once.
     if (mOptions.mStepsPerSecond == 0)
     {
         return aMotor.mTarget;

@@ -158,6 +158,7 @@ bool NodeMap::IsWritable(const std::string& aName)
 {
     const LockScope lScope(mLock);
     Use lUse = Begin(aName);
+    // A command counts as writable: that is how it is run.
     return lUse.mKind != NodeKind::Category && CheckWritable(lUse, aName).IsOK();
 }
 
@@ -172,6 +173,7 @@ FeatureState NodeMap::GetState(const std::string& aName, bool aWithValue)
     }
     const bool lHasValue = lUse.mKind != NodeKind::Category && lUse.mKind != NodeKind::Command;
     lState.mAvailable = true;
+    // The same answers as IsReadable() and IsWritable() give, with one look at the device.
     lState.mReadable = lHasValue && lUse.mAccess.CanRead();
     lState.mWritable = lUse.mKind != NodeKind::Category && lUse.mAccess.CanWrite();
     if (!aWithValue)
@@ -198,6 +200,7 @@ KyResult NodeMap::GetInteger(const std::string& aName, int64_t& aValue)
     Use lUse = Begin(aName);
     KyResult lResult = CheckKind(lUse, aName, NodeKind::Integer);
     lResult = lResult.IsOK() ? CheckReadable(lUse, aName) : lResult;
+    // A failure leaves 0, whatever was worked out before it.
     if (lResult.IsOK() && !mEvaluator.GetInteger(lUse.mNode, aValue))
     {
         aValue = 0;
@@ -233,6 +236,7 @@ bool NodeMap::MakeEntries(NodeId aEnumeration, std::vector<std::string>& aEntrie
             aEntries.clear();
             return false;
         }
+        // Devices take entries away that do not fit their present mode.
         if (lAccess.mAvailable)
         {
             aEntries.emplace_back(mEvaluator.GetEntryText(lProperty.mNode));
@@ -274,6 +278,7 @@ bool NodeMap::MakeText(const Use& aUse, std::string& aValue)
         {
             return false;
         }
+        // A register may have a number that no entry has. There is no text for it that SetText() would take back.
         aValue = lEntry != cNoNode ? std::string(mEvaluator.GetEntryText(lEntry)) : std::string();
         return lEntry != cNoNode ||
                mEvaluator.Fail(cAccessDenied,
@@ -355,6 +360,7 @@ bool NodeMap::SetEntry(const Use& aUse, const std::string& aName, const std::str
     const NodeTable& lNodes = mEvaluator.GetNodes();
     for (const Property& lProperty : lNodes.GetProperties(aUse.mNode))
     {
+        // Either name of an entry does: the symbolic one that GetText() gives, or the name of its node.
         if (lProperty.mId != PropertyId::Entry || (mEvaluator.GetEntryText(lProperty.mNode) != aValue &&
                                                    lNodes.Get(lProperty.mNode).mName != aValue))
         {
@@ -384,6 +390,7 @@ KyResult NodeMap::GetRegister(const std::string& aName, RegisterUse aUse, Regist
     const LockScope lScope(mLock);
     Use lUse = Begin(aName);
     KyResult lResult = CheckKind(lUse, aName, NodeKind::Register);
+    // Looking at address and length needs no access: the device is not asked for the content.
     if (lResult.IsOK() && aUse != RegisterUse::Look)
     {
         lResult = aUse == RegisterUse::Read ? CheckReadable(lUse, aName) : CheckWritable(lUse, aName);
@@ -406,6 +413,7 @@ KyResult NodeMap::GetRange(const std::string& aName, Range& aRange)
     aRange = {};
     const LockScope lScope(mLock);
     const Use lUse = Begin(aName);
+    // Floats and integers have ranges. Any other kind fails as no integer.
     KyResult lResult =
         CheckKind(lUse, aName, lUse.mKind == NodeKind::Float ? NodeKind::Float : NodeKind::Integer);
     if (lResult.IsOK() && !mEvaluator.GetRange(lUse.mNode, aRange))

@@ -22,6 +22,7 @@ std::string AbsolutePath(const std::string& aPath)
 {
     std::error_code lError;
     const std::filesystem::path lPath = std::filesystem::absolute(aPath, lError);
+    // Looked at here: the library's result is the same for a missing file and for a folder.
     const auto lType = std::filesystem::status(lPath, lError).type();
     if (lType == std::filesystem::file_type::not_found)
     {
@@ -85,6 +86,7 @@ KySerialBridgeOptions BridgedPort::GetOptions()
     lOptions.mObserver = this;
     lOptions.mReconnect = mSelection.mReconnect;
     lOptions.mSelectsPort = true; // bridges to the device's other ports select theirs
+    // What the user has not given stays as the device has it; a host port would bring its own defaults.
     lOptions.mKeepsLine = true;
     lOptions.mGeneration = &mDevice;
     return lOptions;
@@ -92,7 +94,7 @@ KySerialBridgeOptions BridgedPort::GetOptions()
 
 void BridgedPort::NotifyTraffic(KySerialBridgeWay aWay, int64_t aTime, const uint8_t* aBytes, uint32_t aCount)
 {
-    // Nanoseconds to milliseconds. This runs on the bridge's relay threads, so it does little.
+    // Microseconds to seconds. This runs on the bridge's relay threads, so it does little.
     mLastTraffic = aTime / 1000000;
     if (mRecent != nullptr)
     {
@@ -113,6 +115,7 @@ void BridgedPort::NotifySettings(const KySerialPortConfiguration& aSettings)
 
 void BridgedPort::AddChange(const DeviceChange& aChange)
 {
+    // Both counts are read without the lock, by threads that only report.
     mConnected = aChange.mIsBack;
     mReconnections += aChange.mIsBack ? 1 : 0;
     const JxUtilsLib::LockScope lScope(mLock);
@@ -257,6 +260,7 @@ BridgeLedger BridgedPort::GetLedgerToDevice() const
     if (mPty.has_value())
     {
         lLedger.mStopped += mPty->GetLeft();
+        // The host side has taken bytes from its user that the bridge has not seen yet.
         lLedger.mTaken = mPty->GetTaken();
     }
     if (mTcp.has_value())
@@ -264,6 +268,7 @@ BridgeLedger BridgedPort::GetLedgerToDevice() const
         const TcpCounts lTcp = mTcp->GetCounts();
         lLedger.mTaken = lTcp.mTaken;
         lLedger.mStopped += lTcp.mLeft;
+        // Bytes of clients that may only read are dropped before the bridge sees them.
         lLedger.mRefused += lTcp.mNotAllowed;
         lLedger.mCleared += lTcp.mPurged;
     }
@@ -327,6 +332,7 @@ void BridgedPort::End()
         return;
     }
     mLink.reset();
+    // Asked before the end: an ended bridge has no rate.
     mFinalBaudRate = mBridge.GetBaudRate();
     static_cast<void>(mBridge.Stop(mFinalToDevice, mFinalFromDevice)); // fails for one that has not started
     mEnded = true;

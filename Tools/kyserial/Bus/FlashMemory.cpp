@@ -80,6 +80,8 @@ std::vector<uint8_t> FlashMemory::Read(size_t aOffset, size_t aSize, const Advan
     while (lBytes.size() < aSize)
     {
         const size_t lCount = std::min(aSize - lBytes.size(), cFlashPiece);
+        // Each piece is a command of its own with its address. One long command would
+        // need the chip selected between two steps.
         const std::vector<uint8_t> lPiece =
             mBus.Transfer(Command(cReadCommand, aOffset + lBytes.size()), lCount);
         lBytes.insert(lBytes.end(), lPiece.begin(), lPiece.end());
@@ -116,6 +118,7 @@ void FlashMemory::EraseSectors(size_t aOffset, size_t aSize, const Advance& aAdv
 
 void FlashMemory::EraseChip(const Advance& aAdvance)
 {
+    // No bytes are counted meanwhile: the chip says only that it is busy. The call looks for an interruption.
     Write({cChipEraseCommand}, cChipLimit, [&] { aAdvance(0); });
 }
 
@@ -171,6 +174,7 @@ struct OpenFlash
         {
             throw OperationError("the size of this memory is not known; give --size");
         }
+        // An address has three bytes, so a memory of unknown size ends there at the latest.
         const size_t lTotal = mSize != 0 ? mSize : FlashMemory::cLargest;
         if (aOptions.mOffset >= lTotal || aOptions.mSize > lTotal - aOptions.mOffset)
         {
@@ -311,6 +315,7 @@ void VerifyFlash(const Context& aContext, OpenFlash& aFlash, const FlashOptions&
     }
     catch (const OperationError& lError)
     {
+        // Programming only clears bits, so a part that was not erased reads back as a mix of old and new.
         throw OperationError(lError.what() +
                              std::string(aOptions.mErase ? "" : "; was it erased? See --erase"));
     }
@@ -325,6 +330,7 @@ ExitCode RunWrite(Context& aContext, const FlashOptions& aOptions)
                       PortName(aOptions.mPort));
     WatchInterrupts(aContext);
     OpenFlash lFlash(aContext, aOptions.mPort);
+    // The size is known only now: it follows from the chip's identity.
     const size_t lRoom = lFlash.SizeFor(aOptions);
     if (lBytes.size() > lRoom)
     {
@@ -336,7 +342,9 @@ ExitCode RunWrite(Context& aContext, const FlashOptions& aOptions)
         Note(aOptions, "wrote and verified 0 bytes");
         return ExitCode::Ok;
     }
+    // Everything that can be refused is refused before the memory is touched.
     const FlashPlan lPlan = MakePlan(aContext, lFlash, aOptions, lBytes);
+    // The copy is on the disk before the first byte changes.
     if (!aOptions.mBackup.empty())
     {
         SaveFile(aContext, aOptions.mBackup, lPlan.mOld);

@@ -73,6 +73,7 @@ ExitCode RunDetect(Context& aContext, const DetectOptions& aOptions)
     I2CAnswers lAnswers;
     for (uint32_t lAddress = lFirst; lAddress <= lLast; ++lAddress)
     {
+        // Addresses outside the range stay without an answer, which the table shows as blanks.
         lAnswers.at(lAddress) = Answers(lBus.mBus, static_cast<uint8_t>(lAddress), aOptions.mQuickWrite);
     }
     Print(aContext, aOptions.mJson ? Json(aOptions, lAnswers) : DetectTable(lAnswers));
@@ -132,6 +133,7 @@ GetRequest ParseRequest(const GetOptions& aOptions)
                          "\" is no mode; use b (byte), w (word), c (write byte, read byte) or i (block)");
     }
     lRequest.mMode = aOptions.mMode.empty() ? 'b' : aOptions.mMode.front();
+    // A length that is ignored would look as if it had worked.
     if (!aOptions.mLength.empty() && lRequest.mMode != 'i')
     {
         throw UsageError("only a block has a length; use mode i, or leave the length out");
@@ -170,6 +172,7 @@ std::string Text(const GetRequest& aRequest, const std::vector<uint8_t>& aBytes)
     std::string lText;
     if (aRequest.mMode == 'w')
     {
+        // Slaves send the low byte of a word first; a number is written with the high one first.
         const std::array<uint8_t, 2> lWord = {aBytes.at(1), aBytes.at(0)};
         lText = HexBytes(lWord.data(), lWord.size());
         lText.erase(lText.find(' '), 1);
@@ -289,6 +292,7 @@ DumpValues ReadOneByOne(I2CBus& aBus, const DumpRequest& aRequest)
         // A word that came by half is no value.
         if (lBytes.size() == lCount)
         {
+            // As in a word that is read alone: the low byte comes first.
             const uint32_t lHigh = lCount == 2 ? lBytes.at(1) : 0;
             lValues.at(lRegister) = static_cast<uint16_t>(lBytes.at(0) | lHigh << 8U);
         }
@@ -302,6 +306,7 @@ DumpValues ReadBlocks(I2CBus& aBus, const DumpRequest& aRequest)
     DumpValues lValues;
     for (uint32_t lFirst = aRequest.mRange.mFirst; lFirst <= aRequest.mRange.mLast; lFirst += cLongestBlock)
     {
+        // A block that does not answer leaves a gap, and the next one begins with its own register.
         const size_t lCount = std::min(cLongestBlock, aRequest.mRange.mLast - lFirst + 1);
         const std::vector<uint8_t> lBytes = TryRegisters(aBus, aRequest, lFirst, lCount);
         for (size_t lIndex = 0; lIndex < lBytes.size(); ++lIndex)

@@ -45,6 +45,7 @@ CheckFinding CheckControl(const DeviceWay& aWay, bool& aBusy, bool& aClosed)
     KyGigE::Controller lController;
     aBusy = false;
     aClosed = false;
+    // Reading needs no control, so the check disturbs nobody.
     const std::string lError = KyGigE::FindController(*aWay.mFound, lController);
     if (!lError.empty())
     {
@@ -79,7 +80,9 @@ CheckFinding CheckHeartbeat(Device& aDevice)
     for (int lCommand = 0; lCommand < cCommands; ++lCommand)
     {
         const auto lBegin = std::chrono::steady_clock::now();
+        // Twenty reads of one register: a way that loses packets now and then shows itself by a repeat.
         const KyResult lResult = lAdapter.ReadRegister(KyGvcp::cHeartbeatRegister, lTimeout);
+        // A command without an answer ends the connection, so this comes before the result.
         if (!lAdapter.IsConnected())
         {
             return {lName, Verdict::Failed, ResultText(lResult),
@@ -165,6 +168,8 @@ CheckFinding CheckEvents(Device& aDevice, uint32_t aOwn, bool aBusy)
         return {lName, Verdict::Failed, "the device does not keep the address that events are to go to",
                 "switch the device off and on"};
     }
+    // The device keeps the sender's address of the command that took control. Behind a router that translates, it is
+    // the router's.
     const uint32_t lSeen = ApplicationOf(lAdapter);
     if (lSeen != 0 && lSeen != aOwn)
     {
@@ -175,6 +180,8 @@ CheckFinding CheckEvents(Device& aDevice, uint32_t aOwn, bool aBusy)
     }
     uint32_t lCapability = 0;
     uint32_t lSource = 0;
+    // The source port is optional in GigE Vision, so the register is asked for only where the capability says that it
+    // is there.
     const bool lSaysSource = lAdapter.ReadRegister(KyGvcp::cMessageCapabilityRegister, lCapability).IsOK() &&
                              (lCapability & cEventSourceKnown) != 0 &&
                              lAdapter.ReadRegister(KyGvcp::cMessageSourcePortRegister, lSource).IsOK() &&

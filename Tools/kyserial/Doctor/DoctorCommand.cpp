@@ -38,6 +38,7 @@ void CheckConnected(const DeviceWay& aWay, bool aBusy, Context& aContext, const 
         aDiagnosis.Skip({"description", "ports", "events"}, "the device cannot be connected");
         return;
     }
+    // The connection comes first: the checks after it mean little on a way that loses commands.
     aDiagnosis.Add(CheckHeartbeat(*lDevice));
     aDiagnosis.Add(CheckDescription(*lDevice));
     aDiagnosis.Add(CheckPorts(*lDevice));
@@ -49,6 +50,7 @@ std::string CheckWay(DeviceWay& aWay, Diagnosis& aDiagnosis)
 {
     const CheckFinding lInterface = CheckInterface(aWay);
     aDiagnosis.Add(lInterface);
+    // Each check needs the one before it. Those that cannot run are listed, so that a report always has the same lines.
     if (lInterface.mVerdict == Verdict::Failed)
     {
         aDiagnosis.Skip({"route", "mtu", "discovery", "firewall"}, "no interface");
@@ -87,6 +89,7 @@ void CheckNetwork(Context& aContext, const std::string& aName, Diagnosis& aDiagn
     bool lClosed = false;
     const CheckFinding lControl = CheckControl(lWay, lBusy, lClosed);
     aDiagnosis.Add(lControl);
+    // Under exclusive access the device refuses reads too; other applications' control leaves them open.
     if (lClosed || lControl.mVerdict == Verdict::Failed)
     {
         aDiagnosis.Skip(cDeviceChecks, "the device does not let this application read");

@@ -70,6 +70,7 @@ const std::vector<TermSession::Command>& TermSession::Commands()
          {
              ScreenSettings lScreen = aSession.mScreen.GetSettings();
              lScreen.mHex = !lScreen.mHex;
+             // A line of the dump that is not full yet is shown in the old form.
              aSession.mScreen.Flush();
              aSession.mScreen.Change(lScreen);
              aSession.Switch("hexadecimal output", OnOff(lScreen.mHex));
@@ -78,6 +79,7 @@ const std::vector<TermSession::Command>& TermSession::Commands()
          [](TermSession& aSession)
          {
              aSession.mSettings.mHexInput = !aSession.mSettings.mHexInput;
+             // Half a byte of the other kind of input means nothing in the new one.
              aSession.mHexReader.Drop();
              aSession.Switch("hexadecimal input", OnOff(aSession.mSettings.mHexInput));
          }},
@@ -144,6 +146,7 @@ TermSession::TermSession(Console& aConsole, BytePort& aPort, TrafficLog& aLog, c
 
 TermSession::End TermSession::Run()
 {
+    // The file goes out before any key, so that a script's input can be the commands after it.
     const bool lFileSent = mSettings.mFile.empty() || SendFile(mSettings.mFile);
     End lEnd = lFileSent ? SendInput() : End::Interrupted;
     // A script that pipes a question in wants the answer, which comes after the input has ended.
@@ -201,6 +204,7 @@ TermSession::End TermSession::AwaitQuiet() const
     const uint64_t lInputEnd = JxUtilsLib::Thread::GetTickCount();
     while (!mConsole.IsInterrupted())
     {
+        // The quiet time begins with the end of the input when nothing has come since.
         const uint64_t lLast = std::max(lInputEnd, mReceiver.GetLastTime());
         if (!mSettings.mForever && JxUtilsLib::Thread::GetTickCount() >= lLast + mSettings.mQuietTime)
         {
@@ -230,6 +234,7 @@ bool TermSession::SendBytes(const std::string& aBytes)
     {
         return true;
     }
+    // A part may have gone out before the sender gave up.
     mDropped += aBytes.size() - (mSender.GetSent() - lBefore);
     return !mConsole.IsInterrupted(); // otherwise the device is away, and a user can do better than wait
 }
@@ -342,6 +347,7 @@ void TermSession::AskForFile()
     }
     catch (const OperationError& lError)
     {
+        // A device that has gone is noticed by the receiver, which says so itself.
         if (mReceiver.GetFailure().empty() && !mPort.IsAway())
         {
             mNotice(lError.what());
@@ -356,6 +362,7 @@ void TermSession::AskForRate()
     {
         return;
     }
+    // Any rate goes to the device, which knows the rates that it has.
     const std::optional<uint64_t> lRate = ParseNumber(*lText, UINT32_MAX);
     if (!lRate.has_value())
     {
