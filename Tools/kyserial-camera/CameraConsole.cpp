@@ -134,6 +134,7 @@ std::optional<Port> PortOf(const std::string& aText)
         return {};
     }
     const uint32_t lFirst = lName == "bulk" ? static_cast<uint32_t>(cUartCount) : 0;
+    // A camera that does not have the port drops the bytes.
     const size_t lCount = lName == "bulk" ? cBulkCount : cUartCount;
     return *lIndex < lCount ? std::optional<Port>(static_cast<Port>(lFirst + *lIndex)) : std::nullopt;
 }
@@ -272,6 +273,7 @@ ConsoleAnswer ExecuteLine(NetworkCamera& aCamera, const std::string& aLine)
     {
         lWords.push_back(lWord);
     }
+    // An empty line is no mistake: a script may end with one.
     if (lWords.empty())
     {
         return {};
@@ -283,6 +285,7 @@ ConsoleAnswer ExecuteLine(NetworkCamera& aCamera, const std::string& aLine)
     {
         return Error('"' + lWords[0] + "\" is no command; 'help' lists them");
     }
+    // Counted here once, so an action can take its words without a look at how many there are.
     if (lWords.size() - 1 < lCommand->mLeast || lWords.size() - 1 > lCommand->mMost)
     {
         return Error("use " + Usage(*lCommand));
@@ -293,6 +296,7 @@ ConsoleAnswer ExecuteLine(NetworkCamera& aCamera, const std::string& aLine)
 ConsoleAnswer ExecuteOption(NetworkCamera& aCamera, const std::string& aCommand, const std::string& aValue)
 {
     std::string lLine = aCommand + ' ' + aValue;
+    // On the command line the words of a fault are parted by colons; a blank would need quotes.
     std::replace(lLine.begin(), lLine.end(), ':', ' ');
     return ExecuteLine(aCamera, lLine);
 }

@@ -177,6 +177,7 @@ CameraConfiguration Configure(const Options& aOptions, uint32_t aAddress)
     lConfiguration.mMacAddress = MacOf(aOptions, aAddress);
     lConfiguration.mUserID = ShortText("--user-id", aOptions.mUserID);
     lConfiguration.mSerialNumber = ShortText("--serial", aOptions.mSerialNumber);
+    // By the MAC address: two cameras of one computer have different serial numbers without an option.
     if (lConfiguration.mSerialNumber.empty())
     {
         std::array<char, 16> lText{};
@@ -269,6 +270,7 @@ void SetFaults(NetworkCamera& aCamera, const Options& aOptions)
 {
     for (const auto& [lCommand, lValue] : aOptions.mFaults)
     {
+        // Faults on the command line are the console's commands, so both have the same words and limits.
         const ConsoleAnswer lAnswer = ExecuteOption(aCamera, lCommand, lValue);
         if (!lAnswer.mGood)
         {
@@ -287,6 +289,7 @@ void Serve(const Options& aOptions, Console& aConsole)
         throw UsageError("--address: \"" + aOptions.mAddress +
                          "\" is no address; use four numbers like 127.0.0.1");
     }
+    // Everything on the command line is looked at before the camera is on the network.
     CameraWithDevices lEquipped(aOptions.mEquipment, Configure(aOptions, *lAddress));
     // First: Windows does not open a directory, which then looks like a file that is not there yet.
     std::error_code lUnknown;

@@ -79,6 +79,7 @@ private:
         lMessage.mCount = static_cast<size_t>(*lCount);
         if (lAt != std::string::npos)
         {
+            // A message without an address goes to the one before it, as i2ctransfer has it.
             mAddress = ParseI2CAddress(aWord.substr(lAt + 1), mAll);
         }
         if (!mAddress.has_value())
@@ -93,6 +94,7 @@ private:
     {
         while (aMessage.mBytes.size() < aMessage.mCount)
         {
+            // The bytes that are missing could be the next message's, so nothing is guessed.
             if (mNext == mWords.size())
             {
                 throw UsageError("a write of " + std::to_string(aMessage.mCount) + " bytes has only " +
@@ -111,6 +113,7 @@ private:
             lFill = aWord.back();
             aWord.pop_back();
         }
+        // The byte itself goes out too; the fill begins with the one after it.
         auto lByte = static_cast<uint8_t>(ParseI2CNumber(aWord, "byte", 0xFF));
         aMessage.mBytes.push_back(lByte);
         while (lFill != 0 && aMessage.mBytes.size() < aMessage.mCount)
@@ -135,6 +138,7 @@ uint8_t ParseI2CAddress(const std::string& aText, bool aAll)
     {
         return static_cast<uint8_t>(*lAddress);
     }
+    // The hint at -a is for numbers that it would admit. For a word it helps nobody.
     throw UsageError('"' + aText + "\" is no I2C address; use 0x08 to 0x77" +
                      (lAddress.has_value() ? ", or -a for the reserved ones" : ""));
 }
@@ -183,6 +187,7 @@ std::string Number(const char* aFormat, uint32_t aNumber)
 
 char CharacterOf(uint16_t aByte)
 {
+    // Erased and empty cells stand out from those with other bytes that do not print, as in i2cdump.
     if (aByte == 0x00 || aByte == 0xFF)
     {
         return '.';
@@ -227,6 +232,7 @@ std::string DetectTable(const I2CAnswers& aAnswers)
         for (uint32_t lAddress = lRow; lAddress < lRow + cRow; ++lAddress)
         {
             const std::optional<bool>& lAnswer = aAnswers.at(lAddress);
+            // Blank: not asked. Dashes: asked without an answer.
             lText += !lAnswer.has_value() ? "   " : *lAnswer ? Number("%02x ", lAddress) : "-- ";
         }
         lText += '\n';
@@ -237,6 +243,7 @@ std::string DetectTable(const I2CAnswers& aAnswers)
 std::string DumpBytesTable(const DumpValues& aValues, DumpRange aRange)
 {
     std::string lText = "     0  1  2  3  4  5  6  7  8  9  a  b  c  d  e  f    0123456789abcdef\n";
+    // Rows begin at multiples of 16, so a register keeps its column whatever the range is.
     for (uint32_t lRow = aRange.mFirst / cRow * cRow; lRow <= aRange.mLast; lRow += cRow)
     {
         lText += ByteRow(aValues, aRange, lRow);

@@ -69,7 +69,9 @@ SetRequest ParseRequest(const SetOptions& aOptions)
     lRequest.mAddress = ParseI2CAddress(aOptions.mAddress, aOptions.mAll);
     lRequest.mRegister = static_cast<uint8_t>(ParseI2CNumber(aOptions.mRegister, "register", 0xFF));
     std::vector<std::string> lWords = aOptions.mWords;
+    // Without a value there is only the register to write, which is mode c, as in i2cset.
     lRequest.mMode = lWords.empty() ? 'c' : 'b';
+    // No mode letter is a number but "b" and "c" in hexadecimal, and those need 0x in front.
     if (!lWords.empty() && IsMode(lWords.back()))
     {
         lRequest.mMode = lWords.back().front();
@@ -84,6 +86,7 @@ SetRequest ParseRequest(const SetOptions& aOptions)
     {
         lRequest.mMask = ParseI2CNumber(aOptions.mMask, "mask", lMaximum);
     }
+    // Last: a mistake in a number is more useful to hear of than that there are too many.
     CheckValueCount(lRequest);
     return lRequest;
 }
@@ -92,6 +95,7 @@ uint32_t ReadRegister(I2CBus& aBus, const SetRequest& aRequest)
 {
     const std::vector<uint8_t> lBytes =
         aBus.WriteAndRead(aRequest.mAddress, {aRequest.mRegister}, aRequest.mMode == 'w' ? 2 : 1);
+    // Words come with the low byte first, as SMBus has them.
     return aRequest.mMode == 'w' ? lBytes.at(0) | static_cast<uint32_t>(lBytes.at(1)) << 8U : lBytes.at(0);
 }
 
@@ -100,6 +104,7 @@ std::vector<uint8_t> Message(const SetRequest& aRequest)
     std::vector<uint8_t> lMessage = {aRequest.mRegister};
     if (aRequest.mMode == 's')
     {
+        // An SMBus block says its length before its bytes; mode i leaves that out.
         lMessage.push_back(static_cast<uint8_t>(aRequest.mValues.size()));
     }
     for (const uint32_t lValue : aRequest.mValues)
@@ -141,6 +146,7 @@ ExitCode RunSet(Context& aContext, const SetOptions& aOptions)
     OpenI2CBus lBus(aContext, aOptions);
     if (lRequest.mMask.has_value())
     {
+        // The bits outside the mask are those that the register has now.
         const uint32_t lKept = ReadRegister(lBus.mBus, lRequest) & ~*lRequest.mMask;
         lRequest.mValues.front() = (lRequest.mValues.front() & *lRequest.mMask) | lKept;
     }
@@ -222,6 +228,7 @@ ExitCode RunTransfer(Context& aContext, const I2CTransferOptions& aOptions)
     for (size_t lIndex = 0; lIndex < lMessages.size(); ++lIndex)
     {
         const I2CMessage& lMessage = lMessages[lIndex];
+        // One stop at the end: another master of the bus must not come in between.
         const auto lThen = lIndex + 1 == lMessages.size() ? I2CBus::Then::Stop : I2CBus::Then::RepeatedStart;
         std::vector<uint8_t> lBytes = lMessage.mBytes;
         if (lMessage.mRead)

@@ -73,6 +73,7 @@ ExitCode RunTransfer(Context& aContext, const SpiTransferOptions& aOptions)
     {
         Print(aContext, Json(aOptions, lWrite->size(), lRead));
     }
+    // A write alone prints nothing: an empty line would look like an answer.
     else if (!lRead.empty())
     {
         Print(aContext, HexBytes(lRead.data(), lRead.size()) + '\n');

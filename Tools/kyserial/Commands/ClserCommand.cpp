@@ -129,6 +129,7 @@ void AddClserCommand(CLI::App& aProgram, Context& aContext)
 std::string ClserTable(const std::vector<std::string>& aNames)
 {
     Table lTable({"INDEX", "NAME"});
+    // Indexes have gaps where a server has ended. They are what Camera Link programs know a port by, so they stay.
     for (size_t lIndex = 0; lIndex < aNames.size(); ++lIndex)
     {
         if (!aNames[lIndex].empty())

@@ -33,8 +33,10 @@ ExitCode RunDevices(Context& aContext, const DevicesOptions& aOptions)
         return ExitCode::Ok;
     }
     const std::vector<NetworkFinding> lFindings =
+        // A forced address is shown as found anew: the answer proves that the device has taken it.
         aOptions.mForced ? std::vector{ForceIp(aOptions.mSearch, *aOptions.mForced)}
                          : FindNetworkDevices(aOptions.mSearch);
+    // A script that reads JSON gets an empty list; a person gets a hint.
     if (lFindings.empty() && !aOptions.mJson)
     {
         PrintNote("no device has answered within " + std::to_string(aOptions.mSearch.mTime) +

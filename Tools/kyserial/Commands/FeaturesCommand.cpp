@@ -76,6 +76,7 @@ ExitCode RunGet(Context& aContext, const FeaturesOptions& aOptions)
     IKyDeviceAdapter& lAdapter = lDevice->GetAdapter();
     const KyString lName = ToKyString(aOptions.mName);
     std::string lText;
+    // Registers have no text form of their own. Everything else has, commands left out.
     if (lAdapter.IsRegisterFeatureAvailable(lName))
     {
         lText = RegisterText(lAdapter, lName);
@@ -95,6 +96,7 @@ ExitCode RunGet(Context& aContext, const FeaturesOptions& aOptions)
 
 ExitCode RunSet(Context& aContext, const FeaturesOptions& aOptions)
 {
+    // Only a write needs control of the device. Reads leave it to the application that has it.
     const std::unique_ptr<Device> lDevice = OpenDevice(aContext);
     Check(lDevice->GetAdapter().SetFeatureFromString(ToKyString(aOptions.mName), ToKyString(aOptions.mValue)),
           "cannot set " + aOptions.mName);
@@ -162,6 +164,7 @@ std::string FeaturesJson(const std::string& aDevice, const std::vector<FeatureFi
                                            {"toolTip", lFinding.mFeature.mToolTip},
                                            {"access", lFinding.mAccess},
                                            {"value", lFinding.mValue}};
+        // Other kinds have no list at all, which differs from an empty one.
         if (lFinding.mFeature.mKind == "Enumeration")
         {
             lFeature["entries"] = lFinding.mEntries;

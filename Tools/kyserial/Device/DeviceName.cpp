@@ -144,6 +144,7 @@ std::string ConfiguredDevice(const std::string& aGiven)
     const DeviceConfiguration lConfiguration = ReadConfiguration(ConfigurationFile());
     if (lName.empty())
     {
+        // The default of the file may itself be an alias.
         lName = lConfiguration.mDevice;
     }
     const auto lAlias = lConfiguration.mAliases.find(lName);
@@ -156,6 +157,7 @@ std::string CheckDeviceName(const std::string& aName)
     {
         return "the name is empty; use sim (the simulated camera), gev://ADDRESS or a camera's name";
     }
+    // Any other word may be an alias, or a name that a device answers to, which is known only when it is looked for.
     return IsNetworkDevice(aName) ? CheckNetworkDevice(aName) : std::string();
 }
 

@@ -32,6 +32,7 @@ public:
             const bool lReadable = GetAdapter().IsFeatureReadable(lName);
             lFindings.push_back({{lText, "", lKind, "Beginner", ""},
                                  AccessText(lReadable, GetAdapter().IsFeatureWritable(lName)),
+                                 // A register is a block of bytes, which has no text.
                                  lReadable && lKind != "Register" ? ValueOf(lName) : "",
                                  lKind == "Enumeration" ? EntriesOf(lName) : std::vector<std::string>()});
         }
@@ -108,6 +109,7 @@ void AddDeviceOptions(CLI::App& aCommand, DeviceSelection& aSelection)
 void ShowSimulatorOptions(CLI::App& aCommand)
 {
     const CLI::Option* const lDevice = aCommand.get_option_no_throw("--device");
+    // Most users have a camera: the simulated one's options are in the help only where it is asked for.
     if (lDevice == nullptr || (aCommand.get_option(cSimulatorHelp)->empty() &&
                                lDevice->results() != std::vector<std::string>{"sim"}))
     {
@@ -125,11 +127,13 @@ void ShowSimulatorOptions(CLI::App& aCommand)
 std::unique_ptr<Device> OpenDevice(DeviceSelection& aSelection, const KyToolPlatform::Console& aConsole,
                                    DeviceAccess aAccess)
 {
+    // The name is put back as it was resolved: reports and messages name the device that is used.
     aSelection.mName = ChooseDevice(aSelection.mName);
     if (aSelection.mName == "sim")
     {
         return std::make_unique<SimulatedDevice>(aSelection.mSimulator);
     }
+    // A name that says no address is looked for on the network, which takes a second.
     if (!IsDeviceText(aSelection.mName))
     {
         aSelection.mName = MatchDevice(aSelection.mName, FindNetworkDevices({}));

@@ -171,6 +171,7 @@ std::optional<int> ParseLogLevel(const std::string& aText)
 KyDeviceSerial ParsePort(const std::string& aText, PortKind aKind)
 {
     const std::optional<KyDeviceSerial> lPort = ParsePortName(aText);
+    // Buses are on bulk ports alone, and the message then names those alone.
     if (aKind == PortKind::Bulk && (!lPort.has_value() || !IsBulk(*lPort)))
     {
         throw CLI::ValidationError("--port", '"' + aText + "\" is no bulk port; use bulk0 to bulk7");
@@ -185,6 +186,7 @@ KyDeviceSerial ParsePort(const std::string& aText, PortKind aKind)
 
 void LogBrokenAssertion(const char* aText, const char* aFile, int aLine)
 {
+    // At the lowest level: what breaks the assertion has its own message, and the library goes on.
     const Logger lLogger("kyserial");
     if (lLogger.IsPriorityEnabled(JxUtilsLib::PriorityDebug))
     {
@@ -253,6 +255,7 @@ bool ReadLine(KyToolPlatform::Console& aConsole, std::string& aLine)
         }
         aLine += static_cast<char>(lByte);
     }
+    // The last line of a file may lack its end.
     return !aLine.empty();
 }
 

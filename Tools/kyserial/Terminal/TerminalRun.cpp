@@ -62,6 +62,7 @@ std::string RunSession(TermSession& aSession, TrafficLog& aLog, const std::strin
         return aPortName + ": " + lError.what();
     }
     aLog.Flush();
+    // A log that broke is a failure even when the session went well: the user relies on the file.
     const std::string lFailure = aLog.GetFailure();
     return lFailure.empty() ? lFailure : "--log: " + lFailure;
 }
@@ -70,6 +71,7 @@ void ParseQuietTime(const std::string& aText, TermSettings& aSettings)
 {
     constexpr uint32_t cMaximum = 3600000;
     const std::optional<uint64_t> lTime = ParseNumber(aText, cMaximum);
+    // A word and not a number: no time means for ever.
     aSettings.mForever = aText == "never";
     if (!lTime.has_value() && !aSettings.mForever)
     {
@@ -143,6 +145,7 @@ std::unique_ptr<BytePort> OpenPort(const ReconnectingPort::Opener& aOpen, Termin
     if (!aOptions.mReconnect)
     {
         std::unique_ptr<BytePort> lPort;
+        // Without --reconnect a port that cannot be opened is the end, with its reason.
         aOpen(lPort);
         return lPort;
     }
@@ -167,6 +170,7 @@ std::string RunTerminal(Context& aContext, const TerminalOptions& aOptions, Byte
     uint64_t lReceived = 0;
     uint64_t lDropped = 0;
     {
+        // The terminal has its own mode back before the counts are printed, so their lines end where they should.
         const RawModeScope lRaw(aContext.mConsole);
         lSettings.mInteractive = lRaw.IsRaw();
         if (lRaw.IsRaw())

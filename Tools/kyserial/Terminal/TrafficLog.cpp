@@ -98,6 +98,7 @@ void TrafficLog::AddLines(char aDirection, const uint8_t* aData, size_t aSize)
     {
         if (mLine.empty())
         {
+            // A line has the time of its first byte.
             mLineTime = lNow;
             mLineDirection = aDirection;
         }
@@ -123,6 +124,7 @@ void TrafficLog::AddNote(const std::string& aText)
 
 void TrafficLog::WriteLocked(const std::string& aText)
 {
+    // The file has begun anew, and a capture file without a header is unreadable.
     if (mFile.Write(aText) && mSection.has_value())
     {
         BeginSection();
@@ -154,6 +156,7 @@ std::string TrafficLog::Line(std::chrono::system_clock::time_point aTime, char a
                              const std::vector<uint8_t>& aBytes)
 {
     std::string lNumbers = HexBytes(aBytes.data(), aBytes.size());
+    // As wide as a full line, so that the characters stand in their column.
     lNumbers.resize(std::max(lNumbers.size(), HexDump::cBytesPerLine * 3 - 1), ' ');
     return TimeText(aTime) + ' ' + aDirection + ' ' + lNumbers + "  " +
            PrintableBytes(aBytes.data(), aBytes.size()) + '\n';

@@ -16,6 +16,7 @@ std::optional<uint64_t> ParseNumber(const std::string& aText, uint64_t aMaximum)
     const char* const lEnd = aText.data() + aText.size();
     uint64_t lNumber = 0;
     const auto lResult = std::from_chars(lBegin, lEnd, lNumber, lHexadecimal ? 16 : 10);
+    // The whole text is the number: "12x" is a slip, and "0x" alone has no digit.
     if (lResult.ec != std::errc() || lResult.ptr != lEnd || lNumber > aMaximum)
     {
         return std::nullopt;

@@ -46,6 +46,7 @@ std::string Table::Text() const
             lLine += lRow[lColumn];
             lLine.append(lWidths[lColumn] - lRow[lColumn].size() + 2, ' ');
         }
+        // Without blanks at the end: an empty last column would leave some.
         lLine.erase(lLine.find_last_not_of(' ') + 1);
         lText += lLine + '\n';
     }
@@ -70,6 +71,7 @@ void Progress::Advance(size_t aCount)
 {
     mDone += aCount;
     const std::string lText = Text(mLabel, mDone, mTotal);
+    // Most steps change nothing that shows, and a terminal is slow.
     if (mVisible && lText != mShown)
     {
         std::fputs(('\r' + lText).c_str(), stderr);
@@ -81,7 +83,9 @@ void Progress::Advance(size_t aCount)
 std::string Progress::Text(const std::string& aLabel, size_t aDone, size_t aTotal)
 {
     constexpr size_t cWidth = 20;
+    // A file that grows while it is sent has more than 100 %.
     const size_t lDone = std::min(aDone, aTotal);
+    // Of an unknown size, a pipe's for example, the bar is full from the beginning.
     const size_t lMarks = aTotal > 0 ? lDone * cWidth / aTotal : cWidth;
     const size_t lPercent = aTotal > 0 ? lDone * 100 / aTotal : 100;
     std::array<char, 96> lText{};
