@@ -59,6 +59,8 @@ KyResult Find(const char* aFunction, const char* aName, const KyCameraOptions& a
     const std::string lError = KyGigE::FindDevice(aName, lWhere, aAddress);
     if (!lError.empty())
     {
+        // The search has words alone. A camera that is not there is another case for callers than a search that cannot
+        // begin.
         const bool lIsNobody = lError.rfind("no device", 0) == 0;
         return Fail(lIsNobody ? KY_NO_CONNECTION : KY_FAILURE, aFunction, lError.c_str());
     }
@@ -110,6 +112,7 @@ KyResult GetState(const char* aFunction, KyCameraHandle aCamera, KyCameraState& 
     const AdapterObjectCall lCall(aCamera);
     if (lCall.Get() == nullptr)
     {
+        // The rest of a failed call's state is zeros, so a caller that ignores the code sees a lost camera.
         const uint32_t lSize = aState.mSize;
         aState = {};
         aState.mSize = lSize;
@@ -165,6 +168,7 @@ KyCode KyCameraOpen(const char* aName, const KyCameraOptions* aOptions, KyCamera
                 return NoStructure(cFunction);
             }
             const KyCameraOptions lOptions = aOptions != nullptr ? *aOptions : UsualOptions();
+            // Without an attempt no command is sent; without a period the keeper's thread would never rest.
             if (lOptions.mAttempts == 0 || lOptions.mHeartbeatPeriod == 0)
             {
                 return Fail(KY_BAD_PARAMETER, cFunction, "No attempts, or no period of the heartbeat.");
@@ -185,6 +189,7 @@ KyCode KyCameraClose(KyCameraHandle aCamera)
     return Run(
         [&]() -> KyResult
         {
+            // Closing waits for the calls that run. From inside one of them it would wait for itself.
             if (AdapterObjectCall::IsRunning())
             {
                 return Fail(KY_WRONG_STATE, cFunction, "From inside a call of a camera.");
@@ -195,6 +200,7 @@ KyCode KyCameraClose(KyCameraHandle aCamera)
             {
                 return Fail(KY_INVALID_HANDLE, cFunction, "No such camera.");
             }
+            // The device first: it refuses while a port is open on it, and then the camera stays.
             const KyCode lCode = KyDeviceDestroy(static_cast<Camera&>(*lFound).mDevice);
             if (lCode != KY_OK)
             {
@@ -263,6 +269,7 @@ KyCode KyCameraWaitForChange(KyCameraHandle aCamera, KyCameraState* aState, uint
                 return NoStructure(cFunction);
             }
             const KyPlatform::Deadline lEnd(aTimeout);
+            // The caller's last state is the one to differ from, so a change between two calls is not missed.
             const KyCameraState lBefore = *aState;
             while (true)
             {

@@ -20,6 +20,7 @@ static_assert(cKinds.size() == KY_FEATURE_COMMAND + 1);
 int32_t KindOf(const std::string& aText)
 {
     const auto* const lKind = std::find(cKinds.begin(), cKinds.end(), aText);
+    // The numbers of the C interface are the positions in this list.
     return lKind != cKinds.end() ? static_cast<int32_t>(lKind - cKinds.begin()) : KY_FEATURE_OTHER;
 }
 
@@ -89,6 +90,8 @@ KyCode KyCameraDescribeFeature(KyCameraHandle aCamera, const char* aName, KyFeat
                          return NullPointer(cFunction);
                      }
                      KyGigE::FeatureEntry lEntry;
+                     // A lost camera has no features either, so the connection is looked at before the answer is
+                     // believed.
                      const bool lFound = aObject.NetworkAdapter().FindFeature(aName, lEntry);
                      if (!aObject.NetworkAdapter().IsConnected())
                      {
@@ -117,6 +120,7 @@ KyCode KyCameraListEntries(KyCameraHandle aCamera, const char* aName, KyTextFunc
                      }
                      KyStringList lEntries;
                      KyResult lResult = aObject.NetworkAdapter().GetEnumEntries(aName, lEntries);
+                     // A failed call hands no entry over: a part of the list would look like all of it.
                      for (const KyString* lEntry = lEntries.GetFirst(); lEntry != nullptr && lResult.IsOK();
                           lEntry = lEntries.GetNext())
                      {
@@ -162,6 +166,7 @@ KyCode KyCameraExecute(KyCameraHandle aCamera, const char* aName)
                      {
                          return Fail(cNoSuchFeature, cFunction, "There is no such feature.");
                      }
+                     // Setting any other feature to "1" would change it, so the kind is asked first.
                      return KindOf(lEntry.mKind) == KY_FEATURE_COMMAND
                                 ? lAdapter.SetFeatureFromString(aName, "1")
                                 : Fail(cOtherKind, cFunction, "The feature is no command.");

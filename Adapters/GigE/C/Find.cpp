@@ -22,6 +22,7 @@ void AskControl(const KyGigE::FoundDevice& aDevice, KyGigE::Controller& aControl
     {
         return; // a camera that does not answer this question is still listed
     }
+    // Under exclusive access even reading fails, which a caller wants to know before it connects.
     const int32_t lTaken = aController.mExclusive ? KY_CONTROL_EXCLUSIVE : KY_CONTROL_TAKEN;
     aForm.mControl = aController.mControlled ? lTaken : KY_CONTROL_FREE;
     aForm.mController = aController.mAddress.c_str();
@@ -94,8 +95,10 @@ KyCode KyCameraFind(const KyCameraSearch* aSearch, KyFoundCameraFunction aFuncti
             for (const KyGigE::FoundDevice& lDevice : lDevices)
             {
                 const KyGigE::DeviceAddress lAddress = {lDevice.mAddress, lDevice.mPort, lWhere.mInterface};
+                // Its texts live until the caller's function returns.
                 FoundCamera lCamera(lDevice.mInformation, lAddress, lDevice.mInterface);
                 KyGigE::Controller lController;
+                // A question to each camera of its own: it takes time where a camera does not answer it.
                 if (lSearch.mAskControl != 0)
                 {
                     AskControl(lDevice, lController, lCamera.mForm);

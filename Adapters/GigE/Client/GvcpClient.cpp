@@ -116,6 +116,7 @@ KyResult GvcpClient::OpenSockets(MessageChannel::EventHandler aEvents)
     mInterface = mAddress.mInterface;
     if (mInterface.empty())
     {
+        // Two interfaces may have the same network. The one that the device answers at is kept for good.
         const std::string lError =
             ChooseInterface(mDevice, mAddress.mPort, 2 * mOptions.mControl.mTimeout, mInterface);
         if (!lError.empty())
@@ -306,6 +307,7 @@ KyResult GvcpClient::Identify()
         mIdentified = true;
         return lResult;
     }
+    // An address may have passed to another device since. Its ports are not those that are open here.
     return lInformation.mMac == mInformation.mMac && lInformation.mSerialNumber == mInformation.mSerialNumber
                ? lResult
                : Failure(KyResult::NO_CONNECTION, "Another device answers at " + Where() + ".");

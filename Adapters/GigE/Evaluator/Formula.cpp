@@ -33,6 +33,7 @@ int64_t IntegerPower(int64_t aBase, uint64_t aExponent)
     uint64_t lResult = 1;
     for (uint64_t lBase = Bits(aBase); aExponent != 0; aExponent >>= 1U)
     {
+        // By squaring: an exponent of a hostile description may be as large as a number can be.
         lResult *= (aExponent & 1U) != 0 ? lBase : 1;
         lBase *= lBase;
     }
@@ -63,6 +64,7 @@ public:
     {
         if (aCode == Code::RoundDigits || (aCode >= Code::Power && aCode <= Code::BitOr))
         {
+            // The right operand was pushed last.
             const Number lRight = Pop();
             const Number lLeft = Pop();
             return DoBinary(aCode, lLeft, lRight);
@@ -249,6 +251,7 @@ private:
     bool DoUnary(Code aCode, const Number& aValue)
     {
         const bool lFloat = aValue.IsFloat();
+        // Of a floating-point number too large for 64 bits this is 0; the codes that use it look before.
         const int64_t lInteger = aValue.Truncated().value_or(0);
         const double lValue = aValue.AsFloat();
         switch (aCode)
@@ -367,7 +370,7 @@ bool Formula::Evaluate(Arithmetic aArithmetic, const Variables& aVariables, Numb
             lMachine.Push(lValue);
             break;
         case Code::Jump:
-            lNext = lStep.mTarget - 1;
+            lNext = lStep.mTarget - 1; // the loop adds one
             break;
         case Code::JumpUnless:
             lNext = lMachine.Pop().IsZero() ? lStep.mTarget - 1 : lNext;

@@ -151,6 +151,7 @@ bool FormulaParser::ParseConditional()
     }
     while (ParseBinary(1) && Take("?"))
     {
+        // The target is not known yet. It is filled in when the part before it has been parsed.
         const uint32_t lElse = Emit(Code::JumpUnless);
         if (!ParseConditional())
         {
@@ -178,6 +179,7 @@ bool FormulaParser::ParseShortCircuit(const Operator& aOperator)
     {
         return false;
     }
+    // The result of && and || is 1 or 0, whatever the right side is.
     Emit(Code::Truth);
     PatchHere(lJump);
     return true;
@@ -323,12 +325,14 @@ bool FormulaParser::ParseName()
         return ParseFunction(lName);
     }
     Emit(Code::Variable, static_cast<uint32_t>(mNames.size()));
+    // A name may come several times. Its value is the same within a use, so that costs little.
     mNames.emplace_back(lName);
     return true;
 }
 
 bool FormulaParser::ParseFunction(std::string_view aName)
 {
+    // Constants are written as functions without an argument.
     if (aName == "E" || aName == "PI")
     {
         EmitConstant(Number::Float(aName == "E" ? cE : cPi));
@@ -345,6 +349,7 @@ bool FormulaParser::ParseFunction(std::string_view aName)
         return false;
     }
     Code lCode = lFunction->second;
+    // A second argument is the number of digits after the point.
     if (lCode == Code::Round && Take(","))
     {
         lCode = Code::RoundDigits;

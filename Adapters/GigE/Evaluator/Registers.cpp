@@ -135,6 +135,7 @@ bool Evaluator::GetLength(NodeId aNode, uint64_t& aLength)
     {
         return false;
     }
+    // Without one there is nothing to read, and any guess would read a neighbour's bytes.
     if (!lLength)
     {
         return FailAt(aNode, "it has no length");
@@ -178,6 +179,7 @@ bool Evaluator::GetField(NodeId aNode, const RegisterSpot& aSpot, Field& aField)
     {
         return false;
     }
+    // A single bit is a field from itself to itself.
     lLast = lFirst;
     if (!lFirst && (!GetProperty(aNode, PropertyId::Lsb, PropertyId::None, lFirst) ||
                     !GetProperty(aNode, PropertyId::Msb, PropertyId::None, lLast)))
@@ -190,6 +192,7 @@ bool Evaluator::GetField(NodeId aNode, const RegisterSpot& aSpot, Field& aField)
     }
     const int64_t lOne = lFirst->Rounded().value_or(-1);
     const int64_t lOther = lLast->Rounded().value_or(-1);
+    // Descriptions have the two bits in either order, since the order of counting depends on the byte order.
     const int64_t lLow = std::min(lOne, lOther);
     const int64_t lHigh = std::max(lOne, lOther);
     if (lLow < 0 || lHigh >= static_cast<int64_t>(lSize))
@@ -303,6 +306,7 @@ bool Evaluator::ReadDevice(NodeId aNode, const RegisterSpot& aSpot, uint8_t* aBy
     {
         uint32_t lValue = 0;
         const KyResult lResult = Timed([&] { return mSpace.ReadRegister(aSpot.mAddress, lValue); });
+        // The device's registers are big-endian on the wire, and memory is in that order.
         const std::vector<uint8_t> lBytes = ToBytes(lValue, 4, false);
         std::copy(lBytes.begin(), lBytes.end(), aBytes);
         return CheckDevice(lResult);
@@ -339,6 +343,7 @@ bool Evaluator::IsPlainRegister(const RegisterSpot& aSpot) const
 
 bool Evaluator::MayKeep(NodeId aNode, const RegisterSpot& aSpot) const
 {
+    // The bytes of an event are its own: the next event has others at the same place.
     return !aSpot.mIsEvent && mNodes.GetText(aNode, PropertyId::Cachable) != "NoCache";
 }
 

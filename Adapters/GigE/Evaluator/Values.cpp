@@ -50,6 +50,7 @@ bool Evaluator::FindNumber(NodeId aNode, Number& aValue)
         aValue = Number::Integer(lValue.value_or(0));
         return lValue || FailAt(aNode, "its value is too large for 64 bits");
     }
+    // A whole number becomes a floating-point one here: the kind decides how it is shown.
     case ElementKind::Float:
         if (!GetSourceNumber(aNode, aValue))
         {
@@ -76,6 +77,7 @@ bool Evaluator::FindNumber(NodeId aNode, Number& aValue)
     case ElementKind::Converter:
     case ElementKind::IntConverter:
     {
+        // In a converter's formula for reading, TO is the register's value.
         Argument lArgument{"TO", {}};
         return GetSourceNumber(aNode, lArgument.mValue) &&
                EvaluateFormula(aNode, mNodes.Find(aNode, PropertyId::FormulaFrom), &lArgument, aValue);
@@ -134,6 +136,7 @@ bool Evaluator::GetIndexed(NodeId aNode, const Property& aIndex, Source& aSource
         {
             lChosen = &lProperty;
         }
+        // The first entry of the index counts, as in a table that is read from the top.
         if (lIndexed && lChosen == &lProperty)
         {
             break;
@@ -163,12 +166,14 @@ bool Evaluator::GetSourceNumber(NodeId aNode, Number& aValue)
 
 bool Evaluator::GetConstant(NodeId aNode, const Property& aProperty, Number& aValue)
 {
+    // A constant that was written to lives here; the description itself never changes.
     const auto lLocal = mLocalNumbers.find(&aProperty);
     if (lLocal != mLocalNumbers.end())
     {
         aValue = lLocal->second;
         return true;
     }
+    // Whole first: a large number would lose its last digits as a floating-point one.
     if (const std::optional<int64_t> lInteger = ParseInteger(aProperty.mText))
     {
         aValue = Number::Integer(*lInteger);
@@ -281,6 +286,7 @@ bool Evaluator::GetEntry(NodeId aEnumeration, NodeId& aEntry)
         {
             return false;
         }
+        // The first entry with the value: several names for one value are allowed.
         if (lOne == lValue)
         {
             aEntry = lProperty.mNode;
@@ -337,6 +343,7 @@ bool Evaluator::IsDone(NodeId aCommand, bool& aDone)
     {
         return false;
     }
+    // A device that has executed a command puts another value into its register.
     aDone = lNow.Rounded() != lExecuting.value_or(Number::Integer(1)).Rounded();
     return true;
 }
@@ -344,11 +351,13 @@ bool Evaluator::IsDone(NodeId aCommand, bool& aDone)
 // A feature without one is shown as what its value comes from.
 Representation Evaluator::GetRepresentation(NodeId aNode) const
 {
+    // A hostile description may lead in a circle.
     for (int lDepth = 0; lDepth < cDeepest && aNode != cNoNode; ++lDepth)
     {
         const std::string_view lText = mNodes.GetText(aNode, PropertyId::Representation);
         if (!lText.empty())
         {
+            // Linear, Logarithmic and the like concern sliders. As text they are plain numbers.
             return lText == "HexNumber"     ? Representation::Hexadecimal
                    : lText == "IPV4Address" ? Representation::Ipv4
                    : lText == "MACAddress"  ? Representation::Mac

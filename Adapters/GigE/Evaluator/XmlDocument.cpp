@@ -108,6 +108,7 @@ public:
     /// \return Empty, or what is wrong.
     const char* Read()
     {
+        // Windows programs put this mark in front of UTF-8.
         if (StartsWith("\xEF\xBB\xBF"))
         {
             mNext += 3;
@@ -213,6 +214,8 @@ private:
                 *lTarget++ = *lSource++;
                 continue;
             }
+            // The longest reference, "&#x0010FFFF;", has 12 characters. Without a limit a lone '&' would be searched
+            // for to the end each time.
             constexpr ptrdiff_t cLongest = 12;
             char* const lLimit = aEnd - lSource > cLongest ? lSource + cLongest : aEnd;
             char* const lStop = std::find(lSource, lLimit, ';');
@@ -307,6 +310,7 @@ private:
         ++mNext;
         XmlDocument::Element lElement;
         lElement.mName = ReadName();
+        // The attributes of all elements are one list, an element's in a row: a description has tens of thousands.
         lElement.mFirstAttribute = static_cast<Index>(mDocument.mAttributes.size());
         SkipBlanks();
         while (mProblem == nullptr && mNext != mEnd && *mNext != '>' && *mNext != '/')
@@ -349,6 +353,7 @@ private:
         {
             OpenElement& lParent = mOpen.back();
             CloseText(lParent);
+            // Linked at its end, so that children keep their order without a search for the last one.
             (lParent.mLastChild == XmlDocument::cNone ? lElements[lParent.mElement].mFirstChild
                                                       : lElements[lParent.mLastChild].mNext) = lIndex;
             lParent.mLastChild = lIndex;
@@ -370,6 +375,7 @@ private:
         mNext += 2;
         const std::string_view lName =
             mOpen.empty() ? std::string_view() : mDocument.mElements[mOpen.back().mElement].mName;
+        // Compared with the element that is open: ends in the wrong order are no XML.
         const bool lFits = !lName.empty() && StartsWith(lName);
         mNext += lFits ? lName.size() : 0;
         SkipBlanks();
@@ -419,6 +425,7 @@ private:
         mDocument.mAttributes.push_back(lAttribute);
         mNext = lStop + 1;
         const bool lSeparated = mNext == mEnd || IsBlank(*mNext) || *mNext == '>' || *mNext == '/';
+        // Two attributes without a blank between them: a quotation mark is missing, or there is one too many.
         if (!lSeparated)
         {
             Fail("a tag does not end");
