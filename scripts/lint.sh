@@ -39,7 +39,10 @@ cmake --preset dev -B build/lint -DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON -DKYSERIA
 mapfile -t sources < <(printf '%s\n' "${files[@]}" | grep '\.cpp$' | grep -vE "$skip")
 mapfile -t sources < <(python3 - "${sources[@]}" <<'PY'
 import json, os, sys
-built = {os.path.relpath(entry["file"]) for entry in json.load(open("build/lint/compile_commands.json"))}
+# Once each: clang-tidy would look at a source of two libraries twice.
+built = {os.path.relpath(entry["file"]): entry for entry in json.load(open("build/lint/compile_commands.json"))}
+os.makedirs("build/lint/once", exist_ok=True)
+json.dump(list(built.values()), open("build/lint/once/compile_commands.json", "w"))
 for file in sys.argv[1:]:
     print(("built " if file in built else "other ") + file)
 PY
@@ -50,7 +53,7 @@ mapfile -t sources < <(printf '%s\n' "${sources[@]}" | sed -n 's/^built //p')
 # One source. A clang-tidy that ends without a word, killed for its memory say, has checked nothing.
 check() {
   local text status
-  text=$(clang-tidy -p build/lint --quiet "$1" 2>/dev/null)
+  text=$(clang-tidy -p build/lint/once --quiet "$1" 2>/dev/null)
   status=$?
   printf '%s\n' "$text" | grep -E '(warning|error):' && return
   [ $status -eq 0 ] && echo "checked: $1" || echo "$1: error: clang-tidy ended with status $status"

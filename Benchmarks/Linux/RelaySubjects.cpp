@@ -113,6 +113,7 @@ pid_t Run(std::vector<std::string> aCommand)
         [&aCommand]
         {
             std::vector<char*> lArguments;
+            lArguments.reserve(aCommand.size() + 1);
             for (std::string& lArgument : aCommand)
             {
                 lArguments.push_back(lArgument.data());

@@ -44,7 +44,7 @@ bool AdaptiveSpin(std::atomic<uint64_t>& aMemory, const Question& aIsOver) noexc
             lOver = aIsOver();
         }
         const auto lPaid = lOver ? std::min(lTime, Time(2000)).count() : 0;
-        lMemory.mSpin = static_cast<uint16_t>((lMemory.mSpin * 7 + lPaid) / 8);
+        lMemory.mSpin = static_cast<uint16_t>((int64_t{lMemory.mSpin} * 7 + lPaid) / 8);
         if (!lOver)
         {
             std::this_thread::yield(); // a peer on the same processor runs now

@@ -177,6 +177,7 @@ TEST_F(SPIBusTest, ProgramsAndReadsAFlash)
 {
     Bytes lProgram = {0x02, 0, 0x10, 0};
     Bytes lData;
+    lData.reserve(251);
     for (int lByte = 0; lByte < 251; ++lByte)
     {
         lData.push_back(static_cast<uint8_t>(lByte));

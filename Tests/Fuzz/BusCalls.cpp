@@ -50,7 +50,7 @@ struct Camera final : PlainAdapter
     }
     KyResult WriteMemory(const uint8_t* aBuffer, uint32_t /*aAddress*/, uint32_t aLength) override
     {
-        const KyResult lResult = Take({aBuffer, aBuffer + aLength}, 0);
+        KyResult lResult = Take({aBuffer, aBuffer + aLength}, 0);
         if (lResult.IsOK())
         {
             const uint8_t lEvent[] = {0, cTransmitted >> 8U, 0, 0};

@@ -43,7 +43,7 @@ struct Uart final : PlainAdapter
     // Looked at after a refused byte, or not: that depends on the clock.
     KyResult ReadRegister(uint32_t aAddress, uint32_t& aValue) override
     {
-        const KyResult lResult = PlainAdapter::ReadRegister(aAddress, aValue);
+        KyResult lResult = PlainAdapter::ReadRegister(aAddress, aValue);
         if (aAddress == mData && (aValue & cDataValid) != 0)
         {
             mModel.Push(static_cast<uint8_t>(aValue));

@@ -12,7 +12,7 @@ namespace
 std::string ProblemOf(const std::string& aText)
 {
     XmlDocument lDocument;
-    const std::string lProblem = lDocument.Parse(aText);
+    std::string lProblem = lDocument.Parse(aText);
     EXPECT_EQ(lProblem.empty(), !lDocument.IsEmpty());
     return lProblem;
 }

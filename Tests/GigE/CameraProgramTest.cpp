@@ -21,6 +21,7 @@ CapturedResult RunCamera(std::vector<std::string> aWords, const std::string& aIn
 {
     aWords.insert(aWords.begin(), {"kyserial-camera", "--no-broadcast"});
     std::vector<const char*> lArguments;
+    lArguments.reserve(aWords.size());
     for (const std::string& lWord : aWords)
     {
         lArguments.push_back(lWord.c_str());

@@ -409,6 +409,7 @@ TEST_F(GvcpClientTest, AWriteThatWaitsWhenTheConnectionIsLostIsNotDoneOnTheNextO
     mDevice.TakeCommands();
     std::atomic<bool> lStop = false;
     std::vector<std::thread> lWriters;
+    lWriters.reserve(24);
     for (int lCount = 0; lCount < 24; ++lCount)
     {
         lWriters.emplace_back(

@@ -52,6 +52,7 @@ TEST(WordWaitTest, AWakeForAllReachesAll)
 {
     std::atomic<uint32_t> lWord{0};
     std::vector<std::thread> lSleepers;
+    lSleepers.reserve(4);
     for (int lIndex = 0; lIndex < 4; ++lIndex)
     {
         lSleepers.emplace_back(

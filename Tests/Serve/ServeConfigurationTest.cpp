@@ -18,6 +18,7 @@ std::vector<std::string> FaultsOf(const std::string& aText)
     std::vector<ConfigurationFault> lFaults;
     static_cast<void>(ParseServeConfiguration(aText, lFaults));
     std::vector<std::string> lTexts;
+    lTexts.reserve(lFaults.size());
     for (const ConfigurationFault& lFault : lFaults)
     {
         lTexts.push_back(FaultText("f", lFault));

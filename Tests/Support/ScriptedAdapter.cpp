@@ -368,7 +368,7 @@ bool ScriptedAdapter::Ask(Slot aSlot, const KyString& aName, const KyString& aEn
 KyResult ScriptedAdapter::GetIntegerValue(const KyString& aName, int64_t& aValue)
 {
     const AllocationPause lPause;
-    const KyResult lResult = Enter(Slot::GetIntegerValue, aName.GetAscii());
+    KyResult lResult = Enter(Slot::GetIntegerValue, aName.GetAscii());
     const std::lock_guard<std::mutex> lLock(mMutex);
     // A failing adapter may leave any value; one that looks valid reveals code that uses it.
     aValue = lResult.IsOK() ? mIntegers[aName.GetAscii()] : 3;
@@ -378,7 +378,7 @@ KyResult ScriptedAdapter::GetIntegerValue(const KyString& aName, int64_t& aValue
 KyResult ScriptedAdapter::GetEnumEntries(const KyString& aName, KyStringList& aEntries)
 {
     const AllocationPause lPause;
-    const KyResult lResult = Enter(Slot::GetEnumEntries, aName.GetAscii());
+    KyResult lResult = Enter(Slot::GetEnumEntries, aName.GetAscii());
     const std::lock_guard<std::mutex> lLock(mMutex);
     aEntries.Clear();
     for (const std::string& lEntry : mEntries[aName.GetAscii()])
@@ -391,7 +391,7 @@ KyResult ScriptedAdapter::GetEnumEntries(const KyString& aName, KyStringList& aE
 KyResult ScriptedAdapter::GetFeatureAsString(const KyString& aName, KyString& aValue)
 {
     const AllocationPause lPause;
-    const KyResult lResult = Enter(Slot::GetFeatureAsString, aName.GetAscii());
+    KyResult lResult = Enter(Slot::GetFeatureAsString, aName.GetAscii());
     const std::lock_guard<std::mutex> lLock(mMutex);
     aValue = lResult.IsOK() ? KyString(mTexts[aName.GetAscii()].c_str()) : KyString("garbage");
     return lResult;
@@ -400,7 +400,7 @@ KyResult ScriptedAdapter::GetFeatureAsString(const KyString& aName, KyString& aV
 KyResult ScriptedAdapter::SetFeatureFromString(const KyString& aName, const KyString& aValue)
 {
     const AllocationPause lPause;
-    const KyResult lResult =
+    KyResult lResult =
         Enter(Slot::SetFeatureFromString, aName.GetAscii(), "\"" + std::string(aValue.GetAscii()) + "\"");
     const std::lock_guard<std::mutex> lLock(mMutex);
     if (lResult.IsOK())
@@ -413,7 +413,7 @@ KyResult ScriptedAdapter::SetFeatureFromString(const KyString& aName, const KySt
 KyResult ScriptedAdapter::GetStringValue(const KyString& aName, KyString& aValue)
 {
     const AllocationPause lPause;
-    const KyResult lResult = Enter(Slot::GetStringValue, aName.GetAscii());
+    KyResult lResult = Enter(Slot::GetStringValue, aName.GetAscii());
     const std::lock_guard<std::mutex> lLock(mMutex);
     aValue = lResult.IsOK() ? KyString(mTexts[aName.GetAscii()].c_str()) : KyString("garbage");
     return lResult;
@@ -422,7 +422,7 @@ KyResult ScriptedAdapter::GetStringValue(const KyString& aName, KyString& aValue
 KyResult ScriptedAdapter::GetRegisterLength(const KyString& aName, int64_t& aLength)
 {
     const AllocationPause lPause;
-    const KyResult lResult = Enter(Slot::GetRegisterLength, aName.GetAscii());
+    KyResult lResult = Enter(Slot::GetRegisterLength, aName.GetAscii());
     const std::lock_guard<std::mutex> lLock(mMutex);
     aLength = lResult.IsOK() ? mLengths[aName.GetAscii()] : 64;
     return lResult;
@@ -431,7 +431,7 @@ KyResult ScriptedAdapter::GetRegisterLength(const KyString& aName, int64_t& aLen
 KyResult ScriptedAdapter::GetRegisterData(const KyString& aName, uint8_t* aBuffer, int64_t aLength)
 {
     const AllocationPause lPause;
-    const KyResult lResult =
+    KyResult lResult =
         Enter(Slot::GetRegisterData, aName.GetAscii(), std::to_string(static_cast<long long>(aLength)));
     const std::lock_guard<std::mutex> lLock(mMutex);
     const Bytes& lContent = mContents[aName.GetAscii()];
@@ -448,7 +448,7 @@ KyResult ScriptedAdapter::GetRegisterData(const KyString& aName, uint8_t* aBuffe
 KyResult ScriptedAdapter::SetRegisterData(const KyString& aName, const uint8_t* aBuffer, int64_t aLength)
 {
     const AllocationPause lPause;
-    const KyResult lResult =
+    KyResult lResult =
         Enter(Slot::SetRegisterData, aName.GetAscii(), ToText(aBuffer, static_cast<size_t>(aLength)));
     const std::lock_guard<std::mutex> lLock(mMutex);
     if (lResult.IsOK())
@@ -461,7 +461,7 @@ KyResult ScriptedAdapter::SetRegisterData(const KyString& aName, const uint8_t* 
 KyResult ScriptedAdapter::RegisterFeatureInterest(const KyString& aName)
 {
     const AllocationPause lPause;
-    const KyResult lResult = Enter(Slot::RegisterFeatureInterest, aName.GetAscii());
+    KyResult lResult = Enter(Slot::RegisterFeatureInterest, aName.GetAscii());
     const std::lock_guard<std::mutex> lLock(mMutex);
     mInterests[aName.GetAscii()] += lResult.IsOK() ? 1 : 0;
     return lResult;
@@ -470,7 +470,7 @@ KyResult ScriptedAdapter::RegisterFeatureInterest(const KyString& aName)
 KyResult ScriptedAdapter::UnregisterFeatureInterest(const KyString& aName)
 {
     const AllocationPause lPause;
-    const KyResult lResult = Enter(Slot::UnregisterFeatureInterest, aName.GetAscii());
+    KyResult lResult = Enter(Slot::UnregisterFeatureInterest, aName.GetAscii());
     const std::lock_guard<std::mutex> lLock(mMutex);
     mInterests[aName.GetAscii()] -= lResult.IsOK() ? 1 : 0;
     return lResult;
@@ -479,7 +479,7 @@ KyResult ScriptedAdapter::UnregisterFeatureInterest(const KyString& aName)
 KyResult ScriptedAdapter::WriteRegister(uint32_t aAddress, uint32_t aValue)
 {
     const AllocationPause lPause;
-    const KyResult lResult = Enter(Slot::WriteRegister, ToHex(aAddress), ToHex(aValue));
+    KyResult lResult = Enter(Slot::WriteRegister, ToHex(aAddress), ToHex(aValue));
     const std::lock_guard<std::mutex> lLock(mMutex);
     if (lResult.IsOK())
     {
@@ -491,7 +491,7 @@ KyResult ScriptedAdapter::WriteRegister(uint32_t aAddress, uint32_t aValue)
 KyResult ScriptedAdapter::ReadRegister(uint32_t aAddress, uint32_t& aValue)
 {
     const AllocationPause lPause;
-    const KyResult lResult = Enter(Slot::ReadRegister, ToHex(aAddress));
+    KyResult lResult = Enter(Slot::ReadRegister, ToHex(aAddress));
     const std::lock_guard<std::mutex> lLock(mMutex);
     aValue = lResult.IsOK() ? mRegisters[aAddress] : 0xFFFFFFFF;
     return lResult;
@@ -512,7 +512,7 @@ KyResult ScriptedAdapter::PostWrite(uint32_t aMilliseconds)
 KyResult ScriptedAdapter::RegisterEventSink(IKyDeviceEventSink* aSink)
 {
     const AllocationPause lPause;
-    const KyResult lResult = Enter(Slot::RegisterEventSink);
+    KyResult lResult = Enter(Slot::RegisterEventSink);
     const std::lock_guard<std::mutex> lLock(mMutex);
     if (lResult.IsOK())
     {
@@ -524,7 +524,7 @@ KyResult ScriptedAdapter::RegisterEventSink(IKyDeviceEventSink* aSink)
 KyResult ScriptedAdapter::UnregisterEventSink(IKyDeviceEventSink* aSink)
 {
     const AllocationPause lPause;
-    const KyResult lResult = Enter(Slot::UnregisterEventSink);
+    KyResult lResult = Enter(Slot::UnregisterEventSink);
     const std::lock_guard<std::recursive_mutex> lDispatch(mDispatch);
     const std::lock_guard<std::mutex> lLock(mMutex);
     if (lResult.IsOK())

@@ -126,7 +126,7 @@ std::string HostLink::Read(size_t aCount, uint32_t aTimeout)
     std::unique_lock<std::mutex> lLock(mEnd->mMutex);
     mEnd->mMore.wait_for(lLock, std::chrono::milliseconds(aTimeout),
                          [&] { return mEnd->mBytes.size() >= aCount; });
-    const std::string lBytes = mEnd->mBytes.substr(0, aCount);
+    std::string lBytes = mEnd->mBytes.substr(0, aCount);
     mEnd->mBytes.erase(0, lBytes.size());
     return lBytes;
 }

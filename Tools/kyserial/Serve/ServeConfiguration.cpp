@@ -120,7 +120,7 @@ public:
                                            : "there is no such key " + mPlace + "; use " + Names();
             if (!lWrong.empty())
             {
-                mFaults.push_back({lKey.source().begin.line, lName + ": " + lWrong});
+                mFaults.push_back({lKey.source().begin.line, std::string(lName).append(": ").append(lWrong)});
             }
         }
     }
@@ -308,7 +308,7 @@ std::string ForEachTable(const toml::node& aNode, const char* aName,
                          const std::function<void(const toml::table&)>& aTake)
 {
     const toml::array* const lArray = aNode.as_array();
-    const std::string lRight = std::string("use [[") + aName + "]] for each";
+    std::string lRight = std::string("use [[") + aName + "]] for each";
     if (lArray == nullptr)
     {
         return lRight;

@@ -68,7 +68,7 @@ class Metric
 {
 public:
     /// \param aOpen  OpenMetrics, where the family of a counter has a name without "_total"; the older text format otherwise.
-    Metric(std::string aName, const char* aType, const char* aHelp, bool aOpen)
+    Metric(const std::string& aName, const char* aType, const char* aHelp, bool aOpen)
         : mSample(aName + (aType == std::string("counter") ? "_total{" : "{"))
     {
         const std::string lFamily = aOpen ? aName : mSample.substr(0, mSample.size() - 1);
