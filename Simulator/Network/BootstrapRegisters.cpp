@@ -143,6 +143,7 @@ void BootstrapRegisters::Refresh()
 Outcome BootstrapRegisters::Read(uint32_t aAddress, uint32_t& aValue)
 {
     aValue = 0;
+    // A register between two others that this device lacks is refused, although a block over it reads as zeros.
     if (!IsIn(cReadable, aAddress) && !IsText(aAddress))
     {
         return NoSuchRegister();
@@ -203,6 +204,7 @@ void BootstrapRegisters::ControlTimestamp(uint32_t aValue)
 Outcome BootstrapRegisters::ReadMemory(uint32_t aAddress, size_t aCount, std::vector<uint8_t>& aData)
 {
     aData.clear();
+    // In this order: a sum of the two could overflow.
     if (aAddress > cSize || aCount > cSize - aAddress)
     {
         return NoSuchRegister();

@@ -248,6 +248,7 @@ void GvcpServer::Remember(const Endpoint& aFrom, Bytes aPacket, Bytes aAcknowled
     {
         lApplication.mOrder.push_back(lCommand.mRequestID);
     }
+    // The oldest goes: a client repeats a command within seconds or not at all.
     if (lApplication.mOrder.size() > cRememberedWrites)
     {
         lApplication.mWrites.erase(lApplication.mOrder.front());
@@ -259,6 +260,7 @@ void GvcpServer::Execute(const Endpoint& aFrom, Bytes aPacket, Time aNow)
 {
     ++mCounters.mCommands;
     const CommandView lCommand = *ParseCommand(aPacket);
+    // The heartbeat begins with the command that takes the control; later ones renew it where they are heard.
     const bool lControlled = IsControlled();
     const Packet lAnswer = Answer(aFrom, lCommand);
     if (IsControlled() && !lControlled)
@@ -314,6 +316,7 @@ void GvcpServer::Restart()
 {
     mWork.reset();
     mQueue.clear();
+    // After a restart the camera knows none of its former applications.
     mMemory.clear();
     ReleaseControl();
 }
@@ -419,6 +422,7 @@ Packet GvcpServer::ReadMemory(const Endpoint& aFrom, const CommandView& aCommand
     Buffer lData;
     const Status lStatus = MayRead(aFrom, lAddress) ? mRegisters.ReadMemory(lAddress, lCount, lData).mStatus
                                                     : Status::AccessDenied;
+    // The answer repeats the address: clients that read in pieces tell them apart by it.
     return lStatus == Status::Ok ? Success(aCommand).Add32(lAddress).Add(lData) : Refusal(lStatus, aCommand);
 }
 
@@ -472,6 +476,7 @@ Status GvcpServer::WriteWord(const Endpoint& aFrom, uint32_t aAddress, uint32_t 
         return Status::AccessDenied;
     }
     const Status lStatus = mRegisters.WriteRegister(aAddress, aValue).mStatus;
+    // The time stamp counts from its last reset, and events carry it, so the channel has to hear of that as well.
     const bool lChannel = aAddress >= cMessagePortRegister && aAddress <= cMessageSourcePortRegister;
     if (lStatus == Status::Ok && (lChannel || aAddress == cTimestampControlRegister))
     {
@@ -488,6 +493,7 @@ Status GvcpServer::SetPrivilege(const Endpoint& aFrom, uint32_t aValue)
         return Status::AccessDenied;
     }
     const uint32_t lPrivilege = aValue & (cExclusiveAccess | cControlAccess);
+    // Giving the control up by a write of 0 is what an application does that ends.
     if (lPrivilege == 0)
     {
         ReleaseControl();
@@ -496,6 +502,7 @@ Status GvcpServer::SetPrivilege(const Endpoint& aFrom, uint32_t aValue)
     BootstrapRegisters& lRegisters = mRegisters.GetBootstrap();
     mController = aFrom;
     lRegisters.Set(cControlPrivilegeRegister, lPrivilege);
+    // Others read from these registers which application has the camera.
     lRegisters.Set(cPrimaryPortRegister, aFrom.mPort);
     lRegisters.Set(cPrimaryAddressRegister, aFrom.mAddress);
     return Status::Ok;

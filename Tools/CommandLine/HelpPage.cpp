@@ -63,6 +63,7 @@ std::string OptionLists(const CLI::App& aCommand)
         std::string lLast; // the help, which everybody knows
         for (const CLI::Option* const lOption : OptionsOf(aCommand, false))
         {
+            // A hidden option works and is not listed; it has an empty group.
             if (lOption->get_group() == lGroup && IsShown(*lOption))
             {
                 std::string& lPlace = lOption == aCommand.get_help_ptr() ? lLast : lEntries;
@@ -151,6 +152,7 @@ std::string Syntax(const CLI::App& aCommand)
     bool lOptional = false;
     for (const CLI::Option* const lOption : OptionsOf(aCommand, false))
     {
+        // Options that must be given are in the line by name, the others as one word.
         lOptional = lOptional || (!lOption->get_required() && IsShown(*lOption));
         if (lOption->get_required())
         {

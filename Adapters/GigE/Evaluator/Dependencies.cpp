@@ -77,6 +77,7 @@ void Dependencies::CollectUsers()
 {
     const auto lCount = static_cast<NodeId>(mNodes.GetCount());
     mFirstUser.assign(lCount + 1, 0);
+    // Two passes with the same rule: one counts, one fills in.
     const auto lForEach = [&](const auto& aDo)
     {
         for (NodeId lNode = 0; lNode < lCount; ++lNode)
@@ -124,6 +125,7 @@ void Dependencies::SpreadPollingTimes()
     Nodes lOpen;
     for (NodeId lNode = 0; lNode < mNodes.GetCount(); ++lNode)
     {
+        // A text that makes no sense counts as no polling time.
         const uint64_t lTime = ParseTime(mNodes.GetText(lNode, PropertyId::PollingTime));
         if (lTime != 0)
         {
@@ -202,6 +204,7 @@ Dependencies::Flags Dependencies::WrittenWith(NodeId aNode) const
         lOpen.pop_back();
         for (const Property& lProperty : mNodes.GetProperties(lNode))
         {
+            // A selector changes which registers its features stand for, so they count as written.
             const bool lFollows = IsTarget(lProperty.mId) || lProperty.mId == PropertyId::Selected;
             if (lFollows && lProperty.mNode != cNoNode && !lSeen[lProperty.mNode])
             {
@@ -309,6 +312,7 @@ uint64_t Dependencies::PollingTimeOf(const std::string& aName) const
     const NodeId lNode = mNodes.FindNode(aName);
     for (const NodeId lPart : lNode != cNoNode ? ListOf(WrittenWith(lNode)) : Nodes())
     {
+        // The time may stand at the register that the feature is read from, so all of them count; the shortest decides.
         lTime = Shorter(lTime, ParseTime(mNodes.GetText(lPart, PropertyId::PollingTime)));
     }
     return lTime;
@@ -324,6 +328,7 @@ struct Dependencies::Listing
     /// Entries of a structure have one text together, and features one category: copies may be many times as long.
     std::string Take(std::string_view aText)
     {
+        // A text without room is left out; the feature is listed all the same.
         const bool lFits = aText.size() <= mTextLeft;
         mTextLeft -= lFits ? aText.size() : 0;
         return std::string(lFits ? aText : std::string_view());

@@ -54,6 +54,7 @@ bool Evaluator::RunFormula(NodeId aNode, const Property& aFormula, const Argumen
     std::string lProblem;
     const auto lVariables = [&](std::string_view aName, Number& aVariable)
     { return GetVariable(aNode, aName, aArgument, aVariable); };
+    // The kind of the node decides whether 1/2 is 0 or 0.5.
     const Arithmetic lArithmetic =
         IsWhole(mNodes.Get(aNode).mKind) ? Arithmetic::Integers : Arithmetic::Floats;
     return lFormula->Evaluate(lArithmetic, lVariables, aValue, lProblem) || FailAt(aNode, lProblem);
@@ -140,6 +141,7 @@ bool Evaluator::GetVariable(NodeId aNode, std::string_view aName, const Argument
 bool Evaluator::GetExpression(NodeId aNode, const Property& aExpression, const Argument* aArgument,
                               Number& aValue)
 {
+    // With an argument the result is that of this value alone, so nothing is kept.
     const auto lKnown = aArgument == nullptr ? mExpressions.find(&aExpression) : mExpressions.end();
     if (lKnown != mExpressions.end())
     {
@@ -164,6 +166,7 @@ bool Evaluator::GetSuffixed(NodeId aNode, const Property& aVariable, std::string
     {
         return false;
     }
+    // The suffixes that stand for the value itself.
     if (aSuffix.empty() || aSuffix == "Value" || aSuffix == "Enum")
     {
         return GetNumber(aVariable.mNode, aValue);

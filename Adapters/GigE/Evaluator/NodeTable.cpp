@@ -223,6 +223,8 @@ void NodeTable::AddProperty(const XmlDocument& aDocument, Index aChild)
                      lChild.mAttributeCount == 0
                          ? std::string_view()
                          : aDocument.GetAttribute(lChild, lIndexed ? "Index" : "Name")});
+    // The offset is an attribute. It becomes a property of its own right after its index, where the address looks for
+    // it.
     if (*lId == PropertyId::Index)
     {
         for (const auto& [lName, lOffset] :
@@ -257,6 +259,8 @@ void NodeTable::Resolve()
 {
     for (Property& lProperty : mProperties)
     {
+        // A reference to a node that does not exist stays empty. It fails where it is used, and the rest of the
+        // description works.
         if (IsReference(lProperty.mId) && lProperty.mNode == cNoNode)
         {
             lProperty.mNode = FindNode(lProperty.mText);

@@ -15,6 +15,7 @@ constexpr double cBeyond = 9223372036854775808.0; // 2 to the 63rd
 
 std::optional<int64_t> Whole(double aValue)
 {
+    // The conversion is undefined outside this range. The upper limit itself is a double and no int64_t.
     return aValue >= -cBeyond && aValue < cBeyond ? std::optional(static_cast<int64_t>(aValue))
                                                   : std::nullopt;
 }
@@ -32,6 +33,7 @@ std::optional<int64_t> ParseParts(std::string_view aText, char aSeparator, int a
             return std::nullopt;
         }
         uint8_t lByte = 0;
+        // A part above 255 does not fit into the byte, which is an error of the conversion.
         const auto lResult = std::from_chars(lNext, lEnd, lByte, aBase);
         if (lResult.ec != std::errc())
         {
@@ -118,6 +120,7 @@ std::optional<bool> ParseBoolean(std::string_view aText)
 std::string FloatText(double aValue)
 {
     std::array<char, 32> lText{};
+    // The shortest text that reads back as the same number, whatever the user's language is.
     const auto lResult = std::to_chars(lText.data(), lText.data() + lText.size(), aValue);
     return {lText.data(), lResult.ptr};
 }
@@ -165,6 +168,7 @@ std::optional<int64_t> ParseInteger(std::string_view aText, Representation aRepr
     {
         lValue = ParseParts(aText, ':', 16, 6);
     }
+    // A plain number does as well: programs write what they have read as a number elsewhere.
     return lValue ? lValue : ParseInteger(aText);
 }
 

@@ -31,6 +31,7 @@ bool Evaluator::SetByKind(NodeId aNode, const Number& aValue)
             return FailAt(aNode, "the value is too large for 64 bits");
         }
         return CheckRange(aNode, Number::Integer(*lInteger)) && SetSource(aNode, Number::Integer(*lInteger));
+    // A floating-point number goes on as it is: what takes it rounds it or not.
     case ElementKind::Float:
         return CheckRange(aNode, Number::Float(aValue.AsFloat())) && SetSource(aNode, aValue);
     case ElementKind::IntReg:
@@ -76,6 +77,7 @@ bool Evaluator::SetSource(NodeId aNode, const Number& aValue)
     }
     if (lSource.mConstant != nullptr)
     {
+        // A value in the description is the application's own: TLParamsLocked, for example, has no register.
         mLocalNumbers[lSource.mConstant] = aValue;
         ++mUse; // what was worked out with the old value
         mExpressions.clear();
@@ -110,6 +112,7 @@ bool Evaluator::SetEnumeration(NodeId aNode, const Number& aValue)
         {
             return false;
         }
+        // The entry's own number is written. Whether the entry is available is the caller's question.
         if (lEntry.Rounded() == aValue.Rounded())
         {
             return SetSource(aNode, lEntry);
@@ -120,6 +123,7 @@ bool Evaluator::SetEnumeration(NodeId aNode, const Number& aValue)
 
 bool Evaluator::SetConverter(NodeId aNode, const Number& aValue)
 {
+    // In a converter's formula for writing, FROM is the value that the user gives.
     const Argument lArgument{"FROM", aValue};
     Number lResult;
     return EvaluateFormula(aNode, mNodes.Find(aNode, PropertyId::FormulaTo), &lArgument, lResult) &&
@@ -195,6 +199,7 @@ bool Evaluator::MayKeepWritten(NodeId aRegister, const std::vector<NodeId>& aSta
 {
     for (const Property& lProperty : mNodes.GetProperties(aRegister))
     {
+        // WriteAround: the device may make something else of the value, so it is read back.
         const bool lAround = lProperty.mId == PropertyId::Cachable && lProperty.mText != "WriteThrough";
         const bool lWriteOnly = lProperty.mId == PropertyId::AccessMode && lProperty.mText == "WO";
         const bool lInvalidated = lProperty.mId == PropertyId::Invalidator &&

@@ -55,6 +55,7 @@ int RemainingTime(const Deadline& aEnd)
 std::optional<Console::Size> SizeOf(int aFile)
 {
     winsize lSize{};
+    // Terminals over a serial line, and some in containers, say 0 for both.
     const bool lKnown = ::ioctl(aFile, TIOCGWINSZ, &lSize) == 0 && lSize.ws_col > 0 && lSize.ws_row > 0;
     return lKnown ? std::optional(Console::Size{lSize.ws_col, lSize.ws_row}) : std::nullopt;
 }
@@ -146,6 +147,7 @@ bool Console::EnterRawMode()
     lMode.c_lflag &= ~static_cast<tcflag_t>(ECHO | ECHONL | ICANON | ISIG | IEXTEN);
     lMode.c_cc[VMIN] = 1;
     lMode.c_cc[VTIME] = 0;
+    // After the output that is under way: it was written for the old mode.
     mThis->mRaw = ::tcsetattr(STDIN_FILENO, TCSADRAIN, &lMode) == 0;
     return mThis->mRaw;
 }
@@ -236,6 +238,7 @@ bool Console::WaitForInterrupt(uint32_t aTimeout) const
     const Deadline lEnd(aTimeout);
     pollfd lFile = {mThis->mInterruptFile, POLLIN, 0};
     int lReady = 0;
+    // A signal ends the wait early. The event is raised by then if it was one of those that are watched.
     do
     {
         lReady = gSystem.mPoll(&lFile, 1, RemainingTime(lEnd));

@@ -74,6 +74,7 @@ bool ReadPiece(std::vector<uint8_t>& aPiece)
 {
     aPiece.resize(4096);
     DWORD lRead = 0;
+    // The call leaves the last error alone where it succeeds, and it is asked below.
     ::SetLastError(ERROR_SUCCESS);
     const BOOL lDone = ::ReadFile(::GetStdHandle(STD_INPUT_HANDLE), aPiece.data(),
                                   static_cast<DWORD>(aPiece.size()), &lRead, nullptr);
@@ -234,6 +235,7 @@ bool Console::WatchInterrupts()
             const std::lock_guard lLock(gWatcherMutex);
             gWatcher = mThis->mInput;
         }
+        // After the watcher is set: the first Ctrl-C must find it.
         mThis->mWatching = ::SetConsoleCtrlHandler(OnControl, TRUE) != FALSE;
     }
     return mThis->mWatching;
@@ -243,6 +245,7 @@ Console::ReadResult Console::Read(uint8_t* aBuffer, size_t aSize, size_t& aRead,
 {
     aRead = 0;
     Input& lInput = *mThis->mInput;
+    // With the first read: a program that reads nothing leaves the input to others.
     if (!mThis->mReader.joinable())
     {
         mThis->mReader = std::thread(ReadInput, mThis->mInput);
@@ -302,6 +305,7 @@ bool Console::Write(const uint8_t* aData, size_t aSize)
     while (aSize > 0)
     {
         DWORD lWritten = 0;
+        // Consoles refuse large writes.
         const DWORD lPart = static_cast<DWORD>(std::min<size_t>(aSize, 65536));
         if (::WriteFile(lOutput, aData, lPart, &lWritten, nullptr) == FALSE || lWritten == 0)
         {

@@ -117,6 +117,7 @@ EepromShape ParseShape(const EepromOptions& aOptions)
         throw UsageError("--size: use 1 to " + std::to_string(lLargest) + " bytes" +
                          (aOptions.mWideOffsets ? "" : ", or up to 65536 with --wide-offsets"));
     }
+    // Pieces are cut at multiples of the page, which is only right for the sizes that chips have.
     if (lShape.mPage == 0 || (lShape.mPage & (lShape.mPage - 1)) != 0)
     {
         throw UsageError("--page: a page is a power of two; use 1, 2, 4 and so on up to 256");
@@ -153,6 +154,7 @@ ExitCode RunRead(Context& aContext, const EepromOptions& aOptions)
 ExitCode RunWrite(Context& aContext, const EepromOptions& aOptions)
 {
     const EepromShape lShape = ParseShape(aOptions);
+    // The file is read before the user is asked, so that the question has the number of bytes.
     const std::vector<uint8_t> lBytes = LoadFile(aContext, aOptions.mFile, lShape.mSize - aOptions.mOffset);
     ConfirmChange(aContext, aOptions.mYes, aOptions.mFile == "-",
                   "this writes " + std::to_string(lBytes.size()) + " bytes into the EEPROM at " +

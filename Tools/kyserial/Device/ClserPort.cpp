@@ -97,6 +97,7 @@ KyResult ToResult(CLINT32 aCode)
     {
         return {KyResult::OK};
     }
+    // A time-out has a code of its own: the sender takes it for a server that is busy.
     return {aCode == CL_ERR_TIMEOUT ? KyResult::TIMED_OUT : KyResult::FAILURE, ClserText(aCode).c_str()};
 }
 
@@ -191,6 +192,7 @@ void ClserPort::SetLine(const LineSelection& aLine)
 {
     if (aLine.mParity.has_value() || aLine.mBits.has_value() || aLine.mStopBits.has_value())
     {
+        // The standard leaves the rate alone to be chosen.
         throw OperationError("Camera Link is 8N1");
     }
     const auto& lRates = ClserRates();
@@ -213,6 +215,7 @@ uint32_t ClserPort::ReadEx(uint8_t* aBuffer, uint32_t aSize, uint32_t aTimeout)
 {
     CLUINT32 lCount = aSize;
     const CLINT32 lCode = clSerialReadEx(mReference, reinterpret_cast<CLINT8*>(aBuffer), &lCount, aTimeout);
+    // A time-out is the usual end of a read; what came until then counts.
     if (lCode != CL_ERR_NO_ERR && lCode != CL_ERR_TIMEOUT)
     {
         SetState(ToResult(lCode));
@@ -242,6 +245,7 @@ std::vector<uint8_t> ClserPort::Receive(uint32_t aTimeout)
 // The client library waits for the server's successor without a word.
 void ClserPort::LookForServer()
 {
+    // The list of servers is in memory that all programs share, so it is not looked at in each of the reads.
     if (mNextLook.GetRemaining() > 0)
     {
         return;

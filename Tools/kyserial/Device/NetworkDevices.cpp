@@ -43,6 +43,7 @@ public:
     void Look()
     {
         constexpr int cGrace = 16;
+        // Counted in turns of the watch, so no clock has to be asked.
         mTicks += mConsole.IsInterrupted() ? 1 : 0;
         // A connection that is being made ends at once. One that is used gets the time to put the device's settings
         // back.
@@ -67,6 +68,7 @@ public:
         static JxUtilsLib::Mutex sLock;
         static std::weak_ptr<InterruptWatch> sWatch;
         const JxUtilsLib::LockScope lScope(sLock);
+        // Weak: the thread ends with the last device, and the next one starts it anew.
         std::shared_ptr<InterruptWatch> lWatch = sWatch.lock();
         if (lWatch == nullptr)
         {
@@ -218,6 +220,7 @@ std::string FindNetworkController(const std::string& aName)
     lDevice.mAddress = lAddress.mAddress;
     lDevice.mPort = lAddress.mPort;
     lDevice.mInterface = lAddress.mInterface;
+    // A device may be controlled and not say by what.
     const bool lIsKnown =
         KyGigE::FindController(lDevice, lController).empty() && !lController.mAddress.empty();
     return lIsKnown ? lController.mAddress + ':' + std::to_string(lController.mPort) : std::string();
@@ -265,6 +268,7 @@ std::optional<uint64_t> ParseMac(const std::string& aText)
 {
     std::string lDigits = aText;
     const char lSeparator = aText.size() > 2 && (aText[2] == ':' || aText[2] == '-') ? aText[2] : '\0';
+    // From the end, so that the places of those before do not move; below 0 the index is larger than any.
     for (size_t lIndex = 14; lSeparator != '\0' && aText.size() == 17 && lIndex < aText.size(); lIndex -= 3)
     {
         if (aText[lIndex] == lSeparator)
