@@ -42,6 +42,10 @@ class Place:
     def command(self, *words, device=True):
         return [*self.program, *words] + (["--device", self.device] if device else [])
 
+    def port_command(self, *words):
+        """Of a program that has a port open for a while; what it loses is in its log."""
+        return self.command(*words, "-q", "--log-level", "error")
+
 
 class Channel:
     """Two descriptors that lead to a port."""
@@ -79,9 +83,13 @@ class Channel:
 
 @contextlib.contextmanager
 def running(command, after=lambda: None, **options):
-    program = subprocess.Popen([str(word) for word in command], stderr=subprocess.DEVNULL, **options)
+    errors = tempfile.TemporaryFile("w+", errors="replace")
+    program = subprocess.Popen([str(word) for word in command], stderr=errors, **options)
     try:
         yield program
+    except ValueError as error:  # what the program says of it, the log of the library among it
+        errors.seek(0)
+        raise ValueError("; ".join([str(error), *errors.read().splitlines()[-2:]])) from error
     finally:
         if program.stdin:
             program.stdin.close()
@@ -107,7 +115,7 @@ def eventually(what):
 
 @contextlib.contextmanager
 def through_term(place, port, rate):
-    with running(place.command("term", "-q", "--quiet-time", "never", "--port", port, "--baud", rate), place.wait_until_free,
+    with running(place.port_command("term", "--quiet-time", "never", "--port", port, "--baud", rate), place.wait_until_free,
                  stdin=subprocess.PIPE, stdout=subprocess.PIPE) as program:
         yield Channel(program.stdout.fileno(), program.stdin.fileno())
 
@@ -116,7 +124,7 @@ def through_term(place, port, rate):
 def through_pty(place, port, rate):
     with tempfile.TemporaryDirectory() as folder:
         link = pathlib.Path(folder) / "port"
-        with running(place.command("bridge", "-q", "--port", port, "--baud", rate, "--pty", link)):
+        with running(place.port_command("bridge", "--port", port, "--baud", rate, "--pty", link)):
             terminal = eventually(lambda: os.open(link, os.O_RDWR | os.O_NOCTTY))
             try:
                 tty.setraw(terminal)
@@ -134,7 +142,7 @@ def free_port():
 @contextlib.contextmanager
 def through_tcp(place, port, rate):
     number = free_port()
-    with running(place.command("bridge", "-q", "--port", port, "--baud", rate, "--tcp", f"127.0.0.1:{number}"),
+    with running(place.port_command("bridge", "--port", port, "--baud", rate, "--tcp", f"127.0.0.1:{number}"),
                  place.wait_until_free):
         with eventually(lambda: socket.create_connection(("127.0.0.1", number))) as client:
             client.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
@@ -146,7 +154,7 @@ def through_camera_link(place, port, rate):
     name = f"LineTime{os.getpid()}"
     listed = lambda: name if name.encode() in subprocess.run(
         place.command("clser", "list", device=False), capture_output=True).stdout else None
-    with running(place.command("bridge", "-q", "--port", port, "--baud", rate, "--clser", name)):
+    with running(place.port_command("bridge", "--port", port, "--baud", rate, "--clser", name)):
         eventually(listed)
         with running(place.command("clser", "term", "-q", "--quiet-time", "never", "--baud", rate, name, device=False),
                      stdin=subprocess.PIPE, stdout=subprocess.PIPE) as program:
