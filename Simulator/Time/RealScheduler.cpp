@@ -55,12 +55,19 @@ Time RealScheduler::Now() const
 
 void RealScheduler::At(Time aTime, std::function<void()> aAction)
 {
-    LockScope lScope(mWork->mLock);
+    // Held to the end of this call: the action may destroy this scheduler as soon as the lock is free, and the last owner of
+    // the work would free the lock while it is given back here.
+    const std::shared_ptr<Work> lWork = mWork;
+    LockScope lScope(lWork->mLock);
     // An action that runs during the end may order another one, which nobody would run.
-    if (!mWork->mStop)
+    if (!lWork->mStop)
     {
-        mWork->mActions.emplace(aTime, std::move(aAction));
-        mWork->mChanged.NotifyAll();
+        const auto lOrdered = lWork->mActions.emplace(aTime, std::move(aAction));
+        // The thread sleeps until the next action is due: a later one is no reason to wake.
+        if (lOrdered == lWork->mActions.begin())
+        {
+            lWork->mChanged.NotifyAll();
+        }
     }
 }
 

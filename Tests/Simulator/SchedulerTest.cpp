@@ -8,6 +8,7 @@
 #include <atomic>
 #include <future>
 #include <memory>
+#include <thread>
 #include <vector>
 
 using namespace KySimulator;
@@ -64,6 +65,39 @@ TEST(RealSchedulerTest, AnEarlierActionOvertakesAWaitingOne)
     lClock.At(lClock.Now(), [&] { lRan.set_value(); });
     lRan.get_future().get();
     EXPECT_FALSE(lLate);
+}
+
+TEST(RealSchedulerTest, ManyThreadsOrderAndEachActionRuns)
+{
+    RealScheduler lClock;
+    constexpr int cThreads = 4;
+    constexpr int cOrders = 500;
+    std::atomic<int> lLeft{cThreads * cOrders};
+    std::promise<void> lAllRan;
+    std::vector<std::thread> lThreads;
+    for (int lThread = 0; lThread < cThreads; ++lThread)
+    {
+        lThreads.emplace_back(
+            [&]
+            {
+                for (int lOrder = 0; lOrder < cOrders; ++lOrder)
+                {
+                    lClock.At(lClock.Now() + std::chrono::microseconds(lOrder % 7 * 50),
+                              [&]
+                              {
+                                  if (--lLeft == 0)
+                                  {
+                                      lAllRan.set_value();
+                                  }
+                              });
+                }
+            });
+    }
+    EXPECT_EQ(lAllRan.get_future().wait_for(30s), std::future_status::ready);
+    for (std::thread& lThread : lThreads)
+    {
+        lThread.join();
+    }
 }
 
 TEST(RealSchedulerTest, CanBeDestroyedByOneOfItsActions)
