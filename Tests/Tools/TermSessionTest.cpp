@@ -25,7 +25,7 @@ class SessionPort final : public KyTest::ScriptedPort
 public:
     KyResult Send(const uint8_t* aData, uint32_t aSize, uint32_t& aSent) override
     {
-        const KyResult lResult = ScriptedPort::Send(aData, aSize, aSent);
+        KyResult lResult = ScriptedPort::Send(aData, aSize, aSent);
         mAway = mAway || mSent.size() >= mAwayAfter;
         return lResult;
     }
@@ -218,7 +218,7 @@ TEST_F(TermSessionTest, AFileThatIsMissingFailsAScriptAndIsNoticedByAUser)
 
 TEST_F(TermSessionTest, AFileGoesOutWholeBeforeTheInput)
 {
-    const std::string lContent(PortSender::cPiece * 3 + 1, 'f');
+    const std::string lContent(size_t{PortSender::cPiece} * 3 + 1, 'f');
     ASSERT_TRUE(KyTest::WriteFile(mFile, lContent));
     mSettings.mInteractive = false;
     mSettings.mFile = mFile;
@@ -230,7 +230,7 @@ TEST_F(TermSessionTest, AFileGoesOutWholeBeforeTheInput)
 // Sent later, they would reach the port in the middle of something else.
 TEST_F(TermSessionTest, KeysThatAreTypedWhileAFileGoesOutAreDropped)
 {
-    const std::string lContent(PortSender::cPiece * 3 + 1, 'f');
+    const std::string lContent(size_t{PortSender::cPiece} * 3 + 1, 'f');
     ASSERT_TRUE(KyTest::WriteFile(mFile, lContent));
     mSettings.mFile = mFile;
     Run("typed");
@@ -240,7 +240,7 @@ TEST_F(TermSessionTest, KeysThatAreTypedWhileAFileGoesOutAreDropped)
 
 TEST_F(TermSessionTest, TheEscKeyStopsAFileBetweenTwoPieces)
 {
-    ASSERT_TRUE(KyTest::WriteFile(mFile, std::string(PortSender::cPiece * 3, 'f')));
+    ASSERT_TRUE(KyTest::WriteFile(mFile, std::string(size_t{PortSender::cPiece} * 3, 'f')));
     mSettings.mFile = mFile;
     Run("\x1B");
     EXPECT_EQ(size_t{PortSender::cPiece}, mPort.mSent.size());
@@ -250,7 +250,7 @@ TEST_F(TermSessionTest, TheEscKeyStopsAFileBetweenTwoPieces)
 
 TEST_F(TermSessionTest, AFileStopsWhenTheDeviceGoesAway)
 {
-    ASSERT_TRUE(KyTest::WriteFile(mFile, std::string(PortSender::cPiece * 3, 'f')));
+    ASSERT_TRUE(KyTest::WriteFile(mFile, std::string(size_t{PortSender::cPiece} * 3, 'f')));
     mPort.mAwayAfter = PortSender::cPiece;
     mSettings.mFile = mFile;
     Run("");
