@@ -1,9 +1,9 @@
 // "kyserial bridge" to a pseudo terminal, and what it says on its command line.
 
-#include "BridgeRun.h"
 #include "Support/PatternMatcher.h"
 #include "Support/QuickStop.h"
-#include "TerminalUser.h"
+#include "Tools/BridgeRun.h"
+#include "Tools/TerminalUser.h"
 
 #include <KyPlatform/HostSerialPort.h>
 #include <Platform/PseudoTerminal.h>

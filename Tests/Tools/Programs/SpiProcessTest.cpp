@@ -1,4 +1,4 @@
-#include "ToolRun.h"
+#include "Tools/ToolRun.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,9 +1,9 @@
 // "kyserial clser" and "kyserial bridge --clser", each in a process of its own.
 
-#include "BridgeRun.h"
 #include "Support/PatternMatcher.h"
 #include "Support/UniqueName.h"
 #include "Support/WaitFor.h"
+#include "Tools/BridgeRun.h"
 
 #include <JxUtilsLib/Thread.h>
 

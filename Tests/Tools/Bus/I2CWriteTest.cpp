@@ -1,6 +1,6 @@
 // "kyserial i2c set" and "transfer" on the bus of the simulated camera.
 
-#include "CommandRun.h"
+#include "Tools/CommandRun.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

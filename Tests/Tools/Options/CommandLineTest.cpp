@@ -1,4 +1,4 @@
-#include "CommandRun.h"
+#include "Tools/CommandRun.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

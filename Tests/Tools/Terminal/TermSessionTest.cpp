@@ -1,7 +1,7 @@
 #include "kyserial/Terminal/TermSession.h"
-#include "ScriptedPort.h"
 #include "Support/CapturedRun.h"
 #include "Support/WaitFor.h"
+#include "Tools/ScriptedPort.h"
 #include "kyserial/Text/Failure.h"
 
 #include <gmock/gmock.h>

@@ -1,7 +1,7 @@
 // "kyserial bridge" to a serial port of the host.
 
-#include "BridgeRun.h"
 #include "Tests/Support/HostLinkTest.h"
+#include "Tools/BridgeRun.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
 #include "kyserial/Bridge/BridgeSession.h"
-#include "CutDevice.h"
 #include "Support/CapturedRun.h"
 #include "Support/WaitFor.h"
+#include "Tools/CutDevice.h"
 #include "kyserial/Text/Failure.h"
 
 #include <gmock/gmock.h>

@@ -1,7 +1,7 @@
 #include "kyserial/Bridge/BridgedPort.h"
-#include "CutDevice.h"
 #include "Support/Process.h"
 #include "Support/WaitFor.h"
+#include "Tools/CutDevice.h"
 #include "kyserial/Options/Options.h"
 #include "kyserial/Text/Failure.h"
 

@@ -1,5 +1,5 @@
 #include "Support/PatternMatcher.h"
-#include "ToolRun.h"
+#include "Tools/ToolRun.h"
 
 #include <KyPlatform/HostSerialPort.h>
 

@@ -1,6 +1,6 @@
 #include "kyserial/Device/DevicePort.h"
 
-#include "CutDevice.h"
+#include "Tools/CutDevice.h"
 #include "kyserial/Options/Options.h"
 
 #include <gtest/gtest.h>

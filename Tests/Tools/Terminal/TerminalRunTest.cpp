@@ -1,6 +1,6 @@
 #include "kyserial/Terminal/TerminalRun.h"
-#include "ScriptedPort.h"
 #include "Support/CapturedRun.h"
+#include "Tools/ScriptedPort.h"
 
 #include <CLI/CLI.hpp>
 #include <gmock/gmock.h>

@@ -1,4 +1,4 @@
-#include "ScriptedPort.h"
+#include "Tools/ScriptedPort.h"
 #include "kyserial/Device/ReconnectingPort.h"
 #include "kyserial/Terminal/KeyReader.h"
 #include "kyserial/Terminal/Screen.h"

@@ -1,4 +1,4 @@
-#include "ScriptedPort.h"
+#include "Tools/ScriptedPort.h"
 
 #include "kyserial/Terminal/PortStreams.h"
 #include "kyserial/Text/Failure.h"
