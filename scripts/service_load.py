@@ -100,7 +100,10 @@ class Run:
                      "cameras": [parts.Process(camera.process.pid) for camera in self.cameras]}
         before = {name: sum(one.cpu() for one in group) for name, group in processes.items()}
         begin = time.monotonic()
-        drain = parts.run_streams(streams, self.rate, lambda: time.monotonic() < begin + self.options.seconds)
+        try:
+            drain = parts.run_streams(streams, self.rate, lambda: time.monotonic() < begin + self.options.seconds)
+        except Failure as failure:
+            raise Failure(f"{failure}; {service.reason()}") from failure
         took = time.monotonic() - begin
         megabytes = sum(stream.received for stream in streams) / 1e6
         self.figures.update({

@@ -213,13 +213,26 @@ class Service:
         self.process.send_signal(signal.SIGHUP)
         return self.find(r" reloaded ", start)[0] - begin
 
+    def reason(self, first=0):
+        """For a failure: what the service has counted as lost at the cameras from this number on, and the last that it has logged of them."""
+        lost = [f"{device} {port} {way} {ledger[way]['lost']}" for (device, port), ledger in self.ports().items()
+                for way in ("to_device", "from_device") if int(device[1:]) >= first and ledger[way]["lost"]]
+        now = time.monotonic()
+        lines = [f"{now - when:.1f} s ago: {line}" for when, line in self.lines
+                 if any(int(number) >= first for number in re.findall(r"\bc(\d+)\b", line))]
+        return "\n  ".join([f"counted as lost: {', '.join(lost[:20]) or 'nothing'}; the service has logged:", *lines[-20:]])
+
     def stop(self):
         """Seconds until the process has ended."""
+        # wait() with a limit looks only every 50 ms.
+        end = os.pidfd_open(self.process.pid)
         begin = time.monotonic()
         self.process.terminate()
+        select.select([end], [], [], PATIENCE)
+        took = time.monotonic() - begin
+        os.close(end)
         if self.process.wait(PATIENCE) != 0:
             raise Failure(f"the service ended with {self.process.returncode}: {self.lines[-3:]}")
-        took = time.monotonic() - begin
         self.reader.join()
         return took
 
