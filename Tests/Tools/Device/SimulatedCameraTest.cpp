@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <string>
+#include <thread>
 
 namespace
 {
@@ -108,6 +109,34 @@ TEST_F(SimulatedCameraTest, ACameraThatIsBackIsAsAfterPowerUp)
     EXPECT_TRUE(KyTest::WaitFor([&] { return lCamera.GetAdapter().IsConnected(); }));
     EXPECT_EQ(2U, lCamera.GetGeneration());
     EXPECT_EQ(lAtPowerUp, RateOf(lCamera));
+}
+
+// Its users set the ports up as soon as they see it connected, and share the port selector.
+TEST_F(SimulatedCameraTest, ACameraThatIsBackChangesNothingItselfAnyMore)
+{
+    mOptions.mCutAfter = 1;
+    mOptions.mBackAfter = 1;
+    for (int lRound = 0; lRound < 20; ++lRound)
+    {
+        SimulatedCamera lCamera(mOptions);
+        IKyDeviceAdapter& lAdapter = lCamera.GetAdapter();
+        const auto lAwaitConnection = [&]
+        {
+            while (!lAdapter.IsConnected()) // without a pause, which would miss the moment
+            {
+                std::this_thread::yield();
+            }
+        };
+        std::thread lOther(lAwaitConnection); // one of the two brings the camera back
+        lAwaitConnection();
+        EXPECT_TRUE(lAdapter.SetFeatureFromString("BulkSelector", "Bulk3").IsOK());
+        EXPECT_TRUE(lAdapter.SetFeatureFromString("Uart0BaudRate", "Baud57600").IsOK());
+        lOther.join();
+        KyString lSelector;
+        EXPECT_TRUE(lAdapter.GetFeatureAsString("BulkSelector", lSelector).IsOK());
+        EXPECT_EQ("Bulk3", std::string(lSelector.GetAscii()));
+        EXPECT_EQ("Baud57600", RateOf(lCamera));
+    }
 }
 
 TEST_F(SimulatedCameraTest, FeaturesHaveTheirKinds)

@@ -51,7 +51,7 @@ class ReturningAdapter : public SimulatedDeviceAdapter
 public:
     /// \param aBackAfter  Milliseconds; 0: it stays away.
     ReturningAdapter(const std::shared_ptr<CameraModel>& aCamera, uint32_t aBackAfter)
-        : SimulatedDeviceAdapter(aCamera), mBackAfter(aBackAfter)
+        : SimulatedDeviceAdapter(aCamera), mCamera(aCamera), mBackAfter(aBackAfter)
     {
         for (const KyDeviceSerial lPort : cPorts)
         {
@@ -94,15 +94,18 @@ private:
     {
         static_cast<void>(
             GetCamera().WriteRegister(KyDeviceProtocol::cInterruptEnable, 0)); // a camera may lack it
-        ++mGeneration; // first: a reader that sees the camera connected sees the new generation too
-        GetFaults().Reconnect();
+        // All before the connection is back: its users set the ports up at once, and share the port selector.
+        SimulatedDeviceAdapter lPowerUp(mCamera);
         for (const PortSettings& lSettings : mAtPowerUp)
         {
-            static_cast<void>(lSettings.Write(*this)); // they were there before
+            static_cast<void>(lSettings.Write(lPowerUp)); // they were there before
         }
-        static_cast<void>(mAtPowerUp.at(KyDeviceSerialBulk0).Write(*this));
+        static_cast<void>(mAtPowerUp.at(KyDeviceSerialBulk0).Write(lPowerUp));
+        ++mGeneration; // a reader that sees the camera connected sees the new generation too
+        GetFaults().Reconnect();
     }
 
+    const std::shared_ptr<CameraModel> mCamera;
     const uint32_t mBackAfter;
     std::atomic<uint64_t> mGeneration{1};
     std::vector<PortSettings> mAtPowerUp;
