@@ -57,9 +57,10 @@ void ServedDevice::AskToEnd()
 
 void ServedDevice::Update(const ServedDeviceEntry& aEntry)
 {
+    std::vector<ServedPortEntry> lWanted = aEntry.mPorts; // as a whole or not at all
     {
         const Lock lLock(mLock);
-        mWanted = aEntry.mPorts;
+        mWanted = std::move(lWanted);
         mLevel = aEntry.mLevel;
     }
     Ask();
@@ -117,7 +118,14 @@ void ServedDevice::Look()
         }
         mIsBusy = true; // no worker starts while this thread has the ports
     }
-    Follow();
+    try
+    {
+        Follow();
+    }
+    catch (const std::exception&)
+    {
+        // Short of memory: the log misses a line, and the device is free for the next look.
+    }
     const Lock lLock(mLock);
     Rest();
     if (mHasWork) // asked for meanwhile
@@ -161,15 +169,25 @@ bool ServedDevice::WorkOnce()
         }
         mHasWork = false;
     }
-    if (mStop)
+    try
     {
-        End();
+        if (mStop)
+        {
+            End();
+        }
+        else
+        {
+            Serve();
+        }
+        return true;
     }
-    else
+    catch (const std::exception&) // short of memory; what runs goes on, and the next look tries again
     {
-        Serve();
+        const Lock lLock(mLock);
+        mHasWork = true;
+        Rest();
+        return false;
     }
-    return true;
 }
 
 void ServedDevice::Serve()
@@ -205,19 +223,23 @@ void ServedDevice::Adopt()
         {
             return;
         }
-        const std::vector<ServedPortEntry> lWanted = *std::move(mWanted);
-        mWanted.reset();
         std::vector<PortPtr> lPorts;
-        for (const ServedPortEntry& lEntry : lWanted)
+        lLeaving = mPorts;
+        for (const ServedPortEntry& lEntry : *mWanted)
         {
-            const auto lPlace = std::find_if(mPorts.begin(), mPorts.end(),
+            const auto lPlace = std::find_if(lLeaving.begin(), lLeaving.end(),
                                              [&](const PortPtr& aPort)
                                              { return aPort != nullptr && aPort->mEntry.IsSame(lEntry); });
-            lPorts.push_back(lPlace != mPorts.end() ? std::exchange(*lPlace, nullptr)
-                                                    : std::make_shared<Port>());
-            lPorts.back()->mEntry = lEntry; // it may stand in another line now
+            lPorts.push_back(lPlace != lLeaving.end() ? std::exchange(*lPlace, nullptr)
+                                                      : std::make_shared<Port>());
         }
-        lLeaving = std::exchange(mPorts, std::move(lPorts));
+        // Nothing fails from here on: what is wanted is adopted as a whole.
+        for (size_t lIndex = 0; lIndex < lPorts.size(); ++lIndex)
+        {
+            lPorts[lIndex]->mEntry = std::move(mWanted->at(lIndex)); // it may stand in another line now
+        }
+        mPorts = std::move(lPorts);
+        mWanted.reset();
     }
     // Without the lock: an end waits for the device, and the status must not wait with it.
     for (const PortPtr& lPort : lLeaving)
@@ -232,8 +254,9 @@ void ServedDevice::Adopt()
 
 bool ServedDevice::IsComplete() const
 {
-    return mDevice != nullptr && std::all_of(mPorts.begin(), mPorts.end(),
-                                             [](const PortPtr& aPort) { return aPort->mBridge.has_value(); });
+    return !mWanted.has_value() && mDevice != nullptr &&
+           std::all_of(mPorts.begin(), mPorts.end(),
+                       [](const PortPtr& aPort) { return aPort->mBridge.has_value(); });
 }
 
 // \return Why there is no device; empty: it is connected.

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <exception>
 #include <functional>
+#include <new>
 #include <thread>
 #include <utility>
 
@@ -37,7 +38,14 @@ public:
               {
                   while (!mStop.Wait_ms(cTick))
                   {
-                      lWhat();
+                      try
+                      {
+                          lWhat();
+                      }
+                      catch (const std::exception&)
+                      {
+                          // Short of memory: the next one may find some.
+                      }
                   }
               })
     {
@@ -156,7 +164,14 @@ void Service::TakeRequests(KyToolPlatform::HangUp& aHangUp)
     if (aHangUp.Take() || lIsAsked)
     {
         static_cast<void>(mReload.Reset()); // first: a request that comes now is another one
-        Reload();
+        try
+        {
+            Reload();
+        }
+        catch (const std::bad_alloc&) // what runs goes on
+        {
+            mLog.Add(LogLevel::Error, "not all of " + mFile + " is reloaded: there is not enough memory");
+        }
     }
 }
 
@@ -238,17 +253,17 @@ void Service::Apply(const ServeConfiguration& aConfiguration)
         lDevice->AskToEnd();
     }
     mLeaving.splice(mLeaving.end(), mDevices);
+    mDevices.swap(lDevices); // before new ones: these run on when there is no memory for them
     for (const ServedDeviceEntry& lEntry : aConfiguration.mDevices)
     {
         const bool lRuns =
-            std::any_of(lDevices.begin(), lDevices.end(),
+            std::any_of(mDevices.begin(), mDevices.end(),
                         [&](const auto& aDevice) { return aDevice->GetEntry().IsSame(lEntry); });
         if (!lRuns)
         {
-            lDevices.push_back(std::make_shared<ServedDevice>(lEntry, mContext.mConsole, mNetwork, mLog));
+            mDevices.push_back(std::make_shared<ServedDevice>(lEntry, mContext.mConsole, mNetwork, mLog));
         }
     }
-    mDevices = std::move(lDevices);
     mConfiguration = aConfiguration;
 }
 

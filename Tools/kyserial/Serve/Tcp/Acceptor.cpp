@@ -2,6 +2,7 @@
 
 #include "kyserial/Text/Failure.h"
 
+#include <JxUtilsLib/Thread.h>
 #include <KyPlatform/HostSerialPort.h>
 #include <boost/asio/post.hpp>
 
@@ -16,6 +17,7 @@ namespace
 {
 
 constexpr std::chrono::milliseconds cAcceptPause(100);
+constexpr uint32_t cMemoryPause = 10; // ms
 
 } // namespace
 
@@ -50,7 +52,8 @@ uint16_t Acceptor::Open(const std::string& aAddress, uint16_t aPort)
                              lError.message());
     }
     const uint16_t lPort = mAcceptor.local_endpoint(lError).port();
-    boost::asio::post(mAcceptor.get_executor(), [lThis = shared_from_this()] { lThis->Accept(); });
+    boost::asio::post(mAcceptor.get_executor(),
+                      [lThis = shared_from_this()] { Persist([&] { lThis->Accept(); }); });
     return lPort;
 }
 
@@ -75,38 +78,69 @@ void Acceptor::Accept()
             {
                 return;
             }
-            if (aError) // of a system that has no more sockets: the connection stays in its queue
-            {
-                lThis->Pause(aError.message());
-                return;
-            }
+            bool lHasMemory = true;
             try
             {
-                lThis->mTake(std::move(aSocket));
+                if (!aError)
+                {
+                    lThis->mTake(std::move(aSocket));
+                }
             }
             catch (const std::bad_alloc&) // this connection ends, and others may come
             {
-                lThis->Pause("there is not enough memory");
-                return;
+                lHasMemory = false;
             }
-            lThis->Accept();
+            Persist(
+                [&]
+                {
+                    if (aError) // of a system that has no more sockets: the connection stays in its queue
+                    {
+                        lThis->Pause(aError.message());
+                    }
+                    else if (!lHasMemory)
+                    {
+                        lThis->Pause("there is not enough memory");
+                    }
+                    else
+                    {
+                        lThis->Accept();
+                    }
+                });
         });
+}
+
+// Without memory even to begin the next wait nobody would ever be taken again. There is nothing else to do than to try.
+template<typename Step>
+void Acceptor::Persist(const Step& aStep)
+{
+    for (bool lDone = false; !lDone;)
+    {
+        try
+        {
+            aStep();
+            lDone = true;
+        }
+        catch (const std::bad_alloc&)
+        {
+            JxUtilsLib::Thread::Sleep(cMemoryPause);
+        }
+    }
 }
 
 // A new try at once would fail as well, and keep a processor and the network's thread busy.
 void Acceptor::Pause(const std::string& aWhy)
 {
-    ++mFailures;
-    mNews.Add("no client can be taken: " + aWhy + "; trying again");
     mPause.expires_after(cAcceptPause);
     mPause.async_wait(
         [lThis = shared_from_this()](const Error& aError)
         {
             if (!aError)
             {
-                lThis->Accept();
+                Persist([&] { lThis->Accept(); });
             }
         });
+    mNews.Add("no client can be taken: " + aWhy + "; trying again");
+    ++mFailures;
 }
 
 } // namespace KySerialTool

@@ -44,6 +44,8 @@ public:
 private:
     using Error = boost::system::error_code;
 
+    template<typename Step>
+    static void Persist(const Step& aStep);
     void Accept();
     void Pause(const std::string& aWhy);
 

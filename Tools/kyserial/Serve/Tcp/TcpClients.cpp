@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <chrono>
 #include <iterator>
+#include <new>
 #include <utility>
 
 namespace KySerialTool
@@ -65,9 +66,27 @@ void TcpHost::State::Admit(tcp::socket aSocket)
     {
         return; // which closes it
     }
-    Flush(lClient);
-    Watch(lClient);
-    Receive(lClient);
+    WorkFor(lClient,
+            [&]
+            {
+                Flush(lClient);
+                Watch(lClient);
+                Receive(lClient);
+            });
+}
+
+// A connection for which there is no memory ends: it would keep its place, and nothing would go on with it.
+template<typename Work>
+void TcpHost::State::WorkFor(const ClientPtr& aClient, const Work& aWork)
+{
+    try
+    {
+        aWork();
+    }
+    catch (const std::bad_alloc&)
+    {
+        Remove(aClient, true);
+    }
 }
 
 bool TcpHost::State::Enter(const ClientPtr& aClient)
@@ -128,10 +147,14 @@ void TcpHost::State::Receive(const ClientPtr& aClient)
                                              lThis->Remove(aClient, false);
                                              return;
                                          }
-                                         lThis->Watch(aClient);
-                                         lThis->TakePiece(aClient, aCount);
-                                         lThis->Flush(aClient);
-                                         lThis->Receive(aClient);
+                                         lThis->WorkFor(aClient,
+                                                        [&]
+                                                        {
+                                                            lThis->Watch(aClient);
+                                                            lThis->TakePiece(aClient, aCount);
+                                                            lThis->Flush(aClient);
+                                                            lThis->Receive(aClient);
+                                                        });
                                      });
 }
 
@@ -154,13 +177,14 @@ void TcpHost::State::TakePiece(const ClientPtr& aClient, size_t aCount)
 void TcpHost::State::TakeBytes(TcpClient& aClient, const uint8_t* aBytes, size_t aCount)
 {
     const LockScope lScope(mMutex);
-    mCounts.mTaken += aCount;
     if (!IsWriter(aClient))
     {
+        mCounts.mTaken += aCount;
         mCounts.mNotAllowed += aCount;
         return;
     }
     mQueue.Add({reinterpret_cast<const char*>(aBytes), aCount});
+    mCounts.mTaken += aCount; // after it, which may find no memory
     mForDevice.NotifyAll();
 }
 
@@ -213,8 +237,12 @@ void TcpHost::State::Send(const ClientPtr& aClient)
                 lThis->Remove(aClient, false);
                 return;
             }
-            lThis->Watch(aClient);
-            lThis->Flush(aClient);
+            lThis->WorkFor(aClient,
+                           [&]
+                           {
+                               lThis->Watch(aClient);
+                               lThis->Flush(aClient);
+                           });
         });
 }
 
@@ -263,19 +291,20 @@ void TcpHost::State::FlushAll()
     }
     for (const ClientPtr& lClient : lClients)
     {
-        Flush(lClient);
+        WorkFor(lClient, [&] { Flush(lClient); });
     }
     for (const ClientPtr& lClient : lHeld)
     {
-        Receive(lClient);
+        WorkFor(lClient, [&] { Receive(lClient); });
     }
 }
 
 void TcpHost::State::PostFlush()
 {
-    if (!std::exchange(mFlushing, true))
+    if (!mFlushing)
     {
         Asio::post(mContext, [lThis = shared_from_this()] { lThis->FlushAll(); });
+        mFlushing = true; // after it: without the memory for it a later one is needed
     }
 }
 
@@ -299,7 +328,7 @@ void TcpHost::State::Remove(const ClientPtr& aClient, bool aByUs)
     }
     Disconnect(*aClient);
     mHasRoom.NotifyAll();
-    if (!mClients.empty() && mClients.front()->mHeld) // it writes from now on
+    if (!mClosed && !mClients.empty() && mClients.front()->mHeld) // it writes from now on
     {
         PostFlush();
     }
@@ -308,14 +337,16 @@ void TcpHost::State::Remove(const ClientPtr& aClient, bool aByUs)
 void TcpHost::State::CloseAll()
 {
     mAcceptor->Close();
-    std::list<ClientPtr> lClients;
+    ClientPtr lClient;
+    const auto lNext = [&] // one at a time: a list of them would need memory
     {
         const LockScope lScope(mMutex);
         mClosed = true;
-        lClients = mClients;
+        lClient = mClients.empty() ? nullptr : mClients.front();
         mCounts.mLeft += mQueue.Clear();
-    }
-    for (const ClientPtr& lClient : lClients)
+        return lClient != nullptr;
+    };
+    while (lNext())
     {
         Remove(lClient, false);
     }

@@ -5,7 +5,6 @@
 #include <boost/asio/post.hpp>
 
 #include <algorithm>
-#include <future>
 #include <utility>
 
 namespace KySerialTool
@@ -31,14 +30,8 @@ void TcpHost::State::Open()
 void TcpHost::State::Close()
 {
     EndTransfers();
-    std::promise<void> lDone;
-    const auto lClose = [&]
-    {
-        CloseAll();
-        lDone.set_value();
-    };
-    boost::asio::post(mContext, lClose); // the sockets belong to the network's thread
-    lDone.get_future().wait();
+    mClosing.Run(mContext, shared_from_this(),
+                 [this] { CloseAll(); }); // the sockets belong to the network's thread
     const LockScope lScope(mMutex);
     while (mSends > 0) // the system says how much of them has left
     {
@@ -53,10 +46,10 @@ bool TcpHost::State::Insert(const std::string& aBytes)
     {
         return false;
     }
-    mCounts.mTaken += aBytes.size();
     if (!aBytes.empty())
     {
         mQueue.Add(aBytes);
+        mCounts.mTaken += aBytes.size(); // after it, which may find no memory
         mForDevice.NotifyAll();
     }
     return true;

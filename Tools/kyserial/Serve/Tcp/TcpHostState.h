@@ -4,6 +4,7 @@
 #include "kyserial/Serve/Tcp/ClientOutput.h"
 #include "kyserial/Serve/Tcp/ClientQueue.h"
 #include "kyserial/Serve/Tcp/ComPortAnswers.h"
+#include "kyserial/Serve/Tcp/ReservedCall.h"
 #include "kyserial/Serve/Tcp/TcpHost.h"
 #include "kyserial/Serve/Tcp/Telnet.h"
 
@@ -83,6 +84,8 @@ private:
     void Admit(boost::asio::ip::tcp::socket aSocket);
     bool Enter(const ClientPtr& aClient);
     void Watch(const ClientPtr& aClient);
+    template<typename Work>
+    void WorkFor(const ClientPtr& aClient, const Work& aWork);
     void Receive(const ClientPtr& aClient);
     void TakePiece(const ClientPtr& aClient, size_t aCount);
     void Flush(const ClientPtr& aClient);
@@ -113,6 +116,7 @@ private:
     boost::asio::io_context& mContext;
     std::shared_ptr<Acceptor> mAcceptor{};
     uint16_t mPort = 0;
+    ReservedCall mClosing;
     News mFull{};
     mutable JxUtilsLib::Mutex mMutex;
     // Two, since a byte to a client would wake the thread that waits for one from it.

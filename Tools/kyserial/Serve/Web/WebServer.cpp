@@ -1,10 +1,10 @@
 #include "kyserial/Serve/Web/WebServer.h"
 
 #include "kyserial/Serve/Tcp/Acceptor.h"
+#include "kyserial/Serve/Tcp/ReservedCall.h"
 #include "kyserial/Text/Failure.h"
 
 #include <boost/asio/ip/tcp.hpp>
-#include <boost/asio/post.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/core/tcp_stream.hpp>
 #include <boost/beast/http/empty_body.hpp>
@@ -15,7 +15,7 @@
 
 #include <atomic>
 #include <chrono>
-#include <future>
+#include <memory>
 #include <optional>
 
 namespace KySerialTool
@@ -61,15 +61,12 @@ public:
 
     void Close()
     {
-        std::promise<void> lDone;
-        Asio::post(mContext,
-                   [&]
-                   {
-                       mAcceptor->Close();
-                       mContext.stop(); // sessions that wait for their client end here
-                       lDone.set_value();
-                   });
-        lDone.get_future().wait();
+        mClosing.Run(mContext, shared_from_this(),
+                     [this]
+                     {
+                         mAcceptor->Close();
+                         mContext.stop(); // sessions that wait for their client end here
+                     });
     }
 
     std::string TakeNews() { return mAcceptor->TakeNews(); }
@@ -77,9 +74,23 @@ public:
     std::atomic<uint16_t> mPort{0};
 
 private:
+    // One of the few places for sessions.
+    struct Place
+    {
+        explicit Place(std::shared_ptr<State> aServer) : mServer(std::move(aServer)) { ++mServer->mSessions; }
+        ~Place() { --mServer->mSessions; }
+        Place(const Place&) = delete;
+        Place& operator=(const Place&) = delete;
+        const std::shared_ptr<State> mServer;
+    };
+
     struct Session
     {
-        explicit Session(tcp::socket aSocket) : mStream(std::move(aSocket)) {}
+        Session(std::shared_ptr<State> aServer, tcp::socket aSocket)
+            : mPlace(std::move(aServer)), mStream(std::move(aSocket))
+        {
+        }
+        Place mPlace; // free when the last handler of the session is gone
         Beast::tcp_stream mStream;
         Beast::flat_buffer mBuffer{cMostBytes};
         std::optional<Http::request_parser<Http::string_body>> mParser{std::in_place};
@@ -92,14 +103,7 @@ private:
         {
             return; // which closes it
         }
-        // The count goes down with the last handler of the session.
-        ++mSessions;
-        const std::shared_ptr<Session> lSession(new Session(std::move(aSocket)),
-                                                [lThis = shared_from_this()](Session* aEnded)
-                                                {
-                                                    --lThis->mSessions;
-                                                    delete aEnded;
-                                                });
+        const auto lSession = std::make_shared<Session>(shared_from_this(), std::move(aSocket));
         lSession->mParser->body_limit(cMostBytes);
         lSession->mParser->header_limit(cMostBytes);
         lSession->mStream.expires_after(cPatience);
@@ -168,6 +172,7 @@ private:
     Asio::io_context& mContext;
     std::shared_ptr<Acceptor> mAcceptor{};
     std::atomic<int> mSessions{0};
+    ReservedCall mClosing;
 };
 
 WebServer::WebServer(const std::string& aAddress, uint16_t aPort, const std::string& aToken, Source aSource)
