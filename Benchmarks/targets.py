@@ -55,7 +55,7 @@ def counts():
 
 
 def network(cores):
-    udp, where = f"{cores}.net.udp_us", "one core" if cores == "one" else "all cores"
+    udp, where = f"{cores}.net.udp_us", "one core" if cores == "one" else "two cores"
     return [
         (f"{where}: register read, times UDP", ratio(f"{cores}.net.read_us", udp), at_most(1.3)),
         (f"{where}: register write, times UDP", ratio(f"{cores}.net.write_us", udp), at_most(1.3)),

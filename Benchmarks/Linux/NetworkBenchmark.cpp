@@ -23,6 +23,7 @@
 #include <cstdlib>
 #include <ctime>
 #include <functional>
+#include <optional>
 #include <poll.h>
 #include <sched.h>
 #include <sys/eventfd.h>
@@ -67,6 +68,29 @@ void Measure(Figures& aFigures, const std::string& aName, int aRounds, const std
     }
     aFigures.Add(aName, KyBench::GetQuantile(lTimes, 0.5));
 }
+
+/// The processors of the two sides. The system chooses anew in each run whether both sides share one, and a round trip
+/// between two processors takes a multiple of one on a single processor: such runs cannot be compared.
+constexpr int cHere = 0;
+int gThere = 0;
+
+void RunOn(int aProcessor)
+{
+    cpu_set_t lProcessors;
+    CPU_ZERO(&lProcessors);
+    CPU_SET(aProcessor, &lProcessors);
+    ::sched_setaffinity(0, sizeof(lProcessors), &lProcessors); // the threads that follow inherit it
+}
+
+/// For its life the threads that the caller starts run on the camera's processor.
+class CameraSide
+{
+public:
+    CameraSide() { RunOn(gThere); }
+    ~CameraSide() { RunOn(cHere); }
+    CameraSide(const CameraSide&) = delete;
+    CameraSide& operator=(const CameraSide&) = delete;
+};
 
 /// A datagram socket on the loop-back network, nothing around it.
 class PlainSocket
@@ -148,6 +172,7 @@ void MeasureDatagrams(Figures& aFigures, const std::string& aPrefix, int aRounds
     std::thread lEcho(
         [&lThere]
         {
+            RunOn(gThere);
             std::array<uint8_t, 64> lBuffer{};
             for (ssize_t lSize = 16; lSize == 16;)
             {
@@ -172,6 +197,7 @@ void MeasureCalls(Figures& aFigures, const std::string& aPrefix, int aRounds)
     std::thread lEcho(
         [&]
         {
+            RunOn(gThere);
             while (lThere.Answer(lOther, lEvent, lTimer) == 16)
             {
             }
@@ -190,6 +216,7 @@ public:
         : mCamera(MakeModel(), {aPlace, false}, aForms)
     {
         mIsThere = mCamera.Start();
+        mSide.reset();
     }
     ~Camera() { mCamera.Stop(); }
     Camera(const Camera&) = delete;
@@ -207,6 +234,7 @@ private:
         return std::make_shared<KySimulator::CameraModel>(lConfiguration);
     }
 
+    std::optional<CameraSide> mSide{std::in_place}; // first: the camera's threads start after it
     KySimulator::NetworkCamera mCamera;
     bool mIsThere = false;
 };
@@ -434,9 +462,19 @@ void MeasureAravis(Figures& aFigures, const std::string& aPrefix, int aRounds)
     }
 }
 
-void SetProcessors(const cpu_set_t& aProcessors)
+int FindOtherProcessor()
 {
-    ::sched_setaffinity(0, sizeof(aProcessors), &aProcessors); // the threads that follow inherit it
+    cpu_set_t lAll;
+    CPU_ZERO(&lAll);
+    ::sched_getaffinity(0, sizeof(lAll), &lAll);
+    for (int lProcessor = cHere + 1; lProcessor < CPU_SETSIZE; ++lProcessor)
+    {
+        if (CPU_ISSET(lProcessor, &lAll))
+        {
+            return lProcessor;
+        }
+    }
+    return cHere;
 }
 
 } // namespace
@@ -444,17 +482,14 @@ void SetProcessors(const cpu_set_t& aProcessors)
 int main(int aCount, char** /*aArguments*/)
 {
     const int lRounds = aCount > 1 ? 300 : 1500;
-    cpu_set_t lAll;
-    cpu_set_t lOne;
-    ::sched_getaffinity(0, sizeof(lAll), &lAll);
-    CPU_ZERO(&lOne);
-    CPU_SET(0, &lOne);
+    const int lOther = FindOtherProcessor();
     Figures lFigures;
     for (int lRepeat = 0; lRepeat < (aCount > 1 ? KyBench::cQuickRepeats : KyBench::cRepeats); ++lRepeat)
     {
         for (const bool lSpread : {false, true})
         {
-            SetProcessors(lSpread ? lAll : lOne);
+            gThere = lSpread ? lOther : cHere;
+            RunOn(cHere);
             const std::string lPrefix = lSpread ? "spread.net." : "one.net.";
             MeasureDatagrams(lFigures, lPrefix, lRounds);
             MeasureCalls(lFigures, lPrefix, lRounds);
