@@ -9,14 +9,14 @@
 #include "GenApi/AravisJudge.h"
 #endif
 
-#include <cstdlib>
-#include <functional>
 #include <string>
 
 namespace
 {
 
 using KyBench::Figures;
+using KyBench::Measure;
+using KyBench::Require;
 
 /// Registers that answer at once.
 struct Space final : KyGigE::IRegisterSpace
@@ -37,28 +37,6 @@ struct Space final : KyGigE::IRegisterSpace
     }
     KyResult WriteRegister(uint64_t /*aAddress*/, uint32_t /*aValue*/) override { return {}; }
 };
-
-void Require(bool aGood, const char* aWhat)
-{
-    if (!aGood)
-    {
-        std::fprintf(stderr, "%s failed\n", aWhat);
-        std::abort(); // figures of half a run are worth nothing
-    }
-}
-
-/// Runs aDo many times and notes the median, in microseconds.
-void Measure(Figures& aFigures, const std::string& aName, int aRounds, const std::function<void()>& aDo)
-{
-    std::vector<double> lTimes;
-    for (int lRound = 0; lRound < aRounds; ++lRound)
-    {
-        const auto lBegin = KyBench::Clock::now();
-        aDo();
-        lTimes.push_back(KyBench::GetSeconds(lBegin) * 1e6);
-    }
-    aFigures.Add(aName, KyBench::GetQuantile(lTimes, 0.5));
-}
 
 void MeasureOurs(Figures& aFigures, const std::string& aXml, int aRounds)
 {

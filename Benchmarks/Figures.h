@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -49,5 +51,29 @@ public:
 private:
     std::map<std::string, std::vector<double>> mValues;
 };
+
+/// Ends the program unless aGood: the figures of half a run are worth nothing.
+inline void Require(bool aGood, const char* aWhat)
+{
+    if (!aGood)
+    {
+        std::fprintf(stderr, "%s failed\n", aWhat);
+        std::abort();
+    }
+}
+
+/// Runs aDo many times and notes the median, in microseconds.
+inline void Measure(Figures& aFigures, const std::string& aName, int aRounds,
+                    const std::function<void()>& aDo)
+{
+    std::vector<double> lTimes;
+    for (int lRound = 0; lRound < aRounds; ++lRound)
+    {
+        const auto lBegin = Clock::now();
+        aDo();
+        lTimes.push_back(GetSeconds(lBegin) * 1e6);
+    }
+    aFigures.Add(aName, GetQuantile(lTimes, 0.5));
+}
 
 } // namespace KyBench

@@ -19,8 +19,6 @@
 #include <array>
 #include <arv.h>
 #include <atomic>
-#include <cstdio>
-#include <cstdlib>
 #include <ctime>
 #include <functional>
 #include <optional>
@@ -43,30 +41,16 @@ constexpr int cWarmUp = 50;
 constexpr const char* cTextFeature = "Uart0BaudRate"; // an enumeration on one register
 
 using KyBench::Figures;
+using KyBench::Require;
 
-void Require(bool aGood, const char* aWhat)
+/// Runs aDo a few times before the measurement: the first times find nothing in the caches.
+void MeasureWarm(Figures& aFigures, const std::string& aName, int aRounds, const std::function<void()>& aDo)
 {
-    if (!aGood)
+    for (int lRound = 0; lRound < cWarmUp; ++lRound)
     {
-        std::fprintf(stderr, "%s failed\n", aWhat);
-        std::abort(); // figures of half a run are worth nothing
-    }
-}
-
-/// Runs aDo many times and notes the median.
-void Measure(Figures& aFigures, const std::string& aName, int aRounds, const std::function<void()>& aDo)
-{
-    std::vector<double> lTimes;
-    for (int lRound = -cWarmUp; lRound < aRounds; ++lRound)
-    {
-        const auto lBegin = KyBench::Clock::now();
         aDo();
-        if (lRound >= 0)
-        {
-            lTimes.push_back(KyBench::GetSeconds(lBegin) * 1e6);
-        }
     }
-    aFigures.Add(aName, KyBench::GetQuantile(lTimes, 0.5));
+    KyBench::Measure(aFigures, aName, aRounds, aDo);
 }
 
 /// The processors of the two sides. The system chooses anew in each run whether both sides share one, and a round trip
@@ -153,12 +137,13 @@ private:
 void PingPong(Figures& aFigures, const std::string& aName, int aRounds, const PlainSocket& aHere)
 {
     std::array<uint8_t, 64> lBuffer{};
-    Measure(aFigures, aName, aRounds,
-            [&]
-            {
-                Require(aHere.Send(lBuffer.data(), 16) && aHere.Receive(lBuffer.data(), lBuffer.size()) == 16,
-                        "ping-pong");
-            });
+    MeasureWarm(aFigures, aName, aRounds,
+                [&]
+                {
+                    Require(aHere.Send(lBuffer.data(), 16) &&
+                                aHere.Receive(lBuffer.data(), lBuffer.size()) == 16,
+                            "ping-pong");
+                });
     Require(aHere.Send(lBuffer.data(), 1), "end"); // one byte ends the echo
 }
 
@@ -272,13 +257,13 @@ void MeasureEvents(Figures& aFigures, const std::string& aPrefix, KyGigE::GigEDe
     Require(aAdapter.WriteRegister(cInterruptEnable, cUart1Receive).IsOK(), "interrupts");
     Require(aAdapter.RegisterEventSink(&lListener).IsOK(), "sink");
     uint32_t lExpected = 0;
-    Measure(aFigures, aPrefix + "event_us", aRounds,
-            [&]
-            {
-                const uint8_t lByte = 'x';
-                aCamera.InjectBytes(KySimulator::Port::Uart1, &lByte, 1);
-                lListener.WaitFor(++lExpected);
-            });
+    MeasureWarm(aFigures, aPrefix + "event_us", aRounds,
+                [&]
+                {
+                    const uint8_t lByte = 'x';
+                    aCamera.InjectBytes(KySimulator::Port::Uart1, &lByte, 1);
+                    lListener.WaitFor(++lExpected);
+                });
     Require(aAdapter.UnregisterEventSink(&lListener).IsOK(), "sink");
 }
 
@@ -290,23 +275,23 @@ void MeasureAdapter(Figures& aFigures, const std::string& aPrefix, int aRounds)
     Require(KyGigE::GigEDeviceAdapter::Connect({"127.0.0.1", lCamera.GetPort(), ""}, lAdapter).IsOK(),
             "connection");
     uint32_t lValue = 0;
-    Measure(aFigures, aPrefix + "read_us", aRounds,
-            [&] { Require(lAdapter->ReadRegister(cFunctionCapabilities, lValue).IsOK(), "read"); });
+    MeasureWarm(aFigures, aPrefix + "read_us", aRounds,
+                [&] { Require(lAdapter->ReadRegister(cFunctionCapabilities, lValue).IsOK(), "read"); });
     KyString lText;
-    Measure(aFigures, aPrefix + "feature_us", aRounds,
-            [&] { Require(lAdapter->GetFeatureAsString(cTextFeature, lText).IsOK(), "feature"); });
-    Measure(aFigures, aPrefix + "write_us", aRounds,
-            [&] { Require(lAdapter->WriteRegister(cInterruptEnable, 0).IsOK(), "write"); });
+    MeasureWarm(aFigures, aPrefix + "feature_us", aRounds,
+                [&] { Require(lAdapter->GetFeatureAsString(cTextFeature, lText).IsOK(), "feature"); });
+    MeasureWarm(aFigures, aPrefix + "write_us", aRounds,
+                [&] { Require(lAdapter->WriteRegister(cInterruptEnable, 0).IsOK(), "write"); });
     MeasureEvents(aFigures, aPrefix, *lAdapter, lCamera.GetModel(), aRounds);
     KyDeviceSerialPort lPort;
     Require(lPort.Open(lAdapter.get(), KyDeviceSerialUart0).IsOK(), "port");
-    Measure(aFigures, aPrefix + "uart_us", aRounds,
-            [&]
-            {
-                const uint8_t lByte = 'x';
-                uint32_t lWritten = 0;
-                Require(lPort.Write(&lByte, 1, lWritten).IsOK(), "byte");
-            });
+    MeasureWarm(aFigures, aPrefix + "uart_us", aRounds,
+                [&]
+                {
+                    const uint8_t lByte = 'x';
+                    uint32_t lWritten = 0;
+                    Require(lPort.Write(&lByte, 1, lWritten).IsOK(), "byte");
+                });
     Require(lPort.Close().IsOK(), "close");
 }
 
@@ -447,17 +432,19 @@ void MeasureAravis(Figures& aFigures, const std::string& aPrefix, int aRounds)
     if (lDevice != nullptr)
     {
         guint32 lValue = 0;
-        Measure(aFigures, aPrefix + "aravis_us", aRounds,
-                [&] {
-                    Require(arv_device_read_register(lDevice, cFunctionCapabilities, &lValue, nullptr) != 0,
-                            "Aravis");
-                });
-        Measure(aFigures, aPrefix + "aravis_feature_us", aRounds,
-                [&]
-                {
-                    Require(arv_device_get_string_feature_value(lDevice, cTextFeature, nullptr) != nullptr,
-                            "feature of Aravis");
-                });
+        MeasureWarm(aFigures, aPrefix + "aravis_us", aRounds,
+                    [&] {
+                        Require(arv_device_read_register(lDevice, cFunctionCapabilities, &lValue, nullptr) !=
+                                    0,
+                                "Aravis");
+                    });
+        MeasureWarm(aFigures, aPrefix + "aravis_feature_us", aRounds,
+                    [&]
+                    {
+                        Require(arv_device_get_string_feature_value(lDevice, cTextFeature, nullptr) !=
+                                    nullptr,
+                                "feature of Aravis");
+                    });
         g_object_unref(lDevice);
     }
 }
