@@ -65,8 +65,8 @@ void MeasureBudget(Figures& aFigures)
     for (int lIndex = 0; lIndex < 60; ++lIndex)
     {
         const std::string lNext = "E" + std::to_string(lIndex + 1);
-        lExpressions +=
-            "<Expression Name=\"E" + std::to_string(lIndex) + "\">" + lNext + "+" + lNext + "</Expression>";
+        lExpressions.append("<Expression Name=\"E").append(std::to_string(lIndex)).append("\">");
+        lExpressions.append(lNext).append("+").append(lNext).append("</Expression>");
     }
     std::unique_ptr<KyGigE::DeviceDescription> lDescription;
     Require(KyGigE::DeviceDescription::Parse(

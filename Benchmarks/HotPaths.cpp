@@ -148,7 +148,7 @@ void PassThroughFifo(int aTurns)
 
 int main(int aCount, char** aArguments)
 {
-    const std::map<std::string, std::function<void(int)>> cPaths = {
+    const std::map<std::string, std::function<void(int)>> lPaths = {
         {"RingPush/256", [](int aTurns) { PushAndRead(aTurns, false); }},
         {"RingPushAndRead/256", [](int aTurns) { PushAndRead(aTurns, true); }},
         {"UartWrite/1", &WriteUart},
@@ -157,8 +157,8 @@ int main(int aCount, char** aArguments)
         {"UartEvent", &ReceiveUart},
         {"FifoWriteAndRead/256", &PassThroughFifo},
     };
-    const auto lPath = aCount == 3 ? cPaths.find(aArguments[1]) : cPaths.end();
-    if (lPath == cPaths.end())
+    const auto lPath = aCount == 3 ? lPaths.find(aArguments[1]) : lPaths.end();
+    if (lPath == lPaths.end())
     {
         return 2;
     }

@@ -11,13 +11,16 @@ namespace KyBench
 inline std::string Feature(const std::string& aNumber)
 {
     const std::string lName = "Feature" + aNumber;
-    std::string lEntries;
-    for (int lEntry = 0; lEntry < 6; ++lEntry)
+    const auto lEntry = [](const std::string& aValue)
     {
-        const std::string lText = std::to_string(lEntry);
-        lEntries += "<EnumEntry Name=\"Entry" + lText +
-                    "\" NameSpace=\"Custom\"><ToolTip>One of several</ToolTip><Value>" + lText +
-                    "</Value></EnumEntry>";
+        return "<EnumEntry Name=\"Entry" + aValue +
+               "\" NameSpace=\"Custom\"><ToolTip>One of several</ToolTip><Value>" + aValue +
+               "</Value></EnumEntry>";
+    };
+    std::string lEntries;
+    for (int lValue = 0; lValue < 6; ++lValue)
+    {
+        lEntries += lEntry(std::to_string(lValue));
     }
     const auto lRegister =
         [&](const std::string& aKind, const std::string& aRegister, const std::string& aMore)

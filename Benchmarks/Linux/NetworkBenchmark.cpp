@@ -340,10 +340,8 @@ struct AravisPlace
 
     ArvDevice* Connect() const
     {
-        in_addr lThere{};
-        lThere.s_addr = htonl(mAddress);
         GInetAddress* const lInterface = g_inet_address_new_from_string("127.0.0.1");
-        GInetAddress* const lPlace = g_inet_address_new_from_string(::inet_ntoa(lThere));
+        GInetAddress* const lPlace = g_inet_address_new_from_string(KyGvcp::AddressText(mAddress).c_str());
         ArvDevice* const lDevice = arv_gv_device_new(lInterface, lPlace, nullptr);
         g_object_unref(lPlace);
         g_object_unref(lInterface);
@@ -351,9 +349,7 @@ struct AravisPlace
     }
     KyGigE::DeviceAddress GetAddress() const
     {
-        in_addr lThere{};
-        lThere.s_addr = htonl(mAddress);
-        return {::inet_ntoa(lThere), KyGvcp::cControlPort, ""};
+        return {KyGvcp::AddressText(mAddress), KyGvcp::cControlPort, ""};
     }
 };
 

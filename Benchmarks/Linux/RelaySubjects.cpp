@@ -84,8 +84,8 @@ void RunDevice(int aOrders, Shared& aShared, std::atomic<bool>& aEcho, const Sen
         }
         if (lOrder == 'f')
         {
-            SendPaced(aShared, aSend, cFastBytes / (cPacket * cPacketsAtOnce), std::chrono::milliseconds(2),
-                      cPacketsAtOnce, cPacket);
+            SendPaced(aShared, aSend, cFastBytes / (size_t{cPacket} * cPacketsAtOnce),
+                      std::chrono::milliseconds(2), cPacketsAtOnce, cPacket);
         }
         if (lOrder == 'l')
         {

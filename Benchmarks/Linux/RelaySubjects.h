@@ -12,7 +12,7 @@ namespace KyBench
 {
 
 constexpr int cSlowTurns = 60;
-constexpr size_t cFastBytes = 2048 * 1024;
+constexpr size_t cFastBytes = size_t{2048} * 1024;
 constexpr uint32_t cStreamBytes = 12;
 constexpr auto cStreamPeriod = std::chrono::nanoseconds(1041667); // of 12 bytes at 115200 bit/s
 constexpr int cStreamTurns = 1440;

@@ -111,6 +111,7 @@ int main(int aCount, char** /*aArguments*/)
         }
         std::atomic<bool> lStop{false};
         std::vector<std::thread> lThreads;
+        lThreads.reserve(lPairs.size());
         for (Pair& lPair : lPairs)
         {
             lThreads.emplace_back([&lPair, &lStop] { Serve(lPair, lStop); });

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cerrno>
 #include <cstdint>
 #include <cstdlib>
@@ -19,11 +20,13 @@ class TerminalPair
 public:
     TerminalPair() : mEnd(::posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC))
     {
-        if (mEnd < 0 || ::grantpt(mEnd) != 0 || ::unlockpt(mEnd) != 0)
+        std::array<char, 64> lPath{};
+        if (mEnd < 0 || ::grantpt(mEnd) != 0 || ::unlockpt(mEnd) != 0 ||
+            ::ptsname_r(mEnd, lPath.data(), lPath.size()) != 0)
         {
             throw std::runtime_error("no pseudo terminal");
         }
-        mPath = ::ptsname(mEnd);
+        mPath = lPath.data();
         // Kept open, so that it neither hangs up nor echoes while the other end is closed.
         mOther = ::open(mPath.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
         termios lLine{};

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <string_view>
 #include <sys/types.h>
 #include <unistd.h>
 
@@ -31,7 +32,7 @@ inline double GetOwnCpu()
 /// How often the threads of a process have gone to sleep.
 inline double GetSleepsOf(pid_t aProcess)
 {
-    const std::string cName = "voluntary_ctxt_switches:";
+    constexpr std::string_view cName = "voluntary_ctxt_switches:";
     double lSleeps = 0;
     std::error_code lError;
     const std::filesystem::path lTasks = "/proc/" + std::to_string(aProcess) + "/task";

@@ -113,7 +113,7 @@ class LateDevice : public KyBench::BenchDevice
 {
 public:
     LateDevice() : mThread([this] { Run(); }) {}
-    ~LateDevice()
+    ~LateDevice() override
     {
         mEnd = true;
         mOrder.Set();
