@@ -63,4 +63,9 @@ void AddI2CCommand(CLI::App& aProgram, Context& aContext)
     AddI2CEeprom(lCommand, aContext);
 }
 
+void OnCommand(CLI::App& aCommand, Context& aContext, const std::function<ExitCode(Context&)>& aRun)
+{
+    aCommand.callback([&aContext, aRun] { aContext.mAction = aRun; });
+}
+
 } // namespace KySerialTool

@@ -52,14 +52,15 @@ void AddI2CDump(CLI::App& aParent, Context& aContext);
 void AddI2CTransfer(CLI::App& aParent, Context& aContext);
 void AddI2CEeprom(CLI::App& aParent, Context& aContext);
 
+/// Has a command run aRun.
+void OnCommand(CLI::App& aCommand, Context& aContext, const std::function<ExitCode(Context&)>& aRun);
+
 /// Has a command run aRun with its options, which live as long as the command.
 template<typename Options>
 void OnCommand(CLI::App& aCommand, Context& aContext, const std::shared_ptr<Options>& aOptions,
                ExitCode (*aRun)(Context&, const Options&))
 {
-    aCommand.callback(
-        [&aContext, aOptions, aRun]
-        { aContext.mAction = [aOptions, aRun](Context& aRunning) { return aRun(aRunning, *aOptions); }; });
+    OnCommand(aCommand, aContext, [aOptions, aRun](Context& aRunning) { return aRun(aRunning, *aOptions); });
 }
 
 } // namespace KySerialTool
