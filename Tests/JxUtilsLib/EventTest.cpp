@@ -139,6 +139,7 @@ TEST(EventTest, ManualResetWakesEveryWaiter)
     Event lEvent(true);
     std::atomic<int> lThrough{0};
     std::vector<std::thread> lWaiters;
+    lWaiters.reserve(4);
     for (int lIndex = 0; lIndex < 4; ++lIndex)
     {
         lWaiters.emplace_back([&] { lThrough += lEvent.Wait_ms(Event::cInfinite) ? 1 : 0; });
@@ -157,6 +158,7 @@ TEST(EventTest, AutoResetWakesOneWaiterPerSet)
     std::atomic<int> lThrough{0};
     Event lOneThrough(false);
     std::vector<std::thread> lWaiters;
+    lWaiters.reserve(3);
     for (int lIndex = 0; lIndex < 3; ++lIndex)
     {
         lWaiters.emplace_back(

@@ -33,6 +33,7 @@ TEST(MutexTest, OneThreadAtATime)
 {
     Counter lCounter;
     std::vector<std::thread> lThreads;
+    lThreads.reserve(4);
     for (int lIndex = 0; lIndex < 4; ++lIndex)
     {
         lThreads.emplace_back(

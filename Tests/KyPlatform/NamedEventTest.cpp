@@ -93,6 +93,7 @@ TEST_F(NamedEventTest, SetWakesEveryWaiter)
 {
     std::atomic<int> lThrough{0};
     std::vector<std::thread> lWaiters;
+    lWaiters.reserve(4);
     for (int lIndex = 0; lIndex < 4; ++lIndex)
     {
         lWaiters.emplace_back(

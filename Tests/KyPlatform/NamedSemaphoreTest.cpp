@@ -92,6 +92,7 @@ TEST_F(NamedSemaphoreTest, ManyThreadsTakeEachOneOnce)
     ASSERT_TRUE(lSemaphore.Create(mName, 100, 100));
     std::atomic<int> lTaken{0};
     std::vector<std::thread> lThreads;
+    lThreads.reserve(4);
     for (int lIndex = 0; lIndex < 4; ++lIndex)
     {
         lThreads.emplace_back(

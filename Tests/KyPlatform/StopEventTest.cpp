@@ -54,6 +54,7 @@ TEST(StopEventTest, EndsEveryWait)
     StopEvent lEvent;
     ASSERT_TRUE(lEvent.Create());
     std::vector<std::thread> lWaiters;
+    lWaiters.reserve(3);
     for (int lIndex = 0; lIndex < 3; ++lIndex)
     {
         lWaiters.emplace_back([&] { EXPECT_EQ(lEvent.Wait(cInfinite), WaitResult::Done); });

@@ -411,7 +411,7 @@ protected:
         const std::string lText = aResult.GetDescription().GetAscii();
         const int lLines = mSink.GetMemoryLines();
         const std::string lLine = mSink.TakeMemoryLine();
-        if (cNoServer.count(lText) > 0)
+        if (mNoServer.count(lText) > 0)
         {
             EXPECT_EQ(aResult.GetCode(), KyResult::FAILURE) << lText;
             EXPECT_EQ(lLines, 1) << lText;
@@ -421,16 +421,16 @@ protected:
         }
         else
         {
-            EXPECT_EQ(cOtherResults.count({aResult.GetCode(), lText}), 1U) << lText;
+            EXPECT_EQ(mOtherResults.count({aResult.GetCode(), lText}), 1U) << lText;
             EXPECT_EQ(lLines, 0) << lText << ": " << lLine;
         }
     }
 
     // Objects of the system could not be made. Where they need no memory of this process, none of these comes.
-    const std::set<std::string> cNoServer = {
+    const std::set<std::string> mNoServer = {
         "Unable to create server. A server with the same name is probably already active.",
         "Could not create downstream FIFO.", "Could not create upstream FIFO."};
-    const std::set<std::pair<uint32_t, std::string>> cOtherResults = {
+    const std::set<std::pair<uint32_t, std::string>> mOtherResults = {
         {KyResult::OK, ""},
         {KyResult::FAILURE, ""}, // whose text found no memory
         {KyResult::FAILURE, cOutOfMemory},

@@ -29,7 +29,7 @@ protected:
 
 TEST_F(BridgeAccountTest, ReceivedBytesAreOnTheirWayUntilTheHostHasThemOrRefusesThemOrAStopCutsThemOff)
 {
-    const struct
+    constexpr struct
     {
         bool mIsStopped;
         uint32_t mTaken; // by the host

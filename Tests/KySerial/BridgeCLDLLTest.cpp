@@ -2,12 +2,10 @@
 #include "Support/Repeater.h"
 
 using namespace KyTest;
-using JxUtilsLib::Thread;
 using KyPlatform::NamedSemaphore;
 using KySerialLib::BridgeCLDLL;
 using KySerialLib::SharedFifo;
 using KySerialLib::SharedRegistry;
-using KySerialLib::SharedRegistryEntry;
 
 namespace
 {

@@ -78,9 +78,10 @@ inline Calls ForSettings(const std::string& aPrefix, const Calls& aFunctions)
     Calls lCalls;
     for (const char* lSuffix : {"BaudRate", "Parity", "NumOfStopBits"})
     {
+        const std::string lSetting = '(' + aPrefix + lSuffix + ')';
         for (const std::string& lFunction : aFunctions)
         {
-            lCalls.push_back(lFunction + '(' + aPrefix + lSuffix + ')');
+            lCalls.push_back(lFunction + lSetting);
         }
     }
     return lCalls;

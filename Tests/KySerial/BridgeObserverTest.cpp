@@ -139,11 +139,11 @@ TEST_F(BridgeObserverTest, TrafficToTheDeviceIsReportedAsThePortSendsIt)
     mDevice.OnCall(Slot::WriteRegister, [this] { mDevice.SendEvent(0x9000, Words({1})); });   // sent
     mDevice.OnCall(Slot::WriteMemory, [this] { mDevice.SendEvent(0x9000, Words({0x800})); }); // empty
     Reports lExpected;
-    const std::tuple<KyDeviceSerial, size_t, Reports> cCases[] = {
+    const std::tuple<KyDeviceSerial, size_t, Reports> lCases[] = {
         {KyDeviceSerialBulk1, 1300, {"> 512", "> 512", "> 276"}},
         {KyDeviceSerialBulk0, 300, {"> 256", "> 44"}},
         {KyDeviceSerialUart0, 2, {"> x", "> x"}}};
-    for (const auto& [lPort, lSize, lReports] : cCases)
+    for (const auto& [lPort, lSize, lReports] : lCases)
     {
         mBridge.emplace();
         Open(lPort);

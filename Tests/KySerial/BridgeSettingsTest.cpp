@@ -184,6 +184,7 @@ TEST_F(BridgeSettingsTest, RatesComeFromTheEntriesNames)
     mBridge->mUnsupported = 38400;
     EXPECT_THAT(mBridge->RefreshSupportedBaudRates(), IsOK());
     std::vector<uint32_t> lRates;
+    lRates.reserve(mBridge->GetSupportedBaudRateCount());
     for (uint32_t lIndex = 0; lIndex < mBridge->GetSupportedBaudRateCount(); ++lIndex)
     {
         lRates.push_back(mBridge->GetSupportedBaudRate(lIndex));

@@ -125,6 +125,7 @@ TEST_F(FeatureSelectorScopeTest, ScopesOfManyDevicesDoNotWaitForOneAnother)
     std::deque<ScriptedAdapter> lDevices(cDevices);
     std::atomic<size_t> lInside{0};
     std::vector<std::thread> lThreads;
+    lThreads.reserve(lDevices.size());
     for (ScriptedAdapter& lDevice : lDevices)
     {
         lThreads.emplace_back(

@@ -23,6 +23,7 @@ protected:
     // Checks that nothing but this failure is in the log and that the object has not changed.
     void ExpectRefused(const KySerialPortConfiguration& aConfiguration, const char* aText)
     {
+        // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): a reference would show no change
         const KySerialPortConfiguration lBefore(aConfiguration);
         ExpectFailure(aConfiguration.IsValid(), KyResult::BAD_PARAMETER, "KySerialPortConfiguration::IsValid",
                       aText, "KySerialPortConfiguration");
@@ -67,6 +68,7 @@ TEST_F(KySerialPortConfigurationTest, IsFourWordsInOrderWithoutVirtualFunctions)
 TEST_F(KySerialPortConfigurationTest, CopiesMemberByMember)
 {
     const KySerialPortConfiguration lSource(115200, KyParityOdd, 7, 2);
+    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): the copy is what is looked at
     const KySerialPortConfiguration lCopy(lSource);
     KySerialPortConfiguration lAssigned;
     lAssigned = lSource;

@@ -54,10 +54,10 @@ void MeetInPairs(const std::vector<Call>& aCalls, bool aWithItself)
 // Calls that may meet in one place only, made one at a time.
 Call Alone(std::mutex& aMutex, Call aCall)
 {
-    return [&aMutex, aCall = std::move(aCall)]
+    return [&aMutex, lCall = std::move(aCall)]
     {
         const std::lock_guard<std::mutex> lLock(aMutex);
-        aCall();
+        lCall();
     };
 }
 
@@ -241,6 +241,7 @@ TEST_F(RaceTest, ServersAndClientsComeAndGo)
     std::atomic<int> lVisits{0};
     std::atomic<int> lServing{cServers};
     std::vector<std::thread> lThreads;
+    lThreads.reserve(cServers + cClients);
     for (int lServer = 0; lServer < cServers; ++lServer)
     {
         lThreads.emplace_back(

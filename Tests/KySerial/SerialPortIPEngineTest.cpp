@@ -5,6 +5,8 @@
 
 #include "SerialPortIPEngine.h"
 
+#include <numeric>
+
 using namespace KyTest;
 using namespace KySerialLib;
 
@@ -283,11 +285,9 @@ TEST_F(SerialPortIPEngineTest, TakesTheLowByteOfEachWordOfALongEvent)
 {
     Open();
     EXPECT_THAT(mEngine.SetRxBufferSize(1000), IsOK());
-    std::vector<uint32_t> lWords{0x2};
-    for (uint32_t lIndex = 0; lIndex < 700; ++lIndex)
-    {
-        lWords.push_back(lIndex);
-    }
+    std::vector<uint32_t> lWords(701);
+    lWords.front() = 0x2;
+    std::iota(lWords.begin() + 1, lWords.end(), 0U);
     EXPECT_EQ(Receive(lWords), Count(700));
 }
 

@@ -68,6 +68,7 @@ TEST(KyThreadsC, APortThatIsClosedAndDestroyedMeanwhileGivesResults)
         const KyPortHandle lPort = OpenPort(lCamera, KY_BULK1, KY_SIM_LOOPBACK);
         std::atomic<int> lStarted{0};
         std::vector<std::thread> lThreads;
+        lThreads.reserve(3);
         for (int lThread = 0; lThread < 3; ++lThread)
         {
             lThreads.emplace_back(
@@ -107,6 +108,7 @@ TEST(KyThreadsC, EventsMayBeReportedByManyThreadsWhilePortsComeAndGo)
     const TestCamera lCamera = MakeCamera();
     std::atomic<bool> lStop{false};
     std::vector<std::thread> lReporters;
+    lReporters.reserve(3);
     for (int lThread = 0; lThread < 3; ++lThread)
     {
         lReporters.emplace_back(

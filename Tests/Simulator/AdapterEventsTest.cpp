@@ -264,6 +264,7 @@ TEST_F(AdapterEventsTest, EveryByteArrivesOnceAndInOrderFromManyThreads)
     constexpr int cThreads = 4;
     constexpr int cEach = 200;
     std::vector<std::future<void>> lThreads;
+    lThreads.reserve(cThreads);
     for (int lThread = 0; lThread < cThreads; ++lThread)
     {
         lThreads.push_back(std::async(

@@ -75,6 +75,7 @@ TEST(RealSchedulerTest, ManyThreadsOrderAndEachActionRuns)
     std::atomic<int> lLeft{cThreads * cOrders};
     std::promise<void> lAllRan;
     std::vector<std::thread> lThreads;
+    lThreads.reserve(cThreads);
     for (int lThread = 0; lThread < cThreads; ++lThread)
     {
         lThreads.emplace_back(

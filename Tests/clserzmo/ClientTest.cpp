@@ -187,13 +187,13 @@ TEST_F(ClientTest, TextsReportTheRoomThatTheyNeed)
     {
         std::function<CLINT32(char*, CLUINT32*)> mCall;
         std::string mText;
-    } cTexts[] = {
+    } lTexts[] = {
         {[](char* aText, CLUINT32* aSize) { return clGetSerialPortIdentifier(0, aText, aSize); }, "Server"},
         {[&](char* aText, CLUINT32* aSize) { return clGetManufacturerInfo(aText, aSize, &lVersion); },
          "Korvo"},
         {[](char* aText, CLUINT32* aSize) { return clGetErrorText(CL_ERR_TIMEOUT, aText, aSize); },
          "The operation has timed out."}};
-    for (const auto& [lCall, lText] : cTexts)
+    for (const auto& [lCall, lText] : lTexts)
     {
         SCOPED_TRACE(lText);
         CLUINT32 lSize = 0;
@@ -254,8 +254,9 @@ TEST_F(ClientTest, CallsWithoutAnOpenPortReportAnInvalidReference)
     Attach();
     clSerialClose(mPort);
     int lNothing = 0;
-    for (hSerRef lPort :
-         {hSerRef{nullptr}, mPort, hSerRef{&lNothing}, reinterpret_cast<hSerRef>(~uintptr_t{0})})
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): never followed
+    hSerRef lLast = reinterpret_cast<hSerRef>(~uintptr_t{0});
+    for (hSerRef lPort : {hSerRef{nullptr}, mPort, hSerRef{&lNothing}, lLast})
     {
         char lByte = 0;
         CLUINT32 lCount = 1;
@@ -279,7 +280,7 @@ TEST_F(ClientTest, AServerHasOneClient)
     hSerRef lSecond = &lSecond;
     EXPECT_EQ(clSerialInit(0, &lSecond), CL_ERR_PORT_IN_USE);
     EXPECT_EQ(lSecond, nullptr);
-    const hSerRef lFirst = mPort;
+    hSerRef lFirst = mPort;
     clSerialClose(mPort);
     EXPECT_EQ(clSerialInit(0, &mPort), CL_ERR_NO_ERR);
     EXPECT_NE(mPort, lFirst); // a closed reference stays closed

@@ -41,7 +41,7 @@ TEST_F(SharedFifoTest, SectionLiesWhereOtherProcessesLookForIt)
 
 TEST_F(SharedFifoTest, WriteStoresWhatFitsBelowItsCapacity)
 {
-    const struct
+    constexpr struct
     {
         const char* mCase;
         uint32_t mWaiting;

@@ -187,7 +187,7 @@ protected:
 
 TEST_F(ClockTest, WriteEndsAtTheWrapOfTheTickCountAndCountsTheTimeBeforeAWait)
 {
-    const struct
+    constexpr struct
     {
         uint32_t mBegin;
         uint32_t mSecondWait; // when it begins
@@ -212,7 +212,7 @@ TEST_F(ClockTest, TimerCountsUpToItsTimeOutAndStartsAgainAtTheWrap)
     sTicks = 100;
     TickTimer lTimer(50);
     TickTimer lEndless(cInfinite);
-    const struct
+    constexpr struct
     {
         uint32_t mTicks;
         uint32_t mElapsed;

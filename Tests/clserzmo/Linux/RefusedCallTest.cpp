@@ -96,7 +96,7 @@ using DeadOwnerTest = FifoFixture;
 // Such an owner died before it had given the section its size.
 TEST_F(DeadOwnerTest, UnfinishedSectionIsFinishedByTheNextProcessThatMayMakeItOfThatSize)
 {
-    const struct
+    constexpr struct
     {
         const char* mCase;
         uint32_t mFound;
@@ -202,7 +202,7 @@ TEST(RegistryAttemptTest, FiveTriesForTheLockAHundredMillisecondsApart)
         EXPECT_EQ(SharedRegistry(true).IsValid(), lFifthSucceeds);
         // A tick may be cut off at either end.
         EXPECT_GE(Thread::GetTickCount() - lStart + 1, lFifthSucceeds ? 400U : 500U);
-        const char* const cLock = "( ( mMutex != 0 ) && ( mMutex != ((HANDLE)(LONG_PTR)-1) ) )";
+        constexpr const char* cLock = "( ( mMutex != 0 ) && ( mMutex != ((HANDLE)(LONG_PTR)-1) ) )";
         EXPECT_EQ(lAsserts.Take(), lFifthSucceeds ? std::vector<std::string>() : Broken({cLock}));
         EXPECT_GE(lTries, 5);
         EXPECT_TRUE(lFifthSucceeds || lTries == 5);
