@@ -6,7 +6,6 @@
 namespace
 {
 
-using KyTest::Element;
 using KyTest::IntReg;
 using KyTest::NodeXml;
 using testing::ElementsAre;

@@ -178,7 +178,8 @@ TEST(AravisComparisonTest, AgreesOnItsSimulatedCamera)
 /// A description at hand, of a camera or from somebody's tests, on registers that all read 0.
 TEST(AravisComparisonTest, AgreesOnAGivenDescription)
 {
-    const char* const lName = std::getenv("KYSERIAL_DESCRIPTION");
+    const char* const lName =
+        std::getenv("KYSERIAL_DESCRIPTION"); // NOLINT(concurrency-mt-unsafe): no thread changes it
     if (lName == nullptr)
     {
         GTEST_SKIP() << "KYSERIAL_DESCRIPTION names no file with a description";
@@ -258,7 +259,8 @@ TEST(AravisComparisonTest, AgreesOnTheCameraOfThisProject)
 
 TEST(AravisComparisonTest, AgreesOnRandomDescriptions)
 {
-    const char* const lRounds = std::getenv("KYSERIAL_RANDOM_DESCRIPTIONS");
+    const char* const lRounds =
+        std::getenv("KYSERIAL_RANDOM_DESCRIPTIONS"); // NOLINT(concurrency-mt-unsafe): no thread changes it
     const unsigned lCount = lRounds != nullptr ? static_cast<unsigned>(std::atoi(lRounds)) : 100;
     size_t lCompared = 0;
     for (unsigned lSeed = 1; lSeed <= lCount && !testing::Test::HasFailure(); ++lSeed)

@@ -6,6 +6,7 @@
 namespace
 {
 
+using KyTest::Element;
 using KyTest::IntReg;
 using KyTest::NodeXml;
 
@@ -85,10 +86,13 @@ TEST_F(BudgetTest, ExponentialConditionsRangesAndExpressionsEnd)
     for (int lIndex = 0; lIndex < 60; ++lIndex)
     {
         const std::string lNext = N(lIndex + 1);
-        lNodes += NodeXml("Integer", N(lIndex),
-                          "<pIsImplemented>" + lNext + "</pIsImplemented><pIsAvailable>" + lNext +
-                              "</pIsAvailable><pValue>" + lNext + "</pValue><pValueCopy>" + lNext +
-                              "</pValueCopy><pMin>" + lNext + "</pMin><pMax>" + lNext + "</pMax>");
+        std::string lElements;
+        for (const char* lElement :
+             {"pIsImplemented", "pIsAvailable", "pValue", "pValueCopy", "pMin", "pMax"})
+        {
+            lElements += Element(lElement, lNext);
+        }
+        lNodes += NodeXml("Integer", N(lIndex), lElements);
         lExpressions += "<Expression Name=\"E" + std::to_string(lIndex) + "\">E" +
                         std::to_string(lIndex + 1) + "+E" + std::to_string(lIndex + 1) + "</Expression>";
     }
@@ -138,7 +142,7 @@ TEST_F(BudgetTest, ChainedAddressesAndCountlessReadsEnd)
         lNodes += NodeXml("IntReg", lName,
                           "<Address>" + std::to_string(4 * lIndex) +
                               "</Address><Length>4</Length><pPort>Device</pPort>");
-        lVariables += "<pVariable Name=\"" + lName + "\">" + lName + "</pVariable>";
+        lVariables += NodeXml("pVariable", lName, lName);
         lSum += (lSum.empty() ? "" : "+") + lName;
     }
     MakeNodes(lNodes + NodeXml("Integer", "N190", "<Value>1</Value>") +

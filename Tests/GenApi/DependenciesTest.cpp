@@ -9,11 +9,8 @@ using KyGigE::DeviceDescription;
 using KyGigE::ListedFeature;
 using KyTest::Description;
 using KyTest::IntReg;
-using testing::Contains;
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::Not;
 
 namespace
 {

@@ -15,7 +15,6 @@ using KyTest::IsOK;
 using KyTest::IsResult;
 using testing::Contains;
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::IsEmpty;
 
 namespace
@@ -362,6 +361,7 @@ TEST_F(NodeMapTest, SeveralThreadsMayAskAtOnce)
 {
     mSpace.PutWord(0x14, 640);
     std::vector<std::thread> lThreads;
+    lThreads.reserve(4);
     for (int lThread = 0; lThread < 4; ++lThread)
     {
         lThreads.emplace_back(

@@ -7,9 +7,7 @@ namespace
 
 using KyTest::Element;
 using KyTest::NodeXml;
-using testing::Contains;
 using testing::ElementsAre;
-using testing::HasSubstr;
 using Bytes = std::vector<uint8_t>;
 
 struct RegisterCase

@@ -12,8 +12,6 @@ namespace
 using KyGigE::FloatText;
 using KyGigE::ParseFloat;
 using KyGigE::ParseInteger;
-using KyGigE::Representation;
-using KyTest::IntReg;
 using KyTest::NodeXml;
 
 TEST(TextTable, WholeNumbers)

@@ -66,7 +66,7 @@ std::string Archive(const std::vector<File>& aFiles)
                                     Little(static_cast<uint32_t>(lFile.mName.size()), 2) + Little(0, 2);
         lDirectory += "PK\1\2" + Little(20, 2) + lCommon + Little(0, 6) + Little(0, 4) +
                       Little(static_cast<uint32_t>(lArchive.size()), 4) + lFile.mName;
-        lArchive += "PK\3\4" + lCommon + lFile.mName + lData;
+        lArchive.append("PK\3\4").append(lCommon).append(lFile.mName).append(lData);
     }
     const auto lPlace = static_cast<uint32_t>(lArchive.size());
     const auto lCount = static_cast<uint32_t>(aFiles.size());

@@ -59,8 +59,8 @@ TEST_F(CameraProcessTest, SaysWhereItIsAndServes)
 // The high half's upper bytes are 0, the next the first of the address.
 TEST_F(CameraProcessTest, OneAtAnyFreePortIsNoOtherOne)
 {
-    const uint32_t cMacAddressHigh = 8;
-    const uint32_t cMacAddressLow = 12;
+    constexpr uint32_t cMacAddressHigh = 8;
+    constexpr uint32_t cMacAddressLow = 12;
     std::set<uint32_t> lLow;
     for (int lTime = 0; lTime < 3; ++lTime)
     {

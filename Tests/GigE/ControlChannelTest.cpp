@@ -311,6 +311,7 @@ TEST_F(ControlChannelTest, SeveralThreadsGetTheirOwnAnswers)
         mDevice.PutWord(0x20000 + 4 * lThread, lThread);
     }
     std::vector<std::thread> lThreads;
+    lThreads.reserve(4);
     for (uint32_t lThread = 0; lThread < 4; ++lThread)
     {
         lThreads.emplace_back(

@@ -17,7 +17,6 @@ using KyTest::IntReg;
 using KyTest::IsOK;
 using KyTest::IsResult;
 using KyTest::ScriptedDevice;
-using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using Bytes = std::vector<uint8_t>;

@@ -36,7 +36,7 @@ ConnectionOptions Quick()
 class GvcpClientTest : public testing::Test
 {
 protected:
-    void Open(ConnectionOptions aOptions = Quick())
+    void Open(const ConnectionOptions& aOptions = Quick())
     {
         mClient = std::make_unique<GvcpClient>(Address(), aOptions);
         EXPECT_THAT(TryOpen(*mClient), IsOK());

@@ -24,7 +24,6 @@ using KyTest::IsOK;
 using KyTest::NetworkNamespace;
 using KyTest::ScriptedDevice;
 using KyTest::WaitFor;
-using testing::HasSubstr;
 
 namespace
 {

@@ -21,7 +21,6 @@ using KyGigE::ParseDeviceAddress;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::Not;
 
 namespace
 {

@@ -142,6 +142,7 @@ uint64_t LostToDevice(const nlohmann::json& aReport)
 // 2000 ms.
 TEST_P(RestartTest, EveryByteIsDeliveredOrCounted)
 {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): no thread changes it
     const bool lIsFull = std::getenv("KYSERIAL_FULL_RESTART_TEST") != nullptr;
     const int lRounds = lIsFull ? 50 : 16;
     const double lLongest = lIsFull ? 2000 : 400;
