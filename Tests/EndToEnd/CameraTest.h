@@ -21,7 +21,7 @@ namespace KyTest
 class Camera
 {
 public:
-    explicit Camera(KySimulator::CameraConfiguration aConfiguration = {})
+    explicit Camera(const KySimulator::CameraConfiguration& aConfiguration = {})
         : mModel(std::make_shared<KySimulator::CameraModel>(Fast(aConfiguration))), mLink(mModel)
     {
     }

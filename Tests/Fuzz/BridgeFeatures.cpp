@@ -104,7 +104,7 @@ std::string TakeText(FuzzInput& aInput)
 {
     const std::vector<uint8_t> lBytes = aInput.TakeBytes(aInput.TakeByte() % 24U);
     const std::string lText(lBytes.begin(), lBytes.end());
-    return lText.c_str(); // up to the first NUL: texts of features have no others
+    return lText.substr(0, lText.find('\0')); // up to the first NUL: texts of features have no others
 }
 
 // "Baud" and a number as C writes it: decimal, octal after 0, hexadecimal after 0x.

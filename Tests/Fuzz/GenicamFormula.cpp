@@ -20,7 +20,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* aData, size_t aSize)
         return 0;
     }
     KY_REQUIRE(lFormula->GetSize() <= 2 * aSize + 2);
-    const Number cValues[] = {Number::Integer(0),
+    const Number lValues[] = {Number::Integer(0),
                               Number::Integer(-1),
                               Number::Integer(std::numeric_limits<int64_t>::min()),
                               Number::Integer(std::numeric_limits<int64_t>::max()),
@@ -29,7 +29,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* aData, size_t aSize)
                               Number::Float(-1e300)};
     for (const Arithmetic lArithmetic : {Arithmetic::Integers, Arithmetic::Floats})
     {
-        for (const Number& lFirst : cValues)
+        for (const Number& lFirst : lValues)
         {
             KyTest::StepCounter::Count();
             Number lResult;

@@ -97,7 +97,7 @@ std::string TakeName(FuzzInput& aInput)
     }
     const std::vector<uint8_t> lBytes = aInput.TakeBytes(lKind % 8U);
     const std::string lName(lBytes.begin(), lBytes.end());
-    return lName.c_str(); // names are texts
+    return lName.substr(0, lName.find('\0')); // names are texts
 }
 
 struct Run

@@ -87,7 +87,7 @@ int64_t TakeLength(FuzzInput& aInput)
                                      cSaneLength + 1, INT32_MAX,   0x80000000,  UINT32_MAX,
                                      INT64_MAX,       0x100000000, 0x100000010, INT32_MIN};
     const uint8_t lKind = aInput.TakeByte();
-    return lKind < 0xF0U ? lKind * 3 : cExtremes[aInput.TakeByte() % std::size(cExtremes)];
+    return lKind < 0xF0U ? int64_t{lKind} * 3 : cExtremes[aInput.TakeByte() % std::size(cExtremes)];
 }
 
 // What the port's own buffer must hold, as far as a later failure to read shows it.

@@ -24,15 +24,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* aData, size_t aSize)
         KY_REQUIRE(lLength <= lText.size());
         KY_REQUIRE(lTarget->mQuery.size() <= 8);
     }
-    const std::string cAddress = "192.168.1.5";
-    if (IsOwnHost(lText, cAddress))
+    const std::string lAddress = "192.168.1.5";
+    if (IsOwnHost(lText, lAddress))
     {
         const std::string lName = lText.substr(0, lText.find_last_of(lText.front() == '[' ? "]" : ":"));
-        KY_REQUIRE(lName == "localhost" || lName == "127.0.0.1" || lName == cAddress || lName == "[::1" ||
-                   lName == "[" + cAddress);
+        KY_REQUIRE(lName == "localhost" || lName == "127.0.0.1" || lName == lAddress || lName == "[::1" ||
+                   lName == "[" + lAddress);
     }
-    const std::string cSecret = "0123456789abcdef";
-    KY_REQUIRE(IsSameSecret(lText, cSecret) == (lText == cSecret));
+    const std::string lSecret = "0123456789abcdef";
+    KY_REQUIRE(IsSameSecret(lText, lSecret) == (lText == lSecret));
     StepCounter::Count();
     return 0;
 }

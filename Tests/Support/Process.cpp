@@ -46,7 +46,7 @@ std::vector<std::string> Process::Environment(const std::vector<std::string>& aO
     {
         if (!lText.empty())
         {
-            lEnvironment.push_back(lName + '=' + lText);
+            lEnvironment.emplace_back(lName).append("=").append(lText);
         }
     }
     return lEnvironment;

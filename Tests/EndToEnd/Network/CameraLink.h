@@ -20,7 +20,7 @@ class CameraLink : private KySimulator::CameraListener
 {
 public:
     explicit CameraLink(std::shared_ptr<KySimulator::CameraModel> aModel,
-                        KyGigE::ConnectionOptions aOptions = Patient(),
+                        const KyGigE::ConnectionOptions& aOptions = Patient(),
                         const KySimulator::NetworkForms& aForms = {})
         : mModel(std::move(aModel)), mCamera(mModel, {{0x7F000001, 0}, false}, aForms)
     {

@@ -95,16 +95,15 @@ TEST(DescriptorTest, SearchForDevicesWithoutADescriptorSaysWhatIsMissing)
 
 TEST(ClosedStreamTest, CameraWhoseStateCannotBeWrittenAtTheEndFails)
 {
+    const std::string lState = KY_PROGRAMS "/no such folder/state";
     Process lCamera;
     ASSERT_TRUE(lCamera.Start("kyserial-camera",
-                              {"--address", "127.0.0.1", "--port", "0", "--no-broadcast", "--state",
-                               KY_PROGRAMS "/no such folder/state"},
+                              {"--address", "127.0.0.1", "--port", "0", "--no-broadcast", "--state", lState},
                               Process::Files{}));
     EXPECT_TRUE(lCamera.WaitForOutput("ready"));
     EXPECT_TRUE(lCamera.AskToEnd());
     EXPECT_EQ(lCamera.Wait(), 1);
-    EXPECT_EQ(lCamera.Error(),
-              "kyserial-camera: --state: cannot write " KY_PROGRAMS "/no such folder/state\n");
+    EXPECT_EQ(lCamera.Error(), "kyserial-camera: --state: cannot write " + lState + "\n");
 }
 
 TEST(ClosedStreamTest, DirectoryAsAFileSaysSo)

@@ -16,9 +16,11 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-extern "C" void* __libc_malloc(size_t aSize);                // NOLINT(bugprone-reserved-identifier)
-extern "C" void* __libc_calloc(size_t aCount, size_t aSize); // NOLINT(bugprone-reserved-identifier)
-extern "C" void* __libc_realloc(void* aOld, size_t aSize);   // NOLINT(bugprone-reserved-identifier)
+// NOLINTBEGIN(bugprone-reserved-identifier, readability-identifier-naming): the C library's names
+extern "C" void* __libc_malloc(size_t aSize);
+extern "C" void* __libc_calloc(size_t aCount, size_t aSize);
+extern "C" void* __libc_realloc(void* aOld, size_t aSize);
+// NOLINTEND(bugprone-reserved-identifier, readability-identifier-naming)
 
 namespace
 {
@@ -62,6 +64,7 @@ struct Report
 {
     Report()
     {
+        // NOLINTNEXTLINE(concurrency-mt-unsafe): no thread changes it
         const char* const lText = std::getenv("KY_REFUSE");
         char lKind[16] = "";
         if (lText != nullptr && std::sscanf(lText, "%15s %d", lKind, &gRefused) == 2)
@@ -71,6 +74,7 @@ struct Report
     }
     ~Report()
     {
+        // NOLINTNEXTLINE(concurrency-mt-unsafe): no thread changes it
         const char* const lPath = std::getenv("KY_REFUSE_REPORT");
         char lText[16];
         const int lSize = std::snprintf(lText, sizeof lText, "%d", gCalls.load());
@@ -91,6 +95,8 @@ Report gReport;
 
 } // namespace
 
+// NOLINTBEGIN(readability-identifier-naming, readability-inconsistent-declaration-parameter-name): the names of
+// the functions are the C library's, those of the parameters are not
 extern "C"
 {
 
@@ -172,3 +178,4 @@ extern "C"
         return static_cast<int>(::syscall(SYS_fcntl, aDescriptor, aCommand, lArgument));
     }
 }
+// NOLINTEND(readability-identifier-naming, readability-inconsistent-declaration-parameter-name)

@@ -8,7 +8,6 @@
 
 using KyPlatform::NamedSemaphore;
 using KySerialLib::SharedRegistry;
-using KySerialLib::SharedRegistryEntry;
 
 namespace
 {

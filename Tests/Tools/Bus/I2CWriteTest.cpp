@@ -9,7 +9,6 @@
 #include <cstdio>
 
 using namespace KyTest;
-using testing::HasSubstr;
 using testing::StartsWith;
 
 namespace

@@ -38,7 +38,7 @@ Bytes Pattern(size_t aSize)
 class MemoriesTest : public testing::Test
 {
 protected:
-    explicit MemoriesTest(CameraConfiguration aConfiguration = {})
+    explicit MemoriesTest(const CameraConfiguration& aConfiguration = {})
         : mCamera(std::make_shared<CameraModel>(aConfiguration)), mAdapter(mCamera)
     {
         ApplyLogOptions(CommonOptions()); // opening a bus breaks an assertion of the library

@@ -11,7 +11,6 @@
 
 using namespace KyTest;
 using testing::HasSubstr;
-using testing::Not;
 
 namespace
 {

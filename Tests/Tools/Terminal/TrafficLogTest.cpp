@@ -21,6 +21,12 @@ class TrafficLogTest : public testing::Test
 protected:
     ~TrafficLogTest() override { std::remove(mPath.c_str()); }
 
+    /// A file of a log that is set aside; the newest has no number.
+    std::string Rotated(const std::string& aNumber, const std::string& aEnding) const
+    {
+        return mPath + "-rotated" + aNumber + aEnding;
+    }
+
     const std::string mPath = KyTest::Process::TemporaryFile(".log");
 };
 
@@ -73,32 +79,32 @@ TEST_F(TrafficLogTest, AFileOfASizeIsSetAsideAndTheOldestRemoved)
 {
     for (const std::string lEnding : {".log", ".pcapng"})
     {
-        const std::string lStem = mPath + "-rotated";
         TrafficLog::Limit lLimit;
         lLimit.mBytes = 300;
         lLimit.mFiles = 2;
         {
             TrafficLog lLog;
-            ASSERT_EQ("", lLog.Open(lStem + lEnding, lLimit));
+            ASSERT_EQ("", lLog.Open(Rotated("", lEnding), lLimit));
             for (int lIndex = 0; lIndex < 40; ++lIndex)
             {
                 lLog.AddNote("note " + std::to_string(lIndex));
             }
             EXPECT_EQ(lLog.GetFailure(), "");
         }
-        const std::string lAll = KyTest::ReadFile(lStem + ".2" + lEnding) +
-                                 KyTest::ReadFile(lStem + ".1" + lEnding) + KyTest::ReadFile(lStem + lEnding);
-        EXPECT_EQ(KyTest::ReadFile(lStem + ".3" + lEnding), "");
-        EXPECT_EQ(KyTest::ReadFile(lStem + lEnding + ".aside"), "");
+        const std::string lAll = KyTest::ReadFile(Rotated(".2", lEnding)) +
+                                 KyTest::ReadFile(Rotated(".1", lEnding)) +
+                                 KyTest::ReadFile(Rotated("", lEnding));
+        EXPECT_EQ(KyTest::ReadFile(Rotated(".3", lEnding)), "");
+        EXPECT_EQ(KyTest::ReadFile(Rotated("", lEnding + ".aside")), "");
         EXPECT_EQ(lAll.find("note 0"), std::string::npos);
         EXPECT_NE(lAll.find("note 39"), std::string::npos);
         for (const std::string lNumber : {".2", ".1", ""})
         {
-            const std::string lText = KyTest::ReadFile(lStem + lNumber + lEnding);
+            const std::string lText = KyTest::ReadFile(Rotated(lNumber, lEnding));
             EXPECT_LT(lText.size(), 300U + 200U);
             EXPECT_TRUE(lNumber.empty() || lText.size() >= 300U) << lText.size();
             EXPECT_TRUE(lEnding != ".pcapng" || KySerialTool::PcapngSection::IsHeader(lText.substr(0, 4)));
-            EXPECT_EQ(std::remove((lStem + lNumber + lEnding).c_str()), 0);
+            EXPECT_EQ(std::remove(Rotated(lNumber, lEnding).c_str()), 0);
         }
     }
 }
