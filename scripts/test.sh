@@ -15,7 +15,7 @@ presets=("$@")
 packages=--tests
 [ "${presets[*]}" = dev ] || packages=--all
 jobs=${KYSERIAL_JOBS:-$(nproc)}
-test_jobs=$((jobs * 2)) # most tests wait more than they work
+test_jobs=$((jobs * 3)) # most tests wait more than they work
 
 scripts/setup.sh "$packages" || exit 1
 
