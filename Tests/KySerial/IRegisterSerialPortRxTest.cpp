@@ -94,10 +94,10 @@ TEST_F(IRegisterSerialPortRxTest, FetchesNothingForALengthThatNoMessageInItsBuff
         std::vector<int64_t> mLengths;
         int64_t mBuffer;
         Calls mBroken;
-    } cCases[] = {{{0, -1, cMin, 5 - cFar}, 1024, {}},
+    } lCases[] = {{{0, -1, cMin, 5 - cFar}, 1024, {}},
                   {{1025, cFar / 2, cFar, cFar + 5, int64_t{1} << 40, cMax}, 1024, Broken({cLengthAssert})},
                   {{cFar / 2}, cFar, {}}};
-    for (const auto& lCase : cCases)
+    for (const auto& lCase : lCases)
     {
         for (const int64_t lLength : lCase.mLengths)
         {
