@@ -49,7 +49,7 @@ void ExpectNothingStays(const Round& aRound)
     {
         aRound();
     }
-    constexpr int64_t cOneEach = cRounds * 17; // the smallest block
+    constexpr int64_t cOneEach = int64_t{cRounds} * 17; // the smallest block
     EXPECT_TRUE(WaitFor([&] { return GetAllocatedBytes() < lBefore + cOneEach; }, std::chrono::seconds(10)))
         << GetAllocatedBytes() - lBefore << " bytes more after " << cRounds << " rounds";
 }

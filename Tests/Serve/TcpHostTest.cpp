@@ -293,7 +293,8 @@ TEST_F(TcpHostTest, AClientThatSendsTooFastIsNotRead)
 {
     Open();
     tcp::socket lClient = Join();
-    std::string lFlood(20000000, '\0');
+    std::string lFlood;
+    lFlood.resize(20'000'000);
     for (size_t lIndex = 0; lIndex < lFlood.size(); ++lIndex)
     {
         lFlood[lIndex] = static_cast<char>(lIndex * 7 + lIndex / 256);
