@@ -1,8 +1,8 @@
 #include "kyserial/Serve/Tcp/Acceptor.h"
 
+#include "kyserial/Serve/Tcp/Persist.h"
 #include "kyserial/Text/Failure.h"
 
-#include <JxUtilsLib/Thread.h>
 #include <KyPlatform/HostSerialPort.h>
 #include <boost/asio/post.hpp>
 
@@ -17,7 +17,6 @@ namespace
 {
 
 constexpr std::chrono::milliseconds cAcceptPause(100);
-constexpr uint32_t cMemoryPause = 10; // ms
 
 } // namespace
 
@@ -65,6 +64,31 @@ void Acceptor::Close()
     mTake = nullptr; // which may own this object's owner
 }
 
+/// One wait for a connection. The network's library drops a wait whose connection finds no memory, without a word: then the next one begins.
+class Acceptor::Wait
+{
+public:
+    explicit Wait(std::shared_ptr<Acceptor> aAcceptor) : mAcceptor(std::move(aAcceptor)) {}
+    Wait(Wait&&) = default;
+    ~Wait()
+    {
+        if (mAcceptor != nullptr && std::exchange(mAcceptor->mIsWaiting, false))
+        {
+            Persist([this] { mAcceptor->Accept(); });
+        }
+    }
+
+    /// The connection is there.
+    std::shared_ptr<Acceptor> End()
+    {
+        mAcceptor->mIsWaiting = false;
+        return std::move(mAcceptor);
+    }
+
+private:
+    std::shared_ptr<Acceptor> mAcceptor;
+};
+
 void Acceptor::Accept()
 {
     if (!mAcceptor.is_open())
@@ -72,8 +96,9 @@ void Acceptor::Accept()
         return;
     }
     mAcceptor.async_accept(
-        [lThis = shared_from_this()](const Error& aError, tcp::socket aSocket)
+        [lWait = Wait(shared_from_this())](const Error& aError, tcp::socket aSocket) mutable
         {
+            const std::shared_ptr<Acceptor> lThis = lWait.End();
             if (!lThis->mAcceptor.is_open())
             {
                 return;
@@ -107,24 +132,7 @@ void Acceptor::Accept()
                     }
                 });
         });
-}
-
-// Without memory even to begin the next wait nobody would ever be taken again. There is nothing else to do than to try.
-template<typename Step>
-void Acceptor::Persist(const Step& aStep)
-{
-    for (bool lDone = false; !lDone;)
-    {
-        try
-        {
-            aStep();
-            lDone = true;
-        }
-        catch (const std::bad_alloc&)
-        {
-            JxUtilsLib::Thread::Sleep(cMemoryPause);
-        }
-    }
+    mIsWaiting = true; // last: a wait that could not begin is its caller's to repeat
 }
 
 // A new try at once would fail as well, and keep a processor and the network's thread busy.

@@ -43,15 +43,15 @@ public:
 
 private:
     using Error = boost::system::error_code;
+    class Wait;
 
-    template<typename Step>
-    static void Persist(const Step& aStep);
     void Accept();
     void Pause(const std::string& aWhy);
 
     boost::asio::ip::tcp::acceptor mAcceptor;
     boost::asio::steady_timer mPause;
     Take mTake;
+    bool mIsWaiting = false; // for a connection; the network's thread only
     std::atomic<uint64_t> mFailures{0};
     News mNews{};
 };

@@ -1,3 +1,4 @@
+#include "kyserial/Serve/Tcp/Persist.h"
 #include "kyserial/Serve/Tcp/TcpHostState.h"
 
 #include <JxUtilsLib/LockScope.h>
@@ -303,7 +304,7 @@ void TcpHost::State::PostFlush()
 {
     if (!mFlushing)
     {
-        Asio::post(mContext, [lThis = shared_from_this()] { lThis->FlushAll(); });
+        Asio::post(mContext, [lThis = shared_from_this()] { Persist([&] { lThis->FlushAll(); }); });
         mFlushing = true; // after it: without the memory for it a later one is needed
     }
 }
