@@ -6,6 +6,7 @@
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/post.hpp>
 #include <boost/asio/read.hpp>
 #include <boost/asio/write.hpp>
 
@@ -13,6 +14,7 @@
 
 #include <algorithm>
 #include <array>
+#include <future>
 #include <optional>
 #include <string>
 
@@ -51,7 +53,7 @@ void ForEachFailure(int aStep, const Round& aRound)
 TEST_F(ServedDeviceNoMemoryTest, IsConnectedWhicheverAllocationOfItsThreadFails)
 {
     mEntry.mPorts.clear();
-    ForEachFailure(5,
+    ForEachFailure(1,
                    [&](const auto& aEndShortage)
                    {
                        Make();
@@ -111,10 +113,14 @@ TEST_F(ServedDeviceNoMemoryTest, ALookLeavesTheDeviceFreeWhicheverAllocationFail
 {
     Make();
     ASSERT_TRUE(WaitForPort());
-    for (int lFailing = 1; lFailing <= 3; ++lFailing)
+    int lFailed = 0;
+    for (bool lHasFailed = true;
+         lHasFailed || lFailed == 0;) // a look at a device whose thread is still busy allocates nothing
     {
-        const AllocationCounter lShortage(lFailing);
+        const AllocationCounter lShortage(lFailed + 1);
         mDevice->Look();
+        lHasFailed = AllocationCounter::GetCount() > lFailed;
+        lFailed += lHasFailed ? 1 : 0;
     }
     mDevice->AskToEnd();
     EXPECT_TRUE(WaitFor([this] { return mDevice->HasEnded(); }));
@@ -152,6 +158,9 @@ TEST_F(TcpHostNoMemoryTest, AnEndNeedsNone)
 {
     const tcp::socket lClient = Connect();
     ASSERT_TRUE(WaitFor([this] { return mHost->GetCounts().mClients == 1; }));
+    std::promise<void> lRest; // the network's thread has done what follows the client's entry
+    boost::asio::post(mNetwork.Use(), [&] { lRest.set_value(); });
+    lRest.get_future().wait();
     const AllocationCounter lNone(1);
     const OtherThreadsAllocations lNoneElsewhere(1);
     mHost.reset();
