@@ -4,9 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <iostream>
 #include <limits>
+#include <unistd.h>
 
 namespace
 {
@@ -58,20 +60,6 @@ protected:
         return lDone;
     }
 
-    /// Goes to an instruction: at full speed to the last call into the system before it, and then in steps.
-    /// \param aCalls  How many instructions come before each call, in a run like this one.
-    static int GoTo(SteppedChild& aChild, int aInstruction, const std::vector<int>& aCalls)
-    {
-        const auto lNext = std::upper_bound(aCalls.begin(), aCalls.end(), aInstruction);
-        if (lNext == aCalls.begin())
-        {
-            return aChild.Step(aInstruction);
-        }
-        const auto lStops = static_cast<int>(2 * (lNext - aCalls.begin()) - 1); // each begins and ends
-        aChild.StepCalls(lStops);
-        return aChild.Step(aInstruction - *(lNext - 1));
-    }
-
     static bool IsSampled()
     {
         return GetParam().mIsLarge && GetLongForm() == nullptr;
@@ -94,8 +82,14 @@ TEST_P(KillStepTest, SurvivorGoesOnWhereverThePeerDies)
         return;
     }
     const int lMost = GetLongForm() != nullptr ? std::numeric_limits<int>::max() : cShortRun;
-    std::vector<int> lCalls;
-    const int lLength = KillAfter([&](SteppedChild& aChild) { return aChild.Survey(lMost, lCalls); }, lWrong);
+    SteppedRun lSurvey;
+    const int lLength = KillAfter(
+        [&](SteppedChild& aChild)
+        {
+            lSurvey = {};
+            return aChild.Survey(lMost, lSurvey);
+        },
+        lWrong);
     ASSERT_EQ(lWrong, "") << "after the end or " << lMost;
     ASSERT_GT(lLength, 100);
     // Spread evenly over the instructions: as many deaths as a short run has time for, or KYSERIAL_KILL_POINTS.
@@ -106,7 +100,7 @@ TEST_P(KillStepTest, SurvivorGoesOnWhereverThePeerDies)
     for (int lPoint = 0; lPoint < lPoints; ++lPoint)
     {
         const auto lStep = static_cast<int>(int64_t{lLength} * lPoint / lPoints);
-        KillAfter([&](SteppedChild& aChild) { return GoTo(aChild, lStep, lCalls); }, lWrong);
+        KillAfter([&](SteppedChild& aChild) { return aChild.GoTo(lStep, lSurvey); }, lWrong);
         lBad += lWrong.empty() ? 0 : 1;
         EXPECT_EQ(lWrong, "") << "after " << lStep << " of " << lLength << " instructions";
     }
@@ -128,6 +122,49 @@ TEST_P(KillStepTest, SurvivorGoesOnWhenThePeerDiesInAnySystemCall)
     EXPECT_EQ(lWrong, "") << "after the end";
     std::cout << GetParam().mName << ": " << lDeaths << " deaths at system calls, " << mRepeated
               << " repeated\n";
+}
+
+TEST(SteppedChildTest, GoesToTheInstructionThatAllStepsLeadTo)
+{
+#if defined(KYTEST_INSTRUMENTED)
+    GTEST_SKIP() << "too many instructions";
+#endif
+    std::array<char, 300> lText{};
+    const auto lSteps = [&lText]
+    {
+        for (int lRound = 0; lRound < 3; ++lRound)
+        {
+            ::getppid();
+            for (char& lCharacter : lText)
+            {
+                lCharacter = static_cast<char>(lCharacter + lRound);
+            }
+        }
+    };
+    SteppedRun lRun;
+    const int lLength = SteppedChild([] {}, lSteps).Survey(std::numeric_limits<int>::max(), lRun);
+    ASSERT_GT(lLength, 3 * static_cast<int>(lText.size()));
+    ASSERT_GE(lRun.mCalls.size(), 3U);
+    std::vector<int> lPlaces{0, 1};
+    for (const int lCall : lRun.mCalls)
+    {
+        lPlaces.insert(lPlaces.end(), {lCall - 1, lCall + 1, lCall + 2});
+    }
+    for (int lPlace = 0; lPlace < lLength; lPlace += lLength / 20)
+    {
+        lPlaces.push_back(lPlace);
+    }
+    for (const int lPlace : lPlaces)
+    {
+        const bool lIsCall = std::count(lRun.mCalls.begin(), lRun.mCalls.end(), lPlace) > 0;
+        if (lPlace >= lLength || lIsCall) // the fast way ends inside a call, after its instruction
+        {
+            continue;
+        }
+        SteppedChild lChild([] {}, lSteps);
+        EXPECT_EQ(lChild.GoTo(lPlace, lRun), lPlace);
+        EXPECT_EQ(lChild.GetAddress(), lRun.mAddresses.at(lPlace)) << lPlace << " of " << lLength;
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Fifo, KillStepTest, testing::ValuesIn(GetFifoKillCases()),
