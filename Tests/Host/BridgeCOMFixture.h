@@ -3,7 +3,7 @@
 #include "BridgeCOM.h"
 
 #include "JxUtilsLib/Thread.h"
-#include "KySerial/BridgeFixture.h"
+#include "KySerial/Bridge/BridgeFixture.h"
 #include "KySerial/KySerialBridge.h"
 #include "Tests/Support/HostLinkTest.h"
 #include "Tests/Support/WaitFor.h"

@@ -1,6 +1,6 @@
 // Lives of a bridge to a host port, with traffic.
 
-#include "KySerial/BridgeFixture.h"
+#include "KySerial/Bridge/BridgeFixture.h"
 #include "KySerial/KySerialBridge.h"
 #include "Support/Repeater.h"
 #include "Support/WaitFor.h"

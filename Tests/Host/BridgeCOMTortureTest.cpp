@@ -1,7 +1,7 @@
 // The bridge to a host port: every call of the adapter spoilt in every way, in a bridge's whole life.
 
 #include "KySerial/KySerialBridge.h"
-#include "KySerial/TortureFixture.h"
+#include "KySerial/Robustness/TortureFixture.h"
 #include "Support/WaitFor.h"
 #include "Tests/Host/RelaysBothWays.h"
 #include "Tests/Support/HostLinkTest.h"

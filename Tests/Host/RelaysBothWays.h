@@ -1,6 +1,6 @@
 #pragma once
 
-#include "KySerial/BridgeFixture.h"
+#include "KySerial/Bridge/BridgeFixture.h"
 #include "KySerial/KySerialBridge.h"
 #include "Support/WaitFor.h"
 #include "Tests/Support/HostLink.h"
