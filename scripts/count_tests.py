@@ -6,7 +6,8 @@ count_tests.py [--broken N] REPORT...   prints "N passed, N failed, N skipped" o
                                         count as failed. Exit status 1 when anything failed or nothing passed.
 
 A report of a second run of what failed, report-again.xml beside report.xml, decides for the tests in it; those that
-passed then are named.
+passed then are named. Where a CTest test runs many cases in one process, their reports in the folder cases (cases-again)
+beside it are counted in its place.
 """
 import os
 import re
@@ -22,14 +23,44 @@ def state(case):
     return "passed"
 
 
+def read(report):
+    """The CTest tests of a report, each with its cases: pairs of a name and an element; none for a test that has no others."""
+    folder = report.replace("report", "cases").removesuffix(".xml")
+    for test in ElementTree.parse(report).getroot().iter("testcase"):
+        path = os.path.join(folder, f"{test.get('name')}.xml")
+        cases = []
+        if os.path.exists(path):
+            program = test.get("name").rpartition(".")[0]
+            cases = [(f"{program}: {case.get('classname')}.{case.get('name')}", case)
+                     for case in ElementTree.parse(path).getroot().iter("testcase")]
+        yield test, cases
+
+
+def count(report):
+    """The states by name. A process that failed with all its cases passed, or without a report of them, counts as one more."""
+    states = {}
+    for test, cases in read(report):
+        inner = {name: state(case) for name, case in cases}
+        states.update(inner)
+        if not cases or (state(test) == "failed" and "failed" not in inner.values()):
+            states[test.get("name")] = state(test)
+        elif test.get("name") in states:
+            del states[test.get("name")]
+    return states
+
+
 def show(report):
-    for case in ElementTree.parse(report).getroot().iter("testcase"):
-        output = case.findtext("system-out") or ""
-        if state(case) == "failed":
-            print(f"--- {case.get('name')} failed\n{output[-6000:]}")
-        elif state(case) == "skipped":
+    for test, cases in read(report):
+        output = test.findtext("system-out") or ""
+        if state(test) == "failed":
+            print(f"--- {test.get('name')} failed\n{output[-6000:]}")
+        elif state(test) == "skipped":
             reason = re.search(r"Skipped\n(.*?)\n", output, re.S)
-            print(f"--- {case.get('name')} skipped: {reason.group(1) if reason else 'no reason given'}")
+            print(f"--- {test.get('name')} skipped: {reason.group(1) if reason else 'no reason given'}")
+        for name, case in cases:
+            if state(case) == "skipped":
+                reason = (case.find("skipped").get("message") or "").partition("\n")[2] if case.find("skipped") is not None else ""
+                print(f"--- {name} skipped: {reason or 'no reason given'}")
 
 
 def main(arguments):
@@ -41,13 +72,17 @@ def main(arguments):
         broken, arguments = int(arguments[1]), arguments[2:]
     counts = {"passed": 0, "failed": broken, "skipped": 0}
     for report in arguments:
-        states = {case.get("name"): state(case) for case in ElementTree.parse(report).getroot().iter("testcase")}
+        states = count(report)
         again = report.replace("report.xml", "report-again.xml")
         if again != report and os.path.exists(again):
-            for case in ElementTree.parse(again).getroot().iter("testcase"):
-                if state(case) == "passed":
-                    print(f"unstable, passed only when run again: {case.get('name')} ({report})")
-                states[case.get("name")] = state(case)
+            repeated = count(again)
+            for test, cases in read(again):
+                if cases and test.get("name") not in repeated:
+                    states.pop(test.get("name"), None)  # the process as a whole: its cases have been counted now
+            for name, then in repeated.items():
+                if then == "passed" and states.get(name) != "passed":
+                    print(f"unstable, passed only when run again: {name} ({report})")
+            states.update(repeated)
         for name in states:
             counts[states[name]] += 1
     print(f"{counts['passed']} passed, {counts['failed']} failed, {counts['skipped']} skipped")

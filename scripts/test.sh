@@ -15,7 +15,7 @@ presets=("$@")
 packages=--tests
 [ "${presets[*]}" = dev ] || packages=--all
 jobs=${KYSERIAL_JOBS:-$(nproc)}
-test_jobs=$((jobs * 3)) # most tests wait more than they work
+test_jobs=$((jobs * 4)) # most tests wait more than they work
 
 scripts/setup.sh "$packages" || exit 1
 
@@ -31,7 +31,7 @@ broken=0
 for preset in "${presets[@]}"; do
   log=build/$preset
   mkdir -p "$log"
-  rm -f "$log/report.xml" "$log/report-again.xml"
+  rm -rf "$log/report.xml" "$log/report-again.xml" "$log/cases" "$log/cases-again" "$log/cases-first"
   printf '== %s: building\n' "$preset"
   if ! { cmake --preset "$preset" && cmake --build --preset "$preset" -j "$jobs"; } >"$log/build.log" 2>&1; then
     tail -n 60 "$log/build.log"
@@ -55,7 +55,10 @@ for preset in "${presets[@]}"; do
   if ! ctest --preset "$preset" -j "$test_jobs" --output-junit "$PWD/$log/report.xml" >"$log/test.log" 2>&1 &&
     [ -n "${KYSERIAL_CI:-}" ]; then
     # On a machine that others use too, what failed gets a second chance; a test that needed it is named.
+    [ ! -d "$log/cases" ] || mv "$log/cases" "$log/cases-first"
     ctest --preset "$preset" -j 1 --rerun-failed --output-junit "$PWD/$log/report-again.xml" >"$log/again.log" 2>&1
+    [ ! -d "$log/cases" ] || mv "$log/cases" "$log/cases-again"
+    [ ! -d "$log/cases-first" ] || mv "$log/cases-first" "$log/cases"
   fi
   grep -E '^(The following tests FAILED|[[:space:]]+[0-9]+ - .*\((Failed|Timeout|SEGFAULT|Not Run|.*ABORTED|ILLEGAL|NUMERICAL|OTHER_FAULT|Exit code.*)\))' "$log/test.log" || true
   if [ ! -s "$log/report.xml" ]; then

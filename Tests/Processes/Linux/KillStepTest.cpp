@@ -163,7 +163,8 @@ TEST(SteppedChildTest, GoesToTheInstructionThatAllStepsLeadTo)
         }
         SteppedChild lChild([] {}, lSteps);
         EXPECT_EQ(lChild.GoTo(lPlace, lRun), lPlace);
-        EXPECT_EQ(lChild.GetAddress(), lRun.mAddresses.at(lPlace)) << lPlace << " of " << lLength;
+        EXPECT_EQ(lChild.GetAddress(), lRun.mAddresses.at(static_cast<size_t>(lPlace)))
+            << lPlace << " of " << lLength;
     }
 }
 

@@ -163,9 +163,9 @@ int SteppedChild::GoTo(int aInstruction, const SteppedRun& aRun)
         lDone += lDone < aInstruction ? Step(1) : 0; // the call's end
     }
     // An instruction that repeats itself is one to a breakpoint, and as many steps as it has repetitions.
-    const std::vector<uint64_t>& lAddresses = aRun.mAddresses;
+    const auto lAddress = [&aRun](int aIndex) { return aRun.mAddresses.at(static_cast<size_t>(aIndex)); };
     const auto lBegins = [&](int aIndex)
-    { return aIndex == lDone || lAddresses.at(aIndex - 1) != lAddresses.at(aIndex); };
+    { return aIndex == lDone || lAddress(aIndex - 1) != lAddress(aIndex); };
     int lStart = aInstruction;
     while (!lBegins(lStart))
     {
@@ -174,9 +174,9 @@ int SteppedChild::GoTo(int aInstruction, const SteppedRun& aRun)
     int lStops = 1;
     for (int lIndex = lDone; lIndex < lStart; ++lIndex)
     {
-        lStops += lAddresses.at(lIndex) == lAddresses.at(lStart) && lBegins(lIndex) ? 1 : 0;
+        lStops += lAddress(lIndex) == lAddress(lStart) && lBegins(lIndex) ? 1 : 0;
     }
-    if (lStart > lDone && lStops < lStart - lDone && PassBreakpoint(lAddresses.at(lStart), lStops))
+    if (lStart > lDone && lStops < lStart - lDone && PassBreakpoint(lAddress(lStart), lStops))
     {
         lDone = lStart;
     }
