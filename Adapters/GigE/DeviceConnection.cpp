@@ -230,6 +230,7 @@ bool DeviceConnection::HasChanged(const DeviceFeatures& aFeatures, const std::st
 
 void DeviceConnection::PollFeatures(uint32_t aMilliseconds)
 {
+    // Without interest nobody would hear of a change, so the device is not asked.
     const std::shared_ptr<const DeviceFeatures> lFeatures = mSinks.HasInterests() ? GetFeatures() : nullptr;
     if (lFeatures == nullptr || lFeatures->mDescription == nullptr)
     {

@@ -24,6 +24,7 @@ KyResult OutsideResult()
 
 KyResult RegisterSpace::ReadMemory(uint64_t aAddress, uint8_t* aBuffer, uint64_t aSize)
 {
+    // The bytes of events have come by themselves and are not in the device's registers.
     if (IsEventAddress(aAddress))
     {
         mStore.Read(EventOf(aAddress), EventOffset(aAddress), aBuffer, aSize);

@@ -33,6 +33,7 @@ void AssertFailed(const char* aText, const char* aFile, int aLine)
 
 void ExpectationFailed(const char* aText, const char* aFile, int aLine, std::atomic<bool>& aPrinted)
 {
+    // A device may break an expectation with each event, so a place is printed once only.
     const AssertHandler lHandler = gHandler.load();
     if (lHandler != nullptr)
     {

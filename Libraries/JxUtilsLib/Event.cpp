@@ -36,6 +36,8 @@ void Event::Set() noexcept
 
 bool Event::Raise() noexcept
 {
+    // The bits above the flag count the waiters: without them, or on an event
+    // that is set, nobody needs a wake-up.
     const uint32_t lOld = mWord.fetch_or(cSet);
     return (lOld & cSet) == 0 && lOld != 0;
 }
@@ -82,10 +84,12 @@ bool Event::Wait_ms(uint32_t aTimeout) noexcept
     uint32_t lWord = mWord.fetch_add(cOneWaiter) + cOneWaiter;
     for (;;)
     {
+        // Before the first sleep all of the time counts as left, so the clock is not read for that.
         const bool lIsSet = (lWord & cSet) != 0;
         const uint32_t lLeft = lIsSet || !lSlept ? aTimeout : lUntil.GetRemaining();
         if (lIsSet || lLeft == 0)
         {
+            // The waiter leaves and takes the signal in one step, so that no second one gets through with it.
             const uint32_t lTaken = lIsSet && !mManualReset ? cSet : 0;
             if (mWord.compare_exchange_weak(lWord, lWord - cOneWaiter - lTaken))
             {

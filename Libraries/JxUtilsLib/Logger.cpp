@@ -37,6 +37,7 @@ class Text
 public:
     Text(const char* aFormat, va_list aArguments) noexcept
     {
+        // The first pass uses the arguments up, and a long text needs a second one.
         va_list lSecondPass;
         va_copy(lSecondPass, aArguments);
         // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): started by the callers
@@ -64,6 +65,7 @@ private:
 void Write(const LogRecord& aRecord) noexcept
 {
     SinkState& lState = GetSinkState();
+    // The lock is held during the call: SetSink() promises that no thread is inside the former sink.
     const LockScope lLock(lState.mMutex);
     try
     {
@@ -102,6 +104,7 @@ void Logger::Log(PriorityLevel aPriority, const char* aFile, int aLine, const ch
 Result Logger::LogResult(uint32_t aCode, const char* aFile, int aLine, const char* aFunction,
                          const char* aFormat, ...) const noexcept
 {
+    // The text is formatted in any case, since it is the result's description, logged or not.
     va_list lArguments;
     va_start(lArguments, aFormat);
     const Text lText(aFormat, lArguments);

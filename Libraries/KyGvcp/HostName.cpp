@@ -34,6 +34,7 @@ struct LookUp
 bool Ask(const std::shared_ptr<LookUp>& aLookUp, const std::string& aName,
          std::function<std::optional<uint32_t>(const std::string&)> aAsk)
 {
+    // The thread may go on after its caller, so the code that it runs must not be unloaded.
     StayLoaded();
     try
     {
@@ -61,6 +62,7 @@ bool IsHostName(const std::string& aText)
     { return (aChar >= 'a' && aChar <= 'z') || (aChar >= 'A' && aChar <= 'Z'); };
     const auto lFits = [&](char aChar)
     { return lIsLetter(aChar) || (aChar >= '0' && aChar <= '9') || aChar == '-' || aChar == '.'; };
+    // The longest name that name servers know.
     constexpr size_t cLongest = 253;
     return aText.size() <= cLongest && std::all_of(aText.begin(), aText.end(), lFits) &&
            std::any_of(aText.begin(), aText.end(), lIsLetter) && aText.front() != '-' && aText.front() != '.';
@@ -69,6 +71,7 @@ bool IsHostName(const std::string& aText)
 std::optional<uint32_t> LookUpHost(const std::string& aName) noexcept
 {
     addrinfo lWanted{};
+    // The control protocol knows IPv4 addresses only.
     lWanted.ai_family = AF_INET;
     lWanted.ai_socktype = SOCK_DGRAM;
     addrinfo* lFound = nullptr;

@@ -167,6 +167,7 @@ Bytes Reader::Take(size_t aCount)
     mGood = mGood && aCount <= mRest.size();
     if (!mGood)
     {
+        // After a part that is missing nothing is where it should be.
         mRest = {};
         return {};
     }
@@ -196,6 +197,7 @@ std::optional<CommandView> ParseCommand(Bytes aPacket)
     {
         return {};
     }
+    // A command of a wrong length is still one: its identifier allows an answer that refuses it.
     lCommand.mLengthFits = lReader.GetRest().size() == lLength;
     if (lCommand.mLengthFits)
     {
@@ -213,6 +215,7 @@ std::optional<AcknowledgeView> ParseAcknowledge(Bytes aPacket)
     const size_t lLength = lReader.Take16();
     lAcknowledge.mRequestID = lReader.Take16();
     lAcknowledge.mPayload = lReader.Take(lLength);
+    // An acknowledge has the code above that of its command, which is always odd.
     if (!lReader.IsGood() || (lAcknowledge.mCode & 1U) == 0)
     {
         return {};
@@ -230,6 +233,7 @@ bool TakeEvent(Bytes& aPayload, const CommandView& aCommand, EventView& aEvent)
     const size_t lHeader = lExtended ? cExtendedEventItemSize : cEventItemSize;
     Reader lReader(aPayload);
     size_t lSize = lReader.Take16();
+    // Some devices leave the size out. An EVENTDATA is one item then, and items of an EVENT are headers only.
     if (lSize == 0)
     {
         lSize = aCommand.mCode == cEventData ? aPayload.size() : lHeader;
@@ -260,6 +264,7 @@ std::vector<EventView> ParseEvents(const CommandView& aCommand)
     {
         if (!TakeEvent(lPayload, aCommand, lEvents.emplace_back()))
         {
+            // One item that makes no sense leaves it open where the others begin and end.
             return {};
         }
     }

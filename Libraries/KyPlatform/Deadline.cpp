@@ -38,7 +38,9 @@ uint32_t Deadline::GetRemaining(uint32_t aMost) const noexcept
     {
         return aMost;
     }
+    // The time is rounded up: with 0 for its last fraction a caller would spin instead of wait.
     const uint64_t lLeft = (static_cast<uint64_t>(GetTimeLeft().count()) + cMillisecond - 1) / cMillisecond;
+    // cInfinite means no end, so a long time gets the number before it.
     return static_cast<uint32_t>(std::min<uint64_t>({lLeft, aMost, cInfinite - 1}));
 }
 

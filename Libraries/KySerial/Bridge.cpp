@@ -54,6 +54,7 @@ Bridge::~Bridge()
 
 void Bridge::Release() noexcept
 {
+    // The flavour's destructor has released already when the base's destructor comes here.
     if (std::exchange(mReleased, true))
     {
         return;
@@ -83,6 +84,7 @@ void Bridge::CloseAndSettle() noexcept
 {
     if (mDevicePort != nullptr)
     {
+        // What was cleared until now counts as cleared. Only what the next two steps drop is cut off.
         CountReceived(false);
         static_cast<void>(mDevicePort->Close());         // ignored: nothing is left to undo
         static_cast<void>(mDevicePort->FlushRxBuffer()); // cannot fail
@@ -141,6 +143,7 @@ void Bridge::ResetStatistics()
     mStatistics.mBytesSentToDevice = 0;
     mStatistics.mBytesReceivedFromDevice = 0;
     mStatistics.mTransferErrors = 0;
+    // The gate keeps the engine in place. Bytes that it has received by now belong to the former account.
     const auto lInside = mGate.Share();
     CountReceived(false);
     mAccount.Reset();
@@ -151,6 +154,7 @@ KyResult Bridge::SelectPort(FeatureSelectorScope& aScope, KyDeviceSerial aPort)
 {
     static constexpr char cFunction[] = "KySerialLib::Bridge::OpenDevicePort";
     const KyString lSelector("BulkSelector");
+    // A device without the selector has features of its own for each bulk port. UARTs never depend on it.
     if (aPort < KyDeviceSerialBulk0 || !mDevice->IsFeatureAvailable(lSelector))
     {
         return KyResult(KyResult::OK);
@@ -164,6 +168,7 @@ KyResult Bridge::SelectPort(FeatureSelectorScope& aScope, KyDeviceSerial aPort)
 
 KyResult Bridge::OpenDevicePort(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
 {
+    // The scope lasts until the port is open: no other bridge of the device moves the selector meanwhile.
     FeatureSelectorScope lScope(aDevice);
     if (mSelectsPort || mOptions.mSelectsPort)
     {
@@ -174,6 +179,7 @@ KyResult Bridge::OpenDevicePort(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
             return lSelected;
         }
     }
+    // The question follows the selection, since the device answers for the bulk port that is selected.
     if (!KyDeviceSerialPort::IsSupported(aDevice, aPort))
     {
         return KY_LOG_RESULT(*mLogger, KyResult::UNSUPPORTED, "KySerialLib::Bridge::OpenDevicePort",
@@ -181,6 +187,7 @@ KyResult Bridge::OpenDevicePort(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
     }
     mDevicePortID = aPort;
     mDevice = aDevice;
+    // The watch begins before the opening: a restart of the device meanwhile shows as another connection.
     mWatch.Begin(mOptions, aDevice);
     static_cast<void>(mDevice->RegisterEventSink(this)); // ignored: this sink does nothing with events
     mDevicePort = std::make_unique<KyDeviceSerialPort>();
@@ -216,6 +223,7 @@ KyResult Bridge::Start()
                              "Unable to start bridge downstream thread.");
     }
     static_cast<void>(mDownThread.SetName("BridgeDownstream"));
+    // Without options nobody wants to know of absences, and the device is spared the looks for it.
     if (mWatch.IsOn() && !mWatchThread.Start(&WatchThread, this))
     {
         return KY_LOG_RESULT(*mLogger, KyResult::FAILURE, cFunction, "Unable to start bridge watch thread.");
@@ -230,6 +238,7 @@ KyResult Bridge::Start()
 void Bridge::StopThreads()
 {
     const uint64_t lStart = JxUtilsLib::Thread::GetTickCount();
+    // The flag is set first, because each thread that a later step wakes looks at it.
     mStop = true;
     if (mStopEvent.IsValid())
     {
@@ -241,6 +250,7 @@ void Bridge::StopThreads()
         static_cast<void>(mWatchThread.Join()); // ignored: it returns nothing
     }
     {
+        // The gate keeps Recover() of another thread from replacing the engine meanwhile.
         const auto lInside = mGate.Share();
         EndDeviceTransfers(true);
     }
@@ -317,6 +327,7 @@ void Bridge::GetParameters()
 
 KyResult Bridge::SetSelector(FeatureSelectorScope& aScope, const char* aFunction)
 {
+    // A device without a selector has features for each port. GetParameters() has found those of this one.
     if (mSelectorFeature.GetLength() == 0)
     {
         return KyResult(KyResult::OK);
@@ -345,6 +356,7 @@ KyResult Bridge::ForEachSaved(const char* aFunction, void (Bridge::*aDo)(const K
 {
     FeatureSelectorScope lScope(mDevice);
     KyResult lResult = SetSelector(lScope, aFunction);
+    // Without the selection the features may be those of another port, so none is touched.
     if (lResult.IsOK())
     {
         (this->*aDo)(mBaudRateFeature, mSavedBaudRate);
@@ -364,6 +376,7 @@ KyResult Bridge::BackupPortConfig()
 
 void Bridge::Restore(const KyString& aFeature, KyString& aSaved)
 {
+    // A setting that could not be read at the start has no text here, and the device keeps what it has.
     if (aFeature.GetLength() > 0 && aSaved.GetLength() > 0 && mDevice->IsFeatureWritable(aFeature))
     {
         static_cast<void>(mDevice->SetFeatureFromString(aFeature, aSaved)); // ignored: the others still count
@@ -378,6 +391,7 @@ KyResult Bridge::RestorePortConfig()
 KySerialPortConfiguration Bridge::ReadDeviceSettings()
 {
     KySerialPortConfiguration lSettings;
+    // Rate 0, parity -1 and 0 stop bits mean that the device does not say. MakeInvalid() leaves out the last.
     lSettings.MakeInvalid();
     lSettings.mStopBits = 0;
     FeatureSelectorScope lScope(mDevice);
@@ -454,6 +468,7 @@ KyResult Bridge::ConfigurePort()
     KyResult lResult = SetSelector(lScope, cFunction);
     if (lResult.IsOK())
     {
+        // What the device refuses now does not keep it from being set up after an absence.
         mRefusedSettings = SyncAll(GetConfiguration().mBaudRate, false);
         ReportSettings();
     }
@@ -481,6 +496,7 @@ KyResult Bridge::SyncBaudRate(bool aForce)
 KyResult Bridge::SetDeviceBaudRate(uint32_t aBaudRate, bool aForce)
 {
     static constexpr char cFunction[] = "KySerialLib::Bridge::SyncBaudRate";
+    // aForce asks the device itself, since its rate may have been changed past the bridge.
     if (mBaudRateFeature.GetLength() == 0 || (!aForce && aBaudRate == mDeviceBaudRate))
     {
         return KyResult(KyResult::OK);
@@ -505,6 +521,7 @@ KyResult Bridge::SetDeviceBaudRate(uint32_t aBaudRate, bool aForce)
         return KY_LOG_RESULT(*mLogger, KyResult::UNSUPPORTED, cFunction,
                              "Error setting device serial port baud rate.");
     }
+    // A rate that was refused is not remembered, so the next request for it goes to the device again.
     mDeviceBaudRate = aBaudRate;
     return lResult;
 }
@@ -528,6 +545,7 @@ KyResult Bridge::SyncBulkMode()
         return KY_LOG_RESULT(*mLogger, KyResult::UNSUPPORTED, cFunction,
                              "Error reading device serial bulk port mode.");
     }
+    // A bridge joins serial lines, so a bulk port runs as UART for as long as it is bridged.
     const KyString lUart(cUart);
     if (lMode == lUart)
     {

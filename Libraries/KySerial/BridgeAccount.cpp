@@ -24,6 +24,8 @@ void BridgeAccount::Reset() noexcept
     const JxUtilsLib::LockScope lLock(mMutex);
     for (KySerialBridgeFlow* const lFlow : {&mToDevice, &mFromDevice})
     {
+        // These bytes are delivered or lost after the reset. Counted as taken,
+        // they keep the new account balanced.
         const uint64_t lOnTheirWay = lFlow->mTaken - lFlow->mDelivered - lFlow->mOverrun - lFlow->mCleared -
                                      lFlow->mRefused - lFlow->mCutOff - lFlow->mAway;
         *lFlow = KySerialBridgeFlow();

@@ -39,6 +39,7 @@ BridgeCLDLL::BridgeCLDLL() : mSharedRegistry(true) {}
 
 BridgeCLDLL::~BridgeCLDLL()
 {
+    // The threads use the FIFOs and the registry's entry, so they end before these go.
     StopThreads();
     CloseSharedMem();
     Release();
@@ -103,6 +104,7 @@ KyResult BridgeCLDLL::OpenSharedMem(const char* aName)
         return CloseAfter(
             KY_LOG_RESULT(*mLogger, KyResult::FAILURE, cFunction, "Could not create upstream FIFO."));
     }
+    // Clients look for the mark of a server that serves, so FIFOs and rates come before the mark.
     OfferBaudRates();
     static_cast<void>(ConfigurePort()); // ignored: what the device refuses is in the log
     // Ignored: without the mark clients do not see the server until it is started again.
@@ -125,6 +127,7 @@ void BridgeCLDLL::LogObstacle() const
 
 void BridgeCLDLL::OfferBaudRates()
 {
+    // Entries are never freed: a former server of this name has left its rates here.
     Shared(mSharedRegistryEntry->mSupportedBaudRates) = 0;
     static_cast<void>(RefreshSupportedBaudRates()); // ignored: without rates there is a fallback
     uint32_t lOffered = 0;
@@ -135,6 +138,7 @@ void BridgeCLDLL::OfferBaudRates()
             BaudRateToMask(GetSupportedBaudRate(lIndex), lMask)); // a rate without a bit adds none
         lOffered |= lMask;
     }
+    // Clients set only rates that are offered. Without any they could set none, so one is offered.
     if (lOffered == 0)
     {
         KY_LOG(*mLogger, JxUtilsLib::PriorityWarning, "KySerialLib::BridgeCLDLL::OpenSharedMem",
@@ -150,6 +154,7 @@ void BridgeCLDLL::CloseSharedMem()
     mDownFifo = nullptr;
     mUpFifo = nullptr;
     mSharedRegistryEntry = nullptr;
+    // The name is given back last, since another process may be its server from then on.
     if (mServerSemaphore.IsValid() && mClientSemaphore.IsValid())
     {
         SharedRegistry::ReleaseServer(mServerSemaphore, mClientSemaphore);
@@ -219,8 +224,11 @@ void BridgeCLDLL::RelayUp()
         {
             continue;
         }
+        // These bytes count as received before the wait for room, whatever becomes of them.
         mStatistics.mBytesReceivedFromDevice += lRead;
         uint32_t lWritten = 0;
+        // The write has no time limit: a client that reads nothing for a while
+        // loses no bytes. A stop ends it.
         const bool lWasWritten = mUpFifo->Write(lBuffer.data(), lRead, lWritten, cForever, &mStop);
         const uint64_t lCut = CountDelivery(lRead, lWritten);
         const uint64_t lCounted = mStatistics.mBytesReceivedFromDevice;
@@ -267,6 +275,7 @@ void BridgeCLDLL::RelayDown()
         {
             // A FIFO that another process has damaged refuses at once, so the thread pauses between its tries.
             static_cast<void>(mStopEvent.Wait(lPacer.GetDelay())); // ignored: the loop looks at the flag
+            // A client that is dead sends nothing, so its place is looked at when nothing comes.
             static_cast<void>(
                 mSharedRegistry.FreeDeadClient(mClientSemaphore)); // ignored: mostly the client lives
             continue;

@@ -72,6 +72,7 @@ KyResult BridgeCOM::ParseCOMPort(const char* aName, KyString& aPath)
     }
     else if (aName != nullptr && IsComName(aName))
     {
+        // Windows opens ports above COM9 by this form only. The Linux port knows the same form.
         char lPath[16] = {};
         static_cast<void>(std::snprintf(lPath, sizeof lPath, R"(\\.\COM%s)", &aName[3])); // one digit or two
         aPath = KyString(lPath);
@@ -99,6 +100,7 @@ KySerialPortConfiguration BridgeCOM::Complete(const KySerialPortConfiguration& a
     KySerialPortConfiguration lLine = aConfiguration;
     if (lLine.mBaudRate == 0)
     {
+        // A device may run at a rate that no host port has. Both ends get the usual one then.
         const KySerialPortConfiguration lRate(lDevice.mBaudRate, KyParityNone, 8, 1);
         lLine.mBaudRate =
             lDevice.mBaudRate != 0 && lRate.IsValid().IsOK() ? lDevice.mBaudRate : lUsual.mBaudRate;
@@ -156,6 +158,7 @@ HostLine BridgeCOM::ToHostLine(const KySerialPortConfiguration& aConfiguration)
         lLine.mBaudRate = aConfiguration.mBaudRate;
         break;
     default:
+        // SetSerialPortConfiguration() has refused it before. Without assertions the usual value stays.
         JX_ASSERT(false);
     }
     switch (aConfiguration.mParity)
@@ -197,6 +200,8 @@ HostLine BridgeCOM::ToHostLine(const KySerialPortConfiguration& aConfiguration)
 KyResult BridgeCOM::SetSerialPortConfiguration(const KySerialPortConfiguration& aConfiguration)
 {
     static constexpr char cFunction[] = "KySerialLib::BridgeCOM::SetSerialPortConfiguration";
+    // The line is read before the check: a host port that does not answer is FAILURE, whatever the
+    // configuration is. SetLine() starts from what was read.
     if (!mHostPort.ReadLine())
     {
         return KY_LOG_RESULT(*mLogger, KyResult::FAILURE, cFunction,
@@ -211,6 +216,7 @@ KyResult BridgeCOM::SetSerialPortConfiguration(const KySerialPortConfiguration& 
     {
         return KY_LOG_RESULT(*mLogger, KyResult::FAILURE, cFunction, "Unable to set COM port configuraton.");
     }
+    // Settings count only when the host port has taken them. Then the device gets them too.
     SetConfiguration(aConfiguration);
     static_cast<void>(
         ConfigurePort()); // ignored: the host port works, and the device's refusals are in the log
@@ -232,6 +238,7 @@ uint32_t BridgeCOM::DownThread(void* aBridge)
 void BridgeCOM::WriteToHost(const uint8_t* aData, uint32_t aSize)
 {
     static constexpr char cFunction[] = "KySerialLib::BridgeCOM::UpThread";
+    // The log texts name the calls of Windows on both systems: a log filter knows them everywhere.
     const HostTransferResult lWrite = mHostPort.Write(aData, aSize, mStopEvent);
     if (lWrite.mEnd == HostTransfer::Refused)
     {
@@ -276,6 +283,7 @@ void BridgeCOM::RelayDown()
         const HostTransferResult lRead = mHostPort.Read(lBuffer.data(), cBufferSize, mStopEvent);
         if (lRead.mEnd == HostTransfer::Stopped)
         {
+            // The stop has ended a read that had bytes already. They are lost, and the account says so.
             mAccount.Take(BridgeWay::ToDevice, lRead.mBytes);
             CutOff(BridgeWay::ToDevice, lRead.mBytes);
             return;

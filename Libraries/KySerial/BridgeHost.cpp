@@ -50,6 +50,7 @@ KyResult BridgeHost::UseHost(IKySerialBridgeHost& aHost, const KySerialBridgeReq
                             : KyParityNone;
     lSettings.mStopBits = lSettings.mStopBits == 2 ? 2 : 1;
     SetConfiguration(lSettings);
+    // One scope covers all settings, so that no other bridge moves the selector between two of them.
     FeatureSelectorScope lScope(GetDevice());
     KyResult lResult = SetSelector(lScope, "KySerialLib::BridgeHost::UseHost");
     if (!lResult.IsOK())
@@ -69,6 +70,8 @@ KyResult BridgeHost::UseHost(IKySerialBridgeHost& aHost, const KySerialBridgeReq
 KyResult BridgeHost::Apply(const KySerialBridgeRequest& aRequest)
 {
     const bool lIsParity = aRequest.mParity >= KyParityNone && aRequest.mParity <= KyParityOdd;
+    // The new value enters the configuration first, since the write takes it from there and a device that is
+    // away gets it later. A refusal takes it out again.
     const auto lTry = [this](auto KySerialPortConfiguration::*aMember, auto aValue, const auto& aSync)
     {
         KySerialPortConfiguration lSettings = GetConfiguration();
@@ -146,6 +149,7 @@ uint32_t BridgeHost::WriteToHost(const uint8_t* aData, uint32_t aSize) noexcept
 {
     try
     {
+        // A host side that claims to have taken more than it was given has taken all of it.
         return std::min(mHost->Write(aData, aSize), aSize);
     }
     catch (...)
@@ -166,6 +170,7 @@ void BridgeHost::RelayUp()
         }
         const uint32_t lWritten = WriteToHost(lBuffer.data(), lRead);
         mStatistics.mBytesReceivedFromDevice += lRead - CountDelivery(lRead, lWritten);
+        // A stop cuts the host side off on purpose. One line at the end says what that has cost.
         if (lWritten != lRead && !mStop)
         {
             KY_LOG(*mLogger, JxUtilsLib::PriorityError, "KySerialLib::BridgeHost::UpThread",
@@ -180,6 +185,7 @@ ReadEnd BridgeHost::ReadFromHost(uint8_t* aBuffer, uint32_t& aRead, KySerialBrid
     try
     {
         const ReadEnd lEnd = mHost->Read(aBuffer, cBlockSize, aRead, aRequest);
+        // An application's host side may give a wrong count, which must do no harm.
         aRead = lEnd == ReadEnd::Bytes ? std::min(aRead, cBlockSize) : 0;
         return lEnd;
     }
@@ -200,6 +206,7 @@ void BridgeHost::RelayDown()
         KySerialBridgeRequest lRequest;
         lPacer.Begin();
         const ReadEnd lEnd = ReadFromHost(lBuffer.data(), lRead, lRequest);
+        // A stop puts the former settings back, so a request that comes with it is left alone.
         if (lEnd == ReadEnd::Request && !mStop)
         {
             // Ignored: a refusal is in the log, and the host side hears what the device has.

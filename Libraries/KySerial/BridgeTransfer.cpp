@@ -28,6 +28,7 @@ KyResult Bridge::Recover()
     {
         return KyResult(KyResult::NOT_OPEN);
     }
+    // The number is read before the port is opened: a device that restarts meanwhile counts as away.
     const uint64_t lGeneration = mWatch.GetGeneration();
     // A reconnecting bridge sets the device up again itself: the device may have lost its settings.
     if (ReopenDevicePort() && !mWatch.IsReconnecting())
@@ -44,6 +45,7 @@ bool Bridge::ReopenDevicePort()
         const auto lInside = mGate.Share(); // another thread may be opening the port again
         EndDeviceTransfers(true);
     }
+    // No thread may be inside an engine that is replaced. The waits of those inside have been ended above.
     const auto lAlone = mGate.Alone();
     static_cast<void>(mDevicePort->Close()); // ignored: later transfers show whether the port works
     // First: the port gets another engine, which counts anew.
@@ -100,6 +102,8 @@ void Bridge::Watch()
                 TryToReconnect(lNextTry);
             }
         }
+        // This is no "else", because the reconnecting above may have brought the
+        // device back in this very turn.
         if (!mWatch.IsAway())
         {
             const uint64_t lLost = GetLostToDevice();
@@ -107,6 +111,7 @@ void Bridge::Watch()
             {
                 mWatch.ReportBack(lLost - std::min(lLost, lLostBefore)); // less: reset meanwhile
             }
+            // The losses of the next absence are counted from here.
             lLostBefore = lLost;
         }
     }
@@ -122,6 +127,7 @@ void Bridge::TryToReconnect(uint64_t& aNextTry)
         }
     }
     const uint64_t lNow = JxUtilsLib::Thread::GetTickCount();
+    // A device that starts may refuse its set-up for a while, so the tries come more rarely than the looks.
     if (mWatch.IsThere() && lNow >= aNextTry)
     {
         aNextTry = lNow + cRetryPeriod;
@@ -136,11 +142,13 @@ KyResult Bridge::Reconnect()
     const uint64_t lGeneration = mWatch.GetGeneration(); // first: the device may go again meanwhile
     FeatureSelectorScope lScope(mDevice);
     KyResult lResult = SetSelector(lScope, "KySerialLib::Bridge::Reconnect");
+    // StopThreads() waits for this thread, and each step may take long: the flag is looked at in between.
     if (!lResult.IsOK() || mStop)
     {
         return lResult;
     }
     const uint32_t lRefused = SyncAll(GetBaudRate(), true);
+    // Settings that the device refused before hold nothing up. A new refusal means that it is not ready yet.
     if ((lRefused & ~mRefusedSettings) != 0 || mStop || !ReopenDevicePort())
     {
         return KyResult(KyResult::FAILURE); // logged where it was found
@@ -150,6 +158,7 @@ KyResult Bridge::Reconnect()
         UseLargeBuffer(); // the engine is a new one; Recover() alone leaves it its own, smaller buffer
     }
     mRefusedSettings = lRefused;
+    // Bytes go to the device again from here on, so everything that it needs has been set before.
     mWatch.SetUp(lGeneration);
     ReportSettings();
     return lResult;
@@ -165,6 +174,7 @@ void Bridge::ReportSettings()
 uint64_t Bridge::GetLostToDevice() const
 {
     const KySerialBridgeFlow lFlow = mAccount.Get(BridgeWay::ToDevice);
+    // A write that an absence interrupts may count as refused, so the sum is what the absence has cost.
     return lFlow.mAway + lFlow.mRefused;
 }
 
@@ -182,6 +192,7 @@ bool Bridge::ReadFromDevice(uint8_t* aBuffer, uint32_t aSize, uint32_t& aRead, u
 {
     const auto lInside = mGate.Share();
     const KyResult lResult = mDevicePort->Read(aBuffer, aSize, aRead, aTimeout);
+    // A flush that comes between the wake-up and the copying leaves a read that is OK and has no bytes.
     if (!lResult.IsOK() || aRead == 0)
     {
         return false;
@@ -210,6 +221,7 @@ bool Bridge::WriteToDevice(const uint8_t* aData, uint32_t aSize)
         {
             break;
         }
+        // The gate is taken anew for each write, so that Recover() gets its turn between two of them.
         const auto lInside = mGate.Share();
         uint32_t lWritten = 0;
         lFailed = !mDevicePort->Write(aData + lDone, aSize - lDone, lWritten).IsOK();
@@ -217,11 +229,14 @@ bool Bridge::WriteToDevice(const uint8_t* aData, uint32_t aSize)
         mAccount.Deliver(BridgeWay::ToDevice, lWritten);
         lDone += lWritten; // less than the block: Recover() has ended the write, and the rest follows it
     }
+    // A write that a stop has ended is OK and short, so the flag decides first what became of the rest.
     if (mStop)
     {
         CutOff(BridgeWay::ToDevice, aSize - lDone);
         return true;
     }
+    // A write may fail because the device has just gone. HasLost() looks, since the watch may not have seen
+    // that yet. Another number of the set-up shows that the device was away and is back already.
     lIsAway = lIsAway || mWatch.IsDropping() ||
               (mWatch.IsReconnecting() && (mWatch.HasLost(lSetup) || mWatch.GetSetup() != lSetup));
     if (lDone < aSize && lIsAway)
@@ -237,6 +252,7 @@ uint32_t Bridge::CountDelivery(uint32_t aSize, uint32_t aDelivered)
 {
     const uint32_t lLost = aSize - aDelivered;
     mAccount.Deliver(BridgeWay::FromDevice, aDelivered);
+    // A stop ends the host side's write early. What is left then was cut off, not refused.
     if (mStop)
     {
         CutOff(BridgeWay::FromDevice, lLost);
@@ -258,6 +274,7 @@ void Bridge::CutOff(BridgeWay aWay, uint32_t aLost)
 
 void Bridge::Lose(BridgeWay aWay, KySerialBridgeLoss aLoss, uint64_t aBytes)
 {
+    // The order is that of KySerialBridgeLoss, whose values are the indexes.
     static constexpr BridgeAccount::Loss cCounts[] = {
         &KySerialBridgeFlow::mOverrun, &KySerialBridgeFlow::mCleared, &KySerialBridgeFlow::mRefused,
         &KySerialBridgeFlow::mCutOff, &KySerialBridgeFlow::mAway};
@@ -289,6 +306,7 @@ void Bridge::ClearReceived()
 KySerialBridgeFlow Bridge::GetFlow(BridgeWay aWay)
 {
     const auto lInside = mGate.Share();
+    // The port counts what arrives by itself. Its count is fetched first, so that the answer is up to date.
     CountReceived(false);
     return mAccount.Get(aWay);
 }

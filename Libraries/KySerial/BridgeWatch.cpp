@@ -48,6 +48,7 @@ bool BridgeWatch::HasLost(uint64_t aSetup)
 void BridgeWatch::SetUp(uint64_t aGeneration)
 {
     const LockScope lLock(mMutex);
+    // All three change under the lock, so that HasLost() enters no former absence into this set-up.
     ++mSetup;
     mGeneration = aGeneration;
     mAway = false;
@@ -81,6 +82,7 @@ void BridgeWatch::ReportTraffic(BridgeWay aWay, const uint8_t* aBytes, uint32_t 
     {
         return;
     }
+    // The clock is read inside the call, so that a bridge without an observer does not pay for it.
     Report(
         [&](IKySerialBridgeObserver& aObserver)
         {

@@ -22,6 +22,7 @@ constexpr char cSourceFile[] = "Libraries/KySerial/BulkIPEngine";
 
 constexpr double cDefaultTimePerByteMs = 0.03000000003;
 
+// The register has no field for bulk ports: a device that has a UART has bulk port 0.
 bool IsBulkPresent(uint32_t aCaps)
 {
     return (aCaps & cUartCountMask) != 0;
@@ -44,6 +45,7 @@ bool BulkIPEngine::IsSupported(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
     {
         return false;
     }
+    // The port is looked at last, so that adapters see the same accesses whatever it is.
     if (aPort != KyDeviceSerialBulk0)
     {
         KY_LOG_FATAL(lLogger, cFunction, "Port %d is invalid", static_cast<int>(aPort));
@@ -64,6 +66,7 @@ bool BulkIPEngine::IsI2CSupported(IKyDeviceAdapter* aDevice, KyDeviceSerial aPor
     {
         return false;
     }
+    // Unlike ReadFunctionCaps(), this question asks a device again that did not answer before.
     uint32_t lCaps = 0;
     if (!aDevice->ReadRegister(cFunctionCapabilities, lCaps).IsOK())
     {
@@ -72,6 +75,7 @@ bool BulkIPEngine::IsI2CSupported(IKyDeviceAdapter* aDevice, KyDeviceSerial aPor
                "function capabilities");
         return false;
     }
+    // Without this bit the others of the register mean nothing.
     if ((lCaps & cImplemented) == 0)
     {
         KY_LOG(lLogger, JxUtilsLib::PriorityError, cFunction, "Implemented bit was not set.");
@@ -90,6 +94,7 @@ bool BulkIPEngine::IsI2CSupported(IKyDeviceAdapter* aDevice, KyDeviceSerial aPor
                "DEV_REG_BULK_0_3_CONFIG");
         return false;
     }
+    // Only both bits together stand for I2C.
     return IsBulkPresent(lCaps) && (lBulkCaps & cBulkI2C) == cBulkI2C;
 }
 
@@ -117,6 +122,7 @@ KyResult BulkIPEngine::Open(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
     UpdateTimePerByte();
     UpdateChunkSizes();
     lResult = EnableInterrupts(false);
+    // The FIFOs may still hold bytes of a former user of the port.
     return lResult.IsOK() ? ResetFifos() : lResult;
 }
 
@@ -142,6 +148,7 @@ double BulkIPEngine::GetUARTTimePerBit() const
     uint32_t lSpeed = lIndex < cUartRates.size() ? cUartRates[lIndex] : 0;
     if (lIndex == cCustomRateIndex)
     {
+        // The register may hold 0, which is no divisor.
         const uint32_t lDivisor = std::max(mBulkRate & 0xFFU, 1U);
         const double lPeriodSeconds = lDivisor * double{cCustomBitNanoseconds} / 1e9;
         // NOLINTNEXTLINE(bugprone-incorrect-roundings): never negative
@@ -159,6 +166,7 @@ double BulkIPEngine::GetUARTTimePerBit() const
 
 double BulkIPEngine::GetI2CTimePerByte()
 {
+    // Eight data bits and an acknowledge at 100 kHz, in milliseconds.
     return 0.09;
 }
 
@@ -170,6 +178,7 @@ void BulkIPEngine::UpdateTimePerByte()
         KY_LOG_FATAL(*mLogger, cFunction, "Unexpected state: the device should already be available.");
         JX_ASSERT(IsOpened());
     }
+    // This time stays for an interface that the library does not know: the port is opened all the same.
     mTimePerByte = cDefaultTimePerByteMs;
     // Time per bit is taken as time per byte for UART and USRT. Time-outs never get below 300 ms, and clients
     // have tuned their own to what follows from this.
@@ -212,6 +221,7 @@ KyResult BulkIPEngine::EnableInterrupts(bool aRestore)
 {
     static constexpr char cFunction[] = "KySerialLib::BulkIPEngine::EnableInterrupts";
     IKyDeviceAdapter* const lDevice = mDevice;
+    // The register's other bits belong to other functions of the device. They are read first and kept.
     uint32_t lValue = 0;
     if (!lDevice->ReadRegister(cInterruptEnable, lValue).IsOK())
     {
@@ -255,6 +265,8 @@ KyResult BulkIPEngine::ResetFifos()
     IKyDeviceAdapter* const lDevice = mDevice;
     uint32_t lConfig = 0;
     KyResult lResult = lDevice->ReadRegister(cBulk0Configuration, lConfig);
+    // The bit goes on and off again, which empties the FIFOs. The rest of the register is
+    // the port's configuration and stays.
     if (lResult.IsOK())
     {
         lResult = lDevice->WriteRegister(cBulk0Configuration, lConfig | cResetFifos);
@@ -270,6 +282,7 @@ KyResult BulkIPEngine::TransmitChunk(const uint8_t* aData, uint32_t aSize)
 {
     JX_ASSERT(mDevice != NULL);
     JX_ASSERT(IsOpened());
+    // The window takes nothing but data, so the flags of a transfer travel in the address.
     uint32_t lAddress = cTransmitWindow;
     lAddress |= mI2CFastMode ? cWindowFast : 0U;
     lAddress |= mI2CStop ? cWindowStop : 0U;
@@ -282,6 +295,7 @@ uint32_t BulkIPEngine::ComputeChunkTimeout(uint32_t aSize) const
 {
     // NOLINTNEXTLINE(bugprone-incorrect-roundings): never negative
     uint32_t lTimeout = static_cast<uint32_t>(aSize * mTimePerByte + 0.5);
+    // A chunk that is no I2C transfer gets 300 ms at least: clients' own time-outs build on that.
     lTimeout = std::max(lTimeout, 50U) + 100U;
     lTimeout *= 2;
     if (mI2CTransfer)
@@ -327,6 +341,8 @@ KyResult BulkIPEngine::Write(const uint8_t* aBuffer, uint32_t aSize, uint32_t& a
         {
             return TxTimeOut(aBytesWritten);
         }
+        // An ended write is OK and short. A bridge goes on with the rest after
+        // Recover(), or counts it as lost.
         if (AreWritesEnded())
         {
             return KyResult(KyResult::OK);
@@ -354,6 +370,7 @@ KyResult BulkIPEngine::Write(const uint8_t* aBuffer, uint32_t aSize, uint32_t& a
         CountSent(aBuffer + aBytesWritten, lChunk);
         aBytesWritten += lChunk;
     }
+    // The next write begins with a chunk as large as the FIFO, so this one ends when the FIFO is empty.
     return AwaitInterrupt(mTxEmptyEvent, lTimeout) ? KyResult(KyResult::OK) : TxTimeOut(aBytesWritten);
 }
 
@@ -361,6 +378,7 @@ void BulkIPEngine::NotifyEvent(uint16_t aEventID, uint16_t /*aChannel*/, uint64_
                                uint64_t /*aTimestamp*/, const void* aData, uint32_t aDataLength)
 {
     static constexpr char cFunction[] = "KySerialLib::BulkIPEngine::NotifyEvent";
+    // A retired engine is still a sink of its adapter, but its device and its buffer may be gone.
     if (IsRetired())
     {
         return;
@@ -396,6 +414,7 @@ void BulkIPEngine::NotifyEvent(uint16_t aEventID, uint16_t /*aChannel*/, uint64_
         // and what is left of this interrupt must not count for that one.
         const JxUtilsLib::LockScope lLock(mTxLock);
         lWakeEmpty = lTxEmpty && mTxEmptyEvent.Raise();
+        // An empty FIFO has room too, and a device need not report both.
         lWakeRoom = (lTxEmpty || lTxPartialEmpty) && mTxRoomEvent.Raise();
     }
     // After the lock: a writer woken under it would fall asleep at the lock at once.

@@ -23,6 +23,7 @@ DeviceBus::~DeviceBus()
         static_cast<void>(CatchOutOfMemory(
             [this] { return mBulk->Close(); })); // ignored: a destructor has no caller to report to
     }
+    // The engine of a disconnected device stays open and a sink of the adapter: it must not be deleted.
     RetireEngine(std::move(mBulk));
 }
 

@@ -43,6 +43,7 @@ KyResult ClaimPort(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort,
         return KY_LOG_RESULT(aCaller.mLogger, KyResult::UNSUPPORTED, aCaller.mFunction,
                              "The specified port is not supported by this device.");
     }
+    // The claim is last, so that no refusal has to give it back.
     if (!PortMap::GetInstance().Lock(aDevice, aPort))
     {
         return KY_LOG_RESULT(aCaller.mLogger, KyResult::FAILURE, aCaller.mFunction,
@@ -103,6 +104,7 @@ bool ReadFunctionCaps(IKyDeviceAdapter* aDevice, uint32_t& aCaps, const Caller& 
                "Not reading DEV_REG_FUNCTION_CAPS, already know it is now supported.");
         return false;
     }
+    // The registers lie in the register space of GigE Vision, which no other transport has.
     if (!IsGigEVision(aDevice, aCaller))
     {
         return false;

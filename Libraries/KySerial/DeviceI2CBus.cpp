@@ -60,6 +60,7 @@ bool DeviceI2CBus::IsOpened()
 
 bool DeviceI2CBus::IsSupported(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
 {
+    // The features first, the other way round than Open(): a device with them is spared the registers.
     const KyString lProtocol("I2C");
     return IRegisterSerialPort::IsProtocolSupported(aDevice, aPort, lProtocol) ||
            BulkIPEngine::IsI2CSupported(aDevice, aPort);
@@ -68,8 +69,10 @@ bool DeviceI2CBus::IsSupported(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
 KyResult DeviceI2CBus::Open(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
 {
     static constexpr char cFunction[] = "KySerialLib::DeviceI2CBus::Open";
+    // Both questions, in this order: adapters see the same accesses whatever the answers are.
     const bool lRegisters = BulkIPEngine::IsI2CSupported(aDevice, aPort);
     const bool lFeatures = IRegisterSerialPort::IsProtocolSupported(aDevice, aPort, "I2C");
+    // This question comes first, so a disconnected device is UNSUPPORTED: callers know results by the order.
     if (!lRegisters && !lFeatures)
     {
         return KY_LOG_RESULT(*mLogger, KyResult::UNSUPPORTED, cFunction,
@@ -122,6 +125,7 @@ KyResult DeviceI2CBus::MasterTransmitter(uint8_t aSlaveAddress, const uint8_t* a
     {
         return KY_LOG_RESULT(*mLogger, KyResult::BAD_PARAMETER, cFunction, cNoBuffer);
     }
+    // A device takes each transmit as one transfer, so address and data have to be in one buffer.
     const std::unique_ptr<uint8_t[]> lBytes = OneMore(aBufferSize);
     if (lBytes == nullptr)
     {
@@ -166,6 +170,8 @@ KyResult DeviceI2CBus::MasterReceiverAfterFirstByte(uint8_t aSlaveAddress, uint8
     {
         return lResult;
     }
+    // Nothing reports that a slave did not acknowledge: its bytes do not
+    // come, and the time-out ends the wait.
     const uint32_t lTimeout = ReadTimeout(aBufferSize, aFastMode);
     aBytesRead = 0;
     while (lResult.IsOK() && aBytesRead < aBufferSize)

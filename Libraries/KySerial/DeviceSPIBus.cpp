@@ -40,6 +40,7 @@ bool DeviceSPIBus::IsSupported(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
 KyResult DeviceSPIBus::Open(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
 {
     static constexpr char cFunction[] = "KySerialLib::DeviceSPIBus::Open";
+    // This question comes first, so a disconnected device is UNSUPPORTED: callers know results by the order.
     if (!IsSupported(aDevice, aPort))
     {
         return KY_LOG_RESULT(*mLogger, KyResult::UNSUPPORTED, cFunction,

@@ -33,9 +33,11 @@ void FeatureSelectorScope::Enter()
     const JxUtilsLib::LockScope lScope(lScopes.mMutex);
     for (const FeatureSelectorScope* lOther = lScopes.mFirst; lOther != nullptr;)
     {
+        // A thread may nest scopes, and must not wait for itself.
         if (lOther->mDevice == mDevice && lOther->mThread != mThread)
         {
             lScopes.mLeft.Wait(lScopes.mMutex);
+            // The scopes of the list may have gone during the wait, so the search begins anew.
             lOther = lScopes.mFirst;
         }
         else
@@ -57,6 +59,7 @@ void FeatureSelectorScope::Leave()
         lPlace = &(*lPlace)->mNext;
     }
     *lPlace = mNext;
+    // All waiters are woken, since those of other devices wait at the same condition.
     lScopes.mLeft.NotifyAll();
 }
 
@@ -66,6 +69,7 @@ FeatureSelectorScope::~FeatureSelectorScope()
     {
         static_cast<void>(mDevice->SetFeatureFromString(lName, lValue)); // ignored: set once already
     }
+    // The scope ends after the writes, so that no other thread's scope comes before them.
     Leave();
 }
 

@@ -132,6 +132,7 @@ KyResult IRegisterSerialPort::Open(IKyDeviceAdapter* aDevice, KyDeviceSerial aPo
         return KY_LOG_RESULT(*mLogger, KyResult::UNSUPPORTED, cFunction,
                              "The specified port is not supported by this device.");
     }
+    // A port that hears nothing still sends, so neither of the next two failures ends the opening.
     lResult = aDevice->RegisterEventSink(this);
     if (!lResult.IsOK())
     {
@@ -253,6 +254,7 @@ KyResult IRegisterSerialPort::PrepareDownstream(uint32_t& aPayload)
             "IRegisterSerialPort::Write length allowed %d is less than or equal to %d header bytes!",
             static_cast<int>(lLengthAllowed), static_cast<int>(lHeader));
     }
+    // A device may offer more room than a message may have.
     const uint32_t lMessage = static_cast<uint32_t>(std::min<int64_t>(lLengthAllowed, cLongestMessage));
     // The padding of a feature whose length is no multiple of 4 goes beyond that length, never beyond the
     // array.
@@ -358,6 +360,7 @@ KyResult IRegisterSerialPort::TransmitSPI(const uint8_t* aData, uint32_t aSize, 
     // clang-format off
     JX_EXPECT(aSize + (aSize%4) + 12 <= mDownstreamBufferLength);
     // clang-format on
+    // The transfer is not refused: the message has one size for both, which is that of the bytes written.
     if (aSimultaneous && aReadSize != aSize)
     {
         KY_LOG(*mLogger, JxUtilsLib::PriorityWarning, "KySerialLib::IRegisterSerialPort::TransmitSPI",
@@ -391,6 +394,7 @@ void IRegisterSerialPort::NotifyFeatureInvalidated(const KyString* aName)
     int64_t lRegLength = 0;
     if (!lDevice->GetRegisterLength(mUpstreamBufferFeature, lRegLength).IsOK())
     {
+        // An adapter that fails may have left anything in the value.
         lRegLength = 0;
     }
     int64_t lTrueDataLength = 0;
@@ -409,7 +413,9 @@ void IRegisterSerialPort::NotifyFeatureInvalidated(const KyString* aName)
     }
     // The buffer grows once to the feature's length. An absurd length must not cost the event.
     const int64_t lNeeded = lRegLength <= cSaneUpstreamLength ? lRegLength : lTrueDataLength;
+    // The buffer is taken out while this thread works with it, so that ReleaseBuffers() does not free it.
     Buffer lBuffer(mUpstreamBuffer.exchange(nullptr));
+    // ReleaseBuffers() frees the buffer and leaves the length, which belongs to this thread.
     if (lBuffer == nullptr)
     {
         mUpstreamBufferLength = 0;

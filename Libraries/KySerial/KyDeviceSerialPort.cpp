@@ -109,6 +109,7 @@ bool KyDeviceSerialPort::IsOpened()
 
 KyResult KyDeviceSerialPort::Write(const uint8_t* aBuffer, uint32_t aSize, uint32_t& aBytesWritten)
 {
+    // An object that found no memory has no engine that would set the count.
     aBytesWritten = 0;
     return Forward(mThis, &SerialPort::Write, aBuffer, aSize, aBytesWritten);
 }

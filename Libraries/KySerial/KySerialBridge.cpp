@@ -36,6 +36,7 @@ KyResult NotStarted(int aLine, const char* aFunction)
 // What both kinds of start check of the device.
 KyResult CheckDevice(IKyDeviceAdapter* aDevice, bool aIsPort)
 {
+    // The first check that fails decides, and callers know the results by this order.
     if (aDevice == nullptr)
     {
         return KY_BRIDGE_FAILURE(KyResult::BAD_PARAMETER, cStart, "aDevice pointer cannot be NULL.");
@@ -62,6 +63,7 @@ KyResult Run(IKyDeviceAdapter* aDevice, KyDeviceSerial aDevicePort, const KySeri
         {
             auto lBridge = std::make_unique<Flavour>();
             lBridge->SetOptions(aOptions);
+            // The device port comes first: the host side takes settings and rates from it.
             KyResult lStep = lBridge->OpenDevicePort(aDevice, aDevicePort);
             lStep = lStep.IsOK() ? aOpen(*lBridge) : lStep;
             lStep = lStep.IsOK() ? lBridge->Start() : lStep;

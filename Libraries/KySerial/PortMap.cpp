@@ -65,6 +65,7 @@ std::string ReadMacAddress(IKyDeviceAdapter* aDevice)
         const JxUtilsLib::Logger lLogger(cLogCategory);
         KY_LOG(lLogger, JxUtilsLib::PriorityWarning, "KySerialLib::PortMap::GetConnectionID",
                "Could not read MAC address from device node map.");
+        // All devices that do not say their address have this one, and share their claims.
         return "00:11:22:33:44:55";
     }
     const OmUtilsLib::Network::EthernetAddress lMac(static_cast<uint64_t>(lAddress));
@@ -97,6 +98,7 @@ std::string PortMap::GetConnectionID(IKyDeviceAdapter* aDevice)
                         "Could not read serial number from device node map.");
         return lID;
     }
+    // Nothing distinguishes the devices of other transports, so they share their claims.
     return {};
 }
 
@@ -142,6 +144,7 @@ bool PortMap::Unlock(IKyDeviceAdapter* aDevice, KyDeviceSerial aPort)
 
 void PortMap::MarkUnsupported(IKyDeviceAdapter* aDevice)
 {
+    // The device is asked before the lock is taken: a slow one must not hold up the questions about others.
     const std::string lID = GetConnectionID(aDevice);
     UnsupportedDevices& lDevices = GetUnsupportedDevices();
     const JxUtilsLib::LockScope lLock(lDevices.mMutex);

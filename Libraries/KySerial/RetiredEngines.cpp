@@ -16,6 +16,7 @@ void RetiredEngines::Add(std::unique_ptr<SerialPort> aEngine) noexcept
         return;
     }
     aEngine->Retire();
+    // The kind is asked for, because the engines' table of virtual functions is fixed.
     if (auto* const lEngine = dynamic_cast<IRegisterSerialPort*>(aEngine.get()))
     {
         lEngine->ReleaseBuffers();
@@ -28,6 +29,7 @@ void RetiredEngines::Add(std::unique_ptr<SerialPort> aEngine) noexcept
 
 void RetireEngine(std::unique_ptr<SerialPort> aEngine) noexcept
 {
+    // A closed engine has left the adapter's list of sinks, so nobody calls it any more.
     if (aEngine != nullptr && aEngine->IsOpened())
     {
         RetiredEngines::Add(std::move(aEngine));

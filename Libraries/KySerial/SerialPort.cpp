@@ -155,6 +155,7 @@ void SerialPort::PushBytes(const uint8_t* aBytes, uint32_t aCount)
             mReadIndex = Advance(mWriteIndex, 1); // the oldest bytes are lost
         }
     }
+    // A reader looks at the ring before it waits, so only one that waits already needs the event.
     if (mReaderWaiting)
     {
         SignalReader();
@@ -169,6 +170,7 @@ SerialPort::ReceiveCounts SerialPort::TakeReceiveCounts()
 
 void SerialPort::EndReads(bool aEnd)
 {
+    // Under the lock a reader is either before its look at the flag or waits already. Neither misses the end.
     LockRx();
     mReadsEnd = aEnd;
     if (aEnd && mReaderWaiting)
@@ -197,6 +199,7 @@ bool SerialPort::AwaitInterrupt(JxUtilsLib::Event& aEvent, uint32_t aTimeout)
     }
     {
         const JxUtilsLib::LockScope lLock(mWriteLock);
+        // This is no failure. The engine sees before its next piece that writes have ended.
         if (mWritesEnd)
         {
             return true;
@@ -248,6 +251,7 @@ KyResult SerialPort::Read(uint8_t* aBuffer, uint32_t aSize, uint32_t& aBytesRead
             return KyResult(KyResult::TIMED_OUT);
         }
         LockRx();
+        // While reads go on, an empty ring means that a flush came: the read is OK and has no bytes.
         if (mReadsEnd && IsEmpty())
         {
             UnlockRx();

@@ -146,6 +146,7 @@ KyResult SerialPortIPEngine::Write(const uint8_t* aBuffer, uint32_t aSize, uint3
     }
     KY_LOG(*mLogger, JxUtilsLib::PriorityInfo, cFunction, "Writing %d bytes of data",
            static_cast<int>(aSize));
+    // The end is looked for before each byte: a long block must not hold up the stop of a bridge.
     for (uint32_t lIndex = 0; lIndex < aSize && !AreWritesEnded(); ++lIndex)
     {
         lResult = WriteByte(aBuffer[lIndex], lIndex, aBytesWritten);
@@ -163,6 +164,7 @@ KyResult SerialPortIPEngine::WriteByte(uint8_t aByte, uint32_t aIndex, uint32_t&
     mTxEvent.Reset(); // before the write: the interrupt may come inside it
     if (!mDevice.load()->WriteRegister(GetDataRegister(), aByte).IsOK())
     {
+        // When interrupts do not come, received bytes wait in the data register until they are fetched.
         DrainRx();
         return KY_LOG_RESULT(*mLogger, KyResult::FAILURE, cFunction, "Failed to write byte %d.",
                              static_cast<int>(aIndex));
@@ -211,6 +213,7 @@ void SerialPortIPEngine::DrainRx()
 /// Receives the low byte of each word after the first one, all in one hold of the lock.
 void SerialPortIPEngine::PushLowBytes(const void* aWords, uint32_t aCount)
 {
+    // The device decides how long an event is, and receiving allocates nothing, so the bytes go in pieces.
     std::array<uint8_t, 256> lBytes;
     LockRx();
     for (uint32_t lWord = 1; lWord < aCount;)
@@ -233,6 +236,7 @@ void SerialPortIPEngine::NotifyEvent(uint16_t aEventID, uint16_t /*aChannel*/, u
         return;
     }
     JX_EXPECT(mDevice != NULL);
+    // The other identifier of interrupts is that of bulk port 0 alone.
     if (aEventID != cInterruptEvent || aDataLength < 4 || aData == nullptr)
     {
         return;

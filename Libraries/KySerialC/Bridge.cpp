@@ -103,6 +103,7 @@ KyCode StartBridge(const char* aFunction, KyBridgeHandle aBridge, KyDeviceHandle
                          return Fail(KY_INVALID_HANDLE, aFunction, "No such device.");
                      }
                      KyResult lResult = aStart(aObject.mBridge, lDevice.Get(), aObject.mOptions);
+                     // A bridge that does not run holds no device, so that the application can destroy that.
                      if (lResult.IsOK())
                      {
                          aObject.mDevice = std::move(lDevice);
@@ -131,6 +132,7 @@ KyCode PrepareBridge(const char* aFunction, KyBridgeHandle aBridge, const Change
                  [&](Bridge& aObject) -> KyResult
                  {
                      const JxUtilsLib::LockScope lScope(aObject.mTurn);
+                     // The threads of a running bridge use its observer and its options.
                      if (aObject.mDevice.Get() != nullptr)
                      {
                          return Fail(KY_WRONG_STATE, aFunction, "Bridge already started.");
@@ -277,6 +279,7 @@ KyCode KyBridgeStop(KyBridgeHandle aBridge)
 KyCode KyBridgeStopAndGetFlows(KyBridgeHandle aBridge, KyBridgeFlow* aToDevice, KyBridgeFlow* aFromDevice)
 {
     static constexpr char cFunction[] = "KyBridgeStopAndGetFlows";
+    // The arguments are checked before the stop: a bridge that has stopped has no account any more.
     if (!HasSize(aToDevice) || !HasSize(aFromDevice))
     {
         return NoFlows(cFunction);
@@ -363,6 +366,8 @@ KyCode KyBridgeGetSupportedBaudRate(KyBridgeHandle aBridge, uint32_t aIndex, uin
                  [&](Bridge& aObject, uint32_t& aRate)
                  {
                      const JxUtilsLib::LockScope lScope(aObject.mTurn);
+                     // The library has an assertion about an index past the end, and a caller
+                     // must not break that.
                      if (aIndex >= aObject.mBridge.GetSupportedBaudRateCount())
                      {
                          return Fail(KY_BAD_PARAMETER, cFunction, "The index is past the end.");

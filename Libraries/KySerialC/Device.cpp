@@ -62,6 +62,7 @@ KyCode KyDeviceCreate(const KyAdapter* aAdapter, KyDeviceHandle* aDevice)
             }
             const auto lDevice = std::make_shared<DeviceAdapter>(*aAdapter);
             *aDevice = Devices().Add(lDevice);
+            // Nobody knows the handle before this function returns it, so no call comes without it.
             lDevice->SetHandle(*aDevice);
             return *aDevice != 0 ? KyResult() : Fail(KY_FAILURE, cFunction, "Too many devices.");
         });

@@ -46,6 +46,7 @@ KyResult DoIfThere(const KyAdapter& aAdapter, KyCode (*aFunction)(void*, Paramet
 
 DeviceAdapter::DeviceAdapter(const KyAdapter& aAdapter) : mAdapter()
 {
+    // An application that was built with a shorter table has none of the later functions: they stay null.
     std::memcpy(&mAdapter, &aAdapter, WholeTable(aAdapter.mSize));
 }
 
@@ -90,6 +91,7 @@ KyCode DeviceAdapter::Retire()
         return KY_WRONG_STATE;
     }
     mRetired = true;
+    // A report of another thread may be inside a sink. A report of this thread would wait for itself.
     while (mReporter != std::thread::id() && mReporter != std::this_thread::get_id())
     {
         mChanged.Wait(mMutex);
@@ -101,6 +103,7 @@ template<typename Call>
 KyCode DeviceAdapter::Report(const Call& aCall)
 {
     const JxUtilsLib::LockScope lLock(mMutex);
+    // A report inside a report of the same thread would wait for its own end.
     if (mReporter == std::this_thread::get_id())
     {
         return KY_WRONG_STATE;
@@ -109,6 +112,7 @@ KyCode DeviceAdapter::Report(const Call& aCall)
     {
         mChanged.Wait(mMutex);
     }
+    // The device may have ended during the wait.
     if (mRetired)
     {
         return KY_INVALID_HANDLE;
@@ -186,6 +190,8 @@ bool DeviceAdapter::RemoveSink(IKyDeviceEventSink* aSink)
     {
         mSinks.erase(lSink);
     }
+    // The sink may be destroyed after this, so a call into it ends first. A call on this thread is the one
+    // that removes the sink, and would wait for itself.
     while (mCurrent == aSink && mReporter != std::this_thread::get_id())
     {
         mChanged.Wait(mMutex);
@@ -225,6 +231,7 @@ bool DeviceAdapter::IsEnumEntryAvailable(const KyString& aName, const KyString& 
 
 KyResult DeviceAdapter::GetIntegerValue(const KyString& aName, int64_t& aValue)
 {
+    // While another port is reported, a port would take the bytes of its last event a second time.
     if (mUpstreamReports.IsHidden(aName))
     {
         aValue = 0;
@@ -331,6 +338,7 @@ bool DeviceAdapter::IsAlternateTransport()
 
 DeviceReference::DeviceReference(KyDeviceHandle aDevice) : mDevice(Devices().Find(aDevice))
 {
+    // A device that is being destroyed is in the table until its last report has ended.
     if (mDevice != nullptr && !mDevice->Hold())
     {
         mDevice.reset();

@@ -82,6 +82,8 @@ KyCode KyI2CBusIsOpened(KyI2CBusHandle aBus, int32_t* aIsOpened)
                  [](Bus& aObject, int32_t& aAnswer)
                  {
                      const auto lScope = aObject.mLock.Share();
+                     // The product would log the question as a failure before it has been
+                     // opened for the first time.
                      aAnswer = aObject.mDevice.Get() != nullptr ? 1 : 0;
                      return KyResult();
                  });

@@ -35,6 +35,8 @@ bool Close(const LeftOver& aLeftOver, DeviceAdapter& aDevice)
         aLeftOver.mDevice->Release();
         return lIsClosed;
     }
+    // The device has been destroyed, and its functions must not be called any more. Those of the
+    // other device reach the same camera.
     const DeviceAdapter::Loan lLoan(*aLeftOver.mDevice, aDevice);
     return aLeftOver.mClose().IsOK();
 }
@@ -44,6 +46,7 @@ bool Close(const LeftOver& aLeftOver, DeviceAdapter& aDevice)
 std::string IdentityOf(IKyDeviceAdapter& aDevice)
 {
     int64_t lMac = 0;
+    // The result is empty where the camera does not answer: two cameras must not be taken for one.
     if (aDevice.IsGigEVision())
     {
         return aDevice.GetIntegerValue(KyDeviceProtocol::cMacAddressFeature, lMac).IsOK()
@@ -73,6 +76,7 @@ void CloseLeftOvers(DeviceAdapter& aDevice, const std::string& aCamera, int32_t 
     lStore.mKept.remove_if(
         [&](const LeftOver& aLeftOver)
         {
+            // A port is claimed for the camera, so a left-over of any device of that camera is in the way.
             const bool lIsSame =
                 aLeftOver.mDevice.get() == &aDevice || (!aCamera.empty() && aLeftOver.mCamera == aCamera);
             return lIsSame && aLeftOver.mSerial == aSerial && Close(aLeftOver, aDevice);

@@ -69,6 +69,8 @@ KyCode KyPortWrite(KyPortHandle aPort, const uint8_t* aBuffer, uint32_t aSize, u
                      {
                          return NoBuffer(cFunction);
                      }
+                     // A read and a write run at the same time, two writes one after the
+                     // other: each block stays whole.
                      const auto lScope = aObject.mLock.Share();
                      const JxUtilsLib::LockScope lTurn(aObject.mWriteTurn);
                      return aObject.mProduct->Write(aBuffer, aSize, aCount);
@@ -81,6 +83,7 @@ KyCode KyPortRead(KyPortHandle aPort, uint8_t* aBuffer, uint32_t aSize, uint32_t
     return RunOn(cFunction, Ports(), aPort, aRead, 0U,
                  [&](Port& aObject, uint32_t& aCount)
                  {
+                     // Size 0 is refused here, because the library takes a byte for it.
                      if (aBuffer == nullptr || aSize == 0)
                      {
                          return NoBuffer(cFunction);
@@ -126,6 +129,7 @@ KyCode KyPortSetRxBufferSize(KyPortHandle aPort, uint32_t aSize)
     return RunOn("KyPortSetRxBufferSize", Ports(), aPort,
                  [&](Port& aObject)
                  {
+                     // The port is needed alone: no read may be inside the buffer that is replaced.
                      const auto lScope = aObject.mLock.Alone();
                      return aObject.mProduct->SetRxBufferSize(aSize);
                  });

@@ -36,11 +36,13 @@ AdapterCall::AdapterCall(KyString* aText, KyStringList* aList) noexcept
     : mText(aText), mList(aList), mOuter(gCall)
 {
     gCall = this;
+    // A failure without a text of its own must not show that of an earlier call.
     SetThreadText(nullptr);
 }
 
 AdapterCall::~AdapterCall()
 {
+    // Calls nest: an application's function may call the library, which calls the adapter again.
     gCall = mOuter;
 }
 

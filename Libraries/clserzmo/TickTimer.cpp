@@ -29,6 +29,8 @@ TickTimer::TickTimer(uint32_t aTimeout) noexcept
 uint32_t TickTimer::GetElapsed() noexcept
 {
     const uint32_t lNow = gSource.load()();
+    // The count of 32 bits starts at 0 again after 49 days. A wait at that
+    // moment gets longer, but not endless.
     if (lNow < mStart)
     {
         mStart = lNow;

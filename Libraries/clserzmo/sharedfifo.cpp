@@ -47,6 +47,7 @@ void OpenOrMake(tObject& aObject, const std::string& aName, bool aCreate)
 
 SharedFifo::SharedFifo(const std::string& aName, const std::string& aPrefix, uint32_t aCapacity, bool aCreate)
 {
+    // The lock comes first: the section is opened and initialised under it.
     OpenOrMake(mMutex, aPrefix + aName + "Mutex", aCreate);
     CLSERZMO_VERIFY(mMutex.IsValid(), "( ( mMutex != 0 ) && ( mMutex != ((HANDLE)(LONG_PTR)-1) ) )");
     OpenOrMake(mDataWrittenEvent, aPrefix + aName + "WriteEvent", aCreate);
@@ -68,6 +69,7 @@ SharedFifo::~SharedFifo()
 
 void SharedFifo::OpenSection(const std::string& aName, uint32_t aCapacity, bool aCreate)
 {
+    // Under the lock no opener finds a section whose maker is not done with it.
     const WaitResult lLock = mMutex.Wait(cLockTimeout);
     if (!IsOwned(lLock))
     {
@@ -78,6 +80,7 @@ void SharedFifo::OpenSection(const std::string& aName, uint32_t aCapacity, bool 
     {
         mMemory.Create(aName, uint64_t{aCapacity} + sizeof(SharedFifoHeader), lNew);
     }
+    // Another process may have made a section that has no room for a header.
     if (mMemory.IsValid() && mMemory.GetSize() >= sizeof(SharedFifoHeader))
     {
         mHeader = static_cast<SharedFifoHeader*>(mMemory.GetBase());
@@ -113,6 +116,8 @@ bool SharedFifo::MakeSound(uint32_t aCapacity, bool aCreate, bool aNew, bool aOw
     }
     else if (aOwnerDied && lIndexes.mSize == 0)
     {
+        // The size goes last: without it the section's maker died before it was done. As long as a process
+        // holds such a section, no other one can be made under its name.
         if (!aCreate || !mMemory.HasSizeOf(uint64_t{aCapacity} + sizeof(SharedFifoHeader)))
         {
             return false;
@@ -144,6 +149,8 @@ bool SharedFifo::Load(Indexes& aIndexes) noexcept
     aIndexes.mSize = LoadWord(mHeader->mSize);
     aIndexes.mTail = LoadWord(mHeader->mTailIndex);
     aIndexes.mHead = LoadWord(mHeader->mHeadIndex);
+    // The first header that makes sense counts. What others write there
+    // later must not lead outside the section.
     if (mCapacity == 0 && mMemory.HasSizeOf(uint64_t{aIndexes.mSize} + sizeof(SharedFifoHeader)))
     {
         mCapacity = aIndexes.mSize;
@@ -217,6 +224,7 @@ bool SharedFifo::Peek(Question aQuestion) const noexcept
     lIndexes.mSize = LoadWord(mHeader->mSize);
     lIndexes.mTail = LoadWord(mHeader->mTailIndex);
     lIndexes.mHead = LoadWord(mHeader->mHeadIndex);
+    // A header without a size ends the sleep. The look under the lock refuses it then.
     return lIndexes.mSize != 0 && (lIndexes.*aQuestion)();
 }
 
@@ -238,6 +246,7 @@ bool SharedFifo::Sleep(NamedEvent& aEvent, Question aWhile, const KyPlatform::De
         {
             return Lock(aIndexes);
         }
+        // The time ends after a look: a peer may have changed an index and died before it set the event.
         if (lTime == 0)
         {
             break;
@@ -255,6 +264,8 @@ bool SharedFifo::AwaitRoom(Indexes& aIndexes, bool aAllStored, uint32_t aTimeout
     const KyPlatform::Deadline lUntil(aTimeout);
     do
     {
+        // Both events change under the lock, so that they agree with the indexes. The reader learns that
+        // there is something to read before this thread waits for room.
         bool lWake = false;
         if (!aIndexes.IsEmpty()) // a ring of one byte is both
         {
@@ -338,8 +349,10 @@ bool SharedFifo::Write(const void* aData, uint32_t aSize, uint32_t& aWritten, ui
     {
         return false;
     }
+    // The time runs from before the lock, so that the wait for the lock counts too.
     TickTimer lTimer(aTimeout);
     const WaitResult lLock = mMutex.Wait(cLockTimeout);
+    // A write of no bytes succeeds without the lock too: nothing is left to store.
     if (!IsOwned(lLock))
     {
         return aWritten == aSize;
@@ -356,8 +369,11 @@ bool SharedFifo::Write(const void* aData, uint32_t aSize, uint32_t& aWritten, ui
         const uint32_t lStored = Store(lIndexes, lData + aWritten, aSize - aWritten);
         aWritten += lStored;
         lTell = lStored != 0;
+        // A write that leaves the FIFO exactly full waits too, although every byte is stored: it
+        // promises that the reader has taken some.
         if (lIndexes.IsFull() && (lStored != 0 || aWritten < aSize))
         {
+            // AwaitRoom() sets the event itself.
             lTell = false;
             if (!AwaitRoom(lIndexes, aWritten == aSize, lTimer.GetRemaining(), aStop))
             {
@@ -385,8 +401,10 @@ bool SharedFifo::Read(void* aBuffer, uint32_t aSize, uint32_t& aRead, uint32_t a
         return false;
     }
     CLSERZMO_VERIFY(!lIndexes.IsEmpty(), "mHeader->mHeadIndex != mHeader->mTailIndex");
+    // A call with size 0 takes one byte: clients rely on a byte per call.
     aRead = Take(lIndexes, static_cast<uint8_t*>(aBuffer), std::max(aSize, 1U));
     bool lWake = false;
+    // Each read sets the event, not that of a full FIFO only: WaitUntilEmpty() sleeps at it too.
     CLSERZMO_VERIFY(mDataReadEvent.Raise(lWake), "::SetEvent( mDataReadEvent )");
     Unlock(mDataReadEvent, lWake);
     return aRead > 0;
@@ -407,6 +425,7 @@ bool SharedFifo::GetAvailable(uint32_t& aCount) noexcept
 
 bool SharedFifo::Clear() noexcept
 {
+    // A valid FIFO is left alone: callers rely on that.
     if (IsValid() || !IsOwned(mMutex.Wait(cLockTimeout)))
     {
         return false;

@@ -42,6 +42,7 @@ void StoreWord(uint32_t& aWord, uint32_t aValue)
 void SetFresh(SharedRegistryEntry& aEntry)
 {
     aEntry = SharedRegistryEntry{};
+    // The entry offers 9600 bit/s until a server says what its device can run at.
     aEntry.mSupportedBaudRates = 1;
     aEntry.mRequestedBaudRate = 1;
     std::memcpy(aEntry.mName, cFreshName, sizeof(cFreshName));
@@ -49,6 +50,7 @@ void SetFresh(SharedRegistryEntry& aEntry)
 
 bool HasName(const SharedRegistryEntry& aEntry, std::string_view aName)
 {
+    // The bytes are shared: a name without its NUL must not lead outside the field.
     return aName.size() < sizeof(aEntry.mName) &&
            std::memcmp(aEntry.mName, aName.data(), aName.size()) == 0 && aEntry.mName[aName.size()] == '\0';
 }
@@ -93,6 +95,7 @@ private:
 
 SharedRegistry::SharedRegistry(bool aCreate)
 {
+    // Only what is in the way of this registry may be named as its obstacle.
     Session::ForgetObstacle();
     const std::string lPrefix = FindPrefix();
     OpenMutex(lPrefix + cMutexName);
@@ -115,6 +118,7 @@ std::string SharedRegistry::FindPrefix()
             uint32_t lCurrentSessionId = 0;
             CLSERZMO_VERIFY(Session::GetOwnNumber(lCurrentSessionId),
                             "ProcessIdToSessionId( ::GetCurrentProcessId(), &lCurrentSessionId )");
+            // The own session goes by its local prefix, by which AcquireServer() knows it.
             return lNumber != lCurrentSessionId ? lPrefix : Session::cLocalPrefix;
         }
     }
@@ -126,6 +130,7 @@ void SharedRegistry::OpenMutex(const std::string& aName)
     constexpr int cAttempts = 5;
     for (int lAttempt = 0; lAttempt < cAttempts; ++lAttempt)
     {
+        // In a folder that belongs to somebody else a later try fails too, so no time is spent on it.
         if (mMutex.Create(aName) || mMutex.Open(aName) || Session::IsShutOut())
         {
             break;
@@ -137,6 +142,7 @@ void SharedRegistry::OpenMutex(const std::string& aName)
 
 void SharedRegistry::OpenSection(const std::string& aName, bool aCreate)
 {
+    // Under the lock nobody finds entries that are not initialised yet.
     const WaitResult lLock = mMutex.Wait(cLockTimeout);
     if (!IsOwned(lLock))
     {
@@ -147,6 +153,7 @@ void SharedRegistry::OpenSection(const std::string& aName, bool aCreate)
     {
         mMemory.Create(aName, cSectionSize, lNew);
     }
+    // A section of another size has another layout, and nothing in it can be used.
     if (mMemory.HasSizeOf(cSectionSize))
     {
         mEntries = static_cast<SharedRegistryEntry*>(mMemory.GetBase());
@@ -224,6 +231,7 @@ bool SharedRegistry::Register(const std::string& aName)
     // The number goes last: until then the entry counts as free, whatever happens to this process.
     StoreWord(lPtr->mRegistered, 1);
     std::memset(lPtr->mName, 0, sizeof(lPtr->mName));
+    // A name that is too long is cut, since one without a NUL is of no use.
     std::memcpy(lPtr->mName, aName.data(), std::min(aName.size(), sizeof(lPtr->mName) - 1));
     uint32_t lSessionId = 0;
     CLSERZMO_VERIFY(Session::GetOwnNumber(lSessionId),
@@ -258,6 +266,7 @@ void SharedRegistry::Sweep()
     for (uint32_t lIndex = 0; lScope.IsLocked() && lIndex < cEntryCount; ++lIndex)
     {
         SharedRegistryEntry& lEntry = mEntries[lIndex];
+        // A server that lives holds its clients' semaphore open. Apart from it only a client does.
         NamedSemaphore lProbe;
         if (lEntry.mServerId != 0 && !lProbe.Open(GetSemaphoreName(cClientSemaphoreName, lEntry)))
         {
@@ -336,6 +345,7 @@ bool SharedRegistry::AcquireClient(const std::string& aName, NamedSemaphore& aCl
     }
     if (!aClientSemaphore.TryTake())
     {
+        // A process that is no client must not hold it open: a dead server would look alive.
         CLSERZMO_VERIFY(aClientSemaphore.Close(), "::CloseHandle( *aClientSemaphore )");
         return false;
     }
@@ -354,6 +364,8 @@ bool SharedRegistry::FreeDeadClient(NamedSemaphore& aClientSemaphore)
     {
         return false;
     }
+    // The count is taken if it is there, and given back in any case. What
+    // the dead client took is there again.
     const bool lWasFree = aClientSemaphore.TryTake();
     return aClientSemaphore.Release() && !lWasFree;
 }

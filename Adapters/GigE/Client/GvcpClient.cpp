@@ -226,6 +226,7 @@ void GvcpClient::GiveBack() noexcept
 KyResult GvcpClient::Reconnect()
 {
     const LockScope lScope(mConnecting);
+    // Another thread may have connected while this one waited for the lock.
     if (IsConnected())
     {
         return {};
@@ -238,6 +239,7 @@ KyResult GvcpClient::Reconnect()
 KyResult GvcpClient::Connect()
 {
     mConnected = false;
+    // From here on operations that began on the former connection are refused: nothing is set up yet.
     mControl.Begin();
     mControl.SetEnd(Deadline(mOptions.mConnectLimit != 0 ? mOptions.mConnectLimit : KyPlatform::cInfinite));
     // The lock that the steps need is held here; the analysis does not follow it into the lambda.
@@ -245,6 +247,7 @@ KyResult GvcpClient::Connect()
     if (!lResult.IsOK() || mControl.IsOver()) // steps may do without single answers
     {
         lResult = Explained(lResult);
+        // The device is given back at once: it would refuse others until the heartbeat's time-out.
         GiveBack();
         mControl.SetShut(true);
     }
@@ -268,6 +271,7 @@ KyResult GvcpClient::RunSteps()
             lResult = (this->*lStep)();
         }
     }
+    // The preparation is last: it reads the description, and needs the times of the device for that.
     return lResult.IsOK() ? mPrepare() : lResult;
 }
 
@@ -334,6 +338,7 @@ bool GvcpClient::IsTakenInSilence(const KyResult& aResult)
     {
         return false;
     }
+    // The write that was not answered has shut the channel, and the question below needs it.
     mControl.SetShut(false);
     uint32_t lPrivilege = 0;
     return mControl.ReadRegister(KyGvcp::cControlPrivilegeRegister, lPrivilege).IsOK() &&
@@ -372,6 +377,7 @@ KyResult GvcpClient::TakeControl()
     }
     // Ignored: a device that keeps its own time-out does not report it, and the heartbeat of half a second is below any.
     static_cast<void>(mControl.WriteRegister(KyGvcp::cHeartbeatRegister, mOptions.mHeartbeatTimeout));
+    // A device that does not answer has shut the channel, also with the write whose result is ignored.
     return mControl.IsShut() ? NotConnected() : lResult;
 }
 

@@ -81,6 +81,7 @@ SocketResult SendResult(ssize_t aSent)
     {
         return SocketResult::Done;
     }
+    // A full queue loses the datagram, as the network may. Senders repeat what is not answered.
     const bool lLost = errno == EAGAIN || errno == ENOBUFS;
     return lLost ? SocketResult::Done : errno == ECONNREFUSED ? SocketResult::Refused : SocketResult::Failed;
 }
@@ -132,6 +133,7 @@ bool Waker::EndBy(Clock::time_point aWhen)
     {
         mTimer = timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK);
     }
+    // A later moment leaves the timer as it is: one wait ends too early and sets it anew.
     if (aWhen < mDue)
     {
         // Zero would stop it. This clock is the one that the standard library's steady clock shows.
@@ -204,6 +206,7 @@ bool UdpSocket::Open(const Endpoint& aLocal, bool aShared, uint32_t aInterface)
         (aInterface != 0 && !ChooseInterface(ToDescriptor(mHandle), aInterface)) ||
         bind(ToDescriptor(mHandle), Generic(lAddress), sizeof lAddress) != 0)
     {
+        // The reason is kept first, because Close() may change the system's last error.
         Fail(EndpointText(aLocal).c_str());
         Close();
         return false;
@@ -383,6 +386,7 @@ SocketResult UdpSocket::Wait(std::span<UdpSocket* const> aSockets, SocketTime aT
     {
         *aReady = lGood ? lReady : 0;
     }
+    // Datagrams go before the waker, which stays set for the next wait.
     if (!lGood || lAny)
     {
         return lGood ? SocketResult::Done : SocketResult::Failed;

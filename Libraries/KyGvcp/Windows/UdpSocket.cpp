@@ -250,6 +250,7 @@ bool UdpSocket::Open(const Endpoint& aLocal, bool aShared, uint32_t aInterface)
         bind(lSocket, Generic(lAddress), sizeof lAddress) != 0 ||
         WSAEventSelect(lSocket, ToEvent(mArrival), FD_READ) != 0)
     {
+        // The reason is kept first, because Close() may change the system's last error.
         Fail(EndpointText(aLocal).c_str());
         Close();
         return false;
@@ -308,6 +309,8 @@ Endpoint UdpSocket::GetLocal() const
     Endpoint lLocal;
     if (IsOpen() && getsockname(ToSocket(mHandle), Generic(lAddress), &lSize) == 0)
     {
+        // A socket that is bound to no address shows the own one on the way to
+        // its peer, as a connected socket does.
         lLocal = FromSystem(lAddress);
         lLocal.mAddress = lLocal.mAddress != 0 ? lLocal.mAddress : mRoute;
     }
@@ -403,6 +406,7 @@ public:
     /// \return The index of the first with a signal; GetCount(): none in time. Nothing: the system refused.
     std::optional<size_t> Wait(size_t aFirst, DWORD aTime) const
     {
+        // The system refuses to wait for no object at all.
         if (aFirst >= mCount)
         {
             Sleep(aFirst == 0 ? aTime : 0);
@@ -475,6 +479,7 @@ SocketResult UdpSocket::WaitForMany(std::span<UdpSocket* const> aSockets, Socket
     const Deadline lEnd(aTimeout);
     for (;;)
     {
+        // The clock is read before the groups, so that each has a last look after the end of the time.
         const bool lOver = lEnd.IsOver();
         for (size_t lFirst = 0; lFirst < aSockets.size(); lFirst += cMostSockets)
         {
@@ -505,6 +510,7 @@ SocketResult UdpSocket::Wait(std::span<UdpSocket* const> aSockets, SocketTime aT
     const bool lFew = aSockets.size() <= cMostSockets;
     const SocketResult lResult =
         lFew ? WaitForGroup(aSockets, lTimeout, aWaker) : WaitForMany(aSockets, lTimeout, aWaker);
+    // A moment that has come ends one wait only.
     if (lTimed && lResult == SocketResult::TimedOut && aWaker->mDue <= Waker::Clock::now())
     {
         aWaker->mDue = Waker::Clock::time_point::max();

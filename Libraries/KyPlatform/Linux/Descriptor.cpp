@@ -14,6 +14,7 @@ int MoveUp(int aDescriptor) noexcept
         return aDescriptor;
     }
     const int lMoved = ::fcntl(aDescriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    // The failure that counts is that of the duplication, whatever the closing says.
     const int lError = errno;
     ::close(aDescriptor);
     errno = lError;

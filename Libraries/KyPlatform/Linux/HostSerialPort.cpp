@@ -60,6 +60,7 @@ bool GetDevice(const char* aName, char (&aPath)[PATH_MAX]) noexcept
     unsigned lNumber = 0;
     const char* const lEnd = aName + std::strlen(aName);
     const auto lParsed = std::from_chars(aName + cPrefixLength, lEnd, lNumber);
+    // COM1 is the first terminal, ttyS0, so there is no COM0.
     if (lParsed.ec != std::errc() || lParsed.ptr != lEnd || lNumber == 0)
     {
         return false;
@@ -70,6 +71,7 @@ bool GetDevice(const char* aName, char (&aPath)[PATH_MAX]) noexcept
 // Opens a terminal that nobody else uses. \return -1 with errno.
 int OpenTerminal(const char* aPath) noexcept
 {
+    // O_NONBLOCK keeps the opening from waiting for a carrier. Transfers wait in poll().
     const int lDescriptor = gSystem.mOpen(AT_FDCWD, aPath, O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC, 0);
     if (lDescriptor < 0)
     {
@@ -135,6 +137,7 @@ Ready WaitForLine(const Port& aPort, short aEvents, int aStop, const Deadline& a
     {
         return Ready::Failed;
     }
+    // The stop comes first, since a line that is always ready would keep it waiting.
     if (lPolls[0].revents != 0)
     {
         return Ready::Stop;
@@ -190,6 +193,7 @@ void HostSerialPort::Close() noexcept
     if (lPort != nullptr)
     {
         // Results ignored: a device that is gone refuses, and there is nothing left to undo.
+        // The mark is the terminal's and stays when another process has the terminal open.
         static_cast<void>(TerminalLine::SetExclusive(lPort->mDescriptor, false));
         static_cast<void>(gSystem.mClose(lPort->mDescriptor));
     }
@@ -226,6 +230,7 @@ bool HostSerialPort::SetLine(const HostLine& aLine) noexcept
     {
         return false;
     }
+    // A device that hangs up gets this line again when it is opened anew.
     lPort.mLine = aLine;
     lPort.mIsSet = true;
     return true;
@@ -272,6 +277,7 @@ HostTransferResult HostSerialPort::Read(void* aBuffer, uint32_t aSize, StopEvent
         // The terminal has ended: the other side is closed, or the device is gone.
         errno = lRead < 0 ? errno : EIO;
         lPort.mHungUp = true;
+        // Bytes that came before the end are delivered first. The next read reports the failure.
         return lBytes > 0 ? HostTransferResult{HostTransfer::Done, lBytes, 0}
                           : Failed(HostTransfer::Refused, 0);
     }
@@ -301,6 +307,7 @@ HostTransferResult HostSerialPort::Write(const void* aData, uint32_t aSize, Stop
         {
             continue;
         }
+        // A line that has hung up is opened again by the reader alone.
         if (lWritten < 0 && errno != EAGAIN)
         {
             return Failed(HostTransfer::Refused, lBytes);

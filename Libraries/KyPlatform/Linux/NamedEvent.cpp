@@ -100,6 +100,7 @@ bool NamedEvent::Raise(bool& aWake) noexcept
     while ((lOld & cSet) == 0 && !lWord.compare_exchange_weak(lOld, ((lOld & cCount) + cOneMore) | cSet))
     {
     }
+    // When the event was set already, the call that set it wakes the sleepers.
     aWake = (lOld & (cSet | cSleepers)) == cSleepers;
     return true;
 }
@@ -117,6 +118,7 @@ bool NamedEvent::Reset() noexcept
     }
     const std::atomic_ref<uint32_t> lWord = GetWord(mObject);
     uint32_t lOld = lWord.load();
+    // The count stays. It shows a sleeper that the event was set, though it is not set any more.
     while ((lOld & cSet) != 0 && !lWord.compare_exchange_weak(lOld, lOld & cCount))
     {
     }
@@ -165,6 +167,8 @@ WaitResult NamedEvent::Wait(uint32_t aTimeout) noexcept
         {
             return WaitResult::TimedOut;
         }
+        // The flag goes before the sleep: Raise() asks for a wake-up only when it finds it. A set in between
+        // changes the word, and the system does not let the thread sleep then.
         if (!lWord.compare_exchange_strong(lNow, lNow | cSleepers))
         {
             continue;

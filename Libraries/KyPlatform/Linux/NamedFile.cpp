@@ -54,6 +54,7 @@ bool SplitName(const std::string& aName, uint32_t& aSession, std::string& aFile)
         lRest.remove_prefix(static_cast<size_t>(lEnd - lRest.data()) + 1);
     }
     aFile = lRest;
+    // A slash would lead out of the session's folder.
     constexpr auto cNone = std::string_view::npos;
     return !lRest.empty() && lRest.size() <= cLongestName && lRest.find('/') == cNone &&
            lRest.find('\\') == cNone && lRest.find('\0') == cNone;
@@ -70,12 +71,14 @@ bool ShareFolder(int aFolder, const struct stat& aStatus, gid_t aGroup)
     {
         return true;
     }
+    // The descriptor at hand is one of a path only, through which neither owner nor rights can be changed.
     const int lFolder = gSystem.mOpen(aFolder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0);
     if (lFolder < 0)
     {
         return false;
     }
     constexpr uid_t cSameUser = static_cast<uid_t>(-1);
+    // The group is set first, because the rights would let the folder's former group in.
     const bool lDone =
         gSystem.mSetOwner(lFolder, cSameUser, aGroup) == 0 && gSystem.mSetMode(lFolder, cSharedFolder) == 0;
     gSystem.mClose(lFolder);
@@ -99,6 +102,8 @@ void RemoveIfDead(int aFolder, const char* aName)
     {
         return;
     }
+    // Between the opening and the lock another process may have removed the
+    // file and made one of the same name.
     if (gSystem.mLockFile(lFile, LOCK_EX | LOCK_NB) == 0 && IsSameFile(aFolder, aName, lFile))
     {
         gSystem.mRemove(aFolder, aName, 0); // ignored: the next opener of the name removes a file that stays
@@ -185,6 +190,7 @@ int NamedFile::OpenFolder(uint32_t aSession, bool aMake)
         Obstacle::Note("its folder cannot be made", errno);
         return -1;
     }
+    // O_PATH needs no right to read, which members of the group do not have. O_NOFOLLOW keeps links out.
     const int lFolder =
         gSystem.mOpen(AT_FDCWD, lPath.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC, 0);
     struct stat lStatus = {};
@@ -313,6 +319,7 @@ NamedFile::Outcome NamedFile::Complete(const std::string& aFile, gid_t aGroup, u
         Obstacle::Note("a new file cannot be prepared", errno);
         return Outcome::Failed;
     }
+    // Memory is reserved now: later a full system would end the process that touches a missing page.
     const int lError = gSystem.mAllocate(mFile, 0, static_cast<off_t>(aSize));
     if (lError != 0)
     {
@@ -323,11 +330,14 @@ NamedFile::Outcome NamedFile::Complete(const std::string& aFile, gid_t aGroup, u
     {
         return Outcome::Failed;
     }
+    // The name is given by way of /proc, because a descriptor itself can be
+    // named by privileged processes only.
     const std::string lNameless = "/proc/self/fd/" + std::to_string(mFile);
     if (gSystem.mLink(AT_FDCWD, lNameless.c_str(), mFolder, aFile.c_str(), AT_SYMLINK_FOLLOW) == 0)
     {
         return Outcome::Held;
     }
+    // Another process was faster, and its file is the one to open.
     if (errno == EEXIST)
     {
         return Outcome::Again;
@@ -339,6 +349,7 @@ NamedFile::Outcome NamedFile::Complete(const std::string& aFile, gid_t aGroup, u
 bool NamedFile::Map()
 {
     struct stat lStatus = {};
+    // Another process of the user may have emptied the file, and an empty file cannot be mapped.
     if (gSystem.mGetStatus(mFile, &lStatus) != 0 || lStatus.st_size <= 0)
     {
         return false;
@@ -391,6 +402,7 @@ bool NamedFile::Create(const std::string& aName, const char* aKind, uint64_t aSi
         {
             lUntil.emplace(cLongestLook);
         }
+        // Mostly the other process is done within microseconds. A stopped one must not cost a processor.
         if (lLook > cEagerLooks)
         {
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
@@ -435,6 +447,7 @@ bool NamedFile::Close() noexcept
 
 bool NamedFile::HoldAgain() noexcept
 {
+    // Locks belong to the opening that the parent and the child share, so the child opens the file anew.
     const int lFile =
         gSystem.mOpen(mFolder, mFileName.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0);
     if (lFile < 0)
@@ -503,6 +516,7 @@ NamedFile* CreateRecord(const std::string& aName, const char* aKind, uint64_t aS
         const bool lHeld = aFill == nullptr ? lFile->Open(aName, aKind)
                                             : lFile->Create(aName, aKind, aSize, aFill, aContext);
         uint32_t lMark = 0;
+        // The name alone proves nothing: another process may have put any file there.
         if (!lHeld || lFile->GetSize() != aSize)
         {
             return nullptr;

@@ -81,6 +81,8 @@ bool Leave(const Object& aObject, uint32_t aLeft) noexcept
 {
     const std::atomic_ref<uint32_t> lWord = aObject.GetWord();
     uint32_t lFound = lWord.load(std::memory_order_relaxed);
+    // The word of a thread that ends keeps its place and its flags: the next
+    // owner sees that an owner has died.
     do
     {
         if ((lFound & cOwner) != aObject.mTaken)
@@ -187,6 +189,7 @@ bool IsOwner(const Object& aObject) noexcept
 void* MakeObject(NamedFile* aFile) noexcept
 {
     std::unique_ptr<NamedFile> lFile(aFile);
+    // The lock's word names its owner by the place, so a holder without one cannot own the lock.
     if (lFile == nullptr || !lFile->TakePlace())
     {
         return nullptr;
@@ -238,6 +241,7 @@ bool Replace(const Object& aObject, uint32_t& aFound, uint32_t aFlags) noexcept
 /// Tries once. \param aFound  Receives the word. \return TimedOut: another owns it.
 WaitResult TryTake(const Object& aObject, uint32_t& aFound, uint32_t aFlags) noexcept
 {
+    // Relaxed order is enough: only the exchange that takes the lock has to see the former owner's writes.
     aFound = aObject.GetWord().load(std::memory_order_relaxed);
     if ((aFound & cOwner) == 0 && Replace(aObject, aFound, aFlags))
     {
@@ -254,6 +258,7 @@ WaitResult TryTake(const Object& aObject, uint32_t& aFound, uint32_t aFlags) noe
 WaitResult TakeFromDead(const Object& aObject, uint32_t aFound, uint32_t aFlags) noexcept
 {
     const uint32_t lOwner = aFound & cOwner;
+    // The system leaves out this holder's own lock, so its own place would look dead.
     const bool lIsDead =
         lOwner != 0 && lOwner != aObject.mFile->GetPlace() && !aObject.mFile->IsTaken(lOwner, 1);
     return lIsDead && Replace(aObject, aFound, aFlags) ? WaitResult::OwnerDied : WaitResult::TimedOut;
@@ -349,6 +354,7 @@ WaitResult NamedMutex::Wait(uint32_t aTimeout) noexcept
         NoteOwner(*lObject, lObject->mHeld.load(std::memory_order_relaxed) + 1);
         return WaitResult::Done;
     }
+    // A thread may take the lock again through another object of the same name, as on the other system.
     const Object* const lOther = gHeld.FindOther(*lObject);
     WaitResult lResult = lOther != nullptr ? WaitResult::Done : WaitResult::TimedOut;
     // Owners hold it for less time than it takes to fall asleep and be woken.
@@ -381,6 +387,7 @@ bool NamedMutex::Release() noexcept
         return true;
     }
     gHeld.Remove(*lObject);
+    // The word stays when another object of the thread still has the same lock.
     return gHeld.FindOther(*lObject) != nullptr || Leave(*lObject, 0);
 }
 

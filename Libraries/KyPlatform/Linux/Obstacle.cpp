@@ -12,6 +12,7 @@ thread_local Obstacle gFirst;
 
 void Obstacle::Note(const char* aWhat, int aError) noexcept
 {
+    // The first failure is the reason. Later ones mostly follow from it.
     if (gFirst.mWhat == nullptr)
     {
         gFirst = {aWhat, aError};

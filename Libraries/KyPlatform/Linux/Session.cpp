@@ -47,8 +47,10 @@ bool Session::IsShutOut() noexcept
     const uid_t lUser = gSystem.mGetUser();
     std::array<char, 256> lPath{};
     std::snprintf(lPath.data(), lPath.size(), "%s%u", gSystem.mFolder, lUser);
+    // O_NOFOLLOW opens a link itself, which is then no folder.
     const int lFolder = gSystem.mOpen(AT_FDCWD, lPath.data(), O_PATH | O_NOFOLLOW | O_CLOEXEC, 0);
     struct stat lStatus = {};
+    // Where there is no folder yet, a later try can still make it.
     if (lFolder < 0)
     {
         return false;
@@ -84,6 +86,7 @@ std::string Session::GetObstacle()
         return lFolder < 0 && lError == ENOENT ? std::string() : lPath + " cannot be opened.";
     }
     gSystem.mClose(lFolder);
+    // What is wrong with the folder says more than the failure that has come of it.
     if (!S_ISDIR(lStatus.st_mode))
     {
         return lPath + " is not a folder.";

@@ -114,6 +114,7 @@ bool SharedGroup::Read() noexcept
     const char* const lGroup = NextWord(lRest);
     const char* const lUser = NextWord(lRest);
     mHasService = *lUser != '\0';
+    // A file that is not understood in full lets nobody in.
     return *lGroup != '\0' && *NextWord(lRest) == '\0' && FindGroup(lGroup, mGroup) &&
            (!mHasService || FindUser(lUser, mService)) && gSystem.mIsMember(mGroup);
 }

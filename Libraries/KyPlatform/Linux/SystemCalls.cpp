@@ -66,6 +66,7 @@ int LockByte(int aDescriptor, int aCommand, struct flock* aLock)
 
 bool IsMember(gid_t aGroup)
 {
+    // The list below need not contain the effective group.
     if (::getegid() == aGroup)
     {
         return true;

@@ -13,6 +13,7 @@ namespace KyPlatform
 namespace
 {
 
+// A transparent line does none of these checks and conversions of received bytes.
 constexpr tcflag_t cReceived =
     IGNBRK | BRKINT | PARMRK | INPCK | ISTRIP | INLCR | IGNCR | ICRNL | IXON | IXOFF;
 
@@ -37,6 +38,7 @@ tcflag_t GetRateFlag(uint32_t aBaudRate) noexcept
 
 tcflag_t GetControl(tcflag_t aFound, const HostLine& aLine) noexcept
 {
+    // The input rate is cleared, so that the line receives at the rate that it sends at.
     const tcflag_t lChanged = CBAUD | (CBAUD << IBSHIFT) | CSIZE | PARENB | PARODD | CMSPAR | CSTOPB;
     tcflag_t lFlags = (aFound & ~lChanged) | CREAD | CLOCAL; // without a modem's permission
     lFlags |= GetRateFlag(aLine.mBaudRate);
@@ -74,6 +76,7 @@ bool TerminalLine::WriteReadRule(int aDescriptor) noexcept
 {
     termios2 lLine{};
     std::memcpy(&lLine, mState.data(), sizeof lLine);
+    // A read returns with the first byte, because the port measures the quiet time itself.
     lLine.c_cc[VMIN] = 1;
     lLine.c_cc[VTIME] = 0;
     std::memcpy(mState.data(), &lLine, sizeof lLine);
@@ -114,6 +117,7 @@ bool TerminalLine::Write(int aDescriptor, const HostLine& aLine) noexcept
 {
     TerminalLine lWanted = *this;
     lWanted.SetLine(aLine);
+    // A driver reports success for a rate that it only comes near, so the line is read back.
     TerminalLine lDone;
     if (!lWanted.WriteBack(aDescriptor) || !lDone.Read(aDescriptor))
     {

@@ -93,6 +93,7 @@ bool HostSerialPort::Open(const char* aPath) noexcept
     lPort->mReadEvent = gSystem.mMakeEvent(nullptr, TRUE, FALSE, nullptr);
     lPort->mWriteEvent = gSystem.mMakeEvent(nullptr, TRUE, FALSE, nullptr);
     const bool lComplete = lPort->mReadEvent != nullptr && lPort->mWriteEvent != nullptr;
+    // The object gets the port before the check: Close() takes back what there is of an incomplete one.
     mObject = lPort.release();
     if (!lComplete)
     {
@@ -138,6 +139,7 @@ void HostSerialPort::Close() noexcept
 bool HostSerialPort::SetTimeouts() noexcept
 {
     COMMTIMEOUTS lTimeouts{};
+    // Only the time between two bytes is set. The wait for the first byte has no end but a stop.
     lTimeouts.ReadIntervalTimeout = cQuietTime;
     lTimeouts.WriteTotalTimeoutMultiplier = cWriteTimePerByte;
     lTimeouts.WriteTotalTimeoutConstant = cWriteTimeMore;
@@ -166,6 +168,7 @@ bool HostSerialPort::SetLine(const HostLine& aLine) noexcept
     DCB lLine = ToPort(mObject)->mFound;
     lLine.BaudRate = aLine.mBaudRate;
     lLine.ByteSize = static_cast<BYTE>(aLine.mDataBits);
+    // An error of the line must not stop later transfers, and a device without DSR must be heard.
     lLine.fAbortOnError = FALSE;
     lLine.fDsrSensitivity = FALSE;
     lLine.StopBits = aLine.mTwoStopBits ? TWOSTOPBITS : ONESTOPBIT;

@@ -42,6 +42,7 @@ bool NamedSemaphore::Release() noexcept
 
 bool NamedSemaphore::IsHeldByOthers() const noexcept
 {
+    // When the system does not answer, the others count as alive: a living client must not lose its place.
     uint32_t lHandles = 0;
     return mObject == nullptr || !gSystem.mCountHandles(mObject, &lHandles) || lHandles != 1;
 }

@@ -39,6 +39,7 @@ bool SharedMemory::Create(const std::string& aName, uint64_t aSize, bool& aNew) 
     mObject = Obstacle::Check(gSystem.mCreateMapping(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE,
                                                      static_cast<DWORD>(aSize >> 32),
                                                      static_cast<DWORD>(aSize & 0xFFFFFFFFU), aName.c_str()));
+    // Another process may have made the section since the opening failed, with a size of its own.
     const bool lExisted = mObject != nullptr && ::GetLastError() == ERROR_ALREADY_EXISTS;
     mBase =
         mObject != nullptr ? gSystem.mMapView(mObject, FILE_MAP_WRITE, 0, 0, lExisted ? 0 : aSize) : nullptr;
@@ -78,6 +79,7 @@ bool SharedMemory::Close() noexcept
 
 bool SharedMemory::HasSizeOf(uint64_t aSize) const noexcept
 {
+    // The system reports the size of a section of another process in whole pages only.
     return mBase != nullptr && RoundUp(mSize) == RoundUp(aSize);
 }
 

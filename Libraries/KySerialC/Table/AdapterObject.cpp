@@ -36,6 +36,7 @@ KyResult AdapterObject::ReportTo(KyDeviceHandle aDevice)
     {
         const JxUtilsLib::LockScope lScope(mLock);
         const auto [lEntry, lNew] = mForwarders.try_emplace(aDevice, aDevice);
+        // A device asks for each of its sinks, and one forwarder serves them all.
         if (!lNew)
         {
             return KyResult();

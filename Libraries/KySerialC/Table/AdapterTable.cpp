@@ -21,6 +21,7 @@ uint64_t HandleOf(void* aContext)
 template<typename Question>
 int32_t Ask(void* aContext, const Question& aQuestion) noexcept
 {
+    // Nothing may be thrown out of the functions of a table: the caller may be written in C.
     try
     {
         const AdapterObjectCall lCall(HandleOf(aContext));

@@ -24,6 +24,7 @@ std::atomic_ref<uint32_t> Shared(uint32_t& aField)
 
 std::string GetName(const SharedRegistryEntry& aEntry)
 {
+    // Another process may have left the entry without its NUL.
     const void* const lEnd = std::memchr(aEntry.mName, 0, sizeof aEntry.mName);
     return lEnd != nullptr ? std::string(aEntry.mName) : std::string(aEntry.mName, sizeof aEntry.mName);
 }
@@ -71,6 +72,7 @@ ClientPort::ClientPort() : mRegistry(true) {}
 
 ClientPort::~ClientPort()
 {
+    // The place is given back last: the next client must not meet this one at the FIFOs.
     mDownFifo = nullptr;
     mUpFifo = nullptr;
     if (mSemaphore.IsValid())
@@ -89,6 +91,7 @@ ClientResult ClientPort::Attach(const std::string& aName)
     mPrefix = mRegistry.GetPrefix(*mEntry);
     if (!mRegistry.AcquireClient(aName, mSemaphore))
     {
+        // A place that cannot be had is another client's, as long as there is a server at all.
         return ClientServer::IsAlive(mPrefix, mServerId) ? ClientResult::InUse : ClientResult::Gone;
     }
     const std::string lNumber = std::to_string(mServerId);
@@ -99,6 +102,7 @@ ClientResult ClientPort::Attach(const std::string& aName)
     {
         return ClientResult::Gone;
     }
+    // The rate that a former client has asked for is not this one's.
     const uint32_t lOffered = GetSupportedBaudRates();
     const uint32_t lLowest = lOffered & (~lOffered + 1);
     Shared(mEntry->mRequestedBaudRate) = lLowest != 0 ? lLowest : 1;
@@ -141,6 +145,7 @@ uint32_t ClientPort::TakePending(char* aBuffer, uint32_t aSize)
 ClientResult ClientPort::Read(char* aBuffer, uint32_t aSize, bool aWhole, uint32_t aTimeout, uint32_t& aRead)
 {
     aRead = 0;
+    // The time runs from before the turn, so that the wait for the turn counts too.
     const KyPlatform::Deadline lDeadline(aTimeout);
     const ClientTurnScope lTurn(mReadTurn, lDeadline, mClosed);
     while (lTurn.IsMine() && !mClosed)
@@ -186,6 +191,7 @@ ClientResult ClientPort::Write(const char* aData, uint32_t aSize, uint32_t aTime
     aWritten = 0;
     const KyPlatform::Deadline lDeadline(aTimeout);
     const ClientTurnScope lTurn(mWriteTurn, lDeadline, mClosed);
+    // Without a server nothing is written: the bytes would reach a later server at an unknown time.
     if (lTurn.IsMine() && WaitForServer(lDeadline))
     {
         // The result does not count: what leaves the FIFO exactly full is stored, although the wait for the
@@ -229,6 +235,7 @@ uint32_t ClientPort::GetSupportedBaudRates() const
 ClientResult ClientPort::SetBaudRate(uint32_t aMask)
 {
     const uint32_t lOffered = GetSupportedBaudRates();
+    // A rate is one bit. Callers may hand in any number.
     const bool lIsOne = aMask != 0 && (aMask & (aMask - 1)) == 0;
     if (!lIsOne || (aMask & lOffered) == 0)
     {

@@ -28,6 +28,7 @@ void ClientTable::CloseUnused()
     for (auto lItem = mItems.begin(); lItem != mItems.end();)
     {
         const auto lThis = lItem++;
+        // A port that another thread still uses or closes is left to that thread.
         if (lThis->second.mUsers == 0 && !lThis->second.mClosing)
         {
             lClosed.insert(mItems.extract(lThis));
@@ -38,6 +39,7 @@ void ClientTable::CloseUnused()
 bool ClientTable::Renew(uint32_t& aCount)
 {
     std::vector<ClientServer> lServers;
+    // The registry is read without the table's lock, because the registry's own lock may take seconds.
     const bool lDone = ClientServer::GetAll(lServers);
     const JxUtilsLib::LockScope lLock(mMutex);
     mServers = std::move(lServers);
@@ -47,6 +49,7 @@ bool ClientTable::Renew(uint32_t& aCount)
 
 std::string ClientTable::GetName(uint32_t aIndex)
 {
+    // The list may be old. The second turn looks into a new one.
     for (int lTry = 0; lTry < 2; ++lTry)
     {
         ClientServer lServer;
@@ -98,6 +101,7 @@ void ClientTable::Close(void* aReference)
     }
     lFound->second.mClosing = true; // no more users from here on
     lFound->second.mPort->Close();
+    // The calls that are inside hold the port by a bare pointer. Close() has ended their waits.
     while (lFound->second.mUsers > 0)
     {
         mUnused.Wait(mMutex);
@@ -123,6 +127,7 @@ ClientTable::Use::~Use()
     if (mPort != nullptr)
     {
         const JxUtilsLib::LockScope lLock(mTable.mMutex);
+        // The item is still there, since Close() waits for its users.
         --mTable.mItems[mReference].mUsers;
         mTable.mUnused.NotifyAll();
     }

@@ -10,6 +10,7 @@ bool ClientTurn::Take(const KyPlatform::Deadline& aDeadline, const std::atomic<b
     const JxUtilsLib::LockScope lLock(mMutex);
     while (mTaken)
     {
+        // Nothing wakes the waiters when aStop becomes true, so they look at it by themselves.
         const uint32_t lLeft = aDeadline.GetRemaining(cLookAgain);
         if (aStop || lLeft == 0)
         {

@@ -53,6 +53,7 @@ CLINT32 ToCode(ClientResult aResult)
         return CL_ERR_INVALID_INDEX;
     case ClientResult::Unsupported:
         return CL_ERR_BAUD_RATE_NOT_SUPPORTED;
+    // Another thread has closed the port during the call, so the reference is not valid any more.
     case ClientResult::Closed:
         break;
     }
@@ -87,6 +88,7 @@ CLINT32 WithPort(hSerRef aReference, Operation&& aOperation) noexcept
 CLINT32 CopyText(const char* aText, CLINT8* aBuffer, CLUINT32* aSize)
 {
     const auto lNeeded = static_cast<CLUINT32>(std::strlen(aText) + 1);
+    // The size comes before the buffer, because callers ask for the size with a null buffer.
     if (*aSize < lNeeded)
     {
         *aSize = lNeeded;
@@ -111,6 +113,7 @@ CLINT32 Read(hSerRef aReference, CLINT8* aBuffer, CLUINT32* aCount, CLUINT32 aTi
     return WithPort(aReference,
                     [&](ClientPort& aPort)
                     {
+                        // The reference is looked at first, since a wrong one is an error even for no bytes.
                         if (lWanted == 0)
                         {
                             return CL_ERR_NO_ERR;
@@ -258,6 +261,7 @@ CLINT32 CLSER_CALL clSetBaudRate(hSerRef serialRef, CLUINT32 baudRate)
     return WithPort(serialRef,
                     [&](ClientPort& aPort)
                     {
+                        // The bits are in the order of the rates, so the highest bit is the fastest rate.
                         const bool lHighest = baudRate == CL_BAUDRATE_AUTOMAX;
                         const CLUINT32 lMask =
                             lHighest ? std::bit_floor(aPort.GetSupportedBaudRates()) : baudRate;
