@@ -32,6 +32,7 @@ KyCode Run(const Body& aBody) noexcept
     {
         return FinishCall(aBody());
     }
+    // An exception must not reach a caller in C.
     catch (const std::bad_alloc&)
     {
         return FinishCall(KyResult(KY_FAILURE, "Out of memory."));
@@ -45,6 +46,7 @@ KyCode RunOn(KySimCameraHandle aCamera, const Body& aBody) noexcept
     return Run(
         [&]() -> KyResult
         {
+            // It holds the camera for the time of the call: another thread may destroy the handle meanwhile.
             const AdapterObjectCall lCall(aCamera);
             return lCall.Get() != nullptr ? aBody(static_cast<Camera&>(*lCall.Get()))
                                           : KyResult(KY_INVALID_HANDLE, "No such camera.");
@@ -147,6 +149,8 @@ KyCode KySimCameraCreate(const KySimOptions* aOptions, KySimCameraHandle* aCamer
             {
                 return BadParameter("The handle has nowhere to go: a null pointer.");
             }
+            // Handle 0 is no camera. A caller that overlooks the failure below gets a refusal from each
+            // further call.
             *aCamera = 0;
             KySimOptions lOptions = {};
             KySimOptionsInit(&lOptions);

@@ -127,6 +127,7 @@ bool AdapterEvents::RemoveInterest(const std::string& aName)
     {
         return false;
     }
+    // Only the last withdrawal ends the interest: several ports may have registered the same feature.
     if (--lInterest->second == 0)
     {
         mInterests.erase(lInterest);
@@ -200,6 +201,8 @@ void AdapterEvents::Deliver(const DeviceEvent& aEvent)
     const uint64_t lBlockID = ++mBlockID;
     // The upstream features are set before the sinks are called: a sink reads them from inside its call.
     mDelivering = lBulk;
+    // An application cannot fetch anything from a camera that is cut off. The features keep what came before
+    // the cut.
     if (lBulk < cBulkCount && !mFaults.IsDisconnected())
     {
         mUpstream[lBulk] = aEvent.mData;
@@ -210,6 +213,7 @@ void AdapterEvents::Deliver(const DeviceEvent& aEvent)
             aSink.NotifyEvent(aEvent.mId, 0, lBlockID, static_cast<uint64_t>(aEvent.mTimestamp.count()),
                               aEvent.mData.data(), static_cast<uint32_t>(aEvent.mData.size()));
         });
+    // Buffer and length change together, and the library reads both inside the report of the buffer.
     if (lBulk < cBulkCount)
     {
         DeliverChange(UpstreamBufferFeature(lBulk));

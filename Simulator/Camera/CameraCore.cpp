@@ -17,6 +17,8 @@ public:
     {
         if (const std::shared_ptr<CameraCore> lCore = mCore.lock())
         {
+            // The line is passed along, so that the camera can refuse bytes of a line that it has replaced
+            // meanwhile.
             lCore->With([&](CameraState& aState) { aState.ArriveFrom(this, mPort, aData, aSize, aDelay); });
         }
     }

@@ -116,6 +116,7 @@ std::vector<std::string> CameraState::EntriesOf(const Feature& aFeature) const
         }
         return lEntries;
     case FeatureId::Parity:
+        // In the order of the numbers that the port keeps: an entry's position is its number.
         return {"None", "Even", "Odd"};
     case FeatureId::StopBits:
         return {"One", "Two"};
@@ -286,6 +287,7 @@ Outcome CameraState::SetText(const std::string& aName, const std::string& aValue
     {
         return {Status::WriteProtect, "The feature " + aName + " can only be read."};
     }
+    // The user's name is the only text that can be written; every other writable feature is an enumeration.
     return lFeature->mKind == FeatureKind::String ? SetUserID(aName, aValue)
                                                   : SetEnumeration(aName, *lFeature, aValue);
 }
@@ -342,6 +344,8 @@ void CameraState::SayChanged(FeatureId aId, Port aPort)
 {
     for (const auto& [lName, lFeature] : mFeatures)
     {
+        // A feature that follows the selector shows one port. A change of another port is no change of its
+        // value.
         if (lFeature.mId == aId && PortOf(lFeature) == aPort)
         {
             mOutputs.emplace_back(FeatureChange{lName});

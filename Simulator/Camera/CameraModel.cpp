@@ -150,6 +150,7 @@ void CameraModel::PlugI2C(Port aPort, std::shared_ptr<I2CBusPeer> aBus)
     mThis->With(
         [&](CameraState& aState)
         {
+            // UARTs have no bus. As with Plug(), a port that this camera does not have is no error.
             if (BulkPort* const lBulk = aState.FindBulk(aPort))
             {
                 lBulk->SetI2CBus(aBus);
@@ -175,6 +176,7 @@ void CameraModel::InjectBytes(Port aPort, const uint8_t* aData, size_t aSize)
         [&](CameraState& aState)
         {
             LinePort* const lPort = aState.Find(aPort);
+            // The same calls fit every configuration, so a port that this camera does not have takes nothing.
             if (lPort != nullptr && aData != nullptr)
             {
                 // Bytes without a delay: the line's own speed is all that holds them up.

@@ -21,6 +21,8 @@ CameraConfiguration Configure(const EquipmentOptions& aOptions, const CameraConf
 {
     CameraConfiguration lConfiguration = aConfiguration;
     lConfiguration.mUnlimitedLineRate = aOptions.mFast;
+    // Applications take bulk port 0 for one with registers as soon as there is a UART, so a camera without
+    // them has no UART either.
     lConfiguration.mUartCount = aOptions.mFeaturesOnly ? 0 : 2;
     // The modes that fit the buses below, so that a first read works without any setting.
     lConfiguration.mBulk[2].mMode = Protocol::I2C;
@@ -92,6 +94,8 @@ bool CameraWithDevices::LoadState(const std::string& aPath)
     constexpr size_t cSize = 2 * Eeprom24C02::cSize + SpiFlash::cSize;
     std::vector<uint8_t> lState(cSize + 1);
     lFile.read(reinterpret_cast<char*>(lState.data()), static_cast<std::streamsize>(lState.size()));
+    // A file of another size is not one of SaveState(). Nothing of it is taken, so that no memory is half old
+    // and half new.
     if (lFile.gcount() != static_cast<std::streamsize>(cSize))
     {
         return false;

@@ -45,12 +45,14 @@ void Faults::DelayEvent(Time aDelay, uint64_t aNth)
 void Faults::AddEventFault(uint64_t aNth, EventFate aFate)
 {
     LockScope lScope(mLock);
+    // The earliest event that a fault can meet is the next one, so 0 counts as 1 here too.
     mEventFaults.push_back({std::max<uint64_t>(aNth, 1), aFate});
 }
 
 void Faults::Clear()
 {
     LockScope lScope(mLock);
+    // A cut connection stays cut. Only what is still to come is taken back, a planned cut included.
     mCallFaults.clear();
     mEventFaults.clear();
     mDisconnectIn = 0;
@@ -104,6 +106,7 @@ uint64_t Faults::GetEventCount() const
 void Faults::RecordCalls(bool aOn)
 {
     LockScope lScope(mLock);
+    // Only the start empties the transcript, so a test may read it after the recording has ended.
     if (aOn)
     {
         mTranscript.clear();
@@ -151,6 +154,7 @@ std::optional<KyResult> Faults::TakeCallFault(AdapterSlot aSlot)
     std::optional<KyResult> lResult;
     for (auto lFault = mCallFaults.begin(); lFault != mCallFaults.end();)
     {
+        // A fault without an operation of its own counts every call.
         if (lFault->mSlot.value_or(aSlot) != aSlot)
         {
             ++lFault;

@@ -117,6 +117,7 @@ void SimulatedDeviceAdapter::Reserved23() {}
 
 bool SimulatedDeviceAdapter::IsIntegerFeatureAvailable(const KyString& aName)
 {
+    // A question that answers with a bool has no code for a failure, so a call that fails answers no.
     const auto lFailure = Enter(AdapterSlot::IsIntegerFeatureAvailable, [&] { return TextOf(aName); });
     return !lFailure && mCamera->GetFeatureKind(TextOf(aName)) == FeatureKind::Integer;
 }
@@ -158,6 +159,7 @@ bool SimulatedDeviceAdapter::IsEnumEntryAvailable(const KyString& aName, const K
 
 KyResult SimulatedDeviceAdapter::GetIntegerValue(const KyString& aName, int64_t& aValue)
 {
+    // Set in any case: a caller that overlooks a failure finds no value of an earlier call.
     aValue = 0;
     if (const auto lFailure = Enter(AdapterSlot::GetIntegerValue, [&] { return TextOf(aName); }))
     {
@@ -285,6 +287,8 @@ KyResult SimulatedDeviceAdapter::RegisterFeatureInterest(const KyString& aName)
     {
         return *lFailure;
     }
+    // An interest in a name that never changes would wait in silence. The code is that of any use of such a
+    // feature.
     if (mCamera->GetFeatureKind(TextOf(aName)) == FeatureKind::None)
     {
         return {static_cast<uint32_t>(Status::NotImplemented), KyString("There is no such feature.")};
@@ -371,6 +375,7 @@ KyResult SimulatedDeviceAdapter::RegisterEventSink(IKyDeviceEventSink* aSink)
     {
         return *lFailure;
     }
+    // Refused here: the event thread calls each registered sink without a look at it.
     if (aSink == nullptr)
     {
         return InvalidParameter("There is no event sink.");

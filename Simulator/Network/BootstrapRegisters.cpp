@@ -128,6 +128,7 @@ void BootstrapRegisters::Set(uint32_t aAddress, uint32_t aValue)
 void BootstrapRegisters::SetText(uint32_t aAddress, size_t aLength, const std::string& aText)
 {
     const auto lField = mImage.begin() + static_cast<ptrdiff_t>(aAddress);
+    // Cleared first: the end of a longer text before would stay and be read as part of this one.
     std::fill_n(lField, aLength, static_cast<uint8_t>(0));
     std::copy_n(aText.begin(), std::min(aText.size(), aLength), lField);
 }

@@ -316,6 +316,7 @@ void Writer::AddEnumeration(const FeatureRegister& aRegister)
     {
         Add(lNode, "pSelected", lSelected);
     }
+    // The enumeration itself has no address: its number is that of a register node.
     AddNumberForm(AddRegister("IntReg", aRegister.mName + "Reg", "Custom", aRegister.mAddress, 4, "RW"));
     if (aRegister.mFeature.mId == FeatureId::BulkMode)
     {

@@ -79,6 +79,7 @@ uint32_t FeatureRegisters::GetModeMaskAddress()
 
 const FeatureRegister* FeatureRegisters::Find(uint32_t aAddress) const
 {
+    // Features without a register have the address 0 here, which belongs to a bootstrap register.
     const auto lFound = std::find_if(mList.begin(), mList.end(),
                                      [=](const FeatureRegister& aRegister)
                                      { return aRegister.mAddress != 0 && aRegister.mAddress == aAddress; });
@@ -87,6 +88,7 @@ const FeatureRegister* FeatureRegisters::Find(uint32_t aAddress) const
 
 bool FeatureRegisters::Contains(uint32_t aAddress) const
 {
+    // Without a mode feature there is no port whose modes could be read.
     return Find(aAddress) != nullptr ||
            (aAddress == cModeMask && mCamera.GetFeatureKind(cBulkModeFeature) != FeatureKind::None);
 }
@@ -110,6 +112,8 @@ Outcome FeatureRegisters::ReadWord(uint32_t aAddress, uint32_t& aValue) const
     {
         return NoSuchFeature();
     }
+    // The address is that of a message window, so the answer differs from that for an address without a
+    // feature.
     if (lRegister->mFeature.mKind != FeatureKind::Enumeration)
     {
         return {Status::AccessDenied, "The feature " + lRegister->mName + " can only be written."};
@@ -135,6 +139,7 @@ Outcome FeatureRegisters::WriteWord(uint32_t aAddress, uint32_t aValue)
     {
         return NoSuchFeature();
     }
+    // The number comes from the network, and is used as a position below.
     if (aValue >= lRegister->mEntries.size())
     {
         return {Status::InvalidParameter, "The feature " + lRegister->mName + " has no such entry."};

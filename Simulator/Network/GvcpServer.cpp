@@ -70,6 +70,7 @@ void GvcpServer::Handle(const Endpoint& aFrom, Bytes aPacket, Time aNow)
         ++mCounters.mIgnored;
         return;
     }
+    // Any command of the controller shows that it lives, also one that waits or is answered from memory.
     if (IsController(aFrom))
     {
         mHeard = aNow;
@@ -108,6 +109,7 @@ void GvcpServer::Discover(const Endpoint& aFrom, const CommandView& aCommand)
 void GvcpServer::ForceAddress(const Endpoint& aFrom, const CommandView& aCommand)
 {
     Reader lReader(aCommand.mPayload);
+    // Each address of the command stands after three reserved words.
     const auto lSkip = [&lReader](size_t aWords) { static_cast<void>(lReader.Take(aWords * 4)); };
     const uint32_t lMacHigh = lReader.Take32() & 0xFFFFU;
     const uint32_t lMacLow = lReader.Take32();
@@ -163,6 +165,8 @@ void GvcpServer::Defer(const Endpoint& aFrom, Bytes aPacket, Time aNow)
     {
         Announce(*mWork, aNow);
     }
+    // A command that finds the queue full is lost like a datagram, and its client repeats it. One that waits
+    // already is not executed twice.
     else if (mQueue.size() < cQueue && std::none_of(mQueue.begin(), mQueue.end(), lSame))
     {
         mQueue.push_back({aFrom, {aPacket.begin(), aPacket.end()}});
@@ -269,6 +273,8 @@ void GvcpServer::Execute(const Endpoint& aFrom, Bytes aPacket, Time aNow)
     }
     const auto lStatus = ParseAcknowledge(lAnswer.GetBytes());
     mCounters.mRefused += lStatus.has_value() && lStatus->mStatus != cSuccess ? 1U : 0U;
+    // A client that wants no acknowledge cannot notice a loss, so it repeats nothing that had to be
+    // remembered.
     if ((lCommand.mFlags & cAcknowledgeWanted) != 0)
     {
         Remember(aFrom, aPacket, lAnswer.GetBytes());
@@ -347,6 +353,7 @@ ChannelSettings GvcpServer::GetChannel() const
 
 Packet GvcpServer::Answer(const Endpoint& aFrom, const CommandView& aCommand)
 {
+    // Looked at once for every command: the functions below take the payload for what the header says.
     if (!aCommand.mLengthFits)
     {
         return BadLength(aCommand);
@@ -381,6 +388,8 @@ Packet GvcpServer::ReadRegisters(const Endpoint& aFrom, const CommandView& aComm
         uint32_t lValue = 0;
         const Status lStatus = MayRead(aFrom, lAddress) ? mRegisters.ReadRegister(lAddress, lValue).mStatus
                                                         : Status::AccessDenied;
+        // One register that cannot be read refuses the whole command: the acknowledge has one status for all
+        // of them.
         if (lStatus != Status::Ok)
         {
             return Refusal(lStatus, aCommand);
@@ -492,6 +501,7 @@ Status GvcpServer::SetPrivilege(const Endpoint& aFrom, uint32_t aValue)
     {
         return Status::AccessDenied;
     }
+    // The other bits are those of the control switchover, which this device does not have.
     const uint32_t lPrivilege = aValue & (cExclusiveAccess | cControlAccess);
     // Giving the control up by a write of 0 is what an application does that ends.
     if (lPrivilege == 0)

@@ -54,6 +54,7 @@ std::vector<DeviceEvent> MessageChannel::TakeEvents()
     std::vector<DeviceEvent> lEvents;
     LockScope lScope(mLock);
     size_t lSize = 0;
+    // The first one is taken whatever its size is: Launch() drops and counts what no packet can hold.
     while (!mQueue.empty() &&
            (lEvents.empty() || (lEvents.size() < mForms.mEventsPerPacket &&
                                 lSize + SizeOf(mQueue.front()) <= KyGvcp::cMaxPayload &&

@@ -29,6 +29,8 @@ uint32_t MaskOf(uint32_t aAddress)
         std::find_if(lInterfaces.begin(), lInterfaces.end(),
                      [=](const Interface& aInterface)
                      { return (aInterface.mAddress & aInterface.mMask) == (aAddress & aInterface.mMask); });
+    // For an address in none of this computer's networks nothing is known about neighbours, so the mask names
+    // none.
     return lFound != lInterfaces.end() ? lFound->mMask : cEveryBit;
 }
 
@@ -74,6 +76,8 @@ bool NetworkCamera::OpenSockets()
     }
     if (!mMessages.Open({mPlace.mEndpoint.mAddress, mMessagePort}))
     {
+        // A camera without this socket would take commands and never report an event, so it is not there at
+        // all.
         mError = mMessages.GetError();
         CloseSockets();
         return false;
@@ -108,6 +112,7 @@ bool NetworkCamera::Start()
     {
         return false;
     }
+    // Before the thread exists: from then on the registers belong to it.
     mFirstAddress = mPlace.mEndpoint.mAddress;
     mRegisters.SetPlace(mFirstAddress, MaskOf(mFirstAddress));
     mRegisters.GetBootstrap().Set(cMessageSourcePortRegister, mMessagePort);
@@ -130,6 +135,7 @@ void NetworkCamera::Stop()
     mStop = true;
     mWaker.Wake();
     mThread.join();
+    // Only now: the thread waits for them to the end.
     CloseSockets();
 }
 
@@ -192,6 +198,7 @@ void NetworkCamera::Step()
         // The address may be gone for a while, with a cable or an interface; it is tried again until it is there.
         mBack = OpenSockets() ? cNever : lNow + cRetry;
     }
+    // First: a delayed command of the controller renews the heartbeat before the server looks at it.
     mGate.Step(lNow);
     mServer.Step(lNow);
     mChannel.Step(lNow); // last: what a command raises leaves after its acknowledge
@@ -295,6 +302,7 @@ void NetworkCamera::ChangeFaults(const std::function<void(NetworkFaults&)>& aCha
 ForcedAddress NetworkCamera::PowerUpAddress() const
 {
     const BootstrapRegisters& lRegisters = mRegisters.GetBootstrap();
+    // A persistent address that is not switched on may be stale or never written.
     if ((lRegisters.Get(cInterfaceConfigurationRegister) & cPersistentIp) == 0)
     {
         return {mFirstAddress, MaskOf(mFirstAddress), 0};
@@ -305,6 +313,7 @@ ForcedAddress NetworkCamera::PowerUpAddress() const
 
 bool NetworkCamera::MoveTo(const ForcedAddress& aAddress)
 {
+    // A forced address of 0 asks the device for the address that it takes at power-up.
     const ForcedAddress lNew = aAddress.mAddress != 0 ? aAddress : PowerUpAddress();
     const uint32_t lOld = std::exchange(mPlace.mEndpoint.mAddress, lNew.mAddress);
     // A change of the mask alone keeps the sockets, and the datagrams that wait in them.
@@ -374,6 +383,8 @@ bool NetworkCamera::Plug()
     Ask(
         [&]
         {
+            // A camera that is there keeps its sockets. One that is away for a restart comes back now and not
+            // a second time.
             lOpen = mControl.IsOpen() || OpenSockets();
             mBack = cNever;
         });

@@ -101,6 +101,7 @@ Outcome RegisterMap::ReadMemory(uint32_t aAddress, size_t aCount, std::vector<ui
     {
         return Misaligned();
     }
+    // The acknowledge holds the address as well, and both have to fit the payload of one packet.
     if (aCount == 0 || aCount % cWord != 0 || aCount > KyGvcp::cMaxBlock)
     {
         return {Status::InvalidParameter, "Memory is read in multiples of 4 bytes, 536 at most."};

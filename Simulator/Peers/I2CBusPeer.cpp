@@ -82,6 +82,7 @@ I2CTransfer I2CBusPeer::Finish(I2CTransfer aTransfer, bool aStop, Time aEnd)
         }
     }
     mTransfers.push_back(aTransfer);
+    // The record is for tests. The newest transfers are enough, and a long run does not fill memory.
     if (mTransfers.size() > cHistory)
     {
         mTransfers.pop_front();
@@ -103,6 +104,7 @@ I2CTransfer I2CBusPeer::Write(uint8_t aAddress, const uint8_t* aData, size_t aSi
         lGoOn = mCurrent->OnWrite(aData[lIndex], lNow);
         lTransfer.mBytes.push_back({aData[lIndex], lGoOn});
     }
+    // The stop condition takes the time of one more bit.
     return Finish(std::move(lTransfer), aFlags.mStop, lNow + aBitTime);
 }
 

@@ -81,6 +81,7 @@ void LensController::OnReceived(const uint8_t* aData, size_t aSize)
     {
         LockScope lScope(mLock);
         lLine = mLine;
+        // Bytes of a line that is unplugged by now have nowhere to be answered.
         if (lLine == nullptr)
         {
             return;
@@ -233,6 +234,7 @@ int32_t LensController::PositionOf(const Motor& aMotor, Time aNow) const
     {
         return aMotor.mTarget;
     }
+    // Whole steps, as a motor makes them, and rounded down, so that the target is not reported too early.
     const int64_t lSteps = lDistance * lGone.count() / lWay.count();
     return static_cast<int32_t>(aMotor.mFrom + (aMotor.mTarget > aMotor.mFrom ? lSteps : -lSteps));
 }

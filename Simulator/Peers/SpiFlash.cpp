@@ -63,6 +63,8 @@ uint8_t SpiFlash::AnswerLocked(uint8_t aByte, Time aNow)
     }
     if (mCommand == cStatus)
     {
+        // Bit 0 is "busy", bit 1 the write enable. Drivers poll them, so the status goes on for as long as it
+        // is clocked.
         return static_cast<uint8_t>((IsBusy(aNow) ? 1U : 0U) | (mWriteEnabled ? 2U : 0U));
     }
     const bool lAddressed = mCommand == cRead || mCommand == cPageProgram || mCommand == cSectorErase;

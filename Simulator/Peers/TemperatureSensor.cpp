@@ -38,6 +38,7 @@ bool TemperatureSensor::OnWrite(uint8_t aByte, Time /*aNow*/)
     if (mExpectPointer)
     {
         mExpectPointer = false;
+        // The chip has four registers and looks at two bits of the pointer.
         mPointer = aByte & cPointerBits;
         return true;
     }
@@ -57,6 +58,7 @@ bool TemperatureSensor::OnWrite(uint8_t aByte, Time /*aNow*/)
         // The sensor has nine bits; the ones below read as zero, whatever was written.
         lRegister = static_cast<uint16_t>(((lRegister & 0xFF00U) | aByte) & cUsedBits);
     }
+    // Acknowledged in any case: a chip takes bytes off the bus even where it has no place for them.
     return true;
 }
 

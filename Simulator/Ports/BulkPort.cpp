@@ -34,6 +34,7 @@ void BulkPort::SetConfiguration(uint32_t aValue)
 {
     // The word is kept as it was written, fields that make no sense included: the device reads it back that way.
     mConfiguration = aValue;
+    // An application sets the bit and clears it again. Each write that has it set empties both FIFOs.
     if ((aValue & cResetFifos) != 0)
     {
         DropTransmit();
@@ -96,6 +97,7 @@ Time BulkPort::GetByteTime() const
     case Protocol::Spi:
         break;
     }
+    // USRT and SPI have a clock line, so a byte has no bits but its own.
     return TimeOrNone(8, cSynchronousClock / (2U << GetSpeedIndex()));
 }
 
@@ -114,6 +116,8 @@ Outcome BulkPort::WriteWindow(const uint8_t* aData, size_t aSize, I2CFlags aFlag
     if (lIsI2C)
     {
         Outcome lOutcome = TransferI2C({aData, aData + lTaken}, aFlags);
+        // The failed write ends the transfer for its writer, which waits for no interrupt. So the bytes skip
+        // the FIFO.
         if (!lOutcome.IsOk())
         {
             return lOutcome;
@@ -299,11 +303,13 @@ void BulkPort::RaiseReceived(const std::vector<uint8_t>& aBytes)
 
 void BulkPort::SetI2CBus(std::shared_ptr<I2CBusPeer> aBus)
 {
+    // A port without devices still has a bus. On it nothing acknowledges.
     mI2CBus = aBus != nullptr ? std::move(aBus) : std::make_shared<I2CBusPeer>();
 }
 
 void BulkPort::SetSpiBus(std::shared_ptr<SpiBusPeer> aBus)
 {
+    // The same for SPI: an open line reads as ones.
     mSpiBus = aBus != nullptr ? std::move(aBus) : std::make_shared<SpiBusPeer>(nullptr);
 }
 

@@ -53,11 +53,13 @@ std::optional<SerialMessage> ParseSerialMessage(const uint8_t* aData, size_t aSi
 
 std::optional<SpiMessage> ParseSpiMessage(const uint8_t* aData, size_t aSize, bool aBigEndian)
 {
+    // SPI messages have no flags. A first word that is not zero belongs to a message of another mode.
     if (!Fits(aData, aSize, aBigEndian) || Word(aData, aBigEndian) != 0)
     {
         return std::nullopt;
     }
     const size_t lLength = Word(aData + 4, aBigEndian);
+    // The control bytes count as data in the header's length.
     if (lLength < cSpiControl)
     {
         return std::nullopt;

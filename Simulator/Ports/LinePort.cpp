@@ -108,6 +108,7 @@ void LinePort::FlushToPeer()
 
 Time LinePort::NextDue() const
 {
+    // Bytes in the receive FIFO order no timer: the access that enables their interrupt makes a step itself.
     const Time lTransmit = mTransmit.empty() ? cNever : mTransmitDue;
     const Time lReceive = mArriving.empty() ? cNever : mArriving.front().mTime;
     return std::min(lTransmit, lReceive);

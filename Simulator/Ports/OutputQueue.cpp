@@ -44,6 +44,7 @@ void CallListener(CameraListener& aListener, const Output& aOutput)
 void OutputQueue::AddListener(CameraListener* aListener)
 {
     LockScope lScope(mLock);
+    // A second registration would deliver each event twice.
     if (aListener != nullptr &&
         std::find(mListeners.begin(), mListeners.end(), aListener) == mListeners.end())
     {
@@ -120,6 +121,7 @@ void OutputQueue::CallListeners(const Output& aOutput)
         {
             continue; // removed by a call before this one
         }
+        // The lock is given up for the call: listeners use the camera, whose accesses post to this queue.
         mCurrent = lListener;
         mLock.Give();
         CallListener(*lListener, aOutput);
@@ -133,6 +135,7 @@ void OutputQueue::CallListeners(const Output& aOutput)
 void OutputQueue::WaitUntilDrained()
 {
     LockScope lScope(mLock);
+    // A callback that asks would wait for its own return, so the delivering thread does not wait.
     while (mDraining && mDrainer != std::this_thread::get_id())
     {
         mChanged.Wait(mLock);

@@ -17,6 +17,7 @@ UartPort::UartPort(PortHost& aHost, size_t aIndex, Limits aLimits, bool aUnlimit
 
 Time UartPort::GetByteTime() const
 {
+    // A UART has no register for a divisor: its feature offers the rates of the table and no custom one.
     return mUnlimited ? Time(0) : TimeOfBits(mFrame.BitsPerByte(), UartRate(mSpeedIndex, 0));
 }
 
