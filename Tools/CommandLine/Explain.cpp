@@ -96,6 +96,7 @@ std::string ExplainConversion(const std::string& aText)
 {
     const size_t lColon = aText.find(": ");
     const size_t lEqual = aText.find(" = ");
+    // The parser gives this text and no parts. One of another form gets the general answer.
     if (lColon == std::string::npos || lEqual == std::string::npos || lEqual < lColon)
     {
         return "a value does not fit";

@@ -78,6 +78,7 @@ std::string Escaped(const std::string& aText)
             lText += Written(lByte) + Written(lNext);
             ++lIndex;
         }
+        // Bytes of other letters pass, so that names in any language stay readable.
         else if (lByte < cSpace || lByte == cDelete)
         {
             lText += Written(lByte);

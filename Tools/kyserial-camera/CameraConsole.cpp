@@ -82,6 +82,7 @@ ConsoleAnswer ChangeKind(NetworkCamera& aCamera, const Words& aWords, const Chan
 {
     const auto lKind = Kind(aWords[1]);
     const auto lNumbers = Numbers(aWords, 2);
+    // A line does all that it says or nothing.
     if (!lKind.has_value() || !lNumbers.has_value())
     {
         return Error("use command, ack, event or event-ack, and numbers up to 1000000");
@@ -323,6 +324,7 @@ std::string StatisticsText(const NetworkCamera::Statistics& aStatistics)
          {"datagrams-delayed", aStatistics.mFaults.mDelayed},
          {"datagrams-unheard", aStatistics.mUnheard},
          {"datagrams-late", aStatistics.mFaults.mLate}}};
+    // Scripts take the line apart by the names, so these stay as they are.
     std::string lText = "statistics:";
     for (const auto& [lName, lNumber] : lNumbers)
     {

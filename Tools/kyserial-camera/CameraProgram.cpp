@@ -163,6 +163,7 @@ uint64_t MacOf(const Options& aOptions, uint32_t aAddress)
 
 std::string ShortText(const char* aOption, const std::string& aText)
 {
+    // The register has no room for more, so discovery would show the beginning only.
     if (aText.size() > KyGvcp::cShortTextSize)
     {
         throw UsageError(std::string(aOption) + ": \"" + aText + "\" is too long; use 16 characters at most");

@@ -137,6 +137,7 @@ bool Console::EnterRawMode()
     {
         return true;
     }
+    // A file or a pipe has no modes, and needs none: its bytes come as they are.
     if (::tcgetattr(STDIN_FILENO, &mThis->mFormerMode) != 0)
     {
         return false;

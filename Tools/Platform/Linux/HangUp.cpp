@@ -23,6 +23,7 @@ HangUp::HangUp() noexcept
 {
     struct sigaction lAction = {};
     lAction.sa_handler = &OnHangUp;
+    // Calls of other threads go on: a request to reload is no reason to end them.
     lAction.sa_flags = SA_RESTART;
     ::sigaction(SIGHUP, &lAction, &gFormerHangUp); // cannot fail for this signal
 }

@@ -134,6 +134,7 @@ uint32_t CleanUp(Terminal& aTerminal) noexcept
 
 bool OpenMaster(Terminal& aTerminal) noexcept
 {
+    // The system makes each terminal locked, and no program can open a locked one.
     int lLocked = 0;
     int lNumber = -1;
     aTerminal.mMaster = gSystem.mOpen(AT_FDCWD, "/dev/ptmx", O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC, 0);
@@ -269,6 +270,7 @@ bool PseudoTerminal::IsAttached() const noexcept
 bool PseudoTerminal::GetLine(HostLine& aLine) const noexcept
 {
     TerminalLine lLine;
+    // Without a user the settings are those of the cleaning. No program has chosen them.
     if (!IsAttached() || !lLine.Read(ToTerminal(mObject)->mMaster))
     {
         return false;

@@ -19,6 +19,7 @@ std::string TakeVariable(const char* aName)
 {
     const char* const lText = std::getenv(aName); // NOLINT(concurrency-mt-unsafe): no other thread changes it
     std::string lValue = lText != nullptr ? lText : "";
+    // Programs that this one starts must not speak for the service.
     ::unsetenv(aName); // NOLINT(concurrency-mt-unsafe)
     return lValue;
 }

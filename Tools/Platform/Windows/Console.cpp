@@ -56,6 +56,7 @@ BOOL WINAPI OnControl(DWORD aEvent)
         return TRUE; // a service hears of each user that logs off, and goes on
     }
     std::unique_lock lLock(gWatcherMutex);
+    // No console watches, so the system's own handler ends the program as usual.
     if (gWatcher == nullptr)
     {
         return FALSE;
@@ -205,6 +206,7 @@ bool Console::EnterRawMode()
     mThis->mRaw = ::SetConsoleMode(lInput, lMode | ENABLE_VIRTUAL_TERMINAL_INPUT) != FALSE ||
                   ::SetConsoleMode(lInput, lMode) != FALSE;
     const HANDLE lOutput = ::GetStdHandle(STD_OUTPUT_HANDLE);
+    // Without this mode the escape sequences of the session, and those of the device, show as characters.
     DWORD lOutputMode = 0;
     if (mThis->mRaw && ::GetConsoleMode(lOutput, &lOutputMode) != FALSE &&
         ::SetConsoleMode(lOutput, lOutputMode | ENABLE_VIRTUAL_TERMINAL_PROCESSING) != FALSE)

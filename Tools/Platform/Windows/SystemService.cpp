@@ -51,9 +51,11 @@ DWORD WINAPI OnServiceControl(DWORD aControl, DWORD /*aEvent*/, void* /*aData*/,
         (*gStop)();
         return NO_ERROR;
     case SERVICE_CONTROL_PARAMCHANGE:
+        // Only noted: the manager waits for the return, and a reload may take long.
         gReload = true;
         return NO_ERROR;
     case SERVICE_CONTROL_INTERROGATE:
+        // Every service has to answer this one. The manager has the state already.
         return NO_ERROR;
     default:
         return ERROR_CALL_NOT_IMPLEMENTED;
@@ -142,6 +144,7 @@ std::string SystemService::Install(const std::string& aName, const std::string& 
     {
         return LastError();
     }
+    // After the network, which the cameras are on. The user has few rights, and needs no password here.
     const ServiceHandle lService(::CreateServiceA(
         lManager.get(), aName.c_str(), aName.c_str(), SERVICE_ALL_ACCESS, SERVICE_WIN32_OWN_PROCESS,
         SERVICE_AUTO_START, SERVICE_ERROR_NORMAL, lCommand.c_str(), nullptr, nullptr, "Tcpip\0",
@@ -166,6 +169,7 @@ std::string SystemService::Remove(const std::string& aName)
         return LastError();
     }
     SERVICE_STATUS lStatus{};
+    // The system deletes a service that runs only when it ends, so it is stopped first.
     if (::ControlService(lService.get(), SERVICE_CONTROL_STOP, &lStatus) != FALSE)
     {
         for (DWORD lWaited = 0; lWaited < cPatience && lStatus.dwCurrentState != SERVICE_STOPPED;

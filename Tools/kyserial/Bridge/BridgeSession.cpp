@@ -46,6 +46,7 @@ void BridgeSession::Run()
 {
     if (!mOptions.mQuiet)
     {
+        // Camera Link clients choose the line later, so the note has none for them.
         const bool lClser = mOptions.mSelection.mHost.mKind == HostKind::Clser;
         PrintTo(stderr, GetPortName() + " of " + mContext.mCommon.mDevice.mName + " is " + mPort.GetHost() +
                             (lClser ? " for Camera Link clients" : ", " + mPort.GetLine()) +
@@ -88,6 +89,7 @@ void BridgeSession::Watch()
             Report(lNow, false);
             lNext = std::max(lNext + lInterval, lNow); // one that is late is not made up for
         }
+        // No duration, or one of 0, is a bridge that only an interruption ends.
         if (mOptions.mDuration > 0 && lNow >= mBegin + std::chrono::seconds(mOptions.mDuration))
         {
             return;
@@ -143,10 +145,14 @@ void BridgeSession::Report(Clock::time_point aNow, bool aFinal)
     {
         Print(mContext, mStatistics.Json(lCounts, aNow, aFinal));
     }
+    // Only now: --quiet means the error output, and the JSON reports on the standard output are asked for by
+    // their own option.
     if (mOptions.mQuiet)
     {
         return;
     }
+    // A line that overwrites itself is for a terminal. In a file, or beside the JSON reports, it would only
+    // be in the way.
     if (Console::IsErrorTerminal() && !mOptions.mStatsJson)
     {
         const auto lSize = Console::GetErrorSize();

@@ -50,6 +50,8 @@ Reasons ReasonsFromDevice(const BridgeLedger& aLedger)
 nlohmann::ordered_json WayJson(uint64_t aBytes, double aRate, const BridgeLedger& aLedger,
                                const Reasons& aReasons)
 {
+    // Every reason has its field, also one that has lost nothing: scripts find the same fields in each
+    // report.
     nlohmann::ordered_json lLost = nlohmann::ordered_json::object();
     for (const auto& [lReason, lBytes] : aReasons)
     {
@@ -66,6 +68,7 @@ std::string LossText(const char* aWay, const BridgeLedger& aLedger, const Reason
     std::string lReasons;
     for (const auto& [lReason, lBytes] : aReasons)
     {
+        // A person wants to see what has happened. The JSON report has every reason.
         if (lBytes > 0)
         {
             lReasons += (lReasons.empty() ? "" : ", ") + std::to_string(lBytes) + ' ' + lReason;
@@ -101,6 +104,7 @@ BridgeStatistics::Rates BridgeStatistics::Advance(const BridgeCounts& aCounts, C
     // The final report has the rates of the whole time, the others those since the report before.
     const BridgeCounts lFrom = aWhole ? BridgeCounts() : mLastCounts;
     const double lTime = Seconds(aNow - (aWhole ? mBegin : mLast));
+    // The first report comes when no time has passed yet.
     const auto lRate = [lTime](uint64_t aNew, uint64_t aOld)
     { return lTime > 0 ? static_cast<double>(aNew - aOld) / lTime : 0.0; };
     mLast = aNow;

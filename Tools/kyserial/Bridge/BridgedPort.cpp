@@ -45,6 +45,7 @@ std::string Refusal(const KyResult& aResult, const std::string& aHost)
         return {};
     }
     KyPlatform::HostSerialPort lTry;
+    // Windows finds ports from COM10 on only with the prefix, and takes it for the others too.
     const bool lIsPath = KyPlatform::HostSerialPort::IsPath(aHost.c_str());
     static_cast<void>(
         lTry.Open((lIsPath ? aHost : R"(\\.\COM)" + aHost.substr(3)).c_str())); // refused, or free now
@@ -55,6 +56,8 @@ std::string Refusal(const KyResult& aResult, const std::string& aHost)
 /// The name without what says its kind.
 std::string PlainName(const HostSelection& aHost)
 {
+    // An option gives the name alone. A configuration gives it with its kind, which the library does not
+    // know.
     static const std::string cStarts[] = {"pty:", "tty:", "com:", "clser:"};
     for (const std::string& lStart : cStarts)
     {
@@ -146,6 +149,7 @@ std::string BridgedPort::GetHost() const
         return mSelection.mHost.mName;
     }
     const TcpSettings& lTcp = mSelection.mHost.mTcp;
+    // An IPv6 address needs brackets: its own colons would run into that of the port.
     const bool lIsIpv6 = lTcp.mAddress.find(':') != std::string::npos;
     return (lTcp.mTelnet ? "rfc2217://" : "tcp://") + (lIsIpv6 ? '[' + lTcp.mAddress + ']' : lTcp.mAddress) +
            ':' + std::to_string(mTcp->GetPort());
@@ -252,6 +256,7 @@ BridgeLedger BridgedPort::GetLedgerToDevice() const
 {
     BridgeLedger lLedger;
     const KySerialBridgeFlow lFlow = mEnded ? mFinalToDevice : mBridge.GetFlowToDevice();
+    // An ended bridge has no account any more. End() has kept the last one.
     lLedger.mAway = lFlow.mAway;
     lLedger.mDelivered = lFlow.mDelivered;
     lLedger.mRefused = lFlow.mRefused;

@@ -40,6 +40,7 @@ std::string TakeEndpoint(const std::string& aName, TcpSettings& aTcp)
         lAddress = lAddress.substr(1, lAddress.size() - 2);
     }
     const std::optional<uint64_t> lPort = ParseNumber(lPortText, UINT16_MAX);
+    // TCP ports are written in decimal, and the parser of numbers takes hexadecimal ones too.
     if (!lPort.has_value() || lPortText.find('x') != std::string::npos)
     {
         return '"' + lPortText + "\" is no TCP port; use 0 to 65535";
@@ -77,6 +78,8 @@ std::string Complaint(HostKind aKind, const std::string& aName)
     {
         return '"' + aName + "\" is no COM port; use COM1 to COM99";
     }
+    // The registry of servers cuts a longer name and does not find it again. Each try would use up one of its
+    // places.
     if (aKind == HostKind::Clser && aName.size() > cLongestName)
     {
         return "the name is too long; use " + std::to_string(cLongestName) + " bytes at most";

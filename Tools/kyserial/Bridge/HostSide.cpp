@@ -66,6 +66,7 @@ void AddHostOptions(CLI::App& aCommand, HostSelection& aSelection)
     AddHostOption(aCommand, HostKind::Tty, "PATH", "Terminal device of the host", aSelection);
     AddHostOption(aCommand, HostKind::Pty, "LINK",
                   "New pseudo terminal for any terminal program, found under this link", aSelection);
+    // Where ports have paths none is called COM1, so the help says which device is meant.
     AddHostOption(aCommand, HostKind::Com, "COMn",
                   IsHere(HostKind::Tty) ? "COM port of the host; COM1 is /dev/ttyS0" : "COM port of the host",
                   aSelection);

@@ -33,6 +33,7 @@ PtyHost::PtyHost(const PtyFollows& aFollows) : mFollows(aFollows)
     {
         throw OperationError("cannot make a pseudo terminal");
     }
+    // Last: the thread uses the terminal and the stop event.
     mThread = std::thread([this] { Listen(); });
 }
 
@@ -80,6 +81,7 @@ bool PtyHost::WaitForRoom()
             }
             mChanged.WaitFor(mLock, cLookWithoutRoom);
         }
+        // Otherwise Read() of the terminal does this, and it is not called while there is no room.
         mTerminal.CleanIfLeft();
     }
 }
@@ -144,6 +146,7 @@ void PtyHost::LookAtLine()
         return;
     }
     KySerialBridgeRequest lRequest;
+    // What the command line has fixed does not follow the terminal's user.
     if (mFollows.mBaudRate && lLine.mBaudRate != mKnown.mBaudRate)
     {
         lRequest.mBaudRate = lLine.mBaudRate;
@@ -167,6 +170,7 @@ IKySerialBridgeHost::ReadEnd PtyHost::Read(uint8_t* aBuffer, uint32_t aSize, uin
     {
         mChanged.Wait(mLock);
     }
+    // Items that still wait are not handed out any more: Close() counts them as left.
     if (mEnded)
     {
         return ReadEnd::Nothing;

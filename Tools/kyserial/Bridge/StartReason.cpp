@@ -11,6 +11,8 @@ using JxUtilsLib::Logger;
 
 StartReason::StartReason() : mWanted(Logger::GetPriority())
 {
+    // A log that shows errors has the reason in it already. Only a quieter one is listened to for the time of
+    // the start.
     if (mWanted > JxUtilsLib::PriorityError)
     {
         Logger::SetPriority(JxUtilsLib::PriorityError);

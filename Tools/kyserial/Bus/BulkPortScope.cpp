@@ -51,6 +51,7 @@ BulkPortScope::~BulkPortScope()
 std::string BulkPortScope::GetMode()
 {
     KyString lMode;
+    // The feature shows the selected port. Without the selection it would be the mode of another one.
     const bool lKnown = mSelected && mAdapter.IsFeatureAvailable(cBulkModeFeature) &&
                         mAdapter.GetFeatureAsString(cBulkModeFeature, lMode).IsOK();
     return lKnown ? lMode.GetAscii() : "";
@@ -65,6 +66,8 @@ std::vector<std::string> BulkPortScope::GetOfferedModes()
     {
         for (const KyString* lEntry = lEntries.GetFirst(); lEntry != nullptr; lEntry = lEntries.GetNext())
         {
+            // A device may list the modes of all its ports; those of the selected port are the available
+            // ones.
             if (mAdapter.IsEnumEntryAvailable(cBulkModeFeature, *lEntry))
             {
                 lModes.emplace_back(lEntry->GetAscii());

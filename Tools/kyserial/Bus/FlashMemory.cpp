@@ -131,6 +131,7 @@ void FlashMemory::Write(const std::vector<uint8_t>& aCommand, uint64_t aLimit,
     const uint64_t lEnd = JxUtilsLib::Thread::GetTickCount() + aLimit;
     while ((mBus.Transfer({cStatusCommand}, 1).at(0) & cBusy) != 0)
     {
+        // A chip that is gone reads as ones, which looks busy for ever.
         if (JxUtilsLib::Thread::GetTickCount() > lEnd)
         {
             throw OperationError("the flash memory stays busy");
@@ -328,6 +329,7 @@ ExitCode RunWrite(Context& aContext, const FlashOptions& aOptions)
     ConfirmChange(aContext, aOptions.mYes, aOptions.mFile == "-",
                   "this writes " + std::to_string(lBytes.size()) + " bytes into the flash memory on " +
                       PortName(aOptions.mPort));
+    // Only after the question: until then nothing has begun that Ctrl-C could leave half done.
     WatchInterrupts(aContext);
     OpenFlash lFlash(aContext, aOptions.mPort);
     // The size is known only now: it follows from the chip's identity.
@@ -337,6 +339,7 @@ ExitCode RunWrite(Context& aContext, const FlashOptions& aOptions)
         throw UsageError(aOptions.mFile + " has " + std::to_string(lBytes.size()) +
                          " bytes; the memory takes " + std::to_string(lRoom) + " there");
     }
+    // With --erase the plan for no bytes could still be a whole sector.
     if (lBytes.empty())
     {
         Note(aOptions, "wrote and verified 0 bytes");

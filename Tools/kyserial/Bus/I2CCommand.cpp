@@ -18,6 +18,7 @@ void AddI2COptions(CLI::App& aCommand, I2COptions& aOptions, Context& aContext)
                     aOptions.mRetries);
     aCommand.add_flag("-y,--yes", aOptions.mYes, "Do not ask before going ahead");
     aCommand.add_flag("-a,--all", aOptions.mAll, "Take reserved addresses too (0x00 to 0x07, 0x78 to 0x7f)");
+    // Taken all the same, so that command lines for i2c-tools run as they are.
     aCommand.add_flag("-f,--force", aOptions.mForce, "No effect here: nothing else can hold an address");
     AddCommonOptions(aCommand, aContext.mCommon);
 }
@@ -45,6 +46,7 @@ bool Confirm(Context& aContext, const I2COptions& aOptions, const std::string& a
     {
         return true;
     }
+    // The words are those of i2c-tools, and so is status 0, which the caller returns: a no is no failure.
     std::fputs("Aborting on user request.\n", stderr);
     return false;
 }

@@ -90,6 +90,7 @@ void AddI2CDetect(CLI::App& aParent, Context& aContext)
     lCommand.add_option("LAST", lOptions->mLast, "Last address (0x77)");
     lCommand.add_flag("-q", lOptions->mQuickWrite,
                       "Ask with a write of no bytes; only for devices that report a missing acknowledge");
+    // It changes nothing, and command lines for i2c-tools have it.
     lCommand.add_flag("-r", lOptions->mReadByte, "Ask with a read of one byte (default)");
     lCommand.add_flag("--json", lOptions->mJson, "One JSON object in one line instead of a table");
     AddI2COptions(lCommand, *lOptions, aContext);

@@ -207,6 +207,7 @@ std::string ByteRow(const DumpValues& aValues, DumpRange aRange, uint32_t aRow)
     for (uint32_t lRegister = aRow; lRegister < aRow + cRow; ++lRegister)
     {
         const std::optional<uint16_t>& lValue = aValues.at(lRegister);
+        // Blanks for what was not asked, XX for what did not answer: scripts for i2cdump rely on both.
         if (!IsInRange(lRegister, aRange))
         {
             lNumbers += "   ";

@@ -53,10 +53,12 @@ void CheckValueCount(const SetRequest& aRequest)
     {
         throw UsageError("mode c writes the register alone; leave the value out, or use mode b");
     }
+    // A block of SMBus has 32 bytes at most.
     if ((aRequest.mMode == 'i' || aRequest.mMode == 's') && (lCount == 0 || lCount > cLongestBlock))
     {
         throw UsageError("a block has 1 to 32 values");
     }
+    // A mask needs the value that the register has now, which can be read as a byte or a word only.
     if (aRequest.mMask.has_value() && aRequest.mMode != 'b' && aRequest.mMode != 'w')
     {
         throw UsageError("--mask: only a byte or a word has a mask; use mode b or w");
@@ -206,6 +208,7 @@ void Describe(size_t aIndex, const I2CMessage& aMessage, const std::vector<uint8
         "msg " + std::to_string(aIndex) + ": addr 0x" + HexBytes(&aMessage.mAddress, 1) +
         (aMessage.mRead ? ", read, len " : ", write, len ") + std::to_string(aMessage.mCount) +
         (aBytes.empty() ? "" : ", buf " + Numbers(aBytes)) + '\n';
+    // Not on the standard output, where scripts find the bytes that were read.
     std::fputs(lText.c_str(), stderr);
 }
 

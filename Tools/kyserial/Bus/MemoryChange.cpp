@@ -48,6 +48,8 @@ void ConfirmChange(Context& aContext, bool aYes, bool aInputUsed, const std::str
 
 void WatchInterrupts(Context& aContext)
 {
+    // Without its own handler the program would end inside a step, with a sector erased and not written for
+    // example.
     if (!aContext.mConsole.WatchInterrupts())
     {
         throw OperationError("the system does not let the program handle Ctrl-C");

@@ -22,6 +22,7 @@ size_t MessageLimit(IKyDeviceAdapter& aAdapter, KyDeviceSerial aPort)
 {
     int64_t lLength = 0;
     const std::string lName = KyDeviceProtocol::DownstreamFeature(BulkIndex(aPort));
+    // A device that does not say the length is left to the library's own limit.
     const bool lKnown = aAdapter.GetRegisterLength(lName.c_str(), lLength).IsOK() &&
                         lLength > KyDeviceProtocol::cSpiMessageHeader;
     return lKnown
@@ -91,6 +92,7 @@ void SpiBus::Collect(size_t aCount, std::vector<uint8_t>& aBytes)
     size_t lDone = 0;
     while (lDone < aCount)
     {
+        // A read takes what has come so far, and a long answer comes in several events.
         uint32_t lRead = 0;
         Check(mBus.BurstRead(aBytes.data() + lBefore + lDone, static_cast<uint32_t>(aCount - lDone), lRead,
                              cAnswerTime),

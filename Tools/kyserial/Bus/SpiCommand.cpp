@@ -66,6 +66,7 @@ ExitCode RunTransfer(Context& aContext, const SpiTransferOptions& aOptions)
     {
         throw UsageError("nothing to do; give bytes to write, or --read N");
     }
+    // Only now: a mistake in the words does not cost a connection to the device.
     OpenSpiBus lBus(aContext, aOptions.mPort);
     const std::vector<uint8_t> lRead =
         lBus.mBus.Transfer(*lWrite, aOptions.mRead, {aOptions.mSimultaneous, aOptions.mHold});

@@ -61,6 +61,8 @@ ExitCode RunClserTerm(Context& aContext, const ClserTermOptions& aOptions)
     const auto lOpen = [&aOptions](std::unique_ptr<BytePort>& aPort)
     {
         aPort.reset(); // first: a server has one client, and this port may still be it
+        // Only a session that reconnects looks for the end of its server. Any other one goes on with the next
+        // server of the name.
         auto lPort = std::make_unique<ClserPort>(aOptions.mName, aOptions.mTerminal.mReconnect);
         if (aOptions.mRate.has_value())
         {
@@ -152,6 +154,7 @@ std::string ClserJson(const std::vector<std::string>& aNames)
     {
         if (!aNames[lIndex].empty())
         {
+            // JSON can hold every character, so names are whole here. The table replaces what does not show.
             lServers.push_back({{"index", lIndex}, {"name", aNames[lIndex]}});
         }
     }

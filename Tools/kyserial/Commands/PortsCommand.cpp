@@ -27,6 +27,8 @@ std::string Joined(const std::vector<std::string>& aTexts)
 
 ExitCode RunPorts(Context& aContext, bool aJson)
 {
+    // To ask for a bulk port's protocols means to select the port, which needs control. Another application
+    // keeps its own.
     const std::unique_ptr<Device> lDevice = OpenDevice(aContext, DeviceAccess::ControlIfFree);
     const uint64_t lGeneration = lDevice->GetGeneration();
     const std::vector<PortFinding> lFindings = SurveyPorts(lDevice->GetAdapter());

@@ -57,6 +57,7 @@ void ReadAliases(const std::string& aFile, const toml::node& aNode, DeviceConfig
     {
         const std::string lName(lKey.str());
         aConfiguration.mAliases[lName] = TextOf(aFile, lName, lValue);
+        // A command takes such a name for the device itself and never looks for the alias.
         if (IsDeviceText(lName))
         {
             throw Complaint(aFile, lValue.source(),
@@ -95,6 +96,8 @@ DeviceConfiguration ReadConfiguration(const std::string& aFile)
     lFile.close();
     try
     {
+        // The parser must not see a letter beyond ASCII outside of quotes, so it gets the text without such
+        // letters first.
         static_cast<void>(toml::parse(WithoutForeignLetters(lText)));
         if (const auto lStray = FindStrayCharacter(lText))
         {

@@ -27,6 +27,7 @@ DevicePort::DevicePort(Device& aDevice, KyDeviceSerial aPort, const LineSelectio
     , mScope(aDevice.GetAdapter(), aPort)
     , mLine(aDevice.GetAdapter(), aPort)
 {
+    // Mode and line come before the port is opened: the library's port takes both as the device has them.
     mScope.UseOneOf({"UART", "USRT"});
     mLine.Set(aLine);
     const KyResult lOpened = mPort.Open(&aDevice.GetAdapter(), aPort);
@@ -56,6 +57,7 @@ KyResult DevicePort::Send(const uint8_t* aData, uint32_t aSize, uint32_t& aSent)
 
 std::vector<uint8_t> DevicePort::Receive(uint32_t aTimeout)
 {
+    // Asked before the read makes room: a full buffer has dropped bytes or is about to, and no call says so.
     uint32_t lReady = 0;
     if (mPort.GetRxBytesReady(lReady).IsOK() && lReady >= cReceiveCells - 1)
     {
@@ -63,6 +65,7 @@ std::vector<uint8_t> DevicePort::Receive(uint32_t aTimeout)
     }
     std::vector<uint8_t> lBytes(cPiece);
     uint32_t lRead = 0;
+    // A time-out is the usual end of a read. What is wrong with the device is for GetState() to say.
     if (!mPort.Read(lBytes.data(), static_cast<uint32_t>(lBytes.size()), lRead, aTimeout).IsOK())
     {
         lRead = 0;

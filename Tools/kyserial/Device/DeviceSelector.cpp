@@ -149,6 +149,7 @@ std::unique_ptr<Device> OpenDevice(DeviceSelection& aSelection, const KyToolPlat
 
 void CheckConnection(Device& aDevice, uint64_t aGeneration)
 {
+    // A device that was away and is back again has answered some of the questions only.
     if (!aDevice.GetAdapter().IsConnected() || aDevice.GetGeneration() != aGeneration)
     {
         throw OperationError("the connection to the device was lost");

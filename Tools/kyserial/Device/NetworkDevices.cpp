@@ -158,6 +158,7 @@ public:
             lResult = KyGigE::GigEDeviceAdapter::Connect(lAddress, lOptions, mAdapter);
         }
         Check(lResult, "cannot connect " + aName);
+        // From here on the device may have settings to get back, and an interruption leaves time for that.
         mGuard.Grant();
     }
 

@@ -80,6 +80,8 @@ void PortLine::Set(const LineSelection& aSelection)
 
 void PortLine::SetOne(const std::string& aSuffix, const std::string& aEntry)
 {
+    // The settings that were read have the features' full names, which differ with and without a port
+    // selector.
     const auto& lValues = mFormer.GetValues();
     const auto lFeature = std::find_if(lValues.begin(), lValues.end(),
                                        [&](const auto& aValue) { return aValue.first.ends_with(aSuffix); });

@@ -60,6 +60,8 @@ bool PortSettings::Write(IKyDeviceAdapter& aAdapter) const
     bool lDone = true;
     for (const auto& [lName, lValue] : mValues)
     {
+        // A setting that has its value already needs no write, which the device may refuse. One that is
+        // refused does not keep the others from going back.
         lDone = (ReadFeature(aAdapter, lName) == lValue ||
                  aAdapter.SetFeatureFromString(lName.c_str(), lValue.c_str()).IsOK()) &&
                 lDone;

@@ -79,6 +79,7 @@ PortFinding SurveyUart(IKyDeviceAdapter& aAdapter, KyDeviceSerial aPort)
     if (lFinding.mSupported)
     {
         lFinding.mEngine = PortEngine::RegisterUart;
+        // Not asked for: a UART runs this protocol only, and devices have no feature that says so.
         lFinding.mProtocols = {"UART"};
         lFinding.mMode = "UART";
     }

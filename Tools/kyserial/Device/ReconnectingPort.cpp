@@ -42,6 +42,7 @@ KyResult ReconnectingPort::Send(const uint8_t* aData, uint32_t aSize, uint32_t& 
 bool ReconnectingPort::IsBusy(const KyResult& aResult) const
 {
     const JxUtilsLib::LockScope lScope(mSending);
+    // A port that is away is waited for like one that has no room.
     return aResult.GetCode() == cAway || (mPort != nullptr && mPort->IsBusy(aResult));
 }
 
@@ -51,6 +52,7 @@ std::vector<uint8_t> ReconnectingPort::Receive(uint32_t aTimeout)
     {
         // The caller waits for bytes as long as it would at an open port; a loop around this does not spin.
         JxUtilsLib::Thread::Sleep(mNext.GetRemaining(aTimeout));
+        // A read without a time is that of a receiver which is to end. It must not begin to open a port.
         if (aTimeout > 0 && mNext.GetRemaining() == 0)
         {
             TryOpen();
@@ -102,6 +104,8 @@ void ReconnectingPort::TryOpen()
     }
     catch (const std::exception& lError)
     {
+        // Open() throws what waiting does not change. The receiver asks for the state and ends the session
+        // with it.
         mState = KyResult(KyResult::FAILURE, lError.what());
     }
 }

@@ -136,6 +136,8 @@ CheckFinding CheckPorts(Device& aDevice)
     {
         lPorts += lFinding.mSupported ? (lPorts.empty() ? "" : " ") + PortName(lFinding.mPort) : "";
     }
+    // A loss that is over again shows in the generation alone. Ports that were asked for meanwhile look as if
+    // they were missing.
     if (!aDevice.GetAdapter().IsConnected() || aDevice.GetGeneration() != lGeneration)
     {
         return {lName, Verdict::Failed, "the connection to the device was lost",

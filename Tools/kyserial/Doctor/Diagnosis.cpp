@@ -35,6 +35,7 @@ std::string FindingLine(const CheckFinding& aFinding)
 void Diagnosis::Add(CheckFinding aFinding)
 {
     mFindings.push_back(std::move(aFinding));
+    // At once: the next check may take seconds.
     mReport(mFindings.back());
 }
 
@@ -42,6 +43,7 @@ void Diagnosis::Skip(const std::vector<std::string>& aChecks, const std::string&
 {
     for (const std::string& lCheck : aChecks)
     {
+        // No failure of their own: the check that stands in their way says what is wrong.
         Add({lCheck, Verdict::Warning, "not checked: " + aReason});
     }
 }
@@ -51,6 +53,7 @@ Verdict Diagnosis::GetVerdict() const
     Verdict lWorst = Verdict::Ok;
     for (const CheckFinding& lFinding : mFindings)
     {
+        // The verdicts are declared in the order of their weight.
         lWorst = std::max(lWorst, lFinding.mVerdict);
     }
     return lWorst;

@@ -29,6 +29,8 @@ void CheckConnected(const DeviceWay& aWay, bool aBusy, Context& aContext, const 
     std::unique_ptr<Device> lDevice;
     try
     {
+        // Another application keeps its control. A free device is controlled for a moment, since events go
+        // only to the application in control.
         lDevice = OpenNetworkDevice(aName, aContext.mConsole,
                                     aBusy ? DeviceAccess::Read : DeviceAccess::ControlIfFree);
     }
@@ -163,12 +165,14 @@ ExitCode RunDoctor(Context& aContext, bool aJson)
         {
             CheckNetwork(aContext, lName, lDiagnosis);
         }
+        // Where no device is found the report has the name that was asked for.
         lName = lName.empty() ? lGiven : lName;
     }
     if (aJson)
     {
         Print(aContext, DiagnosisJson(lName, lDiagnosis));
     }
+    // A warning is a hint about a device that works, so scripts get status 0 for it.
     return lDiagnosis.GetVerdict() == Verdict::Failed ? ExitCode::Failed : ExitCode::Ok;
 }
 

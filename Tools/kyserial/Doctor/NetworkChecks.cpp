@@ -96,6 +96,7 @@ CheckFinding CheckInterface(const DeviceWay& aWay)
     std::erase_if(lOutward, [](const Interface& aOne) { return aOne.mLoopback; });
     const auto lDevice = KyGvcp::ParseAddress(aWay.mWanted.mAddress);
     const bool lInside = lDevice && IsLoopback(*lDevice);
+    // An interface that is named is the only one in use, so the others are not looked at.
     if (!lWanted.empty())
     {
         const auto lOwn = std::find_if(aWay.mInterfaces.begin(), aWay.mInterfaces.end(),
@@ -167,6 +168,7 @@ CheckFinding CheckRoute(DeviceWay& aWay)
             aWay.mOwn->mAddress = lOwn;
         }
     }
+    // A device at this computer's own address needs no network at all.
     aWay.mNeighbour = (aWay.mOwn && IsIn(*aWay.mOwn, aWay.mDevice)) || lOwn == aWay.mDevice;
     const std::string lText =
         AddressText(aWay.mDevice) + " from " + (aWay.mOwn ? InterfaceText(*aWay.mOwn) : AddressText(lOwn));

@@ -77,6 +77,7 @@ CLI::Option* AddNumberOption(CLI::App& aCommand, const std::string& aName, uint3
         const std::optional<uint64_t> lNumber = ParseNumber(aText, aMaximum);
         if (!lNumber.has_value())
         {
+            // A name may begin with a short form; the message has the long one, as the help does.
             throw CLI::ValidationError(aName.substr(aName.find("--")),
                                        '"' + aText + "\" does not fit; use 0 to " + std::to_string(aMaximum) +
                                            ' ' + aUnit);
@@ -246,6 +247,7 @@ bool ReadLine(KyToolPlatform::Console& aConsole, std::string& aLine)
     uint8_t lByte = 0;
     size_t lRead = 0;
     aLine.clear();
+    // Byte by byte: a larger piece would take more than this line from the input.
     while (aConsole.Read(&lByte, 1, lRead, KyToolPlatform::Console::cInfinite) ==
            KyToolPlatform::Console::ReadResult::Data)
     {

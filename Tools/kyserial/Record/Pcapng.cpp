@@ -59,6 +59,7 @@ std::string Padded(std::string aText)
 
 std::string Option(uint16_t aCode, const std::string& aValue)
 {
+    // The field for the length has 16 bits, so a longer note loses its end.
     const std::string lValue = aValue.substr(0, cMostBytes);
     return Little(aCode) + Little(static_cast<uint16_t>(lValue.size())) + Padded(lValue);
 }
@@ -80,6 +81,8 @@ std::string Framed(uint32_t aType, const std::string& aBody)
 
 std::string PcapngSection::Header()
 {
+    // The section grows for as long as the log is open, so its length is not known when its header is
+    // written.
     constexpr uint64_t cUnknownLength = ~uint64_t(0);
     const std::string lSection = Little(cByteOrder) + Little(uint16_t(1)) + Little(uint16_t(0)) +
                                  Little(cUnknownLength) + Option(cProgram, "kyserial") + EndOfOptions();
@@ -114,6 +117,8 @@ std::string PcapngSection::Block(Time aTime, uint8_t aKind, const std::string& a
     constexpr uint32_t cSecond = 1000000; // a packet's own header has microseconds
     const auto lNow =
         static_cast<uint64_t>(std::chrono::floor<nanoseconds>(aTime.time_since_epoch()).count());
+    // The system's clock may have been set back since the section began, and the header has no negative
+    // times.
     const auto lSince = static_cast<uint64_t>(
         std::max(std::chrono::floor<microseconds>(aTime - mBegin), microseconds(0)).count());
     const std::string lPacket = Big(static_cast<uint32_t>(lSince / cSecond)) +

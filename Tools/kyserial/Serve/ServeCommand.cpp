@@ -102,7 +102,10 @@ ExitCode RunServe(Context& aContext, const ServeOptions& aOptions);
 ExitCode RunAsSystemService(Context& aContext, const ServeOptions& aOptions)
 {
     ServeOptions lOptions = aOptions;
+    // The body is RunServe() again, which would come back here.
     lOptions.mIsSystemService = false;
+    // The system starts services in a folder of its own. Files without a folder are those beside the
+    // configuration.
     std::error_code lIgnored; // of a folder that cannot be entered: opening the configuration says so
     std::filesystem::current_path(std::filesystem::path(aOptions.mFile).parent_path(), lIgnored);
     std::exception_ptr lFailure;
@@ -138,6 +141,7 @@ ExitCode RunServe(Context& aContext, const ServeOptions& aOptions)
     {
         return RunAsSystemService(aContext, aOptions);
     }
+    // Neither of these two needs a configuration: both find the service by its name.
     if (aOptions.mRemove)
     {
         return RunRemove(aOptions.mName);
@@ -149,6 +153,7 @@ ExitCode RunServe(Context& aContext, const ServeOptions& aOptions)
     }
     if (aOptions.mInstall)
     {
+        // Before the file is read: on a system without such services no fault in it matters.
         CheckSystemService("--install-service");
     }
     if (aOptions.mFile.empty())

@@ -113,6 +113,7 @@ public:
         for (const auto& [lKey, lNode] : mTable)
         {
             const std::string lName(lKey.str());
+            // An unknown key is a fault: a misspelt setting would otherwise count for nothing, without a word.
             const auto lKnown = std::find_if(mKeys.begin(), mKeys.end(),
                                              [&](const auto& aKey) { return aKey.first == lName; });
             const std::string lWrong = lKnown != mKeys.end()
@@ -251,6 +252,7 @@ void CheckPort(const TableReader& aTable, const ServedPortEntry& aPort,
         lAdd("host: a port needs a host side, such as host = \"tcp://:4001\"");
     }
     CheckLogKeys(aTable, lAdd);
+    // A host side that is missing or wrong has its own fault, and what belongs to it is not known then.
     for (const char* const lKey : {"clients", "idle"})
     {
         if (aTable.Has(lKey) && lKind != HostKind::None && !IsTcp(lKind))
@@ -280,6 +282,7 @@ ServedPortEntry ReadPort(const toml::table& aTable, std::vector<ConfigurationFau
 {
     ServedPortEntry lPort;
     lPort.mLine = aTable.source().begin.line;
+    // A service outlives the absences of its devices; its host sides stay open meanwhile.
     lPort.mBridge.mReconnect = true;
     LineSelection& lLine = lPort.mBridge.mLine;
     HostSelection& lHost = lPort.mBridge.mHost;
@@ -297,6 +300,7 @@ ServedPortEntry ReadPort(const toml::table& aTable, std::vector<ConfigurationFau
     lReader.Flag("terminal", lPort.mTerminal);
     AddLogKeys(lReader, lPort.mBridge.mLogFile, lPort.mBridge.mLogLimit);
     lReader.Read();
+    // Only now: the key "host" sets the whole selection anew, and the keys come in any order.
     lHost.mTcp.mClients = lClients;
     lHost.mTcp.mIdle = lIdle;
     CheckPort(lReader, lPort, aFaults);
@@ -452,6 +456,7 @@ bool ServedPortEntry::IsSame(const ServedPortEntry& aOther) const
 {
     const LineSelection& lLine = mBridge.mLine;
     const LineSelection& lOther = aOther.mBridge.mLine;
+    // Not the line of the file: an entry that has only moved is the same one, and its clients stay.
     return mTerminal == aOther.mTerminal && mBridge.mPort == aOther.mBridge.mPort &&
            mBridge.mHost == aOther.mBridge.mHost && mBridge.mLogFile == aOther.mBridge.mLogFile &&
            mBridge.mLogLimit == aOther.mBridge.mLogLimit && lLine.mBaudRate == lOther.mBaudRate &&
@@ -461,6 +466,7 @@ bool ServedPortEntry::IsSame(const ServedPortEntry& aOther) const
 
 bool ServedDeviceEntry::IsSame(const ServedDeviceEntry& aOther) const
 {
+    // Not the ports and the level: Update() changes those while the device stays connected.
     return mName == aOther.mName && mDevice == aOther.mDevice &&
            mSimulator.mFast == aOther.mSimulator.mFast &&
            mSimulator.mCutAfter == aOther.mSimulator.mCutAfter &&
@@ -473,6 +479,8 @@ ServeConfiguration ParseServeConfiguration(const std::string& aText, std::vector
     aFaults.clear();
     try
     {
+        // The parser must not see a letter beyond ASCII outside of quotes, so it gets the text without such
+        // letters first.
         static_cast<void>(toml::parse(WithoutForeignLetters(aText)));
         if (const auto lStray = FindStrayCharacter(aText))
         {
@@ -484,6 +492,8 @@ ServeConfiguration ParseServeConfiguration(const std::string& aText, std::vector
         lReader.Text("name",
                      [&](const std::string& aName)
                      {
+                         // The name becomes part of the name of a system's event, which takes not every
+                         // character.
                          lConfiguration.mName = aName;
                          const bool lIsGood =
                              !aName.empty() && aName.size() <= 64 &&
@@ -541,6 +551,7 @@ ServeConfiguration ParseServeConfiguration(const std::string& aText, std::vector
     {
         aFaults.push_back({lError.source().begin.line, std::string(lError.description())});
     }
+    // In the order of the file, in which its author goes through them.
     std::stable_sort(aFaults.begin(), aFaults.end(),
                      [](const ConfigurationFault& aOne, const ConfigurationFault& aOther)
                      { return aOne.mLine < aOther.mLine; });
@@ -558,6 +569,8 @@ ServeConfiguration LoadServeConfiguration(const std::string& aFile, std::vector<
     errno = 0;
     std::ifstream lFile(aFile, std::ios::binary);
     const int lError = errno;
+    // One byte more than is allowed shows that the file is too large. A device file without an end is not
+    // read for ever.
     std::string lText(cLargestFile + 1, '\0');
     lFile.read(lText.data(), static_cast<std::streamsize>(lText.size()));
     const auto lRead = static_cast<size_t>(std::max<std::streamsize>(lFile.gcount(), 0));

@@ -197,6 +197,7 @@ void ServedDevice::Serve()
     StartPorts();
     Follow();
     const Lock lLock(mLock);
+    // Counted from the end of a try, so that one that takes long is not followed by the next at once.
     mNextTry = KyPlatform::Deadline(mStandby ? cStandbyRetry : cRetry);
 }
 
@@ -386,6 +387,7 @@ void ServedDevice::Follow()
         {
             continue;
         }
+        // A user who watches the record sees what has passed one look later at most.
         lPort->mLog.Flush();
         for (const BridgedPort::DeviceChange& lChange : lPort->mBridge->TakeChanges())
         {
@@ -424,6 +426,7 @@ ServedDeviceStatus ServedDevice::GetStatus() const
         if (lPort->mBridge.has_value())
         {
             lPortStatus.mRuns = true;
+            // The place that the host side has, with the port that was free where the file has port 0.
             lPortStatus.mHost = lPort->mBridge->GetHost();
             lPortStatus.mLine = lPort->mBridge->GetLine();
             lPortStatus.mLastTraffic = lPort->mBridge->GetLastTraffic();
@@ -460,6 +463,7 @@ ServedDevice::SendEnd ServedDevice::Send(const std::string& aPort, const std::st
     {
         return SendEnd::NoPort;
     }
+    // The token is that of the whole service. Whether the page may send is for each port to say.
     if (!lPort->mEntry.mTerminal)
     {
         return SendEnd::NotAllowed;

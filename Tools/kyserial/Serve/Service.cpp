@@ -69,6 +69,7 @@ Service::Service(Context& aContext, std::string aFile, ServeConfiguration aConfi
     : mContext(aContext), mFile(std::move(aFile)), mConfiguration(std::move(aConfiguration))
 {
     const std::string lName = ReloadName(mConfiguration.mName);
+    // The event exists for as long as a service has it, so one that can be opened is another service's.
     if (mReload.Open(lName))
     {
         throw OperationError("a service with the name " + mConfiguration.mName +
@@ -128,6 +129,7 @@ void Service::Serve()
     {
         lNotice.Alive();
         TakeRequests(lHangUp);
+        // Devices that leave are in no list that the other thread looks at.
         mLeaving.remove_if(
             [](const auto& aDevice)
             {
@@ -160,6 +162,7 @@ void Service::Look()
 
 void Service::TakeRequests(KyToolPlatform::HangUp& aHangUp)
 {
+    // Asked apart, so that requests of both kinds are taken together and make one reload.
     const bool lIsAsked = mReload.Wait(0) == KyPlatform::WaitResult::Done;
     if (aHangUp.Take() || lIsAsked)
     {

@@ -19,6 +19,7 @@ std::string ServiceLog::Use(const ServiceLogSettings& aSettings)
     const bool lIsSameFile = aSettings.mFile == mSettings.mFile && aSettings.mLimit == mSettings.mLimit;
     if (!lIsSameFile)
     {
+        // Opened beside the present one: when the new file cannot be had, the log stays where it is.
         RotatingFile lFile;
         if (!aSettings.mFile.empty())
         {
@@ -72,6 +73,7 @@ std::string ServiceLog::Line(std::chrono::system_clock::time_point aTime, LogLev
 // The numbers are those of syslog.
 std::string ServiceLog::JournalLine(LogLevel aLevel, const std::string& aText)
 {
+    // Without a time: the journal has its own for each line.
     const char* const lNumber = aLevel == LogLevel::Error     ? "<3>"
                                 : aLevel == LogLevel::Warning ? "<4>"
                                                               : "<6>";

@@ -27,6 +27,7 @@ std::optional<uint8_t> ParseControlKey(char aKey)
 std::optional<EscapeKey> EscapeKey::Parse(const std::string& aText)
 {
     EscapeKey lKey;
+    // A new object has the usual key, and a text that names no key must not fall back to it.
     lKey.mByte.reset();
     if (aText == "none")
     {
@@ -148,6 +149,7 @@ std::optional<std::string> KeyReader::ReadLine(const std::function<void(const st
         }
         const uint8_t lKey = mBuffer.front();
         mBuffer.erase(mBuffer.begin());
+        // In raw mode Ctrl-C is a key like any other. Here it takes back the question, not the session.
         if (lKey == '\r' || lKey == '\n' || lKey == cControlC || lKey == cEscape)
         {
             aEcho("\n");

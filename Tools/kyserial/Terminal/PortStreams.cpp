@@ -63,6 +63,7 @@ void PortReceiver::Relay()
         // Asked before the read: what came before Stop() is passed on.
         const bool lStop = mStop;
         const std::vector<uint8_t> lBytes = mPort.Receive(lStop ? 0 : cPoll);
+        // After Stop() a port that has gone is no failure: nothing more is wanted of it.
         const KyResult lState = lBytes.empty() && lStop ? KyResult(KyResult::OK) : mPort.GetState();
         lGoOn = PassOn(lBytes) && !(lBytes.empty() && lStop);
         if (lGoOn && !lState.IsOK())
@@ -100,6 +101,7 @@ void PortReceiver::Fail(const std::string& aReason)
         const JxUtilsLib::LockScope lScope(mLock);
         mFailure = aReason;
     }
+    // Called without the lock: it wakes the thread that asks for the reason at once.
     mCallbacks.mFailed();
 }
 
@@ -120,6 +122,7 @@ bool PortSender::Send(const uint8_t* aData, size_t aSize)
     size_t lDone = 0;
     while (lDone < aSize)
     {
+        // Asked before each piece, so that a request to end does not wait for the rest.
         if (mGiveUp())
         {
             return false;
@@ -133,6 +136,7 @@ uint32_t PortSender::SendPiece(const uint8_t* aData, uint32_t aSize)
 {
     uint32_t lSent = 0;
     const KyResult lResult = mPort.Send(aData, aSize, lSent);
+    // The count comes from the port, and must not lead past the data.
     lSent = std::min(lSent, aSize);
     mSent += lSent;
     // What went out is logged and counted even when the rest failed.

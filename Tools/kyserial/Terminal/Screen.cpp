@@ -51,6 +51,7 @@ bool Screen::Show(const uint8_t* aData, size_t aSize)
 bool Screen::Echo(const uint8_t* aData, size_t aSize)
 {
     const JxUtilsLib::LockScope lScope(mLock);
+    // With a memory of its own: a CR from the port must not swallow an LF that is typed.
     return mWrite(Stamped(mEchoEnds.Map(aData, aSize)));
 }
 

@@ -61,6 +61,7 @@ std::string StatusRow::Reserve(const Console::Size& aSize)
 
 std::string StatusRow::Row(const Console::Size& aSize, const std::string& aText)
 {
+    // In two texts: in one, the digit after the escape character would become part of its hexadecimal number.
     return "\x1B"
            "7\x1B[" +
            std::to_string(aSize.mRows) + ";1H\x1B[7m" + FitRow(aText, aSize.mColumns) + "\x1B[m\x1B[K\x1B" +

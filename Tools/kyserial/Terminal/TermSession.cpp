@@ -130,12 +130,14 @@ TermSession::TermSession(Console& aConsole, BytePort& aPort, TrafficLog& aLog, c
     , mNotice(std::move(aNotice))
     , mKeys([this](uint8_t* aBuffer, size_t aSize, size_t& aRead, uint32_t aTimeout)
             { return mConsole.Read(aBuffer, aSize, aRead, aTimeout); },
+            // A file or pipe has no key for commands: every byte of it is for the port.
             aSettings.mInteractive ? std::optional(aSettings.mEscape) : std::nullopt)
     , mSendEnds(aSettings.mSendEnd)
     , mScreen(ToConsole(aConsole), aSettings.mScreen)
     , mStatus(mScreen, aSettings.mStatus)
     , mSender(
           aPort, aLog,
+          // The input of a script waits for a port that is away. A user can do something better than wait.
           [this] { return mConsole.IsInterrupted() || (mSettings.mInteractive && mPort.IsAway()); },
           aSettings.mBusyLimit)
     , mReceiver(aPort, aLog,
@@ -250,6 +252,8 @@ std::string TermSession::FormInput(const std::vector<uint8_t>& aBytes)
     while ((lTaken += mHexReader.Add(aBytes.data() + lTaken, aBytes.size() - lTaken, lBytes)) < aBytes.size())
     {
         const std::string lWhat = '"' + PrintableBytes(&aBytes[lTaken], 1) + "\" is no hexadecimal digit";
+        // A script's mistake ends the session before anything else goes out. A person has mistyped and goes
+        // on.
         if (!mSettings.mInteractive)
         {
             throw OperationError("--hex-input: " + lWhat);
@@ -376,6 +380,7 @@ void TermSession::AskForRate()
         mPort.SetLine(lLine);
         Switch("bits per second", std::to_string(*lRate));
     }
+    // A rate that the device refuses leaves the old one, and the session goes on.
     catch (const OperationError& lError)
     {
         mNotice(lError.what());

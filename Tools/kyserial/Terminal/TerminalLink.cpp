@@ -29,6 +29,8 @@ TerminalLink::TerminalLink(const std::string& aPath, const std::string& aTermina
     {
         Files::remove(mPath, lError); // refused: the next step reports it
     }
+    // Made without a look before: between a look and this call another program could make a file of that
+    // name.
     Files::create_symlink(mTerminal, mPath, lError);
     if (lError == std::errc::file_exists)
     {

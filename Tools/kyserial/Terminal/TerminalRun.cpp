@@ -52,6 +52,7 @@ std::string RunSession(TermSession& aSession, TrafficLog& aLog, const std::strin
 {
     try
     {
+        // A script must not take an input that was cut short for one that went out whole.
         if (aSession.Run() == TermSession::End::Interrupted)
         {
             return "interrupted before the end of the input";
@@ -128,6 +129,8 @@ void AddTerminalOptions(CLI::App& aCommand, TerminalOptions& aOptions)
 
 void PrepareSession(Context& aContext, const std::string& aLogFile, TrafficLog& aLog)
 {
+    // A log that cannot be written, or a system that does not report Ctrl-C, is found before the device is
+    // opened, which may take seconds.
     const std::string lFault = aLogFile.empty() ? std::string() : aLog.Open(aLogFile);
     if (!lFault.empty())
     {
@@ -152,6 +155,8 @@ std::unique_ptr<BytePort> OpenPort(const ReconnectingPort::Opener& aOpen, Termin
     aOptions.mSettings.mBusyLimit = UINT32_MAX; // a port that is away looks busy, for as long as it takes
     const auto lNote = [&aOptions, &aLog, aPortName](const std::string& aText)
     {
+        // The log gets the text alone. On the error output a name's own control characters would reach the
+        // terminal.
         aLog.AddNote(aText);
         PrintNote(aOptions, KyCommandLine::Escaped(aPortName) + ": " + aText);
     };

@@ -49,6 +49,7 @@ std::string TrafficLog::Open(const std::string& aPath, const Limit& aLimit)
 {
     const JxUtilsLib::LockScope lScope(mLock);
     const bool lPcapng = aPath.ends_with(".pcapng");
+    // Asked before the file is opened, which makes one that is not there.
     const bool lTakesSection = !lPcapng || TakesSection(aPath);
     std::string lFault =
         lTakesSection ? mFile.Open(aPath, aLimit) : "cannot write " + aPath + ": it has other content";
@@ -78,6 +79,7 @@ void TrafficLog::Add(char aDirection, const uint8_t* aData, size_t aSize)
     {
         return;
     }
+    // A packet is a piece of traffic as it has passed, so nothing is collected into lines.
     if (mSection.has_value())
     {
         WriteLocked(mSection->Packet(KyToolPlatform::PreciseTime(), aDirection == cSent, aData, aSize));
@@ -114,6 +116,7 @@ void TrafficLog::AddNote(const std::string& aText)
 {
     const auto lNow = KyToolPlatform::PreciseTime();
     const JxUtilsLib::LockScope lScope(mLock);
+    // A line of bytes that is not full yet came before the note, and stands before it.
     FlushLocked();
     if (mFile.IsOpen())
     {

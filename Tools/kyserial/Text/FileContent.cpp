@@ -25,6 +25,7 @@ std::vector<uint8_t> LoadInput(Console& aConsole, size_t aLimit)
     std::vector<uint8_t> lBytes;
     std::array<uint8_t, 4096> lPiece{};
     size_t lRead = 0;
+    // One byte too many is enough to refuse the input. An endless one ends here.
     while (lBytes.size() <= aLimit && aConsole.Read(lPiece.data(), lPiece.size(), lRead,
                                                     Console::cInfinite) == Console::ReadResult::Data)
     {
@@ -36,6 +37,7 @@ std::vector<uint8_t> LoadInput(Console& aConsole, size_t aLimit)
 /// At most one byte more than aLimit.
 std::vector<uint8_t> LoadStored(const std::string& aPath, size_t aLimit)
 {
+    // A stream that opens a file does not clear it, and FileFault() reports what it finds there.
     errno = 0;
     std::ifstream lFile(aPath, std::ios::binary);
     std::vector<uint8_t> lBytes;

@@ -44,6 +44,7 @@ bool AppendWord(std::string aWord, std::vector<uint8_t>& aBytes)
     {
         aWord.erase(0, 2);
     }
+    // A byte has both its digits, so an odd number of them is a slip.
     if (aWord.empty() || aWord.size() % 2 != 0)
     {
         return false;

@@ -19,6 +19,7 @@ Table::Table(std::vector<std::string> aHeader)
 
 void Table::Add(std::vector<std::string> aRow)
 {
+    // A row may have fewer cells than the header, as that of a device among those of its ports.
     aRow.resize(mRows.front().size());
     for (std::string& lCell : aRow)
     {
@@ -63,6 +64,7 @@ Progress::~Progress()
 {
     if (mVisible)
     {
+        // The bar has not ended its line, and the next message needs one of its own.
         std::fputs("\n", stderr);
     }
 }

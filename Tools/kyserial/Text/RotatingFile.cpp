@@ -42,6 +42,7 @@ std::string RotatingFile::OpenFile()
     }
     std::error_code lError;
     const uintmax_t lSize = std::filesystem::file_size(mPath, lError);
+    // What has no size, a pipe for example, counts from 0.
     mBytes = lError ? 0 : lSize;
     return {};
 }
@@ -64,6 +65,7 @@ bool RotatingFile::Write(const std::string& aText)
         return false;
     }
     mBytes += aText.size();
+    // The limit may be passed by one text, so that each file ends with a whole one. A limit of 0 is none.
     if (mLimit.mBytes == 0 || mBytes < mLimit.mBytes)
     {
         return false;

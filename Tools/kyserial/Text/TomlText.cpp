@@ -18,6 +18,8 @@ size_t SkipQuoted(const std::string& aToml, size_t aStart)
     size_t lAt = aStart + (lIsLong ? cOfSeveralLines : 1);
     while (lAt < aToml.size())
     {
+        // Only a text in double quotes knows escapes. In single quotes a backslash is a character like any
+        // other.
         if (lQuote == '"' && aToml[lAt] == '\\')
         {
             lAt += 2;

@@ -10,6 +10,7 @@ namespace KySerialTool
 void News::Add(const std::string& aText, Clock::time_point aNow)
 {
     const JxUtilsLib::LockScope lScope(mLock);
+    // What goes on happening is news once: each repetition renews the pause.
     if (!mHasHappened || aNow - mLast > cPause)
     {
         mText = aText;

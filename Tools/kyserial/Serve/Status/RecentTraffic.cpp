@@ -20,6 +20,8 @@ void RecentTraffic::Add(bool aToDevice, int64_t aTime, const uint8_t* aBytes, si
     const JxUtilsLib::LockScope lScope(mLock);
     while (aCount > 0)
     {
+        // Bytes without a pause between them are one block, as a person reads them. Its length is limited,
+        // since only whole blocks are forgotten.
         const bool lGoesOn = !mBlocks.empty() && mBlocks.back().mToDevice == aToDevice &&
                              aTime - mLast < cSameBlock && mBlocks.back().mBytes.size() < cLongestBlock;
         if (!lGoesOn)
@@ -40,6 +42,7 @@ void RecentTraffic::Add(bool aToDevice, int64_t aTime, const uint8_t* aBytes, si
 
 void RecentTraffic::Forget()
 {
+    // Two limits: a port that sends single bytes with pauses makes many blocks of few bytes.
     while (mRemembered > cMostBytes || mBlocks.size() > cMostBlocks)
     {
         mRemembered -= mBlocks.front().mBytes.size();

@@ -37,6 +37,7 @@ Json PortJson(const ServedPortStatus& aPort)
                   {"reconnections", aPort.mCounts.mReconnections},
                   {"to_device", LedgerJson(aPort.mCounts.mLedgerToDevice)},
                   {"from_device", LedgerJson(aPort.mCounts.mLedgerFromDevice)}};
+    // Host sides of other kinds lack the field, which differs from having no client now.
     if (aPort.mTcp.has_value())
     {
         lPort["clients"] = {{"now", aPort.mTcp->mClients},
@@ -55,6 +56,7 @@ std::string Label(const std::string& aText)
     std::string lText;
     for (const char lCharacter : aText)
     {
+        // The text format of metrics escapes these three characters and no other.
         const bool lEscapes = lCharacter == '"' || lCharacter == '\\';
         lText += lEscapes             ? std::string("\\") + lCharacter
                  : lCharacter == '\n' ? std::string("\\n")
@@ -159,6 +161,7 @@ std::string StatusMetrics(const std::vector<ServedDeviceStatus>& aDevices, bool 
     {
         lText += lMetric->Text();
     }
+    // OpenMetrics ends with this line, so that a collector notices an answer that was cut off.
     return lText + (aOpen ? "# EOF\n" : "");
 }
 
@@ -167,6 +170,7 @@ std::string TrafficJson(const std::vector<TrafficBlock>& aBlocks, uint64_t aNext
     Json lBlocks = Json::array();
     for (const TrafficBlock& lBlock : aBlocks)
     {
+        // In hexadecimal: a text of JSON is UTF-8, and a port's bytes are anything.
         lBlocks.push_back({{"start", lBlock.mStart},
                            {"time", lBlock.mTime},
                            {"to_device", lBlock.mToDevice},
@@ -186,6 +190,7 @@ std::string StatusTable(const std::string& aJson)
         const Json lStatus = Json::parse(aJson);
         for (const Json& lDevice : lStatus.at("devices"))
         {
+            // The reason first: that of a standby says more than "away".
             const std::string lError = lDevice.at("error").get<std::string>();
             const std::string lState = !lError.empty()                       ? lError
                                        : lDevice.at("connected").get<bool>() ? "connected"
@@ -206,6 +211,7 @@ std::string StatusTable(const std::string& aJson)
             }
         }
     }
+    // Any program may listen at the port that was asked.
     catch (const Json::exception&)
     {
         throw OperationError("the answer is not that of a service");

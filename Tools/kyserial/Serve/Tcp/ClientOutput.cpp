@@ -34,6 +34,7 @@ void ClientOutput::AddRun(bool aIsAnswer, size_t aSize)
 
 bool ClientOutput::Begin()
 {
+    // A write of the system may still read this text, so it stays as it is until all of it has left.
     if (!mSending.empty() || mWaiting.empty())
     {
         return false;
@@ -46,6 +47,7 @@ void ClientOutput::Sent(size_t aCount)
 {
     if (!mEscaped)
     {
+        // Without escapes there are no answers either, so each byte is one of the device.
         mBytes -= aCount;
     }
     for (size_t lPlace = 0; mEscaped && lPlace < aCount;)

@@ -7,6 +7,8 @@ namespace KySerialTool
 
 void ClientQueue::Add(const std::string& aBytes)
 {
+    // Neighbouring bytes become one item. A request keeps its place between the bytes before it and those
+    // after it.
     if (!mItems.empty() && !mItems.back().mRequest.has_value())
     {
         mItems.back().mBytes += aBytes;

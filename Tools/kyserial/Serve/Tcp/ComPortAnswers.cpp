@@ -86,6 +86,8 @@ std::string LineAnswer(ComPortCommand aCommand, const KySerialPortConfiguration&
 {
     if (aCommand == ComPortCommand::SetBaudRate)
     {
+        // Every request has an answer, so a device that does not say its rate is taken to have what was asked
+        // for.
         return Telnet::Answer(aCommand, FourBytes(aLine.mBaudRate != 0 ? aLine.mBaudRate : aAsked));
     }
     uint32_t lNumber = 1; // no parity, one stop bit: what a device that does not say has most likely

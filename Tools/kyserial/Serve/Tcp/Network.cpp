@@ -42,6 +42,7 @@ Network::Network() : mThis(std::make_unique<Parts>()) {}
 
 Network::~Network()
 {
+    // The thread ends when nothing is left to do: what hosts have posted at their end is still carried out.
     mThis->mWork.reset();
     if (mThis->mThread.joinable())
     {

@@ -57,9 +57,11 @@ private:
 void TcpHost::State::Admit(tcp::socket aSocket)
 {
     Error lIgnored; // a connection that takes no option works without
+    // Single bytes of a line leave at once, and a client that has died without a word is found.
     aSocket.set_option(tcp::no_delay(true), lIgnored);
     aSocket.set_option(Asio::socket_base::keep_alive(true), lIgnored);
     Error lError;
+    // Only a socket that never waits may be used on the bridge's thread.
     aSocket.non_blocking(true, lError);
     const auto lClient = std::make_shared<TcpClient>(mContext, std::move(aSocket), mSettings.mTelnet);
     lClient->mNeverBlocks = !lError;
@@ -101,6 +103,7 @@ bool TcpHost::State::Enter(const ClientPtr& aClient)
                   (lMost == 1 ? " is" : " are") + " there, and no more are allowed");
         return false;
     }
+    // Before the others know the client: no byte of the device may come before the greeting.
     aClient->mOutput.AddAnswer(mSettings.mTelnet ? Telnet::Greeting() : std::string());
     mClients.push_back(aClient);
     ++mCounts.mAccepted;
@@ -109,6 +112,7 @@ bool TcpHost::State::Enter(const ClientPtr& aClient)
 
 void TcpHost::State::Watch(const ClientPtr& aClient)
 {
+    // Without a limit a silent client stays: its camera may have nothing to say for long.
     if (mSettings.mIdle == 0)
     {
         return;
@@ -170,6 +174,7 @@ void TcpHost::State::TakePiece(const ClientPtr& aClient, size_t aCount)
     std::string lReply;
     Hearer lHearer(*this, aClient);
     aClient->mTelnet.Receive(aClient->mPiece.data(), aCount, lHearer, lReply);
+    // Only now: what the hearer calls takes the lock itself.
     const LockScope lScope(mMutex);
     aClient->mOutput.AddAnswer(lReply);
     mCounts.mFaults += aClient->mTelnet.GetFaults() - lFaults;
@@ -191,6 +196,7 @@ void TcpHost::State::TakeBytes(TcpClient& aClient, const uint8_t* aBytes, size_t
 
 bool TcpHost::State::IsWriter(const TcpClient& aClient) const
 {
+    // The client that has been there longest is at the front of the list, and it is the one that writes.
     return mSettings.mClients != TcpClients::ReadOnly && !mClients.empty() &&
            mClients.front().get() == &aClient;
 }
@@ -272,6 +278,7 @@ void TcpHost::State::CountSent(TcpClient& aClient, size_t aCount)
     aClient.mSends = false;
     --mSends;
     aClient.mOutput.Sent(aCount);
+    // The client was removed during this write. What it has not got is known only now.
     if (aClient.mLeftOver != nullptr)
     {
         mCounts.*aClient.mLeftOver += aClient.mOutput.GetBytes();
@@ -286,6 +293,7 @@ void TcpHost::State::FlushAll()
     {
         const LockScope lScope(mMutex);
         mFlushing = false;
+        // Copies: the calls below take the lock themselves, and may remove clients from the list.
         lClients = mClients;
         std::copy_if(mClients.begin(), mClients.end(), std::back_inserter(lHeld),
                      [](const ClientPtr& aClient) { return aClient->mHeld; });
@@ -313,6 +321,7 @@ void TcpHost::State::Remove(const ClientPtr& aClient, bool aByUs)
 {
     const LockScope lScope(mMutex);
     const auto lPlace = std::find(mClients.begin(), mClients.end(), aClient);
+    // Several handlers of one client may find it gone; the first of them has removed it.
     if (lPlace == mClients.end())
     {
         return;

@@ -10,6 +10,7 @@ using JxUtilsLib::LockScope;
 void TcpHost::State::TakeCommand(const ClientPtr& aClient, ComPortCommand aCommand, const std::string& aValue)
 {
     const LockScope lScope(mMutex);
+    // A value that is cut short would be another number.
     if (aValue.size() < ComPortValueSize(aCommand))
     {
         ++mCounts.mFaults;
@@ -19,6 +20,7 @@ void TcpHost::State::TakeCommand(const ClientPtr& aClient, ComPortCommand aComma
     switch (aCommand)
     {
     case ComPortCommand::Signature:
+        // An empty signature is the question. One with a text is the client's own, and wants no answer.
         aClient->mOutput.AddAnswer(aValue.empty() ? Telnet::Answer(aCommand, "kyserial") : std::string());
         break;
     case ComPortCommand::SetDataSize:

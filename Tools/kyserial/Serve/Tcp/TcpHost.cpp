@@ -22,6 +22,7 @@ constexpr uint32_t cPatience = 1000; // ms, with a client that holds up others
 
 void TcpHost::State::Open()
 {
+    // Not in the constructor: the function holds this object by a shared pointer, which does not exist there.
     mAcceptor = std::make_shared<Acceptor>(mContext, [lThis = shared_from_this()](tcp::socket aSocket)
                                            { lThis->Admit(std::move(aSocket)); });
     mPort = mAcceptor->Open(mSettings.mAddress, mSettings.mPort);
@@ -42,6 +43,7 @@ void TcpHost::State::Close()
 bool TcpHost::State::Insert(const std::string& aBytes)
 {
     const LockScope lScope(mMutex);
+    // The whole text or nothing, so that a text that was refused can be sent again.
     if (mEnded || mQueue.IsFull())
     {
         return false;
@@ -63,6 +65,7 @@ IKySerialBridgeHost::ReadEnd TcpHost::State::Read(uint8_t* aBuffer, uint32_t aSi
     {
         mForDevice.Wait(mMutex);
     }
+    // What still waits is not handed out any more: CloseAll() counts it as left.
     if (mEnded)
     {
         return ReadEnd::Nothing;
@@ -150,6 +153,7 @@ void TcpHost::State::NotifySettings(const KySerialPortConfiguration& aSettings)
     mLine = aSettings;
     const std::optional<ClientQueue::Request> lAnswer = std::exchange(mAnswer, std::nullopt);
     const ClientPtr lClient = lAnswer.has_value() ? lAnswer->mClient.lock() : nullptr;
+    // No answer is due for the settings of a start, or to a client that has gone meanwhile.
     if (lClient != nullptr)
     {
         lClient->mOutput.AddAnswer(LineAnswer(lAnswer->mCommand, mLine, lAnswer->mAsked));

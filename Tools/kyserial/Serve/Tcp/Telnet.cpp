@@ -112,6 +112,7 @@ void Telnet::Receive(const uint8_t* aData, size_t aSize, Sink& aSink, std::strin
             break;
         }
     }
+    // A CR at the end of a piece goes out at once. The state remembers it for a NUL that may follow.
     if (mState == State::Data || mState == State::Return)
     {
         lPass(aSize);
@@ -182,6 +183,7 @@ void Telnet::TakeBody(uint8_t aByte, Sink& aSink)
         return;
     }
     mState = State::Body;
+    // A client that never ends it must not fill memory. What is cut off counts as a fault at its end.
     mTooLong = mTooLong || mBody.size() == cLongest;
     if (!mTooLong)
     {

@@ -61,6 +61,8 @@ std::optional<WebTarget> ParseWebTarget(const std::string& aText)
         const auto lName = WithoutPercent(lPair.substr(0, lEqual));
         const auto lValue =
             WithoutPercent(lEqual == std::string::npos ? std::string() : lPair.substr(lEqual + 1));
+        // A name that comes twice is refused, since either value could be meant. So are more names than any
+        // page uses.
         const bool lIsGood = lName.has_value() && lValue.has_value() && lTarget.mQuery.size() < cMostNames;
         if (!lIsGood || !lTarget.mQuery.emplace(*lName, *lValue).second)
         {
@@ -74,6 +76,7 @@ std::optional<WebTarget> ParseWebTarget(const std::string& aText)
 bool IsOwnHost(const std::string& aHost, const std::string& aAddress)
 {
     std::string lHost = aHost;
+    // The last colon parts host and port, unless it belongs to an IPv6 address in brackets.
     const size_t lColon = lHost.rfind(':');
     if (lColon != std::string::npos && lHost.find(']', lColon) == std::string::npos)
     {

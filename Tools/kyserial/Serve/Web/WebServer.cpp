@@ -99,11 +99,14 @@ private:
 
     void Serve(tcp::socket aSocket)
     {
+        // Any program that reaches the address can connect, and each session takes a socket and memory of the
+        // service.
         if (mSessions >= cMostSessions)
         {
             return; // which closes it
         }
         const auto lSession = std::make_shared<Session>(shared_from_this(), std::move(aSocket));
+        // Limits of size and time: a request that never ends must not keep one of the few places.
         lSession->mParser->body_limit(cMostBytes);
         lSession->mParser->header_limit(cMostBytes);
         lSession->mStream.expires_after(cPatience);
@@ -150,6 +153,7 @@ private:
         Answer lAnswer = FindAnswer(aSession->mParser->get());
         lResponse.result(lAnswer.mStatus);
         lResponse.set(Http::field::content_type, lAnswer.mKind);
+        // An answer is about this moment, and about traffic that others need not find on a disk.
         lResponse.set(Http::field::cache_control, "no-store");
         lResponse.set("Content-Security-Policy", cContentPolicy);
         lResponse.set("X-Content-Type-Options", "nosniff");
@@ -205,6 +209,7 @@ std::string AskStatus(const std::string& aAddress, uint16_t aPort, const std::st
     const auto lAddress = Asio::ip::make_address(aAddress, lError);
     Beast::flat_buffer lBuffer;
     Http::response_parser<Http::string_body> lParser;
+    // What answers there may be no service. Its answer must not fill memory.
     lParser.body_limit(64U << 20);
     if (!lError)
     {

@@ -21,6 +21,7 @@ std::string Value(const WebTarget& aTarget, const char* aName)
 WebServer::Answer WebSite::Answer(const WebServer::Request& aRequest) const
 {
     const std::string& lPath = aRequest.mTarget.mPath;
+    // Bytes go out by POST alone: a mere link to the page must not send any.
     if (aRequest.mIsPost || lPath == "/send")
     {
         return aRequest.mIsPost && lPath == "/send" ? Send(aRequest) : WebServer::Answer{405};
@@ -61,6 +62,7 @@ WebServer::Answer WebSite::Metrics(const std::string& aAccept) const
 WebServer::Answer WebSite::Traffic(const WebTarget& aTarget) const
 {
     const std::string lAfter = Value(aTarget, "after");
+    // A page that has just been opened has no count yet, and gets all that is remembered.
     const auto lCount = ParseNumber(lAfter.empty() ? "0" : lAfter, UINT64_MAX);
     if (!lCount.has_value())
     {
@@ -74,6 +76,7 @@ WebServer::Answer WebSite::Traffic(const WebTarget& aTarget) const
 
 WebServer::Answer WebSite::Send(const WebServer::Request& aRequest) const
 {
+    // Asked before anything else, so that a request without the token learns nothing about the ports.
     if (!aRequest.mHasToken)
     {
         return {403, "text/plain", "the token is wrong\n"};
