@@ -142,6 +142,8 @@ constexpr uint32_t cHeartbeatDisabled = 1U << 0U;
 constexpr uint32_t cPendingAckEnabled = 1U << 1U;
 
 constexpr uint16_t cNoStreamChannel = 0xFFFF;
+constexpr uint16_t cBroadcastRequest =
+    0xFFFF; ///< Identifies a request outside a connection; any number but 0 will do.
 constexpr size_t cEventItemSize = 16;
 constexpr size_t cExtendedEventItemSize = 24;
 

@@ -15,8 +15,6 @@ namespace KyGigE
 namespace
 {
 
-constexpr uint16_t cRequest = 0xFFFF;
-
 /// The same as numbers.
 struct Numbers
 {
@@ -70,7 +68,8 @@ KyGvcp::Packet MakeForce(uint64_t aMac, const Numbers& aNumbers)
 {
     // The device may have an address of another network: it can answer everybody only.
     constexpr uint8_t cFlags = KyGvcp::cAcknowledgeWanted | KyGvcp::cBroadcastAcknowledge;
-    KyGvcp::Packet lPacket = KyGvcp::Packet::Command(KyGvcp::cForceAddress, cFlags, cRequest);
+    KyGvcp::Packet lPacket =
+        KyGvcp::Packet::Command(KyGvcp::cForceAddress, cFlags, KyGvcp::cBroadcastRequest);
     lPacket.Add32(static_cast<uint32_t>(aMac >> 32U) & 0xFFFFU)
         .Add32(static_cast<uint32_t>(aMac & 0xFFFFFFFFU));
     for (const uint32_t lNumber : {aNumbers.mAddress, aNumbers.mMask, aNumbers.mGateway})

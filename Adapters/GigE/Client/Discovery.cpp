@@ -25,7 +25,6 @@ using KyPlatform::Deadline;
 namespace
 {
 
-constexpr uint16_t cRequest = 0xFFFF;
 constexpr uint32_t cAgain = 150; // milliseconds; a question or an answer may get lost
 constexpr KyGvcp::SocketTime cAtOnce{0};
 
@@ -147,12 +146,13 @@ bool Search(const std::vector<Interface>& aInterfaces, const Endpoint& aTarget, 
     Findings lFound;
     // A device whose address does not fit its network can answer everybody only.
     const bool lBroadcast = aTarget.mAddress == KyGvcp::cBroadcastAddress;
-    const bool lAsked = AskAll(aInterfaces, aTarget, KyGvcp::MakeDiscovery(cRequest, lBroadcast), aTime,
-                               [&](const SearchAnswer& aAnswer)
-                               {
-                                   Note(aAnswer, lFound);
-                                   return lFound.size() >= aEnough;
-                               });
+    const bool lAsked =
+        AskAll(aInterfaces, aTarget, KyGvcp::MakeDiscovery(KyGvcp::cBroadcastRequest, lBroadcast), aTime,
+               [&](const SearchAnswer& aAnswer)
+               {
+                   Note(aAnswer, lFound);
+                   return lFound.size() >= aEnough;
+               });
     for (auto& [lKey, lDevice] : lFound)
     {
         aDevices.push_back(std::move(lDevice));
