@@ -200,7 +200,8 @@ std::string WebServer::TakeNews()
     return mThis->TakeNews();
 }
 
-std::string AskStatus(const std::string& aAddress, uint16_t aPort, const std::string& aPath)
+std::string AskStatus(const std::string& aAddress, uint16_t aPort, const std::string& aPath,
+                      std::chrono::milliseconds aLimit)
 {
     const std::string lWhere = aAddress + ':' + std::to_string(aPort);
     Asio::io_context lContext;
@@ -209,21 +210,29 @@ std::string AskStatus(const std::string& aAddress, uint16_t aPort, const std::st
     const auto lAddress = Asio::ip::make_address(aAddress, lError);
     Beast::flat_buffer lBuffer;
     Http::response_parser<Http::string_body> lParser;
-    // What answers there may be no service. Its answer must not fill memory.
+    // What answers there may be no service. Its answer must not fill memory, and it may never come. The one time
+    // limit is for all steps, so that an answer in small pieces does not extend it.
     lParser.body_limit(64U << 20);
-    if (!lError)
+    lStream.expires_after(aLimit);
+    const auto lEnd = [&](const Error& aError, size_t = 0) { lError = aError; };
+    const auto lTry = [&](auto&& aBegin)
     {
-        lStream.connect({lAddress, aPort}, lError);
-    }
-    if (!lError)
+        if (!lError)
+        {
+            aBegin();
+            lContext.restart();
+            lContext.run(); // until lEnd has the result
+        }
+    };
+    lTry([&] { lStream.async_connect({lAddress, aPort}, lEnd); });
+    Http::request<Http::empty_body> lRequest(Http::verb::get, aPath, 11);
+    lRequest.set(Http::field::host, lWhere);
+    lTry([&] { Http::async_write(lStream, lRequest, lEnd); });
+    lTry([&] { Http::async_read(lStream, lBuffer, lParser, lEnd); });
+    if (lError == Beast::error::timeout)
     {
-        Http::request<Http::empty_body> lRequest(Http::verb::get, aPath, 11);
-        lRequest.set(Http::field::host, lWhere);
-        Http::write(lStream, lRequest, lError);
-    }
-    if (!lError)
-    {
-        Http::read(lStream, lBuffer, lParser, lError);
+        throw OperationError("no service answers at " + lWhere + " within " + std::to_string(aLimit.count()) +
+                             " ms");
     }
     if (lError)
     {

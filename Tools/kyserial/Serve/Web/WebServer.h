@@ -3,6 +3,7 @@
 #include "kyserial/Serve/Tcp/Network.h"
 #include "kyserial/Serve/Web/WebRequest.h"
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -54,7 +55,9 @@ private:
     std::shared_ptr<State> mThis;
 };
 
-/// Asks a service. Throws OperationError when it cannot be reached, or does not know the path.
-std::string AskStatus(const std::string& aAddress, uint16_t aPort, const std::string& aPath);
+/// Asks a service. Throws OperationError when it cannot be reached, does not know the path, or has not answered in time.
+/// \param aLimit  For the connection, the question and the whole answer together.
+std::string AskStatus(const std::string& aAddress, uint16_t aPort, const std::string& aPath,
+                      std::chrono::milliseconds aLimit = std::chrono::seconds(5));
 
 } // namespace KySerialTool
