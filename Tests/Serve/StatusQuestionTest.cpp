@@ -71,6 +71,27 @@ TEST_F(StatusQuestionTest, AnAnswerInSmallPiecesDoesNotExtendTheTime)
     lServer.join();
 }
 
+TEST_F(StatusQuestionTest, AServiceAtEveryIpv6AddressAnswersAtThatOfLoopback)
+{
+    boost::system::error_code lError;
+    const tcp::endpoint lLoopback(boost::asio::ip::address_v6::loopback(), 0);
+    tcp::acceptor lProbe(mContext);
+    lProbe.open(lLoopback.protocol(), lError);
+    if (!lError)
+    {
+        lProbe.bind(lLoopback, lError);
+    }
+    if (lError)
+    {
+        GTEST_SKIP() << "no IPv6 on this system: " << lError.message();
+    }
+    const WebServer lServer("::", 0, "",
+                            [](const auto&) {
+                                return WebServer::Answer{200, "text/plain", "here"};
+                            });
+    EXPECT_EQ(AskStatus("::1", lServer.GetPort(), "/status"), "here");
+}
+
 TEST_F(StatusQuestionTest, APlaceWithoutAListenerIsAFailure)
 {
     const uint16_t lPort = Port();

@@ -45,6 +45,18 @@ TEST(WebRequestTest, OnlyThisComputersOwnNamesAreItsHost)
     }
 }
 
+TEST(WebRequestTest, TheHostThatAQuestionNamesIsTheServicesOwn)
+{
+    EXPECT_EQ(HostText("127.0.0.1", 4217), "127.0.0.1:4217");
+    EXPECT_EQ(HostText("::1", 4217), "[::1]:4217");
+    for (const char* const lPlace : {"::", "::1"})
+    {
+        EXPECT_TRUE(IsOwnHost(HostText("::1", 4217), lPlace)) << lPlace;
+    }
+    EXPECT_TRUE(IsOwnHost(HostText("fd00::5", 4217), "fd00::5"));
+    EXPECT_FALSE(IsOwnHost(HostText("fd00::5", 4217), "fd00::6"));
+}
+
 TEST(WebRequestTest, ASecretIsTheSameTextOnly)
 {
     EXPECT_TRUE(IsSameSecret("0123456789abcdef", "0123456789abcdef"));

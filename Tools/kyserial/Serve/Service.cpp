@@ -205,10 +205,7 @@ void Service::OpenWeb()
     mWeb.emplace(lPlace.mAddress, lPlace.mPort, mConfiguration.mWebToken,
                  [lSite = WebSite(*this)](const WebServer::Request& aRequest)
                  { return lSite.Answer(aRequest); });
-    const bool lIsIpv6 = lPlace.mAddress.find(':') != std::string::npos;
-    mLog.Add(LogLevel::Information, "web page is http://" +
-                                        (lIsIpv6 ? '[' + lPlace.mAddress + ']' : lPlace.mAddress) + ':' +
-                                        std::to_string(mWeb->GetPort()) + '/');
+    mLog.Add(LogLevel::Information, "web page is http://" + HostText(lPlace.mAddress, mWeb->GetPort()) + '/');
 }
 
 void Service::Reload()

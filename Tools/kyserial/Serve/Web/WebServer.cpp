@@ -203,7 +203,7 @@ std::string WebServer::TakeNews()
 std::string AskStatus(const std::string& aAddress, uint16_t aPort, const std::string& aPath,
                       std::chrono::milliseconds aLimit)
 {
-    const std::string lWhere = aAddress + ':' + std::to_string(aPort);
+    const std::string lWhere = HostText(aAddress, aPort);
     Asio::io_context lContext;
     Error lError;
     Beast::tcp_stream lStream(lContext);
