@@ -128,6 +128,37 @@ TEST_F(SpiProcessTest, ChangesWithoutATerminalNeedYes)
     EXPECT_EQ("keep", Run({"flash", "read", "-", "--size", "4"}).mOutput);
 }
 
+TEST_F(SpiProcessTest, EraseOfTheWholeChipTakesNoPart)
+{
+    EXPECT_EQ(0, Change({"flash", "write", "-"}, "keep").mStatus);
+    for (const char* const lOption : {"--offset", "--size"})
+    {
+        const ToolResult lResult = Change({"flash", "erase", "--chip", lOption, "4096"});
+        EXPECT_EQ(2, lResult.mStatus) << lOption;
+        EXPECT_EQ(std::string("kyserial: ") + lOption +
+                      " and --chip exclude each other; see 'kyserial spi flash erase --help'\n",
+                  lResult.mError);
+    }
+    EXPECT_EQ("keep", Run({"flash", "read", "-", "--size", "4"}).mOutput);
+}
+
+TEST_F(SpiProcessTest, EraseAsksForWhatItErases)
+{
+    const auto lQuestion = [this](Words aPart)
+    {
+        aPart.insert(aPart.begin(), {"flash", "erase"});
+        const std::string lText = Run(aPart).mError;
+        return lText.substr(0, lText.find(';'));
+    };
+    EXPECT_EQ("kyserial: this erases all of the flash memory on bulk3", lQuestion({}));
+    EXPECT_EQ("kyserial: this erases the flash memory on bulk3 from offset 4096 to its end",
+              lQuestion({"--offset", "4KiB"}));
+    EXPECT_EQ("kyserial: this erases 8192 bytes of the flash memory on bulk3, from offset 0 on",
+              lQuestion({"--size", "8KiB"}));
+    EXPECT_EQ("kyserial: this erases 8192 bytes of the flash memory on bulk3, from offset 4096 on",
+              lQuestion({"--offset", "4096", "--size", "8192"}));
+}
+
 TEST_F(SpiProcessTest, EqualSectorsAreLeftAloneAndOldContentsAreSaved)
 {
     const std::string lOld(8192, 'a');

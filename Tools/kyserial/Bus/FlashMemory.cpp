@@ -361,16 +361,25 @@ ExitCode RunWrite(Context& aContext, const FlashOptions& aOptions)
     return ExitCode::Ok;
 }
 
+/// For the question, which comes before the memory has said how large it is.
+std::string WhatIsErased(const FlashOptions& aOptions)
+{
+    const std::string lMemory = "the flash memory on " + PortName(aOptions.mPort);
+    const std::string lFrom = "from offset " + std::to_string(aOptions.mOffset);
+    if (aOptions.mSize != 0)
+    {
+        return std::to_string(aOptions.mSize) + " bytes of " + lMemory + ", " + lFrom + " on";
+    }
+    return aOptions.mOffset != 0 ? lMemory + ' ' + lFrom + " to its end" : "all of " + lMemory;
+}
+
 ExitCode RunErase(Context& aContext, const FlashOptions& aOptions)
 {
     if (aOptions.mOffset % FlashMemory::cSector != 0 || aOptions.mSize % FlashMemory::cSector != 0)
     {
         throw UsageError("--offset, --size: sectors are erased as a whole; use multiples of 4096");
     }
-    ConfirmChange(
-        aContext, aOptions.mYes, false,
-        std::string(aOptions.mChip || aOptions.mSize == 0 ? "this erases all" : "this erases a part") +
-            " of the flash memory on " + PortName(aOptions.mPort));
+    ConfirmChange(aContext, aOptions.mYes, false, "this erases " + WhatIsErased(aOptions));
     WatchInterrupts(aContext);
     OpenFlash lFlash(aContext, aOptions.mPort);
     if (aOptions.mChip)
@@ -463,7 +472,10 @@ void AddSpiFlash(CLI::App& aParent, Context& aContext)
     AddOffset(lErase, *lEraseOptions);
     AddSize(lErase, *lEraseOptions);
     AddYes(lErase, *lEraseOptions);
-    lErase.add_flag("--chip", lEraseOptions->mChip, "Erase the whole memory with one command");
+    // A part that is named means that the rest is to stay.
+    lErase.add_flag("--chip", lEraseOptions->mChip, "Erase the whole memory with one command")
+        ->excludes(lErase.get_option("--offset"))
+        ->excludes(lErase.get_option("--size"));
     lErase.add_flag("-q,--quiet", lEraseOptions->mQuiet, "No note on the error output");
 }
 
