@@ -345,7 +345,12 @@ void NetworkCamera::Freeze(bool aFrozen)
 
 void NetworkCamera::Unplug()
 {
-    Ask([this] { CloseSockets(); });
+    Ask(
+        [this]
+        {
+            CloseSockets();
+            mBack = cNever; // the end of a restart does not plug it in
+        });
 }
 
 void NetworkCamera::Restart(Time aAway)

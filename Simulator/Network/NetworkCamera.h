@@ -64,12 +64,13 @@ public:
     void ChangeFaults(const std::function<void(NetworkFaults&)>& aChange);
     /// Hangs: hears nothing, says nothing, does nothing; or goes on.
     void Freeze(bool aFrozen);
-    /// Takes the camera off the network: its ports are closed, as with a program that ended. The camera
-    /// itself goes on.
+    /// Takes the camera off the network until Plug() or a further Restart(): its ports are closed, as with a program
+    /// that ended. The camera itself goes on. One that is away for a restart does not come back at its end.
     void Unplug();
-    /// Starts it anew: off the network at once, and back after aAway, with no application in control and no
-    /// command of before, its message channel closed and its serial interrupts off. Features keep their
-    /// values. It comes back at the address that is stored in it, if that is switched on, else at its first one.
+    /// Starts it anew: off the network at once, and back after aAway unless it is unplugged meanwhile, with no
+    /// application in control and no command of before, its message channel closed and its serial interrupts
+    /// off. Features keep their values. It comes back at the address that is stored in it, if that is switched
+    /// on, else at its first one.
     void Restart(Time aAway);
     /// Unplugs it with the n-th command from now on, which is not executed any more; 0: never.
     void UnplugAt(uint64_t aCommand);

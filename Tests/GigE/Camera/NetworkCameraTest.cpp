@@ -220,6 +220,19 @@ TEST_F(NetworkCameraTest, AnUnpluggedCameraRefusesAndComesBackAtTheSamePlace)
     EXPECT_EQ(0x00020000U, mClient->Read(0));
 }
 
+TEST_F(NetworkCameraTest, UnpluggedDuringARestartItStaysAway)
+{
+    const Endpoint lPlace = mCamera.GetEndpoint();
+    mCamera.Restart(20ms);
+    mCamera.Unplug();
+    std::this_thread::sleep_for(200ms); // the restart would be over
+    UdpSocket lOther;
+    EXPECT_TRUE(lOther.Open(lPlace)) << lOther.GetError(); // only where nothing is
+    lOther.Close();
+    ASSERT_TRUE(mCamera.Plug()) << mCamera.GetError();
+    EXPECT_EQ(0x00020000U, mClient->Read(0));
+}
+
 TEST_F(NetworkCameraTest, UnplugsItselfAtACommand)
 {
     mCamera.UnplugAt(2);
