@@ -180,8 +180,8 @@ void BulkIPEngine::UpdateTimePerByte()
     }
     // This time stays for an interface that the library does not know: the port is opened all the same.
     mTimePerByte = cDefaultTimePerByteMs;
-    // Time per bit is taken as time per byte for UART and USRT. Time-outs never get below 300 ms, and clients
-    // have tuned their own to what follows from this.
+    // Time per bit is taken as time per byte for UART and USRT. Time-outs there never get below 300 ms, and
+    // clients have tuned their own to what follows from this.
     switch (GetInterface())
     {
     case cInterfaceUsrt:

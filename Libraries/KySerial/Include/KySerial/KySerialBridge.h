@@ -110,8 +110,8 @@ public:
                    IKyDeviceAdapter* aDevice, KyDeviceSerial aDevicePort,
                    const KySerialBridgeOptions& aOptions = KySerialBridgeOptions());
 
-    /// Ends the bridge: threads, host side, device port, in this order; then the device has its settings
-    /// back.
+    /// Ends the bridge: threads, host side, device port, in this order. The device gets its settings back
+    /// before the device port is closed.
     ///
     /// Bytes that the bridge has received and not delivered are lost; one log line says how many. A write to
     /// the device ends between two bytes, chunks or messages.
