@@ -97,8 +97,9 @@ KyResult Register(const char* aFunction, std::unique_ptr<KyGigE::GigEDeviceAdapt
 
 void FillIn(KyGigE::GigEDeviceAdapter& aAdapter, KyCameraState& aState)
 {
+    aState.mIsConnected =
+        aAdapter.IsConnected() ? 1 : 0; // first: a loss that it shows is counted in the figures
     const KyGigE::ConnectionFigures lFigures = aAdapter.GetFigures();
-    aState.mIsConnected = aAdapter.IsConnected() ? 1 : 0;
     aState.mGeneration = aAdapter.GetGeneration();
     aState.mLosses = lFigures.mLosses;
     aState.mRepeatedCommands = lFigures.mRepeatedCommands;

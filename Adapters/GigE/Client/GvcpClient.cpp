@@ -471,16 +471,31 @@ KyResult GvcpClient::ConfigureEvents()
     return {};
 }
 
+uint64_t GvcpClient::GetLosses()
+{
+    const LockScope lScope(mLock);
+    // A user's command has shut the channel, and the keeper has not come to count it yet.
+    const bool lIsUncounted = mConnected && mControl.IsShut();
+    return mLosses + (lIsUncounted ? 1 : 0);
+}
+
 // A thread may find a connection lost after a new one has been made. The new one stays.
 void GvcpClient::LoseConnection(uint64_t aConnection, const char* aReason)
 {
-    if (aConnection != mControl.GetConnection() || !mConnected.exchange(false))
+    if (aConnection != mControl.GetConnection())
     {
         return;
     }
+    {
+        const LockScope lScope(mLock); // for GetLosses()
+        if (!mConnected.exchange(false))
+        {
+            return;
+        }
+        // Exactly one caller gets here for each connection: the exchange above decides between keeper and users.
+        ++mLosses;
+    }
     mControl.SetShut(true);
-    // Exactly one caller gets here for each connection: the exchange above decides between keeper and users.
-    ++mLosses;
     Warn(__LINE__, "KyGigE::GvcpClient::LoseConnection",
          "The connection to the device at " + Where() + " is lost: " + aReason);
     const LockScope lScope(mLock);

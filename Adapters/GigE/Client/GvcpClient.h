@@ -51,7 +51,8 @@ public:
     /// Whether the device can be reached, as far as is known.
     bool IsConnected() const { return mConnected && !mControl.IsShut(); }
     /// How often the connection was lost.
-    uint64_t GetLosses() const { return mLosses; }
+    /// A caller that has seen the connection gone gets its loss counted.
+    uint64_t GetLosses();
     /// The number of the connection, 1 for the first; stays while it is lost.
     uint64_t GetGeneration() const { return mGeneration; }
     /// Whether the device sends events.
