@@ -412,16 +412,16 @@ CLI::App& AddCommand(CLI::App& aParent, Context& aContext, const char* aName, co
     return lCommand;
 }
 
-void AddOffset(CLI::App& aCommand, FlashOptions& aOptions)
+CLI::Option* AddOffset(CLI::App& aCommand, FlashOptions& aOptions)
 {
-    AddSizeOption(aCommand, "--offset", FlashMemory::cLargest - 1,
-                  "First byte, from the memory's beginning (0)", aOptions.mOffset);
+    return AddSizeOption(aCommand, "--offset", FlashMemory::cLargest - 1,
+                         "First byte, from the memory's beginning (0)", aOptions.mOffset);
 }
 
-void AddSize(CLI::App& aCommand, FlashOptions& aOptions)
+CLI::Option* AddSize(CLI::App& aCommand, FlashOptions& aOptions)
 {
-    AddSizeOption(aCommand, "--size", FlashMemory::cLargest, "Number of bytes (all up to the end)",
-                  aOptions.mSize);
+    return AddSizeOption(aCommand, "--size", FlashMemory::cLargest, "Number of bytes (all up to the end)",
+                         aOptions.mSize);
 }
 
 void AddYes(CLI::App& aCommand, FlashOptions& aOptions)
@@ -469,13 +469,13 @@ void AddSpiFlash(CLI::App& aParent, Context& aContext)
     CLI::App& lErase =
         AddCommand(lFlash, aContext, "erase", "Erase sectors of 4096 bytes", lEraseOptions, &RunErase);
     lErase.footer("Example:\n  kyserial spi flash erase -y --device sim --port bulk3 --size 4KiB");
-    AddOffset(lErase, *lEraseOptions);
-    AddSize(lErase, *lEraseOptions);
+    CLI::Option* const lOffset = AddOffset(lErase, *lEraseOptions);
+    CLI::Option* const lSize = AddSize(lErase, *lEraseOptions);
     AddYes(lErase, *lEraseOptions);
     // A part that is named means that the rest is to stay.
     lErase.add_flag("--chip", lEraseOptions->mChip, "Erase the whole memory with one command")
-        ->excludes(lErase.get_option("--offset"))
-        ->excludes(lErase.get_option("--size"));
+        ->excludes(lOffset)
+        ->excludes(lSize);
     lErase.add_flag("-q,--quiet", lEraseOptions->mQuiet, "No note on the error output");
 }
 
