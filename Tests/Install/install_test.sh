@@ -59,6 +59,7 @@ talk() {
 with_camera() {
   local ready=$work/camera.out bin=$1 camera
   shift
+  : >"$ready" # the camera's process empties it too, but maybe after the first look for the former camera's line
   "${run[@]}" "$bin/kyserial-camera$suffix" --port 0 --no-broadcast </dev/null >"$ready" 2>&1 &
   camera=$!
   trap 'kill "$camera" 2>/dev/null || true' EXIT
