@@ -44,8 +44,6 @@ def count(report):
         states.update(inner)
         if not cases or (state(test) == "failed" and "failed" not in inner.values()):
             states[test.get("name")] = state(test)
-        elif test.get("name") in states:
-            del states[test.get("name")]
     return states
 
 

@@ -97,8 +97,8 @@ KyResult Register(const char* aFunction, std::unique_ptr<KyGigE::GigEDeviceAdapt
 
 void FillIn(KyGigE::GigEDeviceAdapter& aAdapter, KyCameraState& aState)
 {
-    aState.mIsConnected =
-        aAdapter.IsConnected() ? 1 : 0; // first: a loss that it shows is counted in the figures
+    // The connection comes first: the figures then include a loss that it shows.
+    aState.mIsConnected = aAdapter.IsConnected() ? 1 : 0;
     const KyGigE::ConnectionFigures lFigures = aAdapter.GetFigures();
     aState.mGeneration = aAdapter.GetGeneration();
     aState.mLosses = lFigures.mLosses;

@@ -51,7 +51,7 @@ public:
     /// Whether the device can be reached, as far as is known.
     bool IsConnected() const { return mConnected && !mControl.IsShut(); }
     /// How often the connection was lost.
-    /// A caller that has seen the connection gone gets its loss counted.
+    /// It includes the loss of a connection that IsConnected() has just denied.
     uint64_t GetLosses();
     /// The number of the connection, 1 for the first; stays while it is lost.
     uint64_t GetGeneration() const { return mGeneration; }

@@ -162,7 +162,7 @@ int SteppedChild::GoTo(int aInstruction, const SteppedRun& aRun)
         lDone = *(lNext - 1);
         lDone += lDone < aInstruction ? Step(1) : 0; // the call's end
     }
-    // An instruction that repeats itself is one to a breakpoint, and as many steps as it has repetitions.
+    // A breakpoint stops once at an instruction that repeats itself; stepping takes each repetition for an instruction.
     const auto lAddress = [&aRun](int aIndex) { return aRun.mAddresses.at(static_cast<size_t>(aIndex)); };
     const auto lBegins = [&](int aIndex)
     { return aIndex == lDone || lAddress(aIndex - 1) != lAddress(aIndex); };

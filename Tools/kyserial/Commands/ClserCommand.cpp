@@ -105,9 +105,9 @@ void AddTerm(CLI::App& aClser, Context& aContext)
         AddNumberOption(lCommand, "--timeout", 3600000, "milliseconds",
                         "Fail when the server takes nothing for N milliseconds (5000)",
                         lOptions->mTerminal.mSettings.mBusyLimit);
-    AddTerminalOptions(lCommand, lOptions->mTerminal);
+    CLI::Option* const lReconnect = AddTerminalOptions(lCommand, lOptions->mTerminal);
     // With --reconnect a server that takes nothing is waited for without end.
-    lTimeout->excludes(lCommand.get_option("--reconnect"));
+    lTimeout->excludes(lReconnect);
     lCommand.footer("When the input is a terminal, every key goes to the server, Ctrl-C too; Ctrl-] ? shows "
                     "the keys that do "
                     "not. Otherwise the command ends after the end of the input and a quiet time.\n\n"

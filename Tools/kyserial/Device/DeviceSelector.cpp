@@ -68,7 +68,7 @@ private:
 
 } // namespace
 
-void AddDeviceOptions(CLI::App& aCommand, DeviceSelection& aSelection)
+CLI::Option* AddDeviceOptions(CLI::App& aCommand, DeviceSelection& aSelection)
 {
     const auto lCheck = [&aSelection](const std::string& aText)
     {
@@ -79,11 +79,12 @@ void AddDeviceOptions(CLI::App& aCommand, DeviceSelection& aSelection)
         }
         aSelection.mName = aText;
     };
-    aCommand
-        .add_option_function<std::string>("-d,--device", lCheck,
-                                          "Device: gev://ADDRESS, one of the names that 'kyserial devices' "
-                                          "lists, an alias, or sim, the simulated camera")
-        ->type_name("DEVICE");
+    CLI::Option* const lDevice = aCommand
+                                     .add_option_function<std::string>(
+                                         "-d,--device", lCheck,
+                                         "Device: gev://ADDRESS, one of the names that 'kyserial devices' "
+                                         "lists, an alias, or sim, the simulated camera")
+                                     ->type_name("DEVICE");
     aCommand.add_flag_callback(
         cSimulatorHelp, [] { throw CLI::CallForHelp(); }, "This help with the simulated camera's options");
     SimulatorOptions& lSimulator = aSelection.mSimulator;
@@ -104,6 +105,7 @@ void AddDeviceOptions(CLI::App& aCommand, DeviceSelection& aSelection)
                     "The camera is back N milliseconds after the cut, as after power-up (0: it stays away)",
                     lSimulator.mBackAfter)
         ->group(cHidden);
+    return lDevice;
 }
 
 void ShowSimulatorOptions(CLI::App& aCommand)

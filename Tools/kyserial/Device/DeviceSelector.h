@@ -20,8 +20,8 @@ struct DeviceSelection
     SimulatorOptions mSimulator;
 };
 
-/// Adds --device and the options of the simulated camera to a command.
-void AddDeviceOptions(CLI::App& aCommand, DeviceSelection& aSelection);
+/// Adds --device and the options of the simulated camera to a command. \return --device.
+CLI::Option* AddDeviceOptions(CLI::App& aCommand, DeviceSelection& aSelection);
 
 /// Lets the help of a command list the options of the simulated camera, if its command line asks for them with
 /// --device sim or --help-sim. A user with a camera has no use for them.

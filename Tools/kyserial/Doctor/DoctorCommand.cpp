@@ -183,7 +183,7 @@ void AddDoctorCommand(CLI::App& aProgram, Context& aContext)
     CLI::App& lCommand = *aProgram.add_subcommand("doctor", "Find out why a device does not work");
     const auto lJson = std::make_shared<bool>(false);
     lCommand.add_flag("--json", *lJson, "One JSON object in one line instead of a line per check");
-    AddCommonOptions(lCommand, aContext.mCommon);
+    CLI::Option* const lDevice = AddCommonOptions(lCommand, aContext.mCommon);
     DeviceSelection& lSelection = aContext.mCommon.mDevice;
     const auto lTake = [&lSelection](const std::string& aText)
     {
@@ -196,7 +196,7 @@ void AddDoctorCommand(CLI::App& aProgram, Context& aContext)
     };
     lCommand.add_option_function<std::string>("device", lTake, "As --device")
         ->type_name("DEVICE")
-        ->excludes(lCommand.get_option("--device"));
+        ->excludes(lDevice);
     lCommand.footer(
         "Each line is a check: ok, warning or failed, with the reason and what to do next. Without a "
         "device the only one that answers is looked at. Another application keeps its control; a device "

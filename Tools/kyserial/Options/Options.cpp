@@ -200,10 +200,11 @@ void LogBrokenAssertion(const char* aText, const char* aFile, int aLine)
 
 CommonOptions::CommonOptions() : mLogLevel(cLogOff) {}
 
-void AddCommonOptions(CLI::App& aCommand, CommonOptions& aOptions)
+CLI::Option* AddCommonOptions(CLI::App& aCommand, CommonOptions& aOptions)
 {
-    AddDeviceOptions(aCommand, aOptions.mDevice);
+    CLI::Option* const lDevice = AddDeviceOptions(aCommand, aOptions.mDevice);
     AddLogOption(aCommand, aOptions);
+    return lDevice;
 }
 
 void AddLogOption(CLI::App& aCommand, CommonOptions& aOptions)

@@ -75,8 +75,8 @@ struct CommonOptions
     CommonOptions();
 };
 
-/// Adds --device, --log-level and the options of the simulated camera to a command.
-void AddCommonOptions(CLI::App& aCommand, CommonOptions& aOptions);
+/// Adds --device, --log-level and the options of the simulated camera to a command. \return --device.
+CLI::Option* AddCommonOptions(CLI::App& aCommand, CommonOptions& aOptions);
 
 /// Adds --log-level alone.
 void AddLogOption(CLI::App& aCommand, CommonOptions& aOptions);

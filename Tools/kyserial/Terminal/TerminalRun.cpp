@@ -96,7 +96,7 @@ void ParseEscape(const std::string& aText, TermSettings& aSettings)
 
 } // namespace
 
-void AddTerminalOptions(CLI::App& aCommand, TerminalOptions& aOptions)
+CLI::Option* AddTerminalOptions(CLI::App& aCommand, TerminalOptions& aOptions)
 {
     TermSettings& lSettings = aOptions.mSettings;
     aCommand.add_flag("--echo", lSettings.mEcho, "Show what is typed (local echo)");
@@ -112,7 +112,8 @@ void AddTerminalOptions(CLI::App& aCommand, TerminalOptions& aOptions)
     aCommand
         .add_option("--log", aOptions.mLogFile, "Add the traffic to FILE, as text, or pcapng by its ending")
         ->type_name("FILE");
-    aCommand.add_flag("--reconnect", aOptions.mReconnect, "Wait for the port whenever it is away");
+    CLI::Option* const lReconnect =
+        aCommand.add_flag("--reconnect", aOptions.mReconnect, "Wait for the port whenever it is away");
     aCommand.add_flag("--status", lSettings.mStatus, "Port and counts in the last row of the terminal");
     aCommand
         .add_option_function<std::string>(
@@ -125,6 +126,7 @@ void AddTerminalOptions(CLI::App& aCommand, TerminalOptions& aOptions)
             "End MS milliseconds after the last byte (300), or never")
         ->type_name("MS");
     aCommand.add_flag("-q,--quiet", aOptions.mQuiet, "No byte counts and no notes on the error output");
+    return lReconnect;
 }
 
 void PrepareSession(Context& aContext, const std::string& aLogFile, TrafficLog& aLog)

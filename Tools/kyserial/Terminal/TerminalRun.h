@@ -23,8 +23,8 @@ struct TerminalOptions
     bool mQuiet = false;
 };
 
-/// Adds what the terminal does with bytes, keys and files.
-void AddTerminalOptions(CLI::App& aCommand, TerminalOptions& aOptions);
+/// Adds what the terminal does with bytes, keys and files. \return --reconnect.
+CLI::Option* AddTerminalOptions(CLI::App& aCommand, TerminalOptions& aOptions);
 
 /// A line on the error output, unless the user wants none.
 void PrintNote(const TerminalOptions& aOptions, const std::string& aText);

@@ -65,7 +65,7 @@ bool RotatingFile::Write(const std::string& aText)
         return false;
     }
     mBytes += aText.size();
-    // The limit may be passed by one text, so that each file ends with a whole one. A limit of 0 is none.
+    // The limit may be passed by one text, so that each file ends with a whole one. Without a limit (0) the file only grows.
     if (mLimit.mBytes == 0 || mBytes < mLimit.mBytes)
     {
         return false;
