@@ -8,30 +8,30 @@ using namespace KySerialCLib;
 namespace
 {
 
-using Bus = PortObject<KyDeviceSPIBus>;
+using SPIObject = PortObject<KyDeviceSPIBus>;
 
-HandleTable<Bus>& Buses()
+HandleTable<SPIObject>& SPIBuses()
 {
-    return GetTable<HandleKind::SPIBus, Bus>();
+    return GetTable<HandleKind::SPIBus, SPIObject>();
 }
 
 } // namespace
 
 KyCode KySPIBusCreate(KySPIBusHandle* aBus)
 {
-    return Create("KySPIBusCreate", Buses(), aBus);
+    return Create("KySPIBusCreate", SPIBuses(), aBus);
 }
 
 KyCode KySPIBusDestroy(KySPIBusHandle aBus)
 {
-    return Destroy("KySPIBusDestroy", Buses(), aBus);
+    return Destroy("KySPIBusDestroy", SPIBuses(), aBus);
 }
 
 KyCode KySPIBusOpen(KySPIBusHandle aBus, KyDeviceHandle aDevice, int32_t aSerial)
 {
     static constexpr char cFunction[] = "KySPIBusOpen";
-    return RunOn(cFunction, Buses(), aBus,
-                 [&](Bus& aObject)
+    return RunOn(cFunction, SPIBuses(), aBus,
+                 [&](SPIObject& aObject)
                  {
                      const auto lScope = aObject.mLock.Alone();
                      return Open(cFunction, aObject, aDevice, aSerial);
@@ -40,8 +40,8 @@ KyCode KySPIBusOpen(KySPIBusHandle aBus, KyDeviceHandle aDevice, int32_t aSerial
 
 KyCode KySPIBusClose(KySPIBusHandle aBus)
 {
-    return RunOn("KySPIBusClose", Buses(), aBus,
-                 [](Bus& aObject)
+    return RunOn("KySPIBusClose", SPIBuses(), aBus,
+                 [](SPIObject& aObject)
                  {
                      const auto lScope = aObject.mLock.Alone();
                      return Close(aObject);
@@ -50,8 +50,8 @@ KyCode KySPIBusClose(KySPIBusHandle aBus)
 
 KyCode KySPIBusIsOpened(KySPIBusHandle aBus, int32_t* aIsOpened)
 {
-    return RunOn("KySPIBusIsOpened", Buses(), aBus, aIsOpened, 0,
-                 [](Bus& aObject, int32_t& aAnswer)
+    return RunOn("KySPIBusIsOpened", SPIBuses(), aBus, aIsOpened, 0,
+                 [](SPIObject& aObject, int32_t& aAnswer)
                  {
                      const auto lScope = aObject.mLock.Share();
                      // The product would log the question as a failure before it has been
@@ -69,8 +69,8 @@ KyCode KySPIBusIsSupported(KyDeviceHandle aDevice, int32_t aSerial, int32_t* aIs
 KyCode KySPIBusTransfer(KySPIBusHandle aBus, const uint8_t* aBuffer, uint32_t aWriteSize, uint32_t aReadSize,
                         int32_t aSimultaneous, int32_t aFinal)
 {
-    return RunOn("KySPIBusTransfer", Buses(), aBus,
-                 [&](Bus& aObject)
+    return RunOn("KySPIBusTransfer", SPIBuses(), aBus,
+                 [&](SPIObject& aObject)
                  {
                      const auto lScope = aObject.mLock.Alone();
                      return aObject.mProduct->BurstWriteAndRead(aBuffer, aWriteSize, aReadSize,
@@ -81,8 +81,8 @@ KyCode KySPIBusTransfer(KySPIBusHandle aBus, const uint8_t* aBuffer, uint32_t aW
 KyCode KySPIBusRead(KySPIBusHandle aBus, uint8_t* aBuffer, uint32_t aSize, uint32_t* aRead, uint32_t aTimeout)
 {
     static constexpr char cFunction[] = "KySPIBusRead";
-    return RunOn(cFunction, Buses(), aBus, aRead, 0U,
-                 [&](Bus& aObject, uint32_t& aCount)
+    return RunOn(cFunction, SPIBuses(), aBus, aRead, 0U,
+                 [&](SPIObject& aObject, uint32_t& aCount)
                  {
                      if (aBuffer == nullptr || aSize == 0)
                      {

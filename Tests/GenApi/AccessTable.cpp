@@ -19,7 +19,7 @@ struct AccessCase
 };
 
 // Yes and No are constants.
-constexpr AccessCase cCases[] = {
+constexpr AccessCase cAccessCases[] = {
     {"", "RW", "", "RW"},
     {"", "RO", "", "RO"},
     {"", "WO", "", "WO"},
@@ -91,7 +91,7 @@ protected:
 
 TEST_F(AccessTable, ModesAndConditionsCombine)
 {
-    for (const AccessCase& lCase : cCases)
+    for (const AccessCase& lCase : cAccessCases)
     {
         MakeNodes(mConstants +
                   NodeXml("Integer", "Feature", std::string(lCase.mInside) + "<pValue>Reg</pValue>") +

@@ -16,7 +16,7 @@ struct FormulaCase
     const char* mFloat;   ///< As SwissKnife.
 };
 
-constexpr FormulaCase cCases[] = {
+constexpr FormulaCase cFormulaCases[] = {
     // Numbers.
     {"5", "5", "5"},
     {"010", "10", "10"}, // decimal, whatever C thinks
@@ -237,7 +237,7 @@ protected:
 
 TEST_F(FormulaTable, IntegersAreExact)
 {
-    for (const FormulaCase& lCase : cCases)
+    for (const FormulaCase& lCase : cFormulaCases)
     {
         if (lCase.mInteger != nullptr)
         {
@@ -249,7 +249,7 @@ TEST_F(FormulaTable, IntegersAreExact)
 // As many digits as a double has; the table writes them out where a short form would hide the value.
 TEST_F(FormulaTable, FloatsAreFloats)
 {
-    for (const FormulaCase& lCase : cCases)
+    for (const FormulaCase& lCase : cFormulaCases)
     {
         if (lCase.mFloat == nullptr)
         {

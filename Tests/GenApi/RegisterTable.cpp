@@ -23,7 +23,7 @@ const char* const cBig = "<Endianess>BigEndian</Endianess>";
 const char* const cBigSigned = "<Sign>Signed</Sign><Endianess>BigEndian</Endianess>";
 const char* const cLittleSigned = "<Sign>Signed</Sign><Endianess>LittleEndian</Endianess>";
 
-const RegisterCase cCases[] = {
+const RegisterCase cRegisterCases[] = {
     {"IntReg", 1, "", {0xFF}, "255"},
     {"IntReg", 1, cBigSigned, {0xFF}, "-1"},
     {"IntReg", 1, cBigSigned, {0x80}, "-128"},
@@ -98,7 +98,7 @@ protected:
 
 TEST_F(RegisterTable, BytesBecomeValues)
 {
-    for (const RegisterCase& lCase : cCases)
+    for (const RegisterCase& lCase : cRegisterCases)
     {
         MakeRegister(lCase.mKind, lCase.mLength, lCase.mInside);
         mSpace.Put(0x10, lCase.mBytes);
@@ -108,7 +108,7 @@ TEST_F(RegisterTable, BytesBecomeValues)
 
 TEST_F(RegisterTable, ValuesBecomeTheSameBytes)
 {
-    for (const RegisterCase& lCase : cCases)
+    for (const RegisterCase& lCase : cRegisterCases)
     {
         const std::string lText = lCase.mText;
         if (lText == "error" || lText == "inf")

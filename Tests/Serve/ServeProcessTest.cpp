@@ -24,8 +24,6 @@ using testing::HasSubstr;
 namespace
 {
 
-const char* const cStatus = "STATUS READY ZOOM 0 FOCUS 1000 IRIS 100\r\n";
-
 std::string PortEntry(const std::string& aPort, const std::string& aHost)
 {
     return "[[device.port]]\nport = '" + aPort + "'\nhost = '" + aHost + "'\n";
@@ -71,7 +69,7 @@ protected:
     static std::string Ask(tcp::socket& aSocket)
     {
         boost::system::error_code lError;
-        std::string lAnswer(std::string(cStatus).size(), '\0');
+        std::string lAnswer(std::string(cLensStatus).size(), '\0');
         boost::asio::write(aSocket, boost::asio::buffer(std::string("STATUS?\r\n")), lError);
         lAnswer.resize(boost::asio::read(aSocket, boost::asio::buffer(lAnswer), lError));
         return lAnswer;
@@ -97,7 +95,7 @@ TEST_F(ServeProcessTest, SeveralPortsOfSeveralDevices)
     for (const char* const lWho : {"one uart0", "one bulk1", "two bulk1"})
     {
         tcp::socket lClient = Connect(PortOf(lWho));
-        EXPECT_EQ(Ask(lClient), cStatus) << lWho;
+        EXPECT_EQ(Ask(lClient), cLensStatus) << lWho;
     }
     End();
 }
@@ -108,15 +106,15 @@ TEST_F(ServeProcessTest, AReloadTouchesOnlyWhatHasChanged)
     Start(lKept + PortEntry("bulk4", "tcp://:0") + "[[device]]\nname = 'leaves'\ndevice = 'sim'\n" +
           PortEntry("uart0", "tcp://:0"));
     tcp::socket lKeptClient = Connect(PortOf("kept bulk1"));
-    EXPECT_EQ(Ask(lKeptClient), cStatus);
+    EXPECT_EQ(Ask(lKeptClient), cLensStatus);
     tcp::socket lLeavingClient = Connect(PortOf("leaves uart0"));
-    EXPECT_EQ(Ask(lLeavingClient), cStatus);
+    EXPECT_EQ(Ask(lLeavingClient), cLensStatus);
     static_cast<void>(PortOf("kept bulk4"));
     Configure(lKept + PortEntry("uart0", "tcp://:0"));
     Reload();
     tcp::socket lNewClient = Connect(PortOf("kept uart0"));
-    EXPECT_EQ(Ask(lNewClient), cStatus);
-    EXPECT_EQ(Ask(lKeptClient), cStatus); // through the connection that it had
+    EXPECT_EQ(Ask(lNewClient), cLensStatus);
+    EXPECT_EQ(Ask(lKeptClient), cLensStatus); // through the connection that it had
     EXPECT_THAT(mService.Error(), HasSubstr("kept bulk4: ended"));
     char lByte = 0;
     boost::system::error_code lError;
@@ -133,7 +131,7 @@ TEST_F(ServeProcessTest, AReloadOfAFileWithFaultsChangesNothing)
     Reload();
     EXPECT_TRUE(mService.WaitForError("nothing is changed: "));
     EXPECT_THAT(mService.Error(), HasSubstr(mFile + ":3: color: there is no such key"));
-    EXPECT_EQ(Ask(lClient), cStatus);
+    EXPECT_EQ(Ask(lClient), cLensStatus);
     End();
 }
 
@@ -144,7 +142,7 @@ TEST_F(ServeProcessTest, ADeviceThatWasAwayIsServedAgainToTheSameClient)
     tcp::socket lClient = Connect(PortOf("lens bulk1"));
     EXPECT_TRUE(mService.WaitForError("lens bulk1: the device is gone"));
     EXPECT_TRUE(mService.WaitForError("lens bulk1: the device is back; 0 bytes to it are lost"));
-    EXPECT_EQ(Ask(lClient), cStatus);
+    EXPECT_EQ(Ask(lClient), cLensStatus);
     End();
 }
 
@@ -174,7 +172,7 @@ TEST_F(ServeProcessTest, APlaceThatIsTakenIsTriedAgain)
     EXPECT_TRUE(lOther.AskToEnd());
     EXPECT_EQ(lOther.Wait(), 0);
     tcp::socket lClient = Connect(PortOf("lens bulk1"));
-    EXPECT_EQ(Ask(lClient), cStatus);
+    EXPECT_EQ(Ask(lClient), cLensStatus);
     End();
 }
 
@@ -182,7 +180,7 @@ TEST_F(ServeProcessTest, StatusAndMetricsSayWhatGoesOn)
 {
     Start("web = ':0'\n[[device]]\nname = 'lens'\ndevice = 'sim'\n" + PortEntry("bulk1", "tcp://:0"));
     tcp::socket lClient = Connect(PortOf("lens bulk1"));
-    EXPECT_EQ(Ask(lClient), cStatus);
+    EXPECT_EQ(Ask(lClient), cLensStatus);
     const std::string lText = mService.Error();
     const std::string lStart = "web page is http://127.0.0.1:";
     const auto lWeb = static_cast<uint16_t>(std::stoi(lText.substr(lText.find(lStart) + lStart.size())));
@@ -290,7 +288,7 @@ TEST_F(ServeProcessTest, AHangUpReloadsAndTouchesOnlyWhatHasChanged)
     const std::string lKept = "[[device]]\nname = 'kept'\ndevice = 'sim'\n" + PortEntry("bulk1", "tcp://:0");
     Start(lKept);
     tcp::socket lClient = Connect(PortOf("kept bulk1"));
-    EXPECT_EQ(Ask(lClient), cStatus);
+    EXPECT_EQ(Ask(lClient), cLensStatus);
     Configure(lKept + PortEntry("uart0", "tcp://:0"));
     if (!mService.HangUp())
     {
@@ -298,15 +296,15 @@ TEST_F(ServeProcessTest, AHangUpReloadsAndTouchesOnlyWhatHasChanged)
         GTEST_SKIP() << "this system has no such signal";
     }
     tcp::socket lNewClient = Connect(PortOf("kept uart0"));
-    EXPECT_EQ(Ask(lNewClient), cStatus);
-    EXPECT_EQ(Ask(lClient), cStatus); // through the connection that it had
+    EXPECT_EQ(Ask(lNewClient), cLensStatus);
+    EXPECT_EQ(Ask(lClient), cLensStatus); // through the connection that it had
     EXPECT_THAT(mService.Error(), HasSubstr("Z reloaded " + mFile));
     Configure("[[device]]\ncolor = 'red'\n");
     EXPECT_TRUE(mService.HangUp());
     EXPECT_TRUE(mService.WaitForError("nothing is changed: "));
     EXPECT_THAT(mService.Error(), HasSubstr(mFile + ":3: color: there is no such key"));
-    EXPECT_EQ(Ask(lClient), cStatus);
-    EXPECT_EQ(Ask(lNewClient), cStatus);
+    EXPECT_EQ(Ask(lClient), cLensStatus);
+    EXPECT_EQ(Ask(lNewClient), cLensStatus);
     EXPECT_THAT(mService.Error(), testing::Not(HasSubstr(": ended"))); // of a port
     End();
 }

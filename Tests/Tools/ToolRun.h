@@ -10,6 +10,9 @@
 namespace KyTest
 {
 
+/// What the lens of a new simulated camera answers to "STATUS?".
+inline constexpr const char* cLensStatus = "STATUS READY ZOOM 0 FOCUS 1000 IRIS 100\r\n";
+
 /// The outcome of a run of kyserial.
 struct ToolResult
 {

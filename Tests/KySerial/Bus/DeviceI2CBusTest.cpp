@@ -47,8 +47,8 @@ protected:
     }
 };
 
-using Buses = testing::Types<DeviceI2CBus, KyDeviceI2CBus>;
-TYPED_TEST_SUITE(I2CBusTest, Buses, BusNames);
+using I2CBuses = testing::Types<DeviceI2CBus, KyDeviceI2CBus>;
+TYPED_TEST_SUITE(I2CBusTest, I2CBuses, BusNames);
 
 TYPED_TEST(I2CBusTest, OperationsBeforeOpenAreRefused)
 {

@@ -20,8 +20,8 @@ protected:
     }
 };
 
-using Buses = testing::Types<DeviceSPIBus, KyDeviceSPIBus>;
-TYPED_TEST_SUITE(SPIBusTest, Buses, BusNames);
+using SPIBuses = testing::Types<DeviceSPIBus, KyDeviceSPIBus>;
+TYPED_TEST_SUITE(SPIBusTest, SPIBuses, BusNames);
 
 TYPED_TEST(SPIBusTest, OperationsBeforeOpenAreRefused)
 {

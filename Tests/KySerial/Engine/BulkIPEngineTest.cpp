@@ -15,8 +15,8 @@ namespace
 {
 
 constexpr char cIsI2C[] = "KySerialLib::BulkIPEngine::IsI2CSupported";
-constexpr char cEnable[] = "KySerialLib::BulkIPEngine::EnableInterrupts";
-constexpr char cNotify[] = "KySerialLib::BulkIPEngine::NotifyEvent";
+constexpr char cBulkEnable[] = "KySerialLib::BulkIPEngine::EnableInterrupts";
+constexpr char cBulkNotify[] = "KySerialLib::BulkIPEngine::NotifyEvent";
 
 const Calls cAskI2C = {"IsConnected", "IsKorvoVideoInterface", "IsGigEVision", "ReadRegister(0xb8fc)"};
 const Calls cAskI2CToTheEnd = Join({cAskI2C, {"ReadRegister(0xb95c)"}});
@@ -28,10 +28,10 @@ const Calls cReset = {"ReadRegister(0xb898)", "WriteRegister(0xb898, 0x18c0)",
 
 LogLine RxLine(size_t aLength)
 {
-    return {PriorityDebug, cNotify, "Rx Interrupt of length " + std::to_string(aLength)};
+    return {PriorityDebug, cBulkNotify, "Rx Interrupt of length " + std::to_string(aLength)};
 }
-const LogLine cEmptyLine{PriorityDebug, cNotify, "Tx fifo empty interrupt"};
-const LogLine cPartialLine{PriorityDebug, cNotify, "Tx fifo partial empty interrupt"};
+const LogLine cEmptyLine{PriorityDebug, cBulkNotify, "Tx fifo empty interrupt"};
+const LogLine cPartialLine{PriorityDebug, cBulkNotify, "Tx fifo partial empty interrupt"};
 
 class BulkIPEngineTest : public EngineTest
 {
@@ -254,14 +254,14 @@ TEST_F(BulkIPEngineTest, FailsWhenTheEnableRegisterCannotBeReadOrWritten)
                 testing::MatchesRegex("Failed to write value \\w+ to Intenable register\\."));
     EXPECT_EQ(mDevice.TakeCalls(), Join({cClaim, cReadConfig, {"ReadRegister(0xb838)"}}));
     EXPECT_EQ(TakeLogOf("BulkIPEngine"),
-              (Lines{{PriorityError, cEnable, lResult.GetDescription().GetAscii()}}));
+              (Lines{{PriorityError, cBulkEnable, lResult.GetDescription().GetAscii()}}));
     ExpectLeftOpen();
 
     mDevice.SetRegister(0xB838, 0xAB);
     mDevice.Fail(Slot::WriteRegister, "0xb838");
     const char* const lText = "Failed to write value 1fab to Intenable register.";
     EXPECT_THAT(Open(), IsResult(KyResult::FAILURE, lText));
-    EXPECT_EQ(TakeLog(), (Lines{{PriorityError, cEnable, lText}}));
+    EXPECT_EQ(TakeLog(), (Lines{{PriorityError, cBulkEnable, lText}}));
     EXPECT_EQ(mDevice.TakeCalls(),
               Join({cClaim, cReadConfig, {"ReadRegister(0xb838)", "WriteRegister(0xb838, 0x1fab)"}}));
     ExpectLeftOpen();
@@ -276,7 +276,7 @@ TEST_F(BulkIPEngineTest, ClosesWhenTheEnableBitsCannotBePutBack)
         mDevice.Fail(lSlot);
         EXPECT_THAT(mEngine.Close(), IsOK());
         EXPECT_EQ(TakeLog(),
-                  (Lines{{PriorityError, cEnable, "Failed to write value 0 to Intenable register."}}));
+                  (Lines{{PriorityError, cBulkEnable, "Failed to write value 0 to Intenable register."}}));
         EXPECT_FALSE(mEngine.IsOpened());
         EXPECT_TRUE(IsFree(KyDeviceSerialBulk0));
         mDevice.StopFailing();

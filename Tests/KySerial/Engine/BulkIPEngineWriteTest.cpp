@@ -12,8 +12,8 @@ using namespace KySerialLib;
 namespace
 {
 
-constexpr char cWrite[] = "KySerialLib::BulkIPEngine::Write";
-constexpr char cNotify[] = "KySerialLib::BulkIPEngine::NotifyEvent";
+constexpr char cBulkWrite[] = "KySerialLib::BulkIPEngine::Write";
+constexpr char cNotifyEvent[] = "KySerialLib::BulkIPEngine::NotifyEvent";
 constexpr std::chrono::milliseconds cLeast{299}; // for a chunk that is not confirmed
 constexpr uint32_t cUart = 1U << 12;
 constexpr uint32_t cI2C = 2U << 12;
@@ -103,17 +103,17 @@ TEST_F(BulkIPEngineWriteTest, SendsLongWritesInChunks)
     EXPECT_THAT(Write(Count(600)), IsOK());
     EXPECT_EQ(mWritten, 600U);
     EXPECT_EQ(mDevice.TakeCalls(), Chunks({256, 252, 92}));
-    const LogLine lEmpty{PriorityDebug, cNotify, "Tx fifo empty interrupt"};
-    const LogLine lPartial{PriorityDebug, cNotify, "Tx fifo partial empty interrupt"};
+    const LogLine lEmpty{PriorityDebug, cNotifyEvent, "Tx fifo empty interrupt"};
+    const LogLine lPartial{PriorityDebug, cNotifyEvent, "Tx fifo partial empty interrupt"};
     EXPECT_EQ(TakeLog(),
-              (Lines{{PriorityInfo, cWrite, "Sending 600 bytes of data over bulk port"},
-                     {PriorityDebug, cWrite, "Transmitting 256 byte chunk (0 bytes already sent)"},
+              (Lines{{PriorityInfo, cBulkWrite, "Sending 600 bytes of data over bulk port"},
+                     {PriorityDebug, cBulkWrite, "Transmitting 256 byte chunk (0 bytes already sent)"},
                      lEmpty,
                      lPartial,
-                     {PriorityDebug, cWrite, "Transmitting 252 byte chunk (256 bytes already sent)"},
+                     {PriorityDebug, cBulkWrite, "Transmitting 252 byte chunk (256 bytes already sent)"},
                      lEmpty,
                      lPartial,
-                     {PriorityDebug, cWrite, "Transmitting 92 byte chunk (508 bytes already sent)"},
+                     {PriorityDebug, cBulkWrite, "Transmitting 92 byte chunk (508 bytes already sent)"},
                      lEmpty,
                      lPartial}));
 }
@@ -158,11 +158,11 @@ TEST_F(BulkIPEngineWriteTest, EndsAfterAnEmptyChunkWhenTheThresholdLeavesNoRoom)
         EXPECT_EQ(mDevice.TakeCalls(), Chunks({lSize, 0}));
         EXPECT_EQ(mAsserts.Take(), Broken({"lBytesAllowed"}));
         Lines lLines = TakeLog();
-        std::erase(lLines, LogLine{PriorityDebug, cNotify, "Tx fifo empty interrupt"});
+        std::erase(lLines, LogLine{PriorityDebug, cNotifyEvent, "Tx fifo empty interrupt"});
         const std::string lSent = " byte chunk (" + std::to_string(lFirst) + " bytes already sent)";
         ASSERT_EQ(lLines.size(), 4U);
-        EXPECT_EQ(lLines[2], (LogLine{PriorityDebug, cWrite, "Transmitting 0" + lSent}));
-        EXPECT_EQ(lLines[3], (LogLine{PriorityError, cWrite, TimedOut(lFirst)}));
+        EXPECT_EQ(lLines[2], (LogLine{PriorityDebug, cBulkWrite, "Transmitting 0" + lSent}));
+        EXPECT_EQ(lLines[3], (LogLine{PriorityError, cBulkWrite, TimedOut(lFirst)}));
     }
 }
 
@@ -223,9 +223,10 @@ TEST_F(BulkIPEngineWriteTest, TimesOutBeforeTheSecondChunk)
     Forget();
     EXPECT_GE(TimeOf([this] { ExpectTimeOut(300, 256); }), cLeast);
     EXPECT_EQ(mDevice.TakeCalls(), Chunks({256}));
-    EXPECT_EQ(TakeLog(), (Lines{{PriorityInfo, cWrite, "Sending 300 bytes of data over bulk port"},
-                                {PriorityDebug, cWrite, "Transmitting 256 byte chunk (0 bytes already sent)"},
-                                {PriorityError, cWrite, TimedOut(256)}}));
+    EXPECT_EQ(TakeLog(),
+              (Lines{{PriorityInfo, cBulkWrite, "Sending 300 bytes of data over bulk port"},
+                     {PriorityDebug, cBulkWrite, "Transmitting 256 byte chunk (0 bytes already sent)"},
+                     {PriorityError, cBulkWrite, TimedOut(256)}}));
 }
 
 TEST_F(BulkIPEngineWriteTest, TimesOutWhenTheFifoDoesNotRunEmpty)
@@ -236,7 +237,7 @@ TEST_F(BulkIPEngineWriteTest, TimesOutWhenTheFifoDoesNotRunEmpty)
     EXPECT_GE(TimeOf([this] { ExpectTimeOut(10, 10); }), cLeast);
     DisableEveryPriority();
     ExpectTimeOut(3, 3); // all the same
-    EXPECT_EQ(mLog.Take().back(), (LogLine{PriorityError, cWrite, TimedOut(10)}));
+    EXPECT_EQ(mLog.Take().back(), (LogLine{PriorityError, cBulkWrite, TimedOut(10)}));
 }
 
 // Holds the event thread up in the middle of an interrupt that says two things.
@@ -282,8 +283,8 @@ TEST_F(BulkIPEngineWriteTest, LooksAtTheLastInterruptWhenThereIsNothingToSend)
     Forget();
     ExpectTimeOut(0, 0);
     EXPECT_EQ(mDevice.TakeCalls(), Calls{"IsConnected"});
-    EXPECT_EQ(TakeLog(), (Lines{{PriorityInfo, cWrite, "Sending 0 bytes of data over bulk port"},
-                                {PriorityError, cWrite, TimedOut(0)}}));
+    EXPECT_EQ(TakeLog(), (Lines{{PriorityInfo, cBulkWrite, "Sending 0 bytes of data over bulk port"},
+                                {PriorityError, cBulkWrite, TimedOut(0)}}));
     mDevice.SendEvent(0x9000, Words({cTxPartial}));
     ExpectTimeOut(0, 0);
     mDevice.SendEvent(0x9000, Words({cTxEmpty}));

@@ -10,13 +10,13 @@ using namespace KySerialLib;
 namespace
 {
 
-constexpr char cWrite[] = "KySerialLib::IRegisterSerialPort::WriteAndRead";
+constexpr char cWriteAndRead[] = "KySerialLib::IRegisterSerialPort::WriteAndRead";
 constexpr char cTransmitSPI[] = "KySerialLib::IRegisterSerialPort::TransmitSPI";
 constexpr char cSPIAssert[] = "aSize + (aSize%4) + 12 <= mDownstreamBufferLength";
 
 LogLine Sending(size_t aSize)
 {
-    return {PriorityInfo, cWrite,
+    return {PriorityInfo, cWriteAndRead,
             "IRegisterSerialPort::Write sending " + std::to_string(aSize) + " bytes of data"};
 }
 
@@ -208,7 +208,7 @@ TEST_F(IRegisterSerialPortWriteTest, RefusesAFeatureWithoutRoomAfterTheHeader)
                                   " is less than or equal to 8 header bytes!";
         EXPECT_THAT(Write({1}), IsResult(KyResult::BUFFER_TOO_SMALL, lText.c_str()));
         EXPECT_EQ(mWritten, 0U);
-        EXPECT_EQ(TakeLog(), (Lines{Sending(1), {PriorityError, cWrite, lText}}));
+        EXPECT_EQ(TakeLog(), (Lines{Sending(1), {PriorityError, cWriteAndRead, lText}}));
         EXPECT_EQ(mDevice.TakeCalls(), (Calls{"IsConnected", "GetRegisterLength(Bulk0DownstreamData)"}));
         EXPECT_THAT(Write({}), IsResult(KyResult::BUFFER_TOO_SMALL, lText.c_str())); // of nothing, too
         Forget();
@@ -228,9 +228,9 @@ TEST_F(IRegisterSerialPortWriteTest, PassesOnALengthThatCannotBeRead)
     mDevice.Fail(Slot::GetRegisterLength, KyResult(0x2222, "no length"));
     EXPECT_THAT(Write({1}), IsResult(0x2222, "no length"));
     EXPECT_EQ(mWritten, 0U);
-    EXPECT_EQ(TakeLog(),
-              (Lines{Sending(1),
-                     {PriorityError, cWrite, "IRegisterSerialPort::Write Downstream get register failed"}}));
+    EXPECT_EQ(TakeLog(), (Lines{Sending(1),
+                                {PriorityError, cWriteAndRead,
+                                 "IRegisterSerialPort::Write Downstream get register failed"}}));
     EXPECT_EQ(mDevice.TakeCalls(), (Calls{"IsConnected", "GetRegisterLength(Bulk0DownstreamData)"}));
     DisableEveryPriority();
     EXPECT_THAT(Write({1}), IsResult(0x2222, "no length"));

@@ -14,7 +14,7 @@ using namespace KySerialLib;
 namespace
 {
 
-constexpr char cOpen[] = "KyDeviceSerialPort::Open";
+constexpr char cPortOpen[] = "KyDeviceSerialPort::Open";
 constexpr char cNotClosed[] = "SerialPort not closed before deleting. Will close";
 
 class KyDeviceSerialPortTest : public EngineTest
@@ -78,11 +78,11 @@ TEST_F(KyDeviceSerialPortTest, RefusesInvalidAndUnknownPortsAndKeepsItsEngine)
     SetSize(77);
     EXPECT_THAT(mPort->Open(nullptr, KyDeviceSerialInvalid), IsResult(KyResult::BAD_PARAMETER, lText));
     EXPECT_THAT(Open(-1), IsResult(KyResult::BAD_PARAMETER, lText));
-    EXPECT_EQ(TakeLogOf("KyDeviceSerialPort"), Lines(2, LogLine{PriorityError, cOpen, lText}));
+    EXPECT_EQ(TakeLogOf("KyDeviceSerialPort"), Lines(2, LogLine{PriorityError, cPortOpen, lText}));
     for (const int lPort : {10, -2, 0x7FFFFFFF, -0x7FFFFFFF - 1})
     {
         EXPECT_THAT(Open(lPort), IsResult(KyResult::UNSUPPORTED, ""));
-        EXPECT_EQ(TakeLogOf("KyDeviceSerialPort"), (Lines{{PriorityFatal, cOpen, "Unknown port."}}));
+        EXPECT_EQ(TakeLogOf("KyDeviceSerialPort"), (Lines{{PriorityFatal, cPortOpen, "Unknown port."}}));
         EXPECT_EQ(mAsserts.Take(), Broken({"false"}));
     }
     EXPECT_EQ(mDevice.TakeCalls(), Calls());

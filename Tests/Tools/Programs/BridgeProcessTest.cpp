@@ -22,8 +22,6 @@ using testing::HasSubstr;
 namespace
 {
 
-const char* const cStatus = "STATUS READY ZOOM 0 FOCUS 1000 IRIS 100\r\n";
-
 class PtyBridgeTest : public testing::Test
 {
 protected:
@@ -44,7 +42,7 @@ TEST_F(PtyBridgeTest, ADialogueThroughEachKindOfPort)
     for (const char* const lPort : {"uart0", "bulk0", "bulk1"})
     {
         BridgeRun lBridge({"--port", lPort, "--pty", mLink});
-        EXPECT_EQ(TerminalUser(mLink).Ask("STATUS?\r\n", 41), cStatus) << lPort;
+        EXPECT_EQ(TerminalUser(mLink).Ask("STATUS?\r\n", 41), cLensStatus) << lPort;
         EXPECT_EQ(lBridge.End(), 0);
         EXPECT_EQ(lBridge.LastReport()["to_device"]["bytes"], 9);
         EXPECT_EQ(lBridge.LastReport()["from_device"]["bytes"], 41);
@@ -59,7 +57,7 @@ TEST_F(PtyBridgeTest, UsersAttachAndLeaveAndAttachAgain)
     BridgeRun lBridge({"--port", "bulk1", "--pty", mLink});
     for (int lUser = 0; lUser < 3; ++lUser)
     {
-        EXPECT_EQ(TerminalUser(mLink).Ask("STATUS?\r\n", 41), cStatus);
+        EXPECT_EQ(TerminalUser(mLink).Ask("STATUS?\r\n", 41), cLensStatus);
     }
     EXPECT_EQ(lBridge.End(), 0);
     EXPECT_EQ(lBridge.LastReport()["from_device"]["bytes"], 3 * 41);
@@ -85,7 +83,7 @@ TEST_F(PtyBridgeTest, LineSettingsBecomeTheDevices)
 {
     BridgeRun lBridge(
         {"--port", "uart0", "--pty", mLink, "--baud", "115200", "--parity", "even", "--stop", "2"});
-    EXPECT_EQ(TerminalUser(mLink).Ask("STATUS?\r\n", 41), cStatus);
+    EXPECT_EQ(TerminalUser(mLink).Ask("STATUS?\r\n", 41), cLensStatus);
     EXPECT_EQ(lBridge.End(), 0);
     EXPECT_EQ(lBridge.LastReport()["baud_rate"], 115200);
     EXPECT_THAT(lBridge.mTool.Error(), HasSubstr(", 115200 8E2; "));
@@ -95,18 +93,18 @@ TEST_F(PtyBridgeTest, TheRateFollowsTheUserUnlessItIsGiven)
 {
     {
         BridgeRun lBridge({"--port", "bulk1", "--pty", mLink});
-        EXPECT_EQ(TerminalUser(mLink).Ask("STATUS?\r\n", 41), cStatus);
+        EXPECT_EQ(TerminalUser(mLink).Ask("STATUS?\r\n", 41), cLensStatus);
         EXPECT_EQ(lBridge.LastReport()["baud_rate"], 9600); // what the camera has
         TerminalUser lUser(mLink);
         lUser.Choose(57600);
         EXPECT_TRUE(lBridge.mTool.WaitForOutput("\"baud_rate\":57600")) << lBridge.mTool.Output();
-        EXPECT_EQ(lUser.Ask("STATUS?\r\n", 41), cStatus);
+        EXPECT_EQ(lUser.Ask("STATUS?\r\n", 41), cLensStatus);
         EXPECT_EQ(lBridge.End(), 0);
     }
     BridgeRun lBridge({"--port", "bulk1", "--pty", mLink, "--baud", "115200"});
     TerminalUser lUser(mLink);
     lUser.Choose(57600);
-    EXPECT_EQ(lUser.Ask("STATUS?\r\n", 41), cStatus);
+    EXPECT_EQ(lUser.Ask("STATUS?\r\n", 41), cLensStatus);
     EXPECT_EQ(lBridge.End(), 0);
     EXPECT_EQ(lBridge.LastReport()["baud_rate"], 115200);
 }
@@ -197,7 +195,7 @@ TEST_F(PtyBridgeTest, LogHasBothDirections)
     const std::string lLog = Process::TemporaryFile(".log");
     {
         BridgeRun lBridge({"--port", "bulk1", "--pty", mLink, "--log", lLog});
-        EXPECT_EQ(TerminalUser(mLink).Ask("STATUS?\r\n", 41), cStatus);
+        EXPECT_EQ(TerminalUser(mLink).Ask("STATUS?\r\n", 41), cLensStatus);
         EXPECT_EQ(lBridge.End(), 0);
     }
     EXPECT_THAT(ReadFile(lLog),
@@ -255,7 +253,7 @@ TEST_F(PtyBridgeTest, ADeviceThatIsBackHasItsSettingsAndTheUserIsStillThere)
                        "160", "--sim-back", "200", "--log", lLog});
     TerminalUser lUser(mLink);
     EXPECT_TRUE(lBridge.mTool.WaitForOutput("\"reconnections\":1"));
-    EXPECT_EQ(lUser.Ask("STATUS?\r\n", 41), cStatus);
+    EXPECT_EQ(lUser.Ask("STATUS?\r\n", 41), cLensStatus);
     EXPECT_EQ(lBridge.End(), 0);
     EXPECT_THAT(ReadFile(lLog), MatchesPattern("[^!]*! the device is gone\n"
                                                "[^!]*! the device is back; 0 bytes to it are lost\n[^!]*"));
@@ -288,7 +286,7 @@ TEST_F(PtyBridgeTest, ATerminalGetsAStatusLine)
     ASSERT_TRUE(lTool.Start(
         "kyserial", {"bridge", "--port", "uart0", "--pty", mLink, "--stats-interval", "100"}, lFiles));
     EXPECT_TRUE(lTool.WaitForTerminal("\ruart0 9600 bit/s, to device 0 bytes 0/s, from device 0 bytes 0/s"));
-    EXPECT_EQ(TerminalUser(mLink).Ask("STATUS?\r\n", 41), cStatus);
+    EXPECT_EQ(TerminalUser(mLink).Ask("STATUS?\r\n", 41), cLensStatus);
     EXPECT_TRUE(lTool.WaitForTerminal("to device 9 bytes"));
     EXPECT_TRUE(lTool.AskToEnd());
     EXPECT_EQ(lTool.Wait(), 0);

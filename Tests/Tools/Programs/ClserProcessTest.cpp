@@ -19,8 +19,6 @@ using testing::Not;
 namespace
 {
 
-const char* const cStatus = "STATUS READY ZOOM 0 FOCUS 1000 IRIS 100\r\n";
-
 class ClserProcessTest : public testing::Test
 {
 protected:
@@ -47,9 +45,9 @@ protected:
 TEST_F(ClserProcessTest, AClientTalksToTheDeviceAtTheRateItWants)
 {
     BridgeRun lBridge({"--port", "bulk0", "--clser", mName});
-    const ToolResult lResult = RunTerm({"--baud", "38400"}, "STATUS?\r\n", cStatus);
+    const ToolResult lResult = RunTerm({"--baud", "38400"}, "STATUS?\r\n", cLensStatus);
     EXPECT_EQ(lResult.mStatus, 0);
-    EXPECT_EQ(lResult.mOutput, cStatus);
+    EXPECT_EQ(lResult.mOutput, cLensStatus);
     EXPECT_EQ(lResult.mError, "sent 9 bytes, received 41 bytes\n");
     EXPECT_TRUE(lBridge.mTool.WaitForOutput("\"from_device\":{\"bytes\":41,"));
     EXPECT_EQ(lBridge.End(), 0);
@@ -134,7 +132,7 @@ TEST_F(ClserProcessTest, AServerCanOfferOneRate)
     EXPECT_EQ(lOther.mStatus, 1);
     EXPECT_EQ(lOther.mError, "kyserial: --baud 38400: CL_ERR_BAUD_RATE_NOT_SUPPORTED (-10008): The baud rate "
                              "is not supported. The server offers 57600.\n");
-    EXPECT_EQ(RunTerm({}, "STATUS?\r\n", cStatus).mStatus, 0);
+    EXPECT_EQ(RunTerm({}, "STATUS?\r\n", cLensStatus).mStatus, 0);
     EXPECT_EQ(lBridge.End(), 0);
     EXPECT_EQ(lBridge.LastReport()["baud_rate"], 57600);
 }
@@ -245,7 +243,7 @@ TEST_F(ClserProcessTest, LogHasBothDirections)
 {
     const std::string lLog = Process::TemporaryFile(".log");
     BridgeRun lBridge({"--port", "bulk0", "--clser", mName});
-    EXPECT_EQ(RunTerm({"--log", lLog}, "STATUS?\r\n", cStatus).mStatus, 0);
+    EXPECT_EQ(RunTerm({"--log", lLog}, "STATUS?\r\n", cLensStatus).mStatus, 0);
     EXPECT_THAT(ReadFile(lLog), HasSubstr("> 53 54 41 54 55 53 3f 0d 0a"));
     EXPECT_THAT(ReadFile(lLog), HasSubstr("< 53"));
     std::remove(lLog.c_str());
@@ -264,7 +262,7 @@ TEST_F(ClserProcessTest, KeysGoToTheServerUntilTheEscapeKey)
     ASSERT_TRUE(lTool.Start("kyserial", {"clser", "term", mName}, lFiles));
     ASSERT_TRUE(lTool.WaitForError(mName + "; Ctrl-] ? shows the keys, Ctrl-] q leaves\n"));
     ASSERT_TRUE(lTool.Feed("STATUS?\r"));
-    EXPECT_TRUE(lTool.WaitForOutput(cStatus));
+    EXPECT_TRUE(lTool.WaitForOutput(cLensStatus));
     ASSERT_TRUE(lTool.Feed("\x1Dq"));
     EXPECT_EQ(lTool.Wait(), 0);
 }

@@ -11,8 +11,6 @@ using namespace KyTest;
 namespace
 {
 
-const char* const cStatus = "STATUS READY ZOOM 0 FOCUS 1000 IRIS 100\r\n";
-
 class HostBridgeTest : public HostLinkTest<testing::Test>
 {
 protected:
@@ -38,7 +36,7 @@ TEST_F(HostBridgeTest, ADialogueWithTheDevice)
 {
     BridgeRun lBridge(With({"--port", "uart0", "--baud", "115200"}));
     EXPECT_EQ(mLink->Write("STATUS?\r\n"), 9U);
-    EXPECT_EQ(mLink->Read(41), cStatus);
+    EXPECT_EQ(mLink->Read(41), cLensStatus);
     EXPECT_EQ(lBridge.End(), 0);
     EXPECT_EQ(lBridge.LastReport()["to_device"]["bytes"], 9);
     EXPECT_EQ(lBridge.LastReport()["baud_rate"], 115200);
@@ -70,7 +68,7 @@ TEST_F(HostBridgeTest, ThePortCanBeBridgedAgainAfterwards)
     {
         BridgeRun lBridge(With({"--port", "bulk1"}));
         EXPECT_EQ(mLink->Write("STATUS?\r\n"), 9U);
-        EXPECT_EQ(mLink->Read(41), cStatus);
+        EXPECT_EQ(mLink->Read(41), cLensStatus);
         EXPECT_EQ(lBridge.End(), 0);
     }
 }

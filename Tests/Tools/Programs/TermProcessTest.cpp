@@ -15,8 +15,6 @@ using testing::HasSubstr;
 namespace
 {
 
-const char* const cStatus = "STATUS READY ZOOM 0 FOCUS 1000 IRIS 100\r\n";
-
 std::string AllBytes(size_t aCount)
 {
     std::string lText;
@@ -49,9 +47,9 @@ TEST(TermProcessTest, PrintsTheLensControllersAnswer)
 {
     for (const char* const lPort : {"uart0", "bulk0", "bulk1"})
     {
-        const ToolResult lResult = RunTerm({"--port", lPort}, "STATUS?\r\n", cStatus);
+        const ToolResult lResult = RunTerm({"--port", lPort}, "STATUS?\r\n", cLensStatus);
         EXPECT_EQ(0, lResult.mStatus) << lPort;
-        EXPECT_EQ(cStatus, lResult.mOutput) << lPort;
+        EXPECT_EQ(cLensStatus, lResult.mOutput) << lPort;
         EXPECT_EQ("sent 9 bytes, received 41 bytes\n", lResult.mError) << lPort;
     }
 }
@@ -59,9 +57,9 @@ TEST(TermProcessTest, PrintsTheLensControllersAnswer)
 TEST(TermProcessTest, Bulk0WorksThroughFeaturesToo)
 {
     const ToolResult lResult =
-        RunTerm({"--port", "bulk0", "--sim-no-uart-registers"}, "STATUS?\r\n", cStatus);
+        RunTerm({"--port", "bulk0", "--sim-no-uart-registers"}, "STATUS?\r\n", cLensStatus);
     EXPECT_EQ(0, lResult.mStatus);
-    EXPECT_EQ(cStatus, lResult.mOutput);
+    EXPECT_EQ(cLensStatus, lResult.mOutput);
 }
 
 TEST(TermProcessTest, PassesEveryByteInOrderAndLosesNone)
@@ -92,7 +90,7 @@ TEST(TermProcessTest, TakesAnswersThatComeAfterTheEndOfTheInput)
 {
     const ToolResult lResult = RunTool({"term", "--port", "uart0", "--quiet-time", "3000"}, "STATUS?\r\n");
     EXPECT_EQ(0, lResult.mStatus);
-    EXPECT_EQ(cStatus, lResult.mOutput);
+    EXPECT_EQ(cLensStatus, lResult.mOutput);
 }
 
 TEST(TermProcessTest, EmptyInputEndsAfterTheQuietTime)
@@ -117,7 +115,7 @@ TEST(TermProcessTest, HexShowsWhatComesAsADump)
 TEST(TermProcessTest, LogHasBothDirectionsWithTimes)
 {
     const std::string lLog = Process::TemporaryFile(".log");
-    EXPECT_EQ(0, RunTerm({"--port", "bulk1", "--log", lLog}, "STATUS?\r\n", cStatus).mStatus);
+    EXPECT_EQ(0, RunTerm({"--port", "bulk1", "--log", lLog}, "STATUS?\r\n", cLensStatus).mStatus);
     const std::string lText = ReadFile(lLog);
     EXPECT_THAT(lText,
                 MatchesPattern("....-..-..T..:..:..\\.......Z > 53 54 41 54 55 53 3f 0d 0a +STATUS\\?\\.\\.\n"
@@ -184,7 +182,7 @@ TEST(TermProcessTest, ShowsWhatComesWhileTheInputIsStillOpen)
     lFiles.mInput = Process::Input::Pipe;
     ASSERT_TRUE(lTool.Start("kyserial", {"term", "--port", "uart0", "--quiet-time", "100"}, lFiles));
     ASSERT_TRUE(lTool.Feed("STATUS?\r\n"));
-    EXPECT_TRUE(lTool.WaitForOutput(cStatus));
+    EXPECT_TRUE(lTool.WaitForOutput(cLensStatus));
     ASSERT_TRUE(lTool.Feed("ID?\r\n"));
     EXPECT_TRUE(lTool.WaitForOutput("KYLENS"));
     lTool.CloseInput();
@@ -266,9 +264,9 @@ TEST(TermProcessTest, AFileIsSentBeforeTheInput)
 
 TEST(TermProcessTest, ALineIsSet)
 {
-    EXPECT_EQ(cStatus, RunTerm({"--port", "uart0", "--baud", "115200", "--parity", "even", "--stop", "2"},
-                               "STATUS?\r\n", cStatus)
-                           .mOutput);
+    EXPECT_EQ(cLensStatus, RunTerm({"--port", "uart0", "--baud", "115200", "--parity", "even", "--stop", "2"},
+                                   "STATUS?\r\n", cLensStatus)
+                               .mOutput);
     const ToolResult lResult = RunTool({"term", "--port", "uart0", "--bits", "7"});
     EXPECT_EQ(1, lResult.mStatus);
     EXPECT_THAT(lResult.mError, HasSubstr("the device's ports have 8 data bits"));
@@ -299,7 +297,7 @@ TEST(TermProcessTest, ReconnectGoesOnWhenTheDeviceIsBack)
 TEST(TermProcessTest, LogForNetworkAnalysersIsPcapng)
 {
     const std::string lLog = Process::TemporaryFile(".pcapng");
-    EXPECT_EQ(0, RunTerm({"--port", "bulk1", "--log", lLog}, "STATUS?\r\n", cStatus).mStatus);
+    EXPECT_EQ(0, RunTerm({"--port", "bulk1", "--log", lLog}, "STATUS?\r\n", cLensStatus).mStatus);
     EXPECT_EQ("\x0A\x0D\x0D\x0A", ReadFile(lLog).substr(0, 4));
     EXPECT_THAT(ReadFile(lLog), HasSubstr("STATUS?\r\n"));
     std::remove(lLog.c_str());
@@ -348,7 +346,7 @@ TEST_F(InteractiveTermTest, KeysGoToThePortUntilTheEscapeKey)
     Start({"term", "--port", "uart0"});
     EXPECT_EQ("uart0 of sim; Ctrl-] ? shows the keys, Ctrl-] q leaves\n", mTool.Error());
     ASSERT_TRUE(mTool.Feed("STATUS?\r"));
-    EXPECT_TRUE(mTool.WaitForOutput(cStatus));
+    EXPECT_TRUE(mTool.WaitForOutput(cLensStatus));
     Leave();
     EXPECT_THAT(mTool.Error(), HasSubstr("sent 8 bytes, received 41 bytes\n"));
     EXPECT_EQ("", mTool.TerminalText()) << "keys are not echoed";

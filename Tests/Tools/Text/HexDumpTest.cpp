@@ -9,7 +9,7 @@ using namespace KySerialTool;
 namespace
 {
 
-std::vector<uint8_t> Bytes(const std::string& aText)
+std::vector<uint8_t> TextBytes(const std::string& aText)
 {
     return {aText.begin(), aText.end()};
 }
@@ -17,7 +17,7 @@ std::vector<uint8_t> Bytes(const std::string& aText)
 TEST(HexDumpTest, ShowsOffsetNumbersAndCharacters)
 {
     HexDump lDump;
-    const auto lBytes = Bytes("ABCDEFGHIJKLMNOP");
+    const auto lBytes = TextBytes("ABCDEFGHIJKLMNOP");
     EXPECT_EQ("00000000  41 42 43 44 45 46 47 48 49 4a 4b 4c 4d 4e 4f 50  |ABCDEFGHIJKLMNOP|\n",
               lDump.Add(lBytes.data(), lBytes.size()));
 }
@@ -25,7 +25,7 @@ TEST(HexDumpTest, ShowsOffsetNumbersAndCharacters)
 TEST(HexDumpTest, KeepsAPartOfALineUntilItIsFullOrFlushed)
 {
     HexDump lDump;
-    const auto lBytes = Bytes("0123456789");
+    const auto lBytes = TextBytes("0123456789");
     EXPECT_EQ("", lDump.Add(lBytes.data(), lBytes.size()));
     EXPECT_EQ("00000000  30 31 32 33 34 35 36 37 38 39 30 31 32 33 34 35  |0123456789012345|\n",
               lDump.Add(lBytes.data(), lBytes.size()));
@@ -36,7 +36,7 @@ TEST(HexDumpTest, KeepsAPartOfALineUntilItIsFullOrFlushed)
 TEST(HexDumpTest, GoesOnAfterAFlushWithTheRightOffset)
 {
     HexDump lDump;
-    const auto lBytes = Bytes("\r\n");
+    const auto lBytes = TextBytes("\r\n");
     lDump.Add(lBytes.data(), lBytes.size());
     lDump.Flush();
     lDump.Add(lBytes.data(), lBytes.size());

@@ -30,7 +30,7 @@ namespace Http = boost::beast::http;
 using Asio::ip::tcp;
 using Error = boost::system::error_code;
 
-constexpr std::chrono::seconds cPatience(5);
+constexpr std::chrono::seconds cClientPatience(5);
 constexpr uint32_t cMostBytes = 8192;
 constexpr int cMostSessions = 32;
 
@@ -109,7 +109,7 @@ private:
         // Limits of size and time: a request that never ends must not keep one of the few places.
         lSession->mParser->body_limit(cMostBytes);
         lSession->mParser->header_limit(cMostBytes);
-        lSession->mStream.expires_after(cPatience);
+        lSession->mStream.expires_after(cClientPatience);
         Http::async_read(lSession->mStream, lSession->mBuffer, *lSession->mParser,
                          [lThis = shared_from_this(), lSession](const Error& aError, size_t)
                          {
@@ -161,7 +161,7 @@ private:
         lResponse.keep_alive(false); // a browser would keep several of the few places
         lResponse.body() = std::move(lAnswer.mText);
         lResponse.prepare_payload();
-        aSession->mStream.expires_after(cPatience);
+        aSession->mStream.expires_after(cClientPatience);
         Http::async_write(aSession->mStream, lResponse,
                           [aSession](const Error&, size_t)
                           {
