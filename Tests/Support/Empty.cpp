@@ -1,5 +1,0 @@
-// Something to compile the shared headers for.
-int main()
-{
-    return 0;
-}

@@ -1,0 +1,5 @@
+// Something to compile precompiled headers for.
+int main()
+{
+    return 0;
+}
