@@ -49,7 +49,7 @@ struct File
 };
 
 // A number that the system gave out; those of a slot differ, so that one that was closed is known.
-struct Opened
+struct OpenFile
 {
     File* mFile = nullptr;
     unsigned mTurn = 0;
@@ -68,7 +68,7 @@ uid_t gNumber = 0;
 std::string gFolder;
 ino_t gLastFile = 0;
 std::vector<Name> gNames;
-std::array<Opened, cSlots> gOpened;
+std::array<OpenFile, cSlots> gOpened;
 std::vector<unsigned> gFreeSlots;
 
 int Fail(int aError)
@@ -119,10 +119,10 @@ std::vector<Name>::iterator FindName(const char* aName)
     return lName;
 }
 
-Opened& GetOpened(int aNumber)
+OpenFile& GetOpened(int aNumber)
 {
     const auto lPlace = static_cast<unsigned>(aNumber - cFirst);
-    Opened& lOpened = gOpened[lPlace % cSlots];
+    OpenFile& lOpened = gOpened[lPlace % cSlots];
     KY_REQUIRE(aNumber >= cFirst && lOpened.mFile != nullptr && lOpened.mTurn == lPlace / cSlots);
     return lOpened;
 }
@@ -151,7 +151,7 @@ int Open(int aFolder, const char* aName, int aFlags, mode_t /*aMode*/)
     KY_REQUIRE(!gFreeSlots.empty());
     const unsigned lSlot = gFreeSlots.back();
     gFreeSlots.pop_back();
-    Opened& lOpened = gOpened[lSlot];
+    OpenFile& lOpened = gOpened[lSlot];
     lOpened.mTurn = (lOpened.mTurn + 1) % cTurns;
     lOpened.mFile = lFile;
     ++lFile->mOpened;
@@ -166,7 +166,7 @@ void DeleteIfUnused(File* aFile)
     }
 }
 
-void Unlock(Opened& aOpened)
+void Unlock(OpenFile& aOpened)
 {
     aOpened.mFile->mHolders -= aOpened.mShares ? 1 : 0;
     aOpened.mFile->mAlone = aOpened.mFile->mAlone && !aOpened.mHasAlone;
@@ -178,7 +178,7 @@ int Close(int aNumber)
 {
     if (aNumber != cFolderNumber)
     {
-        Opened& lOpened = GetOpened(aNumber);
+        OpenFile& lOpened = GetOpened(aNumber);
         Unlock(lOpened);
         File* const lFile = std::exchange(lOpened.mFile, nullptr);
         --lFile->mOpened;
@@ -227,7 +227,7 @@ int SetMode(int /*aNumber*/, mode_t /*aMode*/)
 
 int LockFile(int aNumber, int aHow)
 {
-    Opened& lOpened = GetOpened(aNumber);
+    OpenFile& lOpened = GetOpened(aNumber);
     File& lFile = *lOpened.mFile;
     const bool lAlone = (aHow & LOCK_EX) != 0;
     const int lOthers = lFile.mHolders - (lOpened.mShares ? 1 : 0);
