@@ -108,6 +108,7 @@ TEST_F(BridgeCOMHostTest, AStopCountsWhatAHostThatDoesNotReadHasNotTaken)
     KySerialBridgeFlow lFromDevice;
     mBridge->SetFinalFlows(&lToDevice, &lFromDevice);
     Start();
+    mLink->StopReading();
     constexpr uint64_t cMany = 300;
     for (uint64_t lIndex = 0; lIndex < cMany; ++lIndex)
     {
@@ -195,6 +196,7 @@ TEST_F(BridgeCOMHostTest, AVanishedHostPortIsLoggedAndWorksWhenItIsBack)
 TEST_F(BridgeCOMHostTest, AHostThatDoesNotReadCanWrite)
 {
     Start();
+    mLink->StopReading();
     for (int lTurn = 0; lTurn < 100; ++lTurn)
     {
         SendFromDevice(std::string(512, 'x')); // more than the way to the host holds

@@ -32,6 +32,10 @@ public:
     /// Receives from the port, for aTimeout milliseconds at most. \return What came; shorter after the time.
     std::string Read(size_t aCount, uint32_t aTimeout = 60000);
 
+    /// The other end takes nothing any more, as a program that has stopped to read: what comes stays in the system, which
+    /// has room for a few kilobytes.
+    void StopReading();
+
     /// Pulls the other end out: the port's device vanishes.
     void Vanish();
     /// Whether a port that has vanished can come back under its name while it is open.

@@ -93,6 +93,8 @@ size_t HostLink::Write(const std::string& aBytes)
     return lDone;
 }
 
+void HostLink::StopReading() {} // Read() alone takes what has come
+
 std::string HostLink::Read(size_t aCount, uint32_t aTimeout)
 {
     const auto lEnd = std::chrono::steady_clock::now() + std::chrono::milliseconds(aTimeout);

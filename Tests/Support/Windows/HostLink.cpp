@@ -24,7 +24,8 @@ using KyPlatform::HostTransfer;
 struct HostLink::End
 {
     HostSerialPort mPort;
-    KyPlatform::StopEvent mStop;
+    KyPlatform::StopEvent mReadStop;
+    KyPlatform::StopEvent mWriteStop; // never set: a write ends by the port's time-out
     std::mutex mMutex;
     std::condition_variable mMore;
     std::string mBytes;
@@ -35,7 +36,7 @@ struct HostLink::End
         std::array<char, 4096> lPart{};
         for (;;)
         {
-            const auto lRead = mPort.Read(lPart.data(), static_cast<uint32_t>(lPart.size()), mStop);
+            const auto lRead = mPort.Read(lPart.data(), static_cast<uint32_t>(lPart.size()), mReadStop);
             if (lRead.mEnd == HostTransfer::Stopped)
             {
                 return;
@@ -75,7 +76,7 @@ HostLink::HostLink() : mEnd(std::make_unique<End>())
     KyPlatform::HostLine lLine;
     lLine.mBaudRate = 115200;
     if (!lOpen || !mEnd->mPort.SetTimeouts() || !mEnd->mPort.ReadLine() || !mEnd->mPort.SetLine(lLine) ||
-        !mEnd->mStop.Create())
+        !mEnd->mReadStop.Create() || !mEnd->mWriteStop.Create())
     {
         throw std::runtime_error("no COM port");
     }
@@ -88,8 +89,16 @@ HostLink::HostLink() : mEnd(std::make_unique<End>())
 
 HostLink::~HostLink()
 {
-    mEnd->mStop.Set();
-    mEnd->mReader.join();
+    StopReading();
+}
+
+void HostLink::StopReading()
+{
+    mEnd->mReadStop.Set();
+    if (mEnd->mReader.joinable())
+    {
+        mEnd->mReader.join();
+    }
 }
 
 // What runs the program does it, once it finds the file.
@@ -111,7 +120,7 @@ size_t HostLink::Write(const std::string& aBytes)
     while (lDone < aBytes.size())
     {
         const auto lPart = static_cast<uint32_t>(std::min<size_t>(aBytes.size() - lDone, 256));
-        const auto lWritten = mEnd->mPort.Write(aBytes.data() + lDone, lPart, mEnd->mStop);
+        const auto lWritten = mEnd->mPort.Write(aBytes.data() + lDone, lPart, mEnd->mWriteStop);
         lDone += lWritten.mBytes;
         if (lWritten.mBytes < lPart)
         {
