@@ -33,7 +33,10 @@ for preset in "${presets[@]}"; do
   mkdir -p "$log"
   rm -rf "$log/report.xml" "$log/report-again.xml" "$log/cases" "$log/cases-again" "$log/cases-first"
   printf '== %s: building\n' "$preset"
-  if ! { cmake --preset "$preset" && cmake --build --preset "$preset" -j "$jobs"; } >"$log/build.log" 2>&1; then
+  options=()
+  # Nobody debugs the programs of CI. Lines, which reports of crashes name, take the compiler a tenth less time than variables.
+  [ "$preset" != dev ] || [ -z "${KYSERIAL_CI:-}" ] || options=(-DCMAKE_C_FLAGS_DEBUG=-g1 -DCMAKE_CXX_FLAGS_DEBUG=-g1)
+  if ! { cmake --preset "$preset" "${options[@]}" && cmake --build --preset "$preset" -j "$jobs"; } >"$log/build.log" 2>&1; then
     tail -n 60 "$log/build.log"
     printf '== %s: the build failed\n' "$preset"
     broken=$((broken + 1))
