@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <cstring>
 #include <new>
+#include <system_error>
 
 using KySerialCLib::AdapterObjectCall;
 using KySerialCLib::FinishCall;
@@ -36,6 +37,11 @@ KyCode Run(const Body& aBody) noexcept
     catch (const std::bad_alloc&)
     {
         return FinishCall(KyResult(KY_FAILURE, "Out of memory."));
+    }
+    // A camera has a thread of its own for the time that its lines take.
+    catch (const std::system_error&)
+    {
+        return FinishCall(KyResult(KY_FAILURE, "The system has no thread for the camera."));
     }
 }
 

@@ -40,7 +40,9 @@ std::atomic<int> gCalls{0};
 
 bool IsRefused(Kind aKind, int aError)
 {
-    if (aKind != gKind || !gBegun || ++gCalls != gRefused)
+    // No program has a thread before main(), and not every program asks the question that main() begins with.
+    const bool lBegun = gBegun || aKind == Kind::Thread;
+    if (aKind != gKind || !lBegun || ++gCalls != gRefused)
     {
         return false;
     }

@@ -23,6 +23,7 @@ struct Case
     std::string mProgram;
     std::vector<std::string> mArguments;
     std::string mInput;
+    std::string mSays = mProgram + ": "; ///< Part of what it says of a failure.
 
     friend void PrintTo(const Case& aCase, std::ostream* aStream) { *aStream << aCase.mName; }
 };
@@ -68,8 +69,7 @@ protected:
         EXPECT_EQ(aError.find("terminate called"), std::string::npos) << aRefuse << '\n' << aError;
         if (aStatus == 1)
         {
-            EXPECT_NE(aError.find(GetParam().mProgram + ": "), std::string::npos) << aRefuse << '\n'
-                                                                                  << aError;
+            EXPECT_NE(aError.find(GetParam().mSays), std::string::npos) << aRefuse << '\n' << aError;
         }
     }
 
@@ -108,6 +108,22 @@ TEST_P(ShortageTest, RefusedDescriptorsEndTheProgramInOrder)
 {
     Sweep("descriptor");
 }
+
+/// A program in C that uses a camera of the library.
+class CameraShortageTest : public ShortageTest
+{
+};
+
+TEST_P(CameraShortageTest, RefusedThreadsAreAFailureOfTheCamera)
+{
+    Sweep("thread");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Programs, CameraShortageTest,
+    testing::Values(Case{
+        "SerialPortC", "ExampleSerialPortC", {}, "", "FAILURE The system has no thread for the camera."}),
+    [](const auto& aInfo) { return aInfo.param.mName; });
 
 INSTANTIATE_TEST_SUITE_P(
     Programs, ShortageTest,

@@ -63,7 +63,7 @@ extern "C"
     /// \param aOptions  Null: the default.
     /// \param aCamera  Receives it; 0 on a failure.
     /// \return KY_OK. KY_BAD_PARAMETER: no place for the handle, another size, or an unknown transport.
-    ///         KY_FAILURE: out of memory.
+    ///         KY_FAILURE: out of memory, or the system has no thread for the camera.
     KYSIMULATORC_API KyCode KySimCameraCreate(const KySimOptions* aOptions, KySimCameraHandle* aCamera);
 
     /// Ends a camera; a program that still has its adapter sees it disconnected. Waits for calls of the adapter's
