@@ -13,6 +13,8 @@ namespace
 /// How much longer than needed an announced time is: the acknowledge has to arrive within it.
 constexpr std::chrono::milliseconds cPendingMargin{100};
 
+constexpr size_t cRegisterBytes = 4;
+
 bool Equal(Bytes aOne, Bytes aOther)
 {
     return std::equal(aOne.begin(), aOne.end(), aOther.begin(), aOther.end());
@@ -51,13 +53,13 @@ bool GvcpServer::IsController(const Endpoint& aFrom) const
     return IsControlled() && mController == aFrom;
 }
 
-bool GvcpServer::MayRead(const Endpoint& aFrom, uint32_t aAddress) const
+bool GvcpServer::MayRead(const Endpoint& aFrom, uint32_t aAddress, size_t aCount) const
 {
     const uint32_t lPrivilege = mRegisters.GetBootstrap().Get(cControlPrivilegeRegister);
     // Under exclusive access others may still read the privilege itself: that is how they see that the camera is
     // taken.
     return (lPrivilege & cExclusiveAccess) == 0 || IsController(aFrom) ||
-           aAddress == cControlPrivilegeRegister;
+           (aAddress == cControlPrivilegeRegister && aCount <= cRegisterBytes);
 }
 
 void GvcpServer::Handle(const Endpoint& aFrom, Bytes aPacket, Time aNow)
@@ -386,8 +388,9 @@ Packet GvcpServer::ReadRegisters(const Endpoint& aFrom, const CommandView& aComm
     {
         const uint32_t lAddress = lReader.Take32();
         uint32_t lValue = 0;
-        const Status lStatus = MayRead(aFrom, lAddress) ? mRegisters.ReadRegister(lAddress, lValue).mStatus
-                                                        : Status::AccessDenied;
+        const Status lStatus = MayRead(aFrom, lAddress, cRegisterBytes)
+                                   ? mRegisters.ReadRegister(lAddress, lValue).mStatus
+                                   : Status::AccessDenied;
         // One register that cannot be read refuses the whole command: the acknowledge has one status for all
         // of them.
         if (lStatus != Status::Ok)
@@ -429,8 +432,9 @@ Packet GvcpServer::ReadMemory(const Endpoint& aFrom, const CommandView& aCommand
     static_cast<void>(lReader.Take16()); // reserved
     const size_t lCount = lReader.Take16();
     Buffer lData;
-    const Status lStatus = MayRead(aFrom, lAddress) ? mRegisters.ReadMemory(lAddress, lCount, lData).mStatus
-                                                    : Status::AccessDenied;
+    const Status lStatus = MayRead(aFrom, lAddress, lCount)
+                               ? mRegisters.ReadMemory(lAddress, lCount, lData).mStatus
+                               : Status::AccessDenied;
     // The answer repeats the address: clients that read in pieces tell them apart by it.
     return lStatus == Status::Ok ? Success(aCommand).Add32(lAddress).Add(lData) : Refusal(lStatus, aCommand);
 }

@@ -130,7 +130,7 @@ private:
     Status WriteWord(const KyGvcp::Endpoint& aFrom, uint32_t aAddress, uint32_t aValue);
     Status WriteWords(const KyGvcp::Endpoint& aFrom, uint32_t aAddress, KyGvcp::Bytes aData);
     Status SetPrivilege(const KyGvcp::Endpoint& aFrom, uint32_t aValue);
-    bool MayRead(const KyGvcp::Endpoint& aFrom, uint32_t aAddress) const;
+    bool MayRead(const KyGvcp::Endpoint& aFrom, uint32_t aAddress, size_t aCount) const;
     bool IsController(const KyGvcp::Endpoint& aFrom) const;
     bool IsControlled() const;
     ChannelSettings GetChannel() const;

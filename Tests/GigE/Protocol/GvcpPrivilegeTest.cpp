@@ -52,6 +52,9 @@ TEST_F(GvcpPrivilegeTest, ExclusiveAccessKeepsOthersFromReading)
     EXPECT_EQ(cAccessDenied, Read(cInterruptEnable, cOther).mStatus);
     EXPECT_EQ(cAccessDenied, Ask(MakeReadMemory(NextID(), 0, 4), cOther).mStatus);
     EXPECT_EQ(cSuccess, Read(cControlPrivilegeRegister, cOther).mStatus);
+    EXPECT_EQ(cSuccess, Ask(MakeReadMemory(NextID(), cControlPrivilegeRegister, 4), cOther).mStatus);
+    EXPECT_EQ(cAccessDenied, Ask(MakeReadMemory(NextID(), cControlPrivilegeRegister, 8), cOther).mStatus)
+        << "the registers after it are not to be read";
     EXPECT_EQ(cSuccess, Read(cInterruptEnable).mStatus);
 }
 
