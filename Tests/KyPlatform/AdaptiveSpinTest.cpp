@@ -126,9 +126,10 @@ TEST_F(AdaptiveSpinTest, SpinsNoMoreWhereOnlyTheYieldPays)
         return Clock::now() - lBegin >= std::chrono::microseconds(2);
     };
     bool lDone = false;
-    for (int lTurn = 0; lTurn < 100 && !lDone;
-         ++lTurn) // again when something else had the processor meanwhile
+    // Again when something else had the processor meanwhile, and with nothing learnt from that.
+    for (int lTurn = 0; lTurn < 100 && !lDone; ++lTurn)
     {
+        mMemory = 0;
         lBegin = {};
         CountSleeps(lAfterTheSpin);
         lDone = mOver && CountSleeps(&GoesOn) == 0 && mAsked == 1;

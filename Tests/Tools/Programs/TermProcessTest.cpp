@@ -37,7 +37,7 @@ ToolResult RunTerm(const std::vector<std::string>& aArguments, const std::string
     lFiles.mInput = Process::Input::Pipe;
     EXPECT_TRUE(lTool.Start("kyserial", lArguments, lFiles));
     EXPECT_TRUE(lTool.Feed(aInput));
-    EXPECT_TRUE(lTool.WaitForOutput(aOutput));
+    EXPECT_TRUE(lTool.WaitForOutput(aOutput)) << lTool.Error();
     lTool.CloseInput();
     const int lStatus = lTool.Wait().value_or(-1);
     return {lStatus, lTool.Output(), lTool.Error()};
