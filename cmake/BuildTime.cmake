@@ -38,11 +38,11 @@ function(ky_standard_headers aTarget)
   target_precompile_headers(${aTarget} REUSE_FROM KyStandardHeaders)
 endfunction()
 
-# ky_small_objects(target): for the Windows build of a library that large programs link. The GNU linker compares each function,
-# which has a section of its own, with the others: ten thousand cost it a minute. Inlined functions have none.
-function(ky_small_objects aTarget)
-  if(MINGW)
-    target_compile_options(${aTarget} PRIVATE $<$<CONFIG:Debug>:-O1>)
+# ky_optimise_debug(target): the target is optimised in debug builds too, as far as a debugger can follow. A preset or script
+# that asks for a level of its own gets that one.
+function(ky_optimise_debug aTarget)
+  if(NOT MSVC AND NOT CMAKE_CXX_FLAGS_DEBUG MATCHES "-O")
+    target_compile_options(${aTarget} PRIVATE $<$<CONFIG:Debug>:-Og>)
   endif()
 endfunction()
 

@@ -7,8 +7,9 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <iterator>
 #include <random>
+#include <sstream>
+#include <utility>
 
 namespace KyTest
 {
@@ -89,7 +90,10 @@ std::string Process::TemporaryFile(const std::string& aSuffix)
 std::string ReadFile(const std::string& aPath)
 {
     std::ifstream lFile(aPath, std::ios::binary);
-    return {std::istreambuf_iterator<char>(lFile), std::istreambuf_iterator<char>()};
+    std::ostringstream lContent;
+    // In one piece, not byte by byte: many tests read a growing file again and again.
+    lContent << lFile.rdbuf();
+    return std::move(lContent).str();
 }
 
 bool WriteFile(const std::string& aPath, const std::string& aContent)
