@@ -37,6 +37,11 @@ public:
     /// \return False: there is none, or the system refused; the object is closed.
     bool Open(const std::string& aName) noexcept;
 
+    /// Whether there is a semaphore of that name.
+    /// \return True also when the look lacks memory or descriptors: a process that is short of them must not take
+    /// what lives for dead.
+    static bool Exists(const std::string& aName) noexcept;
+
     /// Closes; harmless when closed. Gives nothing back to the count.
     /// \return False: the system refused. The object is closed all the same.
     bool Close() noexcept;

@@ -267,8 +267,7 @@ void SharedRegistry::Sweep()
     {
         SharedRegistryEntry& lEntry = mEntries[lIndex];
         // A server that lives holds its clients' semaphore open. Apart from it only a client does.
-        NamedSemaphore lProbe;
-        if (lEntry.mServerId != 0 && !lProbe.Open(GetSemaphoreName(cClientSemaphoreName, lEntry)))
+        if (lEntry.mServerId != 0 && !NamedSemaphore::Exists(GetSemaphoreName(cClientSemaphoreName, lEntry)))
         {
             StoreWord(lEntry.mServerActive, 0);
         }

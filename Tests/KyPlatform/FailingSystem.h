@@ -4,8 +4,14 @@
 class FailingSystem
 {
 public:
+    enum class Error
+    {
+        Fault,
+        Shortage ///< The process has no descriptor or memory left.
+    };
+
     /// \param aCall  The call that fails, counted from 1; 0 only counts.
-    explicit FailingSystem(int aCall);
+    explicit FailingSystem(int aCall, Error aError = Error::Fault);
     ~FailingSystem();
     FailingSystem(const FailingSystem&) = delete;
     FailingSystem& operator=(const FailingSystem&) = delete;

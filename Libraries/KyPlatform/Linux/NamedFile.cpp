@@ -220,8 +220,12 @@ NamedFile::Outcome NamedFile::Examine(const std::string& aFile) const
 {
     struct stat lStatus = {};
     struct stat lFolder = {};
-    if (gSystem.mGetStatus(mFile, &lStatus) != 0 || gSystem.mGetStatus(mFolder, &lFolder) != 0 ||
-        !S_ISREG(lStatus.st_mode))
+    if (gSystem.mGetStatus(mFile, &lStatus) != 0 || gSystem.mGetStatus(mFolder, &lFolder) != 0)
+    {
+        Obstacle::Note("a file cannot be examined", errno);
+        return Outcome::Failed;
+    }
+    if (!S_ISREG(lStatus.st_mode))
     {
         return Outcome::Failed;
     }
@@ -252,7 +256,12 @@ NamedFile::Outcome NamedFile::Examine(const std::string& aFile) const
         // Its last holder may have removed it between the two calls.
         return IsLinked(aFile) ? Outcome::Held : Outcome::Again;
     }
-    return errno == EWOULDBLOCK ? Outcome::Again : Outcome::Failed;
+    if (errno == EWOULDBLOCK)
+    {
+        return Outcome::Again;
+    }
+    Obstacle::Note("a file cannot be locked", errno);
+    return Outcome::Failed;
 }
 
 NamedFile::Outcome NamedFile::Hold(const std::string& aFile)
@@ -349,8 +358,13 @@ NamedFile::Outcome NamedFile::Complete(const std::string& aFile, gid_t aGroup, u
 bool NamedFile::Map()
 {
     struct stat lStatus = {};
+    if (gSystem.mGetStatus(mFile, &lStatus) != 0)
+    {
+        Obstacle::Note("a file cannot be examined", errno);
+        return false;
+    }
     // Another process of the user may have emptied the file, and an empty file cannot be mapped.
-    if (gSystem.mGetStatus(mFile, &lStatus) != 0 || lStatus.st_size <= 0)
+    if (lStatus.st_size <= 0)
     {
         return false;
     }

@@ -1,6 +1,7 @@
 #include "KyPlatform/NamedSemaphore.h"
 
 #include "KyPlatform/Linux/NamedFile.h"
+#include "KyPlatform/Linux/Obstacle.h"
 
 #include <atomic>
 #include <memory>
@@ -59,6 +60,20 @@ bool NamedSemaphore::Open(const std::string& aName) noexcept
     Close();
     mObject = TakePlace(OpenRecord(aName, cKind, sizeof(Record), cMark));
     return mObject != nullptr;
+}
+
+bool NamedSemaphore::Exists(const std::string& aName) noexcept
+{
+    const Obstacle lBefore = Obstacle::Get();
+    Obstacle::Forget();
+    const std::unique_ptr<NamedFile> lFile(OpenRecord(aName, cKind, sizeof(Record), cMark));
+    const bool lIsThere = lFile != nullptr || Obstacle::Get().IsShortage();
+    if (lBefore.mWhat != nullptr) // the thread's first obstacle stays the first
+    {
+        Obstacle::Forget();
+        Obstacle::Note(lBefore.mWhat, lBefore.mError);
+    }
+    return lIsThere;
 }
 
 bool NamedSemaphore::Close() noexcept

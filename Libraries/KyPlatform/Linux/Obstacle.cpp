@@ -1,5 +1,7 @@
 #include "KyPlatform/Linux/Obstacle.h"
 
+#include <cerrno>
+
 namespace KyPlatform
 {
 
@@ -19,6 +21,14 @@ void Obstacle::Note(const char* aWhat, int aError) noexcept
     }
 }
 
+void Obstacle::NoteShortage(const char* aWhat, int aError) noexcept
+{
+    if (Obstacle{aWhat, aError}.IsShortage())
+    {
+        Note(aWhat, aError);
+    }
+}
+
 void Obstacle::Forget() noexcept
 {
     gFirst = Obstacle();
@@ -27,6 +37,11 @@ void Obstacle::Forget() noexcept
 const Obstacle& Obstacle::Get() noexcept
 {
     return gFirst;
+}
+
+bool Obstacle::IsShortage() const noexcept
+{
+    return mError == EMFILE || mError == ENFILE || mError == ENOMEM || mError == ENOLCK;
 }
 
 } // namespace KyPlatform

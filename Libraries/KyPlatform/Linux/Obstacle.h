@@ -11,8 +11,13 @@ struct Obstacle
 
     /// \param aWhat  A literal.
     static void Note(const char* aWhat, int aError) noexcept;
+    /// Does nothing unless the error is a shortage.
+    static void NoteShortage(const char* aWhat, int aError) noexcept;
     static void Forget() noexcept;
     static const Obstacle& Get() noexcept;
+
+    /// Whether the system or the process lacked something, which says nothing about the object.
+    bool IsShortage() const noexcept;
 };
 
 } // namespace KyPlatform

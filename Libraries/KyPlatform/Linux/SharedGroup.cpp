@@ -1,8 +1,10 @@
 #include "KyPlatform/Linux/SharedGroup.h"
 
+#include "KyPlatform/Linux/Obstacle.h"
 #include "KyPlatform/Linux/SystemCalls.h"
 
 #include <array>
+#include <cerrno>
 #include <charconv>
 #include <cstring>
 #include <fcntl.h>
@@ -24,6 +26,7 @@ bool ReadSettings(Line& aLine) noexcept
         gSystem.mOpen(AT_FDCWD, gSystem.mSettings, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0);
     if (lFile < 0)
     {
+        Obstacle::NoteShortage("the group that shares it cannot be read", errno); // mostly there is no group
         return false;
     }
     struct stat lStatus = {};
@@ -76,8 +79,10 @@ bool FindGroup(const char* aWord, gid_t& aGroup) noexcept
     {
         return true;
     }
-    if (::getgrnam_r(aWord, &lEntry, lRoom.data(), lRoom.size(), &lFound) != 0 || lFound == nullptr)
+    const int lError = ::getgrnam_r(aWord, &lEntry, lRoom.data(), lRoom.size(), &lFound);
+    if (lError != 0 || lFound == nullptr)
     {
+        Obstacle::NoteShortage("the group that shares it cannot be found", lError);
         return false;
     }
     aGroup = lFound->gr_gid;

@@ -24,6 +24,12 @@ bool NamedSemaphore::Open(const std::string& aName) noexcept
     return mObject != nullptr;
 }
 
+bool NamedSemaphore::Exists(const std::string& aName) noexcept
+{
+    NamedSemaphore lProbe;
+    return lProbe.Open(aName) || Obstacle::IsShortage(::GetLastError());
+}
+
 bool NamedSemaphore::Close() noexcept
 {
     void* const lHandle = std::exchange(mObject, nullptr);

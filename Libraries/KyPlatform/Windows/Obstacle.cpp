@@ -32,4 +32,20 @@ uint32_t Obstacle::Get() noexcept
     return gFirst;
 }
 
+bool Obstacle::IsShortage(uint32_t aError) noexcept
+{
+    switch (aError)
+    {
+    case ERROR_TOO_MANY_OPEN_FILES:
+    case ERROR_NOT_ENOUGH_MEMORY:
+    case ERROR_OUTOFMEMORY:
+    case ERROR_NO_SYSTEM_RESOURCES:
+    case ERROR_NOT_ENOUGH_QUOTA:
+    case ERROR_COMMITMENT_LIMIT:
+        return true;
+    default:
+        return false;
+    }
+}
+
 } // namespace KyPlatform

@@ -12,6 +12,9 @@ struct Obstacle
     static void* Check(void* aHandle) noexcept;
     static void Forget() noexcept;
     static uint32_t Get() noexcept;
+
+    /// Whether the error means that the system or the process lacked something, which says nothing about the object.
+    static bool IsShortage(uint32_t aError) noexcept;
 };
 
 } // namespace KyPlatform

@@ -14,6 +14,7 @@ namespace
 
 std::atomic<int> gCalls{0}; // bridges call from threads of their own
 std::atomic<int> gFailing{0};
+int gError = EIO;
 SystemCalls gBefore = GetRealSystem(); // the table that is covered, a private session's perhaps
 
 template<auto tEntry, typename tResult, typename... tArguments>
@@ -23,7 +24,7 @@ tResult Count(tArguments... aArguments)
     {
         return (gBefore.*tEntry)(aArguments...);
     }
-    errno = EIO;
+    errno = gError;
     if constexpr (std::is_same_v<tResult, void*>)
     {
         return MAP_FAILED;
@@ -54,8 +55,9 @@ void ReplaceAll()
 
 const int FailingSystem::cCallsForAFreeLock = 0;
 
-FailingSystem::FailingSystem(int aCall)
+FailingSystem::FailingSystem(int aCall, Error aError)
 {
+    gError = aError == Error::Shortage ? EMFILE : EIO;
     gCalls = 0;
     gFailing = aCall;
     gBefore = gSystem;

@@ -12,6 +12,7 @@ namespace
 
 std::atomic<int> gCalls{0}; // bridges call from threads of their own
 std::atomic<int> gFailing{0};
+DWORD gError = ERROR_ACCESS_DENIED;
 SystemCalls gBefore = GetRealSystem(); // the table that is covered, a private session's perhaps
 
 template<auto tEntry, typename tResult, typename... tArguments>
@@ -21,7 +22,7 @@ tResult WINAPI Count(tArguments... aArguments)
     {
         return (gBefore.*tEntry)(aArguments...);
     }
-    ::SetLastError(ERROR_ACCESS_DENIED);
+    ::SetLastError(gError);
     if constexpr (std::is_same_v<tResult, DWORD>)
     {
         return WAIT_FAILED;
@@ -48,8 +49,9 @@ void ReplaceAll()
 
 const int FailingSystem::cCallsForAFreeLock = 1;
 
-FailingSystem::FailingSystem(int aCall)
+FailingSystem::FailingSystem(int aCall, Error aError)
 {
+    gError = aError == Error::Shortage ? ERROR_NOT_ENOUGH_MEMORY : ERROR_ACCESS_DENIED;
     gCalls = 0;
     gFailing = aCall;
     gBefore = gSystem;

@@ -127,6 +127,27 @@ TEST_F(SystemFaultTest, ServersAreListedUnlessTheLockIsRefused)
     EXPECT_EQ(lUnlisted, cLocks * FailingSystem::cCallsForAFreeLock);
 }
 
+TEST_F(SystemFaultTest, AClientWithoutDescriptorsHidesNoServerFromOthers)
+{
+    BridgeCLDLL lBridge;
+    ASSERT_THAT(lBridge.OpenDevicePort(&mDevice, KyDeviceSerialBulk1), IsOK());
+    ASSERT_THAT(lBridge.OpenSharedMem("Server"), IsOK());
+    const int lRefused = ForEachNth(
+        [&](int aNth, int& aCount)
+        {
+            CLUINT32 lCount = 7;
+            {
+                const FailingSystem lSystem(aNth, FailingSystem::Error::Shortage);
+                static_cast<void>(clGetNumSerialPorts(&lCount)); // may find none
+                aCount = FailingSystem::GetCalls();
+            }
+            EXPECT_EQ(clGetNumSerialPorts(&lCount), CL_ERR_NO_ERR);
+            EXPECT_EQ(lCount, 1U) << "after call " << aNth;
+            static_cast<void>(mAsserts.Take());
+        });
+    EXPECT_GT(lRefused, 10);
+}
+
 TEST_F(SystemFaultTest, SaysWhatOfAServerCouldNotBeMade)
 {
     const int lRefused = ForEachNth(
