@@ -5,8 +5,10 @@
 #include <JxUtilsLib/Event.h>
 
 #include <deque>
+#include <functional>
 #include <mutex>
 #include <string>
+#include <vector>
 
 namespace KyTest
 {
@@ -34,6 +36,7 @@ public:
         aSent = lStep.mTake < aSize ? lStep.mTake : aSize;
         mSent.append(reinterpret_cast<const char*>(aData), aSent);
         mPieces.push_back(aSize);
+        mOnSend();
         return lStep.mResult;
     }
 
@@ -77,6 +80,7 @@ public:
     std::deque<SendStep> mSendSteps;
     std::string mSent;
     std::vector<uint32_t> mPieces;
+    std::function<void()> mOnSend = [] {}; // called before Send() returns
 
 private:
     std::mutex mMutex;

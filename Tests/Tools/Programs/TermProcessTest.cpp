@@ -182,7 +182,7 @@ TEST(TermProcessTest, ShowsWhatComesWhileTheInputIsStillOpen)
     lFiles.mInput = Process::Input::Pipe;
     ASSERT_TRUE(lTool.Start("kyserial", {"term", "--port", "uart0", "--quiet-time", "100"}, lFiles));
     ASSERT_TRUE(lTool.Feed("STATUS?\r\n"));
-    EXPECT_TRUE(lTool.WaitForOutput(cLensStatus));
+    ASSERT_TRUE(lTool.WaitForOutput(cLensStatus)) << lTool.Error();
     ASSERT_TRUE(lTool.Feed("ID?\r\n"));
     EXPECT_TRUE(lTool.WaitForOutput("KYLENS"));
     lTool.CloseInput();

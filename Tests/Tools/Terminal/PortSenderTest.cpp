@@ -1,10 +1,14 @@
 #include "Tools/ScriptedPort.h"
 
+#include "Support/PatternMatcher.h"
+#include "Support/Process.h"
 #include "kyserial/Terminal/PortStreams.h"
 #include "kyserial/Text/Failure.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <string>
 
 using namespace KySerialTool;
@@ -70,6 +74,21 @@ TEST_F(PortSenderTest, ABusyDeviceGetsTheRestLater)
     EXPECT_TRUE(Send("abcdefgh"));
     EXPECT_EQ("abcdefgh", mPort.mSent);
     EXPECT_EQ((std::vector<uint32_t>{8, 8, 5, 5}), mPort.mPieces);
+}
+
+TEST_F(PortSenderTest, AnAnswerBeforeTheEndOfTheCallIsLoggedAfterWhatItAnswers)
+{
+    const std::string lPath = KyTest::Process::TemporaryFile(".log");
+    ASSERT_EQ("", mLog.Open(lPath));
+    mPort.mOnSend = [this]
+    {
+        const uint8_t lAnswer = 'A';
+        mLog.Add(TrafficLog::cReceived, &lAnswer, 1);
+    };
+    EXPECT_TRUE(Send("?"));
+    mLog.Flush();
+    EXPECT_THAT(KyTest::ReadFile(lPath), KyTest::MatchesPattern(".*Z > 3f + \\?\n.*Z < 41 + A\n"));
+    std::remove(lPath.c_str());
 }
 
 TEST_F(PortSenderTest, GivesUpOnRequestBetweenPieces)

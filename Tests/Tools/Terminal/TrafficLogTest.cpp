@@ -61,6 +61,24 @@ TEST_F(TrafficLogTest, ALineEndsWhenTheDirectionChanges)
     EXPECT_THAT(KyTest::ReadFile(mPath), KyTest::MatchesPattern(".*Z < 53 53 + SS\n"));
 }
 
+TEST_F(TrafficLogTest, AnAnswerThatIsFasterThanTheSenderStandsAfterWhatItAnswers)
+{
+    TrafficLog lLog;
+    ASSERT_EQ("", lLog.Open(mPath));
+    lLog.BeginSending();
+    lLog.Add(TrafficLog::cReceived, cBytes + 1, 1);
+    lLog.EndSending(cBytes, 1);
+    lLog.Add(TrafficLog::cReceived, cBytes + 2, 1);
+    lLog.BeginSending();
+    lLog.EndSending(cBytes, 0); // nothing was sent
+    lLog.Add(TrafficLog::cReceived, cBytes + 3, 1);
+    lLog.Flush();
+    const std::string lText = KyTest::ReadFile(mPath);
+    EXPECT_THAT(lText, KyTest::MatchesPattern(".*Z > 53 + S\n.*Z < 54 41 54 + TAT\n"));
+    const size_t lTime = std::string("2025-11-21T08:53:01.123456Z").size();
+    EXPECT_LE(lText.substr(0, lTime), lText.substr(lText.find('\n') + 1, lTime)); // the times are in order
+}
+
 TEST_F(TrafficLogTest, AddsToAFileThatExistsAndEndsTheLastLine)
 {
     ASSERT_TRUE(KyTest::WriteFile(mPath, "before\n"));

@@ -135,12 +135,13 @@ bool PortSender::Send(const uint8_t* aData, size_t aSize)
 uint32_t PortSender::SendPiece(const uint8_t* aData, uint32_t aSize)
 {
     uint32_t lSent = 0;
+    mLog.BeginSending();
     const KyResult lResult = mPort.Send(aData, aSize, lSent);
     // The count comes from the port, and must not lead past the data.
     lSent = std::min(lSent, aSize);
     mSent += lSent;
     // What went out is logged and counted even when the rest failed.
-    mLog.Add(TrafficLog::cSent, aData, lSent);
+    mLog.EndSending(aData, lSent);
     const uint64_t lNow = JxUtilsLib::Thread::GetTickCount() + 1; // never 0
     // Any byte that gets through begins the patience anew.
     if (lResult.IsOK() || lSent > 0)

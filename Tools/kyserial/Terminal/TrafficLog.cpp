@@ -75,22 +75,60 @@ TrafficLog::~TrafficLog()
 void TrafficLog::Add(char aDirection, const uint8_t* aData, size_t aSize)
 {
     const JxUtilsLib::LockScope lScope(mLock);
-    if (!mFile.IsOpen() || aSize == 0)
+    if (!mFile.IsOpen() || aSize == 0) // mostly there is no log, which must not cost a look at the clock
     {
         return;
     }
+    const Time lNow = KyToolPlatform::PreciseTime();
+    if (mSendingSince.has_value() && aDirection == cReceived)
+    {
+        mAnswers.push_back({lNow, {aData, aData + aSize}});
+        return;
+    }
+    AddLocked(lNow, aDirection, aData, aSize);
+}
+
+void TrafficLog::BeginSending()
+{
+    const JxUtilsLib::LockScope lScope(mLock);
+    if (mFile.IsOpen())
+    {
+        mSendingSince = KyToolPlatform::PreciseTime();
+    }
+}
+
+void TrafficLog::EndSending(const uint8_t* aData, size_t aSize)
+{
+    const JxUtilsLib::LockScope lScope(mLock);
+    if (!mSendingSince.has_value())
+    {
+        return;
+    }
+    if (aSize > 0)
+    {
+        AddLocked(*mSendingSince, cSent, aData, aSize);
+    }
+    mSendingSince.reset();
+    for (const Answer& lAnswer : mAnswers)
+    {
+        AddLocked(lAnswer.mTime, cReceived, lAnswer.mBytes.data(), lAnswer.mBytes.size());
+    }
+    mAnswers.clear();
+}
+
+void TrafficLog::AddLocked(Time aTime, char aDirection, const uint8_t* aData, size_t aSize)
+{
     // A packet is a piece of traffic as it has passed, so nothing is collected into lines.
     if (mSection.has_value())
     {
-        WriteLocked(mSection->Packet(KyToolPlatform::PreciseTime(), aDirection == cSent, aData, aSize));
+        WriteLocked(mSection->Packet(aTime, aDirection == cSent, aData, aSize));
         return;
     }
-    AddLines(aDirection, aData, aSize);
+    AddLines(aTime, aDirection, aData, aSize);
 }
 
-void TrafficLog::AddLines(char aDirection, const uint8_t* aData, size_t aSize)
+void TrafficLog::AddLines(Time aTime, char aDirection, const uint8_t* aData, size_t aSize)
 {
-    const auto lNow = KyToolPlatform::PreciseTime();
     // A line has one direction, so the other one's bytes end it.
     if (mLineDirection != aDirection)
     {
@@ -101,7 +139,7 @@ void TrafficLog::AddLines(char aDirection, const uint8_t* aData, size_t aSize)
         if (mLine.empty())
         {
             // A line has the time of its first byte.
-            mLineTime = lNow;
+            mLineTime = aTime;
             mLineDirection = aDirection;
         }
         mLine.push_back(aData[lIndex]);

@@ -51,6 +51,11 @@ public:
     /// Adds bytes with the present time. Without an open file, nothing.
     void Add(char aDirection, const uint8_t* aData, size_t aSize);
 
+    /// Around a call that sends. An answer can come before the call returns: it is kept for so long, so that it stands
+    /// after what it answers. EndSending() adds what was sent, with the time of BeginSending().
+    void BeginSending();
+    void EndSending(const uint8_t* aData, size_t aSize);
+
     /// Adds a line with the present time, cNote and a text.
     void AddNote(const std::string& aText);
 
@@ -65,17 +70,29 @@ public:
                             const std::vector<uint8_t>& aBytes);
 
 private:
+    using Time = std::chrono::system_clock::time_point;
+
+    /// Bytes that were received while others were sent.
+    struct Answer
+    {
+        Time mTime;
+        std::vector<uint8_t> mBytes;
+    };
+
     void BeginSection() JX_REQUIRES(mLock);
     void FlushLocked() JX_REQUIRES(mLock);
-    void AddLines(char aDirection, const uint8_t* aData, size_t aSize) JX_REQUIRES(mLock);
+    void AddLocked(Time aTime, char aDirection, const uint8_t* aData, size_t aSize) JX_REQUIRES(mLock);
+    void AddLines(Time aTime, char aDirection, const uint8_t* aData, size_t aSize) JX_REQUIRES(mLock);
     void WriteLocked(const std::string& aText) JX_REQUIRES(mLock);
 
     mutable JxUtilsLib::Mutex mLock;
     RotatingFile mFile JX_GUARDED_BY(mLock);
     std::optional<PcapngSection> mSection JX_GUARDED_BY(mLock); // of a pcapng file
     std::vector<uint8_t> mLine JX_GUARDED_BY(mLock);
-    std::chrono::system_clock::time_point mLineTime JX_GUARDED_BY(mLock);
+    Time mLineTime JX_GUARDED_BY(mLock);
     char mLineDirection JX_GUARDED_BY(mLock) = cSent;
+    std::optional<Time> mSendingSince JX_GUARDED_BY(mLock);
+    std::vector<Answer> mAnswers JX_GUARDED_BY(mLock);
 };
 
 } // namespace KySerialTool
