@@ -26,9 +26,26 @@ constexpr uint32_t cSlice = 50; // milliseconds between two looks at whether the
 /// The answer that the asking thread leaves. Both threads own it.
 struct LookUp
 {
+    /// The thread does not end before. In the Windows build a thread that ends while it is being detached can spoil a
+    /// later one: that one gets no argument, or never runs.
+    std::atomic<uint32_t> mIsDetached{0};
     std::atomic<uint32_t> mIsDone{0}; // 1: mAddress is there, and nobody writes it any more
     std::optional<uint32_t> mAddress;
 };
+
+void Set(std::atomic<uint32_t>& aWord)
+{
+    aWord = 1;
+    WordWait::WakeAll(&aWord);
+}
+
+void Await(std::atomic<uint32_t>& aWord)
+{
+    while (aWord == 0)
+    {
+        WordWait::Sleep(aWord, 0, cSlice);
+    }
+}
 
 /// Starts a thread that asks. \return False: there is no thread for it.
 bool Ask(const std::shared_ptr<LookUp>& aLookUp, const std::string& aName,
@@ -38,14 +55,15 @@ bool Ask(const std::shared_ptr<LookUp>& aLookUp, const std::string& aName,
     StayLoaded();
     try
     {
-        std::thread(
+        std::thread lThread(
             [aLookUp, aName, lAsk = std::move(aAsk)]
             {
+                Await(aLookUp->mIsDetached);
                 aLookUp->mAddress = lAsk(aName);
-                aLookUp->mIsDone = 1;
-                WordWait::WakeAll(&aLookUp->mIsDone);
-            })
-            .detach();
+                Set(aLookUp->mIsDone);
+            });
+        lThread.detach();
+        Set(aLookUp->mIsDetached);
         return true;
     }
     catch (const std::system_error&)

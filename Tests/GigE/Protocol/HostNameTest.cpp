@@ -78,6 +78,19 @@ TEST(HostNameTest, SaysThatThereIsNoSuchHost)
     EXPECT_EQ(lError, "the system knows no host \"camera\"");
 }
 
+// The thread of each ends about when its caller lets go of it.
+TEST(HostNameTest, ManyLookUpsThatEndAtOnceAllGiveTheirAddress)
+{
+    std::string lError;
+    for (uint32_t lAddress = 0; lAddress < 2000; ++lAddress)
+    {
+        ASSERT_EQ(
+            FindAddress("camera", 20s, {}, lError, [=](const std::string&) { return Address(lAddress); }),
+            Address(lAddress))
+            << lError;
+    }
+}
+
 TEST(HostNameTest, AServerThatDoesNotAnswerIsNotWaitedFor)
 {
     const auto lServer = std::make_shared<SlowServer>();
