@@ -74,7 +74,8 @@ TEST(WrapperTest, ObjectsMoveAndGiveBackWhatTheyHave)
     const ky::SimulatedCamera lCamera = MakeSimulated();
     ky::Port lFirst = ky::Port::Open(lCamera, KY_UART0).OrThrow();
     const ky::Port lSecond = std::move(lFirst);
-    EXPECT_EQ(lFirst.GetHandle(), 0U); // NOLINT(bugprone-use-after-move): empty is what is looked at
+    // NOLINTNEXTLINE(bugprone-use-after-move,clang-analyzer-cplusplus.Move): empty is what is looked at
+    EXPECT_EQ(lFirst.GetHandle(), 0U);
     EXPECT_NE(lSecond.GetHandle(), 0U);
     lFirst = ky::Port::Open(lCamera, KY_UART1).OrThrow();
     lFirst = ky::Port::Open(lCamera, KY_BULK1).OrThrow();  // the one before is closed
