@@ -5,6 +5,7 @@ FRAME, PORT, BUS, BRIDGE = "KySerialFrameTest", "KySerialPortTest", "KySerialBus
 ALLOCATION, C = "KySerialAllocationTest", "KySerialCTest"
 FIFO, CLIENT = "clserzmoTest", "clserzmoClientTest"
 GVCP, GIGE = "GvcpTest", "GigEClientTest"
+SYSTEM, OTHERS = "KySerialSystemFaultTest", "KyEnemyTest"
 
 # the end of the source's path, as it is, as it must not be, test programs
 PLACES = [
@@ -234,6 +235,14 @@ PLACES = [
     ("KySerialC/DeviceAdapter.cpp", "if (mUpstreamReports.IsHidden(aName))", "if (false)", C),
     ("KySerial/Include/KySerial/KyUpstreamReports.h", "&& mPort != lPort;", "&& mPort == lPort;", PORT),
     ("KySerialC/HandleTable.h", "if (++mPlaces[lPlace].mGeneration != 0)", "if (mPlaces[lPlace].mGeneration != 0)", PORT),
+
+    # What a process without descriptors, memory or locks cannot see is not taken for gone.
+    ("Linux/NamedSemaphore.cpp", "lFile != nullptr || Obstacle::Get().IsShortage()", "lFile != nullptr", SYSTEM),
+    ("Linux/Obstacle.cpp", "mError == EMFILE || ", "", SYSTEM),
+    ("Linux/SharedGroup.cpp", "if (lRead < 0)\n", "if (lRead < -1)\n", SYSTEM),
+    ("Linux/SharedGroup.cpp", 'Obstacle::NoteShortage("the group that shares it cannot be found", lError);\n', "", SYSTEM),
+    ("Linux/SharedGroup.cpp", "Obstacle::NoteShortage(\"the service's user cannot be found\", lError);\n", "", SYSTEM),
+    ("Linux/SharedGroup.cpp", "aUser = lFound->pw_uid;", "aUser = lFound->pw_gid + 1;", OTHERS),
 
     # GigE Vision: the wire format and the adapter.
     ("Protocol.cpp", "(lFirst >> 8U) != cKey", "(lFirst >> 8U) == 0", GVCP),

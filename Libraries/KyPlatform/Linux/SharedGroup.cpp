@@ -8,8 +8,6 @@
 #include <charconv>
 #include <cstring>
 #include <fcntl.h>
-#include <grp.h>
-#include <pwd.h>
 
 namespace KyPlatform
 {
@@ -22,19 +20,26 @@ using Line = std::array<char, cLongestLine + 1>;
 
 bool ReadSettings(Line& aLine) noexcept
 {
+    errno = 0; // an unsafe file is refused without an error of the system
+    ssize_t lRead = -1;
     const int lFile =
         gSystem.mOpen(AT_FDCWD, gSystem.mSettings, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0);
-    if (lFile < 0)
+    if (lFile >= 0)
+    {
+        struct stat lStatus = {};
+        // Only the superuser may be able to write the file: another writer could let himself in.
+        const bool lIsSafe = gSystem.mGetStatus(lFile, &lStatus) == 0 && S_ISREG(lStatus.st_mode) &&
+                             lStatus.st_uid == 0 && (lStatus.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+        lRead = lIsSafe ? gSystem.mRead(lFile, aLine.data(), cLongestLine) : -1;
+    }
+    if (lRead < 0)
     {
         Obstacle::NoteShortage("the group that shares it cannot be read", errno); // mostly there is no group
-        return false;
     }
-    struct stat lStatus = {};
-    // Only the superuser may be able to write the file: another writer could let himself in.
-    const bool lIsSafe = gSystem.mGetStatus(lFile, &lStatus) == 0 && S_ISREG(lStatus.st_mode) &&
-                         lStatus.st_uid == 0 && (lStatus.st_mode & (S_IWGRP | S_IWOTH)) == 0;
-    const ssize_t lRead = lIsSafe ? gSystem.mRead(lFile, aLine.data(), cLongestLine) : -1;
-    gSystem.mClose(lFile);
+    if (lFile >= 0)
+    {
+        gSystem.mClose(lFile);
+    }
     aLine[lRead > 0 ? static_cast<size_t>(lRead) : 0] = '\0';
     return lRead > 0;
 }
@@ -79,7 +84,7 @@ bool FindGroup(const char* aWord, gid_t& aGroup) noexcept
     {
         return true;
     }
-    const int lError = ::getgrnam_r(aWord, &lEntry, lRoom.data(), lRoom.size(), &lFound);
+    const int lError = gSystem.mFindGroup(aWord, &lEntry, lRoom.data(), lRoom.size(), &lFound);
     if (lError != 0 || lFound == nullptr)
     {
         Obstacle::NoteShortage("the group that shares it cannot be found", lError);
@@ -98,8 +103,10 @@ bool FindUser(const char* aWord, uid_t& aUser) noexcept
     {
         return true;
     }
-    if (::getpwnam_r(aWord, &lEntry, lRoom.data(), lRoom.size(), &lFound) != 0 || lFound == nullptr)
+    const int lError = gSystem.mFindUser(aWord, &lEntry, lRoom.data(), lRoom.size(), &lFound);
+    if (lError != 0 || lFound == nullptr)
     {
+        Obstacle::NoteShortage("the service's user cannot be found", lError);
         return false;
     }
     aUser = lFound->pw_uid;

@@ -86,6 +86,8 @@ SystemCalls GetRealSystem() noexcept
     lReal.mSettings = "/etc/kyserial/clser";
     lReal.mGetUser = &::geteuid;
     lReal.mIsMember = &IsMember;
+    lReal.mFindGroup = &::getgrnam_r;
+    lReal.mFindUser = &::getpwnam_r;
     lReal.mMakeFolder = &::mkdir;
     lReal.mOpen = &OpenFile;
     lReal.mClose = &::close;

@@ -5,8 +5,10 @@
 #include <ctime>
 #include <dirent.h>
 #include <fcntl.h>
+#include <grp.h>
 #include <poll.h>
 #include <pthread.h>
+#include <pwd.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 
@@ -24,6 +26,8 @@ struct SystemCalls
 
     uid_t (*mGetUser)();
     bool (*mIsMember)(gid_t); ///< Whether the calling process is in a group.
+    int (*mFindGroup)(const char*, struct group*, char*, size_t, struct group**);  ///< Result is the error.
+    int (*mFindUser)(const char*, struct passwd*, char*, size_t, struct passwd**); ///< Result is the error.
     int (*mMakeFolder)(const char*, mode_t);
     int (*mOpen)(int, const char*, int, mode_t); ///< Relative to an open folder.
     int (*mClose)(int);

@@ -5,6 +5,7 @@
 
 #include <cstring>
 #include <fstream>
+#include <pwd.h>
 
 using KyPlatform::NamedSemaphore;
 using KySerialLib::SharedRegistry;
@@ -36,11 +37,11 @@ protected:
     }
 
     /// Serves in the group until it is killed.
-    pid_t StartService(uid_t aUser)
+    pid_t StartService(uid_t aUser, gid_t aGroup = cGroup)
     {
         int lPipe[2];
         EXPECT_EQ(::pipe(lPipe), 0);
-        const pid_t lService = Start(aUser, {cGroup},
+        const pid_t lService = Start(aUser, {aGroup},
                                      [&]
                                      {
                                          SharedRegistry lRegistry(true);
@@ -131,6 +132,22 @@ TEST_F(SharedGroupTest, SettingsThatOthersCouldHaveWrittenOrThatMakeNoSenseAreNo
     }
     WriteSettings("\t4711   997 \r\nwhat follows does not count");
     EXPECT_EQ(RunAs(cMember, Attach, {cGroup}), 1);
+    End(lService);
+}
+
+TEST_F(SharedGroupTest, GroupAndServiceMayBeGivenByTheirNames)
+{
+    const struct passwd* const lUser = ::getpwnam("nobody");
+    const struct group* const lGroup = ::getgrnam("nogroup");
+    if (lUser == nullptr || lGroup == nullptr)
+    {
+        GTEST_SKIP() << "this system has no such user or group";
+    }
+    const gid_t lNumber = lGroup->gr_gid;
+    WriteSettings("nogroup nobody\n");
+    const pid_t lService = StartService(lUser->pw_uid, lNumber);
+    EXPECT_EQ(RunAs(cMember, Attach, {lNumber}), 1);
+    EXPECT_EQ(RunAs(cMember, Attach, {cGroup}), 0);
     End(lService);
 }
 

@@ -17,6 +17,17 @@ std::atomic<int> gFailing{0};
 int gError = EIO;
 SystemCalls gBefore = GetRealSystem(); // the table that is covered, a private session's perhaps
 
+template<auto tEntry, auto tOther>
+constexpr bool cAreSame = std::is_same_v<std::integral_constant<decltype(tEntry), tEntry>,
+                                         std::integral_constant<decltype(tOther), tOther>>;
+
+/// The calls that give their error as the result.
+template<auto tEntry>
+constexpr bool cGivesError =
+    cAreSame<tEntry, &SystemCalls::mFindGroup> || cAreSame<tEntry, &SystemCalls::mFindUser> ||
+    cAreSame<tEntry, &SystemCalls::mAllocate> || cAreSame<tEntry, &SystemCalls::mStartThread> ||
+    cAreSame<tEntry, &SystemCalls::mNameThread>;
+
 template<auto tEntry, typename tResult, typename... tArguments>
 tResult Count(tArguments... aArguments)
 {
@@ -25,7 +36,11 @@ tResult Count(tArguments... aArguments)
         return (gBefore.*tEntry)(aArguments...);
     }
     errno = gError;
-    if constexpr (std::is_same_v<tResult, void*>)
+    if constexpr (cGivesError<tEntry>)
+    {
+        return gError;
+    }
+    else if constexpr (std::is_same_v<tResult, void*>)
     {
         return MAP_FAILED;
     }
@@ -62,10 +77,10 @@ FailingSystem::FailingSystem(int aCall, Error aError)
     gFailing = aCall;
     gBefore = gSystem;
     using S = SystemCalls;
-    ReplaceAll<&S::mMakeFolder, &S::mOpen, &S::mGetStatus, &S::mGetStatusOf, &S::mSetMode, &S::mSetOwner,
-               &S::mLockFile, &S::mLockByte, &S::mAllocate, &S::mMap, &S::mLink, &S::mRemove, &S::mOpenList,
-               &S::mFutex, &S::mMakeEvent, &S::mRead, &S::mWrite, &S::mPoll, &S::mControl, &S::mWatch,
-               &S::mReplace, &S::mStartThread, &S::mNameThread>();
+    ReplaceAll<&S::mFindGroup, &S::mFindUser, &S::mMakeFolder, &S::mOpen, &S::mGetStatus, &S::mGetStatusOf,
+               &S::mSetMode, &S::mSetOwner, &S::mLockFile, &S::mLockByte, &S::mAllocate, &S::mMap, &S::mLink,
+               &S::mRemove, &S::mOpenList, &S::mFutex, &S::mMakeEvent, &S::mRead, &S::mWrite, &S::mPoll,
+               &S::mControl, &S::mWatch, &S::mReplace, &S::mStartThread, &S::mNameThread>();
 }
 
 FailingSystem::~FailingSystem()

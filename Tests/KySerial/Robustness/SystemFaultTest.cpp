@@ -66,6 +66,25 @@ protected:
         return Visit(aFailing) && lServed.IsOK();
     }
 
+    // Each call of a client is refused once for want of descriptors; the server must be listed afterwards.
+    void ExpectNoShortageHidesTheServer()
+    {
+        const int lRefused = ForEachNth(
+            [&](int aNth, int& aCount)
+            {
+                CLUINT32 lCount = 7;
+                {
+                    const FailingSystem lSystem(aNth, FailingSystem::Error::Shortage);
+                    static_cast<void>(clGetNumSerialPorts(&lCount)); // may find none
+                    aCount = FailingSystem::GetCalls();
+                }
+                EXPECT_EQ(clGetNumSerialPorts(&lCount), CL_ERR_NO_ERR);
+                EXPECT_EQ(lCount, 1U) << "after call " << aNth;
+                static_cast<void>(mAsserts.Take());
+            });
+        EXPECT_GT(lRefused, 10);
+    }
+
     PrivateSession mSession;
     RecordingLogSink mLog{PriorityFatal};
     AssertRecorder mAsserts; // calls that cannot fail do
@@ -132,20 +151,19 @@ TEST_F(SystemFaultTest, AClientWithoutDescriptorsHidesNoServerFromOthers)
     BridgeCLDLL lBridge;
     ASSERT_THAT(lBridge.OpenDevicePort(&mDevice, KyDeviceSerialBulk1), IsOK());
     ASSERT_THAT(lBridge.OpenSharedMem("Server"), IsOK());
-    const int lRefused = ForEachNth(
-        [&](int aNth, int& aCount)
-        {
-            CLUINT32 lCount = 7;
-            {
-                const FailingSystem lSystem(aNth, FailingSystem::Error::Shortage);
-                static_cast<void>(clGetNumSerialPorts(&lCount)); // may find none
-                aCount = FailingSystem::GetCalls();
-            }
-            EXPECT_EQ(clGetNumSerialPorts(&lCount), CL_ERR_NO_ERR);
-            EXPECT_EQ(lCount, 1U) << "after call " << aNth;
-            static_cast<void>(mAsserts.Take());
-        });
-    EXPECT_GT(lRefused, 10);
+    ExpectNoShortageHidesTheServer();
+}
+
+TEST_F(SystemFaultTest, AClientWithoutDescriptorsHidesNoServerOfTheServiceFromOthers)
+{
+    constexpr uint32_t cService = 1; // Windows looks for sessions up to 31
+    mSession.Share(cService);
+    PrivateSession::SetOwnNumber(cService);
+    BridgeCLDLL lBridge;
+    ASSERT_THAT(lBridge.OpenDevicePort(&mDevice, KyDeviceSerialBulk1), IsOK());
+    ASSERT_THAT(lBridge.OpenSharedMem("Server"), IsOK());
+    PrivateSession::SetOwnNumber(cService + 1);
+    ExpectNoShortageHidesTheServer();
 }
 
 TEST_F(SystemFaultTest, SaysWhatOfAServerCouldNotBeMade)

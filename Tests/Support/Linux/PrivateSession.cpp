@@ -44,6 +44,24 @@ int GetStatus(int aFile, struct stat* aStatus)
     return lResult;
 }
 
+/// Every name is that of the group that shares.
+int FindGroup(const char* /*aName*/, struct group* aEntry, char* /*aRoom*/, size_t /*aSize*/,
+              struct group** aFound)
+{
+    aEntry->gr_gid = ::getegid();
+    *aFound = aEntry;
+    return 0;
+}
+
+/// A user's number follows the first letter of its name.
+int FindUser(const char* aName, struct passwd* aEntry, char* /*aRoom*/, size_t /*aSize*/,
+             struct passwd** aFound)
+{
+    aEntry->pw_uid = static_cast<uid_t>(std::strtoul(aName + 1, nullptr, 10));
+    *aFound = aEntry;
+    return 0;
+}
+
 } // namespace
 
 PrivateSession::PrivateSession()
@@ -57,6 +75,8 @@ PrivateSession::PrivateSession()
     gSystem.mSettings = mSettings.c_str();
     gSystem.mGetUser = &GetNumber;
     gSystem.mGetStatus = &GetStatus;
+    gSystem.mFindGroup = &FindGroup;
+    gSystem.mFindUser = &FindUser;
 }
 
 PrivateSession::~PrivateSession()
@@ -67,7 +87,7 @@ PrivateSession::~PrivateSession()
 
 void PrivateSession::Share(uint32_t aService)
 {
-    std::ofstream(mSettings) << ::getegid() << ' ' << aService << '\n';
+    std::ofstream(mSettings) << "group u" << aService << '\n';
     std::filesystem::permissions(mSettings, std::filesystem::perms(0644));
 }
 
