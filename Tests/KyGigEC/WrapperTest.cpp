@@ -68,6 +68,21 @@ TEST(WrapperTest, FailuresAreResultsOrExceptions)
     EXPECT_EQ(lCamera.GetDevice().SetFeature("NoSuchFeature", "1").GetCode(), 0x8001U);
 }
 
+// The first try has room for 255 characters.
+TEST(WrapperTest, ALongTextOfADeviceIsReadWhole)
+{
+    const KyTest::QuietLog lQuiet;
+    static const std::string cLongText(1000, 'x');
+    KyAdapter lTable{};
+    lTable.mSize = sizeof lTable;
+    lTable.mIsConnected = [](void*) -> int32_t { return 1; };
+    lTable.mGetFeatureAsString = [](void*, const char* aName) -> KyCode
+    { return std::string_view(aName) == "Long" ? KyReturnText(cLongText.c_str()) : KyCode{KY_FAILURE}; };
+    const ky::Device lDevice = ky::Device::Create(lTable).OrThrow();
+    EXPECT_EQ(lDevice.Get().GetFeature("Long").OrThrow(), cLongText);
+    EXPECT_EQ(lDevice.Get().GetFeature("Other").GetCode(), static_cast<KyCode>(KY_FAILURE));
+}
+
 TEST(WrapperTest, ObjectsMoveAndGiveBackWhatTheyHave)
 {
     static_assert(!std::is_copy_constructible_v<ky::Port> && !std::is_copy_assignable_v<ky::Camera>);

@@ -54,4 +54,5 @@ KY_CASE(KyResultC, ALongTextIsCut)
 
 KY_CASE(KySimCameraC, WhatIsInjectedIsReadAndWhatIsWrittenIsOnTheWire)
 KY_CASE(KySimCameraC, RefusesWhatCannotWork)
+KY_CASE(KySimCameraC, AListenerThatWasRefusedIsTakenWhenItComesAgain)
 KY_CASE(KySimCameraC, AnEndedOneIsDisconnected)

@@ -188,6 +188,7 @@ void KyHandleC_NullForAResultIsRefused(void)
     CHECK_CODE(KyPortGetRxBytesReady(lPort, NULL), KY_BAD_PARAMETER);
     CHECK_CODE(KyPortGetRxBufferSize(lPort, NULL), KY_BAD_PARAMETER);
     CHECK_CODE(KyPortIsSupported(lCamera.mDevice, KY_UART0, NULL), KY_BAD_PARAMETER);
+    CHECK_CODE(KyDeviceIsConnected(lCamera.mDevice, NULL), KY_BAD_PARAMETER);
     CHECK_CODE(KyBridgeGetBaudRate(lBridge, NULL), KY_BAD_PARAMETER);
     CHECK_CODE(KyBridgeGetDevicePort(lBridge, NULL), KY_BAD_PARAMETER);
     CHECK_CODE(KyBridgeGetSupportedBaudRate(lBridge, 0, NULL), KY_BAD_PARAMETER);

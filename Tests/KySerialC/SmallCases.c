@@ -176,6 +176,28 @@ void KySimCameraC_RefusesWhatCannotWork(void)
     EndCamera(lCamera);
 }
 
+/* A refused listener leaves nothing that would be taken for one. */
+void KySimCameraC_AListenerThatWasRefusedIsTakenWhenItComesAgain(void)
+{
+    const TestCamera lCamera = MakeCamera();
+    KyAdapter lTable;
+    KyPortHandle lPort = 0;
+    uint8_t lByte = 0;
+    uint32_t lCount = 0;
+    lTable.mSize = sizeof lTable;
+    CHECK_OK(KySimCameraGetAdapter(lCamera.mCamera, &lTable));
+    CHECK_OK(KySimCameraSetConnected(lCamera.mCamera, 0));
+    CHECK_CODE(lTable.mRegisterEventSink(lTable.mContext, lCamera.mDevice), KY_NO_CONNECTION);
+    CHECK_CODE(lTable.mRegisterEventSink(lTable.mContext, lCamera.mDevice), KY_NO_CONNECTION);
+    CHECK_OK(KySimCameraSetConnected(lCamera.mCamera, 1));
+    lPort = OpenPort(lCamera, KY_UART0, KY_SIM_NOTHING);
+    CHECK_OK(KySimCameraInject(lCamera.mCamera, KY_UART0, (const uint8_t*)"x", 1));
+    CHECK_OK(KyPortRead(lPort, &lByte, 1, &lCount, PATIENCE));
+    CHECK(lCount == 1 && lByte == 'x');
+    CHECK_OK(KyPortDestroy(lPort));
+    EndCamera(lCamera);
+}
+
 void KySimCameraC_AnEndedOneIsDisconnected(void)
 {
     const TestCamera lCamera = MakeCamera();

@@ -1,6 +1,7 @@
 #include "clserzmo/clser.h"
 
 #include "JxUtilsLib/Thread.h"
+#include "KyPlatform/SharedMemory.h"
 #include "Tests/Support/PrivateSession.h"
 #include "Tests/Support/RingView.h"
 #include "Tests/Support/TextFifo.h"
@@ -57,6 +58,11 @@ public:
     bool Send(const std::string& aText) { return mUp->Write(aText, cPatience); }
     std::string Receive(size_t aCount) { return mDown->ReadAll(aCount); }
     SharedRegistryEntry& Entry() { return *mEntry; }
+    void DropFifos()
+    {
+        mDown.reset();
+        mUp.reset();
+    }
 
 private:
     SharedRegistry mRegistry{true};
@@ -494,6 +500,22 @@ TEST_F(ClientTest, ADamagedFifoTimesOut)
     EXPECT_EQ(Write("x", 50), Stored(CL_ERR_TIMEOUT, 0));
     EXPECT_EQ(Available(), 0U);
     EXPECT_EQ(clFlushPort(mPort), CL_ERR_NO_ERR);
+}
+
+// As another process of the user can make it first.
+TEST_F(ClientTest, AFifoWithoutRoomForItsHeaderIsNotOpenedAndThePlaceIsGivenBack)
+{
+    mServer.emplace("Server");
+    mServer->DropFifos();
+    for (const std::string lWay : {"Up", "Down"})
+    {
+        KyPlatform::SharedMemory lSmall;
+        bool lIsNew = false;
+        ASSERT_TRUE(lSmall.Create("Local\\KySerialBridge" + lWay + "Fifo1Memory", 8, lIsNew) && lIsNew);
+        EXPECT_EQ(clSerialInit(0, &mPort), CL_ERR_INVALID_INDEX);
+        EXPECT_EQ(mPort, nullptr);
+    }
+    EXPECT_EQ(clSerialInit(0, &mPort), CL_ERR_NO_ERR);
 }
 
 TEST_F(ClientTest, ADamagedRegistryListsNoPorts)

@@ -137,8 +137,8 @@ TEST_F(SharedGroupTest, SettingsThatOthersCouldHaveWrittenOrThatMakeNoSenseAreNo
 
 TEST_F(SharedGroupTest, GroupAndServiceMayBeGivenByTheirNames)
 {
-    const struct passwd* const lUser = ::getpwnam("nobody");
-    const struct group* const lGroup = ::getgrnam("nogroup");
+    const struct passwd* const lUser = ::getpwnam("nobody");  // NOLINT(concurrency-mt-unsafe): one thread
+    const struct group* const lGroup = ::getgrnam("nogroup"); // NOLINT(concurrency-mt-unsafe)
     if (lUser == nullptr || lGroup == nullptr)
     {
         GTEST_SKIP() << "this system has no such user or group";

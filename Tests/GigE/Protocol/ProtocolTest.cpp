@@ -269,7 +269,21 @@ TEST(ProtocolTest, ParsesAnythingWithoutLeavingTheBuffer)
 
 TEST(ProtocolTest, NamesStatuses)
 {
-    EXPECT_EQ("access denied", NameOfStatus(cAccessDenied));
+    using Names = std::vector<std::pair<uint16_t, std::string>>;
+    const Names lNames = {{0, "success"},
+                          {0x8001, "not implemented"},
+                          {0x8002, "invalid parameter"},
+                          {0x8003, "invalid address"},
+                          {0x8004, "write protected"},
+                          {0x8005, "bad alignment"},
+                          {0x8006, "access denied"},
+                          {0x8007, "busy"},
+                          {0x800E, "invalid header"},
+                          {0x8FFF, "error"}};
+    for (const auto& [lStatus, lName] : lNames)
+    {
+        EXPECT_EQ(lName, NameOfStatus(lStatus));
+    }
     EXPECT_EQ("status 0x8F01", NameOfStatus(0x8F01));
     EXPECT_EQ("status 0x0001", NameOfStatus(1));
 }

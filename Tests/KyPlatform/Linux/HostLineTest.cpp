@@ -2,6 +2,7 @@
 
 #include "KyPlatform/HostSerialPort.h"
 #include "KyPlatform/Linux/SystemCalls.h"
+#include "KyPlatform/Linux/TerminalLine.h"
 #include "Tests/KyPlatform/Linux/ScriptedCall.h"
 #include "Tests/Support/ForEachNth.h"
 #include "Tests/Support/HostLink.h"
@@ -339,6 +340,26 @@ TEST_F(HostLineTest, OpensADeviceThatHasHungUpAndIsStillThereAgain)
     EXPECT_GE(Read().mBytes, 3U);
     HostSerialPort lOther;
     EXPECT_FALSE(lOther.Open(mLink.GetPath().c_str())); // no other process can open it
+}
+
+TEST(TerminalLineTest, GivesTheSettingsThatItWasGiven)
+{
+    using Parity = HostLine::Parity;
+    for (const Parity lParity : {Parity::Unchanged, Parity::Even, Parity::Odd})
+    {
+        HostLine lLine;
+        lLine.mBaudRate = 14400;
+        lLine.mDataBits = lParity == Parity::Unchanged ? 8 : 7;
+        lLine.mTwoStopBits = lParity == Parity::Odd;
+        lLine.mParity = lParity;
+        TerminalLine lTerminal;
+        lTerminal.SetLine(lLine);
+        const HostLine lFound = lTerminal.GetLine();
+        EXPECT_EQ(lFound.mBaudRate, lLine.mBaudRate);
+        EXPECT_EQ(lFound.mDataBits, lLine.mDataBits);
+        EXPECT_EQ(lFound.mTwoStopBits, lLine.mTwoStopBits);
+        EXPECT_EQ(lFound.mParity, lLine.mParity);
+    }
 }
 
 TEST(HostPathTest, ComNamesAreTheSystemsSerialPorts)

@@ -5,13 +5,18 @@
 #include "KyPlatform/Session.h"
 #include "KyPlatform/StopEvent.h"
 #include "Tests/KyPlatform/Linux/ScriptedCall.h"
+#include "Tests/Support/PrivateSession.h"
 #include "Tests/Support/UniqueName.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
 #include <linux/futex.h>
 #include <string>
+#include <sys/stat.h>
 #include <thread>
+#include <unistd.h>
 
 using namespace KyPlatform;
 using KyTest::ScriptedCall;
@@ -201,6 +206,62 @@ TEST(RefusedSessionTest, FolderThatCannotBeLookedAtIsAnObstacle)
     }
     const ScriptedCall<&S::mGetUser> lUser([] { return 4711U; });
     EXPECT_NE(Session::GetObstacle().find("4711 belongs to user "), std::string::npos);
+}
+
+TEST(RefusedSessionTest, WhatIsInTheWayOfTheFirstObjectIsTold)
+{
+    const PrivateSession lSession; // it has no folder yet
+    Session::ForgetObstacle();
+    const ScriptedCall<&S::mMakeFolder> lMake(EROFS);
+    NamedEvent lEvent;
+    EXPECT_FALSE(lEvent.Create("Local\\Event"));
+    EXPECT_THAT(Session::GetObstacle(),
+                testing::EndsWith("Session-40: its folder cannot be made: Read-only file system."));
+}
+
+// The objects work then, for processes of the same user.
+TEST(RefusedSessionTest, AFolderWhoseRightsCannotBeChangedStaysTheUsersAlone)
+{
+    PrivateSession lSession;
+    NamedEvent lFirst;
+    ASSERT_TRUE(lFirst.Create("Local\\First"));
+    lSession.Share();
+    const auto lGetMode = [](const std::string& aFile)
+    {
+        struct stat lStatus = {};
+        const std::string lFolder = gSystem.mFolder + std::to_string(gSystem.mGetUser());
+        EXPECT_EQ(::stat((lFolder + aFile).c_str(), &lStatus), 0);
+        return lStatus.st_mode & 0777U;
+    };
+    NamedEvent lSecond;
+    {
+        const ScriptedCall<&S::mOpen> lOpen(
+            [](int aFolder, const char* aName, int aFlags, mode_t aMode)
+            {
+                errno = EACCES;
+                return aFlags == (O_RDONLY | O_DIRECTORY | O_CLOEXEC)
+                           ? -1
+                           : GetRealSystem().mOpen(aFolder, aName, aFlags, aMode);
+            });
+        EXPECT_TRUE(lSecond.Create("Local\\Second"));
+    }
+    EXPECT_EQ(lGetMode(""), 0700U);
+    EXPECT_EQ(lGetMode("/Second.event"), 0600U);
+    EXPECT_TRUE(lSecond.Create("Local\\Third"));
+    EXPECT_EQ(lGetMode(""), 0710U);
+    EXPECT_EQ(lGetMode("/Third.event"), 0660U);
+}
+
+TEST(RefusedWatchTest, AFileThatCannotBeWatchedLeavesNoDescriptor)
+{
+    const int lNext = ::dup(0);
+    ::close(lNext);
+    errno = 0;
+    EXPECT_EQ(GetRealSystem().mWatch("/no/such/file"), -1);
+    EXPECT_EQ(errno, ENOENT);
+    const int lThen = ::dup(0);
+    ::close(lThen);
+    EXPECT_EQ(lThen, lNext);
 }
 
 TEST(RefusedSessionTest, FolderThatCannotBeOpenedIsAnObstacleAndAMissingOneIsNot)

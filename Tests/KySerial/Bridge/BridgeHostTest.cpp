@@ -381,6 +381,27 @@ TEST_F(BridgeHostTest, ABulkPortIsSelectedBeforeItIsAskedAbout)
                             "IsRegisterFeatureAvailable(Bulk1DownstreamData)"));
 }
 
+TEST_F(BridgeHostTest, AStartFailsWhenThePortCannotBeSelected)
+{
+    AddSelectedPorts();
+    const auto lRefuse = [this]
+    {
+        mDevice.SetText("BulkSelector", "Bulk7");
+        mDevice.Fail(Slot::SetFeatureFromString, "BulkSelector");
+    };
+    // Before the port is opened, and after that.
+    for (const bool lAtOnce : {true, false})
+    {
+        lAtOnce ? lRefuse() : mDevice.OnCall(Slot::RegisterEventSink, lRefuse);
+        EXPECT_THAT(mBridge.Start(mHost, {}, &mDevice, KyDeviceSerialBulk1),
+                    IsResult(KyResult::UNSUPPORTED, "Error setting Bulk selector."));
+        EXPECT_EQ(mDevice.GetCallCount(Slot::RegisterEventSink) == 0, lAtOnce);
+        EXPECT_EQ(mDevice.GetText("BulkBaudRate"), "SavedBaudRate");
+        EXPECT_TRUE(mHost.Settings().empty());
+        mDevice.StopFailing();
+    }
+}
+
 // The features of all bulk ports are one set, which the selector points to a port.
 TEST_F(BridgeHostTest, BridgesOfOneDeviceDoNotTakeEachOthersSelector)
 {

@@ -153,6 +153,35 @@ TEST_F(BridgeObserverTest, TrafficToTheDeviceIsReportedAsThePortSendsIt)
     }
 }
 
+// Where the threshold leaves no room, the device gets an empty chunk.
+TEST_F(BridgeObserverTest, AChunkWithoutBytesIsNoTraffic)
+{
+    mDevice.SetRegister(0xB898, 1U << 12 | 252U << 24);
+    mDevice.OnCall(Slot::WriteMemory, [this] { mDevice.SendEvent(0x9000, Words({0x800})); }); // empty
+    Open(KyDeviceSerialBulk0);
+    EXPECT_FALSE(Write(std::string(300, 'x')));
+    EXPECT_THAT(mRecorder.Get(), ElementsAre("> 256", "> 44 refused"));
+    EXPECT_EQ(mAsserts.Take(), Broken({"lBytesAllowed"}));
+}
+
+// An application overrides the reports that it wants.
+TEST_F(BridgeObserverTest, AnObserverNeedsToTakeNoReport)
+{
+    class : public IKySerialBridgeObserver
+    {
+    } lObserver;
+    mOptions.mObserver = &lObserver;
+    mOptions.mReconnect = true;
+    JxUtilsLib::Logger::SetPriority(JxUtilsLib::PriorityFatal);
+    Start();
+    EXPECT_TRUE(Write("there"));
+    Vanish();
+    EXPECT_TRUE(WaitFor([&] { return Write("l") && mBridge->GetFlow(BridgeWay::ToDevice).mAway > 0; }));
+    Return();
+    EXPECT_TRUE(WaitFor([&] { return Write("t") && mBridge->GetFlow(BridgeWay::ToDevice).mDelivered > 5; }));
+    mBridge.reset(); // before the observer
+}
+
 TEST_F(BridgeObserverTest, TrafficFromTheDeviceIsReportedWhenTheBridgeTakesIt)
 {
     Open();
@@ -352,6 +381,29 @@ TEST_F(BridgeReconnectTest, ASettingThatTheDeviceTookBeforeIsTriedUntilItTakesIt
     EXPECT_EQ(ToDevice(), "4 taken, 4 away");
     mDevice.StopFailing();
     EXPECT_TRUE(WaitForLine("back 4"));
+}
+
+TEST_F(BridgeReconnectTest, ADeviceWhosePortCannotBeSelectedIsTriedUntilItCan)
+{
+    AddSettings(mDevice, "Bulk");
+    AddSelector(mDevice);
+    mOptions.mSelectsPort = true;
+    // Settings that it has never taken hold nothing up.
+    for (const char* lSetting : {"BulkBaudRate", "BulkParity", "BulkNumOfStopBits"})
+    {
+        mDevice.Fail(Slot::SetFeatureFromString, lSetting);
+    }
+    Start();
+    VanishAndWait();
+    mDevice.SetText("BulkSelector", "Bulk7");
+    mDevice.Fail(Slot::SetFeatureFromString, "BulkSelector");
+    mDevice.ClearCounts();
+    Return();
+    EXPECT_TRUE(WaitFor([&] { return mDevice.GetCallCount(Slot::SetFeatureFromString) > 1; }));
+    EXPECT_FALSE(mRecorder.Has("back 0"));
+    mDevice.StopFailing();
+    EXPECT_TRUE(WaitForLine("back 0"));
+    EXPECT_EQ(mDevice.GetText("BulkSelector"), "Bulk1");
 }
 
 TEST_F(BridgeReconnectTest, ASettingThatTheDeviceHasNeverTakenHoldsNothingUp)

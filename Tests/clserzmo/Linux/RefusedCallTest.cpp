@@ -164,6 +164,30 @@ TEST_F(RefusedRegistryTest, ReportsThatTheLockIsNotGivenBack)
     EXPECT_EQ(mAsserts.Take(), Broken({"::ReleaseMutex( mMutex )"}));
 }
 
+TEST_F(RefusedRegistryTest, AClientThatComesBetweenTwoLooksForADeadOneKeepsItsPlace)
+{
+    NamedSemaphore lClient;
+    ASSERT_TRUE(mRegistry->AcquireClient("Server", lClient));
+    int lLooks = 0;
+    {
+        const ScriptedCall<&S::mLockByte> lLook(
+            [&lLooks](int aFile, int aCommand, struct flock* aLock)
+            {
+                const int lResult = KyPlatform::GetRealSystem().mLockByte(aFile, aCommand, aLock);
+                if (aCommand == F_OFD_GETLK && ++lLooks == 1)
+                {
+                    aLock->l_type = F_UNLCK; // it was not there yet
+                }
+                return lResult;
+            });
+        EXPECT_FALSE(mRegistry->FreeDeadClient(mClient));
+    }
+    EXPECT_EQ(lLooks, 2);
+    NamedSemaphore lSecond;
+    EXPECT_FALSE(mRegistry->AcquireClient("Server", lSecond));
+    SharedRegistry::ReleaseClient(lClient);
+}
+
 TEST_F(RefusedRegistryTest, ReportsThatASemaphoreIsNotClosed)
 {
     NamedSemaphore lServer;
