@@ -13,6 +13,7 @@
 
 #include <array>
 #include <charconv>
+#include <chrono>
 #include <cstdio>
 #include <exception>
 #include <filesystem>
@@ -21,7 +22,6 @@
 #include <stdexcept>
 #include <string>
 #include <system_error>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -217,8 +217,8 @@ public:
         {
             if (!lOpen)
             {
-                // Nobody can wait for an end of the program alone.
-                std::this_thread::sleep_for(std::chrono::milliseconds(20));
+                // The camera serves on without a console, until the program is asked to end.
+                static_cast<void>(mConsole.WaitForInterrupt(Console::cInfinite));
                 continue;
             }
             size_t lSize = 0;
