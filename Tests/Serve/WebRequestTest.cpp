@@ -1,4 +1,5 @@
 #include "kyserial/Serve/Web/WebRequest.h"
+#include "kyserial/Serve/Tcp/TcpHost.h"
 
 #include <gtest/gtest.h>
 

@@ -149,10 +149,7 @@ std::string BridgedPort::GetHost() const
         return mSelection.mHost.mName;
     }
     const TcpSettings& lTcp = mSelection.mHost.mTcp;
-    // An IPv6 address needs brackets: its own colons would run into that of the port.
-    const bool lIsIpv6 = lTcp.mAddress.find(':') != std::string::npos;
-    return (lTcp.mTelnet ? "rfc2217://" : "tcp://") + (lIsIpv6 ? '[' + lTcp.mAddress + ']' : lTcp.mAddress) +
-           ':' + std::to_string(mTcp->GetPort());
+    return (lTcp.mTelnet ? "rfc2217://" : "tcp://") + HostText(lTcp.mAddress, mTcp->GetPort());
 }
 
 void BridgedPort::StartClser()

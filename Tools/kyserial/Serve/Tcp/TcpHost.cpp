@@ -20,6 +20,13 @@ constexpr uint32_t cPatience = 1000; // ms, with a client that holds up others
 
 } // namespace
 
+std::string HostText(const std::string& aAddress, uint16_t aPort)
+{
+    // An IPv6 address needs brackets: its own colons would run into that of the port.
+    const bool lIsIpv6 = aAddress.find(':') != std::string::npos;
+    return (lIsIpv6 ? '[' + aAddress + ']' : aAddress) + ':' + std::to_string(aPort);
+}
+
 void TcpHost::State::Open()
 {
     // Not in the constructor: the function holds this object by a shared pointer, which does not exist there.

@@ -35,6 +35,9 @@ struct TcpSettings
     bool operator==(const TcpSettings&) const = default;
 };
 
+/// Address and port as URLs have them: "127.0.0.1:4001", "[::1]:4001".
+std::string HostText(const std::string& aAddress, uint16_t aPort);
+
 /// What has happened at such a port.
 struct TcpCounts
 {

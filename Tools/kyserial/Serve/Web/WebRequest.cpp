@@ -86,13 +86,6 @@ bool IsOwnHost(const std::string& aHost, const std::string& aAddress)
            lHost == '[' + aAddress + ']';
 }
 
-std::string HostText(const std::string& aAddress, uint16_t aPort)
-{
-    // An IPv6 address needs brackets: its own colons would run into that of the port.
-    const bool lIsIpv6 = aAddress.find(':') != std::string::npos;
-    return (lIsIpv6 ? '[' + aAddress + ']' : aAddress) + ':' + std::to_string(aPort);
-}
-
 bool IsSameSecret(const std::string& aGiven, const std::string& aSecret)
 {
     if (aSecret.empty())

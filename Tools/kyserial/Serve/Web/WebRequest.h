@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
@@ -23,9 +22,6 @@ std::optional<WebTarget> ParseWebTarget(const std::string& aText);
 /// Whether a request's host is this computer: by number, by "localhost", or as aAddress, where it listens. A page
 /// elsewhere may have given this computer a name of its own; that name is refused.
 bool IsOwnHost(const std::string& aHost, const std::string& aAddress);
-
-/// What a request to this place names as its host.
-std::string HostText(const std::string& aAddress, uint16_t aPort);
 
 /// Whether both texts are the same, in a time that depends on the length of aGiven only.
 bool IsSameSecret(const std::string& aGiven, const std::string& aSecret);

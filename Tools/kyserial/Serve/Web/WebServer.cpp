@@ -2,6 +2,7 @@
 
 #include "kyserial/Serve/Tcp/Acceptor.h"
 #include "kyserial/Serve/Tcp/ReservedCall.h"
+#include "kyserial/Serve/Tcp/TcpHost.h"
 #include "kyserial/Text/Failure.h"
 
 #include <boost/asio/ip/tcp.hpp>
